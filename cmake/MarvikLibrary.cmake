@@ -1,0 +1,32 @@
+# Compiler settings shared by every target, and one library target per folder of src/.
+
+add_library(marvik_options INTERFACE)
+target_compile_options(marvik_options INTERFACE -Wall -Wextra -Wshadow -Werror)
+target_include_directories(marvik_options INTERFACE "${CMAKE_SOURCE_DIR}/src")
+if(MARVIK_SANITIZE)
+  target_compile_options(marvik_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
+                                                  -fno-omit-frame-pointer)
+  target_link_options(marvik_options INTERFACE -fsanitize=address,undefined)
+endif()
+if(MARVIK_FUZZ)
+  target_compile_options(marvik_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+# marvik_library(NAME [FOLDER ...] [LINKS TARGET ...]): src/NAME becomes marvik_NAME, linked to the folders it may use
+# and to packaged libraries. A folder without sources yet is an empty interface.
+function(marvik_library name)
+  cmake_parse_arguments(arg "" "" "LINKS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/src/${name}/*.cpp")
+  set(scope INTERFACE)
+  if(sources)
+    add_library(marvik_${name} STATIC ${sources})
+    set(scope PUBLIC)
+    target_link_libraries(marvik_${name} PRIVATE ${arg_LINKS})
+  else()
+    add_library(marvik_${name} INTERFACE)
+  endif()
+  target_link_libraries(marvik_${name} ${scope} marvik_options)
+  foreach(used IN LISTS arg_UNPARSED_ARGUMENTS)
+    target_link_libraries(marvik_${name} ${scope} marvik_${used})
+  endforeach()
+endfunction()

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "model/document.h"
+#include "util/user_messages.h"
+
+namespace marvik {
+
+// Added once to the sum of two bond radii, Å.
+inline constexpr double kBondTolerance = 0.5;
+
+// Rebuilds all bonds, the hidden-part bits and MoleculeCentre. The same bonds in the same list order as the plain
+// double loop over the atoms, at a cost that grows with their number. Without atoms the centre is the origin. Atoms
+// whose position is not finite get no bonds and do not count for the centre.
+void Connect(Document& document, UserMessages& messages);
+
+// Stores the distance in Å; true when it is at most the two bond radii + 0.5.
+bool BondCriterion(const AtomRecord& a, const AtomRecord& b, double& distance);
+
+// Whether Connect bonds the two: FREE pairs never, BIND pairs always, else by the criterion within PART rules.
+enum class BindMode { Pair = 1, SelectionToTarget = 2 };
+
+// The user's request to bond: `a` to `b`, or every selected atom to `b`. A pair that bonds by itself only loses its
+// FREE entry. False when an atom is missing or nothing is selected. Connects again.
+bool BindAtoms(Document& document, BindMode mode, AtomRecord* a, AtomRecord* b, UserMessages& messages);
+
+// The mirror of BindAtoms for one pair: true when the pair was added to the FREE list.
+bool FreeAtoms(Document& document, AtomRecord* a, AtomRecord* b, UserMessages& messages);
+
+}  // namespace marvik

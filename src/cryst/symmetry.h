@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string_view>
+
+#include "model/crystal.h"
+#include "util/user_messages.h"
+
+namespace marvik {
+
+// Parses one SYMM text ("SYMM -X+1/2, Y, 0.5-Z", the keyword optional, any case) into the name and the twelve numbers.
+// Missing components are rows of zeros; a denominator of 0 gives a translation of 0. A text too long for a TextString
+// is reported through `messages` and leaves an operator of zeros.
+void ParseSymmetryText(std::string_view text, SymmetryOperator& result, UserMessages& messages);
+
+// Parses `text`, appends the operator and then the copies that the lattice code implies.
+void AddSymmetryOperator(SymmetryList& list, std::string_view text, int latticeCode, int originFlag,
+                         UserMessages& messages);
+// Appends (-R, t), named "Added Center".
+void AddCentredCopy(SymmetryList& list, const SymmetryOperator& source, UserMessages& messages);
+// Appends a copy shifted by (dx, dy, dz) without reduction, named "Added Translation".
+void AddTranslatedCopy(SymmetryList& list, const SymmetryOperator& source, double dx, double dy, double dz,
+                       UserMessages& messages);
+
+}  // namespace marvik

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace marvik {
+
+struct Rgb {
+  uint8_t r = 0;
+  uint8_t g = 0;
+  uint8_t b = 0;
+  friend bool operator==(const Rgb&, const Rgb&) = default;
+};
+
+// Device units, y down: pixels on the screen and in pictures, hundredths of a millimetre on a page, points in vector
+// figures.
+struct CanvasPoint {
+  double x = 0.0;
+  double y = 0.0;
+};
+
+struct LinePiece {
+  int16_t x1 = 0;
+  int16_t y1 = 0;
+  int16_t x2 = 0;
+  int16_t y2 = 0;
+};
+
+enum class LineStyle : uint8_t { Solid, Dashed, Dotted };
+
+struct Pen {
+  Rgb colour;
+  double width = 1.0;                  // device units; up to 1 is the thinnest line the device has; 0 draws nothing
+  LineStyle style = LineStyle::Solid;  // caps are round
+};
+
+// An ellipse centre + cos t · p + sin t · q; p and q are any two conjugate half axes.
+struct EllipseShape {
+  CanvasPoint centre;
+  CanvasPoint p;
+  CanvasPoint q;
+};
+
+enum class TextAnchor { BottomLeft, Centre };
+
+// What the interactive renderer draws on: the screen's pixel buffer, a page, a vector figure, or a recording.
+class Canvas {
+ public:
+  virtual ~Canvas() = default;
+
+  virtual void Clear(Rgb colour) = 0;
+  // A batch in one pen.
+  virtual void Lines(std::span<const LinePiece> pieces, const Pen& pen) = 0;
+  virtual void Line(CanvasPoint a, CanvasPoint b, const Pen& pen) = 0;
+  // Filled and outlined; a pen of width 0 leaves the outline off.
+  virtual void FillEllipse(const EllipseShape& shape, Rgb fill, const Pen& outline) = 0;
+  // The part of an ellipse from angle t0 to t1 (radians, t1 > t0, at most a full turn), as a line.
+  virtual void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) = 0;
+  virtual void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) = 0;
+  virtual void Polyline(std::span<const CanvasPoint> points, const Pen& pen) = 0;
+  // UTF-8, in the canvas's label font.
+  virtual void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) = 0;
+  // Width and height in device units of a text as Text draws it.
+  virtual CanvasPoint TextSize(std::string_view text) = 0;
+  // What is drawn until EndGroup belongs to one atom or bond of this name; a device without groups ignores it.
+  virtual void BeginGroup(std::string_view /*name*/) {}
+  virtual void EndGroup() {}
+};
+
+}  // namespace marvik

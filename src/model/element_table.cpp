@@ -1,0 +1,3 @@
+#include "model/element_table.h"
+
+namespace marvik {}  // namespace marvik
