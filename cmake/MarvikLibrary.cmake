@@ -4,9 +4,9 @@ add_library(marvik_options INTERFACE)
 target_compile_options(marvik_options INTERFACE -Wall -Wextra -Wshadow -Werror)
 target_include_directories(marvik_options INTERFACE "${CMAKE_SOURCE_DIR}/src")
 if(MARVIK_SANITIZE)
-  target_compile_options(marvik_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
+  target_compile_options(marvik_options INTERFACE -fsanitize=${MARVIK_SANITIZE} -fno-sanitize-recover=all
                                                   -fno-omit-frame-pointer)
-  target_link_options(marvik_options INTERFACE -fsanitize=address,undefined)
+  target_link_options(marvik_options INTERFACE -fsanitize=${MARVIK_SANITIZE})
 endif()
 if(MARVIK_FUZZ)
   target_compile_options(marvik_options INTERFACE -fsanitize=fuzzer-no-link)
