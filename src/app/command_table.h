@@ -1,0 +1,107 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace marvik {
+
+class Workbench;
+
+// What became of a command. Failed: a message was shown and nothing was changed. Cancelled: the user or the caller
+// backed out without a word. Changed: done, and the structure or its drawing is no longer what it was.
+enum class Outcome : uint8_t { Failed, Cancelled, Done, Changed };
+
+// Which part of the document a command may change. Drawing is what no instruction file holds (bond styles, labels,
+// hidden atoms); Structure is what a save writes.
+enum class CommandEffect : uint8_t { None, Drawing, Structure };
+
+// When a menu shows a command that has a handler as available. Commands whose precondition has a message of its own
+// are always available.
+enum class EnabledRule : uint8_t { Always, Atoms, Selection, PickedAtom, PickedBond, BondsChosen, RecentFile };
+
+// Commands that code speaks of by name; the numbers of all others stand in the table only.
+enum CommandId : int {
+  kOpenCommand = 100,
+  kSaveCommand = 101,
+  kSaveAsCommand = 102,
+  kExitCommand = 104,
+  kDepthCueCommand = 107,
+  kKillSelectedCommand = 113,
+  kZoomOutCommand = 118,
+  kZoomCommand = 119,
+  kPanCommand = 120,
+  kRotateCommand = 121,
+  kWireFrameCommand = 123,
+  kBallAndStickCommand = 124,
+  kThermalEllipsoidCommand = 125,
+  kSelectPickedAtomCommand = 127,
+  kPipesCommand = 158,
+  kReadFileCommand = 160,
+  kSelectByNameCommand = 163,
+  kPackCountCommand = 164,
+  kSelectPickedBondCommand = 186,
+  kRecentFilesMenu = 228,  // the sub-menu that lists the recent files; no command
+  kFmolAfterChangesCommand = 229,
+  kSaveAllCommand = 230,
+  kAboutCommand = 300,
+  kUndoCommand = 500,
+  kRedoCommand = 501,
+  kZoomInCommand = 502,
+  kFirstRecentFileCommand = 10101,  // to 10104
+};
+inline constexpr int kRecentFileCount = 4;
+
+struct CommandCall {
+  int id = 0;
+  std::string argument;  // what a dialog or a pick would give, "" for none
+};
+
+struct CommandRow {
+  int id;
+  const char* text;      // of its menu entry, "&" before the key; commands without an entry have a plain one
+  const char* shortcut;  // "Ctrl+O", "" for none
+  // What the text behind "=" is: "" takes none, "[ATOM]" may have one, "FILE" must.
+  const char* argument;
+  CommandEffect effect;
+  EnabledRule rule;
+  Outcome (*run)(Workbench&, const CommandCall&);  // null: not available, for the reason below
+  bool (*checked)(const Workbench&);               // null: an entry without a check mark
+  const char* greyed;                              // a plain sentence, "" with a handler
+
+  bool NeedsArgument() const { return argument[0] != '\0' && argument[0] != '['; }
+};
+
+// Every command of the program, each once, ascending.
+std::span<const CommandRow> CommandTable();
+// Nothing for an unknown id.
+const CommandRow* FindCommand(int id);
+
+// What a menu shows now.
+bool CommandEnabled(const Workbench& bench, int id);
+bool CommandChecked(const Workbench& bench, int id);
+
+// The one way to run a command: menus, context menus, shortcuts, keys, the demo, the command line and the tests. An
+// unknown command, one without a handler, and one that needs an argument where neither the caller nor the window gives
+// one are answered with a message. Marks the document as changed and asks for a repaint as the outcome says.
+Outcome RunCommand(Workbench& bench, int id, const std::string& argument = {});
+
+enum class MenuKind : uint8_t { Bar, AtomPopup, BondPopup, BackgroundPopup };
+
+// A command (id, no items), a sub-menu (items, or the id kRecentFilesMenu), or a separator (id 0, no text).
+struct MenuNode {
+  int id = 0;
+  std::string text;
+  std::vector<MenuNode> items;
+
+  bool IsSeparator() const { return id == 0 && text.empty(); }
+  bool IsMenu() const { return !items.empty() || id == kRecentFilesMenu; }
+};
+
+// The entries of a menu in their order; of the bar, the top-level menus. The Recent Files sub-menu is empty here.
+std::vector<MenuNode> MenuOf(MenuKind kind);
+// The entries of the Recent Files sub-menu now: one for each slot that holds a path.
+std::vector<MenuNode> RecentFileEntries(const Workbench& bench);
+
+}  // namespace marvik

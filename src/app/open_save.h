@@ -1,0 +1,61 @@
+#pragma once
+
+#include <string>
+
+#include "app/workbench.h"
+
+namespace marvik {
+
+// The flows behind Open, Save, Save As and Save All. All ways to a file (dialog, command line, drop, recent list, demo)
+// take this road.
+
+// Reads `path` into the workbench: asks about unsaved changes, refuses what it cannot read with a message, and after
+// reading makes the bonds, fits the view, enters the recent list and repaints. After a failed read the model is empty
+// and no file is current; when the user wants to keep the changes, or the file is of a kind that is refused unread,
+// everything stays as it was. False in all of these cases.
+bool OpenFile(Workbench& bench, const std::string& path);
+
+// Whether what would lose unsaved changes may go on: yes without any, else the user is asked. `what` ends the question.
+bool MayLoseChanges(Workbench& bench, const std::string& what);
+
+// Writes the current file, "noname.ins" in the current directory when there is none.
+bool SaveCurrentFile(Workbench& bench);
+
+// Writes the structure under a new name; its extension (in any case) says what to write. Everything that is not the
+// extension of an export is an instruction file, and that name becomes the current file.
+bool SaveFileAs(Workbench& bench, const std::string& path);
+
+// Writes an instruction file with everything that protects what was there: remarks that will be lost are shown once
+// per file, a file that changed on disk since it was read is asked about, and the old content of a file that this
+// program did not write stays beside it as NAME.bak.
+bool SaveInstructionFile(Workbench& bench, const std::string& path);
+
+// Absolute and without links or dots as far as it exists, so that one file has one name.
+std::string FullPath(const std::string& path);
+
+// The filters of the dialogs, "text" and pattern, in their order.
+struct FileFilter {
+  const char* text;
+  const char* pattern;
+};
+inline constexpr FileFilter kOpenFilters[] = {
+    {"Results Files (*.RES)", "*.RES"}, {"Instructions Files (*.INS)", "*.INS"},
+    {"Save Files (*.RE?)", "*.RE?"},    {"Crystal Information Files (*.CIF)", "*.CIF"},
+    {"All Files (*.*)", "*.*"},
+};
+inline constexpr FileFilter kListingFilters[] = {
+    {"Listing Files (*.LST)", "*.LST"},
+    {"Results Files (*.RES)", "*.RES"},
+    {"All Files (*.*)", "*.*"},
+};
+inline constexpr FileFilter kSaveFilters[] = {
+    {".INS File", "*.ins"},
+    {".RES File", "*.res"},
+    {".WRL VRML 2.0 File", "*.wrl"},
+    {".CON ConQuest Query File", "*.con"},
+    {".CT Connection Table", "*.ct"},
+    {".PDB File (Skeleton Protein Data Bank Format)", "*.pdb"},
+    {".INP Atoms Input File", "*.inp"},
+};
+
+}  // namespace marvik

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "app/package_settings.h"
+#include "display/interactive_renderer.h"
+#include "display/view_state.h"
+#include "model/document.h"
+#include "util/user_messages.h"
+
+namespace marvik {
+
+// By which the core tells a window that something is to be shown anew. All may be empty: then nobody is looking.
+struct WindowHooks {
+  std::function<void()> repaint;
+  std::function<void()> titleChanged;        // Title() or modified changed
+  std::function<void()> recentFilesChanged;  // the sub-menu is to be rebuilt
+  std::function<void(bool)> busy;            // the wait cursor on and off
+  std::function<void()> quit;                // leave the program
+  // Shows the dialog of a command, or starts its pick, and gives the text that stands for what was entered. Nothing
+  // when it was cancelled, or when the window will run the command itself once the pick is made.
+  std::function<std::optional<std::string>(int id)> askArgument;
+};
+
+enum MouseModeValue { kMouseZoom = 0, kMousePan = 1, kMouseRotate = 2 };
+
+// The document, how it is shown, the settings of the session, and who is told. Commands take one of these.
+class Workbench {
+ public:
+  // `messages` must outlive the workbench. Reads no file.
+  explicit Workbench(UserMessages& userMessages) : messages(userMessages) {}
+  Workbench(const Workbench&) = delete;
+  Workbench& operator=(const Workbench&) = delete;
+
+  Document document;
+  ViewState view;
+  InteractiveRenderer renderer;
+  UserMessages& messages;
+  WindowHooks hooks;
+  PackageSettings settings;
+
+  int RenditionMode = kWireFrame;
+  int MouseMode = kMouseRotate;
+  bool LabelsOn = true;
+  bool HydrogenLabelsOn = true;
+  bool HybridLabelColoration = false;
+  bool ShowCell = false;
+  bool FmolAfterChanges = true;
+  bool SaveAllPending = false;
+  bool keepsRecentFiles = false;  // whether a successful read enters the recent list; the window says yes
+  bool modified = false;          // the structure has changes that no file holds
+  bool quitRequested = false;
+
+  // "Marvik" without a file, else the name of the current file. The mark of unsaved changes is the window's.
+  std::string Title() const;
+  // What the interactive renderer is to draw on the screen.
+  RenderOptions ScreenOptions() const;
+
+  // The atom or bond that a context menu was opened on. The window picks before it shows the menu and clears the pick
+  // once the command has run. They are kept by serial number, so that nothing dangles when the structure changes.
+  void PickAtom(const AtomRecord* atom);
+  void PickBond(const BondRecord* bond);
+  void ClearPick();
+  AtomRecord* PickedAtom() const;
+  BondRecord* PickedBond() const;
+
+  // Rebuilds the bonds. The view's centre follows the atoms unless the view is zoomed on a selection; radius, zoom and
+  // pan stay.
+  void ConnectAndReframe();
+  // What follows every change of which atoms there are or where they are: bonds, bounds, repaint. Completing molecules
+  // has its place before the bonds are made and is asked for with runFmol.
+  void RefreshAfterStructureChange(bool runFmol);
+  // Fits the view to the whole structure again, as after loading.
+  void ResetViewToModel();
+
+  void SetModified(bool on);
+  void Repaint() const;
+  void TitleChanged() const;
+  void SetBusy(bool on) const;
+
+  // Paths that this program wrote since it started: overwriting them again keeps no backup.
+  std::set<std::string> writtenFiles;
+  // Files whose remarks were already shown as lost by saving.
+  std::set<std::string> remarksShown;
+
+ private:
+  uint32_t pickedAtom_ = 0;
+  uint32_t pickedBondOwner_ = 0;
+  uint32_t pickedBondPartner_ = 0;
+};
+
+}  // namespace marvik
