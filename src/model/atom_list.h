@@ -145,6 +145,8 @@ class AtomList {
   // Records in use, live, killed and retired.
   size_t RecordCount() const { return atomPool_.Live(); }
   void LimitRecords(uint32_t atoms, uint32_t bonds);
+  // What a copy takes, short of the text that a few atoms carry.
+  size_t MemoryBytes() const { return atomPool_.Slots() * sizeof(AtomRecord) + bondPool_.Slots() * sizeof(BondRecord); }
 
  private:
   void ForgetMarked();

@@ -51,6 +51,8 @@ struct Instructions {
   bool hasList = false;
   std::vector<std::string> droppedRemarks;  // REM lines that a save will drop
   std::string lineEnd = "\n";               // as the file had it
+
+  friend bool operator==(const Instructions&, const Instructions&) = default;
 };
 
 }  // namespace marvik

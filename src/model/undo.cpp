@@ -1,0 +1,159 @@
+#include "model/undo.h"
+
+#include <cstring>
+#include <unordered_map>
+#include <utility>
+
+namespace marvik {
+
+namespace {
+
+uint32_t SerialOf(const AtomRecord* atom) {
+  return atom ? atom->serial : 0;
+}
+
+bool SameBonds(const AtomRecord& a, const AtomRecord& b) {
+  const BondRecord* p = a.bonds;
+  const BondRecord* q = b.bonds;
+  for (; p && q; p = p->next, q = q->next)
+    if (SerialOf(p->partner) != SerialOf(q->partner) || p->bits != q->bits || p->width != q->width) return false;
+  return !p && !q;
+}
+
+bool SameAtom(const AtomRecord& a, const AtomRecord& b) {
+  constexpr uint8_t kNotSelected = static_cast<uint8_t>(~kSelected);
+  return a.serial == b.serial && a.name == b.name && a.element->atomicNumber == b.element->atomicNumber &&
+         a.fract == b.fract && a.u == b.u && a.uCount == b.uCount && a.occupancy == b.occupancy && a.part == b.part &&
+         a.partHasOccupancy == b.partHasOccupancy && a.partOccupancy == b.partOccupancy &&
+         a.codedValues == b.codedValues && a.peakHeight == b.peakHeight && a.afix == b.afix &&
+         a.afixGroup == b.afixGroup && a.mole == b.mole && a.residue == b.residue && a.generated == b.generated &&
+         (a.flags & kNotSelected) == (b.flags & kNotSelected) && a.flags2 == b.flags2 &&
+         a.hydrogenCount == b.hydrogenCount && a.charge == b.charge && a.labelOffsetX == b.labelOffsetX &&
+         a.labelOffsetY == b.labelOffsetY && SerialOf(a.parent) == SerialOf(b.parent) && a.extras == b.extras &&
+         SameBonds(a, b);
+}
+
+bool SamePairs(const PairList& a, const PairList& b) {
+  if (a.pairs.size() != b.pairs.size()) return false;
+  for (size_t i = 0; i < a.pairs.size(); ++i)
+    if (SerialOf(a.pairs[i].first) != SerialOf(b.pairs[i].first) ||
+        SerialOf(a.pairs[i].second) != SerialOf(b.pairs[i].second))
+      return false;
+  return true;
+}
+
+bool SameChain(const AtomRecord* a, const AtomRecord* b) {
+  for (; a && b; a = a->next, b = b->next)
+    if (!SameAtom(*a, *b)) return false;
+  return !a && !b;
+}
+
+bool SameHfix(const std::vector<HfixEntry>& a, const std::vector<HfixEntry>& b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i)
+    if (a[i].text != b[i].text || SerialOf(a[i].carrier) != SerialOf(b[i].carrier)) return false;
+  return true;
+}
+
+bool SameSymmetry(const SymmetryList& a, const SymmetryList& b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i)
+    if (a[i].rows != b[i].rows || a[i].originFlag != b[i].originFlag || a[i].name.View() != b[i].name.View())
+      return false;
+  return true;
+}
+
+size_t BytesOf(const Document& document) {
+  size_t bytes = sizeof(Document) + document.atoms.MemoryBytes();
+  for (const KeptLine& line : document.instructions.kept) bytes += sizeof line + line.text.size();
+  return bytes;
+}
+
+}  // namespace
+
+bool SameContent(const Document& a, const Document& b) {
+  const auto subset = [](const Document& d) {
+    std::vector<uint32_t> serials;
+    for (const AtomRecord* atom : d.atoms.displaySubset) serials.push_back(atom->serial);
+    return serials;
+  };
+  return a.cell == b.cell && a.latticeCode == b.latticeCode && SameSymmetry(a.symmetry, b.symmetry) &&
+         a.instructions == b.instructions && a.settings == b.settings && a.residues == b.residues &&
+         a.atoms.hiddenParts == b.atoms.hiddenParts && a.atoms.trailingLines == b.atoms.trailingLines &&
+         subset(a) == subset(b) && SamePairs(a.atoms.bindPairs, b.atoms.bindPairs) &&
+         SamePairs(a.atoms.freePairs, b.atoms.freePairs) && SameHfix(a.atoms.hfix, b.atoms.hfix) &&
+         SameChain(a.atoms.head, b.atoms.head) && SameChain(a.atoms.killedHead, b.atoms.killedHead);
+}
+
+UndoHistory::Step UndoHistory::Snapshot(const Document& document, std::string name) {
+  return {std::move(name), std::make_unique<Document>(document), BytesOf(document)};
+}
+
+void UndoHistory::Begin(const Document& before, std::string name) {
+  pending_ = Snapshot(before, std::move(name));
+}
+
+bool UndoHistory::Settle(const Document& after) {
+  Step step = std::exchange(pending_, {});
+  if (!step.document || SameContent(*step.document, after)) return false;
+  undo_.push_back(std::move(step));
+  redo_.clear();
+  Trim();
+  return true;
+}
+
+void UndoHistory::Trim() {
+  size_t bytes = 0;
+  for (const Step& step : undo_) bytes += step.bytes;
+  while (undo_.size() > 1 && bytes > byteLimit_) {
+    bytes -= undo_.front().bytes;
+    undo_.pop_front();
+  }
+}
+
+void UndoHistory::Replace(Document& document, Document& by) {
+  std::unordered_map<uint32_t, size_t> order;
+  for (size_t i = 0; i < document.atoms.selection.Size(); ++i) order[document.atoms.selection[i]->serial] = i;
+  std::vector<AtomRecord*> selected(document.atoms.selection.Size());
+  std::swap(document.atoms, by.atoms);
+  document.atoms.AdoptElements(document.elements);
+  document.atoms.selection.Clear();
+  document.atoms.selectedBonds.clear();
+  if (!order.empty())
+    for (AtomRecord* atom : Atoms(document.atoms))
+      if (const auto found = order.find(atom->serial); found != order.end()) selected[found->second] = atom;
+  for (AtomRecord* atom : selected)
+    if (atom) document.atoms.selection.Append(atom);
+  document.cell = by.cell;
+  document.matrix = by.matrix;
+  document.latticeCode = by.latticeCode;
+  document.symmetry = std::move(by.symmetry);
+  document.instructions = std::move(by.instructions);
+  document.settings = by.settings;
+  document.residues = std::move(by.residues);
+  document.MoleculeCentre = by.MoleculeCentre;
+}
+
+bool UndoHistory::Move(std::deque<Step>& from, std::deque<Step>& to, Document& document) {
+  if (from.empty()) return false;
+  Step step = std::move(from.back());
+  from.pop_back();
+  to.push_back(Snapshot(document, step.name));
+  Replace(document, *step.document);
+  return true;
+}
+
+bool UndoHistory::Undo(Document& document) {
+  return Move(undo_, redo_, document);
+}
+bool UndoHistory::Redo(Document& document) {
+  return Move(redo_, undo_, document);
+}
+
+void UndoHistory::Clear() {
+  undo_.clear();
+  redo_.clear();
+  pending_ = {};
+}
+
+}  // namespace marvik

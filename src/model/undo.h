@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <string>
+
+#include "model/document.h"
+
+namespace marvik {
+
+// Whether two documents say the same: atoms in order with every field that is written or shown, killed atoms, bonds,
+// pairs, settings and kept text. Selection, labels' scratch values and screen positions do not count.
+bool SameContent(const Document& a, const Document& b);
+
+// Undo and redo by whole snapshots, each under the name of the command that made the change. Element colours and radii
+// belong to the program, not to the structure, and are left as they are.
+class UndoHistory {
+ public:
+  // Oldest steps go first once the snapshots hold more than this many bytes.
+  explicit UndoHistory(size_t byteLimit = size_t{256} << 20) : byteLimit_(byteLimit) {}
+
+  // Takes the state before a command. Settle afterwards keeps it as a step when the document really changed; until then
+  // the redo steps stay.
+  void Begin(const Document& before, std::string name);
+  // True when a step was kept.
+  bool Settle(const Document& after);
+
+  // Puts the previous or next state in place; the present selection is carried over to the atoms that are still there.
+  // False when there is none.
+  bool Undo(Document& document);
+  bool Redo(Document& document);
+  // Name of the command that Undo or Redo would take back or repeat, empty when there is none.
+  std::string UndoName() const { return undo_.empty() ? "" : undo_.back().name; }
+  std::string RedoName() const { return redo_.empty() ? "" : redo_.back().name; }
+  size_t Levels() const { return undo_.size(); }
+  void Clear();
+
+ private:
+  struct Step {
+    std::string name;
+    std::unique_ptr<Document> document;
+    size_t bytes = 0;
+  };
+  static Step Snapshot(const Document& document, std::string name);
+  static void Replace(Document& document, Document& by);
+  bool Move(std::deque<Step>& from, std::deque<Step>& to, Document& document);
+  void Trim();
+
+  size_t byteLimit_;
+  std::deque<Step> undo_;
+  std::deque<Step> redo_;
+  Step pending_;
+};
+
+}  // namespace marvik
