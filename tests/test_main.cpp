@@ -1,9 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <gtest/gtest.h>
 #include <locale>
 
 // Takes the locale that MARVIK_TEST_LOCALE names, for C and C++ alike, as a toolkit does at start-up. One that is asked
