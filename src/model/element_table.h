@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -28,6 +29,7 @@ inline constexpr int kHydrogenRow = 1;
 inline constexpr int kDeuteriumRow = 104;
 inline constexpr int kUnknownRow = 105;  // peaks and labels that name no element
 inline constexpr int kElementRows = 106;
+inline constexpr int kTextures = 8;
 
 // One row of the table: an element's chemistry and looks.
 struct ElementInfo {
@@ -36,7 +38,7 @@ struct ElementInfo {
   double bondRadius = 0.77;    // Å, used for connectivity; r of a long-form SFAC
   double searchRadius = 1.27;  // Å, bondRadius + 0.5 as of the defaults
   double drawRadius = 0.20;    // Å
-  double numberAsReal = 6.0;
+  double numberAsReal = 6.0;   // number of electrons: 1 for deuterium, 6 for the catch-all
   // a1 b1 a2 b2 a3 b3 a4 b4 c f' f'' mu of a long-form SFAC; a first value of 0 marks the short form.
   std::array<double, 12> sfacCoefficients{};
   double atomicWeight = 12.0;
@@ -72,8 +74,12 @@ class ElementTable {
 // colours and textures from "sfac.tab" there. A missing file is no error.
 void InitElementTable(ElementTable& table, bool readUserFile);
 
-// "sfac.tab" at `path`. Lines that do not scan are skipped; rows outside 1..105 leave the table unchanged. Both give
-// false when the file cannot be opened.
+// "sfac.tab" in the package directory: the variable's value with the name behind it, nothing when it is unset.
+std::optional<std::string> ElementFilePath();
+
+// "sfac.tab" at `path`. Of a line that does not scan to its end the fields before the fault count; lines for rows
+// outside 1..105 and texture codes outside 0..7 leave the table unchanged. searchRadius is not recomputed. Both give
+// false when the file cannot be opened or written.
 bool ReadElementFile(ElementTable& table, const std::string& path);
 bool WriteElementFile(const ElementTable& table, const std::string& path);
 
