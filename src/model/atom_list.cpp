@@ -333,8 +333,8 @@ bool AtomList::RemoveBond(AtomRecord* atom, BondRecord* bond) {
 
 void AtomList::RemoveAllBonds() {
   selectedBonds.clear();
-  for (AtomRecord* atom = head; atom; atom = atom->next) atom->bonds = nullptr;
-  bondPool_.Clear();
+  for (uint32_t i = 0; i < atomPool_.Slots(); ++i) atomPool_.At(i)->bonds = nullptr;
+  bondPool_.ForgetAll();
 }
 
 AtomRecord* AtomList::FindAtom(std::string_view name) const {

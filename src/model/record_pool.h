@@ -19,7 +19,7 @@ class RecordPool {
   RecordPool& operator=(const RecordPool& other) {
     if (this == &other) return *this;
     chunks_.clear();
-    for (const auto& chunk : other.chunks_) chunks_.push_back(std::make_unique<Chunk>(*chunk));
+    for (size_t c = 0; c * kChunk < other.used_; ++c) chunks_.push_back(std::make_unique<Chunk>(*other.chunks_[c]));
     free_ = other.free_;
     used_ = other.used_;
     limit_ = other.limit_;
@@ -56,6 +56,10 @@ class RecordPool {
   }
   void Clear() {
     chunks_.clear();
+    ForgetAll();
+  }
+  // As Clear, but the memory stays for the next records.
+  void ForgetAll() {
     free_.clear();
     used_ = 0;
   }
