@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -81,8 +82,8 @@ class Workbench {
   void TitleChanged() const;
   void SetBusy(bool on) const;
 
-  // Paths that this program wrote since it started: overwriting them again keeps no backup.
-  std::set<std::string> writtenFiles;
+  // Files that this program wrote since it started, as it left them: overwriting them again keeps no backup.
+  std::map<std::string, FileStamp> writtenFiles;
   // Files whose remarks were already shown as lost by saving.
   std::set<std::string> remarksShown;
 

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "app/command_table.h"
+#include "app/workbench.h"
+
+// The work behind the rows of the command table; one function may serve several ids.
+namespace marvik {
+
+// Shows a warning and answers Failed.
+Outcome Refuse(Workbench& bench, const std::string& caption, const std::string& text);
+
+// file_commands.cpp
+Outcome OpenHandler(Workbench& bench, const CommandCall& call);
+Outcome RecentFileHandler(Workbench& bench, const CommandCall& call);
+Outcome SaveHandler(Workbench& bench, const CommandCall& call);
+Outcome SaveAsHandler(Workbench& bench, const CommandCall& call);
+Outcome ExitHandler(Workbench& bench, const CommandCall& call);
+Outcome AboutHandler(Workbench& bench, const CommandCall& call);
+
+// atom_commands.cpp
+Outcome SelectTextHandler(Workbench& bench, const CommandCall& call);
+Outcome DeselectHandler(Workbench& bench, const CommandCall& call);
+Outcome SelectAtomHandler(Workbench& bench, const CommandCall& call);
+Outcome KillSelectedHandler(Workbench& bench, const CommandCall& call);
+Outcome KillAtomHandler(Workbench& bench, const CommandCall& call);
+Outcome KillPeaksHandler(Workbench& bench, const CommandCall& call);
+Outcome HideHandler(Workbench& bench, const CommandCall& call);
+Outcome AtomLabelHandler(Workbench& bench, const CommandCall& call);
+Outcome DuplicatesHandler(Workbench& bench, const CommandCall& call);
+
+// bond_commands.cpp
+Outcome SelectBondHandler(Workbench& bench, const CommandCall& call);
+Outcome BondInfoHandler(Workbench& bench, const CommandCall& call);
+Outcome BondOrderHandler(Workbench& bench, const CommandCall& call);
+Outcome BondStyleHandler(Workbench& bench, const CommandCall& call);
+Outcome BondWidthHandler(Workbench& bench, const CommandCall& call);
+Outcome BondWithHandler(Workbench& bench, const CommandCall& call);
+Outcome DeleteBondHandler(Workbench& bench, const CommandCall& call);
+
+// view_commands.cpp
+Outcome RenditionHandler(Workbench& bench, const CommandCall& call);
+Outcome LabelToggleHandler(Workbench& bench, const CommandCall& call);
+Outcome ShowCellHandler(Workbench& bench, const CommandCall& call);
+Outcome ZoomHandler(Workbench& bench, const CommandCall& call);
+Outcome ZoomStepHandler(Workbench& bench, const CommandCall& call);
+Outcome MouseModeHandler(Workbench& bench, const CommandCall& call);
+Outcome DepthCueHandler(Workbench& bench, const CommandCall& call);
+
+}  // namespace marvik

@@ -1,0 +1,233 @@
+#include "app/command_table.h"
+
+#include <algorithm>
+
+#include "app/command_handlers.h"
+#include "app/workbench.h"
+
+namespace marvik {
+namespace {
+
+using enum CommandEffect;
+using enum EnabledRule;
+
+template <int mode>
+bool IsRendition(const Workbench& bench) {
+  return bench.RenditionMode == mode;
+}
+template <int mode>
+bool IsMouseMode(const Workbench& bench) {
+  return bench.MouseMode == mode;
+}
+template <bool Workbench::*flag>
+bool IsOn(const Workbench& bench) {
+  return bench.*flag;
+}
+bool IsZoomed(const Workbench& bench) {
+  return bench.view.zoomedOnSelection;
+}
+
+constexpr char kNoAtomDialogs[] = "The dialogs that edit atoms are not available yet.";
+constexpr char kNoSymmetry[] = "Growing, packing and the other symmetry commands are not available yet.";
+constexpr char kNoReports[] = "The geometry reports are not available yet.";
+constexpr char kNoHydrogens[] = "Hybridization and the placing of hydrogens are not available yet.";
+constexpr char kNoOpenGl[] = "Pictures by the OpenGL renderer are not available yet.";
+constexpr char kNoRefinement[] = "Running a refinement is not available yet.";
+constexpr char kNoEditor[] = "Starting the text editor is not available yet.";
+constexpr char kNoPrinting[] = "Printing is not available yet.";
+constexpr char kNoHelp[] = "The help documents are not available yet.";
+constexpr char kNoDemo[] = "The demo is not available yet.";
+constexpr char kNoUndo[] = "Undoing commands is not available yet.";
+
+// A command whose work is still missing.
+constexpr CommandRow Greyed(int id, const char* text, const char* reason, const char* shortcut = "",
+                            const char* argument = "") {
+  return {id, text, shortcut, argument, None, Always, nullptr, nullptr, reason};
+}
+
+// id, text, shortcut, argument, effect, rule, handler, check mark
+constexpr CommandRow kRows[] = {
+    {100, "&Open...", "Ctrl+O", "FILE", Structure, Always, OpenHandler, nullptr, ""},
+    {101, "&Save", "Ctrl+S", "", None, Always, SaveHandler, nullptr, ""},
+    {102, "Save &As...", "Ctrl+Shift+S", "FILE", None, Always, SaveAsHandler, nullptr, ""},
+    Greyed(103, "&Refine", kNoRefinement, "Ctrl+R"),
+    {104, "E&xit", "Ctrl+Q", "", None, Always, ExitHandler, nullptr, ""},
+    {106, "&Labels", "Ctrl+L", "", None, Always, LabelToggleHandler, IsOn<&Workbench::LabelsOn>, ""},
+    {107, "&Depth Cue...", "", "LEVEL", None, Always, DepthCueHandler, nullptr, ""},
+    {108, "&Hydrogen Labels", "Ctrl+H", "", None, Always, LabelToggleHandler, IsOn<&Workbench::HydrogenLabelsOn>, ""},
+    {113, "&Kill Selected", "Ctrl+K", "", Structure, Selection, KillSelectedHandler, nullptr, ""},
+    Greyed(114, "&Edit...", kNoAtomDialogs),
+    Greyed(115, "&Sort...", kNoAtomDialogs),
+    Greyed(116, "&Uniq", kNoSymmetry, "Ctrl+U"),
+    {118, "Zoom Ou&t", "", "", None, Always, ZoomStepHandler, nullptr, ""},
+    {119, "&Zoom", "", "", None, Always, ZoomHandler, IsZoomed, ""},
+    {120, "&Pan", "", "", None, Always, MouseModeHandler, IsMouseMode<kMousePan>, ""},
+    {121, "R&otate", "", "", None, Always, MouseModeHandler, IsMouseMode<kMouseRotate>, ""},
+    {123, "&Wire Frame", "Ctrl+1", "", None, Always, RenditionHandler, IsRendition<kWireFrame>, ""},
+    {124, "&Ball and Stick", "Ctrl+2", "", None, Always, RenditionHandler, IsRendition<kBallAndStick>, ""},
+    {125, "&Thermal Ellipsoid", "Ctrl+3", "", None, Always, RenditionHandler, IsRendition<kThermalEllipsoid>, ""},
+    {127, "&Select", "", "[ATOM]", None, PickedAtom, SelectAtomHandler, nullptr, ""},
+    Greyed(128, "&Edit", kNoAtomDialogs),
+    Greyed(129, "&Uniq", kNoSymmetry),
+    {130, "&Delete", "", "[ATOM]", Structure, PickedAtom, KillAtomHandler, nullptr, ""},
+    {134, "&Info", "", "[ATOM ATOM]", None, PickedBond, BondInfoHandler, nullptr, ""},
+    {136, "&Delete", "", "[ATOM ATOM]", Structure, PickedBond, DeleteBondHandler, nullptr, ""},
+    Greyed(137, "&Bonds and Angles", kNoReports),
+    Greyed(138, "&Grow", kNoSymmetry, "Ctrl+G"),
+    Greyed(139, "T&rim", kNoSymmetry, "Ctrl+T"),
+    Greyed(140, "Info on &All", kNoReports),
+    Greyed(141, "&Centroid", kNoReports),
+    Greyed(142, "Pac&k...", kNoSymmetry, "", "A,A,B,B,C,C"),
+    {143, "Show &Cell", "", "", None, Always, ShowCellHandler, IsOn<&Workbench::ShowCell>, ""},
+    {144, "&Select...", "Ctrl+F", "ATOMS", None, Atoms, SelectTextHandler, nullptr, ""},
+    Greyed(145, "&Plane", kNoReports),
+    Greyed(146, "&Weighted Plane", kNoReports),
+    Greyed(148, "&Edit Current File...", kNoEditor, "Ctrl+E"),
+    Greyed(151, "&Hybridize All", kNoHydrogens),
+    Greyed(153, "&Calculate Hydrogens", kNoHydrogens),
+    Greyed(154, "&Print...", kNoPrinting, "Ctrl+P"),
+    Greyed(155, "E&nviroment", kNoReports),
+    {158, "&Pipes", "Ctrl+4", "", None, Always, RenditionHandler, IsRendition<kPipes>, ""},
+    Greyed(159, "D&emo", kNoDemo),
+    {160, "Read File", "", "FILE", Structure, Always, OpenHandler, nullptr, ""},
+    {163, "Select by Name", "", "ATOMS", None, Always, SelectTextHandler, nullptr, ""},
+    Greyed(164, "Pack Cells", kNoSymmetry, "", "COUNT"),
+    Greyed(166, "&View Listing...", kNoEditor),
+    Greyed(167, "Change &Part...", kNoAtomDialogs),
+    Greyed(168, "&Hide Part...", kNoAtomDialogs),
+    Greyed(183, "&Group Label...", kNoAtomDialogs),
+    {184, "&Deselect All", "Ctrl+D", "", None, Always, DeselectHandler, nullptr, ""},
+    {185, "&Find Duplicate Labels", "", "", None, Atoms, DuplicatesHandler, nullptr, ""},
+    {186, "&Select", "", "[ATOM ATOM]", None, PickedBond, SelectBondHandler, nullptr, ""},
+    {189, "&Single", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
+    {190, "&Double", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
+    {191, "&Triple", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
+    Greyed(192, "Set H&FIX...", kNoHydrogens),
+    Greyed(193, "&Restore Killed Atom(s)...", kNoAtomDialogs),
+    {195, "H&ybrid Label Coloration", "", "", None, Always, LabelToggleHandler, IsOn<&Workbench::HybridLabelColoration>,
+     ""},
+    Greyed(196, "&Position Label...", "Moving labels by hand is not available yet."),
+    Greyed(197, "&Info on Selected", kNoReports),
+    Greyed(200, "&FMOL", kNoSymmetry),
+    {203, "Kill all &Q-Peaks", "", "", Structure, Always, KillPeaksHandler, nullptr, ""},
+    {204, "Labels of Selected O&ff", "", "", Drawing, Selection, AtomLabelHandler, nullptr, ""},
+    {205, "Labels of Selected O&n", "", "", Drawing, Selection, AtomLabelHandler, nullptr, ""},
+    Greyed(206, "&Atom Preferences...", "The preference dialogs are not available yet."),
+    Greyed(208, "To &Screen", kNoOpenGl),
+    Greyed(209, "To &Printer...", kNoOpenGl),
+    Greyed(210, "To &Screen", kNoOpenGl),
+    Greyed(211, "To &Printer...", kNoOpenGl),
+    Greyed(212, "&unUNIQ", kNoSymmetry),
+    {213, "&Toggle Label", "", "[ATOM]", Drawing, PickedAtom, AtomLabelHandler, nullptr, ""},
+    Greyed(214, "To High-Quality &JPEG File...", kNoOpenGl),
+    Greyed(215, "To High-Quality &JPEG File...", kNoOpenGl),
+    Greyed(216, "&OpenGL Preferences...", "The preference dialogs are not available yet."),
+    {217, "0.&1 (Default)", "", "[ATOM ATOM]", Drawing, BondsChosen, BondWidthHandler, nullptr, ""},
+    {218, "0.&2", "", "[ATOM ATOM]", Drawing, BondsChosen, BondWidthHandler, nullptr, ""},
+    {219, "0.02&5", "", "[ATOM ATOM]", Drawing, BondsChosen, BondWidthHandler, nullptr, ""},
+    Greyed(220, "&Custom...", kNoAtomDialogs, "", "WIDTH"),
+    {224, "&Solid", "", "[ATOM ATOM]", Drawing, BondsChosen, BondStyleHandler, nullptr, ""},
+    {225, "&Dashed", "", "[ATOM ATOM]", Drawing, BondsChosen, BondStyleHandler, nullptr, ""},
+    {226, "D&otted", "", "[ATOM ATOM]", Drawing, BondsChosen, BondStyleHandler, nullptr, ""},
+    Greyed(229, "&FMOL after significant structure changes", kNoSymmetry),
+    {230, "Save A&ll...", "", "FILE", None, Always, SaveAsHandler, nullptr, ""},
+    Greyed(231, "&Table of Contents", kNoHelp),
+    Greyed(232, "&Overview", kNoHelp),
+    Greyed(233, "&User's Guide", kNoHelp),
+    Greyed(234, "&Tutorial", kNoHelp),
+    {235, "&Aromatic", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
+    {236, "&Pi", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
+    {237, "&Bond With...", "", "ATOM", Structure, Atoms, BondWithHandler, nullptr, ""},
+    {238, "B&ond With...", "", "ATOM", Structure, Always, BondWithHandler, nullptr, ""},
+    Greyed(239, "S&ame...", "SAME groups cannot be set by hand yet."),
+    Greyed(241, "&Move Near...", kNoSymmetry, "", "ATOM"),
+    Greyed(242, "&Quick Commands", kNoHelp),
+    {243, "Hide &Selected", "", "", Drawing, Selection, HideHandler, nullptr, ""},
+    {244, "Hide &Unselected", "", "", Drawing, Atoms, HideHandler, nullptr, ""},
+    {245, "&Show All", "", "", Drawing, Always, HideHandler, nullptr, ""},
+    Greyed(246, "&Move Near...", kNoSymmetry, "", "ATOM"),
+    Greyed(247, "&Marvik 4.0 Supplement", kNoHelp),
+    {300, "&About", "", "", None, Always, AboutHandler, nullptr, ""},
+    Greyed(500, "&Undo", kNoUndo, "Ctrl+Z"),
+    Greyed(501, "&Redo", kNoUndo, "Ctrl+Shift+Z"),
+    {502, "Zoom &In", "", "", None, Always, ZoomStepHandler, nullptr, ""},
+    {10101, "Recent File &1", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
+    {10102, "Recent File &2", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
+    {10103, "Recent File &3", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
+    {10104, "Recent File &4", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
+};
+static_assert(std::ranges::adjacent_find(kRows, std::ranges::greater_equal{}, &CommandRow::id) == std::end(kRows));
+
+void Explain(const Workbench& bench, const CommandRow& row, const std::string& sentence) {
+  std::string name = row.text;
+  std::erase(name, '&');
+  bench.messages.Show({MessageIcon::Warning, "Command Usage Error:", name + ": " + sentence});
+}
+
+}  // namespace
+
+std::span<const CommandRow> CommandTable() {
+  return kRows;
+}
+
+const CommandRow* FindCommand(int id) {
+  const auto row = std::ranges::lower_bound(kRows, id, {}, &CommandRow::id);
+  return row != std::end(kRows) && row->id == id ? row : nullptr;
+}
+
+bool CommandEnabled(const Workbench& bench, int id) {
+  const CommandRow* row = FindCommand(id);
+  if (!row || !row->run) return false;
+  const AtomList& atoms = bench.document.atoms;
+  switch (row->rule) {
+    case Always:
+      return true;
+    case EnabledRule::Atoms:
+      return atoms.head != nullptr;
+    case Selection:
+      return !atoms.selection.Empty();
+    case PickedAtom:
+      return bench.PickedAtom() != nullptr;
+    case PickedBond:
+      return bench.PickedBond() != nullptr;
+    case BondsChosen:
+      return !atoms.selectedBonds.empty() || bench.PickedBond();
+    case RecentFile:
+      return !bench.settings.RecentFiles[static_cast<size_t>(id - kFirstRecentFileCommand)].empty();
+  }
+  return false;
+}
+
+bool CommandChecked(const Workbench& bench, int id) {
+  const CommandRow* row = FindCommand(id);
+  return row && row->checked && row->checked(bench);
+}
+
+Outcome RunCommand(Workbench& bench, int id, const std::string& argument) {
+  const CommandRow* row = FindCommand(id);
+  if (!row) {
+    bench.messages.Show(
+        {MessageIcon::Warning, "Command Usage Error:", "There is no command " + std::to_string(id) + "."});
+    return Outcome::Failed;
+  }
+  if (!row->run) {
+    Explain(bench, *row, row->greyed);
+    return Outcome::Failed;
+  }
+  CommandCall call{id, argument};
+  if (argument.empty() && row->NeedsArgument()) {
+    if (!bench.hooks.askArgument) {
+      Explain(bench, *row, "This command needs a value, " + std::to_string(id) + "=" + row->argument + ".");
+      return Outcome::Failed;
+    }
+    const auto answer = bench.hooks.askArgument(id);
+    if (!answer) return Outcome::Cancelled;
+    call.argument = *answer;
+  }
+  const Outcome outcome = row->run(bench, call);
+  if (outcome == Outcome::Changed && row->effect == Structure) bench.SetModified(true);
+  bench.Repaint();
+  return outcome;
+}
+
+}  // namespace marvik

@@ -1,0 +1,136 @@
+#include "app/open_save.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "insfile/reader.h"
+#include "insfile/writer.h"
+
+namespace marvik {
+namespace {
+
+constexpr char kNoName[] = "noname.ins";
+constexpr size_t kRemarksListed = 30;
+
+// One name for a file, whichever links lead to it.
+std::string IdentityOf(const std::string& fullPath) {
+  std::error_code error;
+  const auto real = std::filesystem::weakly_canonical(fullPath, error);
+  return error ? fullPath : real.string();
+}
+
+void ShowLostRemarks(Workbench& bench, const std::string& target) {
+  const auto& remarks = bench.document.instructions.droppedRemarks;
+  if (remarks.empty() || !bench.remarksShown.insert(IdentityOf(bench.document.CurrentFile)).second) return;
+  std::string text = "Remarks are not kept. These will not be in " + FileNameOf(target) + ":";
+  for (size_t i = 0; i < std::min(remarks.size(), kRemarksListed); ++i) text += "\n" + remarks[i];
+  if (remarks.size() > kRemarksListed) text += "\n(" + std::to_string(remarks.size() - kRemarksListed) + " more)";
+  bench.messages.Show({MessageIcon::Information, "Remarks Not Kept", text});
+}
+
+bool MayOverwriteForeignChange(Workbench& bench, const std::string& fullPath) {
+  const Document& document = bench.document;
+  if (fullPath != document.CurrentFile || !document.stamp) return true;
+  const auto now = StampOf(fullPath);
+  if (!now || *now == *document.stamp) return true;
+  return bench.messages.AskYesNo({MessageIcon::Question, "File Changed on Disk",
+                                  FileNameOf(fullPath) + " was changed by another program after it was read.\n"
+                                                         "Do you want to overwrite it?"});
+}
+
+struct ExportKind {
+  const char* extension;
+  const char* what;
+};
+constexpr ExportKind kExports[] = {
+    {"pdb", "Protein Data Bank"}, {"ct", "connection table"},
+    {"inp", "ATOMS input"},       {"wrl", "VRML"},
+    {"con", "ConQuest query"},    {"glb", "glTF"},
+};
+
+bool Export(Workbench& bench, const ExportKind& kind) {
+  if (kind.extension == std::string_view("wrl") && bench.RenditionMode != kBallAndStick &&
+      bench.RenditionMode != kThermalEllipsoid) {
+    bench.messages.Show({MessageIcon::Warning, "Invalid Display Choice",
+                         "VRML structure display is currently implemented only for\n"
+                         "Ball and Stick models and Thermal Ellipsoid models."});
+    return false;
+  }
+  bench.messages.Show({MessageIcon::Warning, "Error: File I/O",
+                       std::string("Writing ") + kind.what + " files (." + kind.extension + ") is not available yet."});
+  return false;
+}
+
+}  // namespace
+
+std::string FullPath(const std::string& path) {
+  std::error_code error;
+  const auto full = std::filesystem::absolute(path, error);
+  return error ? path : full.lexically_normal().string();
+}
+
+bool MayLoseChanges(Workbench& bench, const std::string& what) {
+  return !bench.modified || bench.messages.AskYesNo({MessageIcon::Question, "Unsaved Changes",
+                                                     "The structure has changes that were not saved.\n"
+                                                     "Do you want to lose them and " +
+                                                         what + "?"});
+}
+
+bool OpenFile(Workbench& bench, const std::string& path) {
+  if (LowerExtensionOf(path) == "cif") {
+    bench.messages.Show({MessageIcon::Warning,
+                         "Translation Error:", "CIF files cannot be opened yet: their translation is not available."});
+    return false;
+  }
+  if (!MayLoseChanges(bench, "open another file")) return false;
+  bench.SetBusy(true);
+  const bool read = ReadInstructionFile(bench.document, FullPath(path), bench.messages);
+  if (!read) {
+    bench.messages.Show(
+        {MessageIcon::Warning, "Error: File Unreadable", "This file is either missing, empty or corrupt:\n" + path});
+  }
+  bench.ClearPick();
+  bench.SetModified(false);
+  bench.ResetViewToModel();
+  bench.RefreshAfterStructureChange(bench.FmolAfterChanges);
+  bench.SetBusy(false);
+  bench.TitleChanged();
+  if (read && bench.keepsRecentFiles && NoteRecentFile(bench.settings, bench.document.CurrentFile) &&
+      bench.hooks.recentFilesChanged) {
+    bench.hooks.recentFilesChanged();
+  }
+  return read;
+}
+
+bool SaveInstructionFile(Workbench& bench, const std::string& path) {
+  const std::string full = FullPath(path);
+  if (!MayOverwriteForeignChange(bench, full)) return false;
+  ShowLostRemarks(bench, full);
+  const auto existing = StampOf(full);
+  const auto written = bench.writtenFiles.find(IdentityOf(full));
+  const bool isOurs = existing && written != bench.writtenFiles.end() && written->second == *existing;
+  if (!WriteInstructionFile(bench.document, full, bench.messages, existing && !isOurs ? full + ".bak" : "")) {
+    return false;
+  }
+  if (const auto now = StampOf(full)) bench.writtenFiles[IdentityOf(full)] = *now;
+  bench.document.instructions.droppedRemarks.clear();
+  bench.modified = false;
+  bench.TitleChanged();
+  return true;
+}
+
+bool SaveCurrentFile(Workbench& bench) {
+  bench.document.atoms.RebuildBackwardLinks();
+  const std::string& current = bench.document.CurrentFile;
+  return SaveInstructionFile(bench, current.empty() ? kNoName : current);
+}
+
+bool SaveFileAs(Workbench& bench, const std::string& path) {
+  const std::string extension = LowerExtensionOf(path);
+  for (const ExportKind& kind : kExports) {
+    if (extension == kind.extension) return Export(bench, kind);
+  }
+  return SaveInstructionFile(bench, path);
+}
+
+}  // namespace marvik

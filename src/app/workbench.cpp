@@ -1,0 +1,82 @@
+#include "app/workbench.h"
+
+#include "cryst/connectivity.h"
+
+namespace marvik {
+
+std::string Workbench::Title() const {
+  return document.CurrentFile.empty() ? "Marvik" : FileNameOf(document.CurrentFile);
+}
+
+RenderOptions Workbench::ScreenOptions() const {
+  RenderOptions options;
+  options.mode = RenditionMode;
+  options.labels = LabelsOn;
+  options.hydrogenLabels = HydrogenLabelsOn;
+  options.hybridLabelColoration = HybridLabelColoration;
+  options.showCell = ShowCell;
+  return options;
+}
+
+void Workbench::PickAtom(const AtomRecord* atom) {
+  ClearPick();
+  pickedAtom_ = atom ? atom->serial : 0;
+}
+
+void Workbench::PickBond(const BondRecord* bond) {
+  ClearPick();
+  if (!bond) return;
+  pickedBondOwner_ = bond->owner->serial;
+  pickedBondPartner_ = bond->partner->serial;
+}
+
+void Workbench::ClearPick() {
+  pickedAtom_ = pickedBondOwner_ = pickedBondPartner_ = 0;
+}
+
+AtomRecord* Workbench::PickedAtom() const {
+  return pickedAtom_ ? document.atoms.FindSerial(pickedAtom_) : nullptr;
+}
+
+BondRecord* Workbench::PickedBond() const {
+  if (!pickedBondOwner_) return nullptr;
+  const AtomRecord* owner = document.atoms.FindSerial(pickedBondOwner_);
+  const AtomRecord* partner = document.atoms.FindSerial(pickedBondPartner_);
+  return owner && partner ? document.atoms.FindBond(owner, partner) : nullptr;
+}
+
+void Workbench::ConnectAndReframe() {
+  const Cartesian before = document.MoleculeCentre;
+  Connect(document, messages);
+  if (!view.zoomedOnSelection && document.MoleculeCentre != before) view.viewCentre = SphereOfModel(document).centre;
+}
+
+void Workbench::RefreshAfterStructureChange([[maybe_unused]] bool runFmol) {
+  ConnectAndReframe();
+  Repaint();
+}
+
+void Workbench::ResetViewToModel() {
+  ResetView(view, document);
+  view.zoomedOnSelection = false;
+}
+
+void Workbench::SetModified(bool on) {
+  if (modified == on) return;
+  modified = on;
+  TitleChanged();
+}
+
+void Workbench::Repaint() const {
+  if (hooks.repaint) hooks.repaint();
+}
+
+void Workbench::TitleChanged() const {
+  if (hooks.titleChanged) hooks.titleChanged();
+}
+
+void Workbench::SetBusy(bool on) const {
+  if (hooks.busy) hooks.busy(on);
+}
+
+}  // namespace marvik
