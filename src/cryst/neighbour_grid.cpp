@@ -19,9 +19,9 @@ constexpr double kFewCells = 512.0;
 int32_t NeighbourGrid::CellAlong(size_t axis, double coordinate) const {
   // Never decreasing in the coordinate, rounding and bounds included, so a search that takes the cells between those of
   // its two ends misses nothing.
-  const double cell = std::floor((coordinate - origin_[axis]) * cellsPerAngstrom_);
-  if (hashed_) return static_cast<int32_t>(std::clamp(cell, -kFarthestCell, kFarthestCell));
-  return static_cast<int32_t>(std::clamp(cell, 0.0, size_[axis] - 1.0));
+  const double cell = (coordinate - origin_[axis]) * cellsPerAngstrom_;
+  if (!hashed_) return static_cast<int32_t>(std::clamp(cell, 0.0, size_[axis] - 1.0));
+  return static_cast<int32_t>(std::floor(std::clamp(cell, -kFarthestCell, kFarthestCell)));
 }
 
 uint32_t NeighbourGrid::BucketOf(const Cell& cell) const {
@@ -108,15 +108,21 @@ void NeighbourGrid::CollectWithin(const Cartesian& centre, double radius, std::v
 
 namespace {
 
-// Stable counting sort of pairs by one of their two members, each below `count`.
-void SortPairsBy(uint32_t IndexPair::*member, size_t count, std::vector<IndexPair>& pairs) {
-  std::vector<size_t> place(count, 0);
-  for (const IndexPair& pair : pairs) ++place[pair.*member];
+// Sorts pairs of indices below `count`, few of which share their first: by counting, then within each group.
+void SortPairs(size_t count, std::vector<IndexPair>& pairs) {
+  std::vector<size_t> ends(count, 0);
+  for (const IndexPair& pair : pairs) ++ends[pair.first];
   size_t before = 0;
-  for (size_t& p : place) before += std::exchange(p, before);
+  for (size_t& end : ends) before += std::exchange(end, before);
   std::vector<IndexPair> sorted(pairs.size());
-  for (const IndexPair& pair : pairs) sorted[place[pair.*member]++] = pair;
+  for (const IndexPair& pair : pairs) sorted[ends[pair.first]++] = pair;
   pairs.swap(sorted);
+  auto begin = pairs.begin();
+  for (const size_t end : ends) {
+    const auto last = pairs.begin() + static_cast<std::ptrdiff_t>(end);
+    if (last - begin > 1) std::sort(begin, last);
+    begin = last;
+  }
 }
 
 // Search radius that a quarter of the points exceed: few cells per search, without a rare giant making all cells large.
@@ -138,22 +144,21 @@ std::optional<std::vector<IndexPair>> ClosePairs(std::span<const Cartesian> poin
   std::vector<IndexPair> pairs;
   pairs.reserve(std::min(most, points.size() * 3 / 2));
   bool tooMany = false;
-  for (const uint32_t i : grid.IndicesByCell()) {
-    const double own = radii[i];
+  std::vector<double> radiusAt(grid.indices_.size());
+  for (size_t at = 0; at < radiusAt.size(); ++at) radiusAt[at] = radii[grid.indices_[at]];
+  for (uint32_t own = 0; own < radiusAt.size() && !tooMany; ++own) {
     // The point with the larger radius finds the other, so that nobody looks farther than twice its own radius.
-    grid.ForEachWithin(points[i], 2.0 * own + tolerance, [&](uint32_t j, double distance) {
-      const double other = radii[j];
-      if (!(other < own || (other == own && j < i)) || !(distance <= own + other + tolerance)) return;
-      if (pairs.size() < most) {
-        pairs.push_back({std::min(i, j), std::max(i, j)});
-      } else {
-        tooMany = true;
-      }
+    const double radius = radiusAt[own];
+    grid.ForEachPlace(grid.points_[own], 2.0 * radius + tolerance, [&](uint32_t at, double distance) {
+      const double other = radiusAt[at];
+      if (!(other < radius || (other == radius && at < own)) || !(distance <= radius + other + tolerance)) return;
+      tooMany = pairs.size() >= most;
+      const auto [first, second] = std::minmax(grid.indices_[own], grid.indices_[at]);
+      if (!tooMany) pairs.push_back({first, second});
     });
-    if (tooMany) return std::nullopt;
   }
-  SortPairsBy(&IndexPair::second, points.size(), pairs);
-  SortPairsBy(&IndexPair::first, points.size(), pairs);
+  if (tooMany) return std::nullopt;
+  SortPairs(points.size(), pairs);
   return pairs;
 }
 

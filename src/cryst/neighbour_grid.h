@@ -12,6 +12,12 @@
 
 namespace marvik {
 
+struct IndexPair {
+  uint32_t first = 0;
+  uint32_t second = 0;
+  friend auto operator<=>(const IndexPair&, const IndexPair&) = default;
+};
+
 // Points sorted into cubic cells, to find the ones near a place at a cost that does not grow with their number, however
 // far apart they lie: the memory is proportional to the number of points, never to the space between them.
 class NeighbourGrid {
@@ -29,25 +35,15 @@ class NeighbourGrid {
   // is allocated.
   template <class Visit>
   void ForEachWithin(const Cartesian& centre, double radius, Visit visit) const {
-    Range range;
-    if (!FindRange(centre, radius, range)) return;
-    // Squares spare the root of nearly all that fails; what rounding may decide goes on to the distance itself.
-    const double reject = radius * radius * (1.0 + 1e-9);
-    ForEachCandidate(range, [&](uint32_t at) {
-      const Cartesian d = points_[at] - centre;
-      if (Dot(d, d) > reject) return;
-      const double distance = Distance(points_[at], centre);
-      if (distance <= radius) visit(indices_[at], distance);
-    });
+    ForEachPlace(centre, radius, [&](uint32_t at, double distance) { visit(indices_[at], distance); });
   }
 
   // The indices of the same points, ascending: what a plain loop over the points would meet. `found` is emptied first.
   void CollectWithin(const Cartesian& centre, double radius, std::vector<uint32_t>& found) const;
 
-  // The finite points' indices, those of one cell beside each other: the order in which many searches cost least.
-  std::span<const uint32_t> IndicesByCell() const { return indices_; }
-
  private:
+  friend std::optional<std::vector<IndexPair>> ClosePairs(std::span<const Cartesian>, std::span<const double>, double,
+                                                          size_t);
   using Cell = std::array<int32_t, 3>;
   struct Range {
     Cell low{};
@@ -59,6 +55,20 @@ class NeighbourGrid {
   bool FindRange(const Cartesian& centre, double radius, Range& range) const;
   uint32_t BucketOf(const Cell& cell) const;
 
+  // As ForEachWithin, with the places in the order of the cells for indices.
+  template <class Visit>
+  void ForEachPlace(const Cartesian& centre, double radius, Visit visit) const {
+    Range range;
+    if (!FindRange(centre, radius, range)) return;
+    // Squares spare the root of nearly all that fails; what rounding may decide goes on to the distance itself.
+    const double reject = radius * radius * (1.0 + 1e-9);
+    ForEachCandidate(range, [&](uint32_t at) {
+      const Cartesian d = points_[at] - centre;
+      if (Dot(d, d) > reject) return;
+      const double distance = Distance(points_[at], centre);
+      if (distance <= radius) visit(at, distance);
+    });
+  }
   template <class Visit>
   void ForEachCandidate(const Range& range, Visit visit) const {
     if (range.everything) {
@@ -91,12 +101,6 @@ class NeighbourGrid {
   std::vector<Cartesian> points_;
   std::vector<uint32_t> indices_;
   std::vector<Cell> cells_;
-};
-
-struct IndexPair {
-  uint32_t first = 0;
-  uint32_t second = 0;
-  friend auto operator<=>(const IndexPair&, const IndexPair&) = default;
 };
 
 // All pairs first < second whose distance is at most radii[first] + radii[second] + tolerance (Å), ordered by first,
