@@ -67,8 +67,11 @@ struct SameGroup {
 
 // What only some atoms have; kept outside the record so that a record is cheap to copy.
 struct AtomExtras {
-  std::string linesBefore;  // whole lines, each with its line feed, that act from before this atom
-  std::string afixWords;    // behind the AFIX code on the line that opened this atom's group
+  // Whole lines, each with its line feed, that act from before this atom. PART, AFIX, MOLE and RESI lines that stood
+  // among them are here too.
+  std::string linesBefore;
+  std::string afixWords;  // behind the AFIX code on the line that opened this atom's group
+  int afixWordsCode = 0;  // that code: the words go with no other
   std::optional<SameGroup> sameGroup;
   std::string surplusWords;  // behind the fields of an atom line that the model reads
   friend bool operator==(const AtomExtras&, const AtomExtras&) = default;
@@ -105,6 +108,8 @@ struct AtomRecord {
   int8_t hydrogenCount = 0;  // hydrogens still to be attached, as classified
   int8_t charge = 0;
   bool elementFromSfac = false;  // the SFAC number decided because the label's element is not on SFAC
+  bool afterEnd = false;         // a peak that stood behind END; goes back there while it is a peak
+  int16_t sfacNumber = 0;        // as read; tells apart entries that share a row of the table. 0 when made by hand
   uint32_t serial = 0;           // stable through copies of the document; never 0 for a listed atom
   int32_t residue = -1;          // index into the document's residues, -1 before the first RESI line
   int32_t symmetryCode = 0;      // of a generated atom: operator and translation, 1000·k + 100·(tx+5) + ...
