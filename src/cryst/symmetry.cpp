@@ -67,8 +67,9 @@ void ReadComponent(std::string_view component, std::array<double, 4>& row) {
 
 // Upper case, without blanks and without the keyword.
 std::string Condensed(const TextString& text) {
+  const TextString upper = text.Upper();
   std::string condensed;
-  for (const char c : text.Upper().View())
+  for (const char c : upper.View())
     if (c != ' ' && c != '\t' && c != '\r' && c != '\n') condensed += c;
   if (condensed.starts_with("SYMM")) condensed.erase(0, 4);
   return condensed;

@@ -25,7 +25,8 @@ class TextString {
 
   int Length() const { return block_->length; }
   int Capacity() const { return block_->capacity; }
-  std::string_view View() const { return {block_->Characters(), static_cast<size_t>(block_->length)}; }
+  std::string_view View() const& { return {block_->Characters(), static_cast<size_t>(block_->length)}; }
+  std::string_view View() const&& = delete;  // the block would be gone
   const char* CString() const { return block_->Characters(); }
 
   bool Append(std::string_view text, UserMessages& messages);
