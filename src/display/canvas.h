@@ -14,7 +14,8 @@ struct Rgb {
 };
 
 // Device units, y down: pixels on the screen and in pictures, hundredths of a millimetre on a page, points in vector
-// figures.
+// figures. On a pixel device whole coordinates are the middles of pixels: a disc of radius 2.5 about (10, 10) is the
+// pixels 8 to 12.
 struct CanvasPoint {
   double x = 0.0;
   double y = 0.0;
@@ -42,6 +43,13 @@ struct EllipseShape {
   CanvasPoint q;
 };
 
+// One of a stack of discs that together look like a ball.
+struct Disc {
+  CanvasPoint offset;  // of its centre from the stack's
+  double radius = 0.0;
+  Rgb colour;
+};
+
 enum class TextAnchor { BottomLeft, Centre };
 
 // What the interactive renderer draws on: the screen's pixel buffer, a page, a vector figure, or a recording.
@@ -55,6 +63,14 @@ class Canvas {
   virtual void Line(CanvasPoint a, CanvasPoint b, const Pen& pen) = 0;
   // Filled and outlined; a pen of width 0 leaves the outline off.
   virtual void FillEllipse(const EllipseShape& shape, Rgb fill, const Pen& outline) = 0;
+  // Discs without outlines painted one over the other about `centre`: a shaded ball. A device may keep the picture of a
+  // stack that it has drawn before, so this is the fast road for many equal balls; whole-pixel centres repeat best.
+  virtual void DiscStack(CanvasPoint centre, std::span<const Disc> discs) {
+    for (const Disc& disc : discs) {
+      const CanvasPoint at{centre.x + disc.offset.x, centre.y + disc.offset.y};
+      FillEllipse({at, {disc.radius, 0.0}, {0.0, disc.radius}}, disc.colour, Pen{disc.colour, 0.0});
+    }
+  }
   // The part of an ellipse from angle t0 to t1 (radians, t1 > t0, at most a full turn), as a line.
   virtual void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) = 0;
   virtual void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) = 0;

@@ -79,7 +79,8 @@ class ViewState {
   };
   std::optional<PageSegment> projectSegmentForPrint(const ClipPoint& p, const ClipPoint& q, double far,
                                                     double near) const;
-  // Orders the ends by depth and cuts them at the planes; false when nothing is left.
+  // Orders the ends so that the nearer one (greater z) comes first and cuts them at the planes, in whichever order
+  // these are given; false when nothing is left.
   static bool clipSegmentToDepth(ViewPoint& p, ViewPoint& q, double near, double far);
   void fitView(double radius, const std::optional<Cartesian>& centre);
 
@@ -89,15 +90,17 @@ class ViewState {
 
 // View changes that the window, the command line and the demo share.
 
-// Centre and radius (Å, at least 0.5) of a sphere around all displayed atoms, ball radii not counted.
+// Mean position of all displayed atoms and the radius (Å, at least 0.5) of the sphere about it that holds them, ball
+// radii not counted. Atoms without a finite position do not count; without any the sphere of radius 0.5 at the origin.
 struct ViewSphere {
   Cartesian centre;
   double radius = 0.5;
 };
 ViewSphere SphereOfModel(const Document& document);
-// The fit of the whole model, as after loading; the rotation stays.
+// The fit of the whole model, as after loading: nothing panned, not zoomed on the selection; the rotation stays.
 void ResetView(ViewState& view, const Document& document);
-// The toggle behind "Zoom". False when fewer than two atoms are selected and nothing was changed.
+// The toggle behind "Zoom". False, with nothing changed, when fewer than two atoms are selected or none of them is
+// displayed.
 bool ToggleZoomOnSelection(ViewState& view, const Document& document);
 // One drag step while zooming: dy > 0 in, dy < 0 out.
 void ZoomByDrag(ViewState& view, int dy);
@@ -108,6 +111,7 @@ struct DragModifiers {
 };
 void DragView(ViewState& view, int dx, int dy, DragModifiers modifiers);
 
+// Keys act as drags from the last pointer position, so in pan mode they pan; Insert and Delete do nothing there.
 enum class ViewKey { PageUp, PageDown, Home, End, Left, Right, Up, Down, Insert, Delete };
 void PressViewKey(ViewState& view, ViewKey key, bool shift);
 
