@@ -7,13 +7,33 @@
 
 namespace marvik {
 
-// The displacement tensor of an atom in Å² in the program's Cartesian frame, from U in file order (U11 U22 U33 U23 U13
-// U12) on the reciprocal-length basis: M·N·U·N·Mᵀ with N = diag(a*, b*, c*). Isotropic atoms give Uiso times the unit
+// Six displacement parameters in file order, U11 U22 U33 U23 U13 U12 in Å², on the reciprocal-length basis (those of
+// exp(-2π² Σ U_ij h_i h_j a*_i a*_j)), as a matrix and back.
+Mat3 TensorFromFileOrder(const std::array<double, 6>& u);
+std::array<double, 6> FileOrderOf(const Mat3& u);
+
+// The displacement tensor of an atom in Å² in the program's Cartesian frame: M·N·U·N·Mᵀ with N = diag(a*, b*, c*)
+// (R. W. Grosse-Kunstleve and P. D. Adams, J. Appl. Cryst. 35 (2002) 477-480). Isotropic atoms give Uiso times the unit
 // matrix.
 Mat3 CartesianTensor(const AtomRecord& atom, const CellParameters& cell, const OrthogonalisationMatrix& matrix);
 
-// Principal axes of a displacement ellipsoid. Lengths are root mean square amplitudes in Å, ascending; multiply by
-// ProbabilityScale for a surface.
+// The same for many atoms of one cell.
+class DisplacementFrame {
+ public:
+  DisplacementFrame(const CellParameters& cell, const OrthogonalisationMatrix& matrix);
+  Mat3 TensorOf(const AtomRecord& atom) const;
+
+ private:
+  Mat3 toCartesian_;  // M·N
+};
+
+// The tensor of the image of an anisotropic atom under an operator, both in file order: R·N·U·N·Rᵀ taken back to the
+// file's basis. `reciprocal` as ReciprocalEdges gives it. An isotropic atom's Uiso is its image's too.
+std::array<double, 6> RotatedTensor(const std::array<double, 6>& u, const SymmetryOperator& op,
+                                    const std::array<double, 3>& reciprocal);
+
+// Principal axes of a displacement ellipsoid. Lengths are root mean square amplitudes in Å, ascending by the signed
+// eigenvalue; multiply by ProbabilityScale for a surface. A tensor that is not finite gives lengths of 0.
 struct DisplacementEllipsoid {
   bool positiveDefinite = false;  // when false, lengths are those of the absolute eigenvalues
   std::array<double, 3> lengths{};
@@ -21,8 +41,9 @@ struct DisplacementEllipsoid {
 };
 DisplacementEllipsoid EllipsoidAxes(const Mat3& tensor);
 
-// Square root of the chi-square quantile with three degrees of freedom: 0.5 gives 1.5382. Above 0.9999 the value of
-// 0.9999, at or below 0 gives 0.
+// The radius within which a point of a three-dimensional unit normal distribution lies with this probability, that is
+// the square root of the chi-square quantile with three degrees of freedom: 0.5 gives 1.5382. It solves
+// erf(r/√2) - √(2/π)·r·exp(-r²/2) = p. Above 0.9999 the value of 0.9999, at or below 0 (and for NaN) 0.
 double ProbabilityScale(double probability);
 
 }  // namespace marvik
