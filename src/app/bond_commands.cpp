@@ -2,6 +2,7 @@
 #include <array>
 
 #include "app/atom_names.h"
+#include "app/atom_report.h"
 #include "app/command_handlers.h"
 #include "cryst/cell_metric.h"
 #include "cryst/connectivity.h"
@@ -46,11 +47,6 @@ std::vector<BondRecord*> ChosenBonds(Workbench& bench, const CommandCall& call) 
     Refuse(bench, "Error: No Bonds Selected", "You must have at least one bond selected!");
   }
   return selected;
-}
-
-const char* OrderWord(int order) {
-  constexpr std::array kWords{"Single", "Double", "Triple", "Aromatic", "Pi"};
-  return order < static_cast<int>(kWords.size()) ? kWords[static_cast<size_t>(order)] : "";
 }
 
 }  // namespace

@@ -37,6 +37,7 @@ enum CommandId : int {
   kBallAndStickCommand = 124,
   kThermalEllipsoidCommand = 125,
   kSelectPickedAtomCommand = 127,
+  kSelectAtomsCommand = 144,
   kPipesCommand = 158,
   kReadFileCommand = 160,
   kSelectByNameCommand = 163,

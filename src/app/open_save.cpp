@@ -84,7 +84,11 @@ bool OpenFile(Workbench& bench, const std::string& path) {
   }
   if (!MayLoseChanges(bench, "open another file")) return false;
   bench.SetBusy(true);
-  const bool read = ReadInstructionFile(bench.document, FullPath(path), bench.messages);
+  bool read = false;
+  {
+    const StageClock clock(bench.seconds.read);
+    read = ReadInstructionFile(bench.document, FullPath(path), bench.messages);
+  }
   if (!read) {
     bench.messages.Show(
         {MessageIcon::Warning, "Error: File Unreadable", "This file is either missing, empty or corrupt:\n" + path});
@@ -106,6 +110,7 @@ bool SaveInstructionFile(Workbench& bench, const std::string& path) {
   const std::string full = FullPath(path);
   if (!MayOverwriteForeignChange(bench, full)) return false;
   ShowLostRemarks(bench, full);
+  const StageClock clock(bench.seconds.write);
   const auto existing = StampOf(full);
   const auto written = bench.writtenFiles.find(IdentityOf(full));
   const bool isOurs = existing && written != bench.writtenFiles.end() && written->second == *existing;
@@ -125,12 +130,14 @@ bool SaveCurrentFile(Workbench& bench) {
   return SaveInstructionFile(bench, current.empty() ? kNoName : current);
 }
 
-bool SaveFileAs(Workbench& bench, const std::string& path) {
-  const std::string extension = LowerExtensionOf(path);
-  for (const ExportKind& kind : kExports) {
-    if (extension == kind.extension) return Export(bench, kind);
-  }
-  return SaveInstructionFile(bench, path);
+bool IsInstructionFormat(const std::string& format) {
+  return std::ranges::find(kExports, format, &ExportKind::extension) == std::end(kExports);
+}
+
+bool SaveFileAs(Workbench& bench, const std::string& path, const std::string& format) {
+  const std::string extension = format.empty() ? LowerExtensionOf(path) : format;
+  const auto kind = std::ranges::find(kExports, extension, &ExportKind::extension);
+  return kind != std::end(kExports) ? Export(bench, *kind) : SaveInstructionFile(bench, path);
 }
 
 }  // namespace marvik

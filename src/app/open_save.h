@@ -22,8 +22,11 @@ bool MayLoseChanges(Workbench& bench, const std::string& what);
 bool SaveCurrentFile(Workbench& bench);
 
 // Writes the structure under a new name; its extension (in any case) says what to write. Everything that is not the
-// extension of an export is an instruction file, and that name becomes the current file.
-bool SaveFileAs(Workbench& bench, const std::string& path);
+// extension of an export is an instruction file, and that name becomes the current file. A format (an extension in
+// lower case) goes before the name's own.
+bool SaveFileAs(Workbench& bench, const std::string& path, const std::string& format = {});
+// Whether a format or extension, in lower case, stands for an instruction file: no export claims it.
+bool IsInstructionFormat(const std::string& format);
 
 // Writes an instruction file with everything that protects what was there: remarks that will be lost are shown once
 // per file, a file that changed on disk since it was read is asked about, and the old content of a file that this

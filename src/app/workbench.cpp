@@ -46,6 +46,7 @@ BondRecord* Workbench::PickedBond() const {
 }
 
 void Workbench::ConnectAndReframe() {
+  const StageClock clock(seconds.connect);
   const Cartesian before = document.MoleculeCentre;
   Connect(document, messages);
   if (!view.zoomedOnSelection && document.MoleculeCentre != before) view.viewCentre = SphereOfModel(document).centre;

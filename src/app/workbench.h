@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <optional>
@@ -26,6 +27,27 @@ struct WindowHooks {
   std::function<std::optional<std::string>(int id)> askArgument;
 };
 
+// Seconds spent so far, for the command line's timing line.
+struct StageSeconds {
+  double read = 0.0;
+  double connect = 0.0;
+  double draw = 0.0;
+  double write = 0.0;
+};
+
+// Adds the time from its making to its end to one of them.
+class StageClock {
+ public:
+  explicit StageClock(double& seconds) : seconds_(seconds) {}
+  ~StageClock() { seconds_ += std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count(); }
+  StageClock(const StageClock&) = delete;
+  StageClock& operator=(const StageClock&) = delete;
+
+ private:
+  double& seconds_;
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
 enum MouseModeValue { kMouseZoom = 0, kMousePan = 1, kMouseRotate = 2 };
 
 // The document, how it is shown, the settings of the session, and who is told. Commands take one of these.
@@ -42,6 +64,7 @@ class Workbench {
   UserMessages& messages;
   WindowHooks hooks;
   PackageSettings settings;
+  StageSeconds seconds;
 
   int RenditionMode = kWireFrame;
   int MouseMode = kMouseRotate;

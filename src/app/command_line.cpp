@@ -1,0 +1,194 @@
+#include "app/command_line.h"
+
+#include <algorithm>
+#include <ostream>
+
+#include "app/atom_report.h"
+#include "app/command_table.h"
+#include "app/open_save.h"
+#include "app/package_directory.h"
+#include "app/picture_output.h"
+#include "app/version.h"
+#include "app/workbench.h"
+#include "insfile/writer.h"
+#include "util/numbers.h"
+
+namespace marvik {
+namespace {
+
+// One line on standard error for each message; questions are answered without asking.
+class LineMessages : public UserMessages {
+ public:
+  LineMessages(std::ostream& err, bool yes) : err_(err), yes_(yes) {}
+
+  void Show(const UserMessage& message) override {
+    hasProblem |= message.icon == MessageIcon::Warning || message.icon == MessageIcon::Error;
+    err_ << LineOf(message) << '\n';
+  }
+  bool AskYesNo(const UserMessage& question, Unattended answer) override {
+    const bool yes = yes_ || answer == Unattended::Yes;
+    err_ << LineOf(question) << (yes ? " - yes\n" : " - no\n");
+    return yes;
+  }
+  void RequestQuit() override { quitRequested = hasProblem = true; }
+
+  bool hasProblem = false;
+  bool quitRequested = false;
+
+ private:
+  static std::string LineOf(const UserMessage& message) {
+    std::string line = message.caption;
+    if (!line.empty()) line += line.ends_with(':') ? " " : ": ";
+    line += message.text;
+    std::ranges::replace_if(
+        line, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, ' ');
+    return line;
+  }
+
+  std::ostream& err_;
+  bool yes_;
+};
+
+int CountBonds(const Document& document) {
+  int count = 0;
+  for (const AtomRecord* atom : Atoms(document.atoms)) {
+    ForEachOwnBond(atom, [&](const AtomRecord*, const BondRecord*) { ++count; });
+  }
+  return count;
+}
+
+// One run of the program in batch.
+class BatchRun {
+ public:
+  BatchRun(const CommandLineOptions& options, std::ostream& out, std::ostream& err)
+      : options_(options), out_(out), err_(err), messages_(err, options.yes), bench_(messages_) {}
+
+  int Run() {
+    const bool done = Prepare() && RunSteps() && RunTask();
+    out_.flush();
+    if (!out_) messages_.Show({MessageIcon::Warning, "Error: File I/O", "Standard output could not be written."});
+    if (options_.timing) PrintTiming();
+    return done && !messages_.hasProblem ? kStatusDone : kStatusProblem;
+  }
+
+ private:
+  bool NotYet(const char* what) {
+    messages_.Show({MessageIcon::Warning, "Command Usage Error:", std::string(what) + " is not available yet."});
+    return false;
+  }
+
+  bool Prepare() {
+    switch (options_.task) {
+      case BatchTask::Refine:
+        return NotYet("Running a refinement");
+      case BatchTask::Script:
+        return NotYet("Playing a script");
+      case BatchTask::Edit:
+        return NotYet("The text editor");
+      default:
+        break;
+    }
+    if (options_.openGl) return NotYet("The OpenGL renderer");
+    InitElementTable(bench_.document.elements, true);
+    if (!options_.commands.empty()) LoadRecentFiles(bench_.settings);
+    bench_.RenditionMode = options_.rendition.value_or(options_.task == BatchTask::Write ? kBallAndStick : kWireFrame);
+    bench_.LabelsOn = options_.labels;
+    bench_.ShowCell = options_.cell;
+    if (!OpenFile(bench_, options_.file)) return false;
+    constexpr std::array<std::array<double, 3>, 3> kAxes{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+    for (size_t i = 0; i < 3; ++i) bench_.view.rotateView(options_.rotate[i], kAxes[i], true);
+    return true;
+  }
+
+  // A step that fails ends the run: what the others would make of it is not what was asked for.
+  bool RunSteps() {
+    for (const CommandStep& step : options_.commands) {
+      const Outcome outcome = RunCommand(bench_, step.id, step.argument);
+      if (outcome == Outcome::Failed || messages_.quitRequested) return false;
+      if (bench_.quitRequested) break;
+    }
+    return options_.select.empty() || RunCommand(bench_, kSelectAtomsCommand, options_.select) != Outcome::Failed;
+  }
+
+  bool RunTask() {
+    switch (options_.task) {
+      case BatchTask::Write:
+        return Write();
+      case BatchTask::Picture:
+        return Picture();
+      case BatchTask::Report:
+        out_ << (options_.report == "bonds" ? BondReport(bench_.document, options_.json)
+                                            : AtomReport(bench_.document, options_.json));
+        return true;
+      default:
+        return true;
+    }
+  }
+
+  bool Write() {
+    if (options_.output != "-") return SaveFileAs(bench_, options_.output, options_.format);
+    if (!IsInstructionFormat(options_.format)) return SaveFileAs(bench_, "", options_.format);
+    std::string text;
+    {
+      const StageClock clock(bench_.seconds.write);
+      if (!ComposeInstructionText(bench_.document, text, messages_)) return false;
+    }
+    out_ << text;
+    return true;
+  }
+
+  bool Picture() {
+    if (options_.output != "-") return WritePicture(bench_, options_.size, options_.output, options_.format);
+    const auto bytes = DrawPicture(bench_, options_.size, options_.format);
+    if (bytes) out_ << *bytes;
+    return bytes.has_value();
+  }
+
+  void PrintTiming() {
+    const StageSeconds& s = bench_.seconds;
+    err_ << Printf("read %.4f connect %.4f draw %.4f write %.4f atoms %zu bonds %d\n", s.read, s.connect, s.draw,
+                   s.write, bench_.document.atoms.LiveCount(), CountBonds(bench_.document));
+    err_.flush();
+  }
+
+  const CommandLineOptions& options_;
+  std::ostream& out_;
+  std::ostream& err_;
+  LineMessages messages_;
+  Workbench bench_;
+};
+
+void ListCommands(std::ostream& out) {
+  for (const CommandRow& row : CommandTable()) out << row.id << '\t' << row.text << '\n';
+}
+
+}  // namespace
+
+int RunCommandLine(const CommandLineOptions& options, const std::string& executable, std::ostream& out,
+                   std::ostream& err) {
+  if (!options.error.empty()) {
+    err << "marvik: " << options.error << " (marvik --help tells more)\n";
+    return kStatusUsage;
+  }
+  switch (options.task) {
+    case BatchTask::Help:
+      out << CommandLineHelp();
+      return kStatusDone;
+    case BatchTask::Version:
+      out << "marvik " << kProgramVersion << '\n';
+      return kStatusDone;
+    case BatchTask::ListCommands:
+      ListCommands(out);
+      return kStatusDone;
+    default:
+      break;
+  }
+  if (!options.IsBatch()) {
+    err << "marvik: nothing to do without a window (marvik --help tells more)\n";
+    return kStatusUsage;
+  }
+  SetUpPackageDirectory(executable, options.packageDirectory);
+  return BatchRun(options, out, err).Run();
+}
+
+}  // namespace marvik
