@@ -51,7 +51,7 @@ class Table {
  public:
   Table(std::vector<std::string_view> headings, bool json) : headings_(std::move(headings)), json_(json) {
     if (json_) {
-      out_ = "[";
+      out_.push_back('[');
     } else {
       for (size_t i = 0; i < headings_.size(); ++i) out_.append(i ? "\t" : "").append(headings_[i]);
     }
@@ -62,8 +62,8 @@ class Table {
   }
   void Integer(int value) { Field(std::to_string(value)); }
   std::string Finish() {
-    if (json_) out_ += rows_ ? "\n]" : "]";
-    return std::move(out_) + "\n";
+    if (json_) out_.append(rows_ ? "\n]" : "]");
+    return out_.append("\n");
   }
 
  private:

@@ -159,7 +159,7 @@ class BatchRun {
 };
 
 void ListCommands(std::ostream& out) {
-  for (const CommandRow& row : CommandTable()) out << row.id << '\t' << row.text << '\n';
+  for (const CommandRow& row : CommandTable()) out << std::to_string(row.id) << '\t' << row.text << '\n';
 }
 
 }  // namespace
