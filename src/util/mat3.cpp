@@ -48,9 +48,13 @@ Eigen3 SymmetricEigen(const Mat3& a) {
       finite = finite && std::isfinite(s[i][j]);
       scale = std::max(scale, std::fabs(s[i][j]));
     }
-  for (int sweep = 0; finite && scale > 0.0 && sweep < 60; ++sweep) {
+  // Elements of about 1, by an exact power of two, so that no product leaves the range of a double.
+  const int exponent = finite && scale > 0.0 ? std::ilogb(scale) : 0;
+  for (auto& row : s.m)
+    for (double& element : row) element = std::scalbn(element, -exponent);
+  for (int sweep = 0; finite && sweep < 60; ++sweep) {
     const double off = std::fabs(s[0][1]) + std::fabs(s[0][2]) + std::fabs(s[1][2]);
-    if (off <= 1e-300 || off < 1e-17 * scale) break;
+    if (off < 1e-17) break;
     for (const auto& [p, q] : {std::pair{0, 1}, std::pair{0, 2}, std::pair{1, 2}}) {
       if (s[p][q] == 0.0) continue;
       const double theta = (s[q][q] - s[p][p]) / (2.0 * s[p][q]);
@@ -76,8 +80,9 @@ Eigen3 SymmetricEigen(const Mat3& a) {
   std::stable_sort(order.begin(), order.end(), [&](int i, int j) { return s[i][i] < s[j][j]; });
   Eigen3 r;
   for (int i = 0; i < 3; ++i) {
-    r.values[static_cast<size_t>(i)] = s[order[static_cast<size_t>(i)]][order[static_cast<size_t>(i)]];
-    r.vectors[i] = v[order[static_cast<size_t>(i)]];
+    const int from = order[static_cast<size_t>(i)];
+    r.values[static_cast<size_t>(i)] = std::scalbn(s[from][static_cast<size_t>(from)], exponent);
+    r.vectors[i] = v[from];
   }
   if (Determinant(r.vectors) < 0.0)
     for (double& e : r.vectors[2]) e = -e;

@@ -63,7 +63,7 @@ void FillAtRandom(Document& document, const Recipe& recipe, unsigned seed) {
       position[below(3)] = odd[below(9)];
     }
     if (recipe.awkward && i > 0 && below(8) == 0) position = atoms[static_cast<size_t>(below(i))]->position;
-    AtomRecord* atom = AddAtomAt(document, symbols[below(8)] + std::to_string(i), position);
+    AtomRecord* atom = AddAtomAt(document, test::Numbered(symbols[below(8)], i), position);
     atom->part = static_cast<int16_t>(parts[below(6)]);
     atoms.push_back(atom);
   }
@@ -158,7 +158,7 @@ TEST(Connect, CountsHiddenPartsForTheCentreOnly) {
 TEST(Connect, SurvivesAbsurdRadii) {
   Document document;
   RecordingMessages messages;
-  for (int i = 0; i < 60; ++i) AddAtomAt(document, "Fe" + std::to_string(i), {50.0 * i, 0, i == 7 ? 1e300 : 0.0});
+  for (int i = 0; i < 60; ++i) AddAtomAt(document, test::Numbered("Fe", i), {50.0 * i, 0, i == 7 ? 1e300 : 0.0});
   for (const double radius : {1000.0, 1e308, kInfinity, kNaN, -5.0}) {
     document.elements[26].bondRadius = radius;
     Connect(document, messages);

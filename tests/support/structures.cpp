@@ -11,6 +11,10 @@
 
 namespace marvik::test {
 
+std::string Numbered(std::string_view symbol, int number) {
+  return std::string(symbol).append(std::to_string(number));
+}
+
 AtomRecord* AddAtomAt(Document& document, std::string_view name, const Cartesian& position) {
   RecordingMessages messages;
   AtomRecord* atom = document.atoms.CreateAtom(document.elements, messages);

@@ -8,6 +8,8 @@
 
 namespace marvik::test {
 
+// "C12" of "C" and 12.
+std::string Numbered(std::string_view symbol, int number);
 // A live atom of the element that the name gives, linked at the tail.
 AtomRecord* AddAtom(Document& document, std::string_view name, const Fractional& fract);
 // The same at a place in Å; its fractional coordinates stay 0.
