@@ -81,6 +81,14 @@ CanvasPoint Between(CanvasPoint a, CanvasPoint b, double t) {
   return {a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t};
 }
 
+// True when both ends are middles of pixels that a line piece can name.
+bool AsPiece(CanvasPoint a, CanvasPoint b, LinePiece& piece) {
+  const auto whole = [](double v) { return std::abs(v) <= 32767.0 && v == static_cast<double>(static_cast<int>(v)); };
+  if (!whole(a.x) || !whole(a.y) || !whole(b.x) || !whole(b.y)) return false;
+  piece = {static_cast<int16_t>(a.x), static_cast<int16_t>(a.y), static_cast<int16_t>(b.x), static_cast<int16_t>(b.y)};
+  return true;
+}
+
 // Lengths in pen widths, the round caps not counted.
 struct DashPattern {
   double on;
@@ -127,6 +135,7 @@ void ScanlineCanvas::SetTarget(uint32_t* pixels, int width, int height, ptrdiff_
 }
 
 void ScanlineCanvas::Clear(Rgb colour) {
+  smoothPieces_ = 0;
   for (int y = 0; y < surface_.height; ++y) std::fill_n(surface_.Row(y), surface_.width, PixelOf(colour));
 }
 
@@ -138,7 +147,9 @@ void ScanlineCanvas::Lines(std::span<const LinePiece> pieces, const Pen& pen) {
       Line({static_cast<double>(p.x1), static_cast<double>(p.y1)},
            {static_cast<double>(p.x2), static_cast<double>(p.y2)}, pen);
     }
-  } else if (options_.smoothBatches && pen.style == LineStyle::Solid) {
+  } else if (options_.smoothEdges && pen.style == LineStyle::Solid &&
+             smoothPieces_ + pieces.size() <= static_cast<size_t>(std::max(options_.smoothPieces, 0))) {
+    smoothPieces_ += pieces.size();
     for (const LinePiece& p : pieces) DrawSmoothThinLine(surface_, p, colour);
   } else {
     for (const LinePiece& p : pieces) DrawThinLine(surface_, p, colour, pen.style);
@@ -332,6 +343,10 @@ void ScanlineCanvas::Polyline(std::span<const CanvasPoint> points, const Pen& pe
   const PixelBox box = Common(extent, width, Bounds());
   if (IsEmpty(box)) return;
   if (points.size() <= 2 && pen.style == LineStyle::Solid) {
+    LinePiece piece;
+    if (pen.width <= 1.0 && AsPiece(points.front(), points.back(), piece)) {
+      return DrawSmoothThinLine(surface_, piece, PixelOf(pen.colour));
+    }
     SurfaceSink sink{surface_, PixelOf(pen.colour)};
     return FillRows(CapsuleRows(points.front(), points.back(), width / 2), Bounds(), options_.smoothEdges, sink);
   }

@@ -13,11 +13,12 @@ class DiscStackCache;
 class LabelFont;
 
 struct ScanlineOptions {
-  // Edges of discs, ellipses, polygons and thick lines, and single thin lines, share the colour of border pixels; what
-  // lies wholly inside has its exact colour either way. Off: whole pixels only.
+  // Edges of discs, ellipses, polygons and thick lines, and thin lines drawn alone, share the colour of border pixels;
+  // what lies wholly inside has its exact colour either way. Off: whole pixels only, in everything.
   bool smoothEdges = true;
-  // The same for thin solid lines in batches.
-  bool smoothBatches = false;
+  // Thin solid lines in batches are smooth too until so many have been drawn since Clear; in a picture more crowded
+  // than that smoothing is not seen and costs time. The rest are single pixels wide in their exact colour.
+  int smoothPieces = 30000;
 };
 
 // Draws into 32-bit pixels by scanlines. Everything is cut off at the sides; coordinates that are not finite, or beyond
@@ -57,6 +58,7 @@ class ScanlineCanvas : public Canvas {
   Surface surface_;
   LabelFont* font_;
   ScanlineOptions options_;
+  size_t smoothPieces_ = 0;  // drawn since Clear
   std::unique_ptr<DiscStackCache> stacks_;
   // Work space, kept to save the allocations.
   std::vector<uint8_t> mask_;
