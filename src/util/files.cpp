@@ -57,8 +57,8 @@ FileContent ReadWholeFile(const std::string& path) {
 namespace {
 
 // Gives 0 or an error number.
-int WriteAndFlush(const std::string& path, std::string_view content) {
-  std::FILE* file = std::fopen(path.c_str(), "wb");
+int WriteAndFlush(const std::string& path, std::string_view content, const char* mode) {
+  std::FILE* file = std::fopen(path.c_str(), mode);
   if (!file) return errno;
   int error = 0;
   if (std::fwrite(content.data(), 1, content.size(), file) != content.size() || std::fflush(file) != 0) error = errno;
@@ -76,28 +76,37 @@ bool IsSpecial(const std::string& path) {
   return !error && fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
 }
 
+// Where a chain of symbolic links ends, be there a file or not; a link again when it does not end.
+fs::path FollowedLinks(fs::path path) {
+  std::error_code error;
+  for (int links = 0; links < 40 && fs::is_symlink(path, error); ++links) {
+    const fs::path next = fs::read_symlink(path, error);
+    path = next.is_absolute() ? next : path.parent_path() / next;
+  }
+  return path;
+}
+
 }  // namespace
 
 int WriteFileAtomically(const std::string& path, std::string_view content, const std::string& backupPath) {
-  if (IsSpecial(path)) return WriteAndFlush(path, content);
+  if (IsSpecial(path)) return WriteAndFlush(path, content, "wb");
   std::error_code error;
-  fs::path target(path);
-  if (fs::is_symlink(target, error)) {
-    const fs::path followed = fs::canonical(target, error);
-    if (!error) target = followed;
-  }
+  const fs::path target = FollowedLinks(path);
+  if (fs::is_symlink(target, error)) return ELOOP;
   if (fs::is_directory(target, error)) return EISDIR;
   const bool existed = fs::exists(target, error);
 #ifndef _WIN32
   // Renaming would get round the write protection that the file's owner set.
-  if (existed && access(target.c_str(), W_OK) != 0) return errno;
+  if (existed && faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return errno;
 #endif
   const std::string temporary = target.string() + ".new~";
   const auto giveUp = [&](int number) {
     fs::remove(temporary, error);
     return number ? number : EIO;
   };
-  if (const int number = WriteAndFlush(temporary, content)) return giveUp(number);
+  // One that a crash left behind goes; whatever else stands under that name is not written through.
+  fs::remove(temporary, error);
+  if (const int number = WriteAndFlush(temporary, content, "wbx")) return giveUp(number);
   if (existed) {
     const auto permissions = fs::status(target, error).permissions();
     if (!error) fs::permissions(temporary, permissions, error);

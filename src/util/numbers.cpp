@@ -1,5 +1,6 @@
 #include "util/numbers.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdarg>
@@ -8,26 +9,34 @@
 
 namespace marvik {
 
+namespace {
+
+// Whether a non-zero number that no double can hold is too small, not too large: by the power of ten of its first
+// digit.
+bool IsTooSmall(std::string_view number) {
+  const size_t mark = std::min(number.find_first_of("eE"), number.size());
+  const std::string_view mantissa = number.substr(0, mark);
+  const size_t point = std::min(mantissa.find('.'), mantissa.size());
+  const size_t first = std::min(mantissa.find_first_of("123456789"), mantissa.size());
+  double exponent = 0.0;
+  if (mark < number.size()) ParseNumber(number.substr(mark + 1), exponent);
+  return static_cast<double>(point) - static_cast<double>(first) + exponent < 0.0;
+}
+
+}  // namespace
+
 size_t ParseNumber(std::string_view text, double& value) {
-  size_t start = 0;
-  if (!text.empty() && text[0] == '+') start = 1;
-  const size_t digits = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
+  const bool negative = text.starts_with('-');
+  const size_t digits = negative || text.starts_with('+') ? 1 : 0;
   const auto isDigit = [&](size_t i) { return i < text.size() && text[i] >= '0' && text[i] <= '9'; };
   if (!isDigit(digits) && !(digits < text.size() && text[digits] == '.' && isDigit(digits + 1))) return 0;
   double parsed = 0.0;
-  const auto [end, error] = std::from_chars(text.data() + start, text.data() + text.size(), parsed);
-  const size_t used = static_cast<size_t>(end - text.data());
+  const auto [end, error] = std::from_chars(text.data() + digits, text.data() + text.size(), parsed);
   if (error == std::errc::invalid_argument) return 0;
-  if (error == std::errc::result_out_of_range) {
-    // from_chars says neither which way it went; a negative exponent can only have vanished.
-    const std::string_view number = text.substr(0, used);
-    const size_t exponent = number.find_first_of("eE");
-    const bool tiny = exponent != std::string_view::npos ? number.find('-', exponent) != std::string_view::npos
-                                                         : number.substr(digits, 1) == "." || number[digits] == '0';
-    parsed = tiny ? 0.0 : std::numeric_limits<double>::max();
-    if (text[0] == '-') parsed = -parsed;
-  }
-  value = parsed;
+  const size_t used = static_cast<size_t>(end - text.data());
+  if (error == std::errc::result_out_of_range)
+    parsed = IsTooSmall(text.substr(digits, used - digits)) ? 0.0 : std::numeric_limits<double>::max();
+  value = negative ? -parsed : parsed;
   return used;
 }
 
@@ -46,7 +55,7 @@ int RoundHalfAway(double v) {
     if (std::isnan(v) || IsMissing(v)) return 0;
     return v > 0 ? std::numeric_limits<int>::max() : std::numeric_limits<int>::min();
   }
-  return static_cast<int>(v >= 0.0 ? v + 0.5 : v - 0.5);
+  return static_cast<int>(std::round(v));
 }
 
 namespace {

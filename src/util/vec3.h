@@ -21,7 +21,7 @@ struct Triple {
   friend Triple operator-(const Triple& a) { return {-a.x, -a.y, -a.z}; }
   friend Triple operator*(Triple a, double s) { return a *= s; }
   friend Triple operator*(double s, Triple a) { return a *= s; }
-  friend Triple operator/(Triple a, double s) { return a *= 1.0 / s; }
+  friend Triple operator/(const Triple& a, double s) { return {a.x / s, a.y / s, a.z / s}; }
   friend bool operator==(const Triple&, const Triple&) = default;
 };
 
