@@ -1,0 +1,18 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "app/command_table.h"
+
+class QWidget;
+
+namespace marvik {
+
+// "Z Level Depth Cue": a scroll bar from 0 to 100. The level, nothing when cancelled.
+std::optional<int> AskDepthCueLevel(QWidget* parent, int level);
+
+// A line of text for a command that has no dialog of its own, with a sentence about what it takes.
+std::optional<std::string> AskCommandText(QWidget* parent, const CommandRow& row, const std::string& initial);
+
+}  // namespace marvik

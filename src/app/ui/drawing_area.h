@@ -1,0 +1,90 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QImage>
+#include <QWidget>
+#include <functional>
+#include <memory>
+
+#include "app/workbench.h"
+
+namespace marvik {
+
+class LabelFont;
+class ScanlineCanvas;
+
+// Where the model is drawn. The view's square, whose side is the smaller side of the area in device pixels, lies in the
+// middle and gives scale and centre; what reaches beyond it is drawn as far as the area goes. All is black around.
+class DrawingArea : public QWidget {
+  Q_OBJECT
+
+ public:
+  explicit DrawingArea(Workbench& bench, QWidget* parentWidget = nullptr);
+  ~DrawingArea() override;
+
+  // Asks for a new frame. Many requests before the next paint make one.
+  void Redraw();
+  // While held (calls nest) paints show the frame that is there, because the document may be half changed.
+  void HoldFrames(bool on);
+  // Wire frame whatever the rendition, for as long as the model is dragged.
+  void SetDragging(bool on);
+  bool IsDragging() const { return dragging_; }
+  // The rubber band in device pixels, drawn by inverting; an empty rectangle is none.
+  void SetBand(const QRect& rectangle);
+  // Rings about the atom that a pick starts from and the one it has named, by serial number, 0 for none.
+  void SetMarks(uint32_t start, uint32_t target);
+  // The frame that an Escape key press asks for must not be stopped by that same key.
+  void IgnoreHeldKey() { ignoreHeldKey_ = true; }
+
+  // Positions of mouse events and the device pixels in which atoms have their screen positions.
+  QPointF ToDevice(const QPointF& position) const { return position * devicePixelRatioF(); }
+  QPointF FromDevice(const QPointF& pixel) const { return pixel / devicePixelRatioF(); }
+
+  const QImage& Frame() const { return frame_; }
+  int FramesDrawn() const { return framesDrawn_; }
+  bool WasInterrupted() const { return interrupted_; }
+  // What is asked during a long frame: whether a key that stops it is down.
+  void SetKeyProbe(std::function<bool()> probe) { keyProbe_ = std::move(probe); }
+
+  QSize sizeHint() const override;
+
+ Q_SIGNALS:
+  // A paint has reached the window.
+  void Painted();
+  void Interrupted();
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+
+ private:
+  QSize DeviceSize() const;
+  void FitToSize();
+  void DrawFrame();
+  bool KeepGoing();
+  void InvertBand();
+  void PaintMarks(QPainter& painter) const;
+  void PaintHint(QPainter& painter) const;
+  QStringList HintLines() const;
+
+  Workbench& bench_;
+  QImage frame_;
+  std::unique_ptr<LabelFont> font_;
+  std::unique_ptr<ScanlineCanvas> canvas_;
+  bool stale_ = true;
+  int held_ = 0;
+  bool dragging_ = false;
+  QRect band_;
+  uint32_t startMark_ = 0;
+  uint32_t targetMark_ = 0;
+
+  QElapsedTimer clock_;
+  qint64 nextPoll_ = 0;
+  int asked_ = 0;
+  bool ignoreHeldKey_ = false;
+  bool interrupted_ = false;
+  int framesDrawn_ = 0;
+  std::function<bool()> keyProbe_;
+};
+
+}  // namespace marvik

@@ -1,0 +1,232 @@
+#include "app/ui/main_window.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QFileInfo>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPushButton>
+#include <QStatusBar>
+
+#include "app/open_save.h"
+#include "app/ui/atom_text.h"
+#include "app/ui/dialogs/argument_dialogs.h"
+#include "app/ui/dialogs/file_dialogs.h"
+#include "app/ui/drawing_area.h"
+#include "app/ui/input_controller.h"
+#include "app/ui/menu_set.h"
+#include "app/ui/text.h"
+#include "app/ui/window_messages.h"
+
+namespace marvik {
+namespace {
+
+constexpr int kMessageTime = 4000;  // ms
+
+QString FirstLocalFile(const QMimeData* data) {
+  if (!data) return {};
+  for (const QUrl& url : data->urls()) {
+    if (url.isLocalFile()) return url.toLocalFile();
+  }
+  return {};
+}
+
+}  // namespace
+
+MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(bench) {
+  settings_.Load();
+  area_ = new DrawingArea(bench, this);
+  setCentralWidget(area_);
+  input_ =
+      new InputController(bench, *area_, [this](int id, const std::string& argument) { return Run(id, argument); });
+  menus_ = new MenuSet(bench, *menuBar(), [this](int id) { Run(id); });
+  SetUpStatusBar();
+  connect(input_, &InputController::StatusText, pointerText_, &QLabel::setText);
+  connect(input_, &InputController::ContextMenuWanted, this, &MainWindow::ShowContextMenu);
+  connect(area_, &DrawingArea::Interrupted, this,
+          [this] { statusBar()->showMessage(tr("Drawing was stopped; any change draws it anew."), kMessageTime); });
+  refreshTimer_.setSingleShot(true);
+  refreshTimer_.setInterval(0);
+  connect(&refreshTimer_, &QTimer::timeout, this, &MainWindow::Refresh);
+  SetUpHooks(messages);
+  setAcceptDrops(true);
+  ShowTitle();
+  if (settings_.geometry.isEmpty() || !restoreGeometry(settings_.geometry)) resize(sizeHint());
+  area_->setFocus();
+}
+
+MainWindow::~MainWindow() {
+  bench_.hooks = {};
+}
+
+void MainWindow::SetUpHooks(WindowMessages& messages) {
+  messages.parent = this;
+  messages.beforeBox = [this] { area_->HoldFrames(true); };
+  messages.afterBox = [this] { area_->HoldFrames(false); };
+  messages.quit = [this] {
+    quitNow_ = true;
+    close();
+  };
+  bench_.hooks.repaint = [this] {
+    area_->Redraw();
+    refreshTimer_.start();
+  };
+  bench_.hooks.titleChanged = [this] { ShowTitle(); };
+  bench_.hooks.recentFilesChanged = [this] { menus_->RebuildRecentFiles(); };
+  bench_.hooks.busy = [this](bool on) { ShowBusy(on); };
+  bench_.hooks.quit = [this] { close(); };
+  bench_.hooks.askArgument = [this](int id) { return AskArgument(id); };
+}
+
+void MainWindow::SetUpStatusBar() {
+  const auto label = [this](bool permanent) {
+    auto* text = new QLabel(this);
+    text->setTextFormat(Qt::PlainText);
+    text->setContentsMargins(6, 0, 6, 0);
+    permanent ? statusBar()->addPermanentWidget(text) : statusBar()->addWidget(text, 1);
+    return text;
+  };
+  pointerText_ = label(false);
+  // A long line is cut rather than making the window wider.
+  pointerText_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  selectionText_ = label(true);
+  countsText_ = label(true);
+  fileText_ = label(true);
+}
+
+Outcome MainWindow::Run(int id, const std::string& argument) {
+  const Outcome outcome = RunCommand(bench_, id, argument);
+  SayDone(id, outcome);
+  return outcome;
+}
+
+void MainWindow::SayDone(int id, Outcome outcome) {
+  if (outcome != Outcome::Done && outcome != Outcome::Changed) return;
+  if (id == kSaveCommand || id == kSaveAsCommand || id == kSaveAllCommand) {
+    statusBar()->showMessage(tr("Saved."), kMessageTime);
+  }
+}
+
+void MainWindow::OpenSoon(const std::string& path) {
+  QTimer::singleShot(0, this, [this, path] {
+    input_->CancelPending();
+    Run(kReadFileCommand, path);
+  });
+}
+
+void MainWindow::Refresh() {
+  menus_->Refresh();
+  const Document& document = bench_.document;
+  const size_t atoms = document.atoms.selection.Size();
+  const size_t bonds = document.atoms.selectedBonds.size();
+  QString selected = atoms ? tr("%n selected", nullptr, static_cast<int>(atoms)) : QString();
+  if (bonds) selected += (atoms ? QStringLiteral(", ") : QString()) + tr("%1 bonds selected").arg(bonds);
+  selectionText_->setText(selected);
+  selectionText_->setVisible(!selected.isEmpty());
+  countsText_->setText(DescribeCounts(document));
+  fileText_->setText(document.CurrentFile.empty() ? tr("No file") : ToText(bench_.Title()));
+  fileText_->setToolTip(PathToText(document.CurrentFile));
+}
+
+void MainWindow::ShowTitle() {
+  QString title = ToText(bench_.Title());
+  title.replace(QLatin1String("[*]"), QLatin1String("[*][*]"));
+  setWindowTitle(title + QLatin1String("[*]"));
+  setWindowModified(bench_.modified);
+  refreshTimer_.start();
+}
+
+void MainWindow::ShowBusy(bool on) {
+  busy_ += on ? 1 : -1;
+  area_->HoldFrames(on);
+  if (on && busy_ == 1) QApplication::setOverrideCursor(Qt::WaitCursor);
+  if (!on && busy_ == 0) QApplication::restoreOverrideCursor();
+}
+
+void MainWindow::ShowContextMenu(MenuKind kind, const QPoint& place) {
+  QMenu menu(this);
+  menus_->FillPopup(menu, kind);
+  const QAction* chosen = menu.exec(place);
+  if (chosen) Run(chosen->data().toInt());
+  bench_.ClearPick();
+}
+
+std::optional<std::string> MainWindow::AskArgument(int id) {
+  const CommandRow* row = FindCommand(id);
+  if (!row) return std::nullopt;
+  if (id == kOpenCommand || id == kSaveAsCommand || id == kSaveAllCommand) return AskFile(id);
+  if (id == kDepthCueCommand) {
+    const auto level = AskDepthCueLevel(this, bench_.view.depthCueLevel);
+    return level ? std::optional(std::to_string(*level)) : std::nullopt;
+  }
+  if (std::string_view(row->argument) == "ATOM") {
+    // Without atoms to act on the command itself says what is missing.
+    if (bench_.document.atoms.selection.Empty() && !bench_.PickedAtom()) return std::string();
+    input_->StartPick(id);
+    return std::nullopt;
+  }
+  const bool selects = std::string_view(row->argument) == "ATOMS";
+  const auto text = AskCommandText(this, *row, selects ? ToBytes(settings_.selectText) : std::string());
+  if (text && selects) settings_.selectText = ToText(*text);
+  return text;
+}
+
+QString MainWindow::DialogDirectory() const {
+  const std::string& current = bench_.document.CurrentFile;
+  if (!current.empty()) return QFileInfo(PathToText(current)).absolutePath();
+  return settings_.directory;
+}
+
+std::optional<std::string> MainWindow::AskFile(int id) {
+  const QString name = ToText(BaseNameOf(FileNameOf(bench_.document.CurrentFile)));
+  const auto path = id == kOpenCommand ? OpenFileDialog(this, DialogDirectory(), kOpenFilters)
+                                       : SaveFileDialog(this, DialogDirectory(), name);
+  if (!path) return std::nullopt;
+  settings_.directory = QFileInfo(*path).absolutePath();
+  return PathToBytes(*path);
+}
+
+bool MainWindow::MayClose() {
+  if (quitNow_ || !bench_.modified) return true;
+  QMessageBox box(QMessageBox::Question, tr("Unsaved Changes"), tr("The structure has changes that were not saved."),
+                  QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
+  box.setInformativeText(tr("Do you want to save them before leaving?"));
+  box.setDefaultButton(QMessageBox::Save);
+  const int answer = box.exec();
+  if (answer == QMessageBox::Discard) return true;
+  if (answer != QMessageBox::Save) return false;
+  Run(bench_.document.CurrentFile.empty() ? kSaveAsCommand : kSaveCommand);
+  return !bench_.modified;
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  if (!MayClose()) {
+    bench_.quitRequested = false;
+    event->ignore();
+    return;
+  }
+  settings_.geometry = saveGeometry();
+  settings_.Save();
+  event->accept();
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+  if (!FirstLocalFile(event->mimeData()).isEmpty()) event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+  const QString path = FirstLocalFile(event->mimeData());
+  if (path.isEmpty()) return;
+  event->acceptProposedAction();
+  OpenSoon(PathToBytes(path));
+}
+
+void MainWindow::changeEvent(QEvent* event) {
+  if (event->type() == QEvent::ActivationChange && isActiveWindow()) refreshTimer_.start();
+  QMainWindow::changeEvent(event);
+}
+
+}  // namespace marvik

@@ -1,0 +1,36 @@
+#include "app/ui/window_settings.h"
+
+#include <QSettings>
+
+#include "app/package_settings.h"
+#include "app/ui/text.h"
+
+namespace marvik {
+namespace {
+
+constexpr char kFile[] = "marvikui.ini";
+constexpr QLatin1String kGeometry("window/geometry");
+constexpr QLatin1String kDirectory("files/directory");
+constexpr QLatin1String kSelect("dialogs/select");
+
+}  // namespace
+
+void WindowSettings::Load() {
+  const auto path = PackageFile(kFile);
+  if (!path) return;
+  const QSettings file(PathToText(*path), QSettings::IniFormat);
+  geometry = file.value(kGeometry).toByteArray();
+  directory = file.value(kDirectory).toString();
+  selectText = file.value(kSelect).toString();
+}
+
+void WindowSettings::Save() const {
+  const auto path = PackageFile(kFile);
+  if (!path) return;
+  QSettings file(PathToText(*path), QSettings::IniFormat);
+  file.setValue(kGeometry, geometry);
+  file.setValue(kDirectory, directory);
+  file.setValue(kSelect, selectText);
+}
+
+}  // namespace marvik

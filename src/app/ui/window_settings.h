@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+namespace marvik {
+
+// What the window remembers between sessions, in "marvikui.ini" in the package directory. Without that directory the
+// defaults stand and nothing is kept.
+struct WindowSettings {
+  QByteArray geometry;  // as the toolkit packs it
+  QString directory;    // of the file dialogs
+  QString selectText;   // last entered under Select
+
+  void Load();
+  void Save() const;
+};
+
+}  // namespace marvik
