@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "util/numbers.h"
@@ -44,28 +45,43 @@ bool MatchesPattern(std::string_view pattern, std::string_view text) {
   return p == pattern.size();
 }
 
-int ResidueNumber(const Document& document, const AtomRecord& atom) {
-  return atom.residue < 0 ? 0 : document.residues[static_cast<size_t>(atom.residue)].number;
+// Number and chain of an atom's residue, 0 and none before the first RESI line.
+struct ResidueKey {
+  int number = 0;
+  std::string chain;
+  auto operator<=>(const ResidueKey&) const = default;
+};
+
+ResidueKey ResidueOf(const Document& document, const AtomRecord& atom) {
+  if (atom.residue < 0) return {};
+  const Residue& residue = document.residues[static_cast<size_t>(atom.residue)];
+  return {residue.number, Upper(residue.chain)};
 }
 
 // One word of a selection text: which atoms it stands for.
 struct NamePattern {
   std::string name;  // in upper case
-  bool hasResidue = false;
-  int residue = 0;
+  std::optional<int> residue;
+  std::optional<std::string> chain;
 
   explicit NamePattern(std::string_view word) : name(Upper(word)) {
     const size_t underscore = name.rfind('_');
+    if (underscore == std::string::npos) return;
+    const std::string_view behind = std::string_view(name).substr(underscore + 1);
+    const size_t colon = behind.find(':');
     double number = 0.0;
-    if (underscore == std::string::npos || !ParseWholeNumber(std::string_view(name).substr(underscore + 1), number)) {
-      return;
-    }
-    hasResidue = true;
+    if (!ParseWholeNumber(colon == std::string_view::npos ? behind : behind.substr(colon + 1), number)) return;
     residue = RoundHalfAway(number);
+    if (colon != std::string_view::npos) chain = behind.substr(0, colon);
     name.resize(underscore);
   }
+  bool MatchesResidue(const Document& document, const AtomRecord& atom) const {
+    if (!residue) return true;
+    const ResidueKey key = ResidueOf(document, atom);
+    return key.number == *residue && (!chain || key.chain == *chain);
+  }
   bool Matches(const Document& document, const AtomRecord& atom) const {
-    if (hasResidue && ResidueNumber(document, atom) != residue) return false;
+    if (!MatchesResidue(document, atom)) return false;
     if (name.starts_with('$')) return Upper(atom.element->Symbol()) == std::string_view(name).substr(1);
     return MatchesPattern(name, Upper(atom.name));
   }
@@ -138,8 +154,7 @@ AtomRecord* FindAtomByText(const Document& document, std::string_view text) {
   if (AtomRecord* exact = document.atoms.FindAtom(text)) return exact;
   const NamePattern pattern(text);
   for (AtomRecord* atom : Atoms(document.atoms)) {
-    if (pattern.hasResidue && ResidueNumber(document, *atom) != pattern.residue) continue;
-    if (Upper(atom->name) == pattern.name) return atom;
+    if (Upper(atom->name) == pattern.name && pattern.MatchesResidue(document, *atom)) return atom;
   }
   return nullptr;
 }
@@ -163,8 +178,8 @@ AtomChoice ChooseAtoms(const Document& document, std::string_view text) {
 }
 
 std::vector<AtomRecord*> AtomsWithDuplicateNames(const Document& document) {
-  std::map<std::pair<int, std::string>, int> uses;
-  const auto key = [&](const AtomRecord& atom) { return std::pair(ResidueNumber(document, atom), Upper(atom.name)); };
+  std::map<std::pair<ResidueKey, std::string>, int> uses;
+  const auto key = [&](const AtomRecord& atom) { return std::pair(ResidueOf(document, atom), Upper(atom.name)); };
   const auto counts = [](const AtomRecord& atom) { return atom.generated == 0 && !atom.Has(kFromGrownSection); };
   for (const AtomRecord* atom : Atoms(document.atoms)) {
     if (counts(*atom)) ++uses[key(*atom)];

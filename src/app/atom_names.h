@@ -8,8 +8,9 @@
 
 namespace marvik {
 
-// The live atom that a text names: "C1", "C1_2" in residue number 2, or "#17" by serial number. Letter case counts
-// only when two names differ in nothing else; among equal names the first wins. Nothing when there is none.
+// The live atom that a text names: "C1", "C1_2" in residue number 2, "C1_A:2" of chain A, or "#17" by serial number.
+// Letter case counts only when two names differ in nothing else; among equal names the first wins. Nothing when there
+// is none.
 AtomRecord* FindAtomByText(const Document& document, std::string_view text);
 
 // What a selection text stands for, in list order, each atom once; only displayed atoms. Words are separated by blanks

@@ -22,7 +22,7 @@ std::string IdentityOf(const std::string& fullPath) {
 void ShowLostRemarks(Workbench& bench, const std::string& target) {
   const auto& remarks = bench.document.instructions.droppedRemarks;
   if (remarks.empty() || !bench.remarksShown.insert(IdentityOf(bench.document.CurrentFile)).second) return;
-  std::string text = "Remarks are not kept. These will not be in " + FileNameOf(target) + ":";
+  std::string text = "Remarks and comments are not kept. These will not be in " + FileNameOf(target) + ":";
   for (size_t i = 0; i < std::min(remarks.size(), kRemarksListed); ++i) text += "\n" + remarks[i];
   if (remarks.size() > kRemarksListed) text += "\n(" + std::to_string(remarks.size() - kRemarksListed) + " more)";
   bench.messages.Show({MessageIcon::Information, "Remarks Not Kept", text});

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <optional>
+#include <string>
+
+#include "app/workbench.h"
+#include "util/files.h"
+
+namespace marvik::test {
+
+// A folder of the test's own, removed at the end.
+class ScratchFolder {
+ public:
+  ScratchFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "marvik-test-XXXXXX").string();
+    if (mkdtemp(name.data())) path_ = std::filesystem::canonical(name).string() + "/";
+  }
+  ~ScratchFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  std::string operator/(const std::string& name) const { return path_ + name; }
+  std::string Put(const std::string& name, const std::string& content) const {
+    std::ofstream(path_ + name, std::ios::binary) << content;
+    return path_ + name;
+  }
+  std::string Get(const std::string& name) const {
+    std::ifstream in(path_ + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+  }
+  bool Has(const std::string& name) const { return std::filesystem::exists(path_ + name); }
+
+ private:
+  std::string path_;
+};
+
+// Sets or unsets an environment variable while it lives.
+class WithVariable {
+ public:
+  WithVariable(const char* name, const std::optional<std::string>& value)
+      : name_(name), before_(EnvironmentValue(name)) {
+    Set(value);
+  }
+  ~WithVariable() { Set(before_); }
+  WithVariable(const WithVariable&) = delete;
+  WithVariable& operator=(const WithVariable&) = delete;
+
+ private:
+  void Set(const std::optional<std::string>& value) {
+    if (value) {
+      setenv(name_, value->c_str(), 1);
+    } else {
+      unsetenv(name_);
+    }
+  }
+  const char* name_;
+  std::optional<std::string> before_;
+};
+
+// Seven atoms of a chain, one of them alone, one a hydrogen, and two peaks.
+inline constexpr char kSmallFile[] =
+    "TITL small\n"
+    "CELL 0.71073 10 10 10 90 90 90\n"
+    "ZERR 4 0.001 0.001 0.001 0 0 0\n"
+    "LATT -1\n"
+    "SFAC C H N O\n"
+    "UNIT 12 4 4 8\n"
+    "L.S. 4\n"
+    "REM first remark\n"
+    "FVAR 1.0\n"
+    "C1 1 0.10 0.10 0.10 11.0 0.05\n"
+    "C2 1 0.25 0.10 0.10 11.0 0.05\n"
+    "N1 3 0.39 0.10 0.10 11.0 0.05\n"
+    "O1 4 0.43 0.22 0.10 11.0 0.05\n"
+    "O2 4 0.80 0.80 0.80 11.0 0.05\n"
+    "H1 2 0.10 0.20 0.10 11.0 0.05\n"
+    "HKLF 4\n"
+    "Q1 1 0.5 0.5 0.5 11.0 0.05 0.80\n"
+    "Q2 1 0.6 0.5 0.5 11.0 0.05 0.40\n"
+    "END\n";
+
+// A workbench whose messages are recorded, in a folder of its own.
+class BenchTest : public testing::Test {
+ protected:
+  AtomRecord* Atom(const std::string& name) const { return bench.document.atoms.FindAtom(name); }
+  // Captions of the messages shown since the last call.
+  std::string Captions() {
+    std::string list;
+    for (const UserMessage& message : messages.shown) list += (list.empty() ? "" : "|") + message.caption;
+    messages.shown.clear();
+    return list;
+  }
+
+  ScratchFolder folder;
+  RecordingMessages messages;
+  Workbench bench{messages};
+};
+
+}  // namespace marvik::test

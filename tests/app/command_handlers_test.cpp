@@ -1,0 +1,264 @@
+#include "app/atom_report.h"
+#include "app/bench_fixture.h"
+#include "app/command_table.h"
+#include "app/open_save.h"
+
+#include "support/structures.h"
+
+namespace marvik {
+namespace {
+
+using test::BenchTest;
+using test::NamesOf;
+
+class HandlerTest : public BenchTest {
+ protected:
+  HandlerTest() { EXPECT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile))); }
+  BondRecord* Bond(const char* a, const char* b) { return bench.document.atoms.FindBond(Atom(a), Atom(b)); }
+  std::string Selected() {
+    std::string list;
+    for (const AtomRecord* atom : bench.document.atoms.selection) list += atom->name + " ";
+    return list;
+  }
+};
+
+TEST_F(HandlerTest, SelectingByNameAddsAndTheDialogReplaces) {
+  RunCommand(bench, 163, "O1");
+  RunCommand(bench, 163, "C*");
+  EXPECT_EQ(Selected(), "O1 C1 C2 ");
+  RunCommand(bench, 144, "$H O1");
+  EXPECT_EQ(Selected(), "O1 H1 ");
+  EXPECT_EQ(RunCommand(bench, 163, "Z9"), Outcome::Failed);
+  EXPECT_EQ(Captions(), "Error: No Atoms Selected");
+  EXPECT_EQ(Selected(), "O1 H1 ");
+  bench.PickAtom(Atom("O1"));
+  RunCommand(bench, 127);
+  EXPECT_EQ(Selected(), "H1 ");
+  RunCommand(bench, 127);
+  EXPECT_EQ(Selected(), "H1 O1 ");
+  RunCommand(bench, 184);
+  EXPECT_EQ(Selected(), "");
+  EXPECT_FALSE(Atom("O1")->Has(kSelected));
+}
+
+TEST_F(HandlerTest, KillingMovesTheCentreOnly) {
+  const double radius = bench.view.viewRadius;
+  bench.view.panX = 7;
+  const Cartesian before = bench.view.viewCentre;
+  RunCommand(bench, 163, "O2 Q1");
+  EXPECT_EQ(RunCommand(bench, 113), Outcome::Changed);
+  EXPECT_EQ(NamesOf(bench.document.atoms), "C1 C2 N1 O1 H1 Q2");
+  EXPECT_NE(bench.view.viewCentre, before);
+  EXPECT_EQ(bench.view.viewRadius, radius);
+  EXPECT_EQ(bench.view.panX, 7);
+  EXPECT_EQ(RunCommand(bench, 113), Outcome::Failed);
+  EXPECT_EQ(Captions(), "Error: No Atoms Selected");
+
+  bench.PickAtom(Atom("H1"));
+  EXPECT_EQ(RunCommand(bench, 130), Outcome::Changed);
+  EXPECT_EQ(bench.PickedAtom(), nullptr) << "a pick does not outlive its atom";
+  EXPECT_EQ(RunCommand(bench, 130), Outcome::Failed);
+  EXPECT_EQ(RunCommand(bench, 203), Outcome::Changed);
+  EXPECT_EQ(RunCommand(bench, 203), Outcome::Done) << "no peak left, nothing changed";
+  EXPECT_EQ(NamesOf(bench.document.atoms), "C1 C2 N1 O1");
+  EXPECT_EQ(bench.document.atoms.killedHead->name, "Q2");
+}
+
+TEST_F(HandlerTest, AZoomedViewStaysWhereItIs) {
+  EXPECT_EQ(RunCommand(bench, 119), Outcome::Failed);
+  EXPECT_EQ(Captions(), "Error: Insufficient Selections");
+  RunCommand(bench, 163, "C1 C2");
+  EXPECT_EQ(RunCommand(bench, 119), Outcome::Done);
+  EXPECT_TRUE(CommandChecked(bench, 119));
+  EXPECT_NEAR(bench.view.viewRadius, 0.75, 1e-6);
+  const Cartesian centre = bench.view.viewCentre;
+  RunCommand(bench, 203);
+  EXPECT_EQ(bench.view.viewCentre, centre);
+  RunCommand(bench, 119);
+  EXPECT_FALSE(CommandChecked(bench, 119));
+  EXPECT_GT(bench.view.viewRadius, 3.0);
+}
+
+TEST_F(HandlerTest, KillingTheLastShownAtomShowsTheRest) {
+  bench.document.atoms.displaySubset.Append(Atom("O2"));
+  bench.ResetViewToModel();
+  EXPECT_EQ(bench.view.viewRadius, 0.5);
+  RunCommand(bench, 130, "O2");
+  EXPECT_TRUE(bench.document.atoms.displaySubset.Empty());
+  EXPECT_GT(bench.view.viewRadius, 1.0);
+}
+
+TEST_F(HandlerTest, BondOrderStyleAndWidth) {
+  EXPECT_EQ(RunCommand(bench, 190), Outcome::Failed);
+  EXPECT_EQ(Captions(), "Error: No Bonds Selected");
+  RunCommand(bench, 186, "C1 C2");
+  RunCommand(bench, 186, "N1-O1");
+  const std::pair<int, int> orders[] = {{189, 0}, {190, 1}, {191, 2}, {235, 3}, {236, 4}};
+  for (const auto& [id, order] : orders) {
+    EXPECT_EQ(RunCommand(bench, id), Outcome::Changed);
+    EXPECT_EQ(Bond("C1", "C2")->Order(), order);
+    EXPECT_EQ(Bond("O1", "N1")->Order(), order);
+    EXPECT_EQ(Bond("C2", "N1")->Order(), 0);
+  }
+  for (int style : {0, 2, 1}) {
+    RunCommand(bench, 224 + style);
+    EXPECT_EQ(Bond("C1", "C2")->Style(), style);
+  }
+  const std::pair<int, float> widths[] = {{219, 0.025f}, {218, 0.2f}, {217, 0.1f}};
+  for (const auto& [id, width] : widths) {
+    RunCommand(bench, id);
+    EXPECT_EQ(Bond("C1", "C2")->width, width);
+  }
+  // A picked bond that is not selected stands alone; one that is stands for all.
+  bench.PickBond(Bond("C2", "N1"));
+  RunCommand(bench, 218);
+  EXPECT_EQ(Bond("C2", "N1")->width, 0.2f);
+  EXPECT_EQ(Bond("C1", "C2")->width, 0.1f);
+  bench.PickBond(Bond("C1", "C2"));
+  RunCommand(bench, 219);
+  EXPECT_EQ(Bond("N1", "O1")->width, 0.025f);
+  EXPECT_EQ(Bond("C2", "N1")->width, 0.2f);
+  EXPECT_FALSE(bench.modified) << "no file holds the looks of a bond";
+  RunCommand(bench, 186, "C2 C1");
+  EXPECT_EQ(bench.document.atoms.selectedBonds, std::vector{Bond("N1", "O1")});
+}
+
+TEST_F(HandlerTest, BondInformation) {
+  bench.PickBond(Bond("C1", "C2"));
+  RunCommand(bench, 235);
+  RunCommand(bench, 134);
+  ASSERT_EQ(messages.shown.size(), 1u);
+  EXPECT_EQ(messages.shown[0].caption, "Bond");
+  const bool ownedByFirst = Bond("C1", "C2")->owner == Atom("C1");
+  EXPECT_EQ(messages.shown[0].text, std::string(ownedByFirst ? "C1  C2" : "C2  C1") + "     1.500\n order: Aromatic");
+}
+
+TEST_F(HandlerTest, BondsAreMadeAndBroken) {
+  EXPECT_EQ(RunCommand(bench, 237, "O2"), Outcome::Failed);
+  EXPECT_EQ(messages.shown.back().text, "You must select at least one atom to bind to a target.");
+  RunCommand(bench, 163, "C1 O1");
+  const Cartesian centre = bench.view.viewCentre;
+  EXPECT_EQ(RunCommand(bench, 237, "O2"), Outcome::Changed);
+  EXPECT_TRUE(Bond("C1", "O2"));
+  EXPECT_TRUE(Bond("O1", "O2"));
+  EXPECT_EQ(bench.view.viewCentre, centre);
+  bench.PickAtom(Atom("N1"));
+  EXPECT_EQ(RunCommand(bench, 238, "N1"), Outcome::Failed);
+  EXPECT_EQ(RunCommand(bench, 238, "nobody"), Outcome::Failed);
+  EXPECT_EQ(RunCommand(bench, 238, "O2"), Outcome::Changed);
+  EXPECT_EQ(bench.document.atoms.bindPairs.pairs.size(), 3u);
+
+  bench.PickBond(Bond("C1", "O2"));
+  EXPECT_EQ(RunCommand(bench, 136), Outcome::Changed);
+  EXPECT_EQ(bench.PickedBond(), nullptr);
+  EXPECT_EQ(RunCommand(bench, 136, "C1-C2"), Outcome::Changed);
+  EXPECT_EQ(RunCommand(bench, 136, "C1-C2"), Outcome::Failed);
+  EXPECT_EQ(bench.document.atoms.bindPairs.pairs.size(), 2u);
+  EXPECT_EQ(bench.document.atoms.freePairs.pairs.size(), 1u);
+  EXPECT_TRUE(bench.modified);
+}
+
+TEST_F(HandlerTest, HidingTakesAtomsOutOfTheSelection) {
+  RunCommand(bench, 163, "C1 C2");
+  EXPECT_EQ(RunCommand(bench, 243), Outcome::Changed);
+  EXPECT_TRUE(Atom("C1")->Has(kHidden));
+  EXPECT_FALSE(Atom("N1")->Has(kHidden));
+  EXPECT_EQ(Selected(), "");
+  RunCommand(bench, 163, "N1");
+  RunCommand(bench, 244);
+  EXPECT_EQ(AtomIterator(bench.document.atoms).Count(kVisibleOnly), 1);
+  EXPECT_TRUE(Atom("C1")->Has(kHidden)) << "what was hidden stays hidden";
+  EXPECT_EQ(Selected(), "N1 ");
+  EXPECT_EQ(RunCommand(bench, 245), Outcome::Changed);
+  EXPECT_EQ(AtomIterator(bench.document.atoms).Count(kVisibleOnly), 8);
+  EXPECT_FALSE(bench.modified);
+}
+
+TEST_F(HandlerTest, LabelsOfSingleAtoms) {
+  RunCommand(bench, 163, "C1 C2");
+  RunCommand(bench, 204);
+  RunCommand(bench, 213, "C2 N1");
+  EXPECT_TRUE(Atom("C1")->flags2 & kLabelOff);
+  EXPECT_FALSE(Atom("C2")->flags2 & kLabelOff);
+  EXPECT_TRUE(Atom("N1")->flags2 & kLabelOff);
+  RunCommand(bench, 205);
+  EXPECT_FALSE(Atom("C1")->flags2 & kLabelOff);
+}
+
+TEST_F(HandlerTest, DuplicatesAreListedAndSelected) {
+  EXPECT_EQ(RunCommand(bench, 185), Outcome::Done);
+  EXPECT_EQ(messages.shown.back().text, "No atom name duplications were found.");
+  EXPECT_EQ(Captions(), "No Duplicates Found");
+  Atom("O2")->name = "O1";
+  Atom("C2")->name = "C1";
+  RunCommand(bench, 163, "N1");
+  RunCommand(bench, 185);
+  EXPECT_NE(messages.shown.back().text.find("C1 O1"), std::string::npos);
+  EXPECT_EQ(Selected(), "C1 C1 O1 O1 ");
+}
+
+TEST_F(HandlerTest, CheckMarksFollowTheState) {
+  EXPECT_TRUE(CommandChecked(bench, 123));
+  const std::pair<int, int> renditions[] = {{124, 1}, {125, 2}, {158, 3}, {123, 0}};
+  for (const auto& [id, mode] : renditions) {
+    RunCommand(bench, id);
+    EXPECT_EQ(bench.RenditionMode, mode);
+    for (const auto& [other, otherMode] : renditions) EXPECT_EQ(CommandChecked(bench, other), mode == otherMode);
+  }
+  for (int id : {106, 108, 195, 143}) {
+    const bool before = CommandChecked(bench, id);
+    EXPECT_EQ(before, id == 106 || id == 108) << id;
+    RunCommand(bench, id);
+    EXPECT_NE(CommandChecked(bench, id), before) << id;
+  }
+  const RenderOptions options = bench.ScreenOptions();
+  EXPECT_FALSE(options.labels || options.hydrogenLabels);
+  EXPECT_TRUE(options.hybridLabelColoration && options.showCell);
+
+  EXPECT_TRUE(CommandChecked(bench, 121));
+  bench.view.panX = 5;
+  RunCommand(bench, 120);
+  EXPECT_TRUE(CommandChecked(bench, 120) && !CommandChecked(bench, 121));
+  EXPECT_EQ(bench.view.dragMode, 1);
+  EXPECT_EQ(bench.view.panX, 0);
+}
+
+TEST_F(HandlerTest, ZoomStepsAndDepthCue) {
+  const double before = bench.view.halfExtent;
+  RunCommand(bench, 118);
+  EXPECT_NEAR(bench.view.halfExtent / before, 1.2222222, 1e-6);
+  RunCommand(bench, 502);
+  EXPECT_NEAR(bench.view.halfExtent / before, 1.2222222 * 0.9166667, 1e-6);
+  for (int i = 0; i < 200; ++i) RunCommand(bench, 502);
+  EXPECT_GE(bench.view.viewRadius, 0.5);
+  RunCommand(bench, 107, "30");
+  EXPECT_EQ(bench.view.depthCueLevel, 30);
+  RunCommand(bench, 107, "1e9");
+  EXPECT_EQ(bench.view.depthCueLevel, 100);
+  EXPECT_EQ(RunCommand(bench, 107, "deep"), Outcome::Failed);
+  EXPECT_EQ(bench.view.depthCueLevel, 100);
+}
+
+TEST_F(HandlerTest, ReportsTellOfTheSelection) {
+  const std::string all = AtomReport(bench.document, false);
+  EXPECT_EQ(all.substr(0, all.find('\n')), "name\telement\tx\ty\tz\toccupancy\tu\tpart\tresidue");
+  EXPECT_NE(all.find("\nC1\tC\t0.100000\t0.100000\t0.100000\t1.00000\t0.05000\t0\t0\n"), std::string::npos);
+  RunCommand(bench, 163, "O1");
+  EXPECT_EQ(BondReport(bench.document, true),
+            std::string("[\n  {\"atom1\": \"") +
+                (Bond("N1", "O1")->owner == Atom("N1") ? "N1\", \"atom2\": \"O1" : "O1\", \"atom2\": \"N1") +
+                "\", \"length\": 1.2649, \"order\": \"Single\"}\n]\n");
+  Atom("O1")->name = "O\"\xe9\x01";
+  Atom("N1")->fract.x = std::numeric_limits<double>::quiet_NaN();
+  RunCommand(bench, 163, "N1");
+  const std::string json = AtomReport(bench.document, true);
+  EXPECT_NE(json.find("\"name\": \"O\\\"\\u00e9\\u0001\""), std::string::npos) << json;
+  EXPECT_NE(json.find("\"x\": null"), std::string::npos);
+  RunCommand(bench, 113);
+  RunCommand(bench, 203);
+  bench.document.atoms.KillAll();
+  EXPECT_EQ(AtomReport(bench.document, true), "[]\n");
+}
+
+}  // namespace
+}  // namespace marvik

@@ -1,0 +1,200 @@
+#include "app/command_line.h"
+
+#include <algorithm>
+#include <regex>
+#include <sstream>
+
+#include "app/bench_fixture.h"
+#include "app/command_table.h"
+
+namespace marvik {
+namespace {
+
+using test::ScratchFolder;
+using test::WithVariable;
+
+class CommandLineTest : public testing::Test {
+ protected:
+  // Runs the words in this process and keeps what was said.
+  int Run(std::vector<std::string> words) {
+    out.str("");
+    err.str("");
+    return RunCommandLine(ParseCommandLine(words), folder / "bin/marvik", out, err);
+  }
+  size_t ErrorLines() const { return static_cast<size_t>(std::ranges::count(err.str(), '\n')); }
+
+  ScratchFolder folder;
+  WithVariable package{kPackageVariable, folder / ""};
+  std::string file = folder.Put("small.res", test::kSmallFile);
+  std::ostringstream out;
+  std::ostringstream err;
+};
+
+TEST_F(CommandLineTest, WrongUsageIsStatusTwo) {
+  const std::vector<std::vector<std::string>> wrong = {
+      {},
+      {"--write"},
+      {"--write", "a.ins"},
+      {"--write", "a.ins", "b.res", "c.res"},
+      {"--write", "-", file},
+      {"--write", "-", "--format", "png", file},
+      {"--picture", "-", "--format", "ins", file},
+      {"--report", "atom", file},
+      {"--report", "atoms", "--write", "a.ins", file},
+      {"--picture", "a.png", "--size", "0", file},
+      {"--picture", "a.png", "--size", "1e9", file},
+      {"--picture", "a.png", "--rotate", "1,2", file},
+      {"--picture", "a.png", "--rotate", "1,2,x", file},
+      {"--picture", "a.png", "--rendition", "balls", file},
+      {"--picture", "a.png", "--labels", file},
+      {"--commands", "12;x=1", file},
+      {"--nonsense", file},
+      {"--yes", file},
+  };
+  for (const auto& words : wrong) {
+    std::string line;
+    for (const std::string& word : words) line += word + " ";
+    EXPECT_EQ(Run(words), 2) << line;
+    EXPECT_EQ(ErrorLines(), 1u) << line;
+    EXPECT_EQ(out.str(), "");
+  }
+}
+
+TEST_F(CommandLineTest, AnswersAboutItself) {
+  EXPECT_EQ(Run({"--version"}), 0);
+  EXPECT_TRUE(std::regex_match(out.str(), std::regex("marvik [0-9]+\\.[0-9]+\\.[0-9]+\n"))) << out.str();
+  EXPECT_EQ(Run({"--help"}), 0);
+  EXPECT_NE(out.str().find("--picture"), std::string::npos);
+  EXPECT_EQ(Run({"--list-commands"}), 0);
+  std::string list = out.str();
+  list.insert(0, 1, '\n');
+  EXPECT_NE(list.find("\n100\t&Open...\n"), std::string::npos);
+  EXPECT_NE(list.find("\n10104\t"), std::string::npos);
+  EXPECT_EQ(static_cast<size_t>(std::ranges::count(out.str(), '\n')), CommandTable().size());
+}
+
+TEST_F(CommandLineTest, CommandStepsAreSplitAtSemicolonsAndCommas) {
+  std::string wrong;
+  const auto steps = ParseCommandSteps(" 203; 144=C* O1;138,139 ;142=0,2,0,1,0,1;", wrong);
+  ASSERT_TRUE(steps);
+  std::string spelled;
+  for (const CommandStep& step : *steps) spelled += std::to_string(step.id) + "=" + step.argument + "|";
+  EXPECT_EQ(spelled, "203=|144=C* O1|138=|139=|142=0,2,0,1,0,1|");
+  for (const char* bad : {"C1", "=C1", "203;;x", "203,,204", "-5", "1.5", "203=a,b;c"}) {
+    EXPECT_FALSE(ParseCommandSteps(bad, wrong)) << bad;
+  }
+  EXPECT_EQ(wrong, "\"c\"");
+  EXPECT_TRUE(ParseCommandSteps("", wrong)->empty());
+}
+
+TEST_F(CommandLineTest, WritesAnInstructionFile) {
+  EXPECT_EQ(Run({"--write", folder / "out.ins", file}), 0) << err.str();
+  EXPECT_NE(folder.Get("out.ins").find("\nC1     1   0.100000"), std::string::npos) << folder.Get("out.ins");
+  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(ErrorLines(), 1u) << "the remark that is lost, on one line:\n" << err.str();
+  EXPECT_FALSE(folder.Has("out.ins.bak"));
+  EXPECT_EQ(folder.Get("small.res"), test::kSmallFile);
+  EXPECT_FALSE(folder.Has("marvikrf.ini"));
+
+  EXPECT_EQ(Run({"--format", ".RES", "--write", "-", file}), 0);
+  EXPECT_EQ(out.str(), folder.Get("out.ins"));
+  EXPECT_EQ(Run({"--write", file, file}), 0);
+  EXPECT_EQ(folder.Get("small.res.bak"), test::kSmallFile);
+}
+
+TEST_F(CommandLineTest, ProblemsAreStatusOneAndALineEach) {
+  EXPECT_EQ(Run({"--write", folder / "out.ins", folder / "missing.res"}), 1);
+  EXPECT_EQ(err.str(), "Error: File Unreadable: This file is either missing, empty or corrupt: " +
+                           (folder / "missing.res") + "\n");
+  EXPECT_FALSE(folder.Has("out.ins"));
+  EXPECT_EQ(Run({"--report", "atoms", folder.Put("x.cif", "data_x\n")}), 1);
+  EXPECT_TRUE(err.str().starts_with("Translation Error: ")) << err.str();
+  EXPECT_EQ(Run({"--write", folder / "no/such/out.ins", file}), 1);
+  EXPECT_EQ(Run({"--picture", folder / "out.jpg", file}), 1);
+  EXPECT_EQ(Run({"--picture", folder / "no/out.png", file}), 1);
+  EXPECT_EQ(Run({"--picture", folder / "out.png", "--renderer", "opengl", file}), 1);
+  EXPECT_EQ(Run({"--write", "-", "--format", "pdb", file}), 1);
+  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(Run({"--report", "atoms", "--select", "Z*", file}), 1);
+  out.setstate(std::ios::badbit);
+  EXPECT_EQ(RunCommandLine(ParseCommandLine({"--report", "atoms", file}), "", out, err), 1);
+}
+
+TEST_F(CommandLineTest, CommandsRunInOrderBeforeTheTask) {
+  EXPECT_EQ(Run({"--commands", "203; 144=C*; 113", "--report", "atoms", file}), 0) << err.str();
+  EXPECT_EQ(static_cast<size_t>(std::ranges::count(out.str(), '\n')), 5u) << out.str();
+  EXPECT_EQ(Run({"--commands", "203;102=" + (folder / "saved.res"), file}), 0) << err.str();
+  EXPECT_TRUE(folder.Has("saved.res"));
+
+  EXPECT_EQ(Run({"--commands", "107", "--write", folder / "out.ins", file}), 1);
+  EXPECT_NE(err.str().find("107=LEVEL"), std::string::npos);
+  EXPECT_EQ(Run({"--commands", "12345,203", "--write", folder / "out.ins", file}), 1);
+  EXPECT_FALSE(folder.Has("out.ins")) << "a step failed, so nothing is written";
+  // Unsaved changes are only thrown away by a --yes.
+  EXPECT_EQ(Run({"--commands", "203;100=" + file, "--report", "atoms", file}), 1);
+  EXPECT_EQ(Run({"--yes", "--commands", "203;100=" + file, "--report", "atoms", file}), 0);
+  EXPECT_NE(out.str().find("\nQ1\t"), std::string::npos);
+}
+
+TEST_F(CommandLineTest, ReportsWhatIsSelected) {
+  EXPECT_EQ(Run({"--report", "bonds", file}), 0);
+  EXPECT_TRUE(out.str().starts_with("atom1\tatom2\tlength\torder\n")) << out.str();
+  EXPECT_EQ(Run({"--report", "atoms", "--json", "--select", "O2, $H", file}), 0);
+  EXPECT_TRUE(out.str().starts_with("[\n  {\"name\": \"O2\", \"element\": \"O\", \"x\": 0.800000,")) << out.str();
+  EXPECT_EQ(static_cast<size_t>(std::ranges::count(out.str(), '{')), 2u);
+}
+
+TEST_F(CommandLineTest, DrawsPictures) {
+  const auto isPng = [](const std::string& bytes, unsigned size) {
+    const auto side = [&](size_t at) {
+      return static_cast<unsigned char>(bytes[at]) << 8 | static_cast<unsigned char>(bytes[at + 1]);
+    };
+    return bytes.starts_with("\x89PNG\r\n") && side(18) == static_cast<int>(size) && side(22) == static_cast<int>(size);
+  };
+  EXPECT_EQ(Run({"--picture", folder / "a.png", file}), 0) << err.str();
+  EXPECT_TRUE(isPng(folder.Get("a.png"), 600));
+  std::set<std::string> different = {folder.Get("a.png")};
+  for (const std::vector<std::string>& more : {std::vector<std::string>{"--rendition", "ball"},
+                                               {"--rendition", "pipes"},
+                                               {"--labels", "off"},
+                                               {"--cell"},
+                                               {"--rotate", "90,0,0"},
+                                               {"--rotate", "0,90,0"},
+                                               {"--rotate", "0,0,-90"}}) {
+    std::vector<std::string> words = {"--picture", "-", "--format", "png", file};
+    words.insert(words.end(), more.begin(), more.end());
+    EXPECT_EQ(Run(words), 0) << err.str();
+    EXPECT_TRUE(isPng(out.str(), 600));
+    EXPECT_TRUE(different.insert(out.str()).second) << more[0] << " changed nothing";
+  }
+  EXPECT_EQ(Run({"--picture", folder / "b.png", "--size", "333", file}), 0);
+  EXPECT_TRUE(isPng(folder.Get("b.png"), 333));
+}
+
+TEST_F(CommandLineTest, TimingIsTheLastLine) {
+  EXPECT_EQ(Run({"--timing", "--picture", folder / "a.png", file}), 0);
+  const std::regex line(
+      "(.*\n)*read [0-9]+\\.[0-9]+ connect [0-9]+\\.[0-9]+ draw [0-9]+\\.[0-9]+ write "
+      "[0-9]+\\.[0-9]+ atoms 8 bonds [0-9]+\n");
+  EXPECT_TRUE(std::regex_match(err.str(), line)) << err.str();
+}
+
+TEST_F(CommandLineTest, GrownAtomsAreReadUnasked) {
+  const std::string grown = std::string(test::kSmallFile) +
+                            "\nREM Marvik GPWARNING : The following atoms were created either by GROW or PACK.\n\n"
+                            "C1 1 0.9 0.9 0.9 11.0 0.05\nEND\n";
+  EXPECT_EQ(Run({"--report", "atoms", folder.Put("grown.res", grown)}), 0);
+  EXPECT_EQ(static_cast<size_t>(std::ranges::count(out.str(), '\n')), 10u) << out.str();
+  EXPECT_NE(err.str().find(" - yes\n"), std::string::npos) << err.str();
+}
+
+TEST_F(CommandLineTest, TheElementTableOfThePackageIsRead) {
+  std::filesystem::create_directory(folder / "other");
+  folder.Put("other/sfac.tab",
+             "6 C  br 0.1 ar 0.2 color 1 2 3  texture 0\n7 N  br 0.1 ar 0.2 color 1 2 3  texture 0\n");
+  EXPECT_EQ(Run({"--report", "bonds", "--select", "C2", "--package-directory", folder / "other", file}), 0);
+  EXPECT_EQ(std::ranges::count(out.str(), '\n'), 1) << "with such small radii nothing is bonded\n" << out.str();
+}
+
+}  // namespace
+}  // namespace marvik

@@ -1,0 +1,190 @@
+#include "app/open_save.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "app/bench_fixture.h"
+#include "app/command_table.h"
+
+namespace marvik {
+namespace {
+
+using test::BenchTest;
+using test::kSmallFile;
+using test::WithVariable;
+
+TEST_F(BenchTest, OpeningShowsTheStructure) {
+  const std::string path = folder.Put("small.res", kSmallFile);
+  std::string titles;
+  int repaints = 0;
+  bench.hooks.titleChanged = [&] { titles += bench.Title() + ";"; };
+  bench.hooks.repaint = [&] { ++repaints; };
+  EXPECT_EQ(bench.Title(), "Marvik");
+  EXPECT_EQ(RunCommand(bench, 100, path), Outcome::Done);
+  EXPECT_EQ(bench.document.CurrentFile, path);
+  EXPECT_EQ(titles, "small.res;");
+  EXPECT_GT(repaints, 0);
+  EXPECT_FALSE(bench.modified);
+  EXPECT_TRUE(bench.document.atoms.FindBond(Atom("C1"), Atom("C2")));
+  EXPECT_GT(bench.view.viewRadius, 1.0);
+  EXPECT_NEAR(bench.view.halfExtent, 1.1 * bench.view.viewRadius, 1e-9);
+}
+
+TEST_F(BenchTest, AFailedReadLeavesNothingToSave) {
+  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
+  EXPECT_FALSE(OpenFile(bench, folder / "missing.res"));
+  ASSERT_EQ(messages.shown.size(), 1u);
+  EXPECT_EQ(messages.shown[0].caption, "Error: File Unreadable");
+  EXPECT_EQ(messages.shown[0].text, "This file is either missing, empty or corrupt:\n" + (folder / "missing.res"));
+  EXPECT_FALSE(bench.document.atoms.head);
+  EXPECT_EQ(bench.document.CurrentFile, "");
+  EXPECT_EQ(bench.Title(), "Marvik");
+  for (const char* bad : {"", "no instruction file\n", "TITL x\nCELL 0.7 0 10 10 90 90 90\n"}) {
+    EXPECT_FALSE(OpenFile(bench, folder.Put("bad.res", bad))) << bad;
+    EXPECT_EQ(bench.Title(), "Marvik");
+  }
+  EXPECT_FALSE(OpenFile(bench, folder / ""));
+  EXPECT_EQ(folder.Get("small.res"), kSmallFile);
+}
+
+TEST_F(BenchTest, CifIsRefusedUnread) {
+  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
+  EXPECT_FALSE(OpenFile(bench, folder.Put("x.CIF", "data_x\n")));
+  EXPECT_EQ(Captions(), "Translation Error:");
+  EXPECT_EQ(bench.Title(), "small.res");
+  EXPECT_TRUE(bench.document.atoms.head);
+}
+
+TEST_F(BenchTest, UnsavedChangesAreAskedAbout) {
+  const std::string path = folder.Put("small.res", kSmallFile);
+  ASSERT_TRUE(OpenFile(bench, path));
+  ASSERT_EQ(RunCommand(bench, 203), Outcome::Changed);
+  EXPECT_TRUE(bench.modified);
+  messages.answers = {false, true};
+  EXPECT_FALSE(OpenFile(bench, path));
+  EXPECT_FALSE(Atom("Q1"));
+  EXPECT_TRUE(OpenFile(bench, path));
+  EXPECT_TRUE(Atom("Q1"));
+  EXPECT_FALSE(bench.modified);
+  EXPECT_EQ(messages.asked.size(), 2u);
+}
+
+TEST_F(BenchTest, OnlyAWindowKeepsRecentFiles) {
+  const WithVariable package(kPackageVariable, folder / "");
+  const std::string path = folder.Put("small.res", kSmallFile);
+  int rebuilt = 0;
+  bench.hooks.recentFilesChanged = [&] { ++rebuilt; };
+  ASSERT_TRUE(OpenFile(bench, path));
+  EXPECT_FALSE(folder.Has("marvikrf.ini"));
+  bench.keepsRecentFiles = true;
+  ASSERT_TRUE(OpenFile(bench, path));
+  ASSERT_TRUE(OpenFile(bench, path));
+  EXPECT_FALSE(OpenFile(bench, folder / "missing.res"));
+  EXPECT_EQ(rebuilt, 1);
+  EXPECT_EQ(folder.Get("marvikrf.ini"), path + "\n\n\n\n");
+  EXPECT_EQ(RunCommand(bench, 10101), Outcome::Done);
+  EXPECT_EQ(bench.document.CurrentFile, path);
+  EXPECT_EQ(RunCommand(bench, 10104), Outcome::Failed);
+}
+
+TEST_F(BenchTest, SavingKeepsWhatOthersWroteOnce) {
+  const std::string path = folder.Put("small.res", kSmallFile);
+  ASSERT_TRUE(OpenFile(bench, path));
+  RunCommand(bench, 203);
+  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  EXPECT_FALSE(bench.modified);
+  EXPECT_EQ(folder.Get("small.res.bak"), kSmallFile);
+  EXPECT_EQ(folder.Get("small.res").find("\nQ1"), std::string::npos);
+  RunCommand(bench, 130, "H1");
+  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  EXPECT_EQ(folder.Get("small.res.bak"), kSmallFile) << "the first backup is the one to keep";
+  EXPECT_EQ(folder.Get("small.res").find("\nH1"), std::string::npos);
+}
+
+TEST_F(BenchTest, LostRemarksAreShownOnceAndFirst) {
+  const std::string path = folder.Put("small.res", kSmallFile);
+  ASSERT_TRUE(OpenFile(bench, path));
+  EXPECT_EQ(RunCommand(bench, 102, folder / "sub/none.res"), Outcome::Failed);
+  ASSERT_EQ(messages.shown.size(), 2u);
+  EXPECT_EQ(messages.shown[0].caption, "Remarks Not Kept");
+  EXPECT_EQ(messages.shown[0].icon, MessageIcon::Information);
+  EXPECT_NE(messages.shown[0].text.find("REM first remark"), std::string::npos);
+  EXPECT_EQ(messages.shown[1].caption, "Error: File I/O");
+  messages.shown.clear();
+  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  EXPECT_EQ(RunCommand(bench, 102, folder / "other.ins"), Outcome::Done);
+  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  EXPECT_EQ(Captions(), "");
+}
+
+TEST_F(BenchTest, AFileChangedOnDiskIsAskedAbout) {
+  const std::string path = folder.Put("small.res", kSmallFile);
+  ASSERT_TRUE(OpenFile(bench, path));
+  ASSERT_EQ(RunCommand(bench, 101), Outcome::Done);
+  EXPECT_TRUE(messages.asked.empty());
+  const std::string foreign = std::string(kSmallFile) + "REM by somebody else\n";
+  folder.Put("small.res", foreign);
+  messages.answers = {false, true};
+  EXPECT_EQ(RunCommand(bench, 101), Outcome::Failed);
+  EXPECT_EQ(folder.Get("small.res"), foreign);
+  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  EXPECT_EQ(folder.Get("small.res.bak"), foreign) << "not this program's content, so it is kept";
+  ASSERT_EQ(messages.asked.size(), 2u);
+  EXPECT_EQ(messages.asked[0].caption, "File Changed on Disk");
+
+  std::filesystem::remove(path);
+  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  EXPECT_TRUE(folder.Has("small.res"));
+  EXPECT_EQ(messages.asked.size(), 2u) << "nothing there to overwrite";
+}
+
+TEST_F(BenchTest, SaveWithoutAFileWritesNoname) {
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(folder / "");
+  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  std::filesystem::current_path(before);
+  EXPECT_TRUE(folder.Has("noname.ins"));
+  EXPECT_EQ(bench.Title(), "noname.ins");
+}
+
+TEST_F(BenchTest, SaveAsGoesByTheExtension) {
+  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
+  EXPECT_EQ(RunCommand(bench, 102, folder / "x.Wrl"), Outcome::Failed);
+  messages.shown.erase(messages.shown.begin(), messages.shown.end() - 1);
+  EXPECT_EQ(messages.shown[0].text,
+            "VRML structure display is currently implemented only for\n"
+            "Ball and Stick models and Thermal Ellipsoid models.");
+  EXPECT_EQ(Captions(), "Invalid Display Choice");
+  for (const char* name : {"x.pdb", "x.ct", "x.inp", "x.con", "x.glb"}) {
+    EXPECT_EQ(RunCommand(bench, 102, folder / name), Outcome::Failed) << name;
+    EXPECT_FALSE(folder.Has(name));
+  }
+  EXPECT_EQ(bench.Title(), "small.res");
+  EXPECT_EQ(RunCommand(bench, 230, folder / "all.ins"), Outcome::Done);
+  EXPECT_FALSE(bench.SaveAllPending);
+  EXPECT_EQ(bench.Title(), "all.ins");
+  EXPECT_EQ(RunCommand(bench, 102, folder / "no_extension"), Outcome::Done);
+  EXPECT_EQ(bench.Title(), "no_extension");
+  bench.hooks.askArgument = [](int) { return std::nullopt; };
+  EXPECT_EQ(RunCommand(bench, 102), Outcome::Cancelled);
+}
+
+TEST_F(BenchTest, AReadOnlyFolderIsReportedAndNothingLost) {
+  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
+  RunCommand(bench, 203);
+  std::filesystem::create_directory(folder / "locked");
+  folder.Put("locked/a.res", "old");
+  chmod((folder / "locked").c_str(), 0555);
+  // The superuser may write anywhere; for it a folder in the place of the file stands in.
+  const bool root = geteuid() == 0;
+  if (root) std::filesystem::create_directory(folder / "locked/b.res");
+  EXPECT_EQ(RunCommand(bench, 102, folder / (root ? "locked/b.res" : "locked/a.res")), Outcome::Failed);
+  chmod((folder / "locked").c_str(), 0755);
+  EXPECT_NE(Captions().find("Error: File I/O"), std::string::npos);
+  EXPECT_EQ(folder.Get("locked/a.res"), "old");
+  EXPECT_TRUE(bench.modified);
+  EXPECT_EQ(bench.Title(), "small.res");
+}
+
+}  // namespace
+}  // namespace marvik
