@@ -17,7 +17,7 @@ AtomExtras& AtomRecord::MutableExtras() {
 bool AtomArray::Remove(AtomRecord* atom) {
   const auto at = std::find(atoms_.begin(), atoms_.end(), atom);
   if (at == atoms_.end()) return false;
-  Mirror(atom, false);
+  Forget(atom);
   atoms_.erase(at);
   return true;
 }
@@ -30,6 +30,7 @@ int AtomArray::IndexOf(const AtomRecord* atom) const {
 void AtomArray::Clear() {
   for (AtomRecord* atom : atoms_) Mirror(atom, false);
   atoms_.clear();
+  lastAdded_ = nullptr;
 }
 
 bool AtomArray::IsMember(const AtomRecord* atom) const {
@@ -43,6 +44,11 @@ void AtomArray::Insert(size_t at, AtomRecord* atom) {
   atoms_.insert(atoms_.begin() + static_cast<std::ptrdiff_t>(at), atom);
   Mirror(atom, true);
   lastAdded_ = atom;
+}
+
+void AtomArray::Forget(AtomRecord* atom) {
+  Mirror(atom, false);
+  if (lastAdded_ == atom) lastAdded_ = nullptr;
 }
 
 void AtomArray::Mirror(AtomRecord* atom, bool on) const {
@@ -203,7 +209,7 @@ void AtomList::ForgetMarked() {
   const auto marked = [](const AtomRecord* atom) { return atom && atom->scratch == 2; };
   for (AtomArray* array : {&selection, &displaySubset}) {
     for (AtomRecord* atom : array->atoms_)
-      if (marked(atom)) array->Mirror(atom, false);
+      if (marked(atom)) array->Forget(atom);
     std::erase_if(array->atoms_, marked);
   }
   for (PairList* list : {&bindPairs, &freePairs})
@@ -247,13 +253,27 @@ void AtomList::FreeRetired() {
   }
 }
 
-void AtomList::DestroyAtom(AtomRecord* atom) {
-  KillAtom(atom);
-  if (killedHead != atom) return;
-  killedHead = atom->next;
-  for (AtomRecord* killed = killedHead; killed; killed = killed->next)
-    if (killed->parent == atom) killed->parent = nullptr;
-  atomPool_.Release(atom);
+void AtomList::DestroyAtoms(const std::vector<AtomRecord*>& atoms) {
+  constexpr int32_t kDestroyed = -7;
+  KillAtoms(atoms);
+  for (AtomRecord* atom : atoms) atom->scratch = kDestroyed;
+  const auto destroyed = [](const AtomRecord* atom) { return atom->scratch == kDestroyed; };
+  // Atoms that were made and never linked can still be in the display subset.
+  for (AtomArray* array : {&selection, &displaySubset}) {
+    std::erase_if(array->atoms_, destroyed);
+    if (array->lastAdded_ && destroyed(array->lastAdded_)) array->lastAdded_ = nullptr;
+  }
+  AtomRecord** link = &killedHead;
+  while (AtomRecord* killed = *link) {
+    if (destroyed(killed)) {
+      *link = killed->next;
+      continue;
+    }
+    if (killed->parent && destroyed(killed->parent)) killed->parent = nullptr;
+    link = &killed->next;
+  }
+  for (AtomRecord* atom : atoms)
+    if (destroyed(atom)) atomPool_.Release(atom);
 }
 
 void AtomList::DestroyAll() {
@@ -273,11 +293,23 @@ void AtomList::DestroyAll() {
 }
 
 void AtomList::RestoreKilledAtoms(const std::vector<AtomRecord*>& atoms) {
+  constexpr int32_t kLive = 0, kWanted = 1, kFree = 2, kKilled = 3;
+  for (AtomRecord* atom : atoms) atom->scratch = kWanted;
+  for (AtomRecord* atom : Atoms(*this)) atom->scratch = kLive;
+  for (AtomRecord** link = &killedHead; *link;) {
+    AtomRecord* atom = *link;
+    if (atom->scratch == kWanted) {
+      *link = atom->next;
+      atom->scratch = kFree;
+    } else {
+      atom->scratch = kKilled;
+      link = &atom->next;
+    }
+  }
   for (AtomRecord* atom : atoms) {
-    AtomRecord** link = &killedHead;
-    while (*link && *link != atom) link = &(*link)->next;
-    if (!*link) continue;
-    *link = atom->next;
+    if (atom->parent && atom->parent->scratch == kKilled) atom->parent = nullptr;
+    if (atom->scratch != kFree) continue;
+    atom->scratch = kLive;
     LinkAtTail(atom);
     if (!displaySubset.Empty()) displaySubset.Append(atom);
   }

@@ -31,11 +31,13 @@ class AtomArray {
   AtomRecord* operator[](size_t i) const { return atoms_[i]; }
   auto begin() const { return atoms_.begin(); }
   auto end() const { return atoms_.end(); }
+  // Nothing once that atom has left.
   AtomRecord* LastAdded() const { return lastAdded_; }
 
  private:
   friend class AtomList;
   void Insert(size_t at, AtomRecord* atom);
+  void Forget(AtomRecord* atom);
   void Mirror(AtomRecord* atom, bool on) const;
 
   int mode_;
@@ -113,10 +115,13 @@ class AtomList {
   void KillAll();
   // Retired records may still be referred to until the caller knows better.
   void FreeRetired();
-  void DestroyAtom(AtomRecord* atom);
+  // Frees an atom that is live, killed or not linked yet; whatever kept it forgets it.
+  void DestroyAtom(AtomRecord* atom) { DestroyAtoms({atom}); }
+  void DestroyAtoms(const std::vector<AtomRecord*>& atoms);
+  // Frees every live atom. The killed ones stay.
   void DestroyAll();
-  // Takes atoms out of the killed list and links them at the tail; whoever calls places them and their parents.
-  // Atoms that are not in the killed list are left alone.
+  // Takes atoms out of the killed list and links them at the tail; whoever calls places them. One keeps its parent when
+  // that lives or comes back too. Atoms that are not in the killed list are left alone.
   void RestoreKilledAtoms(const std::vector<AtomRecord*>& atoms);
 
   // A pair has one record whichever end owns it: an existing one is updated, keeping bit 0. Nothing for a bond of an

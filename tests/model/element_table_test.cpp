@@ -1,0 +1,176 @@
+#include "model/element_table.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <tuple>
+
+#include "util/files.h"
+
+namespace marvik {
+namespace {
+
+TEST(ElementTable, HasTheKnownDefaults) {
+  const ElementTable table;
+  const struct {
+    int row;
+    const char* symbol;
+    double bondRadius, drawRadius, weight;
+    std::array<int, 3> colour;
+    int texture;
+  } rows[] = {{1, "H ", 0.22, 0.12, 1.0079, {255, 255, 255}, 0}, {5, "B ", 0.82, 0.20, 10.81, {255, 127, 0}, 3},
+              {6, "C ", 0.77, 0.20, 12.011, {169, 169, 169}, 1}, {7, "N ", 0.70, 0.20, 14.0067, {0, 0, 139}, 4},
+              {8, "O ", 0.66, 0.20, 15.9994, {180, 0, 0}, 7},    {9, "F ", 0.64, 0.20, 19.998403, {100, 255, 100}, 5},
+              {11, "Na", 1.86, 0.20, 22.98977, {0, 0, 255}, 6},  {16, "S ", 1.03, 0.30, 32.06, {255, 255, 0}, 3},
+              {17, "Cl", 0.99, 0.30, 35.453, {0, 180, 0}, 0},    {26, "Fe", 1.24, 0.25, 55.847, {180, 0, 0}, 7},
+              {100, "Fm", 1.80, 0.30, 257.0, {0, 180, 0}, 0},    {104, "D ", 0.32, 0.12, 1.0079, {0, 0, 255}, 6},
+              {105, "Q ", 0.77, 0.20, 12.0, {255, 255, 0}, 7}};
+  for (const auto& r : rows) {
+    const ElementInfo& e = table[r.row];
+    EXPECT_STREQ(e.symbol, r.symbol);
+    EXPECT_EQ(e.bondRadius, r.bondRadius) << r.symbol;
+    EXPECT_EQ(e.drawRadius, r.drawRadius) << r.symbol;
+    EXPECT_EQ(e.atomicWeight, r.weight) << r.symbol;
+    EXPECT_EQ(e.colour, PackColour(r.colour[0], r.colour[1], r.colour[2])) << r.symbol;
+    EXPECT_EQ(e.texture, r.texture) << r.symbol;
+  }
+  EXPECT_EQ(table[9].colour, 0x0264FF64u);
+  EXPECT_STREQ(table[103].symbol, "Lw");
+  EXPECT_STREQ(table[0].symbol, "Q ");
+  EXPECT_EQ(table[kUnknownRow].numberAsReal, 6.0);
+}
+
+TEST(ElementTable, IsCompleteAndTellsElementsApart) {
+  const ElementTable table;
+  int plain = 0;
+  std::map<std::tuple<ElementColour, int>, int> looks;
+  for (int row = 1; row < kUnknownRow; ++row) {
+    const ElementInfo& e = table[row];
+    EXPECT_EQ(e.atomicNumber, row);
+    EXPECT_EQ(e.searchRadius, e.bondRadius + 0.5) << e.symbol;
+    EXPECT_TRUE(e.bondRadius > 0.2 && e.bondRadius < 2.7) << e.symbol;
+    EXPECT_EQ(e.flagA, 1);
+    EXPECT_EQ(e.symbolLength, e.symbol[1] == ' ' ? 1 : 2);
+    EXPECT_EQ(e.sfacCoefficients, (std::array<double, 12>{}));
+    EXPECT_EQ(ElementTable::ElementFromLabel(std::string(e.Symbol()) + "1"), row);
+    const bool green = e.colour == PackColour(0, 180, 0) && e.texture == 0;
+    EXPECT_TRUE(!green || e.drawRadius == 0.25 || e.drawRadius == 0.3) << e.symbol;
+    plain += green ? 1 : 0;
+    if (!green) ++looks[{e.colour, e.texture}];
+    // Weights rise with the number but for the known inversions.
+    const bool inverted = row == 18 + 1 || row == 27 + 1 || row == 52 + 1 || row == 90 + 1 || row == 92 + 1 ||
+                          row == 94 + 1 || row == kDeuteriumRow;
+    EXPECT_TRUE(inverted || row == 1 || e.atomicWeight >= table[row - 1].atomicWeight) << e.symbol;
+  }
+  EXPECT_EQ(plain, 71);
+  // Oxygen and iron share a look, sodium and deuterium another; every other one is its element's own.
+  EXPECT_EQ(looks.size(), 33u - 2u);
+}
+
+TEST(ElementFromLabel, TakesUpToTwoLetters) {
+  const struct {
+    const char* label;
+    int row;
+  } cases[] = {{"C1", 6},   {"CL1", 17}, {"Cl1", 17}, {"cl1", 17}, {"CA", 20},   {"CA1", 20},       {"Q12", 105},
+               {"X1", 105}, {"D", 104},  {"D1", 104}, {"Dy2", 66}, {"H1A", 1},   {"HO1", 67},       {"C", 6},
+               {"C'", 6},   {"C_2", 6},  {"", 105},   {"1C", 105}, {" C1", 105}, {"\xc3\xa4", 105}, {"LR1", 105},
+               {"lw", 103}, {"Qq", 105}, {"OW", 105}, {"W1", 74},  {"C\xe9", 6}};
+  for (const auto& c : cases) EXPECT_EQ(ElementTable::ElementFromLabel(c.label), c.row) << c.label;
+}
+
+class ElementFile : public testing::Test {
+ protected:
+  void SetUp() override {
+    path_ = (std::filesystem::temp_directory_path() / ("marvik_sfac_" + std::to_string(getpid()))).string() + "/";
+    std::filesystem::create_directory(path_);
+  }
+  void TearDown() override {
+    unsetenv(kPackageVariable);
+    std::filesystem::remove_all(path_);
+  }
+  bool Read(ElementTable& table, const std::string& content) {
+    EXPECT_EQ(WriteFileAtomically(path_ + "sfac.tab", content), 0);
+    return ReadElementFile(table, path_ + "sfac.tab");
+  }
+  std::string path_;
+};
+
+TEST_F(ElementFile, IsWrittenLineByLineAndReadBack) {
+  ElementTable table;
+  table[6].bondRadius = 0.801234;
+  table[6].drawRadius = 0.31;
+  table[6].colour = PackColour(1, 22, 255);
+  table[17].texture = 5;
+  ASSERT_TRUE(WriteElementFile(table, path_ + "sfac.tab"));
+  const std::string text = ReadWholeFile(path_ + "sfac.tab").content;
+  EXPECT_EQ(text.substr(0, text.find('\n') + 1), "1 H  br 0.220000 ar 0.120000 color 255 255 255  texture 0 \n");
+  EXPECT_NE(text.find("\n6 C  br 0.801234 ar 0.310000 color 1 22 255  texture 1 \n7 N "), std::string::npos);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 105);
+
+  ElementTable again;
+  ASSERT_TRUE(ReadElementFile(again, path_ + "sfac.tab"));
+  for (int row = 1; row < kElementRows; ++row) {
+    EXPECT_NEAR(again[row].bondRadius, table[row].bondRadius, 1e-12);
+    EXPECT_NEAR(again[row].drawRadius, table[row].drawRadius, 1e-12);
+    EXPECT_EQ(again[row].colour, table[row].colour);
+    EXPECT_EQ(again[row].texture, table[row].texture);
+  }
+  EXPECT_EQ(again[6].searchRadius, 0.77 + 0.5) << "not recomputed";
+}
+
+TEST_F(ElementFile, TakesWhatScansAndNothingElse) {
+  ElementTable table;
+  ASSERT_TRUE(Read(table,
+                   "# 6 C br 9 ar 9 color 1 2 3 texture 1\n"
+                   "0 X br 9 ar 9 color 1 2 3 texture 1\n106 X br 9 ar 9 color 1 2 3 texture 1\n"
+                   "-6 X br 9 ar 9 color 1 2 3 texture 1\nsix C br 9 ar 9 color 1 2 3 texture 1\n\n"
+                   "99999999999 C br 9 ar 9 color 1 2 3 texture 1\n"
+                   "  7 anything x 0.71 y 0,22 z 4 5 6 t 2\r\n"
+                   "8 O br 0.5\n"
+                   "9 F br 0.6 ar word color 7 x 8 texture 3\n"
+                   "16 S br 1.1 ar 0.4 color 300 -1 5 texture 99\n" +
+                       std::string(5000, ' ') + "5 B br 9 ar 9 color 1 2 3 texture 1\n" +
+                       "17 Cl br 0.9 ar 0.35 color 9 8 7 texture 4"));
+  const ElementTable defaults;
+  for (const int row : {0, 5, 6, 105}) {
+    EXPECT_EQ(table[row].bondRadius, defaults[row].bondRadius) << row;
+    EXPECT_EQ(table[row].colour, defaults[row].colour) << row;
+  }
+  EXPECT_EQ(table[7].bondRadius, 0.71);
+  EXPECT_EQ(table[7].drawRadius, 0.0) << "a comma ends the number";
+  EXPECT_EQ(table[7].colour, PackColour(4, 5, 6));
+  EXPECT_EQ(table[7].texture, 2);
+  EXPECT_EQ(table[8].bondRadius, 0.5);
+  EXPECT_EQ(table[8].drawRadius, 0.20);
+  EXPECT_EQ(table[9].drawRadius, 0.0);
+  EXPECT_EQ(table[9].colour, PackColour(7, 255, 100));
+  EXPECT_EQ(table[9].texture, 5);
+  EXPECT_EQ(table[16].colour, PackColour(44, 255, 5));
+  EXPECT_EQ(table[16].texture, 3) << "there is no texture 99";
+  EXPECT_EQ(table[17].texture, 4) << "the last line has no end";
+}
+
+TEST_F(ElementFile, IsFoundThroughTheVariableAsItStands) {
+  ElementTable table;
+  unsetenv(kPackageVariable);
+  EXPECT_FALSE(ElementFilePath());
+  InitElementTable(table, true);
+  setenv(kPackageVariable, (path_ + "prefix_").c_str(), 1);
+  EXPECT_EQ(ElementFilePath(), path_ + "prefix_sfac.tab");
+  table[6].bondRadius = 5;
+  InitElementTable(table, true);
+  EXPECT_EQ(table[6].bondRadius, 0.77) << "a missing file leaves the defaults";
+  ASSERT_EQ(WriteFileAtomically(path_ + "prefix_sfac.tab", "6 C br 0.8 ar 0.2 color 1 2 3 texture 1"), 0);
+  InitElementTable(table, false);
+  EXPECT_EQ(table[6].bondRadius, 0.77);
+  InitElementTable(table, true);
+  EXPECT_EQ(table[6].bondRadius, 0.8);
+  EXPECT_FALSE(ReadElementFile(table, path_));
+  EXPECT_FALSE(WriteElementFile(table, path_));
+  EXPECT_FALSE(WriteElementFile(table, path_ + "no/such"));
+}
+
+}  // namespace
+}  // namespace marvik
