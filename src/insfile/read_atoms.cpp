@@ -33,14 +33,10 @@ bool HasMore(const ReadState& s, size_t usedWords) {
   return s.words.size() > usedWords || !s.line.comment.empty() || !s.line.lost.empty();
 }
 
-// What stands behind a word of the line, and the comment.
+// The words from one on, and the comment.
 std::string TextBehind(const ReadState& s, size_t usedWords) {
   std::string text;
-  if (usedWords < s.words.size()) {
-    const char* begin = s.words[usedWords].data();
-    const char* end = s.words.back().data() + s.words.back().size();
-    text.assign(begin, end);
-  }
+  for (size_t i = usedWords; i < s.words.size(); ++i) text.append(text.empty() ? "" : " ").append(s.words[i]);
   if (!s.line.comment.empty()) text.append(text.empty() ? "" : " ").append(s.line.comment);
   return text;
 }
@@ -100,6 +96,7 @@ void TakeCurrentState(ReadState& s, AtomRecord& atom) {
   atom.partOccupancy = s.partOccupancy.value_or(0.0f);
   atom.mole = static_cast<uint16_t>(s.mole);
   atom.residue = s.residue;
+  if (s.residue >= 0) s.residueIsWritten[static_cast<size_t>(s.residue)] = true;
   if (atom.IsPeak()) s.afix = 0;
   atom.afix = static_cast<uint16_t>(s.afix);
   atom.afixGroup = s.afixGroup;
@@ -109,6 +106,7 @@ void TakeCurrentState(ReadState& s, AtomRecord& atom) {
   }
   s.afixWords.clear();
   s.stateLines.clear();
+  s.stateResidues.clear();
   if (!s.pendingLines.empty()) atom.MutableExtras().linesBefore = std::move(s.pendingLines);
   s.pendingLines.clear();
   if (s.pendingSame) {
@@ -149,6 +147,7 @@ int ResidueOf(ReadState& s, std::string_view arguments, const std::string& text)
   if (isNew) {
     residue.line = text;
     s.document.residues.push_back(std::move(residue));
+    s.residueIsWritten.push_back(false);
   }
   return at->second;
 }
@@ -156,7 +155,11 @@ int ResidueOf(ReadState& s, std::string_view arguments, const std::string& text)
 void HandleResi(ReadState& s) {
   s.NoteStateLine();
   s.residue = ResidueOf(s, s.line.head.arguments, s.Kept());
-  if (s.residue < 0 && HasMore(s, 1)) s.Drop(s.Kept());
+  if (s.residue >= 0) {
+    s.stateResidues.push_back(s.residue);
+  } else if (HasMore(s, 1)) {
+    s.Drop(s.Kept());
+  }
 }
 
 // A list of plain names is a group of the model once its atoms are known; everything else stays as it is written.
@@ -195,7 +198,8 @@ void HandleAtomLine(ReadState& s) {
     atom->peakHeight = fields.values[7];
     used = 8;
   }
-  if (HasMore(s, used)) atom->MutableExtras().surplusWords = TextBehind(s, used);
+  std::string surplus = TextBehind(s, used);
+  if (!surplus.empty()) atom->MutableExtras().surplusWords = std::move(surplus);
   if (!s.line.lost.empty()) s.Drop(s.Kept());
   if (s.afterEnd) {
     if (!atom->IsPeak()) s.inGrownSection = true;

@@ -192,6 +192,8 @@ bool FinishReading(ReadState& s) {
   Document& document = s.document;
   if (!s.sawCell || !BuildOrthogonalisation(document.cell, document.matrix)) return false;
   s.FlushPending();
+  for (size_t i = 0; i < document.residues.size(); ++i)
+    if (!s.residueIsWritten[i]) s.Drop(document.residues[i].line);
   SettleAtoms(s);
   SettleNames(s);
   SettleSymmetry(s);

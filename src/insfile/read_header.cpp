@@ -58,10 +58,10 @@ void BindOrFree(ReadState& s) {
                          std::string(s.line.comment)});
 }
 
-// Several BOND lines add up; the dialog edits the last.
+// Several BOND lines add up; the dialog edits the first.
 void Bond(ReadState& s) {
   std::string& text = s.document.settings.BondLine;
-  if (!text.empty()) s.document.instructions.kept.push_back({KeptPlace::Body, text});
+  if (!text.empty()) return s.Keep(KeptPlace::Body);
   text = s.Kept();
 }
 

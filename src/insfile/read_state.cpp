@@ -21,7 +21,9 @@ void ReadState::Keep(KeptPlace place) {
 }
 
 void ReadState::KeepBeforeNextAtom() {
-  pendingLines += stateLines + Kept() + "\n";
+  for (const int index : stateResidues) residueIsWritten[static_cast<size_t>(index)] = true;
+  stateResidues.clear();
+  pendingLines.append(stateLines).append(Kept()).append("\n");
   stateLines.clear();
 }
 

@@ -36,7 +36,7 @@ class ReadState {
   // Notes a line whose content went into the model as the present form of an instruction; an earlier one is lost.
   void Remember(const char* key);
   // Notes a PART, AFIX, MOLE or RESI line for positional lines that may follow.
-  void NoteStateLine() { stateLines += Kept() + "\n"; }
+  void NoteStateLine() { stateLines.append(Kept()).append("\n"); }
   // Lines that wait for an atom after the last one go behind it.
   void FlushPending();
   // Behind HKLF the refinement program acts on nothing any more.
@@ -66,8 +66,9 @@ class ReadState {
   bool afterEnd = false;
   bool inGrownSection = false;
 
-  std::string pendingLines;  // positional lines for the next atom
-  std::string stateLines;    // PART, AFIX, MOLE and RESI lines since the last atom or positional line
+  std::string pendingLines;        // positional lines for the next atom
+  std::string stateLines;          // PART, AFIX, MOLE and RESI lines since the last atom or positional line
+  std::vector<int> stateResidues;  // those that the state lines name
   std::optional<SameGroup> pendingSame;
   std::string pendingSameLine;
 
@@ -96,6 +97,7 @@ class ReadState {
   };
   std::map<std::string, Original> originals;
   std::unordered_map<std::string, int> residueIndex;
+  std::vector<bool> residueIsWritten;  // by index: an atom is in it, or its line is kept among positional ones
   int shortSfacLines = 0;
 };
 
