@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "display/canvas.h"
+
+namespace marvik {
+
+// One label to be placed. Device units, y down.
+struct LabelBox {
+  CanvasPoint corner;  // bottom left of the text
+  CanvasPoint size;
+  CanvasPoint body;         // middle of what is drawn for the atom
+  double bodyRadius = 0.0;  // of what is drawn in the label's direction, a gap included
+  bool fixed = false;       // placed by the user
+};
+
+// The box of a text of that size that touches the circle around `body` from outside, in the direction (dx, dy), which
+// need not be a unit vector; without a direction the box stands to the upper right.
+CanvasPoint LabelCorner(CanvasPoint body, double bodyRadius, CanvasPoint size, double dx, double dy);
+
+// Moves boxes that overlap apart, each by at most the height of a text, and keeps them clear of their own atoms. Small
+// changes of the input move the result little, so that labels glide while the model turns. Cost grows with the number
+// of labels and of overlaps; work arrays are kept.
+class LabelSpreader {
+ public:
+  void Spread(std::span<LabelBox> labels);
+
+ private:
+  void SortIntoGrid(std::span<const LabelBox> labels, double cell);
+
+  std::vector<CanvasPoint> home_;
+  std::vector<CanvasPoint> push_;
+  std::vector<uint32_t> bucketStart_;
+  std::vector<uint32_t> order_;
+  uint32_t bucketMask_ = 0;
+};
+
+// For more labels than anyone can read: a picture's area in small cells, where the first label to come takes its place.
+class LabelOccupancy {
+ public:
+  // Width and height of the picture, and of a cell, which is best a fraction of a text's height.
+  void Reset(CanvasPoint origin, CanvasPoint size, double cell);
+  // True, and the place is taken, when the box lies in the picture and no earlier one lies there.
+  bool Take(const LabelBox& label);
+  // Whether the cell of a point is taken; a quick look before the box is worked out.
+  bool IsTaken(CanvasPoint at) const;
+
+ private:
+  CanvasPoint origin_;
+  double cell_ = 1.0;
+  int columns_ = 0;
+  int rows_ = 0;
+  std::vector<uint8_t> taken_;
+};
+
+}  // namespace marvik
