@@ -1,6 +1,8 @@
 #pragma once
 
 #include <functional>
+#include <memory>
+#include <vector>
 
 #include "display/canvas.h"
 #include "display/view_state.h"
@@ -12,26 +14,60 @@ enum DisplayMode { kWireFrame = 0, kBallAndStick = 1, kThermalEllipsoid = 2, kPi
 
 // What a picture shows beside the view.
 struct RenderOptions {
-  int mode = kWireFrame;
+  int mode = kWireFrame;  // anything else than the four is the wire frame
   bool labels = true;
   bool hydrogenLabels = true;
   bool hybridLabelColoration = false;
   bool showCell = false;
   bool printing = false;         // page units and paper colours
   bool whiteBackground = false;  // paper colours on a pixel canvas
+  bool exact = false;            // vector figures: positions and sizes are not cut to whole pixels
   double probability = 0.5;      // of thermal ellipsoids
 };
 
 // Asked before each atom; false stops the picture where it is.
 using KeepGoing = std::function<bool()>;
 
+// Where a label of the last picture stands: the bottom left corner of its text and its size, in device units.
+struct PlacedLabel {
+  const AtomRecord* atom = nullptr;
+  CanvasPoint at;
+  CanvasPoint size;
+};
+
+class RenderFrame;
+
 // Draws the structure with plain two-dimensional drawing calls. Keeps its work arrays from frame to frame.
 class InteractiveRenderer {
  public:
-  // The whole picture in any mode: background, model, cell box, labels. Writes the transformed coordinates and screen
-  // positions into the atoms. False when it was interrupted.
+  InteractiveRenderer();
+  ~InteractiveRenderer();
+  InteractiveRenderer(InteractiveRenderer&&) noexcept;
+  InteractiveRenderer& operator=(InteractiveRenderer&&) noexcept;
+
+  // The whole picture in any mode: background, model, cell box, labels. Writes the transformed coordinates and, but on
+  // paper, the screen positions into the atoms, and their place among the displayed ones into `scratch` (-1: not
+  // displayed). Atoms whose position is not finite are left out, at screen position -32768, -32768. False when it was
+  // interrupted.
   bool Render(Document& document, const ViewState& view, const RenderOptions& options, Canvas& canvas,
               const KeepGoing& keepGoing);
+
+  // Of the last picture, in drawing order.
+  const std::vector<PlacedLabel>& Labels() const;
+  // The offset that keeps a label where the last picture had it once it counts as placed by hand, in view units, each
+  // within ±0.5: what labelOffsetX and labelOffsetY become when the user starts to move a label.
+  CanvasPoint LabelOffset(const AtomRecord& atom, const ViewState& view) const;
+
+ private:
+  std::unique_ptr<RenderFrame> frame_;
 };
+
+// Eight discs over one another, each lighter, smaller and further to the upper left than the last, inside the square of
+// side 2·radius around the centre; whole pixels. A radius below 2, which would leave nothing to see, gives a dot.
+void drawShadedBall(Canvas& canvas, Rgb colour, CanvasPoint centre, int radiusPixels);
+
+// A solid stick is drawn twice: forth with the whole width, back with a fifth of it. Widths in device units, at least
+// the thinnest line; `style` is a BondStyle.
+void drawBondLine(Canvas& canvas, Rgb colour, CanvasPoint a, CanvasPoint b, double width, int style);
 
 }  // namespace marvik

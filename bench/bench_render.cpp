@@ -1,0 +1,77 @@
+#include <benchmark/benchmark.h>
+#include <random>
+#include <string>
+
+#include "cryst/connectivity.h"
+#include "display/interactive_renderer.h"
+#include "display/label_font.h"
+#include "display/scanline_canvas.h"
+
+namespace marvik {
+namespace {
+
+constexpr int kSide = 900;
+
+// A made-up molecular solid: chains of ten atoms, each a bond length from the last in a new direction, scattered over
+// a cube with the density of an organic crystal.
+Document Chains(int atoms) {
+  Document document;
+  RecordingMessages messages;
+  InitElementTable(document.elements, false);
+  std::mt19937 random(1);
+  std::normal_distribution<double> normal;
+  const double edge = std::cbrt(atoms * 12.0);
+  std::uniform_real_distribution<double> place(0.0, edge);
+  constexpr int kRows[] = {6, 6, 7, 6, 8, 6, 1, 6, 1, 1};
+  Cartesian at;
+  for (int i = 0; i < atoms; ++i) {
+    AtomRecord* atom = document.atoms.CreateAtom(document.elements, messages);
+    const int row = kRows[i % 10];
+    atom->element = &document.elements[row];
+    atom->name = std::string(document.elements[row].Symbol()) + std::to_string(i % 1000);
+    at = i % 10 == 0 ? Cartesian{place(random), place(random), place(random)}
+                     : at + Normalised(Cartesian{normal(random), normal(random), normal(random)}) * 1.4;
+    atom->position = at;
+    atom->uCount = row == 1 ? 1 : 6;
+    atom->u = {0.04, 0.05, 0.03, 0.004, -0.006, 0.002};
+    document.atoms.LinkAtTail(atom);
+  }
+  Connect(document, messages);
+  return document;
+}
+
+void Frame(benchmark::State& state) {
+  Document document = Chains(static_cast<int>(state.range(0)));
+  ViewState view;
+  view.drawingSize = kSide;
+  ResetView(view, document);
+  RenderOptions options;
+  options.mode = static_cast<int>(state.range(1));
+  options.labels = state.range(2) != 0;
+  Image image(kSide, kSide);
+  LabelFont font(12.0);
+  ScanlineCanvas canvas(image, &font);
+  InteractiveRenderer renderer;
+  for (auto _ : state) {
+    view.rotateView(1.0, {0, 1, 0}, true);
+    renderer.Render(document, view, options, canvas, nullptr);
+    benchmark::DoNotOptimize(image.pixels.data());
+  }
+}
+BENCHMARK(Frame)
+    ->ArgNames({"atoms", "mode", "labels"})
+    ->Unit(benchmark::kMillisecond)
+    ->Args({100, kBallAndStick, 1})
+    ->Args({100, kThermalEllipsoid, 1})
+    ->Args({1500, kBallAndStick, 1})
+    ->Args({10000, kWireFrame, 0})
+    ->Args({10000, kBallAndStick, 0})
+    ->Args({10000, kBallAndStick, 1})
+    ->Args({10000, kThermalEllipsoid, 0})
+    ->Args({10000, kPipes, 0})
+    ->Args({20000, kBallAndStick, 1})
+    ->Args({100000, kWireFrame, 0})
+    ->Args({100000, kWireFrame, 1});
+
+}  // namespace
+}  // namespace marvik

@@ -1,0 +1,142 @@
+#include <algorithm>
+#include <cmath>
+
+#include "display/render_frame.h"
+
+namespace marvik {
+
+namespace {
+
+// Up to so many labels all are shown, moved apart where they overlap. Of more, nobody could read all: nearer ones then
+// keep their places and those behind them are left out.
+constexpr size_t kMostReadable = 1500;
+constexpr double kBodyGap = 2.0;  // between a body and its label, pixels of the screen
+// A lone atom's label stands to the upper right; this is how much that counts against the directions of its bonds.
+constexpr CanvasPoint kPreferred{0.3, -0.25};
+
+// A rim in the background's colour keeps a label legible over a body; left out where there are very many.
+constexpr size_t kMostRimmed = 400;
+constexpr std::array<CanvasPoint, 4> kRim{{{-1, 0}, {1, 0}, {0, -1}, {0, 1}}};
+
+std::string_view Trimmed(std::string_view text) {
+  const size_t first = text.find_first_not_of(' ');
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+}  // namespace
+
+// Each end of a bond remembers where the bond runs on the screen, so that its label can stand on the other side; a bond
+// toward the viewer counts little.
+void RenderFrame::AddLabelDirections(const FrameAtom& a, const FrameAtom& b) {
+  const double dx = b.x - a.x;
+  const double dy = b.y - a.y;
+  const double dz = (b.z - a.z) * map_.scale * map_.fixedPoint;
+  const double length = std::sqrt(dx * dx + dy * dy + dz * dz);
+  if (!(length > 0.0)) return;
+  CanvasPoint& atA = labelDirections_[FrameIndex(a.atom)];
+  CanvasPoint& atB = labelDirections_[FrameIndex(b.atom)];
+  atA = {atA.x - dx / length, atA.y - dy / length};
+  atB = {atB.x + dx / length, atB.y + dy / length};
+}
+
+bool RenderFrame::WantsLabel(const AtomRecord& atom) const {
+  if (atom.flags2 & kLabelOff) return false;
+  if (options_->hydrogenLabels || !atom.element) return true;
+  return atom.element->atomicNumber != kHydrogenRow && atom.element->atomicNumber != kDeuteriumRow;
+}
+
+Rgb RenderFrame::LabelColour(const FrameAtom& atom) const {
+  if (options_->hybridLabelColoration && !atom.unknown) {
+    const auto code = static_cast<size_t>(atom.atom->Hybridization());
+    return kHybridLabelColours[std::min(code, kHybridLabelColours.size() - 1)];
+  }
+  return Paper() ? kBlack : kWhite;
+}
+
+// How far what is drawn for the atom reaches in a direction, with a gap.
+double RenderFrame::LabelRadius(uint32_t index, double dx, double dy) const {
+  const double gap = kBodyGap * map_.unit;
+  if (options_->mode != kThermalEllipsoid || !ellipsoids_[index].drawable) return BodyRadius(index) + gap;
+  const double length = std::hypot(dx, dy);
+  const OutlineConic outline = OutlineOf(ellipsoids_[index].axes);
+  const CanvasPoint p = map_.Vector(outline.p);
+  const CanvasPoint q = map_.Vector(outline.q);
+  if (!(length > 0.0)) return std::hypot(p.x, p.y) + gap;
+  return std::hypot((p.x * dx + p.y * dy) / length, (q.x * dx + q.y * dy) / length) + gap;
+}
+
+LabelBox RenderFrame::LabelOf(uint32_t index) {
+  const FrameAtom& atom = atoms_[index];
+  LabelBox box;
+  box.size = canvas_->TextSize(Trimmed(atom.atom->name));
+  box.body = Centre(atom);
+  const float offsetX = atom.atom->labelOffsetX;
+  const float offsetY = atom.atom->labelOffsetY;
+  box.fixed = (atom.atom->flags2 & kLabelPlaced) != 0 || offsetX != 0.0f || offsetY != 0.0f;
+  if (box.fixed && std::isfinite(offsetX) && std::isfinite(offsetY)) {
+    box.corner = {box.body.x + offsetX * map_.scale, box.body.y - offsetY * map_.scale};
+    return box;
+  }
+  const double dx = labelDirections_[index].x + kPreferred.x;
+  const double dy = labelDirections_[index].y + kPreferred.y;
+  box.bodyRadius = LabelRadius(index, dx, dy);
+  box.corner = LabelCorner(box.body, box.bodyRadius, box.size, dx, dy);
+  return box;
+}
+
+// The labels to be shown, farther ones first.
+void RenderFrame::CollectLabels() {
+  items_.clear();
+  for (uint32_t i = 0; i < atoms_.size(); ++i) {
+    if (WantsLabel(*atoms_[i].atom)) items_.push_back({OrderedKey(atoms_[i].z), i});
+  }
+  labelBoxes_.clear();
+  labelAtoms_.clear();
+  if (items_.size() <= kMostReadable) {
+    for (const DrawItem& item : items_) {
+      labelBoxes_.push_back(LabelOf(item.reference));
+      labelAtoms_.push_back(item.reference);
+    }
+    spreader_.Spread(labelBoxes_);
+    return;
+  }
+  SortItems(items_, itemScratch_);
+  const double width = options_->printing ? 2.0 * map_.scale : view_->viewportWidth;
+  const double height = options_->printing ? 2.0 * map_.scale : view_->viewportHeight;
+  const double cell = std::max(canvas_->TextSize("0").y / 3.0, 1.0);
+  occupancy_.Reset({map_.origin.x - width / 2, map_.origin.y - height / 2}, {width, height}, cell);
+  for (size_t i = items_.size(); i-- > 0;) {
+    const uint32_t index = items_[i].reference;
+    if (occupancy_.IsTaken(Centre(atoms_[index]))) continue;
+    const LabelBox box = LabelOf(index);
+    if (!occupancy_.Take(box)) continue;
+    labelBoxes_.push_back(box);
+    labelAtoms_.push_back(index);
+  }
+  std::reverse(labelBoxes_.begin(), labelBoxes_.end());
+  std::reverse(labelAtoms_.begin(), labelAtoms_.end());
+}
+
+void RenderFrame::DrawLabels() {
+  if (options_->labels) {
+    CollectLabels();
+    labels.reserve(labelBoxes_.size());
+    const bool rim = map_.whole && options_->mode != kWireFrame && labelBoxes_.size() <= kMostRimmed;
+    for (size_t i = 0; i < labelBoxes_.size(); ++i) {
+      const FrameAtom& atom = atoms_[labelAtoms_[i]];
+      const std::string_view text = Trimmed(atom.atom->name);
+      if (text.empty()) continue;
+      const LabelBox& box = labelBoxes_[i];
+      if (rim) {
+        for (const CanvasPoint& shift : kRim)
+          canvas_->Text({box.corner.x + shift.x, box.corner.y + shift.y}, TextAnchor::BottomLeft, text, Background());
+      }
+      canvas_->Text(box.corner, TextAnchor::BottomLeft, text, LabelColour(atom));
+      labels.push_back({atom.atom, box.corner, box.size});
+    }
+  }
+  if (options_->showCell) DrawCellLetters();
+}
+
+}  // namespace marvik

@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+
+#include "render_helpers.h"
+
+namespace marvik::test {
+namespace {
+
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+struct Case {
+  int mode;
+  bool printing;
+  bool exact;
+};
+std::vector<Case> Cases() {
+  std::vector<Case> cases;
+  for (const int mode : {-1, 0, 1, 2, 3, 4}) {
+    for (int i = 0; i < 3; ++i) cases.push_back({mode, i == 1, i == 2});
+  }
+  return cases;
+}
+
+int Faults(Scene& scene, const Case& c) {
+  scene.options.mode = c.mode;
+  scene.options.printing = c.printing;
+  scene.options.exact = c.exact;
+  scene.options.labels = scene.options.showCell = true;
+  FiniteCanvas canvas;
+  EXPECT_TRUE(scene.renderer.Render(scene.document, scene.view, scene.options, canvas, nullptr));
+  return canvas.faults;
+}
+
+TEST(RenderRobust, EmptyModel) {
+  Scene scene;
+  for (const Case& c : Cases()) EXPECT_EQ(Faults(scene, c), 0) << c.mode;
+  scene.options = {};
+  scene.options.mode = 7;
+  EXPECT_EQ(scene.Draw(), "clear #000000\n");
+}
+
+TEST(RenderRobust, NothingButFiniteNumbersReachesTheCanvas) {
+  Scene scene;
+  scene.Add("C1", 0, 0, 0);
+  scene.Add("C2", 0, 0, 0);
+  scene.Add("C3", 1.2, kNan, 0);
+  scene.Add("O1", kInfinity, 1, 1);
+  scene.Add("O2", 1e300, -1e300, 1e300);
+  scene.Add("N1", 1.0, 0.5, 0.2);
+  scene.Add("", 1.0, 1.5, 0.2);
+  scene.Add("Q1", 1.0, -0.5, 0.2)->peakHeight = kNan;
+  scene.Add("Q2", 1.0, -0.9, 0.2)->peakHeight = kInfinity;
+  Connect(scene.document, scene.messages);
+  // Bonds to and between atoms that cannot be drawn.
+  for (AtomRecord* atom : Atoms(scene.document.atoms)) {
+    if (atom != scene.document.atoms.head)
+      scene.document.atoms.AddBond(scene.document.atoms.head, atom, {0, 0}, 1, 0, 0.1f, 0, scene.messages);
+    atom->uCount = 6;
+    atom->labelOffsetX = std::numeric_limits<float>::quiet_NaN();
+    scene.document.atoms.selection.Append(atom);
+    ForEachOwnBond(atom, [&](AtomRecord*, BondRecord* bond) {
+      scene.document.atoms.selectedBonds.push_back(bond);
+      bond->width = bond->width > 0.05f ? 1e30f : 0.1f;
+    });
+  }
+  const std::array<double, 6> tensors[] = {{1e6, 1e6, 1e6, 0, 0, 0},
+                                           {1e-30, 1, 1, 0, 0, 0},
+                                           {kNan, kNan, 0, 0, 0, 1},
+                                           {kInfinity, 1, 1, 1, 1, 1},
+                                           {1e200, 1e-200, 1, 0, 0, 0}};
+  for (const auto& u : tensors) {
+    for (AtomRecord* atom : Atoms(scene.document.atoms)) atom->u = u;
+    for (const Case& c : Cases()) EXPECT_EQ(Faults(scene, c), 0) << c.mode << ' ' << u[0];
+  }
+  EXPECT_EQ(scene.document.atoms.FindAtom("C3")->scratch, -1);
+  scene.document.elements[6].drawRadius = kNan;
+  scene.document.elements[7].drawRadius = 1e30;
+  scene.document.cell.a = kNan;
+  scene.document.matrix.m[0] = kNan;
+  scene.options.probability = kNan;
+  for (const Case& c : Cases()) EXPECT_EQ(Faults(scene, c), 0) << c.mode;
+}
+
+TEST(RenderRobust, ViewsOutOfProportion) {
+  for (const double radius : {0.5, 1e-9, 1e9, 1e29}) {
+    for (const double side : {0.0, 1.0, 7.0, 30000.0}) {
+      Scene scene;
+      scene.view.drawingSize = side;
+      scene.view.fitView(radius, Cartesian{0.3, 0, 0});
+      scene.view.panX = 1'000'000;
+      scene.view.panY = -1'000'000;
+      scene.Add("C1", 0, 0, 0)->uCount = 6;
+      scene.Add("N1", 1, 1, 0);
+      scene.Add("O1", 900, 1, 0);
+      Connect(scene.document, scene.messages);
+      for (const Case& c : Cases()) EXPECT_EQ(Faults(scene, c), 0) << radius << ' ' << side;
+    }
+  }
+  Scene broken;
+  broken.Add("C1", 0, 0, 0);
+  broken.view.combined[0][0] = broken.view.viewRadius = broken.view.depthNear = kNan;
+  for (const Case& c : Cases()) EXPECT_EQ(Faults(broken, c), 0);
+}
+
+TEST(RenderRobust, TwentyThousandAtoms) {
+  Scene scene;
+  std::mt19937 random(4);
+  std::uniform_real_distribution<double> place(-30.0, 30.0);
+  const char* elements[] = {"C", "C", "N", "O", "H", "FE", "Q"};
+  for (int i = 0; i < 20000; ++i) {
+    AtomRecord* atom = scene.Add(Numbered(elements[i % 7], i), place(random), place(random), place(random));
+    if (i % 3) atom->uCount = 6;
+    if (i % 3) atom->u = {0.03, 0.04, 0.05, 0.005, -0.01, 0.01};
+    if (i % 50 == 0) scene.document.atoms.selection.Append(atom);
+  }
+  Connect(scene.document, scene.messages);
+  scene.view.fitView(52.0, Cartesian{});
+  for (const Case& c : Cases()) EXPECT_EQ(Faults(scene, c), 0) << c.mode;
+  // More labels than anyone could read: those that are shown do not cover one another.
+  Faults(scene, {kBallAndStick, false, false});
+  const auto& labels = scene.renderer.Labels();
+  EXPECT_GT(labels.size(), 100u);
+  for (const PlacedLabel& a : labels) {
+    for (const PlacedLabel& b : labels) {
+      ASSERT_TRUE(&a == &b || a.at.x >= b.at.x + b.size.x || b.at.x >= a.at.x + a.size.x ||
+                  a.at.y - a.size.y >= b.at.y || b.at.y - b.size.y >= a.at.y);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace marvik::test
