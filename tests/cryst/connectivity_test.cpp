@@ -271,7 +271,6 @@ TEST(Connect, CostGrowsWithTheNumberOfAtoms) {
   const double large = SecondsToConnect(100'000, false);
   const double outlier = SecondsToConnect(100'000, true);
   RecordProperty("milliseconds_100k", std::to_string(large * 1e3));
-  std::printf("10k %.1f ms, 100k %.1f ms, with outliers %.1f ms\n", small * 1e3, large * 1e3, outlier * 1e3);
   // A quadratic cost would be a hundredfold; the benchmarks hold the tighter bounds.
   EXPECT_LT(large, 40 * small);
   EXPECT_LT(outlier, 10 * large);

@@ -59,8 +59,12 @@ std::string ChainFaults(const AtomList& list, AtomSet& live) {
     if (!live.insert(atom).second) return faults + atom->name + " closes a circle\n";
   }
   if (list.tail != previous) faults += "wrong tail\n";
-  for (const AtomRecord* atom = list.killedHead; atom; atom = atom->next)
+  AtomSet known = live;
+  for (const AtomRecord* atom = list.killedHead; atom; atom = atom->next) known.insert(atom);
+  for (const AtomRecord* atom = list.killedHead; atom; atom = atom->next) {
     if (live.count(atom) || atom->prev || atom->bonds || atom->killMark) faults += atom->name + " is badly killed\n";
+    if (atom->parent && !known.count(atom->parent)) faults += atom->name + " has lost its parent\n";
+  }
   return faults;
 }
 
