@@ -10,6 +10,12 @@
 
 namespace marvik {
 
+// The nklm number of an image: 1000·k + 100·(tx + 5) + 10·(ty + 5) + (tz + 5) with operator k counted from 1, so that
+// 1555 is the atom itself.
+constexpr int32_t SymmetryCodeOf(uint32_t op, const std::array<int32_t, 3>& t) {
+  return static_cast<int32_t>(1000 * (op + 1)) + 100 * (t[0] + 5) + 10 * (t[1] + 5) + (t[2] + 5);
+}
+
 // One symmetry image: operator `op` of the list applied to atom `atom` of the span, then the lattice translation `t`.
 struct AtomImage {
   uint32_t atom = 0;
@@ -19,10 +25,7 @@ struct AtomImage {
   Cartesian position;     // Å
   double distance = 0.0;  // Å from the place that was asked for
 
-  // 1000·k + 100·(tx + 5) + 10·(ty + 5) + (tz + 5) with k counted from 1: 1555 is the atom itself.
-  int32_t SymmetryCode() const {
-    return static_cast<int32_t>(1000 * (op + 1)) + 100 * (t[0] + 5) + 10 * (t[1] + 5) + (t[2] + 5);
-  }
+  int32_t SymmetryCode() const { return SymmetryCodeOf(op, t); }
 };
 
 // The infinite crystal around any place: finds the images of atoms near a point at a cost that does not grow with the
