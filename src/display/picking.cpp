@@ -24,7 +24,7 @@ AtomRecord* hitTestAtom(const AtomList& atoms, double x, double y, double pixelR
   double bestDistance = kAtomReach * pixelRatio;
   for (AtomRecord* atom : Atoms(atoms, kVisibleOnly)) {
     const double distance = std::abs(x - atom->screenX) + std::abs(y - atom->screenY);
-    if (distance >= bestDistance) continue;
+    if (!(distance < bestDistance)) continue;
     bestDistance = distance;
     best = atom;
   }
@@ -37,7 +37,7 @@ PickedBond hitTestBond(const AtomList& atoms, double x, double y, double pixelRa
   for (AtomRecord* atom : Atoms(atoms, kVisibleOnly)) {
     ForEachOwnBond(atom, [&](AtomRecord* partner, BondRecord* bond) {
       const double distance = distanceToSegment(ScreenPlace(*atom), ScreenPlace(*partner), {x, y}, pixelRatio);
-      if (distance >= bestDistance || !atoms.Passes(partner, kVisibleOnly)) return;
+      if (!(distance < bestDistance) || !atoms.Passes(partner, kVisibleOnly)) return;
       bestDistance = distance;
       best = {atom, bond};
     });
