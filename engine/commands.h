@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "model/document.h"
+
+namespace marvik::engine {
+
+// One instruction that the model keeps as text: "SADI_CF3 0.02 C1 F1 C1 F2" has the keyword SADI, the residue CF3, the
+// leading numbers {0.02} and the words behind them.
+struct Command {
+  std::string keyword;                 // upper case
+  std::string residue;                 // behind the underscore, upper case
+  std::vector<double> numbers;         // all that are numbers, in order
+  std::vector<std::string> words;      // all that are not, in order
+  std::vector<std::string> all;        // every word behind the keyword
+  std::string text;                    // on one line
+  const AtomRecord* before = nullptr;  // the atom that the line stood before, where that matters
+};
+
+// Words of a line, continuation signs and what follows "!" left out. Blanks and commas separate.
+std::vector<std::string> WordsOf(std::string_view line);
+std::string UpperCase(std::string_view text);
+Command ParseCommand(std::string_view line);
+
+// Every kept instruction in file order: the kept lines, BASF, HFIX, OMIT h k l, and the lines that stand among the
+// atoms.
+std::vector<Command> CommandsOf(const Document& document);
+
+}  // namespace marvik::engine

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "engine/least_squares.h"
+#include "engine/structure.h"
+
+namespace marvik::engine {
+
+// A map of electron density over the whole cell, e/Å³.
+struct DensityMap {
+  std::array<size_t, 3> size{};
+  std::vector<float> values;  // the last index runs fastest
+  double sigma = 0.0;         // root mean square deviation from the mean
+
+  float At(long i, long j, long k) const;
+  // Trilinear interpolation.
+  double Interpolate(const Fractional& x) const;
+};
+
+// Difference density from (Fo - Fc) with the calculated phases; what twin components and extinction add to Fo² is taken
+// off in proportion to the calculated intensities. Each observation stands for all its equivalents.
+DensityMap MakeDifferenceMap(const Structure& structure, const Observations& observations,
+                             const Calculated& calculated);
+
+struct Peak {
+  Fractional x;
+  double height = 0.0;        // e/Å³
+  double siteFraction = 1.0;  // 1 over the order of the site symmetry
+  int nearest = -1;           // site
+  double distance = 0.0;      // Å to it
+};
+
+// The highest maxima that are not equivalent by symmetry, each moved to the image nearest to an atom; with `holes` the
+// deepest minima.
+std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, size_t count, bool holes);
+
+}  // namespace marvik::engine

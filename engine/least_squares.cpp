@@ -1,0 +1,251 @@
+#include "engine/least_squares.h"
+
+#include <algorithm>
+#include <cmath>
+#include <thread>
+
+namespace marvik::engine {
+
+constexpr double kPi = 3.14159265358979323846;
+
+double WeightScheme::Weight(double fo2, double sigma, double fc2, double s2) const {
+  const double big = p[5] * std::max(0.0, fo2) + (1.0 - p[5]) * fc2;
+  const double q = p[2] == 0.0 ? 1.0 : p[2] > 0.0 ? std::exp(p[2] * s2) : 1.0 - std::exp(p[2] * s2);
+  const double variance = sigma * sigma + p[0] * p[0] * big * big + p[1] * big + p[3] + p[4] * std::sqrt(s2);
+  return variance > 0.0 ? q / variance : 0.0;
+}
+
+Residuals MakeResiduals(const Calculated& c, size_t parameters) {
+  Residuals r;
+  double sumDelta = 0.0;
+  double sumF4 = 0.0;
+  double top = 0.0;
+  double bottom = 0.0;
+  double topStrong = 0.0;
+  double bottomStrong = 0.0;
+  for (size_t i = 0; i < c.fo2.size(); ++i) {
+    const double d = c.fo2[i] - c.fc2[i];
+    sumDelta += c.weight[i] * d * d;
+    sumF4 += c.weight[i] * c.fo2[i] * c.fo2[i];
+    const double fo = std::sqrt(std::max(0.0, c.fo2[i]));
+    const double gap = std::fabs(fo - std::sqrt(std::max(0.0, c.fc2[i])));
+    top += gap;
+    bottom += fo;
+    if (c.fo2[i] > 2.0 * c.sigma[i]) {
+      topStrong += gap;
+      bottomStrong += fo;
+      ++r.strong;
+    }
+  }
+  r.all = c.fo2.size();
+  r.wR2 = sumF4 > 0.0 ? std::sqrt(sumDelta / sumF4) : 0.0;
+  r.r1All = bottom > 0.0 ? top / bottom : 0.0;
+  r.r1 = bottomStrong > 0.0 ? topStrong / bottomStrong : 0.0;
+  r.goof = r.all > parameters ? std::sqrt(sumDelta / static_cast<double>(r.all - parameters)) : 0.0;
+  return r;
+}
+
+// Everything that one thread writes to, made once.
+struct DataPass::Worker {
+  std::unique_ptr<FactorWorkspace> workspace;
+  IndexBlock indices;
+  Lanes factor{};  // √w·∂y/∂|F|² of the component at hand
+  Lanes rootWeight{};
+  Lanes residual{};
+  std::vector<Lanes> square;     // |F|² of each component
+  std::vector<Lanes> slope;      // ∂(corrected)/∂|F|²
+  std::vector<Lanes> corrected;  // |F|² after solvent and extinction
+  std::vector<double> rows;      // parameters × kBlock
+  std::vector<double> siteRows = std::vector<double>(static_cast<size_t>(kRawPerSite) * kBlock);
+};
+
+DataPass::DataPass(const Structure& structure, const Observations& observations, const WeightScheme& weights)
+    : structure_(structure), observations_(observations), weights_(weights), model_(MakeDirectSum(structure)) {
+  for (int i = 0; i < kThreads; ++i) {
+    workers_.push_back(std::make_unique<Worker>());
+    Worker& w = *workers_.back();
+    w.workspace = model_->MakeWorkspace();
+    w.square.resize(observations.Components());
+    w.slope.resize(observations.Components());
+    w.corrected.resize(observations.Components());
+  }
+}
+
+DataPass::~DataPass() = default;
+
+double DataPass::BatchFactor(int batch) const {
+  if (batch == 0) return 0.0;
+  const auto& k = structure_.batchFractions;
+  if (batch > 1) return static_cast<size_t>(batch - 2) < k.size() ? k[static_cast<size_t>(batch - 2)] : 0.0;
+  double rest = 1.0;
+  for (const double f : k) rest -= f;
+  return rest;
+}
+
+void DataPass::LoadIndices(size_t block, size_t component, IndexBlock& out) const {
+  for (size_t i = 0; i < kBlock; ++i) {
+    const size_t at = std::min(block * kBlock + i, observations_.Size() - 1);
+    const Miller& h = observations_.indices[component][at];
+    out.h[i] = h[0];
+    out.k[i] = h[1];
+    out.l[i] = h[2];
+    out.s2[i] = structure_.metric.SinThetaSquared(h[0], h[1], h[2]);
+  }
+}
+
+void DataPass::AddComponent(Worker& w, size_t block, size_t component, const Parametrisation& parametrisation) const {
+  for (size_t i = 0; i < kBlock; ++i) {
+    const size_t at = std::min(block * kBlock + i, observations_.Size() - 1);
+    w.factor[i] = w.rootWeight[i] * BatchFactor(observations_.batch[component][at]) * w.slope[component][i];
+  }
+  for (size_t site = 0; site < structure_.sites.size(); ++site) {
+    const Row* rows = &parametrisation.rows[site * kRawPerSite];
+    const size_t raws = structure_.sites[site].anisotropic ? kRawPerSite : kRawU + 1;
+    bool any = false;
+    for (size_t k = 0; k < raws; ++k) any = any || !rows[k].empty();
+    if (!any) continue;
+    model_->Contract(static_cast<int>(site), w.factor, *w.workspace, w.siteRows.data());
+    for (size_t k = 0; k < raws; ++k) {
+      const double* from = &w.siteRows[k * kBlock];
+      for (const Term& term : rows[k]) {
+        double* to = &w.rows[static_cast<size_t>(term.parameter) * kBlock];
+        const double f = term.factor;
+        for (size_t i = 0; i < kBlock; ++i) to[i] += f * from[i];
+      }
+    }
+  }
+}
+
+// Rows of the parameters that belong to no atom.
+static void AddOverallRows(const Structure& s, const Parametrisation& parametrisation, const Lanes& fc2,
+                           const Lanes& rootWeight, const std::vector<Lanes>& corrected,
+                           const std::vector<std::array<int, kBlock>>& batches, const std::vector<Lanes>& byExtinction,
+                           const std::vector<Lanes>& bySolventScale, const std::vector<Lanes>& bySolventU,
+                           const std::function<double(int)>& fraction, double* rows) {
+  for (size_t p = 0; p < parametrisation.parameters.size(); ++p) {
+    const Parameter& parameter = parametrisation.parameters[p];
+    double* row = rows + p * kBlock;
+    if (parameter.kind == ParameterKind::Scale) {
+      for (size_t i = 0; i < kBlock; ++i) row[i] = rootWeight[i] * 2.0 * fc2[i] / s.scale;
+      continue;
+    }
+    const bool overall = parameter.kind == ParameterKind::Extinction || parameter.kind == ParameterKind::SolventScale ||
+                         parameter.kind == ParameterKind::SolventU || parameter.kind == ParameterKind::BatchFraction;
+    if (!overall) break;
+    for (size_t c = 0; c < corrected.size(); ++c) {
+      for (size_t i = 0; i < kBlock; ++i) {
+        const int batch = batches[c][i];
+        double d = 0.0;
+        if (parameter.kind == ParameterKind::BatchFraction) {
+          d = batch == parameter.index + 2 ? corrected[c][i] : batch == 1 ? -corrected[c][i] : 0.0;
+        } else {
+          const auto& by = parameter.kind == ParameterKind::Extinction     ? byExtinction
+                           : parameter.kind == ParameterKind::SolventScale ? bySolventScale
+                                                                           : bySolventU;
+          d = fraction(batch) * by[c][i];
+        }
+        row[i] += rootWeight[i] * d;
+      }
+    }
+  }
+}
+
+void DataPass::RunBlock(Worker& w, size_t block, Calculated& out, const Parametrisation* parametrisation,
+                        const BlockConsumer& consume, int thread) const {
+  const size_t components = observations_.Components();
+  const bool derivatives = parametrisation != nullptr;
+  const double extinctionFactor = 0.001 * std::pow(structure_.wavelength, 3);
+  std::vector<Lanes> byExtinction(components);
+  std::vector<Lanes> bySolventScale(components);
+  std::vector<Lanes> bySolventU(components);
+  std::vector<std::array<int, kBlock>> batches(components);
+  Lanes fc2{};
+  Lanes s2{};
+  Lanes a{};
+  Lanes b{};
+  for (size_t c = 0; c < components; ++c) {
+    LoadIndices(block, c, w.indices);
+    model_->Evaluate(w.indices, derivatives && components == 1, *w.workspace);
+    if (c == 0) s2 = w.indices.s2, a = w.workspace->a, b = w.workspace->b;
+    for (size_t i = 0; i < kBlock; ++i) {
+      const double f2 = w.workspace->a[i] * w.workspace->a[i] + w.workspace->b[i] * w.workspace->b[i];
+      const double decay = std::exp(-8.0 * kPi * kPi * structure_.solventU * w.indices.s2[i]);
+      const double solvent =
+          structure_.solventScale == 0.0 && !derivatives ? 1.0 : 1.0 - structure_.solventScale * decay;
+      const double sine = std::min(1.0, std::sqrt(w.indices.s2[i]) * structure_.wavelength);
+      const double sineTwoTheta = std::max(1e-6, 2.0 * sine * std::sqrt(1.0 - sine * sine));
+      const double e = extinctionFactor / sineTwoTheta;
+      const double y = f2 * solvent;
+      const double denominator = 1.0 + e * structure_.extinction * y;
+      const double root = 1.0 / std::sqrt(denominator);
+      const double dy = root - 0.5 * e * structure_.extinction * y * root / denominator;
+      w.square[c][i] = f2;
+      w.corrected[c][i] = y * root;
+      w.slope[c][i] = dy * solvent;
+      byExtinction[c][i] = -0.5 * e * y * y * root / denominator;
+      bySolventScale[c][i] = -dy * f2 * decay;
+      bySolventU[c][i] = dy * f2 * structure_.solventScale * decay * 8.0 * kPi * kPi * w.indices.s2[i];
+      const size_t at = std::min(block * kBlock + i, observations_.Size() - 1);
+      batches[c][i] = observations_.batch[c][at];
+      fc2[i] += BatchFactor(batches[c][i]) * w.corrected[c][i];
+    }
+  }
+  const double k2 = structure_.scale * structure_.scale;
+  for (size_t i = 0; i < kBlock; ++i) {
+    const size_t at = block * kBlock + i;
+    if (at >= observations_.Size()) {
+      w.rootWeight[i] = 0.0;
+      w.residual[i] = 0.0;
+      continue;
+    }
+    const double fo2 = observations_.intensity[at] / k2;
+    const double sigma = observations_.sigma[at] / k2;
+    const double weight = weights_.Weight(fo2, sigma, fc2[i], s2[i]);
+    w.rootWeight[i] = std::sqrt(weight);
+    w.residual[i] = w.rootWeight[i] * (fo2 - fc2[i]);
+    out.fo2[at] = fo2;
+    out.sigma[at] = sigma;
+    out.fc2[at] = fc2[i];
+    out.weight[at] = weight;
+    out.a[at] = a[i];
+    out.b[at] = b[i];
+    out.s2[at] = s2[i];
+  }
+  if (!derivatives) return;
+  w.rows.assign(parametrisation->Size() * kBlock, 0.0);
+  AddOverallRows(
+      structure_, *parametrisation, fc2, w.rootWeight, w.corrected, batches, byExtinction, bySolventScale, bySolventU,
+      [this](int batch) { return BatchFactor(batch); }, w.rows.data());
+  for (size_t c = 0; c < components; ++c) {
+    if (components > 1) {
+      LoadIndices(block, c, w.indices);
+      model_->Evaluate(w.indices, true, *w.workspace);
+    }
+    AddComponent(w, block, c, *parametrisation);
+  }
+  consume(thread, w.rows.data(), w.residual);
+}
+
+void DataPass::Run(Calculated& calculated, const Parametrisation* parametrisation, const BlockConsumer& consume) {
+  const size_t n = observations_.Size();
+  for (auto* v : {&calculated.fo2, &calculated.sigma, &calculated.fc2, &calculated.weight, &calculated.a, &calculated.b,
+                  &calculated.s2}) {
+    v->resize(n);
+  }
+  if (n == 0) return;
+  // A fixed share for each thread, so that sums come out the same in every run.
+  const auto work = [&](int thread) {
+    for (auto block = static_cast<size_t>(thread); block < observations_.Blocks(); block += kThreads) {
+      RunBlock(*workers_[static_cast<size_t>(thread)], block, calculated, parametrisation, consume, thread);
+    }
+  };
+  if (observations_.Blocks() < 2) {
+    work(0);
+    return;
+  }
+  std::vector<std::jthread> threads;
+  for (int i = 1; i < kThreads; ++i) threads.emplace_back(work, i);
+  work(0);
+}
+
+}  // namespace marvik::engine

@@ -1,0 +1,261 @@
+#include "engine/refinement.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "engine/conjugate_gradients.h"
+#include "util/numbers.h"
+
+namespace marvik::engine {
+namespace {
+
+constexpr int kGradientIterations = 12;
+constexpr double kLargestMove = 0.4;      // Å in one cycle; beyond it all shifts are scaled down
+constexpr double kLargestUChange = 0.15;  // Å²
+
+class Cycler {
+ public:
+  Cycler(const Job& job, Structure& structure, Parametrisation& parametrisation, const Observations& observations,
+         const RestraintList& restraints)
+      : job_(job),
+        structure_(structure),
+        parametrisation_(parametrisation),
+        restraints_(restraints),
+        pass_(structure, observations, job.weights),
+        solver_(MakeCholeskySolver()) {}
+
+  // Normal equations at the present model.
+  NormalSystem Assemble(Calculated& calculated, std::vector<ParameterEquation>& equations) {
+    const size_t n = parametrisation_.Size();
+    parametrisation_.Refresh(structure_);
+    while (systems_.size() < DataPass::kThreads) systems_.emplace_back(n);
+    for (NormalSystem& s : systems_) {
+      s.matrix.Clear();
+      std::fill(s.gradient.begin(), s.gradient.end(), 0.0);
+    }
+    pass_.Run(calculated, &parametrisation_, [&](int thread, const double* rows, const Lanes& residual) {
+      NormalSystem& s = systems_[static_cast<size_t>(thread)];
+      s.matrix.Update(rows);
+      for (size_t p = 0; p < n; ++p) {
+        const double* row = rows + p * kBlock;
+        double sum = 0.0;
+        for (size_t i = 0; i < kBlock; ++i) sum += row[i] * residual[i];
+        s.gradient[p] += sum;
+      }
+    });
+    NormalSystem total = systems_[0];
+    for (size_t t = 1; t < systems_.size(); ++t) {
+      total.matrix.Add(systems_[t].matrix);
+      for (size_t p = 0; p < n; ++p) total.gradient[p] += systems_[t].gradient[p];
+    }
+    equations = MakeAllEquations(calculated);
+    double strength = 1.0;
+    for (size_t p = 0; p < n; ++p) strength = std::max(strength, total.matrix.At(p, p));
+    AddOriginEquations(structure_, parametrisation_, strength, equations);
+    AddEquations(equations, total);
+    return total;
+  }
+
+  std::vector<ParameterEquation> MakeAllEquations(const Calculated& calculated) {
+    const Residuals r = MakeResiduals(calculated, parametrisation_.Size());
+    sums_ = {};
+    return MakeEquations(structure_, parametrisation_, restraints_, std::max(1e-3, r.goof * r.goof), sums_);
+  }
+
+  const RestraintSums& Sums() const { return sums_; }
+  DataPass& Pass() { return pass_; }
+  const NormalSolver& Solver() const { return *solver_; }
+
+ private:
+  const Job& job_;
+  Structure& structure_;
+  Parametrisation& parametrisation_;
+  const RestraintList& restraints_;
+  DataPass pass_;
+  std::unique_ptr<NormalSolver> solver_;
+  std::vector<NormalSystem> systems_;
+  RestraintSums sums_;
+};
+
+double RestrainedGoof(const Residuals& r, size_t parameters, const RestraintSums& sums) {
+  const double n = static_cast<double>(r.all) - static_cast<double>(parameters);
+  const double total = r.goof * r.goof * std::max(0.0, n) + sums.sum;
+  const double all = n + static_cast<double>(sums.equations);
+  return all > 0.0 ? std::sqrt(total / all) : 0.0;
+}
+
+// Factor that brings the largest move of an atom and change of U into bounds.
+double StepLimit(const Structure& structure, const Parametrisation& parametrisation, const std::vector<double>& shifts,
+                 CycleReport& report) {
+  const auto change = [&](int site, int raw) {
+    double sum = 0.0;
+    for (const Term& t : parametrisation.RowOf(site, raw)) sum += t.factor * shifts[static_cast<size_t>(t.parameter)];
+    return sum;
+  };
+  for (size_t i = 0; i < structure.sites.size(); ++i) {
+    const int site = static_cast<int>(i);
+    const Fractional d{change(site, 0), change(site, 1), change(site, 2)};
+    const double move = std::sqrt(structure.metric.DistanceSquared(d, {}));
+    if (!(move <= report.largestMove)) report.largestMove = move, report.movedAtom = structure.sites[i].label;
+    for (int k = 0; k < (structure.sites[i].anisotropic ? 6 : 1); ++k) {
+      const double du = std::fabs(change(site, kRawU + k));
+      if (!(du <= report.largestU)) report.largestU = du, report.changedAtom = structure.sites[i].label;
+    }
+  }
+  double factor = 1.0;
+  if (report.largestMove > kLargestMove) factor = std::min(factor, kLargestMove / report.largestMove);
+  if (report.largestU > kLargestUChange) factor = std::min(factor, kLargestUChange / report.largestU);
+  return factor;
+}
+
+void NoteShifts(const Parametrisation& parametrisation, const Solution& solution, double goof, CycleReport& report) {
+  double sum = 0.0;
+  for (size_t p = 0; p < solution.shifts.size(); ++p) {
+    const double sigma = std::sqrt(solution.variances[p]) * goof;
+    const double ratio = sigma > 0.0 ? std::fabs(solution.shifts[p]) / sigma : 0.0;
+    sum += ratio;
+    if (ratio > report.largestShift)
+      report.largestShift = ratio, report.largestName = parametrisation.parameters[p].name;
+  }
+  report.meanShift = solution.shifts.empty() ? 0.0 : sum / static_cast<double>(solution.shifts.size());
+}
+
+bool AllFinite(const std::vector<double>& v) {
+  return std::all_of(v.begin(), v.end(), [](double x) { return std::isfinite(x); });
+}
+
+// A displacement that ran below zero would grow the atom without bounds: isotropic ones are brought back.
+void TameDisplacements(Structure& structure) {
+  for (Site& site : structure.sites) {
+    if (!site.anisotropic && site.u[0] < 0.001 && site.code[kRawU] == 0.0) site.u[0] = 0.001;
+  }
+}
+
+void StartScale(Structure& structure, DataPass& pass, Calculated& calculated, const LineSink& print) {
+  pass.Run(calculated);
+  // Weights depend on the scale, so a grossly wrong one is found from plain sums.
+  double plainTop = 0.0;
+  double plainBottom = 0.0;
+  for (size_t i = 0; i < calculated.fo2.size(); ++i) plainTop += calculated.fo2[i], plainBottom += calculated.fc2[i];
+  const double plain = plainBottom > 0.0 && plainTop > 0.0 ? std::sqrt(plainTop / plainBottom) : 1.0;
+  if (plain > 0.67 && plain < 1.5) return;
+  print(Printf(" Scale factor changed from %.5f to %.5f before the first cycle", structure.scale,
+               structure.scale * plain));
+  structure.scale *= plain;
+  pass.Run(calculated);
+}
+
+void PrintCycle(size_t cycle, const CycleReport& report, size_t parameters, const LineSink& print) {
+  print(Printf(" Cycle %3zu  wR2 = %.4f  R1 = %.4f  S = %.3f  before, %zu data, %zu parameters", cycle,
+               report.before.wR2, report.before.r1, report.before.goof, report.before.all, parameters));
+  print(Printf("            shift/su: mean %.3f, largest %.3f for %s; largest move %.4f A for %s", report.meanShift,
+               report.largestShift, report.largestName.empty() ? "-" : report.largestName.c_str(), report.largestMove,
+               report.movedAtom.empty() ? "-" : report.movedAtom.c_str()));
+}
+
+}  // namespace
+
+std::vector<std::string> NotPositiveAtoms(const Structure& structure) {
+  std::vector<std::string> names;
+  for (const Site& site : structure.sites) {
+    const bool bad =
+        site.anisotropic ? SymmetricEigen(structure.metric.CartesianU(site.u)).values[0] <= 0.0 : site.u[0] <= 0.0;
+    if (bad) names.push_back(site.label);
+  }
+  return names;
+}
+
+RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& parametrisation,
+                        const Observations& observations, const RestraintList& restraints, const LineSink& print) {
+  RefinementResult result;
+  const size_t n = parametrisation.Size();
+  result.parameters = n;
+  Cycler cycler(job, structure, parametrisation, observations, restraints);
+  Calculated& calculated = result.calculated;
+  StartScale(structure, cycler.Pass(), calculated, print);
+  Structure good = structure;
+  double goodR = 1e30;
+  std::vector<double> lastShifts(n);
+  int cuts = 0;
+  std::vector<ParameterEquation> equations;
+  for (int cycle = 1; cycle <= job.cycles; ++cycle) {
+    CycleReport report;
+    Solution solution;
+    if (job.conjugateGradients) {
+      parametrisation.Refresh(structure);
+      cycler.Pass().Run(calculated);
+      equations = cycler.MakeAllEquations(calculated);
+      solution.shifts =
+          ConjugateGradientShifts(cycler.Pass(), parametrisation, equations, kGradientIterations, calculated);
+      solution.variances.assign(n, 0.0);
+    } else {
+      const NormalSystem system = cycler.Assemble(calculated, equations);
+      solution = cycler.Solver().Solve(system, job.damping);
+    }
+    report.before = MakeResiduals(calculated, n);
+    report.restrainedGoof = RestrainedGoof(report.before, n, cycler.Sums());
+    const bool hopeless = !AllFinite(solution.shifts) || !std::isfinite(report.before.wR2);
+    if (cycle > 1 && (hopeless || report.before.wR2 > goodR * 1.3 + 0.05)) {
+      structure = good;
+      if (++cuts > 3) {
+        result.problem = "THE REFINEMENT DIVERGES; " +
+                         (result.cycles.empty() ? std::string("?") : result.cycles.back().movedAtom) +
+                         " MOVED MOST; THE LAST GOOD MODEL IS KEPT";
+        break;
+      }
+      for (double& s : lastShifts) s *= 0.3;
+      print(" The shifts of the last cycle made the fit worse and are cut to a third");
+      parametrisation.Refresh(structure);
+      parametrisation.Apply(lastShifts, structure);
+      TameDisplacements(structure);
+      continue;
+    }
+    if (hopeless) {
+      result.problem = "THE MODEL GIVES NO FINITE STRUCTURE FACTORS";
+      result.failed = true;
+      break;
+    }
+    for (const int p : solution.singular) {
+      const std::string& name = parametrisation.parameters[static_cast<size_t>(p)].name;
+      if (std::find(result.singular.begin(), result.singular.end(), name) == result.singular.end()) {
+        result.singular.push_back(name);
+        print(" ** The data do not determine " + name + "; it is not changed **");
+      }
+    }
+    NoteShifts(parametrisation, solution, report.before.goof, report);
+    double factor = StepLimit(structure, parametrisation, solution.shifts, report);
+    if (report.largestShift > job.largestShift && job.largestShift > 0.0)
+      factor = std::min(factor, job.largestShift / report.largestShift);
+    if (factor < 1.0) {
+      for (double& s : solution.shifts) s *= factor;
+      report.largestMove *= factor;
+    }
+    good = structure;
+    goodR = report.before.wR2;
+    lastShifts = solution.shifts;
+    parametrisation.Apply(solution.shifts, structure);
+    TameDisplacements(structure);
+    PrintCycle(static_cast<size_t>(cycle), report, n, print);
+    if (factor < 1.0) print(Printf("            shifts scaled by %.3f", factor));
+    result.lastShift = report.largestShift;
+    result.lastMeanShift = report.meanShift;
+    result.cycles.push_back(report);
+  }
+  if (result.failed) return result;
+  if (job.conjugateGradients) {
+    cycler.Pass().Run(calculated);
+    equations = cycler.MakeAllEquations(calculated);
+  } else {
+    const NormalSystem system = cycler.Assemble(calculated, equations);
+    result.covariance = cycler.Solver().Inverse(system);
+    const double s2 = std::pow(MakeResiduals(calculated, n).goof, 2);
+    for (double& v : result.covariance) v *= s2;
+    for (size_t p = 0; p < n; ++p) result.sigmas.push_back(std::sqrt(std::max(0.0, result.covariance[p * n + p])));
+  }
+  result.final = MakeResiduals(calculated, n);
+  result.restrainedGoof = RestrainedGoof(result.final, n, cycler.Sums());
+  result.restraintEquations = cycler.Sums().equations;
+  return result;
+}
+
+}  // namespace marvik::engine

@@ -1,0 +1,199 @@
+#include "engine/reflections.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "engine/commands.h"
+#include "util/numbers.h"
+
+namespace marvik::engine {
+namespace {
+
+// A fixed column: an empty one is 0, one that holds no number makes the line bad.
+bool Column(std::string_view line, size_t at, size_t width, double& value) {
+  value = 0.0;
+  if (at >= line.size()) return true;
+  std::string_view field = line.substr(at, width);
+  while (!field.empty() && field.front() == ' ') field.remove_prefix(1);
+  while (!field.empty() && (field.back() == ' ' || field.back() == '\r' || field.back() == '\t'))
+    field.remove_suffix(1);
+  return field.empty() || ParseWholeNumber(field, value);
+}
+
+// Numbers of a line split at blanks: what a file with wider columns means.
+int BlankSeparated(std::string_view line, std::array<double, 6>& values) {
+  int n = 0;
+  for (const std::string& word : WordsOf(line)) {
+    if (n >= 6 || !ParseWholeNumber(word, values[static_cast<size_t>(n)])) break;
+    ++n;
+  }
+  return n;
+}
+
+struct Keyed {
+  Miller key{};
+  Reflection reflection;
+};
+
+Reflection MeanOf(const Keyed* first, const Keyed* last, MergeStatistics& statistics, double& sumDelta, double& sumI) {
+  Reflection mean = first->reflection;
+  mean.h = first->key;
+  const auto n = static_cast<size_t>(last - first);
+  if (n == 1) return mean;
+  double sumW = 0.0;
+  double sumWI = 0.0;
+  double sumInverse = 0.0;
+  for (const Keyed* k = first; k != last; ++k) {
+    const double s = std::max(k->reflection.sigma, 1e-6);
+    const double w = std::max(k->reflection.intensity, 3.0 * s) / (s * s);
+    sumW += w;
+    sumWI += w * k->reflection.intensity;
+    sumInverse += 1.0 / (s * s);
+  }
+  mean.intensity = sumWI / sumW;
+  double deviation = 0.0;
+  for (const Keyed* k = first; k != last; ++k) {
+    deviation += std::fabs(k->reflection.intensity - mean.intensity);
+    sumI += k->reflection.intensity;
+  }
+  sumDelta += deviation;
+  const double external = 1.0 / std::sqrt(sumInverse);
+  const double internal = deviation / (static_cast<double>(n) * std::sqrt(static_cast<double>(n) - 1.0));
+  mean.sigma = std::max(external, internal);
+  statistics.rIntMembers += n;
+  if (internal > 5.0 * external) ++statistics.inconsistent;
+  return mean;
+}
+
+void NoteExtent(const Reflection& r, double theta, MergeStatistics& statistics) {
+  for (size_t i = 0; i < 3; ++i) {
+    statistics.lowest[i] = std::min(statistics.lowest[i], r.h[i]);
+    statistics.highest[i] = std::max(statistics.highest[i], r.h[i]);
+  }
+  statistics.thetaMin = std::min(statistics.thetaMin, theta);
+  statistics.thetaMax = std::max(statistics.thetaMax, theta);
+}
+
+}  // namespace
+
+HklFormat ParseHklf(const std::string& line) {
+  HklFormat format;
+  const Command command = ParseCommand(line);
+  const auto& n = command.numbers;
+  if (!n.empty()) format.code = RoundHalfAway(n[0]);
+  if (n.size() > 1 && n[1] != 0.0) format.scale = n[1];
+  if (n.size() >= 11) std::copy(n.begin() + 2, n.begin() + 11, format.matrix.begin());
+  if (n.size() > 11 && n[11] > 0.0) format.sigmaScale = n[11];
+  return format;
+}
+
+HklFile ParseHklFile(const std::string& content, const HklFormat& format) {
+  HklFile file;
+  size_t suspicious = 0;
+  for (size_t at = 0; at < content.size();) {
+    size_t end = content.find('\n', at);
+    if (end == std::string::npos) end = content.size();
+    const std::string_view line(content.data() + at, end - at);
+    at = end + 1;
+    if (line.find_first_not_of(" \r\t") == std::string_view::npos) break;
+    std::array<double, 6> v{};
+    bool good = true;
+    for (size_t i = 0; i < 3; ++i) good = Column(line, 4 * i, 4, v[i]) && good;
+    good = Column(line, 12, 8, v[3]) && Column(line, 20, 8, v[4]) && good;
+    double batch = 0.0;
+    good = Column(line, 28, 4, batch) && good;
+    if (!good) {
+      ++file.badLines;
+      if (file.badLines > 20 && file.reflections.empty()) break;
+      continue;
+    }
+    if (v[0] == 0.0 && v[1] == 0.0 && v[2] == 0.0) break;
+    std::array<double, 6> free{};
+    if (file.reflections.size() < 200 && BlankSeparated(line, free) >= 5 &&
+        std::fabs(free[3] - v[3]) > 1e-3 * std::fabs(v[3]) && free[0] == v[0] && free[1] == v[1] && free[2] == v[2]) {
+      ++suspicious;
+    }
+    Reflection r;
+    for (size_t i = 0; i < 3; ++i) {
+      const double index =
+          format.matrix[3 * i] * v[0] + format.matrix[3 * i + 1] * v[1] + format.matrix[3 * i + 2] * v[2];
+      r.h[i] = RoundHalfAway(index);
+    }
+    r.intensity = v[3] * format.scale;
+    r.sigma = std::fabs(v[4] * format.scale * format.sigmaScale);
+    r.batch = batch == 0.0 ? 1 : RoundHalfAway(batch);
+    file.reflections.push_back(r);
+  }
+  file.wideColumns = suspicious > 20 && suspicious * 2 > std::min<size_t>(200, file.reflections.size());
+  return file;
+}
+
+std::vector<Reflection> MergeReflections(const std::vector<Reflection>& raw, const SpaceGroup& group,
+                                         const Metric& metric, const DataLimits& limits, int merge,
+                                         MergeStatistics& statistics) {
+  statistics.read = raw.size();
+  std::vector<Keyed> kept;
+  kept.reserve(raw.size());
+  double absentRatio = 0.0;
+  for (const Reflection& r : raw) {
+    const double s = std::sqrt(metric.SinThetaSquared(r.h[0], r.h[1], r.h[2]));
+    const double sine = s * limits.wavelength;
+    const double theta = std::asin(std::min(1.0, sine)) * kDegreesPerRadian;
+    const double d = 0.5 / s;
+    if (d > limits.resolutionLow || d < limits.resolutionHigh || 2.0 * theta > limits.twoThetaHigh ||
+        2.0 * theta < limits.twoThetaLow || sine > 1.0) {
+      ++statistics.outside;
+      continue;
+    }
+    if (group.IsAbsent(r.h)) {
+      ++statistics.absent;
+      absentRatio += r.intensity / std::max(r.sigma, 1e-6);
+      continue;
+    }
+    NoteExtent(r, theta, statistics);
+    const bool friedel = merge >= 3;
+    kept.push_back({merge >= 2 ? group.Representative(r.h, friedel || group.hasInversion) : r.h, r});
+  }
+  if (statistics.absent) statistics.absentMeanRatio = absentRatio / static_cast<double>(statistics.absent);
+  if (merge > 0) {
+    std::stable_sort(kept.begin(), kept.end(), [](const Keyed& a, const Keyed& b) {
+      return std::tie(a.key[2], a.key[1], a.key[0]) < std::tie(b.key[2], b.key[1], b.key[0]);
+    });
+  }
+  std::vector<Reflection> merged;
+  double sumDelta = 0.0;
+  double sumI = 0.0;
+  double sumSigma = 0.0;
+  double sumAll = 0.0;
+  for (size_t i = 0; i < kept.size();) {
+    size_t j = i + 1;
+    while (merge > 0 && j < kept.size() && kept[j].key == kept[i].key) ++j;
+    Reflection mean = MeanOf(&kept[i], &kept[i] + (j - i), statistics, sumDelta, sumI);
+    i = j;
+    const bool omitted = std::any_of(limits.omitted.begin(), limits.omitted.end(), [&](const Miller& h) {
+      return group.Representative(h, group.hasInversion || merge >= 3) ==
+             group.Representative(mean.h, group.hasInversion || merge >= 3);
+    });
+    if (omitted) {
+      ++statistics.omitted;
+      continue;
+    }
+    sumSigma += mean.sigma;
+    sumAll += mean.intensity;
+    // OMIT s with negative s: what is weaker than s·σ/2 is replaced by s·σ/2; with positive s it is left out.
+    const double floor = 0.5 * limits.omitSigmas * mean.sigma;
+    if (limits.omitSigmas < 0.0) {
+      mean.intensity = std::max(mean.intensity, floor);
+    } else if (limits.omitSigmas > 0.0 && mean.intensity < floor) {
+      ++statistics.outside;
+      continue;
+    }
+    merged.push_back(mean);
+  }
+  statistics.unique = merged.size();
+  statistics.rInt = sumI > 0.0 ? sumDelta / sumI : 0.0;
+  statistics.rSigma = sumAll > 0.0 ? sumSigma / sumAll : 0.0;
+  return merged;
+}
+
+}  // namespace marvik::engine

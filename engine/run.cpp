@@ -1,0 +1,198 @@
+#include "engine/run.h"
+
+#include <chrono>
+#include <cmath>
+
+#include "engine/atom_names.h"
+#include "engine/session.h"
+#include "engine/weighting.h"
+#include "insfile/reader.h"
+#include "util/files.h"
+#include "util/numbers.h"
+
+namespace marvik::engine {
+namespace {
+
+// Messages of the shared code become lines.
+class PrintedMessages : public UserMessages {
+ public:
+  explicit PrintedMessages(const LineSink& print) : print_(print) {}
+  void Show(const UserMessage& message) override {
+    std::string text = message.caption + " " + message.text;
+    for (char& c : text) {
+      if (c == '\n') c = ' ';
+    }
+    print_(" " + text);
+  }
+  bool AskYesNo(const UserMessage&, Unattended) override { return true; }
+  void RequestQuit() override {}
+
+ private:
+  const LineSink& print_;
+};
+
+int Fail(const LineSink& print, const std::string& problem) {
+  print(" ** " + problem + " **");
+  print(" marvik-refine finished with an error");
+  return 1;
+}
+
+std::vector<std::vector<int>> SetsOf(const Structure& structure, const Job& job, const char* keyword,
+                                     std::vector<std::string>& notes) {
+  std::vector<std::vector<int>> sets;
+  for (const Command& command : job.commands) {
+    if (command.keyword != keyword) continue;
+    for (const int residue : ResiduesOf(structure, command)) {
+      const ResolvedNames names = ResolveAtoms(structure, command, job.commands, command.words, residue);
+      for (const std::string& missing : names.missing)
+        notes.push_back(command.keyword + ": there is no atom " + missing);
+      std::vector<int> set;
+      for (const SiteImage& image : names.images) set.push_back(image.site);
+      if (set.size() > 1) sets.push_back(set);
+    }
+  }
+  return sets;
+}
+
+bool ReadInput(Session& s, std::vector<Reflection>& raw, const LineSink& print, std::string& problem) {
+  const FileContent ins = ReadWholeFile(s.base + ".ins");
+  if (!ins.opened) {
+    problem = "CANNOT OPEN FILE " + s.base + ".ins";
+    return false;
+  }
+  PrintedMessages messages(print);
+  if (!ReadInstructionFile(s.document, s.base + ".ins", messages)) {
+    problem = s.base + ".ins IS NOT AN INSTRUCTION FILE WITH A POSSIBLE CELL";
+    return false;
+  }
+  const FileContent hkl = ReadWholeFile(s.base + ".hkl");
+  if (!hkl.opened) {
+    problem = "CANNOT OPEN FILE " + s.base + ".hkl";
+    return false;
+  }
+  s.job = MakeJob(s.document);
+  if (s.job.hkl.code != 4 && s.job.hkl.code != 5) {
+    problem = Printf("HKLF %d IS NOT REFINED AGAINST, ONLY 4 AND 5", s.job.hkl.code);
+    return false;
+  }
+  HklFile file = ParseHklFile(hkl.content, s.job.hkl);
+  if (file.badLines > 0) s.job.notes.push_back(Printf("%d lines of the reflection file cannot be read", file.badLines));
+  if (file.wideColumns) {
+    s.job.notes.push_back("the columns of the reflection file look wider than 8: intensities may be cut; check R(int)");
+  }
+  raw = std::move(file.reflections);
+  if (raw.empty()) {
+    problem = "NO REFLECTIONS IN " + s.base + ".hkl";
+    return false;
+  }
+  return true;
+}
+
+bool PrepareModel(Session& s, std::string& problem) {
+  if (!BuildStructure(s.document, s.structure, s.job.notes, problem)) return false;
+  s.job.limits.wavelength = s.structure.wavelength;
+  s.bonds = MakeBonds(s.structure, s.document, s.job.commands);
+  s.job.parameters.sameCoordinates = SetsOf(s.structure, s.job, "EXYZ", s.job.notes);
+  s.job.parameters.sameDisplacements = SetsOf(s.structure, s.job, "EADP", s.job.notes);
+  for (const Command& command : s.job.commands) {
+    if (command.keyword == "BASF") {
+      for (const double v : command.numbers) s.structure.batchFractions.push_back(v);
+    } else if (command.keyword == "SWAT") {
+      s.structure.solventScale = command.numbers.size() > 0 ? command.numbers[0] : 0.0;
+      s.structure.solventU = command.numbers.size() > 1 ? command.numbers[1] : 2.0;
+    }
+  }
+  s.hydrogens = FindHydrogenGroups(s.structure, s.bonds, s.job.temperature, s.job.notes);
+  s.rigid = FindRigidGroups(s.structure, s.job.notes);
+  s.parametrisation.Build(s.structure, s.job.parameters, s.hydrogens, s.rigid, s.job.notes);
+  s.restraints = MakeRestraints(s.structure, s.job.commands, s.bonds, s.job.notes);
+  return true;
+}
+
+bool PrepareData(Session& s, const std::vector<Reflection>& raw, const LineSink& print, std::string& problem) {
+  const bool overlapped = s.job.hkl.code == 5;
+  if (s.job.merge >= 4) {
+    for (Scatterer& f : s.structure.scatterers) f.fDoublePrime = 0.0;
+  }
+  s.merged = MergeReflections(raw, s.structure.group, s.structure.metric, s.job.limits, overlapped ? 0 : s.job.merge,
+                              s.merging);
+  s.observations = overlapped ? MakeOverlappedObservations(s.merged) : MakeObservations(s.merged, s.job.twin);
+  const MergeStatistics& m = s.merging;
+  print(Printf(" %zu reflections read, %zu absent, %zu outside limits, %zu unique, R(int) = %.4f, R(sigma) = %.4f",
+               m.read, m.absent, m.outside + m.omitted, m.unique, m.rInt, m.rSigma));
+  if (m.absent > 5 && m.absentMeanRatio > 3.0) {
+    print(Printf(" Systematically absent reflections have a mean I/sigma of %.1f: is the space group right?",
+                 m.absentMeanRatio));
+  }
+  if (m.rIntMembers > 20 && m.rInt > 0.35)
+    print(Printf(" R(int) = %.3f: equivalents do not agree; check the format and the space group", m.rInt));
+  if (s.observations.Size() == 0) {
+    problem = "NO REFLECTIONS ARE LEFT";
+    return false;
+  }
+  const auto batches = static_cast<size_t>(BatchCount(s.observations));
+  if (batches > 0 && s.structure.batchFractions.size() < batches) {
+    s.structure.batchFractions.resize(batches, 1.0 / static_cast<double>(batches + 1));
+    std::vector<std::string> again;
+    s.parametrisation.Build(s.structure, s.job.parameters, s.hydrogens, s.rigid, again);
+  }
+  return true;
+}
+
+void MakeMap(Session& s) {
+  const DensityMap map = MakeDifferenceMap(s.structure, s.observations, s.result.calculated);
+  s.mapSigma = map.sigma;
+  s.peaks = FindPeaks(s.structure, map, static_cast<size_t>(std::max(1, s.job.peaks)), false);
+  s.holes = FindPeaks(s.structure, map, 1, true);
+}
+
+void PrintPeaks(const Session& s, const LineSink& print) {
+  if (!s.peaks.empty()) {
+    const Peak& p = s.peaks[0];
+    print(Printf(" Highest peak %6.3f e/A3 at %.4f %.4f %.4f, %.2f A from %s", p.height, p.x.x, p.x.y, p.x.z,
+                 p.distance, p.nearest < 0 ? "-" : s.structure.sites[static_cast<size_t>(p.nearest)].label.c_str()));
+  }
+  if (!s.holes.empty()) {
+    const Peak& p = s.holes[0];
+    print(Printf(" Deepest hole %6.3f e/A3 at %.4f %.4f %.4f, %.2f A from %s", p.height, p.x.x, p.x.y, p.x.z,
+                 p.distance, p.nearest < 0 ? "-" : s.structure.sites[static_cast<size_t>(p.nearest)].label.c_str()));
+  }
+}
+
+}  // namespace
+
+int RunJob(const std::string& base, const LineSink& print) {
+  const auto start = std::chrono::steady_clock::now();
+  print(" marvik-refine: full-matrix least squares on F squared");
+  print(" " + base);
+  Session s;
+  s.base = base;
+  std::vector<Reflection> raw;
+  std::string problem;
+  if (!ReadInput(s, raw, print, problem) || !PrepareModel(s, problem)) return Fail(print, problem);
+  for (const std::string& note : s.job.notes) print(" Note: " + note);
+  if (!PrepareData(s, raw, print, problem)) return Fail(print, problem);
+  s.result = Refine(s.job, s.structure, s.parametrisation, s.observations, s.restraints, print);
+  if (s.result.failed) return Fail(print, s.result.problem);
+  const RefinementResult& r = s.result;
+  print(Printf(" wR2 = %.4f, GooF = S = %.3f, Restrained GooF = %.3f for all data", r.final.wR2, r.final.goof,
+               r.restrainedGoof));
+  print(Printf(" R1 = %.4f for %zu Fo > 4sig(Fo) and %.4f for all %zu data, %zu parameters, %zu restraints", r.final.r1,
+               r.final.strong, r.final.r1All, r.final.all, r.parameters, r.restraintEquations));
+  for (const std::string& name : NotPositiveAtoms(s.structure))
+    print(" ** The displacement of " + name + " is not positive **");
+  MakeMap(s);
+  PrintPeaks(s, print);
+  const auto suggestion = SuggestWeights(r.calculated, s.job.weights.p[5]);
+  s.suggestedWeights = {suggestion.first, suggestion.second};
+  PrintedMessages messages(print);
+  const std::string text = ComposeResult(s, messages);
+  if (text.empty()) return Fail(print, "THE RESULT CANNOT BE WRITTEN");
+  if (WriteFileAtomically(base + ".res", text) != 0) return Fail(print, "CANNOT WRITE " + base + ".res");
+  if (!r.problem.empty()) return Fail(print, r.problem);
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  print(Printf(" marvik-refine finished after %.2f s", seconds));
+  return 0;
+}
+
+}  // namespace marvik::engine

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "engine/fourier.h"
+#include "engine/job.h"
+#include "engine/neighbours.h"
+#include "engine/refinement.h"
+#include "model/document.h"
+
+namespace marvik::engine {
+
+// What a run has put together by the time results are written.
+struct Session {
+  std::string base;
+  Document document;
+  Job job;
+  Structure structure;
+  NeighbourTable bonds;
+  std::vector<HydrogenGroup> hydrogens;
+  std::vector<RigidGroup> rigid;
+  Parametrisation parametrisation;
+  RestraintList restraints;
+  MergeStatistics merging;
+  std::vector<Reflection> merged;
+  Observations observations;
+  RefinementResult result;
+  double mapSigma = 0.0;
+  std::vector<Peak> peaks;
+  std::vector<Peak> holes;
+  std::array<double, 2> suggestedWeights{0.1, 0.0};
+};
+
+// Text of the result file: the instruction file with the refined values, then remarks, the suggested weights and the
+// peaks behind END. Empty when the document cannot be written.
+std::string ComposeResult(Session& session, UserMessages& messages);
+
+}  // namespace marvik::engine
