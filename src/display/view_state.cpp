@@ -39,6 +39,8 @@ Matrix4 RotationMatrix(double degrees, const std::array<double, 3>& a) {
   Matrix4 m = IdentityMatrix4();
   for (size_t i = 0; i < 3; ++i) {
     for (size_t j = 0; j < 3; ++j) m[i][j] = (i == j ? c : 0.0) + (1.0 - c) * a[i] * a[j];
+  }
+  for (size_t i = 0; i < 3; ++i) {
     const size_t j = (i + 1) % 3;
     const size_t k = (i + 2) % 3;
     m[k][j] += s * a[i];
@@ -47,20 +49,18 @@ Matrix4 RotationMatrix(double degrees, const std::array<double, 3>& a) {
   return m;
 }
 
-// Half away from zero. Values here are far inside 64 bits.
-double Rounded(double v) {
-  const double whole = static_cast<double>(static_cast<int64_t>(v));
+// Half away from zero; far values, and those that are not numbers, end far outside.
+int64_t RoundedPixels(double v) {
+  constexpr double kFarthest = 1e8;
+  v = v > -kFarthest ? v : -kFarthest;
+  v = v < kFarthest ? v : kFarthest;
+  const int32_t whole = static_cast<int32_t>(v);
   const double rest = v - whole;
-  return whole + (rest >= 0.5 ? 1.0 : 0.0) - (rest <= -0.5 ? 1.0 : 0.0);
+  return whole + (rest >= 0.5 ? 1 : 0) - (rest <= -0.5 ? 1 : 0);
 }
 
-// Anything not finite lands far outside at the upper left.
-double Limited(double v) {
-  return v > -1e9 ? std::min(v, 1e9) : -1e9;
-}
-
-int16_t To16Bits(double v) {
-  return static_cast<int16_t>(std::clamp(v, -32768.0, 32767.0));
+int16_t To16Bits(int64_t v) {
+  return static_cast<int16_t>(v < -32768 ? -32768 : v > 32767 ? 32767 : v);
 }
 
 // A side of the drawing area as a whole number of pixels.
@@ -155,11 +155,13 @@ ClipPoint ViewState::transformByProjection(const Cartesian& p) const {
 
 PixelPoint ViewState::toPixel(const ClipPoint& c) const {
   const double w = c.w > 1e-6 ? c.w : 1e-6;
-  const double halfWidth = viewportWidth * 0.5;
-  const double halfHeight = viewportHeight * 0.5;
-  const double x = Rounded(Limited(c.p.x / w * (halfWidth - 1.0))) + viewportOffsetX + halfWidth + deviceOriginX;
-  const double up = Rounded(Limited(c.p.y / w * (halfHeight - 1.0))) + viewportOffsetY + halfHeight;
-  return {To16Bits(x), To16Bits(fullHeight - 1 - up + deviceOriginY)};
+  const double x = w == 1.0 ? c.p.x : c.p.x / w;
+  const double y = w == 1.0 ? c.p.y : c.p.y / w;
+  const int64_t right = RoundedPixels(x * (viewportWidth * 0.5 - 1.0)) + viewportOffsetX;
+  const int64_t up = RoundedPixels(y * (viewportHeight * 0.5 - 1.0)) + viewportOffsetY;
+  // Counted in halves, since the middle of an odd viewport lies at one; the halving cuts toward zero.
+  return {To16Bits((2 * (right + deviceOriginX) + viewportWidth) / 2),
+          To16Bits((2 * (fullHeight - 1 - up + deviceOriginY) - viewportHeight) / 2)};
 }
 
 std::optional<ViewState::PixelSegment> ViewState::projectSegment(const ClipPoint& p, const ClipPoint& q, double far,
