@@ -68,6 +68,23 @@ void Ellipses(benchmark::State& state) {
 }
 BENCHMARK(Ellipses)->ArgNames({"smooth", "outline"})->Args({0, 0})->Args({0, 1})->Args({1, 0})->Args({1, 1});
 
+void Strips(benchmark::State& state) {
+  Image image(kSide, kSide);
+  ScanlineCanvas canvas(image);
+  const auto places = HalfBonds(10000);
+  for (auto _ : state) {
+    for (const LinePiece& p : places) {
+      const double x = p.x1;
+      const double y = p.y1;
+      const CanvasPoint corners[] = {{x, y}, {x + 20.2, y + 15.1}, {x + 18.1, y + 18.4}, {x - 2.1, y + 3.3}};
+      canvas.Polygon(corners, {200, 60, 60}, {{}, 0.0});
+    }
+    benchmark::DoNotOptimize(image.pixels.data());
+  }
+  state.SetItemsProcessed(state.iterations() * 10000);
+}
+BENCHMARK(Strips);
+
 void Arcs(benchmark::State& state) {
   Image image(kSide, kSide);
   ScanlineCanvas canvas(image);

@@ -52,7 +52,7 @@ std::string FileFromFontconfig() {
   std::string found;
   FcConfig* config = FcInitLoadConfigAndFonts();
   if (!config) return found;
-  FcPattern* pattern = FcNameParse(reinterpret_cast<const FcChar8*>("Arial,sans-serif:scalable=true:style=Regular"));
+  FcPattern* pattern = FcNameParse(reinterpret_cast<const FcChar8*>("Arial:scalable=true:weight=80:slant=0"));
   if (pattern && FcConfigSubstitute(config, pattern, FcMatchPattern)) {
     FcDefaultSubstitute(pattern);
     FcResult result = FcResultNoMatch;

@@ -127,8 +127,8 @@ void DrawSmoothThinLine(const Surface& surface, const LinePiece& piece, uint32_t
 EllipseRows::EllipseRows(const EllipseShape& e) : centre_(e.centre) {
   if (!IsSane(e.centre) || !IsSane(e.p) || !IsSane(e.q)) return;
   const double determinant = std::abs(e.p.x * e.q.y - e.q.x * e.p.y);
-  halfHeight_ = std::hypot(e.p.y, e.q.y);
-  halfWidth_ = std::hypot(e.p.x, e.q.x);
+  halfHeight_ = std::sqrt(e.p.y * e.p.y + e.q.y * e.q.y);
+  halfWidth_ = std::sqrt(e.p.x * e.p.x + e.q.x * e.q.x);
   if (!(halfHeight_ > 0.0) || !(determinant > 0.0)) return;
   const double square = halfHeight_ * halfHeight_;
   exactLean_ = (e.p.x * e.p.y + e.q.x * e.q.y) / square;
@@ -154,7 +154,7 @@ CapsuleRows::CapsuleRows(CanvasPoint a, CanvasPoint b, double radius) : a_(a), b
   if (a_.y > b_.y) std::swap(a_, b_);
   const double dx = b_.x - a_.x;
   const double dy = b_.y - a_.y;
-  const double length = std::hypot(dx, dy);
+  const double length = std::sqrt(dx * dx + dy * dy);
   if (length > 0.0) side_ = {-dy * radius / length, dx * radius / length};
   reach_ = static_cast<float>(radius);
   width_ = static_cast<float>(dx);
@@ -186,6 +186,39 @@ bool CapsuleRows::Exactly(double y, double& left, double& right) const {
       const double x = a_.x + sign * side_.x + t * (b_.x - a_.x);
       reach(x, x);
     }
+  }
+  return left <= right;
+}
+
+ConvexRows::ConvexRows(std::span<const CanvasPoint> corners) {
+  const size_t n = corners.size();
+  if (n < 3 || n > 4 || !std::all_of(corners.begin(), corners.end(), IsSane)) return;
+  int turns = 0;  // bit 0: one to the left, bit 1: one to the right
+  top_ = bottom_ = corners[0].y;
+  int edges = 0;
+  for (size_t i = 0; i < n; ++i) {
+    CanvasPoint a = corners[i];
+    CanvasPoint b = corners[(i + 1) % n];
+    const CanvasPoint c = corners[(i + 2) % n];
+    const double turn = (b.x - a.x) * (c.y - b.y) - (b.y - a.y) * (c.x - b.x);
+    turns |= turn > 0.0 ? 1 : turn < 0.0 ? 2 : 0;
+    top_ = std::min(top_, b.y);
+    bottom_ = std::max(bottom_, b.y);
+    if (a.y > b.y) std::swap(a, b);
+    if (b.y > a.y) edges_[static_cast<size_t>(edges++)] = {a, b.y - a.y, (b.x - a.x) / (b.y - a.y)};
+  }
+  if (turns != 3) edgeCount_ = edges;
+}
+
+bool ConvexRows::Exactly(double y, double& left, double& right) const {
+  left = kNoChord;
+  right = -kNoChord;
+  for (int k = 0; k < edgeCount_; ++k) {
+    const Edge& edge = edges_[static_cast<size_t>(k)];
+    const double dy = y - edge.top.y;
+    if (!(dy >= 0.0 && dy < edge.height)) continue;
+    left = std::min(left, edge.top.x + dy * edge.lean);
+    right = std::max(right, edge.top.x + dy * edge.lean);
   }
   return left <= right;
 }

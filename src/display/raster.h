@@ -161,6 +161,54 @@ class CapsuleRows {
   float sideY_ = 0.0f;
 };
 
+// A convex polygon of three or four corners, which most polygons in a picture are. Level edges count for nothing, a row
+// through a corner belongs to the edge below it.
+class ConvexRows {
+ public:
+  explicit ConvexRows(std::span<const CanvasPoint> corners);
+  // False for anything else than such a polygon.
+  bool Valid() const { return edgeCount_ >= 2; }
+  double Top() const { return top_; }
+  double Bottom() const { return bottom_; }
+  void At(double y, double step, Chords& c) const {
+    float* left = c.left.data();
+    float* right = c.right.data();
+    for (int i = 0; i < c.count; ++i) {
+      left[i] = kNoChord;
+      right[i] = -kNoChord;
+    }
+    const auto down = static_cast<float>(step);
+    for (int k = 0; k < edgeCount_; ++k) {
+      const Edge& edge = edges_[static_cast<size_t>(k)];
+      const auto first = static_cast<float>(y - edge.top.y);
+      const auto height = static_cast<float>(edge.height);
+      const auto x0 = static_cast<float>(edge.top.x);
+      const auto lean = static_cast<float>(edge.lean);
+      for (int i = 0; i < c.count; ++i) {
+        const float dy = first + down * static_cast<float>(i);
+        const float x = x0 + dy * lean;
+        const bool met = dy >= 0.0f && dy < height;
+        const float leftX = met ? x : kNoChord;
+        const float rightX = met ? x : -kNoChord;
+        left[i] = left[i] < leftX ? left[i] : leftX;
+        right[i] = right[i] > rightX ? right[i] : rightX;
+      }
+    }
+  }
+  bool Exactly(double y, double& left, double& right) const;
+
+ private:
+  struct Edge {
+    CanvasPoint top;
+    double height = 0.0;
+    double lean = 0.0;  // x per y
+  };
+  std::array<Edge, 4> edges_;
+  int edgeCount_ = 0;
+  double top_ = 0.0;
+  double bottom_ = 0.0;
+};
+
 // Pixel whose area holds a coordinate, within int however far away.
 inline int PixelHolding(double v) {
   return static_cast<int>(std::floor(std::clamp(v, -1e8, 1e8) + 0.5));

@@ -272,6 +272,11 @@ void ScanlineCanvas::FillPolygon(std::span<const CanvasPoint> points, uint32_t c
   if (!Measure(points, extent)) return;
   const PixelBox box = Common(extent, 0.0, Bounds());
   if (IsEmpty(box)) return;
+  const ConvexRows convex(points);
+  if (convex.Valid()) {
+    SurfaceSink all{surface_, colour};
+    return FillRows(convex, box, options_.smoothEdges, all);
+  }
   const int subRows = options_.smoothEdges ? kSubRows : 1;
   const float weight = 255.0f / static_cast<float>(subRows);
   SurfaceSink sink{surface_, colour};

@@ -303,7 +303,11 @@ TEST(ScanlineCanvas, ThickLinesHaveRoundEnds) {
 TEST(ScanlineCanvas, PolygonsFollowTheEvenOddRule) {
   const std::vector<CanvasPoint> star{{24.1, 3.2}, {37.3, 42.1}, {3.4, 17.6}, {44.7, 17.4}, {11.2, 42.3}};
   const std::vector<CanvasPoint> notched{{-10, -12.5}, {60.2, 5.1}, {20.7, 20.3}, {55.9, 70.4}, {6.6, 30.8}};
-  for (const auto& points : {star, notched}) {
+  const std::vector<CanvasPoint> triangle{{5.3, 40.2}, {44.1, 30.7}, {20.2, -7.5}};
+  const std::vector<CanvasPoint> strip{{-5.2, 10.1}, {4.3, 2.6}, {60.1, 38.7}, {50.2, 49.9}};
+  const std::vector<CanvasPoint> crossed{{5.1, 5.2}, {40.3, 41.4}, {40.2, 6.3}, {6.4, 40.1}};
+  const std::vector<CanvasPoint> dart{{24.1, 3.2}, {42.3, 42.1}, {24.2, 30.3}, {5.4, 44.6}};
+  for (const auto& points : {star, notched, triangle, strip, crossed, dart}) {
     const Inside inside = [&points](double x, double y) {
       bool odd = false;
       for (size_t i = 0, j = points.size() - 1; i < points.size(); j = i++) {
