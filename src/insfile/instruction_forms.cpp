@@ -194,6 +194,8 @@ bool SameWords(std::string_view a, std::string_view b) {
   std::vector<std::string_view> second;
   SplitWords(a, first);
   SplitWords(b, second);
+  std::erase(first, "=");
+  std::erase(second, "=");
   const auto same = [](std::string_view x, std::string_view y) {
     double v = 0.0;
     double w = 0.0;

@@ -32,7 +32,8 @@ const std::array<InstructionForm, kInstructionForms>& InstructionForms();
 // One of them by its key, or what the file said as long as the model still says the same.
 std::string WrittenInstruction(const Document& document, std::string_view key);
 
-// Whether two texts have the same words, numbers compared as such and letters in either case.
+// Whether two texts have the same words but for continuation marks, numbers compared as such and letters in either
+// case.
 bool SameWords(std::string_view a, std::string_view b);
 
 }  // namespace marvik

@@ -124,6 +124,8 @@ void LineSource::TakeContinued(std::string_view first, size_t sign, SourceLine& 
     AppendWithBlank(comment_, last.substr(comment));
     if (sign != kNone) AppendWithBlank(lost_, Trimmed(code.substr(sign + 1)));
   }
+  // Marks that were not the last of their line are no words.
+  std::replace(code_.begin(), code_.end(), '=', ' ');
   line.open = sign != kNone;
   line.raw = {first.data(), static_cast<size_t>(last.data() + last.size() - first.data())};
   line.code = code_;

@@ -173,8 +173,7 @@ void HandleSame(ReadState& s) {
     return s.KeepLine();
   }
   if (s.pendingSame) {
-    s.messages.Show({MessageIcon::Warning, "SAME Command Error:",
-                     "Processing of previous SAME command not completed, skipping line:\n" + s.Kept()});
+    s.refusedSameLines.append("\n").append(s.Kept());
     return s.KeepLine();
   }
   s.pendingSame = SameGroup{{s.words.begin(), s.words.end()}, {}};

@@ -142,6 +142,10 @@ class AtomNames {
 
 // Groups that name an atom which is not there go back to being text.
 void SettleNames(ReadState& s) {
+  if (!s.refusedSameLines.empty()) {
+    s.messages.Show({MessageIcon::Warning, "SAME Command Error:",
+                     "Processing of previous SAME command not completed, skipping line:" + s.refusedSameLines});
+  }
   if (s.pairLines.empty() && s.sameLines.empty()) return;
   const AtomNames names(s.document);
   for (const ReadState::SameLine& same : s.sameLines) {
@@ -171,7 +175,7 @@ void SettleSymmetry(ReadState& s) {
   for (const ReadState::SymmLine& line : s.symmLines) {
     const size_t at = list.size();
     AddSymmetryOperator(list, line.code, s.document.latticeCode, kSymmLineOperator, s.messages);
-    if (line.text != line.code) list[at].name = TextString(line.text, s.messages);
+    if (line.text != line.code && at < list.size()) list[at].name = TextString(line.text, s.messages);
   }
 }
 

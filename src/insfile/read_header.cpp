@@ -65,14 +65,18 @@ void Bond(ReadState& s) {
   text = s.Kept();
 }
 
-// Wavelength and six values; without a wavelength six values are read too.
+// Wavelength and six values. Six alone are a cell where they can be no wavelength with a value missing at the end.
 void Cell(ReadState& s) {
+  constexpr double kShortestEdge = 2.4;
+  constexpr double kSmallestAngle = 30.0;
   std::array<double, 7> v{};
   size_t n = 0;
   while (n < v.size() && n < s.words.size() && IsNumber(s.words[n])) {
     v[n] = s.Number(n);
     ++n;
   }
+  if (n == 6)
+    n = std::min({v[0], v[1], v[2]}) >= kShortestEdge && std::min({v[3], v[4], v[5]}) >= kSmallestAngle ? 6 : 0;
   if (n < 6) return s.Drop(s.Kept());
   ReplaceText(s, s.document.instructions.cellLine);
   const size_t i = n - 6;

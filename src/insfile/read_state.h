@@ -71,6 +71,7 @@ class ReadState {
   std::vector<int> stateResidues;  // those that the state lines name
   std::optional<SameGroup> pendingSame;
   std::string pendingSameLine;
+  std::string refusedSameLines;  // each behind a line feed
 
   struct SymmLine {
     std::string text;

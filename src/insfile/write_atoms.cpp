@@ -46,15 +46,18 @@ std::array<double, 10> ValuesOf(const AtomRecord& atom) {
 
 }  // namespace
 
+// The number of the file while it still names the atom's element, else that of the element's first entry. One that
+// never named an entry is left to whoever wrote it.
 int WriteState::SfacNumber(const AtomRecord& atom) const {
+  if (atom.IsPeak()) return 1;
   const std::vector<int>& sfac = document_.instructions.sfac;
   const int row = atom.element->atomicNumber;
-  if (atom.IsPeak()) return 1;
-  const int read = std::abs(atom.sfacNumber);
+  const size_t read = static_cast<size_t>(std::abs(atom.sfacNumber));
   const int sign = atom.sfacNumber < 0 ? -1 : 1;
-  if (read > static_cast<int>(sfac.size())) return atom.sfacNumber;
-  if (read > 0 && sfac[static_cast<size_t>(read) - 1] == row) return sign * sfac_.number[static_cast<size_t>(read) - 1];
-  return sign * (row == kUnknownRow ? 1 : sfac_.rowNumber[static_cast<size_t>(row)]);
+  if (read > 0 && read <= sfac.size() && sfac[read - 1] == row) return sign * sfac_.number[read - 1];
+  if (const int number = sfac_.rowNumber[static_cast<size_t>(row)]; number > 0) return sign * number;
+  if (read > sfac.size()) return atom.sfacNumber;
+  return row == kUnknownRow ? 1 : 0;
 }
 
 bool WriteState::IsLeftToHfix(const AtomRecord& atom) const {
