@@ -94,8 +94,8 @@ class Workbench {
   // Rebuilds the bonds. The view's centre follows the atoms unless the view is zoomed on a selection; radius, zoom and
   // pan stay.
   void ConnectAndReframe();
-  // What follows every change of which atoms there are or where they are: bonds, bounds, repaint. Completing molecules
-  // has its place before the bonds are made and is asked for with runFmol.
+  // What follows every change of which atoms there are or where they are: bonds, centre, repaint. Molecules would be
+  // completed before the bonds are made when runFmol is set; no command of the program can do that yet.
   void RefreshAfterStructureChange(bool runFmol);
   // Fits the view to the whole structure again, as after loading.
   void ResetViewToModel();
