@@ -2,7 +2,6 @@
 #include <random>
 #include <string>
 
-#include "cryst/connectivity.h"
 #include "display/interactive_renderer.h"
 #include "display/label_font.h"
 #include "display/scanline_canvas.h"
@@ -12,8 +11,8 @@ namespace {
 
 constexpr int kSide = 900;
 
-// A made-up molecular solid: chains of ten atoms, each a bond length from the last in a new direction, scattered over
-// a cube with the density of an organic crystal.
+// A made-up molecular solid: chains of ten atoms, each bonded to the last in a new direction, scattered over a cube
+// with the density of an organic crystal.
 Document Chains(int atoms) {
   Document document;
   RecordingMessages messages;
@@ -32,11 +31,11 @@ Document Chains(int atoms) {
     at = i % 10 == 0 ? Cartesian{place(random), place(random), place(random)}
                      : at + Normalised(Cartesian{normal(random), normal(random), normal(random)}) * 1.4;
     atom->position = at;
+    if (i % 10 != 0) document.atoms.PushBond(document.atoms.tail, atom, messages);
     atom->uCount = row == 1 ? 1 : 6;
     atom->u = {0.04, 0.05, 0.03, 0.004, -0.006, 0.002};
     document.atoms.LinkAtTail(atom);
   }
-  Connect(document, messages);
   return document;
 }
 

@@ -77,6 +77,7 @@ bool RenderFrame::Render(Document& document, const ViewState& view, const Render
 void RenderFrame::SetUp() {
   SetUpMap();
   SetUpColours();
+  SetUpBalls();
   atoms_.clear();
   labels.clear();
   double highest = 0.0;
@@ -107,6 +108,8 @@ void RenderFrame::AddAtom(AtomRecord* atom, const ClipPoint& p) {
   FrameAtom frame;
   frame.atom = atom;
   frame.bonds = atom->bonds;
+  frame.viewX = static_cast<float>(p.p.x);
+  frame.viewY = static_cast<float>(p.p.y);
   frame.z = static_cast<float>(p.p.z);
   if (map_.whole) {
     const CanvasPoint at = DevicePoint(p.p, p.w);
@@ -123,7 +126,8 @@ void RenderFrame::AddAtom(AtomRecord* atom, const ClipPoint& p) {
   }
   const int row = atom->element ? std::clamp(atom->element->atomicNumber, 0, kUnknownRow) : kUnknownRow;
   frame.unknown = row == kUnknownRow;
-  frame.colour = frame.unknown ? static_cast<uint8_t>(kGreyIndex) : static_cast<uint8_t>(row);
+  frame.row = static_cast<uint8_t>(row);
+  frame.colour = frame.unknown ? static_cast<uint8_t>(kGreyIndex) : frame.row;
   frame.selected = atom->Has(kSelected);
   atom->scratch = static_cast<int32_t>(atoms_.size());
   atoms_.push_back(frame);
@@ -146,6 +150,8 @@ void RenderFrame::SetUpMap() {
     map_.pen = map_.scale / radius;
     map_.unit = kPageUnit;
     map_.whole = false;
+    map_.low = {map_.origin.x - map_.scale, map_.origin.y - map_.scale};
+    map_.high = {map_.origin.x + map_.scale, map_.origin.y + map_.scale};
     return;
   }
   map_.scale = std::max(v.viewportWidth * 0.5 - 1.0, 0.0);
@@ -154,6 +160,8 @@ void RenderFrame::SetUpMap() {
   map_.ball = side / radius;
   map_.pen = side / radius * 0.5;
   map_.whole = !options_->exact;
+  map_.low = {static_cast<double>(v.deviceOriginX), static_cast<double>(v.deviceOriginY)};
+  map_.high = {map_.low.x + v.fullWidth, map_.low.y + v.fullHeight};
   if (options_->exact) map_.fixedPoint = std::clamp(static_cast<int>(15000.0 / side), 1, 32);
 }
 
@@ -205,7 +213,7 @@ bool RenderFrame::IsSelected(const BondRecord* bond) const {
 }
 
 Rgb RenderFrame::ElementRgb(const FrameAtom& atom) const {
-  return atom.unknown ? palette_[atom.colour] : RgbOf(document_->elements[atom.colour].colour);
+  return atom.unknown ? palette_[atom.colour] : RgbOf(document_->elements[atom.row].colour);
 }
 
 }  // namespace marvik

@@ -66,8 +66,8 @@ class InteractiveRenderer {
 // side 2·radius around the centre; whole pixels. A radius below 2, which would leave nothing to see, gives a dot.
 void drawShadedBall(Canvas& canvas, Rgb colour, CanvasPoint centre, int radiusPixels);
 
-// A solid stick is drawn twice: forth with the whole width, back with a fifth of it. Widths in device units, at least
-// the thinnest line; `style` is a BondStyle.
+// A solid stick of more than one unit is drawn twice: forth with the whole width, back with a fifth of it. Widths in
+// device units, at least the thinnest line; `style` is a BondStyle.
 void drawBondLine(Canvas& canvas, Rgb colour, CanvasPoint a, CanvasPoint b, double width, int style);
 
 }  // namespace marvik

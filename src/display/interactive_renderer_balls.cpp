@@ -67,13 +67,13 @@ void drawShadedBall(Canvas& canvas, Rgb colour, CanvasPoint centre, int radiusPi
   DrawWholeBall(canvas, centre, std::clamp(radiusPixels, 0, static_cast<int>(kLargestBall)), BallShades(colour));
 }
 
-double RenderFrame::BallRadius(const FrameAtom& atom) const {
-  const ElementInfo* element = atom.atom->element;
-  const double drawRadius = element ? element->drawRadius : 0.0;
-  if (!(drawRadius > 0.0)) return 0.0;
-  const double radius = std::min(drawRadius * map_.ball, kLargestBall);
-  // The quotient of two decimal fractions may fall a hair short of the whole number that it stands for.
-  return map_.whole ? std::floor(radius + 1e-9) : radius;
+void RenderFrame::SetUpBalls() {
+  for (size_t row = 0; row < ballRadius_.size(); ++row) {
+    const double drawRadius = document_->elements[static_cast<int>(row)].drawRadius;
+    const double radius = drawRadius > 0.0 ? std::min(drawRadius * map_.ball, kLargestBall) : 0.0;
+    // The quotient of two decimal fractions may fall a hair short of the whole number that it stands for.
+    ballRadius_[row] = map_.whole ? std::floor(radius + 1e-9) : radius;
+  }
 }
 
 void RenderFrame::DrawBall(const FrameAtom& atom) {
@@ -83,7 +83,7 @@ void RenderFrame::DrawBall(const FrameAtom& atom) {
     canvas_->DiscStack(Centre(atom), PageDiscs(radius, PageBallShades(colour)));
     return;
   }
-  Shades& shades = shades_[atom.colour];
+  Shades& shades = shades_[atom.row];
   if (!shades.known || shades.colour != colour) shades = {colour, true, BallShades(colour)};
   if (map_.whole) {
     DrawWholeBall(*canvas_, Centre(atom), static_cast<int>(radius), shades.screen);

@@ -28,9 +28,11 @@ CanvasPoint Between(CanvasPoint a, CanvasPoint b, double t) {
 
 // Unit vector across the line from a to b, to the upper left where it can be; nothing for a point.
 CanvasPoint Across(CanvasPoint a, CanvasPoint b) {
-  const double length = std::hypot(b.x - a.x, b.y - a.y);
+  const double dx = b.x - a.x;
+  const double dy = b.y - a.y;
+  const double length = std::sqrt(dx * dx + dy * dy);
   if (!(length > 0.0)) return {0.0, 0.0};
-  const CanvasPoint n{(b.y - a.y) / length, (a.x - b.x) / length};
+  const CanvasPoint n{dy / length, -dx / length};
   return n.x + n.y > 0.0 ? CanvasPoint{-n.x, -n.y} : n;
 }
 
@@ -51,7 +53,8 @@ void drawBondLine(Canvas& canvas, Rgb colour, CanvasPoint a, CanvasPoint b, doub
     return;
   }
   canvas.Line(a, b, {colour, pen, LineStyle::Solid});
-  canvas.Line(b, a, {colour, std::max(pen / 5.0, 1.0), LineStyle::Solid});
+  // Of the thinnest line the second pass would be the same pixels again.
+  if (pen > 1.0) canvas.Line(b, a, {colour, std::max(pen / 5.0, 1.0), LineStyle::Solid});
 }
 
 // Device units; cut to whole pixels on the screen.
@@ -64,13 +67,14 @@ double RenderFrame::StickWidth(double width) const {
 // From where the bond leaves the body of the farther atom to the middle of the nearer one, whose body will cover the
 // end. False when one body reaches into the other, so that nothing of the bond shows.
 bool RenderFrame::BondEnds(const FrameBond& bond, CanvasPoint& a, CanvasPoint& b) const {
-  const ViewPoint delta = atoms_[bond.b].atom->view - atoms_[bond.a].atom->view;
+  const FrameAtom& farther = atoms_[bond.a];
+  const FrameAtom& nearer = atoms_[bond.b];
+  const ViewPoint delta{nearer.viewX - farther.viewX, nearer.viewY - farther.viewY, nearer.z - farther.z};
   const double out = SurfaceFraction(bond.a, delta);
   const double in = SurfaceFraction(bond.b, -delta);
   if (!(out + in < 1.0)) return false;
-  const CanvasPoint from = Centre(atoms_[bond.a]);
-  b = Centre(atoms_[bond.b]);
-  a = Between(from, b, out);
+  b = Centre(nearer);
+  a = Between(Centre(farther), b, out);
   return true;
 }
 
@@ -78,6 +82,7 @@ void RenderFrame::DrawBond(const FrameBond& bond) {
   CanvasPoint a;
   CanvasPoint b;
   if (!BondEnds(bond, a, b)) return;
+  if (!options_->printing && !map_.Shows(a, b, 2.0 * StickWidth(bond.width) + 4.0)) return;
   if (!Grouped()) {
     DrawSticks(bond, a, b);
     return;
@@ -91,22 +96,25 @@ void RenderFrame::DrawBond(const FrameBond& bond) {
 
 // As many lines side by side as the order asks for.
 void RenderFrame::DrawSticks(const FrameBond& bond, CanvasPoint a, CanvasPoint b) {
-  const int style = bond.bond->Style();
+  const bool dotted = bond.style == kSolid && bond.order == kPi;
+  const int style = dotted ? static_cast<int>(kDotted) : bond.style;
   if (atoms_[bond.a].unknown || atoms_[bond.b].unknown) {
-    const auto line = static_cast<LineStyle>(std::min(style, static_cast<int>(kDotted)));
-    canvas_->Line(a, b, {palette_[kGreyIndex], map_.unit, line});
+    canvas_->Line(a, b, {palette_[kGreyIndex], map_.unit, static_cast<LineStyle>(style)});
     return;
   }
-  const int order = std::min(bond.bond->Order(), static_cast<int>(kPi));
-  const Rgb colour = kBondClassColours[static_cast<size_t>(order)];
-  const double width = StickWidth(bond.bond->width);
+  const Rgb colour = kBondClassColours[bond.order];
+  const double width = StickWidth(bond.width);
+  if (bond.order == kSingle || bond.order == kPi) {
+    drawBondLine(*canvas_, colour, a, b, std::max(width, map_.unit), style);
+    return;
+  }
   const CanvasPoint across = Across(a, b);
   const auto stick = [&](double side, double share, int stickStyle) {
     const double by = side * std::max(width, 2.0 * map_.unit);
     drawBondLine(*canvas_, colour, Moved(a, across, by), Moved(b, across, by), std::max(width * share, map_.unit),
                  stickStyle);
   };
-  switch (order) {
+  switch (bond.order) {
     case kDouble:
       stick(-0.6, 0.6, style);
       stick(0.6, 0.6, style);
@@ -119,7 +127,7 @@ void RenderFrame::DrawSticks(const FrameBond& bond, CanvasPoint a, CanvasPoint b
       stick(0.6, 0.6, kDashed);
       break;
     default:
-      stick(0.0, 1.0, order == kPi && style == kSolid ? static_cast<int>(kDotted) : style);
+      break;
   }
 }
 
@@ -129,7 +137,7 @@ void RenderFrame::DrawSleeve(const FrameBond& bond) {
   const CanvasPoint b = Centre(atoms_[bond.b]);
   const CanvasPoint across = Across(a, b);
   const double factor = options_->mode == kPipes ? kPipeFactor : 1.0;
-  const double by = StickWidth(bond.bond->width) * factor / 2.0 + 3.0 * map_.unit;
+  const double by = StickWidth(bond.width) * factor / 2.0 + 3.0 * map_.unit;
   const Pen pen{palette_[kSelectionIndex], 2.0 * map_.unit, LineStyle::Solid};
   for (const double side : {-by, by})
     canvas_->Line(Moved(Between(a, b, 0.2), across, side), Moved(Between(a, b, 0.8), across, side), pen);
@@ -153,7 +161,7 @@ void RenderFrame::SetUpPipes() {
 double RenderFrame::PipeRadius(uint32_t index) const {
   float widest = 0.0f;
   for (uint32_t k = pipeStart_[index]; k < pipeStart_[index + 1]; ++k)
-    widest = std::max(widest, bonds_[pipes_[k]].bond->width);
+    widest = std::max(widest, bonds_[pipes_[k]].width);
   if (!(widest > 0.0f)) widest = kLonePipeWidth;
   return std::max(StickWidth(widest) * kPipeFactor, 2.0 * map_.unit) / 2.0;
 }
@@ -170,7 +178,7 @@ void RenderFrame::DrawPipes(uint32_t index) {
     if (thin && &strip != &kPipeStrips.front()) break;
     const Rgb shade = thin ? colour : StripColour(colour, strip);
     const Pen none{shade, 0.0, LineStyle::Solid};
-    if (!atom.unknown) {
+    if (!atom.unknown && (options_->printing || map_.Shows(centre, radius))) {
       const double shift = strip.place * radius * std::sqrt(2.0);
       const double r = strip.share * radius;
       canvas_->FillEllipse({{centre.x + shift, centre.y + shift}, {r, 0.0}, {0.0, r}}, shade, none);
@@ -179,12 +187,13 @@ void RenderFrame::DrawPipes(uint32_t index) {
       const FrameBond& bond = bonds_[pipes_[k]];
       const FrameAtom& other = atoms_[bond.a == index ? bond.b : bond.a];
       const CanvasPoint end = Between(centre, Centre(other), 0.5);
+      if (!options_->printing && !map_.Shows(centre, end, radius)) continue;
       if (atom.unknown || other.unknown) {
         if (&strip == &kPipeStrips.front()) canvas_->Line(centre, end, ThinPen(palette_[kGreyIndex]));
         continue;
       }
       const CanvasPoint across = Across(centre, end);
-      const double half = std::max(StickWidth(bond.bond->width) * kPipeFactor, 2.0 * map_.unit) / 2.0;
+      const double half = std::max(StickWidth(bond.width) * kPipeFactor, 2.0 * map_.unit) / 2.0;
       const double from = half * (2.0 * strip.place - strip.share);
       const double to = half * (2.0 * strip.place + strip.share);
       const std::array<CanvasPoint, 4> quad{{Moved(centre, across, -from), Moved(end, across, -from),

@@ -100,7 +100,7 @@ void RenderFrame::drawCellBox(double near, double far) {
 }
 
 // Each letter stands outside the box, away from its middle.
-void RenderFrame::DrawCellLetters() {
+void RenderFrame::SetUpCellLetters() {
   std::array<ViewPoint, 8> corners;
   if (!CellCorners(corners)) return;
   const CanvasPoint middle = DevicePoint(Along(corners[0], corners[7], 0.5));
@@ -110,7 +110,7 @@ void RenderFrame::DrawCellLetters() {
     const CanvasPoint at = DevicePoint(corners[i]);
     const CanvasPoint size = canvas_->TextSize(text);
     const CanvasPoint corner = LabelCorner(at, 2.0 * map_.unit, size, at.x - middle.x, at.y - middle.y);
-    canvas_->Text(corner, TextAnchor::BottomLeft, text, Paper() ? kBlack : kWhite);
+    cellLetters_.push_back({{corner, size, at, 0.0, true}, kCorners[i].letter});
   }
 }
 

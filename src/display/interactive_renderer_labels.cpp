@@ -40,6 +40,31 @@ void RenderFrame::AddLabelDirections(const FrameAtom& a, const FrameAtom& b) {
   atB = {atB.x + dx / length, atB.y + dy / length};
 }
 
+// Bodies close by on the screen turn a label away from them, the more the closer they are.
+void RenderFrame::AddCrowding() {
+  labelPoints_.resize(atoms_.size());
+  double largest = 0.0;
+  for (uint32_t i = 0; i < atoms_.size(); ++i) {
+    labelPoints_[i] = Centre(atoms_[i]);
+    largest = std::max(largest, BodyRadius(i));
+  }
+  const double text = canvas_->TextSize("C10").x;
+  labelGrid_.Build(labelPoints_, 2.0 * largest + text);
+  for (uint32_t i = 0; i < atoms_.size(); ++i) {
+    const CanvasPoint own = labelPoints_[i];
+    CanvasPoint& direction = labelDirections_[i];
+    labelGrid_.ForEachNear(own, [&](uint32_t j) {
+      const double dx = own.x - labelPoints_[j].x;
+      const double dy = own.y - labelPoints_[j].y;
+      const double distance = std::sqrt(dx * dx + dy * dy);
+      const double reach = BodyRadius(i) + BodyRadius(j) + text;
+      if (!(distance > 0.0) || distance >= reach) return;
+      const double weight = 1.5 * (1.0 - distance / reach) / distance;
+      direction = {direction.x + dx * weight, direction.y + dy * weight};
+    });
+  }
+}
+
 bool RenderFrame::WantsLabel(const AtomRecord& atom) const {
   if (atom.flags2 & kLabelOff) return false;
   if (options_->hydrogenLabels || !atom.element) return true;
@@ -89,26 +114,39 @@ LabelBox RenderFrame::LabelOf(uint32_t index) {
 void RenderFrame::CollectLabels() {
   items_.clear();
   for (uint32_t i = 0; i < atoms_.size(); ++i) {
+    if (!options_->printing && !map_.Shows(Centre(atoms_[i]), map_.scale)) continue;
     if (WantsLabel(*atoms_[i].atom)) items_.push_back({OrderedKey(atoms_[i].z), i});
   }
   labelBoxes_.clear();
   labelAtoms_.clear();
   if (items_.size() <= kMostReadable) {
+    if (atoms_.size() <= 2 * kMostReadable) AddCrowding();
     for (const DrawItem& item : items_) {
       labelBoxes_.push_back(LabelOf(item.reference));
       labelAtoms_.push_back(item.reference);
     }
+    for (const CellLetter& letter : cellLetters_) labelBoxes_.push_back(letter.box);
     spreader_.Spread(labelBoxes_);
+    labelBoxes_.resize(labelAtoms_.size());
     return;
   }
+  CollectNearestLabels();
+}
+
+// Nearest first, each where no earlier one stands.
+void RenderFrame::CollectNearestLabels() {
   SortItems(items_, itemScratch_);
-  const double width = options_->printing ? 2.0 * map_.scale : view_->viewportWidth;
-  const double height = options_->printing ? 2.0 * map_.scale : view_->viewportHeight;
-  const double cell = std::max(canvas_->TextSize("0").y / 3.0, 1.0);
-  occupancy_.Reset({map_.origin.x - width / 2, map_.origin.y - height / 2}, {width, height}, cell);
+  const double height = std::max(canvas_->TextSize("0").y, 1.0);
+  const double cell = height / 3.0;
+  occupancy_.Reset(map_.low, {map_.high.x - map_.low.x, map_.high.y - map_.low.y}, cell);
   for (size_t i = items_.size(); i-- > 0;) {
     const uint32_t index = items_[i].reference;
-    if (occupancy_.IsTaken(Centre(atoms_[index]))) continue;
+    // A look at the nearest corner of its place spares most of them the rest.
+    const double dx = labelDirections_[index].x + kPreferred.x;
+    const double dy = labelDirections_[index].y + kPreferred.y;
+    const double away = (BodyRadius(index) + 0.5 * height) / std::max(std::sqrt(dx * dx + dy * dy), 1e-3);
+    const CanvasPoint centre = Centre(atoms_[index]);
+    if (occupancy_.IsTaken(centre) || occupancy_.IsTaken({centre.x + dx * away, centre.y + dy * away})) continue;
     const LabelBox box = LabelOf(index);
     if (!occupancy_.Take(box)) continue;
     labelBoxes_.push_back(box);
@@ -119,6 +157,8 @@ void RenderFrame::CollectLabels() {
 }
 
 void RenderFrame::DrawLabels() {
+  cellLetters_.clear();
+  if (options_->showCell) SetUpCellLetters();
   if (options_->labels) {
     CollectLabels();
     labels.reserve(labelBoxes_.size());
@@ -136,7 +176,8 @@ void RenderFrame::DrawLabels() {
       labels.push_back({atom.atom, box.corner, box.size});
     }
   }
-  if (options_->showCell) DrawCellLetters();
+  for (const CellLetter& letter : cellLetters_)
+    canvas_->Text(letter.box.corner, TextAnchor::BottomLeft, {&letter.letter, 1}, Paper() ? kBlack : kWhite);
 }
 
 }  // namespace marvik

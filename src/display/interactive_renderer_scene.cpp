@@ -51,8 +51,14 @@ void RenderFrame::CollectBonds() {
       if (bond->partner->scratch < 0) continue;
       const uint32_t j = FrameIndex(bond->partner);
       atoms_[i].bonded = atoms_[j].bonded = true;
-      const bool ownerBehind = atoms_[i].z <= atoms_[j].z;
-      bonds_.push_back(ownerBehind ? FrameBond{i, j, bond} : FrameBond{j, i, bond});
+      FrameBond frame{i,
+                      j,
+                      bond->width,
+                      static_cast<uint8_t>(std::min(bond->Order(), static_cast<int>(kPi))),
+                      static_cast<uint8_t>(std::min(bond->Style(), static_cast<int>(kDotted))),
+                      bond};
+      if (atoms_[j].z < atoms_[i].z) std::swap(frame.a, frame.b);
+      bonds_.push_back(frame);
       if (!labelDirections_.empty()) AddLabelDirections(atoms_[i], atoms_[j]);
     }
   }
@@ -101,6 +107,8 @@ void RenderFrame::DrawAtom(uint32_t index) {
   const FrameAtom& atom = atoms_[index];
   if (options_->mode == kPipes) {
     DrawPipes(index);
+  } else if (!options_->printing && !map_.Shows(Centre(atom), BodyReach(index))) {
+    return;
   } else if (atom.unknown) {
     DrawMark(atom);
   } else if (options_->mode == kThermalEllipsoid && atom.atom->IsAnisotropic()) {
@@ -130,6 +138,15 @@ double RenderFrame::BodyRadius(uint32_t index) const {
   if (!scene) return atom.bonded ? 0.0 : 3.0 * map_.unit;
   if (atom.unknown) return MarkArm(atom);
   return options_->mode == kPipes ? PipeRadius(index) : BallRadius(atom);
+}
+
+// No less than what is drawn for the atom reaches in any direction.
+double RenderFrame::BodyReach(uint32_t index) const {
+  double reach = 1.2 * BodyRadius(index) + 2.0 * map_.unit;
+  if (options_->mode == kThermalEllipsoid && ellipsoids_[index].drawable) {
+    for (const ViewPoint& axis : ellipsoids_[index].axes) reach = std::max(reach, Length(axis) * map_.scale + 2.0);
+  }
+  return reach;
 }
 
 // The fraction of `delta` (view units, from the atom's centre) that lies inside the body drawn there.

@@ -9,15 +9,6 @@ namespace {
 
 constexpr int kRounds = 6;
 
-// Cells of a hash grid; neighbouring columns and rows spread over the table.
-uint32_t HashCell(int64_t column, int64_t row) {
-  return static_cast<uint32_t>(static_cast<uint64_t>(column) * 73856093u ^ static_cast<uint64_t>(row) * 19349663u);
-}
-
-int64_t CellOf(double v, double cell) {
-  return static_cast<int64_t>(std::floor(v / cell));
-}
-
 // How far two boxes must part in each direction, negative when they are apart there already.
 CanvasPoint Overlap(const LabelBox& a, const LabelBox& b) {
   const double dx = std::abs((a.corner.x + a.size.x / 2) - (b.corner.x + b.size.x / 2));
@@ -33,7 +24,7 @@ void ClearBody(LabelBox& label) {
   const double top = bottom - label.size.y;
   const double nearX = std::clamp(label.body.x, left, right) - label.body.x;
   const double nearY = std::clamp(label.body.y, top, bottom) - label.body.y;
-  const double distance = std::hypot(nearX, nearY);
+  const double distance = std::sqrt(nearX * nearX + nearY * nearY);
   if (distance >= label.bodyRadius) return;
   const double awayX = left + label.size.x / 2 - label.body.x;
   const double awayY = bottom - label.size.y / 2 - label.body.y;
@@ -64,21 +55,62 @@ CanvasPoint LabelCorner(CanvasPoint body, double bodyRadius, CanvasPoint size, d
   return box.corner;
 }
 
-void LabelSpreader::SortIntoGrid(std::span<const LabelBox> labels, double cell) {
+int64_t PointGrid::CellOf(double v) const {
+  return static_cast<int64_t>(std::floor(std::clamp(v / cell_, -1e9, 1e9)));
+}
+
+uint32_t PointGrid::BucketOf(int64_t column, int64_t row) const {
+  return static_cast<uint32_t>(static_cast<uint64_t>(column) * 73856093u ^ static_cast<uint64_t>(row) * 19349663u) &
+         mask_;
+}
+
+void PointGrid::Build(std::span<const CanvasPoint> points, double cell) {
+  cell_ = cell;
   uint32_t buckets = 64;
-  while (buckets < labels.size()) buckets *= 2;
-  bucketMask_ = buckets - 1;
-  bucketStart_.assign(buckets + 1, 0);
-  order_.resize(labels.size());
-  const auto bucket = [&](const LabelBox& l) {
-    return HashCell(CellOf(l.corner.x, cell), CellOf(l.corner.y, cell)) & bucketMask_;
-  };
-  for (const LabelBox& label : labels) ++bucketStart_[bucket(label) + 1];
-  for (size_t i = 1; i < bucketStart_.size(); ++i) bucketStart_[i] += bucketStart_[i - 1];
-  for (size_t i = labels.size(); i-- > 0;) order_[--bucketStart_[bucket(labels[i]) + 1]] = static_cast<uint32_t>(i);
-  // Each entry now holds the start of the bucket before it.
-  for (size_t i = 0; i + 1 < bucketStart_.size(); ++i) bucketStart_[i] = bucketStart_[i + 1];
-  bucketStart_.back() = static_cast<uint32_t>(labels.size());
+  while (buckets < points.size()) buckets *= 2;
+  mask_ = buckets - 1;
+  // A counting sort: start_[b + 2] counts, then start_[b + 1] runs from the start of bucket b to its end.
+  start_.assign(buckets + 2, 0);
+  entries_.resize(points.size());
+  for (const CanvasPoint& p : points) ++start_[BucketOf(CellOf(p.x), CellOf(p.y)) + 2];
+  for (size_t i = 1; i < start_.size(); ++i) start_[i] += start_[i - 1];
+  for (uint32_t i = 0; i < points.size(); ++i) {
+    const int64_t column = CellOf(points[i].x);
+    const int64_t row = CellOf(points[i].y);
+    entries_[start_[BucketOf(column, row) + 1]++] = {column, row, i};
+  }
+}
+
+// One round of pushes of half an overlap each; false when nothing overlaps.
+bool LabelSpreader::PushApart(std::span<const LabelBox> labels, double cell) {
+  corners_.resize(labels.size());
+  for (size_t i = 0; i < labels.size(); ++i) corners_[i] = labels[i].corner;
+  grid_.Build(corners_, cell);
+  push_.assign(labels.size(), {});
+  bool any = false;
+  for (uint32_t i = 0; i < labels.size(); ++i) {
+    grid_.ForEachNear(corners_[i], [&](uint32_t j) {
+      const LabelBox& a = labels[i];
+      const LabelBox& b = labels[j];
+      if (j <= i || (a.fixed && b.fixed)) return;
+      const CanvasPoint over = Overlap(a, b);
+      if (over.x <= 0.0 || over.y <= 0.0) return;
+      any = true;
+      const double share = a.fixed || b.fixed ? 1.0 : 0.5;
+      // Texts are wide: parting them one above the other is the shorter way nearly always. The first in the list goes
+      // up or left when two stand level.
+      if (over.y <= over.x) {
+        const bool above = a.corner.y - a.size.y / 2 <= b.corner.y - b.size.y / 2;
+        push_[i].y -= above ? share * over.y : -share * over.y;
+        push_[j].y += above ? share * over.y : -share * over.y;
+      } else {
+        const bool before = a.corner.x + a.size.x / 2 <= b.corner.x + b.size.x / 2;
+        push_[i].x -= before ? share * over.x : -share * over.x;
+        push_[j].x += before ? share * over.x : -share * over.x;
+      }
+    });
+  }
+  return any;
 }
 
 void LabelSpreader::Spread(std::span<LabelBox> labels) {
@@ -89,41 +121,7 @@ void LabelSpreader::Spread(std::span<LabelBox> labels) {
     home_[i] = labels[i].corner;
     widest = std::max({widest, labels[i].size.x, labels[i].size.y});
   }
-  for (int round = 0; round < kRounds; ++round) {
-    SortIntoGrid(labels, widest);
-    push_.assign(labels.size(), {});
-    bool any = false;
-    const auto part = [&](uint32_t i, uint32_t j) {
-      const CanvasPoint over = Overlap(labels[i], labels[j]);
-      if (over.x <= 0.0 || over.y <= 0.0 || (labels[i].fixed && labels[j].fixed)) return;
-      any = true;
-      const double share = labels[i].fixed || labels[j].fixed ? 1.0 : 0.5;
-      // Texts are wide: parting them one above the other is the shorter way nearly always. The first in list order
-      // goes up when two stand level.
-      const bool vertical = over.y <= over.x;
-      const double step = share * (vertical ? over.y : over.x);
-      const double difference =
-          vertical ? (labels[j].corner.y - labels[j].size.y / 2) - (labels[i].corner.y - labels[i].size.y / 2)
-                   : (labels[j].corner.x + labels[j].size.x / 2) - (labels[i].corner.x + labels[i].size.x / 2);
-      const double move = difference >= 0.0 ? step : -step;
-      (vertical ? push_[i].y : push_[i].x) -= move;
-      (vertical ? push_[j].y : push_[j].x) += move;
-    };
-    for (uint32_t i = 0; i < labels.size(); ++i) {
-      const int64_t column = CellOf(labels[i].corner.x, widest);
-      const int64_t row = CellOf(labels[i].corner.y, widest);
-      for (int64_t c = column - 1; c <= column + 1; ++c) {
-        for (int64_t r = row - 1; r <= row + 1; ++r) {
-          const uint32_t b = HashCell(c, r) & bucketMask_;
-          for (uint32_t k = bucketStart_[b]; k < bucketStart_[b + 1]; ++k) {
-            const uint32_t j = order_[k];
-            // Two cells may share a bucket: only what really lies in this one counts.
-            if (j > i && CellOf(labels[j].corner.x, widest) == c && CellOf(labels[j].corner.y, widest) == r) part(i, j);
-          }
-        }
-      }
-    }
-    if (!any) return;
+  for (int round = 0; round < kRounds && PushApart(labels, widest); ++round) {
     for (size_t i = 0; i < labels.size(); ++i) {
       LabelBox& label = labels[i];
       if (label.fixed || (push_[i].x == 0.0 && push_[i].y == 0.0)) continue;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string>
@@ -22,6 +23,17 @@ struct DeviceMap {
   double unit = 1.0;   // what one pixel is on the screen: thin lines and small marks are multiples of it
   int fixedPoint = 1;  // the frame's integer positions count these parts of a device unit
   bool whole = true;   // positions and sizes in whole pixels
+  CanvasPoint low;     // corners of the picture
+  CanvasPoint high;
+
+  bool Shows(CanvasPoint p, double margin) const {
+    return p.x > low.x - margin && p.x < high.x + margin && p.y > low.y - margin && p.y < high.y + margin;
+  }
+  // Whether a segment with something of that size around it may reach into the picture.
+  bool Shows(CanvasPoint a, CanvasPoint b, double margin) const {
+    return std::max(a.x, b.x) > low.x - margin && std::min(a.x, b.x) < high.x + margin &&
+           std::max(a.y, b.y) > low.y - margin && std::min(a.y, b.y) < high.y + margin;
+  }
 
   // The linear part alone, for offsets and half axes.
   CanvasPoint Vector(const ViewPoint& v) const { return {v.x * scale, -v.y * scale}; }
@@ -43,13 +55,17 @@ enum PaletteIndex : uint8_t {
 inline constexpr uint8_t kDimIndex = 128;
 static_assert(kPaletteSize <= kDimIndex);
 
+// What drawing needs of an atom, so that its record is left alone.
 struct FrameAtom {
   AtomRecord* atom = nullptr;
   const BondRecord* bonds = nullptr;
+  float viewX = 0.0f;  // view units
+  float viewY = 0.0f;
   float z = 0.0f;
   int16_t x = 0;  // device units times DeviceMap::fixedPoint
   int16_t y = 0;
-  uint8_t colour = 0;
+  uint8_t row = 0;       // of the element table
+  uint8_t colour = 0;    // of lines
   bool unknown = false;  // of row 105: a mark instead of a body
   bool bonded = false;
   bool selected = false;
@@ -58,6 +74,9 @@ struct FrameAtom {
 struct FrameBond {
   uint32_t a = 0;  // the farther end
   uint32_t b = 0;
+  float width = 0.0f;  // Å
+  uint8_t order = 0;   // BondOrder and BondStyle, nothing beyond them
+  uint8_t style = 0;
   const BondRecord* bond = nullptr;
 };
 
@@ -104,6 +123,10 @@ class RenderFrame {
     float z = 0.0f;
     uint8_t colour = 0;
   };
+  struct CellLetter {
+    LabelBox box;
+    char letter = ' ';
+  };
 
   // Frame set-up.
   void SetUp();
@@ -145,8 +168,10 @@ class RenderFrame {
   void DrawMark(const FrameAtom& atom);
   double MarkArm(const FrameAtom& atom) const;
   double BodyRadius(uint32_t index) const;
+  double BodyReach(uint32_t index) const;
   double SurfaceFraction(uint32_t index, const ViewPoint& delta) const;
-  double BallRadius(const FrameAtom& atom) const;
+  void SetUpBalls();
+  double BallRadius(const FrameAtom& atom) const { return ballRadius_[atom.row]; }
   void DrawSelection();
 
   // Ellipsoids.
@@ -168,12 +193,14 @@ class RenderFrame {
   bool CellCorners(std::array<ViewPoint, 8>& corners) const;
   void SetUpCellBox();
   void drawCellBox(double near, double far);
-  void DrawCellLetters();
+  void SetUpCellLetters();
 
   // Labels.
   void AddLabelDirections(const FrameAtom& a, const FrameAtom& b);
+  void AddCrowding();
   void DrawLabels();
   void CollectLabels();
+  void CollectNearestLabels();
   LabelBox LabelOf(uint32_t index);
   double LabelRadius(uint32_t index, double dx, double dy) const;
   bool WantsLabel(const AtomRecord& atom) const;
@@ -201,6 +228,9 @@ class RenderFrame {
   std::vector<CanvasPoint> labelDirections_;
   std::vector<LabelBox> labelBoxes_;
   std::vector<uint32_t> labelAtoms_;  // of the boxes
+  std::vector<CanvasPoint> labelPoints_;
+  std::vector<CellLetter> cellLetters_;
+  PointGrid labelGrid_;
   LabelSpreader spreader_;
   LabelOccupancy occupancy_;
 
@@ -211,6 +241,7 @@ class RenderFrame {
     std::array<Rgb, 8> screen;
   };
   std::array<Shades, kElementRows> shades_{};
+  std::array<double, kElementRows> ballRadius_{};  // device units
 };
 
 }  // namespace marvik

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <tuple>
 
 #include "display/render_frame.h"
 
@@ -153,6 +154,20 @@ TEST(RenderScene, PageBallsAndGroups) {
             std::string::npos);
   EXPECT_NE(drawn.find("begin C1-O1\nline 10028.368 13716 10757 13716 #cdcd00 w101.6\n"), std::string::npos);
   EXPECT_EQ(scene.canvas.Count("disc"), 42);
+}
+
+TEST(RenderScene, OnlyWhatReachesIntoThePictureIsDrawn) {
+  Scene scene(kBallAndStick);
+  scene.Add("C1", 0, 0, 0.55);
+  scene.Add("C2", -1.1, 0, -0.55);
+  Connect(scene.document, scene.messages);
+  for (const auto& [pan, discs, lines] :
+       {std::tuple{-305, 16, 2}, {-320, 8, 2}, {-350, 0, 0}, {295, 8, 2}, {330, 0, 0}}) {
+    scene.view.panX = pan;
+    scene.Draw();
+    EXPECT_EQ(scene.canvas.Count("disc"), discs) << pan;
+    EXPECT_EQ(scene.canvas.Count("line"), lines) << pan;
+  }
 }
 
 TEST(RenderScene, CellBox) {
