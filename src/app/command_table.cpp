@@ -149,7 +149,7 @@ constexpr CommandRow kRows[] = {
     Greyed(247, "&Marvik 4.0 Supplement", kNoHelp),
     {300, "&About", "", "", None, Always, AboutHandler, nullptr, ""},
     Greyed(500, "&Undo", kNoUndo, "Ctrl+Z"),
-    Greyed(501, "&Redo", kNoUndo, "Ctrl+Shift+Z"),
+    Greyed(501, "Re&do", kNoUndo, "Ctrl+Shift+Z"),
     {502, "Zoom &In", "", "", None, Always, ZoomStepHandler, nullptr, ""},
     {10101, "Recent File &1", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10102, "Recent File &2", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},

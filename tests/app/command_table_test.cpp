@@ -213,7 +213,7 @@ TEST(Menus, KeepTheFixedPositions) {
   EXPECT_EQ(recent.id, 228);
   EXPECT_EQ(Spelled(TopMenu(bar, "&Edit").items),
             "&Edit Current File..., -, Kill all &Q-Peaks, &Restore Killed Atom(s)..., -, "
-            "&FMOL after significant structure changes, -, &Undo, &Redo");
+            "&FMOL after significant structure changes, -, &Undo, Re&do");
   const MenuNode& view = TopMenu(bar, "&View");
   EXPECT_EQ(view.items[0].id, 119);
   EXPECT_TRUE(view.items[1].IsSeparator());
