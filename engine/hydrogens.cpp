@@ -178,8 +178,8 @@ void KeepOnePart(const Structure& structure, std::vector<Neighbour>& around) {
 // What surrounds the carrier and fits its code: no hydrogens, and no atoms of another PART than the hydrogens'.
 void FindSurroundings(const Structure& structure, const NeighbourTable& bonds, HydrogenGroup& group) {
   const Site& carrier = structure.sites[static_cast<size_t>(group.carrier)];
-  const Site& first = structure.sites[static_cast<size_t>(group.hydrogens[0])];
-  const Site& side = first.part != 0 ? first : carrier;
+  const Site* first = group.hydrogens.empty() ? nullptr : &structure.sites[static_cast<size_t>(group.hydrogens[0])];
+  const Site& side = first && first->part != 0 ? *first : carrier;
   for (const Neighbour& n : bonds[static_cast<size_t>(group.carrier)]) {
     const Site& other = structure.sites[static_cast<size_t>(n.site)];
     if (other.hydrogen || !PartsMeet(side, other, n.IsIdentity())) continue;
@@ -273,6 +273,17 @@ std::vector<HydrogenGroup> FindHydrogenGroups(const Structure& structure, const 
     }
   }
   return groups;
+}
+
+bool FitsCode(const Structure& structure, const NeighbourTable& bonds, int carrier, int m) {
+  const HydrogenCode* code = FindHydrogenCode(m);
+  if (!code) return false;
+  HydrogenGroup group;
+  group.m = m;
+  group.carrier = carrier;
+  FindSurroundings(structure, bonds, group);
+  const int found = static_cast<int>(group.around.size());
+  return code->neighbours == 4 ? found >= 4 : found == code->neighbours;
 }
 
 void IdealiseHydrogens(Structure& structure, const HydrogenGroup& group) {

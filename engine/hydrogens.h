@@ -42,6 +42,9 @@ std::vector<HydrogenGroup> FindHydrogenGroups(const Structure& structure, const 
 
 // Puts the hydrogens of an idealised group where its geometry wants them; rotating groups keep their torsion.
 void IdealiseHydrogens(Structure& structure, const HydrogenGroup& group);
+// Whether the surroundings of an atom fit a code, for hydrogens that are yet to be made.
+bool FitsCode(const Structure& structure, const NeighbourTable& bonds, int carrier, int m);
+
 // The same at a given torsion (degrees) about the bond from around[0] to the carrier, measured from `beyond` or, where
 // that is missing, from an arbitrary direction. For codes with a free torsion.
 std::vector<Cartesian> PlaceAtTorsion(const Structure& structure, const HydrogenGroup& group, double torsion);

@@ -132,17 +132,10 @@ void TameDisplacements(Structure& structure) {
 }
 
 void StartScale(Structure& structure, DataPass& pass, Calculated& calculated, const LineSink& print) {
-  pass.Run(calculated);
-  // Weights depend on the scale, so a grossly wrong one is found from plain sums.
-  double plainTop = 0.0;
-  double plainBottom = 0.0;
-  for (size_t i = 0; i < calculated.fo2.size(); ++i) plainTop += calculated.fo2[i], plainBottom += calculated.fc2[i];
-  const double plain = plainBottom > 0.0 && plainTop > 0.0 ? std::sqrt(plainTop / plainBottom) : 1.0;
-  if (plain > 0.67 && plain < 1.5) return;
-  print(Printf(" Scale factor changed from %.5f to %.5f before the first cycle", structure.scale,
-               structure.scale * plain));
-  structure.scale *= plain;
-  pass.Run(calculated);
+  const double old = structure.scale;
+  if (MatchScale(structure, pass, calculated)) {
+    print(Printf(" Scale factor changed from %.5f to %.5f before the first cycle", old, structure.scale));
+  }
 }
 
 void PrintCycle(size_t cycle, const CycleReport& report, size_t parameters, const LineSink& print) {
@@ -154,6 +147,19 @@ void PrintCycle(size_t cycle, const CycleReport& report, size_t parameters, cons
 }
 
 }  // namespace
+
+bool MatchScale(Structure& structure, DataPass& pass, Calculated& calculated) {
+  pass.Run(calculated);
+  // Weights depend on the scale, so a grossly wrong one is found from plain sums.
+  double top = 0.0;
+  double bottom = 0.0;
+  for (size_t i = 0; i < calculated.fo2.size(); ++i) top += calculated.fo2[i], bottom += calculated.fc2[i];
+  const double factor = bottom > 0.0 && top > 0.0 ? std::sqrt(top / bottom) : 1.0;
+  if (factor > 0.67 && factor < 1.5) return false;
+  structure.scale *= factor;
+  pass.Run(calculated);
+  return true;
+}
 
 std::vector<std::string> NotPositiveAtoms(const Structure& structure) {
   std::vector<std::string> names;

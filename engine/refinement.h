@@ -47,6 +47,9 @@ struct RefinementResult {
 RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& parametrisation,
                         const Observations& observations, const RestraintList& restraints, const LineSink& print);
 
+// Calculates at the present model; a scale factor that is off by more than half is set right first. Whether it was.
+bool MatchScale(Structure& structure, DataPass& pass, Calculated& calculated);
+
 // Names of the atoms whose displacement is not positive, in the order of the list.
 std::vector<std::string> NotPositiveAtoms(const Structure& structure);
 

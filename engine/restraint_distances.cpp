@@ -35,13 +35,21 @@ class FixedDistance : public Restraint {
   double sigma_;
 };
 
-// SADI: every distance towards the mean of all. The mean moves with the distances.
+// SADI: two distances alike, or each of several towards the mean of all. The mean moves with the distances.
 class EqualDistances : public Restraint {
  public:
   EqualDistances(std::vector<std::pair<SiteImage, SiteImage>> pairs, double sigma)
       : pairs_(std::move(pairs)), sigma_(sigma) {}
 
   void Evaluate(const Structure& structure, std::vector<RestraintEquation>& equations) const override {
+    if (pairs_.size() == 2) {
+      RestraintEquation e;
+      const double first = DistanceWithSlopes(structure, pairs_[0].first, pairs_[0].second, 1.0, e);
+      e.deviation = DistanceWithSlopes(structure, pairs_[1].first, pairs_[1].second, -1.0, e) - first;
+      e.sigma = sigma_;
+      equations.push_back(std::move(e));
+      return;
+    }
     const double share = 1.0 / static_cast<double>(pairs_.size());
     double mean = 0.0;
     RestraintEquation unused;
@@ -119,7 +127,7 @@ void MakeSame(const RestraintInput& input, RestraintList& list) {
       if (separation == 0) continue;
       std::vector<std::pair<SiteImage, SiteImage>> pairs{{input.images[i], input.images[j]},
                                                          {PlainImage(followers[i]), PlainImage(followers[j])}};
-      list.push_back(std::make_unique<EqualDistances>(pairs, sigmas[separation] / std::sqrt(2.0)));
+      list.push_back(std::make_unique<EqualDistances>(pairs, sigmas[separation]));
     }
   }
 }

@@ -1,10 +1,13 @@
 #include "engine/run.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 
 #include "engine/atom_names.h"
+#include "engine/prepare.h"
 #include "engine/session.h"
+#include "engine/tables.h"
 #include "engine/weighting.h"
 #include "insfile/reader.h"
 #include "util/files.h"
@@ -70,7 +73,10 @@ bool ReadInput(Session& s, std::vector<Reflection>& raw, const LineSink& print, 
     problem = "CANNOT OPEN FILE " + s.base + ".hkl";
     return false;
   }
+  std::vector<std::string> notes;
+  PrepareDocument(s.document, messages, s.fresh, notes);
   s.job = MakeJob(s.document);
+  s.job.notes.insert(s.job.notes.end(), notes.begin(), notes.end());
   if (s.job.hkl.code != 4 && s.job.hkl.code != 5) {
     problem = Printf("HKLF %d IS NOT REFINED AGAINST, ONLY 4 AND 5", s.job.hkl.code);
     return false;
@@ -139,6 +145,39 @@ bool PrepareData(Session& s, const std::vector<Reflection>& raw, const LineSink&
   return true;
 }
 
+// Turns the groups that HFIX has just made to where the difference density along their circles is highest.
+void FindTorsions(Session& s) {
+  std::vector<HydrogenGroup*> groups;
+  std::vector<double> occupancies;
+  for (const Site& site : s.structure.sites) occupancies.push_back(site.occupancy);
+  for (HydrogenGroup& g : s.hydrogens) {
+    const AtomRecord* first = s.structure.sites[static_cast<size_t>(g.hydrogens[0])].atom;
+    if (!g.idealised || g.around.empty() || std::find(s.fresh.begin(), s.fresh.end(), first) == s.fresh.end()) continue;
+    groups.push_back(&g);
+    for (const int h : g.hydrogens) s.structure.sites[static_cast<size_t>(h)].occupancy = 0.0;
+  }
+  if (groups.empty()) return;
+  Calculated calculated;
+  DataPass pass(s.structure, s.observations, s.job.weights);
+  MatchScale(s.structure, pass, calculated);
+  const DensityMap map = MakeDifferenceMap(s.structure, s.observations, calculated);
+  for (size_t i = 0; i < occupancies.size(); ++i) s.structure.sites[i].occupancy = occupancies[i];
+  for (const HydrogenGroup* g : groups) {
+    double best = -1e30;
+    std::vector<Cartesian> places;
+    for (int torsion = 0; torsion < 360; torsion += 5) {
+      const std::vector<Cartesian> tried = PlaceAtTorsion(s.structure, *g, torsion);
+      double sum = 0.0;
+      for (const Cartesian& p : tried) sum += map.Interpolate(s.structure.metric.ToFractional(p));
+      if (sum > best) best = sum, places = tried;
+    }
+    for (size_t i = 0; i < g->hydrogens.size() && i < places.size(); ++i) {
+      s.structure.sites[static_cast<size_t>(g->hydrogens[i])].x = s.structure.metric.ToFractional(places[i]);
+    }
+  }
+  s.parametrisation.Apply(std::vector<double>(s.parametrisation.Size(), 0.0), s.structure);
+}
+
 void MakeMap(Session& s) {
   const DensityMap map = MakeDifferenceMap(s.structure, s.observations, s.result.calculated);
   s.mapSigma = map.sigma;
@@ -161,7 +200,12 @@ void PrintPeaks(const Session& s, const LineSink& print) {
 
 }  // namespace
 
-int RunJob(const std::string& base, const LineSink& print) {
+int RunJob(const std::string& base, const LineSink& console) {
+  std::string said;
+  const LineSink print = [&](const std::string& line) {
+    said += line + "\n";
+    console(line);
+  };
   const auto start = std::chrono::steady_clock::now();
   print(" marvik-refine: full-matrix least squares on F squared");
   print(" " + base);
@@ -172,6 +216,7 @@ int RunJob(const std::string& base, const LineSink& print) {
   if (!ReadInput(s, raw, print, problem) || !PrepareModel(s, problem)) return Fail(print, problem);
   for (const std::string& note : s.job.notes) print(" Note: " + note);
   if (!PrepareData(s, raw, print, problem)) return Fail(print, problem);
+  FindTorsions(s);
   s.result = Refine(s.job, s.structure, s.parametrisation, s.observations, s.restraints, print);
   if (s.result.failed) return Fail(print, s.result.problem);
   const RefinementResult& r = s.result;
@@ -189,6 +234,12 @@ int RunJob(const std::string& base, const LineSink& print) {
   const std::string text = ComposeResult(s, messages);
   if (text.empty()) return Fail(print, "THE RESULT CANNOT BE WRITTEN");
   if (WriteFileAtomically(base + ".res", text) != 0) return Fail(print, "CANNOT WRITE " + base + ".res");
+  s.bonds = MakeBonds(s.structure, s.document, s.job.commands);
+  if (WriteFileAtomically(base + ".lst", ComposeListing(s, said)) != 0) print(" ** CANNOT WRITE " + base + ".lst **");
+  if (WriteFileAtomically(base + ".cif", ComposeCif(s)) != 0) print(" ** CANNOT WRITE " + base + ".cif **");
+  if ((s.job.list == 4 || s.job.list == 6) && WriteFileAtomically(base + ".fcf", ComposeReflectionList(s)) != 0) {
+    print(" ** CANNOT WRITE " + base + ".fcf **");
+  }
   if (!r.problem.empty()) return Fail(print, r.problem);
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   print(Printf(" marvik-refine finished after %.2f s", seconds));

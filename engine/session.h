@@ -16,6 +16,7 @@ struct Session {
   std::string base;
   Document document;
   Job job;
+  std::vector<AtomRecord*> fresh;  // first hydrogens of groups made from HFIX whose torsion is not known yet
   Structure structure;
   NeighbourTable bonds;
   std::vector<HydrogenGroup> hydrogens;
