@@ -19,6 +19,8 @@ constexpr Rgb kSelectionOnWhite{200, 0, 200};
 constexpr double kOutsideSlab = 0.6;
 // A line of one pixel on the screen is one of 0.2 mm on paper.
 constexpr double kPageUnit = 20.0;
+// Thin lines of pictures of twice this side are two pixels wide, and so on.
+constexpr double kSidePerUnit = 1000.0;
 
 int16_t To16Bits(double v) {
   return static_cast<int16_t>(std::lround(std::clamp(v, -32768.0, 32767.0)));
@@ -159,6 +161,7 @@ void RenderFrame::SetUpMap() {
                  v.fullHeight - 1 - (v.viewportOffsetY + v.viewportHeight * 0.5) + v.deviceOriginY + v.panY};
   map_.ball = side / radius;
   map_.pen = side / radius * 0.5;
+  map_.unit = std::max(1.0, std::floor(side / kSidePerUnit));
   map_.whole = !options_->exact;
   map_.low = {static_cast<double>(v.deviceOriginX), static_cast<double>(v.deviceOriginY)};
   map_.high = {map_.low.x + v.fullWidth, map_.low.y + v.fullHeight};

@@ -10,6 +10,7 @@ namespace {
 constexpr double kWidestStick = 20000.0;  // device units
 // A pipe is as many times as wide as the stick of the same bond.
 constexpr double kPipeFactor = 3.0;
+constexpr double kLeastRimmed = 4.0;     // width of the thinnest stick with a rim, pixels
 constexpr double kThinPipe = 2.0;        // half a width in pixels
 constexpr float kLonePipeWidth = 0.15f;  // Å, of an atom without bonds
 // Strips of a pipe: their share of its width, their place across it, and their lightness.
@@ -104,6 +105,9 @@ void RenderFrame::DrawSticks(const FrameBond& bond, CanvasPoint a, CanvasPoint b
   }
   const Rgb colour = kBondClassColours[bond.order];
   const double width = StickWidth(bond.width);
+  // A dark rim keeps a stick apart from what lies behind it.
+  if (style == kSolid && bond.order == kSingle && width >= kLeastRimmed * map_.unit)
+    canvas_->Line(a, b, {MixColours(colour, kBlack, 0.7), width + 2.0 * map_.unit, LineStyle::Solid});
   if (bond.order == kSingle || bond.order == kPi) {
     drawBondLine(*canvas_, colour, a, b, std::max(width, map_.unit), style);
     return;

@@ -82,7 +82,7 @@ void RenderFrame::DrawEllipsoid(const FrameAtom& atom, const FrameEllipsoid& ell
     canvas_->FillEllipse(Thickened(shape), fill, {fill, 0.0, LineStyle::Solid});
     return;
   }
-  canvas_->FillEllipse(shape, fill, ThinPen(line));
+  canvas_->FillEllipse(shape, fill, ThinPen(Paper() ? MixColours(fill, kBlack, 0.75) : line));
   for (size_t k = 0; k < 3; ++k) {
     const ViewPoint& p = ellipsoid.axes[k];
     const ViewPoint& q = ellipsoid.axes[(k + 1) % 3];

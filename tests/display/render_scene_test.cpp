@@ -152,7 +152,11 @@ TEST(RenderScene, PageBallsAndGroups) {
   EXPECT_EQ(drawn.find("begin C1\ndisc 9741 13716 r 406.4 #4d4d4d\n"), 0u);
   EXPECT_NE(drawn.find("disc 9626.7 13601.7 r 50.8 #ffffff\ndisc 9626.7 13601.7 r 63.5 #ffffff\nend\n"),
             std::string::npos);
-  EXPECT_NE(drawn.find("begin C1-O1\nline 10028.368 13716 10757 13716 #cdcd00 w101.6\n"), std::string::npos);
+  EXPECT_NE(drawn.find("begin C1-O1\n"
+                       "line 10028.368 13716 10757 13716 #3e3e00 w141.6\n"
+                       "line 10028.368 13716 10757 13716 #cdcd00 w101.6\n"
+                       "line 10757 13716 10028.368 13716 #cdcd00 w20.32\nend\n"),
+            std::string::npos);
   EXPECT_EQ(scene.canvas.Count("disc"), 42);
 }
 
