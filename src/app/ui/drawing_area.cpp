@@ -14,9 +14,6 @@ namespace {
 
 constexpr int kUsualSide = 840;
 constexpr double kLabelPixels = 13.0;
-// Frames shorter than this are not worth stopping, and asking for the keyboard costs as much as drawing many atoms.
-constexpr qint64 kFirstPoll = 60;  // ms
-constexpr qint64 kPollEvery = 20;
 constexpr int kAtomsBetweenClocks = 64;
 
 // Sets the origin of the square for one frame; for everyone else the view starts at 0, 0.
@@ -123,7 +120,7 @@ void DrawingArea::DrawFrame() {
   if (dragging_) options.mode = kWireFrame;
   const SquareOrigin origin(bench_.view, size);
   clock_.start();
-  nextPoll_ = kFirstPoll;
+  nextPoll_ = firstPoll_;
   asked_ = 0;
   interrupted_ =
       !bench_.renderer.Render(bench_.document, bench_.view, options, *canvas_, [this] { return KeepGoing(); });
@@ -136,7 +133,7 @@ bool DrawingArea::KeepGoing() {
   if (++asked_ % kAtomsBetweenClocks != 0) return true;
   const qint64 now = clock_.elapsed();
   if (now < nextPoll_) return true;
-  nextPoll_ = now + kPollEvery;
+  nextPoll_ = now + pollEvery_;
   if (keyProbe_()) return ignoreHeldKey_;
   ignoreHeldKey_ = false;
   return true;

@@ -45,6 +45,11 @@ class DrawingArea : public QWidget {
   bool WasInterrupted() const { return interrupted_; }
   // What is asked during a long frame: whether a key that stops it is down.
   void SetKeyProbe(std::function<bool()> probe) { keyProbe_ = std::move(probe); }
+  // When that is first asked in a frame and how often then, ms.
+  void SetPollTimes(int first, int every) {
+    firstPoll_ = first;
+    pollEvery_ = every;
+  }
 
   QSize sizeHint() const override;
 
@@ -79,6 +84,9 @@ class DrawingArea : public QWidget {
   uint32_t targetMark_ = 0;
 
   QElapsedTimer clock_;
+  // Frames shorter than this are not worth stopping, and asking for the keyboard costs as much as drawing many atoms.
+  int firstPoll_ = 60;
+  int pollEvery_ = 20;
   qint64 nextPoll_ = 0;
   int asked_ = 0;
   bool ignoreHeldKey_ = false;

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDir>
 #include <QFileInfo>
 #include <QLabel>
 #include <QMenu>
@@ -177,7 +178,7 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
 QString MainWindow::DialogDirectory() const {
   const std::string& current = bench_.document.CurrentFile;
   if (!current.empty()) return QFileInfo(PathToText(current)).absolutePath();
-  return settings_.directory;
+  return QFileInfo(settings_.directory).isDir() ? settings_.directory : QDir::currentPath();
 }
 
 std::optional<std::string> MainWindow::AskFile(int id) {
@@ -195,6 +196,7 @@ bool MainWindow::MayClose() {
                   QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
   box.setInformativeText(tr("Do you want to save them before leaving?"));
   box.setDefaultButton(QMessageBox::Save);
+  box.button(QMessageBox::Discard)->setText(tr("&Don't Save"));
   const int answer = box.exec();
   if (answer == QMessageBox::Discard) return true;
   if (answer != QMessageBox::Save) return false;

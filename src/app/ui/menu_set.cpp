@@ -1,7 +1,9 @@
 #include "app/ui/menu_set.h"
 
+#include <QActionGroup>
 #include <QMenu>
 #include <QMenuBar>
+#include <algorithm>
 
 #include "app/ui/text.h"
 #include "app/workbench.h"
@@ -9,25 +11,39 @@
 namespace marvik {
 namespace {
 
+struct Reason {
+  EnabledRule rule;
+  const char* text;
+};
+constexpr Reason kReasons[] = {
+    {EnabledRule::Atoms, "There are no atoms: open a file first."},
+    {EnabledRule::Selection, "No atoms are selected: click some, or drag with Shift."},
+    {EnabledRule::PickedAtom, "This acts on one atom: right-click it."},
+    {EnabledRule::PickedBond, "This acts on one bond: right-click it."},
+    {EnabledRule::BondsChosen, "No bonds are selected: click some."},
+    {EnabledRule::RecentFile, "This place of the list is empty."},
+};
+
+// Why a command is not available now.
 QString ReasonFor(const CommandRow& row) {
   if (!row.run) return QString::fromUtf8(row.greyed);
-  switch (row.rule) {
-    case EnabledRule::Always:
-      return {};
-    case EnabledRule::Atoms:
-      return MenuSet::tr("There are no atoms: open a file first.");
-    case EnabledRule::Selection:
-      return MenuSet::tr("No atoms are selected: click some, or drag with Shift.");
-    case EnabledRule::PickedAtom:
-      return MenuSet::tr("This acts on one atom: right-click it.");
-    case EnabledRule::PickedBond:
-      return MenuSet::tr("This acts on one bond: right-click it.");
-    case EnabledRule::BondsChosen:
-      return MenuSet::tr("No bonds are selected: click some.");
-    case EnabledRule::RecentFile:
-      return MenuSet::tr("This place of the list is empty.");
+  const auto reason = std::ranges::find(kReasons, row.rule, &Reason::rule);
+  return reason == std::end(kReasons) ? QString() : MenuSet::tr(reason->text);
+}
+
+// Commands of which one is always in force are shown as such.
+QActionGroup* GroupOf(QMenu& menu, int id) {
+  const bool isMouseMode = id == kPanCommand || id == kRotateCommand;
+  const bool isRendition =
+      id == kWireFrameCommand || id == kBallAndStickCommand || id == kThermalEllipsoidCommand || id == kPipesCommand;
+  if (!isMouseMode && !isRendition) return nullptr;
+  const QString name = isMouseMode ? QStringLiteral("mouse mode") : QStringLiteral("rendition");
+  auto* group = menu.findChild<QActionGroup*>(name);
+  if (!group) {
+    group = new QActionGroup(&menu);
+    group->setObjectName(name);
   }
-  return {};
+  return group;
 }
 
 QString Escaped(const std::string& path) {
@@ -75,6 +91,7 @@ QAction* MenuSet::AddCommand(QMenu& menu, const MenuNode& node, bool inBar) {
   QAction* action = menu.addAction(text);
   action->setData(node.id);
   action->setCheckable(row && row->checked);
+  action->setActionGroup(GroupOf(menu, node.id));
   if (inBar && !shortcut.isEmpty()) action->setShortcut(QKeySequence(shortcut));
   if (node.id == kExitCommand) action->setMenuRole(QAction::QuitRole);
   if (node.id == kAboutCommand) action->setMenuRole(QAction::AboutRole);
@@ -89,8 +106,7 @@ void MenuSet::ShowState(QAction& action) const {
   if (action.isCheckable()) action.setChecked(CommandChecked(bench_, id));
   const QString reason = row && !enabled ? ReasonFor(*row) : QString();
   action.setStatusTip(reason);
-  // Without one of its own an action's tool tip is its text.
-  action.setToolTip(reason.isEmpty() ? QStringLiteral(" ") : reason);
+  action.setToolTip(reason);
 }
 
 void MenuSet::Refresh() {

@@ -44,6 +44,7 @@ std::optional<int> AskDepthCueLevel(QWidget* parent, int level) {
   bar->setValue(level);
   bar->setMinimumWidth(320);
   bar->setFocusPolicy(Qt::StrongFocus);
+  bar->setInvertedControls(false);  // the right arrow key raises the level
   auto* value = new QLabel(QString::number(bar->value()));
   value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
   value->setMinimumWidth(value->fontMetrics().horizontalAdvance(QStringLiteral("0000")));

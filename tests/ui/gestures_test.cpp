@@ -1,0 +1,288 @@
+#include <QLabel>
+#include <QMenu>
+#include <QTest>
+#include <QTimer>
+#include <QWheelEvent>
+#include <cmath>
+
+#include "display/view_state.h"
+
+#include "window_fixture.h"
+
+namespace marvik {
+namespace {
+
+using test::WindowTest;
+
+class GesturesTest : public WindowTest {
+ protected:
+  GesturesTest() { Load(); }
+
+  void Wheel(int delta) {
+    const QPointF at(300, 300);
+    QWheelEvent event(at, area->mapToGlobal(at), {}, {0, delta}, Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase,
+                      false);
+    QCoreApplication::sendEvent(area, &event);
+  }
+  void ExpectSameView(const ViewState& expected) const {
+    EXPECT_EQ(bench.view.modelview, expected.modelview);
+    EXPECT_EQ(bench.view.viewRadius, expected.viewRadius);
+    EXPECT_EQ(bench.view.panX, expected.panX);
+    EXPECT_EQ(bench.view.panY, expected.panY);
+  }
+};
+
+TEST_F(GesturesTest, ClickSelectsAndDeselects) {
+  Click(At("C1"));
+  Click(At("O1") + QPointF(3, -3));
+  EXPECT_EQ(SelectedNames(), "C1 O1");
+  Click(At("C1"));
+  EXPECT_EQ(SelectedNames(), "O1");
+  Click({10, 10});
+  EXPECT_EQ(SelectedNames(), "O1");
+  Click(Between("C1", "C2"));
+  EXPECT_EQ(bench.document.atoms.selectedBonds.size(), 1u);
+  Click(Between("C1", "C2"));
+  EXPECT_TRUE(bench.document.atoms.selectedBonds.empty());
+  // The second press of a double click counts like any other.
+  Mouse(QEvent::MouseButtonDblClick, At("Q1"), Qt::LeftButton, Qt::LeftButton);
+  Mouse(QEvent::MouseButtonRelease, At("Q1"), Qt::LeftButton, Qt::NoButton);
+  EXPECT_EQ(SelectedNames(), "O1 Q1");
+  EXPECT_EQ(bench.PickedAtom(), nullptr);
+}
+
+TEST_F(GesturesTest, ShakyClickIsNoDragAndDoesNotFlash) {
+  bench.RenditionMode = kBallAndStick;
+  area->Redraw();
+  Settle();
+  const Matrix4 before = bench.view.modelview;
+  Drag({At("C1"), At("C1") + QPointF(1, 1), At("C1") + QPointF(0, 2)}, {}, Qt::LeftButton,
+       [this] { EXPECT_FALSE(area->IsDragging()); });
+  EXPECT_EQ(SelectedNames(), "C1");
+  EXPECT_EQ(bench.view.modelview, before);
+}
+
+TEST_F(GesturesTest, DragTurnsADegreeForEachPixelInWireFrame) {
+  ViewState expected = bench.view;
+  expected.rotateView(7, {0, 1, 0}, true);
+  expected.rotateView(4, {1, 0, 0}, true);
+  expected.rotateView(13, {0, 1, 0}, true);
+  expected.rotateView(-2, {1, 0, 0}, true);
+  bench.RenditionMode = kPipes;
+  area->Redraw();
+  Settle();
+  QImage during;
+  Drag({{100, 100}, {107, 104}, {120, 102}}, {}, Qt::LeftButton, [&] {
+    EXPECT_TRUE(area->IsDragging());
+    EXPECT_EQ(bench.RenditionMode, kPipes);
+    during = area->Frame().copy();
+  });
+  ExpectSameView(expected);
+  EXPECT_EQ(SelectedNames(), "");
+  const QImage after = area->Frame().copy();
+  EXPECT_NE(during, after);
+  bench.RenditionMode = kWireFrame;
+  area->Redraw();
+  Settle();
+  EXPECT_EQ(during, area->Frame());
+}
+
+TEST_F(GesturesTest, ModifiersMoveZoomAndTurnAboutTheViewingAxis) {
+  const int ratio = static_cast<int>(area->devicePixelRatioF());
+  ViewState expected = bench.view;
+  expected.panX += 30 * ratio;
+  expected.panY -= 12 * ratio;
+  Drag({{100, 100}, {130, 88}}, Qt::ControlModifier);
+  ExpectSameView(expected);
+
+  ZoomByDrag(expected, 8);
+  ZoomByDrag(expected, -2);
+  Drag({{100, 100}, {100, 108}, {100, 106}, {103, 106}}, Qt::AltModifier);
+  ExpectSameView(expected);
+
+  expected.rotateView(25, {0, 0, 1}, true);
+  Drag({{100, 100}, {125, 140}}, Qt::ControlModifier | Qt::AltModifier);
+  ExpectSameView(expected);
+
+  Drag({{100, 100}, {110, 105}}, {}, Qt::MiddleButton, [this] { EXPECT_FALSE(area->IsDragging()); });
+  expected.panX += 10 * ratio;
+  expected.panY += 5 * ratio;
+  ExpectSameView(expected);
+
+  window->Run(kPanCommand);  // takes the panning back
+  Drag({{100, 100}, {90, 140}});
+  EXPECT_EQ(bench.view.panX, -10 * ratio);
+  EXPECT_EQ(bench.view.panY, 40 * ratio);
+}
+
+TEST_F(GesturesTest, RubberBandTogglesWhatLiesInside) {
+  Click(At("C1"));
+  const QImage plain = area->grab().toImage();
+  const QPointF corner = At("C1") - QPointF(20, 20);
+  const QPointF opposite = At("C2") + QPointF(20, 20);
+  const QPointF low(std::min(corner.x(), opposite.x()) - 30, std::min(corner.y(), opposite.y()) - 30);
+  const QPointF high(std::max(corner.x(), opposite.x()) + 30, std::max(corner.y(), opposite.y()) + 30);
+  Drag({high, {300, 300}, low}, Qt::ShiftModifier, Qt::LeftButton, [&] {
+    const QImage banded = area->grab().toImage();
+    const QPointF side = area->ToDevice({low.x(), (low.y() + high.y()) / 2});
+    const QPoint edge(static_cast<int>(side.x()), static_cast<int>(side.y()));
+    EXPECT_EQ(banded.pixel(edge) ^ plain.pixel(edge), 0x00ffffffu);
+    EXPECT_FALSE(area->IsDragging());
+  });
+  EXPECT_EQ(SelectedNames(), "C2");
+
+  // Escape while the button is down takes it back.
+  Mouse(QEvent::MouseButtonPress, {1, 1}, Qt::LeftButton, Qt::LeftButton, Qt::ShiftModifier);
+  Mouse(QEvent::MouseMove, {599, 599}, Qt::NoButton, Qt::LeftButton, Qt::ShiftModifier);
+  QTest::keyClick(area, Qt::Key_Escape);
+  Mouse(QEvent::MouseButtonRelease, {599, 599}, Qt::LeftButton, Qt::NoButton, Qt::ShiftModifier);
+  EXPECT_EQ(SelectedNames(), "C2");
+  Drag({{1, 1}, {599, 599}}, Qt::ShiftModifier);
+  EXPECT_EQ(SelectedNames(), "C1 O1 Q1");
+}
+
+TEST_F(GesturesTest, WheelZoomsInWholeStepsThatUndoEachOther) {
+  const double start = bench.view.viewRadius;
+  Wheel(120);
+  EXPECT_NEAR(bench.view.viewRadius, start * 11 / 12, 1e-9);
+  Wheel(60);
+  EXPECT_NEAR(bench.view.viewRadius, start * 11 / 12, 1e-9);
+  Wheel(60);
+  EXPECT_NEAR(bench.view.viewRadius, start * 121 / 144, 1e-9);
+  Wheel(-240);
+  EXPECT_NEAR(bench.view.viewRadius, start, 1e-9);
+}
+
+TEST_F(GesturesTest, KeysActOnTheView) {
+  struct Row {
+    Qt::Key key;
+    ViewKey view;
+  };
+  constexpr Row kRows[] = {
+      {Qt::Key_PageUp, ViewKey::PageUp}, {Qt::Key_PageDown, ViewKey::PageDown}, {Qt::Key_Home, ViewKey::Home},
+      {Qt::Key_End, ViewKey::End},       {Qt::Key_Left, ViewKey::Left},         {Qt::Key_Right, ViewKey::Right},
+      {Qt::Key_Up, ViewKey::Up},         {Qt::Key_Down, ViewKey::Down},         {Qt::Key_Insert, ViewKey::Insert},
+      {Qt::Key_Delete, ViewKey::Delete},
+  };
+  for (const Row& row : kRows) {
+    for (const bool shift : {false, true}) {
+      ViewState expected = bench.view;
+      PressViewKey(expected, row.view, shift);
+      QTest::keyClick(area, row.key, shift ? Qt::ShiftModifier : Qt::NoModifier);
+      ExpectSameView(expected);
+    }
+  }
+  QTest::keyClick(area, Qt::Key_Right, Qt::ControlModifier | Qt::ShiftModifier);
+  QTest::keyClick(area, Qt::Key_Up, Qt::ControlModifier);
+  EXPECT_EQ(bench.view.panX, 90);
+  EXPECT_EQ(bench.view.panY, -1);
+
+  ViewState expected = bench.view;
+  ZoomByDrag(expected, 1);
+  QTest::keyClick(area, Qt::Key_Plus, Qt::KeypadModifier);
+  ExpectSameView(expected);
+  ZoomByDrag(expected, -1);
+  QTest::keyClick(area, Qt::Key_Minus, Qt::KeypadModifier);
+  ExpectSameView(expected);
+}
+
+TEST_F(GesturesTest, BondWithTakesAClickedTarget) {
+  const auto bonded = [this] { return bench.document.atoms.FindBond(Atom("C2"), Atom("O1")) != nullptr; };
+  window->Run(237);
+  ASSERT_EQ(robot.seen.size(), 1);
+  EXPECT_EQ(robot.seen[0].text, "You must select at least one atom to bind to a target.");
+  EXPECT_FALSE(window->Input().PickPending());
+
+  Click(At("C2"));
+  window->Run(237);
+  EXPECT_TRUE(window->Input().PickPending());
+  EXPECT_EQ(area->cursor().shape(), Qt::CrossCursor);
+  Click({10, 10});
+  QTest::keyClick(area, Qt::Key_Enter);  // nothing named yet
+  EXPECT_TRUE(window->Input().PickPending());
+  Click(At("O1"));
+  EXPECT_FALSE(bonded());
+  QTest::keyClick(area, Qt::Key_Escape);
+  EXPECT_FALSE(window->Input().PickPending());
+  EXPECT_EQ(area->cursor().shape(), Qt::ArrowCursor);
+  QTest::keyClick(area, Qt::Key_Return);
+  EXPECT_FALSE(bonded());
+  EXPECT_EQ(SelectedNames(), "C2");
+
+  window->Run(237);
+  Click(At("Q1"));  // not that one
+  Click(At("O1"));
+  QTest::keyClick(area, Qt::Key_Return);
+  EXPECT_TRUE(bonded());
+  EXPECT_EQ(bench.document.atoms.bindPairs.pairs.size(), 1u);
+  EXPECT_TRUE(bench.modified);
+}
+
+TEST_F(GesturesTest, BondWithFromTheAtomMenuKeepsItsAtom) {
+  QTimer::singleShot(0, window.get(), [] {
+    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_NE(menu, nullptr);
+    for (QAction* action : menu->actions()) {
+      if (action->data().toInt() == 238) menu->setActiveAction(action);
+    }
+    QTest::keyClick(menu, Qt::Key_Return);
+  });
+  Mouse(QEvent::MouseButtonPress, At("Q1"), Qt::RightButton, Qt::RightButton);
+  EXPECT_TRUE(window->Input().PickPending());
+  EXPECT_EQ(bench.PickedAtom(), nullptr);
+  Click(At("O1"));
+  Click(At("O1"));  // a second click confirms
+  EXPECT_NE(bench.document.atoms.FindBond(Atom("Q1"), Atom("O1")), nullptr);
+  EXPECT_EQ(SelectedNames(), "");
+}
+
+TEST_F(GesturesTest, RightButtonOpensTheMenuOfWhatLiesThere) {
+  bench.ShowCell = true;
+  bench.LabelsOn = false;
+  const auto entries = [this](QPointF at) {
+    QString text;
+    QTimer::singleShot(0, window.get(), [&text, this] {
+      auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+      ASSERT_NE(menu, nullptr);
+      // The screen of a test has room for the menu at one resolution only.
+      if (bench.PickedAtom() && area->devicePixelRatioF() == 1.0) {
+        EXPECT_EQ(menu->pos(), area->mapToGlobal(At(bench.PickedAtom()->name.c_str()).toPoint()));
+      }
+      for (const QAction* action : menu->actions()) {
+        text += action->isSeparator() ? QStringLiteral("-") : action->text().section(QLatin1Char('\t'), 0, 0);
+        if (action->isChecked()) text += QLatin1Char('*');
+        text += QLatin1Char('|');
+      }
+      menu->close();
+    });
+    Mouse(QEvent::MouseButtonPress, at, Qt::RightButton, Qt::RightButton);
+    EXPECT_EQ(bench.PickedAtom(), nullptr);
+    EXPECT_EQ(bench.PickedBond(), nullptr);
+    return text.toStdString();
+  };
+  EXPECT_EQ(entries(At("O1") + QPointF(2, 2)),
+            "&Select|&Uniq|B&ond With...|S&ame...|&Move Near...|-|&Bonds and Angles|E&nviroment|&Centroid|&Edit|-|"
+            "&Toggle Label|&Position Label...|-|&Delete|");
+  EXPECT_EQ(entries(Between("C1", "C2")), "&Select|&Info|&Order|&Width|St&yle|-|&Delete|");
+  EXPECT_EQ(entries({5, 5}),
+            "&Wireframe*|&Ball and Stick|&Thermal Ellipsoid|&Pipes|-|&Labels|&Hydrogen Labels*|"
+            "H&ybrid Label Coloration|Show &Cell*|-|&Grow|P&ack...|T&rim|&unUNIQ|&Select...|&FMOL|");
+}
+
+TEST_F(GesturesTest, PointerTellsWhatLiesUnderIt) {
+  QString text;
+  QObject::connect(&window->Input(), &InputController::StatusText, window.get(), [&](const QString& t) { text = t; });
+  const auto hover = [&](QPointF at) {
+    text.clear();
+    Mouse(QEvent::MouseMove, at, Qt::NoButton, Qt::NoButton);
+    QTest::qWait(40);
+    return text.toStdString();
+  };
+  EXPECT_EQ(hover(At("O1")), "O1   O   0.7000 0.4000 0.5000   Uiso 0.0500 Å²");
+  EXPECT_EQ(hover(At("Q1")), "Q1   peak of 1.25 e/Å³   0.6000 0.7500 0.5000");
+  EXPECT_EQ(hover(Between("C1", "C2")), "C1 – C2   1.500 Å");
+  EXPECT_EQ(hover({590, 10}), "");
+}
+
+}  // namespace
+}  // namespace marvik

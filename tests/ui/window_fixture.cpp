@@ -1,0 +1,127 @@
+#include "window_fixture.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QTest>
+#include <QTimer>
+#include <clocale>
+#include <cstdio>
+#include <filesystem>
+
+namespace marvik::test {
+
+DialogRobot::DialogRobot() {
+  qApp->installEventFilter(this);
+}
+
+DialogRobot::~DialogRobot() {
+  qApp->removeEventFilter(this);
+}
+
+void DialogRobot::NextButton(const char* text) {
+  Next([wanted = QString::fromUtf8(text)](QWidget& box) {
+    for (QPushButton* button : box.findChildren<QPushButton*>()) {
+      if (button->text().remove(QLatin1Char('&')) == wanted) return button->click();
+    }
+    ADD_FAILURE() << "no button " << wanted.toStdString();
+    static_cast<QDialog&>(box).reject();
+  });
+}
+
+bool DialogRobot::eventFilter(QObject* watched, QEvent* event) {
+  auto* dialog = qobject_cast<QDialog*>(watched);
+  if (!dialog || event->type() != QEvent::Show) return false;
+  const auto* box = qobject_cast<QMessageBox*>(dialog);
+  seen.push_back({dialog->windowTitle(), box ? box->text() : QString(), box ? box->icon() : 0});
+  const Answer answer =
+      answers_.isEmpty() ? [](QWidget& w) { static_cast<QDialog&>(w).reject(); } : answers_.takeFirst();
+  QTimer::singleShot(0, dialog, [dialog, answer] { answer(*dialog); });
+  return false;
+}
+
+WindowTest::WindowTest() {
+  std::filesystem::create_directory(scratch / "pkg");
+  bench.keepsRecentFiles = true;
+  window = std::make_unique<MainWindow>(bench, messages);
+  area = &window->Area();
+  area->setFixedSize(600, 600);
+  window->show();
+  EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+}
+
+WindowTest::~WindowTest() {
+  // What a test left unsaved is no question.
+  bench.modified = false;
+  window.reset();
+}
+
+void WindowTest::Load() {
+  const std::string path = scratch.Put("model.res",
+                                       "TITL model\nCELL 0.71073 10 10 10 90 90 90\nZERR 1 0 0 0 0 0 0\nLATT -1\n"
+                                       "SFAC C O\nUNIT 2 1\nFVAR 1.0\n"
+                                       "C1 1 0.30 0.30 0.50 11.0 0.04\nC2 1 0.30 0.45 0.50 11.0 0.04\n"
+                                       "O1 2 0.70 0.40 0.50 11.0 0.05\nQ1 1 0.60 0.75 0.50 11.0 0.05 1.25\n"
+                                       "HKLF 4\nEND\n");
+  ASSERT_EQ(window->Run(kReadFileCommand, path), Outcome::Done);
+  // Along c, which runs along the Z axis, so that all four are seen side by side.
+  Settle();
+}
+
+void WindowTest::Settle() const {
+  QCoreApplication::processEvents();
+  QCoreApplication::processEvents();
+}
+
+QPointF WindowTest::At(const char* name) const {
+  const AtomRecord* atom = Atom(name);
+  return area->FromDevice(QPointF(atom->screenX, atom->screenY));
+}
+
+std::string WindowTest::SelectedNames() const {
+  std::string names;
+  for (const AtomRecord* atom : bench.document.atoms.selection) names += (names.empty() ? "" : " ") + atom->name;
+  return names;
+}
+
+void WindowTest::Mouse(QEvent::Type type, QPointF at, Qt::MouseButton button, Qt::MouseButtons held,
+                       Qt::KeyboardModifiers modifiers) {
+  QMouseEvent event(type, at, area->mapToGlobal(at), button, held, modifiers);
+  QCoreApplication::sendEvent(area, &event);
+}
+
+void WindowTest::Click(QPointF at, Qt::KeyboardModifiers modifiers) {
+  Mouse(QEvent::MouseButtonPress, at, Qt::LeftButton, Qt::LeftButton, modifiers);
+  Mouse(QEvent::MouseButtonRelease, at, Qt::LeftButton, Qt::NoButton, modifiers);
+  Settle();
+}
+
+void WindowTest::Drag(const QList<QPointF>& points, Qt::KeyboardModifiers modifiers, Qt::MouseButton button,
+                      const std::function<void()>& held) {
+  Mouse(QEvent::MouseButtonPress, points.front(), button, button, modifiers);
+  for (const QPointF& point : points.mid(1)) Mouse(QEvent::MouseMove, point, Qt::NoButton, button, modifiers);
+  Settle();
+  if (held) held();
+  Mouse(QEvent::MouseButtonRelease, points.back(), button, Qt::NoButton, modifiers);
+  Settle();
+}
+
+}  // namespace marvik::test
+
+// The platform without a display says what it lacks at every step.
+static void PrintUnlessKnown(QtMsgType, const QMessageLogContext&, const QString& text) {
+  if (!text.startsWith(QLatin1String("This plugin does not support"))) std::fprintf(stderr, "%s\n", qPrintable(text));
+}
+
+// The program's own main: the toolkit's application object lives as long as the tests.
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  qInstallMessageHandler(PrintUnlessKnown);
+  if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+  QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+  QApplication app(argc, argv);
+  std::setlocale(LC_NUMERIC, "C");
+  return RUN_ALL_TESTS();
+}

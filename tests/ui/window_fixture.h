@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QList>
+#include <QMouseEvent>
+#include <QString>
+#include <QWidget>
+#include <functional>
+#include <memory>
+
+#include "app/bench_fixture.h"
+#include "app/ui/drawing_area.h"
+#include "app/ui/input_controller.h"
+#include "app/ui/main_window.h"
+#include "app/ui/menu_set.h"
+#include "app/ui/window_messages.h"
+
+namespace marvik::test {
+
+// Answers every dialog that comes up, so that no test hangs, and keeps what it said. A dialog for which no answer was
+// put down is recorded and dismissed.
+class DialogRobot : public QObject {
+ public:
+  DialogRobot();
+  ~DialogRobot() override;
+  using Answer = std::function<void(QWidget&)>;
+  void Next(Answer answer) { answers_.push_back(std::move(answer)); }
+  // Clicks the button of that text ("Yes", without its "&") in the next box.
+  void NextButton(const char* text);
+
+  struct Seen {
+    QString title;
+    QString text;  // of a message box
+    int icon = 0;
+  };
+  QList<Seen> seen;
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  QList<Answer> answers_;
+};
+
+// A window of 600 nominal pixels a side with a structure whose atoms lie apart: C1 and C2 with a bond, O1, and the
+// peak Q1, all in one plane, seen along it in a cubic cell.
+class WindowTest : public testing::Test {
+ protected:
+  WindowTest();
+  ~WindowTest() override;
+
+  void Load();
+  void Settle() const;  // until events and repaints are done
+  AtomRecord* Atom(const char* name) const { return bench.document.atoms.FindAtom(name); }
+  // Where an atom is drawn, in the coordinates of mouse events.
+  QPointF At(const char* name) const;
+  QPointF Between(const char* a, const char* b) const { return (At(a) + At(b)) / 2; }
+  std::string SelectedNames() const;
+
+  void Mouse(QEvent::Type type, QPointF at, Qt::MouseButton button, Qt::MouseButtons held,
+             Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+  void Click(QPointF at, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+  // Press, a move to each point, release; `held` runs before the release.
+  void Drag(const QList<QPointF>& points, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
+            Qt::MouseButton button = Qt::LeftButton, const std::function<void()>& held = {});
+
+  ScratchFolder scratch;
+  WithVariable package{kPackageVariable, scratch / "pkg/"};
+  DialogRobot robot;
+  WindowMessages messages;
+  Workbench bench{messages};
+  std::unique_ptr<MainWindow> window;
+  DrawingArea* area = nullptr;
+};
+
+}  // namespace marvik::test

@@ -1,0 +1,199 @@
+#include <QDropEvent>
+#include <QFileDialog>
+#include <QInputDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QScrollBar>
+#include <QStatusBar>
+#include <QTest>
+#include <QUrl>
+
+#include "window_fixture.h"
+
+namespace marvik {
+namespace {
+
+class MainWindowTest : public test::WindowTest {
+ protected:
+  // Types a name into a file dialog and accepts it.
+  void NextFile(const std::string& name, QStringList* filters = nullptr) {
+    robot.Next([name, filters](QWidget& widget) {
+      auto& dialog = dynamic_cast<QFileDialog&>(widget);
+      if (filters) *filters = dialog.nameFilters();
+      dialog.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(QString::fromStdString(name));
+      static_cast<QDialog&>(dialog).accept();
+    });
+  }
+  QString StatusTexts() const {
+    QStringList texts;
+    for (const QLabel* label : window->statusBar()->findChildren<QLabel*>()) {
+      if (label->isVisible() && !label->text().isEmpty()) texts << label->text();
+    }
+    return texts.join(u'|');
+  }
+};
+
+TEST_F(MainWindowTest, TitleAndStatusFollowTheFile) {
+  EXPECT_EQ(window->windowTitle(), "Marvik[*]");
+  Load();
+  EXPECT_EQ(window->windowTitle(), "model.res[*]");
+  EXPECT_EQ(StatusTexts(), "3 atoms, 1 peak, 1 bond|model.res");
+  EXPECT_FALSE(window->isWindowModified());
+  Click(At("O1"));
+  window->Run(kKillSelectedCommand);
+  Settle();
+  EXPECT_TRUE(window->isWindowModified());
+  EXPECT_EQ(StatusTexts(), "2 atoms, 1 peak, 1 bond|model.res");
+  window->Run(kSaveCommand);
+  EXPECT_FALSE(window->isWindowModified());
+}
+
+TEST_F(MainWindowTest, OpenAndSaveAskForNames) {
+  const std::string lower = scratch.Put("small.res", "CELL 0.7 9 9 9 90 90 90\nSFAC C\nC1 1 0.1 0.1 0.1\nEND\n");
+  scratch.Put("LARGE.RES", scratch.Get("small.res"));
+  QStringList filters;
+  NextFile(lower, &filters);
+  window->Run(kOpenCommand);
+  EXPECT_EQ(bench.document.CurrentFile, lower);
+  ASSERT_EQ(filters.size(), 5);
+  EXPECT_EQ(filters[0], "Results Files (*.RES) (*.res *.RES)");
+  EXPECT_EQ(filters[4], "All Files (*.*) (*)");
+  EXPECT_EQ(robot.seen.takeLast().title, "Open a File");
+
+  NextFile("other", &filters);
+  window->Run(kSaveAsCommand);
+  EXPECT_EQ(robot.seen.takeLast().title, "Save a File");
+  EXPECT_EQ(filters.size(), 7);
+  EXPECT_EQ(bench.document.CurrentFile, scratch / "other.ins");
+  EXPECT_TRUE(scratch.Has("other.ins"));
+
+  // Cancelled, nothing happens.
+  EXPECT_EQ(window->Run(kOpenCommand), Outcome::Cancelled);
+  EXPECT_EQ(window->Run(kSaveAllCommand), Outcome::Cancelled);
+  EXPECT_EQ(window->windowTitle(), "other.ins[*]");
+}
+
+TEST_F(MainWindowTest, AMissingFileIsReportedOnce) {
+  window->OpenSoon(scratch / "nowhere.res");
+  QTest::qWait(20);
+  ASSERT_EQ(robot.seen.size(), 1);
+  EXPECT_EQ(robot.seen[0].title, "Error: File Unreadable");
+  EXPECT_TRUE(robot.seen[0].text.startsWith(QStringLiteral("This file is either missing, empty or corrupt:")));
+  EXPECT_EQ(window->windowTitle(), "Marvik[*]");
+  EXPECT_EQ(QApplication::overrideCursor(), nullptr);
+}
+
+TEST_F(MainWindowTest, ClosingProtectsUnsavedChanges) {
+  Load();
+  bench.SetModified(true);
+  robot.NextButton("Cancel");
+  EXPECT_FALSE(window->close());
+  EXPECT_TRUE(window->isVisible());
+  ASSERT_EQ(robot.seen.size(), 1);
+  EXPECT_EQ(robot.seen[0].title, "Unsaved Changes");
+
+  scratch.Put("model.res", "");
+  bench.document.stamp.reset();
+  robot.NextButton("Save");
+  EXPECT_TRUE(window->close());
+  EXPECT_NE(scratch.Get("model.res").find("C2"), std::string::npos);
+
+  window->show();
+  bench.SetModified(true);
+  robot.NextButton("Don't Save");
+  window->Run(kExitCommand);
+  EXPECT_FALSE(window->isVisible());
+  window->show();
+  bench.SetModified(false);
+  EXPECT_TRUE(window->close());
+  EXPECT_EQ(robot.seen.size(), 3);
+}
+
+TEST_F(MainWindowTest, ADroppedFileIsOpened) {
+  const std::string path = scratch.Put("d.res", "CELL 0.7 9 9 9 90 90 90\nSFAC C\nC1 1 0.1 0.1 0.1\nEND\n");
+  QMimeData data;
+  data.setUrls({QUrl::fromLocalFile(QString::fromStdString(path))});
+  QDragEnterEvent enter({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(window.get(), &enter);
+  EXPECT_TRUE(enter.isAccepted());
+  QDropEvent drop({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(window.get(), &drop);
+  QTest::qWait(20);
+  EXPECT_EQ(bench.document.CurrentFile, path);
+
+  QMimeData text;
+  text.setText(QStringLiteral("no file"));
+  QDragEnterEvent other({10, 10}, Qt::CopyAction, &text, Qt::LeftButton, Qt::NoModifier);
+  other.ignore();
+  QCoreApplication::sendEvent(window.get(), &other);
+  EXPECT_FALSE(other.isAccepted());
+}
+
+TEST_F(MainWindowTest, DepthCueDialogMovesByItsSteps) {
+  Load();
+  robot.Next([this](QWidget& dialog) {
+    auto* bar = dialog.findChild<QScrollBar*>();
+    EXPECT_EQ(bar->value(), 50);
+    QTest::keyClick(bar, Qt::Key_Right);
+    EXPECT_EQ(bar->value(), 51);
+    QTest::keyClick(bar, Qt::Key_PageUp);
+    EXPECT_EQ(bar->value(), 61);
+    bar->triggerAction(QScrollBar::SliderToMaximum);
+    bar->triggerAction(QScrollBar::SliderSingleStepAdd);
+    EXPECT_EQ(bar->value(), 100);
+    QTest::keyClick(bar, Qt::Key_Return);
+  });
+  window->Run(kDepthCueCommand);
+  EXPECT_EQ(robot.seen.at(0).title, "Z Level Depth Cue");
+  EXPECT_EQ(bench.view.depthCueLevel, 100);
+  robot.Next([](QWidget& dialog) {
+    dialog.findChild<QScrollBar*>()->setValue(3);
+    static_cast<QDialog&>(dialog).reject();
+  });
+  EXPECT_EQ(window->Run(kDepthCueCommand), Outcome::Cancelled);
+  EXPECT_EQ(bench.view.depthCueLevel, 100);
+}
+
+TEST_F(MainWindowTest, SelectAsksForAtomsAndRemembersWhatWasEntered) {
+  Load();
+  const auto enter = [this](const char* expected, const char* text) {
+    robot.Next([=](QWidget& dialog) {
+      auto* line = dialog.findChild<QLineEdit*>();
+      EXPECT_EQ(line->text(), QLatin1String(expected));
+      line->setText(QLatin1String(text));
+      static_cast<QDialog&>(dialog).accept();
+    });
+    window->Run(144);
+  };
+  enter("", " C* ");
+  EXPECT_EQ(SelectedNames(), "C1 C2");
+  EXPECT_EQ(robot.seen.at(0).title, "Select");
+  enter("C*", "$O");
+  EXPECT_EQ(SelectedNames(), "O1");
+}
+
+TEST_F(MainWindowTest, PlaceAndDirectoryAreRemembered) {
+  NextFile(scratch.Put("small.res", "CELL 0.7 9 9 9 90 90 90\nSFAC C\nC1 1 0.1 0.1 0.1\nEND\n"));
+  window->Run(kOpenCommand);
+  area->setMinimumSize(160, 160);
+  area->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+  Settle();
+  window->resize(444, 333);
+  EXPECT_TRUE(window->close());
+  EXPECT_TRUE(scratch.Has("pkg/marvikui.ini"));
+  Workbench second(messages);
+  MainWindow again(second, messages);
+  EXPECT_EQ(again.size(), QSize(444, 333));
+  QString directory;
+  robot.Next([&](QWidget& dialog) {
+    directory = dynamic_cast<QFileDialog&>(dialog).directory().path();
+    static_cast<QDialog&>(dialog).reject();
+  });
+  again.Run(kOpenCommand);
+  EXPECT_EQ(directory.toStdString() + "/", scratch / "");
+}
+
+}  // namespace
+}  // namespace marvik
