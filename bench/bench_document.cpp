@@ -1,0 +1,82 @@
+#include <benchmark/benchmark.h>
+#include <cstdio>
+#include <map>
+#include <string>
+
+#include "cryst/connectivity.h"
+#include "insfile/reader.h"
+#include "insfile/writer.h"
+#include "model/undo.h"
+
+namespace marvik {
+namespace {
+
+// A molecular crystal of so many atoms, as scripts/make_big_model.py writes it.
+const std::string& ModelText(int64_t atoms) {
+  static std::map<int64_t, std::string> texts;
+  std::string& text = texts[atoms];
+  if (text.empty()) {
+    const std::string command = "python3 '" MARVIK_SCRIPTS "/make_big_model.py' " + std::to_string(atoms);
+    if (FILE* pipe = popen(command.c_str(), "r")) {
+      char block[65536];
+      for (size_t n; (n = fread(block, 1, sizeof block, pipe)) > 0;) text.append(block, n);
+      pclose(pipe);
+    }
+  }
+  return text;
+}
+
+// Nothing to measure without the model.
+bool Load(benchmark::State& state, Document& document) {
+  RecordingMessages messages;
+  InitElementTable(document.elements, false);
+  if (!ReadInstructionText(document, ModelText(state.range(0)), messages)) {
+    state.SkipWithError("the model could not be made");
+    return false;
+  }
+  Connect(document, messages);
+  return true;
+}
+
+void Read(benchmark::State& state) {
+  Document document;
+  if (!Load(state, document)) return;
+  RecordingMessages messages;
+  for (auto _ : state) ReadInstructionText(document, ModelText(state.range(0)), messages);
+}
+BENCHMARK(Read)->Arg(2000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+void Write(benchmark::State& state) {
+  Document document;
+  if (!Load(state, document)) return;
+  RecordingMessages messages;
+  std::string text;
+  for (auto _ : state) ComposeInstructionText(document, text, messages);
+}
+BENCHMARK(Write)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+void Connectivity(benchmark::State& state) {
+  Document document;
+  if (!Load(state, document)) return;
+  RecordingMessages messages;
+  for (auto _ : state) Connect(document, messages);
+}
+BENCHMARK(Connectivity)->Arg(9920)->Arg(99200)->Unit(benchmark::kMillisecond);
+
+// One edit, its snapshot taken before, and the way back.
+void UndoOneEdit(benchmark::State& state) {
+  Document document;
+  if (!Load(state, document)) return;
+  UndoHistory history;
+  double shift = 0.0;
+  for (auto _ : state) {
+    history.Begin(document, "Edit");
+    document.atoms.head->fract.x = shift += 1e-6;
+    history.Settle(document);
+    history.Undo(document);
+  }
+}
+BENCHMARK(UndoOneEdit)->Arg(20000)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace marvik
