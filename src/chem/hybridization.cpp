@@ -4,6 +4,8 @@
 #include <cmath>
 #include <initializer_list>
 
+#include "cryst/connectivity.h"
+
 namespace marvik {
 
 namespace {
@@ -57,7 +59,7 @@ Class ClassifySecondRow(const AtomRecord& atom, const std::vector<NeighbourImage
 }
 
 Class Classify(const AtomRecord& atom, const std::vector<NeighbourImage>& b) {
-  const int z = atom.element->atomicNumber;
+  const int z = ChemicalNumber(atom);
   const int n = static_cast<int>(b.size());
   if (z == 1) return {kHybridS, n};
   if (IsOneOf(z, {3, 11, 19, 37, 55, 87})) return {kHybridS, 0, 1};
@@ -98,7 +100,12 @@ double PlaneDeviation(const Cartesian& centre, const Cartesian& b1, const Cartes
   return Dot(PlaneNormal(scatter), centre - mean);
 }
 
-bool HybridizeAll(Document& document, UserMessages& messages) {
+int ChemicalNumber(const AtomRecord& atom) {
+  const int row = atom.element->atomicNumber;
+  return row == kDeuteriumRow ? kHydrogenRow : row;
+}
+
+bool HybridizeAll(Document& document, UserMessages& messages, ProgramHydrogens hydrogens) {
   for (const AtomRecord* atom : Atoms(document.atoms))
     if (atom->IsPeak()) {
       messages.Show({MessageIcon::Warning, "Error: Q-Peaks Present",
@@ -106,11 +113,13 @@ bool HybridizeAll(Document& document, UserMessages& messages) {
                      "structure."});
       return false;
     }
-  const NeighbourSearch search(document, 0.5);
+  const NeighbourSearch search(document, kBondTolerance);
   for (AtomRecord* atom : Atoms(document.atoms, kVisibleOnly | kNoGenerated)) {
-    std::vector<NeighbourImage> neighbours = search.FindNeighbours(*atom, 0.5);
-    std::erase_if(neighbours,
-                  [](const NeighbourImage& b) { return b.atom->element->atomicNumber > kHeaviestNeighbour; });
+    std::vector<NeighbourImage> neighbours = search.FindBonded(*atom, kBondTolerance);
+    std::erase_if(neighbours, [hydrogens](const NeighbourImage& b) {
+      return ChemicalNumber(*b.atom) > kHeaviestNeighbour ||
+             (hydrogens == ProgramHydrogens::Ignored && (b.atom->flags2 & kProgramHydrogen));
+    });
     const Class result = Classify(*atom, neighbours);
     atom->SetHybridization(result.hybridization);
     atom->hydrogenCount = static_cast<int8_t>(std::clamp(result.hydrogens, -128, 127));
