@@ -10,10 +10,17 @@ namespace marvik {
 
 namespace {
 
-bool IsLongForm(const Document& document, size_t index) {
+// What the file said about an entry, null for one that was made since.
+const SfacForm* FormOf(const Document& document, size_t index) {
   const Instructions& in = document.instructions;
-  const ElementInfo& row = document.elements[in.sfac[index]];
-  return row.sfacCoefficients[0] != 0.0 || (index < in.sfacForms.size() && in.sfacForms[index].longForm);
+  if (index >= in.sfacForms.size()) return nullptr;
+  const SfacForm& form = in.sfacForms[index];
+  return ElementTable::ElementFromLabel(form.label) == in.sfac[index] ? &form : nullptr;
+}
+
+bool IsLongForm(const Document& document, size_t index) {
+  const SfacForm* form = FormOf(document, index);
+  return form ? form->longForm : document.elements[document.instructions.sfac[index]].sfacCoefficients[0] != 0.0;
 }
 
 std::string ComposeLatt(const Document& document) {
@@ -149,13 +156,10 @@ constexpr std::array<InstructionForm, kInstructionForms> kForms{{
 }  // namespace
 
 std::string SfacLabel(const Document& document, size_t index) {
-  const Instructions& in = document.instructions;
-  const int row = in.sfac[index];
+  const int row = document.instructions.sfac[index];
   const std::string symbol(row == kUnknownRow ? std::string_view() : document.elements[row].Symbol());
-  if (index >= in.sfacForms.size()) return symbol;
-  const std::string& label = in.sfacForms[index].label;
-  const bool saysMore = ElementTable::ElementFromLabel(label) == row && UpperCase(label) != UpperCase(symbol);
-  return saysMore ? label : symbol;
+  const SfacForm* form = FormOf(document, index);
+  return form && UpperCase(form->label) != UpperCase(symbol) ? form->label : symbol;
 }
 
 SfacOrder OrderOfSfac(const Document& document) {

@@ -54,9 +54,17 @@ struct AtomFields {
   size_t count = 0;                 // words up to the first that is no number, all words counted when they all are
 };
 
+// A name is written at the start of a line, so it must not be an instruction there.
+bool IsAtomName(std::string_view word) {
+  double value = 0.0;
+  const LineHead head = HeadOf(word);
+  return head.keyword == InstructionKeyword::kAtomLine && !head.later && !head.include &&
+         !ParseWholeNumber(word, value);
+}
+
 bool IsAtomLine(const ReadState& s, AtomFields& fields) {
   double value = 0.0;
-  if (s.words.size() < 5 || ParseWholeNumber(s.words[0], value)) return false;
+  if (s.words.size() < 5 || !IsAtomName(s.words[0])) return false;
   fields.count = 1;
   for (size_t i = 1; i < s.words.size() && TakeNumber(s.words[i], value); ++i) {
     if (i < fields.values.size()) fields.values[i] = value;
@@ -111,7 +119,7 @@ void TakeCurrentState(ReadState& s, AtomRecord& atom) {
   s.pendingLines.clear();
   if (s.pendingSame) {
     atom.MutableExtras().sameGroup = std::move(s.pendingSame);
-    s.sameLines.push_back({&atom, std::move(s.pendingSameLine)});
+    s.sameLines.push_back({&atom, std::move(s.pendingSameLine), s.pendingSameAt});
     s.pendingSame.reset();
   }
 }
@@ -178,10 +186,10 @@ void HandleSame(ReadState& s) {
   }
   s.pendingSame = SameGroup{{s.words.begin(), s.words.end()}, {}};
   s.pendingSameLine = s.Kept();
+  s.pendingSameAt = s.pendingLines.size();
 }
 
 void HandleAtomLine(ReadState& s) {
-  if (s.line.head.later || s.line.head.include) return s.KeepLine();
   AtomFields fields;
   if (!IsAtomLine(s, fields)) return s.KeepLine();
   AtomRecord* atom = s.document.atoms.CreateAtom(s.document.elements, s.messages);

@@ -21,9 +21,7 @@ std::vector<size_t> ArrangeSfac(ReadState& s) {
   const size_t n = in.sfac.size();
   std::vector<size_t> order(n);
   for (size_t i = 0; i < n; ++i) order[i] = i;
-  std::stable_partition(order.begin(), order.end(), [&](size_t i) {
-    return !in.sfacForms[i].longForm && s.document.elements[in.sfac[i]].sfacCoefficients[0] == 0.0;
-  });
+  std::stable_partition(order.begin(), order.end(), [&](size_t i) { return !in.sfacForms[i].longForm; });
   std::vector<size_t> place(n);
   for (size_t i = 0; i < n; ++i) place[order[i]] = i;
   if (std::is_sorted(order.begin(), order.end())) return place;
@@ -154,7 +152,7 @@ void SettleNames(ReadState& s) {
                                    [&](const std::string& name) { return names.Find(name, -1) != nullptr; });
     if (known) continue;
     extras.sameGroup.reset();
-    extras.linesBefore += same.text + "\n";
+    extras.linesBefore.insert(same.at, same.text + "\n");
   }
   for (const ReadState::PairLine& pair : s.pairLines) {
     AtomRecord* a = names.Find(pair.names[0], pair.residue);

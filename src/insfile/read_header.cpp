@@ -197,6 +197,7 @@ void Rem(ReadState& s) {
                                          "option in the edit menu is set, saved packed structures\n"
                                          "will not display properly.)"},
                                         Unattended::Yes);
+  s.inGrownSection = s.afterEnd;
   if (show) return;
   s.stopped = true;
   while (s.source.Next(s.line)) s.Drop(s.Kept());
@@ -223,7 +224,16 @@ void Sfac(ReadState& s) {
     return &s.document.elements[row];
   };
   // Neutron data begin with 0, so any number makes the long form.
-  if (s.words.size() < 2 || !IsNumber(s.words[1])) {
+  const bool isLong = s.words.size() > 1 && IsNumber(s.words[1]);
+  const size_t labels = isLong ? 1 : s.words.size();
+  const auto isLabel = [](std::string_view word) {
+    const char c = static_cast<char>(word[0] & ~0x20);
+    return (c >= 'A' && c <= 'Z') || word[0] == '$';
+  };
+  if (!std::all_of(s.words.begin(), s.words.begin() + static_cast<std::ptrdiff_t>(labels), isLabel)) {
+    return s.Keep(KeptPlace::AfterSfac);
+  }
+  if (!isLong) {
     for (const std::string_view label : s.words) add(label, false)->sfacCoefficients[0] = 0.0;
     return RememberShortSfac(s);
   }

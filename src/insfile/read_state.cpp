@@ -77,7 +77,7 @@ void ReadState::Remember(const char* key) {
 
 void ReadState::FlushPending() {
   std::string& trailing = document.atoms.trailingLines;
-  if (pendingSame) trailing += pendingSameLine + "\n";
+  if (pendingSame) pendingLines.insert(pendingSameAt, pendingSameLine + "\n");
   pendingSame.reset();
   trailing += pendingLines;
   pendingLines.clear();

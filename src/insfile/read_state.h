@@ -71,6 +71,7 @@ class ReadState {
   std::vector<int> stateResidues;  // those that the state lines name
   std::optional<SameGroup> pendingSame;
   std::string pendingSameLine;
+  size_t pendingSameAt = 0;      // where it stood among the pending lines
   std::string refusedSameLines;  // each behind a line feed
 
   struct SymmLine {
@@ -89,6 +90,7 @@ class ReadState {
   struct SameLine {
     AtomRecord* atom;
     std::string text;
+    size_t at;  // in the lines before the atom
   };
   std::vector<SameLine> sameLines;
   struct Original {
