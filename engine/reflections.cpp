@@ -30,6 +30,14 @@ int BlankSeparated(std::string_view line, std::array<double, 6>& values) {
   return n;
 }
 
+// Whether the line means other numbers when it is split at blanks, with the same indices.
+bool LooksWide(std::string_view line, const std::array<double, 6>& v) {
+  std::array<double, 6> free{};
+  if (BlankSeparated(line, free) < 5 || free[0] != v[0] || free[1] != v[1] || free[2] != v[2]) return false;
+  const auto differ = [](double a, double b) { return std::fabs(a - b) > 1e-3 * std::fabs(a); };
+  return differ(free[3], v[3]) || differ(free[4], v[4]);
+}
+
 struct Keyed {
   Miller key{};
   Reflection reflection;
@@ -108,11 +116,7 @@ HklFile ParseHklFile(const std::string& content, const HklFormat& format) {
       continue;
     }
     if (v[0] == 0.0 && v[1] == 0.0 && v[2] == 0.0) break;
-    std::array<double, 6> free{};
-    if (file.reflections.size() < 200 && BlankSeparated(line, free) >= 5 &&
-        std::fabs(free[3] - v[3]) > 1e-3 * std::fabs(v[3]) && free[0] == v[0] && free[1] == v[1] && free[2] == v[2]) {
-      ++suspicious;
-    }
+    if (file.reflections.size() < 200 && LooksWide(line, v)) ++suspicious;
     Reflection r;
     for (size_t i = 0; i < 3; ++i) {
       const double index =
