@@ -46,26 +46,6 @@ TEST(RenderEllipsoid, OutlineIsTheSilhouette) {
   }
 }
 
-// The conic by the quadric's own matrix: with vᵀ·a·v = 1, c = a11 - a13²/a33 and so on, and its semi-axes 1/√λ.
-TEST(RenderEllipsoid, OutlineAgreesWithTheQuadric) {
-  std::mt19937 random(3);
-  for (int n = 0; n < 100; ++n) {
-    const auto axes = RandomAxes(random);
-    Mat3 a;
-    for (const ViewPoint& axis : axes) {
-      const double weight = 1.0 / (Dot(axis, axis) * Dot(axis, axis));
-      for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) a[i][static_cast<size_t>(j)] += axis[i] * axis[j] * weight;
-    }
-    const double c11 = a[0][0] - a[0][2] * a[0][2] / a[2][2];
-    const double c12 = a[0][1] - a[0][2] * a[1][2] / a[2][2];
-    const double c22 = a[1][1] - a[1][2] * a[1][2] / a[2][2];
-    const OutlineConic outline = OutlineOf(axes);
-    for (const ViewPoint& v : {outline.p, outline.q, (outline.p + outline.q) * std::sqrt(0.5)})
-      EXPECT_NEAR(c11 * v.x * v.x + 2.0 * c12 * v.x * v.y + c22 * v.y * v.y, 1.0, 1e-8);
-  }
-}
-
 TEST(RenderEllipsoid, FrontHalvesFaceTheViewer) {
   std::mt19937 random(11);
   for (int n = 0; n < 50; ++n) {

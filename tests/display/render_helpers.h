@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cmath>
 #include <string>
 
 #include "cryst/connectivity.h"
@@ -49,48 +48,5 @@ inline std::string Only(const std::string& recording, std::string_view word) {
   }
   return result;
 }
-
-// Passes on nothing and counts calls with numbers that are not finite.
-class FiniteCanvas : public Canvas {
- public:
-  int faults = 0;
-  int calls = 0;
-
-  void Clear(Rgb) override {}
-  void Lines(std::span<const LinePiece> pieces, const Pen& pen) override {
-    calls += static_cast<int>(pieces.size());
-    See(pen.width);
-  }
-  void Line(CanvasPoint a, CanvasPoint b, const Pen& pen) override { See(a), See(b), See(pen.width); }
-  void FillEllipse(const EllipseShape& shape, Rgb, const Pen& outline) override { See(shape), See(outline.width); }
-  void DiscStack(CanvasPoint centre, std::span<const Disc> discs) override {
-    See(centre);
-    for (const Disc& disc : discs) {
-      See(disc.offset);
-      See(disc.radius);
-      if (disc.radius < 0.0) ++faults;
-    }
-  }
-  void Arc(const EllipseShape& shape, double t0, double t1, const Pen&) override {
-    See(shape), See(t0), See(t1);
-    if (!(t1 > t0)) ++faults;
-  }
-  void Polygon(std::span<const CanvasPoint> points, Rgb, const Pen&) override {
-    for (const CanvasPoint& p : points) See(p);
-  }
-  void Polyline(std::span<const CanvasPoint> points, const Pen&) override {
-    for (const CanvasPoint& p : points) See(p);
-  }
-  void Text(CanvasPoint at, TextAnchor, std::string_view, Rgb) override { See(at); }
-  CanvasPoint TextSize(std::string_view text) override { return {6.0 * static_cast<double>(text.size()), 10.0}; }
-
- private:
-  void See(double v) {
-    ++calls;
-    if (!std::isfinite(v)) ++faults;
-  }
-  void See(CanvasPoint p) { See(p.x), See(p.y); }
-  void See(const EllipseShape& e) { See(e.centre), See(e.p), See(e.q); }
-};
 
 }  // namespace marvik::test
