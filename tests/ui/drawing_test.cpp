@@ -125,6 +125,24 @@ TEST_F(DrawingTest, AKeyStopsALongFrame) {
   EXPECT_FALSE(area->WasInterrupted());
 }
 
+TEST_F(DrawingTest, WhereFramesTakeLongTheViewMovesAsAWireFrame) {
+  Load();
+  bench.RenditionMode = kBallAndStick;
+  area->Redraw();
+  Settle();
+  const QImage full = area->Frame().copy();
+  area->SetSlowFrame(1e6);
+  area->RedrawMoving();
+  Settle();
+  EXPECT_EQ(area->Frame(), full);
+  area->SetSlowFrame(0.0);
+  area->RedrawMoving();
+  Settle();
+  EXPECT_NE(area->Frame(), full);
+  QTest::qWait(300);  // at rest
+  EXPECT_EQ(area->Frame(), full);
+}
+
 TEST_F(DrawingTest, AnEmptyDocumentShowsWhatToDo) {
   Settle();
   const auto shown = [this] { return area->grab().toImage().convertToFormat(QImage::Format_RGB32); };

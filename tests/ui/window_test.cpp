@@ -1,3 +1,4 @@
+#include <QDoubleSpinBox>
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QInputDialog>
@@ -5,10 +6,13 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QRadioButton>
 #include <QScrollBar>
 #include <QStatusBar>
 #include <QTest>
 #include <QUrl>
+
+#include "app/ui/dialogs/argument_dialogs.h"
 
 #include "window_fixture.h"
 
@@ -172,6 +176,27 @@ TEST_F(MainWindowTest, SelectAsksForAtomsAndRemembersWhatWasEntered) {
   EXPECT_EQ(robot.seen.at(0).title, "Select");
   enter("C*", "$O");
   EXPECT_EQ(SelectedNames(), "O1");
+}
+
+TEST_F(MainWindowTest, PackParametersComeAsTheCommandTakesThem) {
+  const auto ask = [this](const char* before, const std::function<void(QWidget&)>& change) {
+    robot.Next([&change](QWidget& dialog) {
+      change(dialog);
+      static_cast<QDialog&>(dialog).accept();
+    });
+    return AskPackParameters(window.get(), before).value_or("cancelled");
+  };
+  EXPECT_EQ(ask("", [](QWidget&) {}), "0,1,0,1,0,1");
+  EXPECT_EQ(robot.seen.at(0).title, "Pack Parameters");
+  EXPECT_EQ(ask("-0.5,2,0,1,0,1.25,atoms", [](QWidget&) {}), "-0.5,2,0,1,0,1.25,atoms");
+  EXPECT_EQ(ask("0,1,0,1,0,1,atoms",
+                [](QWidget& dialog) {
+                  dialog.findChildren<QDoubleSpinBox*>()[3]->setValue(3.0);
+                  dialog.findChildren<QRadioButton*>()[0]->setChecked(true);
+                }),
+            "0,1,0,3,0,1");
+  robot.Next([](QWidget& dialog) { static_cast<QDialog&>(dialog).reject(); });
+  EXPECT_EQ(AskPackParameters(window.get(), ""), std::nullopt);
 }
 
 TEST_F(MainWindowTest, PlaceAndDirectoryAreRemembered) {

@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kUsualSide = 840;
 constexpr double kLabelPixels = 13.0;
+constexpr int kRest = 250;  // ms without a change after which the view counts as at rest
 constexpr int kAtomsBetweenClocks = 64;
 
 // Sets the origin of the square for one frame; for everyone else the view starts at 0, 0.
@@ -45,6 +46,9 @@ DrawingArea::DrawingArea(Workbench& bench, QWidget* parentWidget)
   setMouseTracking(true);
   setFocusPolicy(Qt::StrongFocus);
   setMinimumSize(160, 160);
+  restTimer_.setSingleShot(true);
+  restTimer_.setInterval(kRest);
+  connect(&restTimer_, &QTimer::timeout, this, &DrawingArea::Redraw);
 }
 
 DrawingArea::~DrawingArea() = default;
@@ -62,8 +66,17 @@ QSize DrawingArea::DeviceSize() const {
 }
 
 void DrawingArea::Redraw() {
+  moving_ = false;
+  restTimer_.stop();
   stale_ = true;
   update();
+}
+
+void DrawingArea::RedrawMoving() {
+  Redraw();
+  if (bench_.RenditionMode == kWireFrame || fullFrame_ <= slowFrame_) return;
+  moving_ = true;
+  restTimer_.start();
 }
 
 void DrawingArea::HoldFrames(bool on) {
@@ -100,7 +113,7 @@ void DrawingArea::FitToSize() {
 
 void DrawingArea::resizeEvent(QResizeEvent*) {
   FitToSize();
-  stale_ = true;
+  RedrawMoving();
 }
 
 void DrawingArea::DrawFrame() {
@@ -117,13 +130,15 @@ void DrawingArea::DrawFrame() {
   canvas_->SetTarget(pixels, size.width(), size.height(), stride);
 
   RenderOptions options = bench_.ScreenOptions();
-  if (dragging_) options.mode = kWireFrame;
+  const bool wire = dragging_ || moving_;
+  if (wire) options.mode = kWireFrame;
   const SquareOrigin origin(bench_.view, size);
   clock_.start();
   nextPoll_ = firstPoll_;
   asked_ = 0;
   interrupted_ =
       !bench_.renderer.Render(bench_.document, bench_.view, options, *canvas_, [this] { return KeepGoing(); });
+  if (!wire) fullFrame_ = static_cast<double>(clock_.nsecsElapsed()) / 1e6;
   stale_ = false;
   ++framesDrawn_;
   if (interrupted_) Q_EMIT Interrupted();

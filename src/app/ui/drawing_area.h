@@ -2,6 +2,7 @@
 
 #include <QElapsedTimer>
 #include <QImage>
+#include <QTimer>
 #include <QWidget>
 #include <functional>
 #include <memory>
@@ -24,6 +25,8 @@ class DrawingArea : public QWidget {
 
   // Asks for a new frame. Many requests before the next paint make one.
   void Redraw();
+  // The same while the view keeps changing: where a frame takes long it is a wire frame until the changes pause.
+  void RedrawMoving();
   // While held (calls nest) paints show the frame that is there, because the document may be half changed.
   void HoldFrames(bool on);
   // Wire frame whatever the rendition, for as long as the model is dragged.
@@ -50,6 +53,9 @@ class DrawingArea : public QWidget {
     firstPoll_ = first;
     pollEvery_ = every;
   }
+
+  // How long a frame may take before changing views are shown as wire frames, ms.
+  void SetSlowFrame(double milliseconds) { slowFrame_ = milliseconds; }
 
   QSize sizeHint() const override;
 
@@ -79,6 +85,10 @@ class DrawingArea : public QWidget {
   bool stale_ = true;
   int held_ = 0;
   bool dragging_ = false;
+  bool moving_ = false;
+  double fullFrame_ = 0.0;  // ms that the last frame in the chosen rendition took
+  double slowFrame_ = 60.0;
+  QTimer restTimer_;
   QRect band_;
   uint32_t startMark_ = 0;
   uint32_t targetMark_ = 0;

@@ -131,7 +131,7 @@ void InputController::Drag(const QPointF& position, Qt::KeyboardModifiers modifi
   if (dx == 0 && dy == 0) return;
   last_ += QPointF(dx, dy) / ratio;
   DragView(bench_.view, dx, dy, drag);
-  area_.Redraw();
+  area_.RedrawMoving();
 }
 
 void InputController::MouseRelease(const QMouseEvent& event) {
@@ -245,7 +245,7 @@ bool InputController::Pinch(QEvent& event) {
 
 void InputController::ZoomBy(double factor) {
   bench_.view.fitView(bench_.view.viewRadius * factor, std::nullopt);
-  area_.Redraw();
+  area_.RedrawMoving();
   hoverTimer_.start();
 }
 
@@ -280,7 +280,7 @@ bool InputController::ViewKeyPress(const QKeyEvent& event) {
   } else {
     PressViewKey(bench_.view, row->view, shift);
   }
-  area_.Redraw();
+  area_.RedrawMoving();
   return true;
 }
 

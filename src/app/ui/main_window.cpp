@@ -169,9 +169,15 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
     input_->StartPick(id);
     return std::nullopt;
   }
-  const bool selects = std::string_view(row->argument) == "ATOMS";
-  const auto text = AskCommandText(this, *row, selects ? ToBytes(settings_.selectText) : std::string());
-  if (text && selects) settings_.selectText = ToText(*text);
+  return AskText(*row);
+}
+
+std::optional<std::string> MainWindow::AskText(const CommandRow& row) {
+  const std::string_view kind = row.argument;
+  QString* remembered = kind == "ATOMS" ? &settings_.selectText : kind == "A,A,B,B,C,C" ? &settings_.packText : nullptr;
+  const std::string before = remembered ? ToBytes(*remembered) : std::string();
+  const auto text = kind == "A,A,B,B,C,C" ? AskPackParameters(this, before) : AskCommandText(this, row, before);
+  if (text && remembered) *remembered = ToText(*text);
   return text;
 }
 

@@ -52,6 +52,7 @@ class MainWindow : public QMainWindow {
   bool MayClose();
   std::optional<std::string> AskArgument(int id);
   std::optional<std::string> AskFile(int id);
+  std::optional<std::string> AskText(const CommandRow& row);
   QString DialogDirectory() const;
 
   Workbench& bench_;

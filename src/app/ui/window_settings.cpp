@@ -12,6 +12,7 @@ constexpr char kFile[] = "marvikui.ini";
 constexpr QLatin1String kGeometry("window/geometry");
 constexpr QLatin1String kDirectory("files/directory");
 constexpr QLatin1String kSelect("dialogs/select");
+constexpr QLatin1String kPack("dialogs/pack");
 
 }  // namespace
 
@@ -22,6 +23,7 @@ void WindowSettings::Load() {
   geometry = file.value(kGeometry).toByteArray();
   directory = file.value(kDirectory).toString();
   selectText = file.value(kSelect).toString();
+  packText = file.value(kPack).toString();
 }
 
 void WindowSettings::Save() const {
@@ -31,6 +33,7 @@ void WindowSettings::Save() const {
   file.setValue(kGeometry, geometry);
   file.setValue(kDirectory, directory);
   file.setValue(kSelect, selectText);
+  file.setValue(kPack, packText);
 }
 
 }  // namespace marvik

@@ -11,6 +11,7 @@ struct WindowSettings {
   QByteArray geometry;  // as the toolkit packs it
   QString directory;    // of the file dialogs
   QString selectText;   // last entered under Select
+  QString packText;     // and under Pack
 
   void Load();
   void Save() const;

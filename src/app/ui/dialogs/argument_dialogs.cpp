@@ -1,12 +1,17 @@
 #include "app/ui/dialogs/argument_dialogs.h"
 
 #include <QDialogButtonBox>
+#include <QDoubleSpinBox>
+#include <QGridLayout>
 #include <QHBoxLayout>
 #include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
+#include <QRadioButton>
 #include <QScrollBar>
 #include <QVBoxLayout>
+#include <array>
 
 #include "app/ui/text.h"
 
@@ -22,7 +27,6 @@ constexpr Prompt kPrompts[] = {
     {"ATOM", "Atom:"},
     {"FILE", "File:"},
     {"WIDTH", "Bond width in Å:"},
-    {"A,A,B,B,C,C", "Limits along a, b and c, in cells: 0,1,0,1,0,1"},
 };
 
 QString PromptOf(const CommandRow& row) {
@@ -30,6 +34,13 @@ QString PromptOf(const CommandRow& row) {
     if (std::string_view(prompt.argument) == row.argument) return QString::fromUtf8(prompt.text);
   }
   return QString::fromUtf8(row.argument);
+}
+
+QDialogButtonBox* Buttons(QDialog& dialog) {
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+  QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+  QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+  return buttons;
 }
 
 }  // namespace
@@ -49,9 +60,6 @@ std::optional<int> AskDepthCueLevel(QWidget* parent, int level) {
   value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
   value->setMinimumWidth(value->fontMetrics().horizontalAdvance(QStringLiteral("0000")));
   QObject::connect(bar, &QScrollBar::valueChanged, value, qOverload<int>(&QLabel::setNum));
-  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
-  QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
-  QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
 
   auto* line = new QHBoxLayout;
   line->addWidget(bar, 1);
@@ -59,11 +67,56 @@ std::optional<int> AskDepthCueLevel(QWidget* parent, int level) {
   auto* layout = new QVBoxLayout(&dialog);
   layout->addWidget(new QLabel(QDialog::tr("What is nearer or farther than this slab is drawn dimmer.")));
   layout->addLayout(line);
-  layout->addWidget(buttons);
+  layout->addWidget(Buttons(dialog));
   layout->setSizeConstraint(QLayout::SetFixedSize);
   bar->setFocus();
   if (dialog.exec() != QDialog::Accepted) return std::nullopt;
   return bar->value();
+}
+
+std::optional<std::string> AskPackParameters(QWidget* parent, const std::string& text) {
+  QDialog dialog(parent);
+  dialog.setWindowTitle(QDialog::tr("Pack Parameters"));
+  auto* grid = new QGridLayout;
+  const QStringList before = ToText(text).split(QLatin1Char(','));
+  const QLocale numbers = QLocale::c();
+  std::array<QDoubleSpinBox*, 6> limits{};
+  for (int i = 0; i < 6; ++i) {
+    auto* box = new QDoubleSpinBox;
+    box->setLocale(numbers);
+    box->setRange(-50.0, 50.0);
+    box->setSingleStep(0.5);
+    box->setDecimals(2);
+    const double usual = i % 2;
+    box->setValue(before.size() >= 6 ? numbers.toDouble(before[i]) : usual);
+    limits[static_cast<size_t>(i)] = box;
+    if (i % 2 == 0) {
+      auto* axis = new QLabel(QStringLiteral("Along &%1:").arg(QLatin1Char("abc"[i / 2])));
+      axis->setBuddy(box);
+      grid->addWidget(axis, i / 2, 0);
+    } else {
+      grid->addWidget(new QLabel(QDialog::tr("to")), i / 2, 2);
+    }
+    grid->addWidget(box, i / 2, i % 2 ? 3 : 1);
+  }
+  auto* molecules = new QRadioButton(QDialog::tr("Whole &molecules whose middle is inside"));
+  auto* single = new QRadioButton(QDialog::tr("&Single atoms inside"));
+  (before.size() == 7 ? single : molecules)->setChecked(true);
+
+  auto* layout = new QVBoxLayout(&dialog);
+  layout->addWidget(new QLabel(QDialog::tr("The box to fill, in unit cells:")));
+  layout->addLayout(grid);
+  layout->addWidget(molecules);
+  layout->addWidget(single);
+  layout->addWidget(Buttons(dialog));
+  layout->setSizeConstraint(QLayout::SetFixedSize);
+  limits[0]->setFocus();
+  limits[0]->selectAll();
+  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  QStringList words;
+  for (const QDoubleSpinBox* box : limits) words << numbers.toString(box->value(), 'g', 6);
+  if (single->isChecked()) words << QStringLiteral("atoms");
+  return ToBytes(words.join(QLatin1Char(',')));
 }
 
 std::optional<std::string> AskCommandText(QWidget* parent, const CommandRow& row, const std::string& initial) {
