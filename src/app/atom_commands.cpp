@@ -6,24 +6,6 @@
 namespace marvik {
 namespace {
 
-// The atoms that a command of the atom popup acts on: those named by its argument, else the picked one. Empty after a
-// message.
-std::vector<AtomRecord*> NamedOrPicked(Workbench& bench, const CommandCall& call) {
-  AtomChoice choice;
-  if (!call.argument.empty()) {
-    choice = ChooseAtoms(bench.document, call.argument);
-  } else if (AtomRecord* picked = bench.PickedAtom()) {
-    choice.atoms.push_back(picked);
-  }
-  if (!choice.unmatched.empty()) {
-    Refuse(bench, "Error: No Atoms Selected", "Couldn't find " + choice.unmatched + " in the atom list.");
-    choice.atoms.clear();
-  } else if (choice.atoms.empty()) {
-    Refuse(bench, "Error: No Atoms Selected", "This command acts on an atom that was clicked or named.");
-  }
-  return choice.atoms;
-}
-
 bool HasSelection(Workbench& bench) {
   if (!bench.document.atoms.selection.Empty()) return true;
   Refuse(bench, "Error: No Atoms Selected", "You must have at least one atom selected!");
@@ -55,6 +37,22 @@ Outcome Kill(Workbench& bench, const std::vector<AtomRecord*>& atoms) {
 
 }  // namespace
 
+std::vector<AtomRecord*> PickedAtomsOf(Workbench& bench, const CommandCall& call) {
+  AtomChoice choice;
+  if (!call.argument.empty()) {
+    choice = ChooseAtoms(bench.document, call.argument);
+  } else if (AtomRecord* picked = bench.PickedAtom()) {
+    choice.atoms.push_back(picked);
+  }
+  if (!choice.unmatched.empty()) {
+    Refuse(bench, "Error: No Atoms Selected", "Couldn't find " + choice.unmatched + " in the atom list.");
+    choice.atoms.clear();
+  } else if (choice.atoms.empty()) {
+    Refuse(bench, "Error: No Atoms Selected", "This command acts on an atom that was clicked or named.");
+  }
+  return choice.atoms;
+}
+
 // Select Atoms replaces the selection; selecting by name adds to it, so that a script can name atoms one by one.
 Outcome SelectTextHandler(Workbench& bench, const CommandCall& call) {
   const AtomChoice choice = ChooseAtoms(bench.document, call.argument);
@@ -72,7 +70,7 @@ Outcome DeselectHandler(Workbench& bench, const CommandCall&) {
 }
 
 Outcome SelectAtomHandler(Workbench& bench, const CommandCall& call) {
-  const auto atoms = NamedOrPicked(bench, call);
+  const auto atoms = PickedAtomsOf(bench, call);
   for (AtomRecord* atom : atoms) Select(bench, atom, !atom->Has(kSelected));
   return atoms.empty() ? Outcome::Failed : Outcome::Done;
 }
@@ -84,7 +82,7 @@ Outcome KillSelectedHandler(Workbench& bench, const CommandCall&) {
 }
 
 Outcome KillAtomHandler(Workbench& bench, const CommandCall& call) {
-  const auto atoms = NamedOrPicked(bench, call);
+  const auto atoms = PickedAtomsOf(bench, call);
   return atoms.empty() ? Outcome::Failed : Kill(bench, atoms);
 }
 
@@ -118,7 +116,7 @@ Outcome AtomLabelHandler(Workbench& bench, const CommandCall& call) {
   if (call.id != kToggle && !HasSelection(bench)) return Outcome::Failed;
   const AtomArray& selection = bench.document.atoms.selection;
   const auto atoms =
-      call.id == kToggle ? NamedOrPicked(bench, call) : std::vector<AtomRecord*>(selection.begin(), selection.end());
+      call.id == kToggle ? PickedAtomsOf(bench, call) : std::vector<AtomRecord*>(selection.begin(), selection.end());
   for (AtomRecord* atom : atoms) {
     const bool off = call.id == kToggle ? !(atom->flags2 & kLabelOff) : call.id == kSelectedOff;
     atom->flags2 = static_cast<uint8_t>(off ? atom->flags2 | kLabelOff : atom->flags2 & ~kLabelOff);

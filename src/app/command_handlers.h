@@ -28,6 +28,10 @@ Outcome HideHandler(Workbench& bench, const CommandCall& call);
 Outcome AtomLabelHandler(Workbench& bench, const CommandCall& call);
 Outcome DuplicatesHandler(Workbench& bench, const CommandCall& call);
 
+// The atoms that a command of the atom popup acts on: those named by its argument, else the picked one. Empty after a
+// message.
+std::vector<AtomRecord*> PickedAtomsOf(Workbench& bench, const CommandCall& call);
+
 // bond_commands.cpp
 Outcome SelectBondHandler(Workbench& bench, const CommandCall& call);
 Outcome BondInfoHandler(Workbench& bench, const CommandCall& call);
@@ -45,5 +49,18 @@ Outcome ZoomHandler(Workbench& bench, const CommandCall& call);
 Outcome ZoomStepHandler(Workbench& bench, const CommandCall& call);
 Outcome MouseModeHandler(Workbench& bench, const CommandCall& call);
 Outcome DepthCueHandler(Workbench& bench, const CommandCall& call);
+
+// symmetry_handlers.cpp
+Outcome GrowHandler(Workbench& bench, const CommandCall& call);
+Outcome PackHandler(Workbench& bench, const CommandCall& call);
+Outcome TrimHandler(Workbench& bench, const CommandCall& call);
+Outcome UniqHandler(Workbench& bench, const CommandCall& call);
+Outcome UnUniqHandler(Workbench& bench, const CommandCall& call);
+Outcome FmolHandler(Workbench& bench, const CommandCall& call);
+Outcome FmolToggleHandler(Workbench& bench, const CommandCall& call);
+Outcome MoveNearHandler(Workbench& bench, const CommandCall& call);
+
+// undo_handlers.cpp
+Outcome UndoHandler(Workbench& bench, const CommandCall& call);
 
 }  // namespace marvik

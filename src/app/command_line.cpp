@@ -94,6 +94,8 @@ class BatchRun {
     bench_.RenditionMode = options_.rendition.value_or(options_.task == BatchTask::Write ? kBallAndStick : kWireFrame);
     bench_.LabelsOn = options_.labels;
     bench_.ShowCell = options_.cell;
+    // What nobody asked for must not move an atom of a file that nobody looks at.
+    bench_.FmolAfterChanges = false;
     if (!OpenFile(bench_, options_.file)) return false;
     constexpr std::array<std::array<double, 3>, 3> kAxes{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
     for (size_t i = 0; i < 3; ++i) bench_.view.rotateView(options_.rotate[i], kAxes[i], true);

@@ -28,7 +28,6 @@ bool IsZoomed(const Workbench& bench) {
 }
 
 constexpr char kNoAtomDialogs[] = "The dialogs that edit atoms are not available yet.";
-constexpr char kNoSymmetry[] = "Growing, packing and the other symmetry commands are not available yet.";
 constexpr char kNoReports[] = "The geometry reports are not available yet.";
 constexpr char kNoHydrogens[] = "Hybridization and the placing of hydrogens are not available yet.";
 constexpr char kNoOpenGl[] = "Pictures by the OpenGL renderer are not available yet.";
@@ -37,7 +36,6 @@ constexpr char kNoEditor[] = "Starting the text editor is not available yet.";
 constexpr char kNoPrinting[] = "Printing is not available yet.";
 constexpr char kNoHelp[] = "The help documents are not available yet.";
 constexpr char kNoDemo[] = "The demo is not available yet.";
-constexpr char kNoUndo[] = "Undoing commands is not available yet.";
 
 // A command whose work is still missing.
 constexpr CommandRow Greyed(int id, const char* text, const char* reason, const char* shortcut = "",
@@ -58,7 +56,7 @@ constexpr CommandRow kRows[] = {
     {113, "&Kill Selected", "Ctrl+K", "", Structure, Selection, KillSelectedHandler, nullptr, ""},
     Greyed(114, "&Edit...", kNoAtomDialogs),
     Greyed(115, "&Sort...", kNoAtomDialogs),
-    Greyed(116, "&Uniq", kNoSymmetry, "Ctrl+U"),
+    {116, "&Uniq", "Ctrl+U", "", Drawing, Selection, UniqHandler, nullptr, ""},
     {118, "Zoom Ou&t", "", "", None, Always, ZoomStepHandler, nullptr, ""},
     {119, "&Zoom", "", "", None, Always, ZoomHandler, IsZoomed, ""},
     {120, "&Pan", "", "", None, Always, MouseModeHandler, IsMouseMode<kMousePan>, ""},
@@ -68,16 +66,16 @@ constexpr CommandRow kRows[] = {
     {125, "&Thermal Ellipsoid", "Ctrl+3", "", None, Always, RenditionHandler, IsRendition<kThermalEllipsoid>, ""},
     {127, "&Select", "", "[ATOM]", None, PickedAtom, SelectAtomHandler, nullptr, ""},
     Greyed(128, "&Edit", kNoAtomDialogs),
-    Greyed(129, "&Uniq", kNoSymmetry),
+    {129, "&Uniq", "", "[ATOM]", Drawing, PickedAtom, UniqHandler, nullptr, ""},
     {130, "&Delete", "", "[ATOM]", Structure, PickedAtom, KillAtomHandler, nullptr, ""},
     {134, "&Info", "", "[ATOM ATOM]", None, PickedBond, BondInfoHandler, nullptr, ""},
     {136, "&Delete", "", "[ATOM ATOM]", Structure, PickedBond, DeleteBondHandler, nullptr, ""},
     Greyed(137, "&Bonds and Angles", kNoReports),
-    Greyed(138, "&Grow", kNoSymmetry, "Ctrl+G"),
-    Greyed(139, "T&rim", kNoSymmetry, "Ctrl+T"),
+    {138, "&Grow", "Ctrl+G", "", Structure, Atoms, GrowHandler, nullptr, ""},
+    {139, "T&rim", "Ctrl+T", "", Structure, Atoms, TrimHandler, nullptr, ""},
     Greyed(140, "Info on &All", kNoReports),
     Greyed(141, "&Centroid", kNoReports),
-    Greyed(142, "Pac&k...", kNoSymmetry, "", "A,A,B,B,C,C"),
+    {142, "Pac&k...", "", "A,A,B,B,C,C", Structure, Atoms, PackHandler, nullptr, ""},
     {143, "Show &Cell", "", "", None, Always, ShowCellHandler, IsOn<&Workbench::ShowCell>, ""},
     {144, "&Select...", "Ctrl+F", "ATOMS", None, Atoms, SelectTextHandler, nullptr, ""},
     Greyed(145, "&Plane", kNoReports),
@@ -91,7 +89,7 @@ constexpr CommandRow kRows[] = {
     Greyed(159, "D&emo", kNoDemo),
     {160, "Read File", "", "FILE", Structure, Always, OpenHandler, nullptr, ""},
     {163, "Select by Name", "", "ATOMS", None, Always, SelectTextHandler, nullptr, ""},
-    Greyed(164, "Pack Cells", kNoSymmetry, "", "COUNT"),
+    {164, "Pack Cells", "", "COUNT", Structure, Always, PackHandler, nullptr, ""},
     Greyed(166, "&View Listing...", kNoEditor),
     Greyed(167, "Change &Part...", kNoAtomDialogs),
     Greyed(168, "&Hide Part...", kNoAtomDialogs),
@@ -108,7 +106,7 @@ constexpr CommandRow kRows[] = {
      ""},
     Greyed(196, "&Position Label...", "Moving labels by hand is not available yet."),
     Greyed(197, "&Info on Selected", kNoReports),
-    Greyed(200, "&FMOL", kNoSymmetry),
+    {200, "&FMOL", "", "", Structure, Atoms, FmolHandler, nullptr, ""},
     {203, "Kill all &Q-Peaks", "", "", Structure, Always, KillPeaksHandler, nullptr, ""},
     {204, "Labels of Selected O&ff", "", "", Drawing, Selection, AtomLabelHandler, nullptr, ""},
     {205, "Labels of Selected O&n", "", "", Drawing, Selection, AtomLabelHandler, nullptr, ""},
@@ -117,7 +115,7 @@ constexpr CommandRow kRows[] = {
     Greyed(209, "To &Printer...", kNoOpenGl),
     Greyed(210, "To &Screen", kNoOpenGl),
     Greyed(211, "To &Printer...", kNoOpenGl),
-    Greyed(212, "&unUNIQ", kNoSymmetry),
+    {212, "&unUNIQ", "", "", Drawing, Always, UnUniqHandler, nullptr, ""},
     {213, "&Toggle Label", "", "[ATOM]", Drawing, PickedAtom, AtomLabelHandler, nullptr, ""},
     Greyed(214, "To High-Quality &JPEG File...", kNoOpenGl),
     Greyed(215, "To High-Quality &JPEG File...", kNoOpenGl),
@@ -129,7 +127,8 @@ constexpr CommandRow kRows[] = {
     {224, "&Solid", "", "[ATOM ATOM]", Drawing, BondsChosen, BondStyleHandler, nullptr, ""},
     {225, "&Dashed", "", "[ATOM ATOM]", Drawing, BondsChosen, BondStyleHandler, nullptr, ""},
     {226, "D&otted", "", "[ATOM ATOM]", Drawing, BondsChosen, BondStyleHandler, nullptr, ""},
-    Greyed(229, "&FMOL after significant structure changes", kNoSymmetry),
+    {229, "&FMOL after significant structure changes", "", "", None, Always, FmolToggleHandler,
+     IsOn<&Workbench::FmolAfterChanges>, ""},
     {230, "Save A&ll...", "", "FILE", None, Always, SaveAsHandler, nullptr, ""},
     Greyed(231, "&Table of Contents", kNoHelp),
     Greyed(232, "&Overview", kNoHelp),
@@ -140,16 +139,16 @@ constexpr CommandRow kRows[] = {
     {237, "&Bond With...", "", "ATOM", Structure, Atoms, BondWithHandler, nullptr, ""},
     {238, "B&ond With...", "", "ATOM", Structure, Always, BondWithHandler, nullptr, ""},
     Greyed(239, "S&ame...", "SAME groups cannot be set by hand yet."),
-    Greyed(241, "&Move Near...", kNoSymmetry, "", "ATOM"),
+    {241, "&Move Near...", "", "ATOM", Structure, Always, MoveNearHandler, nullptr, ""},
     Greyed(242, "&Quick Commands", kNoHelp),
     {243, "Hide &Selected", "", "", Drawing, Selection, HideHandler, nullptr, ""},
     {244, "Hide &Unselected", "", "", Drawing, Atoms, HideHandler, nullptr, ""},
     {245, "&Show All", "", "", Drawing, Always, HideHandler, nullptr, ""},
-    Greyed(246, "&Move Near...", kNoSymmetry, "", "ATOM"),
+    {246, "&Move Near...", "", "ATOM", Structure, Atoms, MoveNearHandler, nullptr, ""},
     Greyed(247, "&Marvik 4.0 Supplement", kNoHelp),
     {300, "&About", "", "", None, Always, AboutHandler, nullptr, ""},
-    Greyed(500, "&Undo", kNoUndo, "Ctrl+Z"),
-    Greyed(501, "Re&do", kNoUndo, "Ctrl+Shift+Z"),
+    {500, "&Undo", "Ctrl+Z", "", None, UndoStep, UndoHandler, nullptr, ""},
+    {501, "Re&do", "Ctrl+Shift+Z", "", None, RedoStep, UndoHandler, nullptr, ""},
     {502, "Zoom &In", "", "", None, Always, ZoomStepHandler, nullptr, ""},
     {10101, "Recent File &1", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10102, "Recent File &2", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
@@ -158,10 +157,16 @@ constexpr CommandRow kRows[] = {
 };
 static_assert(std::ranges::adjacent_find(kRows, std::ranges::greater_equal{}, &CommandRow::id) == std::end(kRows));
 
+// The menu text without its marks.
+std::string PlainText(const CommandRow& row) {
+  std::string text = row.text;
+  std::erase(text, '&');
+  if (text.ends_with("...")) text.resize(text.size() - 3);
+  return text;
+}
+
 void Explain(const Workbench& bench, const CommandRow& row, const std::string& sentence) {
-  std::string name = row.text;
-  std::erase(name, '&');
-  bench.messages.Show({MessageIcon::Warning, "Command Usage Error:", name + ": " + sentence});
+  bench.messages.Show({MessageIcon::Warning, "Command Usage Error:", PlainText(row) + ": " + sentence});
 }
 
 }  // namespace
@@ -192,10 +197,23 @@ bool CommandEnabled(const Workbench& bench, int id) {
       return bench.PickedBond() != nullptr;
     case BondsChosen:
       return !atoms.selectedBonds.empty() || bench.PickedBond();
+    case UndoStep:
+      return !bench.history.UndoName().empty();
+    case RedoStep:
+      return !bench.history.RedoName().empty();
     case RecentFile:
       return !bench.settings.RecentFiles[static_cast<size_t>(id - kFirstRecentFileCommand)].empty();
   }
   return false;
+}
+
+std::string CommandText(const Workbench& bench, int id) {
+  const CommandRow* row = FindCommand(id);
+  if (!row) return {};
+  const std::string step = row->rule == UndoStep   ? bench.history.UndoName()
+                           : row->rule == RedoStep ? bench.history.RedoName()
+                                                   : std::string();
+  return step.empty() ? row->text : row->text + (" " + step);
 }
 
 bool CommandChecked(const Workbench& bench, int id) {
@@ -224,7 +242,9 @@ Outcome RunCommand(Workbench& bench, int id, const std::string& argument) {
     if (!answer) return Outcome::Cancelled;
     call.argument = *answer;
   }
+  if (row->effect != None) bench.history.Begin(bench.document, PlainText(*row));
   const Outcome outcome = row->run(bench, call);
+  if (row->effect != None) bench.history.Settle(bench.document);
   if (outcome == Outcome::Changed && row->effect == Structure) bench.SetModified(true);
   bench.Repaint();
   return outcome;

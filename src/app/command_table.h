@@ -19,7 +19,17 @@ enum class CommandEffect : uint8_t { None, Drawing, Structure };
 
 // When a menu shows a command that has a handler as available. Commands whose precondition has a message of its own
 // are always available.
-enum class EnabledRule : uint8_t { Always, Atoms, Selection, PickedAtom, PickedBond, BondsChosen, RecentFile };
+enum class EnabledRule : uint8_t {
+  Always,
+  Atoms,
+  Selection,
+  PickedAtom,
+  PickedBond,
+  BondsChosen,
+  UndoStep,
+  RedoStep,
+  RecentFile
+};
 
 // Commands that code speaks of by name; the numbers of all others stand in the table only.
 enum CommandId : int {
@@ -82,6 +92,8 @@ const CommandRow* FindCommand(int id);
 // What a menu shows now.
 bool CommandEnabled(const Workbench& bench, int id);
 bool CommandChecked(const Workbench& bench, int id);
+// The text of the entry, with the name of the command that undo would take back or redo repeat.
+std::string CommandText(const Workbench& bench, int id);
 
 // The one way to run a command: menus, context menus, shortcuts, keys, the demo, the command line and the tests. An
 // unknown command, one without a handler, and one that needs an argument where neither the caller nor the window gives

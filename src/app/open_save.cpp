@@ -94,9 +94,11 @@ bool OpenFile(Workbench& bench, const std::string& path) {
         {MessageIcon::Warning, "Error: File Unreadable", "This file is either missing, empty or corrupt:\n" + path});
   }
   bench.ClearPick();
+  bench.history.Clear();
+  bench.uniqHistory.clear();
   bench.SetModified(false);
-  bench.ResetViewToModel();
   bench.RefreshAfterStructureChange(bench.FmolAfterChanges);
+  bench.ResetViewToModel();
   bench.SetBusy(false);
   bench.TitleChanged();
   if (read && bench.keepsRecentFiles && NoteRecentFile(bench.settings, bench.document.CurrentFile) &&

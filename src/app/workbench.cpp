@@ -1,6 +1,7 @@
 #include "app/workbench.h"
 
 #include "cryst/connectivity.h"
+#include "cryst/symmetry_commands.h"
 
 namespace marvik {
 
@@ -47,17 +48,27 @@ BondRecord* Workbench::PickedBond() const {
 
 void Workbench::ConnectAndReframe() {
   const StageClock clock(seconds.connect);
-  const Cartesian before = document.MoleculeCentre;
   Connect(document, messages);
-  if (!view.zoomedOnSelection && document.MoleculeCentre != before) view.viewCentre = SphereOfModel(document).centre;
+  FollowCentre();
 }
 
-void Workbench::RefreshAfterStructureChange([[maybe_unused]] bool runFmol) {
+void Workbench::FollowCentre() {
+  if (!view.zoomedOnSelection && document.MoleculeCentre != followedCentre_)
+    view.viewCentre = SphereOfModel(document).centre;
+  followedCentre_ = document.MoleculeCentre;
+}
+
+void Workbench::RefreshAfterStructureChange(bool runFmol) {
   ConnectAndReframe();
+  if (runFmol && FormMolecules(document, false, messages) > 0) {
+    FollowCentre();
+    SetModified(true);
+  }
   Repaint();
 }
 
 void Workbench::ResetViewToModel() {
+  followedCentre_ = document.MoleculeCentre;
   ResetView(view, document);
   view.zoomedOnSelection = false;
 }

@@ -11,6 +11,7 @@
 #include "display/interactive_renderer.h"
 #include "display/view_state.h"
 #include "model/document.h"
+#include "model/undo.h"
 #include "util/user_messages.h"
 
 namespace marvik {
@@ -65,6 +66,8 @@ class Workbench {
   WindowHooks hooks;
   PackageSettings settings;
   StageSeconds seconds;
+  UndoHistory history;
+  std::vector<std::vector<uint32_t>> uniqHistory;  // serials of what was shown before each UNIQ, empty for everything
 
   int RenditionMode = kWireFrame;
   int MouseMode = kMouseRotate;
@@ -94,8 +97,10 @@ class Workbench {
   // Rebuilds the bonds. The view's centre follows the atoms unless the view is zoomed on a selection; radius, zoom and
   // pan stay.
   void ConnectAndReframe();
-  // What follows every change of which atoms there are or where they are: bonds, centre, repaint. Molecules would be
-  // completed before the bonds are made when runFmol is set; no command of the program can do that yet.
+  // Lets the view's centre follow the atoms after a change that has made the bonds already.
+  void FollowCentre();
+  // What follows every change of which atoms there are or where they are: bonds, molecules brought together when
+  // runFmol is set and nothing was generated, centre, repaint.
   void RefreshAfterStructureChange(bool runFmol);
   // Fits the view to the whole structure again, as after loading.
   void ResetViewToModel();
@@ -114,6 +119,7 @@ class Workbench {
   uint32_t pickedAtom_ = 0;
   uint32_t pickedBondOwner_ = 0;
   uint32_t pickedBondPartner_ = 0;
+  Cartesian followedCentre_;
 };
 
 }  // namespace marvik

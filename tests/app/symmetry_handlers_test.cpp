@@ -1,0 +1,100 @@
+#include "app/command_table.h"
+#include "app/open_save.h"
+
+#include "bench_fixture.h"
+
+namespace marvik::test {
+namespace {
+
+// Half of a ring about the inversion centre, and an ion.
+constexpr char kHalfRing[] =
+    "TITL half\nCELL 0.71073 8 9 10 90 95 90\nZERR 1 0 0 0 0 0 0\nLATT 1\nSFAC C O\nUNIT 6 2\nFVAR 1.0\n"
+    "C1 1 0.12 0.10 0.0 11.0 0.05\nC2 1 0.175 -0.05 0.0 11.0 0.05\nC3 1 0.06 -0.15 0.0 11.0 0.05\n"
+    "O9 2 0.5 0.5 0.4 11.0 0.05\nHKLF 4\nEND\n";
+
+class SymmetryHandlers : public BenchTest {
+ protected:
+  SymmetryHandlers() { EXPECT_TRUE(OpenFile(bench, folder.Put("half.res", kHalfRing))); }
+  size_t Count() const { return bench.document.atoms.LiveCount(); }
+};
+
+TEST_F(SymmetryHandlers, GrowTrimAndUndo) {
+  EXPECT_EQ(RunCommand(bench, 138), Outcome::Changed);
+  EXPECT_EQ(Count(), 7u);
+  EXPECT_TRUE(bench.modified);
+  EXPECT_EQ(CommandText(bench, kUndoCommand), "&Undo Grow");
+  EXPECT_EQ(RunCommand(bench, 138), Outcome::Done);
+  EXPECT_EQ(RunCommand(bench, kUndoCommand), Outcome::Changed);
+  EXPECT_EQ(Count(), 4u);
+  EXPECT_EQ(CommandText(bench, kUndoCommand), "&Undo");
+  EXPECT_EQ(CommandText(bench, kRedoCommand), "Re&do Grow");
+  EXPECT_EQ(RunCommand(bench, kRedoCommand), Outcome::Changed);
+  EXPECT_EQ(RunCommand(bench, 139), Outcome::Changed);
+  EXPECT_EQ(Count(), 4u);
+  EXPECT_EQ(RunCommand(bench, kRedoCommand), Outcome::Failed);
+  EXPECT_EQ(Captions(), "Command Usage Error:");
+}
+
+TEST_F(SymmetryHandlers, GrownAtomsAreSavedBehindEndAndReadBack) {
+  RunCommand(bench, 138);
+  ASSERT_TRUE(SaveFileAs(bench, folder / "grown.ins"));
+  const std::string text = folder.Get("grown.ins");
+  EXPECT_GT(text.find("C1    1", text.find("GPWARNING")), text.find("GPWARNING"));
+  messages.answers = {true};
+  ASSERT_TRUE(OpenFile(bench, folder / "grown.ins"));
+  EXPECT_EQ(Count(), 7u);
+  messages.answers = {false};
+  ASSERT_TRUE(OpenFile(bench, folder / "grown.ins"));
+  EXPECT_EQ(Count(), 4u);
+}
+
+TEST_F(SymmetryHandlers, PackTakesLimitsOrACountAndRefusesTheRest) {
+  EXPECT_EQ(RunCommand(bench, 142, "0,1,0,1,0,1"), Outcome::Changed);
+  EXPECT_EQ(Count(), 8u * 6u + 2u);
+  for (const char* bad : {"0,1,0,1", "a,1,0,1,0,1", "1,0,0,1,0,1", "0,1000,0,1000,0,1000", "0,1,0,1,0,1,2"})
+    EXPECT_EQ(RunCommand(bench, 142, bad), Outcome::Failed) << bad;
+  EXPECT_NE(messages.shown[3].text.find("8000000000"), std::string::npos) << messages.shown[3].text;
+  RunCommand(bench, kUndoCommand);
+  EXPECT_EQ(RunCommand(bench, kPackCountCommand, "1"), Outcome::Changed);
+  EXPECT_EQ(RunCommand(bench, kPackCountCommand, "many"), Outcome::Failed);
+}
+
+TEST_F(SymmetryHandlers, UniqShowsAFragmentAndUnUniqWhatWasShownBefore) {
+  EXPECT_EQ(RunCommand(bench, 212), Outcome::Failed);
+  EXPECT_EQ(Captions(), "Error: Not UNIQued");
+  EXPECT_EQ(RunCommand(bench, 116), Outcome::Failed);
+  EXPECT_EQ(Captions(), "Error: No Atoms Selected");
+  RunCommand(bench, kSelectByNameCommand, "C2");
+  EXPECT_EQ(RunCommand(bench, 116), Outcome::Changed);
+  EXPECT_EQ(bench.document.atoms.displaySubset.Size(), 3u);
+  EXPECT_EQ(RunCommand(bench, 129, "O9"), Outcome::Failed) << "it is not displayed";
+  EXPECT_EQ(RunCommand(bench, 212), Outcome::Changed);
+  EXPECT_TRUE(bench.document.atoms.displaySubset.Empty());
+  EXPECT_FALSE(bench.modified);
+}
+
+TEST_F(SymmetryHandlers, MoveNearNeedsASelectionAndATarget) {
+  EXPECT_EQ(RunCommand(bench, 246, "C1"), Outcome::Failed);
+  EXPECT_EQ(messages.shown.back().text, "You must select at least one atom to move near the target.");
+  RunCommand(bench, kSelectByNameCommand, "O9");
+  EXPECT_EQ(RunCommand(bench, 246, "C77"), Outcome::Failed);
+  EXPECT_EQ(RunCommand(bench, 246, "C1"), Outcome::Changed);
+}
+
+TEST_F(SymmetryHandlers, MoleculesComeTogetherAfterReadingOnlyWhenWanted) {
+  const std::string apart = folder.Put("apart.res",
+                                       "TITL apart\nCELL 0.71073 8 9 10 90 95 90\nZERR 1 0 0 0 0 0 0\nLATT -1\n"
+                                       "SFAC C O\nUNIT 2 1\nFVAR 1.0\nC1 1 0.95 0.5 0.5 11.0 0.05\n"
+                                       "C2 1 0.80 0.55 0.5 11.0 0.05\nO1 2 0.05 0.5 0.5 11.0 0.05\nHKLF 4\nEND\n");
+  bench.FmolAfterChanges = false;
+  OpenFile(bench, apart);
+  EXPECT_NEAR(Atom("O1")->fract.x, 0.05, 1e-9);
+  EXPECT_FALSE(bench.modified);
+  EXPECT_EQ(RunCommand(bench, kFmolAfterChangesCommand), Outcome::Done);
+  OpenFile(bench, apart);
+  EXPECT_NEAR(Atom("O1")->fract.x, 1.05, 1e-9);
+  EXPECT_TRUE(bench.modified) << "the file on disk has the atom elsewhere";
+}
+
+}  // namespace
+}  // namespace marvik::test
