@@ -17,14 +17,14 @@ bool IsBlank(std::string_view line) {
   return line.find_first_not_of(kBlanks) == kNone;
 }
 
-// A name and a number, which is how an atom line begins; the rest may stand on the next line.
-bool LooksLikeAtom(std::string_view code) {
+// A name and a number, which is how an atom line begins; a name alone where everything else is on the next line.
+bool BeginsAtom(std::string_view code, bool nothingFollows) {
   const size_t name = code.find_first_not_of(kSeparators);
   if (name == kNone) return false;
-  const size_t gap = code.find_first_of(kSeparators, name);
-  if (gap == kNone) return false;
+  const size_t gap = std::min(code.find_first_of(kSeparators, name), code.size());
+  if (code.substr(name, gap - name).find('=') != kNone) return false;
   const size_t number = code.find_first_not_of(kSeparators, gap);
-  if (number == kNone) return false;
+  if (number == kNone) return nothingFollows;
   const size_t end = std::min(code.find_first_of(kSeparators, number), code.size());
   double value = 0.0;
   return ParseNumber(code.substr(number, end - number), value) == end - number;
@@ -41,8 +41,7 @@ size_t ContinuationMark(std::string_view line, size_t end, const LineHead& head)
     case InstructionKeyword::kBlank:
       return kNone;
     case InstructionKeyword::kAtomLine:
-      if (head.later || IsBlank(code.substr(sign + 1)) || LooksLikeAtom(code.substr(0, sign))) return sign;
-      return kNone;
+      return head.later || BeginsAtom(code.substr(0, sign), IsBlank(code.substr(sign + 1))) ? sign : kNone;
     default:
       return sign;
   }

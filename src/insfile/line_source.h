@@ -18,8 +18,8 @@ struct SourceLine {
 };
 
 // Cuts a file into lines. Line ends are LF, CR LF, or CR where there is no LF at all. What follows "!" is a comment;
-// the last "=" before it continues the line, but never that of TITL, REM, "+file" or an indented comment, and in text
-// that is neither an instruction nor like an atom only where nothing follows it. Nothing has a limit of length.
+// the last "=" before it continues the line, but not in TITL, REM, "+file", an indented comment, and text that is
+// neither an instruction nor begins like an atom. Nothing has a limit of length.
 class LineSource {
  public:
   // The text must outlive the source and the lines. A byte-order mark and DOS's final control-Z are skipped.

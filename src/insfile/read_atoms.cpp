@@ -54,9 +54,10 @@ struct AtomFields {
   size_t count = 0;                 // words up to the first that is no number, all words counted when they all are
 };
 
-// A name is written at the start of a line, so it must not be an instruction there.
+// A name is written at the start of a line, so it must not be an instruction or a continuation mark there.
 bool IsAtomName(std::string_view word) {
   double value = 0.0;
+  if (word.find('=') != std::string_view::npos) return false;
   const LineHead head = HeadOf(word);
   return head.keyword == InstructionKeyword::kAtomLine && !head.later && !head.include &&
          !ParseWholeNumber(word, value);

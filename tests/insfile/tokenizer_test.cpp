@@ -126,8 +126,8 @@ TEST(LineSource, WhatIsContinuedAndWhatIsNot) {
   EXPECT_EQ(Codes("TITL R1 = 0.04\nREM a = b\nCELL 1\n"), (Strings{"TITL R1 = 0.04", "REM a = b", "CELL 1"}));
   EXPECT_EQ(Codes("C1 1 0.1 = garbage\n 0.2 =\n0.3\nC2"), (Strings{"C1 1 0.1   0.2  0.3", "C2"}));
   EXPECT_EQ(Codes("SADI 0.02 =!note\nC1 C2 ! a = b\nC3"), (Strings{"SADI 0.02  C1 C2 ", "C3"}));
-  EXPECT_EQ(Codes("+a=b\nprose with a = b in it\n    note =\nC1"),
-            (Strings{"+a=b", "prose with a = b in it", "    note =", "C1"}));
+  EXPECT_EQ(Codes("+a=b\nprose with a = b in it\n    note =\n====\nwR2 = 0.1\nC1 =\n1"),
+            (Strings{"+a=b", "prose with a = b in it", "    note =", "====", "wR2 = 0.1", "C1  1"}));
   EXPECT_EQ(Codes("RIGU C1 =\n\nC2 1"), (Strings{"RIGU C1  ", "C2 1"}));
 }
 
