@@ -6,7 +6,9 @@
 
 namespace marvik::engine {
 
+namespace {
 constexpr double kPi = 3.14159265358979323846;
+}
 
 double WeightScheme::Weight(double fo2, double sigma, double fc2, double s2) const {
   const double big = p[5] * std::max(0.0, fo2) + (1.0 - p[5]) * fc2;
@@ -45,6 +47,48 @@ Residuals MakeResiduals(const Calculated& c, size_t parameters) {
   return r;
 }
 
+namespace {
+
+// One component of a block after solvent and extinction: its contribution to Fc² and how that changes.
+struct ComponentLanes {
+  std::array<int, kBlock> batch{};
+  Lanes corrected{};  // |F|² after both corrections
+  Lanes slope{};      // its derivative by |F|²
+  Lanes byExtinction{};
+  Lanes bySolventScale{};
+  Lanes bySolventU{};
+};
+
+void Correct(const Structure& s, const IndexBlock& indices, const FactorWorkspace& w, ComponentLanes& out) {
+  const double extinctionFactor = 0.001 * s.wavelength * s.wavelength * s.wavelength;
+  const bool solvent = s.solventScale != 0.0 || s.hasSolvent;
+  for (size_t i = 0; i < kBlock; ++i) {
+    const double f2 = w.a[i] * w.a[i] + w.b[i] * w.b[i];
+    const double decay = solvent ? std::exp(-8.0 * kPi * kPi * s.solventU * indices.s2[i]) : 0.0;
+    const double transmitted = 1.0 - s.solventScale * decay;
+    const double sine = std::min(1.0, std::sqrt(indices.s2[i]) * s.wavelength);
+    const double e = extinctionFactor / std::max(1e-6, 2.0 * sine * std::sqrt(1.0 - sine * sine));
+    const double y = f2 * transmitted;
+    const double denominator = 1.0 + e * s.extinction * y;
+    const double root = 1.0 / std::sqrt(denominator);
+    const double slope = root - 0.5 * e * s.extinction * y * root / denominator;
+    out.corrected[i] = y * root;
+    out.slope[i] = slope * transmitted;
+    out.byExtinction[i] = -0.5 * e * y * y * root / denominator;
+    out.bySolventScale[i] = -slope * f2 * decay;
+    out.bySolventU[i] = slope * f2 * s.solventScale * decay * 8.0 * kPi * kPi * indices.s2[i];
+  }
+}
+
+const Lanes* OverallSlope(ParameterKind kind, const ComponentLanes& c) {
+  return kind == ParameterKind::Extinction     ? &c.byExtinction
+         : kind == ParameterKind::SolventScale ? &c.bySolventScale
+         : kind == ParameterKind::SolventU     ? &c.bySolventU
+                                               : nullptr;
+}
+
+}  // namespace
+
 // Everything that one thread writes to, made once.
 struct DataPass::Worker {
   std::unique_ptr<FactorWorkspace> workspace;
@@ -52,10 +96,12 @@ struct DataPass::Worker {
   Lanes factor{};  // √w·∂y/∂|F|² of the component at hand
   Lanes rootWeight{};
   Lanes residual{};
-  std::vector<Lanes> square;     // |F|² of each component
-  std::vector<Lanes> slope;      // ∂(corrected)/∂|F|²
-  std::vector<Lanes> corrected;  // |F|² after solvent and extinction
-  std::vector<double> rows;      // parameters × kBlock
+  Lanes fc2{};
+  Lanes s2{};  // of the first component, as are a and b
+  Lanes a{};
+  Lanes b{};
+  std::vector<ComponentLanes> components;
+  std::vector<double> rows;  // parameters × kBlock
   std::vector<double> siteRows = std::vector<double>(static_cast<size_t>(kRawPerSite) * kBlock);
 };
 
@@ -65,9 +111,7 @@ DataPass::DataPass(const Structure& structure, const Observations& observations,
     workers_.push_back(std::make_unique<Worker>());
     Worker& w = *workers_.back();
     w.workspace = model_->MakeWorkspace();
-    w.square.resize(observations.Components());
-    w.slope.resize(observations.Components());
-    w.corrected.resize(observations.Components());
+    w.components.resize(observations.Components());
   }
 }
 
@@ -93,11 +137,9 @@ void DataPass::LoadIndices(size_t block, size_t component, IndexBlock& out) cons
   }
 }
 
-void DataPass::AddComponent(Worker& w, size_t block, size_t component, const Parametrisation& parametrisation) const {
-  for (size_t i = 0; i < kBlock; ++i) {
-    const size_t at = std::min(block * kBlock + i, observations_.Size() - 1);
-    w.factor[i] = w.rootWeight[i] * BatchFactor(observations_.batch[component][at]) * w.slope[component][i];
-  }
+void DataPass::AddComponent(Worker& w, size_t component, const Parametrisation& parametrisation) const {
+  const ComponentLanes& c = w.components[component];
+  for (size_t i = 0; i < kBlock; ++i) w.factor[i] = w.rootWeight[i] * BatchFactor(c.batch[i]) * c.slope[i];
   for (size_t site = 0; site < structure_.sites.size(); ++site) {
     const Row* rows = &parametrisation.rows[site * kRawPerSite];
     const size_t raws = structure_.sites[site].anisotropic ? kRawPerSite : kRawU + 1;
@@ -116,80 +158,32 @@ void DataPass::AddComponent(Worker& w, size_t block, size_t component, const Par
   }
 }
 
-// Rows of the parameters that belong to no atom.
-static void AddOverallRows(const Structure& s, const Parametrisation& parametrisation, const Lanes& fc2,
-                           const Lanes& rootWeight, const std::vector<Lanes>& corrected,
-                           const std::vector<std::array<int, kBlock>>& batches, const std::vector<Lanes>& byExtinction,
-                           const std::vector<Lanes>& bySolventScale, const std::vector<Lanes>& bySolventU,
-                           const std::function<double(int)>& fraction, double* rows) {
+// Rows of the parameters that belong to no atom; they stand first.
+void DataPass::AddOverallRows(Worker& w, const Parametrisation& parametrisation) const {
   for (size_t p = 0; p < parametrisation.parameters.size(); ++p) {
     const Parameter& parameter = parametrisation.parameters[p];
-    double* row = rows + p * kBlock;
+    double* row = &w.rows[p * kBlock];
     if (parameter.kind == ParameterKind::Scale) {
-      for (size_t i = 0; i < kBlock; ++i) row[i] = rootWeight[i] * 2.0 * fc2[i] / s.scale;
+      for (size_t i = 0; i < kBlock; ++i) row[i] = w.rootWeight[i] * 2.0 * w.fc2[i] / structure_.scale;
       continue;
     }
-    const bool overall = parameter.kind == ParameterKind::Extinction || parameter.kind == ParameterKind::SolventScale ||
-                         parameter.kind == ParameterKind::SolventU || parameter.kind == ParameterKind::BatchFraction;
-    if (!overall) break;
-    for (size_t c = 0; c < corrected.size(); ++c) {
+    if (parameter.kind == ParameterKind::FreeVariable || parameter.site >= 0) break;
+    for (const ComponentLanes& c : w.components) {
+      if (const Lanes* slope = OverallSlope(parameter.kind, c)) {
+        for (size_t i = 0; i < kBlock; ++i) row[i] += w.rootWeight[i] * BatchFactor(c.batch[i]) * (*slope)[i];
+        continue;
+      }
+      // A batch fraction takes from the first component what it gives to its own.
       for (size_t i = 0; i < kBlock; ++i) {
-        const int batch = batches[c][i];
-        double d = 0.0;
-        if (parameter.kind == ParameterKind::BatchFraction) {
-          d = batch == parameter.index + 2 ? corrected[c][i] : batch == 1 ? -corrected[c][i] : 0.0;
-        } else {
-          const auto& by = parameter.kind == ParameterKind::Extinction     ? byExtinction
-                           : parameter.kind == ParameterKind::SolventScale ? bySolventScale
-                                                                           : bySolventU;
-          d = fraction(batch) * by[c][i];
-        }
-        row[i] += rootWeight[i] * d;
+        const double sign = c.batch[i] == parameter.index + 2 ? 1.0 : c.batch[i] == 1 ? -1.0 : 0.0;
+        row[i] += w.rootWeight[i] * sign * c.corrected[i];
       }
     }
   }
 }
 
-void DataPass::RunBlock(Worker& w, size_t block, Calculated& out, const Parametrisation* parametrisation,
-                        const BlockConsumer& consume, int thread) const {
-  const size_t components = observations_.Components();
-  const bool derivatives = parametrisation != nullptr;
-  const double extinctionFactor = 0.001 * std::pow(structure_.wavelength, 3);
-  std::vector<Lanes> byExtinction(components);
-  std::vector<Lanes> bySolventScale(components);
-  std::vector<Lanes> bySolventU(components);
-  std::vector<std::array<int, kBlock>> batches(components);
-  Lanes fc2{};
-  Lanes s2{};
-  Lanes a{};
-  Lanes b{};
-  for (size_t c = 0; c < components; ++c) {
-    LoadIndices(block, c, w.indices);
-    model_->Evaluate(w.indices, derivatives && components == 1, *w.workspace);
-    if (c == 0) s2 = w.indices.s2, a = w.workspace->a, b = w.workspace->b;
-    for (size_t i = 0; i < kBlock; ++i) {
-      const double f2 = w.workspace->a[i] * w.workspace->a[i] + w.workspace->b[i] * w.workspace->b[i];
-      const double decay = std::exp(-8.0 * kPi * kPi * structure_.solventU * w.indices.s2[i]);
-      const double solvent =
-          structure_.solventScale == 0.0 && !derivatives ? 1.0 : 1.0 - structure_.solventScale * decay;
-      const double sine = std::min(1.0, std::sqrt(w.indices.s2[i]) * structure_.wavelength);
-      const double sineTwoTheta = std::max(1e-6, 2.0 * sine * std::sqrt(1.0 - sine * sine));
-      const double e = extinctionFactor / sineTwoTheta;
-      const double y = f2 * solvent;
-      const double denominator = 1.0 + e * structure_.extinction * y;
-      const double root = 1.0 / std::sqrt(denominator);
-      const double dy = root - 0.5 * e * structure_.extinction * y * root / denominator;
-      w.square[c][i] = f2;
-      w.corrected[c][i] = y * root;
-      w.slope[c][i] = dy * solvent;
-      byExtinction[c][i] = -0.5 * e * y * y * root / denominator;
-      bySolventScale[c][i] = -dy * f2 * decay;
-      bySolventU[c][i] = dy * f2 * structure_.solventScale * decay * 8.0 * kPi * kPi * w.indices.s2[i];
-      const size_t at = std::min(block * kBlock + i, observations_.Size() - 1);
-      batches[c][i] = observations_.batch[c][at];
-      fc2[i] += BatchFactor(batches[c][i]) * w.corrected[c][i];
-    }
-  }
+// Observed against calculated, weights, and what the caller keeps of a block.
+void DataPass::Compare(Worker& w, size_t block, Calculated& out) const {
   const double k2 = structure_.scale * structure_.scale;
   for (size_t i = 0; i < kBlock; ++i) {
     const size_t at = block * kBlock + i;
@@ -200,28 +194,44 @@ void DataPass::RunBlock(Worker& w, size_t block, Calculated& out, const Parametr
     }
     const double fo2 = observations_.intensity[at] / k2;
     const double sigma = observations_.sigma[at] / k2;
-    const double weight = weights_.Weight(fo2, sigma, fc2[i], s2[i]);
+    const double weight = weights_.Weight(fo2, sigma, w.fc2[i], w.s2[i]);
     w.rootWeight[i] = std::sqrt(weight);
-    w.residual[i] = w.rootWeight[i] * (fo2 - fc2[i]);
+    w.residual[i] = w.rootWeight[i] * (fo2 - w.fc2[i]);
     out.fo2[at] = fo2;
     out.sigma[at] = sigma;
-    out.fc2[at] = fc2[i];
+    out.fc2[at] = w.fc2[i];
     out.weight[at] = weight;
-    out.a[at] = a[i];
-    out.b[at] = b[i];
-    out.s2[at] = s2[i];
+    out.a[at] = w.a[i];
+    out.b[at] = w.b[i];
+    out.s2[at] = w.s2[i];
   }
-  if (!derivatives) return;
+}
+
+void DataPass::RunBlock(Worker& w, size_t block, Calculated& out, const Parametrisation* parametrisation,
+                        const BlockConsumer& consume, int thread) const {
+  const size_t components = w.components.size();
+  w.fc2.fill(0.0);
+  for (size_t c = 0; c < components; ++c) {
+    LoadIndices(block, c, w.indices);
+    model_->Evaluate(w.indices, parametrisation && components == 1, *w.workspace);
+    if (c == 0) w.s2 = w.indices.s2, w.a = w.workspace->a, w.b = w.workspace->b;
+    ComponentLanes& lanes = w.components[c];
+    Correct(structure_, w.indices, *w.workspace, lanes);
+    for (size_t i = 0; i < kBlock; ++i) {
+      lanes.batch[i] = observations_.batch[c][std::min(block * kBlock + i, observations_.Size() - 1)];
+      w.fc2[i] += BatchFactor(lanes.batch[i]) * lanes.corrected[i];
+    }
+  }
+  Compare(w, block, out);
+  if (!parametrisation) return;
   w.rows.assign(parametrisation->Size() * kBlock, 0.0);
-  AddOverallRows(
-      structure_, *parametrisation, fc2, w.rootWeight, w.corrected, batches, byExtinction, bySolventScale, bySolventU,
-      [this](int batch) { return BatchFactor(batch); }, w.rows.data());
+  AddOverallRows(w, *parametrisation);
   for (size_t c = 0; c < components; ++c) {
     if (components > 1) {
       LoadIndices(block, c, w.indices);
       model_->Evaluate(w.indices, true, *w.workspace);
     }
-    AddComponent(w, block, c, *parametrisation);
+    AddComponent(w, c, *parametrisation);
   }
   consume(thread, w.rows.data(), w.residual);
 }

@@ -62,7 +62,9 @@ class DataPass {
                 const BlockConsumer& consume, int thread) const;
   void LoadIndices(size_t block, size_t component, IndexBlock& out) const;
   double BatchFactor(int batch) const;
-  void AddComponent(Worker& worker, size_t block, size_t component, const Parametrisation& parametrisation) const;
+  void AddComponent(Worker& worker, size_t component, const Parametrisation& parametrisation) const;
+  void AddOverallRows(Worker& worker, const Parametrisation& parametrisation) const;
+  void Compare(Worker& worker, size_t block, Calculated& out) const;
 
   const Structure& structure_;
   const Observations& observations_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "engine/atom_names.h"
 #include "engine/conjugate_gradients.h"
 #include "util/numbers.h"
 
@@ -12,6 +13,66 @@ namespace {
 constexpr int kGradientIterations = 12;
 constexpr double kLargestMove = 0.4;      // Å in one cycle; beyond it all shifts are scaled down
 constexpr double kLargestUChange = 0.15;  // Å²
+
+// BLOC n1 n2 atoms: in cycle n (counted round to the largest n of all) only the coordinates (n > 0) or the other
+// parameters (n < 0) of the atoms that are named for it move, among those that any BLOC names.
+struct Block {
+  int cycle;
+  bool coordinates;
+  std::vector<int> sites;
+};
+
+std::vector<Block> BlocksOf(const Job& job, const Structure& structure) {
+  std::vector<Block> blocks;
+  for (const Command& command : job.commands) {
+    if (command.keyword != "BLOC") continue;
+    std::vector<int> sites;
+    for (const int residue : ResiduesOf(structure, command)) {
+      for (const SiteImage& i : ResolveAtoms(structure, command, job.commands, command.words, residue).images)
+        sites.push_back(i.site);
+    }
+    for (size_t i = 0; command.words.empty() && i < structure.sites.size(); ++i) sites.push_back(static_cast<int>(i));
+    for (size_t i = 0; i < command.numbers.size() && i < 2; ++i) {
+      const int n = RoundHalfAway(command.numbers[i]);
+      if (n != 0) blocks.push_back({std::abs(n), n > 0, sites});
+    }
+  }
+  return blocks;
+}
+
+std::vector<bool> FrozenParameters(const std::vector<Block>& blocks, const Parametrisation& parametrisation,
+                                   int cycle) {
+  std::vector<bool> frozen(parametrisation.Size());
+  int last = 0;
+  for (const Block& b : blocks) last = std::max(last, b.cycle);
+  if (last == 0) return frozen;
+  const int now = (cycle - 1) % last + 1;
+  if (std::none_of(blocks.begin(), blocks.end(), [&](const Block& b) { return b.cycle == now; })) return frozen;
+  for (size_t p = 0; p < parametrisation.Size(); ++p) {
+    const Parameter& parameter = parametrisation.parameters[p];
+    if (parameter.site < 0) continue;
+    const bool coordinate = parameter.kind != ParameterKind::Occupancy && parameter.kind != ParameterKind::Displacement;
+    bool named = false;
+    bool moves = false;
+    for (const Block& b : blocks) {
+      if (b.coordinates != coordinate || std::find(b.sites.begin(), b.sites.end(), parameter.site) == b.sites.end())
+        continue;
+      named = true;
+      moves = moves || b.cycle == now;
+    }
+    frozen[p] = named && !moves;
+  }
+  return frozen;
+}
+
+void Freeze(const std::vector<bool>& frozen, NormalSystem& system) {
+  for (size_t p = 0; p < frozen.size(); ++p) {
+    if (!frozen[p]) continue;
+    system.gradient[p] = 0.0;
+    for (size_t i = 0; i < p; ++i) system.matrix.At(i, p) = 0.0;
+    for (size_t j = p + 1; j < frozen.size(); ++j) system.matrix.At(p, j) = 0.0;
+  }
+}
 
 class Cycler {
  public:
@@ -183,6 +244,7 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
   double goodR = 1e30;
   std::vector<double> lastShifts(n);
   int cuts = 0;
+  const std::vector<Block> blocks = BlocksOf(job, structure);
   std::vector<ParameterEquation> equations;
   for (int cycle = 1; cycle <= job.cycles; ++cycle) {
     CycleReport report;
@@ -195,7 +257,8 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
           ConjugateGradientShifts(cycler.Pass(), parametrisation, equations, kGradientIterations, calculated);
       solution.variances.assign(n, 0.0);
     } else {
-      const NormalSystem system = cycler.Assemble(calculated, equations);
+      NormalSystem system = cycler.Assemble(calculated, equations);
+      Freeze(FrozenParameters(blocks, parametrisation, cycle), system);
       solution = cycler.Solver().Solve(system, job.damping);
     }
     report.before = MakeResiduals(calculated, n);

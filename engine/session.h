@@ -33,6 +33,27 @@ struct Session {
   std::array<double, 2> suggestedWeights{0.1, 0.0};
 };
 
+// Messages of the shared code become lines.
+class PrintedMessages : public UserMessages {
+ public:
+  explicit PrintedMessages(const LineSink& print) : print_(print) {}
+  void Show(const UserMessage& message) override {
+    std::string text = message.caption + " " + message.text;
+    for (char& c : text) {
+      if (c == '\n') c = ' ';
+    }
+    print_(" " + text);
+  }
+  bool AskYesNo(const UserMessage&, Unattended) override { return true; }
+  void RequestQuit() override {}
+
+ private:
+  const LineSink& print_;
+};
+
+// Reads base.ins and base.hkl and makes everything ready for Refine; notes are printed. False with a sentence.
+bool LoadSession(Session& session, const LineSink& print, std::string& problem);
+
 // Text of the result file: the instruction file with the refined values, then remarks, the suggested weights and the
 // peaks behind END. Empty when the document cannot be written.
 std::string ComposeResult(Session& session, UserMessages& messages);

@@ -63,8 +63,9 @@ struct Structure {
   double scale = 1.0;                 // of |F|: Fo² = scale²·Fc²
   double extinction = 0.0;
   std::vector<double> batchFractions;  // BASF: of the twin components behind the first
-  double solventScale = 0.0;           // SWAT g
-  double solventU = 2.0;               // SWAT U, Å²
+  bool hasSolvent = false;
+  double solventScale = 0.0;  // SWAT g
+  double solventU = 2.0;      // SWAT U, Å²
 
   double Ueq(const Site& site) const;
 };

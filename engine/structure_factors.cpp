@@ -266,10 +266,9 @@ class DirectSum : public StructureFactorModel {
     std::memset(re, 0, static_cast<size_t>(rows) * kBlock * sizeof(double));
     if (im) std::memset(im, 0, static_cast<size_t>(rows) * kBlock * sizeof(double));
     const double x[3] = {site.x.x, site.x.y, site.x.z};
-    alignas(64) static thread_local Lanes unused;
     for (const OperatorBlock& op : w.ops) {
       if (!derivatives) {
-        AddPlain(op, x, site.u.data(), site.anisotropic, re, im ? im : unused.data());
+        AddPlain(op, x, site.u.data(), site.anisotropic, re, im ? im : w.q.data());
       } else if (im) {
         AddAcentric(op, x, site.u.data(), site.anisotropic, re, im);
       } else {
