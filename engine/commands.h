@@ -29,4 +29,9 @@ Command ParseCommand(std::string_view line);
 // atoms.
 std::vector<Command> CommandsOf(const Document& document);
 
+// The same with the instructions of every "+file" in its place; files are looked for in `directory` (with its last
+// separator). What cannot be read, and atoms and model-changing instructions in such a file, are said in `notes`.
+std::vector<Command> WithIncludes(const std::vector<Command>& commands, const std::string& directory,
+                                  std::vector<std::string>& notes);
+
 }  // namespace marvik::engine

@@ -37,7 +37,6 @@ constexpr Reason kReasons[] = {
     {"PRIG", "the rigid-bond analysis is not printed"},
     {"WIGL", "coordinates are not shaken"},
     {"SPIN", "fragments are not turned"},
-    {"+", "the included file is not read"},
 };
 
 double NumberOr(const std::vector<double>& numbers, size_t at, double otherwise) {
@@ -119,8 +118,9 @@ std::vector<std::string> UnsupportedNotes(const Document& document, const std::v
 Job MakeJob(const Document& document) {
   Job job;
   const RefinementSettings& s = document.settings;
-  job.commands = CommandsOf(document);
-  job.notes = UnsupportedNotes(document, job.commands);
+  job.commands = WithIncludes(CommandsOf(document), document.WorkingDirectory, job.notes);
+  const std::vector<std::string> unsupported = UnsupportedNotes(document, job.commands);
+  job.notes.insert(job.notes.end(), unsupported.begin(), unsupported.end());
   job.conjugateGradients = s.RefinementType == "CGLS";
   job.cycles = s.RefinementType.empty() ? 0 : std::max(0, s.Cycles);
   ReadWeights(s, job.weights);
