@@ -1,7 +1,9 @@
+#include <algorithm>
 #include <set>
 
 #include "app/atom_names.h"
 #include "app/command_handlers.h"
+#include "util/numbers.h"
 
 namespace marvik {
 namespace {
@@ -122,6 +124,26 @@ Outcome AtomLabelHandler(Workbench& bench, const CommandCall& call) {
     atom->flags2 = static_cast<uint8_t>(off ? atom->flags2 | kLabelOff : atom->flags2 & ~kLabelOff);
   }
   return atoms.empty() ? Outcome::Failed : Outcome::Changed;
+}
+
+// "C1 0.1 -0.05": the atom and where its label stands, in view units from it.
+Outcome PlaceLabelHandler(Workbench& bench, const CommandCall& call) {
+  const size_t nameEnd = std::min(call.argument.find(' '), call.argument.size());
+  const std::string name = call.argument.substr(0, nameEnd);
+  const std::string_view rest = std::string_view(call.argument).substr(nameEnd);
+  const size_t middle = rest.find_last_of(' ');
+  double x = 0.0;
+  double y = 0.0;
+  AtomRecord* atom = FindAtomByText(bench.document, name);
+  if (!atom) return Refuse(bench, "Error: No Atoms Selected", "Couldn't find " + name + " in the atom list.");
+  if (middle == std::string_view::npos || !ParseWholeNumber(rest.substr(0, middle), x) ||
+      !ParseWholeNumber(rest.substr(middle), y)) {
+    return Refuse(bench, "Command Usage Error:", "The place of a label is two numbers from -0.5 to 0.5.");
+  }
+  atom->labelOffsetX = static_cast<float>(std::clamp(x, -0.5, 0.5));
+  atom->labelOffsetY = static_cast<float>(std::clamp(y, -0.5, 0.5));
+  atom->flags2 |= kLabelPlaced;
+  return Outcome::Changed;
 }
 
 Outcome DuplicatesHandler(Workbench& bench, const CommandCall&) {

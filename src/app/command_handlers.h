@@ -26,6 +26,7 @@ Outcome KillAtomHandler(Workbench& bench, const CommandCall& call);
 Outcome KillPeaksHandler(Workbench& bench, const CommandCall& call);
 Outcome HideHandler(Workbench& bench, const CommandCall& call);
 Outcome AtomLabelHandler(Workbench& bench, const CommandCall& call);
+Outcome PlaceLabelHandler(Workbench& bench, const CommandCall& call);
 Outcome DuplicatesHandler(Workbench& bench, const CommandCall& call);
 
 // The atoms that a command of the atom popup acts on: those named by its argument, else the picked one. Empty after a

@@ -104,7 +104,7 @@ constexpr CommandRow kRows[] = {
     Greyed(193, "&Restore Killed Atom(s)...", kNoAtomDialogs),
     {195, "H&ybrid Label Coloration", "", "", None, Always, LabelToggleHandler, IsOn<&Workbench::HybridLabelColoration>,
      ""},
-    Greyed(196, "&Position Label...", "Moving labels by hand is not available yet."),
+    {196, "&Position Label...", "", "ATOM X Y", Drawing, PickedAtom, PlaceLabelHandler, nullptr, ""},
     Greyed(197, "&Info on Selected", kNoReports),
     {200, "&FMOL", "", "", Structure, Atoms, FmolHandler, nullptr, ""},
     {203, "Kill all &Q-Peaks", "", "", Structure, Always, KillPeaksHandler, nullptr, ""},

@@ -53,6 +53,7 @@ enum CommandId : int {
   kSelectByNameCommand = 163,
   kPackCountCommand = 164,
   kSelectPickedBondCommand = 186,
+  kPositionLabelCommand = 196,
   kRecentFilesMenu = 228,  // the sub-menu that lists the recent files; no command
   kFmolAfterChangesCommand = 229,
   kSaveAllCommand = 230,

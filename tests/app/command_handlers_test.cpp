@@ -183,6 +183,14 @@ TEST_F(HandlerTest, LabelsOfSingleAtoms) {
   EXPECT_TRUE(Atom("N1")->flags2 & kLabelOff);
   RunCommand(bench, 205);
   EXPECT_FALSE(Atom("C1")->flags2 & kLabelOff);
+
+  EXPECT_EQ(RunCommand(bench, kPositionLabelCommand, "C1 0.1 -0.75"), Outcome::Changed);
+  EXPECT_EQ(Atom("C1")->labelOffsetX, 0.1f);
+  EXPECT_EQ(Atom("C1")->labelOffsetY, -0.5f);
+  EXPECT_TRUE(Atom("C1")->flags2 & kLabelPlaced);
+  for (const char* wrong : {"C1", "C1 0.1", "C1 a b", "Z9 0 0"}) {
+    EXPECT_EQ(RunCommand(bench, kPositionLabelCommand, wrong), Outcome::Failed) << wrong;
+  }
 }
 
 TEST_F(HandlerTest, DuplicatesAreListedAndSelected) {

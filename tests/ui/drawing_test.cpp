@@ -47,7 +47,8 @@ TEST_F(DrawingTest, SquareFollowsTheWindowAndTheModelReachesBeyondIt) {
     Settle();
     EXPECT_EQ(area->Frame().size(), size * ratio);
     EXPECT_EQ(bench.view.drawingSize, std::min(size.width(), size.height()) * ratio);
-    EXPECT_EQ(bench.view.deviceOriginX, 0);
+    EXPECT_EQ(bench.view.fullWidth, bench.view.viewportWidth);
+    EXPECT_EQ(bench.view.viewportOffsetX, 0);
     int left = 1 << 20, right = 0, top = 1 << 20, bottom = 0;
     for (const AtomRecord* atom : Atoms(bench.document.atoms)) {
       left = std::min<int>(left, atom->screenX);

@@ -236,6 +236,52 @@ TEST_F(GesturesTest, BondWithFromTheAtomMenuKeepsItsAtom) {
   EXPECT_EQ(SelectedNames(), "");
 }
 
+TEST_F(GesturesTest, LabelsMoveByDragsAndArrowKeys) {
+  const auto start = [this] {
+    bench.PickAtom(Atom("O1"));
+    window->Run(kPositionLabelCommand);
+    bench.ClearPick();
+  };
+  const ViewState before = bench.view;
+  start();
+  ASSERT_TRUE(window->Input().LabelPending());
+  const float x = Atom("O1")->labelOffsetX;
+  const float y = Atom("O1")->labelOffsetY;
+  EXPECT_NE(x, 0.0f);  // where the program had put it
+  Drag({{100, 100}, {110, 120}});
+  EXPECT_NEAR(Atom("O1")->labelOffsetX, x + 0.025, 1e-6);
+  EXPECT_NEAR(Atom("O1")->labelOffsetY, y - 0.05, 1e-6);
+  Drag({{10, 100}, {590, 100}});  // too far for one axis, none for the other
+  EXPECT_NEAR(Atom("O1")->labelOffsetX, x + 0.025, 1e-6);
+  for (const Qt::Key key : {Qt::Key_Left, Qt::Key_Right, Qt::Key_Right, Qt::Key_Up, Qt::Key_Down}) {
+    QTest::keyClick(area, key);
+  }
+  EXPECT_NEAR(Atom("O1")->labelOffsetX, x + 0.03, 1e-6);
+  EXPECT_NEAR(Atom("O1")->labelOffsetY, y - 0.055, 1e-6);
+  ExpectSameView(before);
+  QTest::keyClick(area, Qt::Key_Escape);
+  EXPECT_EQ(Atom("O1")->labelOffsetX, 0.0f);
+  EXPECT_EQ(Atom("O1")->flags2 & kLabelPlaced, 0);
+
+  // A command that changes the structure puts it back first.
+  start();
+  QTest::keyClick(area, Qt::Key_Up);
+  window->Run(kOpenCommand);
+  EXPECT_FALSE(window->Input().LabelPending());
+  EXPECT_EQ(Atom("O1")->labelOffsetX, 0.0f);
+
+  start();
+  for (int i = 0; i < 200; ++i) QTest::keyClick(area, Qt::Key_Down);
+  EXPECT_EQ(Atom("O1")->labelOffsetY, -0.5f);
+  QTest::keyClick(area, Qt::Key_Return);
+  EXPECT_FALSE(window->Input().LabelPending());
+  EXPECT_EQ(Atom("O1")->labelOffsetY, -0.5f);
+  EXPECT_EQ(SelectedNames(), "");
+  window->Run(kUndoCommand);
+  EXPECT_EQ(Atom("O1")->labelOffsetY, 0.0f);
+  EXPECT_EQ(Atom("O1")->flags2 & kLabelPlaced, 0);
+}
+
 TEST_F(GesturesTest, RightButtonOpensTheMenuOfWhatLiesThere) {
   bench.ShowCell = true;
   bench.LabelsOn = false;

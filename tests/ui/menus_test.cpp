@@ -75,6 +75,16 @@ TEST_F(MenusTest, EntriesFollowTheStateOfTheMoment) {
   window->Menus().ActionOf(kPipesCommand)->trigger();
   Settle();
   EXPECT_TRUE(window->Menus().ActionOf(kPipesCommand)->isChecked());
+  QAction* undo = window->Menus().ActionOf(kUndoCommand);
+  EXPECT_FALSE(undo->isEnabled());
+  kill->trigger();
+  Settle();
+  EXPECT_TRUE(undo->isEnabled());
+  EXPECT_EQ(undo->text(), "&Undo Kill Selected");
+  undo->trigger();
+  Settle();
+  EXPECT_NE(Atom("C1"), nullptr);
+  EXPECT_FALSE(undo->isEnabled());
   // The fourth entry of the View menu, by position.
   EXPECT_TRUE(Top("&View")->actions()[3]->isChecked());
   for (const CommandRow& row : CommandTable()) {

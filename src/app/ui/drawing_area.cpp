@@ -17,24 +17,25 @@ constexpr double kLabelPixels = 13.0;
 constexpr int kRest = 250;  // ms without a change after which the view counts as at rest
 constexpr int kAtomsBetweenClocks = 64;
 
-// Sets the origin of the square for one frame; for everyone else the view starts at 0, 0.
-class SquareOrigin {
+// Lets the view's square lie in the middle of the whole area for one frame; for everyone else it is all there is.
+class SquareInArea {
  public:
-  SquareOrigin(ViewState& view, const QSize& area) : view_(view), x_(view.deviceOriginX), y_(view.deviceOriginY) {
-    view.deviceOriginX = (area.width() - static_cast<int>(view.drawingSize)) / 2;
-    view.deviceOriginY = (area.height() - static_cast<int>(view.drawingSize)) / 2;
+  SquareInArea(ViewState& view, const QSize& area) : view_(view) {
+    view.viewportOffsetX = (area.width() - view.viewportWidth) / 2;
+    view.viewportOffsetY = (area.height() - view.viewportHeight) / 2;
+    view.fullWidth = area.width();
+    view.fullHeight = area.height();
   }
-  ~SquareOrigin() {
-    view_.deviceOriginX = x_;
-    view_.deviceOriginY = y_;
+  ~SquareInArea() {
+    view_.viewportOffsetX = view_.viewportOffsetY = 0;
+    view_.fullWidth = view_.viewportWidth;
+    view_.fullHeight = view_.viewportHeight;
   }
-  SquareOrigin(const SquareOrigin&) = delete;
-  SquareOrigin& operator=(const SquareOrigin&) = delete;
+  SquareInArea(const SquareInArea&) = delete;
+  SquareInArea& operator=(const SquareInArea&) = delete;
 
  private:
   ViewState& view_;
-  int32_t x_;
-  int32_t y_;
 };
 
 }  // namespace
@@ -132,7 +133,7 @@ void DrawingArea::DrawFrame() {
   RenderOptions options = bench_.ScreenOptions();
   const bool wire = dragging_ || moving_;
   if (wire) options.mode = kWireFrame;
-  const SquareOrigin origin(bench_.view, size);
+  const SquareInArea square(bench_.view, size);
   clock_.start();
   nextPoll_ = firstPoll_;
   asked_ = 0;

@@ -22,7 +22,9 @@ namespace {
 constexpr double kClickReach = 3.0;
 constexpr int kWheelStep = 120;          // eighths of a degree
 constexpr double kZoomStep = 11.0 / 12;  // of the radius that is shown; what one step of a zooming drag does
-constexpr int kHoverDelay = 20;          // ms
+constexpr double kLabelStep = 0.0025;    // view units for each pixel of a drag
+constexpr double kLabelReach = 0.5;
+constexpr int kHoverDelay = 20;  // ms
 
 struct KeyRow {
   int key;
@@ -36,6 +38,18 @@ constexpr KeyRow kViewKeys[] = {
     {Qt::Key_Left, ViewKey::Left, -1, 0},      {Qt::Key_Right, ViewKey::Right, 1, 0},
     {Qt::Key_Up, ViewKey::Up, 0, -1},          {Qt::Key_Down, ViewKey::Down, 0, 1},
     {Qt::Key_Insert, ViewKey::Insert, 0, 0},   {Qt::Key_Delete, ViewKey::Delete, 0, 0},
+};
+
+struct LabelKeyRow {
+  int key;
+  double dx;  // view units
+  double dy;
+};
+constexpr LabelKeyRow kLabelKeys[] = {
+    {Qt::Key_Left, -0.005, 0.0},
+    {Qt::Key_Right, 0.005, 0.0},
+    {Qt::Key_Up, 0.0, 0.005},
+    {Qt::Key_Down, 0.0, -0.01},
 };
 
 }  // namespace
@@ -87,7 +101,7 @@ bool InputController::eventFilter(QObject* watched, QEvent* event) {
 void InputController::MousePress(const QMouseEvent& event) {
   if (event.button() == Qt::RightButton) {
     if (gesture_ != Gesture::None) return;
-    if (PickPending()) return CancelPending();
+    if (PickPending() || LabelPending()) return CancelPending();
     return ShowContextMenu(event.position());
   }
   if (gesture_ != Gesture::None) return;
@@ -109,7 +123,7 @@ void InputController::MouseMove(const QMouseEvent& event) {
     case Gesture::Pressed:
       if ((position - pressed_).manhattanLength() <= kClickReach) return;
       gesture_ = event.modifiers() & Qt::ShiftModifier ? Gesture::Band : Gesture::Turning;
-      area_.SetDragging(gesture_ == Gesture::Turning);
+      area_.SetDragging(gesture_ == Gesture::Turning && !LabelPending());
       return MouseMove(event);
     case Gesture::Turning:
       return Drag(position, event.modifiers());
@@ -122,6 +136,11 @@ void InputController::MouseMove(const QMouseEvent& event) {
 
 // Turning goes by nominal pixels, a degree each, moving by device pixels, so that the model stays under the pointer.
 void InputController::Drag(const QPointF& position, Qt::KeyboardModifiers modifiers) {
+  if (LabelPending() && gesture_ == Gesture::Turning) {
+    const QPoint step = (position - last_).toPoint();
+    last_ += step;
+    return DragLabel(step.x(), step.y());
+  }
   const DragModifiers drag{modifiers.testFlag(Qt::ControlModifier), modifiers.testFlag(Qt::AltModifier)};
   const bool moves = !drag.alt && (drag.control || bench_.view.dragMode == 1);
   const double ratio = moves ? area_.devicePixelRatioF() : 1.0;
@@ -194,6 +213,7 @@ BondRecord* InputController::BondAt(const QPointF& position) const {
 void InputController::Click(const QPointF& position) {
   AtomRecord* atom = AtomAt(position);
   if (PickPending()) return PickClick(atom);
+  if (LabelPending()) return;
   if (atom) {
     bench_.PickAtom(atom);
     run_(kSelectPickedAtomCommand, {});
@@ -266,7 +286,7 @@ bool InputController::KeyPress(const QKeyEvent& event) {
       run_(event.key() == Qt::Key_Plus ? kZoomInCommand : kZoomOutCommand, {});
       return true;
     default:
-      return ViewKeyPress(event);
+      return LabelPending() && LabelKeyPress(event) ? true : ViewKeyPress(event);
   }
 }
 
@@ -296,7 +316,8 @@ void InputController::StartPick(int command) {
 
 void InputController::CancelPending() {
   EndGesture();
-  if (!PickPending()) return;
+  if (!PickPending() && !LabelPending()) return;
+  RestoreLabel();
   pick_ = {};
   area_.SetMarks(0, 0);
   area_.unsetCursor();
@@ -311,7 +332,66 @@ void InputController::PickClick(AtomRecord* atom) {
   Q_EMIT StatusText(PendingText());
 }
 
+void InputController::StartLabelMove() {
+  CancelPending();
+  AtomRecord* atom = bench_.PickedAtom();
+  if (!atom) return;
+  const CanvasPoint offset = bench_.renderer.LabelOffset(*atom, bench_.view);
+  label_ = {atom->serial, atom->labelOffsetX, atom->labelOffsetY, atom->flags2};
+  area_.SetMarks(label_.atom, 0);
+  area_.setCursor(Qt::SizeAllCursor);
+  area_.setFocus();
+  PlaceLabel(offset.x, offset.y);
+  Q_EMIT StatusText(PendingText());
+}
+
+void InputController::PlaceLabel(double x, double y) {
+  AtomRecord* atom = bench_.document.atoms.FindSerial(label_.atom);
+  if (!atom) return CancelPending();
+  atom->labelOffsetX = static_cast<float>(std::clamp(x, -kLabelReach, kLabelReach));
+  atom->labelOffsetY = static_cast<float>(std::clamp(y, -kLabelReach, kLabelReach));
+  atom->flags2 |= kLabelPlaced;
+  area_.Redraw();
+}
+
+void InputController::RestoreLabel() {
+  AtomRecord* atom = label_.atom ? bench_.document.atoms.FindSerial(label_.atom) : nullptr;
+  if (atom) {
+    atom->labelOffsetX = label_.x;
+    atom->labelOffsetY = label_.y;
+    atom->flags2 = label_.flags;
+    area_.Redraw();
+  }
+  label_ = {};
+}
+
+// One step for each pixel, as slow movements report them; a step that would go too far is dropped.
+void InputController::DragLabel(int dx, int dy) {
+  const AtomRecord* atom = bench_.document.atoms.FindSerial(label_.atom);
+  if (!atom) return CancelPending();
+  const auto moved = [](double offset, int pixels) {
+    const double to = offset + pixels * kLabelStep;
+    return std::abs(to) <= kLabelReach ? to : offset;
+  };
+  PlaceLabel(moved(atom->labelOffsetX, dx), moved(atom->labelOffsetY, -dy));
+}
+
+bool InputController::LabelKeyPress(const QKeyEvent& event) {
+  const auto row = std::ranges::find(kLabelKeys, event.key(), &LabelKeyRow::key);
+  const AtomRecord* atom = bench_.document.atoms.FindSerial(label_.atom);
+  if (row == std::end(kLabelKeys) || !atom) return false;
+  PlaceLabel(atom->labelOffsetX + row->dx, atom->labelOffsetY + row->dy);
+  return true;
+}
+
 void InputController::Confirm() {
+  if (const AtomRecord* atom = label_.atom ? bench_.document.atoms.FindSerial(label_.atom) : nullptr) {
+    // Back first, so that the command finds what it is to change, and undo what was there before.
+    const std::string place = Printf("#%u %.5f %.5f", label_.atom, atom->labelOffsetX, atom->labelOffsetY);
+    CancelPending();
+    run_(kPositionLabelCommand, place);
+    return;
+  }
   const Pick pick = pick_;
   if (!pick.command || !pick.target) return;
   CancelPending();
@@ -321,6 +401,11 @@ void InputController::Confirm() {
 }
 
 QString InputController::PendingText() const {
+  if (LabelPending()) {
+    const AtomRecord* atom = bench_.document.atoms.FindSerial(label_.atom);
+    return tr("Label of %1: drag it or press arrow keys, Enter keeps the place, Escape puts it back")
+        .arg(atom ? ToText(atom->name) : QString());
+  }
   const QString name = PlainCommandName(FindCommand(pick_.command)->text);
   const AtomRecord* target = pick_.target ? bench_.document.atoms.FindSerial(pick_.target) : nullptr;
   if (!target) return tr("%1: click the target atom, Escape to leave").arg(name);
@@ -332,6 +417,7 @@ void InputController::UpdateHover() {
     const AtomRecord* atom = inside_ ? AtomAt(hover_) : nullptr;
     return Q_EMIT StatusText(atom ? PendingText() + QStringLiteral("   (%1)").arg(ToText(atom->name)) : PendingText());
   }
+  if (LabelPending()) return Q_EMIT StatusText(PendingText());
   if (!inside_) return Q_EMIT StatusText({});
   if (const AtomRecord* atom = AtomAt(hover_)) return Q_EMIT StatusText(DescribeAtom(bench_.document, *atom));
   const BondRecord* bond = BondAt(hover_);

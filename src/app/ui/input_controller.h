@@ -31,7 +31,11 @@ class InputController : public QObject {
   // it, Escape gives up. The atom that a context menu is open on stays the command's own.
   void StartPick(int command);
   bool PickPending() const { return pick_.command != 0; }
-  // Ends whatever is pending: the pick, the rubber band.
+  // Lets drags and arrow keys move the label of the atom that the context menu is open on; Enter runs the command with
+  // the new place, Escape puts the label back.
+  void StartLabelMove();
+  bool LabelPending() const { return label_.atom != 0; }
+  // Ends whatever is pending: the pick, the label, the rubber band.
   void CancelPending();
 
  Q_SIGNALS:
@@ -51,6 +55,13 @@ class InputController : public QObject {
     uint32_t target = 0;  // the atom that a click has named
   };
 
+  struct LabelMove {
+    uint32_t atom = 0;
+    float x = 0.0f;  // what the atom's record held before
+    float y = 0.0f;
+    uint8_t flags = 0;
+  };
+
   void MousePress(const QMouseEvent& event);
   void MouseMove(const QMouseEvent& event);
   void MouseRelease(const QMouseEvent& event);
@@ -65,6 +76,10 @@ class InputController : public QObject {
   void ZoomBy(double factor);
   bool KeyPress(const QKeyEvent& event);
   bool ViewKeyPress(const QKeyEvent& event);
+  bool LabelKeyPress(const QKeyEvent& event);
+  void DragLabel(int dx, int dy);
+  void PlaceLabel(double x, double y);
+  void RestoreLabel();
   void Confirm();
   void PickClick(AtomRecord* atom);
   void ShowContextMenu(const QPointF& position);
@@ -80,6 +95,7 @@ class InputController : public QObject {
   QPointF pressed_;  // where the button went down
   QPointF last_;     // up to where the view has followed the pointer
   Pick pick_;
+  LabelMove label_;
   int wheelRest_ = 0;
   QPointF hover_;
   bool inside_ = false;

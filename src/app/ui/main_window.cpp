@@ -99,6 +99,9 @@ void MainWindow::SetUpStatusBar() {
 }
 
 Outcome MainWindow::Run(int id, const std::string& argument) {
+  // What waits for a click speaks of the structure as it is now.
+  const CommandRow* row = FindCommand(id);
+  if (row && row->effect != CommandEffect::None) input_->CancelPending();
   const Outcome outcome = RunCommand(bench_, id, argument);
   SayDone(id, outcome);
   return outcome;
@@ -112,10 +115,7 @@ void MainWindow::SayDone(int id, Outcome outcome) {
 }
 
 void MainWindow::OpenSoon(const std::string& path) {
-  QTimer::singleShot(0, this, [this, path] {
-    input_->CancelPending();
-    Run(kReadFileCommand, path);
-  });
+  QTimer::singleShot(0, this, [this, path] { Run(kReadFileCommand, path); });
 }
 
 void MainWindow::Refresh() {
@@ -162,6 +162,10 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
   if (id == kDepthCueCommand) {
     const auto level = AskDepthCueLevel(this, bench_.view.depthCueLevel);
     return level ? std::optional(std::to_string(*level)) : std::nullopt;
+  }
+  if (id == kPositionLabelCommand) {
+    input_->StartLabelMove();
+    return std::nullopt;
   }
   if (std::string_view(row->argument) == "ATOM") {
     // Without atoms to act on the command itself says what is missing.

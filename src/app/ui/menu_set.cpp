@@ -21,6 +21,8 @@ constexpr Reason kReasons[] = {
     {EnabledRule::PickedAtom, "This acts on one atom: right-click it."},
     {EnabledRule::PickedBond, "This acts on one bond: right-click it."},
     {EnabledRule::BondsChosen, "No bonds are selected: click some."},
+    {EnabledRule::UndoStep, "There is nothing to undo."},
+    {EnabledRule::RedoStep, "There is nothing to redo."},
     {EnabledRule::RecentFile, "This place of the list is empty."},
 };
 
@@ -103,6 +105,7 @@ void MenuSet::ShowState(QAction& action) const {
   const CommandRow* row = FindCommand(id);
   const bool enabled = CommandEnabled(bench_, id);
   action.setEnabled(enabled);
+  if (id == kUndoCommand || id == kRedoCommand) action.setText(QString::fromStdString(CommandText(bench_, id)));
   if (action.isCheckable()) action.setChecked(CommandChecked(bench_, id));
   const QString reason = row && !enabled ? ReasonFor(*row) : QString();
   action.setStatusTip(reason);
