@@ -8,7 +8,7 @@ if(MARVIK_SANITIZE)
                                                   -fno-omit-frame-pointer)
   target_link_options(marvik_options INTERFACE -fsanitize=${MARVIK_SANITIZE})
   # The instrumented code makes gcc see uninitialised values in the standard library.
-  target_compile_options(marvik_options INTERFACE -Wno-maybe-uninitialized)
+  target_compile_options(marvik_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 if(MARVIK_FUZZ)
   target_compile_options(marvik_options INTERFACE -fsanitize=fuzzer-no-link)
