@@ -113,13 +113,11 @@ bool HybridizeAll(Document& document, UserMessages& messages, ProgramHydrogens h
                      "structure."});
       return false;
     }
-  const NeighbourSearch search(document, kBondTolerance);
+  const unsigned without = hydrogens == ProgramHydrogens::Ignored ? static_cast<unsigned>(kProgramHydrogen) : 0u;
+  const NeighbourSearch search(document, kBondTolerance, without);
   for (AtomRecord* atom : Atoms(document.atoms, kVisibleOnly | kNoGenerated)) {
     std::vector<NeighbourImage> neighbours = search.FindBonded(*atom, kBondTolerance);
-    std::erase_if(neighbours, [hydrogens](const NeighbourImage& b) {
-      return ChemicalNumber(*b.atom) > kHeaviestNeighbour ||
-             (hydrogens == ProgramHydrogens::Ignored && (b.atom->flags2 & kProgramHydrogen));
-    });
+    std::erase_if(neighbours, [](const NeighbourImage& b) { return ChemicalNumber(*b.atom) > kHeaviestNeighbour; });
     const Class result = Classify(*atom, neighbours);
     atom->SetHybridization(result.hybridization);
     atom->hydrogenCount = static_cast<int8_t>(std::clamp(result.hydrogens, -128, 127));

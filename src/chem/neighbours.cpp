@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <iterator>
 
 #include "cryst/cell_metric.h"
 #include "cryst/connectivity.h"
+#include "model/coded_values.h"
 
 namespace marvik {
 
@@ -16,9 +18,10 @@ constexpr int32_t kIdentityCode = 1555;
 // Two bonds of one atom are farther apart than this; alternatives of one bond, a rotor turned by 60° included, are not.
 constexpr double kAlternativeAngle = 75.0;  // degrees
 
-std::vector<AtomRecord*> AllAtoms(const Document& document) {
+std::vector<AtomRecord*> AllAtoms(const Document& document, unsigned without) {
   std::vector<AtomRecord*> atoms;
-  for (AtomRecord* atom : Atoms(document.atoms)) atoms.push_back(atom);
+  for (AtomRecord* atom : Atoms(document.atoms))
+    if (!(atom->flags2 & without)) atoms.push_back(atom);
   return atoms;
 }
 
@@ -34,27 +37,66 @@ ImageSearch SearchOf(const Document& document, const std::vector<AtomRecord*>& a
   return {places, document.symmetry, document.cell, document.matrix, reach};
 }
 
+// The number of the free variable in an occupancy, negative for one that is 1 less the variable; 0 for any other.
+int OccupancyVariable(const AtomRecord& atom) {
+  const int variable = SplitCodedValue(atom.occupancy).variable;
+  return variable < 2 ? 0 : atom.occupancy < 0.0 ? -variable : variable;
+}
+
+// Of two alternatives the one of the lower rank is looked at.
+int RankOf(const AtomRecord& atom) {
+  return atom.part != 0 ? std::abs(atom.part) : OccupancyVariable(atom) < 0 ? 1 : 0;
+}
+
 bool IsInRange(const AtomImage& image) {
   return std::all_of(image.t.begin(), image.t.end(), [](int32_t t) { return t >= -1 && t <= 2; });
 }
 
+// Of neighbours that are alternatives of each other in nearly the same direction all but one go; the part of the
+// smaller number stays.
+void KeepOneAlternative(const Cartesian& centre, std::vector<NeighbourImage>& neighbours) {
+  std::vector<const NeighbourImage*> order;
+  for (const NeighbourImage& b : neighbours) order.push_back(&b);
+  std::stable_sort(order.begin(), order.end(), [](const NeighbourImage* a, const NeighbourImage* b) {
+    return RankOf(*a->atom) < RankOf(*b->atom);
+  });
+  std::vector<const NeighbourImage*> kept;
+  std::vector<Cartesian> dropped;
+  for (const NeighbourImage* b : order) {
+    const bool isAlternative = std::any_of(kept.begin(), kept.end(), [&](const NeighbourImage* k) {
+      return AreAlternatives(*k->atom, *b->atom) && Angle(centre, k->position, b->position) < kAlternativeAngle;
+    });
+    isAlternative ? dropped.push_back(b->position) : kept.push_back(b);
+  }
+  std::erase_if(neighbours, [&](const NeighbourImage& b) {
+    return std::find(dropped.begin(), dropped.end(), b.position) != dropped.end();
+  });
+}
+
 }  // namespace
 
-NeighbourSearch::NeighbourSearch(const Document& document, double tolerance)
-    : atoms_(AllAtoms(document)),
+bool AreAlternatives(const AtomRecord& a, const AtomRecord& b) {
+  if (!PartsMayBond(a.part, b.part)) return true;
+  const int variable = OccupancyVariable(a);
+  return variable != 0 && variable == -OccupancyVariable(b);
+}
+
+NeighbourSearch::NeighbourSearch(const Document& document, double tolerance, unsigned without)
+    : atoms_(AllAtoms(document, without)),
       largestRadius_(LargestRadius(atoms_)),
       reach_(2.0 * largestRadius_ + tolerance),
       images_(SearchOf(document, atoms_, reach_)) {}
 
-std::vector<NeighbourImage> NeighbourSearch::FindNeighboursAt(const Fractional& place, double bondRadius,
-                                                              double tolerance) const {
+template <class Accept>
+std::vector<NeighbourImage> NeighbourSearch::Collect(const Fractional& place, double bondRadius, double tolerance,
+                                                     Accept accept) const {
   std::vector<AtomImage> images;
   images_.FindNear(place, bondRadius + largestRadius_ + tolerance, images);
   std::vector<NeighbourImage> found;
   for (const AtomImage& image : images) {
     AtomRecord* other = atoms_[image.atom];
     if (!IsInRange(image) || image.distance < kSamePlace ||
-        image.distance > bondRadius + other->element->bondRadius + tolerance)
+        image.distance > bondRadius + other->element->bondRadius + tolerance || !accept(*other, image.SymmetryCode()))
       continue;
     if (std::any_of(found.begin(), found.end(),
                     [&](const NeighbourImage& kept) { return Distance(kept.position, image.position) <= kSamePlace; }))
@@ -65,9 +107,19 @@ std::vector<NeighbourImage> NeighbourSearch::FindNeighboursAt(const Fractional& 
   return found;
 }
 
+std::vector<NeighbourImage> NeighbourSearch::FindNeighboursAt(const Fractional& place, double bondRadius,
+                                                              double tolerance) const {
+  return Collect(place, bondRadius, tolerance, [](const AtomRecord&, int32_t) { return true; });
+}
+
 std::vector<NeighbourImage> NeighbourSearch::FindBonded(const AtomRecord& atom, double tolerance) const {
-  std::vector<NeighbourImage> neighbours = FindNeighbours(atom, tolerance);
-  KeepOneAlternative(atom, neighbours);
+  // Two alternatives may share one place, so those of the atom go before places are compared.
+  auto neighbours =
+      Collect(atom.fract, atom.element->bondRadius, tolerance, [&atom](const AtomRecord& other, int32_t code) {
+        const bool isNegative = atom.part < 0 || other.part < 0;
+        return !AreAlternatives(atom, other) && (!isNegative || code == kIdentityCode);
+      });
+  KeepOneAlternative(atom.position, neighbours);
   return neighbours;
 }
 
@@ -86,31 +138,6 @@ std::vector<NeighbourImage> NeighbourSearch::FindWithin(const AtomRecord& atom, 
     found.push_back({other, image.op, image.SymmetryCode(), image.fract, image.position, image.distance});
   }
   return found;
-}
-
-void KeepOneAlternative(const AtomRecord& atom, std::vector<NeighbourImage>& neighbours) {
-  std::erase_if(neighbours, [&](const NeighbourImage& b) {
-    const bool isNegative = atom.part < 0 || b.atom->part < 0;
-    return !PartsMayBond(atom.part, b.atom->part) || (isNegative && b.symmetryCode != kIdentityCode);
-  });
-  if (atom.part != 0) return;
-  std::vector<const NeighbourImage*> byPart;
-  for (const NeighbourImage& b : neighbours)
-    if (b.atom->part != 0) byPart.push_back(&b);
-  std::stable_sort(byPart.begin(), byPart.end(), [](const NeighbourImage* a, const NeighbourImage* b) {
-    return std::abs(a->atom->part) < std::abs(b->atom->part);
-  });
-  std::vector<const NeighbourImage*> kept;
-  std::vector<Cartesian> dropped;
-  for (const NeighbourImage* b : byPart) {
-    const bool isAlternative = std::any_of(kept.begin(), kept.end(), [&](const NeighbourImage* k) {
-      return k->atom->part != b->atom->part && Angle(atom.position, k->position, b->position) < kAlternativeAngle;
-    });
-    isAlternative ? dropped.push_back(b->position) : kept.push_back(b);
-  }
-  std::erase_if(neighbours, [&](const NeighbourImage& b) {
-    return std::find(dropped.begin(), dropped.end(), b.position) != dropped.end();
-  });
 }
 
 }  // namespace marvik

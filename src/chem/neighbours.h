@@ -22,8 +22,9 @@ struct NeighbourImage {
 // asking for each atom in turn costs in proportion to their number.
 class NeighbourSearch {
  public:
-  // `tolerance` in Å is the largest that will be asked for.
-  NeighbourSearch(const Document& document, double tolerance);
+  // `tolerance` in Å is the largest that will be asked for. Atoms with any of the bits `without` in flags2 are not
+  // found.
+  NeighbourSearch(const Document& document, double tolerance, unsigned without = 0);
 
   // Every image no farther than the two bond radii plus `tolerance`, at least 0.05 Å away and no nearer than 0.05 Å to
   // one already found. Translations run from -1 to +2 along each axis, an asymmetric range that is meant. The images
@@ -33,8 +34,9 @@ class NeighbourSearch {
   }
   // The same around any place, with the bond radius in Å of what stands there.
   std::vector<NeighbourImage> FindNeighboursAt(const Fractional& place, double bondRadius, double tolerance) const;
-  // What FindNeighbours gives, short of what does not belong to one alternative of a disordered structure (see
-  // KeepOneAlternative).
+  // The same short of what is not there together with the atom: its alternatives, symmetry images where either part is
+  // negative, and of neighbours that are alternatives of each other in nearly the same direction all but one (the part
+  // of the smaller number stays).
   std::vector<NeighbourImage> FindBonded(const AtomRecord& atom, double tolerance) const;
   // What stands around the atom in the crystal: images within a radius in Å, no farther than Reach(), with translations
   // without bounds, in the order in which they are found. Of images of one atom at one place the first stands for all.
@@ -44,15 +46,18 @@ class NeighbourSearch {
   double Reach() const { return reach_; }
 
  private:
+  template <class Accept>
+  std::vector<NeighbourImage> Collect(const Fractional& place, double bondRadius, double tolerance,
+                                      Accept accept) const;
+
   std::vector<AtomRecord*> atoms_;
   double largestRadius_ = 0.0;
   double reach_ = 0.0;
   ImageSearch images_;
 };
 
-// Drops, of an atom's neighbours, those that are not there together with it: atoms of a part that may not bond to its
-// part, symmetry images where either part is negative, and, around an atom without a part, what stands in nearly the
-// direction of a neighbour of another part (the part of the smaller number stays).
-void KeepOneAlternative(const AtomRecord& atom, std::vector<NeighbourImage>& neighbours);
+// Whether two atoms are never there together: their parts may not bond, or their occupancies are a free variable and
+// what it leaves of 1, which is how disorder is written without parts.
+bool AreAlternatives(const AtomRecord& a, const AtomRecord& b);
 
 }  // namespace marvik

@@ -47,6 +47,13 @@ void FractionalToCartesian(const OrthogonalisationMatrix& matrix, AtomRecord& at
   atom.position = matrix * atom.fract;
 }
 
+Fractional CartesianToFractional(const OrthogonalisationMatrix& matrix, const Cartesian& place) {
+  const auto& m = matrix.m;
+  const double x = place.x / m[0];
+  const double y = (place.y - m[1] * x) / m[2];
+  return {x, y, (-place.z - m[3] * x - m[4] * y) / m[5]};
+}
+
 double Distance(const Cartesian& a, const Cartesian& b) {
   return Length(a - b);
 }

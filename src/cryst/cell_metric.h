@@ -11,6 +11,9 @@ bool BuildOrthogonalisation(const CellParameters& cell, OrthogonalisationMatrix&
 // Derives the atom's Cartesian position (Å) from its fractional coordinates.
 void FractionalToCartesian(const OrthogonalisationMatrix& matrix, AtomRecord& atom);
 
+// The inverse of matrix * fractional.
+Fractional CartesianToFractional(const OrthogonalisationMatrix& matrix, const Cartesian& place);
+
 // Å.
 double Distance(const Cartesian& a, const Cartesian& b);
 double Distance(const AtomRecord& a, const AtomRecord& b);

@@ -1,0 +1,179 @@
+#include "chem/hfix.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "chem/hybridization.h"
+#include "chem/hydrogens.h"
+#include "util/numbers.h"
+
+namespace marvik {
+namespace {
+
+bool CarriesHydrogens(const AtomRecord& atom) {
+  const int z = atom.element->atomicNumber;
+  return atom.hydrogenCount > 0 && z >= 6 && z <= 8;
+}
+
+int ChooseCode(const AtomRecord& atom, size_t n, bool forPlacement) {
+  if (!CarriesHydrogens(atom)) return 0;
+  const int z = atom.element->atomicNumber;
+  const bool isOxygen = z == 8;
+  switch (atom.Hybridization()) {
+    case kHybridSp3:
+      if (n == 1) return isOxygen ? kHfixHydroxyl : kHfixMethyl;
+      if (isOxygen) return 0;
+      return n == 2 ? kHfixSecondary : n == 3 ? kHfixTertiary : 0;
+    case kHybridSp2:
+      if (isOxygen) return 0;
+      if (forPlacement) return n == 2 || n == 3 ? kHfixAromatic : kHfixTerminal;
+      return n == 1 ? kHfixTerminal : n == 2 ? kHfixAromatic : 0;
+    case kHybridSp1:
+      return z == 6 && n == 1 ? kHfixAlkyne : 0;
+    default:
+      return 0;
+  }
+}
+
+bool IsAnyHydrogen(const AtomRecord& atom) {
+  return ChemicalNumber(atom) == kHydrogenRow;
+}
+
+// Hydrogens whose parameters the user fixes are the file's from then on, and so are the others of their group.
+void KeepInFile(Document& document, const AtomRecord* carrier) {
+  RemoveHfixEntry(document.atoms, carrier);
+  for (AtomRecord* atom : Atoms(document.atoms))
+    if (atom->parent == carrier) atom->flags2 &= static_cast<uint8_t>(~kProgramHydrogen);
+}
+
+bool FixExisting(Document& document, UserMessages& messages) {
+  const AtomArray& selection = document.atoms.selection;
+  if (!std::all_of(selection.begin(), selection.end(), [](const AtomRecord* a) { return IsAnyHydrogen(*a); })) {
+    messages.Show({MessageIcon::Warning, "Error: Non-Hydrogen(s) Selected",
+                   "You may only alter the AFIXs of hydrogen atoms with this option!"});
+    return false;
+  }
+  int32_t group = 0;
+  for (const AtomRecord* atom : Atoms(document.atoms)) group = std::max(group, atom->afixGroup);
+  ++group;
+  for (AtomRecord* atom : selection) {
+    if (atom->flags2 & kProgramHydrogen) KeepInFile(document, atom->parent);
+    atom->afix = kFixExisting;
+    atom->afixGroup = group;
+  }
+  return true;
+}
+
+void MarkAbsent(Document& document, UserMessages& messages) {
+  HydrogenBuilder builder(document, messages);
+  for (AtomRecord* atom : document.atoms.selection) {
+    atom->flags2 |= kHydrogensAbsent;
+    RemoveHfixEntry(document.atoms, atom);
+  }
+  // Their hydrogens may be selected too.
+  const std::vector<AtomRecord*> carriers(document.atoms.selection.begin(), document.atoms.selection.end());
+  for (const AtomRecord* carrier : carriers)
+    if (!IsAnyHydrogen(*carrier)) builder.RemoveFrom(carrier);
+}
+
+}  // namespace
+
+int ChooseHfixCode(const AtomRecord& atom, size_t neighbours) {
+  return ChooseCode(atom, neighbours, false);
+}
+
+int ChoosePlacementCode(const AtomRecord& atom, size_t neighbours) {
+  return ChooseCode(atom, neighbours, true);
+}
+
+std::string HfixLine(const Document& document, const AtomRecord& carrier, int code) {
+  const bool known = carrier.residue >= 0 && static_cast<size_t>(carrier.residue) < document.residues.size();
+  const int residue = known ? document.residues[static_cast<size_t>(carrier.residue)].number : 0;
+  const std::string words = Printf(" %d %4.4s", code, carrier.name.c_str());
+  return residue == 0 ? "HFIX" + words : Printf("HFIX_%d", residue) + words;
+}
+
+void SetHfixEntry(Document& document, AtomRecord* carrier, int code) {
+  auto& entries = document.atoms.hfix;
+  const std::string line = HfixLine(document, *carrier, code);
+  const auto found =
+      std::find_if(entries.begin(), entries.end(), [&](const HfixEntry& e) { return e.carrier == carrier; });
+  if (found != entries.end()) {
+    found->text = line;
+  } else {
+    entries.insert(entries.begin(), {carrier, line});
+  }
+}
+
+const HfixEntry* FindHfixEntry(const AtomList& atoms, const AtomRecord* carrier) {
+  for (const HfixEntry& entry : atoms.hfix)
+    if (entry.carrier == carrier) return &entry;
+  return nullptr;
+}
+
+bool RemoveHfixEntry(AtomList& atoms, const AtomRecord* carrier) {
+  return carrier && std::erase_if(atoms.hfix, [&](const HfixEntry& entry) { return entry.carrier == carrier; }) > 0;
+}
+
+void AssignHfixCodes(Document& document) {
+  RecordingMessages unused;  // nothing is built here
+  AssignHfixCodes(document, HydrogenBuilder(document, unused));
+}
+
+void AssignHfixCodes(Document& document, const HydrogenBuilder& builder) {
+  std::vector<HfixEntry> entries;
+  for (AtomRecord* atom : Atoms(document.atoms, kVisibleOnly | kNoGenerated)) {
+    if (!CarriesHydrogens(*atom) || (atom->flags2 & kHydrogensAbsent)) continue;
+    const int code = ChooseHfixCode(*atom, builder.NeighboursOf(*atom).size());
+    if (code != 0) entries.push_back({atom, HfixLine(document, *atom, code)});
+  }
+  auto& all = document.atoms.hfix;
+  std::erase_if(all, [](const HfixEntry& entry) { return entry.carrier != nullptr; });
+  all.insert(all.begin(), entries.begin(), entries.end());
+}
+
+std::optional<int> ParseHfixOption(std::string_view text) {
+  std::string word;
+  for (const char c : text)
+    if (!std::isspace(static_cast<unsigned char>(c)))
+      word += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  const bool isAfix = word.starts_with("AFIX");
+  const bool isHfix = word.starts_with("HFIX");
+  if (isAfix || isHfix) word.erase(0, 4);
+  if (word == "NONE") return isAfix || isHfix ? std::nullopt : std::optional(kNoHydrogensHere);
+  double value = 0.0;
+  if (!ParseWholeNumber(word, value)) return std::nullopt;
+  for (const HfixOption& option : kHfixOptions) {
+    if (value != option.code) continue;
+    const bool isGroup = FindHfixGroup(option.code) != nullptr;
+    if ((isAfix && option.code != kFixExisting) || (isHfix && !isGroup)) return std::nullopt;
+    return option.code;
+  }
+  return std::nullopt;
+}
+
+bool ApplyHfixOption(Document& document, int option, UserMessages& messages) {
+  if (document.atoms.selection.Empty()) {
+    messages.Show({MessageIcon::Warning, "Error: No Atoms Selected", "You must have at least one atom selected!"});
+    return false;
+  }
+  if (option == kFixExisting) return FixExisting(document, messages);
+  if (option == kNoHydrogensHere) {
+    MarkAbsent(document, messages);
+    return true;
+  }
+  const std::vector<AtomRecord*> selected(document.atoms.selection.begin(), document.atoms.selection.end());
+  HydrogenBuilder builder(document, messages);
+  std::vector<const AtomRecord*> failed;
+  for (AtomRecord* atom : selected) {
+    SetHfixEntry(document, atom, option);
+    atom->flags2 &= static_cast<uint8_t>(~kHydrogensAbsent);
+    if (IsAnyHydrogen(*atom) || atom->IsPeak() || builder.Place(option, atom)) continue;
+    builder.RemoveFrom(atom);
+    failed.push_back(atom);
+  }
+  TellOfFailures(failed, messages);
+  return true;
+}
+
+}  // namespace marvik

@@ -1,0 +1,303 @@
+#include "chem/hydrogens.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+
+#include "chem/hfix.h"
+#include "chem/hybridization.h"
+#include "cryst/cell_metric.h"
+#include "cryst/connectivity.h"
+
+namespace marvik {
+namespace {
+
+constexpr size_t kLabelLength = 4;
+constexpr std::string_view kLabelSigns = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+
+// Donor to acceptor, Å. The hydrogen has to point within this many degrees of the acceptor.
+constexpr double kAcceptorReach = 3.4;
+constexpr double kAcceptorCone = 45.0;
+constexpr double kTetrahedralAngle = 109.47122;
+// Å: a hydrogen this near to the carrier, on an atom no farther from it than a bond, is given to the carrier.
+constexpr double kGivenHydrogen = 2.3;
+constexpr double kLongestHydrogenBondLength = 1.25;
+constexpr int kHeaviestNeighbour = 47;
+
+bool IsAcceptor(const AtomRecord& atom) {
+  constexpr int kAcceptors[] = {7, 8, 9, 16, 17, 34, 35, 53};
+  return std::find(std::begin(kAcceptors), std::end(kAcceptors), atom.element->atomicNumber) != std::end(kAcceptors);
+}
+
+bool IsAnyHydrogen(const AtomRecord& atom) {
+  return ChemicalNumber(atom) == kHydrogenRow;
+}
+
+std::string InCapitals(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
+}
+
+std::string KeyOf(int32_t residue, const std::string& label) {
+  return std::to_string(residue).append(":").append(InCapitals(label));
+}
+
+// "H12" for C12.
+std::string StemOf(const AtomRecord& carrier) {
+  const std::string symbol(carrier.element->Symbol());
+  const bool named = InCapitals(carrier.name).starts_with(InCapitals(symbol));
+  return std::string("H").append(named ? carrier.name.substr(symbol.size()) : carrier.name);
+}
+
+}  // namespace
+
+HydrogenBuilder::HydrogenBuilder(Document& document, UserMessages& messages)
+    : document_(document), messages_(messages), search_(document, kBondTolerance, kProgramHydrogen) {
+  for (AtomRecord* atom : Atoms(document.atoms)) {
+    names_.insert(KeyOf(atom->residue, atom->name));
+    nextAfixGroup_ = std::max(nextAfixGroup_, atom->afixGroup + 1);
+    if ((atom->flags2 & kProgramHydrogen) && atom->parent) placed_[atom->parent].push_back(atom);
+  }
+}
+
+std::vector<NeighbourImage> HydrogenBuilder::NeighboursOf(const AtomRecord& atom) const {
+  return search_.FindBonded(atom, kBondTolerance);
+}
+
+std::vector<AtomRecord*> HydrogenBuilder::Placed(const AtomRecord* carrier) const {
+  const auto found = placed_.find(carrier);
+  return found == placed_.end() ? std::vector<AtomRecord*>{} : found->second;
+}
+
+// The neighbours that fix the directions: all of them, or those that are no hydrogens, or of these the ones that count
+// for the classification, whichever has the right number.
+std::optional<CarrierSurroundings> HydrogenBuilder::Survey(const HfixGroup& group, const AtomRecord& carrier) {
+  std::vector<NeighbourImage> neighbours = NeighboursOf(carrier);
+  CarrierSurroundings around{carrier.position, {}, {}, {}, {}};
+  const auto fits = [&] { return neighbours.size() == static_cast<size_t>(group.neighbours); };
+  if (!fits() || group.needsHeavy) {
+    for (const NeighbourImage& b : neighbours)
+      if (IsAnyHydrogen(*b.atom)) around.hydrogens.push_back(b.position);
+    std::erase_if(neighbours, [](const NeighbourImage& b) { return IsAnyHydrogen(*b.atom); });
+  }
+  if (!fits())
+    std::erase_if(neighbours, [](const NeighbourImage& b) { return ChemicalNumber(*b.atom) > kHeaviestNeighbour; });
+  if (!fits()) return std::nullopt;
+  for (const NeighbourImage& b : neighbours) around.neighbours.push_back(b.position);
+  if (!group.needsHeavy) return around;
+  FindBeyond(carrier, neighbours[0], around);
+  if (group.code == kHfixBondedHydroxyl || (group.code == kHfixHydroxyl && !around.beyond.empty()))
+    FindAcceptor(carrier, around.neighbours[0], around);
+  return around;
+}
+
+// The nearest first, hydrogens last.
+void HydrogenBuilder::FindBeyond(const AtomRecord& carrier, const NeighbourImage& neighbour,
+                                 CarrierSurroundings& around) const {
+  std::vector<NeighbourImage> found =
+      search_.FindNeighboursAt(neighbour.fract, neighbour.atom->element->bondRadius, kBondTolerance);
+  std::erase_if(found, [&](const NeighbourImage& b) {
+    return AreAlternatives(carrier, *b.atom) || AreAlternatives(*neighbour.atom, *b.atom) ||
+           Distance(b.position, carrier.position) < 0.05;
+  });
+  std::stable_sort(found.begin(), found.end(), [](const NeighbourImage& a, const NeighbourImage& b) {
+    const bool isFirst = IsAnyHydrogen(*a.atom);
+    return isFirst != IsAnyHydrogen(*b.atom) ? !isFirst : a.distance < b.distance;
+  });
+  for (const NeighbourImage& b : found) around.beyond.push_back(b.position);
+}
+
+// Whether one of the acceptor's own hydrogens points at the place.
+bool HydrogenBuilder::Donates(const NeighbourImage& acceptor, const Cartesian& place) const {
+  const double radius = acceptor.atom->element->bondRadius;
+  for (const NeighbourImage& b : search_.FindNeighboursAt(acceptor.fract, radius, kBondTolerance))
+    if (IsAnyHydrogen(*b.atom) && b.distance < kLongestHydrogenBondLength &&
+        Distance(b.position, place) < kGivenHydrogen)
+      return true;
+  // Of those that the program places only the ones of this run count, so that another run finds the same.
+  if (!done_.contains(acceptor.atom)) return false;
+  const auto image = [&](const Fractional& f) {
+    return document_.symmetry.empty() ? f : document_.symmetry[acceptor.op].Apply(f);
+  };
+  const Fractional shift = acceptor.fract - image(acceptor.atom->fract);
+  const auto hydrogens = Placed(acceptor.atom);
+  return std::any_of(hydrogens.begin(), hydrogens.end(), [&](const AtomRecord* h) {
+    return Distance(document_.matrix * (image(h->fract) + shift), place) < kGivenHydrogen;
+  });
+}
+
+void HydrogenBuilder::FindAcceptor(const AtomRecord& carrier, const Cartesian& neighbour, CarrierSurroundings& around) {
+  if (!wideSearch_) wideSearch_.emplace(document_, kAcceptorReach, kProgramHydrogen);
+  const NeighbourImage* nearest = nullptr;
+  const auto images = wideSearch_->FindWithin(carrier, kAcceptorReach);
+  for (const NeighbourImage& b : images) {
+    if (!IsAcceptor(*b.atom) || AreAlternatives(carrier, *b.atom)) continue;
+    const auto bonds = [&](const Cartesian& place, const AtomRecord& other) {
+      return Distance(b.position, place) <= b.atom->element->bondRadius + other.element->bondRadius + kBondTolerance;
+    };
+    // What the carrier or its neighbour is bonded to is no partner of a hydrogen bond; all neighbours of a hydroxyl
+    // oxygen are about as large as carbon.
+    if (bonds(carrier.position, carrier) || bonds(neighbour, carrier)) continue;
+    if (std::fabs(Angle(carrier.position, neighbour, b.position) - kTetrahedralAngle) > kAcceptorCone) continue;
+    if (nearest && b.distance >= nearest->distance) continue;
+    if (!Donates(b, carrier.position)) nearest = &b;
+  }
+  if (nearest) around.acceptor = nearest->position;
+}
+
+bool HydrogenBuilder::IsTaken(const AtomRecord& carrier, const std::string& label) const {
+  return names_.contains(KeyOf(carrier.residue, label));
+}
+
+// The stem, shortened as far as it has to be, with signs behind it.
+std::string HydrogenBuilder::FreeLabel(const AtomRecord& carrier, const std::string& stem) const {
+  for (size_t kept = std::min(stem.size(), kLabelLength - 1); kept > 0; --kept) {
+    const size_t signs = stem.size() < kLabelLength && kept == stem.size() ? 1 : kLabelLength - kept;
+    size_t tries = 1;
+    for (size_t i = 0; i < signs; ++i) tries *= kLabelSigns.size();
+    for (size_t n = 0; n < tries; ++n) {
+      std::string label = stem.substr(0, kept);
+      for (size_t i = signs, rest = n; i > 0; --i, rest /= kLabelSigns.size())
+        label.insert(kept, 1, kLabelSigns[rest % kLabelSigns.size()]);
+      if (!IsTaken(carrier, label)) return label;
+    }
+  }
+  // Every label of four characters is in use.
+  for (size_t n = 0;; ++n)
+    if (const std::string label = std::string("H").append(std::to_string(n)); !IsTaken(carrier, label)) return label;
+}
+
+// C12 gives H12, a group H12A, H12B, ...
+std::vector<std::string> HydrogenBuilder::LabelsFor(const AtomRecord& carrier, size_t count) {
+  const std::string stem = StemOf(carrier);
+  std::vector<std::string> labels;
+  if (count == 1 && stem.size() <= kLabelLength && stem.size() > 1 && !IsTaken(carrier, stem)) labels.push_back(stem);
+  while (labels.size() < count) {
+    labels.push_back(FreeLabel(carrier, stem));
+    names_.insert(KeyOf(carrier.residue, labels.back()));
+  }
+  names_.insert(KeyOf(carrier.residue, labels[0]));
+  return labels;
+}
+
+AtomRecord* HydrogenBuilder::Make(AtomRecord* carrier, const HfixGroup& group, const std::string& label) {
+  AtomRecord* atom = document_.atoms.CreateAtom(document_.elements, messages_);
+  if (!atom) return nullptr;
+  atom->name = label;
+  atom->element = &document_.elements[kHydrogenRow];
+  atom->flags2 = kProgramHydrogen;
+  atom->parent = carrier;
+  atom->residue = carrier->residue;
+  atom->mole = carrier->mole;
+  atom->SetHybridization(kHybridS);
+  atom->hydrogenCount = 1;
+  AtomRecord* behind = carrier;
+  while (behind->next && behind->next->parent == carrier && IsAnyHydrogen(*behind->next)) behind = behind->next;
+  document_.atoms.LinkBehind(atom, behind);
+  document_.atoms.AddBond(carrier, atom, {}, kSingle, 0, 0.1f, kSolid, messages_);
+  placed_[carrier].push_back(atom);
+  atom->afix = static_cast<uint16_t>(group.code);
+  ++added_;
+  return atom;
+}
+
+void HydrogenBuilder::RemoveFrom(const AtomRecord* carrier) {
+  const auto found = placed_.find(carrier);
+  if (found == placed_.end()) return;
+  for (const AtomRecord* atom : found->second) names_.erase(KeyOf(atom->residue, atom->name));
+  document_.atoms.DestroyAtoms(found->second);
+  placed_.erase(found);
+}
+
+bool HydrogenBuilder::Place(int code, AtomRecord* carrier) {
+  const HfixGroup* group = FindHfixGroup(code);
+  if (!group || !carrier) return false;
+  const auto around = Survey(*group, *carrier);
+  const auto directions = around ? HydrogenDirections(*group, *around) : std::nullopt;
+  if (!directions) return false;
+  if (directions->size() < Placed(carrier).size() || directions->empty()) RemoveFrom(carrier);
+  std::vector<AtomRecord*> atoms = Placed(carrier);
+  if (atoms.size() < directions->size())
+    for (const std::string& label : LabelsFor(*carrier, directions->size() - atoms.size())) {
+      AtomRecord* atom = Make(carrier, *group, label);
+      if (!atom) return false;
+      atoms.push_back(atom);
+    }
+  const double distance = HydrogenDistance(*group, carrier->element->atomicNumber);
+  const int32_t afixGroup = nextAfixGroup_++;
+  for (size_t i = 0; i < atoms.size(); ++i) {
+    AtomRecord& atom = *atoms[i];
+    atom.fract = CartesianToFractional(document_.matrix, carrier->position + distance * (*directions)[i]);
+    FractionalToCartesian(document_.matrix, atom);
+    atom.afix = static_cast<uint16_t>(group->code);
+    atom.afixGroup = afixGroup;
+    atom.part = carrier->part;
+    atom.partHasOccupancy = carrier->partHasOccupancy;
+    atom.partOccupancy = carrier->partOccupancy;
+    atom.occupancy = carrier->occupancy;
+    atom.codedValues[kCodedOccupancy] = carrier->codedValues[kCodedOccupancy];
+    atom.codedValues[kCodedU] = atom.u[0] = group->uisoFactor;
+  }
+  done_.insert(carrier);
+  return true;
+}
+
+bool PlaceHydrogens(Document& document, int code, AtomRecord* carrier, UserMessages& messages) {
+  return HydrogenBuilder(document, messages).Place(code, carrier);
+}
+
+void TellOfFailures(const std::vector<const AtomRecord*>& carriers, UserMessages& messages) {
+  if (carriers.empty()) return;
+  std::string labels;
+  for (const AtomRecord* carrier : carriers) labels += (labels.empty() ? "" : ", ") + carrier->name;
+  messages.Show(
+      {MessageIcon::Information, "Unable to Calculate Some Hydrogens:",
+       "Not enough information to correctly determine\nhydrogen position(s) for the following atom(s): \n" + labels});
+}
+
+namespace {
+
+void TellOfRefinement(bool nitrogen, bool oxygen, UserMessages& messages) {
+  if (!nitrogen && !oxygen) return;
+  std::string text;
+  if (nitrogen)
+    text += "After the next refinement it may be necessary\nto delete a hydrogen from some nitrogen atoms.\n\n";
+  if (oxygen)
+    text += std::string(nitrogen ? "Also, after" : "After") +
+            " the next refinement it may be desirable to\ndelete the hydrogen from some oxygens and replace\nit with a "
+            "hydrogen-bonded hydrogen (HFIX 83).\n\n";
+  messages.Show({MessageIcon::Information, "Notes Concerning Refinement:", text + "(See MARVIK Manual.)"});
+}
+
+}  // namespace
+
+bool CalculateHydrogens(Document& document, UserMessages& messages) {
+  if (!HybridizeAll(document, messages, ProgramHydrogens::Ignored)) return false;
+  HydrogenBuilder builder(document, messages);
+  AssignHfixCodes(document, builder);
+  std::vector<AtomRecord*> atoms;
+  for (AtomRecord* atom : Atoms(document.atoms, kVisibleOnly | kNoGenerated))
+    if (!(atom->flags2 & kProgramHydrogen)) atoms.push_back(atom);
+  std::vector<const AtomRecord*> failed;
+  bool nitrogen = false;
+  bool oxygen = false;
+  for (AtomRecord* atom : atoms) {
+    const bool absent = (atom->flags2 & kHydrogensAbsent) != 0;
+    const int code =
+        absent || atom->hydrogenCount <= 0 ? 0 : ChoosePlacementCode(*atom, builder.NeighboursOf(*atom).size());
+    const size_t before = builder.Added();
+    if (code == 0) {
+      builder.RemoveFrom(atom);
+    } else if (!builder.Place(code, atom)) {
+      failed.push_back(atom);
+    }
+    if (builder.Added() == before) continue;
+    nitrogen |= atom->element->atomicNumber == 7;
+    oxygen |= atom->element->atomicNumber == 8;
+  }
+  TellOfFailures(failed, messages);
+  TellOfRefinement(nitrogen, oxygen, messages);
+  return true;
+}
+
+}  // namespace marvik

@@ -1,0 +1,197 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <set>
+
+#include "chem/hfix.h"
+#include "chem/hybridization.h"
+#include "chem/hydrogens.h"
+#include "cryst/cell_metric.h"
+#include "cryst/crystal_fragments.h"
+#include "util/files.h"
+#include "util/numbers.h"
+
+#include "chem_fixture.h"
+
+namespace marvik::test {
+namespace {
+
+struct Carrier {
+  std::string name;
+  uint32_t serial = 0;
+  std::vector<Cartesian> hydrogens;  // of the file
+  int code = 0;                      // their AFIX number, 0 when they do not ride
+};
+
+// What came of all structures together.
+struct Tally {
+  std::map<int, std::vector<double>> distances;  // Å, by code
+  size_t structures = 0;
+  std::set<std::string> known;  // places of all hydrogens: two files may hold the same model
+  size_t carriers = 0;
+  size_t other = 0;
+  std::map<std::string, size_t> otherKinds;
+};
+
+bool IsHydrogenAtom(const AtomRecord& atom) {
+  return ChemicalNumber(atom) == kHydrogenRow;
+}
+
+bool IsCarrier(const AtomRecord& atom) {
+  const int z = atom.element->atomicNumber;
+  return z >= 6 && z <= 8;
+}
+
+const AtomRecord* NearestCarrier(const Document& document, const AtomRecord& hydrogen) {
+  const AtomRecord* nearest = nullptr;
+  double shortest = 1.25;
+  for (const AtomRecord* atom : Atoms(document.atoms)) {
+    const double distance = Distance(hydrogen, *atom);
+    if (!IsCarrier(*atom) || AreAlternatives(hydrogen, *atom) || distance > shortest) continue;
+    nearest = atom;
+    shortest = distance;
+  }
+  return nearest;
+}
+
+// C, N and O atoms with the hydrogens bonded to them; of alternative hydrogens of one carrier the first.
+std::vector<Carrier> CarriersOf(const Document& document) {
+  std::map<const AtomRecord*, std::vector<const AtomRecord*>> hydrogens;
+  for (const AtomRecord* h : Atoms(document.atoms)) {
+    if (!IsHydrogenAtom(*h)) continue;
+    auto& known = hydrogens[NearestCarrier(document, *h)];
+    if (std::none_of(known.begin(), known.end(), [h](const AtomRecord* k) { return AreAlternatives(*h, *k); }))
+      known.push_back(h);
+  }
+  std::vector<Carrier> carriers;
+  for (const AtomRecord* atom : Atoms(document.atoms)) {
+    if (!IsCarrier(*atom)) continue;
+    Carrier carrier{atom->name, atom->serial, {}, 0};
+    for (const AtomRecord* h : hydrogens[atom]) {
+      carrier.hydrogens.push_back(h->position);
+      carrier.code = std::max<int>(carrier.code, h->afix);
+    }
+    carriers.push_back(carrier);
+  }
+  return carriers;
+}
+
+// The hydrogen positions belong together whatever their order: the best of all assignments.
+std::vector<double> BestDistances(const std::vector<Cartesian>& a, std::vector<Cartesian> b) {
+  std::vector<size_t> order(b.size());
+  for (size_t i = 0; i < order.size(); ++i) order[i] = i;
+  std::vector<double> best;
+  double bestSum = 1e9;
+  do {
+    std::vector<double> distances;
+    double sum = 0.0;
+    for (size_t i = 0; i < a.size(); ++i) {
+      distances.push_back(Distance(a[i], b[order[i]]));
+      sum += distances.back();
+    }
+    if (sum < bestSum) bestSum = sum, best = distances;
+  } while (std::next_permutation(order.begin(), order.end()));
+  return best;
+}
+
+// 3 and 1 are positions that ride as they were refined; 33 and 83 are the groups of 137 and 147 with another freedom.
+int GroupOf(int afix) {
+  switch (afix) {
+    case 33:
+    case 137:
+      return 137;
+    case 83:
+    case 147:
+      return 147;
+    default:
+      return FindHfixGroup(afix) ? afix : 0;
+  }
+}
+
+void Compare(Document& document, const std::vector<Carrier>& carriers, Tally& tally) {
+  for (const Carrier& carrier : carriers) {
+    const AtomRecord* atom = document.atoms.FindSerial(carrier.serial);
+    std::vector<Cartesian> placed;
+    int code = 0;
+    for (const AtomRecord* h : Atoms(document.atoms))
+      if (h->parent == atom && IsHydrogenAtom(*h)) placed.push_back(h->position), code = h->afix;
+    if (placed.empty() && carrier.hydrogens.empty()) continue;
+    const bool fixedCount = atom->Hybridization() == kHybridSp3 && atom->element->atomicNumber != 6;
+    const int wanted = GroupOf(carrier.code);
+    const bool same = placed.size() == carrier.hydrogens.size() && (wanted == 0 || wanted == GroupOf(code));
+    if (!fixedCount) {
+      ++tally.carriers;
+      if (!same) {
+        ++tally.other;
+        ++tally.otherKinds[Printf("%.*s %s: file %d x %zu, placed %d x %zu", int(atom->element->Symbol().size()),
+                                  atom->element->Symbol().data(), HybridizationName(atom->Hybridization()),
+                                  carrier.code, carrier.hydrogens.size(), code, placed.size())];
+      }
+    }
+    if (placed.size() != carrier.hydrogens.size()) continue;
+    for (const double d : BestDistances(carrier.hydrogens, placed)) tally.distances[code].push_back(d);
+  }
+}
+
+double Median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values.empty() ? 0.0 : values[values.size() / 2];
+}
+
+void TakeFile(const std::string& file, Tally& tally) {
+  Document document;
+  RecordingMessages messages;
+  if (!ReadInstructionFile(document, file, messages)) return;
+  std::vector<AtomRecord*> gone;
+  for (AtomRecord* atom : Atoms(document.atoms))
+    if (atom->IsPeak() || IsGenerated(*atom)) gone.push_back(atom);
+  document.atoms.DestroyAtoms(gone);
+  const std::vector<Carrier> carriers = CarriersOf(document);
+  gone.clear();
+  for (AtomRecord* atom : Atoms(document.atoms))
+    if (IsHydrogenAtom(*atom)) gone.push_back(atom);
+  const bool isMolecule = gone.size() >= 4 && document.atoms.LiveCount() < 2000;
+  if (!isMolecule) return;
+  std::string model;
+  for (const Carrier& carrier : carriers)
+    for (const Cartesian& h : carrier.hydrogens) model += Printf("%.2f %.2f %.2f ", h.x, h.y, h.z);
+  if (!tally.known.insert(model).second) return;
+  document.atoms.DestroyAtoms(gone);
+  Connect(document, messages);
+  const size_t before = tally.other;
+  const size_t carriersBefore = tally.carriers;
+  ASSERT_TRUE(CalculateHydrogens(document, messages)) << file;
+  EXPECT_EQ(FaultsOf(document.atoms), "");
+  Compare(document, carriers, tally);
+  std::printf("%-28s carriers %3zu, other %2zu\n", FileNameOf(file).c_str(), tally.carriers - carriersBefore,
+              tally.other - before);
+  ++tally.structures;
+}
+
+void Print(const Tally& tally) {
+  for (const auto& [code, distances] : tally.distances)
+    std::printf("code %3d: %4zu hydrogens, median distance %.3f, largest %.3f\n", code, distances.size(),
+                Median(distances), *std::max_element(distances.begin(), distances.end()));
+  std::printf("%zu structures, %zu carriers, %zu with another code or count\n", tally.structures, tally.carriers,
+              tally.other);
+  for (const auto& [kind, count] : tally.otherKinds) std::printf("  %zu times %s\n", count, kind.c_str());
+}
+
+}  // namespace
+
+TEST(RealHydrogens, PlacedHydrogensLieWhereTheFilesHaveThem) {
+  std::vector<std::string> files = RealFiles();
+  if (files.empty()) GTEST_SKIP() << "MARVIK_REAL_DATA is not set";
+  Tally tally;
+  for (const std::string& file : files) TakeFile(file, tally);
+  Print(tally);
+  EXPECT_GE(tally.structures, 10u);
+  for (const int code : {13, 23, 43, 93}) {
+    EXPECT_FALSE(tally.distances[code].empty()) << code;
+    EXPECT_LT(Median(tally.distances[code]), 0.1) << code;
+  }
+  EXPECT_LE(tally.other * 20, tally.carriers);
+}
+
+}  // namespace marvik::test
