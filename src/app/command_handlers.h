@@ -48,6 +48,7 @@ Outcome LabelToggleHandler(Workbench& bench, const CommandCall& call);
 Outcome ShowCellHandler(Workbench& bench, const CommandCall& call);
 Outcome ZoomHandler(Workbench& bench, const CommandCall& call);
 Outcome ZoomStepHandler(Workbench& bench, const CommandCall& call);
+Outcome ResetViewHandler(Workbench& bench, const CommandCall& call);
 Outcome MouseModeHandler(Workbench& bench, const CommandCall& call);
 Outcome DepthCueHandler(Workbench& bench, const CommandCall& call);
 

@@ -150,6 +150,7 @@ constexpr CommandRow kRows[] = {
     {500, "&Undo", "Ctrl+Z", "", None, UndoStep, UndoHandler, nullptr, ""},
     {501, "Re&do", "Ctrl+Shift+Z", "", None, RedoStep, UndoHandler, nullptr, ""},
     {502, "Zoom &In", "", "", None, Always, ZoomStepHandler, nullptr, ""},
+    {503, "&Reset View", "Ctrl+0", "", None, Always, ResetViewHandler, nullptr, ""},
     {10101, "Recent File &1", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10102, "Recent File &2", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10103, "Recent File &3", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},

@@ -61,6 +61,7 @@ enum CommandId : int {
   kUndoCommand = 500,
   kRedoCommand = 501,
   kZoomInCommand = 502,
+  kResetViewCommand = 503,
   kFirstRecentFileCommand = 10101,  // to 10104
 };
 inline constexpr int kRecentFileCount = 4;

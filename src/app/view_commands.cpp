@@ -44,6 +44,11 @@ Outcome ZoomStepHandler(Workbench& bench, const CommandCall& call) {
   return Outcome::Done;
 }
 
+Outcome ResetViewHandler(Workbench& bench, const CommandCall&) {
+  bench.ResetViewToModel();
+  return Outcome::Done;
+}
+
 Outcome MouseModeHandler(Workbench& bench, const CommandCall& call) {
   bench.MouseMode = call.id == kPanCommand ? kMousePan : kMouseRotate;
   bench.view.dragMode = call.id == kPanCommand ? 1 : 0;

@@ -239,6 +239,10 @@ TEST_F(HandlerTest, ZoomStepsAndDepthCue) {
   EXPECT_NEAR(bench.view.halfExtent / before, 1.2222222 * 0.9166667, 1e-6);
   for (int i = 0; i < 200; ++i) RunCommand(bench, 502);
   EXPECT_GE(bench.view.viewRadius, 0.5);
+  bench.view.panX = 7;
+  RunCommand(bench, kResetViewCommand);
+  EXPECT_NEAR(bench.view.halfExtent, before, 1e-9);
+  EXPECT_EQ(bench.view.panX, 0);
   RunCommand(bench, 107, "30");
   EXPECT_EQ(bench.view.depthCueLevel, 30);
   RunCommand(bench, 107, "1e9");
