@@ -233,7 +233,7 @@ CommandLineOptions ParseCommandLine(const std::vector<std::string>& words) {
 const char* CommandLineHelp() {
   return R"(marvik [FILE]                     open the window
 marvik --write OUT FILE           read FILE and write OUT: .ins .res
-marvik --picture OUT FILE         draw FILE: .png
+marvik --picture OUT FILE         draw FILE: .png .svg
     --rendition wire|ball|ellipsoid|pipes   --size PIXELS   --rotate X,Y,Z (degrees)
     --labels on|off   --cell
 marvik --report atoms|bonds FILE  print what the structure holds
@@ -243,7 +243,7 @@ marvik --commands STEPS FILE      run commands, before --write, --picture or --r
 marvik --list-commands            one command a line: number, tab, menu text
 marvik --help | --version
 
-OUT may be - for standard output, with --format ins|res|png.
+OUT may be - for standard output, with --format ins|res|png|svg.
 --yes                    answer questions with yes
 --timing                 end standard error with the seconds that the stages took
 --package-directory DIR  the folder of element table, settings and examples
