@@ -10,11 +10,11 @@ namespace marvik::engine {
 namespace {
 
 // Kept instructions that are acted on or that ask for nothing a refinement does.
-constexpr const char* kUnderstood[] = {"BASF", "BIND", "BLOC", "BUMP", "CHIV", "CONF", "CONN", "DAMP", "DANG", "DEFS",
-                                       "DELU", "DFIX", "DISP", "EADP", "EQIV", "EXYZ", "FLAT", "FREE", "GRID", "HFIX",
-                                       "HTAB", "ISOR", "MORE", "MOVE", "MPLA", "OMIT", "RESI", "RIGU", "RTAB", "SADI",
-                                       "SAME", "SHEL", "SIMU", "SIZE", "SPEC", "SUMP", "SWAT", "TIME", "TWIN", "ANIS",
-                                       "AFIX", "PART", "MOLE", "REM",  "TEMP", "WPDB"};
+constexpr const char* kUnderstood[] = {"BASF", "BIND", "BLOC", "BOND", "BUMP", "CHIV", "CONF", "CONN", "DAMP", "DANG",
+                                       "DEFS", "DELU", "DFIX", "DISP", "EADP", "EQIV", "EXYZ", "FLAT", "FREE", "GRID",
+                                       "HFIX", "HTAB", "ISOR", "MORE", "MOVE", "MPLA", "OMIT", "RESI", "RIGU", "RTAB",
+                                       "SADI", "SAME", "SHEL", "SIMU", "SIZE", "SPEC", "SUMP", "SWAT", "TIME", "TWIN",
+                                       "ANIS", "AFIX", "PART", "MOLE", "REM",  "TEMP", "WPDB"};
 
 struct Reason {
   const char* keyword;

@@ -183,6 +183,10 @@ void Parametrisation::Build(Structure& structure, const ParameterOptions& option
   for (size_t i = 0; i < structure.batchFractions.size(); ++i) {
     Add(ParameterKind::BatchFraction, -1, 0, static_cast<int>(i), Printf("BASF %zu", i + 1));
   }
+  for (const int variable : options.restrainedVariables) {
+    const bool there = variable > 1 && static_cast<size_t>(variable - 2) < structure.freeVariables.size();
+    if (there) FreeVariableParameter(variable);
+  }
   for (size_t i = 0; i < structure.sites.size(); ++i) BuildSite(structure, static_cast<int>(i), options, notes);
   CopyRows(options.sameCoordinates, structure, 0, 3);
   CopyRows(options.sameDisplacements, structure, kRawU, 6);

@@ -51,12 +51,10 @@ struct RigidGroup {
 struct ParameterOptions {
   bool extinction = false;
   bool solvent = false;
-  bool isotropicHydrogenOccupancy = false;
-  double specialTolerance = 0.2;  // Å, SPEC
-  double maximumShift = 0.0;
+  double specialTolerance = 0.2;                    // Å, SPEC
   std::vector<std::vector<int>> sameCoordinates;    // EXYZ
   std::vector<std::vector<int>> sameDisplacements;  // EADP
-  std::vector<bool> blockedSites;  // BLOC: sites whose parameters do not move in this cycle; empty for none
+  std::vector<int> restrainedVariables;             // numbers of free variables that restraints speak of
 };
 
 // How the raw parameters of the atoms depend on the refined ones. A constraint is whatever writes rows; the ones of the

@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "engine/restraint_tools.h"
+#include "util/numbers.h"
 
 namespace marvik::engine {
 namespace {
@@ -103,33 +104,58 @@ void MakeSadi(const RestraintInput& input, RestraintList& list) {
   if (pairs.size() > 1) list.push_back(std::make_unique<EqualDistances>(pairs, sigma));
 }
 
-// The atoms that follow the instruction get the 1,2 and 1,3 distances of the named ones, position by position.
-void MakeSame(const RestraintInput& input, RestraintList& list) {
-  int first = -1;
-  for (size_t i = 0; i < input.structure.sites.size(); ++i) {
-    if (input.structure.sites[i].atom == input.command.before) first = static_cast<int>(i);
-  }
-  if (first < 0) return;
-  std::vector<int> followers;
-  for (size_t i = static_cast<size_t>(first);
-       i < input.structure.sites.size() && followers.size() < input.images.size(); ++i) {
-    if (!input.structure.sites[i].hydrogen) followers.push_back(static_cast<int>(i));
-  }
-  if (followers.size() < input.images.size()) return;
+bool NamesAClass(const Command& command) {
+  double number = 0.0;
+  return !command.residue.empty() && !ParseWholeNumber(command.residue, number);
+}
+
+namespace {
+
+// The 1,2 and 1,3 distances of two lists of atoms alike, position by position.
+void MakeAlike(const RestraintInput& input, const std::vector<int>& pattern, const std::vector<int>& copy,
+               RestraintList& list) {
   const double sigmas[] = {1.0, std::max(1e-4, NumberAt(input.command, 0, 0.02)),
                            std::max(1e-4, NumberAt(input.command, 1, 0.04))};
-  for (size_t i = 0; i < followers.size(); ++i) {
-    for (size_t j = i + 1; j < followers.size(); ++j) {
-      const int a = input.images[i].site;
-      const int b = input.images[j].site;
-      if (a == followers[i] && b == followers[j]) continue;
-      const int separation = Separation(input.bonds, a, b);
+  for (size_t i = 0; i < copy.size(); ++i) {
+    for (size_t j = i + 1; j < copy.size(); ++j) {
+      if (pattern[i] == copy[i] && pattern[j] == copy[j]) continue;
+      const int separation = Separation(input.bonds, pattern[i], pattern[j]);
       if (separation == 0) continue;
-      std::vector<std::pair<SiteImage, SiteImage>> pairs{{input.images[i], input.images[j]},
-                                                         {PlainImage(followers[i]), PlainImage(followers[j])}};
+      std::vector<std::pair<SiteImage, SiteImage>> pairs{{PlainImage(pattern[i]), PlainImage(pattern[j])},
+                                                         {PlainImage(copy[i]), PlainImage(copy[j])}};
       list.push_back(std::make_unique<EqualDistances>(pairs, sigmas[separation]));
     }
   }
+}
+
+}  // namespace
+
+// With a residue class all its residues are like the first one, wherever the instruction stands; otherwise the atoms
+// that follow the instruction are like the named ones.
+void MakeSame(const RestraintInput& input, RestraintList& list) {
+  if (NamesAClass(input.command)) {
+    std::vector<std::pair<int, std::vector<int>>> residues;
+    for (const SiteImage& image : input.images) {
+      const int residue = input.structure.sites[static_cast<size_t>(image.site)].residueNumber;
+      if (residues.empty() || residues.back().first != residue) residues.push_back({residue, {}});
+      residues.back().second.push_back(image.site);
+    }
+    for (size_t r = 1; r < residues.size(); ++r) {
+      if (residues[r].second.size() == residues[0].second.size())
+        MakeAlike(input, residues[0].second, residues[r].second, list);
+    }
+    return;
+  }
+  std::vector<int> pattern;
+  for (const SiteImage& image : input.images) pattern.push_back(image.site);
+  std::vector<int> followers;
+  bool reached = false;
+  for (size_t i = 0; i < input.structure.sites.size() && followers.size() < pattern.size(); ++i) {
+    const Site& site = input.structure.sites[i];
+    reached = reached || site.atom == input.command.before;
+    if (reached && !site.hydrogen) followers.push_back(static_cast<int>(i));
+  }
+  if (input.command.before && followers.size() == pattern.size()) MakeAlike(input, pattern, followers, list);
 }
 
 // Atoms other than hydrogen that are not bonded, have no common neighbour and may be there at the same time are kept

@@ -31,6 +31,9 @@ struct RestraintInput {
 };
 double NumberAt(const Command& command, size_t at, double otherwise);
 
+// Whether the suffix is the name of a residue class or "*", not a residue number.
+bool NamesAClass(const Command& command);
+
 using MakeRestraint = void (*)(const RestraintInput& input, RestraintList& list);
 void MakeDfix(const RestraintInput& input, RestraintList& list);
 void MakeSadi(const RestraintInput& input, RestraintList& list);

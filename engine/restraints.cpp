@@ -13,12 +13,13 @@ struct Maker {
   MakeRestraint make;
   bool everyAtom;  // without names it means every atom but the hydrogens
   bool byResidue;
+  bool acrossResidues = false;
 };
 constexpr Maker kMakers[] = {
-    {"DFIX", MakeDfix, false, true}, {"DANG", MakeDfix, false, true}, {"SADI", MakeSadi, false, true},
-    {"SAME", MakeSame, false, true}, {"BUMP", MakeBump, true, false}, {"FLAT", MakeFlat, false, true},
-    {"CHIV", MakeChiv, false, true}, {"SUMP", MakeSump, true, false}, {"DELU", MakeDelu, true, true},
-    {"RIGU", MakeRigu, true, true},  {"SIMU", MakeSimu, true, true},  {"ISOR", MakeIsor, true, true},
+    {"DFIX", MakeDfix, false, true},       {"DANG", MakeDfix, false, true}, {"SADI", MakeSadi, false, true, true},
+    {"SAME", MakeSame, false, true, true}, {"BUMP", MakeBump, true, false}, {"FLAT", MakeFlat, false, true},
+    {"CHIV", MakeChiv, false, true},       {"SUMP", MakeSump, true, false}, {"DELU", MakeDelu, true, true},
+    {"RIGU", MakeRigu, true, true},        {"SIMU", MakeSimu, true, true},  {"ISOR", MakeIsor, true, true},
 };
 
 std::vector<SiteImage> EveryAtom(const Structure& structure, const Command& command, int residue) {
@@ -127,7 +128,13 @@ RestraintList MakeRestraints(const Structure& structure, const std::vector<Comma
     if (maker == std::end(kMakers)) continue;
     const Command command = WithDefaults(given, defaults);
     const std::vector<int> residues = maker->byResidue ? ResiduesOf(structure, command) : std::vector<int>{0};
-    if (residues.empty()) notes.push_back(command.keyword + "_" + command.residue + ": there is no such residue");
+    if (residues.empty()) {
+      notes.push_back(command.keyword + "_" + command.residue + ": there is no such residue");
+      continue;
+    }
+    const size_t before = list.size();
+    const bool across = maker->acrossResidues && NamesAClass(command);
+    RestraintInput input{structure, command, commands, bonds, {}, 0};
     for (const int residue : residues) {
       ResolvedNames names = ResolveAtoms(structure, command, commands, command.words, residue);
       for (const std::string& missing : names.missing) {
@@ -136,13 +143,15 @@ RestraintList MakeRestraints(const Structure& structure, const std::vector<Comma
       }
       if (!names.missing.empty() && !maker->everyAtom) continue;
       if (command.words.empty() && maker->everyAtom) names.images = EveryAtom(structure, command, residue);
-      const size_t before = list.size();
-      maker->make({structure, command, commands, bonds, names.images, residue}, list);
-      for (size_t i = before; i < list.size(); ++i) list[i]->text = command.text;
-      if (list.size() == before && command.keyword != "BUMP") {
-        notes.push_back(command.text + ": makes no restraint");
-      }
+      // Residues of one class are the same molecule: SADI and SAME make their distances alike too.
+      if (!across) input.images.clear();
+      input.images.insert(input.images.end(), names.images.begin(), names.images.end());
+      input.residue = residue;
+      if (!across) maker->make(input, list);
     }
+    if (across) maker->make(input, list);
+    for (size_t i = before; i < list.size(); ++i) list[i]->text = command.text;
+    if (list.size() == before && command.keyword != "BUMP") notes.push_back(command.text + ": makes no restraint");
   }
   return list;
 }

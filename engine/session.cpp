@@ -66,12 +66,27 @@ bool ReadInput(Session& s, std::vector<Reflection>& raw, const LineSink& print, 
   return true;
 }
 
+// Free variables that restraints tie distances to or sum up.
+std::vector<int> VariablesOfRestraints(const Job& job) {
+  std::vector<int> variables;
+  for (const Command& command : job.commands) {
+    const auto& n = command.numbers;
+    if ((command.keyword == "DFIX" || command.keyword == "DANG") && !n.empty()) {
+      const int variable = SplitCodedValue(n[0]).variable;
+      if (variable > 1) variables.push_back(variable);
+    }
+    for (size_t i = 3; command.keyword == "SUMP" && i < n.size(); i += 2) variables.push_back(RoundHalfAway(n[i]));
+  }
+  return variables;
+}
+
 bool PrepareModel(Session& s, std::string& problem) {
   if (!BuildStructure(s.document, s.structure, s.job.notes, problem)) return false;
   s.job.limits.wavelength = s.structure.wavelength;
   s.bonds = MakeBonds(s.structure, s.document, s.job.commands);
   s.job.parameters.sameCoordinates = SetsOf(s.structure, s.job, "EXYZ", s.job.notes);
   s.job.parameters.sameDisplacements = SetsOf(s.structure, s.job, "EADP", s.job.notes);
+  s.job.parameters.restrainedVariables = VariablesOfRestraints(s.job);
   for (const Command& command : s.job.commands) {
     if (command.keyword == "BASF") {
       for (const double v : command.numbers) s.structure.batchFractions.push_back(v);

@@ -5,6 +5,7 @@
 #include "engine/reflections.h"
 #include "engine/site_symmetry.h"
 #include "engine/weighting.h"
+#include "util/numbers.h"
 
 #include "models.h"
 
@@ -46,11 +47,8 @@ TEST(ReflectionFile, SuspectsColumnsThatAreWiderThanEight) {
   std::string wide;
   std::string plain;
   for (int i = 1; i < 60; ++i) {
-    char line[80];
-    std::snprintf(line, sizeof line, "%4d%4d%4d%12.4f%12.4f\n", i, 1, 2, 1000.0 + i, 3.0);
-    wide += line;
-    std::snprintf(line, sizeof line, "%4d%4d%4d%8.2f%8.2f\n", i, 1, 2, 1000.0 + i, 3.0);
-    plain += line;
+    wide += Printf("%4d%4d%4d%12.4f%12.4f\n", i, 1, 2, 1000.0 + i, 3.0);
+    plain += Printf("%4d%4d%4d%8.2f%8.2f\n", i, 1, 2, 1000.0 + i, 3.0);
   }
   EXPECT_TRUE(ParseHklFile(wide, {}).wideColumns);
   EXPECT_FALSE(ParseHklFile(plain, {}).wideColumns);
