@@ -7,6 +7,7 @@
 #include "cryst/connectivity.h"
 #include "insfile/reader.h"
 #include "model/document.h"
+#include "util/numbers.h"
 
 #include "support/structures.h"
 
@@ -25,8 +26,7 @@ class ChemTest : public testing::Test {
   }
   // "C1 1 x y z" for a place in Å of the cubic cell, seen from its middle.
   static std::string Line(const std::string& name, int sfac, double x, double y, double z) {
-    return name + " " + std::to_string(sfac) + " " + std::to_string(0.5 + x / 20) + " " + std::to_string(0.5 + y / 20) +
-           " " + std::to_string(0.5 + z / 20) + " 11 0.04\n";
+    return Printf("%s %d %.6f %.6f %.6f 11 0.04\n", name.c_str(), sfac, 0.5 + x / 20, 0.5 + y / 20, 0.5 + z / 20);
   }
   AtomRecord* Atom(const std::string& name) const {
     AtomRecord* atom = document.atoms.FindAtom(name);
