@@ -137,7 +137,6 @@ void Hklf(ReadState& s) {
 
 void Latt(ReadState& s) {
   s.document.latticeCode = s.Integer(0);
-  s.sawLatt = true;
   s.Remember("LATT");
 }
 
@@ -216,6 +215,7 @@ void RememberShortSfac(ReadState& s) {
 }
 
 void Sfac(ReadState& s) {
+  s.sawSfac = true;
   Instructions& in = s.document.instructions;
   const auto add = [&](std::string_view label, bool longForm) {
     const int row = ElementTable::ElementFromLabel(label);
@@ -264,6 +264,7 @@ void Titl(ReadState& s) {
 }
 
 void Unit(ReadState& s) {
+  s.sawUnit = true;
   s.document.instructions.unit.assign(s.words.begin(), s.words.end());
   s.Remember("UNIT");
 }

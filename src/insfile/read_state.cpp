@@ -32,10 +32,8 @@ void ReadState::KeepLine() {
   if (afterEnd) return Keep(KeptPlace::AfterEnd);
   if (Parked()) return Keep(KeptPlace::AfterHklf);
   if (line.head.include) {
-    const Instructions& in = document.instructions;
-    if (in.sfac.empty() && !sawAtoms) return Keep(KeptPlace::BeforeSfac);
-    if (in.unit.empty() && !sawAtoms) return Keep(KeptPlace::AfterSfac);
-    return KeepBeforeNextAtom();
+    if (!sawSfac && !sawAtoms) return Keep(KeptPlace::BeforeSfac);
+    return sawUnit || sawAtoms ? KeepBeforeNextAtom() : Keep(KeptPlace::AfterSfac);
   }
   switch (line.head.keyword) {
     case kAnis:
@@ -50,6 +48,8 @@ void ReadState::KeepLine() {
       return Keep(KeptPlace::AfterSfac);
     case kFrag:
       return Keep(source.TakeFragment(line) ? KeptPlace::Fragment : KeptPlace::Body);
+    case kFend:  // ends nothing, and must not end a FRAG that comes to stand before it
+      return Drop(Kept());
     case kBlank:
       if (!sawCell) return Keep(KeptPlace::UnderTitle);
       [[fallthrough]];

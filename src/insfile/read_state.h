@@ -60,8 +60,9 @@ class ReadState {
 
   bool sawAtoms = false;
   bool sawCell = false;
+  bool sawSfac = false;
+  bool sawUnit = false;
   bool sawFvar = false;
-  bool sawLatt = false;
   bool afterHklf = false;
   bool afterEnd = false;
   bool inGrownSection = false;

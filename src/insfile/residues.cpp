@@ -21,7 +21,8 @@ bool TakeNumber(std::string_view word, Residue& residue) {
 }
 
 std::string NumberText(const Residue& residue) {
-  return (residue.chain.empty() ? "" : residue.chain + ":") + std::to_string(residue.number);
+  const std::string number = std::to_string(residue.number);
+  return residue.chain.empty() ? number : residue.chain + ":" + number;
 }
 
 }  // namespace
@@ -34,8 +35,10 @@ Residue ParseResidue(std::string_view arguments) {
   for (const std::string_view word : words) {
     if (!hasNumber && TakeNumber(word, residue)) {
       hasNumber = true;
-    } else if (residue.className.empty()) {
+    } else if (residue.className.empty() && residue.more.empty()) {
       residue.className = word;
+    } else {
+      residue.more.append(residue.more.empty() ? "" : " ").append(word);
     }
   }
   return residue;
@@ -46,14 +49,17 @@ bool IsNoResidue(const Residue& residue) {
 }
 
 std::string ResidueKey(const Residue& residue) {
-  return UpperCase(NumberText(residue) + " " + residue.className);
+  return UpperCase(NumberText(residue) + " " + residue.className + " " + residue.more);
 }
 
 std::string ResidueLine(const Document& document, int residue) {
   if (residue < 0 || static_cast<size_t>(residue) >= document.residues.size()) return "RESI 0";
   const Residue& r = document.residues[static_cast<size_t>(residue)];
   if (!r.line.empty()) return r.line;
-  return "RESI " + NumberText(r) + (r.className.empty() ? "" : " " + r.className);
+  std::string line = "RESI ";
+  line += NumberText(r);
+  if (!r.className.empty()) line.append(" ").append(r.className);
+  return line;
 }
 
 std::string QualifiedName(const Document& document, const AtomRecord& atom) {

@@ -194,8 +194,8 @@ void WriteState::LongAtomLine(const AtomRecord& atom, size_t start) {
 
 void WriteState::Atom(const AtomRecord& atom) {
   const AtomExtras& extras = atom.Extras();
-  if (!extras.linesBefore.empty()) LinesBefore(extras.linesBefore);
   if (extras.sameGroup) SameLine(*extras.sameGroup);
+  if (!extras.linesBefore.empty()) LinesBefore(extras.linesBefore);
   StateOf(atom);
   AtomLine(atom);
 }

@@ -28,6 +28,7 @@ struct Residue {
   std::string className;
   int number = 0;
   std::string chain;  // "A" of "RESI A:12 ALA"
+  std::string more;   // words behind number and class, such as an alias number
   std::string line;   // the RESI line as it stood; when empty one is composed
   friend bool operator==(const Residue&, const Residue&) = default;
 };

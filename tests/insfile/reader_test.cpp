@@ -199,7 +199,7 @@ TEST(Reader, SameOfPlainNamesIsAGroupAndEverythingElseStaysText) {
   EXPECT_EQ(Words(r.Atom("C3")->Extras().sameGroup->names), "c1 C2");
   ASSERT_EQ(r.messages.shown.size(), 1u);
   EXPECT_EQ(r.messages.shown[0].text, "Processing of previous SAME command not completed, skipping line:\nSAME C2 C1");
-  EXPECT_EQ(r.SavedFrom("SAME", "C3"), "SAME C2 C1\nSAME_2 C1 > C2\nSAME c1 C2\n");
+  EXPECT_EQ(r.SavedFrom("SAME", "C3"), "SAME c1 C2\nSAME C2 C1\nSAME_2 C1 > C2\n");
   for (const char* line : {"SAME C1 > C2", "SAME 0.02 C1 C2", "SAME C1 C9", "SAME", "SAME C1_2 C2", "SAME C1 ! note"}) {
     ReadDocument text(kHeader + atoms + line + "\nC3 1 0 0 0\n");
     EXPECT_FALSE(text.Atom("C3")->Extras().sameGroup) << line;
