@@ -55,7 +55,10 @@ MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(benc
   SetUpHooks(messages);
   setAcceptDrops(true);
   ShowTitle();
-  if (settings_.geometry.isEmpty() || !restoreGeometry(settings_.geometry)) resize(sizeHint());
+  if (settings_.geometry.isEmpty() || !restoreGeometry(settings_.geometry)) {
+    // All of the menu bar is to be seen, however large the letters.
+    resize(sizeHint().expandedTo(QSize(menuBar()->sizeHint().width() + 8, 0)));
+  }
   area_->setFocus();
 }
 
