@@ -74,6 +74,13 @@ void Freeze(const std::vector<bool>& frozen, NormalSystem& system) {
   }
 }
 
+double RestrainedGoof(const Residuals& r, size_t parameters, const RestraintSums& sums) {
+  const double n = static_cast<double>(r.all) - static_cast<double>(parameters);
+  const double total = r.goof * r.goof * std::max(0.0, n) + sums.sum;
+  const double all = n + static_cast<double>(sums.equations);
+  return all > 0.0 ? std::sqrt(total / all) : 0.0;
+}
+
 class Cycler {
  public:
   Cycler(const Job& job, Structure& structure, Parametrisation& parametrisation, const Observations& observations,
@@ -83,10 +90,49 @@ class Cycler {
         parametrisation_(parametrisation),
         restraints_(restraints),
         pass_(structure, observations, job.weights),
-        solver_(MakeCholeskySolver()) {}
+        solver_(MakeCholeskySolver()),
+        blocks_(BlocksOf(job, structure)) {}
+
+  // Shifts at the present model, which is calculated on the way.
+  Solution Shifts(int cycle, Calculated& calculated) {
+    const std::vector<bool> frozen = FrozenParameters(blocks_, parametrisation_, cycle);
+    if (!job_.conjugateGradients) {
+      NormalSystem system = Assemble(calculated);
+      Freeze(frozen, system);
+      return solver_->Solve(system, job_.damping);
+    }
+    parametrisation_.Refresh(structure_);
+    pass_.Run(calculated);
+    Solution solution;
+    solution.shifts =
+        ConjugateGradientShifts(pass_, parametrisation_, MakeAllEquations(calculated), kGradientIterations, calculated);
+    for (size_t p = 0; p < frozen.size(); ++p) {
+      if (frozen[p]) solution.shifts[p] = 0.0;
+    }
+    solution.variances.assign(parametrisation_.Size(), 0.0);
+    return solution;
+  }
+
+  // Figures and covariance of the final model.
+  void Finish(RefinementResult& result) {
+    const size_t n = parametrisation_.Size();
+    if (job_.conjugateGradients) {
+      pass_.Run(result.calculated);
+      MakeAllEquations(result.calculated);
+    } else {
+      const NormalSystem system = Assemble(result.calculated);
+      result.covariance = solver_->Inverse(system);
+      const double s2 = std::pow(MakeResiduals(result.calculated, n).goof, 2);
+      for (double& v : result.covariance) v *= s2;
+      for (size_t p = 0; p < n; ++p) result.sigmas.push_back(std::sqrt(std::max(0.0, result.covariance[p * n + p])));
+    }
+    result.final = MakeResiduals(result.calculated, n);
+    result.restrainedGoof = RestrainedGoof(result.final, n, sums_);
+    result.restraintEquations = sums_.equations;
+  }
 
   // Normal equations at the present model.
-  NormalSystem Assemble(Calculated& calculated, std::vector<ParameterEquation>& equations) {
+  NormalSystem Assemble(Calculated& calculated) {
     const size_t n = parametrisation_.Size();
     parametrisation_.Refresh(structure_);
     while (systems_.size() < DataPass::kThreads) systems_.emplace_back(n);
@@ -109,7 +155,7 @@ class Cycler {
       total.matrix.Add(systems_[t].matrix);
       for (size_t p = 0; p < n; ++p) total.gradient[p] += systems_[t].gradient[p];
     }
-    equations = MakeAllEquations(calculated);
+    std::vector<ParameterEquation> equations = MakeAllEquations(calculated);
     double strength = 1.0;
     for (size_t p = 0; p < n; ++p) strength = std::max(strength, total.matrix.At(p, p));
     AddOriginEquations(structure_, parametrisation_, strength, equations);
@@ -125,7 +171,6 @@ class Cycler {
 
   const RestraintSums& Sums() const { return sums_; }
   DataPass& Pass() { return pass_; }
-  const NormalSolver& Solver() const { return *solver_; }
 
  private:
   const Job& job_;
@@ -134,16 +179,10 @@ class Cycler {
   const RestraintList& restraints_;
   DataPass pass_;
   std::unique_ptr<NormalSolver> solver_;
+  std::vector<Block> blocks_;
   std::vector<NormalSystem> systems_;
   RestraintSums sums_;
 };
-
-double RestrainedGoof(const Residuals& r, size_t parameters, const RestraintSums& sums) {
-  const double n = static_cast<double>(r.all) - static_cast<double>(parameters);
-  const double total = r.goof * r.goof * std::max(0.0, n) + sums.sum;
-  const double all = n + static_cast<double>(sums.equations);
-  return all > 0.0 ? std::sqrt(total / all) : 0.0;
-}
 
 // Factor that brings the largest move of an atom and change of U into bounds.
 double StepLimit(const Structure& structure, const Parametrisation& parametrisation, const std::vector<double>& shifts,
@@ -192,6 +231,36 @@ void TameDisplacements(Structure& structure) {
   }
 }
 
+void NoteSingular(const Parametrisation& parametrisation, const Solution& solution, RefinementResult& result,
+                  const LineSink& print) {
+  for (const int p : solution.singular) {
+    const std::string& name = parametrisation.parameters[static_cast<size_t>(p)].name;
+    if (std::find(result.singular.begin(), result.singular.end(), name) != result.singular.end()) continue;
+    result.singular.push_back(name);
+    print(" ** The data do not determine " + name + "; it is not changed **");
+  }
+}
+
+// The model that the last cycle started from, and how it was left.
+struct LastGood {
+  Structure structure;
+  double wR2;
+  std::vector<double> shifts;
+  int cuts;
+};
+
+// Back to the last good model and a third of the step from there; false when that was tried three times.
+bool StepBack(LastGood& last, Structure& structure, Parametrisation& parametrisation, const LineSink& print) {
+  structure = last.structure;
+  if (++last.cuts > 3) return false;
+  for (double& s : last.shifts) s *= 0.3;
+  print(" The shifts of the last cycle made the fit worse and are cut to a third");
+  parametrisation.Refresh(structure);
+  parametrisation.Apply(last.shifts, structure);
+  TameDisplacements(structure);
+  return true;
+}
+
 void StartScale(Structure& structure, DataPass& pass, Calculated& calculated, const LineSink& print) {
   const double old = structure.scale;
   if (MatchScale(structure, pass, calculated)) {
@@ -235,95 +304,47 @@ std::vector<std::string> NotPositiveAtoms(const Structure& structure) {
 RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& parametrisation,
                         const Observations& observations, const RestraintList& restraints, const LineSink& print) {
   RefinementResult result;
-  const size_t n = parametrisation.Size();
-  result.parameters = n;
+  result.parameters = parametrisation.Size();
   Cycler cycler(job, structure, parametrisation, observations, restraints);
-  Calculated& calculated = result.calculated;
-  StartScale(structure, cycler.Pass(), calculated, print);
-  Structure good = structure;
-  double goodR = 1e30;
-  std::vector<double> lastShifts(n);
-  int cuts = 0;
-  const std::vector<Block> blocks = BlocksOf(job, structure);
-  std::vector<ParameterEquation> equations;
+  StartScale(structure, cycler.Pass(), result.calculated, print);
+  LastGood last{structure, 1e30, std::vector<double>(result.parameters), 0};
   for (int cycle = 1; cycle <= job.cycles; ++cycle) {
     CycleReport report;
-    Solution solution;
-    if (job.conjugateGradients) {
-      parametrisation.Refresh(structure);
-      cycler.Pass().Run(calculated);
-      equations = cycler.MakeAllEquations(calculated);
-      solution.shifts =
-          ConjugateGradientShifts(cycler.Pass(), parametrisation, equations, kGradientIterations, calculated);
-      solution.variances.assign(n, 0.0);
-    } else {
-      NormalSystem system = cycler.Assemble(calculated, equations);
-      Freeze(FrozenParameters(blocks, parametrisation, cycle), system);
-      solution = cycler.Solver().Solve(system, job.damping);
-    }
-    report.before = MakeResiduals(calculated, n);
-    report.restrainedGoof = RestrainedGoof(report.before, n, cycler.Sums());
+    Solution solution = cycler.Shifts(cycle, result.calculated);
+    report.before = MakeResiduals(result.calculated, result.parameters);
+    report.restrainedGoof = RestrainedGoof(report.before, result.parameters, cycler.Sums());
     const bool hopeless = !AllFinite(solution.shifts) || !std::isfinite(report.before.wR2);
-    if (cycle > 1 && (hopeless || report.before.wR2 > goodR * 1.3 + 0.05)) {
-      structure = good;
-      if (++cuts > 3) {
-        result.problem = "THE REFINEMENT DIVERGES; " +
-                         (result.cycles.empty() ? std::string("?") : result.cycles.back().movedAtom) +
-                         " MOVED MOST; THE LAST GOOD MODEL IS KEPT";
-        break;
-      }
-      for (double& s : lastShifts) s *= 0.3;
-      print(" The shifts of the last cycle made the fit worse and are cut to a third");
-      parametrisation.Refresh(structure);
-      parametrisation.Apply(lastShifts, structure);
-      TameDisplacements(structure);
-      continue;
+    if (cycle > 1 && (hopeless || report.before.wR2 > last.wR2 * 1.3 + 0.05)) {
+      if (StepBack(last, structure, parametrisation, print)) continue;
+      const std::string atom = result.cycles.empty() ? "?" : result.cycles.back().movedAtom;
+      result.problem = "THE REFINEMENT DIVERGES; " + atom + " MOVED MOST; THE LAST GOOD MODEL IS KEPT";
+      break;
     }
     if (hopeless) {
       result.problem = "THE MODEL GIVES NO FINITE STRUCTURE FACTORS";
       result.failed = true;
-      break;
+      return result;
     }
-    for (const int p : solution.singular) {
-      const std::string& name = parametrisation.parameters[static_cast<size_t>(p)].name;
-      if (std::find(result.singular.begin(), result.singular.end(), name) == result.singular.end()) {
-        result.singular.push_back(name);
-        print(" ** The data do not determine " + name + "; it is not changed **");
-      }
-    }
+    NoteSingular(parametrisation, solution, result, print);
     NoteShifts(parametrisation, solution, report.before.goof, report);
     double factor = StepLimit(structure, parametrisation, solution.shifts, report);
-    if (report.largestShift > job.largestShift && job.largestShift > 0.0)
+    if (report.largestShift > job.largestShift && job.largestShift > 0.0) {
       factor = std::min(factor, job.largestShift / report.largestShift);
-    if (factor < 1.0) {
-      for (double& s : solution.shifts) s *= factor;
-      report.largestMove *= factor;
     }
-    good = structure;
-    goodR = report.before.wR2;
-    lastShifts = solution.shifts;
+    for (double& s : solution.shifts) s *= factor;
+    report.largestMove *= factor;
+    last.structure = structure;
+    last.wR2 = report.before.wR2;
+    last.shifts = solution.shifts;
     parametrisation.Apply(solution.shifts, structure);
     TameDisplacements(structure);
-    PrintCycle(static_cast<size_t>(cycle), report, n, print);
+    PrintCycle(static_cast<size_t>(cycle), report, result.parameters, print);
     if (factor < 1.0) print(Printf("            shifts scaled by %.3f", factor));
     result.lastShift = report.largestShift;
     result.lastMeanShift = report.meanShift;
     result.cycles.push_back(report);
   }
-  if (result.failed) return result;
-  if (job.conjugateGradients) {
-    cycler.Pass().Run(calculated);
-    equations = cycler.MakeAllEquations(calculated);
-  } else {
-    const NormalSystem system = cycler.Assemble(calculated, equations);
-    result.covariance = cycler.Solver().Inverse(system);
-    const double s2 = std::pow(MakeResiduals(calculated, n).goof, 2);
-    for (double& v : result.covariance) v *= s2;
-    for (size_t p = 0; p < n; ++p) result.sigmas.push_back(std::sqrt(std::max(0.0, result.covariance[p * n + p])));
-  }
-  result.final = MakeResiduals(calculated, n);
-  result.restrainedGoof = RestrainedGoof(result.final, n, cycler.Sums());
-  result.restraintEquations = cycler.Sums().equations;
+  cycler.Finish(result);
   return result;
 }
 
