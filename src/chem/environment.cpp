@@ -1,0 +1,191 @@
+#include "chem/environment.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "chem/hybridization.h"
+#include "cryst/cell_metric.h"
+#include "cryst/connectivity.h"
+
+namespace marvik {
+namespace {
+
+struct RadiusRow {
+  int atomicNumber;
+  double radius;
+};
+constexpr RadiusRow kRadii[] = {{1, 1.20},  {2, 1.40},  {3, 1.82},  {6, 1.70},  {7, 1.55},  {8, 1.52},  {9, 1.47},
+                                {10, 1.54}, {11, 2.27}, {12, 1.73}, {14, 2.10}, {15, 1.80}, {16, 1.80}, {17, 1.75},
+                                {18, 1.88}, {19, 2.75}, {28, 1.63}, {29, 1.40}, {30, 1.39}, {31, 1.87}, {33, 1.85},
+                                {34, 1.90}, {35, 1.85}, {36, 2.02}, {46, 1.63}, {47, 1.72}, {48, 1.58}, {49, 1.93},
+                                {50, 2.17}, {52, 2.06}, {53, 1.98}, {54, 2.16}, {78, 1.75}, {79, 1.66}, {80, 1.55},
+                                {81, 1.96}, {82, 2.02}, {92, 1.86}};
+
+constexpr double kSmallestHydrogenBondAngle = 110.0;
+// Bonds between two atoms of one molecule whose distance the bonds themselves set.
+constexpr int kBondsApart = 3;
+// Å beyond the wanted radius, so that donors and paths at its edge are known too.
+constexpr double kMargin = 2.0;
+
+bool TakesPart(const AtomRecord& atom) {
+  constexpr int kNumbers[] = {7, 8, 9, 16, 17, 34, 35, 53};
+  return std::find(std::begin(kNumbers), std::end(kNumbers), atom.element->atomicNumber) != std::end(kNumbers);
+}
+
+bool IsAnyHydrogen(const AtomRecord& atom) {
+  return ChemicalNumber(atom) == kHydrogenRow;
+}
+
+double SumOfRadii(const AtomRecord& a, const AtomRecord& b) {
+  const double ra = VanDerWaalsRadius(ChemicalNumber(a));
+  const double rb = VanDerWaalsRadius(ChemicalNumber(b));
+  return ra > 0.0 && rb > 0.0 ? ra + rb : 0.0;
+}
+
+// The images about one atom, that atom first, and how they are bonded.
+class Surroundings {
+ public:
+  Surroundings(const Document& document, const AtomRecord& atom, double radius) {
+    const NeighbourSearch search(document, radius + kMargin);
+    images_ = search.FindWithin(atom, radius + kMargin);
+    NeighbourImage self{const_cast<AtomRecord*>(&atom), 0, 1555, atom.fract, atom.position, 0.0};
+    images_.insert(images_.begin(), self);
+  }
+
+  const std::vector<NeighbourImage>& Images() const { return images_; }
+
+  bool Bonded(size_t a, size_t b) const {
+    const AtomRecord& first = *images_[a].atom;
+    const AtomRecord& second = *images_[b].atom;
+    // Two hydrogens are never bonded, however near they stand.
+    if (a == b || AreAlternatives(first, second) || (IsAnyHydrogen(first) && IsAnyHydrogen(second))) return false;
+    return Distance(images_[a].position, images_[b].position) <=
+           first.element->bondRadius + second.element->bondRadius + kBondTolerance;
+  }
+
+  // Bonds between the atom itself and each image, kBondsApart + 1 for more.
+  std::vector<int> BondsFromFirst() const {
+    std::vector<int> bonds(images_.size(), kBondsApart + 1);
+    std::vector<size_t> front{0};
+    bonds[0] = 0;
+    for (int step = 1; step <= kBondsApart; ++step) {
+      std::vector<size_t> next;
+      for (const size_t from : front)
+        for (size_t to = 1; to < images_.size(); ++to)
+          if (bonds[to] > step && Bonded(from, to)) {
+            bonds[to] = step;
+            next.push_back(to);
+          }
+      front = std::move(next);
+    }
+    return bonds;
+  }
+
+  // The atom other than hydrogen nearest to a hydrogen and bonded to it; 0 is a place as any other, so nothing is the
+  // number of images.
+  size_t DonorOf(size_t hydrogen) const {
+    size_t donor = images_.size();
+    double shortest = 0.0;
+    for (size_t i = 0; i < images_.size(); ++i) {
+      if (IsAnyHydrogen(*images_[i].atom) || !Bonded(hydrogen, i)) continue;
+      const double distance = Distance(images_[hydrogen].position, images_[i].position);
+      if (donor < images_.size() && distance >= shortest) continue;
+      donor = i;
+      shortest = distance;
+    }
+    return donor;
+  }
+
+  std::optional<HydrogenBond> BondBetween(size_t donor, size_t hydrogen, size_t acceptor) const {
+    const NeighbourImage& d = images_[donor];
+    const NeighbourImage& h = images_[hydrogen];
+    const NeighbourImage& a = images_[acceptor];
+    if (acceptor == donor || !TakesPart(*d.atom) || !TakesPart(*a.atom) || Bonded(hydrogen, acceptor) ||
+        Bonded(donor, acceptor) || AreAlternatives(*d.atom, *a.atom) || AreAlternatives(*h.atom, *a.atom))
+      return std::nullopt;
+    HydrogenBond bond{d,
+                      h,
+                      a,
+                      Distance(d.position, h.position),
+                      Distance(h.position, a.position),
+                      Distance(d.position, a.position),
+                      Angle(h.position, d.position, a.position),
+                      {}};
+    if (bond.hydrogenAcceptor >= SumOfRadii(*h.atom, *a.atom) || bond.angle < kSmallestHydrogenBondAngle)
+      return std::nullopt;
+    return bond;
+  }
+
+ private:
+  std::vector<NeighbourImage> images_;
+};
+
+// Those in which the first image is donor, hydrogen or acceptor; the images that are its partners get their mark.
+std::vector<HydrogenBond> HydrogenBondsOfFirst(const Surroundings& around, std::vector<ContactKind>& kinds) {
+  std::vector<HydrogenBond> bonds;
+  const auto& images = around.Images();
+  const bool isHydrogen = IsAnyHydrogen(*images[0].atom);
+  if (!isHydrogen && !TakesPart(*images[0].atom)) return bonds;
+  for (size_t h = 0; h < images.size(); ++h) {
+    if (!IsAnyHydrogen(*images[h].atom) || (isHydrogen && h != 0)) continue;
+    const size_t donor = around.DonorOf(h);
+    if (donor == images.size()) continue;
+    for (size_t a = 0; a < images.size(); ++a) {
+      if (donor != 0 && h != 0 && a != 0) continue;
+      const auto bond = around.BondBetween(donor, h, a);
+      if (!bond) continue;
+      bonds.push_back(*bond);
+      for (const size_t partner : {donor, h, a})
+        if (!around.Bonded(0, partner)) kinds[partner] = ContactKind::HydrogenBond;
+    }
+  }
+  std::stable_sort(bonds.begin(), bonds.end(),
+                   [](const HydrogenBond& x, const HydrogenBond& y) { return x.donorAcceptor < y.donorAcceptor; });
+  return bonds;
+}
+
+}  // namespace
+
+double VanDerWaalsRadius(int atomicNumber) {
+  for (const RadiusRow& row : kRadii)
+    if (row.atomicNumber == atomicNumber) return row.radius;
+  return 0.0;
+}
+
+const char* ContactWord(ContactKind kind) {
+  constexpr const char* kWords[] = {"", "bond", "hydrogen bond", "short contact"};
+  return kWords[static_cast<size_t>(kind)];
+}
+
+Environment FindEnvironment(const Document& document, const AtomRecord& atom, double radius,
+                            const GeometryUncertainty& uncertainty) {
+  Environment environment;
+  radius = std::clamp(radius, 0.0, kLargestEnvironment);
+  if (!IsFinite(atom.position) || std::isnan(radius)) return environment;
+  const Surroundings around(document, atom, radius);
+  const auto& images = around.Images();
+  const std::vector<int> bonds = around.BondsFromFirst();
+  std::vector<ContactKind> kinds(images.size(), ContactKind::Plain);
+  for (size_t i = 1; i < images.size(); ++i) {
+    const bool isFar = bonds[i] > kBondsApart && !AreAlternatives(atom, *images[i].atom);
+    if (bonds[i] == 1) {
+      kinds[i] = ContactKind::Bond;
+    } else if (isFar && images[i].distance < SumOfRadii(atom, *images[i].atom)) {
+      kinds[i] = ContactKind::Short;
+    }
+  }
+  environment.hydrogenBonds = HydrogenBondsOfFirst(around, kinds);
+  const auto siteOf = [](const NeighbourImage& image) { return GeometrySite{image.atom, image.op, image.fract}; };
+  for (HydrogenBond& bond : environment.hydrogenBonds)
+    bond.donorAcceptorSu = uncertainty.OfDistance(siteOf(bond.donor), siteOf(bond.acceptor));
+  for (size_t i = 1; i < images.size(); ++i)
+    if (images[i].distance <= radius)
+      environment.contacts.push_back(
+          {images[i], kinds[i], uncertainty.OfDistance(siteOf(images[0]), siteOf(images[i]))});
+  std::stable_sort(
+      environment.contacts.begin(), environment.contacts.end(),
+      [](const EnvironmentContact& a, const EnvironmentContact& b) { return a.image.distance < b.image.distance; });
+  return environment;
+}
+
+}  // namespace marvik

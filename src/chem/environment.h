@@ -1,0 +1,51 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "chem/neighbours.h"
+#include "chem/uncertainty.h"
+#include "model/document.h"
+
+namespace marvik {
+
+inline constexpr double kDefaultEnvironment = 4.0;  // Å
+inline constexpr double kLargestEnvironment = 20.0;
+
+// Van der Waals radius in Å: A. Bondi, J. Phys. Chem. 68 (1964) 441-451; 0 for elements that have none there.
+double VanDerWaalsRadius(int atomicNumber);
+
+enum class ContactKind { Plain, Bond, HydrogenBond, Short };
+// "", "bond", "hydrogen bond", "short contact"
+const char* ContactWord(ContactKind kind);
+
+struct EnvironmentContact {
+  NeighbourImage image;
+  ContactKind kind = ContactKind::Plain;
+  std::optional<double> su;  // of the distance
+};
+
+// D-H...A about the atom, whichever of the three it is.
+struct HydrogenBond {
+  NeighbourImage donor, hydrogen, acceptor;
+  double donorHydrogen = 0.0;  // Å
+  double hydrogenAcceptor = 0.0;
+  double donorAcceptor = 0.0;
+  double angle = 0.0;  // at the hydrogen, degrees
+  std::optional<double> donorAcceptorSu;
+};
+
+struct Environment {
+  std::vector<EnvironmentContact> contacts;  // by distance
+  std::vector<HydrogenBond> hydrogenBonds;   // by the distance donor to acceptor
+};
+
+// Every image of every atom within `radius` (Å, at most kLargestEnvironment) of an atom. A hydrogen bond has N, O, F, S
+// or a halogen at either end, H...A below the sum of the van der Waals radii and 110° or more at the hydrogen (E.
+// Arunan et al., Pure Appl. Chem. 83 (2011) 1637-1641). A short contact lies below the sum of the radii and between
+// atoms that are more than three bonds apart. Alternatives of disorder have no contacts with each other.
+Environment FindEnvironment(const Document& document, const AtomRecord& atom, double radius,
+                            const GeometryUncertainty& uncertainty);
+
+}  // namespace marvik

@@ -1,0 +1,225 @@
+#include <cmath>
+
+#include "chem/atom_geometry.h"
+#include "chem/environment.h"
+#include "chem/hybridization.h"
+#include "chem/mean_plane.h"
+#include "chem/report_numbers.h"
+#include "cryst/cell_metric.h"
+
+#include "chem_fixture.h"
+
+namespace marvik::test {
+namespace {
+
+bool HasNoNan(const std::string& text) {
+  return text.find("nan") == std::string::npos && text.find("inf") == std::string::npos &&
+         text.find("-0.0000") == std::string::npos;
+}
+
+}  // namespace
+
+TEST_F(ChemTest, ThePlaneReportToTheCharacter) {
+  // In the frame of a cubic cell X is a, Y is b and Z is minus c: the plane z = 12 Å and two atoms off it.
+  Read(Line("C1", 1, 0, 0, 2) + Line("C2", 1, 1.5, 0, 2) + Line("Cl3", 6, 0, 1.7, 2) + Line("O4", 4, 0, 3, 2.5) +
+       Line("H5", 2, 0, 5, 1.875));
+  Select({"C1", "C2", "Cl3"});
+  const AtomSet members = ReportedAtoms(document);
+  const auto plain = FitMeanPlane(document, members, false);
+  ASSERT_TRUE(plain);
+  const std::string sign = plain->normal.z > 0 ? "" : "-";
+  const std::string text = MeanPlaneText(document, *plain, members, false);
+  const std::string up =
+      "Equations of Mean Plane\r\n"
+      " 0.0000 * XO +0.0000 * YO +1.0000 * ZO = -12.0000\r\n"
+      " 0.0000 * x  +0.0000 * y  -20.0000 * z  = -12.0000\r\n"
+      "    Deviation\tWeight\tName\r\n"
+      " +    0.0000\t1.00\tC1\r\n +    0.0000\t1.00\tC2\r\n +    0.0000\t1.00\tCl3\r\n"
+      "     -0.5000\t0.00\tO4\r\n      0.1250\t0.00\tH5\r\n";
+  const std::string down =
+      "Equations of Mean Plane\r\n"
+      " 0.0000 * XO +0.0000 * YO -1.0000 * ZO = 12.0000\r\n"
+      " 0.0000 * x  +0.0000 * y  +20.0000 * z  = 12.0000\r\n"
+      "    Deviation\tWeight\tName\r\n"
+      " +    0.0000\t1.00\tC1\r\n +    0.0000\t1.00\tC2\r\n +    0.0000\t1.00\tCl3\r\n"
+      "      0.5000\t0.00\tO4\r\n     -0.1250\t0.00\tH5\r\n";
+  EXPECT_EQ(text, sign.empty() ? up : down);
+  const std::string weighted = MeanPlaneText(document, *FitMeanPlane(document, members, true), members, true);
+  EXPECT_NE(weighted.find("\t6.00\tC1\r\n"), std::string::npos);
+  EXPECT_NE(weighted.find("\t17.00\tCl3\r\n"), std::string::npos);
+}
+
+TEST_F(ChemTest, HeavierAtomsPullTheWeightedPlane) {
+  Read(Line("C1", 1, 2, 0, 0.3) + Line("C2", 1, -2, 0, 0.3) + Line("C3", 1, 0, 2, -0.3) + Line("Cl4", 6, 0, -2, -0.3));
+  const AtomSet members = ReportedAtoms(document);
+  ASSERT_EQ(members.size(), 4u);
+  const auto deviation = [&](bool weighted) {
+    return std::fabs(DeviationFrom(*FitMeanPlane(document, members, weighted), *Atom("Cl4")));
+  };
+  EXPECT_LT(deviation(true), 0.8 * deviation(false));
+}
+
+TEST_F(ChemTest, TheFractionalEquationPutsTheNormalThroughTheMatrix) {
+  Read("C1 1 0.1 0.2 0.3 11 0.04\nC2 1 0.3 0.2 0.35 11 0.04\nC3 1 0.2 0.4 0.2 11 0.04\n",
+       "CELL 0.7 9 7 8 90 111 90\nLATT -1\n");
+  const auto plane = FitMeanPlane(document, ReportedAtoms(document), false);
+  const auto& m = document.matrix.m;
+  const Cartesian n = plane->normal;
+  EXPECT_DOUBLE_EQ(plane->coefficients[0], m[0] * n.x);
+  EXPECT_DOUBLE_EQ(plane->coefficients[2], -(m[3] * n.x + m[4] * n.y + m[5] * n.z));
+  // What would agree with the Cartesian equation in this cell.
+  EXPECT_GT(std::fabs(plane->coefficients[0] - (m[0] * n.x + m[1] * n.y - m[3] * n.z)), 0.01);
+}
+
+TEST_F(ChemTest, PlanesThatAreNotDeterminedAreSaidToBe) {
+  Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 1.5, 0, 0) + Line("C3", 1, 3, 0, 0) + Line("C4", 1, 3, 0, 0));
+  const auto check = [&](const std::vector<std::string>& names, bool determined) {
+    document.atoms.selection.Clear();
+    Select(names);
+    const AtomSet members = ReportedAtoms(document);
+    const auto plane = FitMeanPlane(document, members, false);
+    ASSERT_TRUE(plane);
+    EXPECT_EQ(plane->isDetermined, determined);
+    EXPECT_NEAR(Length(plane->normal), 1.0, 1e-9);
+    EXPECT_NEAR(plane->rmsDeviation, 0.0, 1e-9);
+    EXPECT_TRUE(HasNoNan(MeanPlaneText(document, *plane, members, false)));
+  };
+  check({"C1"}, false);
+  check({"C1", "C2"}, false);
+  check({"C1", "C2", "C3"}, false);
+  check({"C3", "C4"}, false);
+  EXPECT_FALSE(FitMeanPlane(document, {}, false));
+  Atom("C1")->position.x = std::nan("");
+  EXPECT_FALSE(FitMeanPlane(document, {Atom("C1")}, false));
+}
+
+TEST_F(ChemTest, AngleBetweenTwoPlanes) {
+  Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 3, 0, 0) + Line("C3", 1, 0, 3, 0) + Line("C4", 1, 0, 2, 2));
+  const auto flat = FitMeanPlane(document, {Atom("C1"), Atom("C2"), Atom("C3")}, false);
+  const auto tilted = FitMeanPlane(document, {Atom("C1"), Atom("C2"), Atom("C4")}, false);
+  EXPECT_NEAR(AngleBetween(*flat, tilted->normal), 45.0, 1e-6);
+  EXPECT_NEAR(AngleBetween(*flat, -flat->normal), 0.0, 1e-5);
+}
+
+TEST_F(ChemTest, TheCentroidIsThatOfTheSelectionOrTheMolecule) {
+  Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 1, 0, 0) + Line("C3", 1, 0, 6, 0) + Line("C4", 1, 0, 7, -1));
+  EXPECT_EQ(CentroidText(*ComputeCentroid(document, Atom("C3"))), "   0.500    0.825    0.475");
+  EXPECT_EQ(CentroidText(*ComputeCentroid(document, Atom("C1"))), "   0.525    0.500    0.500");
+  Select({"C1", "C3"});
+  EXPECT_EQ(CentroidText(*ComputeCentroid(document, Atom("C1"))), "   0.500    0.650    0.500");
+  document.atoms.DestroyAll();
+  EXPECT_FALSE(ComputeCentroid(document, nullptr));
+}
+
+TEST_F(ChemTest, BondsAndAnglesFormALowerTriangle) {
+  Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 1.5, 0, 0) + Line("N3", 3, 0, 1.4, 0) + Line("O4", 4, -1.3, 0, 0) +
+       Line("C9", 1, 8, 8, 8));
+  EXPECT_EQ(BondsAndAnglesText(document, *Atom("C9")), "Bonds and Angles for C9\r\n");
+  const auto neighbours = BondedAtoms(document, *Atom("C1"));
+  ASSERT_EQ(neighbours.size(), 3u);
+  const std::string names = neighbours[0]->name + neighbours[1]->name + neighbours[2]->name;
+  ASSERT_EQ(names, "O4N3C2");
+  EXPECT_EQ(BondsAndAnglesText(document, *Atom("C1")),
+            "Bonds and Angles for C1\r\n"
+            "  C2\t1.500\r\n"
+            "  N3\t1.400\t 90.00\r\n"
+            "  O4\t1.300\t180.00\t 90.00\r\n"
+            "\t   C1\t    C2\t    N3\r\n");
+  // Bonds that another atom stores are found too.
+  EXPECT_EQ(BondsAndAnglesText(document, *Atom("O4")), "Bonds and Angles for O4\r\n  C1\t1.300\r\n\t   O4\r\n");
+}
+
+TEST_F(ChemTest, TheAtomTableToTheCharacter) {
+  Read(Line("C1", 1, 0, 0, 0) + "Na12 7 -0.1 1.25 0.0004 11 0.01 0.02 0.06 0 0 0\nQ1 1 0.1 0.2 0.3 11 0.05 1.25\n");
+  Atom("C1")->SetHybridization(kHybridSp2);
+  Atom("Na12")->SetHybridization(kHybridS);
+  Atom("Na12")->charge = 1;
+  EXPECT_EQ(AtomInformationText(ReportedAtoms(document)),
+            "LABEL  PEAK HEIGHT  TYPE       X          Y          Z        HYBRID   CHARGE   UEQ\r\n"
+            "  C1\t       --- \t          C \t   0.500   0.500   0.500          sp2             0           0.040\r\n"
+            "Na12\t       --- \t          Na\t  -0.100   1.250   0.000           s              1           0.030\r\n"
+            "  Q1\t     1.25\t          Q \t   0.100   0.200   0.300          sp3             0           0.050\r\n");
+}
+
+TEST(Torsion, HasTheSignOfTheConvention) {
+  const Cartesian a{1, 0, 0}, b{0, 0, 0}, c{0, 0, 1};
+  EXPECT_NEAR(*TorsionAngle(a, b, c, {1, 0, 1}), 0.0, 1e-9);
+  EXPECT_NEAR(std::fabs(*TorsionAngle(a, b, c, {-1, 0, 1})), 180.0, 1e-9);
+  // Seen from b to c along +z, x turns anticlockwise into y: looking along +z from behind that is clockwise.
+  EXPECT_NEAR(*TorsionAngle(a, b, c, {0, 1, 1}), 90.0, 1e-9);
+  EXPECT_NEAR(*TorsionAngle(a, b, c, {0, -1, 1}), -90.0, 1e-9);
+  EXPECT_FALSE(TorsionAngle({0, 0, -1}, b, c, {0, 1, 1}));
+  EXPECT_FALSE(TorsionAngle(b, b, c, {0, 1, 1}));
+}
+
+TEST_F(ChemTest, UncertaintiesComeFromCellAndCoordinates) {
+  Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 2, 0, 0) + Line("C3", 1, 0, 2, 0) + Line("H4", 2, -1, 0, 0));
+  document.instructions.zerrLine = "ZERR 4.00 0.02 0.02 0.02 0 0 0";
+  EXPECT_EQ(CellSigmas(document.instructions.zerrLine)[2], 0.02);
+  CoordinateSigmas sigmas;
+  const auto site = [&](const GeometryUncertainty& u, const char* name) { return u.SiteOf(*Atom(name)); };
+  {
+    // 2 Å along an edge of 20.00(2) Å.
+    const GeometryUncertainty cellOnly(document, sigmas);
+    EXPECT_NEAR(*cellOnly.OfDistance(site(cellOnly, "C1"), site(cellOnly, "C2")), 0.002, 1e-9);
+    EXPECT_NE(cellOnly.Basis().find("lower bounds"), std::string::npos);
+  }
+  sigmas.source = "x.cif";
+  sigmas.bySerial[Atom("C1")->serial] = {0.0003, 0.0003, 0.0003};
+  sigmas.bySerial[Atom("C2")->serial] = {0.0004, 0.0004, 0.0004};
+  document.instructions.zerrLine = "";
+  const GeometryUncertainty both(document, sigmas);
+  // 0.006 and 0.008 Å along the bond.
+  EXPECT_NEAR(*both.OfDistance(site(both, "C1"), site(both, "C2")), 0.01, 1e-9);
+  // Seen from C1, C2 moves by 0.008 and C1 by 0.006 across each of two bonds of 2 Å.
+  EXPECT_NEAR(*both.OfAngle(site(both, "C1"), site(both, "C2"), site(both, "C3")),
+              std::sqrt(0.008 * 0.008 + 2 * 0.006 * 0.006) / 2 * kDegreesPerRadian, 1e-4);
+  // Between an atom and its own translated image there is none from its coordinates, nor about a riding hydrogen.
+  const GeometrySite image{Atom("C1"), 0, Atom("C1")->fract + Fractional{1, 0, 0}};
+  EXPECT_NEAR(*both.OfDistance(site(both, "C1"), image), 0.0, 1e-12);
+  Atom("H4")->afix = 43;
+  EXPECT_FALSE(both.OfDistance(site(both, "C1"), site(both, "H4")));
+  EXPECT_FALSE(both.OfDistance(site(both, "C3"), site(both, "C3")));
+}
+
+TEST(WithUncertainty, FollowsTheRuleOfNineteen) {
+  EXPECT_EQ(WithUncertainty(1.52346, 0.0031, 3), "1.523(3)");
+  EXPECT_EQ(WithUncertainty(1.52346, 0.0019, 3), "1.5235(19)");
+  EXPECT_EQ(WithUncertainty(1.52346, 0.00196, 3), "1.523(2)");
+  EXPECT_EQ(WithUncertainty(109.47, 12.0, 2), "109(12)");
+  EXPECT_EQ(WithUncertainty(1.5, 0.0000001, 3), "1.500");
+  EXPECT_EQ(WithUncertainty(-0.00001, {}, 3), "0.000");
+  EXPECT_EQ(WithUncertainty(std::nan(""), std::nan(""), 2), "0.00");
+}
+
+TEST_F(ChemTest, TheEnvironmentMarksBondsHydrogenBondsAndShortContacts) {
+  // O-H...O to the image of O9 one cell further, a carbon in van der Waals contact, and one far away.
+  Read(Line("O1", 4, 9.0, 0, 0) + Line("H1", 2, 9.82, 0, 0) + Line("C1", 1, 8.5, 1.3, 0) + Line("O9", 4, -8.2, 0.1, 0) +
+       Line("C8", 1, 9, -3.0, 0) + Line("C7", 1, 9, 0, 3.9) + Line("C6", 1, 9, 0, -4.3));
+  const CoordinateSigmas none;
+  const GeometryUncertainty uncertainty(document, none);
+  const Environment found = FindEnvironment(document, *Atom("O1"), 4.0, uncertainty);
+  std::string list;
+  for (const EnvironmentContact& c : found.contacts)
+    list += c.image.atom->name + " " + std::to_string(c.image.symmetryCode) + " " + ContactWord(c.kind) + ";";
+  EXPECT_EQ(list, "H1 1555 bond;C1 1555 bond;O9 1655 hydrogen bond;C8 1555 short contact;C7 1555 ;");
+  ASSERT_EQ(found.hydrogenBonds.size(), 1u);
+  const HydrogenBond& bond = found.hydrogenBonds[0];
+  EXPECT_EQ(bond.donor.atom, Atom("O1"));
+  EXPECT_EQ(bond.acceptor.symmetryCode, 1655);
+  EXPECT_NEAR(bond.donorAcceptor, std::hypot(2.8, 0.1), 1e-6);
+  EXPECT_GT(bond.angle, 175.0);
+  // The same bond from its other end and from its middle.
+  EXPECT_EQ(FindEnvironment(document, *Atom("O9"), 4.0, uncertainty).hydrogenBonds.size(), 1u);
+  EXPECT_EQ(FindEnvironment(document, *Atom("H1"), 4.0, uncertainty).hydrogenBonds.size(), 1u);
+  // Two bonds away is no short contact, however near.
+  for (const EnvironmentContact& c : FindEnvironment(document, *Atom("C1"), 4.0, uncertainty).contacts) {
+    if (c.image.atom == Atom("H1")) {
+      EXPECT_EQ(c.kind, ContactKind::Plain);
+    }
+  }
+  EXPECT_TRUE(FindEnvironment(document, *Atom("O1"), std::nan(""), uncertainty).contacts.empty());
+  EXPECT_TRUE(FindEnvironment(document, *Atom("O1"), -1.0, uncertainty).contacts.empty());
+}
+
+}  // namespace marvik::test
