@@ -62,6 +62,10 @@ Outcome FmolHandler(Workbench& bench, const CommandCall& call);
 Outcome FmolToggleHandler(Workbench& bench, const CommandCall& call);
 Outcome MoveNearHandler(Workbench& bench, const CommandCall& call);
 
+// refine_flow.cpp
+Outcome RefineHandler(Workbench& bench, const CommandCall& call);
+Outcome RefinementStepHandler(Workbench& bench, const CommandCall& call);
+
 // undo_handlers.cpp
 Outcome UndoHandler(Workbench& bench, const CommandCall& call);
 

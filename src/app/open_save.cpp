@@ -101,11 +101,32 @@ bool OpenFile(Workbench& bench, const std::string& path) {
   bench.ResetViewToModel();
   bench.SetBusy(false);
   bench.TitleChanged();
-  if (read && bench.keepsRecentFiles && NoteRecentFile(bench.settings, bench.document.CurrentFile) &&
+  if (read) NoteAsRecent(bench);
+  return read;
+}
+
+void NoteAsRecent(Workbench& bench) {
+  if (bench.keepsRecentFiles && NoteRecentFile(bench.settings, bench.document.CurrentFile) &&
       bench.hooks.recentFilesChanged) {
     bench.hooks.recentFilesChanged();
   }
-  return read;
+}
+
+bool WasWrittenByUs(const Workbench& bench, const std::string& fullPath) {
+  const auto existing = StampOf(fullPath);
+  const auto written = bench.writtenFiles.find(IdentityOf(fullPath));
+  return existing && written != bench.writtenFiles.end() && written->second == *existing;
+}
+
+void NoteWritten(Workbench& bench, const std::string& fullPath) {
+  if (const auto now = StampOf(fullPath)) bench.writtenFiles[IdentityOf(fullPath)] = *now;
+}
+
+bool WriteKeepingBackup(Workbench& bench, const std::string& fullPath) {
+  const bool foreign = StampOf(fullPath) && !WasWrittenByUs(bench, fullPath);
+  if (!WriteInstructionFile(bench.document, fullPath, bench.messages, foreign ? fullPath + ".bak" : "")) return false;
+  NoteWritten(bench, fullPath);
+  return true;
 }
 
 bool SaveInstructionFile(Workbench& bench, const std::string& path) {
@@ -113,13 +134,7 @@ bool SaveInstructionFile(Workbench& bench, const std::string& path) {
   if (!MayOverwriteForeignChange(bench, full)) return false;
   ShowLostRemarks(bench, full);
   const StageClock clock(bench.seconds.write);
-  const auto existing = StampOf(full);
-  const auto written = bench.writtenFiles.find(IdentityOf(full));
-  const bool isOurs = existing && written != bench.writtenFiles.end() && written->second == *existing;
-  if (!WriteInstructionFile(bench.document, full, bench.messages, existing && !isOurs ? full + ".bak" : "")) {
-    return false;
-  }
-  if (const auto now = StampOf(full)) bench.writtenFiles[IdentityOf(full)] = *now;
+  if (!WriteKeepingBackup(bench, full)) return false;
   bench.document.instructions.droppedRemarks.clear();
   bench.modified = false;
   bench.TitleChanged();

@@ -33,6 +33,14 @@ bool IsInstructionFormat(const std::string& format);
 // program did not write stays beside it as NAME.bak.
 bool SaveInstructionFile(Workbench& bench, const std::string& path);
 
+// The write alone, asking nothing: the old content of a file that this program did not write stays as NAME.bak.
+bool WriteKeepingBackup(Workbench& bench, const std::string& fullPath);
+// Whether a file is as this program left it, and what says so.
+bool WasWrittenByUs(const Workbench& bench, const std::string& fullPath);
+void NoteWritten(Workbench& bench, const std::string& fullPath);
+// Enters the current file into the recent list where one is kept.
+void NoteAsRecent(Workbench& bench);
+
 // Absolute and without links or dots as far as it exists, so that one file has one name.
 std::string FullPath(const std::string& path);
 

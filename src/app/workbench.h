@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -12,9 +13,13 @@
 #include "display/view_state.h"
 #include "model/document.h"
 #include "model/undo.h"
+#include "refine/child_process.h"
 #include "util/user_messages.h"
 
 namespace marvik {
+
+class RefinementRun;
+struct RefinementReport;
 
 // By which the core tells a window that something is to be shown anew. All may be empty: then nobody is looking.
 struct WindowHooks {
@@ -26,6 +31,13 @@ struct WindowHooks {
   // Shows the dialog of a command, or starts its pick, and gives the text that stands for what was entered. Nothing
   // when it was cancelled, or when the window will run the command itself once the pick is made.
   std::function<std::optional<std::string>(int id)> askArgument;
+  // The stages of a refinement: the dialog that edits its settings (false: cancelled), its run from start to end, and
+  // what becomes of its result (true: accepted). Without them the settings are taken as they are, the run is followed
+  // on the calling thread, and a result is accepted unless there is a doubt about it.
+  std::function<bool(RefinementSettings&)> editRefinement;
+  std::function<void(RefinementRun&)> followRun;
+  std::function<bool(const RefinementReport&)> judgeRefinement;
+  std::function<std::unique_ptr<ChildProcess>()> makeChild;
 };
 
 // Seconds spent so far, for the command line's timing line.

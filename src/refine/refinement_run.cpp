@@ -79,11 +79,11 @@ std::string RefinementRun::EndText() const {
   return end_->signal ? "signal " + std::to_string(end_->signal) : "exit status " + std::to_string(end_->exitStatus);
 }
 
-RunState RunToEnd(RefinementRun& run, UserMessages& messages, const std::atomic<bool>& stop) {
+RunState RunToEnd(RefinementRun& run, UserMessages& messages, const std::function<bool()>& stop) {
   if (!run.Start(messages)) return run.State();
   while (!run.IsOver()) {
     const bool more = run.Pass();
-    if (stop && !run.IsOver()) {
+    if (!run.IsOver() && stop()) {
       run.Terminate(messages);
     } else if (!more && !run.IsOver()) {
       std::this_thread::sleep_for(kPollingPeriod);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <deque>
 #include <functional>
@@ -73,7 +72,7 @@ class RefinementRun {
   std::deque<std::string> lastLines_;
 };
 
-// The whole run on the calling thread; setting `stop`, from another thread or a signal handler, terminates it.
-RunState RunToEnd(RefinementRun& run, UserMessages& messages, const std::atomic<bool>& stop);
+// The whole run on the calling thread; it is terminated as soon as `stop`, asked at each pass, says so.
+RunState RunToEnd(RefinementRun& run, UserMessages& messages, const std::function<bool()>& stop);
 
 }  // namespace marvik

@@ -75,11 +75,11 @@ TEST_F(Run, NoticesAnEndWithoutTheWord) {
 TEST_F(Run, CancelEndsEveryProcess) {
   for (const char* steps : {"say x\nspawn\nwait 60000\n", "deaf\nspawn\nsay x\nwait 60000\n"}) {
     shown.clear();
-    stop = false;
+    stopNow = false;
     RefinementRun run = MakeRun(steps);
     std::jthread user([&] {
       std::this_thread::sleep_for(std::chrono::milliseconds(300));
-      stop = true;
+      stopNow = true;
     });
     const auto start = Clock::now();
     EXPECT_EQ(RunToEnd(run, messages, stop), RunState::Terminated);

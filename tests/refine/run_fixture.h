@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -59,7 +60,8 @@ class RunTest : public testing::Test {
   std::string folder;
   PosixChild child;
   RecordingMessages messages;
-  std::atomic<bool> stop{false};
+  std::atomic<bool> stopNow{false};
+  std::function<bool()> stop = [this] { return stopNow.load(); };
   std::vector<std::string> shown;
 };
 
