@@ -1,0 +1,10 @@
+@echo off
+rem Marvik starts this in the folder of the job, with the job's name as the one argument: NAME.ins and NAME.hkl are
+rem there, NAME.res is expected. What is printed is shown while it runs. A line with the word "finished" tells Marvik
+rem that NAME.res may be read; an exit status other than 0 tells it that something went wrong.
+rem
+rem To use a refinement program of your own, name it in this line, for example  set "program=C:\programs\myprogram.exe"
+set "program=%MARVIK_BIN%marvik-refine.exe"
+
+"%program%" %1
+exit /b %errorlevel%
