@@ -130,9 +130,6 @@ Job MakeJob(const Document& document) {
   job.parameters.extinction = s.ExtinctionOn;
   job.mapCode = s.FourierCode;
   job.peaks = std::abs(s.PlanPeaks);
-  job.cif = s.Acta;
-  const std::vector<double> acta = NumbersOf(document, "ACTA");
-  if (!acta.empty()) job.cifTwoTheta = acta[0];
   if (!s.ListLine.empty()) job.list = RoundHalfAway(FirstNumber(s.ListLine, 0.0));
   if (job.list != 0 && job.list != 4 && job.list != 6) {
     job.notes.push_back(Printf("LIST %d: only 4 and 6 are written", job.list));

@@ -26,8 +26,6 @@ struct Job {
   int mapCode = 2;
   int peaks = 20;
   bool bondHydrogens = false;  // BOND $H
-  bool cif = false;            // ACTA
-  double cifTwoTheta = 0.0;
   int list = 0;
   double temperature = 20.0;  // °C
   std::vector<double> size;   // SIZE, mm
