@@ -1,10 +1,12 @@
 #include <cmath>
 #include <filesystem>
+#include <unistd.h>
 
 #include "util/files.h"
 #include "util/numbers.h"
 
 #include "instruction_text.h"
+#include "support/structures.h"
 
 namespace marvik::test {
 
@@ -71,7 +73,7 @@ TEST(BadInput, ImpossibleCellsAreRefused) {
 }
 
 TEST(BadInput, AFailedReadLeavesNothingToBeSaved) {
-  const std::string path = testing::TempDir() + "/marvik_bad_input.res";
+  const std::string path = testing::TempDir() + Numbered("/marvik_bad_input_", getpid());
   ASSERT_EQ(WriteFileAtomically(path, kSample), 0);
   Document document;
   RecordingMessages messages;
