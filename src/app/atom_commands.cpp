@@ -3,6 +3,10 @@
 
 #include "app/atom_names.h"
 #include "app/command_handlers.h"
+#include "app/edit_elements.h"
+#include "app/edit_names.h"
+#include "app/edit_select.h"
+#include "insfile/residues.h"
 #include "util/numbers.h"
 
 namespace marvik {
@@ -31,9 +35,14 @@ void Deselect(Workbench& bench) {
 
 Outcome Kill(Workbench& bench, const std::vector<AtomRecord*>& atoms) {
   if (atoms.empty()) return Outcome::Done;
+  std::set<std::string> names;
+  for (const AtomRecord* atom : atoms) {
+    if (!IsGrownAtom(*atom)) names.insert(QualifiedName(bench.document, *atom));
+  }
   const bool subsetEmptied = bench.document.atoms.KillAtoms(atoms);
   bench.ConnectAndReframe();
   if (subsetEmptied) bench.ResetViewToModel();
+  TellOfLinesNaming(bench.document, std::move(names), bench.messages);
   return Outcome::Changed;
 }
 
@@ -55,14 +64,16 @@ std::vector<AtomRecord*> PickedAtomsOf(Workbench& bench, const CommandCall& call
   return choice.atoms;
 }
 
-// Select Atoms replaces the selection; selecting by name adds to it, so that a script can name atoms one by one.
+// Without a sign in the text Select Atoms replaces the selection; selecting by name adds to it, so that a script can
+// name atoms one by one.
 Outcome SelectTextHandler(Workbench& bench, const CommandCall& call) {
-  const AtomChoice choice = ChooseAtoms(bench.document, call.argument);
+  const auto usual = call.id == kSelectByNameCommand ? SelectMode::Add : SelectMode::Replace;
+  const SelectChoice wanted = ParseSelectChoice(call.argument, usual);
+  const AtomChoice choice = ChooseAtoms(bench.document, wanted.atoms);
   if (!choice.unmatched.empty()) {
     return Refuse(bench, "Error: No Atoms Selected", "Couldn't find " + choice.unmatched + " in the atom list.");
   }
-  if (call.id != kSelectByNameCommand) Deselect(bench);
-  for (AtomRecord* atom : choice.atoms) Select(bench, atom, true);
+  SelectAtoms(bench.document.atoms, choice.atoms, wanted.mode);
   return Outcome::Done;
 }
 

@@ -58,6 +58,18 @@ ResidueKey ResidueOf(const Document& document, const AtomRecord& atom) {
   return {residue.number, Upper(residue.chain)};
 }
 
+bool IsHydrogenRow(int row) {
+  return row == kHydrogenRow || row == kDeuteriumRow;
+}
+
+// By number, chain and number, or class.
+bool IsInResidue(const Document& document, const AtomRecord& atom, const std::string& text) {
+  const ResidueKey key = ResidueOf(document, atom);
+  const std::string number = std::to_string(key.number);
+  if (text == number || (!key.chain.empty() && text == key.chain + ":" + number)) return true;
+  return atom.residue >= 0 && text == Upper(document.residues[static_cast<size_t>(atom.residue)].className);
+}
+
 // One word of a selection text: which atoms it stands for.
 struct NamePattern {
   std::string name;  // in upper case
@@ -81,6 +93,11 @@ struct NamePattern {
     return key.number == *residue && (!chain || key.chain == *chain);
   }
   bool Matches(const Document& document, const AtomRecord& atom) const {
+    if (name == "PEAKS") return atom.IsPeak();
+    if (name.starts_with('#')) return std::to_string(atom.serial) == name.substr(1);
+    if (name == "HYDROGENS") return IsHydrogenRow(atom.element->atomicNumber);
+    if (name.starts_with("PART:")) return std::to_string(atom.part) == name.substr(5);
+    if (name.starts_with("RESI:")) return IsInResidue(document, atom, name.substr(5));
     if (!MatchesResidue(document, atom)) return false;
     if (name.starts_with('$')) return Upper(atom.element->Symbol()) == std::string_view(name).substr(1);
     return MatchesPattern(name, Upper(atom.name));
@@ -174,6 +191,26 @@ AtomChoice ChooseAtoms(const Document& document, std::string_view text) {
     if (choice.unmatched.empty()) choice.unmatched = unmatched;
   }
   choice.atoms = chooser.Chosen();
+  return choice;
+}
+
+AtomChoice ChooseKilledAtoms(const Document& document, std::string_view text) {
+  std::vector<AtomRecord*> killed;
+  for (AtomRecord* atom = document.atoms.killedHead; atom; atom = atom->next) killed.push_back(atom);
+  std::vector<bool> chosen(killed.size());
+  AtomChoice choice;
+  for (const std::string_view word : WordsOf(text)) {
+    const NamePattern pattern(word);
+    bool found = false;
+    for (size_t i = 0; i < killed.size(); ++i) {
+      if (!pattern.Matches(document, *killed[i])) continue;
+      chosen[i] = found = true;
+    }
+    if (!found && choice.unmatched.empty()) choice.unmatched = word;
+  }
+  for (size_t i = 0; i < killed.size(); ++i) {
+    if (chosen[i]) choice.atoms.push_back(killed[i]);
+  }
   return choice;
 }
 

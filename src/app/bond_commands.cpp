@@ -4,6 +4,7 @@
 #include "app/atom_names.h"
 #include "app/atom_report.h"
 #include "app/command_handlers.h"
+#include "app/edit_fields.h"
 #include "cryst/cell_metric.h"
 #include "cryst/connectivity.h"
 #include "util/numbers.h"
@@ -93,6 +94,22 @@ Outcome BondWidthHandler(Workbench& bench, const CommandCall& call) {
   for (BondRecord* bond : bonds) {
     bond->width = preset->width;
     bond->SetWidthClass(preset->widthClass);
+  }
+  return bonds.empty() ? Outcome::Failed : Outcome::Changed;
+}
+
+// "0.15", or "0.15 C1 C2" for a bond that is named.
+Outcome CustomWidthHandler(Workbench& bench, const CommandCall& call) {
+  constexpr int kCustomClass = 3;
+  const size_t end = std::min(call.argument.find(' '), call.argument.size());
+  EditFault fault;
+  const auto width = ReadFieldNumber(kBondWidthRange, std::string_view(call.argument).substr(0, end), fault);
+  if (!width) return RefuseField(bench, fault);
+  const size_t names = std::min(call.argument.find_first_not_of(' ', end), call.argument.size());
+  const auto bonds = ChosenBonds(bench, {call.id, call.argument.substr(names)});
+  for (BondRecord* bond : bonds) {
+    bond->width = static_cast<float>(*width);
+    bond->SetWidthClass(kCustomClass);
   }
   return bonds.empty() ? Outcome::Failed : Outcome::Changed;
 }

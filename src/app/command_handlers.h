@@ -39,6 +39,7 @@ Outcome BondInfoHandler(Workbench& bench, const CommandCall& call);
 Outcome BondOrderHandler(Workbench& bench, const CommandCall& call);
 Outcome BondStyleHandler(Workbench& bench, const CommandCall& call);
 Outcome BondWidthHandler(Workbench& bench, const CommandCall& call);
+Outcome CustomWidthHandler(Workbench& bench, const CommandCall& call);
 Outcome BondWithHandler(Workbench& bench, const CommandCall& call);
 Outcome DeleteBondHandler(Workbench& bench, const CommandCall& call);
 
@@ -65,6 +66,17 @@ Outcome MoveNearHandler(Workbench& bench, const CommandCall& call);
 // refine_flow.cpp
 Outcome RefineHandler(Workbench& bench, const CommandCall& call);
 Outcome RefinementStepHandler(Workbench& bench, const CommandCall& call);
+
+// edit_handlers.cpp
+Outcome EditAtomHandler(Workbench& bench, const CommandCall& call);
+Outcome RenameHandler(Workbench& bench, const CommandCall& call);
+Outcome GroupLabelHandler(Workbench& bench, const CommandCall& call);
+Outcome SortHandler(Workbench& bench, const CommandCall& call);
+Outcome ChangePartHandler(Workbench& bench, const CommandCall& call);
+Outcome HidePartHandler(Workbench& bench, const CommandCall& call);
+Outcome RestoreHandler(Workbench& bench, const CommandCall& call);
+Outcome SameHandler(Workbench& bench, const CommandCall& call);
+Outcome RecountUnitHandler(Workbench& bench, const CommandCall& call);
 
 // undo_handlers.cpp
 Outcome UndoHandler(Workbench& bench, const CommandCall& call);

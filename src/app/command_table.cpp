@@ -27,7 +27,6 @@ bool IsZoomed(const Workbench& bench) {
   return bench.view.zoomedOnSelection;
 }
 
-constexpr char kNoAtomDialogs[] = "The dialogs that edit atoms are not available yet.";
 constexpr char kNoReports[] = "The geometry reports are not available yet.";
 constexpr char kNoHydrogens[] = "Hybridization and the placing of hydrogens are not available yet.";
 constexpr char kNoOpenGl[] = "Pictures by the OpenGL renderer are not available yet.";
@@ -54,8 +53,8 @@ constexpr CommandRow kRows[] = {
     {107, "&Depth Cue...", "", "LEVEL", None, Always, DepthCueHandler, nullptr, ""},
     {108, "&Hydrogen Labels", "Ctrl+H", "", None, Always, LabelToggleHandler, IsOn<&Workbench::HydrogenLabelsOn>, ""},
     {113, "&Kill Selected", "Ctrl+K", "", Structure, Selection, KillSelectedHandler, nullptr, ""},
-    Greyed(114, "&Edit...", kNoAtomDialogs),
-    Greyed(115, "&Sort...", kNoAtomDialogs),
+    {114, "&Edit...", "", "FIELD=VALUE ...", Structure, Selection, EditAtomHandler, nullptr, ""},
+    {115, "&Sort...", "", "ELEMENTS", Structure, Atoms, SortHandler, nullptr, ""},
     {116, "&Uniq", "Ctrl+U", "", Drawing, Selection, UniqHandler, nullptr, ""},
     {118, "Zoom Ou&t", "", "", None, Always, ZoomStepHandler, nullptr, ""},
     {119, "&Zoom", "", "", None, Always, ZoomHandler, IsZoomed, ""},
@@ -65,7 +64,7 @@ constexpr CommandRow kRows[] = {
     {124, "&Ball and Stick", "Ctrl+2", "", None, Always, RenditionHandler, IsRendition<kBallAndStick>, ""},
     {125, "&Thermal Ellipsoid", "Ctrl+3", "", None, Always, RenditionHandler, IsRendition<kThermalEllipsoid>, ""},
     {127, "&Select", "", "[ATOM]", None, PickedAtom, SelectAtomHandler, nullptr, ""},
-    Greyed(128, "&Edit", kNoAtomDialogs),
+    {128, "&Edit", "", "[ATOM] FIELD=VALUE ...", Structure, PickedAtom, EditAtomHandler, nullptr, ""},
     {129, "&Uniq", "", "[ATOM]", Drawing, PickedAtom, UniqHandler, nullptr, ""},
     {130, "&Delete", "", "[ATOM]", Structure, PickedAtom, KillAtomHandler, nullptr, ""},
     {134, "&Info", "", "[ATOM ATOM]", None, PickedBond, BondInfoHandler, nullptr, ""},
@@ -91,9 +90,9 @@ constexpr CommandRow kRows[] = {
     {163, "Select by Name", "", "ATOMS", None, Always, SelectTextHandler, nullptr, ""},
     {164, "Pack Cells", "", "COUNT", Structure, Always, PackHandler, nullptr, ""},
     Greyed(166, "&View Listing...", kNoEditor),
-    Greyed(167, "Change &Part...", kNoAtomDialogs),
-    Greyed(168, "&Hide Part...", kNoAtomDialogs),
-    Greyed(183, "&Group Label...", kNoAtomDialogs),
+    {167, "Change &Part...", "", "part=N fvar=M occupancy=P value=V", Structure, Atoms, ChangePartHandler, nullptr, ""},
+    {168, "&Hide Part...", "", "PARTS|none", Drawing, Atoms, HidePartHandler, nullptr, ""},
+    {183, "&Group Label...", "", "first=N prefix=P suffix=S", Structure, Selection, GroupLabelHandler, nullptr, ""},
     {184, "&Deselect All", "Ctrl+D", "", None, Always, DeselectHandler, nullptr, ""},
     {185, "&Find Duplicate Labels", "", "", None, Atoms, DuplicatesHandler, nullptr, ""},
     {186, "&Select", "", "[ATOM ATOM]", None, PickedBond, SelectBondHandler, nullptr, ""},
@@ -101,7 +100,7 @@ constexpr CommandRow kRows[] = {
     {190, "&Double", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
     {191, "&Triple", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
     Greyed(192, "Set H&FIX...", kNoHydrogens),
-    Greyed(193, "&Restore Killed Atom(s)...", kNoAtomDialogs),
+    {193, "&Restore Killed Atom(s)...", "", "KILLED ATOMS", Structure, KilledAtoms, RestoreHandler, nullptr, ""},
     {195, "H&ybrid Label Coloration", "", "", None, Always, LabelToggleHandler, IsOn<&Workbench::HybridLabelColoration>,
      ""},
     {196, "&Position Label...", "", "ATOM X Y", Drawing, PickedAtom, PlaceLabelHandler, nullptr, ""},
@@ -123,7 +122,7 @@ constexpr CommandRow kRows[] = {
     {217, "0.&1 (Default)", "", "[ATOM ATOM]", Drawing, BondsChosen, BondWidthHandler, nullptr, ""},
     {218, "0.&2", "", "[ATOM ATOM]", Drawing, BondsChosen, BondWidthHandler, nullptr, ""},
     {219, "0.02&5", "", "[ATOM ATOM]", Drawing, BondsChosen, BondWidthHandler, nullptr, ""},
-    Greyed(220, "&Custom...", kNoAtomDialogs, "", "WIDTH"),
+    {220, "&Custom...", "", "WIDTH", Drawing, BondsChosen, CustomWidthHandler, nullptr, ""},
     {224, "&Solid", "", "[ATOM ATOM]", Drawing, BondsChosen, BondStyleHandler, nullptr, ""},
     {225, "&Dashed", "", "[ATOM ATOM]", Drawing, BondsChosen, BondStyleHandler, nullptr, ""},
     {226, "D&otted", "", "[ATOM ATOM]", Drawing, BondsChosen, BondStyleHandler, nullptr, ""},
@@ -138,7 +137,7 @@ constexpr CommandRow kRows[] = {
     {236, "&Pi", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
     {237, "&Bond With...", "", "ATOM", Structure, Atoms, BondWithHandler, nullptr, ""},
     {238, "B&ond With...", "", "ATOM", Structure, Always, BondWithHandler, nullptr, ""},
-    Greyed(239, "S&ame...", "SAME groups cannot be set by hand yet."),
+    {239, "S&ame...", "", "[ATOM]", Structure, Always, SameHandler, nullptr, ""},
     {241, "&Move Near...", "", "ATOM", Structure, Always, MoveNearHandler, nullptr, ""},
     Greyed(242, "&Quick Commands", kNoHelp),
     {243, "Hide &Selected", "", "", Drawing, Selection, HideHandler, nullptr, ""},
@@ -151,6 +150,8 @@ constexpr CommandRow kRows[] = {
     {501, "Re&do", "Ctrl+Shift+Z", "", None, RedoStep, UndoHandler, nullptr, ""},
     {502, "Zoom &In", "", "", None, Always, ZoomStepHandler, nullptr, ""},
     {503, "&Reset View", "Ctrl+0", "", None, Always, ResetViewHandler, nullptr, ""},
+    {510, "Re&name Atom...", "F2", "[ATOM] NAME", Structure, PickedOrSelected, RenameHandler, nullptr, ""},
+    {511, "Re&count UNIT", "", "", Structure, Atoms, RecountUnitHandler, nullptr, ""},
     {10101, "Recent File &1", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10102, "Recent File &2", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10103, "Recent File &3", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
@@ -196,6 +197,10 @@ bool CommandEnabled(const Workbench& bench, int id) {
       return bench.PickedAtom() != nullptr;
     case PickedBond:
       return bench.PickedBond() != nullptr;
+    case PickedOrSelected:
+      return bench.PickedAtom() || !atoms.selection.Empty();
+    case KilledAtoms:
+      return atoms.killedHead != nullptr;
     case BondsChosen:
       return !atoms.selectedBonds.empty() || bench.PickedBond();
     case UndoStep:

@@ -12,7 +12,7 @@ using test::AddAtomAt;
 class NamesTest : public testing::Test {
  protected:
   NamesTest() {
-    document.residues = {{"ALA", 1, "", ""}, {"GLY", 12, "b", ""}};
+    document.residues = {{"ALA", 1, "", "", ""}, {"GLY", 12, "b", "", ""}};
     for (const char* name : {"C1", "CA", "C1a", "N1", "Q1"}) AddAtomAt(document, name, {});
     for (int residue : {0, 1}) {
       for (const char* name : {"CB", "O1"}) AddAtomAt(document, name, {})->residue = residue;
@@ -43,6 +43,19 @@ TEST_F(NamesTest, PatternsResiduesElementsAndRanges) {
   EXPECT_EQ(Chosen("*_1"), "CB_0 O1_0 ");
   EXPECT_EQ(Chosen("N1>O1"), "N1 Q1 CB_0 O1_0 ");
   EXPECT_EQ(Chosen("O1_12 > N1"), "N1 Q1 CB_0 O1_0 CB_1 O1_1 ") << "either end may come first";
+}
+
+TEST_F(NamesTest, PartsResiduesPeaksAndHydrogens) {
+  AddAtomAt(document, "H1", {})->part = -1;
+  AddAtomAt(document, "D2", {})->part = 2;
+  EXPECT_EQ(Chosen("hydrogens"), "H1 D2 ");
+  EXPECT_EQ(Chosen("PEAKS"), "Q1 ");
+  EXPECT_EQ(Chosen("part:-1 PART:2"), "H1 D2 ");
+  EXPECT_EQ(Chosen("PART:3"), "!PART:3");
+  EXPECT_EQ(Chosen("RESI:ala"), "CB_0 O1_0 ");
+  EXPECT_EQ(Chosen("RESI:12"), "CB_1 O1_1 ");
+  EXPECT_EQ(Chosen("RESI:B:12"), "CB_1 O1_1 ");
+  EXPECT_EQ(Chosen("RESI:0 PEAKS"), "C1 CA C1a N1 Q1 H1 D2 ");
 }
 
 TEST_F(NamesTest, WhatMatchesNothingIsNamed) {
