@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QMainWindow>
+#include <functional>
+#include <string>
+
+class QLineEdit;
+class QPlainTextEdit;
+
+namespace marvik {
+
+// A plain-text editor for instruction files and listings, for desktops where none is configured. The bytes of a file
+// that is not changed stay as they are; one that is saved keeps its encoding (UTF-8 or Latin-1) and its line ends.
+class TextEditor : public QMainWindow {
+  Q_OBJECT
+
+ public:
+  explicit TextEditor(QWidget* parent = nullptr);
+
+  // False, after a message, when the file cannot be read or is no text.
+  bool Open(const std::string& path);
+  bool Save();
+  QPlainTextEdit& Text() { return *text_; }
+
+ Q_SIGNALS:
+  void Closed();
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void MakeActions();
+  void FindNext();
+
+  QPlainTextEdit* text_;
+  QLineEdit* sought_;
+  std::string path_;
+  bool isUtf8_ = true;
+  bool hasDosLines_ = false;
+};
+
+// Starts the user's editor on a file, or the editor above when the command is not to be found. With `wait` this returns
+// once it has been closed; the window stays alive but takes no input meanwhile. False after a message.
+bool RunEditor(QWidget& window, const std::string& command, const std::string& path, bool wait);
+
+}  // namespace marvik

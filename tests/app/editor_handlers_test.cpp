@@ -1,0 +1,68 @@
+#include "app/bench_fixture.h"
+#include "app/command_table.h"
+#include "app/open_save.h"
+
+namespace marvik::test {
+namespace {
+
+constexpr int kEditFile = 148;
+constexpr int kListing = 166;
+
+class EditorHandlers : public BenchTest {
+ protected:
+  EditorHandlers() { EXPECT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile))); }
+  // An editor that replaces one stretch of the file by another.
+  void EditorReplaces(const std::string& from, const std::string& to) {
+    bench.hooks.runEditor = [=, this](const std::string& path, bool wait) {
+      EXPECT_TRUE(wait);
+      std::string text = folder.Get(FileNameOf(path));
+      const size_t at = text.find(from);
+      EXPECT_NE(at, std::string::npos) << text;
+      if (at != std::string::npos) text.replace(at, from.size(), to);
+      folder.Put(FileNameOf(path), text);
+      return true;
+    };
+  }
+};
+
+TEST_F(EditorHandlers, WhatWasEditedIsReadAndCanBeUndone) {
+  EditorReplaces("C2 ", "C7 ");
+  Atom("C1")->fract.x = 0.12;  // goes into the file before it is edited
+  EXPECT_EQ(RunCommand(bench, kEditFile), Outcome::Done);
+  ASSERT_TRUE(Atom("C7"));
+  EXPECT_NEAR(Atom("C1")->fract.x, 0.12, 1e-9);
+  EXPECT_FALSE(bench.modified);
+  EXPECT_EQ(RunCommand(bench, kUndoCommand), Outcome::Changed);
+  EXPECT_TRUE(Atom("C2"));
+  EXPECT_TRUE(bench.modified);
+}
+
+TEST_F(EditorHandlers, AFileThatWasSpoiledIsReportedAndTheStructureCanBeBroughtBack) {
+  EditorReplaces("CELL 0.71073 10 10 10", "CELL 0.71073 0 10 10");
+  EXPECT_EQ(RunCommand(bench, kEditFile), Outcome::Failed);
+  EXPECT_EQ(messages.shown.back().caption, "Error: File Unreadable");
+  EXPECT_FALSE(bench.document.atoms.head);
+  EXPECT_EQ(RunCommand(bench, kUndoCommand), Outcome::Changed);
+  EXPECT_TRUE(Atom("C2"));
+}
+
+TEST_F(EditorHandlers, AListingIsShownOnlyWhenThereIsOne) {
+  std::string shown;
+  bench.hooks.runEditor = [&](const std::string& path, bool wait) {
+    EXPECT_FALSE(wait);
+    shown = path;
+    return true;
+  };
+  EXPECT_EQ(RunCommand(bench, kListing), Outcome::Failed);
+  EXPECT_EQ(messages.shown.back().text,
+            "The listing file\n" + (folder / "small.lst") + "\ndoes not exist or could not be opened!");
+  EXPECT_EQ(Captions(), "Error: File Not Found");
+  folder.Put("small.lst", "listing\n");
+  EXPECT_EQ(RunCommand(bench, kListing), Outcome::Done);
+  EXPECT_EQ(shown, folder / "small.lst");
+  bench.hooks.runEditor = {};
+  EXPECT_EQ(RunCommand(bench, kEditFile), Outcome::Failed);
+}
+
+}  // namespace
+}  // namespace marvik::test
