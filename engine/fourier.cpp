@@ -1,3 +1,9 @@
+// The vector version asks aligned_alloc for sizes that are no multiple of the alignment, which the address sanitizer
+// does not allow.
+#ifdef __SANITIZE_ADDRESS__
+#define POCKETFFT_NO_VECTORS
+#endif
+
 #include "engine/fourier.h"
 
 #include <algorithm>

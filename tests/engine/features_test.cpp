@@ -99,7 +99,8 @@ TEST(DifferenceMap, ShowsTheAtomThatIsMissing) {
       nearest = std::min(nearest, std::sqrt(truth.metric.DistanceSquared(d, {})));
     }
     EXPECT_LT(nearest, 0.15) << name;
-    EXPECT_GT(peaks[0].height, 2.0 * peaks[1].height) << name << ": one peak for one atom and its equivalents";
+    const double second = peaks.size() > 1 ? peaks[1].height : 0.0;
+    EXPECT_GT(peaks[0].height, 2.0 * second) << name << ": one peak for one atom and its equivalents";
     EXPECT_NEAR(peaks[0].siteFraction, 1.0, 1e-9);
   }
 }
