@@ -17,7 +17,7 @@ MAY_USE = {
     "util": set(), "model": {"util"}, "cryst": {"util", "model"},
     "insfile": BASE, "chem": BASE, "export": BASE, "display": BASE, "refine": BASE,
     "gl": BASE | {"display"}, "app": CORE, "app/ui": CORE,
-    "engine": BASE | {"insfile"}, "bench": CORE, "fuzz": CORE, "support": {"util", "model"},
+    "engine": BASE | {"insfile"}, "bench": CORE | {"engine"}, "fuzz": CORE, "support": {"util", "model"},
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 TOOLKIT = re.compile(r"Q[A-Z]\w*(/\w+)?$|Qt\w*/|moc_|ui_|.*\.moc$")
