@@ -15,7 +15,7 @@ Mat3 Outer(const Cartesian& a, const Cartesian& b) {
 }
 
 // Equal components of two tensors along given directions: DELU (Hirshfeld, Acta Cryst. A32 (1976) 239) takes the one
-// along the bond, RIGU (Thorn, Dittrich & Sheldrick, Acta Cryst. A68 (2012) 448) also the two that mix it with the
+// along the bond, RIGU (Acta Cryst. A68 (2012) 448) also the two that mix it with the
 // directions across.
 class AlongBond : public Restraint {
  public:
