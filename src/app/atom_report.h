@@ -8,7 +8,8 @@
 
 namespace marvik {
 
-inline constexpr std::array<std::string_view, 2> kReportKinds{"atoms", "bonds"};
+inline constexpr std::array<std::string_view, 6> kReportKinds{"atoms", "bonds",          "hybrid",
+                                                              "plane", "weighted-plane", "centroid"};
 
 // Tables of the structure: tab-separated text under a line of headings, or a JSON array of objects with the same names.
 // They tell of the selected atoms when any are selected, else of all; a bond is told of when one of its ends is.

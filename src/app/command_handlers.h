@@ -43,6 +43,16 @@ Outcome CustomWidthHandler(Workbench& bench, const CommandCall& call);
 Outcome BondWithHandler(Workbench& bench, const CommandCall& call);
 Outcome DeleteBondHandler(Workbench& bench, const CommandCall& call);
 
+// chem_commands.cpp
+Outcome HybridizeHandler(Workbench& bench, const CommandCall& call);
+Outcome HydrogensHandler(Workbench& bench, const CommandCall& call);
+Outcome HfixHandler(Workbench& bench, const CommandCall& call);
+Outcome AtomInformationHandler(Workbench& bench, const CommandCall& call);
+Outcome PlaneHandler(Workbench& bench, const CommandCall& call);
+Outcome BondsAndAnglesHandler(Workbench& bench, const CommandCall& call);
+Outcome EnvironmentHandler(Workbench& bench, const CommandCall& call);
+Outcome CentroidHandler(Workbench& bench, const CommandCall& call);
+
 // view_commands.cpp
 Outcome RenditionHandler(Workbench& bench, const CommandCall& call);
 Outcome LabelToggleHandler(Workbench& bench, const CommandCall& call);
@@ -63,10 +73,6 @@ Outcome FmolHandler(Workbench& bench, const CommandCall& call);
 Outcome FmolToggleHandler(Workbench& bench, const CommandCall& call);
 Outcome MoveNearHandler(Workbench& bench, const CommandCall& call);
 
-// refine_flow.cpp
-Outcome RefineHandler(Workbench& bench, const CommandCall& call);
-Outcome RefinementStepHandler(Workbench& bench, const CommandCall& call);
-
 // edit_handlers.cpp
 Outcome EditAtomHandler(Workbench& bench, const CommandCall& call);
 Outcome RenameHandler(Workbench& bench, const CommandCall& call);
@@ -77,6 +83,14 @@ Outcome HidePartHandler(Workbench& bench, const CommandCall& call);
 Outcome RestoreHandler(Workbench& bench, const CommandCall& call);
 Outcome SameHandler(Workbench& bench, const CommandCall& call);
 Outcome RecountUnitHandler(Workbench& bench, const CommandCall& call);
+
+// refine_flow.cpp
+Outcome RefineHandler(Workbench& bench, const CommandCall& call);
+Outcome RefinementStepHandler(Workbench& bench, const CommandCall& call);
+
+// editor_handlers.cpp
+Outcome ListingHandler(Workbench& bench, const CommandCall& call);
+Outcome EditFileHandler(Workbench& bench, const CommandCall& call);
 
 // undo_handlers.cpp
 Outcome UndoHandler(Workbench& bench, const CommandCall& call);

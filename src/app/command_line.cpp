@@ -8,9 +8,12 @@
 #include "app/open_save.h"
 #include "app/package_directory.h"
 #include "app/picture_output.h"
+#include "app/refine_flow.h"
+#include "app/reports.h"
 #include "app/version.h"
 #include "app/workbench.h"
 #include "insfile/writer.h"
+#include "refine/stop_signals.h"
 #include "util/numbers.h"
 
 namespace marvik {
@@ -79,12 +82,10 @@ class BatchRun {
 
   bool Prepare() {
     switch (options_.task) {
-      case BatchTask::Refine:
-        return NotYet("Running a refinement");
       case BatchTask::Script:
         return NotYet("Playing a script");
       case BatchTask::Edit:
-        return NotYet("The text editor");
+        return NotYet("The text editor without the window");
       default:
         break;
     }
@@ -93,13 +94,34 @@ class BatchRun {
     if (!options_.commands.empty()) LoadRecentFiles(bench_.settings);
     bench_.RenditionMode = options_.rendition.value_or(options_.task == BatchTask::Write ? kBallAndStick : kWireFrame);
     bench_.LabelsOn = options_.labels;
+    bench_.hooks.showReport = [this](const ReportRequest& request) {
+      if (const auto report = ComposeReport(bench_.document, request, bench_.reports)) out_ << PlainLines(report->text);
+    };
     bench_.ShowCell = options_.cell;
+    SetUpRefinement();
     // What nobody asked for must not move an atom of a file that nobody looks at.
     bench_.FmolAfterChanges = false;
     if (!OpenFile(bench_, options_.file)) return false;
     constexpr std::array<std::array<double, 3>, 3> kAxes{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
     for (size_t i = 0; i < 3; ++i) bench_.view.rotateView(options_.rotate[i], kAxes[i], true);
     return true;
+  }
+
+  // The program's text goes to standard output as it comes, and a table of what it did behind it.
+  void SetUpRefinement() {
+    bench_.hooks.followRun = [this](RefinementRun& run) {
+      run.onText = [this](std::string_view text) { out_ << text; };
+      StopSignals signals;
+      RunToEnd(run, messages_, [&] {
+        out_.flush();
+        return signals.Arrived();
+      });
+    };
+    bench_.hooks.judgeRefinement = [this](const RefinementReport& report) {
+      out_ << '\n' << ReportText(report);
+      if (!report.note.empty()) messages_.Show({MessageIcon::Warning, "Refine", report.note});
+      return !report.doubtful;
+    };
   }
 
   // A step that fails ends the run: what the others would make of it is not what was asked for.
@@ -116,15 +138,26 @@ class BatchRun {
     switch (options_.task) {
       case BatchTask::Write:
         return Write();
+      case BatchTask::Refine:
+        return RunCommand(bench_, kRefineCommand) == Outcome::Done;
       case BatchTask::Picture:
         return Picture();
       case BatchTask::Report:
-        out_ << (options_.report == "bonds" ? BondReport(bench_.document, options_.json)
-                                            : AtomReport(bench_.document, options_.json));
-        return true;
+        return Report();
       default:
         return true;
     }
+  }
+
+  bool Report() {
+    if (options_.report == "atoms" || options_.report == "bonds") {
+      out_ << (options_.report == "bonds" ? BondReport(bench_.document, options_.json)
+                                          : AtomReport(bench_.document, options_.json));
+      return true;
+    }
+    const auto text = BatchReport(bench_, options_.report, options_.json);
+    if (text) out_ << *text;
+    return text.has_value();
   }
 
   bool Write() {

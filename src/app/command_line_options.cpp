@@ -236,10 +236,11 @@ marvik --write OUT FILE           read FILE and write OUT: .ins .res
 marvik --picture OUT FILE         draw FILE: .png .svg
     --rendition wire|ball|ellipsoid|pipes   --size PIXELS   --rotate X,Y,Z (degrees)
     --labels on|off   --cell
-marvik --report atoms|bonds FILE  print what the structure holds
+marvik --report KIND FILE         print what the structure holds: atoms, bonds, hybrid, plane, weighted-plane, centroid
     --select TEXT   --json
 marvik --commands STEPS FILE      run commands, before --write, --picture or --report where one is given:
                                   '203; 144=C* O1; 113' are three, with the text of the dialog behind "="
+marvik --edit FILE                open the plain-text editor on a file
 marvik --list-commands            one command a line: number, tab, menu text
 marvik --help | --version
 

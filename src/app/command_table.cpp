@@ -27,11 +27,7 @@ bool IsZoomed(const Workbench& bench) {
   return bench.view.zoomedOnSelection;
 }
 
-constexpr char kNoReports[] = "The geometry reports are not available yet.";
-constexpr char kNoHydrogens[] = "Hybridization and the placing of hydrogens are not available yet.";
 constexpr char kNoOpenGl[] = "Pictures by the OpenGL renderer are not available yet.";
-constexpr char kNoRefinement[] = "Running a refinement is not available yet.";
-constexpr char kNoEditor[] = "Starting the text editor is not available yet.";
 constexpr char kNoPrinting[] = "Printing is not available yet.";
 constexpr char kNoHelp[] = "The help documents are not available yet.";
 constexpr char kNoDemo[] = "The demo is not available yet.";
@@ -47,7 +43,7 @@ constexpr CommandRow kRows[] = {
     {100, "&Open...", "Ctrl+O", "FILE", Structure, Always, OpenHandler, nullptr, ""},
     {101, "&Save", "Ctrl+S", "", None, Always, SaveHandler, nullptr, ""},
     {102, "Save &As...", "Ctrl+Shift+S", "FILE", None, Always, SaveAsHandler, nullptr, ""},
-    Greyed(103, "&Refine", kNoRefinement, "Ctrl+R"),
+    {103, "&Refine", "Ctrl+R", "", Structure, Always, RefineHandler, nullptr, ""},
     {104, "E&xit", "Ctrl+Q", "", None, Always, ExitHandler, nullptr, ""},
     {106, "&Labels", "Ctrl+L", "", None, Always, LabelToggleHandler, IsOn<&Workbench::LabelsOn>, ""},
     {107, "&Depth Cue...", "", "LEVEL", None, Always, DepthCueHandler, nullptr, ""},
@@ -69,27 +65,27 @@ constexpr CommandRow kRows[] = {
     {130, "&Delete", "", "[ATOM]", Structure, PickedAtom, KillAtomHandler, nullptr, ""},
     {134, "&Info", "", "[ATOM ATOM]", None, PickedBond, BondInfoHandler, nullptr, ""},
     {136, "&Delete", "", "[ATOM ATOM]", Structure, PickedBond, DeleteBondHandler, nullptr, ""},
-    Greyed(137, "&Bonds and Angles", kNoReports),
+    {137, "&Bonds and Angles", "", "[ATOM]", None, PickedAtom, BondsAndAnglesHandler, nullptr, ""},
     {138, "&Grow", "Ctrl+G", "", Structure, Atoms, GrowHandler, nullptr, ""},
     {139, "T&rim", "Ctrl+T", "", Structure, Atoms, TrimHandler, nullptr, ""},
-    Greyed(140, "Info on &All", kNoReports),
-    Greyed(141, "&Centroid", kNoReports),
+    {140, "Info on &All", "", "", None, Atoms, AtomInformationHandler, nullptr, ""},
+    {141, "&Centroid", "", "[ATOM]", None, PickedAtom, CentroidHandler, nullptr, ""},
     {142, "Pac&k...", "", "A,A,B,B,C,C", Structure, Atoms, PackHandler, nullptr, ""},
     {143, "Show &Cell", "", "", None, Always, ShowCellHandler, IsOn<&Workbench::ShowCell>, ""},
     {144, "&Select...", "Ctrl+F", "ATOMS", None, Atoms, SelectTextHandler, nullptr, ""},
-    Greyed(145, "&Plane", kNoReports),
-    Greyed(146, "&Weighted Plane", kNoReports),
-    Greyed(148, "&Edit Current File...", kNoEditor, "Ctrl+E"),
-    Greyed(151, "&Hybridize All", kNoHydrogens),
-    Greyed(153, "&Calculate Hydrogens", kNoHydrogens),
+    {145, "&Plane", "", "", None, Atoms, PlaneHandler, nullptr, ""},
+    {146, "&Weighted Plane", "", "", None, Atoms, PlaneHandler, nullptr, ""},
+    {148, "&Edit Current File...", "Ctrl+E", "", Structure, Atoms, EditFileHandler, nullptr, ""},
+    {151, "&Hybridize All", "", "", Drawing, Atoms, HybridizeHandler, nullptr, ""},
+    {153, "&Calculate Hydrogens", "", "", Structure, Atoms, HydrogensHandler, nullptr, ""},
     Greyed(154, "&Print...", kNoPrinting, "Ctrl+P"),
-    Greyed(155, "E&nviroment", kNoReports),
+    {155, "E&nviroment", "", "[ATOM DISTANCE]", None, PickedAtom, EnvironmentHandler, nullptr, ""},
     {158, "&Pipes", "Ctrl+4", "", None, Always, RenditionHandler, IsRendition<kPipes>, ""},
     Greyed(159, "D&emo", kNoDemo),
     {160, "Read File", "", "FILE", Structure, Always, OpenHandler, nullptr, ""},
     {163, "Select by Name", "", "ATOMS", None, Always, SelectTextHandler, nullptr, ""},
     {164, "Pack Cells", "", "COUNT", Structure, Always, PackHandler, nullptr, ""},
-    Greyed(166, "&View Listing...", kNoEditor),
+    {166, "&View Listing...", "", "", None, Always, ListingHandler, nullptr, ""},
     {167, "Change &Part...", "", "part=N fvar=M occupancy=P value=V", Structure, Atoms, ChangePartHandler, nullptr, ""},
     {168, "&Hide Part...", "", "PARTS|none", Drawing, Atoms, HidePartHandler, nullptr, ""},
     {183, "&Group Label...", "", "first=N prefix=P suffix=S", Structure, Selection, GroupLabelHandler, nullptr, ""},
@@ -99,12 +95,12 @@ constexpr CommandRow kRows[] = {
     {189, "&Single", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
     {190, "&Double", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
     {191, "&Triple", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
-    Greyed(192, "Set H&FIX...", kNoHydrogens),
+    {192, "Set H&FIX...", "", "CODE", Structure, Atoms, HfixHandler, nullptr, ""},
     {193, "&Restore Killed Atom(s)...", "", "KILLED ATOMS", Structure, KilledAtoms, RestoreHandler, nullptr, ""},
     {195, "H&ybrid Label Coloration", "", "", None, Always, LabelToggleHandler, IsOn<&Workbench::HybridLabelColoration>,
      ""},
     {196, "&Position Label...", "", "ATOM X Y", Drawing, PickedAtom, PlaceLabelHandler, nullptr, ""},
-    Greyed(197, "&Info on Selected", kNoReports),
+    {197, "&Info on Selected", "", "", None, Atoms, AtomInformationHandler, nullptr, ""},
     {200, "&FMOL", "", "", Structure, Atoms, FmolHandler, nullptr, ""},
     {203, "Kill all &Q-Peaks", "", "", Structure, Always, KillPeaksHandler, nullptr, ""},
     {204, "Labels of Selected O&ff", "", "", Drawing, Selection, AtomLabelHandler, nullptr, ""},
@@ -152,6 +148,7 @@ constexpr CommandRow kRows[] = {
     {503, "&Reset View", "Ctrl+0", "", None, Always, ResetViewHandler, nullptr, ""},
     {510, "Re&name Atom...", "F2", "[ATOM] NAME", Structure, PickedOrSelected, RenameHandler, nullptr, ""},
     {511, "Re&count UNIT", "", "", Structure, Atoms, RecountUnitHandler, nullptr, ""},
+    {520, "Refinement &History...", "", "STEP", Structure, Always, RefinementStepHandler, nullptr, ""},
     {10101, "Recent File &1", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10102, "Recent File &2", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10103, "Recent File &3", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},

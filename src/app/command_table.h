@@ -38,6 +38,7 @@ enum CommandId : int {
   kOpenCommand = 100,
   kSaveCommand = 101,
   kSaveAsCommand = 102,
+  kRefineCommand = 103,
   kExitCommand = 104,
   kDepthCueCommand = 107,
   kKillSelectedCommand = 113,
@@ -61,8 +62,10 @@ enum CommandId : int {
   kHidePartCommand = 168,
   kGroupLabelCommand = 183,
   kSelectPickedBondCommand = 186,
+  kHfixCommand = 192,
   kRestoreCommand = 193,
   kCustomWidthCommand = 220,
+  kSameCommand = 239,
   kPositionLabelCommand = 196,
   kRecentFilesMenu = 228,  // the sub-menu that lists the recent files; no command
   kFmolAfterChangesCommand = 229,
@@ -73,6 +76,7 @@ enum CommandId : int {
   kZoomInCommand = 502,
   kRenameAtomCommand = 510,
   kResetViewCommand = 503,
+  kRefinementStepCommand = 520,
   kFirstRecentFileCommand = 10101,  // to 10104
 };
 inline constexpr int kRecentFileCount = 4;

@@ -37,17 +37,25 @@ std::vector<AtomRecord*> AtomsToEdit(Workbench& bench, const std::string& names,
   return {};
 }
 
+// The text of a command that the caller may leave out: then the window is asked. Nothing when it was cancelled.
+std::optional<std::string> TextOf(Workbench& bench, const CommandCall& call) {
+  if (!call.argument.empty() || !bench.hooks.askArgument) return call.argument;
+  return bench.hooks.askArgument(call.id);
+}
+
 }  // namespace
 
 Outcome EditAtomHandler(Workbench& bench, const CommandCall& call) {
   constexpr int kFromAtomPopup = 128;
-  const EditArguments arguments = SplitEditArguments(call.argument);
+  const auto text = TextOf(bench, call);
+  if (!text) return Outcome::Cancelled;
+  const EditArguments arguments = SplitEditArguments(*text);
   const auto atoms = AtomsToEdit(bench, arguments.atoms, call.id == kFromAtomPopup);
   if (atoms.empty()) return Outcome::Failed;
   EditFault fault;
   const auto edit = ParseAtomEdit(bench.document, atoms, arguments, fault);
   if (!edit) return RefuseField(bench, fault);
-  if (edit->IsEmpty()) return Outcome::Done;
+  if (edit->IsEmpty()) return RefuseField(bench, {"", "Atom: no field was given."});
   ApplyAtomEdit(bench.document, atoms, *edit, bench.messages);
   bench.ConnectAndReframe();
   return Outcome::Changed;
@@ -55,10 +63,12 @@ Outcome EditAtomHandler(Workbench& bench, const CommandCall& call) {
 
 // "C1A", or "C1 C1A" with the atom before its new name.
 Outcome RenameHandler(Workbench& bench, const CommandCall& call) {
+  const auto text = TextOf(bench, call);
+  if (!text) return Outcome::Cancelled;
   std::vector<std::string_view> words;
-  SplitWords(call.argument, words);
+  SplitWords(*text, words);
   if (words.empty() || words.size() > 2) {
-    return RefuseField(bench, {"name", "Name: one name is needed, not \"" + call.argument + "\"."});
+    return RefuseField(bench, {"name", "Name: one selected or clicked atom and one name are needed."});
   }
   AtomRecord* named = words.size() == 2 ? FindAtomByText(bench.document, words[0]) : nullptr;
   const std::string serial = named ? Printf("#%u", named->serial) : std::string(words.size() == 2 ? words[0] : "");
@@ -149,14 +159,10 @@ Outcome SameHandler(Workbench& bench, const CommandCall& call) {
   Document& document = bench.document;
   AtomRecord* clicked = bench.PickedAtom();
   if (clicked && IsAnyHydrogenAtom(*clicked)) return Refuse(bench, kUsage, kHydrogen);
-  std::string text = call.argument;
-  if (text.empty() && bench.hooks.askArgument) {
-    const auto answer = bench.hooks.askArgument(call.id);
-    if (!answer) return Outcome::Cancelled;
-    text = *answer;
-  }
-  AtomRecord* target = FindAtomByText(document, text);
-  if (!target) return Refuse(bench, kNoneSelected, "Couldn't find " + text + " in the atom list.");
+  const auto text = TextOf(bench, call);
+  if (!text) return Outcome::Cancelled;
+  AtomRecord* target = FindAtomByText(document, *text);
+  if (!target) return Refuse(bench, kNoneSelected, "Couldn't find " + *text + " in the atom list.");
   if (IsAnyHydrogenAtom(*target)) return Refuse(bench, kUsage, kHydrogen);
   std::vector<AtomRecord*> pattern(document.atoms.selection.begin(), document.atoms.selection.end());
   if (pattern.empty() && clicked) pattern = ConnectedFragments(document, {clicked});

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "insfile/cif_translation.h"
 #include "insfile/reader.h"
 #include "insfile/writer.h"
 
@@ -61,6 +62,30 @@ bool Export(Workbench& bench, const ExportKind& kind) {
   return false;
 }
 
+// Reads a CIF by way of a result file beside it, whose name `path` becomes. Without a window (no recent list is kept)
+// that file stays in memory, so that nothing is left behind. Nothing when the CIF was refused, with a message, or the
+// user wants to keep a file of that name.
+std::optional<bool> ReadCif(Workbench& bench, std::string& path) {
+  const std::string cif = path;
+  path = FullPath(BaseNameOf(cif) + "_cif.res");
+  Document& document = bench.document;
+  CifOutcome outcome = CifOutcome::Failed;
+  if (bench.keepsRecentFiles) {
+    outcome = TranslateCifToRes(cif, path, bench.messages);
+    if (outcome == CifOutcome::Done) return ReadInstructionFile(document, path, bench.messages);
+  } else if (const auto text = ResultFileOfCif(cif, bench.messages)) {
+    if (!ReadInstructionText(document, *text, bench.messages)) return false;
+    document.CurrentFile = path;
+    document.WorkingDirectory = DirectoryOf(path);
+    return true;
+  }
+  if (outcome == CifOutcome::Failed) {
+    bench.messages.Show(
+        {MessageIcon::Warning, "Translation Error:", "Couldn't translate the .cif file to the .res format."});
+  }
+  return {};
+}
+
 }  // namespace
 
 std::string FullPath(const std::string& path) {
@@ -76,22 +101,24 @@ bool MayLoseChanges(Workbench& bench, const std::string& what) {
                                                          what + "?"});
 }
 
-bool OpenFile(Workbench& bench, const std::string& path) {
-  if (LowerExtensionOf(path) == "cif") {
-    bench.messages.Show({MessageIcon::Warning,
-                         "Translation Error:", "CIF files cannot be opened yet: their translation is not available."});
-    return false;
-  }
+bool OpenFile(Workbench& bench, const std::string& name) {
   if (!MayLoseChanges(bench, "open another file")) return false;
   bench.SetBusy(true);
-  bool read = false;
+  std::string path = FullPath(name);
+  std::optional<bool> outcome;
   {
     const StageClock clock(bench.seconds.read);
-    read = ReadInstructionFile(bench.document, FullPath(path), bench.messages);
+    outcome = LowerExtensionOf(path) == "cif" ? ReadCif(bench, path)
+                                              : ReadInstructionFile(bench.document, path, bench.messages);
   }
+  if (!outcome) {
+    bench.SetBusy(false);
+    return false;
+  }
+  const bool read = *outcome;
   if (!read) {
     bench.messages.Show(
-        {MessageIcon::Warning, "Error: File Unreadable", "This file is either missing, empty or corrupt:\n" + path});
+        {MessageIcon::Warning, "Error: File Unreadable", "This file is either missing, empty or corrupt:\n" + name});
   }
   bench.ClearPick();
   bench.history.Clear();

@@ -11,9 +11,9 @@ namespace marvik {
 
 // Reads `path` into the workbench: asks about unsaved changes, refuses what it cannot read with a message, and after
 // reading makes the bonds, fits the view, enters the recent list and repaints. After a failed read the model is empty
-// and no file is current; when the user wants to keep the changes, or the file is of a kind that is refused unread,
-// everything stays as it was. False in all of these cases.
-bool OpenFile(Workbench& bench, const std::string& path);
+// and no file is current; when the user wants to keep the changes, or a CIF cannot be translated, everything stays as
+// it was. False in all of these cases. Of NAME.cif the translation, NAME_cif.res, becomes the current file.
+bool OpenFile(Workbench& bench, const std::string& name);
 
 // Whether what would lose unsaved changes may go on: yes without any, else the user is asked. `what` ends the question.
 bool MayLoseChanges(Workbench& bench, const std::string& what);

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "app/package_settings.h"
+#include "app/report_state.h"
 #include "display/interactive_renderer.h"
 #include "display/view_state.h"
 #include "model/document.h"
@@ -17,6 +18,8 @@
 #include "util/user_messages.h"
 
 namespace marvik {
+
+struct ReportRequest;
 
 class RefinementRun;
 struct RefinementReport;
@@ -28,6 +31,8 @@ struct WindowHooks {
   std::function<void()> recentFilesChanged;  // the sub-menu is to be rebuilt
   std::function<void(bool)> busy;            // the wait cursor on and off
   std::function<void()> quit;                // leave the program
+  // Opens a file in the user's editor, waiting until it is closed when the flag says so. False after a message.
+  std::function<bool(const std::string& path, bool wait)> runEditor;
   // Shows the dialog of a command, or starts its pick, and gives the text that stands for what was entered. Nothing
   // when it was cancelled, or when the window will run the command itself once the pick is made.
   std::function<std::optional<std::string>(int id)> askArgument;
@@ -38,6 +43,8 @@ struct WindowHooks {
   std::function<void(RefinementRun&)> followRun;
   std::function<bool(const RefinementReport&)> judgeRefinement;
   std::function<std::unique_ptr<ChildProcess>()> makeChild;
+  // Takes a report: a window beside the model, or the command line's output.
+  std::function<void(const ReportRequest& request)> showReport;
 };
 
 // Seconds spent so far, for the command line's timing line.
@@ -78,6 +85,7 @@ class Workbench {
   WindowHooks hooks;
   PackageSettings settings;
   StageSeconds seconds;
+  ReportState reports;
   UndoHistory history;
   std::vector<std::vector<uint32_t>> uniqHistory;  // serials of what was shown before each UNIQ, empty for everything
 

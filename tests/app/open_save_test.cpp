@@ -6,6 +6,8 @@
 #include "app/bench_fixture.h"
 #include "app/command_table.h"
 
+#include "support/structures.h"
+
 namespace marvik {
 namespace {
 
@@ -47,12 +49,48 @@ TEST_F(BenchTest, AFailedReadLeavesNothingToSave) {
   EXPECT_EQ(folder.Get("small.res"), kSmallFile);
 }
 
-TEST_F(BenchTest, CifIsRefusedUnread) {
+constexpr char kSmallCif[] =
+    "data_x\n_cell_length_a 9\n_cell_length_b 9\n_cell_length_c 9\nloop_ _symmetry_equiv_pos_as_xyz x,y,z -x,-y,-z\n"
+    "loop_ _atom_site_label _atom_site_fract_x _atom_site_fract_y _atom_site_fract_z C1 .1 .1 .1 O1 .2 .1 .1\n";
+
+TEST_F(BenchTest, ACifThatCannotBeTranslatedChangesNothing) {
   ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
-  EXPECT_FALSE(OpenFile(bench, folder.Put("x.CIF", "data_x\n")));
-  EXPECT_EQ(Captions(), "Translation Error:");
+  for (const bool window : {false, true}) {
+    bench.keepsRecentFiles = window;
+    EXPECT_FALSE(OpenFile(bench, folder.Put("x.CIF", "data_x\n")));
+    EXPECT_FALSE(OpenFile(bench, folder / "missing.cif"));
+    ASSERT_EQ(messages.shown.size(), 2u);
+    EXPECT_EQ(messages.shown[1].text, "Couldn't translate the .cif file to the .res format.");
+    EXPECT_EQ(Captions(), "Translation Error:|Translation Error:");
+  }
+  EXPECT_FALSE(folder.Has("x_cif.res"));
   EXPECT_EQ(bench.Title(), "small.res");
   EXPECT_TRUE(bench.document.atoms.head);
+}
+
+TEST_F(BenchTest, ACifOpensAsItsTranslation) {
+  const std::string cif = folder.Put("x.Cif", kSmallCif);
+  ASSERT_TRUE(OpenFile(bench, cif));
+  EXPECT_EQ(bench.document.CurrentFile, folder / "x_cif.res");
+  EXPECT_TRUE(Atom("O1"));
+  EXPECT_EQ(test::BondsOf(bench.document.atoms), "C1-O1");
+  EXPECT_FALSE(folder.Has("x_cif.res")) << "without a window nothing is left behind";
+
+  const WithVariable package(kPackageVariable, folder / "");
+  bench.keepsRecentFiles = true;
+  ASSERT_TRUE(RunCommand(bench, 100, cif) == Outcome::Done);
+  EXPECT_EQ(bench.Title(), "x_cif.res");
+  EXPECT_EQ(folder.Get("marvikrf.ini"), (folder / "x_cif.res") + "\n\n\n\n");
+  const std::string translation = folder.Get("x_cif.res");
+  ASSERT_TRUE(translation.starts_with("TITL  x ")) << translation;
+  folder.Put("x_cif.res", kSmallFile);
+  messages.answers = {false, true};
+  EXPECT_FALSE(OpenFile(bench, cif));
+  EXPECT_EQ(folder.Get("x_cif.res"), kSmallFile);
+  EXPECT_TRUE(OpenFile(bench, cif));
+  EXPECT_EQ(folder.Get("x_cif.res"), translation);
+  EXPECT_EQ(folder.Get("x_cif.res.bak"), kSmallFile);
+  EXPECT_EQ(Captions(), "");
 }
 
 TEST_F(BenchTest, UnsavedChangesAreAskedAbout) {

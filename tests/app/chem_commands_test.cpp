@@ -1,0 +1,160 @@
+#include <algorithm>
+#include <limits>
+
+#include "app/command_table.h"
+#include "app/coordinate_sigmas.h"
+#include "app/open_save.h"
+#include "app/reports.h"
+#include "cryst/connectivity.h"
+
+#include "bench_fixture.h"
+
+namespace marvik::test {
+namespace {
+
+// Propan-1-ol without hydrogens, and a carbon alone.
+constexpr char kPropanol[] =
+    "TITL propanol\nCELL 0.71073 10 10 10 90 90 90\nZERR 4 0.002 0.002 0.002 0 0 0\nLATT -1\nSFAC C O\nUNIT 3 1\n"
+    "FVAR 1.0\n"
+    "C1 1 0.1000 0.1000 0.1 11.0 0.05\nC2 1 0.2250 0.1850 0.1 11.0 0.05\nC3 1 0.3500 0.1000 0.1 11.0 0.05\n"
+    "O1 2 0.4670 0.1820 0.1 11.0 0.05\nC9 1 0.5 0.7 0.8 11.0 0.05\nHKLF 4\nEND\n";
+
+class ChemCommands : public BenchTest {
+ protected:
+  void Load(const std::string& name, const std::string& text) {
+    ASSERT_TRUE(OpenFile(bench, folder.Put(name, text)));
+    bench.hooks.showReport = [this](const ReportRequest& request) {
+      last = request;
+      const auto report = ComposeReport(bench.document, request, bench.reports);
+      shown = report ? report->text : "";
+    };
+    messages.shown.clear();
+  }
+  bool Shows(const std::string& part) const { return shown.find(part) != std::string::npos; }
+
+  ReportRequest last;
+  std::string shown;
+};
+
+}  // namespace
+
+TEST_F(ChemCommands, HydrogensArePlacedAndTheirElementAskedFor) {
+  Load("a.ins", kPropanol);
+  messages.answers = {true};
+  EXPECT_EQ(RunCommand(bench, 151), Outcome::Changed);
+  EXPECT_TRUE(bench.HybridLabelColoration);
+  EXPECT_EQ(RunCommand(bench, 153), Outcome::Changed);
+  EXPECT_EQ(Captions(), "Notes Concerning Refinement:");
+  EXPECT_EQ(messages.asked.size(), 1u);
+  EXPECT_EQ(bench.document.instructions.sfac.back(), kHydrogenRow);
+  EXPECT_EQ(bench.document.atoms.LiveCount(), 13u);
+  EXPECT_EQ(RunCommand(bench, 153), Outcome::Changed);
+  EXPECT_EQ(bench.document.atoms.LiveCount(), 13u);
+  EXPECT_EQ(messages.asked.size(), 1u);
+}
+
+TEST_F(ChemCommands, HfixTakesTheTextOfTheDialog) {
+  Load("a.ins", kPropanol);
+  messages.answers = {true};
+  EXPECT_EQ(RunCommand(bench, 192, "43"), Outcome::Failed);
+  EXPECT_EQ(Captions(), "Error: No Atoms Selected");
+  RunCommand(bench, kSelectAtomsCommand, "C1");
+  EXPECT_EQ(RunCommand(bench, 192, "44"), Outcome::Failed);
+  EXPECT_EQ(Captions(), "Command Usage Error:");
+  EXPECT_EQ(RunCommand(bench, 192, "HFIX 137"), Outcome::Changed);
+  ASSERT_EQ(bench.document.atoms.hfix.size(), 1u);
+  EXPECT_EQ(bench.document.atoms.hfix[0].text, "HFIX 137   C1");
+}
+
+TEST_F(ChemCommands, ReportsTellOfTheChosenAtomsAndFollowThem) {
+  Load("a.ins", kPropanol);
+  EXPECT_EQ(RunCommand(bench, 145), Outcome::Done);
+  EXPECT_TRUE(Shows("\tC9\r\n"));
+  EXPECT_FALSE(Shows("Angle to the plane before"));
+  RunCommand(bench, kSelectAtomsCommand, "C1 C2 C3");
+  EXPECT_EQ(RunCommand(bench, 145), Outcome::Done);
+  EXPECT_TRUE(Shows("Angle to the plane before: "));
+  EXPECT_TRUE(Shows(" +    0.0000\t1.00\tC1\r\n"));
+  RunCommand(bench, kSelectAtomsCommand, "C1 C2");
+  EXPECT_EQ(RunCommand(bench, 146), Outcome::Done);
+  EXPECT_TRUE(Shows("many planes hold them"));
+  EXPECT_EQ(RunCommand(bench, 197), Outcome::Done);
+  EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), 3);
+  EXPECT_EQ(RunCommand(bench, 140), Outcome::Done);
+  EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), 6);
+
+  EXPECT_EQ(RunCommand(bench, 155, "O1 2.0"), Outcome::Done);
+  EXPECT_TRUE(Shows("Environment of O1 within 2.00 Å\r\n"));
+  EXPECT_EQ(RunCommand(bench, 155, "O1"), Outcome::Done);
+  EXPECT_EQ(last.radius, 2.0);
+  EXPECT_EQ(RunCommand(bench, 155, "O1 -1"), Outcome::Failed);
+  EXPECT_EQ(RunCommand(bench, 137), Outcome::Failed);
+  EXPECT_EQ(RunCommand(bench, 137, "X9"), Outcome::Failed);
+  EXPECT_EQ(Captions(), "Command Usage Error:|Error: No Atoms Selected|Error: No Atoms Selected");
+  EXPECT_EQ(RunCommand(bench, 137, "C2"), Outcome::Done);
+  EXPECT_TRUE(Shows("Bonds and Angles for C2\r\n"));
+  // An atom that is gone leaves nothing to tell.
+  bench.document.atoms.KillAtom(Atom("C2"));
+  EXPECT_FALSE(ComposeReport(bench.document, last, bench.reports));
+  bench.document.atoms.selection.Clear();
+  EXPECT_EQ(RunCommand(bench, 141, "C9"), Outcome::Done);
+  ASSERT_EQ(messages.shown.size(), 1u);
+  EXPECT_EQ(messages.shown[0].text, "   0.500    0.700    0.800");
+}
+
+TEST_F(ChemCommands, AnEmptyStructureHasAnAnswerForEveryReport) {
+  for (const int id : {140, 145, 146, 197, 137, 155, 141}) EXPECT_EQ(RunCommand(bench, id), Outcome::Failed) << id;
+  for (const char* kind : {"plane", "weighted-plane", "centroid"})
+    EXPECT_FALSE(BatchReport(bench, kind, false)) << kind;
+  EXPECT_EQ(BatchReport(bench, "hybrid", true), "[]\n");
+}
+
+TEST_F(ChemCommands, UncertaintiesComeFromTheCifOrTheListingBesideTheFile) {
+  folder.Put("a.lst",
+             " Atoms: x, y, z, with uncertainties\n C1  0.10000(11)  0.1000(2)  0.1000(2)  1.0 0.05\n"
+             " C2  0.2250(2) 0.1850(2) 0.1000(2) 1.0 0.05\nC 2 3 4\n");
+  Load("a.ins", kPropanol);
+  EXPECT_EQ(RunCommand(bench, 137, "C1"), Outcome::Done);
+  EXPECT_TRUE(Shows("coordinates in a.lst and the cell (ZERR)")) << shown;
+  EXPECT_TRUE(Shows("C1-C2\t1.512(2)\r\n")) << shown;
+  folder.Put(
+      "a.cif",
+      "data_a\nloop_\n_symmetry_equiv_pos_as_xyz\n'x, y, z'\nloop_\n_atom_site_label\n_ATOM_SITE_FRACT_X\n"
+      "_atom_site_fract_y\n_atom_site_fract_z\n_atom_site_note\nC1 0.1000(10) 0.1000(10)\n 0.1000(10) 'it''s a note'\n"
+      "C2 0.2250(10) 0.1850(10) 0.1000(10)\n;a note\nof two lines\n;\nO1 0.467 0.182 . ?\nloop_\n_geom_x\n1\n");
+  EXPECT_EQ(RunCommand(bench, 137, "C1"), Outcome::Done);
+  EXPECT_TRUE(Shows("coordinates in a.cif")) << shown;
+  EXPECT_TRUE(Shows("C1-C2\t1.512(14)\r\n")) << shown;
+  // One that tells of another structure is left alone.
+  folder.Put("a.cif",
+             "data_a\nloop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n"
+             "C1 0.1(1) 0.1(1) 0.1(1)\nC2 0.5(1) 0.185(1) 0.1(1)\nC3 0.9(1) 0.7(1) 0.1(1)\nO1 0.4(1) 0.9(1) .4(1)\n");
+  EXPECT_EQ(RunCommand(bench, 137, "C1"), Outcome::Done);
+  EXPECT_TRUE(Shows("coordinates in a.lst")) << shown;
+}
+
+TEST(CoordinatesInCif, SurvivesAnything) {
+  const std::string text =
+      "data_a\nloop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\nC1 0.1(1) 0.2 "
+      "0.3\n;";
+  for (size_t length = 0; length <= text.size(); ++length) {
+    CoordinatesInCif(text.substr(0, length));
+    CoordinatesInListing(text.substr(0, length));
+  }
+  EXPECT_EQ(CoordinatesInCif(text).size(), 1u);
+}
+
+TEST(ReportTable, QuotesWhatItsFormNeeds) {
+  ReportTable table({"name", "value"}, "t");
+  table.Text("O1'\"a,b");
+  table.Number(1.25, 3);
+  table.Text("x");
+  table.Number(std::numeric_limits<double>::quiet_NaN(), 3);
+  EXPECT_EQ(table.CommaSeparated(), "name,value\n\"O1'\"\"a,b\",1.250\nx,-\n");
+  EXPECT_EQ(table.TabSeparated(), "name\tvalue\nO1'\"a,b\t1.250\nx\t-\n");
+  EXPECT_EQ(table.Json(),
+            "[\n  {\"name\": \"O1'\\\"a,b\", \"value\": 1.250},\n  {\"name\": \"x\", \"value\": null}\n]");
+  EXPECT_EQ(WithoutTabs("ab\tÅ\tc\n\td"), "ab      Å       c\n        d");
+}
+
+}  // namespace marvik::test

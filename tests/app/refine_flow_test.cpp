@@ -1,0 +1,273 @@
+#include "app/refine_flow.h"
+
+#include <algorithm>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "app/bench_fixture.h"
+#include "app/command_table.h"
+#include "app/open_save.h"
+
+namespace marvik {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kModel[] =
+    "TITL model\nCELL 0.71073 10 10 10 90 90 90\nZERR 4 0.001 0.001 0.001 0 0 0\nLATT -1\nSFAC C O\nUNIT 8 4\nL.S. 4\n"
+    "FVAR 1.0\nWGHT 0.1\nC1 1 0.10 0.10 0.10 11.0 0.05\nO1 2 0.25 0.10 0.10 11.0 0.05\nHKLF 4\nEND\n";
+
+// A job "job" in a folder of its own, whose refinement is done by the test suite's own program, told what to do by
+// "job.steps".
+class RefineFlow : public test::BenchTest {
+ protected:
+  RefineFlow() {
+    fs::create_directory(folder / "pkg");
+    PutScript("#!/bin/sh\nexec '" FAKE_REFINEMENT "' \"$1\"\n");
+    Start("job");
+  }
+  void PutScript(const std::string& text) {
+    folder.Put("pkg/zqfrommarvik.bat", text);
+    fs::permissions(folder / "pkg/zqfrommarvik.bat", fs::perms::owner_all);
+  }
+  void Start(const std::string& name, const std::string& model = kModel) {
+    folder.Put(name + ".hkl", "   0   0   1    1.00    0.10\n");
+    ASSERT_TRUE(OpenFile(bench, folder.Put(name + ".res", model)));
+  }
+  // Steps of the program; the new result is `result`.
+  void Steps(const std::string& steps, const std::string& result = Moved()) {
+    folder.Put("new.res", result);
+    folder.Put("job.steps", steps);
+  }
+  // The model with C1 moved by 0.05 Å and a peak.
+  static std::string Moved() {
+    std::string text = kModel;
+    text.replace(text.find("0.10 0.10 0.10 11.0"), 4, "0.105");
+    return text.replace(text.find("END"), 3,
+                        "REM R1 = 0.0400 for 10\nEND\nWGHT 0.05 0.3\nQ1 1 0.5 0.5 0.5 11.0 0.05 0.77");
+  }
+  // What is said to be wrong, and nothing of the job has changed.
+  void ExpectUntouched(const std::string& caption, const std::string& part, RefineEnd end = RefineEnd::Failed) {
+    EXPECT_EQ(Refine(bench), end);
+    const std::string text = messages.shown.empty() ? "" : messages.shown.back().text;
+    EXPECT_EQ(Captions(), caption);
+    EXPECT_NE(text.find(part), std::string::npos) << text;
+    EXPECT_EQ(folder.Get("job.res"), kModel);
+    EXPECT_FALSE(folder.Has("job.res.old~") || folder.Has("job.res.new~") || folder.Has("job_steps"));
+    EXPECT_EQ(bench.document.CurrentFile, folder / "job.res");
+    EXPECT_EQ(bench.document.atoms.FindAtom("C1")->fract.x, 0.1);
+  }
+
+  test::WithVariable package{kPackageVariable, folder / "pkg/"};
+};
+
+TEST_F(RefineFlow, ChecksInOrderBeforeAnythingIsWritten) {
+  const std::string good = kModel;
+  std::string peak = good;
+  peak.insert(peak.find("HKLF"), "S1 1 0.4 0.4 0.4 11.0 0.05\nq1 1 0.5 0.5 0.5 11.0 0.05 1.0\n");
+  std::string other = good;
+  other.replace(other.find("SFAC C O"), 8, "SFAC C\n");
+  std::string twice = good;
+  twice.replace(twice.find("O1 2"), 4, "c1 1");
+  const std::string hkl = folder / "job.hkl";
+  const std::pair<std::string, UserMessage> cases[] = {
+      {peak,
+       {MessageIcon::Warning, "Error: Undetermined Elements Remaining in Structure",
+        "Refinement could not proceed because atom(s) of type Q were found."}},
+      {twice,
+       {MessageIcon::Warning, "Error: Duplicate Atom Names Found",
+        "Refinement could not proceed because atom name duplications were found."}},
+      {good, {MessageIcon::Warning, "Error: File Not Found", hkl + " couldn't be found!"}},
+  };
+  bench.hooks.editRefinement = [](RefinementSettings&) -> bool { throw "not reached"; };
+  for (const auto& [text, expected] : cases) {
+    Start("job", text);
+    if (&expected.text == &cases[2].second.text) fs::remove(hkl);
+    messages.shown.clear();
+    EXPECT_EQ(Refine(bench), RefineEnd::Refused);
+    ASSERT_EQ(messages.shown.size(), 1u);
+    EXPECT_EQ(messages.shown[0].caption, expected.caption);
+    EXPECT_EQ(messages.shown[0].text, expected.text);
+    EXPECT_EQ(messages.shown[0].icon, MessageIcon::Warning);
+    EXPECT_FALSE(folder.Has("job.ins"));
+  }
+  // An element that SFAC lacks can only come by hand: reading enters what it must.
+  Start("job");
+  bench.document.instructions.sfac.clear();
+  messages.shown.clear();
+  EXPECT_EQ(Refine(bench), RefineEnd::Refused);
+  EXPECT_EQ(messages.shown.at(0).text,
+            "Refinement could not proceed because one or more elements are present in\n"
+            "the structure that were not indicated to exist by the .res or .ins file's SFAC line.");
+  EXPECT_EQ(Captions(), "Error: Element(s) Not Listed in SFAC are Present");
+  Workbench empty(messages);
+  EXPECT_EQ(Refine(empty), RefineEnd::Refused);
+  EXPECT_EQ(messages.shown.at(0).text, "noname.hkl couldn't be found!");
+}
+
+TEST_F(RefineFlow, AcceptedResultTakesThePlaceOfTheModel) {
+  Steps("say  wR2 = 0.3000 before cycle 1\ncopy new.res\ncif C1 C 0.1050(10) 0.1000(10) 0.1 0.05|\nsay finished\n");
+  RefinementReport seen;
+  bench.hooks.editRefinement = [](RefinementSettings& settings) {
+    settings.Cycles = 7;
+    return true;
+  };
+  bench.hooks.judgeRefinement = [&](const RefinementReport& report) {
+    seen = report;
+    return true;
+  };
+  ASSERT_EQ(RunCommand(bench, 103), Outcome::Done);
+  EXPECT_TRUE(messages.shown.empty()) << Captions();
+  EXPECT_NE(folder.Get("job.ins").find("L.S. 7\n"), std::string::npos);
+  EXPECT_EQ(folder.Get("job.res.bak"), kModel);
+  EXPECT_EQ(bench.document.CurrentFile, folder / "job.res");
+  EXPECT_FALSE(bench.modified);
+  EXPECT_EQ(Atom("C1")->fract.x, 0.105);
+  EXPECT_TRUE(Atom("Q1"));
+  EXPECT_EQ(bench.document.settings.SuggestedWeightCount, 2);
+  EXPECT_NE(folder.Get("job.res").find("C1     1   0.105000"), std::string::npos) << "as the writer writes it";
+  EXPECT_NEAR(seen.changes.largestShift, 0.05, 1e-6);
+  EXPECT_NEAR(*seen.changes.atoms.at(0).overUncertainty, 5.0, 1e-6);
+  EXPECT_EQ(seen.before.wR2, 0.3);
+  EXPECT_EQ(seen.after.r1, 0.04);
+  EXPECT_EQ(seen.changes.peaks.at(0).height, 0.77);
+  const std::string text = ReportText(seen);
+  EXPECT_NE(text.find("C1              0.0500      5.00\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("Q1     0.77 e/Å³, far from all atoms\n"), std::string::npos) << text;
+
+  // One step back and forth, and the history by its own command.
+  EXPECT_EQ(bench.history.UndoName(), "Refine");
+  RunCommand(bench, kUndoCommand);
+  EXPECT_EQ(Atom("C1")->fract.x, 0.1);
+  EXPECT_TRUE(bench.modified);
+  RunCommand(bench, kRedoCommand);
+  const auto steps = StepHistory(folder / "job").Steps();
+  ASSERT_EQ(steps.size(), 2u);
+  EXPECT_EQ(ReadWholeFile(steps[0].path).content, kModel);
+  EXPECT_EQ(ReadWholeFile(steps[1].path).content, Moved());
+  EXPECT_EQ(steps[1].r1, 0.04);
+  EXPECT_EQ(steps[1].atoms, 2);
+  ASSERT_EQ(RunCommand(bench, kRefinementStepCommand, "0"), Outcome::Changed);
+  EXPECT_EQ(Atom("C1")->fract.x, 0.1);
+  EXPECT_FALSE(Atom("Q1"));
+  EXPECT_EQ(bench.document.CurrentFile, folder / "job.res");
+  EXPECT_EQ(RunCommand(bench, kRefinementStepCommand, "9"), Outcome::Failed);
+  EXPECT_EQ(RunCommand(bench, kRefinementStepCommand, "x"), Outcome::Failed);
+
+  // The second cycle keeps the first backup, and what this program wrote needs none.
+  ASSERT_EQ(RunCommand(bench, 103), Outcome::Done);
+  EXPECT_EQ(folder.Get("job.res.bak"), kModel);
+  EXPECT_EQ(StepHistory(folder / "job").Steps().size(), 3u);
+}
+
+TEST_F(RefineFlow, BackingOutLeavesTheOldResult) {
+  Steps("copy new.res\nsay finished\n");
+  const auto stamp = StampOf(folder / "job.res");
+  bench.hooks.editRefinement = [](RefinementSettings& settings) {
+    settings.RefinementType = "CGLS";
+    return false;
+  };
+  EXPECT_EQ(RunCommand(bench, 103), Outcome::Cancelled);
+  EXPECT_FALSE(folder.Has("job.ins"));
+  EXPECT_TRUE(bench.modified) << "the type was set all the same";
+  bench.hooks.editRefinement = {};
+  bench.hooks.judgeRefinement = [](const RefinementReport&) { return false; };
+  ExpectUntouched("", "", RefineEnd::Discarded);
+  EXPECT_TRUE(folder.Has("job.ins"));
+  bench.hooks.judgeRefinement = {};
+  Steps("copy new.res\nspawn\nwait 60000\n");
+  bench.hooks.followRun = [&](RefinementRun& run) { RunToEnd(run, messages, [&] { return folder.Has("job.pid"); }); };
+  ExpectUntouched("", "", RefineEnd::Cancelled);
+  EXPECT_EQ(StampOf(folder / "job.res"), stamp);
+  EXPECT_EQ(bench.document.stamp, stamp) << "so that no save asks about a change";
+}
+
+TEST_F(RefineFlow, AFailedRunSaysWhyAndLeavesTheOldResult) {
+  folder.Put("job.lst", "of an earlier run\n");
+  const std::pair<const char*, const char*> cases[] = {
+      {"say ** no such atom **\nexit 3\n",
+       "ended without finishing (exit status 3).\nIts last lines were:\n** no such"},
+      {"copy new.res\ncrash\n", "(signal 9)"},
+      {"say CANNOT OPEN FILE job.hkl\n", "wrote no new job.res (exit status 0)"},
+      {"copy new.res\ncut 150\nsay finished\n", "job.res is cut short"},
+      {"remove\nsay finished\nexit 1\n", "wrote no usable job.res (exit status 1)"},
+      {"exit 3\n", "job.lst is from an earlier run."},
+  };
+  for (const auto& [steps, part] : cases) {
+    Steps(steps);
+    ExpectUntouched("Error: Refinement Failed", part);
+  }
+  std::string other = Moved();
+  other.replace(other.find("10 10 10"), 8, "10 10 12");
+  Steps("copy new.res\nlist new\nsay finished\n", other);
+  ExpectUntouched("Error: Refinement Failed", "job.res is for another cell");
+  // A new result of a program that says that it failed is nothing to be taken unasked.
+  Steps("copy new.res\nsay diverged, finished\nexit 1\n");
+  ExpectUntouched("", "", RefineEnd::Discarded);
+  bench.hooks.judgeRefinement = [](const RefinementReport& report) { return report.doubtful; };
+  EXPECT_EQ(Refine(bench), RefineEnd::Accepted);
+}
+
+TEST_F(RefineFlow, AnUnreadableResultFallsBackOnTheInstructions) {
+  std::string note;
+  bench.hooks.judgeRefinement = [&](const RefinementReport& report) {
+    note = report.note;
+    return !report.doubtful;
+  };
+  for (const char* steps : {"remove\nsay finished\n", "copy new.res\ncut 0\nsay finished\n"}) {
+    Start("job");
+    Steps(steps);
+    EXPECT_EQ(Refine(bench), RefineEnd::Accepted);
+    EXPECT_EQ(note, "job.res could not be read: this is job.ins.");
+    EXPECT_EQ(folder.Get("job.res"), folder.Get("job.ins"));
+    EXPECT_EQ(Captions(), "");
+  }
+  Start("job");
+  fs::remove_all(folder / "job_steps");
+  Steps("remove\nsay finished\n");
+  bench.hooks.followRun = [&](RefinementRun& run) {
+    RunToEnd(run, messages, [] { return false; });
+    fs::remove(folder / "job.ins");
+  };
+  ExpectUntouched("Error: Unreadable Files", "Couldn't find a valid .res or .ins file.");
+}
+
+TEST_F(RefineFlow, NeedsAScriptThatCanBeRun) {
+  fs::permissions(folder / "pkg/zqfrommarvik.bat", fs::perms::owner_read);
+  ExpectUntouched("Could Not Create Child Process", "Permission denied");
+  fs::remove(folder / "pkg/zqfrommarvik.bat");
+  ExpectUntouched("Could Not Create Child Process", "No such file or directory");
+  const test::WithVariable none(kPackageVariable, std::nullopt);
+  ExpectUntouched("Could Not Create Child Process", "No such file or directory");
+}
+
+TEST_F(RefineFlow, ReadOnlyFolderAndASecondRunAreRefused) {
+  JobGuard other(folder / "elsewhere");
+  ASSERT_TRUE(other.Lock());
+  ExpectUntouched("Error: Refinement Running", "Another refinement is running in the folder of job.res.",
+                  RefineEnd::Refused);
+  if (geteuid() == 0) return;  // may write everywhere
+  fs::permissions(folder / "", fs::perms::owner_read | fs::perms::owner_exec);
+  EXPECT_EQ(Refine(bench), RefineEnd::Refused);
+  fs::permissions(folder / "", fs::perms::owner_all);
+}
+
+TEST_F(RefineFlow, NothingCanBeWrittenWhereTheInstructionsStand) {
+  fs::create_directory(folder / "job.ins");
+  ExpectUntouched("Error: File I/O", "Error opening file (" + (folder / "job.ins") + ") for writing.");
+}
+
+TEST_F(RefineFlow, OddNamesReachTheProgramWhole) {
+  for (const std::string name :
+       {"a b", "it's", "x;y", "$(touch hit)", "\xC3\xA4\xC3\x96", "-dash", "q\"q", "finished"}) {
+    Start(name);
+    folder.Put(name + ".steps", "say " + name + "\nwait 150\ncopy\nsay all finished\n");
+    EXPECT_EQ(Refine(bench), RefineEnd::Accepted) << name << Captions();
+    EXPECT_TRUE(folder.Has(name + ".ins"));
+    EXPECT_EQ(bench.document.CurrentFile, folder / (name + ".res"));
+  }
+  EXPECT_FALSE(folder.Has("hit"));
+}
+
+}  // namespace
+}  // namespace marvik
