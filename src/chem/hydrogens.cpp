@@ -150,12 +150,13 @@ bool HydrogenBuilder::IsTaken(const AtomRecord& carrier, const std::string& labe
 }
 
 // The stem, shortened as far as it has to be, with signs behind it.
-std::string HydrogenBuilder::FreeLabel(const AtomRecord& carrier, const std::string& stem) const {
+std::string HydrogenBuilder::FreeLabel(const AtomRecord& carrier, const std::string& stem) {
   for (size_t kept = std::min(stem.size(), kLabelLength - 1); kept > 0; --kept) {
     const size_t signs = stem.size() < kLabelLength && kept == stem.size() ? 1 : kLabelLength - kept;
     size_t tries = 1;
     for (size_t i = 0; i < signs; ++i) tries *= kLabelSigns.size();
-    for (size_t n = 0; n < tries; ++n) {
+    size_t& n = nextLabel_[KeyOf(carrier.residue, stem.substr(0, kept)) + static_cast<char>('0' + signs)];
+    for (; n < tries; ++n) {
       std::string label = stem.substr(0, kept);
       for (size_t i = signs, rest = n; i > 0; --i, rest /= kLabelSigns.size())
         label.insert(kept, 1, kLabelSigns[rest % kLabelSigns.size()]);
@@ -163,7 +164,7 @@ std::string HydrogenBuilder::FreeLabel(const AtomRecord& carrier, const std::str
     }
   }
   // Every label of four characters is in use.
-  for (size_t n = 0;; ++n)
+  for (size_t& n = nextLabel_[KeyOf(carrier.residue, "")];; ++n)
     if (const std::string label = std::string("H").append(std::to_string(n)); !IsTaken(carrier, label)) return label;
 }
 
@@ -205,6 +206,7 @@ void HydrogenBuilder::RemoveFrom(const AtomRecord* carrier) {
   const auto found = placed_.find(carrier);
   if (found == placed_.end()) return;
   for (const AtomRecord* atom : found->second) names_.erase(KeyOf(atom->residue, atom->name));
+  nextLabel_.clear();
   document_.atoms.DestroyAtoms(found->second);
   placed_.erase(found);
 }

@@ -39,7 +39,7 @@ class HydrogenBuilder {
   void FindAcceptor(const AtomRecord& carrier, const Cartesian& neighbour, CarrierSurroundings& around);
   bool Donates(const NeighbourImage& acceptor, const Cartesian& place) const;
   bool IsTaken(const AtomRecord& carrier, const std::string& label) const;
-  std::string FreeLabel(const AtomRecord& carrier, const std::string& stem) const;
+  std::string FreeLabel(const AtomRecord& carrier, const std::string& stem);
   std::vector<std::string> LabelsFor(const AtomRecord& carrier, size_t count);
   AtomRecord* Make(AtomRecord* carrier, const HfixGroup& group, const std::string& label);
 
@@ -48,8 +48,9 @@ class HydrogenBuilder {
   NeighbourSearch search_;
   std::optional<NeighbourSearch> wideSearch_;  // for acceptors, made when one is looked for
   std::unordered_map<const AtomRecord*, std::vector<AtomRecord*>> placed_;
-  std::unordered_set<const AtomRecord*> done_;  // carriers whose hydrogens this builder placed
-  std::unordered_set<std::string> names_;       // in capitals, with the residue in front
+  std::unordered_set<const AtomRecord*> done_;         // carriers whose hydrogens this builder placed
+  std::unordered_set<std::string> names_;              // in capitals, with the residue in front
+  std::unordered_map<std::string, size_t> nextLabel_;  // by what a label begins with: all before it are taken
   int32_t nextAfixGroup_ = 0;
   size_t added_ = 0;
 };
