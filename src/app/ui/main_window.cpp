@@ -16,9 +16,11 @@
 #include "app/ui/atom_text.h"
 #include "app/ui/dialogs/argument_dialogs.h"
 #include "app/ui/dialogs/file_dialogs.h"
+#include "app/ui/dialogs/hfix_dialog.h"
 #include "app/ui/drawing_area.h"
 #include "app/ui/input_controller.h"
 #include "app/ui/menu_set.h"
+#include "app/ui/report_window.h"
 #include "app/ui/text.h"
 #include "app/ui/window_messages.h"
 
@@ -52,6 +54,7 @@ MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(benc
   refreshTimer_.setSingleShot(true);
   refreshTimer_.setInterval(0);
   connect(&refreshTimer_, &QTimer::timeout, this, &MainWindow::Refresh);
+  reports_ = new ReportWindows(bench, *this);
   SetUpHooks(messages);
   setAcceptDrops(true);
   ShowTitle();
@@ -83,6 +86,7 @@ void MainWindow::SetUpHooks(WindowMessages& messages) {
   bench_.hooks.busy = [this](bool on) { ShowBusy(on); };
   bench_.hooks.quit = [this] { close(); };
   bench_.hooks.askArgument = [this](int id) { return AskArgument(id); };
+  bench_.hooks.showReport = [this](const ReportRequest& request) { reports_->Show(request); };
 }
 
 void MainWindow::SetUpStatusBar() {
@@ -123,6 +127,7 @@ void MainWindow::OpenSoon(const std::string& path) {
 
 void MainWindow::Refresh() {
   menus_->Refresh();
+  reports_->Follow();
   const Document& document = bench_.document;
   const size_t atoms = document.atoms.selection.Size();
   const size_t bonds = document.atoms.selectedBonds.size();
@@ -162,6 +167,7 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
   const CommandRow* row = FindCommand(id);
   if (!row) return std::nullopt;
   if (id == kOpenCommand || id == kSaveAsCommand || id == kSaveAllCommand) return AskFile(id);
+  if (id == kHfixCommand) return AskHfixOption(this);
   if (id == kDepthCueCommand) {
     const auto level = AskDepthCueLevel(this, bench_.view.depthCueLevel);
     return level ? std::optional(std::to_string(*level)) : std::nullopt;

@@ -14,6 +14,7 @@ namespace marvik {
 class DrawingArea;
 class InputController;
 class MenuSet;
+class ReportWindows;
 class WindowMessages;
 
 // The one top-level window. It decides nothing about structures: every menu entry, key and gesture becomes a command of
@@ -34,6 +35,7 @@ class MainWindow : public QMainWindow {
   DrawingArea& Area() { return *area_; }
   InputController& Input() { return *input_; }
   MenuSet& Menus() { return *menus_; }
+  ReportWindows& Reports() { return *reports_; }
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -60,6 +62,7 @@ class MainWindow : public QMainWindow {
   DrawingArea* area_ = nullptr;
   InputController* input_ = nullptr;
   MenuSet* menus_ = nullptr;
+  ReportWindows* reports_ = nullptr;
   QLabel* pointerText_ = nullptr;
   QLabel* selectionText_ = nullptr;
   QLabel* countsText_ = nullptr;
