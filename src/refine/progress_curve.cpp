@@ -36,9 +36,10 @@ void ProgressCurve::Take(std::string_view line) {
   if (!goof) goof = NumberBehind(line, "S =");
   auto shift = NumberBehind(line, "largest move");
   if (!shift) shift = NumberBehind(line, "Max. shift =");
-  if (wR2 && points_.size() < kMostPoints) points_.push_back({wR2, {}, {}, {}});
-  if (points_.empty() || !(wR2 || r1 || goof || shift)) return;
+  if (!wR2 && !r1 && !goof && !shift) return;
+  if ((wR2 && points_.size() < kMostPoints) || points_.empty()) points_.emplace_back();
   CyclePoint& point = points_.back();
+  Set(point.wR2, wR2);
   Set(point.r1, r1);
   Set(point.goof, goof);
   Set(point.shift, shift);
