@@ -20,6 +20,7 @@
 #include "app/ui/drawing_area.h"
 #include "app/ui/input_controller.h"
 #include "app/ui/menu_set.h"
+#include "app/ui/refinement_windows.h"
 #include "app/ui/report_window.h"
 #include "app/ui/text.h"
 #include "app/ui/window_messages.h"
@@ -86,6 +87,8 @@ void MainWindow::SetUpHooks(WindowMessages& messages) {
   bench_.hooks.busy = [this](bool on) { ShowBusy(on); };
   bench_.hooks.quit = [this] { close(); };
   bench_.hooks.askArgument = [this](int id) { return AskArgument(id); };
+  refinement_ = std::make_unique<RefinementWindows>(
+      bench_, *this, settings_, [this](const QString& text) { statusBar()->showMessage(text, kMessageTime); });
   bench_.hooks.showReport = [this](const ReportRequest& request) { reports_->Show(request); };
 }
 
@@ -168,6 +171,7 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
   if (!row) return std::nullopt;
   if (id == kOpenCommand || id == kSaveAsCommand || id == kSaveAllCommand) return AskFile(id);
   if (id == kHfixCommand) return AskHfixOption(this);
+  if (id == kRefinementStepCommand) return refinement_->AskStep();
   if (id == kDepthCueCommand) {
     const auto level = AskDepthCueLevel(this, bench_.view.depthCueLevel);
     return level ? std::optional(std::to_string(*level)) : std::nullopt;
@@ -224,6 +228,12 @@ bool MainWindow::MayClose() {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+  // The run ends first; the command that waits for it is still to return.
+  if (refinement_->CancelRun()) {
+    event->ignore();
+    QTimer::singleShot(0, this, &QWidget::close);
+    return;
+  }
   if (!MayClose()) {
     bench_.quitRequested = false;
     event->ignore();

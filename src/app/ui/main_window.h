@@ -2,6 +2,7 @@
 
 #include <QMainWindow>
 #include <QTimer>
+#include <memory>
 
 #include "app/command_table.h"
 #include "app/ui/window_settings.h"
@@ -14,6 +15,7 @@ namespace marvik {
 class DrawingArea;
 class InputController;
 class MenuSet;
+class RefinementWindows;
 class ReportWindows;
 class WindowMessages;
 
@@ -67,6 +69,7 @@ class MainWindow : public QMainWindow {
   QLabel* selectionText_ = nullptr;
   QLabel* countsText_ = nullptr;
   QLabel* fileText_ = nullptr;
+  std::unique_ptr<RefinementWindows> refinement_;
   QTimer refreshTimer_;
   int busy_ = 0;
   bool quitNow_ = false;

@@ -13,6 +13,9 @@ constexpr QLatin1String kGeometry("window/geometry");
 constexpr QLatin1String kDirectory("files/directory");
 constexpr QLatin1String kSelect("dialogs/select");
 constexpr QLatin1String kPack("dialogs/pack");
+constexpr QLatin1String kCloseRun("refinement/closeRunWhenFinished");
+constexpr QLatin1String kSkipResult("refinement/skipsResult");
+constexpr QLatin1String kSkipBelow("refinement/skipsResultBelow");
 
 }  // namespace
 
@@ -24,6 +27,9 @@ void WindowSettings::Load() {
   directory = file.value(kDirectory).toString();
   selectText = file.value(kSelect).toString();
   packText = file.value(kPack).toString();
+  closeRunWhenFinished = file.value(kCloseRun, closeRunWhenFinished).toBool();
+  skipsResult = file.value(kSkipResult, skipsResult).toBool();
+  skipsResultBelow = file.value(kSkipBelow, skipsResultBelow).toDouble();
 }
 
 void WindowSettings::Save() const {
@@ -34,6 +40,9 @@ void WindowSettings::Save() const {
   file.setValue(kDirectory, directory);
   file.setValue(kSelect, selectText);
   file.setValue(kPack, packText);
+  file.setValue(kCloseRun, closeRunWhenFinished);
+  file.setValue(kSkipResult, skipsResult);
+  file.setValue(kSkipBelow, skipsResultBelow);
 }
 
 }  // namespace marvik

@@ -12,6 +12,9 @@ struct WindowSettings {
   QString directory;    // of the file dialogs
   QString selectText;   // last entered under Select
   QString packText;     // and under Pack
+  bool closeRunWhenFinished = false;
+  bool skipsResult = true;          // accepts a refinement unasked when nothing moved
+  double skipsResultBelow = 0.001;  // Å, what counts as nothing
 
   void Load();
   void Save() const;
