@@ -5,6 +5,7 @@
 
 #include "app/atom_report.h"
 #include "app/command_table.h"
+#include "app/export_output.h"
 #include "app/open_save.h"
 #include "app/package_directory.h"
 #include "app/picture_output.h"
@@ -162,7 +163,12 @@ class BatchRun {
 
   bool Write() {
     if (options_.output != "-") return SaveFileAs(bench_, options_.output, options_.format);
-    if (!IsInstructionFormat(options_.format)) return SaveFileAs(bench_, "", options_.format);
+    if (!IsInstructionFormat(options_.format)) {
+      const std::string name = FileNameOf(BaseNameOf(bench_.document.CurrentFile)) + "." + options_.format;
+      const auto bytes = ComposeExport(bench_, options_.format, name);
+      if (bytes) out_ << *bytes;
+      return bytes.has_value();
+    }
     std::string text;
     {
       const StageClock clock(bench_.seconds.write);

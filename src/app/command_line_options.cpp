@@ -232,7 +232,8 @@ CommandLineOptions ParseCommandLine(const std::vector<std::string>& words) {
 
 const char* CommandLineHelp() {
   return R"(marvik [FILE]                     open the window
-marvik --write OUT FILE           read FILE and write OUT: .ins .res
+marvik --write OUT FILE           read FILE (.ins .res .cif) and write OUT: .ins .res .pdb .ct .inp .wrl .con .glb
+                                  (--rendition ball|ellipsoid for .wrl .glb)
 marvik --picture OUT FILE         draw FILE: .png .svg
     --rendition wire|ball|ellipsoid|pipes   --size PIXELS   --rotate X,Y,Z (degrees)
     --labels on|off   --cell
@@ -244,7 +245,7 @@ marvik --edit FILE                open the plain-text editor on a file
 marvik --list-commands            one command a line: number, tab, menu text
 marvik --help | --version
 
-OUT may be - for standard output, with --format ins|res|png|svg.
+OUT may be - for standard output, with --format ins|res|pdb|ct|inp|wrl|con|glb|png|svg.
 --yes                    answer questions with yes
 --timing                 end standard error with the seconds that the stages took
 --package-directory DIR  the folder of element table, settings and examples

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "app/export_output.h"
 #include "insfile/cif_translation.h"
 #include "insfile/reader.h"
 #include "insfile/writer.h"
@@ -37,29 +38,6 @@ bool MayOverwriteForeignChange(Workbench& bench, const std::string& fullPath) {
   return bench.messages.AskYesNo({MessageIcon::Question, "File Changed on Disk",
                                   FileNameOf(fullPath) + " was changed by another program after it was read.\n"
                                                          "Do you want to overwrite it?"});
-}
-
-struct ExportKind {
-  const char* extension;
-  const char* what;
-};
-constexpr ExportKind kExports[] = {
-    {"pdb", "Protein Data Bank"}, {"ct", "connection table"},
-    {"inp", "ATOMS input"},       {"wrl", "VRML"},
-    {"con", "ConQuest query"},    {"glb", "glTF"},
-};
-
-bool Export(Workbench& bench, const ExportKind& kind) {
-  if (kind.extension == std::string_view("wrl") && bench.RenditionMode != kBallAndStick &&
-      bench.RenditionMode != kThermalEllipsoid) {
-    bench.messages.Show({MessageIcon::Warning, "Invalid Display Choice",
-                         "VRML structure display is currently implemented only for\n"
-                         "Ball and Stick models and Thermal Ellipsoid models."});
-    return false;
-  }
-  bench.messages.Show({MessageIcon::Warning, "Error: File I/O",
-                       std::string("Writing ") + kind.what + " files (." + kind.extension + ") is not available yet."});
-  return false;
 }
 
 // Reads a CIF by way of a result file beside it, whose name `path` becomes. Without a window (no recent list is kept)
@@ -175,13 +153,12 @@ bool SaveCurrentFile(Workbench& bench) {
 }
 
 bool IsInstructionFormat(const std::string& format) {
-  return std::ranges::find(kExports, format, &ExportKind::extension) == std::end(kExports);
+  return !IsExportFormat(format);
 }
 
 bool SaveFileAs(Workbench& bench, const std::string& path, const std::string& format) {
   const std::string extension = format.empty() ? LowerExtensionOf(path) : format;
-  const auto kind = std::ranges::find(kExports, extension, &ExportKind::extension);
-  return kind != std::end(kExports) ? Export(bench, *kind) : SaveInstructionFile(bench, path);
+  return IsExportFormat(extension) ? WriteExportFile(bench, path, extension) : SaveInstructionFile(bench, path);
 }
 
 }  // namespace marvik

@@ -67,6 +67,7 @@ inline constexpr FileFilter kSaveFilters[] = {
     {".CT Connection Table", "*.ct"},
     {".PDB File (Skeleton Protein Data Bank Format)", "*.pdb"},
     {".INP Atoms Input File", "*.inp"},
+    {".GLB glTF 2.0 File", "*.glb"},
 };
 
 }  // namespace marvik

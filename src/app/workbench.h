@@ -43,6 +43,8 @@ struct WindowHooks {
   std::function<void(RefinementRun&)> followRun;
   std::function<bool(const RefinementReport&)> judgeRefinement;
   std::function<std::unique_ptr<ChildProcess>()> makeChild;
+  // Hands a query file to ConQuest, or says that there is none. Without a hook the file is all there is.
+  std::function<void(const std::string& path)> startConQuest;
   // Takes a report: a window beside the model, or the command line's output.
   std::function<void(const ReportRequest& request)> showReport;
 };

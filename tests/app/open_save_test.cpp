@@ -185,18 +185,8 @@ TEST_F(BenchTest, SaveWithoutAFileWritesNoname) {
   EXPECT_EQ(bench.Title(), "noname.ins");
 }
 
-TEST_F(BenchTest, SaveAsGoesByTheExtension) {
+TEST_F(BenchTest, SaveAsAndSaveAllMakeTheNameCurrent) {
   ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
-  EXPECT_EQ(RunCommand(bench, 102, folder / "x.Wrl"), Outcome::Failed);
-  messages.shown.erase(messages.shown.begin(), messages.shown.end() - 1);
-  EXPECT_EQ(messages.shown[0].text,
-            "VRML structure display is currently implemented only for\n"
-            "Ball and Stick models and Thermal Ellipsoid models.");
-  EXPECT_EQ(Captions(), "Invalid Display Choice");
-  for (const char* name : {"x.pdb", "x.ct", "x.inp", "x.con", "x.glb"}) {
-    EXPECT_EQ(RunCommand(bench, 102, folder / name), Outcome::Failed) << name;
-    EXPECT_FALSE(folder.Has(name));
-  }
   EXPECT_EQ(bench.Title(), "small.res");
   EXPECT_EQ(RunCommand(bench, 230, folder / "all.ins"), Outcome::Done);
   EXPECT_FALSE(bench.SaveAllPending);
