@@ -18,6 +18,7 @@ namespace marvik {
 namespace {
 
 constexpr size_t kLabelsListed = 20;
+constexpr size_t kLongestNumber = 10;  // six of them fit on the CELL line
 
 // One line of printable text, shortened so that it stays a line of an instruction file. A character of several bytes
 // is not cut through.
@@ -127,7 +128,14 @@ bool CifComposer::TakeCell() {
       cell_.*item.field = 90.0;
     }
     const std::string_view number = value.substr(0, value.find_first_of(" ("));
-    cellLines_.append(" ").append(value.empty() ? "90" : number);
+    cellLines_ += ' ';
+    if (value.empty()) {
+      cellLines_ += "90";
+    } else if (number.size() <= kLongestNumber) {
+      cellLines_ += number;
+    } else {
+      AppendPrintf(cellLines_, "%.7g", cell_.*item.field);
+    }
     AppendPrintf(zerr, " %g", uncertainty * (item.isAngle ? 0.1 : 0.001));
   }
   cellLines_ = LineOf(cellLines_) + "\n" + LineOf(zerr) + "\n";
