@@ -63,6 +63,12 @@ bool IsCutShort(const std::string& text) {
   return !text.empty();
 }
 
+void FillMissing(CyclePoint& figures, const CyclePoint& by) {
+  for (const auto figure : {&CyclePoint::wR2, &CyclePoint::r1, &CyclePoint::goof}) {
+    if (!(figures.*figure)) figures.*figure = by.*figure;
+  }
+}
+
 int CountAtoms(const Document& document) {
   return CountIf(document, [](const AtomRecord& atom) { return !atom.IsPeak() && !atom.generated; });
 }
@@ -225,11 +231,11 @@ class Refinement {
     report_.resultName = NameOf(".res");
     report_.changes = CompareModels(bench_.document, fresh_, FindUncertainties(uncertain, fresh_));
     const auto& points = run.Curve().Points();
-    const auto known = [](const CyclePoint& point) { return point.r1 || point.wR2; };
     report_.before = FiguresOfResult(guard_.OldResult());
-    if (!known(report_.before) && !points.empty()) report_.before = points.front();
     report_.after = FiguresOfResult(resultText_);
-    if (!known(report_.after) && !points.empty()) report_.after = points.back();
+    if (points.empty()) return;
+    FillMissing(report_.before, points.front());
+    FillMissing(report_.after, points.back());
   }
 
   void Accept() {
@@ -310,9 +316,14 @@ bool MayRefine(Workbench& bench) {
 
 RefineEnd Refine(Workbench& bench) {
   if (!MayRefine(bench)) return RefineEnd::Refused;
-  const RefinementSettings before = bench.document.settings;
+  RefinementSettings before = bench.document.settings;
   const bool confirmed = !bench.hooks.editRefinement || bench.hooks.editRefinement(bench.document.settings);
-  if (bench.document.settings != before) bench.SetModified(true);
+  const RefinementSettings& now = bench.document.settings;
+  // No file holds these.
+  before.PreviousWeightCount = now.PreviousWeightCount;
+  before.PreviousWeights = now.PreviousWeights;
+  before.PriorityClass = now.PriorityClass;
+  if (now != before) bench.SetModified(true);
   return confirmed ? Refinement(bench, JobBase(bench)).Do() : RefineEnd::Cancelled;
 }
 

@@ -30,9 +30,12 @@ RefinementHistoryDialog::RefinementHistoryDialog(QWidget* parentWidget, std::vec
                                  time.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")), ToText(FigureText(step.r1, 4)),
                                  QString::number(step.atoms)});
   }
-  for (int i = 0; i < table_->columnCount(); ++i) table_->resizeColumnToContents(i);
-  table_->setMinimumSize(fontMetrics().averageCharWidth() * 70, fontMetrics().height() * 16);
-  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
+  for (int i = 0; i < table_->columnCount(); ++i) {
+    table_->resizeColumnToContents(i);
+    table_->setColumnWidth(i, table_->columnWidth(i) + 14);
+  }
+  table_->setMinimumSize(fontMetrics().averageCharWidth() * 80, fontMetrics().height() * 16);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
   QPushButton* look = buttons->addButton(tr("&Look..."), QDialogButtonBox::ActionRole);
   QPushButton* back = buttons->addButton(tr("&Go Back"), QDialogButtonBox::AcceptRole);
   back->setDefault(true);

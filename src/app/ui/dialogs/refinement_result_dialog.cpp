@@ -31,24 +31,27 @@ QTreeWidget* Table(const QStringList& headers) {
   return table;
 }
 
-QTreeWidgetItem* Row(QTreeWidget& table, const std::vector<std::string>& cells) {
+// Numbers stand in the first `numbers` columns behind the name.
+void AddRow(QTreeWidget& table, const std::vector<std::string>& cells, int numbers) {
   auto* item = new QTreeWidgetItem(&table);
-  for (size_t i = 0; i < cells.size(); ++i) {
-    const int column = static_cast<int>(i);
-    item->setText(column, ToText(cells[i]));
-    if (i > 0 && i + 1 < 4) item->setTextAlignment(column, Qt::AlignRight | Qt::AlignVCenter);
+  for (int i = 0; i < static_cast<int>(cells.size()); ++i) {
+    item->setText(i, ToText(cells[static_cast<size_t>(i)]));
+    if (i > 0 && i <= numbers) item->setTextAlignment(i, Qt::AlignRight | Qt::AlignVCenter);
   }
-  return item;
 }
 
 void FitColumns(QTreeWidget& table) {
+  constexpr int kRoom = 14;
   int width = 0;
+  table.header()->setStretchLastSection(false);
   for (int i = 0; i < table.columnCount(); ++i) {
     table.resizeColumnToContents(i);
-    table.setColumnWidth(i, table.columnWidth(i) + 12);
-    width += table.columnWidth(i);
+    const int needed = table.columnWidth(i) + kRoom;
+    table.setColumnWidth(i, needed);
+    width += needed;
   }
-  table.setMinimumWidth(width + 40);
+  table.header()->setStretchLastSection(true);
+  table.setMinimumWidth(width + 2 * kRoom);
 }
 
 }  // namespace
@@ -93,7 +96,7 @@ RefinementResultDialog::RefinementResultDialog(QWidget* parentWidget, const Refi
   line->addWidget(skip_);
   line->addWidget(below_);
   line->addStretch(1);
-  auto* buttons = new QDialogButtonBox;
+  auto* buttons = new QDialogButtonBox(this);
   QPushButton* accept = buttons->addButton(tr("&Accept"), QDialogButtonBox::AcceptRole);
   QPushButton* discard = buttons->addButton(tr("&Discard"), QDialogButtonBox::RejectRole);
   (report.doubtful ? discard : accept)->setDefault(true);
@@ -112,6 +115,7 @@ QWidget* RefinementResultDialog::Figures(const RefinementReport& report) {
   auto* box = new QWidget;
   auto* grid = new QGridLayout(box);
   grid->setContentsMargins(0, 0, 0, 0);
+  grid->setHorizontalSpacing(18);
   const auto cell = [&](int row, int column, const QString& text) {
     auto* label = new QLabel(text);
     label->setTextFormat(Qt::PlainText);
@@ -129,10 +133,10 @@ QWidget* RefinementResultDialog::Figures(const RefinementReport& report) {
   column(2, "wR2", &CyclePoint::wR2, 4);
   column(3, "GooF", &CyclePoint::goof, 3);
   const ModelChanges& changes = report.changes;
-  cell(0, 4, tr("    Largest shift"));
+  cell(0, 4, tr("Largest shift"));
   cell(2, 4, ToText(Printf("%.4f Å", changes.largestShift)));
   if (changes.added + changes.gone > 0) {
-    cell(0, 5, tr("    Atoms"));
+    cell(0, 5, tr("Atoms"));
     cell(2, 5, tr("%1 new, %2 gone").arg(changes.added).arg(changes.gone));
   }
   grid->setColumnStretch(6, 1);
@@ -140,14 +144,14 @@ QWidget* RefinementResultDialog::Figures(const RefinementReport& report) {
 }
 
 QTreeWidget* RefinementResultDialog::AtomTable(const ModelChanges& changes) {
-  QTreeWidget* table = Table({tr("Atom"), tr("Shift, Å"), tr("Shift/s.u."), {}});
+  QTreeWidget* table = Table({tr("Atom"), tr("Shift, Å"), tr("Shift/s.u.")});
   table->setObjectName(QStringLiteral("atoms"));
   for (size_t i = 0; i < std::min(kRowsShown, changes.atoms.size()); ++i) {
     const AtomChange& atom = changes.atoms[i];
-    Row(*table, {atom.name, ShiftText(atom), UncertaintyText(atom)});
+    AddRow(*table, {atom.name, ShiftText(atom), UncertaintyText(atom)}, 2);
   }
   if (changes.atoms.size() > kRowsShown) {
-    Row(*table, {std::to_string(changes.atoms.size() - kRowsShown) + " more"});
+    AddRow(*table, {std::to_string(changes.atoms.size() - kRowsShown) + " more"}, 2);
   }
   FitColumns(*table);
   return table;
@@ -158,7 +162,7 @@ QTreeWidget* RefinementResultDialog::PeakTable(const ModelChanges& changes) {
   table->setObjectName(QStringLiteral("peaks"));
   for (size_t i = 0; i < std::min(kRowsShown, changes.peaks.size()); ++i) {
     const PeakReport& peak = changes.peaks[i];
-    Row(*table, {peak.name, Printf("%.2f", peak.height), PeakText(peak)});
+    AddRow(*table, {peak.name, Printf("%.2f", peak.height), PeakText(peak)}, 1);
   }
   FitColumns(*table);
   return table;

@@ -19,7 +19,7 @@ namespace {
 
 // Of the text; beyond them the first go. The output file holds everything.
 constexpr int kLinesShown = 20000;
-constexpr int kColumns = 92;
+constexpr int kColumns = 104;
 constexpr int kRows = 22;
 
 }  // namespace

@@ -1,0 +1,259 @@
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QTest>
+#include <QTreeWidget>
+#include <filesystem>
+
+#include "app/refine_flow.h"
+#include "app/ui/child_process.h"
+#include "app/ui/dialogs/progress_plots.h"
+#include "app/ui/dialogs/refinement_control_dialog.h"
+#include "app/ui/dialogs/refinement_history_dialog.h"
+#include "app/ui/dialogs/refinement_result_dialog.h"
+#include "app/ui/dialogs/run_dialog.h"
+
+#include "window_fixture.h"
+
+namespace marvik {
+namespace {
+
+namespace fs = std::filesystem;
+
+template <class Widget>
+Widget* Control(QWidget& dialog, int id) {
+  return dialog.findChild<Widget*>(QString::number(id));
+}
+
+bool LooksEnabled(QWidget& dialog, int id) {
+  return Control<QLineEdit>(dialog, id)->property("looksEnabled").toBool();
+}
+
+void Accept(QWidget& dialog) {
+  static_cast<QDialog&>(dialog).accept();
+}
+
+class RefineWindow : public test::WindowTest {
+ protected:
+  RefineWindow() {
+    fs::create_directory(scratch / "pkg");
+    scratch.Put("pkg/zqfrommarvik.bat", "#!/bin/sh\nexec '" FAKE_REFINEMENT "' \"$1\"\n");
+    fs::permissions(scratch / "pkg/zqfrommarvik.bat", fs::perms::owner_all);
+    Load();
+    window->Run(203);
+    scratch.Put("model.hkl", "");
+    original = scratch.Get("model.res");
+  }
+  // Answers the run dialog by a click on its button once that says `text`.
+  void NextRun(const char* text, const std::function<void(RunDialog&)>& look = {}) {
+    robot.Next([=](QWidget& widget) {
+      auto& dialog = dynamic_cast<RunDialog&>(widget);
+      auto* button = Control<QPushButton>(dialog, kRunButton);
+      EXPECT_TRUE(QTest::qWaitFor([=] { return button->text() == QLatin1String(text); }, 20000)) << text;
+      if (look) look(dialog);
+      QTest::mouseClick(button, Qt::LeftButton);
+    });
+  }
+  std::string original;
+};
+
+TEST_F(RefineWindow, ControlDialogMovesTheSettings) {
+  RefinementSettings settings;
+  settings.RefinementType = "L.S.";
+  settings.Cycles = 4;
+  settings.ListLine = "LIST 6";
+  settings.WeightCount = 2;
+  settings.Weights = {0.05, 0.4, 0, 0, 0, 0};
+  settings.PriorityClass = kHighPriority;
+  RefinementControlDialog dialog(nullptr, settings);
+  EXPECT_EQ(dialog.windowTitle(), "Refinement Control");
+  EXPECT_TRUE(Control<QRadioButton>(dialog, kNormalRadio)->isChecked());
+  EXPECT_EQ(Control<QComboBox>(dialog, kListCombo)->currentText(), "LIST 6");
+  EXPECT_EQ(Control<QComboBox>(dialog, kFourierCombo)->currentText(), "Difference Map");
+  EXPECT_EQ(Control<QLineEdit>(dialog, 1043)->text(), "0.400000");
+  EXPECT_TRUE(LooksEnabled(dialog, 1043) && !LooksEnabled(dialog, 1056) && !LooksEnabled(dialog, kOmitSigmasEdit));
+  robot.Next([](QWidget&) {});
+  dialog.show();
+  Settle();
+  // Checking a row's other box moves the mark; the look of the edits follows, and they can be typed in all the same.
+  QTest::mouseClick(Control<QCheckBox>(dialog, 1210), Qt::LeftButton, {}, QPoint(5, 5));
+  EXPECT_FALSE(Control<QCheckBox>(dialog, 1211)->isChecked());
+  EXPECT_TRUE(LooksEnabled(dialog, 1056) && !LooksEnabled(dialog, 1043));
+  QTest::keyClicks(Control<QLineEdit>(dialog, 1043), "7");
+  EXPECT_NE(Control<QLineEdit>(dialog, 1043)->text(), "0.400000");
+  QTest::mouseClick(Control<QRadioButton>(dialog, kCglsRadio), Qt::LeftButton, {}, QPoint(5, 5));
+  EXPECT_EQ(settings.RefinementType, "CGLS") << "at once";
+  // The refusal keeps the dialog open.
+  Control<QCheckBox>(dialog, kOmitSecondBox)->click();
+  dialog.accept();
+  EXPECT_EQ(robot.seen.back().title, "First Omit Parameter Unchecked:");
+  EXPECT_TRUE(dialog.isVisible());
+  Control<QCheckBox>(dialog, kOmitBox)->click();
+  Control<QLineEdit>(dialog, kOmitSigmasEdit)->setText(QStringLiteral("3.5"));
+  Control<QLineEdit>(dialog, 1056)->setText(QStringLiteral("0.25"));
+  auto* cycles = Control<QSpinBox>(dialog, kCyclesSpin);
+  cycles->setValue(1200);
+  Control<QRadioButton>(dialog, kIdleRadio)->click();
+  dialog.accept();
+  EXPECT_FALSE(dialog.isVisible());
+  EXPECT_EQ(settings.Cycles, 999);
+  EXPECT_EQ(settings.OmitSigmas, 3.5);
+  EXPECT_EQ(settings.Weights[1], 0.25);
+  EXPECT_EQ(settings.PriorityClass, kIdlePriority);
+  EXPECT_EQ(settings.ListLine, "LIST 6");
+}
+
+TEST_F(RefineWindow, WholeFlowByKeyAndClicks) {
+  std::string moved = original;
+  moved.replace(moved.find("O1 2 0.70"), 9, "O1 2 0.71");
+  scratch.Put("new.res", moved);
+  scratch.Put("model.steps",
+              "say  wR2 = 0.3 before cycle 1\npart half a li\nwait 300\nsay ne\ncopy new.res\nsay finished\n");
+  robot.Next([](QWidget& dialog) {
+    Control<QSpinBox>(dialog, kCyclesSpin)->setValue(12);
+    Accept(dialog);
+  });
+  NextRun("OK", [](RunDialog& dialog) {
+    EXPECT_EQ(dialog.windowTitle(), "Refine");
+    EXPECT_EQ(Control<QPlainTextEdit>(dialog, kRunText)->toPlainText(),
+              " wR2 = 0.3 before cycle 1\nhalf a li\nfinished");
+    EXPECT_EQ(Control<QPushButton>(dialog, kRunPrintButton)->text(), "&Print");
+  });
+  robot.Next([](QWidget& dialog) {
+    EXPECT_EQ(dialog.windowTitle(), "Refinement Result");
+    const auto* atoms = dialog.findChild<QTreeWidget*>(QStringLiteral("atoms"));
+    EXPECT_EQ(atoms->topLevelItem(0)->text(0), "O1");
+    EXPECT_EQ(atoms->topLevelItem(0)->text(1), "0.1000");
+    EXPECT_EQ(dialog.findChild<QTreeWidget*>(QStringLiteral("peaks"))->topLevelItemCount(), 1);
+    Accept(dialog);
+  });
+  QTest::keyClick(window.get(), Qt::Key_R, Qt::ControlModifier);
+  Settle();
+  ASSERT_EQ(robot.seen.size(), 3);
+  EXPECT_EQ(Atom("O1")->fract.x, 0.71);
+  EXPECT_EQ(window->windowTitle(), "model.res[*]");
+  EXPECT_FALSE(window->isWindowModified());
+  EXPECT_NE(scratch.Get("model.ins").find("L.S. 12\n"), std::string::npos);
+  // Nothing moves in the next cycle, so that no table comes up; the dialog closes by itself when it is told to.
+  window->Run(203);
+  robot.Next(Accept);
+  NextRun("OK", [](RunDialog& dialog) { dialog.findChild<QCheckBox*>()->setChecked(true); });
+  EXPECT_EQ(window->Run(kRefineCommand), Outcome::Done);
+  window->Run(203);
+  robot.Next(Accept);
+  robot.Next([](QWidget&) {});  // closes alone
+  EXPECT_EQ(window->Run(kRefineCommand), Outcome::Done);
+  EXPECT_EQ(robot.seen.size(), 7);
+  // Every step is there to go back to.
+  robot.Next([](QWidget& dialog) {
+    auto* steps = dialog.findChild<QTreeWidget*>(QStringLiteral("steps"));
+    EXPECT_EQ(steps->topLevelItemCount(), 4);
+    steps->setCurrentItem(steps->topLevelItem(3));
+    Accept(dialog);
+  });
+  EXPECT_EQ(window->Run(kRefinementStepCommand), Outcome::Changed);
+  EXPECT_EQ(Atom("O1")->fract.x, 0.7);
+}
+
+TEST_F(RefineWindow, CancelAndFailureLeaveTheResult) {
+  scratch.Put("model.steps", "copy\nspawn\nsay running\nwait 60000\n");
+  robot.Next(Accept);
+  robot.Next([this](QWidget& dialog) {
+    EXPECT_TRUE(QTest::qWaitFor([this] { return scratch.Has("model.pid"); }, 20000));
+    QTest::keyClick(&dialog, Qt::Key_Escape);
+  });
+  EXPECT_EQ(window->Run(kRefineCommand), Outcome::Cancelled);
+  EXPECT_EQ(scratch.Get("model.res"), original);
+  EXPECT_NE(kill(std::atoi(scratch.Get("model.pid").c_str()), 0), 0);
+  scratch.Put("model.steps", "say ** wrong **\nexit 4\n");
+  robot.Next(Accept);
+  NextRun("Close");
+  EXPECT_EQ(window->Run(kRefineCommand), Outcome::Failed);
+  EXPECT_TRUE(robot.seen.back().text.contains(QLatin1String("(exit status 4)")))
+      << robot.seen.back().text.toStdString();
+  EXPECT_EQ(scratch.Get("model.res"), original);
+  fs::remove(scratch / "pkg/zqfrommarvik.bat");
+  robot.Next(Accept);
+  NextRun("Cancel");
+  EXPECT_EQ(window->Run(kRefineCommand), Outcome::Failed);
+  EXPECT_EQ(robot.seen.back().title, "Could Not Create Child Process");
+}
+
+TEST_F(RefineWindow, ClosingTheWindowEndsTheRun) {
+  scratch.Put("model.steps", "copy\nspawn\nwait 60000\n");
+  bench.modified = false;
+  robot.Next([this](QWidget& dialog) {
+    bench.modified = false;
+    Accept(dialog);
+  });
+  robot.Next([this](QWidget&) {
+    EXPECT_TRUE(QTest::qWaitFor([this] { return scratch.Has("model.pid"); }, 20000));
+    window->close();
+  });
+  EXPECT_EQ(window->Run(kRefineCommand), Outcome::Cancelled);
+  bench.modified = false;
+  EXPECT_TRUE(QTest::qWaitFor([this] { return !window->isVisible(); }, 5000));
+  EXPECT_NE(kill(std::atoi(scratch.Get("model.pid").c_str()), 0), 0);
+  EXPECT_EQ(scratch.Get("model.res"), original);
+}
+
+TEST_F(RefineWindow, LongOutputKeepsTheDialogAlive) {
+  scratch.Put("model.steps", "flood 20000000 80\nflood 20000000 0\nsay \xE4\xFF\ncopy\nsay finished\n");
+  robot.Next(Accept);
+  NextRun("OK", [](RunDialog& dialog) {
+    const auto* text = Control<QPlainTextEdit>(dialog, kRunText);
+    EXPECT_LE(text->blockCount(), 20000);
+    EXPECT_TRUE(text->toPlainText().endsWith(QLatin1String("finished")));
+  });
+  EXPECT_EQ(window->Run(kRefineCommand), Outcome::Done);
+}
+
+TEST_F(RefineWindow, ChildrenByTheToolkit) {
+  QtChild child;
+  ChildCommand command;
+  command.program = FAKE_REFINEMENT;
+  command.directory = scratch / "";
+  command.outputFile = scratch / "out";
+  const auto run = [&](const std::string& name, const std::string& steps) {
+    command.arguments = {name};
+    scratch.Put(name + ".steps", steps);
+    EXPECT_EQ(child.Start(command), 0) << name;
+    EXPECT_TRUE(QTest::qWaitFor([&] { return child.Ended().has_value(); }, 20000));
+  };
+  command.priorityClass = kIdlePriority;
+  run("a '$(b)\xC3\xA4", "nice\nexit 3\n");
+  EXPECT_EQ(child.Ended()->exitStatus, 3);
+  EXPECT_EQ(scratch.Get("out"), "nice 19\n");
+  run("latin\xE4", "crash\n");
+  EXPECT_EQ(child.Ended()->signal, 9);
+  command.program = scratch / "none";
+  EXPECT_EQ(QtChild().Start(command), ENOENT);
+  command.program = scratch.Put("text", "no program\n");
+  EXPECT_EQ(QtChild().Start(command), EACCES);
+}
+
+TEST(ResultDialog, IsLeftOutOnlyWhenNothingHappened) {
+  RefinementReport report;
+  report.changes.largestShift = 0.0009;
+  EXPECT_TRUE(MaySkipResult(report, {true, 0.001}));
+  EXPECT_FALSE(MaySkipResult(report, {false, 0.001}));
+  EXPECT_FALSE(MaySkipResult(report, {true, 0.0005}));
+  report.note = "Something.";
+  EXPECT_FALSE(MaySkipResult(report, {true, 0.001}));
+  report.doubtful = true;
+  report.changes.atoms.resize(5000, {"C1", AtomFate::Moved, 0.1, {}});
+  RefinementResultDialog dialog(nullptr, report, {false, 0.25});
+  EXPECT_EQ(dialog.Skipping().below, 0.25);
+  EXPECT_EQ(dialog.findChild<QTreeWidget*>(QStringLiteral("atoms"))->topLevelItemCount(), 1001);
+  for (const QPushButton* button : dialog.findChildren<QPushButton*>()) {
+    EXPECT_EQ(button->isDefault(), button->text() == QLatin1String("&Discard"));
+  }
+}
+
+}  // namespace
+}  // namespace marvik
