@@ -16,6 +16,9 @@ int main(int argc, char** argv) {
       std::fprintf(stderr, "locale %s: %s\n", name, error.what());
       return 1;
     }
+#ifdef LC_MESSAGES
+    std::setlocale(LC_MESSAGES, "C");  // the system's words are compared as they stand
+#endif
     if (*std::localeconv()->decimal_point != ',') {
       std::fprintf(stderr, "locale %s has no decimal comma\n", name);
       return 1;

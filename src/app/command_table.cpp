@@ -147,7 +147,7 @@ constexpr CommandRow kRows[] = {
     {502, "Zoom &In", "", "", None, Always, ZoomStepHandler, nullptr, ""},
     {503, "&Reset View", "Ctrl+0", "", None, Always, ResetViewHandler, nullptr, ""},
     {510, "Re&name Atom...", "F2", "[ATOM] NAME", Structure, PickedOrSelected, RenameHandler, nullptr, ""},
-    {511, "Re&count UNIT", "", "", Structure, Atoms, RecountUnitHandler, nullptr, ""},
+    {511, "Recount &UNIT", "", "", Structure, Atoms, RecountUnitHandler, nullptr, ""},
     {520, "Refinement &History...", "", "STEP", Structure, Always, RefinementStepHandler, nullptr, ""},
     {10101, "Recent File &1", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10102, "Recent File &2", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},

@@ -4,6 +4,7 @@
 #include "app/edit_riding.h"
 #include "app/edit_sort.h"
 #include "app/open_save.h"
+#include "util/numbers.h"
 
 #include "bench_fixture.h"
 #include "support/structures.h"
@@ -154,7 +155,7 @@ TEST_F(EditOrder, PartAndFreeVariables) {
 
 TEST_F(EditOrder, OccupancyCodesGoThereAndBack) {
   for (const double coded : {1.0, 0.25, 11.0, 10.5, 21.0, -21.0, 30.5, -30.25}) {
-    Load("C1 1 0.1 0.1 0.1 " + std::to_string(coded) + " 0.05\n");
+    Load(Printf("C1 1 0.1 0.1 0.1 %g 0.05\n", coded));
     const PartChange state = PartOf(bench.document, {Atom("C1")});
     EXPECT_NEAR(CodedOccupancy(*state.fvar, *state.occupancy), coded, 1e-9);
   }
