@@ -161,7 +161,7 @@ TEST_F(MainWindowTest, SelectAsksForAtomsAndRemembersWhatWasEntered) {
   };
   enter("", " C* ");
   EXPECT_EQ(SelectedNames(), "C1 C2");
-  EXPECT_EQ(robot.seen.at(0).title, "Select");
+  EXPECT_EQ(robot.seen.at(0).title, "Select Atoms");
   enter("C*", "$O");
   EXPECT_EQ(SelectedNames(), "O1");
 }

@@ -106,6 +106,7 @@ void InputController::MousePress(const QMouseEvent& event) {
   }
   if (gesture_ != Gesture::None) return;
   if (event.button() == Qt::LeftButton) gesture_ = Gesture::Pressed;
+  doubleClick_ = event.type() == QEvent::MouseButtonDblClick;
   if (event.button() == Qt::MiddleButton) gesture_ = Gesture::Moving;
   pressed_ = last_ = event.position();
 }
@@ -216,7 +217,9 @@ void InputController::Click(const QPointF& position) {
   if (LabelPending()) return;
   if (atom) {
     bench_.PickAtom(atom);
+    // The second click of two gives the atom back the selection state that it had before the first.
     run_(kSelectPickedAtomCommand, {});
+    if (doubleClick_) run_(kRenameAtomCommand, {});
   } else if (BondRecord* bond = BondAt(position)) {
     bench_.PickBond(bond);
     run_(kSelectPickedBondCommand, {});

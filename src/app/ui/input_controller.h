@@ -92,6 +92,7 @@ class InputController : public QObject {
   DrawingArea& area_;
   Runner run_;
   Gesture gesture_ = Gesture::None;
+  bool doubleClick_ = false;
   QPointF pressed_;  // where the button went down
   QPointF last_;     // up to where the view has followed the pointer
   Pick pick_;

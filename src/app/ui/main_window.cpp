@@ -15,6 +15,7 @@
 #include "app/open_save.h"
 #include "app/ui/atom_text.h"
 #include "app/ui/dialogs/argument_dialogs.h"
+#include "app/ui/dialogs/edit_dialogs.h"
 #include "app/ui/dialogs/file_dialogs.h"
 #include "app/ui/dialogs/hfix_dialog.h"
 #include "app/ui/drawing_area.h"
@@ -63,6 +64,8 @@ MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(benc
     // All of the menu bar is to be seen, however large the letters.
     resize(sizeHint().expandedTo(QSize(menuBar()->sizeHint().width() + 8, 0)));
   }
+  edit_ = new EditDialogs(bench, *this, settings_.dialogValues,
+                          [this](int id, const std::string& argument) { return Run(id, argument); });
   area_->setFocus();
 }
 
@@ -130,6 +133,7 @@ void MainWindow::OpenSoon(const std::string& path) {
 
 void MainWindow::Refresh() {
   menus_->Refresh();
+  edit_->Follow();
   reports_->Follow();
   const Document& document = bench_.document;
   const size_t atoms = document.atoms.selection.Size();
@@ -172,6 +176,7 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
   if (id == kOpenCommand || id == kSaveAsCommand || id == kSaveAllCommand) return AskFile(id);
   if (id == kHfixCommand) return AskHfixOption(this);
   if (id == kRefinementStepCommand) return refinement_->AskStep();
+  if (EditDialogs::Handles(id)) return edit_->Ask(id);
   if (id == kDepthCueCommand) {
     const auto level = AskDepthCueLevel(this, bench_.view.depthCueLevel);
     return level ? std::optional(std::to_string(*level)) : std::nullopt;
@@ -180,7 +185,7 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
     input_->StartLabelMove();
     return std::nullopt;
   }
-  if (std::string_view(row->argument) == "ATOM") {
+  if (std::string_view(row->argument) == "ATOM" || id == kSameCommand) {
     // Without atoms to act on the command itself says what is missing.
     if (bench_.document.atoms.selection.Empty() && !bench_.PickedAtom()) return std::string();
     input_->StartPick(id);

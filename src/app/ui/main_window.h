@@ -13,6 +13,7 @@ class QLabel;
 namespace marvik {
 
 class DrawingArea;
+class EditDialogs;
 class InputController;
 class MenuSet;
 class RefinementWindows;
@@ -64,6 +65,7 @@ class MainWindow : public QMainWindow {
   DrawingArea* area_ = nullptr;
   InputController* input_ = nullptr;
   MenuSet* menus_ = nullptr;
+  EditDialogs* edit_ = nullptr;
   ReportWindows* reports_ = nullptr;
   QLabel* pointerText_ = nullptr;
   QLabel* selectionText_ = nullptr;

@@ -13,6 +13,8 @@ constexpr QLatin1String kGeometry("window/geometry");
 constexpr QLatin1String kDirectory("files/directory");
 constexpr QLatin1String kSelect("dialogs/select");
 constexpr QLatin1String kPack("dialogs/pack");
+constexpr QLatin1String kDialogValues("values/");
+constexpr const char* kDialogNames[] = {"select", "sort", "group label"};
 constexpr QLatin1String kCloseRun("refinement/closeRunWhenFinished");
 constexpr QLatin1String kSkipResult("refinement/skipsResult");
 constexpr QLatin1String kSkipBelow("refinement/skipsResultBelow");
@@ -27,6 +29,10 @@ void WindowSettings::Load() {
   directory = file.value(kDirectory).toString();
   selectText = file.value(kSelect).toString();
   packText = file.value(kPack).toString();
+  for (const char* name : kDialogNames) {
+    const QString key = QString::fromUtf8(name);
+    dialogValues.insert(key, file.value(kDialogValues + key).toString());
+  }
   closeRunWhenFinished = file.value(kCloseRun, closeRunWhenFinished).toBool();
   skipsResult = file.value(kSkipResult, skipsResult).toBool();
   skipsResultBelow = file.value(kSkipBelow, skipsResultBelow).toDouble();
@@ -40,6 +46,10 @@ void WindowSettings::Save() const {
   file.setValue(kDirectory, directory);
   file.setValue(kSelect, selectText);
   file.setValue(kPack, packText);
+  for (const char* name : kDialogNames) {
+    const QString key = QString::fromUtf8(name);
+    file.setValue(kDialogValues + key, dialogValues.value(key));
+  }
   file.setValue(kCloseRun, closeRunWhenFinished);
   file.setValue(kSkipResult, skipsResult);
   file.setValue(kSkipBelow, skipsResultBelow);

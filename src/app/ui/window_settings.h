@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QHash>
 #include <QString>
 
 namespace marvik {
@@ -8,10 +9,11 @@ namespace marvik {
 // What the window remembers between sessions, in "marvikui.ini" in the package directory. Without that directory the
 // defaults stand and nothing is kept.
 struct WindowSettings {
-  QByteArray geometry;  // as the toolkit packs it
-  QString directory;    // of the file dialogs
-  QString selectText;   // last entered under Select
-  QString packText;     // and under Pack
+  QByteArray geometry;                   // as the toolkit packs it
+  QString directory;                     // of the file dialogs
+  QString selectText;                    // last entered under Select
+  QString packText;                      // and under Pack
+  QHash<QString, QString> dialogValues;  // and in the dialogs that edit atoms, by their names
   bool closeRunWhenFinished = false;
   bool skipsResult = true;          // accepts a refinement unasked when nothing moved
   double skipsResultBelow = 0.001;  // Å, what counts as nothing

@@ -1,0 +1,309 @@
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSettings>
+#include <QTest>
+
+#include "app/ui/text.h"
+
+#include "window_fixture.h"
+
+namespace marvik::test {
+namespace {
+
+// A disordered chain and a peak.
+constexpr char kFile[] =
+    "TITL model\nCELL 0.71073 10 10 10 90 90 90\nZERR 1 0 0 0 0 0 0\nLATT -1\nSFAC C H O\nUNIT 2 1 1\nFVAR 1.0 0.6\n"
+    "C1 1 0.30 0.30 0.50 11.0 0.04\nAFIX 43\nH1 2 0.21 0.30 0.50 11.0 -1.2\nAFIX 0\nC2 1 0.30 0.45 0.50 11.0 0.04\n"
+    "PART 1\nO1 3 0.43 0.50 0.50 21.0 0.05\nPART 2\nO2 3 0.37 0.58 0.50 -21.0 0.05\nPART 0\n"
+    "Q1 1 0.60 0.75 0.50 11.0 0.05 1.25\nHKLF 4\nEND\n";
+
+class EditDialogsTest : public WindowTest {
+ protected:
+  EditDialogsTest() {
+    bench.FmolAfterChanges = false;
+    window->Run(kReadFileCommand, scratch.Put("edit.res", kFile));
+    Settle();
+  }
+  // Types over what a field holds.
+  static void Type(QWidget& dialog, const char* field, const char* text) {
+    auto* line = dialog.findChild<QLineEdit*>(QString::fromUtf8(field));
+    ASSERT_TRUE(line) << field;
+    line->setFocus();
+    line->selectAll();
+    QTest::keyClick(line, Qt::Key_Delete);
+    QTest::keyClicks(line, QString::fromUtf8(text));
+  }
+  static void Press(QWidget& dialog, Qt::Key key) {
+    QTest::keyClick(dialog.focusWidget() ? dialog.focusWidget() : &dialog, key);
+  }
+  static void Alt(QWidget& dialog, Qt::Key key) {
+    EXPECT_TRUE(QTest::qWaitForWindowActive(&dialog));
+    QTest::keyClick(&dialog, key, Qt::AltModifier);
+    // A button that is pressed by its letter is seen to be down for a while first.
+    const auto buttons = dialog.findChildren<QAbstractButton*>();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return std::ranges::none_of(buttons, &QAbstractButton::isDown); }));
+    QTest::qWait(20);
+  }
+  // Every line edit, list and box has a caption with a key letter, or is one; no letter is used twice.
+  static void ExpectKeyboardReachable(QWidget& dialog) {
+    QSet<QString> letters;
+    const auto note = [&](const QString& text) {
+      const QKeySequence keys = QKeySequence::mnemonic(text);
+      if (keys.isEmpty()) return;
+      EXPECT_FALSE(letters.contains(keys.toString()))
+          << dialog.windowTitle().toStdString() << " " << text.toStdString();
+      letters.insert(keys.toString());
+    };
+    for (const auto* label : dialog.findChildren<QLabel*>()) {
+      if (label->buddy()) note(label->text());
+    }
+    for (const auto* button : dialog.findChildren<QAbstractButton*>()) {
+      note(button->text());
+      EXPECT_NE(button->focusPolicy(), Qt::NoFocus) << button->text().toStdString();
+    }
+  }
+  template <class Dialog>
+  Dialog* Open(const char* title) {
+    Settle();
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+      if (widget->isVisible() && widget->windowTitle() == QLatin1String(title)) return static_cast<Dialog*>(widget);
+    }
+    return nullptr;
+  }
+};
+
+TEST_F(EditDialogsTest, ADoubleClickRenamesAnAtom) {
+  bench.document.atoms.selection.Append(Atom("C2"));
+  robot.Next([](QWidget& dialog) {
+    ExpectKeyboardReachable(dialog);
+    Type(dialog, "name", "C2");
+    Press(dialog, Qt::Key_Return);
+    EXPECT_TRUE(dialog.isVisible()) << "a bad name keeps the dialog";
+    Type(dialog, "name", "C7");
+    Press(dialog, Qt::Key_Return);
+  });
+  robot.Next([](QWidget& box) { static_cast<QDialog&>(box).reject(); });
+  Click(At("C1"));
+  Mouse(QEvent::MouseButtonDblClick, At("C1"), Qt::LeftButton, Qt::LeftButton);
+  Mouse(QEvent::MouseButtonRelease, At("C1"), Qt::LeftButton, Qt::NoButton);
+  Settle();
+  ASSERT_EQ(robot.seen.size(), 2);
+  EXPECT_EQ(robot.seen[0].title, QLatin1String("Atom Name"));
+  EXPECT_EQ(robot.seen[1].text, QLatin1String("Name: another atom is called C2 already."));
+  EXPECT_TRUE(Atom("C7"));
+  EXPECT_EQ(SelectedNames(), "C2") << "the two clicks leave the selection";
+}
+
+TEST_F(EditDialogsTest, AtomFields) {
+  window->Run(kEditAtomCommand);
+  ASSERT_EQ(robot.seen.size(), 1);
+  EXPECT_EQ(robot.seen[0].text, QLatin1String("You must have at least one atom selected!"));
+  window->Run(kSelectByNameCommand, "O1");
+  robot.Next([](QWidget& dialog) {
+    ExpectKeyboardReachable(dialog);
+    EXPECT_EQ(dialog.findChild<QLineEdit*>(QStringLiteral("occupancy"))->text(), QLatin1String("21"));
+    EXPECT_FALSE(dialog.findChild<QLineEdit*>(QStringLiteral("height"))->isEnabled());
+    Type(dialog, "x", "0,5");
+    Press(dialog, Qt::Key_Return);
+    EXPECT_EQ(dialog.focusWidget()->objectName(), QLatin1String("x"));
+    Type(dialog, "x", "0.5");
+    Press(dialog, Qt::Key_Return);
+  });
+  robot.Next([](QWidget& box) { static_cast<QDialog&>(box).reject(); });
+  EXPECT_EQ(window->Run(kEditAtomCommand), Outcome::Changed);
+  EXPECT_EQ(robot.seen.back().text, QLatin1String("x: \"0,5\" is not a number; the decimal separator is a point."));
+  EXPECT_EQ(Atom("O1")->fract.x, 0.5);
+  EXPECT_EQ(Atom("O1")->occupancy, 21.0);
+  // Several: what differs is blank, and one value goes to all.
+  window->Run(kSelectByNameCommand, "C1");
+  robot.Next([](QWidget& dialog) {
+    EXPECT_EQ(dialog.findChild<QLineEdit*>(QStringLiteral("occupancy"))->text(), QString());
+    EXPECT_FALSE(dialog.findChild<QLineEdit*>(QStringLiteral("name"))->isEnabled());
+    Type(dialog, "u", "0.09");
+    Press(dialog, Qt::Key_Return);
+  });
+  EXPECT_EQ(window->Run(kEditAtomCommand), Outcome::Changed);
+  EXPECT_EQ(Atom("C1")->u[0], 0.09);
+  EXPECT_EQ(Atom("O1")->u[0], 0.09);
+  EXPECT_EQ(Atom("C1")->occupancy, 11.0);
+  EXPECT_EQ(window->Run(kEditAtomCommand), Outcome::Cancelled);
+}
+
+TEST_F(EditDialogsTest, SelectAtomsRemembersItsText) {
+  robot.Next([](QWidget& dialog) {
+    ExpectKeyboardReachable(dialog);
+    Type(dialog, "atoms", "X9");
+    Press(dialog, Qt::Key_Return);
+    Type(dialog, "atoms", "PART:1 $C");
+    Press(dialog, Qt::Key_Return);
+  });
+  EXPECT_EQ(window->Run(kSelectAtomsCommand), Outcome::Done);
+  EXPECT_EQ(robot.seen.back().text, QLatin1String("Atoms: Couldn't find X9 in the atom list."));
+  EXPECT_EQ(SelectedNames(), "C1 C2 O1");
+  robot.Next([](QWidget& dialog) {
+    EXPECT_EQ(dialog.findChild<QLineEdit*>(QStringLiteral("atoms"))->text(), QLatin1String("PART:1 $C"));
+    Alt(dialog, Qt::Key_I);
+    Type(dialog, "atoms", "");
+    Press(dialog, Qt::Key_Return);
+  });
+  EXPECT_EQ(window->Run(kSelectAtomsCommand), Outcome::Done);
+  EXPECT_EQ(SelectedNames(), "H1 O2 Q1");
+  bench.modified = false;
+  window->close();
+  const QSettings file(ToText(scratch / "pkg/marvikui.ini"), QSettings::IniFormat);
+  EXPECT_EQ(file.value(QStringLiteral("values/select")).toString(), QLatin1String("~*"));
+}
+
+TEST_F(EditDialogsTest, SortOrderIsArrangedByKeys) {
+  robot.Next([](QWidget& dialog) {
+    ExpectKeyboardReachable(dialog);
+    auto* list = dialog.findChild<QListWidget*>(QStringLiteral("order"));
+    EXPECT_EQ(list->count(), 3);
+    list->setFocus();
+    QTest::keyClick(list, Qt::Key_Down);
+    QTest::keyClick(list, Qt::Key_Down);
+    EXPECT_EQ(list->currentRow(), 2);
+    for (auto* button : dialog.findChildren<QPushButton*>()) {
+      if (button->text() != QLatin1String("Move &Up")) continue;
+      QTest::keyClick(button, Qt::Key_Space);
+      QTest::keyClick(button, Qt::Key_Space);
+    }
+    QStringList symbols;
+    for (int i = 0; i < list->count(); ++i) symbols << list->item(i)->text();
+    EXPECT_EQ(symbols.join(QLatin1Char(' ')).toStdString(), "O C H");
+    list->setFocus();
+    Press(dialog, Qt::Key_Return);
+  });
+  EXPECT_EQ(window->Run(kSortCommand), Outcome::Changed);
+  EXPECT_EQ(bench.document.atoms.head->name, "O1");
+  EXPECT_EQ(window->Run(kSortCommand), Outcome::Cancelled);
+}
+
+TEST_F(EditDialogsTest, GroupLabelsShowWhatTheyWillBe) {
+  window->Run(kSelectByNameCommand, "Q1");
+  window->Run(kSelectByNameCommand, "C1");
+  robot.Next([](QWidget& dialog) {
+    ExpectKeyboardReachable(dialog);
+    Type(dialog, "prefix", "C");
+    Type(dialog, "first", "2");
+    Press(dialog, Qt::Key_Return);
+    Type(dialog, "first", "3");
+    bool shown = false;
+    for (const auto* label : dialog.findChildren<QLabel*>())
+      shown |= label->text().startsWith(QLatin1String("Q1 becomes C3\nC1 becomes C4\nH1 becomes H4"));
+    EXPECT_TRUE(shown);
+    Press(dialog, Qt::Key_Return);
+  });
+  EXPECT_EQ(window->Run(kGroupLabelCommand), Outcome::Changed);
+  EXPECT_TRUE(robot.seen.back().text.startsWith(QLatin1String("First number: another atom is called C2 already.")));
+  EXPECT_TRUE(Atom("C3") && Atom("C4") && Atom("H4"));
+}
+
+TEST_F(EditDialogsTest, ChangePartStaysOpenAndFollows) {
+  robot.Next([](QWidget&) {});
+  EXPECT_EQ(window->Run(kChangePartCommand), Outcome::Cancelled);
+  auto* dialog = Open<QDialog>("Disorder Part Number");
+  ASSERT_TRUE(dialog);
+  EXPECT_FALSE(dialog->isModal());
+  ExpectKeyboardReachable(*dialog);
+  const auto field = [&](const char* name) { return dialog->findChild<QLineEdit*>(QString::fromUtf8(name)); };
+  auto* variable = dialog->findChild<QComboBox*>(QStringLiteral("fvar"));
+  Press(*dialog, Qt::Key_Return);
+  EXPECT_EQ(robot.seen.back().text, QLatin1String("You must have at least one atom selected!"));
+  window->Run(kSelectByNameCommand, "O2");
+  Settle();
+  EXPECT_EQ(field("part")->text(), QLatin1String("2"));
+  EXPECT_EQ(variable->currentData().toInt(), -2);
+  EXPECT_EQ(field("value")->text(), QLatin1String("0.6"));
+  Type(*dialog, "part", "one");
+  Press(*dialog, Qt::Key_Return);
+  EXPECT_EQ(robot.seen.back().text, QLatin1String("PART: \"one\" is not a number."));
+  Type(*dialog, "part", "-3");
+  variable->setCurrentIndex(variable->findData(3));
+  Type(*dialog, "value", "0.25");
+  Press(*dialog, Qt::Key_Return);
+  Settle();
+  EXPECT_EQ(Atom("O2")->part, -3);
+  EXPECT_EQ(Atom("O2")->occupancy, 31.0);
+  EXPECT_FLOAT_EQ(bench.document.instructions.freeVariables.at(1), 0.25f);
+  EXPECT_TRUE(dialog->isVisible());
+  window->Run(kUndoCommand);
+  Settle();
+  EXPECT_EQ(field("part")->text(), QLatin1String("2")) << "it follows an undo";
+  Press(*dialog, Qt::Key_Escape);
+  EXPECT_FALSE(dialog->isVisible());
+}
+
+TEST_F(EditDialogsTest, HidePartTicksActAtOnce) {
+  robot.Next([](QWidget&) {});
+  window->Run(kHidePartCommand);
+  auto* dialog = Open<QDialog>("Hide Disordered Parts");
+  ASSERT_TRUE(dialog);
+  ExpectKeyboardReachable(*dialog);
+  auto* box = dialog->findChild<QCheckBox*>(QStringLiteral("part2"));
+  ASSERT_TRUE(box);
+  EXPECT_EQ(dialog->findChildren<QCheckBox*>().size(), 3);
+  box->setFocus();
+  QTest::keyClick(box, Qt::Key_Space);
+  EXPECT_TRUE(bench.document.atoms.IsPartHidden(2));
+  window->Run(kUndoCommand);
+  Settle();
+  EXPECT_FALSE(box->isChecked());
+  window->Run(kSelectByNameCommand, "O2");
+  window->Run(kKillSelectedCommand);
+  Settle();
+  EXPECT_EQ(dialog->findChildren<QCheckBox*>().size(), 2) << "a PART is gone";
+}
+
+TEST_F(EditDialogsTest, KilledAtomsAreChosenFromAList) {
+  EXPECT_EQ(window->Run(kRestoreCommand), Outcome::Failed);
+  window->Run(kSelectByNameCommand, "C1 H1 O1");
+  window->Run(kKillSelectedCommand);
+  robot.Next([](QWidget& dialog) {
+    ExpectKeyboardReachable(dialog);
+    EXPECT_EQ(dialog.findChild<QListWidget*>()->count(), 3);
+    Alt(dialog, Qt::Key_A);
+    Press(dialog, Qt::Key_Return);
+  });
+  EXPECT_EQ(window->Run(kRestoreCommand), Outcome::Changed);
+  EXPECT_EQ(robot.seen.back().title, QLatin1String("Undelete Atom(s)"));
+  ASSERT_TRUE(Atom("C1") && Atom("O1") && Atom("H1"));
+  EXPECT_EQ(Atom("H1")->parent, Atom("C1"));
+}
+
+TEST_F(EditDialogsTest, BondWidthsAreChecked) {
+  bench.document.atoms.selectedBonds = {bench.document.atoms.FindBond(Atom("C1"), Atom("C2"))};
+  robot.Next([](QWidget& dialog) {
+    ExpectKeyboardReachable(dialog);
+    EXPECT_EQ(dialog.findChild<QLineEdit*>()->text(), QLatin1String("0.1"));
+    for (const char* bad : {"", "thick", "-1", "1e308", "0,2"}) {
+      Type(dialog, "width", bad);
+      Press(dialog, Qt::Key_Return);
+      EXPECT_TRUE(dialog.isVisible()) << bad;
+    }
+    Type(dialog, "width", "0.35");
+    Press(dialog, Qt::Key_Return);
+  });
+  EXPECT_EQ(window->Run(kCustomWidthCommand), Outcome::Changed);
+  EXPECT_EQ(robot.seen.size(), 6);
+  EXPECT_FLOAT_EQ(bench.document.atoms.selectedBonds.front()->width, 0.35f);
+}
+
+TEST_F(EditDialogsTest, SameIsPickedWithTheMouse) {
+  window->Run(kSelectByNameCommand, "O1");
+  EXPECT_EQ(window->Run(kSameCommand), Outcome::Cancelled);
+  EXPECT_TRUE(window->Input().PickPending());
+  Click(At("O2"));
+  QTest::keyClick(area, Qt::Key_Return);
+  ASSERT_TRUE(Atom("O2")->Extras().sameGroup);
+  EXPECT_EQ(Atom("O2")->Extras().sameGroup->names, std::vector<std::string>{"O1"});
+}
+
+}  // namespace
+}  // namespace marvik::test
