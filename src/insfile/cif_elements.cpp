@@ -11,6 +11,7 @@ namespace marvik {
 
 namespace {
 
+constexpr int kOxygenRow = 8;
 constexpr int kLawrenciumRow = 103;
 constexpr size_t kLongestLabel = 4;
 
@@ -86,6 +87,8 @@ int RowOfCifLabel(std::string_view label, const std::vector<FormulaElement>& for
   };
   if (isInFormula(two)) return two;
   if (isInFormula(one)) return one;
+  // Minerals have "Wat" for the oxygen atom of a water molecule, proteins "W1".
+  if ((label[0] & ~0x20) == 'W' && isInFormula(kOxygenRow)) return kOxygenRow;
   return two != kUnknownRow ? two : one;
 }
 

@@ -22,7 +22,7 @@ std::vector<FormulaElement> ParseFormula(std::string_view formula);
 int RowOfAtomType(std::string_view type);
 
 // The row that a label alone suggests. Where both its first letter and its first two name an element, the formula
-// decides, without one the case of the second letter.
+// decides; without one, two letters go before one.
 int RowOfCifLabel(std::string_view label, const std::vector<FormulaElement>& formula);
 
 // Gives labels that an instruction file can hold: at most four characters, unique whatever their case, no instructions,
