@@ -157,7 +157,10 @@ std::string WithSu(const Measured& m, int digits) {
 std::array<double, 6> CellSigmas(const std::string& zerrLine) {
   std::array<double, 6> sigmas{};
   const Command command = ParseCommand(zerrLine);
-  for (size_t i = 0; i < 6 && i + 1 < command.numbers.size(); ++i) sigmas[i] = std::fabs(command.numbers[i + 1]);
+  // Six alone come from a translated CIF, which leaves the number of formula units out.
+  const size_t first = command.numbers.size() == 6 ? 0 : 1;
+  for (size_t i = 0; i < 6 && first + i < command.numbers.size(); ++i)
+    sigmas[i] = std::fabs(command.numbers[first + i]);
   return sigmas;
 }
 

@@ -34,7 +34,9 @@ std::array<double, 6> CellSigmas(const std::string& zerrLine) {
     if (used > 0) numbers.push_back(value);
     rest.remove_prefix(std::max<size_t>(used, 1));
   }
-  for (size_t i = 0; i + 1 < numbers.size() && i < 6; ++i) sigmas[i] = std::fabs(numbers[i + 1]);
+  // Six alone come from a translated CIF, which leaves the number of formula units out.
+  const size_t first = numbers.size() == 6 ? 0 : 1;
+  for (size_t i = 0; first + i < numbers.size() && i < 6; ++i) sigmas[i] = std::fabs(numbers[first + i]);
   return sigmas;
 }
 

@@ -156,6 +156,7 @@ TEST_F(ChemTest, UncertaintiesComeFromCellAndCoordinates) {
   Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 2, 0, 0) + Line("C3", 1, 0, 2, 0) + Line("H4", 2, -1, 0, 0));
   document.instructions.zerrLine = "ZERR 4.00 0.02 0.02 0.02 0 0 0";
   EXPECT_EQ(CellSigmas(document.instructions.zerrLine)[2], 0.02);
+  EXPECT_EQ(CellSigmas("ZERR 0.004 0.005 0.006 0.1 0.2 0.3")[2], 0.006) << "without Z";
   CoordinateSigmas sigmas;
   const auto site = [&](const GeometryUncertainty& u, const char* name) { return u.SiteOf(*Atom(name)); };
   {
