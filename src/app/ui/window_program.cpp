@@ -9,6 +9,7 @@
 
 #include "app/ui/drawing_area.h"
 #include "app/ui/main_window.h"
+#include "app/ui/text_editor.h"
 #include "app/ui/window_messages.h"
 #include "app/workbench.h"
 #include "util/files.h"
@@ -65,17 +66,8 @@ void ReportFirstFrame(MainWindow& window, const QElapsedTimer& clock, const Work
                    });
 }
 
-}  // namespace
-
-int RunWindow(int argc, char** argv, const std::string& file) {
-  QElapsedTimer clock;
-  clock.start();
-  if (!HasDisplay()) {
-    SayNoDisplay();
-    return 1;
-  }
-  qInstallMessageHandler(HandleToolkitMessage);
-  QApplication app(argc, argv);
+// What every window of the program needs once the toolkit is there.
+void SetUpApplication() {
   // The toolkit has taken the user's locale; numbers in files have a point.
   std::setlocale(LC_NUMERIC, "C");
   QApplication::setApplicationName(QStringLiteral("marvik"));
@@ -84,7 +76,26 @@ int RunWindow(int argc, char** argv, const std::string& file) {
   QIcon icon(QStringLiteral(":/icons/marvik-64.png"));
   icon.addFile(QStringLiteral(":/icons/marvik-256.png"));
   QApplication::setWindowIcon(icon);
+}
 
+// False after a line on standard error.
+bool MayUseDisplay() {
+  if (!HasDisplay()) {
+    SayNoDisplay();
+    return false;
+  }
+  qInstallMessageHandler(HandleToolkitMessage);
+  return true;
+}
+
+}  // namespace
+
+int RunWindow(int argc, char** argv, const std::string& file) {
+  QElapsedTimer clock;
+  clock.start();
+  if (!MayUseDisplay()) return 1;
+  QApplication app(argc, argv);
+  SetUpApplication();
   WindowMessages messages;
   Workbench bench(messages);
   bench.keepsRecentFiles = true;
@@ -96,6 +107,19 @@ int RunWindow(int argc, char** argv, const std::string& file) {
   if (!file.empty()) window.OpenSoon(file);
   window.show();
   LoadEditorConfiguration(bench.settings, messages);
+  return QApplication::exec();
+}
+
+int RunTextEditor(int argc, char** argv, const std::string& file) {
+  if (!MayUseDisplay()) return 1;
+  QApplication app(argc, argv);
+  SetUpApplication();
+  auto* editor = new TextEditor;
+  if (!editor->Open(file)) {
+    delete editor;
+    return 1;
+  }
+  editor->show();
   return QApplication::exec();
 }
 

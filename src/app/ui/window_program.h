@@ -8,4 +8,7 @@ namespace marvik {
 // where there is no display a line on standard error says so.
 int RunWindow(int argc, char** argv, const std::string& file);
 
+// The same for the plain-text editor alone.
+int RunTextEditor(int argc, char** argv, const std::string& file);
+
 }  // namespace marvik
