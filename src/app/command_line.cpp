@@ -119,7 +119,8 @@ class BatchRun {
       });
     };
     bench_.hooks.judgeRefinement = [this](const RefinementReport& report) {
-      out_ << '\n' << ReportText(report);
+      const ResultSkipping skipping{options_.skipTableBelow.has_value(), options_.skipTableBelow.value_or(0.0)};
+      if (!MaySkipResult(report, skipping)) out_ << '\n' << ReportText(report);
       if (!report.note.empty()) messages_.Show({MessageIcon::Warning, "Refine", report.note});
       return !report.doubtful;
     };

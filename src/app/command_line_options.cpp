@@ -184,6 +184,10 @@ void Parser::TakeOption(const std::string& word) {
   } else if (word == "--package-directory") {
     options_.packageDirectory = Value(word);
     if (options_.packageDirectory.empty()) Wrong(word + " needs the name of a folder");
+  } else if (word == "--skip-table") {
+    double limit = 0.0;
+    if (!ParseWholeNumber(Value(word), limit) || limit < 0.0) Wrong("--skip-table takes a distance in Å");
+    options_.skipTableBelow = limit;
   } else if (word == "--json") {
     options_.json = true;
   } else if (word == "--yes") {
@@ -239,7 +243,10 @@ marvik --picture OUT FILE         draw FILE: .png .svg
     --labels on|off   --cell
 marvik --report KIND FILE         print what the structure holds: atoms, bonds, hybrid, plane, weighted-plane, centroid
     --select TEXT   --json
-marvik --commands STEPS FILE      run commands, before --write, --picture or --report where one is given:
+marvik --refine FILE              refine FILE with the program that the package directory's script names; what it prints
+                                  goes to standard output, then a table of what moved; NAME.res is the result
+    --skip-table LIMIT            no table when nothing moved by more than LIMIT Å
+marvik --commands STEPS FILE      run commands, before --write, --picture, --report or --refine where one is given:
                                   '203; 144=C* O1; 113' are three, with the text of the dialog behind "="
 marvik --edit FILE                open the plain-text editor on a file
 marvik --list-commands            one command a line: number, tab, menu text

@@ -33,6 +33,7 @@ struct CommandLineOptions {
   bool json = false;
   bool yes = false;
   bool timing = false;
+  std::optional<double> skipTableBelow;  // Å: a refinement that moved less prints no table
 
   // Anything was asked for that needs no window.
   bool IsBatch() const { return task != BatchTask::None || !commands.empty(); }

@@ -29,6 +29,12 @@ std::string PeakText(const PeakReport& peak) {
   return peak.nearest.empty() ? "far from all atoms" : Printf("%.2f Å from %s", peak.distance, peak.nearest.c_str());
 }
 
+bool MaySkipResult(const RefinementReport& report, const ResultSkipping& skipping) {
+  const ModelChanges& changes = report.changes;
+  return skipping.on && !report.doubtful && report.note.empty() && changes.added == 0 && changes.gone == 0 &&
+         changes.largestShift <= skipping.below;
+}
+
 std::string ReportText(const RefinementReport& report) {
   std::string text;
   const auto figure = [&](const char* name, const std::optional<double>& before, const std::optional<double>& after,

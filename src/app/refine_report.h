@@ -16,6 +16,15 @@ struct RefinementReport {
   bool doubtful = false;  // the note speaks against the result: nobody accepts it unasked
 };
 
+// When the table of what a refinement did is left out and its result accepted at once.
+struct ResultSkipping {
+  bool on = true;
+  double below = 0.001;  // Å: the largest shift that counts as nothing
+};
+
+// Whether a result is so plain that nobody need look at it.
+bool MaySkipResult(const RefinementReport& report, const ResultSkipping& skipping);
+
 // The report as lines of text: the figures, the atoms that moved most, and the highest peaks.
 std::string ReportText(const RefinementReport& report);
 

@@ -37,6 +37,14 @@ void OutputReader::Begin() {
   carry_.clear();
 }
 
+void OutputReader::Finish(const Sinks& sinks) {
+  if (begun_.empty()) return;
+  ++lines_;
+  offset_ += static_cast<long long>(begun_.size());
+  sinks.whole(begun_, false);
+  begun_.clear();
+}
+
 void OutputReader::Show(std::string_view line, const Sinks& sinks) {
   if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
   sinks.shown(line);
@@ -76,13 +84,13 @@ size_t OutputReader::TakeLines(std::string_view buffer, bool atEnd, const Sinks&
     }
     at += line.size() + (ends ? 1 : 0);
   }
-  if (atEnd && at < buffer.size()) {
-    const std::string_view begun = buffer.substr(at);
+  begun_ = atEnd ? buffer.substr(at) : std::string_view{};
+  if (!begun_.empty()) {
     if (lines_ + 1 > shown_) {
       shown_ = lines_ + 1;
-      Show(begun, sinks);
+      Show(begun_, sinks);
     }
-    LookForEnd(begun);
+    LookForEnd(begun_);
   }
   return at;
 }

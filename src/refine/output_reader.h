@@ -26,6 +26,8 @@ class OutputReader {
   // Reads on, up to a quarter of a megabyte; true when more is there already. A file that is not there yet, or was made
   // anew, is no error.
   bool Pass(const Sinks& sinks);
+  // When nothing more will come: the last line is complete without a line end.
+  void Finish(const Sinks& sinks);
 
   // A line held "finished" or "CANNOT OPEN FILE".
   bool EndWordSeen() const { return endWordSeen_; }
@@ -43,6 +45,7 @@ class OutputReader {
   long long offset_ = 0;  // of the first line that was not complete
   long long lines_ = 0;   // complete ones
   long long shown_ = 0;   // highest number shown
+  std::string begun_;     // the line that was not complete at the last pass
   std::string carry_;     // end of the earlier pieces of the present line
   bool endWordSeen_ = false;
   bool endWordAnywhere_ = false;

@@ -33,11 +33,21 @@ void RefinementRun::TakeWhole(std::string_view piece, bool lineEnd) {
   if (lastLines_.size() > kLastLines) lastLines_.pop_front();
 }
 
+OutputReader::Sinks RefinementRun::Sinks() {
+  return {[this](std::string_view line) {
+            if (onShownLine) onShownLine(line);
+          },
+          [this](std::string_view piece, bool lineEnd) { TakeWhole(piece, lineEnd); }};
+}
+
 bool RefinementRun::ReadOn() {
-  return reader_.Pass({[this](std::string_view line) {
-                         if (onShownLine) onShownLine(line);
-                       },
-                       [this](std::string_view piece, bool lineEnd) { TakeWhole(piece, lineEnd); }});
+  return reader_.Pass(Sinks());
+}
+
+void RefinementRun::ReadToEnd() {
+  while (ReadOn()) {
+  }
+  reader_.Finish(Sinks());
 }
 
 bool RefinementRun::Pass() {
@@ -51,7 +61,10 @@ bool RefinementRun::Pass() {
   } else if (end && !more) {
     state_ = reader_.EndWordSeenAnywhere() ? RunState::Finished : RunState::EndedEarly;
   }
-  if (state_ == RunState::EndedEarly) child_.EndAll();
+  if (state_ == RunState::EndedEarly) {
+    child_.EndAll();
+    ReadToEnd();
+  }
   return more && state_ == RunState::Running;
 }
 
@@ -70,8 +83,7 @@ void RefinementRun::WaitForEnd(std::chrono::milliseconds wait) {
     std::this_thread::sleep_for(kEndPause);
   }
   child_.EndAll();
-  while (ReadOn()) {
-  }
+  ReadToEnd();
 }
 
 std::string RefinementRun::EndText() const {

@@ -61,6 +61,8 @@ class RefinementRun {
 
  private:
   bool ReadOn();
+  void ReadToEnd();
+  OutputReader::Sinks Sinks();
   void TakeWhole(std::string_view piece, bool lineEnd);
 
   ChildProcess& child_;

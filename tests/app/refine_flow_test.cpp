@@ -1,10 +1,12 @@
 #include "app/refine_flow.h"
 
 #include <algorithm>
+#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "app/bench_fixture.h"
+#include "app/command_line.h"
 #include "app/command_table.h"
 #include "app/open_save.h"
 
@@ -267,6 +269,30 @@ TEST_F(RefineFlow, OddNamesReachTheProgramWhole) {
     EXPECT_EQ(bench.document.CurrentFile, folder / (name + ".res"));
   }
   EXPECT_FALSE(folder.Has("hit"));
+}
+
+TEST_F(RefineFlow, CommandLinePrintsTheOutputAndTheTable) {
+  const auto run = [&](std::vector<std::string> words) {
+    std::ostringstream out;
+    std::ostringstream err;
+    words.insert(words.end(), {"--package-directory", folder / "pkg", folder / "job.res"});
+    const int status = RunCommandLine(ParseCommandLine(words), "", out, err);
+    return std::to_string(status) + "|" + out.str() + "|" + err.str();
+  };
+  Steps("say line one\npart no end, finished\ncopy new.res\n");
+  const std::string first = run({"--refine", "--skip-table", "0.06"});
+  EXPECT_EQ(first, "0|line one\nno end, finished|");
+  EXPECT_EQ(
+      run({"--refine"}),
+      "1||Error: Undetermined Elements Remaining in Structure: Refinement could not proceed because atom(s) of type "
+      "Q were found.\n");
+  Steps("say finished\ncopy\n");
+  const std::string second = run({"--refine", "--commands", "203"});
+  EXPECT_EQ(second.substr(0, 12), "0|finished\n\n");
+  EXPECT_NE(second.find("Largest shift 0.0000 Å, 0 atoms new, 0 gone\n"), std::string::npos) << second;
+  Steps("say no\nexit 2\n");
+  EXPECT_NE(run({"--refine"}).find("1|no\n|Error: Refinement Failed: The refinement program ended"), std::string::npos);
+  EXPECT_EQ(run({"--refine", "--skip-table", "x"}).front(), '2');
 }
 
 }  // namespace

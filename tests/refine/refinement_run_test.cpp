@@ -67,9 +67,10 @@ TEST_F(Run, NoticesAnEndWithoutTheWord) {
   EXPECT_EQ(run.EndText(), "exit status 3");
   EXPECT_EQ(run.LastLines().back(), "** no data **");
   EXPECT_FALSE(SpawnedLives());
-  RefinementRun crash = MakeRun("say x\ncrash\n");
+  RefinementRun crash = MakeRun("say x\npart the last\ncrash\n");
   EXPECT_EQ(RunToEnd(crash, messages, stop), RunState::EndedEarly);
   EXPECT_EQ(crash.EndText(), "signal 9");
+  EXPECT_EQ(crash.LastLines().back(), "the last") << "without a line end";
 }
 
 TEST_F(Run, CancelEndsEveryProcess) {

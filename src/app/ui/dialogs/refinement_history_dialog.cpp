@@ -30,7 +30,7 @@ RefinementHistoryDialog::RefinementHistoryDialog(QWidget* parentWidget, std::vec
                                  time.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")), ToText(FigureText(step.r1, 4)),
                                  QString::number(step.atoms)});
   }
-  for (int i = 0; i < table_->columnCount(); ++i) {
+  for (int i = 0; i + 1 < table_->columnCount(); ++i) {
     table_->resizeColumnToContents(i);
     table_->setColumnWidth(i, table_->columnWidth(i) + 14);
   }

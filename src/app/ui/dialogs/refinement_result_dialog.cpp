@@ -56,12 +56,6 @@ void FitColumns(QTreeWidget& table) {
 
 }  // namespace
 
-bool MaySkipResult(const RefinementReport& report, const ResultSkipping& skipping) {
-  const ModelChanges& changes = report.changes;
-  return skipping.on && !report.doubtful && report.note.empty() && changes.added == 0 && changes.gone == 0 &&
-         changes.largestShift <= skipping.below;
-}
-
 RefinementResultDialog::RefinementResultDialog(QWidget* parentWidget, const RefinementReport& report,
                                                const ResultSkipping& skipping)
     : QDialog(parentWidget) {

@@ -10,15 +10,6 @@ class QTreeWidget;
 
 namespace marvik {
 
-// When the table of what a refinement did is left out and its result accepted at once.
-struct ResultSkipping {
-  bool on = true;
-  double below = 0.001;  // Å: the largest shift that counts as nothing
-};
-
-// Whether a result is so plain that nobody need look at it.
-bool MaySkipResult(const RefinementReport& report, const ResultSkipping& skipping);
-
 // "Refinement Result": figures of merit old and new, what moved, and the new peaks. Accepted or rejected (Discard).
 class RefinementResultDialog : public QDialog {
   Q_OBJECT
