@@ -71,7 +71,7 @@ TEST_F(MainWindowTest, OpenAndSaveAskForNames) {
   NextFile("other", &filters);
   window->Run(kSaveAsCommand);
   EXPECT_EQ(robot.seen.takeLast().title, "Save a File");
-  EXPECT_EQ(filters.size(), 7);
+  EXPECT_EQ(filters.size(), 8);
   EXPECT_EQ(bench.document.CurrentFile, scratch / "other.ins");
   EXPECT_TRUE(scratch.Has("other.ins"));
 

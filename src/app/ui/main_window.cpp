@@ -24,6 +24,7 @@
 #include "app/ui/refinement_windows.h"
 #include "app/ui/report_window.h"
 #include "app/ui/text.h"
+#include "app/ui/text_editor.h"
 #include "app/ui/window_messages.h"
 
 namespace marvik {
@@ -89,6 +90,9 @@ void MainWindow::SetUpHooks(WindowMessages& messages) {
   bench_.hooks.recentFilesChanged = [this] { menus_->RebuildRecentFiles(); };
   bench_.hooks.busy = [this](bool on) { ShowBusy(on); };
   bench_.hooks.quit = [this] { close(); };
+  bench_.hooks.runEditor = [this](const std::string& path, bool wait) {
+    return RunEditor(*this, bench_.settings.EditorCommand, path, wait);
+  };
   bench_.hooks.askArgument = [this](int id) { return AskArgument(id); };
   refinement_ = std::make_unique<RefinementWindows>(
       bench_, *this, settings_, [this](const QString& text) { statusBar()->showMessage(text, kMessageTime); });
