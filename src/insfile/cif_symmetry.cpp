@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "cryst/symmetry.h"
+#include "insfile/cif_space_group.h"
 
 namespace marvik {
 
@@ -36,9 +37,34 @@ bool IsIdentity(const SymmetryOperator& op) {
   return true;
 }
 
+// Whether every rotation leaves the lengths of the cell's edges and the angles between them alone.
+bool FitsCell(const SymmetryList& operators, const OrthogonalisationMatrix& matrix) {
+  constexpr double kTolerance = 0.01;  // of the product of two edges
+  const Fractional edges[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+  for (const SymmetryOperator& op : operators) {
+    const auto image = [&](size_t i) { return matrix * (op.Apply(edges[i]) - op.Apply({})); };
+    for (size_t i = 0; i < 3; ++i)
+      for (size_t j = i; j < 3; ++j) {
+        const Cartesian a = matrix * edges[i];
+        const Cartesian b = matrix * edges[j];
+        if (std::fabs(Dot(image(i), image(j)) - Dot(a, b)) > kTolerance * Length(a) * Length(b)) return false;
+      }
+  }
+  return true;
+}
+
 }  // namespace
 
-CifSymmetry ReadCifSymmetry(const CifBlock& block, UserMessages& messages) {
+void CifSymmetry::Add(std::string text, UserMessages& messages) {
+  AddSymmetryOperator(operators, text, -1, kSymmLineOperator, messages);
+  if (IsIdentity(operators.back())) {
+    operators.pop_back();
+  } else {
+    lines.push_back(std::move(text));
+  }
+}
+
+CifSymmetry ReadCifSymmetry(const CifBlock& block, const OrthogonalisationMatrix& matrix, UserMessages& messages) {
   CifSymmetry symmetry;
   AddSymmetryOperator(symmetry.operators, "X,Y,Z", -1, kImpliedOperator, messages);
   const CifColumn texts = FindColumn(block, {"_symmetry_equiv_pos_as_xyz", "_space_group_symop_operation_xyz",
@@ -46,15 +72,26 @@ CifSymmetry ReadCifSymmetry(const CifBlock& block, UserMessages& messages) {
   for (size_t row = 0; row < texts.Rows(); ++row) {
     std::string text = SpacePart(texts[row]);
     if (text.find_first_of("\n\r\t!=") != std::string::npos || text.empty()) continue;
-    symmetry.isGiven = true;
-    AddSymmetryOperator(symmetry.operators, text, -1, kSymmLineOperator, messages);
-    if (IsIdentity(symmetry.operators.back())) {
-      symmetry.operators.pop_back();
-    } else {
-      symmetry.lines.push_back(std::move(text));
-    }
+    symmetry.isListed = true;
+    symmetry.Add(std::move(text), messages);
+  }
+  if (symmetry.isListed) return symmetry;
+  const std::string hall(FindColumn(block, {"_symmetry_space_group_name_hall", "_space_group_name_hall"})[0]);
+  const std::string name(CifSpaceGroupName(block));
+  for (const auto& [source, symbol] : {std::pair{hall, hall}, {name, HallSymbolOf(name)}}) {
+    const auto operators = OperatorsOfHallSymbol(symbol);
+    CifSymmetry made = symmetry;
+    for (const std::string& text : operators) made.Add(text, messages);
+    if (operators.empty() || !FitsCell(made.operators, matrix)) continue;
+    made.source = source;
+    return made;
   }
   return symmetry;
+}
+
+CifValue CifSpaceGroupName(const CifBlock& block) {
+  return FindColumn(block, {"_symmetry_space_group_name_h-m", "_space_group_name_h-m_alt", "_space_group_name_h-m_ref",
+                            "_space_group_name_h-m_full"})[0];
 }
 
 int SiteSymmetryOrder(const Fractional& place, const SymmetryList& operators, const OrthogonalisationMatrix& matrix) {

@@ -58,11 +58,11 @@ std::string EmbeddedResultFile(const CifBlock& block) {
 // Composes the result file of one block.
 class CifComposer {
  public:
-  CifComposer(const CifBlock& block, UserMessages& messages)
-      : block_(block), symmetry_(ReadCifSymmetry(block, messages)) {}
+  CifComposer(const CifBlock& block, UserMessages& messages) : block_(block), messages_(messages) {}
 
   std::optional<CifTranslation> Compose() {
     if (!TakeCell()) return {};
+    symmetry_ = ReadCifSymmetry(block_, matrix_, messages_);
     const CifValue formula = FindColumn(block_, {"_chemical_formula_sum"})[0];
     formula_ = ParseFormula(formula);
     atoms_ = ReadCifAtoms(block_, cell_, formula_, losses_);
@@ -93,6 +93,7 @@ class CifComposer {
   void Notice(size_t count, const char* what);
 
   const CifBlock& block_;
+  UserMessages& messages_;
   CifSymmetry symmetry_;
   CellParameters cell_;
   OrthogonalisationMatrix matrix_;
@@ -146,8 +147,7 @@ void CifComposer::Title() {
   CifValue code = FindColumn(block_, {"_database_code_csd", "_database_code_depnum_ccdc_archive", "_cod_database_code",
                                       "_database_code_icsd", "_database_code_amcsd"})[0];
   if (code.empty()) code = block_.name;
-  const CifValue group = FindColumn(block_, {"_symmetry_space_group_name_h-m", "_space_group_name_h-m_alt",
-                                             "_space_group_name_h-m_ref", "_space_group_name_h-m_full"})[0];
+  const CifValue group = CifSpaceGroupName(block_);
   text_ = LineOf(std::string("TITL  ").append(code).append(" ").append(group)) + "\n";
 }
 
@@ -253,8 +253,10 @@ void CifComposer::Notices() {
   Notice(losses_.otherOccupancies, " impossible occupancies became 1.");
   Notice(losses_.otherDisplacements, " impossible displacement values were not taken over.");
   if (losses_.atomLoopIsCut) Notice(1, " incomplete row ends the list of atoms; the file may be cut off.");
-  if (symmetry_.isGiven) return;
-  notices_.append(notices_.empty() ? "" : "\n").append("There are no symmetry operators; P 1 is assumed.");
+  if (symmetry_.isListed) return;
+  notices_ += notices_.empty() ? "" : "\n";
+  notices_ += symmetry_.source.empty() ? "There are no symmetry operators; P 1 is assumed."
+                                       : LineOf("The symmetry operators were made from \"" + symmetry_.source + "\".");
 }
 
 }  // namespace

@@ -215,6 +215,14 @@ TEST(CifTranslation, OperatorsOfMoreDimensionsAndOtherTexts) {
                           "1 x1,x2,x3,x4 2 -x2,x1,1/2+x3,-x4 3 nonsense 4 x,y 5 -x,-y,z,+1\n" +
                           kRows + "C1 .1 .2 .3\n";
   EXPECT_NE(TextOf(cif).find("LATT -1\nSYMM -y,x,1/2+z\nSYMM -x,-y,z\nSFAC"), std::string::npos) << TextOf(cif);
+  // Without a list the symbols speak, the one that leaves nothing open first.
+  const std::string named = kHead + kRows + "C1 .1 .2 .3\n_symmetry_space_group_name_H-M 'P 1 21/n 1'\n";
+  EXPECT_NE(TextOf(named).find("\nSYMM -x+1/2,y+1/2,-z+1/2\n"), std::string::npos) << TextOf(named);
+  EXPECT_EQ(NoticesOf(named), "The symmetry operators were made from \"P 1 21/n 1\".");
+  const std::string hexagonal =
+      kHead + kRows + "C1 .1 .2 .3\n_symmetry_space_group_name_H-M 'R -3 m'\n_space_group_name_Hall junk\n";
+  EXPECT_EQ(NoticesOf(hexagonal), "There are no symmetry operators; P 1 is assumed.") << "the cell is none for it";
+  EXPECT_EQ(NoticesOf(named + "_space_group_name_Hall -P_1"), "The symmetry operators were made from \"-P_1\".");
 }
 
 TEST(CifTranslation, OffersTheResultFileThatTheCifCarries) {
