@@ -279,8 +279,8 @@ SortResult SortAtoms(Document& document, const AtomOrder& order) {
   for (const NamedRange& range : ranges) {
     if (AtomsBetween(document, range) != range.atoms) result.brokenRanges.push_back(range.line);
   }
-  const auto repeated = std::ranges::unique(result.brokenRanges);
-  result.brokenRanges.erase(repeated.begin(), repeated.end());
+  std::vector<std::string>& broken = result.brokenRanges;
+  broken.erase(std::unique(broken.begin(), broken.end()), broken.end());
   return result;
 }
 
