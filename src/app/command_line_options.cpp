@@ -10,8 +10,6 @@
 namespace marvik {
 namespace {
 
-constexpr int kLargestPicture = 16384;
-
 const std::vector<std::string> kWriteFormats{"ins", "res", "pdb", "ct", "inp", "wrl", "con", "glb"};
 const std::vector<std::string> kPictureFormats{"png", "jpg", "svg", "pdf"};
 
@@ -145,9 +143,22 @@ bool Parser::TakePictureOption(const std::string& word) {
     const int mode = OneOf(word, {"wire", "ball", "ellipsoid", "pipes"});
     if (mode >= 0) options_.rendition = mode;
   } else if (word == "--size") {
-    const auto size = WholeNumber(Value(word), 16, kLargestPicture);
-    if (!size) Wrong("--size takes a number of pixels from 16 to " + std::to_string(kLargestPicture));
-    options_.size = size.value_or(0);
+    options_.size = WholeNumber(Value(word), kSmallestPicture, kLargestPicture);
+    if (!options_.size) {
+      Wrong("--size takes a number of pixels from " + std::to_string(kSmallestPicture) + " to " +
+            std::to_string(kLargestPicture));
+    }
+  } else if (word == "--resolution") {
+    double value = 0.0;
+    if (!ParseWholeNumber(Value(word), value) || !(value >= 1.0 && value <= kLargestResolution))
+      Wrong("--resolution takes dots per inch, 1 to 10000");
+    options_.resolution = value;
+  } else if (word == "--background") {
+    const std::string name = Value(word);
+    options_.background = BackgroundNamed(name);
+    if (!options_.background) Wrong("--background takes one of black, white, transparent, not " + name);
+  } else if (word == "--transparent") {
+    options_.background = PictureBackground::Transparent;
   } else if (word == "--rotate") {
     TakeRotation(Value(word));
   } else if (word == "--labels") {
@@ -156,8 +167,11 @@ bool Parser::TakePictureOption(const std::string& word) {
     options_.cell = true;
   } else if (word == "--renderer") {
     options_.openGl = OneOf(word, {"interactive", "opengl"}) == 1;
-  } else if (word == "--layers" || word == "--recipe") {
-    // Belong to the OpenGL renderer alone.
+  } else if (word == "--recipe") {
+    options_.recipe = Value(word);
+    if (options_.recipe.empty()) Wrong(word + " needs the name of a file");
+  } else if (word == "--layers") {
+    // Belongs to the OpenGL renderer alone.
     Value(word);
     options_.openGl = true;
   } else if (word == "--black-white") {
@@ -238,9 +252,9 @@ const char* CommandLineHelp() {
   return R"(marvik [FILE]                     open the window
 marvik --write OUT FILE           read FILE (.ins .res .cif) and write OUT: .ins .res .pdb .ct .inp .wrl .con .glb
                                   (--rendition ball|ellipsoid for .wrl .glb)
-marvik --picture OUT FILE         draw FILE: .png .svg
-    --rendition wire|ball|ellipsoid|pipes   --size PIXELS   --rotate X,Y,Z (degrees)
-    --labels on|off   --cell
+marvik --picture OUT FILE         draw FILE: .png .svg .pdf
+    --rendition wire|ball|ellipsoid|pipes   --rotate X,Y,Z (degrees)   --labels on|off   --cell
+    --size PIXELS   --resolution DPI   --background black|white|transparent   --transparent
 marvik --report KIND FILE         print what the structure holds: atoms, bonds, hybrid, plane, weighted-plane, centroid
     --select TEXT   --json
 marvik --refine FILE              refine FILE with the program that the package directory's script names; what it prints
@@ -252,7 +266,7 @@ marvik --edit FILE                open the plain-text editor on a file
 marvik --list-commands            one command a line: number, tab, menu text
 marvik --help | --version
 
-OUT may be - for standard output, with --format ins|res|pdb|ct|inp|wrl|con|glb|png|svg.
+OUT may be - for standard output, with --format ins|res|pdb|ct|inp|wrl|con|glb|png|svg|pdf.
 --yes                    answer questions with yes
 --timing                 end standard error with the seconds that the stages took
 --package-directory DIR  the folder of element table, settings and examples

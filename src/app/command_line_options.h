@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "app/picture_options.h"
+
 namespace marvik {
 
 enum class BatchTask { None, Help, Version, ListCommands, Write, Picture, Report, Refine, Script, Edit };
@@ -26,8 +28,11 @@ struct CommandLineOptions {
   std::vector<CommandStep> commands;
   std::optional<int> rendition;    // a DisplayMode
   std::array<double, 3> rotate{};  // degrees about the screen's X, Y, Z, in this order
-  int size = 600;                  // pixels
-  bool labels = true;
+  std::optional<int> size;         // pixels
+  std::optional<double> resolution;
+  std::optional<PictureBackground> background;
+  std::string recipe;  // a picture recipe's file
+  std::optional<bool> labels;
   bool cell = false;
   bool openGl = false;
   bool json = false;

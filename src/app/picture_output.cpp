@@ -1,67 +1,171 @@
 #include "app/picture_output.h"
 
+#include <algorithm>
+#include <cmath>
+#include <new>
+
 #include "display/label_font.h"
-#include "display/png_writer.h"
-#include "display/scanline_canvas.h"
+#include "display/pdf_canvas.h"
+#include "display/png_strips.h"
 #include "display/svg_canvas.h"
 #include "util/files.h"
 
 namespace marvik {
 namespace {
 
-// Of a picture's side; 12 pixels at 600.
-constexpr double kLabelPart = 0.02;
+constexpr double kPointsPerInch = 72.0;
+constexpr double kPointsPerPageUnit = kPointsPerInch / 2540.0;
+// Of the page, in page units: the middle of what projectSegmentForPrint draws, and the side of its square.
+constexpr CanvasPoint kPageMiddle{9741.0, 13716.0};
+constexpr double kPageSide = 2.0 * 10160.0;
+constexpr double kA4Width = 21000.0;
+constexpr double kA4Height = 29700.0;
 
 void Refuse(const Workbench& bench, const std::string& text) {
   bench.messages.Show({MessageIcon::Warning, "Error: File I/O", text});
 }
 
-void DrawOn(Workbench& bench, int size, const RenderOptions& options, Canvas& canvas) {
-  const StageClock clock(bench.seconds.draw);
+// The view fitted into a square of that side; what was moved by hand moves as far on the larger picture.
+ViewState FittedView(const Workbench& bench, double side) {
   ViewState view = bench.view;
-  view.drawingSize = size;
+  const double factor = bench.view.drawingSize > 0.0 ? side / bench.view.drawingSize : 1.0;
+  view.panX = static_cast<int32_t>(std::lround(std::clamp(view.panX * factor, -1e6, 1e6)));
+  view.panY = static_cast<int32_t>(std::lround(std::clamp(view.panY * factor, -1e6, 1e6)));
+  view.drawingSize = side;
   view.fitView(view.viewRadius, std::nullopt);
-  bench.renderer.Render(bench.document, view, options, canvas, [] { return true; });
+  return view;
 }
 
-// On white, as figures are printed; `size` in points.
-std::string DrawSvg(Workbench& bench, int size) {
+bool DrawOn(Workbench& bench, const ViewState& view, const RenderOptions& options, Canvas& canvas) {
+  const StageClock clock(bench.seconds.draw);
+  return bench.renderer.Render(bench.document, view, options, canvas, bench.hooks.goOn);
+}
+
+RenderOptions VectorOptions(const Workbench& bench, const PictureOptions& picture) {
   RenderOptions options = bench.ScreenOptions();
   options.exact = true;
-  options.whiteBackground = true;
-  LabelFont font(size * kLabelPart);
-  SvgCanvas canvas(size, font);
-  DrawOn(bench, size, options, canvas);
+  options.cutOctant = true;
+  options.whiteBackground = picture.background != PictureBackground::Black;
+  options.clear = picture.background != PictureBackground::Transparent;
+  return options;
+}
+
+// Points.
+int VectorSide(const PictureOptions& picture) {
+  if (!(picture.resolution > 0.0)) return picture.size;
+  return std::max(kSmallestPicture, static_cast<int>(std::lround(picture.size * kPointsPerInch / picture.resolution)));
+}
+
+using Bytes = std::optional<std::string>;
+
+Bytes DrawSvg(Workbench& bench, const PictureOptions& picture) {
+  const int side = VectorSide(picture);
+  LabelFont font(side * kLabelPart);
+  SvgCanvas canvas(side, font);
+  if (!DrawOn(bench, FittedView(bench, side), VectorOptions(bench, picture), canvas)) return {};
   return canvas.Finish();
 }
 
+Bytes DrawPdf(Workbench& bench, const PictureOptions& picture) {
+  const int side = VectorSide(picture);
+  const std::string file = FindSansFontFile();
+  LabelFont font(side * kLabelPart, file);
+  PdfPage page;
+  page.width = page.height = side;
+  page.title = bench.Title();
+  PdfCanvas canvas(page, font, file);
+  if (!DrawOn(bench, FittedView(bench, side), VectorOptions(bench, picture), canvas)) return {};
+  return canvas.Finish();
+}
+
+Bytes DrawPng(Workbench& bench, const PictureOptions& picture) {
+  const bool transparent = picture.background == PictureBackground::Transparent;
+  RenderOptions options = bench.ScreenOptions();
+  options.whiteBackground = transparent || picture.background == PictureBackground::White;
+  const ViewState view = FittedView(bench, picture.size);
+  const StripDrawing drawing{picture.size, transparent, options.labels || options.showCell};
+  return DrawPngInStrips(
+      drawing, picture.resolution,
+      [&](Canvas& canvas, bool clear) {
+        options.clear = clear;
+        return DrawOn(bench, view, options, canvas);
+      },
+      bench.messages);
+}
+
+struct Format {
+  const char* extension;
+  Bytes (*draw)(Workbench&, const PictureOptions&);
+};
+constexpr Format kFormats[] = {{"png", DrawPng}, {"svg", DrawSvg}, {"pdf", DrawPdf}};
+
 }  // namespace
 
-std::optional<std::string> DrawPicture(Workbench& bench, int size, const std::string& format) {
-  if (format == "svg") return DrawSvg(bench, size);
-  if (format != "png") {
-    Refuse(bench, "Pictures can be written as .png and .svg; ." + format + " is not available yet.");
+std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& options, const std::string& format) {
+  const auto* known = std::ranges::find(kFormats, std::string_view(format), &Format::extension);
+  if (known == std::end(kFormats)) {
+    Refuse(bench, "Pictures can be written as .png, .svg and .pdf; ." + format + " is not available yet.");
     return {};
   }
-  Image image(size, size);
-  const RenderOptions options = bench.ScreenOptions();
-  std::optional<LabelFont> font;
-  if (options.labels || options.showCell) font.emplace(size * kLabelPart);
-  ScanlineCanvas canvas(image, font ? &*font : nullptr);
-  DrawOn(bench, size, options, canvas);
-  const StageClock clock(bench.seconds.write);
-  auto bytes = EncodePng(image);
-  if (!bytes) Refuse(bench, "The picture could not be made.");
+  if (options.size < kSmallestPicture || options.size > kLargestPicture) {
+    Refuse(bench, "A picture has from " + std::to_string(kSmallestPicture) + " to " + std::to_string(kLargestPicture) +
+                      " pixels a side.");
+    return {};
+  }
+  Bytes bytes;
+  try {
+    bytes = known->draw(bench, options);
+  } catch (const std::bad_alloc&) {
+    Refuse(bench, "There is not enough memory for this picture.");
+    return {};
+  }
+  if (!bytes) Refuse(bench, "The picture was stopped; nothing was written.");
   return bytes;
 }
 
-bool WritePicture(Workbench& bench, int size, const std::string& path, const std::string& format) {
-  const auto bytes = DrawPicture(bench, size, format.empty() ? LowerExtensionOf(path) : format);
+bool WritePicture(Workbench& bench, const PictureOptions& options, const std::string& path, const std::string& format) {
+  const auto bytes = DrawPicture(bench, options, format.empty() ? LowerExtensionOf(path) : format);
   if (!bytes) return false;
   const StageClock clock(bench.seconds.write);
   if (WriteFileAtomically(path, *bytes) == 0) return true;
   Refuse(bench, "Error opening file (" + path + ") for writing.");
   return false;
+}
+
+PagePlace PlaceOnPage(double width, double height) {
+  PagePlace place;
+  const double least = std::min(width, height);
+  if (least > 0.0 && least < kPageSide) place.scale = least / kPageSide;
+  place.corner = {kPageMiddle.x - width / 2.0 / place.scale, kPageMiddle.y - height / 2.0 / place.scale};
+  return place;
+}
+
+bool DrawPage(Workbench& bench, Canvas& canvas) {
+  // A step of the device origin is 36 page units.
+  constexpr double kOriginStep = 36.0;
+  ViewState view = bench.view;
+  const double pixels = view.viewportWidth * 0.5 - 1.0;
+  const double step = pixels > 0.0 ? kPageSide / 2.0 / pixels / kOriginStep : 0.0;
+  view.deviceOriginX = static_cast<int32_t>(std::lround(view.panX * step));
+  view.deviceOriginY = static_cast<int32_t>(std::lround(view.panY * step));
+  RenderOptions options = bench.ScreenOptions();
+  options.printing = true;
+  return DrawOn(bench, view, options, canvas);
+}
+
+std::optional<std::string> DrawPdfPage(Workbench& bench) {
+  const PagePlace place = PlaceOnPage(kA4Width, kA4Height);
+  const std::string file = FindSansFontFile();
+  LabelFont font(kPageLabelSize, file);
+  PdfPage page;
+  page.width = kA4Width * kPointsPerPageUnit;
+  page.height = kA4Height * kPointsPerPageUnit;
+  page.unit = place.scale * kPointsPerPageUnit;
+  page.corner = place.corner;
+  page.title = bench.Title();
+  PdfCanvas canvas(page, font, file);
+  if (!DrawPage(bench, canvas)) return {};
+  return canvas.Finish();
 }
 
 }  // namespace marvik

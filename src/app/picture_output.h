@@ -3,15 +3,29 @@
 #include <optional>
 #include <string>
 
+#include "app/picture_options.h"
 #include "app/workbench.h"
 
 namespace marvik {
 
-// Draws what the screen shows of the workbench, with its view fitted into a square of `size` pixels, and gives the
-// bytes of a picture file of that format (an extension, lower case). Nothing after a message.
-std::optional<std::string> DrawPicture(Workbench& bench, int size, const std::string& format);
+// Draws what the screen shows of the workbench, with its view fitted into a square, and gives the bytes of a picture
+// file of that format (an extension, lower case). Nothing after a message, which is also what it gives when the hook
+// `goOn` or the progress box ends it. The atoms' screen positions are those of the picture then.
+std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& options, const std::string& format);
 
-// The same into a file, by its extension unless a format is given. False after a message.
-bool WritePicture(Workbench& bench, int size, const std::string& path, const std::string& format);
+// The same into a file, by its extension unless a format is given. False after a message, with the file as it was.
+bool WritePicture(Workbench& bench, const PictureOptions& options, const std::string& path, const std::string& format);
+
+// Where the square of the picture lies on paper, in hundredths of a millimetre.
+struct PagePlace {
+  double scale = 1.0;  // below 1 where the paper is smaller than the picture
+  CanvasPoint corner;  // of the paper's upper left, in the units of what is drawn: (page unit - corner) · scale
+};
+PagePlace PlaceOnPage(double width, double height);
+// Draws the view in page units, hundredths of a millimetre. The font's size is that of the labels, in page units too.
+inline constexpr double kPageLabelSize = 406.0;
+bool DrawPage(Workbench& bench, Canvas& canvas);
+// One page of A4 as PDF.
+std::optional<std::string> DrawPdfPage(Workbench& bench);
 
 }  // namespace marvik

@@ -45,6 +45,8 @@ struct WindowHooks {
   std::function<std::unique_ptr<ChildProcess>()> makeChild;
   // Hands a query file to ConQuest, or says that there is none. Without a hook the file is all there is.
   std::function<void(const std::string& path)> startConQuest;
+  // Asked during the drawing of a picture file or a page: whether to go on. False is the user's Escape or Space.
+  std::function<bool()> goOn;
   // Takes a report: a window beside the model, or the command line's output.
   std::function<void(const ReportRequest& request)> showReport;
 };

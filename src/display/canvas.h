@@ -42,6 +42,7 @@ struct EllipseShape {
   CanvasPoint p;
   CanvasPoint q;
 };
+CanvasPoint PointOn(const EllipseShape& e, double t);
 
 // One of a stack of discs that together look like a ball.
 struct Disc {
@@ -73,6 +74,8 @@ class Canvas {
   }
   // The part of an ellipse from angle t0 to t1 (radians, t1 > t0, at most a full turn), as a line.
   virtual void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) = 0;
+  // What lies between the centre and that part, as a wedge without an outline.
+  virtual void FillSector(const EllipseShape& shape, double t0, double t1, Rgb fill);
   virtual void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) = 0;
   virtual void Polyline(std::span<const CanvasPoint> points, const Pen& pen) = 0;
   // UTF-8, in the canvas's label font.

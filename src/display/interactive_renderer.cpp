@@ -69,7 +69,7 @@ bool RenderFrame::Render(Document& document, const ViewState& view, const Render
   canvas_ = &canvas;
   keepGoing_ = &keepGoing;
   SetUp();
-  if (!options.printing) canvas.Clear(Background());
+  if (options.clear && !options.printing) canvas.Clear(Background());
   const bool scene = options.mode >= kBallAndStick && options.mode <= kPipes;
   if (!(scene ? renderScene() : renderWireFrame(view.depthNear, view.depthFar))) return false;
   DrawLabels();

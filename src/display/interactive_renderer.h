@@ -22,7 +22,9 @@ struct RenderOptions {
   bool printing = false;         // page units and paper colours
   bool whiteBackground = false;  // paper colours on a pixel canvas
   bool exact = false;            // vector figures: positions and sizes are not cut to whole pixels
+  bool cutOctant = false;        // ellipsoids show their inside in the octant toward the viewer
   double probability = 0.5;      // of thermal ellipsoids
+  bool clear = true;             // off: what is there stays behind the picture
 };
 
 // Asked before each atom; false stops the picture where it is.

@@ -79,6 +79,11 @@ bool RenderFrame::BondEnds(const FrameBond& bond, CanvasPoint& a, CanvasPoint& b
   return true;
 }
 
+void RenderFrame::NameBond(const BondRecord& bond) {
+  groupName_ = bond.owner->name;
+  groupName_.append("-").append(bond.partner->name);
+}
+
 void RenderFrame::DrawBond(const FrameBond& bond) {
   CanvasPoint a;
   CanvasPoint b;
@@ -88,8 +93,7 @@ void RenderFrame::DrawBond(const FrameBond& bond) {
     DrawSticks(bond, a, b);
     return;
   }
-  groupName_ = bond.bond->owner->name;
-  groupName_.append("-").append(bond.bond->partner->name);
+  NameBond(*bond.bond);
   canvas_->BeginGroup(groupName_);
   DrawSticks(bond, a, b);
   canvas_->EndGroup();

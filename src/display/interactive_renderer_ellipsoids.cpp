@@ -83,12 +83,25 @@ void RenderFrame::DrawEllipsoid(const FrameAtom& atom, const FrameEllipsoid& ell
     return;
   }
   canvas_->FillEllipse(shape, fill, ThinPen(Paper() ? MixColours(fill, kBlack, 0.75) : line));
+  if (options_->cutOctant) DrawOctant(centre, ellipsoid, fill);
   for (size_t k = 0; k < 3; ++k) {
     const ViewPoint& p = ellipsoid.axes[k];
     const ViewPoint& q = ellipsoid.axes[(k + 1) % 3];
     const double middle = FrontMiddle(p, q);
     canvas_->Arc({centre, map_.Vector(p), map_.Vector(q)}, middle - kHalfPi, middle + kHalfPi, ThinPen(line));
   }
+}
+
+// The octant between the halves of the axes that come toward the viewer is taken out: the three quarters of the
+// principal planes that bound it cover all of it, each in a shade of its own, with the axes where they meet.
+void RenderFrame::DrawOctant(CanvasPoint centre, const FrameEllipsoid& ellipsoid, Rgb fill) {
+  constexpr std::array<double, 3> kDarker{0.5, 0.3, 0.4};
+  std::array<CanvasPoint, 3> axes;
+  for (size_t k = 0; k < 3; ++k) axes[k] = map_.Vector(ellipsoid.axes[k] * (ellipsoid.axes[k].z < 0.0 ? -1.0 : 1.0));
+  for (size_t k = 0; k < 3; ++k)
+    canvas_->FillSector({centre, axes[k], axes[(k + 1) % 3]}, 0.0, kHalfPi, MixColours(fill, kBlack, kDarker[k]));
+  for (const CanvasPoint& axis : axes)
+    canvas_->Line(centre, {centre.x + axis.x, centre.y + axis.y}, ThinPen(InkOn(fill)));
 }
 
 // Stands for a tensor that is no ellipsoid.

@@ -159,6 +159,7 @@ void RenderFrame::CollectNearestLabels() {
 void RenderFrame::DrawLabels() {
   cellLetters_.clear();
   if (options_->showCell) SetUpCellLetters();
+  if (Grouped() && (options_->labels || options_->showCell)) canvas_->BeginGroup("labels");
   if (options_->labels) {
     CollectLabels();
     labels.reserve(labelBoxes_.size());
@@ -178,6 +179,7 @@ void RenderFrame::DrawLabels() {
   }
   for (const CellLetter& letter : cellLetters_)
     canvas_->Text(letter.box.corner, TextAnchor::BottomLeft, {&letter.letter, 1}, Paper() ? kBlack : kWhite);
+  if (Grouped() && (options_->labels || options_->showCell)) canvas_->EndGroup();
 }
 
 }  // namespace marvik

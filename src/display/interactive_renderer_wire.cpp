@@ -30,6 +30,7 @@ int ZoneOf(double z, double near, double far) {
 bool RenderFrame::renderWireFrame(double near, double far) {
   pieces_.resize(kColours * kStyles);
   for (auto& bucket : pieces_) bucket.clear();
+  if (Grouped()) return DrawWireGroups(near, far);
   labelDirections_.assign(options_->labels ? atoms_.size() : 0, {});
   for (uint32_t i = 0; i < atoms_.size(); ++i) {
     if (i % kAtomsBetweenQuestions == 0 && !GoOn()) return false;
@@ -44,6 +45,38 @@ bool RenderFrame::renderWireFrame(double near, double far) {
   DrawPieces();
   if (options_->showCell) drawCellBox(near, far);
   return true;
+}
+
+// One bond or atom at a time, farther ones first.
+bool RenderFrame::DrawWireGroups(double near, double far) {
+  CollectBonds();
+  cellPieces_.clear();
+  SortScene();
+  labelDirections_.assign(labelDirections_.size(), {});
+  if (options_->showCell) drawCellBox(near, far);
+  for (const DrawItem& item : items_) {
+    const uint32_t index = item.reference & ~kItemKind;
+    if ((item.reference & kItemKind) == kBondItem) {
+      const BondRecord& bond = *bonds_[index].bond;
+      AddWireBond(atoms_[FrameIndex(bond.owner)], atoms_[FrameIndex(bond.partner)], &bond, near, far);
+      NameBond(bond);
+      DrawWireGroup(groupName_);
+    } else {
+      if (!GoOn()) return false;
+      const FrameAtom& atom = atoms_[index];
+      if (atom.bonded && !atom.unknown && !atom.selected) continue;
+      AddWireMarks(atom);
+      DrawWireGroup(atom.atom->name);
+    }
+  }
+  return true;
+}
+
+void RenderFrame::DrawWireGroup(std::string_view name) {
+  canvas_->BeginGroup(name);
+  DrawPieces();
+  canvas_->EndGroup();
+  for (auto& bucket : pieces_) bucket.clear();
 }
 
 void RenderFrame::AddPiece(uint8_t colour, int style, double x1, double y1, double x2, double y2) {

@@ -45,47 +45,96 @@ void PackRow(const uint32_t* pixels, int width, bool alpha, uint8_t* out) {
   }
 }
 
-// Only plain values live across the jump; whatever needs destroying belongs to the caller.
-bool Encode(png_structp png, png_infop info, const Image& image, const PngOptions& options, Output& output) {
+}  // namespace
+
+// Only plain values live across the jumps; whatever needs destroying is a member.
+struct PngEncoder::State {
+  png_structp png = nullptr;
+  png_infop info = nullptr;
+  Output output;
+  PngOptions options;
+  int width = 0;
+  int height = 0;
+  int done = 0;
+  bool well = false;
+
+  ~State() { png_destroy_write_struct(&png, &info); }
+  bool Start();
+  bool Write(const uint32_t* pixels, int count);
+  bool End();
+};
+
+bool PngEncoder::State::Start() {
   if (setjmp(png_jmpbuf(png))) return false;
   png_set_write_fn(png, &output, AppendBytes, nullptr);
   png_set_compression_level(png, 1);
   png_set_compression_strategy(png, Z_RLE);
   png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
-  const auto width = static_cast<png_uint_32>(image.width);
-  const auto height = static_cast<png_uint_32>(image.height);
-  png_set_IHDR(png, info, width, height, 8, options.alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB,
-               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_set_IHDR(png, info, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height), 8,
+               options.alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   if (options.dotsPerInch > 0.0 && options.dotsPerInch < 1e6) {
     const auto perMetre = static_cast<png_uint_32>(std::lround(options.dotsPerInch / 0.0254));
     png_set_pHYs(png, info, perMetre, perMetre, PNG_RESOLUTION_METER);
   }
   png_write_info(png, info);
-  for (int y = 0; y < image.height; ++y) {
-    PackRow(image.pixels.data() + static_cast<size_t>(y) * width, image.width, options.alpha, output.row.data());
+  return true;
+}
+
+bool PngEncoder::State::Write(const uint32_t* pixels, int count) {
+  if (setjmp(png_jmpbuf(png))) return false;
+  for (int y = 0; y < count; ++y) {
+    PackRow(pixels + static_cast<ptrdiff_t>(y) * width, width, options.alpha, output.row.data());
     png_write_row(png, output.row.data());
   }
+  return true;
+}
+
+bool PngEncoder::State::End() {
+  if (setjmp(png_jmpbuf(png))) return false;
   png_write_end(png, nullptr);
   return true;
 }
 
-}  // namespace
+PngEncoder::PngEncoder(int width, int height, const PngOptions& options) : state_(std::make_unique<State>()) {
+  State& s = *state_;
+  s.options = options;
+  s.width = width;
+  s.height = height;
+  if (width <= 0 || height <= 0) return;
+  try {
+    s.output.row.resize(static_cast<size_t>(width) * 4);
+  } catch (const std::bad_alloc&) {
+    return;
+  }
+  s.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, Leave, Ignore);
+  s.info = s.png ? png_create_info_struct(s.png) : nullptr;
+  s.well = s.info && s.Start();
+}
+
+PngEncoder::~PngEncoder() = default;
+
+bool PngEncoder::Rows(const uint32_t* pixels, int count) {
+  State& s = *state_;
+  s.well = s.well && count <= s.height - s.done && s.Write(pixels, count);
+  s.done += count;
+  return s.well;
+}
+
+std::optional<std::string> PngEncoder::Finish() {
+  State& s = *state_;
+  s.well = s.well && s.done == s.height && s.End();
+  if (!s.well) return std::nullopt;
+  s.well = false;
+  return std::move(s.output.bytes);
+}
 
 std::optional<std::string> EncodePng(const Image& image, const PngOptions& options) {
   const auto pixels = static_cast<size_t>(image.width) * static_cast<size_t>(image.height);
-  if (image.width <= 0 || image.height <= 0 || image.pixels.size() < pixels) return std::nullopt;
-  Output output;
-  try {
-    output.row.resize(static_cast<size_t>(image.width) * 4);
-  } catch (const std::bad_alloc&) {
-    return std::nullopt;
-  }
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, Leave, Ignore);
-  png_infop info = png ? png_create_info_struct(png) : nullptr;
-  const bool done = info && Encode(png, info, image, options, output);
-  png_destroy_write_struct(&png, &info);
-  if (!done) return std::nullopt;
-  return std::move(output.bytes);
+  if (image.pixels.size() < pixels) return std::nullopt;
+  PngEncoder encoder(image.width, image.height, options);
+  if (!encoder.Rows(image.pixels.data(), image.height)) return std::nullopt;
+  return encoder.Finish();
 }
 
 int WritePng(const Image& image, const std::string& path, const PngOptions& options) {

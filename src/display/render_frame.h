@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "display/colours.h"
@@ -149,6 +150,9 @@ class RenderFrame {
 
   // Wire frame.
   bool renderWireFrame(double near, double far);
+  bool DrawWireGroups(double near, double far);
+  void DrawWireGroup(std::string_view name);
+  void NameBond(const BondRecord& bond);
   void AddWireBond(FrameAtom& a, FrameAtom& b, const BondRecord* bond, double near, double far);
   void AddWirePiece(const FrameAtom& a, const FrameAtom& b, const BondRecord* bond, double t0, double t1,
                     uint8_t colour);
@@ -177,6 +181,7 @@ class RenderFrame {
   // Ellipsoids.
   void SetUpEllipsoids();
   void DrawEllipsoid(const FrameAtom& atom, const FrameEllipsoid& ellipsoid);
+  void DrawOctant(CanvasPoint centre, const FrameEllipsoid& ellipsoid, Rgb fill);
   void DrawCrossedBox(const FrameAtom& atom);
 
   // Bonds.

@@ -55,9 +55,12 @@ Axes AxesOf(const EllipseShape& e) {
   return {std::sqrt(std::max(mean + spread, 0.0)), std::sqrt(std::max(mean - spread, 0.0)), tilt};
 }
 
-CanvasPoint On(const EllipseShape& e, double t) {
-  const double c = std::cos(t), s = std::sin(t);
-  return {e.centre.x + c * e.p.x + s * e.q.x, e.centre.y + c * e.p.y + s * e.q.y};
+// An arc of at most half a turn from where the path stands to the point at t, the way that t grows.
+std::string ArcTo(const EllipseShape& shape, double t) {
+  const Axes axes = AxesOf(shape);
+  const bool clockwise = shape.p.x * shape.q.y - shape.p.y * shape.q.x > 0.0;
+  return 'A' + Number(axes.major) + ' ' + Number(axes.minor) + ' ' + Number(axes.tilt) + " 0 " +
+         (clockwise ? "1 " : "0 ") + Pair(PointOn(shape, t));
 }
 
 // Labels are bytes of a file: what XML cannot hold is left out.
@@ -130,15 +133,15 @@ void SvgCanvas::FillEllipse(const EllipseShape& shape, Rgb fill, const Pen& outl
 }
 
 void SvgCanvas::Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) {
-  const Axes axes = AxesOf(shape);
   const double turn = std::min(t1 - t0, 2 * 3.14159265358979323846);
-  const bool clockwise = shape.p.x * shape.q.y - shape.p.y * shape.q.x > 0.0;
   // Two halves, so that no arc is a full turn, which SVG cannot say.
-  body_ += std::string("<path") + Stroke(pen) + " d=\"M" + Pair(On(shape, t0));
-  for (const double t : {t0 + turn / 2, t0 + turn})
-    body_ += 'A' + Number(axes.major) + ' ' + Number(axes.minor) + ' ' + Number(axes.tilt) + " 0 " +
-             (clockwise ? "1 " : "0 ") + Pair(On(shape, t));
-  body_ += "\"/>\n";
+  body_ += std::string("<path") + Stroke(pen) + " d=\"M" + Pair(PointOn(shape, t0)) + ArcTo(shape, t0 + turn / 2) +
+           ArcTo(shape, t0 + turn) + "\"/>\n";
+}
+
+void SvgCanvas::FillSector(const EllipseShape& shape, double t0, double t1, Rgb fill) {
+  body_ += std::string("<path fill=\"") + Colour(fill) + "\" d=\"M" + Pair(shape.centre) + 'L' +
+           Pair(PointOn(shape, t0)) + ArcTo(shape, (t0 + t1) / 2) + ArcTo(shape, t1) + "Z\"/>\n";
 }
 
 void SvgCanvas::Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) {
@@ -163,7 +166,24 @@ CanvasPoint SvgCanvas::TextSize(std::string_view text) {
 }
 
 void SvgCanvas::BeginGroup(std::string_view name) {
-  body_ += std::string("<g id=\"") + Escaped(name) + "\">\n";
+  const std::string id = TakeId(name);
+  body_ += "<g id=\"" + id + "\">\n";
+  if (id != name) body_ += "<title>" + Escaped(name) + "</title>\n";
+}
+
+// XML allows each id once, and of ASCII letters, digits and few marks only.
+std::string SvgCanvas::TakeId(std::string_view name) {
+  std::string id;
+  for (const char c : name) {
+    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+    const bool other = (c >= '0' && c <= '9') || c == '-' || c == '.';
+    if (id.empty() && !letter) id = "_";
+    id += letter || other ? c : '_';
+  }
+  if (id.empty()) id = "_";
+  const std::string first = id;
+  for (int& count = idCounts_[first]; !ids_.insert(id).second;) id = first + '.' + std::to_string(++count + 1);
+  return id;
 }
 
 void SvgCanvas::EndGroup() {

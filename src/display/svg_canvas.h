@@ -1,6 +1,8 @@
 #pragma once
 
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "display/canvas.h"
 #include "display/label_font.h"
@@ -8,7 +10,8 @@
 namespace marvik {
 
 // A vector figure as SVG 1.1 text: true ellipses and arcs, real text, one group for each atom and bond with its label
-// as id. One device unit is one point. What is nearer is painted later, so hidden parts are hidden.
+// as id. What an id cannot hold becomes "_" (the label is the group's title then), and equal ones get ".2", ".3". One
+// device unit is one point. What is nearer is painted later, so hidden parts are hidden.
 class SvgCanvas : public Canvas {
  public:
   // Side of the square in points; the font gives the widths of the labels and its size is that of the text.
@@ -19,6 +22,7 @@ class SvgCanvas : public Canvas {
   void Line(CanvasPoint a, CanvasPoint b, const Pen& pen) override;
   void FillEllipse(const EllipseShape& shape, Rgb fill, const Pen& outline) override;
   void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) override;
+  void FillSector(const EllipseShape& shape, double t0, double t1, Rgb fill) override;
   void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) override;
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
   void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) override;
@@ -30,9 +34,13 @@ class SvgCanvas : public Canvas {
   std::string Finish() const;
 
  private:
+  std::string TakeId(std::string_view name);
+
   double side_;
   LabelFont& font_;
   std::string body_;
+  std::unordered_set<std::string> ids_;
+  std::unordered_map<std::string, int> idCounts_;
 };
 
 }  // namespace marvik

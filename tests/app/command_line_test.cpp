@@ -47,6 +47,8 @@ TEST_F(CommandLineTest, WrongUsageIsStatusTwo) {
       {"--picture", "a.png", "--rotate", "1,2,x", file},
       {"--picture", "a.png", "--rendition", "balls", file},
       {"--picture", "a.png", "--labels", file},
+      {"--picture", "a.png", "--resolution", "0", file},
+      {"--picture", "a.png", "--background", "red", file},
       {"--commands", "12;x=1", file},
       {"--nonsense", file},
       {"--yes", file},
@@ -167,8 +169,16 @@ TEST_F(CommandLineTest, DrawsPictures) {
     EXPECT_TRUE(isPng(out.str(), 600));
     EXPECT_TRUE(different.insert(out.str()).second) << more[0] << " changed nothing";
   }
-  EXPECT_EQ(Run({"--picture", folder / "b.png", "--size", "333", file}), 0);
+  EXPECT_EQ(Run({"--picture", folder / "b.png", "--size", "333", "--resolution", "300", "--transparent", file}), 0);
   EXPECT_TRUE(isPng(folder.Get("b.png"), 333));
+  EXPECT_EQ(folder.Get("b.png")[25], 6) << "with an alpha channel";
+  EXPECT_NE(folder.Get("b.png").find("pHYs"), std::string::npos);
+  // An inch is 72 points.
+  EXPECT_EQ(Run({"--picture", folder / "b.svg", "--size", "300", "--resolution", "300", "--transparent", file}), 0);
+  EXPECT_NE(folder.Get("b.svg").find("width=\"72pt\""), std::string::npos);
+  EXPECT_EQ(folder.Get("b.svg").find("<rect"), std::string::npos);
+  EXPECT_EQ(Run({"--picture", folder / "b.pdf", "--background", "black", file}), 0) << err.str();
+  EXPECT_TRUE(folder.Get("b.pdf").starts_with("%PDF-"));
 }
 
 TEST_F(CommandLineTest, TimingIsTheLastLine) {

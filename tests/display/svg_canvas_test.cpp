@@ -40,11 +40,25 @@ TEST_F(SvgTest, TextAndNamesAreEscapedAndNumbersStayFinite) {
   canvas.Text({5, 5}, TextAnchor::Centre, "a&b\x01\xff", {0, 0, 0});
   canvas.Line({std::nan(""), 1}, {std::numeric_limits<double>::infinity(), 1e300}, {{}, 2.0, LineStyle::Dashed});
   canvas.EndGroup();
-  EXPECT_TRUE(Has("<g id=\"C&lt;1&gt;&quot;\">"));
+  EXPECT_TRUE(Has("<g id=\"C_1__\">\n<title>C&lt;1&gt;&quot;</title>"));
   EXPECT_TRUE(Has(">a&amp;b?</text>"));
   EXPECT_TRUE(Has("stroke-dasharray=\"6 4\""));
   EXPECT_FALSE(Has("nan"));
   EXPECT_FALSE(Has("inf"));
+}
+
+TEST_F(SvgTest, NoIdIsThereTwiceNorBeginsWithADigit) {
+  for (const char* name : {"C1", "C1", "C1.2", "C1", "1C", ""}) {
+    canvas.BeginGroup(name);
+    canvas.EndGroup();
+  }
+  for (const char* id : {"\"C1\"", "\"C1.2\"", "\"C1.2.2\"", "\"C1.3\"", "\"_1C\"", "\"_\""})
+    EXPECT_TRUE(Has(std::string("<g id=") + id + ">")) << id << canvas.Finish();
+}
+
+TEST_F(SvgTest, SectorsAreWedges) {
+  canvas.FillSector({{0, 0}, {10, 0}, {0, 10}}, 0.0, std::acos(-1.0) / 2, {1, 2, 3});
+  EXPECT_TRUE(Has("d=\"M0 0L10 0A10 10 0 0 1 7.07 7.07A10 10 0 0 1 0 10Z\"")) << canvas.Finish();
 }
 
 }  // namespace

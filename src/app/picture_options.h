@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace marvik {
+
+inline constexpr int kSmallestPicture = 16;
+inline constexpr int kLargestPicture = 16384;
+inline constexpr double kLargestResolution = 10000.0;
+
+// Usual is black for pictures of pixels, as the screen has it, and white for figures made of lines.
+enum class PictureBackground : uint8_t { Usual, Black, White, Transparent };
+
+// How large a picture file is and what it stands on; what it shows is the workbench's.
+struct PictureOptions {
+  int size = 600;           // pixels a side
+  double resolution = 0.0;  // dots per inch; 0: none, and figures made of lines have a point for each pixel
+  PictureBackground background = PictureBackground::Usual;
+};
+
+// "black", "white" or "transparent"; nothing for anything else.
+std::optional<PictureBackground> BackgroundNamed(std::string_view name);
+std::string_view NameOf(PictureBackground background);
+
+}  // namespace marvik
