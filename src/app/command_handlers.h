@@ -92,6 +92,9 @@ Outcome RefinementStepHandler(Workbench& bench, const CommandCall& call);
 Outcome ListingHandler(Workbench& bench, const CommandCall& call);
 Outcome EditFileHandler(Workbench& bench, const CommandCall& call);
 
+// preference_handlers.cpp
+Outcome AtomPreferencesHandler(Workbench& bench, const CommandCall& call);
+
 // undo_handlers.cpp
 Outcome UndoHandler(Workbench& bench, const CommandCall& call);
 

@@ -93,6 +93,7 @@ class BatchRun {
     if (!options_.recipe.empty()) return NotYet("A picture recipe");
     if (options_.openGl) return NotYet("The OpenGL renderer");
     InitElementTable(bench_.document.elements, true);
+    LoadPictureSettings(bench_.pictures);
     if (!options_.commands.empty()) LoadRecentFiles(bench_.settings);
     bench_.RenditionMode = options_.rendition.value_or(options_.task == BatchTask::Write ? kBallAndStick : kWireFrame);
     bench_.LabelsOn = options_.labels.value_or(true);

@@ -105,7 +105,7 @@ constexpr CommandRow kRows[] = {
     {203, "Kill all &Q-Peaks", "", "", Structure, Always, KillPeaksHandler, nullptr, ""},
     {204, "Labels of Selected O&ff", "", "", Drawing, Selection, AtomLabelHandler, nullptr, ""},
     {205, "Labels of Selected O&n", "", "", Drawing, Selection, AtomLabelHandler, nullptr, ""},
-    Greyed(206, "&Atom Preferences...", "The preference dialogs are not available yet."),
+    {206, "&Atom Preferences...", "", "FIELD=VALUE ...", None, Always, AtomPreferencesHandler, nullptr, ""},
     Greyed(208, "To &Screen", kNoOpenGl),
     Greyed(209, "To &Printer...", kNoOpenGl),
     Greyed(210, "To &Screen", kNoOpenGl),

@@ -64,6 +64,7 @@ enum CommandId : int {
   kSelectPickedBondCommand = 186,
   kHfixCommand = 192,
   kRestoreCommand = 193,
+  kAtomPreferencesCommand = 206,
   kCustomWidthCommand = 220,
   kSameCommand = 239,
   kPositionLabelCommand = 196,

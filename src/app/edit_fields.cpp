@@ -15,10 +15,46 @@ const std::string* EditArguments::Find(std::string_view key) const {
   return at == fields.end() ? nullptr : &at->value;
 }
 
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n";
+
+// The end of the word that begins at `at`. A value in quotes, a quote in it doubled, may hold blanks.
+size_t WordEnd(std::string_view text, size_t at) {
+  const size_t end = std::min(text.find_first_of(kBlanks, at), text.size());
+  const size_t quote = text.find("=\"", at);
+  if (quote == std::string_view::npos || quote >= end || quote == at) return end;
+  for (size_t i = quote + 2; i < text.size(); ++i) {
+    if (text[i] != '"') continue;
+    if (i + 1 == text.size() || kBlanks.find(text[i + 1]) != std::string_view::npos) return i + 1;
+    if (text[i + 1] == '"') ++i;
+  }
+  return end;
+}
+
+std::string Unquoted(std::string_view value) {
+  if (value.size() < 2 || value.front() != '"' || value.back() != '"') return std::string(value);
+  std::string plain;
+  for (size_t i = 1; i + 1 < value.size(); ++i) {
+    plain += value[i];
+    if (value[i] == '"' && value[i + 1] == '"') ++i;
+  }
+  return plain;
+}
+
+std::string Quoted(const std::string& value) {
+  if (value.find_first_of(kBlanks) == std::string::npos && !value.starts_with('"')) return value;
+  std::string text = "\"";
+  for (const char c : value) text.append(c == '"' ? 2 : 1, c);
+  return text + '"';
+}
+
+}  // namespace
+
 EditArguments SplitEditArguments(std::string_view text) {
   EditArguments result;
-  for (size_t at = 0; (at = text.find_first_not_of(" \t\r\n", at)) != std::string_view::npos;) {
-    const size_t end = std::min(text.find_first_of(" \t\r\n", at), text.size());
+  for (size_t at = 0; (at = text.find_first_not_of(kBlanks, at)) != std::string_view::npos;) {
+    const size_t end = WordEnd(text, at);
     const std::string_view word = text.substr(at, end - at);
     const size_t equals = word.find('=');
     if (equals == std::string_view::npos || equals == 0) {
@@ -27,7 +63,7 @@ EditArguments SplitEditArguments(std::string_view text) {
       std::string key(word.substr(0, equals));
       std::ranges::transform(key, key.begin(),
                              [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-      result.fields.push_back({std::move(key), std::string(word.substr(equals + 1))});
+      result.fields.push_back({std::move(key), Unquoted(word.substr(equals + 1))});
     }
     at = end;
   }
@@ -37,7 +73,7 @@ EditArguments SplitEditArguments(std::string_view text) {
 std::string JoinEditArguments(const EditArguments& arguments) {
   std::string text = arguments.atoms;
   for (const EditArguments::Field& field : arguments.fields) {
-    text.append(text.empty() ? "" : " ").append(field.key).append("=").append(field.value);
+    text.append(text.empty() ? "" : " ").append(field.key).append("=").append(Quoted(field.value));
   }
   return text;
 }

@@ -10,7 +10,8 @@
 namespace marvik {
 
 // The text that an editing command takes, from a script or from its dialog: words separated by blanks, those of the
-// form "key=value" being fields and all others together the atoms meant, "" for none.
+// form "key=value" being fields and all others together the atoms meant, "" for none. A value with blanks stands in
+// quotes, where a quote is doubled.
 struct EditArguments {
   struct Field {
     std::string key;  // in lower case

@@ -16,6 +16,7 @@ RenderOptions Workbench::ScreenOptions() const {
   options.hydrogenLabels = HydrogenLabelsOn;
   options.hybridLabelColoration = HybridLabelColoration;
   options.showCell = ShowCell;
+  options.probability = pictures.probability;
   return options;
 }
 

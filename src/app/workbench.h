@@ -9,6 +9,7 @@
 #include <string>
 
 #include "app/package_settings.h"
+#include "app/picture_settings.h"
 #include "app/report_state.h"
 #include "display/interactive_renderer.h"
 #include "display/view_state.h"
@@ -88,6 +89,7 @@ class Workbench {
   UserMessages& messages;
   WindowHooks hooks;
   PackageSettings settings;
+  PictureSettings pictures;
   StageSeconds seconds;
   ReportState reports;
   UndoHistory history;

@@ -126,7 +126,7 @@ const std::map<int, std::string> kCommands = {
 const std::set<int> kGreyed = {
     154,                           // printing
     159,                           // demo
-    206, 216,                      // preferences
+    216,                           // preferences
     208, 209, 210, 211, 214, 215,  // OpenGL pictures
     231, 232, 233, 234, 242, 247,  // help
 };

@@ -30,44 +30,6 @@ class EditDialogsTest : public WindowTest {
     window->Run(kReadFileCommand, scratch.Put("edit.res", kFile));
     Settle();
   }
-  // Types over what a field holds.
-  static void Type(QWidget& dialog, const char* field, const char* text) {
-    auto* line = dialog.findChild<QLineEdit*>(QString::fromUtf8(field));
-    ASSERT_TRUE(line) << field;
-    line->setFocus();
-    line->selectAll();
-    QTest::keyClick(line, Qt::Key_Delete);
-    QTest::keyClicks(line, QString::fromUtf8(text));
-  }
-  static void Press(QWidget& dialog, Qt::Key key) {
-    QTest::keyClick(dialog.focusWidget() ? dialog.focusWidget() : &dialog, key);
-  }
-  static void Alt(QWidget& dialog, Qt::Key key) {
-    EXPECT_TRUE(QTest::qWaitForWindowActive(&dialog));
-    QTest::keyClick(&dialog, key, Qt::AltModifier);
-    // A button that is pressed by its letter is seen to be down for a while first.
-    const auto buttons = dialog.findChildren<QAbstractButton*>();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return std::ranges::none_of(buttons, &QAbstractButton::isDown); }));
-    QTest::qWait(20);
-  }
-  // Every line edit, list and box has a caption with a key letter, or is one; no letter is used twice.
-  static void ExpectKeyboardReachable(QWidget& dialog) {
-    QSet<QString> letters;
-    const auto note = [&](const QString& text) {
-      const QKeySequence keys = QKeySequence::mnemonic(text);
-      if (keys.isEmpty()) return;
-      EXPECT_FALSE(letters.contains(keys.toString()))
-          << dialog.windowTitle().toStdString() << " " << text.toStdString();
-      letters.insert(keys.toString());
-    };
-    for (const auto* label : dialog.findChildren<QLabel*>()) {
-      if (label->buddy()) note(label->text());
-    }
-    for (const auto* button : dialog.findChildren<QAbstractButton*>()) {
-      note(button->text());
-      EXPECT_NE(button->focusPolicy(), Qt::NoFocus) << button->text().toStdString();
-    }
-  }
   template <class Dialog>
   Dialog* Open(const char* title) {
     Settle();

@@ -2,11 +2,15 @@
 
 #include <QApplication>
 #include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSet>
 #include <QStatusBar>
 #include <QTest>
 #include <QTimer>
+#include <algorithm>
 #include <clocale>
 #include <cstdio>
 #include <filesystem>
@@ -106,6 +110,46 @@ void WindowTest::Drag(const QList<QPointF>& points, Qt::KeyboardModifiers modifi
   if (held) held();
   Mouse(QEvent::MouseButtonRelease, points.back(), button, Qt::NoButton, modifiers);
   Settle();
+}
+
+void WindowTest::Type(QWidget& dialog, const char* field, const char* text) {
+  auto* line = dialog.findChild<QLineEdit*>(QString::fromUtf8(field));
+  ASSERT_TRUE(line) << field;
+  line->setFocus();
+  line->selectAll();
+  QTest::keyClick(line, Qt::Key_Delete);
+  QTest::keyClicks(line, QString::fromUtf8(text));
+}
+
+void WindowTest::Press(QWidget& dialog, Qt::Key key) {
+  QTest::keyClick(dialog.focusWidget() ? dialog.focusWidget() : &dialog, key);
+}
+
+void WindowTest::Alt(QWidget& dialog, Qt::Key key) {
+  dialog.activateWindow();
+  EXPECT_TRUE(QTest::qWaitForWindowActive(&dialog));
+  QTest::keyClick(&dialog, key, Qt::AltModifier);
+  // A button that is pressed by its letter is seen to be down for a while first.
+  const auto buttons = dialog.findChildren<QAbstractButton*>();
+  EXPECT_TRUE(QTest::qWaitFor([&] { return std::ranges::none_of(buttons, &QAbstractButton::isDown); }));
+  QTest::qWait(20);
+}
+
+void WindowTest::ExpectKeyboardReachable(QWidget& dialog) {
+  QSet<QString> letters;
+  const auto note = [&](const QString& text) {
+    const QKeySequence keys = QKeySequence::mnemonic(text);
+    if (keys.isEmpty()) return;
+    EXPECT_FALSE(letters.contains(keys.toString())) << dialog.windowTitle().toStdString() << " " << text.toStdString();
+    letters.insert(keys.toString());
+  };
+  for (const auto* label : dialog.findChildren<QLabel*>()) {
+    if (label->buddy()) note(label->text());
+  }
+  for (const auto* button : dialog.findChildren<QAbstractButton*>()) {
+    note(button->text());
+    EXPECT_NE(button->focusPolicy(), Qt::NoFocus) << button->text().toStdString();
+  }
 }
 
 }  // namespace marvik::test

@@ -63,6 +63,13 @@ class WindowTest : public testing::Test {
   void Drag(const QList<QPointF>& points, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
             Qt::MouseButton button = Qt::LeftButton, const std::function<void()>& held = {});
 
+  // Types over what a field holds.
+  static void Type(QWidget& dialog, const char* field, const char* text);
+  static void Press(QWidget& dialog, Qt::Key key);
+  static void Alt(QWidget& dialog, Qt::Key key);
+  // Every line edit, list and box has a caption with a key letter, or is one; no letter is used twice.
+  static void ExpectKeyboardReachable(QWidget& dialog);
+
   ScratchFolder scratch;
   WithVariable package{kPackageVariable, scratch / "pkg/"};
   DialogRobot robot;

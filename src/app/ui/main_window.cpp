@@ -15,6 +15,7 @@
 #include "app/open_save.h"
 #include "app/ui/atom_text.h"
 #include "app/ui/dialogs/argument_dialogs.h"
+#include "app/ui/dialogs/atom_preferences_dialog.h"
 #include "app/ui/dialogs/edit_dialogs.h"
 #include "app/ui/dialogs/file_dialogs.h"
 #include "app/ui/dialogs/hfix_dialog.h"
@@ -181,6 +182,7 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
   if (id == kHfixCommand) return AskHfixOption(this);
   if (id == kRefinementStepCommand) return refinement_->AskStep();
   if (EditDialogs::Handles(id)) return edit_->Ask(id);
+  if (id == kAtomPreferencesCommand) return AskAtomPreferences(this, bench_);
   if (id == kDepthCueCommand) {
     const auto level = AskDepthCueLevel(this, bench_.view.depthCueLevel);
     return level ? std::optional(std::to_string(*level)) : std::nullopt;

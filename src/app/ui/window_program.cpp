@@ -100,6 +100,7 @@ int RunWindow(int argc, char** argv, const std::string& file) {
   Workbench bench(messages);
   bench.keepsRecentFiles = true;
   InitElementTable(bench.document.elements, true);
+  LoadPictureSettings(bench.pictures);
   LoadRecentFiles(bench.settings);
   MainWindow window(bench, messages);
   ReportFirstFrame(window, clock, bench, !file.empty());
