@@ -67,6 +67,29 @@ bool RecountUnit(Document& document) {
   return true;
 }
 
+// Atoms that are of another element only because the one of their names was not on SFAC ("H2O1" of a water oxygen)
+// would be read as that element from now on: they get names of their own element.
+void ElementChooser::KeepElements(int row) {
+  std::string renamed;
+  for (AtomRecord* atom : Atoms(document_.atoms)) {
+    if (!atom->elementFromSfac || IsGrownAtom(*atom) || ElementTable::ElementFromLabel(atom->name) != row) continue;
+    const std::string before = atom->name;
+    const std::string symbol(atom->element->Symbol());
+    std::string name;
+    for (int n = 1; name.empty() && n < 1000; ++n) {
+      const std::string free = symbol + std::to_string(n);
+      if (!HolderOfName(document_, free, atom->residue, nullptr)) name = free;
+    }
+    if (name.empty() || CheckAtomName(name)) continue;
+    RenameAtom(document_, atom, name, *this);
+    renamed += "\n" + before + " is now " + name;
+  }
+  if (renamed.empty()) return;
+  messages_.Show({MessageIcon::Information, "Atoms Renamed",
+                  "These names would stand for " + std::string(document_.elements[row].Symbol()) +
+                      " now that it is on SFAC:" + renamed});
+}
+
 bool ElementChooser::OnSfac(int row) {
   Instructions& in = document_.instructions;
   if (std::ranges::find(in.sfac, row) != in.sfac.end()) return true;
@@ -79,6 +102,7 @@ bool ElementChooser::OnSfac(int row) {
   }
   AddSfacEntry(document_, row);
   added_.insert(row);
+  KeepElements(row);
   return true;
 }
 

@@ -38,6 +38,8 @@ class ElementChooser {
   void Finish();
 
  private:
+  void KeepElements(int row);
+
   Document& document_;
   UserMessages& messages_;
   std::set<int> declined_;

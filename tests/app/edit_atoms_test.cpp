@@ -86,6 +86,17 @@ TEST_F(EditAtoms, ANewElementEntersSfacAndUnitWhenWanted) {
   EXPECT_EQ(NamesOf(bench.document.atoms).substr(0, 14), "C1 H1A H1B C2 ");
 }
 
+TEST_F(EditAtoms, ANewElementTakesNoAtomThatWasNamedLikeIt) {
+  std::string text = kFile;
+  text.replace(text.find("O2 4 0.80"), 2, "S2");
+  bench.SetModified(false);
+  ASSERT_TRUE(OpenFile(bench, folder.Put("named.res", text)));
+  ASSERT_EQ(Atom("S2")->element->Symbol(), "O") << "no S on SFAC: its number decides";
+  messages.answers = {true};
+  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "Q1 S1"), Outcome::Changed);
+  EXPECT_EQ(NamesOf(bench.document.atoms), "C1 H1A H1B C2 N1 O1 O2 C1 C2 S1");
+}
+
 TEST_F(EditAtoms, AnAtomKeepsItsElementWhenTheNewOneIsNotWanted) {
   messages.answers = {false};
   EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "C1_0 CD"), Outcome::Changed);
