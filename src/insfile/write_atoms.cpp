@@ -228,7 +228,9 @@ void WriteState::PeaksBehindEnd() {
 void WriteState::GrownSection() {
   bool isFirst = true;
   for (const AtomRecord* atom : Atoms(document_.atoms)) {
-    if (!IsGrown(*atom) || (atom->IsHydrogen() && !atom->parent)) continue;
+    if (!IsGrown(*atom)) continue;
+    // One that was read keeps its line: nothing tells whom it rode on.
+    if (atom->generated && atom->IsHydrogen() && !atom->parent) continue;
     if (isFirst) out_ += kGrownRemark;
     isFirst = false;
     Atom(*atom);
