@@ -65,7 +65,7 @@ uint32_t PointGrid::BucketOf(int64_t column, int64_t row) const {
 }
 
 void PointGrid::Build(std::span<const CanvasPoint> points, double cell) {
-  cell_ = cell;
+  cell_ = cell >= 1.0 ? cell : 1.0;  // a canvas without a font measures texts as nothing
   uint32_t buckets = 64;
   while (buckets < points.size()) buckets *= 2;
   mask_ = buckets - 1;
