@@ -267,12 +267,6 @@ void RunAll(Workbench& bench, const std::string& folder) {
   EXPECT_TRUE(quit);
 }
 
-TEST_F(BenchTest, EveryCommandSurvivesAnEmptyDocument) {
-  bench.document.CurrentFile = folder / "empty.ins";
-  RunAll(bench, folder / "");
-  EXPECT_FALSE(bench.document.atoms.head);
-}
-
 TEST_F(BenchTest, EveryCommandSurvivesALargeDocument) {
   constexpr int kAtoms = 20000;
   bench.document.cell = {160, 300, 20, 90, 90, 90};
