@@ -1,5 +1,6 @@
 #include "engine/commands.h"
 
+#include "insfile/line_source.h"
 #include "util/files.h"
 #include "util/numbers.h"
 
@@ -7,24 +8,13 @@ namespace marvik::engine {
 namespace {
 
 void AddLines(std::string_view lines, const AtomRecord* before, std::vector<Command>& commands) {
-  std::string line;
-  size_t at = 0;
-  while (at <= lines.size()) {
-    size_t end = lines.find('\n', at);
-    if (end == std::string_view::npos) end = lines.size();
-    line += lines.substr(at, end - at);
-    at = end + 1;
-    const size_t comment = line.find('!');
-    const size_t sign = line.find('=');
-    if (sign != std::string::npos && sign < comment && at <= lines.size()) {
-      line.erase(sign);
-      line += ' ';
-      continue;
-    }
-    Command command = ParseCommand(line);
+  LineSource source(lines);
+  SourceLine line;
+  while (source.Next(line)) {
+    if (line.head.keyword == InstructionKeyword::kBlank || line.head.keyword == InstructionKeyword::kRem) continue;
+    Command command = ParseCommand(line.code);
     command.before = before;
     if (!command.keyword.empty()) commands.push_back(command);
-    line.clear();
   }
 }
 
@@ -83,7 +73,7 @@ std::vector<Command> CommandsOf(const Document& document) {
   const Instructions& in = document.instructions;
   for (auto line = in.kept.rbegin(); line != in.kept.rend(); ++line) {
     const bool acts = line->place != KeptPlace::UnderTitle && line->place != KeptPlace::AfterHklf &&
-                      line->place != KeptPlace::AfterEnd;
+                      line->place != KeptPlace::AfterEnd && line->place != KeptPlace::Fragment;
     if (acts) AddLines(line->text, nullptr, commands);
   }
   for (const std::string& line : in.basfLines) AddLines(line, nullptr, commands);
@@ -103,6 +93,31 @@ std::vector<Command> CommandsOf(const Document& document) {
   }
   AddLines(document.atoms.trailingLines, nullptr, commands);
   return commands;
+}
+
+void ReplaceInstruction(Document& document, const char* keyword, const std::string& replacement) {
+  auto& kept = document.instructions.kept;
+  for (KeptLine& k : kept) {
+    const bool acts = k.place != KeptPlace::UnderTitle && k.place != KeptPlace::Fragment;
+    if (acts && ParseCommand(k.text).keyword == keyword) k.text = replacement;
+  }
+  std::erase_if(kept, [](const KeptLine& k) { return k.text.empty(); });
+  const auto replace = [&](const std::string& lines) {
+    std::string left;
+    LineSource source(lines);
+    SourceLine line;
+    while (source.Next(line)) {
+      const std::string text = ParseCommand(line.code).keyword == keyword ? replacement : source.KeptText(line);
+      if (!text.empty()) left += text + "\n";
+    }
+    return left;
+  };
+  for (AtomRecord* atom : Atoms(document.atoms)) {
+    if (!atom->Extras().linesBefore.empty()) {
+      atom->MutableExtras().linesBefore = replace(std::string(atom->Extras().linesBefore));
+    }
+  }
+  document.atoms.trailingLines = replace(document.atoms.trailingLines);
 }
 
 std::vector<Command> WithIncludes(const std::vector<Command>& commands, const std::string& directory,

@@ -26,8 +26,11 @@ std::string UpperCase(std::string_view text);
 Command ParseCommand(std::string_view line);
 
 // Every kept instruction in file order: the kept lines, BASF, HFIX, OMIT h k l, and the lines that stand among the
-// atoms.
+// atoms. Fragments (FRAG ... FEND) are left out: their lines are no instructions.
 std::vector<Command> CommandsOf(const Document& document);
+
+// Writes another line in the place of every kept one with a keyword; an empty text takes them out.
+void ReplaceInstruction(Document& document, const char* keyword, const std::string& replacement);
 
 // The same with the instructions of every "+file" in its place; files are looked for in `directory` (with its last
 // separator). What cannot be read, and atoms and model-changing instructions in such a file, are said in `notes`.

@@ -11,27 +11,6 @@
 namespace marvik::engine {
 namespace {
 
-bool HasKeyword(const std::string& line, const char* keyword) {
-  return ParseCommand(line).keyword == keyword;
-}
-
-// Drops the lines of a keyword from among the atoms and from the kept ones.
-void RemoveInstruction(Document& document, const char* keyword) {
-  std::erase_if(document.instructions.kept, [&](const KeptLine& k) { return HasKeyword(k.text, keyword); });
-  for (AtomRecord* atom : Atoms(document.atoms)) {
-    if (atom->Extras().linesBefore.empty()) continue;
-    std::string& lines = atom->MutableExtras().linesBefore;
-    std::string left;
-    for (size_t at = 0; at < lines.size();) {
-      const size_t end = std::min(lines.find('\n', at), lines.size() - 1);
-      const std::string line = lines.substr(at, end - at + 1);
-      if (!HasKeyword(line, keyword)) left += line;
-      at = end + 1;
-    }
-    lines = left;
-  }
-}
-
 bool IsModelAtom(const AtomRecord& atom) {
   return !atom.IsPeak() && !atom.generated && !atom.Has(kFromGrownSection);
 }
@@ -69,7 +48,7 @@ void ApplyMoves(Document& document, const std::vector<Command>& commands, std::v
     if (moves && IsModelAtom(*atom)) MoveAtom(*atom, move, notes);
   }
   document.settings.Invert = false;
-  RemoveInstruction(document, "MOVE");
+  ReplaceInstruction(document, "MOVE", "");
 }
 
 void MakeAnisotropic(AtomRecord& atom, const Metric& metric) {
@@ -112,7 +91,7 @@ void ApplyAnis(Document& document, const Structure& structure, const std::vector
   }
   document.settings.Aniso = false;
   document.instructions.forms.erase("ANIS");
-  RemoveInstruction(document, "ANIS");
+  ReplaceInstruction(document, "ANIS", "");
 }
 
 // "H" and what follows the element in the carrier's name, with a letter where there are several; unique among the atoms

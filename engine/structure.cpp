@@ -198,6 +198,15 @@ void StoreStructure(const Structure& structure, Document& document) {
     if (!atom.partHasOccupancy && site.code[kRawOccupancy] == 0.0) atom.occupancy = site.occupancy;
   }
   document.instructions.scaleFactor = structure.scale;
+  auto& basf = document.instructions.basfLines;
+  basf.clear();
+  for (size_t i = 0; i < structure.batchFractions.size(); ++i) {
+    if (i % 7 == 0) basf.emplace_back("BASF");
+    AppendPrintf(basf.back(), " %9.5f", structure.batchFractions[i]);
+  }
+  if (structure.hasSolvent) {
+    ReplaceInstruction(document, "SWAT", Printf("SWAT %9.4f %9.4f", structure.solventScale, structure.solventU));
+  }
   for (size_t i = 0; i < structure.freeVariables.size(); ++i) {
     document.instructions.freeVariables[i] = static_cast<float>(structure.freeVariables[i]);
   }
