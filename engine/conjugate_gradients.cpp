@@ -63,7 +63,7 @@ double DotProduct(const std::vector<double>& a, const std::vector<double>& b) {
 
 std::vector<double> ConjugateGradientShifts(DataPass& pass, const Parametrisation& parametrisation,
                                             const std::vector<ParameterEquation>& equations, int iterations,
-                                            Calculated& calculated) {
+                                            const std::vector<bool>& frozen, Calculated& calculated) {
   const size_t n = parametrisation.Size();
   const size_t bytes = (calculated.fo2.size() + kBlock) * n * sizeof(float);
   const bool keep = !calculated.fo2.empty() && bytes < kKeptBytes;
@@ -84,7 +84,7 @@ std::vector<double> ConjugateGradientShifts(DataPass& pass, const Parametrisatio
       diagonal[p] += e.weight * term.factor * term.factor;
     }
   }
-  for (double& d : diagonal) d = d > 0.0 ? 1.0 / d : 0.0;
+  for (size_t p = 0; p < n; ++p) diagonal[p] = diagonal[p] > 0.0 && !frozen[p] ? 1.0 / diagonal[p] : 0.0;
   const auto precondition = [&](const std::vector<double>& v) {
     std::vector<double> z(n);
     for (size_t p = 0; p < n; ++p) z[p] = v[p] * diagonal[p];

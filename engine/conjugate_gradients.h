@@ -9,9 +9,9 @@ namespace marvik::engine {
 
 // Shifts by preconditioned conjugate gradients on the normal equations (Hestenes & Stiefel, J. Res. NBS 49 (1952) 409)
 // without ever forming the matrix, so that memory grows with the parameters and not with their square. Derivative rows
-// are kept in single precision where they fit into a budget and recomputed where they do not.
+// are kept in single precision where they fit into a budget and recomputed where they do not. `frozen` parameters stay.
 std::vector<double> ConjugateGradientShifts(DataPass& pass, const Parametrisation& parametrisation,
                                             const std::vector<ParameterEquation>& equations, int iterations,
-                                            Calculated& calculated);
+                                            const std::vector<bool>& frozen, Calculated& calculated);
 
 }  // namespace marvik::engine

@@ -209,10 +209,9 @@ void Parametrisation::Build(Structure& structure, const ParameterOptions& option
     const HydrogenGroup& g = hydrogens_[i];
     const std::string& name = structure.sites[static_cast<size_t>(g.hydrogens[0])].label;
     const bool turns = g.Rotates() && !g.around.empty();
-    torsions_.push_back(turns ? Add(ParameterKind::Torsion, g.hydrogens[0], 0, static_cast<int>(i), "tors " + name)
-                              : -1);
-    stretches_.push_back(
-        g.Stretches() ? Add(ParameterKind::Stretch, g.hydrogens[0], 0, static_cast<int>(i), "dist " + name) : -1);
+    torsions_.push_back(turns ? Add(ParameterKind::Torsion, g.carrier, 0, static_cast<int>(i), "tors " + name) : -1);
+    stretches_.push_back(g.Stretches() ? Add(ParameterKind::Stretch, g.carrier, 0, static_cast<int>(i), "dist " + name)
+                                       : -1);
   }
   for (const HydrogenGroup& g : hydrogens_) IdealiseHydrogens(structure, g);
   WriteGroupRows(structure);

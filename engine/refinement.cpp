@@ -104,11 +104,8 @@ class Cycler {
     parametrisation_.Refresh(structure_);
     pass_.Run(calculated);
     Solution solution;
-    solution.shifts =
-        ConjugateGradientShifts(pass_, parametrisation_, MakeAllEquations(calculated), kGradientIterations, calculated);
-    for (size_t p = 0; p < frozen.size(); ++p) {
-      if (frozen[p]) solution.shifts[p] = 0.0;
-    }
+    solution.shifts = ConjugateGradientShifts(pass_, parametrisation_, MakeAllEquations(calculated),
+                                              kGradientIterations, frozen, calculated);
     solution.variances.assign(parametrisation_.Size(), 0.0);
     return solution;
   }
