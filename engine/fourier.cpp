@@ -10,7 +10,7 @@
 #include <cmath>
 #include <complex>
 #include <gemmi/third_party/pocketfft_hdronly.h>
-#include <set>
+#include <map>
 
 namespace marvik::engine {
 namespace {
@@ -128,6 +128,26 @@ void PlaceNearAtoms(const Structure& structure, Peak& peak) {
   peak.siteFraction = 1.0 / std::max(1, equal);
 }
 
+// Mean |Fo| - |Fc| of what is measured more than once (overlapped data are not merged, Friedel opposites are one term).
+struct MeanDifference {
+  double sum = 0.0;
+  int count = 0;
+  size_t first = 0;  // observation that gives the phase
+};
+
+std::map<Miller, MeanDifference> MeanDifferences(const Structure& structure, const Observations& observations,
+                                                 const Calculated& calculated) {
+  std::map<Miller, MeanDifference> means;
+  for (size_t i = 0; i < observations.Size(); ++i) {
+    const double fc = std::hypot(calculated.a[i], calculated.b[i]);
+    if (fc < 1e-6 || calculated.fc2[i] < 1e-9) continue;
+    MeanDifference& mean = means[structure.group.Representative(observations.indices[0][i], true)];
+    if (mean.count++ == 0) mean.first = i;
+    mean.sum += fc * std::sqrt(std::max(0.0, calculated.fo2[i]) / calculated.fc2[i]) - fc;
+  }
+  return means;
+}
+
 }  // namespace
 
 float DensityMap::At(long i, long j, long k) const {
@@ -158,15 +178,10 @@ DensityMap MakeDifferenceMap(const Structure& structure, const Observations& obs
   const auto [n1, n2, n3] = map.size;
   const size_t half = n3 / 2 + 1;
   std::vector<std::complex<float>> coefficients(n1 * n2 * half);
-  std::set<Miller> done;
-  for (size_t i = 0; i < observations.Size(); ++i) {
-    const Miller& h = observations.indices[0][i];
-    if (!done.insert(structure.group.Representative(h, true)).second) continue;
-    const std::complex<double> f(calculated.a[i], calculated.b[i]);
-    const double fc = std::abs(f);
-    if (fc < 1e-6 || calculated.fc2[i] < 1e-9) continue;
-    const double fo = fc * std::sqrt(std::max(0.0, calculated.fo2[i]) / calculated.fc2[i]);
-    const std::complex<double> difference = f / fc * (fo - fc) / structure.metric.volume;
+  for (const auto& [key, mean] : MeanDifferences(structure, observations, calculated)) {
+    const Miller& h = observations.indices[0][mean.first];
+    const std::complex<double> f(calculated.a[mean.first], calculated.b[mean.first]);
+    const std::complex<double> difference = f / std::abs(f) * (mean.sum / mean.count) / structure.metric.volume;
     for (const GroupOperator& op : structure.group.pointOperators) {
       // F(hR) = F(h)·exp(-2πi h·t).
       const Miller m = op.ApplyToIndices(h);
