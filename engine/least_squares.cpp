@@ -122,7 +122,7 @@ double DataPass::BatchFactor(int batch) const {
   const auto& k = structure_.batchFractions;
   if (batch > 1) return static_cast<size_t>(batch - 2) < k.size() ? k[static_cast<size_t>(batch - 2)] : 0.0;
   double rest = 1.0;
-  for (const double f : k) rest -= f;
+  for (const double f : k) rest -= observations_.batchScales ? 0.0 : f;
   return rest;
 }
 
@@ -173,9 +173,10 @@ void DataPass::AddOverallRows(Worker& w, const Parametrisation& parametrisation)
         for (size_t i = 0; i < kBlock; ++i) row[i] += w.rootWeight[i] * BatchFactor(c.batch[i]) * (*slope)[i];
         continue;
       }
-      // A batch fraction takes from the first component what it gives to its own.
+      // A batch fraction takes from the first component what it gives to its own; the scale of a batch does not.
+      const double first = observations_.batchScales ? 0.0 : -1.0;
       for (size_t i = 0; i < kBlock; ++i) {
-        const double sign = c.batch[i] == parameter.index + 2 ? 1.0 : c.batch[i] == 1 ? -1.0 : 0.0;
+        const double sign = c.batch[i] == parameter.index + 2 ? 1.0 : c.batch[i] == 1 ? first : 0.0;
         row[i] += w.rootWeight[i] * sign * c.corrected[i];
       }
     }

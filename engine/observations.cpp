@@ -19,8 +19,9 @@ Miller Twinned(const TwinLaw& twin, const Miller& h) {
 
 }  // namespace
 
-Observations MakeObservations(const std::vector<Reflection>& merged, const TwinLaw& twin) {
+Observations MakeObservations(const std::vector<Reflection>& merged, const TwinLaw& twin, bool batches) {
   Observations o;
+  o.batchScales = batches;
   const int n = twin.present ? std::max(1, std::abs(twin.components)) : 1;
   const bool inverted = twin.present && twin.components < 0;
   const int half = inverted ? std::max(1, n / 2) : n;
@@ -33,7 +34,7 @@ Observations MakeObservations(const std::vector<Reflection>& merged, const TwinL
     for (int c = 0; c < n; ++c) {
       if (c == half) h = {-r.h[0], -r.h[1], -r.h[2]};
       o.indices[static_cast<size_t>(c)].push_back(h);
-      o.batch[static_cast<size_t>(c)].push_back(c + 1);
+      o.batch[static_cast<size_t>(c)].push_back(batches ? r.batch : c + 1);
       h = Twinned(twin, h);
     }
   }
@@ -54,6 +55,8 @@ Observations MakeOverlappedObservations(const std::vector<Reflection>& raw) {
   for (const Reflection& r : raw) {
     group.push_back(&r);
     if (r.batch < 0) continue;
+    // The line that ends the group stands for it in weights, maps and tables.
+    std::swap(group.front(), group.back());
     o.intensity.push_back(r.intensity);
     o.sigma.push_back(r.sigma);
     for (size_t c = 0; c < most; ++c) {
@@ -66,12 +69,10 @@ Observations MakeOverlappedObservations(const std::vector<Reflection>& raw) {
   return o;
 }
 
-int BatchCount(const Observations& observations) {
+int LargestBatch(const std::vector<Reflection>& raw) {
   int most = 1;
-  for (const auto& component : observations.batch) {
-    for (const int b : component) most = std::max(most, b);
-  }
-  return most - 1;
+  for (const Reflection& r : raw) most = std::max(most, std::abs(r.batch));
+  return most;
 }
 
 }  // namespace marvik::engine

@@ -15,22 +15,27 @@ struct TwinLaw {
 };
 
 // What is refined against. Every observation is a sum over components: Fo² ~ scale² Σ_c k_c Fc²(h_c), where k_c belongs
-// to a batch (1: one minus the BASF fractions; m > 1: the BASF value m - 1; 0: this component is missing).
+// to a batch (1: one minus the BASF fractions, or one where BASF holds scales of batches; m > 1: the BASF value m - 1;
+// 0: this component is missing).
 struct Observations {
   std::vector<double> intensity;  // Fo², file scale
   std::vector<double> sigma;
   std::vector<std::vector<Miller>> indices;  // [component][observation]
   std::vector<std::vector<int>> batch;       // [component][observation]
 
+  bool batchScales = false;
+
   size_t Size() const { return intensity.size(); }
   size_t Components() const { return indices.size(); }
   size_t Blocks() const { return (Size() + kBlock - 1) / kBlock; }
 };
 
-Observations MakeObservations(const std::vector<Reflection>& merged, const TwinLaw& twin);
-// HKLF 5: a line with a negative batch number goes with the following one.
+// With `batches` each reflection keeps the batch of its line, whose scale BASF holds.
+Observations MakeObservations(const std::vector<Reflection>& merged, const TwinLaw& twin, bool batches = false);
+// HKLF 5: a line with a negative batch number goes with the following one. The last of a group becomes its first
+// component.
 Observations MakeOverlappedObservations(const std::vector<Reflection>& raw);
-// Batches beyond the first that occur.
-int BatchCount(const Observations& observations);
+// At least one.
+int LargestBatch(const std::vector<Reflection>& raw);
 
 }  // namespace marvik::engine

@@ -35,19 +35,20 @@ HklFile ParseHklFile(const std::string& content, const HklFormat& format);
 
 struct DataLimits {
   std::vector<Miller> omitted;  // OMIT h k l
-  double omitSigmas = -2.0;     // s of OMIT: see SelectReflections
+  double omitSigmas = -2.0;     // s of OMIT: what is below s·σ/2 is raised to it (s < 0) or left out
   double twoThetaLow = 0.0;     // degrees
   double twoThetaHigh = 180.0;
   double resolutionLow = 1e30;  // SHEL, Å
   double resolutionHigh = 0.0;
   double wavelength = 0.71073;
+  bool batches = false;  // batches have scales of their own: equivalents of different ones are not merged
 };
 
 struct MergeStatistics {
   size_t read = 0;
   size_t absent = 0;
   double absentMeanRatio = 0.0;  // mean I/σ of the absences
-  size_t outside = 0;            // beyond SHEL or the 2θ limit
+  size_t outside = 0;            // beyond SHEL or the 2θ limit, weak with OMIT, or in a group without an end
   size_t omitted = 0;
   size_t unique = 0;
   size_t inconsistent = 0;  // equivalents that disagree by more than five σ of the mean
@@ -66,5 +67,10 @@ struct MergeStatistics {
 std::vector<Reflection> MergeReflections(const std::vector<Reflection>& raw, const SpaceGroup& group,
                                          const Metric& metric, const DataLimits& limits, int merge,
                                          MergeStatistics& statistics);
+
+// HKLF 5, where a line with a negative batch number goes with the following one: whole groups are kept or left out, by
+// where the last line of each stands, and nothing is merged. OMIT takes every group that a named reflection is in.
+std::vector<Reflection> SelectOverlapped(const std::vector<Reflection>& raw, const SpaceGroup& group,
+                                         const Metric& metric, const DataLimits& limits, MergeStatistics& statistics);
 
 }  // namespace marvik::engine

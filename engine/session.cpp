@@ -12,6 +12,8 @@
 namespace marvik::engine {
 namespace {
 
+constexpr int kMostBatches = 200;
+
 std::vector<std::vector<int>> SetsOf(const Structure& structure, const Job& job, const char* keyword,
                                      std::vector<std::string>& notes) {
   std::vector<std::vector<int>> sets;
@@ -80,7 +82,42 @@ std::vector<int> VariablesOfRestraints(const Job& job) {
   return variables;
 }
 
-bool PrepareModel(Session& s, std::string& problem) {
+// What the data ask of BASF: fractions of twin components, or scales of the batches of HKLF 4.
+bool SettleBatches(Session& s, const std::vector<Reflection>& raw, std::string& problem) {
+  std::vector<double>& fractions = s.structure.batchFractions;
+  const bool overlapped = s.job.hkl.code == 5;
+  int last = LargestBatch(raw);
+  if (overlapped && s.job.twin.present)
+    s.job.notes.push_back("TWIN: HKLF 5 names the components; the law has no effect");
+  if (overlapped) {
+    s.job.twin = {};
+  } else if (s.job.twin.present) {
+    last = std::abs(s.job.twin.components);
+    if (s.job.twin.components < 0 && last % 2 != 0) {
+      problem = Printf("TWIN %d: WITH INVERSION TWINS THE NUMBER OF COMPONENTS IS EVEN", s.job.twin.components);
+      return false;
+    }
+  } else {
+    s.job.limits.batches = last > 1 && !fractions.empty();
+    if (!s.job.limits.batches) last = 1;
+  }
+  if (last > kMostBatches) {
+    problem = Printf("%d TWIN COMPONENTS OR BATCHES ARE TOO MANY", last);
+    return false;
+  }
+  const auto wanted = static_cast<size_t>(last - 1);
+  if (fractions.size() > wanted) {
+    s.job.notes.push_back(
+        Printf("BASF: %zu values, and the data speak of %zu; the others have no effect", fractions.size(), wanted));
+  } else if (fractions.size() < wanted) {
+    s.job.notes.push_back(
+        Printf("BASF: %zu values where the data need %zu; equal ones are taken", fractions.size(), wanted));
+  }
+  fractions.resize(wanted, s.job.limits.batches ? 1.0 : 1.0 / static_cast<double>(last));
+  return true;
+}
+
+bool PrepareModel(Session& s, const std::vector<Reflection>& raw, std::string& problem) {
   if (!BuildStructure(s.document, s.structure, s.job.notes, problem)) return false;
   s.job.limits.wavelength = s.structure.wavelength;
   s.bonds = MakeBonds(s.structure, s.document, s.job.commands);
@@ -96,6 +133,7 @@ bool PrepareModel(Session& s, std::string& problem) {
       s.structure.solventU = command.numbers.size() > 1 ? command.numbers[1] : 2.0;
     }
   }
+  if (!SettleBatches(s, raw, problem)) return false;
   s.hydrogens = FindHydrogenGroups(s.structure, s.bonds, s.job.temperature, s.job.notes);
   s.rigid = FindRigidGroups(s.structure, s.job.notes);
   s.parametrisation.Build(s.structure, s.job.parameters, s.hydrogens, s.rigid, s.job.notes);
@@ -108,9 +146,12 @@ bool PrepareData(Session& s, const std::vector<Reflection>& raw, const LineSink&
   if (s.job.merge >= 4) {
     for (Scatterer& f : s.structure.scatterers) f.fDoublePrime = 0.0;
   }
-  s.merged = MergeReflections(raw, s.structure.group, s.structure.metric, s.job.limits, overlapped ? 0 : s.job.merge,
-                              s.merging);
-  s.observations = overlapped ? MakeOverlappedObservations(s.merged) : MakeObservations(s.merged, s.job.twin);
+  const SpaceGroup& group = s.structure.group;
+  const Metric& metric = s.structure.metric;
+  s.merged = overlapped ? SelectOverlapped(raw, group, metric, s.job.limits, s.merging)
+                        : MergeReflections(raw, group, metric, s.job.limits, s.job.merge, s.merging);
+  s.observations =
+      overlapped ? MakeOverlappedObservations(s.merged) : MakeObservations(s.merged, s.job.twin, s.job.limits.batches);
   const MergeStatistics& m = s.merging;
   print(Printf(" %zu reflections read, %zu absent, %zu outside limits, %zu unique, R(int) = %.4f, R(sigma) = %.4f",
                m.read, m.absent, m.outside + m.omitted, m.unique, m.rInt, m.rSigma));
@@ -123,12 +164,6 @@ bool PrepareData(Session& s, const std::vector<Reflection>& raw, const LineSink&
   if (s.observations.Size() == 0) {
     problem = "NO REFLECTIONS ARE LEFT";
     return false;
-  }
-  const auto batches = static_cast<size_t>(BatchCount(s.observations));
-  if (batches > 0 && s.structure.batchFractions.size() < batches) {
-    s.structure.batchFractions.resize(batches, 1.0 / static_cast<double>(batches + 1));
-    std::vector<std::string> again;
-    s.parametrisation.Build(s.structure, s.job.parameters, s.hydrogens, s.rigid, again);
   }
   return true;
 }
@@ -170,7 +205,7 @@ void FindTorsions(Session& s) {
 
 bool LoadSession(Session& s, const LineSink& print, std::string& problem) {
   std::vector<Reflection> raw;
-  if (!ReadInput(s, raw, print, problem) || !PrepareModel(s, problem)) return false;
+  if (!ReadInput(s, raw, print, problem) || !PrepareModel(s, raw, problem)) return false;
   for (const std::string& note : s.job.notes) print(" Note: " + note);
   if (!PrepareData(s, raw, print, problem)) return false;
   FindTorsions(s);

@@ -10,88 +10,12 @@
 
 #include "engine/session.h"
 #include "insfile/reader.h"
-#include "util/files.h"
 #include "util/numbers.h"
 
-#include "models.h"
+#include "run_fixture.h"
 
 namespace marvik::engine {
 namespace {
-
-namespace fs = std::filesystem;
-
-// A folder of its own for each test, gone afterwards.
-class RunTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    folder_ =
-        fs::temp_directory_path() / ("marvik-engine-" + std::string(info->name()) + "-" + std::to_string(::getpid()));
-    fs::create_directories(folder_);
-  }
-  void TearDown() override { fs::remove_all(folder_); }
-
-  std::string Path(const std::string& name) const { return (folder_ / name).string(); }
-  void Write(const std::string& name, const std::string& text) const {
-    std::ofstream(Path(name), std::ios::binary) << text;
-  }
-  std::string Read(const std::string& name) const {
-    std::ifstream in(Path(name), std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-  }
-
-  // Runs NAME and keeps what it said.
-  int Run(const std::string& name) {
-    lines_.clear();
-    return RunJob(Path(name), [&](const std::string& line) { lines_.push_back(line); });
-  }
-  std::string Said() const {
-    std::string all;
-    for (const std::string& line : lines_) all += line + "\n";
-    return all;
-  }
-  bool EndsFinished() const { return !lines_.empty() && lines_.back().find("finished") != std::string::npos; }
-  // Number behind the last occurrence of a text in what was said.
-  double Last(const std::string& key) const {
-    const std::string said = Said();
-    const size_t at = said.rfind(key);
-    double value = -1.0;
-    if (at != std::string::npos) ParseNumber(std::string_view(said).substr(at + key.size()), value);
-    return value;
-  }
-
-  // Writes NAME.hkl with what the model of an instruction text gives.
-  void Simulate(const std::string& name, const std::string& ins, double resolution) {
-    RecordingMessages messages;
-    Document document;
-    ASSERT_TRUE(ReadInstructionText(document, ins, messages));
-    Structure structure;
-    std::vector<std::string> notes;
-    std::string problem;
-    ASSERT_TRUE(BuildStructure(document, structure, notes, problem)) << problem;
-    std::vector<RigidGroup> rigid = FindRigidGroups(structure, notes);
-    const Job job = MakeJob(document);
-    Parametrisation p;
-    p.Build(structure, job.parameters,
-            FindHydrogenGroups(structure, MakeBonds(structure, document, job.commands), job.temperature, notes), rigid,
-            notes);
-    const Observations o = SimulateData(structure, resolution);
-    std::string text;
-    std::mt19937 random(4);
-    std::normal_distribution<double> noise;
-    for (size_t i = 0; i < o.Size(); ++i) {
-      const double intensity = o.intensity[i] + o.sigma[i] * noise(random);
-      AppendPrintf(text, "%4d%4d%4d%8.2f%8.2f\n", o.indices[0][i][0], o.indices[0][i][1], o.indices[0][i][2],
-                   std::min(99999.0, intensity), std::min(9999.0, o.sigma[i]));
-    }
-    Write(name + ".hkl", text + "   0   0   0    0.00    0.00\n");
-  }
-
-  fs::path folder_;
-  std::vector<std::string> lines_;
-};
 
 constexpr const char* kHead =
     "TITL test in P21/c\nCELL 0.71073 7.1 9.3 8.2 90 101 90\nZERR 4 0.001 0.001 0.001 0 0.01 0\nLATT 1\nSYMM -X, "

@@ -133,7 +133,7 @@ TEST(Derivatives, AgreeWithNumericalDifferences) {
     Structure s = MakeCrystal(*group, 77);
     s.extinction = 0.3;
     s.solventScale = 0.2;
-    s.batchFractions = {0.3};
+    s.batchFractions = {0.3, 0.2};
     s.sites[1].code[kRawOccupancy] = 21.0;
     s.sites[3].code[kRawOccupancy] = -21.0;
     s.sites[2].code[kRawOccupancy] = 0.0;
@@ -147,6 +147,11 @@ TEST(Derivatives, AgreeWithNumericalDifferences) {
     o.indices.push_back(o.indices[0]);
     o.batch.push_back(std::vector<int>(100, 2));
     for (Miller& h : o.indices[1]) h = {h[1], h[0], -h[2]};
+    // A third where some reflections have one and others not; in one of the groups as batches with scales.
+    o.indices.push_back(o.indices[1]);
+    o.batch.push_back({});
+    for (int i = 0; i < 100; ++i) o.batch[2].push_back(i % 3 ? 0 : 3);
+    o.batchScales = name[0] == 'R';
     std::fill(o.sigma.begin(), o.sigma.end(), 0.0);
     ParameterOptions options;
     options.extinction = options.solvent = true;
