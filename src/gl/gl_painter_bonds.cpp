@@ -1,0 +1,101 @@
+#include <GL/gl.h>
+#include <algorithm>
+#include <cmath>
+
+#include "display/colours.h"
+#include "gl/gl_painter.h"
+
+namespace marvik {
+namespace {
+
+constexpr int kTubeSlices = 30;
+constexpr int kMostPieces = 200;  // of a dashed or dotted stick
+// Lengths of the pieces and gaps of interrupted sticks, in radii.
+constexpr double kDash = 5.0;
+constexpr double kDashGap = 4.0;
+constexpr double kDotGap = 4.0;
+
+ViewPoint Between(const ViewPoint& a, const ViewPoint& b, double t) {
+  return a + (b - a) * t;
+}
+
+// Unit vector in the plane of the picture at right angles to the line, nothing for a line toward the viewer.
+ViewPoint Across(const ViewPoint& a, const ViewPoint& b) {
+  const double dx = b.x - a.x;
+  const double dy = b.y - a.y;
+  const double length = std::hypot(dx, dy);
+  if (!(length > 0.0)) return {};
+  const ViewPoint n{-dy / length, dx / length, 0.0};
+  return n.y - n.x < 0.0 ? -n : n;
+}
+
+}  // namespace
+
+// A cylinder along z from a, turned onto b.
+void GlPainter::DrawRod(const ViewPoint& a, const ViewPoint& b, double radius, bool closed) {
+  const ViewPoint d = b - a;
+  const double length = Length(d);
+  if (!(length > 0.0)) return;
+  const bool upright = d.x == 0.0 && d.y == 0.0;
+  glPushMatrix();
+  glTranslated(a.x, a.y, a.z);
+  glRotated(std::acos(std::clamp(d.z / length, -1.0, 1.0)) * kDegreesPerRadian, upright ? 1.0 : -d.y, d.x, 0.0);
+  glScaled(radius, radius, length);
+  bodies_.Draw(closed ? GlBodies::kRod : GlBodies::kTube, Slices(radius, kTubeSlices));
+  glPopMatrix();
+}
+
+void GlPainter::DrawStick(const ViewPoint& a, const ViewPoint& b, double radius, int style, Rgb colourA, Rgb colourB) {
+  const auto piece = [&](double from, double to) {
+    const bool closed = style != kSolid;
+    const auto part = [&](double t0, double t1, Rgb colour) {
+      if (!(t0 < t1)) return;
+      SetColour(style_.colour ? colour : kBlack, false);
+      DrawRod(Between(a, b, t0), Between(a, b, t1), radius, closed);
+    };
+    if (colourA == colourB || !style_.colour) return part(from, to, colourA);
+    part(from, std::min(to, 0.5), colourA);
+    part(std::max(from, 0.5), to, colourB);
+  };
+  if (style == kSolid) return piece(0.0, 1.0);
+  const double length = Length(b - a);
+  const double on = style == kDashed ? kDash * radius : 2.0 * radius;
+  const double period = on + (style == kDashed ? kDashGap : kDotGap - 1.0) * radius;
+  if (!(period > 0.0)) return;
+  const int count = std::clamp(static_cast<int>(std::lround(length / period)), 1, kMostPieces);
+  const double share = on / period;
+  for (int i = 0; i < count; ++i) piece((i + 0.5 - 0.5 * share) / count, (i + 0.5 + 0.5 * share) / count);
+}
+
+// As many sticks side by side as the order asks for.
+void GlPainter::drawBondGl(const GlBond& bond) {
+  Shade(style_.colour);
+  const bool dotted = bond.style == kSolid && bond.order == kPi;
+  const int style = dotted ? static_cast<int>(kDotted) : bond.style;
+  const ViewPoint across = Across(bond.a, bond.b);
+  const double width = std::max(2.0 * bond.radius, 2.0 * scene_.unit);
+  const auto stick = [&](double side, double share, int stickStyle) {
+    const ViewPoint by = across * (side * width);
+    const double radius = std::max(bond.radius * share, 0.5 * scene_.unit);
+    DrawStick(bond.a + by, bond.b + by, radius, stickStyle, bond.colourA, bond.colourB);
+  };
+  switch (bond.order) {
+    case kDouble:
+      stick(-0.6, 0.6, style);
+      stick(0.6, 0.6, style);
+      break;
+    case kTriple:
+      for (const double side : {-0.9, 0.0, 0.9}) stick(side, 0.5, style);
+      break;
+    case kAromatic:
+      stick(-0.6, 0.6, kDashed);
+      stick(0.6, 0.6, style);
+      break;
+    default:
+      stick(0.0, 1.0, style);
+      break;
+  }
+  Shade(true);
+}
+
+}  // namespace marvik

@@ -1,0 +1,190 @@
+#define GL_GLEXT_PROTOTYPES
+#include "gl/gl_picture.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "gl/gl_context.h"
+#include "gl/gl_painter.h"
+#include "gl/true_type_font.h"
+
+namespace marvik {
+namespace {
+
+constexpr int kTargetSide = 2048;    // samples; larger pictures are drawn in tiles
+constexpr int kManySamples = 5;      // per pixel and direction
+constexpr int kLargePicture = 2000;  // from here on fewer will do
+constexpr int kFewSamples = 3;
+
+// Atoms that were begun, over all tiles or layers.
+class Progress {
+ public:
+  Progress(const KeepGoing& keepGoing, const std::function<void(int, int)>& progress, int64_t total)
+      : keepGoing_(keepGoing), progress_(progress), total_(static_cast<int>(std::min<int64_t>(total, 1'000'000'000))) {}
+  bool GoOn() const { return !keepGoing_ || keepGoing_(); }
+  bool Step() {
+    if (!GoOn()) return false;
+    if (progress_) progress_(std::min(++done_, total_), total_);
+    return true;
+  }
+
+ private:
+  const KeepGoing& keepGoing_;
+  const std::function<void(int, int)>& progress_;
+  int total_;
+  int done_ = 0;
+};
+
+Rgb ColourOfSample(uint32_t rgba) {
+  return {static_cast<uint8_t>(rgba), static_cast<uint8_t>(rgba >> 8), static_cast<uint8_t>(rgba >> 16)};
+}
+
+struct Job {
+  const GlScene& scene;
+  const GlPictureOptions& options;
+  int size;
+  std::vector<GlLayer> layers;
+  Image& image;
+};
+
+GlPicture Failed(std::string text, std::string caption = {}) {
+  GlPicture picture;
+  picture.error = std::move(text);
+  picture.caption = std::move(caption);
+  return picture;
+}
+
+// Every layer drawn by itself and blended over what is there.
+bool DrawDirectly(const Job& job, GlPainter& painter, const KeepGoing& keepGoing,
+                  const std::function<void(int, int)>& tell) {
+  const int64_t total = static_cast<int64_t>(job.layers.size() * job.scene.atoms.size());
+  Progress progress(keepGoing, tell, total);
+  painter.Begin({0, 0, job.size, job.size});
+  bool complete = true;
+  for (size_t i = 0; i < job.layers.size() && complete; ++i) {
+    if (i == 1) {
+      glEnable(GL_BLEND);
+      glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    }
+    complete = painter.Draw(job.layers[i], [&] { return progress.Step(); });
+  }
+  glDisable(GL_BLEND);
+  glFinish();
+  std::vector<uint32_t> colours;
+  std::vector<float> depths;
+  GlTarget::Read(job.size, job.size, colours, depths);
+  for (int y = 0; y < job.size; ++y) {
+    for (int x = 0; x < job.size; ++x)
+      job.image.At(x, job.size - 1 - y) = PixelOf(
+          ColourOfSample(colours[static_cast<size_t>(y) * static_cast<size_t>(job.size) + static_cast<size_t>(x)]));
+  }
+  return complete;
+}
+
+int FactorFor(const Job& job) {
+  if (job.layers.size() == 1) return 1;
+  return job.size < kLargePicture ? kManySamples : kFewSamples;
+}
+
+// One picture with several samples to a pixel holds all layers; drawn in tiles.
+bool DrawSampled(const Job& job, GlPainter& painter, int factor, const KeepGoing& keepGoing,
+                 const std::function<void(int, int)>& tell) {
+  GlSamples samples;
+  samples.factor = factor;
+  samples.margin = LargestShift(job.layers, job.size);
+  const int most = std::max(kTargetSide / factor - 2 * samples.margin, 1);
+  const int perSide = (job.size + most - 1) / most;
+  Progress progress(keepGoing, tell, int64_t{perSide} * perSide * static_cast<int64_t>(job.scene.atoms.size()));
+  bool complete = true;
+  const auto from = [&](int i) { return static_cast<int>(int64_t{job.size} * i / perSide); };
+  for (int row = 0; row < perSide; ++row) {
+    for (int column = 0; column < perSide; ++column) {
+      const int left = from(column);
+      const int top = from(row);
+      samples.width = from(column + 1) - left;
+      samples.height = from(row + 1) - top;
+      const GlWindow window{left - samples.margin, job.size - top - samples.height - samples.margin,
+                            samples.width + 2 * samples.margin, samples.height + 2 * samples.margin};
+      if (!complete || !painter.ShowsAnything(window)) {
+        continue;
+      }
+      painter.Begin(window);
+      complete = painter.Draw(job.layers.front(), [&] { return progress.Step(); });
+      GlTarget::Read(samples.Stride(), samples.Rows(), samples.colours, samples.depths);
+      const auto goOn = [&] { return complete && progress.GoOn(); };
+      complete = CombineLayers(samples, job.layers, job.scene.background, job.options.transparent, job.image, left, top,
+                               goOn) &&
+                 complete;
+    }
+  }
+  return complete;
+}
+
+void PaintLabels(const GlScene& scene, TrueTypeFont& font, Image& image) {
+  for (const GlLabel& label : scene.labels) {
+    if (!(std::abs(label.corner.x) < 1e6 && std::abs(label.corner.y) < 1e6)) continue;
+    const int x = static_cast<int>(std::lround(label.corner.x));
+    const int y = static_cast<int>(std::lround(label.corner.y - font.Descent()));
+    font.drawText(image, x, y, label.text, label.colour);
+  }
+}
+
+}  // namespace
+
+// Nothing but labels stands in `image` before it is called: it is filled with what is behind the model.
+bool renderGlScene(const GlScene& scene, int size, const GlPictureOptions& options, Image& image, std::string& error,
+                   const KeepGoing& keepGoing, const std::function<void(int, int)>& progress) {
+  Job job{scene, options, size,
+          LayersOf({options.antiAlias, options.settings.layerCount, options.colour, options.printing, size}), image};
+  const int factor = options.direct ? 1 : FactorFor(job);
+  const int side = options.direct ? size : std::min(kTargetSide, (size + 2 * LargestShift(job.layers, size)) * factor);
+  std::fill(image.pixels.begin(), image.pixels.end(), options.transparent ? 0u : PixelOf(scene.background));
+  if (scene.atoms.empty() && scene.cellEdges.empty()) return true;
+  const auto context = options.makeContext ? options.makeContext(error) : MakeOffscreenContext(error);
+  if (!context) return false;
+  const GlTarget target(side, side);
+  if (!target.IsComplete()) {
+    error = "Failed to create DIBSection.";
+    return false;
+  }
+  if (!initGlContext()) {
+    error = "Could not initialize the device context.";
+    return false;
+  }
+  GlPainter painter(scene, {options.colour, options.settings.cutSection, size, factor, !options.direct});
+  return options.direct ? DrawDirectly(job, painter, keepGoing, progress)
+                        : DrawSampled(job, painter, factor, keepGoing, progress);
+}
+
+GlPicture RenderGlPicture(Document& document, const ViewState& view, int size, const GlPictureOptions& options,
+                          const KeepGoing& keepGoing, const std::function<void(int done, int total)>& progress) {
+  if (size < 1 || size > kLargestGlPicture)
+    return Failed("Incorrect bitmap dimensions. (Must be >= 1)", "Error: Incorrect Dimensions");
+  if (options.mode != kBallAndStick && options.mode != kThermalEllipsoid) {
+    return Failed(
+        "OpenGL structure display is currently implemented only for\nBall and Stick models and Thermal Ellipsoid "
+        "models.",
+        "Invalid Display Choice");
+  }
+  try {
+    TrueTypeFont font;
+    const bool texts = options.labels || options.showCell;
+    if (texts && !font.openFont(options.settings.fontPath, options.labelPointSize)) {
+      return Failed(font.IsOpen() ? "Can't create a font." : "Can't open the font file " + options.settings.fontPath);
+    }
+    GlPicture picture;
+    const GlScene scene = BuildGlScene(document, view, size, options, texts ? &font : nullptr);
+    picture.image.emplace(size, size);
+    picture.complete = renderGlScene(scene, size, options, *picture.image, picture.error, keepGoing, progress);
+    if (!picture.error.empty()) return Failed(picture.error);
+    PaintLabels(scene, font, *picture.image);
+    return picture;
+  } catch (const std::bad_alloc&) {
+    return Failed("Failed to create DIBSection.");
+  }
+}
+
+}  // namespace marvik

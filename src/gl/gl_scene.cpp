@@ -1,0 +1,274 @@
+#include "gl/gl_scene.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "cryst/displacement.h"
+#include "display/colours.h"
+
+namespace marvik {
+namespace {
+
+constexpr double kSidePerUnit = 1000.0;  // thin lines of pictures of twice this side are two pixels wide, and so on
+constexpr double kLongestAxis = 1e4;
+constexpr double kFarthest = 1e5;
+constexpr Rgb kGrey{128, 128, 128};
+
+// Takes the texts of a picture and nothing else.
+class LabelCollector : public Canvas {
+ public:
+  explicit LabelCollector(TrueTypeFont* font) : font_(font) {}
+
+  void Clear(Rgb) override {}
+  void Lines(std::span<const LinePiece>, const Pen&) override {}
+  void Line(CanvasPoint, CanvasPoint, const Pen&) override {}
+  void FillEllipse(const EllipseShape&, Rgb, const Pen&) override {}
+  void DiscStack(CanvasPoint, std::span<const Disc>) override {}
+  void Arc(const EllipseShape&, double, double, const Pen&) override {}
+  void Polygon(std::span<const CanvasPoint>, Rgb, const Pen&) override {}
+  void Polyline(std::span<const CanvasPoint>, const Pen&) override {}
+  void Text(CanvasPoint at, TextAnchor, std::string_view text, Rgb colour) override {
+    labels.push_back({at, std::string(text), colour});
+  }
+  CanvasPoint TextSize(std::string_view text) override {
+    if (!font_) return {};
+    return {font_->Width(text), font_->Ascent() + font_->Descent()};
+  }
+
+  std::vector<GlLabel> labels;
+
+ private:
+  TrueTypeFont* font_;
+};
+
+// What the interactive renderer leaves in the atoms belongs to the window's picture; this puts it back.
+class ScreenPlaces {
+ public:
+  explicit ScreenPlaces(Document& document) {
+    for (AtomRecord* atom = document.atoms.head; atom; atom = atom->next)
+      places_.push_back({atom, atom->view, atom->viewW, atom->screenX, atom->screenY, atom->scratch});
+  }
+  ~ScreenPlaces() {
+    for (const Place& place : places_) {
+      place.atom->view = place.view;
+      place.atom->viewW = place.viewW;
+      place.atom->screenX = place.screenX;
+      place.atom->screenY = place.screenY;
+      place.atom->scratch = place.scratch;
+    }
+  }
+  ScreenPlaces(const ScreenPlaces&) = delete;
+  ScreenPlaces& operator=(const ScreenPlaces&) = delete;
+
+ private:
+  struct Place {
+    AtomRecord* atom;
+    ViewPoint view;
+    double viewW;
+    int16_t screenX, screenY;
+    int32_t scratch;
+  };
+  std::vector<Place> places_;
+};
+
+class SceneBuilder {
+ public:
+  SceneBuilder(Document& document, const ViewState& view, int size, const GlPictureOptions& options)
+      : document_(document), view_(view), options_(options), size_(size) {
+    // The pan is kept in pixels of the drawing area that it was made in.
+    const double scale = view.drawingSize > 0.0 ? size / view.drawingSize : 1.0;
+    view_.drawingSize = size;
+    view_.fitView(view_.viewRadius, std::nullopt);
+    view_.panX = static_cast<int32_t>(std::lround(view.panX * scale));
+    view_.panY = static_cast<int32_t>(std::lround(view.panY * scale));
+    pan_ = {2.0 * view_.panX / size, -2.0 * view_.panY / size, 0.0};
+  }
+
+  GlScene Build(TrueTypeFont* font) {
+    SetUpColours();
+    Project(font);
+    AddAtoms();
+    AddBonds();
+    if (options_.showCell) AddCell();
+    for (const GlAtom& atom : scene_.atoms)
+      scene_.depth = std::max(scene_.depth, std::abs(atom.at.z) + atom.Reach() + 2.0);
+    for (const GlLine& edge : scene_.cellEdges)
+      scene_.depth = std::max({scene_.depth, std::abs(edge.a.z) + 2.0, std::abs(edge.b.z) + 2.0});
+    return std::move(scene_);
+  }
+
+ private:
+  void SetUpColours();
+  void Project(TrueTypeFont* font);
+  void AddAtoms();
+  void AddBonds();
+  void AddCell();
+  GlAtom AtomOf(const AtomRecord& record) const;
+  bool SetAxes(const AtomRecord& record, GlAtom& atom) const;
+  Rgb PeakColour(const AtomRecord& record) const;
+  int RowOf(const AtomRecord& record) const {
+    return record.element ? std::clamp(record.element->atomicNumber, 0, kUnknownRow) : kUnknownRow;
+  }
+
+  Document& document_;
+  ViewState view_;
+  const GlPictureOptions& options_;
+  int size_;
+  ViewPoint pan_;
+  GlScene scene_;
+  Rgb ink_ = kBlack;  // of labels and edges
+  double highestPeak_ = 0.0;
+  std::vector<AtomRecord*> drawn_;
+};
+
+void SceneBuilder::SetUpColours() {
+  scene_.background = kWhite;
+  if (options_.colour && !options_.printing) {
+    const auto channel = [this](size_t i) {
+      return static_cast<uint8_t>(std::lround(std::clamp(options_.settings.background[i], 0.0, 1.0) * 255.0));
+    };
+    scene_.background = {channel(0), channel(1), channel(2)};
+  }
+  const Rgb b = scene_.background;
+  // Black on black would be no label at all.
+  if (0.299 * b.r + 0.587 * b.g + 0.114 * b.b < 60.0) ink_ = kWhite;
+  scene_.unit = 2.0 / size_ * std::max(1.0, std::floor(size_ / kSidePerUnit));
+}
+
+void SceneBuilder::Project(TrueTypeFont* font) {
+  RenderOptions options;
+  options.mode = options_.mode;
+  options.labels = options_.labels && font;
+  options.hydrogenLabels = options_.hydrogenLabels;
+  options.hybridLabelColoration = options_.hybridLabelColoration && options_.colour;
+  options.showCell = options_.showCell && font;
+  options.probability = options_.probability;
+  options.exact = true;
+  options.whiteBackground = true;
+  LabelCollector canvas(font);
+  InteractiveRenderer renderer;
+  renderer.Render(document_, view_, options, canvas, nullptr);
+  scene_.labels = std::move(canvas.labels);
+  for (GlLabel& label : scene_.labels) {
+    if (label.colour == kBlack) label.colour = ink_;
+  }
+  for (AtomRecord* atom = document_.atoms.head; atom; atom = atom->next) {
+    if (atom->scratch < 0) continue;
+    drawn_.push_back(atom);
+    if (atom->IsPeak() && std::isfinite(atom->peakHeight))
+      highestPeak_ = std::max(highestPeak_, std::abs(atom->peakHeight));
+  }
+}
+
+Rgb SceneBuilder::PeakColour(const AtomRecord& record) const {
+  const Rgb full = RgbOf(document_.elements[kUnknownRow].colour);
+  if (!record.IsPeak()) return kGrey;
+  const double share =
+      highestPeak_ > 0.0 && std::isfinite(record.peakHeight) ? std::abs(record.peakHeight) / highestPeak_ : 1.0;
+  return MixColours(scene_.background, full, 0.35 + 0.65 * share);
+}
+
+GlAtom SceneBuilder::AtomOf(const AtomRecord& record) const {
+  const int row = RowOf(record);
+  const ElementInfo& element = document_.elements[row];
+  GlAtom atom;
+  atom.at = record.view + pan_;
+  atom.radius = element.drawRadius > 0.0 ? std::min(2.0 * element.drawRadius / view_.viewRadius, kLongestAxis) : 0.0;
+  atom.colour = row == kUnknownRow ? PeakColour(record) : RgbOf(element.colour);
+  atom.texture = element.texture;
+  const double least = 3.0 * scene_.unit;
+  if (row == kUnknownRow) {
+    atom.shape = GlShape::Mark;
+    atom.radius = std::max(0.7 * atom.radius, least);
+  } else if (options_.mode == kThermalEllipsoid && record.IsAnisotropic()) {
+    atom.shape = SetAxes(record, atom) ? GlShape::Ellipsoid : GlShape::CrossedBox;
+    if (atom.shape == GlShape::CrossedBox) atom.radius = std::max(0.8 * atom.radius, least);
+  }
+  return atom;
+}
+
+// Semi-axes in view units. False for a tensor that is no ellipsoid.
+bool SceneBuilder::SetAxes(const AtomRecord& record, GlAtom& atom) const {
+  const DisplacementEllipsoid own = EllipsoidAxes(CartesianTensor(record, document_.cell, document_.matrix));
+  if (!own.positiveDefinite) return false;
+  const double scale = ProbabilityScale(options_.probability);
+  const Matrix4& m = view_.combined;
+  for (size_t k = 0; k < 3; ++k) {
+    const Cartesian axis = own.axes[k] * (own.lengths[k] * scale);
+    const auto row = [&](size_t r) { return m[r][0] * axis.x + m[r][1] * axis.y + m[r][2] * axis.z; };
+    ViewPoint& v = atom.axes[k];
+    v = {row(0), row(1), row(2)};
+    if (v.z < 0.0) v = -v;
+    const double length = Length(v);
+    if (!(length > 1e-9 && length < kLongestAxis)) return false;
+  }
+  if (Dot(Cross(atom.axes[0], atom.axes[1]), atom.axes[2]) < 0.0) std::swap(atom.axes[0], atom.axes[1]);
+  return true;
+}
+
+void SceneBuilder::AddAtoms() {
+  for (AtomRecord*& record : drawn_) {
+    record->scratch = static_cast<int32_t>(&record - drawn_.data());
+    scene_.atoms.push_back(AtomOf(*record));
+  }
+}
+
+void SceneBuilder::AddBonds() {
+  for (size_t i = 0; i < drawn_.size(); ++i) {
+    scene_.atoms[i].firstBond = static_cast<uint32_t>(scene_.bonds.size());
+    for (const BondRecord* record = drawn_[i]->bonds; record; record = record->next) {
+      if (record->partner->scratch < 0) continue;
+      const GlAtom& a = scene_.atoms[i];
+      const GlAtom& b = scene_.atoms[static_cast<size_t>(record->partner->scratch)];
+      GlBond bond{a.at,
+                  b.at,
+                  0.0,
+                  a.colour,
+                  b.colour,
+                  std::min(record->Order(), static_cast<int>(kPi)),
+                  std::min(record->Style(), static_cast<int>(kDotted))};
+      const double width = std::isfinite(record->width) ? record->width / view_.viewRadius : 0.0;
+      bond.radius = 0.5 * std::clamp(width, scene_.unit, kLongestAxis);
+      if (a.shape == GlShape::Mark || b.shape == GlShape::Mark) {
+        bond.radius = 0.5 * scene_.unit;
+        bond.colourA = bond.colourB = kGrey;
+        bond.order = kSingle;
+      }
+      scene_.bonds.push_back(bond);
+    }
+  }
+}
+
+void SceneBuilder::AddCell() {
+  std::array<ViewPoint, 8> corners;
+  for (size_t i = 0; i < corners.size(); ++i) {
+    const Fractional at{i & 1 ? 1.0 : 0.0, i & 2 ? 1.0 : 0.0, i & 4 ? 1.0 : 0.0};
+    corners[i] = view_.transformPoint(document_.matrix * at - view_.viewCentre).p + pan_;
+    if (!IsFinite(corners[i]) || Length(corners[i]) > kFarthest) return;
+  }
+  constexpr std::array<Rgb, 3> kAxisColours{{{220, 0, 0}, {0, 140, 0}, {0, 0, 220}}};
+  for (size_t i = 0; i < corners.size(); ++i) {
+    for (size_t axis = 0; axis < 3; ++axis) {
+      const size_t j = i | size_t{1} << axis;
+      if (j == i) continue;
+      scene_.cellEdges.push_back({corners[i], corners[j], i == 0 && options_.colour ? kAxisColours[axis] : ink_});
+    }
+  }
+}
+
+}  // namespace
+
+double GlAtom::Reach() const {
+  if (shape != GlShape::Ellipsoid) return 1.5 * radius + 0.02;
+  double longest = 0.0;
+  for (const ViewPoint& axis : axes) longest = std::max(longest, Length(axis));
+  return 1.05 * longest + 0.02;
+}
+
+GlScene BuildGlScene(Document& document, const ViewState& view, int size, const GlPictureOptions& options,
+                     TrueTypeFont* font) {
+  const ScreenPlaces places(document);
+  return SceneBuilder(document, view, size, options).Build(font);
+}
+
+}  // namespace marvik

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "display/canvas.h"
+#include "gl/gl_picture.h"
+#include "gl/true_type_font.h"
+#include "util/vec3.h"
+
+namespace marvik {
+
+// What a picture shows, in view units: the middle of the picture is the origin, half its side is 1, x runs to the
+// right, y up and z to the viewer.
+
+enum class GlShape : uint8_t { Ball, Ellipsoid, Mark, CrossedBox };
+
+struct GlAtom {
+  ViewPoint at;
+  GlShape shape = GlShape::Ball;
+  double radius = 0.0;              // of a ball; half the width of marks and boxes
+  std::array<ViewPoint, 3> axes{};  // semi-axes of an ellipsoid, right-handed, pointing to the viewer's side
+  Rgb colour;
+  int texture = 0;         // code of black-and-white pictures
+  uint32_t firstBond = 0;  // of the bonds drawn with it, which end where the next atom's begin
+
+  // No less than it reaches from its middle in any direction.
+  double Reach() const;
+};
+
+struct GlBond {
+  ViewPoint a;
+  ViewPoint b;
+  double radius = 0.0;
+  Rgb colourA;  // of its halves
+  Rgb colourB;
+  int order = 0;  // BondOrder and BondStyle
+  int style = 0;
+};
+
+struct GlLine {
+  ViewPoint a;
+  ViewPoint b;
+  Rgb colour;
+};
+
+// Text on the finished picture, its lower left corner in pixels from the upper left one.
+struct GlLabel {
+  CanvasPoint corner;
+  std::string text;
+  Rgb colour;
+};
+
+struct GlScene {
+  std::vector<GlAtom> atoms;
+  std::vector<GlBond> bonds;
+  std::vector<GlLine> cellEdges;
+  std::vector<GlLabel> labels;
+  Rgb background;
+  double unit = 2.0 / 600.0;  // what one pixel of a screen picture is: the width of thin lines
+  double depth = 10.0;        // nothing lies further from the origin in z
+
+  uint32_t EndOfBonds(size_t atom) const {
+    return atom + 1 < atoms.size() ? atoms[atom + 1].firstBond : static_cast<uint32_t>(bonds.size());
+  }
+};
+
+// Positions, radii, colours and places of labels are those of the interactive renderer in a picture of that size.
+// `font` may be null where there are no labels. The atoms' screen positions come back as they were.
+GlScene BuildGlScene(Document& document, const ViewState& view, int size, const GlPictureOptions& options,
+                     TrueTypeFont* font);
+
+}  // namespace marvik
