@@ -172,10 +172,11 @@ bool Parser::TakePictureOption(const std::string& word) {
     if (options_.recipe.empty()) Wrong(word + " needs the name of a file");
   } else if (word == "--layers") {
     // Belongs to the OpenGL renderer alone.
-    Value(word);
+    options_.layers = WholeNumber(Value(word), 1, 100);
+    if (!options_.layers) Wrong("--layers takes a whole number from 1 to 100");
     options_.openGl = true;
   } else if (word == "--black-white") {
-    options_.openGl = true;
+    options_.openGl = options_.blackWhite = true;
   } else {
     return false;
   }
@@ -255,6 +256,7 @@ marvik --write OUT FILE           read FILE (.ins .res .cif) and write OUT: .ins
 marvik --picture OUT FILE         draw FILE: .png .svg .pdf
     --rendition wire|ball|ellipsoid|pipes   --rotate X,Y,Z (degrees)   --labels on|off   --cell
     --size PIXELS   --resolution DPI   --background black|white|transparent   --transparent
+    --renderer interactive|opengl (lit and smooth: ball or ellipsoid, .png)   --black-white   --layers N
 marvik --report KIND FILE         print what the structure holds: atoms, bonds, hybrid, plane, weighted-plane, centroid
     --select TEXT   --json
 marvik --refine FILE              refine FILE with the program that the package directory's script names; what it prints

@@ -35,6 +35,8 @@ struct CommandLineOptions {
   std::optional<bool> labels;
   bool cell = false;
   bool openGl = false;
+  bool blackWhite = false;
+  std::optional<int> layers;
   bool json = false;
   bool yes = false;
   bool timing = false;

@@ -18,6 +18,10 @@ struct PictureOptions {
   int size = 600;           // pixels a side
   double resolution = 0.0;  // dots per inch; 0: none, and figures made of lines have a point for each pixel
   PictureBackground background = PictureBackground::Usual;
+  // Of the OpenGL renderer.
+  bool openGl = false;
+  bool blackWhite = false;
+  std::optional<int> layers;  // of anti-aliasing; as the settings say
 };
 
 // "black", "white" or "transparent"; nothing for anything else.

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <new>
 
+#include "app/gl_output.h"
 #include "display/label_font.h"
 #include "display/pdf_canvas.h"
 #include "display/png_strips.h"
@@ -102,6 +103,7 @@ constexpr Format kFormats[] = {{"png", DrawPng}, {"svg", DrawSvg}, {"pdf", DrawP
 }  // namespace
 
 std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& options, const std::string& format) {
+  if (options.openGl && format == "png") return DrawGlPng(bench, options);
   const auto* known = std::ranges::find(kFormats, std::string_view(format), &Format::extension);
   if (known == std::end(kFormats)) {
     Refuse(bench, "Pictures can be written as .png, .svg and .pdf; ." + format + " is not available yet.");

@@ -12,7 +12,7 @@ constexpr int kEllipsoidSlices = 60;
 constexpr double kBandWidth = 0.005;  // view units
 constexpr double kSmallBitmapBandWidth = 0.0075;
 constexpr int kLargeBitmap = 1000;      // pixels
-constexpr double kWidestBand = 0.16;    // of the axis that it stands on
+constexpr double kWidestBand = 0.10;    // of the axis that it stands on
 constexpr double kLeastBanded = 4.0;    // longer half axis of the smallest ellipsoid with bands, pixels
 constexpr double kCutFaceShade = 0.12;  // how much lighter the cut faces are than the surface
 

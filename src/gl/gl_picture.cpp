@@ -18,6 +18,8 @@ constexpr int kTargetSide = 2048;    // samples; larger pictures are drawn in ti
 constexpr int kManySamples = 5;      // per pixel and direction
 constexpr int kLargePicture = 2000;  // from here on fewer will do
 constexpr int kFewSamples = 3;
+constexpr int kEmPerRim = 14;        // pixels of a label's em to a pixel of its rim
+constexpr size_t kMostRimmed = 400;  // labels; of more the rims would hide the model
 
 // Atoms that were begun, over all tiles or layers.
 class Progress {
@@ -123,11 +125,18 @@ bool DrawSampled(const Job& job, GlPainter& painter, int factor, const KeepGoing
   return complete;
 }
 
-void PaintLabels(const GlScene& scene, TrueTypeFont& font, Image& image) {
+// A rim in the background's colour keeps a label legible where it crosses a body.
+void PaintLabels(const GlScene& scene, bool rimmed, TrueTypeFont& font, Image& image) {
+  const int rim = rimmed ? std::max(1, font.emHeightPixels() / kEmPerRim) : 0;
   for (const GlLabel& label : scene.labels) {
     if (!(std::abs(label.corner.x) < 1e6 && std::abs(label.corner.y) < 1e6)) continue;
     const int x = static_cast<int>(std::lround(label.corner.x));
     const int y = static_cast<int>(std::lround(label.corner.y - font.Descent()));
+    for (int dy = -rim; dy <= rim; ++dy) {
+      for (int dx = -rim; dx <= rim; ++dx) {
+        if (dx * dx + dy * dy <= rim * rim + 1) font.drawText(image, x + dx, y + dy, label.text, scene.background);
+      }
+    }
     font.drawText(image, x, y, label.text, label.colour);
   }
 }
@@ -180,7 +189,7 @@ GlPicture RenderGlPicture(Document& document, const ViewState& view, int size, c
     picture.image.emplace(size, size);
     picture.complete = renderGlScene(scene, size, options, *picture.image, picture.error, keepGoing, progress);
     if (!picture.error.empty()) return Failed(picture.error);
-    PaintLabels(scene, font, *picture.image);
+    PaintLabels(scene, !options.transparent && scene.labels.size() <= kMostRimmed, font, *picture.image);
     return picture;
   } catch (const std::bad_alloc&) {
     return Failed("Failed to create DIBSection.");

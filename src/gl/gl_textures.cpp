@@ -7,10 +7,10 @@ namespace marvik {
 namespace {
 
 // A texture spans half a picture's side. Divisors of the side, so that the pattern has no seam.
-constexpr int kPeriod = 16;
-constexpr int kWidePeriod = 32;
-constexpr int kLine = 3;
-constexpr int kDotDiameter = 7;
+constexpr int kPeriod = 8;
+constexpr int kWidePeriod = 16;
+constexpr int kLine = 2;
+constexpr int kDotDiameter = 4;
 
 bool OnLine(int place, int period) {
   return place % period < kLine;
@@ -37,11 +37,11 @@ bool IsInk(int code, int x, int y) {
     case 4:
       return OnLine(x, kPeriod) || OnLine(y, kPeriod);
     case 5:
-      return down % kPeriod < kLine + 1;
+      return down % kPeriod < kLine;
     case 6:
-      return up % kPeriod < kLine + 1;
+      return up % kPeriod < kLine;
     case 7:
-      return up % kWidePeriod < kLine + 1 || down % kWidePeriod < kLine + 1;
+      return up % kWidePeriod < kLine || down % kWidePeriod < kLine;
     default:
       return false;
   }

@@ -114,7 +114,11 @@ TEST_F(CommandLineTest, ProblemsAreStatusOneAndALineEach) {
   EXPECT_EQ(Run({"--write", folder / "no/such/out.ins", file}), 1);
   EXPECT_EQ(Run({"--picture", folder / "out.jpg", file}), 1);
   EXPECT_EQ(Run({"--picture", folder / "no/out.png", file}), 1);
-  EXPECT_EQ(Run({"--picture", folder / "out.png", "--renderer", "opengl", file}), 1);
+  EXPECT_EQ(Run({"--picture", folder / "out.png", "--renderer", "opengl", "--rendition", "wire", file}), 1);
+  EXPECT_EQ(err.str(),
+            "Invalid Display Choice: OpenGL structure display is currently implemented only for Ball and Stick models "
+            "and Thermal Ellipsoid models.\n");
+  EXPECT_FALSE(folder.Has("out.png"));
   EXPECT_EQ(Run({"--write", "-", "--format", "pdb", file}), 1);
   EXPECT_EQ(out.str(), "");
   EXPECT_EQ(Run({"--report", "atoms", "--select", "Z*", file}), 1);

@@ -1,0 +1,63 @@
+#include "app/gl_output.h"
+
+#include <algorithm>
+
+#include "display/png_writer.h"
+
+namespace marvik {
+
+GlPictureOptions GlOptionsOf(const Workbench& bench, const PictureOptions& picture) {
+  GlPictureOptions options;
+  const RenderOptions screen = bench.ScreenOptions();
+  options.mode = screen.mode;
+  options.labels = screen.labels;
+  options.hydrogenLabels = screen.hydrogenLabels;
+  options.hybridLabelColoration = screen.hybridLabelColoration;
+  options.showCell = screen.showCell;
+  options.probability = screen.probability;
+  options.settings = loadOpenGlSettings();
+  options.colour = !picture.blackWhite;
+  if (picture.layers) options.settings.layerCount = *picture.layers;
+  options.transparent = picture.background == PictureBackground::Transparent;
+  if (picture.background == PictureBackground::White || options.transparent)
+    options.settings.background = {1.0, 1.0, 1.0};
+  if (picture.background == PictureBackground::Black) options.settings.background = {0.0, 0.0, 0.0};
+  options.labelPointSize = properPointSize(options.settings.fontPath, picture.size);
+  return options;
+}
+
+std::optional<Image> DrawGlImage(Workbench& bench, const PictureOptions& picture) {
+  const StageClock clock(bench.seconds.draw);
+  const GlPictureOptions options = GlOptionsOf(bench, picture);
+  bool going = true;
+  int reported = 0;
+  // The box of the progress asks for little more than one percent at a time.
+  const auto report = [&](int done, int total) {
+    if (done - reported < std::max(total / 100, 1)) return;
+    reported = done;
+    going = going && bench.messages.ReportProgress(done, total);
+  };
+  const auto goOn = [&] { return going && (!bench.hooks.goOn || bench.hooks.goOn()); };
+  GlPicture result = RenderGlPicture(bench.document, bench.view, picture.size, options, goOn, report);
+  if (!result.image) {
+    bench.messages.Show({MessageIcon::Warning, result.caption, result.error});
+    return {};
+  }
+  if (result.complete) return std::move(result.image);
+  bench.messages.Show({MessageIcon::Warning, "", "The picture was stopped; nothing was written."});
+  return {};
+}
+
+std::optional<std::string> DrawGlPng(Workbench& bench, const PictureOptions& picture) {
+  const auto image = DrawGlImage(bench, picture);
+  if (!image) return {};
+  const StageClock clock(bench.seconds.write);
+  PngOptions options;
+  options.dotsPerInch = picture.resolution;
+  options.alpha = picture.background == PictureBackground::Transparent;
+  auto bytes = EncodePng(*image, options);
+  if (!bytes) bench.messages.Show({MessageIcon::Warning, "", "There is not enough memory for this picture."});
+  return bytes;
+}
+
+}  // namespace marvik

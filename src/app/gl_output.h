@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "app/picture_options.h"
+#include "app/workbench.h"
+#include "gl/gl_picture.h"
+
+namespace marvik {
+
+// What the OpenGL renderer is to draw of the workbench: its rendition, labels and cell box, with the settings of
+// "opengl.prf" and labels of the size that is proper for the picture. The usual background is that of the settings.
+GlPictureOptions GlOptionsOf(const Workbench& bench, const PictureOptions& picture);
+
+// The picture; nothing after a message. One that was stopped on the way is nothing either, and told as such.
+std::optional<Image> DrawGlImage(Workbench& bench, const PictureOptions& picture);
+
+// The same as the bytes of a PNG file.
+std::optional<std::string> DrawGlPng(Workbench& bench, const PictureOptions& picture);
+
+}  // namespace marvik
