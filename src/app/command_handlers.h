@@ -16,6 +16,7 @@ Outcome SaveHandler(Workbench& bench, const CommandCall& call);
 Outcome SaveAsHandler(Workbench& bench, const CommandCall& call);
 Outcome ExitHandler(Workbench& bench, const CommandCall& call);
 Outcome AboutHandler(Workbench& bench, const CommandCall& call);
+Outcome DemoHandler(Workbench& bench, const CommandCall& call);
 
 // atom_commands.cpp
 Outcome SelectTextHandler(Workbench& bench, const CommandCall& call);

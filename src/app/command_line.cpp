@@ -11,6 +11,7 @@
 #include "app/picture_output.h"
 #include "app/refine_flow.h"
 #include "app/reports.h"
+#include "app/script_run.h"
 #include "app/version.h"
 #include "app/workbench.h"
 #include "insfile/writer.h"
@@ -27,15 +28,16 @@ class LineMessages : public UserMessages {
 
   void Show(const UserMessage& message) override {
     hasProblem |= message.icon == MessageIcon::Warning || message.icon == MessageIcon::Error;
-    err_ << LineOf(message) << '\n';
+    err_ << place << LineOf(message) << '\n';
   }
   bool AskYesNo(const UserMessage& question, Unattended answer) override {
     const bool yes = yes_ || answer == Unattended::Yes;
-    err_ << LineOf(question) << (yes ? " - yes\n" : " - no\n");
+    err_ << place << LineOf(question) << (yes ? " - yes\n" : " - no\n");
     return yes;
   }
   void RequestQuit() override { quitRequested = hasProblem = true; }
 
+  std::string place;  // of what is being played, before each line
   bool hasProblem = false;
   bool quitRequested = false;
 
@@ -83,8 +85,6 @@ class BatchRun {
 
   bool Prepare() {
     switch (options_.task) {
-      case BatchTask::Script:
-        return NotYet("Playing a script");
       case BatchTask::Edit:
         return NotYet("The text editor without the window");
       default:
@@ -102,6 +102,8 @@ class BatchRun {
     };
     bench_.ShowCell = options_.cell;
     SetUpRefinement();
+    // A script starts as the window does and opens its own files.
+    if (options_.task == BatchTask::Script) return true;
     // What nobody asked for must not move an atom of a file that nobody looks at.
     bench_.FmolAfterChanges = false;
     if (!OpenFile(bench_, options_.file)) return false;
@@ -148,6 +150,9 @@ class BatchRun {
         return Picture();
       case BatchTask::Report:
         return Report();
+      case BatchTask::Script:
+        PlayScript(bench_, options_.file, [this](const std::string& place) { messages_.place = place; });
+        return true;
       default:
         return true;
     }

@@ -264,6 +264,8 @@ marvik --refine FILE              refine FILE with the program that the package 
     --skip-table LIMIT            no table when nothing moved by more than LIMIT Å
 marvik --commands STEPS FILE      run commands, before --write, --picture, --report or --refine where one is given:
                                   '203; 144=C* O1; 113' are three, with the text of the dialog behind "="
+marvik --script FILE.dem          play a demo script once, without a window and without its pauses; what it says wrong is
+                                  reported with its line
 marvik --edit FILE                open the plain-text editor on a file
 marvik --list-commands            one command a line: number, tab, menu text
 marvik --help | --version

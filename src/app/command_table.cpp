@@ -23,6 +23,9 @@ template <bool Workbench::*flag>
 bool IsOn(const Workbench& bench) {
   return bench.*flag;
 }
+bool IsDemoRunning(const Workbench& bench) {
+  return bench.DemoRunning != 0;
+}
 bool IsZoomed(const Workbench& bench) {
   return bench.view.zoomedOnSelection;
 }
@@ -30,7 +33,6 @@ bool IsZoomed(const Workbench& bench) {
 constexpr char kNoOpenGl[] = "Pictures by the OpenGL renderer are not available yet.";
 constexpr char kNoPrinting[] = "Printing is not available yet.";
 constexpr char kNoHelp[] = "The help documents are not available yet.";
-constexpr char kNoDemo[] = "The demo is not available yet.";
 
 // A command whose work is still missing.
 constexpr CommandRow Greyed(int id, const char* text, const char* reason, const char* shortcut = "",
@@ -81,7 +83,7 @@ constexpr CommandRow kRows[] = {
     Greyed(154, "&Print...", kNoPrinting, "Ctrl+P"),
     {155, "E&nviroment", "", "[ATOM DISTANCE]", None, PickedAtom, EnvironmentHandler, nullptr, ""},
     {158, "&Pipes", "Ctrl+4", "", None, Always, RenditionHandler, IsRendition<kPipes>, ""},
-    Greyed(159, "D&emo", kNoDemo),
+    {159, "D&emo", "", "", None, Always, DemoHandler, IsDemoRunning, ""},
     {160, "Read File", "", "FILE", Structure, Always, OpenHandler, nullptr, ""},
     {163, "Select by Name", "", "ATOMS", None, Always, SelectTextHandler, nullptr, ""},
     {164, "Pack Cells", "", "COUNT", Structure, Always, PackHandler, nullptr, ""},

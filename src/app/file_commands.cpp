@@ -46,6 +46,18 @@ Outcome ExitHandler(Workbench& bench, const CommandCall&) {
   return Outcome::Done;
 }
 
+// Choosing the entry again stops the demo.
+Outcome DemoHandler(Workbench& bench, const CommandCall&) {
+  if (!bench.hooks.demo) {
+    return Refuse(bench, "Command Usage Error:",
+                  "The demo plays in the window; marvik --script FILE.dem plays a script without one.");
+  }
+  const bool start = bench.DemoRunning == 0;
+  if (start && !MayLoseChanges(bench, "play the demo")) return Outcome::Cancelled;
+  bench.hooks.demo(start);
+  return Outcome::Done;
+}
+
 Outcome AboutHandler(Workbench& bench, const CommandCall&) {
   bench.messages.Show({MessageIcon::Information, "About",
                        std::string("Marvik ") + kProgramVersion +

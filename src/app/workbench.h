@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -48,6 +49,8 @@ struct WindowHooks {
   std::function<void(const std::string& path)> startConQuest;
   // Asked during the drawing of a picture file or a page: whether to go on. False is the user's Escape or Space.
   std::function<bool()> goOn;
+  // Starts the demo, which sets DemoRunning and plays on a thread of its own, or stops it.
+  std::function<void(bool on)> demo;
   // Takes a report: a window beside the model, or the command line's output.
   std::function<void(const ReportRequest& request)> showReport;
 };
@@ -106,6 +109,7 @@ class Workbench {
   bool keepsRecentFiles = false;  // whether a successful read enters the recent list; the window says yes
   bool modified = false;          // the structure has changes that no file holds
   bool quitRequested = false;
+  std::atomic<uint8_t> DemoRunning{0};  // the one thing here that the demo's thread may touch
 
   // "Marvik" without a file, else the name of the current file. The mark of unsaved changes is the window's.
   std::string Title() const;

@@ -1,0 +1,228 @@
+#include "app/demo_script.h"
+
+#include <filesystem>
+#include <sstream>
+#include <thread>
+
+#include "app/bench_fixture.h"
+#include "app/command_line.h"
+#include "util/numbers.h"
+
+namespace marvik {
+namespace {
+
+using test::BenchTest;
+
+// "C124 C160=a.res W3 R39+0x10" for the steps of a line: kind, command or number, word, keys.
+std::string Spelled(const char* line) {
+  std::string text;
+  for (const DemoStep& step : ParseDemoLine(line).steps) {
+    text += text.empty() ? "" : " ";
+    text += "XCWSDR"[static_cast<int>(step.kind)];
+    if (step.id) text += std::to_string(step.id);
+    if (!step.word.empty()) text += "=" + step.word;
+    if (step.keys[0]) text += Printf("%d+%dx", step.keys[0], step.keys[1]);
+    if (step.number && step.word.empty()) text += std::to_string(step.number);
+  }
+  return text;
+}
+
+TEST(DemoScript, FindsWordsAnywhereInTheLine) {
+  // Only the first word of a line is skipped before an argument, and "PACK" is no number.
+  const std::pair<const char*, const char*> kLines[] = {
+      {"HLABEL", "C108"},
+      {"  my HADD, then", "C151 C153"},
+      {"GROW PACK 2", "C138"},
+      {"PACK 2 GROW", "C138 C164=2"},
+      {"TELP BALL EXIT RENDER BW", "X C210 C124 C125"},
+      {"WAIT 3", "W3"},
+      {"WAIT", ""},
+      {"WAIT ", ""},
+      {"DIR  egs rest\t", "D=egs"},
+      {"INSFILE a.res\r", "C160=a.res"},
+      {"SELECT $H", "C163=$H"},
+      {"UNIQ C1", "C116"},
+      {"DEMO b.dem", "S=b.dem"},
+      {"# BALL", ""},
+      {"ROT Y -1 10", "R39+0x10"},
+      {"ROT X 1+2", "R38+0x2"},
+      {"ROT Y 1", ""},
+      {"PACK 99999999999", "C164=2147483647"},
+  };
+  for (const auto& [line, steps] : kLines) EXPECT_EQ(Spelled(line), steps) << line;
+  EXPECT_EQ(ParseDemoLine("# What is shown").comment, "What is shown");
+}
+
+TEST(DemoScript, TurnsByTheKeysOfItsTable) {
+  struct Row {
+    char axis;
+    int direction;
+    std::array<int, 2> keys;
+  };
+  constexpr Row kRows[] = {{'X', 1, {38, 0}},  {'X', -1, {40, 0}},  {'X', 2, {33, 0}},  {'X', -5, {34, 0}},
+                           {'Y', 0, {37, 0}},  {'Y', -1, {39, 0}},  {'Y', 2, {36, 0}},  {'Y', -2, {35, 0}},
+                           {'Z', 2, {45, 0}},  {'Z', -2, {46, 0}},  {'A', 0, {37, 40}}, {'A', -1, {39, 38}},
+                           {'B', 1, {39, 40}}, {'B', -1, {37, 38}}, {'y', -1, {40, 0}}, {'Q', 3, {33, 0}}};
+  for (const Row& row : kRows) EXPECT_EQ(RotationKeys(row.axis, row.direction), row.keys) << row.axis << row.direction;
+}
+
+TEST(DemoScript, SaysWhatItMadeNothingOf) {
+  for (const char* line : {"BALL", "PACK 2", "UNIQ C1", "# anything", " ", "ROT A 1 20", "RENDER COLOR"})
+    EXPECT_TRUE(ParseDemoLine(line).faults.empty()) << line;
+  for (const char* line : {"BALLS ON", "TRMI", "PACK", "SELECT", "INSFILE ", "ROT Z 2 1", "WAIT 3 seconds"})
+    EXPECT_EQ(ParseDemoLine(line).faults.size(), 1u) << line;
+  const DemoLine longLine = ParseDemoLine(std::string(kLongestDemoLine - 4, ' ') + "BALLEXIT");
+  EXPECT_EQ(longLine.faults.size(), 1u);
+  EXPECT_EQ(longLine.steps.size(), 1u);
+}
+
+// Writes down what it is told, and stops after a number of events.
+class Recorder : public DemoTarget {
+ public:
+  void SendCommand(int id, const std::string& argument) override {
+    Note(std::to_string(id) + (argument.empty() ? "" : "=" + FileNameOf(argument)));
+  }
+  void PressKey(int key) override { Note("+" + std::to_string(key)); }
+  void ReleaseKey(int key) override { Note("-" + std::to_string(key)); }
+  void Sleep(long long milliseconds) override {
+    slept += milliseconds;
+    if (milliseconds >= 1000) Note(std::to_string(milliseconds));
+  }
+  void Show(const UserMessage& message) override { Note("[" + message.caption + "] " + message.text); }
+  void Fault(const std::string& sentence) override { faults += sentence; }
+
+  std::atomic<uint8_t> DemoRunning{1};
+  std::string log;
+  std::string faults;
+  long long slept = 0;
+  int stopAfter = 100;
+
+ private:
+  void Note(const std::string& what) {
+    log += (log.empty() ? "" : " ") + what;
+    if (--stopAfter == 0) DemoRunning = 0;
+  }
+};
+
+class DemoPlay : public BenchTest {
+ protected:
+  ~DemoPlay() override { std::filesystem::current_path(before_); }
+
+  std::string Play(const std::string& path, DemoRepeat repeat = DemoRepeat::Forever, int stopAfter = 100) {
+    recorder.log.clear();
+    recorder.slept = 0;
+    recorder.stopAfter = stopAfter;
+    recorder.DemoRunning = 1;
+    EXPECT_EQ(DemoThreadMain(recorder.DemoRunning, recorder, path, repeat), 0);
+    EXPECT_EQ(recorder.DemoRunning, 0);
+    return recorder.log;
+  }
+
+  Recorder recorder;
+  test::WithVariable package{kPackageVariable, folder / "pkg"};
+
+ private:
+  std::filesystem::path before_ = std::filesystem::current_path();
+};
+
+TEST_F(DemoPlay, PausesAndRepeatsUntilItIsStopped) {
+  const std::string comments = folder.Put("comments.dem", "\xEF\xBB\xBF# one\r\n# two\r\n");
+  EXPECT_EQ(Play(comments, DemoRepeat::Forever, 5), "1000 1000 1000 1000 1000");
+  EXPECT_EQ(Play(folder.Put("empty.dem", ""), DemoRepeat::Forever, 2), "1000 1000");
+  EXPECT_EQ(Play(folder.Put("exit.dem", "WAIT 3\rEXIT BALL\rTELP\r")), "3000 1000 124 1000");
+  EXPECT_EQ(Play(folder.Put("rot.dem", "ROT Y -1 10\nEXIT")), "+39 +39 +39 +39 +39 +39 +39 +39 +39 +39 -39 1000 1000");
+  EXPECT_EQ(recorder.slept, 2050);
+  EXPECT_EQ(Play(folder.Put("two.dem", "ROT B 1 2\nEXIT")), "+39 +40 +39 +40 -39 -40 1000 1000");
+  // Stopped in the middle of a rotation.
+  EXPECT_EQ(Play(folder.Put("long.dem", "ROT X 1 1000000\nBALL"), DemoRepeat::Forever, 3), "+38 +38 +38 -38 1000");
+  recorder.DemoRunning = 0;
+  DemoThreadMain(recorder.DemoRunning, recorder, "nowhere", DemoRepeat::Once);
+  EXPECT_EQ(recorder.log, "+38 +38 +38 -38 1000");
+}
+
+TEST_F(DemoPlay, FollowsDemoToOtherScripts) {
+  EXPECT_EQ(Play(folder / "none.dem"),
+            "[Error: File Not Found] The demo instruction file (" + (folder / "none.dem") + ") could not be found.");
+  std::filesystem::create_directories(folder / "sub");
+  const std::string first = folder.Put("first.dem", "DEMO sub\\second.dem\nBALL");
+  folder.Put("sub/second.dem", "TELP");
+  EXPECT_EQ(Play(first, DemoRepeat::Forever, 7), "1000 124 1000 125 1000 125 1000");
+  EXPECT_EQ(Play(first, DemoRepeat::Once), "1000 124 1000 125 1000");
+  folder.Put("sub/second.dem", "DEMO ../first.dem");
+  EXPECT_EQ(Play(first, DemoRepeat::Once), "1000 124 1000 1000 [Demo] The script " + (folder / "sub/../first.dem") +
+                                               " was played already; playing ends here.");
+}
+
+TEST_F(DemoPlay, FindsFilesHereBesideTheScriptAndInThePackage) {
+  std::filesystem::create_directories(folder / "pkg/egs");
+  std::filesystem::create_directories(folder / "here");
+  std::filesystem::current_path(folder / "here");
+  EXPECT_EQ(DemoScriptPath(), folder / "pkg/egs/marvik.dem");
+  folder.Put("pkg/egs/deep.res", "");
+  folder.Put("near.res", "");
+  const std::string script =
+      folder.Put("a.dem", "INSFILE near.res\nINSFILE egs/deep.res\nINSFILE none.res\nDIR nowhere\nDIR egs\nEXIT");
+  class Paths : public Recorder {
+    void SendCommand(int, const std::string& argument) override { paths += argument + " "; }
+
+   public:
+    std::string paths;
+  } target;
+  // A relative name of the script still counts from where it was given.
+  DemoThreadMain(target.DemoRunning, target, "../a.dem", DemoRepeat::Forever);
+  EXPECT_EQ(target.paths, (folder / "near.res ") + (folder / "pkg/egs/deep.res ") + "none.res ");
+  EXPECT_EQ(target.faults, "The folder \"nowhere\" cannot be entered.");
+  EXPECT_EQ(std::filesystem::current_path(), std::filesystem::path(folder / "pkg/egs"));
+}
+
+// A target on a thread of its own, as the window has it; under the thread sanitizer this is where races would show.
+TEST_F(DemoPlay, EndsSoonAfterItIsStoppedFromAnotherThread) {
+  class Waiting : public Recorder {
+   public:
+    void SendCommand(int, const std::string&) override { ++count; }
+    void PressKey(int) override { ++count; }
+    void Sleep(long long) override {}
+    std::atomic<int> count{0};
+  };
+  for (const char* text : {"BALL\n", "ROT A 1 2147483647\n"}) {
+    Waiting target;
+    const std::string script = folder.Put("x.dem", text);
+    std::thread thread([&] { DemoThreadMain(target.DemoRunning, target, script, DemoRepeat::Forever); });
+    while (target.count < 5) std::this_thread::yield();
+    target.DemoRunning = 0;
+    thread.join();
+  }
+}
+
+TEST_F(DemoPlay, CommandLineTellsWhereAScriptIsWrong) {
+  std::ostringstream out;
+  std::ostringstream err;
+  const auto run = [&](const std::string& path) {
+    err.str("");
+    return RunCommandLine(ParseCommandLine({"--script", path}), "", out, err);
+  };
+  folder.Put("small.res", test::kSmallFile);
+  // What the script has changed is no reason to ask before the next file.
+  const std::string good =
+      folder.Put("good.dem", "INSFILE small.res\nSELECT Q*\nKILL\nINSFILE small.res\nROT X 1 3\nWAIT 100");
+  EXPECT_EQ(run(good), kStatusDone) << err.str();
+  EXPECT_EQ(err.str(), "");
+  const std::string bad = folder.Put("bad.dem", "BALL\nTRMI\nINSFILE none.res\nDEMO none.dem");
+  EXPECT_EQ(run(bad), kStatusProblem);
+  EXPECT_EQ(err.str(), bad + ":2: Error in Demo Script: Unknown word \"TRMI\".\n" + bad +
+                           ":3: Error: File Unreadable: This file is either missing, empty or corrupt: none.res\n"
+                           "Error: File Not Found: The demo instruction file (none.dem) could not be found.\n");
+}
+
+// The shipped demonstration itself: every file is there and no command of it has anything to say.
+TEST_F(DemoPlay, ShippedScriptPlaysWithoutAWord) {
+  std::ostringstream out;
+  std::ostringstream err;
+  const test::WithVariable shipped(kPackageVariable, MARVIK_EXAMPLES "/..");
+  const std::string script = std::string(MARVIK_EXAMPLES) + "/marvik.dem";
+  EXPECT_EQ(RunCommandLine(ParseCommandLine({"--script", script}), "", out, err), kStatusDone);
+  EXPECT_EQ(err.str(), "");
+}
+
+}  // namespace
+}  // namespace marvik
