@@ -14,6 +14,8 @@
 
 #include "app/open_save.h"
 #include "app/ui/atom_text.h"
+#include "app/ui/conquest.h"
+#include "app/ui/demo_player.h"
 #include "app/ui/dialogs/argument_dialogs.h"
 #include "app/ui/dialogs/atom_preferences_dialog.h"
 #include "app/ui/dialogs/edit_dialogs.h"
@@ -31,7 +33,8 @@
 namespace marvik {
 namespace {
 
-constexpr int kMessageTime = 4000;  // ms
+constexpr int kMessageTime = 4000;    // ms
+constexpr int kDemoTextTime = 10000;  // ms; usually the next comes first
 
 QString FirstLocalFile(const QMimeData* data) {
   if (!data) return {};
@@ -72,6 +75,7 @@ MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(benc
 }
 
 MainWindow::~MainWindow() {
+  demo_.reset();
   bench_.hooks = {};
 }
 
@@ -97,6 +101,11 @@ void MainWindow::SetUpHooks(WindowMessages& messages) {
   bench_.hooks.askArgument = [this](int id) { return AskArgument(id); };
   refinement_ = std::make_unique<RefinementWindows>(
       bench_, *this, settings_, [this](const QString& text) { statusBar()->showMessage(text, kMessageTime); });
+  bench_.hooks.startConQuest = [this](const std::string& path) { StartConQuest(path, bench_.messages); };
+  demo_ = std::make_unique<DemoPlayer>(
+      bench_, *area_, [this](int id, const std::string& argument) { return Run(id, argument); },
+      [this] { return running_ > 0; }, [this](const QString& text) { statusBar()->showMessage(text, kDemoTextTime); });
+  bench_.hooks.demo = [this](bool on) { on ? demo_->StartDemo() : demo_->Stop(); };
   bench_.hooks.showReport = [this](const ReportRequest& request) { reports_->Show(request); };
 }
 
@@ -120,7 +129,9 @@ Outcome MainWindow::Run(int id, const std::string& argument) {
   // What waits for a click speaks of the structure as it is now.
   const CommandRow* row = FindCommand(id);
   if (row && row->effect != CommandEffect::None) input_->CancelPending();
+  ++running_;
   const Outcome outcome = RunCommand(bench_, id, argument);
+  --running_;
   SayDone(id, outcome);
   return outcome;
 }
@@ -239,6 +250,7 @@ bool MainWindow::MayClose() {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+  demo_->Stop();
   // The run ends first; the command that waits for it is still to return.
   if (refinement_->CancelRun()) {
     event->ignore();

@@ -12,6 +12,7 @@ class QLabel;
 
 namespace marvik {
 
+class DemoPlayer;
 class DrawingArea;
 class EditDialogs;
 class InputController;
@@ -72,8 +73,10 @@ class MainWindow : public QMainWindow {
   QLabel* countsText_ = nullptr;
   QLabel* fileText_ = nullptr;
   std::unique_ptr<RefinementWindows> refinement_;
+  std::unique_ptr<DemoPlayer> demo_;
   QTimer refreshTimer_;
   int busy_ = 0;
+  int running_ = 0;  // commands that have not returned
   bool quitNow_ = false;
 };
 
