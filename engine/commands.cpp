@@ -1,7 +1,6 @@
 #include "engine/commands.h"
 
 #include "insfile/line_source.h"
-#include "util/files.h"
 #include "util/numbers.h"
 
 namespace marvik::engine {
@@ -118,37 +117,6 @@ void ReplaceInstruction(Document& document, const char* keyword, const std::stri
     }
   }
   document.atoms.trailingLines = replace(document.atoms.trailingLines);
-}
-
-std::vector<Command> WithIncludes(const std::vector<Command>& commands, const std::string& directory,
-                                  std::vector<std::string>& notes) {
-  std::vector<Command> all;
-  for (const Command& command : commands) {
-    if (command.keyword != "+") {
-      all.push_back(command);
-      continue;
-    }
-    const std::vector<std::string> words = WordsOf(command.text);
-    const size_t start = words[0].find_first_not_of('+');
-    const std::string name = start == std::string::npos ? std::string() : words[0].substr(start);
-    const FileContent file = ReadWholeFile(name.empty() || name[0] == '/' ? name : directory + name);
-    if (!file.opened) {
-      notes.push_back("the included file " + name + " cannot be opened");
-      continue;
-    }
-    std::vector<Command> inside;
-    AddLines(file.content, command.before, inside);
-    bool atoms = false;
-    for (Command& c : inside) {
-      // An atom line: a number follows its name, and then three more.
-      const bool atom = c.numbers.size() >= 4 && c.words.empty() && c.keyword != "BASF" && c.keyword != "TWIN";
-      const bool changes = c.keyword == "HFIX" || c.keyword == "ANIS" || c.keyword == "MOVE" || c.keyword == "FVAR";
-      atoms = atoms || atom || changes;
-      if (!atom && !changes && c.keyword != "+") all.push_back(std::move(c));
-    }
-    if (atoms) notes.push_back("atoms and instructions that change them are not taken from the included file " + name);
-  }
-  return all;
 }
 
 }  // namespace marvik::engine

@@ -32,9 +32,4 @@ std::vector<Command> CommandsOf(const Document& document);
 // Writes another line in the place of every kept one with a keyword; an empty text takes them out.
 void ReplaceInstruction(Document& document, const char* keyword, const std::string& replacement);
 
-// The same with the instructions of every "+file" in its place; files are looked for in `directory` (with its last
-// separator). What cannot be read, and atoms and model-changing instructions in such a file, are said in `notes`.
-std::vector<Command> WithIncludes(const std::vector<Command>& commands, const std::string& directory,
-                                  std::vector<std::string>& notes);
-
 }  // namespace marvik::engine

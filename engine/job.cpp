@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "engine/includes.h"
 #include "util/numbers.h"
 
 namespace marvik::engine {
@@ -26,7 +27,7 @@ constexpr Reason kReasons[] = {
     {"ANSR", "anisotropic scaling is not done"},
     {"BEDE", "bond densities are not modelled"},
     {"LONE", "lone pairs are not modelled"},
-    {"FRAG", "fragments are not fitted; AFIX groups that need one are rigid as they are"},
+    {"FRAG", "no FEND ends it"},
     {"HOPE", "anisotropic scaling is not done"},
     {"NCSY", "non-crystallographic symmetry is not restrained"},
     {"XNPD", "displacement tensors are not forced to be positive"},
@@ -118,7 +119,8 @@ std::vector<std::string> UnsupportedNotes(const Document& document, const std::v
 Job MakeJob(const Document& document) {
   Job job;
   const RefinementSettings& s = document.settings;
-  job.commands = WithIncludes(CommandsOf(document), document.WorkingDirectory, job.notes);
+  job.fragments = FragmentsOf(document, job.notes);
+  job.commands = WithIncludes(CommandsOf(document), document.WorkingDirectory, job.fragments, job.notes);
   const std::vector<std::string> unsupported = UnsupportedNotes(document, job.commands);
   job.notes.insert(job.notes.end(), unsupported.begin(), unsupported.end());
   job.conjugateGradients = s.RefinementType == "CGLS";

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "engine/commands.h"
+#include "engine/fragments.h"
 #include "engine/least_squares.h"
 #include "engine/parameters.h"
 #include "engine/reflections.h"
@@ -30,6 +31,7 @@ struct Job {
   double temperature = 20.0;  // °C
   std::vector<double> size;   // SIZE, mm
   std::vector<Command> commands;
+  std::vector<Fragment> fragments;
   std::vector<std::string> notes;  // one line each, for the start of the run
 };
 

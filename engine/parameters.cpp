@@ -200,7 +200,7 @@ void Parametrisation::Build(Structure& structure, const ParameterOptions& option
           Printf("rot%d %s", k + 1, name.c_str()));
     }
     scalings_.push_back(
-        rigid_[i].scaled ? Add(ParameterKind::GroupScale, rigid_[i].members[0], 0, static_cast<int>(i), "size " + name)
+        rigid_[i].n == 9 ? Add(ParameterKind::GroupScale, rigid_[i].members[0], 0, static_cast<int>(i), "size " + name)
                          : -1);
   }
   torsions_.clear();

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/fragments.h"
 #include "engine/hydrogens.h"
 #include "engine/structure.h"
 
@@ -42,7 +43,7 @@ using Row = std::vector<Term>;
 // A group of atoms that moves as one body about its first atom (AFIX n = 6 and 9, followed by n = 5).
 struct RigidGroup {
   int m = 0;
-  bool scaled = false;  // n = 9: the size of the group is refined too
+  int n = 6;  // 9: the size of the group is refined too
   std::vector<int> members;
   std::vector<Cartesian> shape;  // relative to the first member, Å, at unit scale
 };
@@ -100,8 +101,11 @@ class Parametrisation {
 // The atom whose Ueq a riding U follows: the last one before it with a U of its own. -1 without one.
 int RidingUSource(const Structure& structure, int site);
 
-// Rigid groups of the AFIX codes; idealised ones (m = 5, 6, 7, 10, 11) are put in shape at once.
-std::vector<RigidGroup> FindRigidGroups(Structure& structure, std::vector<std::string>& notes);
+// Rigid groups of the AFIX codes; those with a known shape (m = 5, 6, 7, 10, 11, and fragments) are put in shape at
+// once: the shape is fitted to the atoms that are not at 0 0 0, and replaces all. Groups that are only fitted (n = 0, m
+// the code of a fragment) are not among those returned.
+std::vector<RigidGroup> FindRigidGroups(Structure& structure, const std::vector<Fragment>& fragments,
+                                        std::vector<std::string>& notes);
 // Turns and moves a group's shape onto where its atoms are, about the first atom.
 void RestoreShape(Structure& structure, const RigidGroup& group);
 

@@ -5,7 +5,9 @@
 
 #include "engine/atom_names.h"
 #include "engine/hydrogens.h"
+#include "engine/includes.h"
 #include "engine/neighbours.h"
+#include "engine/parameters.h"
 #include "util/numbers.h"
 
 namespace marvik::engine {
@@ -194,6 +196,20 @@ void ApplyHfix(Document& document, const Structure& structure, const std::vector
   document.atoms.hfix.clear();
 }
 
+// Puts ideal groups in shape before hydrogens are made: atoms that wait for their place at 0 0 0 have no neighbours
+// yet. What is fitted and then free loses its code, or the next run would fit it again.
+void FitFragments(Document& document, Structure& structure, std::vector<std::string>& notes) {
+  std::vector<Fragment> fragments = FragmentsOf(document, notes);
+  WithIncludes(CommandsOf(document), document.WorkingDirectory, fragments, notes);
+  FindRigidGroups(structure, fragments, notes);
+  for (Site& site : structure.sites) {
+    site.atom->fract = site.x;
+    const bool known =
+        std::any_of(fragments.begin(), fragments.end(), [&](const Fragment& f) { return f.code == site.afix / 10; });
+    if (known && site.afix % 10 == 0) site.atom->afix = site.afix = 0;
+  }
+}
+
 }  // namespace
 
 std::array<double, 6> TensorOfIsotropic(const Metric& metric, double u) {
@@ -212,6 +228,7 @@ void PrepareDocument(Document& document, UserMessages& messages, std::vector<Ato
   std::string problem;
   // What is wrong with the structure is told when it is built for good.
   if (!BuildStructure(document, structure, unused, problem)) return;
+  FitFragments(document, structure, unused);
   ApplyAnis(document, structure, commands);
   ApplyHfix(document, structure, commands, messages, fresh, notes);
 }

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "engine/atom_names.h"
+#include "engine/includes.h"
 #include "engine/prepare.h"
 #include "insfile/reader.h"
 #include "util/files.h"
@@ -38,19 +39,23 @@ bool ReadInput(Session& s, std::vector<Reflection>& raw, const LineSink& print, 
     return false;
   }
   PrintedMessages messages(print);
-  if (!ReadInstructionFile(s.document, s.base + ".ins", messages)) {
+  const std::string directory = DirectoryOf(s.base);
+  std::vector<std::string> notes;
+  if (!ReadInstructionText(s.document, TakeIncludes(ins.content, directory, notes), messages)) {
     problem = s.base + ".ins IS NOT AN INSTRUCTION FILE WITH A POSSIBLE CELL";
     return false;
   }
+  s.document.WorkingDirectory = directory;
   const FileContent hkl = ReadWholeFile(s.base + ".hkl");
   if (!hkl.opened) {
     problem = "CANNOT OPEN FILE " + s.base + ".hkl";
     return false;
   }
-  std::vector<std::string> notes;
   PrepareDocument(s.document, messages, s.fresh, notes);
   s.job = MakeJob(s.document);
-  s.job.notes.insert(s.job.notes.end(), notes.begin(), notes.end());
+  for (const std::string& note : notes) {
+    if (std::find(s.job.notes.begin(), s.job.notes.end(), note) == s.job.notes.end()) s.job.notes.push_back(note);
+  }
   if (s.job.hkl.code != 4 && s.job.hkl.code != 5) {
     problem = Printf("HKLF %d IS NOT REFINED AGAINST, ONLY 4 AND 5", s.job.hkl.code);
     return false;
@@ -135,7 +140,7 @@ bool PrepareModel(Session& s, const std::vector<Reflection>& raw, std::string& p
   }
   if (!SettleBatches(s, raw, problem)) return false;
   s.hydrogens = FindHydrogenGroups(s.structure, s.bonds, s.job.temperature, s.job.notes);
-  s.rigid = FindRigidGroups(s.structure, s.job.notes);
+  s.rigid = FindRigidGroups(s.structure, s.job.fragments, s.job.notes);
   s.parametrisation.Build(s.structure, s.job.parameters, s.hydrogens, s.rigid, s.job.notes);
   s.restraints = MakeRestraints(s.structure, s.job.commands, s.bonds, s.job.notes);
   return true;

@@ -127,7 +127,7 @@ TEST(RigidGroups, KeepTheirShapeAndFindTheirPlace) {
         {p.x + 0.08 + 0.03 * (p.y - 4.0), p.y - 0.05 - 0.03 * (p.x - 3.0), p.z + 0.02 * (i % 2 ? 1 : -1)});
   }
   std::vector<std::string> notes;
-  std::vector<RigidGroup> rigid = FindRigidGroups(model, notes);
+  std::vector<RigidGroup> rigid = FindRigidGroups(model, {}, notes);
   ASSERT_EQ(rigid.size(), 1u);
   EXPECT_TRUE(notes.empty());
   const Refined r = RefineModel(model, o, 10, {}, rigid);

@@ -70,8 +70,8 @@ class RunTest : public ::testing::Test {
     std::vector<std::string> notes;
     std::string problem;
     EXPECT_TRUE(BuildStructure(document_, structure, notes, problem)) << problem;
-    std::vector<RigidGroup> rigid = FindRigidGroups(structure, notes);
     const Job job = MakeJob(document_);
+    std::vector<RigidGroup> rigid = FindRigidGroups(structure, job.fragments, notes);
     Parametrisation p;
     p.Build(structure, job.parameters,
             FindHydrogenGroups(structure, MakeBonds(structure, document_, job.commands), job.temperature, notes), rigid,
