@@ -147,6 +147,7 @@ class AtomReader {
       MoveIntoReach(atom.fract);
       atom.row = RowOfAtomType(type_[row]);
       if (atom.row == kUnknownRow) atom.row = RowOfCifLabel(atom.label, formula_);
+      losses_.unknownElements += atom.row == kUnknownRow;
       if (ParseCifNumber(occupancy_[row], atom.occupancy) &&
           !(atom.occupancy >= 0.0 && atom.occupancy < kSmallestCode)) {
         ++losses_.otherOccupancies;

@@ -28,6 +28,7 @@ struct CifLosses {
   size_t shiftedByCells = 0;
   size_t otherOccupancies = 0;
   size_t otherDisplacements = 0;
+  size_t unknownElements = 0;
   bool atomLoopIsCut = false;
 };
 

@@ -252,6 +252,7 @@ void CifComposer::Notices() {
   Notice(losses_.shiftedByCells, " atom(s) were moved by whole cells, since larger coordinates have another meaning.");
   Notice(losses_.otherOccupancies, " impossible occupancies became 1.");
   Notice(losses_.otherDisplacements, " impossible displacement values were not taken over.");
+  Notice(losses_.unknownElements, " atom(s) are of no known element; a save gives them the first one on SFAC.");
   if (losses_.atomLoopIsCut) Notice(1, " incomplete row ends the list of atoms; the file may be cut off.");
   if (symmetry_.isListed) return;
   notices_ += notices_.empty() ? "" : "\n";

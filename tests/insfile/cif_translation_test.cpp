@@ -152,7 +152,7 @@ TEST(CifTranslation, WhatTheFileFormatWouldMisreadIsChangedAndSaid) {
   const std::string cif =
       kHead + kOperators + kRows +
       "_atom_site_occupancy _atom_site_U_iso_or_equiv\n"
-      "C1 5.25 -7.5 0.1 1 0.05 C2 0.1 0.2 0.3 7 -0.1 C3 0.1 0.2 0.4 -0.5 6 C4 . 0.1 0.2 1 1\nC5 0.1";
+      "C1 5.25 -7.5 0.1 1 0.05 C2 0.1 0.2 0.3 7 -0.1 C3 0.1 0.2 0.4 -0.5 6 X9 0 0 0 1 0.05 C4 . 0.1 0.2 1 1\nC5 0.1";
   const Translated t(cif);
   EXPECT_EQ(t[0].fract, (Fractional{0.25, 0.5, 0.1}));
   EXPECT_EQ(t[1].occupancy, 11.0);
@@ -161,6 +161,7 @@ TEST(CifTranslation, WhatTheFileFormatWouldMisreadIsChangedAndSaid) {
             "1 atom(s) without coordinates are left out.\n"
             "1 atom(s) were moved by whole cells, since larger coordinates have another meaning.\n"
             "2 impossible occupancies became 1.\n2 impossible displacement values were not taken over.\n"
+            "1 atom(s) are of no known element; a save gives them the first one on SFAC.\n"
             "1 incomplete row ends the list of atoms; the file may be cut off.");
 }
 
