@@ -10,9 +10,10 @@ namespace marvik {
 namespace {
 
 constexpr double kOutlineError = 0.15;  // pixels
-// Quarter discs and bands meet here, just inside the surface and just outside of it.
+// Between these, a little inside and a little outside of the surface, lie the bands: far enough out that no corner of
+// a body of 32 slices reaches through.
 constexpr double kCutRadius = 0.985;
-constexpr double kBandRadius = 1.004;
+constexpr double kBandRadius = 1.01;
 
 void SpherePoint(double longitude, double latitude) {
   const double flat = std::cos(latitude);

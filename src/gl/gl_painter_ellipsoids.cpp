@@ -14,6 +14,7 @@ constexpr double kSmallBitmapBandWidth = 0.0075;
 constexpr int kLargeBitmap = 1000;      // pixels
 constexpr double kWidestBand = 0.10;    // of the axis that it stands on
 constexpr double kLeastBanded = 4.0;    // longer half axis of the smallest ellipsoid with bands, pixels
+constexpr int kLeastBandedSlices = 32;  // coarser ones would reach through their bands
 constexpr double kCutFaceShade = 0.12;  // how much lighter the cut faces are than the surface
 
 // From the axes of a body of unit size to view units; the columns are the images of x, y and z.
@@ -43,7 +44,8 @@ void GlPainter::drawEllipsoidGl(const GlAtom& atom) {
   SetColour(style_.colour ? atom.colour : kWhite, true);
   glPushMatrix();
   Place(atom.at, atom.axes[0] * share, atom.axes[1] * share, atom.axes[2] * share);
-  bodies_.Draw(cut ? GlBodies::kCutSphere : GlBodies::kSphere, Slices(longest, kEllipsoidSlices));
+  const int slices = Slices(longest, kEllipsoidSlices);
+  bodies_.Draw(cut ? GlBodies::kCutSphere : GlBodies::kSphere, banded ? std::max(slices, kLeastBandedSlices) : slices);
   glPopMatrix();
   if (!style_.colour) UseTexture(0);
   if (cut) DrawCutFaces(atom);
@@ -89,7 +91,8 @@ void GlPainter::DrawBands(const GlAtom& atom) {
     const ViewPoint& q = atom.axes[(k + 2) % 3];
     glPushMatrix();
     Place(atom.at, p, q, along * half);
-    bodies_.Draw(GlBodies::kBand, Slices(std::max(Length(p), Length(q)), kEllipsoidSlices));
+    const int slices = Slices(std::max(Length(p), Length(q)), kEllipsoidSlices);
+    bodies_.Draw(GlBodies::kBand, std::max(slices, kLeastBandedSlices));
     glPopMatrix();
   }
 }

@@ -81,7 +81,10 @@ class SceneBuilder {
     view_.fitView(view_.viewRadius, std::nullopt);
     view_.panX = static_cast<int32_t>(std::lround(view.panX * scale));
     view_.panY = static_cast<int32_t>(std::lround(view.panY * scale));
-    pan_ = {2.0 * view_.panX / size, -2.0 * view_.panY / size, 0.0};
+    // Where the interactive renderer has a point: its scale is a pixel short of the picture's half, and it counts in
+    // middles of pixels.
+    scale_ = 1.0 - 2.0 / size;
+    shift_ = {(2.0 * view_.panX + 1.0) / size, (1.0 - 2.0 * view_.panY) / size, 0.0};
   }
 
   GlScene Build(TrueTypeFont* font) {
@@ -103,6 +106,7 @@ class SceneBuilder {
   void AddAtoms();
   void AddBonds();
   void AddCell();
+  ViewPoint Placed(const ViewPoint& view) const { return view * scale_ + shift_; }
   GlAtom AtomOf(const AtomRecord& record) const;
   bool SetAxes(const AtomRecord& record, GlAtom& atom) const;
   Rgb PeakColour(const AtomRecord& record) const;
@@ -114,7 +118,8 @@ class SceneBuilder {
   ViewState view_;
   const GlPictureOptions& options_;
   int size_;
-  ViewPoint pan_;
+  double scale_ = 1.0;
+  ViewPoint shift_;
   GlScene scene_;
   Rgb ink_ = kBlack;  // of labels and edges
   double highestPeak_ = 0.0;
@@ -172,7 +177,7 @@ GlAtom SceneBuilder::AtomOf(const AtomRecord& record) const {
   const int row = RowOf(record);
   const ElementInfo& element = document_.elements[row];
   GlAtom atom;
-  atom.at = record.view + pan_;
+  atom.at = Placed(record.view);
   atom.radius = element.drawRadius > 0.0 ? std::min(2.0 * element.drawRadius / view_.viewRadius, kLongestAxis) : 0.0;
   atom.colour = row == kUnknownRow ? PeakColour(record) : RgbOf(element.colour);
   atom.texture = element.texture;
@@ -197,7 +202,7 @@ bool SceneBuilder::SetAxes(const AtomRecord& record, GlAtom& atom) const {
     const Cartesian axis = own.axes[k] * (own.lengths[k] * scale);
     const auto row = [&](size_t r) { return m[r][0] * axis.x + m[r][1] * axis.y + m[r][2] * axis.z; };
     ViewPoint& v = atom.axes[k];
-    v = {row(0), row(1), row(2)};
+    v = ViewPoint{row(0), row(1), row(2)} * scale_;
     if (v.z < 0.0) v = -v;
     const double length = Length(v);
     if (!(length > 1e-9 && length < kLongestAxis)) return false;
@@ -243,7 +248,7 @@ void SceneBuilder::AddCell() {
   std::array<ViewPoint, 8> corners;
   for (size_t i = 0; i < corners.size(); ++i) {
     const Fractional at{i & 1 ? 1.0 : 0.0, i & 2 ? 1.0 : 0.0, i & 4 ? 1.0 : 0.0};
-    corners[i] = view_.transformPoint(document_.matrix * at - view_.viewCentre).p + pan_;
+    corners[i] = Placed(view_.transformPoint(document_.matrix * at - view_.viewCentre).p);
     if (!IsFinite(corners[i]) || Length(corners[i]) > kFarthest) return;
   }
   constexpr std::array<Rgb, 3> kAxisColours{{{220, 0, 0}, {0, 140, 0}, {0, 0, 220}}};

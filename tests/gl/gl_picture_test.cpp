@@ -1,0 +1,307 @@
+#include "gl/gl_picture.h"
+
+#include <array>
+
+#include "gl/gl_fixture.h"
+
+namespace marvik {
+namespace {
+
+using test::Blob;
+using test::BlobOf;
+using test::Difference;
+using test::GlStage;
+
+bool IsRed(Rgb c) {
+  return c.r > 1.6 * c.g + 20 && c.r > 1.6 * c.b + 20;
+}
+bool IsGreen(Rgb c) {
+  return c.g > 1.3 * c.r + 20 && c.g > 1.3 * c.b + 20;
+}
+bool IsBlue(Rgb c) {
+  return c.b > 1.6 * c.r + 20 && c.b > 1.6 * c.g + 20;
+}
+bool IsModel(Rgb c) {
+  return c != kWhite;
+}
+
+// A molecule with everything in it: balls, ellipsoids that overlap, bonds of all orders and styles.
+void AddMolecule(GlStage& stage) {
+  AtomRecord* s = stage.AddEllipsoid("S1", {0.0, 0.0, -2.0}, {0.9, 0.5, 0.7});
+  AtomRecord* o = stage.AddEllipsoid("O1", {3.0, 1.0, 0.0}, {0.4, 1.1, 0.6});
+  AtomRecord* n = stage.Add("N1", -3.0, 2.0, 0.0);
+  AtomRecord* c = stage.Add("C1", -1.0, -4.0, 1.0);
+  AtomRecord* f = stage.Add("F1", 0.5, 0.8, 2.0);
+  const auto bond = [&](AtomRecord* a, AtomRecord* b, int order, int style) {
+    stage.document.atoms.AddBond(a, b, {}, order, 0, 0.3f, style, stage.messages);
+  };
+  bond(s, o, kSingle, kSolid);
+  bond(s, n, kDouble, kSolid);
+  bond(n, c, kTriple, kSolid);
+  bond(c, s, kAromatic, kSolid);
+  bond(o, f, kSingle, kDashed);
+  bond(f, n, kSingle, kDotted);
+  stage.view.rotateView(25, {0, 1, 0}, true);
+  stage.view.rotateView(-35, {1, 0, 0}, true);
+}
+
+// The quick way cuts the shifts to whole samples; that is all that may differ. 700 pixels are four tiles, so the seams
+// are looked at too.
+TEST(GlPicture, LayersOutOfOnePictureLookLikeLayersDrawnOneByOne) {
+  struct Case {
+    int mode;
+    bool colour;
+    double most;
+  };
+  for (const Case& look : {Case{kBallAndStick, true, 0.014},
+                           {kThermalEllipsoid, true, 0.02},
+                           {kBallAndStick, false, 0.05},
+                           {kThermalEllipsoid, false, 0.05}}) {
+    GlStage stage;
+    AddMolecule(stage);
+    stage.options.mode = look.mode;
+    stage.options.colour = look.colour;
+    const int size = look.colour ? 700 : 300;
+    const Image quick = stage.Picture(size);
+    stage.options.antiAlias = false;
+    const Image plain = stage.Picture(size);
+    stage.options.antiAlias = true;
+    stage.options.direct = true;
+    const Image direct = stage.Picture(size);
+    const double difference = Difference(quick, direct);
+    EXPECT_LT(difference, look.most) << "mode " << look.mode << " colour " << look.colour;
+    EXPECT_GT(Difference(plain, direct), difference);
+  }
+}
+
+TEST(GlPicture, AtomsAreWhereTheInteractiveRendererHasThem) {
+  GlStage stage;
+  stage.Add("O1", 6.0, 2.0, 3.0);
+  stage.Add("N1", -5.0, 5.0, -3.0);
+  stage.Add("CL1", 1.0, -6.0, 1.0);
+  stage.document.elements[17].colour = PackColour(0, 160, 0);
+  stage.view.rotateView(30, {1, 0, 0}, true);
+  stage.view.rotateView(50, {0, 1, 0}, true);
+  stage.view.fitView(8.0, std::nullopt);
+  stage.view.panX = 40;
+  stage.view.panY = -25;
+  const Image gl = stage.Picture(600);
+  const Image interactive = stage.InteractivePicture(600);
+  for (bool (*accepts)(Rgb) : {IsRed, IsGreen, IsBlue}) {
+    const Blob a = BlobOf(gl, accepts);
+    const Blob b = BlobOf(interactive, accepts);
+    EXPECT_GT(a.count, 300);
+    EXPECT_NEAR(a.middle.x, b.middle.x, 2.0);
+    EXPECT_NEAR(a.middle.y, b.middle.y, 2.0);
+  }
+  // Of another size the pan is the same share of the picture.
+  const Blob small = BlobOf(stage.Picture(300), IsRed);
+  const Blob large = BlobOf(gl, IsRed);
+  EXPECT_NEAR(2.0 * small.middle.x, large.middle.x, 2.0);
+  EXPECT_NEAR(2.0 * small.middle.y, large.middle.y, 2.0);
+}
+
+TEST(GlPicture, EllipsoidsAreThoseOfTheInteractiveRenderer) {
+  GlStage stage;
+  stage.options.mode = kThermalEllipsoid;
+  stage.AddEllipsoid("O1", {0.0, 0.0, 0.0}, {3.0, 1.2, 0.8});
+  stage.document.atoms.head->u = {5.0, 2.0, 3.0, 1.0, -1.5, 1.2};
+  for (const int turn : {0, 40, 110, 200}) {
+    stage.view.rotateView(turn, {0.3, 1, 0.2}, true);
+    stage.options.antiAlias = false;
+    const Image gl = stage.Picture(600);
+    const Image interactive = stage.InteractivePicture(600);
+    int both = 0;
+    int either = 0;
+    for (size_t i = 0; i < gl.pixels.size(); ++i) {
+      const bool inGl = IsModel(ColourOf(gl.pixels[i]));
+      const bool inOther = IsModel(ColourOf(interactive.pixels[i]));
+      both += inGl && inOther;
+      either += inGl || inOther;
+    }
+    EXPECT_GT(both, 8000);
+    EXPECT_GT(both, 0.95 * either) << turn;
+  }
+}
+
+TEST(GlPicture, NearerAtomsHideFartherOnesAndHiddenOnesAreNotThere) {
+  GlStage stage;
+  stage.Add("O1", 0.0, 0.0, 4.0);
+  AtomRecord* front = stage.Add("N1", 0.0, 0.0, -4.0);
+  EXPECT_TRUE(IsBlue(ColourOf(stage.Picture(200).At(100, 102))));
+  stage.view.rotateView(180, {0, 1, 0}, true);
+  EXPECT_TRUE(IsRed(ColourOf(stage.Picture(200).At(100, 102))));
+  stage.view.rotateView(180, {0, 1, 0}, true);
+  front->Set(kHidden, true);
+  EXPECT_TRUE(IsRed(ColourOf(stage.Picture(200).At(100, 102))));
+}
+
+TEST(GlPicture, OneLayerIsOneDrawing) {
+  GlStage stage;
+  AddMolecule(stage);
+  stage.options.settings.layerCount = 1;
+  const Image one = stage.Picture(200);
+  stage.options.settings.layerCount = 12;
+  stage.options.antiAlias = false;
+  EXPECT_EQ(one.pixels, stage.Picture(200).pixels);
+  stage.options.direct = true;
+  EXPECT_EQ(one.pixels, stage.Picture(200).pixels);
+}
+
+TEST(GlPicture, StopsBeforeAnyAtomAndKeepsWhatIsDrawn) {
+  GlStage stage;
+  for (int i = 0; i < 20; ++i) stage.Add("O" + std::to_string(i), i * 0.9 - 9.0, 0.0, 0.0)->screenX = 77;
+  const int whole = BlobOf(stage.Picture(200), IsRed).count;
+  for (const bool direct : {false, true}) {
+    stage.options.direct = direct;
+    int asked = 0;
+    const GlPicture picture = stage.Draw(200, [&] { return ++asked <= 10; });
+    ASSERT_TRUE(picture.image);
+    EXPECT_FALSE(picture.complete);
+    EXPECT_EQ(asked, 11);
+    const int drawn = BlobOf(*picture.image, IsRed).count;
+    EXPECT_GT(drawn, 0.3 * whole);
+    EXPECT_LT(drawn, 0.7 * whole);
+  }
+  for (const AtomRecord* atom : Atoms(stage.document.atoms)) EXPECT_EQ(atom->screenX, 77);
+}
+
+TEST(GlPicture, SaysWhatItCannotDo) {
+  GlStage stage;
+  stage.Add("C1", 0, 0, 0);
+  for (const int mode : {int{kWireFrame}, int{kPipes}, 9}) {
+    stage.options.mode = mode;
+    const GlPicture picture = stage.Draw(100);
+    EXPECT_EQ(picture.caption, "Invalid Display Choice");
+    EXPECT_EQ(picture.error,
+              "OpenGL structure display is currently implemented only for\nBall and Stick models and Thermal Ellipsoid "
+              "models.");
+    EXPECT_FALSE(picture.image);
+  }
+  stage.options.mode = kBallAndStick;
+  for (const int size : {0, -5, 1'000'000'000}) EXPECT_NE(stage.Draw(size).error, "");
+  stage.options.labels = true;
+  stage.options.settings.fontPath = "/no/such/font.ttf";
+  EXPECT_EQ(stage.Draw(100).error, "Can't open the font file /no/such/font.ttf");
+  stage.options.settings.fontPath = DefaultFontPath();
+  stage.options.labelPointSize = 0;
+  EXPECT_EQ(stage.Draw(100).error, "Can't create a font.");
+  stage.options.labels = false;
+  stage.options.makeContext = [](std::string& error) {
+    error = "Could not initialize the device context.";
+    return nullptr;
+  };
+  const GlPicture picture = stage.Draw(100);
+  EXPECT_EQ(picture.error, "Could not initialize the device context.");
+  EXPECT_FALSE(picture.image);
+}
+
+TEST(GlPicture, BackgroundIsThatOfTheSettingsOnTheScreenAlone) {
+  GlStage stage;
+  const auto corner = [&] { return stage.Picture(50).At(2, 2); };
+  EXPECT_EQ(corner(), 0xffffffffu) << "an empty structure on paper";
+  stage.Add("C1", 0, 0, 0);
+  EXPECT_EQ(corner(), 0xffffffffu);
+  stage.options.printing = false;
+  EXPECT_EQ(corner(), 0xff8cb3b3u);
+  stage.options.colour = false;
+  EXPECT_EQ(corner(), 0xffffffffu);
+  stage.options.colour = true;
+  stage.options.transparent = true;
+  const Image image = stage.Picture(300);
+  EXPECT_EQ(image.At(2, 2) >> 24, 0u);
+  EXPECT_EQ(image.At(150, 150) >> 24, 255u);
+  int between = 0;
+  for (const uint32_t pixel : image.pixels) between += pixel >> 24 > 0 && pixel >> 24 < 255;
+  EXPECT_GT(between, 4) << "edges are smooth";
+}
+
+TEST(GlPicture, ElementsDifferInPrint) {
+  std::array<Image, kTextures> pictures;
+  GlStage stage;
+  AtomRecord* atom = stage.Add("C1", 0, 0, 0);
+  atom->element->drawRadius = 3.0;
+  stage.options.colour = false;
+  for (int code = 0; code < kTextures; ++code) {
+    atom->element->texture = static_cast<uint8_t>(code);
+    Image& image = pictures[static_cast<size_t>(code)];
+    image = stage.Picture(600);
+    const Blob coloured = BlobOf(image, [](Rgb c) { return c.r != c.g || c.g != c.b; });
+    EXPECT_EQ(coloured.count, 0);
+    for (int other = 0; other < code; ++other)
+      EXPECT_GT(Difference(image, pictures[static_cast<size_t>(other)]), 0.1) << code << " and " << other;
+  }
+  // "/" repeats along the rising diagonal, rows count downward.
+  const auto along = [](const Image& image, int dy) {
+    double sum = 0.0;
+    for (int i = 0; i < 20; ++i)
+      sum += std::abs(ColourOf(image.At(290 + i, 300 + dy * i)).r - ColourOf(image.At(290, 300)).r);
+    return sum;
+  };
+  EXPECT_LT(along(pictures[5], -1), 0.5 * along(pictures[5], 1));
+  EXPECT_LT(along(pictures[6], 1), 0.5 * along(pictures[6], -1));
+}
+
+TEST(GlPicture, TensorThatIsNoEllipsoidIsACrossedBox) {
+  GlStage stage;
+  stage.options.mode = kThermalEllipsoid;
+  stage.options.antiAlias = false;
+  AtomRecord* atom = stage.AddEllipsoid("O1", {}, {1.0, 1.0, 1.0});
+  atom->element->drawRadius = 2.0;
+  atom->u[1] = -0.5;
+  const Image image = stage.Picture(200);
+  const auto at = [&](int dx, int dy) { return ColourOf(image.At(100 + dx, 100 + dy)); };
+  EXPECT_TRUE(IsRed(at(0, 10)));
+  EXPECT_NE(at(8, 8), at(0, 10));
+  EXPECT_NE(at(-9, 8), at(0, 10));
+  EXPECT_NE(at(25, 25), kWhite) << "a corner that a ball has not";
+  for (const uint32_t pixel : image.pixels) ASSERT_EQ(pixel >> 24, 255u);
+}
+
+TEST(GlPicture, CutSectionAndBandsShowOnLargeEllipsoidsOnly) {
+  GlStage stage;
+  stage.options.mode = kThermalEllipsoid;
+  stage.options.antiAlias = false;
+  AtomRecord* atom = stage.AddEllipsoid("O1", {}, {3.0, 2.5, 2.0});
+  stage.view.rotateView(35, {1, 0, 0}, true);
+  stage.view.rotateView(40, {0, 1, 0}, true);
+  const Image cut = stage.Picture(200);
+  stage.options.settings.cutSection = false;
+  EXPECT_GT(Difference(cut, stage.Picture(200)), 0.02);
+  atom->u = {0.01, 0.01, 0.01, 0, 0, 0};
+  const Image whole = stage.Picture(200);
+  stage.options.settings.cutSection = true;
+  EXPECT_EQ(whole.pixels, stage.Picture(200).pixels);
+}
+
+TEST(GlPicture, LabelsAndCellFollowTheOptions) {
+  GlStage stage;
+  AtomRecord* carbon = stage.Add("C1", 3.0, 0, 0);
+  stage.Add("H1", -3.0, 0, 0);
+  const Image none = stage.Picture(300);
+  const auto ink = [&] { return BlobOf(stage.Picture(300), [](Rgb c) { return c == kBlack; }); };
+  EXPECT_EQ(ink().count, 0);
+  stage.options.labels = true;
+  const Blob both = ink();
+  EXPECT_GT(both.count, 30);
+  stage.options.hydrogenLabels = false;
+  const Blob one = ink();
+  EXPECT_LT(one.count, both.count);
+  EXPECT_NEAR(one.middle.x, 150 - 3.0 / 11.0 * 150, 25);
+  // A label that the user moved is where he put it: half a view unit up and to the right.
+  carbon->flags2 |= kLabelPlaced;
+  carbon->labelOffsetX = carbon->labelOffsetY = 0.5f;
+  const Blob moved = ink();
+  EXPECT_NEAR(moved.middle.x, 109 + 75 + 6, 6);
+  EXPECT_NEAR(moved.middle.y, 150 - 75 - 6, 6);
+  stage.options.hybridLabelColoration = true;
+  EXPECT_EQ(ink().count, 0);
+  stage.options.labels = false;
+  stage.options.showCell = true;
+  stage.view.rotateView(20, {1, 1, 0}, true);
+  EXPECT_GT(BlobOf(stage.Picture(300), IsRed).count, 50) << "the a axis";
+  EXPECT_GT(BlobOf(stage.Picture(300), IsGreen).count, 50) << "the b axis";
+}
+
+}  // namespace
+}  // namespace marvik
