@@ -96,6 +96,12 @@ Outcome EditFileHandler(Workbench& bench, const CommandCall& call);
 // preference_handlers.cpp
 Outcome AtomPreferencesHandler(Workbench& bench, const CommandCall& call);
 
+// picture_commands.cpp
+Outcome PrintHandler(Workbench& bench, const CommandCall& call);
+Outcome SavePictureHandler(Workbench& bench, const CommandCall& call);
+Outcome SaveRecipeHandler(Workbench& bench, const CommandCall& call);
+Outcome ApplyRecipeHandler(Workbench& bench, const CommandCall& call);
+
 // undo_handlers.cpp
 Outcome UndoHandler(Workbench& bench, const CommandCall& call);
 

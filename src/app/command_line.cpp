@@ -90,7 +90,6 @@ class BatchRun {
       default:
         break;
     }
-    if (!options_.recipe.empty()) return NotYet("A picture recipe");
     InitElementTable(bench_.document.elements, true);
     LoadPictureSettings(bench_.pictures);
     if (!options_.commands.empty()) LoadRecentFiles(bench_.settings);
@@ -107,9 +106,13 @@ class BatchRun {
     // What nobody asked for must not move an atom of a file that nobody looks at.
     bench_.FmolAfterChanges = false;
     if (!OpenFile(bench_, options_.file)) return false;
+    Turn();
+    return true;
+  }
+
+  void Turn() {
     constexpr std::array<std::array<double, 3>, 3> kAxes{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
     for (size_t i = 0; i < 3; ++i) bench_.view.rotateView(options_.rotate[i], kAxes[i], true);
-    return true;
   }
 
   // The program's text goes to standard output as it comes, and a table of what it did behind it.
@@ -187,7 +190,14 @@ class BatchRun {
   }
 
   bool Picture() {
-    PictureOptions picture;
+    if (!options_.recipe.empty()) {
+      if (RunCommand(bench_, kApplyRecipeCommand, options_.recipe) == Outcome::Failed) return false;
+      Turn();
+      bench_.RenditionMode = options_.rendition.value_or(bench_.RenditionMode);
+      bench_.LabelsOn = options_.labels.value_or(bench_.LabelsOn);
+      bench_.ShowCell |= options_.cell;
+    }
+    PictureOptions& picture = bench_.pictureFile;
     picture.size = options_.size.value_or(picture.size);
     picture.resolution = options_.resolution.value_or(picture.resolution);
     picture.background = options_.background.value_or(picture.background);

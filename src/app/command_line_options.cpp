@@ -219,6 +219,7 @@ void Parser::CheckTogether() {
   const bool answersAtOnce = task == BatchTask::Help || task == BatchTask::Version || task == BatchTask::ListCommands;
   if (options_.IsBatch() && !answersAtOnce && options_.file.empty()) Wrong("The name of a FILE to read is missing");
   if (options_.output == "-" && options_.format.empty()) Wrong("Standard output needs --format");
+  if (!options_.recipe.empty() && task != BatchTask::Picture) Wrong("--recipe belongs to --picture");
   const auto& formats = task == BatchTask::Picture ? kPictureFormats : kWriteFormats;
   if (!options_.format.empty() && std::ranges::find(formats, options_.format) == formats.end()) {
     Wrong("There is no format " + options_.format + " for this task");
@@ -257,6 +258,7 @@ marvik --picture OUT FILE         draw FILE: .png .svg .pdf
     --rendition wire|ball|ellipsoid|pipes   --rotate X,Y,Z (degrees)   --labels on|off   --cell
     --size PIXELS   --resolution DPI   --background black|white|transparent   --transparent
     --renderer interactive|opengl (lit and smooth: ball or ellipsoid, .png)   --black-white   --layers N
+    --recipe RECIPE               the view and looks that a picture recipe keeps; what else is given comes on top
 marvik --report KIND FILE         print what the structure holds: atoms, bonds, hybrid, plane, weighted-plane, centroid
     --select TEXT   --json
 marvik --refine FILE              refine FILE with the program that the package directory's script names; what it prints

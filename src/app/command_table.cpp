@@ -31,7 +31,6 @@ bool IsZoomed(const Workbench& bench) {
 }
 
 constexpr char kNoOpenGl[] = "Pictures by the OpenGL renderer are not available yet.";
-constexpr char kNoPrinting[] = "Printing is not available yet.";
 constexpr char kNoHelp[] = "The help documents are not available yet.";
 
 // A command whose work is still missing.
@@ -80,7 +79,7 @@ constexpr CommandRow kRows[] = {
     {148, "&Edit Current File...", "Ctrl+E", "", Structure, Atoms, EditFileHandler, nullptr, ""},
     {151, "&Hybridize All", "", "", Drawing, Atoms, HybridizeHandler, nullptr, ""},
     {153, "&Calculate Hydrogens", "", "", Structure, Atoms, HydrogensHandler, nullptr, ""},
-    Greyed(154, "&Print...", kNoPrinting, "Ctrl+P"),
+    {154, "&Print...", "Ctrl+P", "[FILE.pdf]", None, Always, PrintHandler, nullptr, ""},
     {155, "E&nviroment", "", "[ATOM DISTANCE]", None, PickedAtom, EnvironmentHandler, nullptr, ""},
     {158, "&Pipes", "Ctrl+4", "", None, Always, RenditionHandler, IsRendition<kPipes>, ""},
     {159, "D&emo", "", "", None, Always, DemoHandler, IsDemoRunning, ""},
@@ -148,6 +147,10 @@ constexpr CommandRow kRows[] = {
     {501, "Re&do", "Ctrl+Shift+Z", "", None, RedoStep, UndoHandler, nullptr, ""},
     {502, "Zoom &In", "", "", None, Always, ZoomStepHandler, nullptr, ""},
     {503, "&Reset View", "Ctrl+0", "", None, Always, ResetViewHandler, nullptr, ""},
+    {504, "&Save Picture...", "Ctrl+Shift+P", "size=N resolution=N background=NAME FILE", None, Always,
+     SavePictureHandler, nullptr, ""},
+    {505, "Save Picture &Recipe...", "", "FILE", None, Always, SaveRecipeHandler, nullptr, ""},
+    {506, "&Apply Picture Recipe...", "", "FILE", Drawing, Always, ApplyRecipeHandler, nullptr, ""},
     {510, "Re&name Atom...", "F2", "[ATOM] NAME", Structure, PickedOrSelected, RenameHandler, nullptr, ""},
     {511, "Recount &UNIT", "", "", Structure, Atoms, RecountUnitHandler, nullptr, ""},
     {520, "Refinement &History...", "", "STEP", Structure, Always, RefinementStepHandler, nullptr, ""},

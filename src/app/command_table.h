@@ -75,8 +75,11 @@ enum CommandId : int {
   kUndoCommand = 500,
   kRedoCommand = 501,
   kZoomInCommand = 502,
-  kRenameAtomCommand = 510,
   kResetViewCommand = 503,
+  kSavePictureCommand = 504,
+  kSaveRecipeCommand = 505,
+  kApplyRecipeCommand = 506,
+  kRenameAtomCommand = 510,
   kRefinementStepCommand = 520,
   kFirstRecentFileCommand = 10101,  // to 10104
 };

@@ -6,13 +6,13 @@
 namespace marvik {
 namespace {
 
-constexpr std::array<std::string_view, 4> kBackgrounds{"", "black", "white", "transparent"};
+constexpr std::array<std::string_view, 4> kBackgrounds{"usual", "black", "white", "transparent"};
 
 }  // namespace
 
 std::optional<PictureBackground> BackgroundNamed(std::string_view name) {
   const auto found = std::ranges::find(kBackgrounds, name);
-  if (name.empty() || found == kBackgrounds.end()) return {};
+  if (found == kBackgrounds.end()) return {};
   return static_cast<PictureBackground>(found - kBackgrounds.begin());
 }
 

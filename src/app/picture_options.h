@@ -24,7 +24,7 @@ struct PictureOptions {
   std::optional<int> layers;  // of anti-aliasing; as the settings say
 };
 
-// "black", "white" or "transparent"; nothing for anything else.
+// "usual", "black", "white" or "transparent"; nothing for anything else.
 std::optional<PictureBackground> BackgroundNamed(std::string_view name);
 std::string_view NameOf(PictureBackground background);
 

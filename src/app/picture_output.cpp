@@ -102,6 +102,11 @@ constexpr Format kFormats[] = {{"png", DrawPng}, {"svg", DrawSvg}, {"pdf", DrawP
 
 }  // namespace
 
+std::string PictureSizeRule() {
+  return "A picture has from " + std::to_string(kSmallestPicture) + " to " + std::to_string(kLargestPicture) +
+         " pixels a side.";
+}
+
 std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& options, const std::string& format) {
   if (options.openGl && format == "png") return DrawGlPng(bench, options);
   const auto* known = std::ranges::find(kFormats, std::string_view(format), &Format::extension);
@@ -110,8 +115,7 @@ std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& o
     return {};
   }
   if (options.size < kSmallestPicture || options.size > kLargestPicture) {
-    Refuse(bench, "A picture has from " + std::to_string(kSmallestPicture) + " to " + std::to_string(kLargestPicture) +
-                      " pixels a side.");
+    Refuse(bench, PictureSizeRule());
     return {};
   }
   Bytes bytes;

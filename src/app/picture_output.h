@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "app/picture_options.h"
 #include "app/workbench.h"
@@ -15,6 +16,18 @@ std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& o
 
 // The same into a file, by its extension unless a format is given. False after a message, with the file as it was.
 bool WritePicture(Workbench& bench, const PictureOptions& options, const std::string& path, const std::string& format);
+
+// The argument of the command that saves a picture: "size=1200 resolution=300 background=white FILE". What is not given
+// is as in `usual`. Nothing, with a sentence in `wrong`, for what makes no sense.
+struct PictureRequest {
+  PictureOptions options;
+  std::string path;
+};
+std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const PictureOptions& usual,
+                                                  std::string& wrong);
+std::string PictureArgument(const PictureRequest& request);
+// The sentence about sizes that are not possible.
+std::string PictureSizeRule();
 
 // Where the square of the picture lies on paper, in hundredths of a millimetre.
 struct PagePlace {

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "app/package_settings.h"
+#include "app/picture_options.h"
 #include "app/picture_settings.h"
 #include "app/report_state.h"
 #include "display/interactive_renderer.h"
@@ -47,6 +48,8 @@ struct WindowHooks {
   std::function<std::unique_ptr<ChildProcess>()> makeChild;
   // Hands a query file to ConQuest, or says that there is none. Without a hook the file is all there is.
   std::function<void(const std::string& path)> startConQuest;
+  // Prints the view on a printer that the user chooses. False when that was cancelled or, after a message, failed.
+  std::function<bool()> printView;
   // Asked during the drawing of a picture file or a page: whether to go on. False is the user's Escape or Space.
   std::function<bool()> goOn;
   // Starts the demo, which sets DemoRunning and plays on a thread of its own, or stops it.
@@ -93,6 +96,7 @@ class Workbench {
   WindowHooks hooks;
   PackageSettings settings;
   PictureSettings pictures;
+  PictureOptions pictureFile;  // of the picture file saved last
   StageSeconds seconds;
   ReportState reports;
   UndoHistory history;

@@ -40,4 +40,16 @@ bool InterruptKeyDown() {
 
 #endif
 
+bool InterruptWatch::GoOn() {
+  using std::chrono::milliseconds;
+  const Clock::time_point now = Clock::now();
+  const bool begins = now - asked_ > milliseconds(1000);
+  asked_ = now;
+  if (!begins && now - looked_ < milliseconds(50)) return true;
+  looked_ = now;
+  const bool down = InterruptKeyDown();
+  heldBefore_ = down && (begins || heldBefore_);
+  return !down || heldBefore_;
+}
+
 }  // namespace marvik

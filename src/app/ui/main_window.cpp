@@ -21,9 +21,12 @@
 #include "app/ui/dialogs/edit_dialogs.h"
 #include "app/ui/dialogs/file_dialogs.h"
 #include "app/ui/dialogs/hfix_dialog.h"
+#include "app/ui/dialogs/picture_dialog.h"
 #include "app/ui/drawing_area.h"
 #include "app/ui/input_controller.h"
+#include "app/ui/key_state.h"
 #include "app/ui/menu_set.h"
+#include "app/ui/page_printing.h"
 #include "app/ui/refinement_windows.h"
 #include "app/ui/report_window.h"
 #include "app/ui/text.h"
@@ -48,6 +51,7 @@ QString FirstLocalFile(const QMimeData* data) {
 
 MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(bench) {
   settings_.Load();
+  RestorePictureOptions(bench_, settings_.dialogValues.value(QStringLiteral("picture")));
   area_ = new DrawingArea(bench, this);
   setCentralWidget(area_);
   input_ =
@@ -98,6 +102,8 @@ void MainWindow::SetUpHooks(WindowMessages& messages) {
   bench_.hooks.runEditor = [this](const std::string& path, bool wait) {
     return RunEditor(*this, bench_.settings.EditorCommand, path, wait);
   };
+  bench_.hooks.printView = [this] { return PrintViewWithDialog(this, bench_); };
+  bench_.hooks.goOn = [watch = InterruptWatch()]() mutable { return watch.GoOn(); };
   bench_.hooks.askArgument = [this](int id) { return AskArgument(id); };
   refinement_ = std::make_unique<RefinementWindows>(
       bench_, *this, settings_, [this](const QString& text) { statusBar()->showMessage(text, kMessageTime); });
@@ -138,7 +144,8 @@ Outcome MainWindow::Run(int id, const std::string& argument) {
 
 void MainWindow::SayDone(int id, Outcome outcome) {
   if (outcome != Outcome::Done && outcome != Outcome::Changed) return;
-  if (id == kSaveCommand || id == kSaveAsCommand || id == kSaveAllCommand) {
+  if (id == kSaveCommand || id == kSaveAsCommand || id == kSaveAllCommand || id == kSavePictureCommand ||
+      id == kSaveRecipeCommand) {
     statusBar()->showMessage(tr("Saved."), kMessageTime);
   }
 }
@@ -190,6 +197,12 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
   const CommandRow* row = FindCommand(id);
   if (!row) return std::nullopt;
   if (id == kOpenCommand || id == kSaveAsCommand || id == kSaveAllCommand) return AskFile(id);
+  if (id == kSavePictureCommand)
+    return AskPicture(this, bench_, DialogDirectory(), settings_.dialogValues[QStringLiteral("picture")]);
+  if (id == kSaveRecipeCommand || id == kApplyRecipeCommand) {
+    const QString name = PathToText(BaseNameOf(bench_.Title()) + ".recipe");
+    return AskRecipeFile(this, DialogDirectory(), name, id == kSaveRecipeCommand);
+  }
   if (id == kHfixCommand) return AskHfixOption(this);
   if (id == kRefinementStepCommand) return refinement_->AskStep();
   if (EditDialogs::Handles(id)) return edit_->Ask(id);

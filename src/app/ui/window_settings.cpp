@@ -14,7 +14,7 @@ constexpr QLatin1String kDirectory("files/directory");
 constexpr QLatin1String kSelect("dialogs/select");
 constexpr QLatin1String kPack("dialogs/pack");
 constexpr QLatin1String kDialogValues("values/");
-constexpr const char* kDialogNames[] = {"select", "sort", "group label"};
+constexpr const char* kDialogNames[] = {"select", "sort", "group label", "picture"};
 constexpr QLatin1String kCloseRun("refinement/closeRunWhenFinished");
 constexpr QLatin1String kSkipResult("refinement/skipsResult");
 constexpr QLatin1String kSkipBelow("refinement/skipsResultBelow");

@@ -1,0 +1,106 @@
+#include <QComboBox>
+#include <QDialog>
+#include <QDoubleSpinBox>
+#include <QLineEdit>
+#include <QPrinter>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTest>
+
+#include "app/ui/page_printing.h"
+
+#include "window_fixture.h"
+
+namespace marvik::test {
+namespace {
+
+// Presses Ctrl+P in the window and answers the print dialog.
+TEST_F(WindowTest, ThePrintDialogPrintsToAFileOrNothing) {
+  Load();
+  const QString page = QString::fromStdString(scratch / "page.pdf");
+  const auto answer = [&](bool print) {
+    return [&page, print](QWidget& dialog) {
+      EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Print"));
+      auto* file = dialog.findChild<QLineEdit*>(QStringLiteral("filename"));
+      ASSERT_NE(file, nullptr);
+      file->setText(page);
+      print ? static_cast<QDialog&>(dialog).accept() : static_cast<QDialog&>(dialog).reject();
+    };
+  };
+  robot.Next(answer(false));
+  QTest::keyClick(area, Qt::Key_P, Qt::ControlModifier);
+  Settle();
+  EXPECT_FALSE(scratch.Has("page.pdf"));
+  for (const int rendition : {kWireFrameCommand, kBallAndStickCommand, kThermalEllipsoidCommand, kPipesCommand}) {
+    window->Run(rendition);
+    robot.Next(answer(true));
+    EXPECT_EQ(window->Run(154), Outcome::Done);
+    EXPECT_EQ(scratch.Get("page.pdf").substr(0, 5), "%PDF-");
+    std::filesystem::remove(scratch / "page.pdf");
+  }
+  EXPECT_EQ(robot.seen.size(), 5);
+}
+
+TEST_F(WindowTest, PrintingSaysWhatFailedAndStopsWithoutAPage) {
+  Load();
+  QPrinter nowhere;
+  nowhere.setOutputFormat(QPrinter::PdfFormat);
+  nowhere.setOutputFileName(QStringLiteral("/no/such/folder/out.pdf"));
+  EXPECT_FALSE(PrintView(nowhere, bench));
+  ASSERT_EQ(robot.seen.size(), 1);
+  EXPECT_EQ(robot.seen[0].title, QStringLiteral("Printing Error:"));
+
+  bench.hooks.goOn = [] { return false; };
+  QPrinter printer;
+  printer.setOutputFormat(QPrinter::PdfFormat);
+  printer.setOutputFileName(QString::fromStdString(scratch / "out.pdf"));
+  bench.RenditionMode = kBallAndStick;
+  EXPECT_FALSE(PrintView(printer, bench));
+  EXPECT_FALSE(scratch.Has("out.pdf"));
+  EXPECT_EQ(robot.seen.size(), 1) << "who stops it needs no message";
+}
+
+TEST_F(WindowTest, ThePictureDialogRemembersWhatItWasTold) {
+  Load();
+  const QString path = QString::fromStdString(scratch / "figure of it.svg");
+  robot.Next([&](QWidget& dialog) {
+    EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Save Picture"));
+    auto* file = dialog.findChild<QLineEdit*>(QStringLiteral("file"));
+    EXPECT_EQ(file->text(), QString::fromStdString(scratch / "model.png"));
+    file->setText(path);
+    dialog.findChild<QSpinBox*>(QStringLiteral("size"))->setValue(300);
+    dialog.findChild<QDoubleSpinBox*>(QStringLiteral("resolution"))->setValue(150);
+    dialog.findChild<QComboBox*>(QStringLiteral("background"))->setCurrentIndex(3);
+    static_cast<QDialog&>(dialog).accept();
+  });
+  EXPECT_EQ(window->Run(kSavePictureCommand), Outcome::Done);
+  const std::string svg = scratch.Get("figure of it.svg");
+  EXPECT_NE(svg.find("width=\"144pt\""), std::string::npos) << svg.substr(0, 300);
+  EXPECT_EQ(svg.find("<rect"), std::string::npos);
+
+  // What is there is asked about; "No" goes back to the dialog.
+  robot.Next([&](QWidget& dialog) {
+    EXPECT_EQ(dialog.findChild<QLineEdit*>(QStringLiteral("file"))->text(),
+              QString::fromStdString(scratch / "model.svg"));
+    EXPECT_EQ(dialog.findChild<QSpinBox*>(QStringLiteral("size"))->value(), 300);
+    EXPECT_EQ(dialog.findChild<QComboBox*>(QStringLiteral("background"))->currentIndex(), 3);
+    dialog.findChild<QLineEdit*>(QStringLiteral("file"))->setText(path);
+    robot.NextButton("No");
+    static_cast<QDialog&>(dialog).accept();
+    static_cast<QDialog&>(dialog).reject();
+  });
+  scratch.Put("figure of it.svg", "mine");
+  EXPECT_EQ(window->Run(kSavePictureCommand), Outcome::Cancelled);
+  EXPECT_EQ(scratch.Get("figure of it.svg"), "mine");
+
+  // And in the next session.
+  window->close();
+  WindowMessages other;
+  Workbench next{other};
+  const MainWindow again(next, other);
+  EXPECT_EQ(next.pictureFile.size, 300);
+  EXPECT_EQ(next.pictureFile.background, PictureBackground::Transparent);
+}
+
+}  // namespace
+}  // namespace marvik::test
