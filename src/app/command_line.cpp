@@ -93,8 +93,8 @@ class BatchRun {
     InitElementTable(bench_.document.elements, true);
     LoadPictureSettings(bench_.pictures);
     if (!options_.commands.empty()) LoadRecentFiles(bench_.settings);
-    bench_.RenditionMode =
-        options_.rendition.value_or(options_.task == BatchTask::Write || options_.openGl ? kBallAndStick : kWireFrame);
+    bench_.RenditionMode = options_.rendition.value_or(
+        options_.task == BatchTask::Write || options_.openGl.value_or(false) ? kBallAndStick : kWireFrame);
     bench_.LabelsOn = options_.labels.value_or(true);
     bench_.hooks.showReport = [this](const ReportRequest& request) {
       if (const auto report = ComposeReport(bench_.document, request, bench_.reports)) out_ << PlainLines(report->text);
@@ -201,9 +201,9 @@ class BatchRun {
     picture.size = options_.size.value_or(picture.size);
     picture.resolution = options_.resolution.value_or(picture.resolution);
     picture.background = options_.background.value_or(picture.background);
-    picture.openGl = options_.openGl;
-    picture.blackWhite = options_.blackWhite;
-    picture.layers = options_.layers;
+    picture.openGl = options_.openGl.value_or(picture.openGl);
+    picture.blackWhite |= options_.blackWhite;
+    if (options_.layers) picture.layers = options_.layers;
     if (options_.output != "-") return WritePicture(bench_, picture, options_.output, options_.format);
     const auto bytes = DrawPicture(bench_, picture, options_.format);
     if (bytes) out_ << *bytes;

@@ -172,7 +172,7 @@ bool Parser::TakePictureOption(const std::string& word) {
     if (options_.recipe.empty()) Wrong(word + " needs the name of a file");
   } else if (word == "--layers") {
     // Belongs to the OpenGL renderer alone.
-    options_.layers = WholeNumber(Value(word), 1, 100);
+    options_.layers = WholeNumber(Value(word), 1, kMostLayers);
     if (!options_.layers) Wrong("--layers takes a whole number from 1 to 100");
     options_.openGl = true;
   } else if (word == "--black-white") {

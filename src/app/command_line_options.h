@@ -34,7 +34,7 @@ struct CommandLineOptions {
   std::string recipe;  // a picture recipe's file
   std::optional<bool> labels;
   bool cell = false;
-  bool openGl = false;
+  std::optional<bool> openGl;
   bool blackWhite = false;
   std::optional<int> layers;
   bool json = false;

@@ -147,7 +147,7 @@ constexpr CommandRow kRows[] = {
     {501, "Re&do", "Ctrl+Shift+Z", "", None, RedoStep, UndoHandler, nullptr, ""},
     {502, "Zoom &In", "", "", None, Always, ZoomStepHandler, nullptr, ""},
     {503, "&Reset View", "Ctrl+0", "", None, Always, ResetViewHandler, nullptr, ""},
-    {504, "&Save Picture...", "Ctrl+Shift+P", "size=N resolution=N background=NAME FILE", None, Always,
+    {504, "&Save Picture...", "Ctrl+Shift+P", "size=N resolution=N background=NAME renderer=NAME FILE", None, Always,
      SavePictureHandler, nullptr, ""},
     {505, "Save Picture &Recipe...", "", "FILE", None, Always, SaveRecipeHandler, nullptr, ""},
     {506, "&Apply Picture Recipe...", "", "FILE", Drawing, Always, ApplyRecipeHandler, nullptr, ""},

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 
 #include "app/command_handlers.h"
 #include "app/picture_output.h"
@@ -11,6 +12,7 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 constexpr size_t kMostNamed = 8;
+constexpr std::array<std::string_view, 4> kPictureKeys{"size", "resolution", "background", "renderer"};
 
 bool WriteBytes(Workbench& bench, const std::string& path, std::string_view bytes) {
   if (WriteFileAtomically(path, bytes) == 0) return true;
@@ -40,13 +42,16 @@ std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const P
     const std::string_view word = text.substr(0, text.find_first_of(kBlanks));
     const size_t equals = word.find('=');
     const std::string_view key = word.substr(0, equals);
-    if (equals == std::string_view::npos || (key != "size" && key != "resolution" && key != "background")) break;
+    if (equals == std::string_view::npos || std::ranges::find(kPictureKeys, key) == kPictureKeys.end()) break;
     const std::string_view value = word.substr(equals + 1);
     double number = 0.0;
     if (key == "background") {
       const auto background = BackgroundNamed(value);
       if (!background) wrong = "The background is black, white or transparent.";
       request.options.background = background.value_or(usual.background);
+    } else if (key == "renderer") {
+      if (value != "interactive" && value != "opengl") wrong = "The renderer is interactive or opengl.";
+      request.options.openGl = value == "opengl";
     } else if (!ParseWholeNumber(value, number)) {
       wrong = std::string(word) + " is not a number.";
     } else if (key == "size") {
@@ -71,11 +76,12 @@ std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const P
 
 std::string PictureArgument(const PictureRequest& request) {
   const PictureOptions& o = request.options;
-  return Printf("size=%d resolution=%.9g background=", o.size, o.resolution) + std::string(NameOf(o.background)) + " " +
-         request.path;
+  return Printf("size=%d resolution=%.9g background=", o.size, o.resolution) + std::string(NameOf(o.background)) +
+         (o.openGl ? " renderer=opengl " : " renderer=interactive ") + request.path;
 }
 
-// "size=1200 resolution=300 background=white FILE", all but the file as last time where they are missing.
+// "size=1200 resolution=300 background=white renderer=opengl FILE", all but the file as last time where they are
+// missing.
 Outcome SavePictureHandler(Workbench& bench, const CommandCall& call) {
   std::string wrong;
   const auto request = ParsePictureRequest(call.argument, bench.pictureFile, wrong);

@@ -9,6 +9,7 @@ namespace marvik {
 inline constexpr int kSmallestPicture = 16;
 inline constexpr int kLargestPicture = 16384;
 inline constexpr double kLargestResolution = 10000.0;
+inline constexpr int kMostLayers = 100;
 
 // Usual is black for pictures of pixels, as the screen has it, and white for figures made of lines.
 enum class PictureBackground : uint8_t { Usual, Black, White, Transparent };

@@ -17,8 +17,8 @@ std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& o
 // The same into a file, by its extension unless a format is given. False after a message, with the file as it was.
 bool WritePicture(Workbench& bench, const PictureOptions& options, const std::string& path, const std::string& format);
 
-// The argument of the command that saves a picture: "size=1200 resolution=300 background=white FILE". What is not given
-// is as in `usual`. Nothing, with a sentence in `wrong`, for what makes no sense.
+// The argument of the command that saves a picture: "size=1200 resolution=300 background=white renderer=opengl FILE".
+// What is not given is as in `usual`. Nothing, with a sentence in `wrong`, for what makes no sense.
 struct PictureRequest {
   PictureOptions options;
   std::string path;

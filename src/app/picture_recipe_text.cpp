@@ -17,6 +17,7 @@ constexpr std::array<const char*, 4> kRenditions{"wire", "ball", "ellipsoid", "p
 constexpr std::array<const char*, 5> kOrders{"single", "double", "triple", "aromatic", "pi"};
 constexpr std::array<const char*, 3> kStyles{"solid", "dashed", "dotted"};
 constexpr std::array<const char*, 2> kSwitch{"off", "on"};
+constexpr std::array<const char*, 2> kRenderers{"interactive", "opengl"};
 
 // The words of one line, taken one after another.
 struct Line {
@@ -125,6 +126,9 @@ constexpr Entry kEntries[] = {
        l.good &= background.has_value();
        r.picture.background = background.value_or(PictureBackground::Usual);
      }},
+    {"renderer", [](Line& l, PictureRecipe& r) { r.picture.openGl = l.OneOf(kRenderers) == 1; }},
+    {"black-white", [](Line& l, PictureRecipe& r) { r.picture.blackWhite = l.OneOf(kSwitch) == 1; }},
+    {"layers", [](Line& l, PictureRecipe& r) { r.picture.layers = l.Whole(1, kMostLayers); }},
     {"hidden", TakeName<&PictureRecipe::hidden>},
     {"label", TakeLabel},
     {"no-label", TakeName<&PictureRecipe::labelsOff>},
@@ -180,6 +184,8 @@ std::string RecipeText(const PictureRecipe& r) {
   if (r.picture.resolution > 0.0) AppendPrintf(text, "resolution %.9g\n", r.picture.resolution);
   if (r.picture.background != PictureBackground::Usual)
     text.append("background ").append(NameOf(r.picture.background)).append("\n");
+  if (r.picture.openGl) AppendPrintf(text, "renderer opengl\nblack-white %s\n", kSwitch[r.picture.blackWhite]);
+  if (r.picture.layers) AppendPrintf(text, "layers %d\n", *r.picture.layers);
   for (const std::string& name : r.hidden) text.append("hidden ").append(name).append("\n");
   for (const std::string& name : r.labelsOff) text.append("no-label ").append(name).append("\n");
   for (const PictureRecipe::Label& l : r.placed) AppendPrintf(text, "label %s %.6g %.6g\n", l.atom.c_str(), l.x, l.y);

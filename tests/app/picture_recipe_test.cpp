@@ -38,7 +38,9 @@ TEST_F(RecipeTest, MakesTheSameFigureOfTheNextStructure) {
   bench.view.rotateView(37.5, {1, 2, 3}, true);
   Run(kZoomInCommand);
   bench.view.panX = 60;
-  bench.pictureFile = {300, 150.0, PictureBackground::White};
+  bench.pictureFile.size = 300;
+  bench.pictureFile.resolution = 150.0;
+  bench.pictureFile.background = PictureBackground::White;
   const auto picture = DrawPicture(bench, bench.pictureFile, "png");
   ASSERT_TRUE(picture);
   Run(kSaveRecipeCommand, folder / "figure.recipe");
@@ -90,6 +92,8 @@ TEST_F(RecipeTest, LinesThatMakeNoSenseChangeNothing) {
       "size 0",
       "resolution -1",
       "background red",
+      "renderer povray",
+      "layers 101",
       "probability 0",
       "label C1 0.7 0",
       "label C1",
@@ -119,7 +123,8 @@ TEST_F(RecipeTest, LinesThatMakeNoSenseChangeNothing) {
 TEST_F(RecipeTest, DamagedTextsAreSurvived) {
   Run(kPositionLabelCommand, "O1 0.25 -0.125");
   Run(190, "C1 C2");
-  const std::string good = RecipeText(RecipeOf(bench)) + "hidden C1\nno-label C2\nbackground white\n";
+  const std::string good =
+      RecipeText(RecipeOf(bench)) + "hidden C1\nno-label C2\nbackground white\nrenderer opengl\nlayers 5\n";
   std::mt19937 random(3);
   for (int n = 0; n < 2000; ++n) {
     std::string text = good;
@@ -158,11 +163,13 @@ class PictureTest : public RecipeTest {};
 
 TEST_F(PictureTest, TheArgumentHasFieldsAndAFileName) {
   std::string wrong;
-  const auto request = ParsePictureRequest("  size=1200 background=white  a file=1.png ", {600, 300.0, {}}, wrong);
+  PictureOptions usual;
+  usual.resolution = 300.0;
+  const auto request = ParsePictureRequest("  size=1200 background=white  a file=1.png ", usual, wrong);
   ASSERT_TRUE(request) << wrong;
-  EXPECT_EQ(PictureArgument(*request), "size=1200 resolution=300 background=white a file=1.png");
+  EXPECT_EQ(PictureArgument(*request), "size=1200 resolution=300 background=white renderer=interactive a file=1.png");
   for (const char* bad : {"", "size=10", "size=15 a.png", "size=1e9 a.png", "size=600.5 a.png", "size=x a.png",
-                          "resolution=-1 a.png", "background=red a.png"}) {
+                          "resolution=-1 a.png", "background=red a.png", "renderer=x a.png"}) {
     EXPECT_FALSE(ParsePictureRequest(bad, {}, wrong)) << bad;
     EXPECT_FALSE(wrong.empty());
   }

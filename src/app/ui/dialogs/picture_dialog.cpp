@@ -32,11 +32,13 @@ class PictureDialog : public QDialog {
  private:
   void Browse();
   void ShowExtent();
+  void ShowRenderer();
 
   QLineEdit* file_;
   QSpinBox* size_;
   QDoubleSpinBox* resolution_;
   QComboBox* background_;
+  QComboBox* renderer_;
   QLabel* extent_;
 };
 
@@ -71,6 +73,11 @@ PictureDialog::PictureDialog(QWidget* parent, const PictureRequest& initial) : Q
   background_->setObjectName(QStringLiteral("background"));
   background_->addItems({tr("Usual: black, in figures white"), tr("Black"), tr("White"), tr("Transparent")});
   background_->setCurrentIndex(static_cast<int>(initial.options.background));
+  renderer_ = new QComboBox;
+  renderer_->setObjectName(QStringLiteral("renderer"));
+  renderer_->addItems({tr("As in the window"), tr("Lit and smooth (OpenGL)")});
+  renderer_->setCurrentIndex(initial.options.openGl ? 1 : 0);
+  connect(file_, &QLineEdit::textChanged, this, &PictureDialog::ShowRenderer);
   extent_ = new QLabel;
   connect(size_, &QSpinBox::valueChanged, this, &PictureDialog::ShowExtent);
   connect(resolution_, &QDoubleSpinBox::valueChanged, this, &PictureDialog::ShowExtent);
@@ -84,6 +91,7 @@ PictureDialog::PictureDialog(QWidget* parent, const PictureRequest& initial) : Q
   form->addRow(tr("&Resolution:"), resolution_);
   form->addRow(QString(), extent_);
   form->addRow(tr("Back&ground:"), background_);
+  form->addRow(tr("&Drawn:"), renderer_);
   static_cast<QLabel*>(form->labelForField(line))->setBuddy(file_);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel);
   connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
@@ -94,6 +102,7 @@ PictureDialog::PictureDialog(QWidget* parent, const PictureRequest& initial) : Q
   layout->addWidget(buttons);
   layout->setSizeConstraint(QLayout::SetFixedSize);
   ShowExtent();
+  ShowRenderer();
   file_->setFocus();
 }
 
@@ -103,6 +112,12 @@ void PictureDialog::ShowExtent() {
   const double side = size_->value() / (dots > 0.0 ? dots : 72.0) * 25.4;
   extent_->setText(dots > 0.0 ? tr("%1 mm on paper").arg(side, 0, 'f', 1)
                               : tr("SVG and PDF: %1 mm on paper").arg(side, 0, 'f', 1));
+}
+
+// Figures made of lines have one way.
+void PictureDialog::ShowRenderer() {
+  const QString suffix = QFileInfo(file_->text()).suffix().toLower();
+  renderer_->setEnabled(suffix != QLatin1String("svg") && suffix != QLatin1String("pdf"));
 }
 
 void PictureDialog::Browse() {
@@ -130,6 +145,7 @@ void PictureDialog::Browse() {
 
 PictureRequest PictureDialog::Entered() const {
   PictureRequest request;
+  request.options.openGl = renderer_->currentIndex() == 1;
   request.path = PathToBytes(file_->text().trimmed());
   request.options.size = size_->value();
   request.options.resolution = resolution_->value();
