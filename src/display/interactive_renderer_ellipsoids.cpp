@@ -104,10 +104,14 @@ void RenderFrame::DrawOctant(CanvasPoint centre, const FrameEllipsoid& ellipsoid
     canvas_->Line(centre, {centre.x + axis.x, centre.y + axis.y}, ThinPen(InkOn(fill)));
 }
 
+double RenderFrame::BoxArm(const FrameAtom& atom) const {
+  return std::max(3.0 * map_.unit, 0.8 * BallRadius(atom));
+}
+
 // Stands for a tensor that is no ellipsoid.
 void RenderFrame::DrawCrossedBox(const FrameAtom& atom) {
   const CanvasPoint c = Centre(atom);
-  const double arm = std::max(3.0 * map_.unit, 0.8 * BallRadius(atom));
+  const double arm = BoxArm(atom);
   const std::array<CanvasPoint, 4> corners{
       {{c.x - arm, c.y - arm}, {c.x + arm, c.y - arm}, {c.x + arm, c.y + arm}, {c.x - arm, c.y + arm}}};
   const Rgb fill = ElementRgb(atom);

@@ -137,6 +137,8 @@ double RenderFrame::BodyRadius(uint32_t index) const {
   const bool scene = options_->mode >= kBallAndStick && options_->mode <= kPipes;
   if (!scene) return atom.bonded ? 0.0 : 3.0 * map_.unit;
   if (atom.unknown) return MarkArm(atom);
+  if (options_->mode == kThermalEllipsoid && atom.atom->IsAnisotropic() && !ellipsoids_[index].drawable)
+    return BoxArm(atom);
   return options_->mode == kPipes ? PipeRadius(index) : BallRadius(atom);
 }
 

@@ -182,6 +182,7 @@ class RenderFrame {
   void SetUpEllipsoids();
   void DrawEllipsoid(const FrameAtom& atom, const FrameEllipsoid& ellipsoid);
   void DrawOctant(CanvasPoint centre, const FrameEllipsoid& ellipsoid, Rgb fill);
+  double BoxArm(const FrameAtom& atom) const;
   void DrawCrossedBox(const FrameAtom& atom);
 
   // Bonds.
