@@ -254,7 +254,7 @@ const char* CommandLineHelp() {
   return R"(marvik [FILE]                     open the window
 marvik --write OUT FILE           read FILE (.ins .res .cif) and write OUT: .ins .res .pdb .ct .inp .wrl .con .glb
                                   (--rendition ball|ellipsoid for .wrl .glb)
-marvik --picture OUT FILE         draw FILE: .png .svg .pdf
+marvik --picture OUT FILE         draw FILE: .png .jpg .svg .pdf
     --rendition wire|ball|ellipsoid|pipes   --rotate X,Y,Z (degrees)   --labels on|off   --cell
     --size PIXELS   --resolution DPI   --background black|white|transparent   --transparent
     --renderer interactive|opengl (lit and smooth: ball or ellipsoid, .png)   --black-white   --layers N
@@ -272,7 +272,7 @@ marvik --edit FILE                open the plain-text editor on a file
 marvik --list-commands            one command a line: number, tab, menu text
 marvik --help | --version
 
-OUT may be - for standard output, with --format ins|res|pdb|ct|inp|wrl|con|glb|png|svg|pdf.
+OUT may be - for standard output, with --format ins|res|pdb|ct|inp|wrl|con|glb|png|jpg|svg|pdf.
 --yes                    answer questions with yes
 --timing                 end standard error with the seconds that the stages took
 --package-directory DIR  the folder of element table, settings and examples

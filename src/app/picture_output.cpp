@@ -8,12 +8,15 @@
 #include "display/label_font.h"
 #include "display/pdf_canvas.h"
 #include "display/png_strips.h"
+#include "display/scanline_canvas.h"
 #include "display/svg_canvas.h"
+#include "gl/jpeg_writer.h"
 #include "util/files.h"
 
 namespace marvik {
 namespace {
 
+constexpr char kNoMemory[] = "There is not enough memory for this picture.";
 constexpr double kPointsPerInch = 72.0;
 constexpr double kPointsPerPageUnit = kPointsPerInch / 2540.0;
 // Of the page, in page units: the middle of what projectSegmentForPrint draws, and the side of its square.
@@ -94,11 +97,38 @@ Bytes DrawPng(Workbench& bench, const PictureOptions& picture) {
       bench.messages);
 }
 
+// Held whole in memory; transparency, which JPEG does not have, is white.
+Bytes DrawJpeg(Workbench& bench, const PictureOptions& picture) {
+  Image image(picture.size, picture.size);
+  RenderOptions options = bench.ScreenOptions();
+  options.whiteBackground =
+      picture.background == PictureBackground::Transparent || picture.background == PictureBackground::White;
+  LabelFont font(picture.size * kLabelPart);
+  ScanlineCanvas canvas(image, &font);
+  if (!DrawOn(bench, FittedView(bench, picture.size), options, canvas)) return {};
+  const StageClock clock(bench.seconds.write);
+  auto bytes = EncodeJpeg(image);
+  if (!bytes) throw std::bad_alloc();
+  return bytes;
+}
+
+Bytes DrawGlJpeg(Workbench& bench, const PictureOptions& picture) {
+  PictureOptions solid = picture;
+  if (solid.background == PictureBackground::Transparent) solid.background = PictureBackground::White;
+  const auto image = DrawGlImage(bench, solid);
+  if (!image) return {};
+  const StageClock clock(bench.seconds.write);
+  auto bytes = EncodeJpeg(*image);
+  if (!bytes) Refuse(bench, kNoMemory);
+  return bytes;
+}
+
 struct Format {
   const char* extension;
   Bytes (*draw)(Workbench&, const PictureOptions&);
 };
-constexpr Format kFormats[] = {{"png", DrawPng}, {"svg", DrawSvg}, {"pdf", DrawPdf}};
+constexpr Format kFormats[] = {
+    {"png", DrawPng}, {"jpg", DrawJpeg}, {"jpeg", DrawJpeg}, {"svg", DrawSvg}, {"pdf", DrawPdf}};
 
 }  // namespace
 
@@ -109,9 +139,10 @@ std::string PictureSizeRule() {
 
 std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& options, const std::string& format) {
   if (options.openGl && format == "png") return DrawGlPng(bench, options);
+  if (options.openGl && (format == "jpg" || format == "jpeg")) return DrawGlJpeg(bench, options);
   const auto* known = std::ranges::find(kFormats, std::string_view(format), &Format::extension);
   if (known == std::end(kFormats)) {
-    Refuse(bench, "Pictures can be written as .png, .svg and .pdf; ." + format + " is not available yet.");
+    Refuse(bench, "Pictures can be written as .png, .jpg, .svg and .pdf, not as ." + format + ".");
     return {};
   }
   if (options.size < kSmallestPicture || options.size > kLargestPicture) {
@@ -122,7 +153,7 @@ std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& o
   try {
     bytes = known->draw(bench, options);
   } catch (const std::bad_alloc&) {
-    Refuse(bench, "There is not enough memory for this picture.");
+    Refuse(bench, kNoMemory);
     return {};
   }
   if (!bytes) Refuse(bench, "The picture was stopped; nothing was written.");

@@ -112,7 +112,7 @@ TEST_F(CommandLineTest, ProblemsAreStatusOneAndALineEach) {
   EXPECT_EQ(Run({"--report", "atoms", folder.Put("x.cif", "data_x\n")}), 1);
   EXPECT_TRUE(err.str().starts_with("Translation Error: ")) << err.str();
   EXPECT_EQ(Run({"--write", folder / "no/such/out.ins", file}), 1);
-  EXPECT_EQ(Run({"--picture", folder / "out.jpg", file}), 1);
+  EXPECT_EQ(Run({"--picture", folder / "out.gif", file}), 1);
   EXPECT_EQ(Run({"--picture", folder / "no/out.png", file}), 1);
   EXPECT_EQ(Run({"--picture", folder / "out.png", "--renderer", "opengl", "--rendition", "wire", file}), 1);
   EXPECT_EQ(err.str(),
@@ -181,6 +181,8 @@ TEST_F(CommandLineTest, DrawsPictures) {
   EXPECT_EQ(Run({"--picture", folder / "b.svg", "--size", "300", "--resolution", "300", "--transparent", file}), 0);
   EXPECT_NE(folder.Get("b.svg").find("width=\"72pt\""), std::string::npos);
   EXPECT_EQ(folder.Get("b.svg").find("<rect"), std::string::npos);
+  EXPECT_EQ(Run({"--picture", folder / "b.jpg", file}), 0) << err.str();
+  EXPECT_TRUE(folder.Get("b.jpg").starts_with("\xff\xd8\xff"));
   EXPECT_EQ(Run({"--picture", folder / "b.pdf", "--background", "black", file}), 0) << err.str();
   EXPECT_TRUE(folder.Get("b.pdf").starts_with("%PDF-"));
 }
