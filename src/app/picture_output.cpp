@@ -29,6 +29,10 @@ void Refuse(const Workbench& bench, const std::string& text) {
   bench.messages.Show({MessageIcon::Warning, "Error: File I/O", text});
 }
 
+void SayStopped(const Workbench& bench) {
+  bench.messages.Show({MessageIcon::Information, "Picture", "The picture was stopped; nothing was written."});
+}
+
 // The view fitted into a square of that side; what was moved by hand moves as far on the larger picture.
 ViewState FittedView(const Workbench& bench, double side) {
   ViewState view = bench.view;
@@ -156,7 +160,7 @@ std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& o
     Refuse(bench, kNoMemory);
     return {};
   }
-  if (!bytes) Refuse(bench, "The picture was stopped; nothing was written.");
+  if (!bytes) SayStopped(bench);
   return bytes;
 }
 
@@ -201,8 +205,9 @@ std::optional<std::string> DrawPdfPage(Workbench& bench) {
   page.corner = place.corner;
   page.title = bench.Title();
   PdfCanvas canvas(page, font, file);
-  if (!DrawPage(bench, canvas)) return {};
-  return canvas.Finish();
+  auto bytes = DrawPage(bench, canvas) ? canvas.Finish() : Bytes();
+  if (!bytes) SayStopped(bench);
+  return bytes;
 }
 
 }  // namespace marvik

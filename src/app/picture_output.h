@@ -38,7 +38,7 @@ PagePlace PlaceOnPage(double width, double height);
 // Draws the view in page units, hundredths of a millimetre. The font's size is that of the labels, in page units too.
 inline constexpr double kPageLabelSize = 406.0;
 bool DrawPage(Workbench& bench, Canvas& canvas);
-// One page of A4 as PDF.
+// One page of A4 as PDF. Nothing after a message, when it was stopped.
 std::optional<std::string> DrawPdfPage(Workbench& bench);
 
 }  // namespace marvik
