@@ -5,6 +5,7 @@
 #include "display/interactive_renderer.h"
 #include "display/label_font.h"
 #include "display/scanline_canvas.h"
+#include "gl/gl_picture.h"
 
 namespace marvik {
 namespace {
@@ -71,6 +72,37 @@ BENCHMARK(Frame)
     ->Args({20000, kBallAndStick, 1})
     ->Args({100000, kWireFrame, 0})
     ->Args({100000, kWireFrame, 1});
+
+// The context is made anew for each picture, as in the program.
+void OpenGlPicture(benchmark::State& state) {
+  Document document = Chains(static_cast<int>(state.range(0)));
+  ViewState view;
+  ResetView(view, document);
+  GlPictureOptions options;
+  options.mode = static_cast<int>(state.range(1));
+  options.settings = DefaultOpenGlSettings();
+  options.settings.layerCount = static_cast<int>(state.range(3));
+  options.labels = false;
+  options.direct = state.range(4) != 0;
+  for (auto _ : state) {
+    const GlPicture picture =
+        RenderGlPicture(document, view, static_cast<int>(state.range(2)), options, nullptr, nullptr);
+    if (!picture.image) state.SkipWithError(picture.error.c_str());
+  }
+}
+BENCHMARK(OpenGlPicture)
+    ->ArgNames({"atoms", "mode", "size", "layers", "direct"})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Args({60, kThermalEllipsoid, 600, 1, 0})
+    ->Args({60, kThermalEllipsoid, 600, 4, 0})
+    ->Args({60, kThermalEllipsoid, 600, 12, 0})
+    ->Args({60, kThermalEllipsoid, 600, 12, 1})
+    ->Args({60, kThermalEllipsoid, 600, 40, 0})
+    ->Args({60, kThermalEllipsoid, 2000, 12, 0})
+    ->Args({500, kBallAndStick, 600, 12, 0})
+    ->Args({5000, kBallAndStick, 600, 12, 0})
+    ->Args({5000, kBallAndStick, 2000, 12, 0});
 
 }  // namespace
 }  // namespace marvik

@@ -257,7 +257,7 @@ marvik --write OUT FILE           read FILE (.ins .res .cif) and write OUT: .ins
 marvik --picture OUT FILE         draw FILE: .png .jpg .svg .pdf
     --rendition wire|ball|ellipsoid|pipes   --rotate X,Y,Z (degrees)   --labels on|off   --cell
     --size PIXELS   --resolution DPI   --background black|white|transparent   --transparent
-    --renderer interactive|opengl (lit and smooth: ball or ellipsoid, .png)   --black-white   --layers N
+    --renderer interactive|opengl (lit and smooth: ball or ellipsoid, .png .jpg)   --black-white   --layers N
     --recipe RECIPE               the view and looks that a picture recipe keeps; what else is given comes on top
 marvik --report KIND FILE         print what the structure holds: atoms, bonds, hybrid, plane, weighted-plane, centroid
     --select TEXT   --json

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "display/png_writer.h"
+#include "gl/jpeg_writer.h"
 
 namespace marvik {
 
@@ -44,20 +45,31 @@ std::optional<Image> DrawGlImage(Workbench& bench, const PictureOptions& picture
     return {};
   }
   if (result.complete) return std::move(result.image);
-  bench.messages.Show({MessageIcon::Warning, "", "The picture was stopped; nothing was written."});
+  bench.messages.Show({MessageIcon::Information, "Picture", "The picture was stopped; nothing was written."});
   return {};
 }
 
-std::optional<std::string> DrawGlPng(Workbench& bench, const PictureOptions& picture) {
-  const auto image = DrawGlImage(bench, picture);
+std::optional<std::string> DrawGlFile(Workbench& bench, const PictureOptions& picture, const std::string& format) {
+  const auto refuse = [&](const char* text) {
+    bench.messages.Show({MessageIcon::Warning, "Error: File I/O", text});
+    return std::nullopt;
+  };
+  const bool jpeg = format == "jpg" || format == "jpeg";
+  if (!jpeg && format != "png") return refuse("The OpenGL renderer makes .png and .jpg files.");
+  PictureOptions opaque = picture;
+  if (jpeg && picture.background == PictureBackground::Transparent) opaque.background = PictureBackground::White;
+  const auto image = DrawGlImage(bench, opaque);
   if (!image) return {};
   const StageClock clock(bench.seconds.write);
+  if (jpeg) {
+    auto bytes = EncodeJpeg(*image);
+    return bytes ? bytes : refuse("Unable to Create Bitmap File");
+  }
   PngOptions options;
   options.dotsPerInch = picture.resolution;
   options.alpha = picture.background == PictureBackground::Transparent;
   auto bytes = EncodePng(*image, options);
-  if (!bytes) bench.messages.Show({MessageIcon::Warning, "", "There is not enough memory for this picture."});
-  return bytes;
+  return bytes ? bytes : refuse("There is not enough memory for this picture.");
 }
 
 }  // namespace marvik

@@ -16,7 +16,7 @@ GlPictureOptions GlOptionsOf(const Workbench& bench, const PictureOptions& pictu
 // The picture; nothing after a message. One that was stopped on the way is nothing either, and told as such.
 std::optional<Image> DrawGlImage(Workbench& bench, const PictureOptions& picture);
 
-// The same as the bytes of a PNG file.
-std::optional<std::string> DrawGlPng(Workbench& bench, const PictureOptions& picture);
+// The same as the bytes of a file, "png" or "jpg". A JPEG knows no transparency: it is white there.
+std::optional<std::string> DrawGlFile(Workbench& bench, const PictureOptions& picture, const std::string& format);
 
 }  // namespace marvik

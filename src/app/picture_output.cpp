@@ -116,17 +116,6 @@ Bytes DrawJpeg(Workbench& bench, const PictureOptions& picture) {
   return bytes;
 }
 
-Bytes DrawGlJpeg(Workbench& bench, const PictureOptions& picture) {
-  PictureOptions solid = picture;
-  if (solid.background == PictureBackground::Transparent) solid.background = PictureBackground::White;
-  const auto image = DrawGlImage(bench, solid);
-  if (!image) return {};
-  const StageClock clock(bench.seconds.write);
-  auto bytes = EncodeJpeg(*image);
-  if (!bytes) Refuse(bench, kNoMemory);
-  return bytes;
-}
-
 struct Format {
   const char* extension;
   Bytes (*draw)(Workbench&, const PictureOptions&);
@@ -142,8 +131,7 @@ std::string PictureSizeRule() {
 }
 
 std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& options, const std::string& format) {
-  if (options.openGl && format == "png") return DrawGlPng(bench, options);
-  if (options.openGl && (format == "jpg" || format == "jpeg")) return DrawGlJpeg(bench, options);
+  if (options.openGl) return DrawGlFile(bench, options, format);
   const auto* known = std::ranges::find(kFormats, std::string_view(format), &Format::extension);
   if (known == std::end(kFormats)) {
     Refuse(bench, "Pictures can be written as .png, .jpg, .svg and .pdf, not as ." + format + ".");
