@@ -1,6 +1,7 @@
 #include "gl/gl_picture.h"
 
 #include <array>
+#include <limits>
 
 #include "gl/gl_fixture.h"
 
@@ -272,6 +273,43 @@ TEST(GlPicture, CutSectionAndBandsShowOnLargeEllipsoidsOnly) {
   const Image whole = stage.Picture(200);
   stage.options.settings.cutSection = true;
   EXPECT_EQ(whole.pixels, stage.Picture(200).pixels);
+}
+
+TEST(GlPicture, SurvivesWhatMakesNoSense) {
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  GlStage stage;
+  stage.options.mode = kThermalEllipsoid;
+  stage.options.showCell = stage.options.labels = true;
+  AtomRecord* sound = stage.Add("N1", 5.0, 0.0, 0.0);
+  AtomRecord* nowhere = stage.Add("C1", kNan, 0.0, 0.0);
+  AtomRecord* far = stage.Add("C2", 1e300, 0.0, 1e12);
+  AtomRecord* vast = stage.AddEllipsoid("C3", {-5.0, 0.0, 0.0}, {1e9, 1e-9, 1.0});
+  AtomRecord* flat = stage.AddEllipsoid("C4", {-5.0, 2.0, 0.0}, {0.0, 1.0, 1.0});
+  stage.AddEllipsoid("C5", {-5.0, 2.0, 0.0}, {kNan, 1.0, 1.0});
+  stage.Add("Q1", -2.0, 4.0, 0.0)->peakHeight = kNan;
+  stage.document.elements[7].drawRadius = 0.4;
+  stage.document.elements[8].drawRadius = 1e300;
+  for (AtomRecord* other : {nowhere, far, vast, flat})
+    stage.document.atoms.AddBond(sound, other, {}, kDouble, 0, other == flat ? 1e30f : static_cast<float>(kNan),
+                                 kDotted, stage.messages);
+  stage.options.settings.layerCount = -1;
+  const Image image = stage.Picture(120);
+  EXPECT_GT(BlobOf(image, IsBlue).count, 0);
+  stage.document.cell = {1e9, 1e-9, 1, 90, 90, 90};
+  BuildOrthogonalisation(stage.document.cell, stage.document.matrix);
+  stage.options.probability = kNan;
+  stage.options.settings.layerCount = std::numeric_limits<int>::max();
+  stage.Picture(120);
+  // Zoomed in until one body is all there is, and out until none can be seen.
+  GlStage other;
+  other.Add("O1", 0.0, 0.0, 0.0)->element->drawRadius = 1e300;
+  EXPECT_TRUE(IsRed(ColourOf(other.Picture(60).At(3, 3))));
+  other.document.elements[8].drawRadius = 0.5;
+  other.view.fitView(1e30, std::nullopt);
+  other.Picture(60);
+  other.view.fitView(10.0, std::nullopt);
+  other.view.panX = other.view.panY = 1'000'000;
+  EXPECT_EQ(BlobOf(other.Picture(60), IsRed).count, 0);
 }
 
 TEST(GlPicture, LabelsAndCellFollowTheOptions) {
