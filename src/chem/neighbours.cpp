@@ -82,7 +82,8 @@ bool AreAlternatives(const AtomRecord& a, const AtomRecord& b) {
 }
 
 NeighbourSearch::NeighbourSearch(const Document& document, double tolerance, unsigned without)
-    : atoms_(AllAtoms(document, without)),
+    : freed_(document.atoms.freePairs),
+      atoms_(AllAtoms(document, without)),
       largestRadius_(LargestRadius(atoms_)),
       reach_(2.0 * largestRadius_ + tolerance),
       images_(SearchOf(document, atoms_, reach_)) {}
@@ -115,9 +116,10 @@ std::vector<NeighbourImage> NeighbourSearch::FindNeighboursAt(const Fractional& 
 std::vector<NeighbourImage> NeighbourSearch::FindBonded(const AtomRecord& atom, double tolerance) const {
   // Two alternatives may share one place, so those of the atom go before places are compared.
   auto neighbours =
-      Collect(atom.fract, atom.element->bondRadius, tolerance, [&atom](const AtomRecord& other, int32_t code) {
+      Collect(atom.fract, atom.element->bondRadius, tolerance, [&](const AtomRecord& other, int32_t code) {
         const bool isNegative = atom.part < 0 || other.part < 0;
-        return !AreAlternatives(atom, other) && (!isNegative || code == kIdentityCode);
+        const bool isSame = code == kIdentityCode;
+        return !AreAlternatives(atom, other) && (isSame ? freed_.IndexOf(&atom, &other) < 0 : !isNegative);
       });
   KeepOneAlternative(atom.position, neighbours);
   return neighbours;

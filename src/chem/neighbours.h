@@ -34,9 +34,9 @@ class NeighbourSearch {
   }
   // The same around any place, with the bond radius in Å of what stands there.
   std::vector<NeighbourImage> FindNeighboursAt(const Fractional& place, double bondRadius, double tolerance) const;
-  // The same short of what is not there together with the atom: its alternatives, symmetry images where either part is
-  // negative, and of neighbours that are alternatives of each other in nearly the same direction all but one (the part
-  // of the smaller number stays).
+  // The same short of what a FREE line parts from the atom, and of what is not there together with it: its
+  // alternatives, symmetry images where either part is negative, and of neighbours that are alternatives of each other
+  // in nearly the same direction all but one (the part of the smaller number stays).
   std::vector<NeighbourImage> FindBonded(const AtomRecord& atom, double tolerance) const;
   // What stands around the atom in the crystal: images within a radius in Å, no farther than Reach(), with translations
   // without bounds, in the order in which they are found. Of images of one atom at one place the first stands for all.
@@ -50,6 +50,7 @@ class NeighbourSearch {
   std::vector<NeighbourImage> Collect(const Fractional& place, double bondRadius, double tolerance,
                                       Accept accept) const;
 
+  const PairList& freed_;
   std::vector<AtomRecord*> atoms_;
   double largestRadius_ = 0.0;
   double reach_ = 0.0;

@@ -113,6 +113,16 @@ TEST_F(ChemTest, HiddenAndGeneratedAtomsKeepTheirClassButCountAsNeighbours) {
   EXPECT_EQ(Atom("C3")->Hybridization(), kHybridSp3);
 }
 
+TEST_F(ChemTest, WhatAFreeLinePartsIsNoNeighbour) {
+  Read(Line("N1", 3, 0, 0, 0) + Line("C2", 1, 1.28, 0, 0) + Line("N3", 3, 1.7, 1.33, 0) + Line("C4", 1, 0.2, 2.03, 0) +
+       Line("C5", 1, -0.6, 1.2, 0));
+  document.atoms.freePairs.Append(Atom("C2"), Atom("C5"));
+  document.atoms.freePairs.Append(Atom("C4"), Atom("C2"));
+  ASSERT_TRUE(HybridizeAll(document, messages));
+  EXPECT_EQ(Atom("C2")->Hybridization(), kHybridSp2);
+  EXPECT_EQ(Atom("C2")->hydrogenCount, 1);
+}
+
 TEST(PlaneDeviation, IsSignedAndFiniteForAnyThreePlaces) {
   const Cartesian a{1, 0, 0}, b{0, 1, 0}, c{-1, -1, 0};
   EXPECT_NEAR(std::fabs(PlaneDeviation({0.3, 0.2, 0.7}, a, b, c)), 0.7, 1e-12);
