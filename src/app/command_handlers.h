@@ -102,6 +102,9 @@ Outcome SavePictureHandler(Workbench& bench, const CommandCall& call);
 Outcome SaveRecipeHandler(Workbench& bench, const CommandCall& call);
 Outcome ApplyRecipeHandler(Workbench& bench, const CommandCall& call);
 
+// help_documents.cpp
+Outcome HelpHandler(Workbench& bench, const CommandCall& call);
+
 // undo_handlers.cpp
 Outcome UndoHandler(Workbench& bench, const CommandCall& call);
 

@@ -66,8 +66,10 @@ int CountBonds(const Document& document) {
 // One run of the program in batch.
 class BatchRun {
  public:
-  BatchRun(const CommandLineOptions& options, std::ostream& out, std::ostream& err)
-      : options_(options), out_(out), err_(err), messages_(err, options.yes), bench_(messages_) {}
+  BatchRun(const CommandLineOptions& options, const std::string& executable, std::ostream& out, std::ostream& err)
+      : options_(options), out_(out), err_(err), messages_(err, options.yes), bench_(messages_) {
+    bench_.installedDirectory = TemplateDirectory(executable);
+  }
 
   int Run() {
     const bool done = Prepare() && RunSteps() && RunTask();
@@ -100,12 +102,16 @@ class BatchRun {
       if (const auto report = ComposeReport(bench_.document, request, bench_.reports)) out_ << PlainLines(report->text);
     };
     bench_.ShowCell = options_.cell;
+    bench_.hooks.openDocument = [this](const std::string& path) {
+      out_ << path << '\n';
+      return true;
+    };
     SetUpRefinement();
     // A script starts as the window does and opens its own files.
     if (options_.task == BatchTask::Script) return true;
     // What nobody asked for must not move an atom of a file that nobody looks at.
     bench_.FmolAfterChanges = false;
-    if (!OpenFile(bench_, options_.file)) return false;
+    if (!options_.file.empty() && !OpenFile(bench_, options_.file)) return false;
     Turn();
     return true;
   }
@@ -254,7 +260,7 @@ int RunCommandLine(const CommandLineOptions& options, const std::string& executa
     return kStatusUsage;
   }
   SetUpPackageDirectory(executable, options.packageDirectory);
-  return BatchRun(options, out, err).Run();
+  return BatchRun(options, executable, out, err).Run();
 }
 
 }  // namespace marvik

@@ -217,7 +217,9 @@ void Parser::TakeOption(const std::string& word) {
 void Parser::CheckTogether() {
   const BatchTask task = options_.task;
   const bool answersAtOnce = task == BatchTask::Help || task == BatchTask::Version || task == BatchTask::ListCommands;
-  if (options_.IsBatch() && !answersAtOnce && options_.file.empty()) Wrong("The name of a FILE to read is missing");
+  // Commands alone may be such as need no structure: opening a file, asking where a help document lies.
+  if (task != BatchTask::None && !answersAtOnce && options_.file.empty())
+    Wrong("The name of a FILE to read is missing");
   if (options_.output == "-" && options_.format.empty()) Wrong("Standard output needs --format");
   if (!options_.recipe.empty() && task != BatchTask::Picture) Wrong("--recipe belongs to --picture");
   const auto& formats = task == BatchTask::Picture ? kPictureFormats : kWriteFormats;
@@ -264,7 +266,7 @@ marvik --report KIND FILE         print what the structure holds: atoms, bonds, 
 marvik --refine FILE              refine FILE with the program that the package directory's script names; what it prints
                                   goes to standard output, then a table of what moved; NAME.res is the result
     --skip-table LIMIT            no table when nothing moved by more than LIMIT Å
-marvik --commands STEPS FILE      run commands, before --write, --picture, --report or --refine where one is given:
+marvik --commands STEPS [FILE]    run commands, before --write, --picture, --report or --refine where one is given:
                                   '203; 144=C* O1; 113' are three, with the text of the dialog behind "="
 marvik --script FILE.dem          play a demo script once, without a window and without its pauses; what it says wrong is
                                   reported with its line

@@ -31,7 +31,6 @@ bool IsZoomed(const Workbench& bench) {
 }
 
 constexpr char kNoOpenGl[] = "Pictures by the OpenGL renderer are not available yet.";
-constexpr char kNoHelp[] = "The help documents are not available yet.";
 
 // A command whose work is still missing.
 constexpr CommandRow Greyed(int id, const char* text, const char* reason, const char* shortcut = "",
@@ -126,22 +125,22 @@ constexpr CommandRow kRows[] = {
     {229, "&FMOL after significant structure changes", "", "", None, Always, FmolToggleHandler,
      IsOn<&Workbench::FmolAfterChanges>, ""},
     {230, "Save A&ll...", "", "FILE", None, Always, SaveAsHandler, nullptr, ""},
-    Greyed(231, "&Table of Contents", kNoHelp),
-    Greyed(232, "&Overview", kNoHelp),
-    Greyed(233, "&User's Guide", kNoHelp),
-    Greyed(234, "&Tutorial", kNoHelp),
+    {231, "&Table of Contents", "", "", None, Always, HelpHandler, nullptr, ""},
+    {232, "&Overview", "", "", None, Always, HelpHandler, nullptr, ""},
+    {233, "&User's Guide", "", "", None, Always, HelpHandler, nullptr, ""},
+    {234, "&Tutorial", "", "", None, Always, HelpHandler, nullptr, ""},
     {235, "&Aromatic", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
     {236, "&Pi", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
     {237, "&Bond With...", "", "ATOM", Structure, Atoms, BondWithHandler, nullptr, ""},
     {238, "B&ond With...", "", "ATOM", Structure, Always, BondWithHandler, nullptr, ""},
     {239, "S&ame...", "", "[ATOM]", Structure, Always, SameHandler, nullptr, ""},
     {241, "&Move Near...", "", "ATOM", Structure, Always, MoveNearHandler, nullptr, ""},
-    Greyed(242, "&Quick Commands", kNoHelp),
+    {242, "&Quick Commands", "", "", None, Always, HelpHandler, nullptr, ""},
     {243, "Hide &Selected", "", "", Drawing, Selection, HideHandler, nullptr, ""},
     {244, "Hide &Unselected", "", "", Drawing, Atoms, HideHandler, nullptr, ""},
     {245, "&Show All", "", "", Drawing, Always, HideHandler, nullptr, ""},
     {246, "&Move Near...", "", "ATOM", Structure, Atoms, MoveNearHandler, nullptr, ""},
-    Greyed(247, "&Marvik 4.0 Supplement", kNoHelp),
+    {247, "&Marvik 4.0 Supplement", "", "", None, Always, HelpHandler, nullptr, ""},
     {300, "&About", "", "", None, Always, AboutHandler, nullptr, ""},
     {500, "&Undo", "Ctrl+Z", "", None, UndoStep, UndoHandler, nullptr, ""},
     {501, "Re&do", "Ctrl+Shift+Z", "", None, RedoStep, UndoHandler, nullptr, ""},

@@ -52,7 +52,12 @@ bool CopyTemplate(const std::string& from, const std::string& to) {
   const fs::path target = fs::path(to).parent_path();
   fs::create_directories(target.parent_path(), error);
   const fs::path copy = target.string() + ProcessMark();
-  fs::copy(fs::path(from), copy, fs::copy_options::recursive, error);
+  fs::create_directory(copy, error);
+  for (fs::directory_iterator at(from, error), end; !error && at != end; at.increment(error)) {
+    // The help documents are read where they are installed: a copy would outlive the version that it tells of.
+    if (at->path().filename() == "Help") continue;
+    fs::copy(at->path(), copy / at->path().filename(), fs::copy_options::recursive, error);
+  }
   if (!error) {
     MakeWritable(copy);
     fs::rename(copy, target, error);

@@ -46,6 +46,8 @@ struct WindowHooks {
   std::function<void(RefinementRun&)> followRun;
   std::function<bool(const RefinementReport&)> judgeRefinement;
   std::function<std::unique_ptr<ChildProcess>()> makeChild;
+  // Shows a help document, a PDF file. False after a message.
+  std::function<bool(const std::string& path)> openDocument;
   // Hands a query file to ConQuest, or says that there is none. Without a hook the file is all there is.
   std::function<void(const std::string& path)> startConQuest;
   // Prints the view on a printer that the user chooses. False when that was cancelled or, after a message, failed.
@@ -100,6 +102,7 @@ class Workbench {
   StageSeconds seconds;
   ReportState reports;
   UndoHistory history;
+  std::string installedDirectory;  // what the installation brings for the package directory, "" when not known
   std::vector<std::vector<uint32_t>> uniqHistory;  // serials of what was shown before each UNIQ, empty for everything
 
   int RenditionMode = kWireFrame;

@@ -126,7 +126,6 @@ const std::map<int, std::string> kCommands = {
 const std::set<int> kGreyed = {
     216,                           // preferences
     208, 209, 210, 211, 214, 215,  // OpenGL pictures
-    231, 232, 233, 234, 242, 247,  // help
 };
 
 TEST(CommandTable, HoldsEveryCommandWithItsText) {

@@ -1,0 +1,169 @@
+#include "help_pictures.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <array>
+
+#include "app/command_line_options.h"
+#include "app/package_directory.h"
+#include "app/picture_output.h"
+#include "app/ui/drawing_area.h"
+#include "app/ui/main_window.h"
+#include "app/ui/report_window.h"
+#include "app/ui/text.h"
+#include "app/ui/window_messages.h"
+
+namespace marvik {
+namespace {
+
+struct PictureRow {
+  const char* name;
+  const char* example;
+  const char* commands;  // as the command line has them
+  int rendition;
+  std::array<double, 3> rotate;  // degrees about the screen's axes
+  int size;
+  bool labels;
+};
+constexpr PictureRow kPictures[] = {
+    {"wire.png", "azathiop", "", kWireFrame, {0, 0, 0}, 560, false},
+    {"ball.png", "azathiop", "", kBallAndStick, {0, 0, 0}, 560, false},
+    {"ellipsoid.png", "oligomer", "", kThermalEllipsoid, {0, 0, 0}, 560, false},
+    {"pipes.png", "azathiop", "", kPipes, {0, 0, 0}, 560, false},
+    {"peaks.png", "azastart", "", kBallAndStick, {0, 0, 0}, 900, true},
+    {"finished.png", "azathiop", "", kBallAndStick, {0, 0, 0}, 900, true},
+    {"sulphur.png", "sulphur", "", kBallAndStick, {0, 0, 0}, 560, true},
+    {"sulphur-grown.png", "sulphur", "138", kBallAndStick, {0, 0, 0}, 560, true},
+    {"packed.png", "oligomer", "142=0,1,0,1,0,1;143", kPipes, {0, 0, 0}, 900, false},
+};
+
+// What is grabbed: the window itself, or the dialog or report that the command brings up.
+struct ShotRow {
+  const char* name;
+  const char* example;
+  const char* commands;
+  int command;  // run last, 0 for none
+  bool window;
+};
+constexpr ShotRow kShots[] = {
+    {"window.png", "azathiop", "124", 0, true},
+    {"refine-control.png", "azastart", "203", kRefineCommand, false},
+    {"select-atoms.png", "azathiop", "", kSelectAtomsCommand, false},
+    {"edit-atom.png", "azathiop", "144=S1", kEditAtomCommand, false},
+    {"change-part.png", "whewell", "144=O1*", kChangePartCommand, false},
+    {"pack.png", "azathiop", "", 142, false},
+    {"bonds-report.png", "azathiop", "", 137, false},
+};
+
+// Takes the picture of every window that comes up beside the main one, and dismisses it.
+class Photographer : public QObject {
+ public:
+  explicit Photographer(const QWidget& mainWindow) : main_(mainWindow) { qApp->installEventFilter(this); }
+  ~Photographer() override { qApp->removeEventFilter(this); }
+  QString target;
+  bool taken = false;
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    auto* widget = qobject_cast<QWidget*>(watched);
+    if (event->type() != QEvent::Show || !widget || !widget->isWindow() || widget == &main_) return false;
+    QTimer::singleShot(0, widget, [this, widget] {
+      taken = widget->grab().save(target);
+      widget->close();
+    });
+    return false;
+  }
+
+ private:
+  const QWidget& main_;
+};
+
+bool Draw(const PictureRow& row, const QString& examples, const QString& folder) {
+  WindowMessages messages;
+  Workbench bench(messages);
+  InitElementTable(bench.document.elements, true);
+  bench.RenditionMode = row.rendition;
+  bench.LabelsOn = row.labels;
+  bench.FmolAfterChanges = false;
+  const QString file = examples + QLatin1Char('/') + QString::fromUtf8(row.example) + QStringLiteral(".res");
+  if (RunCommand(bench, kReadFileCommand, PathToBytes(file)) != Outcome::Done) return false;
+  std::string wrong;
+  const auto steps = ParseCommandSteps(row.commands, wrong);
+  if (!steps) return false;
+  for (const CommandStep& step : *steps) {
+    if (RunCommand(bench, step.id, step.argument) == Outcome::Failed) return false;
+  }
+  bench.ResetViewToModel();
+  constexpr std::array<std::array<double, 3>, 3> kAxes{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+  for (size_t i = 0; i < 3; ++i) bench.view.rotateView(row.rotate[i], kAxes[i], true);
+  // On white, as they are to be printed.
+  PictureOptions options;
+  options.size = row.size;
+  options.background = PictureBackground::White;
+  return WritePicture(bench, options, PathToBytes(folder + QLatin1Char('/') + QString::fromUtf8(row.name)), "png");
+}
+
+bool Photograph(const ShotRow& row, const QString& examples, const QString& folder) {
+  QTemporaryDir scratch;
+  for (const char* extension : {".res", ".hkl"}) {
+    const QString name = QLatin1Char('/') + QString::fromUtf8(row.example) + QString::fromUtf8(extension);
+    QFile::copy(examples + name, scratch.path() + name);
+  }
+  const std::string file = PathToBytes(scratch.path() + QLatin1Char('/') + QString::fromUtf8(row.example)) + ".res";
+  WindowMessages messages;
+  Workbench bench(messages);
+  InitElementTable(bench.document.elements, true);
+  MainWindow window(bench, messages);
+  Photographer photographer(window);
+  photographer.target = folder + QLatin1Char('/') + QString::fromUtf8(row.name);
+  window.resize(760, 700);
+  window.show();
+  window.Run(kReadFileCommand, file);
+  std::string wrong;
+  for (const CommandStep& step : ParseCommandSteps(row.commands, wrong).value_or(std::vector<CommandStep>())) {
+    window.Run(step.id, step.argument);
+  }
+  QCoreApplication::processEvents();
+  if (row.window) {
+    photographer.taken = window.grab().save(photographer.target);
+  } else {
+    if (row.command == 137) bench.PickAtom(bench.document.atoms.head);
+    window.Run(row.command);
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+  }
+  bench.modified = false;
+  return photographer.taken;
+}
+
+}  // namespace
+
+QStringList HelpPictureNames() {
+  QStringList names;
+  for (const PictureRow& row : kPictures) names << QString::fromUtf8(row.name);
+  for (const ShotRow& row : kShots) names << QString::fromUtf8(row.name);
+  return names;
+}
+
+QStringList MakeHelpPictures(const QString& examples, const QString& folder) {
+  // Nothing of the user's own settings is to show.
+  const QTemporaryDir package;
+  SetUpPackageDirectory({}, PathToBytes(package.path()));
+  QStringList faults;
+  for (const PictureRow& row : kPictures) {
+    if (!Draw(row, examples, folder))
+      faults << QStringLiteral("%1 could not be drawn").arg(QString::fromUtf8(row.name));
+  }
+  for (const ShotRow& row : kShots) {
+    if (!Photograph(row, examples, folder)) {
+      faults << QStringLiteral("%1 could not be taken").arg(QString::fromUtf8(row.name));
+    }
+  }
+  return faults;
+}
+
+}  // namespace marvik
