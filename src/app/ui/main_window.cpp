@@ -11,6 +11,7 @@
 #include <QMimeData>
 #include <QPushButton>
 #include <QStatusBar>
+#include <utility>
 
 #include "app/open_save.h"
 #include "app/ui/atom_text.h"
@@ -23,6 +24,7 @@
 #include "app/ui/dialogs/hfix_dialog.h"
 #include "app/ui/dialogs/picture_dialog.h"
 #include "app/ui/drawing_area.h"
+#include "app/ui/help_window.h"
 #include "app/ui/input_controller.h"
 #include "app/ui/key_state.h"
 #include "app/ui/menu_set.h"
@@ -66,6 +68,7 @@ MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(benc
   refreshTimer_.setInterval(0);
   connect(&refreshTimer_, &QTimer::timeout, this, &MainWindow::Refresh);
   reports_ = new ReportWindows(bench, *this);
+  help_ = new ContextHelp(bench, *this);
   SetUpHooks(messages);
   setAcceptDrops(true);
   ShowTitle();
@@ -104,6 +107,7 @@ void MainWindow::SetUpHooks(WindowMessages& messages) {
   };
   bench_.hooks.printView = [this] { return PrintViewWithDialog(this, bench_); };
   bench_.hooks.goOn = [watch = InterruptWatch()]() mutable { return watch.GoOn(); };
+  bench_.hooks.openDocument = [this](const std::string& path) { return help_->OpenDocument(path); };
   bench_.hooks.askArgument = [this](int id) { return AskArgument(id); };
   refinement_ = std::make_unique<RefinementWindows>(
       bench_, *this, settings_, [this](const QString& text) { statusBar()->showMessage(text, kMessageTime); });
@@ -136,7 +140,9 @@ Outcome MainWindow::Run(int id, const std::string& argument) {
   const CommandRow* row = FindCommand(id);
   if (row && row->effect != CommandEffect::None) input_->CancelPending();
   ++running_;
+  const int outer = std::exchange(help_->runningCommand, id);
   const Outcome outcome = RunCommand(bench_, id, argument);
+  help_->runningCommand = outer;
   --running_;
   SayDone(id, outcome);
   return outcome;

@@ -14,6 +14,7 @@ namespace marvik {
 
 class DemoPlayer;
 class DrawingArea;
+class ContextHelp;
 class EditDialogs;
 class InputController;
 class MenuSet;
@@ -68,6 +69,7 @@ class MainWindow : public QMainWindow {
   MenuSet* menus_ = nullptr;
   EditDialogs* edit_ = nullptr;
   ReportWindows* reports_ = nullptr;
+  ContextHelp* help_ = nullptr;
   QLabel* pointerText_ = nullptr;
   QLabel* selectionText_ = nullptr;
   QLabel* countsText_ = nullptr;

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "app/package_directory.h"
 #include "app/ui/drawing_area.h"
 #include "app/ui/main_window.h"
 #include "app/ui/text_editor.h"
@@ -99,6 +100,7 @@ int RunWindow(int argc, char** argv, const std::string& file) {
   WindowMessages messages;
   Workbench bench(messages);
   bench.keepsRecentFiles = true;
+  bench.installedDirectory = TemplateDirectory(ExecutablePath(argv[0]));
   InitElementTable(bench.document.elements, true);
   LoadPictureSettings(bench.pictures);
   LoadRecentFiles(bench.settings);

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QObject>
+#include <QWidget>
+#include <string>
+
+class QTextBrowser;
+
+namespace marvik {
+
+class Workbench;
+
+// The help documents in a window of their own, read from the Markdown beside the PDF files: there at once, at the right
+// place, and on a machine without a viewer.
+class HelpWindow : public QWidget {
+  Q_OBJECT
+
+ public:
+  HelpWindow(const Workbench& bench, QWidget* parentWidget);
+
+  // Shows a document at a heading, "" for its beginning. False when the document is not there.
+  bool Show(const QString& name, const QString& slug);
+  // What is shown now, for the tests.
+  QString TopHeading() const;
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override;
+
+ private:
+  void Follow(const QUrl& link);
+  void Find(const QString& text);
+
+  const Workbench& bench_;
+  QTextBrowser* text_ = nullptr;
+  QString name_;
+};
+
+// F1 anywhere in the program: on an entry of a menu its command, in a dialog, a message or a report the command that
+// brought it up, in the window itself the chapter about it.
+class ContextHelp : public QObject {
+ public:
+  // `bench` must outlive this.
+  ContextHelp(const Workbench& bench, QWidget& mainWindow);
+  ~ContextHelp() override;
+
+  // While a command runs, what comes up belongs to it.
+  int runningCommand = 0;
+
+  // Opens a PDF file with the desktop's viewer; where there is none it says so and shows the same document itself.
+  // False after a message when that could not be done either.
+  bool OpenDocument(const std::string& path);
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  bool Show(QWidget* beside, const QString& name, const QString& slug);
+  void ShowFor(QWidget* window);
+  void SayNoViewer(const std::string& path, const QString& caption, const QString& text);
+
+  const Workbench& bench_;
+  QWidget& main_;
+};
+
+}  // namespace marvik

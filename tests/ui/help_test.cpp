@@ -1,0 +1,100 @@
+#include <QApplication>
+#include <QDialog>
+#include <QMenu>
+#include <QMenuBar>
+#include <QTest>
+#include <QTextBrowser>
+#include <QTimer>
+
+#include "app/ui/help_window.h"
+
+#include "window_fixture.h"
+
+namespace marvik {
+namespace {
+
+class HelpTest : public test::WindowTest {
+ protected:
+  HelpTest() {
+    std::filesystem::create_directories(scratch / "pkg/Help");
+    scratch.Put("pkg/Help/Marvik_Users.md",
+                "# Guide\n\nSee [packing](#command-142) or [the tour](Marvik_Tutor.md#one).\n\n## The window\n\nW\n\n"
+                "### Depth Cue... (107)\n\nD\n\n### Pack... (142)\n\nP\n\n### Plane, Weighted Plane (145, 146)\n\nM\n");
+    scratch.Put("pkg/Help/Marvik_Tutor.md", "# Tour\n\nT\n\n## One\n\nO\n");
+  }
+  static QString ShownBeside(const QWidget& owner) {
+    const auto* help = owner.findChild<HelpWindow*>();
+    return help && help->isVisible() ? help->TopHeading() : QString();
+  }
+};
+
+TEST_F(HelpTest, F1OpensThePlaceThatBelongsToWhatIsOpen) {
+  QTest::keyClick(area, Qt::Key_F1);
+  EXPECT_EQ(ShownBeside(*window), QStringLiteral("The window"));
+  Load();
+  // A dialog: the help belongs to it, so that it can be used while the dialog waits.
+  QString inDialog;
+  robot.Next([&](QWidget& dialog) {
+    QTest::keyClick(dialog.focusWidget() ? dialog.focusWidget() : &dialog, Qt::Key_F1);
+    inDialog = ShownBeside(dialog);
+    static_cast<QDialog&>(dialog).reject();
+  });
+  window->Run(142);
+  EXPECT_EQ(inDialog, QStringLiteral("Pack... (142)"));
+  // A message of a command, and a report that stays when its command is done.
+  robot.Next([&](QWidget& box) {
+    QTest::keyClick(&box, Qt::Key_F1);
+    inDialog = ShownBeside(box);
+    static_cast<QDialog&>(box).accept();
+  });
+  window->Run(107, "many");
+  EXPECT_EQ(inDialog, QStringLiteral("Depth Cue... (107)"));
+  window->Run(146);
+  QWidget* report = nullptr;
+  for (QWidget* top : QApplication::topLevelWidgets()) {
+    if (top->isVisible() && top->inherits("marvik::ReportWindow")) report = top;
+  }
+  ASSERT_TRUE(report);
+  QTest::keyClick(report, Qt::Key_F1);
+  EXPECT_EQ(ShownBeside(*report), QStringLiteral("Plane, Weighted Plane (145, 146)"));
+}
+
+TEST_F(HelpTest, F1OnAMenuEntryTellsOfItsCommand) {
+  Load();
+  QAction* pack = window->Menus().ActionOf(142);
+  QMenu* menu = nullptr;
+  for (QAction* top : window->menuBar()->actions()) {
+    if (top->menu()->actions().contains(pack)) menu = top->menu();
+  }
+  ASSERT_TRUE(menu);
+  menu->popup(QPoint(10, 10));
+  menu->setActiveAction(pack);
+  QTest::keyClick(menu, Qt::Key_F1);
+  EXPECT_EQ(ShownBeside(*window), QStringLiteral("Pack... (142)"));
+  EXPECT_FALSE(menu->isVisible());
+}
+
+TEST_F(HelpTest, LinksLeadWithinAndAcrossDocuments) {
+  HelpWindow help(bench, nullptr);
+  help.setAttribute(Qt::WA_DeleteOnClose, false);
+  ASSERT_TRUE(help.Show(QStringLiteral("Marvik_Users"), QString()));
+  auto* text = help.findChild<QTextBrowser*>();
+  Q_EMIT text->anchorClicked(QUrl(QStringLiteral("#command-146")));
+  EXPECT_EQ(help.TopHeading(), QStringLiteral("Plane, Weighted Plane (145, 146)"));
+  Q_EMIT text->anchorClicked(QUrl(QStringLiteral("Marvik_Tutor.md#one")));
+  EXPECT_EQ(help.TopHeading(), QStringLiteral("One"));
+  EXPECT_FALSE(help.Show(QStringLiteral("Marvik_Over"), QString()));
+}
+
+TEST_F(HelpTest, WithoutAViewerTheDocumentIsShownAllTheSame) {
+  scratch.Put("pkg/Help/Marvik_Tutor.pdf", "x");
+  const test::WithVariable path("PATH", scratch / "");
+  EXPECT_EQ(window->Run(234), Outcome::Failed);
+  ASSERT_EQ(robot.seen.size(), 1);
+  EXPECT_EQ(robot.seen[0].title, QStringLiteral("Error: Couldn't Find Acrobat Reader"));
+  EXPECT_TRUE(robot.seen[0].text.startsWith(QStringLiteral("Please install Adobe's Acrobat Reader.\n")));
+  EXPECT_EQ(ShownBeside(*window), QStringLiteral("Tour"));
+}
+
+}  // namespace
+}  // namespace marvik
