@@ -10,6 +10,8 @@
 #include "app/command_table.h"
 #include "app/open_save.h"
 
+#include "support/fake_refinement_path.h"
+
 namespace marvik {
 namespace {
 
@@ -25,7 +27,7 @@ class RefineFlow : public test::BenchTest {
  protected:
   RefineFlow() {
     fs::create_directory(folder / "pkg");
-    PutScript("#!/bin/sh\nexec '" FAKE_REFINEMENT "' \"$1\"\n");
+    PutScript(std::string("#!/bin/sh\nexec '") + test::kFakeRefinement + "' \"$1\"\n");
     Start("job");
   }
   void PutScript(const std::string& text) {

@@ -12,6 +12,8 @@
 #include "refine/posix_child.h"
 #include "refine/refinement_run.h"
 
+#include "support/fake_refinement_path.h"
+
 namespace marvik::test {
 
 // Runs of the test suite's own refinement program in a folder that goes away again.
@@ -35,7 +37,7 @@ class RunTest : public testing::Test {
   }
   ChildCommand CommandFor(const std::string& name) const {
     ChildCommand command;
-    command.program = FAKE_REFINEMENT;
+    command.program = test::kFakeRefinement;
     command.arguments = {name};
     command.directory = folder;
     command.outputFile = folder + kOutputName;

@@ -18,6 +18,7 @@
 #include "app/ui/dialogs/refinement_result_dialog.h"
 #include "app/ui/dialogs/run_dialog.h"
 
+#include "support/fake_refinement_path.h"
 #include "window_fixture.h"
 
 namespace marvik {
@@ -42,7 +43,7 @@ class RefineWindow : public test::WindowTest {
  protected:
   RefineWindow() {
     fs::create_directory(scratch / "pkg");
-    scratch.Put("pkg/zqfrommarvik.bat", "#!/bin/sh\nexec '" FAKE_REFINEMENT "' \"$1\"\n");
+    scratch.Put("pkg/zqfrommarvik.bat", std::string("#!/bin/sh\nexec '") + test::kFakeRefinement + "' \"$1\"\n");
     fs::permissions(scratch / "pkg/zqfrommarvik.bat", fs::perms::owner_all);
     Load();
     window->Run(203);
@@ -216,7 +217,7 @@ TEST_F(RefineWindow, LongOutputKeepsTheDialogAlive) {
 TEST_F(RefineWindow, ChildrenByTheToolkit) {
   QtChild child;
   ChildCommand command;
-  command.program = FAKE_REFINEMENT;
+  command.program = test::kFakeRefinement;
   command.directory = scratch / "";
   command.outputFile = scratch / "out";
   const auto run = [&](const std::string& name, const std::string& steps) {
