@@ -49,6 +49,8 @@ TEST_F(CommandLineTest, WrongUsageIsStatusTwo) {
       {"--picture", "a.png", "--labels", file},
       {"--picture", "a.png", "--resolution", "0", file},
       {"--picture", "a.png", "--background", "red", file},
+      {"--picture", "a.png", "--layers", "0", file},
+      {"--picture", "a.png", "--renderer", "paint", file},
       {"--commands", "12;x=1", file},
       {"--nonsense", file},
       {"--yes", file},
@@ -164,6 +166,9 @@ TEST_F(CommandLineTest, DrawsPictures) {
                                                {"--rendition", "pipes"},
                                                {"--labels", "off"},
                                                {"--cell"},
+                                               {"--renderer", "opengl"},
+                                               {"--layers", "1"},
+                                               {"--black-white"},
                                                {"--rotate", "90,0,0"},
                                                {"--rotate", "0,90,0"},
                                                {"--rotate", "0,0,-90"}}) {
@@ -183,6 +188,10 @@ TEST_F(CommandLineTest, DrawsPictures) {
   EXPECT_EQ(folder.Get("b.svg").find("<rect"), std::string::npos);
   EXPECT_EQ(Run({"--picture", folder / "b.jpg", file}), 0) << err.str();
   EXPECT_TRUE(folder.Get("b.jpg").starts_with("\xff\xd8\xff"));
+  EXPECT_EQ(Run({"--picture", folder / "c.jpg", "--renderer", "opengl", "--transparent", file}), 0) << err.str();
+  EXPECT_TRUE(folder.Get("c.jpg").starts_with("\xff\xd8\xff"));
+  EXPECT_EQ(Run({"--picture", folder / "c.svg", "--renderer", "opengl", file}), 1);
+  EXPECT_FALSE(folder.Has("c.svg"));
   EXPECT_EQ(Run({"--picture", folder / "b.pdf", "--background", "black", file}), 0) << err.str();
   EXPECT_TRUE(folder.Get("b.pdf").starts_with("%PDF-"));
 }
