@@ -51,9 +51,9 @@ struct GlSamples {
 };
 
 // Blends all layers out of the samples into the picture, at (left, top) of it. The result is what drawing every layer
-// by itself gives, but for the shifts being cut to whole samples. Rows are shared between two threads; `stop` is asked
-// on the calling one now and then, and once it says so the rest of the rows get layer 0 alone. With `transparent` the
-// image gets cover in its top byte, and colours without background.
+// by itself gives, but for the shifts being cut to whole samples. Rows are shared between two threads; `keepGoing` is
+// asked on the calling one now and then, and once it says no the rest of the rows get layer 0 alone. With `transparent`
+// the image gets cover in its top byte, and colours without background.
 bool CombineLayers(const GlSamples& samples, const std::vector<GlLayer>& layers, Rgb background, bool transparent,
                    Image& image, int left, int top, const std::function<bool()>& keepGoing);
 

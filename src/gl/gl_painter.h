@@ -38,7 +38,7 @@ class GlPainter {
   // Viewport, projection and cleared buffers for a part of the picture; what lies outside it will be left out.
   void Begin(const GlWindow& window);
   // One pass over all atoms, their bonds and the cell box. `before` is called before each atom and may end the pass,
-  // which then gives false. From the second layer on in a pass of blended layers.
+  // which then gives false.
   bool Draw(const GlLayer& layer, const std::function<bool()>& before);
   // Whether anything reaches into a part of the picture.
   bool ShowsAnything(const GlWindow& window);

@@ -143,9 +143,8 @@ void PaintLabels(const GlScene& scene, bool rimmed, TrueTypeFont& font, Image& i
 
 }  // namespace
 
-// Nothing but labels stands in `image` before it is called: it is filled with what is behind the model.
 bool renderGlScene(const GlScene& scene, int size, const GlPictureOptions& options, Image& image, std::string& error,
-                   const KeepGoing& keepGoing, const std::function<void(int, int)>& progress) {
+                   const KeepGoing& keepGoing, const std::function<void(int done, int total)>& progress) {
   Job job{scene, options, size,
           LayersOf({options.antiAlias, options.settings.layerCount, options.colour, options.printing, size}), image};
   const int factor = options.direct ? 1 : FactorFor(job);

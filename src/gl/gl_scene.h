@@ -72,4 +72,9 @@ struct GlScene {
 GlScene BuildGlScene(Document& document, const ViewState& view, int size, const GlPictureOptions& options,
                      TrueTypeFont* font);
 
+// Draws all layers of a scene, but not its labels, into a picture of that size, which is filled with what is behind the
+// model first. False, with a text in `error` unless `keepGoing` stopped it, when the picture is not whole.
+bool renderGlScene(const GlScene& scene, int size, const GlPictureOptions& options, Image& image, std::string& error,
+                   const KeepGoing& keepGoing, const std::function<void(int done, int total)>& progress);
+
 }  // namespace marvik
