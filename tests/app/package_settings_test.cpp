@@ -110,6 +110,7 @@ class PackageDirectoryTest : public testing::Test {
   PackageDirectoryTest() {
     std::filesystem::create_directories(folder / "share/marvik/egs");
     folder.Put("share/marvik/egs/a.res", "example");
+    std::filesystem::create_directories(folder / "share/marvik/Help");
     std::filesystem::permissions(folder / "share/marvik/egs/a.res", std::filesystem::perms::owner_read);
   }
   ScratchFolder folder;
@@ -121,6 +122,7 @@ TEST_F(PackageDirectoryTest, IsMadeFromTheTemplateOnFirstUse) {
   SetUpPackageDirectory(folder / "bin/marvik", "");
   EXPECT_EQ(EnvironmentValue(kPackageVariable), folder / "home/data/marvik/");
   EXPECT_EQ(folder.Get("home/data/marvik/egs/a.res"), "example");
+  EXPECT_FALSE(folder.Has("home/data/marvik/Help")) << "documents of another version might stay there for ever";
   const auto permissions = std::filesystem::status(folder / "home/data/marvik/egs/a.res").permissions();
   EXPECT_NE(permissions & std::filesystem::perms::owner_write, std::filesystem::perms::none);
 
