@@ -238,13 +238,14 @@ TEST(Menus, SpellTheContextMenus) {
 
 TEST_F(BenchTest, UnusableCommandsSaySo) {
   EXPECT_EQ(RunCommand(bench, 99), Outcome::Failed);
-  const int greyed = *kGreyed.begin();
-  EXPECT_EQ(RunCommand(bench, greyed), Outcome::Failed);
   EXPECT_EQ(RunCommand(bench, 107), Outcome::Failed);  // needs a level, and nobody is there to ask
-  ASSERT_EQ(messages.shown.size(), 3u);
-  EXPECT_NE(messages.shown[1].text.find("not available yet"), std::string::npos);
-  EXPECT_NE(messages.shown[2].text.find("107=LEVEL"), std::string::npos);
-  EXPECT_FALSE(CommandEnabled(bench, greyed));
+  ASSERT_EQ(messages.shown.size(), 2u);
+  EXPECT_NE(messages.shown[1].text.find("107=LEVEL"), std::string::npos);
+  for (const int greyed : kGreyed) {
+    EXPECT_EQ(RunCommand(bench, greyed), Outcome::Failed);
+    EXPECT_NE(messages.shown.back().text.find("not available yet"), std::string::npos);
+    EXPECT_FALSE(CommandEnabled(bench, greyed));
+  }
   EXPECT_FALSE(CommandEnabled(bench, 138)) << "there is nothing to grow";
 }
 
