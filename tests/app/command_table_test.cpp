@@ -260,7 +260,11 @@ void RunAll(Workbench& bench, const std::string& folder) {
   bench.hooks.quit = [&] { quit = true; };
   for (const CommandRow& row : CommandTable()) {
     if (row.id == 160 || row.id == 100) continue;  // would replace the structure that the others are run on
-    RunCommand(bench, row.id, row.argument[0] == '[' ? "C1 C2" : "");
+    const std::string_view argument = row.argument;
+    RunCommand(bench, row.id,
+               argument.starts_with("[ATOM")   ? "C1 C2"
+               : argument.starts_with("[FILE") ? folder + std::to_string(row.id) + ".pdf"
+                                               : "");
     RunCommand(bench, row.id);
     EXPECT_EQ(test::FaultsOf(bench.document.atoms), "") << row.id;
   }
