@@ -24,6 +24,7 @@ constexpr double kPoint = kResolution / 72.0;
 constexpr double kScreen = kResolution / 96.0;  // of a nominal pixel
 constexpr double kMargin = 57 * kPoint;         // 20 mm
 constexpr double kFoot = 24 * kPoint;           // below the text, for the page number
+constexpr double kOvershoot = 1.9 * kPoint;
 constexpr double kTextSize = 9.0;
 
 class Pages {
@@ -172,8 +173,9 @@ class Pages {
       if (page > 0) writer_.newPage();
       painter.save();
       painter.translate(kMargin, kMargin - page * height_);
-      const QRectF view(0, page * height_, width_, height_);
-      painter.setClipRect(view.adjusted(0, 0, 0, -2));  // not the upper edge of what begins the next page
+      // The letters of a line begin a little above it.
+      const QRectF view(0, page * height_ - kOvershoot, width_, height_);
+      painter.setClipRect(view);
       QAbstractTextDocumentLayout::PaintContext context;
       context.clip = view;
       context.palette.setColor(QPalette::Text, Qt::black);

@@ -16,6 +16,7 @@
 #include "app/ui/report_window.h"
 #include "app/ui/text.h"
 #include "app/ui/window_messages.h"
+#include "refine/refinement_run.h"
 
 namespace marvik {
 namespace {
@@ -41,22 +42,26 @@ constexpr PictureRow kPictures[] = {
     {"packed.png", "oligomer", "142=0,1,0,1,0,1;143", kPipes, {0, 0, 0}, 900, false},
 };
 
-// What is grabbed: the window itself, or the dialog or report that the command brings up.
+// What is grabbed: the window itself, the dialog or report that the command brings up, or what a refinement ends with.
+enum class Shot { Window, Dialog, Result };
 struct ShotRow {
   const char* name;
   const char* example;
   const char* commands;
   int command;  // run last, 0 for none
-  bool window;
+  Shot shot;
 };
 constexpr ShotRow kShots[] = {
-    {"window.png", "azathiop", "124", 0, true},
-    {"refine-control.png", "azastart", "203", kRefineCommand, false},
-    {"select-atoms.png", "azathiop", "", kSelectAtomsCommand, false},
-    {"edit-atom.png", "azathiop", "144=S1", kEditAtomCommand, false},
-    {"change-part.png", "whewell", "144=O1*", kChangePartCommand, false},
-    {"pack.png", "azathiop", "", 142, false},
-    {"bonds-report.png", "azathiop", "", 137, false},
+    {"window.png", "azathiop", "124", 0, Shot::Window},
+    {"refine-control.png", "azastart", "203", kRefineCommand, Shot::Dialog},
+    {"refine-result.png", "azastart",
+     "510=Q1 O18; 510=Q2 O19; 510=Q3 N16; 510=Q4 N13; 510=Q5 C12; 510=Q6 C14; 510=Q7 C15; 510=Q8 N17; 510=Q9 C11; 203",
+     kRefineCommand, Shot::Result},
+    {"select-atoms.png", "azathiop", "", kSelectAtomsCommand, Shot::Dialog},
+    {"edit-atom.png", "azathiop", "144=S1", kEditAtomCommand, Shot::Dialog},
+    {"change-part.png", "whewell", "144=O1*", kChangePartCommand, Shot::Dialog},
+    {"pack.png", "azathiop", "", 142, Shot::Dialog},
+    {"bonds-report.png", "azathiop", "", 137, Shot::Dialog},
 };
 
 // Takes the picture of every window that comes up beside the main one, and dismisses it.
@@ -107,6 +112,12 @@ bool Draw(const PictureRow& row, const QString& examples, const QString& folder)
   return WritePicture(bench, options, PathToBytes(folder + QLatin1Char('/') + QString::fromUtf8(row.name)), "png");
 }
 
+// A refinement of which only the result is shown.
+void RefineUnseen(Workbench& bench, UserMessages& messages) {
+  bench.hooks.editRefinement = [](RefinementSettings&) { return true; };
+  bench.hooks.followRun = [&messages](RefinementRun& run) { RunToEnd(run, messages, [] { return false; }); };
+}
+
 bool Photograph(const ShotRow& row, const QString& examples, const QString& folder) {
   QTemporaryDir scratch;
   for (const char* extension : {".res", ".hkl"}) {
@@ -128,9 +139,10 @@ bool Photograph(const ShotRow& row, const QString& examples, const QString& fold
     window.Run(step.id, step.argument);
   }
   QCoreApplication::processEvents();
-  if (row.window) {
+  if (row.shot == Shot::Window) {
     photographer.taken = window.grab().save(photographer.target);
   } else {
+    if (row.shot == Shot::Result) RefineUnseen(bench, messages);
     if (row.command == 137) bench.PickAtom(bench.document.atoms.head);
     window.Run(row.command);
     QCoreApplication::processEvents();
@@ -153,6 +165,8 @@ QStringList MakeHelpPictures(const QString& examples, const QString& folder) {
   // Nothing of the user's own settings is to show.
   const QTemporaryDir package;
   SetUpPackageDirectory({}, PathToBytes(package.path()));
+  const QString script = QStringLiteral("/zqfrommarvik.bat");
+  QFile::copy(examples + QStringLiteral("/..") + script, package.path() + script);
   QStringList faults;
   for (const PictureRow& row : kPictures) {
     if (!Draw(row, examples, folder))
