@@ -3,7 +3,9 @@
 #include <map>
 #include <string>
 
+#include "cryst/cell_metric.h"
 #include "cryst/connectivity.h"
+#include "cryst/symmetry_commands.h"
 #include "insfile/reader.h"
 #include "insfile/writer.h"
 #include "model/undo.h"
@@ -62,6 +64,62 @@ void Connectivity(benchmark::State& state) {
   for (auto _ : state) Connect(document, messages);
 }
 BENCHMARK(Connectivity)->Arg(9920)->Arg(99200)->Unit(benchmark::kMillisecond);
+
+// Fifty-atom chains that stand on a mirror plane, so that GROW doubles them.
+void HalfMolecules(Document& document, int64_t atoms) {
+  constexpr int kLength = 50;
+  constexpr double kBond = 1.4, kSpacing = 5.0;  // Å
+  RecordingMessages messages;
+  InitElementTable(document.elements, false);
+  document.cell = {300.0, 500.0, 500.0, 90.0, 90.0, 90.0};
+  BuildOrthogonalisation(document.cell, document.matrix);
+  document.symmetry = {SymmetryOperator{}, SymmetryOperator{}};
+  document.symmetry[0].rows = {{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}};
+  document.symmetry[1].rows = {{{-1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}};
+  for (int64_t i = 0; i < atoms; ++i) {
+    AtomRecord* atom = document.atoms.CreateAtom(document.elements, messages);
+    atom->name = "C" + std::to_string(i % kLength);
+    atom->element = &document.elements[6];
+    const int64_t chain = i / kLength;
+    atom->fract = {(0.5 * kBond + kBond * static_cast<double>(i % kLength)) / document.cell.a,
+                   kSpacing * static_cast<double>(chain % 100) / document.cell.b,
+                   kSpacing * static_cast<double>(chain / 100) / document.cell.c};
+    atom->position = document.matrix * atom->fract;
+    document.atoms.LinkAtTail(atom);
+  }
+  Connect(document, messages);
+}
+
+// The argument is the number of atoms that stand there in the end.
+void GrowTo(benchmark::State& state) {
+  Document document;
+  RecordingMessages messages;
+  HalfMolecules(document, state.range(0) / 2);
+  size_t added = 0;
+  for (auto _ : state) {
+    added = Grow(document, messages);
+    state.PauseTiming();
+    Trim(document, messages);
+    state.ResumeTiming();
+  }
+  if (added != static_cast<size_t>(state.range(0)) / 2) state.SkipWithError("it did not double");
+}
+BENCHMARK(GrowTo)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+void PackTo(benchmark::State& state) {
+  Document document;
+  RecordingMessages messages;
+  HalfMolecules(document, state.range(0) / 2);
+  size_t added = 0;
+  for (auto _ : state) {
+    added = Pack(document, {}, messages).added;
+    state.PauseTiming();
+    Trim(document, messages);
+    state.ResumeTiming();
+  }
+  if (added == 0) state.SkipWithError("nothing was packed");
+}
+BENCHMARK(PackTo)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 // One edit, its snapshot taken before, and the way back.
 void UndoOneEdit(benchmark::State& state) {

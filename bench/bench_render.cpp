@@ -69,6 +69,7 @@ BENCHMARK(Frame)
     ->Args({10000, kBallAndStick, 1})
     ->Args({10000, kThermalEllipsoid, 0})
     ->Args({10000, kPipes, 0})
+    ->Args({20000, kWireFrame, 1})
     ->Args({20000, kBallAndStick, 1})
     ->Args({100000, kWireFrame, 0})
     ->Args({100000, kWireFrame, 1});

@@ -92,7 +92,7 @@ template <class Accept>
 std::vector<NeighbourImage> NeighbourSearch::Collect(const Fractional& place, double bondRadius, double tolerance,
                                                      Accept accept) const {
   std::vector<AtomImage> images;
-  images_.FindNear(place, bondRadius + largestRadius_ + tolerance, images);
+  images_.FindNear(place, bondRadius + largestRadius_ + tolerance, images, kMostBondingImages);
   std::vector<NeighbourImage> found;
   for (const AtomImage& image : images) {
     AtomRecord* other = atoms_[image.atom];

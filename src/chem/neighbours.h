@@ -28,7 +28,8 @@ class NeighbourSearch {
 
   // Every image no farther than the two bond radii plus `tolerance`, at least 0.05 Å away and no nearer than 0.05 Å to
   // one already found. Translations run from -1 to +2 along each axis, an asymmetric range that is meant. The images
-  // stand in the reverse of the order atom, operator, tx, ty, tz in which they are found.
+  // stand in the reverse of the order atom, operator, tx, ty, tz in which they are found. None where more than
+  // kMostBondingImages are that near.
   std::vector<NeighbourImage> FindNeighbours(const AtomRecord& atom, double tolerance) const {
     return FindNeighboursAt(atom.fract, atom.element->bondRadius, tolerance);
   }

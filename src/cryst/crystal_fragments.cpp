@@ -98,8 +98,9 @@ std::optional<uint32_t> CrystalFragments::IndexOf(uint32_t serial) const {
   return found->second;
 }
 
-void CrystalFragments::FindBondingImages(const AtomRecord& atom, std::vector<AtomImage>& found) const {
-  images_.FindNear(atom.fract, atom.element->bondRadius + largestRadius_ + kBondTolerance, found);
+bool CrystalFragments::FindBondingImages(const AtomRecord& atom, std::vector<AtomImage>& found) const {
+  const double reach = atom.element->bondRadius + largestRadius_ + kBondTolerance;
+  if (!images_.FindNear(atom.fract, reach, found, kMostBondingImages)) return false;
   const auto own = IndexOf(atom.generated ? atom.sourceSerial : atom.serial);
   std::erase_if(found, [&](const AtomImage& image) {
     const AtomRecord& b = *atoms_[image.atom];
@@ -107,13 +108,27 @@ void CrystalFragments::FindBondingImages(const AtomRecord& atom, std::vector<Ato
            image.distance > atom.element->bondRadius + b.element->bondRadius + kBondTolerance ||
            (own && !list_->freePairs.pairs.empty() && list_->freePairs.IndexOf(atoms_[*own], &b) >= 0);
   });
+  return true;
+}
+
+bool CrystalFragments::RefuseCrowded(UserMessages& messages) const {
+  if (!crowded_) return false;
+  messages.Show({MessageIcon::Warning, "Error: Atoms Too Close",
+                 "More than " + std::to_string(kMostBondingImages) +
+                     " atoms or images stand within bonding distance of " + crowded_->name +
+                     ": symmetry cannot be worked out."});
+  return true;
 }
 
 void CrystalFragments::FindEdges() {
   std::map<std::tuple<uint32_t, uint32_t, ImageId>, size_t> known;
   std::vector<AtomImage> found;
   for (uint32_t i = 0; i < atoms_.size(); ++i) {
-    FindBondingImages(*atoms_[i], found);
+    if (!FindBondingImages(*atoms_[i], found)) {
+      crowded_ = atoms_[i];
+      edges_.clear();
+      return;
+    }
     for (const AtomImage& image : found) {
       const ImageId id{image.op, image.t};
       if (id == kIdentity) continue;

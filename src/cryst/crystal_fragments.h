@@ -48,8 +48,14 @@ class CrystalFragments {
   std::optional<uint32_t> IndexOf(uint32_t serial) const;
 
   // The images of file atoms that would bond to `atom`, which may be a generated one: the distance criterion, the PART
-  // rule, no FREE pair, and no negative PART on either side.
-  void FindBondingImages(const AtomRecord& atom, std::vector<AtomImage>& found) const;
+  // rule, no FREE pair, and no negative PART on either side. False, and none is found, where more atoms are within
+  // bonding distance than in any structure.
+  bool FindBondingImages(const AtomRecord& atom, std::vector<AtomImage>& found) const;
+
+  // The first file atom of which that is so, null in a structure that makes sense; there are no edges then. Says so in
+  // a message and answers whether there is one.
+  bool RefuseCrowded(UserMessages& messages) const;
+  const AtomRecord* Crowded() const { return crowded_; }
 
   // Every join between fragments or of a fragment with an image of itself, the plain identity left out; one per
   // (from, to, image), in the order of the atoms.
@@ -82,6 +88,7 @@ class CrystalFragments {
   double largestRadius_ = 0.0;
   ImageSearch images_;
   std::vector<FragmentEdge> edges_;
+  const AtomRecord* crowded_ = nullptr;
 };
 
 // Appends the images of a fragment's atoms that are not yet there, each with its source, symmetry code and rotated

@@ -122,6 +122,8 @@ size_t FormMolecules(Document& document, bool dropGenerated, UserMessages& messa
   }
   if (document.symmetry.empty()) return 0;
   const CrystalFragments fragments(document);
+  // Only who asked for it is told.
+  if (fragments.Crowded() && (!dropGenerated || fragments.RefuseCrowded(messages))) return 0;
   const size_t moved = GatherOnce(document, fragments);
   if (moved) Connect(document, messages);
   return moved;

@@ -73,6 +73,7 @@ void PackMolecule(const Document& document, const CrystalFragments& fragments,
 
 size_t Grow(Document& document, UserMessages& messages) {
   const CrystalFragments fragments(document);
+  if (fragments.RefuseCrowded(messages)) return 0;
   std::vector<bool> infinite(fragments.Members().size());
   for (const auto& molecule : fragments.Molecules())
     for (const auto& [fragment, image] : molecule.parts) infinite[fragment] = molecule.infinite;
@@ -113,7 +114,7 @@ PackResult Pack(Document& document, const PackBox& box, UserMessages& messages) 
   if (!(result.expected <= kMostPackedAtoms) ||
       !std::all_of(box.low.begin(), box.low.end(), [](double v) { return std::fabs(v) < 1e5; }))
     result.refused = true;
-  if (result.refused) return result;
+  if (result.refused || fragments.RefuseCrowded(messages)) return result;
   ImageMaker maker(document, fragments, messages);
   std::vector<AtomRecord*> added;
   for (const auto& molecule : fragments.Molecules()) {

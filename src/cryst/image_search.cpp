@@ -77,17 +77,18 @@ void ImageSearch::Take(const Site& site, const std::array<int32_t, 3>& shift, co
   if (image.distance <= radius) found.push_back(image);
 }
 
-void ImageSearch::FindNear(const Fractional& place, double radius, std::vector<AtomImage>& found) const {
+bool ImageSearch::FindNear(const Fractional& place, double radius, std::vector<AtomImage>& found, size_t most) const {
   found.clear();
-  if (!IsUsable(place) || !(radius >= 0.0)) return;
+  if (!IsUsable(place) || !(radius >= 0.0)) return true;
   const Cartesian centre = matrix_ * place;
   std::array<int32_t, 3> home{};
   for (int i = 0; i < 3; ++i) home[static_cast<size_t>(i)] = static_cast<int32_t>(std::floor(place[i]));
   const Fractional inside{place.x - home[0], place.y - home[1], place.z - home[2]};
   if (padded_) {
     // A hair more than the radius: the wrapped copies differ from the images in the last digits.
-    grid_.ForEachWithin(matrix_ * inside, radius + 1e-6,
-                        [&](uint32_t i, double) { Take(sites_[i], home, centre, radius, found); });
+    grid_.ForEachWithin(matrix_ * inside, radius + 1e-6, [&](uint32_t i, double) {
+      if (found.size() <= most) Take(sites_[i], home, centre, radius, found);
+    });
   } else {
     std::array<int32_t, 3> n{};
     for (size_t i = 0; i < 3; ++i) n[i] = static_cast<int32_t>(std::min(radius * reciprocal_[i], 1e3)) + 1;
@@ -95,11 +96,16 @@ void ImageSearch::FindNear(const Fractional& place, double radius, std::vector<A
       for (int32_t x = -n[0]; x <= n[0]; ++x)
         for (int32_t y = -n[1]; y <= n[1]; ++y)
           for (int32_t z = -n[2]; z <= n[2]; ++z)
-            Take(site, {home[0] + x, home[1] + y, home[2] + z}, centre, radius, found);
+            if (found.size() <= most) Take(site, {home[0] + x, home[1] + y, home[2] + z}, centre, radius, found);
+  }
+  if (found.size() > most) {
+    found.clear();
+    return false;
   }
   std::sort(found.begin(), found.end(), [](const AtomImage& a, const AtomImage& b) {
     return std::tie(a.atom, a.op, a.t) < std::tie(b.atom, b.op, b.t);
   });
+  return true;
 }
 
 }  // namespace marvik

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -28,6 +29,10 @@ struct AtomImage {
   int32_t SymmetryCode() const { return SymmetryCodeOf(op, t); }
 };
 
+// Some 70 images stand within bonding distance of a heavy atom in a dense structure; disorder multiplies that. Who
+// looks around every atom stops at so many, or the work would grow with the square of the atoms.
+inline constexpr size_t kMostBondingImages = 1000;
+
 // The infinite crystal around any place: finds the images of atoms near a point at a cost that does not grow with the
 // number of atoms, operators or translations.
 class ImageSearch {
@@ -38,8 +43,9 @@ class ImageSearch {
               const OrthogonalisationMatrix& matrix, double reach);
 
   // Every image within `radius` of `place`, ordered by atom, operator and tx, ty, tz, as nested plain loops meet them.
-  // `found` is emptied first.
-  void FindNear(const Fractional& place, double radius, std::vector<AtomImage>& found) const;
+  // `found` is emptied first. False, and none is found, when there are more than `most`.
+  bool FindNear(const Fractional& place, double radius, std::vector<AtomImage>& found,
+                size_t most = std::numeric_limits<size_t>::max()) const;
 
  private:
   // An image brought into the cell at the origin, or a copy of one just outside it.

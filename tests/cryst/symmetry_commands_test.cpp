@@ -155,6 +155,15 @@ TEST(Pack, RefusesReversedAndEndlessBoxesWithTheCount) {
   EXPECT_EQ(s.Count(), 3u);
 }
 
+TEST(Symmetry, RefusesMoreAtomsAtOnePlaceThanCanBe) {
+  Structure s(kCell, 1, {}, std::vector<Place>(kMostBondingImages + 1, {"C1", 0.2, 0.2, 0.2}));
+  EXPECT_EQ(Grow(s.document, s.messages), 0u);
+  EXPECT_EQ(Pack(s.document, {}, s.messages).added, 0u);
+  EXPECT_EQ(s.messages.shown.size(), 2u);
+  EXPECT_EQ(FormMolecules(s.document, false, s.messages), 0u);
+  EXPECT_EQ(s.messages.shown.size(), 2u) << "nobody asked for it";
+}
+
 TEST(FormMolecules, BringsTheSmallerToTheLargerOnceAndOnlyOnce) {
   // Two halves of one molecule: the second was refined as an image.
   Structure s(kCell, 1, {"SYMM -X, 0.5+Y, 0.5-Z"},
