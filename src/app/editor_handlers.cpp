@@ -19,6 +19,14 @@ Outcome ListingHandler(Workbench& bench, const CommandCall&) {
     return Refuse(bench, "Error: File Not Found",
                   "The listing file\n" + listing + "\ndoes not exist or could not be opened!");
   }
+  // A run that failed before it wrote one leaves the listing of the run before.
+  const auto instructions = StampOf(BaseNameOf(bench.document.CurrentFile) + ".ins");
+  if (instructions && StampOf(listing)->nanoseconds < instructions->nanoseconds) {
+    const std::string name = FileNameOf(listing);
+    bench.messages.Show({MessageIcon::Information, "View Listing",
+                         name + " is from an earlier run: it is older than " +
+                             FileNameOf(BaseNameOf(bench.document.CurrentFile)) + ".ins."});
+  }
   return RunEditor(bench, listing, false) ? Outcome::Done : Outcome::Failed;
 }
 

@@ -60,6 +60,12 @@ TEST_F(EditorHandlers, AListingIsShownOnlyWhenThereIsOne) {
   folder.Put("small.lst", "listing\n");
   EXPECT_EQ(RunCommand(bench, kListing), Outcome::Done);
   EXPECT_EQ(shown, folder / "small.lst");
+  EXPECT_EQ(Captions(), "");
+  // A run that failed has written the instructions and no listing.
+  folder.Put("small.ins", kSmallFile);
+  std::filesystem::last_write_time(folder / "small.lst", std::filesystem::file_time_type::min());
+  EXPECT_EQ(RunCommand(bench, kListing), Outcome::Done);
+  EXPECT_EQ(Captions(), "View Listing");
   bench.hooks.runEditor = {};
   EXPECT_EQ(RunCommand(bench, kEditFile), Outcome::Failed);
 }

@@ -1,8 +1,11 @@
 #include "app/refine_flow.h"
 
 #include <algorithm>
+#include <csignal>
 #include <sstream>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "app/bench_fixture.h"
@@ -245,15 +248,69 @@ TEST_F(RefineFlow, NeedsAScriptThatCanBeRun) {
   ExpectUntouched("Could Not Create Child Process", "No such file or directory");
 }
 
-TEST_F(RefineFlow, ReadOnlyFolderAndASecondRunAreRefused) {
+TEST_F(RefineFlow, ASecondRunInTheFolderIsRefused) {
   JobGuard other(folder / "elsewhere");
   ASSERT_TRUE(other.Lock());
   ExpectUntouched("Error: Refinement Running", "Another refinement is running in the folder of job.res.",
                   RefineEnd::Refused);
-  if (geteuid() == 0) return;  // may write everywhere
-  fs::permissions(folder / "", fs::perms::owner_read | fs::perms::owner_exec);
-  EXPECT_EQ(Refine(bench), RefineEnd::Refused);
+}
+
+// In a process of its own, whose rights and limits end with it; the faults that it finds are printed there.
+template <class Body>
+void InAnotherProcess(Body body) {
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    body();
+    std::fflush(stdout);
+    _exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(RefineFlow, NothingIsLostInAReadOnlyFolder) {
+  fs::permissions(folder / "",
+                  fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read | fs::perms::others_exec);
+  InAnotherProcess([this] {
+    constexpr uid_t kNobody = 65534;
+    if (geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) return;
+    if (access((folder / "").c_str(), W_OK) == 0) return;
+    ExpectUntouched("Error: File I/O", "Error opening file (" + (folder / "job.ins") + ") for writing.");
+  });
   fs::permissions(folder / "", fs::perms::owner_all);
+}
+
+// A limit on the size of files stands for a full disk: the write that goes beyond it fails half-way.
+TEST_F(RefineFlow, NothingIsLostWhereTheDiskIsFull) {
+  const std::string remarks(4000, '\n');
+  const struct {
+    rlim_t limit;
+    std::string model, steps, caption, part;
+  } cases[] = {
+      {100, kModel, "copy\nsay finished\n", "Error: File I/O", "job.ins"},
+      {2000, kModel + remarks, "copy\nsay finished\n", "Error: File I/O", "job.res could not be kept safe"},
+      {2000, kModel, "copy new.res\nsay finished\n", "Error: Refinement Failed", "ended without finishing"},
+      {2000, kModel, "flood 100000 80\ncopy\nsay finished\n", "Error: Refinement Failed", "ended without finishing"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.part + c.steps);
+    Start("job", c.model);
+    Steps(c.steps, Moved() + remarks);
+    messages.shown.clear();
+    InAnotherProcess([&] {
+      signal(SIGXFSZ, SIG_IGN);
+      const rlimit limit{c.limit, c.limit};
+      ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+      EXPECT_EQ(Refine(bench), RefineEnd::Failed);
+      ASSERT_EQ(messages.shown.size(), 1u);
+      EXPECT_EQ(messages.shown[0].caption, c.caption);
+      EXPECT_NE(messages.shown[0].text.find(c.part), std::string::npos) << messages.shown[0].text;
+    });
+    EXPECT_EQ(folder.Get("job.res"), c.model);
+    EXPECT_FALSE(folder.Has("job.res.old~") || folder.Has("job.res.new~") || folder.Has("job_steps"));
+  }
 }
 
 TEST_F(RefineFlow, NothingCanBeWrittenWhereTheInstructionsStand) {
