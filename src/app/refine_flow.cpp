@@ -240,9 +240,7 @@ class Refinement {
 
   void Accept() {
     EnterHistory();
-    if (resultIsForeign_ && !guard_.OldResult().empty()) {
-      WriteFileAtomically(base_ + ".res.bak", guard_.OldResult());
-    }
+    if (resultIsForeign_) guard_.LeaveCopy(base_ + ".res.bak");
     bench_.document = fresh_;
     bench_.ClearPick();
     bench_.uniqHistory.clear();

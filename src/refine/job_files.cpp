@@ -134,6 +134,14 @@ bool JobGuard::PutBack() {
   return true;
 }
 
+bool JobGuard::LeaveCopy(const std::string& path) {
+  std::error_code error;
+  if (kept_) fs::rename(copy_, path, error);
+  const bool left = kept_ && !error;
+  if (left) kept_ = false;
+  return left;
+}
+
 std::vector<RefinementStep> StepHistory::Steps() const {
   std::vector<RefinementStep> steps;
   std::error_code error;

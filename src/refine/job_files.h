@@ -29,6 +29,9 @@ class JobGuard {
   bool HasListing() const;
   // NAME.res as it was before, or none where there was none. False when the system refuses; the copy stays then.
   bool PutBack();
+  // Leaves the copy of the old result for good, under this path in the same folder; needs no room on the disk. False
+  // without a copy, or when the system refuses. Nothing can be put back afterwards.
+  bool LeaveCopy(const std::string& path);
   // What NAME.res held before, "" without one.
   std::string OldResult() const;
 
