@@ -89,7 +89,7 @@ void RunRefinement(benchmark::State& state, int atoms, int isotropic, size_t dat
     const RefinementResult r = Refine(job, model, p, o, {}, [](const std::string&) {});
     parameters = p.Size();
     r1 = r.final.r1;
-    if (map) benchmark::DoNotOptimize(FindPeaks(model, MakeDifferenceMap(model, o, r.calculated), 20, false));
+    if (map) benchmark::DoNotOptimize(FindPeaks(model, MakeMap(model, o, r.calculated), 20, false));
   }
   state.counters["data"] = static_cast<double>(o.Size());
   state.counters["parameters"] = static_cast<double>(parameters);

@@ -230,7 +230,35 @@ std::string ComposeCif(const Session& s) {
   return out;
 }
 
+namespace {
+
+// LIST 2: h k l Fo σ(Fo) phase; 3: h k l Fo σ(Fo) A B; 5: h k l Fo Fc phase. Fixed columns, unique reflections with
+// Friedel opposites together.
+std::string ComposeAmplitudeList(const Session& s) {
+  std::string out;
+  const Calculated& c = s.result.calculated;
+  for (const auto& [key, mean] : MeanAmplitudes(s.structure, s.observations, c)) {
+    const Miller& h = s.observations.indices[0][mean.first];
+    const double a = c.a[mean.first];
+    const double b = c.b[mean.first];
+    double phase = std::atan2(b, a) * kDegreesPerRadian;
+    if (phase < 0.0) phase += 360.0;
+    AppendPrintf(out, "%4d%4d%4d", h[0], h[1], h[2]);
+    if (s.job.list == 5) {
+      AppendPrintf(out, "%10.2f%10.2f%7.2f\n", mean.fo / mean.count, mean.fc / mean.count, phase);
+    } else if (s.job.list == 3) {
+      AppendPrintf(out, "%8.2f%8.2f%8.2f%8.2f\n", mean.fo / mean.count, mean.sigma / mean.count, a, b);
+    } else {
+      AppendPrintf(out, "%8.2f%8.2f%4ld\n", mean.fo / mean.count, mean.sigma / mean.count, std::lround(phase) % 360);
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
 std::string ComposeReflectionList(const Session& s) {
+  if (s.job.list != 4 && s.job.list != 6) return ComposeAmplitudeList(s);
   std::string out = "data_" + FileNameOf(s.base) + "\nloop_\n_refln_index_h\n_refln_index_k\n_refln_index_l\n";
   const Calculated& c = s.result.calculated;
   const bool phases = s.job.list == 6;

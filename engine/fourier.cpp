@@ -10,7 +10,6 @@
 #include <cmath>
 #include <complex>
 #include <gemmi/third_party/pocketfft_hdronly.h>
-#include <map>
 
 namespace marvik::engine {
 namespace {
@@ -128,24 +127,12 @@ void PlaceNearAtoms(const Structure& structure, Peak& peak) {
   peak.siteFraction = 1.0 / std::max(1, equal);
 }
 
-// Mean |Fo| - |Fc| of what is measured more than once (overlapped data are not merged, Friedel opposites are one term).
-struct MeanDifference {
+double ElectronsPerCell(const Structure& structure) {
   double sum = 0.0;
-  int count = 0;
-  size_t first = 0;  // observation that gives the phase
-};
-
-std::map<Miller, MeanDifference> MeanDifferences(const Structure& structure, const Observations& observations,
-                                                 const Calculated& calculated) {
-  std::map<Miller, MeanDifference> means;
-  for (size_t i = 0; i < observations.Size(); ++i) {
-    const double fc = std::hypot(calculated.a[i], calculated.b[i]);
-    if (fc < 1e-6 || calculated.fc2[i] < 1e-9) continue;
-    MeanDifference& mean = means[structure.group.Representative(observations.indices[0][i], true)];
-    if (mean.count++ == 0) mean.first = i;
-    mean.sum += fc * std::sqrt(std::max(0.0, calculated.fo2[i]) / calculated.fc2[i]) - fc;
+  for (const Site& site : structure.sites) {
+    sum += site.occupancy * structure.scatterers[static_cast<size_t>(site.scatterer)].electrons;
   }
-  return means;
+  return sum * static_cast<double>(structure.group.all.size());
 }
 
 }  // namespace
@@ -171,22 +158,46 @@ double DensityMap::Interpolate(const Fractional& x) const {
   return sum;
 }
 
-DensityMap MakeDifferenceMap(const Structure& structure, const Observations& observations,
-                             const Calculated& calculated) {
+std::map<Miller, MeanAmplitude> MeanAmplitudes(const Structure& structure, const Observations& observations,
+                                               const Calculated& calculated) {
+  std::map<Miller, MeanAmplitude> means;
+  for (size_t i = 0; i < observations.Size(); ++i) {
+    const double fc = std::hypot(calculated.a[i], calculated.b[i]);
+    if (fc < 1e-6 || calculated.fc2[i] < 1e-9) continue;
+    MeanAmplitude& mean = means[structure.group.Representative(observations.indices[0][i], true)];
+    if (mean.count++ == 0) mean.first = i;
+    const double share = fc * fc / calculated.fc2[i];
+    const double fo = std::sqrt(std::max(0.0, calculated.fo2[i]) * share);
+    const double sigma = calculated.sigma[i] * share;
+    mean.fo += fo;
+    mean.sigma += sigma / std::max(2.0 * fo, std::sqrt(sigma));
+    mean.fc += fc;
+  }
+  return means;
+}
+
+DensityMap MakeMap(const Structure& structure, const Observations& observations, const Calculated& calculated,
+                   MapKind kind) {
   DensityMap map;
   map.size = GridSize(structure, observations);
   const auto [n1, n2, n3] = map.size;
   const size_t half = n3 / 2 + 1;
+  const double observed = kind == MapKind::TwiceObserved ? 2.0 : 1.0;
+  const double subtracted = kind == MapKind::Observed ? 0.0 : 1.0;
   std::vector<std::complex<float>> coefficients(n1 * n2 * half);
-  for (const auto& [key, mean] : MeanDifferences(structure, observations, calculated)) {
+  if (kind != MapKind::Difference) {
+    coefficients[0] = static_cast<float>(ElectronsPerCell(structure) / structure.metric.volume);
+  }
+  for (const auto& [key, mean] : MeanAmplitudes(structure, observations, calculated)) {
     const Miller& h = observations.indices[0][mean.first];
     const std::complex<double> f(calculated.a[mean.first], calculated.b[mean.first]);
-    const std::complex<double> difference = f / std::abs(f) * (mean.sum / mean.count) / structure.metric.volume;
+    const double amplitude = (observed * mean.fo - subtracted * mean.fc) / mean.count;
+    const std::complex<double> coefficient = f / std::abs(f) * amplitude / structure.metric.volume;
     for (const GroupOperator& op : structure.group.pointOperators) {
       // F(hR) = F(h)·exp(-2πi h·t).
       const Miller m = op.ApplyToIndices(h);
       const double shift = -kTurn * (h[0] * op.t[0] + h[1] * op.t[1] + h[2] * op.t[2]);
-      const std::complex<double> c = difference * std::polar(1.0, shift);
+      const std::complex<double> c = coefficient * std::polar(1.0, shift);
       for (const int sign : {1, -1}) {
         const long l = sign * m[2];
         if (l < 0) continue;

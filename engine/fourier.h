@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <map>
 #include <vector>
 
 #include "engine/least_squares.h"
@@ -19,10 +20,25 @@ struct DensityMap {
   double Interpolate(const Fractional& x) const;
 };
 
-// Difference density from (Fo - Fc) with the calculated phases; what twin components and extinction add to Fo² is taken
-// off in proportion to the calculated intensities. Each observation stands for all its equivalents.
-DensityMap MakeDifferenceMap(const Structure& structure, const Observations& observations,
-                             const Calculated& calculated);
+// The codes of FMAP.
+enum class MapKind { Difference = 2, Observed = 3, TwiceObserved = 4 };
+
+// Fo of every unique reflection (Friedel opposites are one), on the absolute scale and as far as the first component
+// goes: what twin components and extinction add to Fo² is taken off in proportion to the calculated intensities.
+struct MeanAmplitude {
+  double fo = 0.0;     // sums over `count` observations
+  double sigma = 0.0;  // of Fo
+  double fc = 0.0;
+  int count = 0;
+  size_t first = 0;  // observation that gives indices and phase
+};
+std::map<Miller, MeanAmplitude> MeanAmplitudes(const Structure& structure, const Observations& observations,
+                                               const Calculated& calculated);
+
+// Density from Fo - Fc, Fo or 2 Fo - Fc, the latter two with F(000), and the calculated phases. Each observation stands
+// for all its equivalents.
+DensityMap MakeMap(const Structure& structure, const Observations& observations, const Calculated& calculated,
+                   MapKind kind = MapKind::Difference);
 
 struct Peak {
   Fractional x;

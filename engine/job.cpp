@@ -116,6 +116,10 @@ std::vector<std::string> UnsupportedNotes(const Document& document, const std::v
   return notes;
 }
 
+bool IsWrittenList(int code) {
+  return code >= 2 && code <= 6;
+}
+
 Job MakeJob(const Document& document) {
   Job job;
   const RefinementSettings& s = document.settings;
@@ -130,13 +134,16 @@ Job MakeJob(const Document& document) {
   job.hkl = ParseHklf(document.instructions.hklfLine);
   ReadOmit(document, job.commands, job.limits);
   job.parameters.extinction = s.ExtinctionOn;
-  job.mapCode = s.FourierCode;
   job.peaks = std::abs(s.PlanPeaks);
   if (!s.ListLine.empty()) job.list = RoundHalfAway(FirstNumber(s.ListLine, 0.0));
-  if (job.list != 0 && job.list != 4 && job.list != 6) {
-    job.notes.push_back(Printf("LIST %d: only 4 and 6 are written", job.list));
+  if (job.list != 0 && !IsWrittenList(job.list)) {
+    job.notes.push_back(Printf("LIST %d: only 2 to 6 are written", job.list));
   }
-  if (job.mapCode != 2) job.notes.push_back(Printf("FMAP %d: the map is a difference map (FMAP 2)", job.mapCode));
+  if (s.FourierCode >= 2 && s.FourierCode <= 4) {
+    job.map = static_cast<MapKind>(s.FourierCode);
+  } else {
+    job.notes.push_back(Printf("FMAP %d: the map is a difference map (FMAP 2)", s.FourierCode));
+  }
   job.temperature = FirstNumber(document.instructions.tempLine, 20.0);
   job.bondHydrogens = UpperCase(s.BondLine).find("$H") != std::string::npos;
   for (const Command& command : job.commands) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "engine/commands.h"
+#include "engine/fourier.h"
 #include "engine/fragments.h"
 #include "engine/least_squares.h"
 #include "engine/parameters.h"
@@ -24,7 +25,7 @@ struct Job {
   DataLimits limits;
   TwinLaw twin;
   ParameterOptions parameters;
-  int mapCode = 2;
+  MapKind map = MapKind::Difference;
   int peaks = 20;
   bool bondHydrogens = false;  // BOND $H
   int list = 0;
@@ -37,6 +38,9 @@ struct Job {
 
 // Reads the document's instructions; what cannot be done is said in `notes`.
 Job MakeJob(const Document& document);
+
+// Whether LIST with this code writes a file.
+bool IsWrittenList(int code);
 
 // Lines about instructions that have no effect here.
 std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Command>& commands);

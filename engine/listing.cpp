@@ -119,7 +119,11 @@ std::string VarianceTable(const Session& s) {
 
 std::string PeakTable(const Session& s) {
   std::string out;
-  AppendPrintf(out, "\n Difference map: root mean square %.3f e/A3; peaks, and the nearest atoms (A)\n", s.mapSigma);
+  const char* const map = s.job.map == MapKind::Difference ? "Difference map"
+                          : s.job.map == MapKind::Observed ? "Map of Fo"
+                                                           : "Map of 2Fo - Fc";
+  AppendPrintf(out, "\n Difference map: root mean square %.3f e/A3\n %s: peaks, and the nearest atoms (A)\n",
+               s.mapSigma, map);
   const auto line = [&](const char* name, const Peak& p) {
     AppendPrintf(out, " %-4s %8.2f  %8.4f %8.4f %8.4f ", name, p.height, p.x.x, p.x.y, p.x.z);
     std::vector<std::pair<double, size_t>> near;
@@ -132,7 +136,7 @@ std::string PeakTable(const Session& s) {
     }
     out += "\n";
   };
-  for (size_t i = 0; i < s.peaks.size(); ++i) line(Printf("Q%zu", i + 1).c_str(), s.peaks[i]);
+  for (size_t i = 0; i < s.listed.size(); ++i) line(Printf("Q%zu", i + 1).c_str(), s.listed[i]);
   if (!s.holes.empty()) line("hole", s.holes[0]);
   return out;
 }

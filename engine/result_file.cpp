@@ -49,8 +49,8 @@ std::string BehindEnd(const Session& s) {
   AppendPrintf(out, "WGHT    %8.4f    %8.4f\n\n", s.suggestedWeights[0], s.suggestedWeights[1]);
   AppendPrintf(out, "REM Highest difference peak %6.3f,  deepest hole %6.3f,  1-sigma level %6.3f\n",
                s.peaks.empty() ? 0.0 : s.peaks[0].height, s.holes.empty() ? 0.0 : s.holes[0].height, s.mapSigma);
-  for (size_t i = 0; i < s.peaks.size() && i < static_cast<size_t>(s.job.peaks); ++i) {
-    const Peak& p = s.peaks[i];
+  for (size_t i = 0; i < s.listed.size() && i < static_cast<size_t>(s.job.peaks); ++i) {
+    const Peak& p = s.listed[i];
     AppendPrintf(out, "%-4s  1 %8.4f%8.4f%8.4f %9.5f  0.05 %7.2f\n", Printf("Q%zu", i + 1).c_str(), p.x.x, p.x.y, p.x.z,
                  10.0 + p.siteFraction, p.height);
   }

@@ -19,11 +19,16 @@ int Fail(const LineSink& print, const std::string& problem) {
   return 1;
 }
 
-void MakeMap(Session& s) {
-  const DensityMap map = MakeDifferenceMap(s.structure, s.observations, s.result.calculated);
+void MakeMaps(Session& s) {
+  const auto count = static_cast<size_t>(std::max(1, s.job.peaks));
+  const DensityMap map = MakeMap(s.structure, s.observations, s.result.calculated);
   s.mapSigma = map.sigma;
-  s.peaks = FindPeaks(s.structure, map, static_cast<size_t>(std::max(1, s.job.peaks)), false);
+  s.peaks = s.listed = FindPeaks(s.structure, map, count, false);
   s.holes = FindPeaks(s.structure, map, 1, true);
+  if (s.job.map != MapKind::Difference) {
+    const DensityMap other = MakeMap(s.structure, s.observations, s.result.calculated, s.job.map);
+    s.listed = FindPeaks(s.structure, other, count, false);
+  }
 }
 
 void PrintPeaks(const Session& s, const LineSink& print) {
@@ -63,7 +68,7 @@ int RunJob(const std::string& base, const LineSink& console) {
                r.final.strong, r.final.r1All, r.final.all, r.parameters, r.restraintEquations));
   for (const std::string& name : NotPositiveAtoms(s.structure))
     print(" ** The displacement of " + name + " is not positive **");
-  MakeMap(s);
+  MakeMaps(s);
   PrintPeaks(s, print);
   const auto suggestion = SuggestWeights(r.calculated, s.job.weights.p[5]);
   s.suggestedWeights = {suggestion.first, suggestion.second};
@@ -74,7 +79,7 @@ int RunJob(const std::string& base, const LineSink& console) {
   s.bonds = MakeBonds(s.structure, s.document, s.job.commands);
   if (WriteFileAtomically(base + ".lst", ComposeListing(s, said)) != 0) print(" ** CANNOT WRITE " + base + ".lst **");
   if (WriteFileAtomically(base + ".cif", ComposeCif(s)) != 0) print(" ** CANNOT WRITE " + base + ".cif **");
-  if ((s.job.list == 4 || s.job.list == 6) && WriteFileAtomically(base + ".fcf", ComposeReflectionList(s)) != 0) {
+  if (IsWrittenList(s.job.list) && WriteFileAtomically(base + ".fcf", ComposeReflectionList(s)) != 0) {
     print(" ** CANNOT WRITE " + base + ".fcf **");
   }
   if (!r.problem.empty()) return Fail(print, r.problem);

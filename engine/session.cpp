@@ -188,7 +188,7 @@ void FindTorsions(Session& s) {
   Calculated calculated;
   DataPass pass(s.structure, s.observations, s.job.weights);
   MatchScale(s.structure, pass, calculated);
-  const DensityMap map = MakeDifferenceMap(s.structure, s.observations, calculated);
+  const DensityMap map = MakeMap(s.structure, s.observations, calculated);
   for (size_t i = 0; i < occupancies.size(); ++i) s.structure.sites[i].occupancy = occupancies[i];
   for (const HydrogenGroup* g : groups) {
     double best = -1e30;

@@ -28,7 +28,8 @@ struct Session {
   Observations observations;
   RefinementResult result;
   double mapSigma = 0.0;
-  std::vector<Peak> peaks;
+  std::vector<Peak> peaks;   // of the difference map
+  std::vector<Peak> listed;  // of the map that FMAP asks for
   std::vector<Peak> holes;
   std::array<double, 2> suggestedWeights{0.1, 0.0};
 };

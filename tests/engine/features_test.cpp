@@ -90,7 +90,7 @@ TEST(DifferenceMap, ShowsTheAtomThatIsMissing) {
     const Observations o = SimulateData(truth, 0.9);
     Structure model = truth;
     model.sites.pop_back();
-    const DensityMap map = MakeDifferenceMap(model, o, CalculateAt(model, o));
+    const DensityMap map = MakeMap(model, o, CalculateAt(model, o));
     const std::vector<Peak> peaks = FindPeaks(model, map, 3, false);
     ASSERT_FALSE(peaks.empty());
     double nearest = 1e9;
@@ -104,6 +104,29 @@ TEST(DifferenceMap, ShowsTheAtomThatIsMissing) {
     EXPECT_GT(peaks[0].height, 1.9 * second) << name << ": one peak for one atom and its equivalents";
     EXPECT_NEAR(peaks[0].siteFraction, 1.0, 1e-9);
   }
+}
+
+TEST(DensityMaps, OfOtherKindsHoldTheAtomsAndTheElectrons) {
+  const Structure truth = MakeCrystal(Case("P 21 21 21"), 31, 5);
+  const Observations o = SimulateData(truth, 0.7);
+  Structure model = truth;
+  model.sites[2].x.x += 0.01;
+  const Calculated c = CalculateAt(model, o);
+  const DensityMap difference = MakeMap(model, o, c);
+  const DensityMap observed = MakeMap(model, o, c, MapKind::Observed);
+  const DensityMap twice = MakeMap(model, o, c, MapKind::TwiceObserved);
+  double sum = 0.0;
+  for (const float v : observed.values) sum += static_cast<double>(v);
+  const double electrons = 4 * (6 + 8 + 16 + 30 + 6);
+  EXPECT_NEAR(sum / static_cast<double>(observed.values.size()), electrons / truth.metric.volume, 1e-4);
+  for (long i = 0; i < 500; ++i) {
+    const double expected = static_cast<double>(observed.At(i, 3 * i, 7 * i) + difference.At(i, 3 * i, 7 * i));
+    EXPECT_NEAR(static_cast<double>(twice.At(i, 3 * i, 7 * i)), expected, 2e-3) << "2Fo - Fc is Fo and Fo - Fc";
+  }
+  const std::vector<Peak> peaks = FindPeaks(model, observed, 5, false);
+  ASSERT_EQ(peaks.size(), 5u);
+  EXPECT_EQ(peaks[0].nearest, 3) << "zinc";
+  for (const Peak& p : peaks) EXPECT_LT(p.distance, 0.12);
 }
 
 TEST(RigidGroups, KeepTheirShapeAndFindTheirPlace) {

@@ -186,6 +186,38 @@ TEST_F(RunTest, TheSecondPartsGroupHangsOnTheCarrierAndRestraintsMayBeIncluded) 
   EXPECT_NE(Read("p.res").find("+more.txt"), std::string::npos);
 }
 
+TEST_F(RunTest, ListsAgreeWithOneAnother) {
+  Simulate("l", kEthanol, 1.2);
+  const auto line = [&](int code) {
+    Write("l.ins", std::regex_replace(kEthanol, std::regex("FMAP 2"), Printf("FMAP 3\nLIST %d", code)));
+    EXPECT_EQ(Run("l"), 0) << Said();
+    const std::string fcf = Read("l.fcf");
+    const size_t at = 40 * (fcf.find('\n') + 1);
+    return fcf.substr(at, fcf.find('\n', at) - at);
+  };
+  const auto numbers = [](const std::string& text, std::vector<size_t> widths) {
+    std::vector<double> values;
+    size_t at = 12;
+    for (const size_t w : widths) {
+      values.push_back(std::stod(text.substr(at, w)));
+      at += w;
+    }
+    EXPECT_EQ(at, text.size()) << text;
+    return values;
+  };
+  const auto two = numbers(line(2), {8, 8, 4});
+  const auto three = numbers(line(3), {8, 8, 8, 8});
+  const auto five = numbers(line(5), {10, 10, 7});
+  EXPECT_EQ(two[0], five[0]);
+  EXPECT_EQ(two[0], three[0]);
+  EXPECT_EQ(two[1], three[1]);
+  EXPECT_NEAR(std::hypot(three[2], three[3]), five[1], 0.02);
+  EXPECT_NEAR(std::cos(five[2] * 0.0174533) * five[1], three[2], 0.02);
+  EXPECT_NEAR(two[2], five[2], 0.51);
+  EXPECT_NEAR(five[0], five[1], 5.0 * two[1] + 0.3);
+  EXPECT_NE(Read("l.lst").find("Map of Fo"), std::string::npos);
+}
+
 // Pairs of refined models and their data, each with the figures of the program that refined it; left out without them.
 TEST_F(RunTest, RealDataGiveTheRecordedFigures) {
   const char* data = std::getenv("MARVIK_REAL_DATA");
