@@ -1,6 +1,7 @@
 #include "engine/solver.h"
 
 #include <Eigen/Dense>
+#include <algorithm>
 #include <cmath>
 
 namespace marvik::engine {
@@ -23,17 +24,28 @@ void Decouple(Scaled& s, Eigen::Index i) {
   s.singular.push_back(static_cast<int>(i));
 }
 
-// The first parameter whose pivot vanishes, -1 for none.
-Eigen::Index FirstBadPivot(const Eigen::MatrixXd& a) {
-  const Eigen::Index n = a.rows();
-  Eigen::MatrixXd l = a;
-  for (Eigen::Index j = 0; j < n; ++j) {
-    if (!(l(j, j) > kSingular)) return j;
-    const double root = std::sqrt(l(j, j));
-    l.col(j).tail(n - j) /= root;
-    for (Eigen::Index k = j + 1; k < n; ++k) l.col(k).tail(n - k) -= l(k, j) * l.col(j).tail(n - k);
+// The parameters whose pivots vanish, each after those before it were taken out: blocked Cholesky that leaves them
+// aside.
+std::vector<Eigen::Index> BadPivots(Eigen::MatrixXd l) {
+  constexpr Eigen::Index kPanel = 64;
+  const Eigen::Index n = l.rows();
+  std::vector<Eigen::Index> bad;
+  for (Eigen::Index from = 0; from < n; from += kPanel) {
+    const Eigen::Index to = std::min(n, from + kPanel);
+    for (Eigen::Index j = from; j < to; ++j) {
+      if (!(l(j, j) > kSingular)) {
+        bad.push_back(j);
+        l.col(j).tail(n - j).setZero();
+        continue;
+      }
+      l.col(j).tail(n - j) /= std::sqrt(l(j, j));
+      for (Eigen::Index k = j + 1; k < to; ++k) l.col(k).tail(n - k) -= l(k, j) * l.col(j).tail(n - k);
+    }
+    l.bottomRightCorner(n - to, n - to)
+        .selfadjointView<Eigen::Lower>()
+        .rankUpdate(l.block(to, from, n - to, to - from), -1.0);
   }
-  return -1;
+  return bad;
 }
 
 Scaled MakeScaled(const NormalSystem& system) {
@@ -65,9 +77,9 @@ Eigen::LLT<Eigen::MatrixXd> Factorise(Scaled& s) {
       const Eigen::VectorXd pivots = llt.matrixLLT().diagonal();
       if (pivots.size() == 0 || pivots.minCoeff() * pivots.minCoeff() > kSingular) return llt;
     }
-    const Eigen::Index bad = FirstBadPivot(s.matrix);
-    if (bad < 0) return llt;
-    Decouple(s, bad);
+    const std::vector<Eigen::Index> bad = BadPivots(s.matrix);
+    if (bad.empty()) return llt;
+    for (const Eigen::Index i : bad) Decouple(s, i);
   }
 }
 

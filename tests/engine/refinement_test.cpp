@@ -122,6 +122,28 @@ TEST(Refinement, SaysWhatTheDataDoNotDetermine) {
   for (const Site& site : model.sites) EXPECT_TRUE(IsFinite(site.x));
 }
 
+TEST(Solver, SetsAsideEveryDependentParameterInOnePass) {
+  // Every third of 300 parameters repeats the one before it.
+  constexpr size_t kSize = 300;
+  std::mt19937 random(3);
+  std::normal_distribution<double> normal;
+  NormalSystem system(kSize);
+  std::vector<double> row(kSize);
+  for (int r = 0; r < 900; ++r) {
+    for (size_t i = 0; i < kSize; ++i) row[i] = i % 3 == 2 ? 2.0 * row[i - 1] : normal(random);
+    for (size_t i = 0; i < kSize; ++i) {
+      for (size_t j = i; j < kSize; ++j) system.matrix.At(i, j) += row[i] * row[j];
+      system.gradient[i] += row[i] * (row[0] + 3.0 * row[150] - row[298]);
+    }
+  }
+  const Solution solution = MakeCholeskySolver()->Solve(system, 0.0);
+  ASSERT_EQ(solution.singular.size(), kSize / 3);
+  for (const int p : solution.singular) EXPECT_EQ(p % 3, 2);
+  for (size_t i = 0; i < kSize; ++i) {
+    EXPECT_NEAR(solution.shifts[i], i == 0 ? 1.0 : i == 150 ? 3.0 : i == 298 ? -1.0 : 0.0, 1e-9) << i;
+  }
+}
+
 // deviation(model + d) = deviation(model) - Σ slope·d for every equation of every kind of restraint.
 TEST(Restraints, SlopesAgreeWithNumericalDifferences) {
   Structure s = MakeChain();
