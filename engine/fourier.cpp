@@ -15,7 +15,8 @@ namespace marvik::engine {
 namespace {
 
 constexpr double kTurn = 6.283185307179586;
-constexpr double kGridStep = 0.22;  // Å
+constexpr double kGridStep = 0.22;     // Å
+constexpr double kMostPoints = 1.0e8;  // twice 0.4 GB
 
 size_t FriendlySize(size_t n) {
   while (true) {
@@ -46,6 +47,11 @@ std::array<size_t, 3> GridSize(const Structure& structure, const Observations& o
     size[i] =
         FriendlySize(std::max(static_cast<size_t>(edges[i] / kGridStep) + 1, static_cast<size_t>(2 * largest + 2)));
   }
+  // Reflections that a coarser grid cannot hold are left out of it.
+  double points = 1.0;
+  for (const size_t n : size) points *= static_cast<double>(n);
+  const double coarser = std::cbrt(std::min(1.0, kMostPoints / points));
+  for (size_t& n : size) n = FriendlySize(std::max<size_t>(8, static_cast<size_t>(coarser * static_cast<double>(n))));
   return size;
 }
 
@@ -196,6 +202,8 @@ DensityMap MakeMap(const Structure& structure, const Observations& observations,
     for (const GroupOperator& op : structure.group.pointOperators) {
       // F(hR) = F(h)·exp(-2πi h·t).
       const Miller m = op.ApplyToIndices(h);
+      const auto fits = [&](size_t i) { return 2 * static_cast<size_t>(std::abs(m[i])) < map.size[i]; };
+      if (!fits(0) || !fits(1) || !fits(2)) continue;
       const double shift = -kTurn * (h[0] * op.t[0] + h[1] * op.t[1] + h[2] * op.t[2]);
       const std::complex<double> c = coefficient * std::polar(1.0, shift);
       for (const int sign : {1, -1}) {

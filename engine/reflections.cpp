@@ -9,6 +9,8 @@
 namespace marvik::engine {
 namespace {
 
+constexpr double kLargestIntensity = 1e30;
+
 // A fixed column: an empty one is 0, one that holds no number makes the line bad.
 bool Column(std::string_view line, size_t at, size_t width, double& value) {
   value = 0.0;
@@ -165,6 +167,8 @@ HklFile ParseHklFile(const std::string& content, const HklFormat& format) {
     good = Column(line, 12, 8, v[3]) && Column(line, 20, 8, v[4]) && good;
     double batch = 0.0;
     good = Column(line, 28, 4, batch) && good;
+    // Squares of intensities are summed.
+    good = good && std::fabs(v[3]) < kLargestIntensity && std::fabs(v[4]) < kLargestIntensity;
     if (!good) {
       ++file.badLines;
       if (file.badLines > 20 && file.reflections.empty()) break;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <new>
 
 #include "engine/session.h"
 #include "engine/tables.h"
@@ -12,6 +13,8 @@
 
 namespace marvik::engine {
 namespace {
+
+constexpr size_t kMostBonds = 40;
 
 int Fail(const LineSink& print, const std::string& problem) {
   print(" ** " + problem + " **");
@@ -31,6 +34,19 @@ void MakeMaps(Session& s) {
   }
 }
 
+// Atoms piled up in one place would fill gigabytes with angles.
+void TrimBonds(NeighbourTable& bonds, const LineSink& print) {
+  size_t crowded = 0;
+  for (auto& list : bonds) {
+    if (list.size() <= kMostBonds) continue;
+    list.resize(kMostBonds);
+    ++crowded;
+  }
+  if (crowded > 0) {
+    print(Printf(" %zu atoms have more than %zu neighbours; the tables have the nearest ones", crowded, kMostBonds));
+  }
+}
+
 void PrintPeaks(const Session& s, const LineSink& print) {
   if (!s.peaks.empty()) {
     const Peak& p = s.peaks[0];
@@ -44,14 +60,7 @@ void PrintPeaks(const Session& s, const LineSink& print) {
   }
 }
 
-}  // namespace
-
-int RunJob(const std::string& base, const LineSink& console) {
-  std::string said;
-  const LineSink print = [&](const std::string& line) {
-    said += line + "\n";
-    console(line);
-  };
+int Work(const std::string& base, const LineSink& print, const std::string& said) {
   const auto start = std::chrono::steady_clock::now();
   print(" marvik-refine: full-matrix least squares on F squared");
   print(" " + base);
@@ -77,6 +86,7 @@ int RunJob(const std::string& base, const LineSink& console) {
   if (text.empty()) return Fail(print, "THE RESULT CANNOT BE WRITTEN");
   if (WriteFileAtomically(base + ".res", text) != 0) return Fail(print, "CANNOT WRITE " + base + ".res");
   s.bonds = MakeBonds(s.structure, s.document, s.job.commands);
+  TrimBonds(s.bonds, print);
   if (WriteFileAtomically(base + ".lst", ComposeListing(s, said)) != 0) print(" ** CANNOT WRITE " + base + ".lst **");
   if (WriteFileAtomically(base + ".cif", ComposeCif(s)) != 0) print(" ** CANNOT WRITE " + base + ".cif **");
   if (IsWrittenList(s.job.list) && WriteFileAtomically(base + ".fcf", ComposeReflectionList(s)) != 0) {
@@ -86,6 +96,21 @@ int RunJob(const std::string& base, const LineSink& console) {
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   print(Printf(" marvik-refine finished after %.2f s", seconds));
   return 0;
+}
+
+}  // namespace
+
+int RunJob(const std::string& base, const LineSink& console) {
+  std::string said;
+  const LineSink print = [&](const std::string& line) {
+    said += line + "\n";
+    console(line);
+  };
+  try {
+    return Work(base, print, said);
+  } catch (const std::bad_alloc&) {
+    return Fail(print, "THERE IS NOT ENOUGH MEMORY");
+  }
 }
 
 }  // namespace marvik::engine

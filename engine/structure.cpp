@@ -12,6 +12,7 @@ namespace marvik::engine {
 namespace {
 
 constexpr double kElectronVoltAngstrom = 12398.4198;
+constexpr double kShortestEdge = 1.5;  // Å; no crystal has one, and neighbours would be without number
 
 double WavelengthOf(const Document& document) {
   const std::vector<std::string> words = WordsOf(document.instructions.cellLine);
@@ -132,7 +133,8 @@ bool BuildStructure(Document& document, Structure& structure, std::vector<std::s
   if (!group) return false;
   structure.group = *group;
   structure.metric = MakeMetric(document.cell);
-  if (!(structure.metric.volume > 0.0)) {
+  const CellParameters& cell = document.cell;
+  if (!(structure.metric.volume > 0.0) || std::min({cell.a, cell.b, cell.c}) < kShortestEdge) {
     problem = "THE CELL IS IMPOSSIBLE";
     return false;
   }

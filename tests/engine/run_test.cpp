@@ -186,6 +186,32 @@ TEST_F(RunTest, TheSecondPartsGroupHangsOnTheCarrierAndRestraintsMayBeIncluded) 
   EXPECT_NE(Read("p.res").find("+more.txt"), std::string::npos);
 }
 
+TEST_F(RunTest, GarbageEndsInASentence) {
+  Simulate("g", kEthanol, 1.2);
+  const std::string hkl = Read("g.hkl");
+  const auto ins = [&](const char* from, const char* to) { return std::regex_replace(kEthanol, std::regex(from), to); };
+  const std::pair<std::string, std::string> cases[] = {
+      {kEthanol, hkl.substr(0, hkl.size() / 3 + 11)},
+      {kEthanol, std::regex_replace(hkl, std::regex("   0   1(.{8})"), "   0   1     nan")},
+      {kEthanol, std::regex_replace(hkl, std::regex("   0   1(.{8})"), "   0   1  9e+307")},
+      {kEthanol, hkl.substr(0, 29 * 6)},  // fewer data than parameters
+      {kEthanol, std::string(3000, '\xff')},
+      {std::string(3000, '\0'), hkl},
+      {ins("SYMM", "WGHT nan inf\nSWAT nan\nEXTI 1e300\nDAMP -1 nan\nSPEC inf\nPLAN -2000000000\nSYMM"), hkl},
+      {ins("7.1 9.3 8.2", "0.1 0.3 0.2"), hkl},
+      {ins("SYMM", "UNIT 1e300 99999999999999999999 nan\nSFAC C 1e300 1 nan 1 1 1 1 1 1 1 1 1 1 1\nSYMM"), hkl},
+      {ins("HKLF 4", "HKLF 5"), std::regex_replace(hkl, std::regex("\n"), "-999\n")}};
+  for (const auto& [text, data] : cases) {
+    Write("x.ins", text);
+    Write("x.hkl", data);
+    fs::remove(Path("x.res"));
+    Run("x");
+    EXPECT_TRUE(EndsFinished()) << text.substr(0, 300) << Said();
+    EXPECT_FALSE(std::regex_search(Read("x.res"), std::regex("\n([A-Z]\\d|FVAR|REM wR2)[^\n]* -?(nan|inf)")))
+        << Read("x.res");
+  }
+}
+
 TEST_F(RunTest, ListsAgreeWithOneAnother) {
   Simulate("l", kEthanol, 1.2);
   const auto line = [&](int code) {
