@@ -1,5 +1,7 @@
 #include "engine/commands.h"
 
+#include <algorithm>
+
 #include "insfile/line_source.h"
 #include "util/numbers.h"
 
@@ -41,6 +43,11 @@ std::vector<std::string> WordsOf(std::string_view line) {
   }
   if (!word.empty()) words.push_back(word);
   return words;
+}
+
+int WholeNumber(double value) {
+  constexpr int kLargest = 1000000;
+  return std::clamp(RoundHalfAway(value), -kLargest, kLargest);
 }
 
 Command ParseCommand(std::string_view line) {

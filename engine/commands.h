@@ -24,6 +24,8 @@ struct Command {
 std::vector<std::string> WordsOf(std::string_view line);
 std::string UpperCase(std::string_view text);
 Command ParseCommand(std::string_view line);
+// Rounded half away from zero, and kept within a million either way: sums, products and signs of such are safe.
+int WholeNumber(double value);
 
 // Every kept instruction in file order: the kept lines, BASF, HFIX, OMIT h k l, and the lines that stand among the
 // atoms. Fragments (FRAG ... FEND) are left out: their lines are no instructions.

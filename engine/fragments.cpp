@@ -17,7 +17,7 @@ Fragment ReadFragment(std::string_view block, std::vector<std::string>& notes) {
   SourceLine line;
   if (!source.Next(line)) return fragment;
   const std::vector<double> head = ParseCommand(line.code).numbers;
-  if (!head.empty()) fragment.code = RoundHalfAway(head[0]);
+  if (!head.empty()) fragment.code = WholeNumber(head[0]);
   CellParameters cell{1, 1, 1, 90, 90, 90};
   double* const values[] = {&cell.a, &cell.b, &cell.c, &cell.alpha, &cell.beta, &cell.gamma};
   for (size_t i = 0; i < 6 && i + 1 < head.size(); ++i) *values[i] = head[i + 1];

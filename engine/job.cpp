@@ -54,8 +54,8 @@ void ReadTwin(const Command& command, TwinLaw& twin) {
   twin.present = true;
   if (command.numbers.size() >= 9) std::copy_n(command.numbers.begin(), 9, twin.matrix.begin());
   const bool bare = command.numbers.size() == 1;
-  if (bare) twin.components = RoundHalfAway(command.numbers[0]);
-  if (command.numbers.size() >= 10) twin.components = RoundHalfAway(command.numbers[9]);
+  if (bare) twin.components = WholeNumber(command.numbers[0]);
+  if (command.numbers.size() >= 10) twin.components = WholeNumber(command.numbers[9]);
   if (twin.components == 0) twin.components = 2;
 }
 
@@ -69,7 +69,7 @@ void ReadOmit(const Document& document, const std::vector<Command>& commands, Da
   for (const Command& command : commands) {
     if (command.keyword == "OMIT" && command.numbers.size() == 3) {
       limits.omitted.push_back(
-          {RoundHalfAway(command.numbers[0]), RoundHalfAway(command.numbers[1]), RoundHalfAway(command.numbers[2])});
+          {WholeNumber(command.numbers[0]), WholeNumber(command.numbers[1]), WholeNumber(command.numbers[2])});
     }
     if (command.keyword == "SHEL") {
       limits.resolutionLow = NumberOr(command.numbers, 0, 1e30);
@@ -134,8 +134,8 @@ Job MakeJob(const Document& document) {
   job.hkl = ParseHklf(document.instructions.hklfLine);
   ReadOmit(document, job.commands, job.limits);
   job.parameters.extinction = s.ExtinctionOn;
-  job.peaks = std::abs(s.PlanPeaks);
-  if (!s.ListLine.empty()) job.list = RoundHalfAway(FirstNumber(s.ListLine, 0.0));
+  job.peaks = std::abs(WholeNumber(s.PlanPeaks));
+  if (!s.ListLine.empty()) job.list = WholeNumber(FirstNumber(s.ListLine, 0.0));
   if (job.list != 0 && !IsWrittenList(job.list)) {
     job.notes.push_back(Printf("LIST %d: only 2 to 6 are written", job.list));
   }

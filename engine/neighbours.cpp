@@ -26,7 +26,7 @@ Limits LimitsOf(const Structure& structure, const std::vector<Command>& commands
     if (command.keyword != "CONN" || command.numbers.empty()) continue;
     for (const SiteImage& image : ResolveAtoms(structure, command, commands, command.words).images) {
       const auto at = static_cast<size_t>(image.site);
-      limits.most[at] = static_cast<int>(command.numbers[0]);
+      limits.most[at] = WholeNumber(command.numbers[0]);
       if (command.numbers.size() > 1) limits.radius[at] = command.numbers[1];
     }
   }

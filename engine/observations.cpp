@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "util/numbers.h"
+#include "engine/commands.h"
 
 namespace marvik::engine {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 Miller Twinned(const TwinLaw& twin, const Miller& h) {
   Miller out{};
   for (size_t i = 0; i < 3; ++i) {
-    out[i] = RoundHalfAway(twin.matrix[3 * i] * h[0] + twin.matrix[3 * i + 1] * h[1] + twin.matrix[3 * i + 2] * h[2]);
+    out[i] = WholeNumber(twin.matrix[3 * i] * h[0] + twin.matrix[3 * i + 1] * h[1] + twin.matrix[3 * i + 2] * h[2]);
   }
   return out;
 }

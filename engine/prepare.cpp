@@ -80,7 +80,7 @@ void ApplyAnis(Document& document, const Structure& structure, const std::vector
         }
       }
     } else {
-      some(from, command.numbers.empty() ? 1 << 30 : RoundHalfAway(command.numbers[0]));
+      some(from, command.numbers.empty() ? 1 << 30 : WholeNumber(command.numbers[0]));
     }
   };
   if (document.settings.Aniso) {
@@ -168,7 +168,7 @@ void ApplyHfix(Document& document, const Structure& structure, const std::vector
                                      kHydrogenRow) != document.instructions.sfac.end();
   for (const Command& command : commands) {
     if (command.keyword != "HFIX" || command.numbers.empty()) continue;
-    const int code = RoundHalfAway(command.numbers[0]);
+    const int code = WholeNumber(command.numbers[0]);
     HfixRequest request{code / 10, code % 10, command.numbers.size() > 1 ? command.numbers[1] : 0.0,
                         command.numbers.size() > 2 ? command.numbers[2] : 0.0};
     if (!FindHydrogenCode(request.m) || !hasHydrogen) {

@@ -33,7 +33,7 @@ std::vector<Block> BlocksOf(const Job& job, const Structure& structure) {
     }
     for (size_t i = 0; command.words.empty() && i < structure.sites.size(); ++i) sites.push_back(static_cast<int>(i));
     for (size_t i = 0; i < command.numbers.size() && i < 2; ++i) {
-      const int n = RoundHalfAway(command.numbers[i]);
+      const int n = WholeNumber(command.numbers[i]);
       if (n != 0) blocks.push_back({std::abs(n), n > 0, sites});
     }
   }

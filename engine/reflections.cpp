@@ -145,7 +145,7 @@ HklFormat ParseHklf(const std::string& line) {
   HklFormat format;
   const Command command = ParseCommand(line);
   const auto& n = command.numbers;
-  if (!n.empty()) format.code = RoundHalfAway(n[0]);
+  if (!n.empty()) format.code = WholeNumber(n[0]);
   if (n.size() > 1 && n[1] != 0.0) format.scale = n[1];
   if (n.size() >= 11) std::copy(n.begin() + 2, n.begin() + 11, format.matrix.begin());
   if (n.size() > 11 && n[11] > 0.0) format.sigmaScale = n[11];
@@ -180,11 +180,11 @@ HklFile ParseHklFile(const std::string& content, const HklFormat& format) {
     for (size_t i = 0; i < 3; ++i) {
       const double index =
           format.matrix[3 * i] * v[0] + format.matrix[3 * i + 1] * v[1] + format.matrix[3 * i + 2] * v[2];
-      r.h[i] = RoundHalfAway(index);
+      r.h[i] = WholeNumber(index);
     }
     r.intensity = v[3] * format.scale;
     r.sigma = std::fabs(v[4] * format.scale * format.sigmaScale);
-    r.batch = batch == 0.0 ? 1 : RoundHalfAway(batch);
+    r.batch = batch == 0.0 ? 1 : WholeNumber(batch);
     file.reflections.push_back(r);
   }
   file.wideColumns = suspicious > 20 && suspicious * 2 > std::min<size_t>(200, file.reflections.size());

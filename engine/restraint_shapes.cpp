@@ -134,7 +134,7 @@ void MakeSump(const RestraintInput& input, RestraintList& list) {
   const auto& n = input.command.numbers;
   std::vector<std::pair<int, double>> terms;
   for (size_t i = 2; i + 1 < n.size(); i += 2) {
-    const int variable = RoundHalfAway(n[i + 1]) - 2;
+    const int variable = WholeNumber(n[i + 1]) - 2;
     if (variable < 0 || static_cast<size_t>(variable) >= input.structure.freeVariables.size()) return;
     terms.push_back({variable, n[i]});
   }

@@ -82,7 +82,7 @@ std::vector<int> VariablesOfRestraints(const Job& job) {
       const int variable = SplitCodedValue(n[0]).variable;
       if (variable > 1) variables.push_back(variable);
     }
-    for (size_t i = 3; command.keyword == "SUMP" && i < n.size(); i += 2) variables.push_back(RoundHalfAway(n[i]));
+    for (size_t i = 3; command.keyword == "SUMP" && i < n.size(); i += 2) variables.push_back(WholeNumber(n[i]));
   }
   return variables;
 }

@@ -12,6 +12,7 @@ namespace marvik::engine {
 namespace {
 
 constexpr double kElectronVoltAngstrom = 12398.4198;
+constexpr double kFarthest = 1000.0;   // cells
 constexpr double kShortestEdge = 1.5;  // Å; no crystal has one, and neighbours would be without number
 
 double WavelengthOf(const Document& document) {
@@ -172,6 +173,11 @@ bool BuildStructure(Document& document, Structure& structure, std::vector<std::s
     return false;
   }
   ApplyFreeVariables(structure);
+  for (const Site& site : structure.sites) {
+    if (IsFinite(site.x) && Length(site.x) < kFarthest) continue;
+    problem = "ATOM " + site.label + " IS FAR FROM THE CELL";
+    return false;
+  }
   return true;
 }
 
