@@ -1,29 +1,45 @@
+#include <algorithm>
 #include <array>
 #include <optional>
 
 #include "app/atom_names.h"
 #include "app/command_handlers.h"
+#include "app/edit_fields.h"
 #include "cryst/symmetry_commands.h"
 #include "util/numbers.h"
 
 namespace marvik {
 namespace {
 
+constexpr double kFarthestLimit = 1e5;
+constexpr std::array<FieldRange, 6> kLimits{{{"a1", "Lower limit along a", -kFarthestLimit, kFarthestLimit},
+                                             {"a2", "Upper limit along a", -kFarthestLimit, kFarthestLimit},
+                                             {"b1", "Lower limit along b", -kFarthestLimit, kFarthestLimit},
+                                             {"b2", "Upper limit along b", -kFarthestLimit, kFarthestLimit},
+                                             {"c1", "Lower limit along c", -kFarthestLimit, kFarthestLimit},
+                                             {"c2", "Upper limit along c", -kFarthestLimit, kFarthestLimit}}};
+constexpr FieldRange kCells{"cells", "Number of cells", 0.0, kFarthestLimit};
+
 // "0,2,0,1,0,1": limits along a, b and c; "atoms" behind them packs single atoms instead of whole molecules.
-std::optional<PackBox> ParsePackBox(const std::string& text) {
+std::optional<PackBox> ParsePackBox(const std::string& text, EditFault& fault) {
   PackBox box;
   std::string_view rest = text;
-  for (size_t i = 0; i < 6; ++i) {
-    const size_t comma = rest.find(',');
-    double value = 0.0;
-    if (!ParseWholeNumber(rest.substr(0, comma), value)) return std::nullopt;
-    (i % 2 ? box.high : box.low)[i / 2] = value;
-    if (comma == std::string_view::npos && i < 5) return std::nullopt;
-    rest = comma == std::string_view::npos ? std::string_view{} : rest.substr(comma + 1);
+  for (size_t i = 0; i < kLimits.size(); ++i) {
+    const size_t comma = std::min(rest.find(','), rest.size());
+    const auto value = ReadFieldNumber(kLimits[i], rest.substr(0, comma), fault);
+    if (!value) return std::nullopt;
+    (i % 2 ? box.high : box.low)[i / 2] = *value;
+    if (i % 2 && box.high[i / 2] < box.low[i / 2]) {
+      fault = {kLimits[i].key,
+               Printf("%s: %g is below the lower limit, %g.", kLimits[i].caption, *value, box.low[i / 2])};
+      return std::nullopt;
+    }
+    rest = rest.substr(std::min(comma + 1, rest.size()));
   }
   if (rest == "atoms") {
     box.wholeMolecules = false;
   } else if (!rest.empty()) {
+    fault = {"a1", "The limits along a, b and c are six numbers, such as 0,2,0,1,0,1, not " + text};
     return std::nullopt;
   }
   return box;
@@ -63,20 +79,14 @@ Outcome GrowHandler(Workbench& bench, const CommandCall&) {
 
 Outcome PackHandler(Workbench& bench, const CommandCall& call) {
   PackBox box;
+  EditFault fault;
   if (call.id == kPackCountCommand) {
-    double cells = 0.0;
-    if (!ParseWholeNumber(call.argument, cells)) {
-      return Refuse(bench, "Error: Pack Parameters", "The number of cells is not a number: " + call.argument);
-    }
-    box.high = {cells, cells, cells};
-  } else {
-    const auto parsed = ParsePackBox(call.argument);
-    if (!parsed) {
-      return Refuse(bench, "Error: Pack Parameters",
-                    "The limits along a, b and c are six numbers, such as 0,2,0,1,0,1, not " + call.argument);
-    }
+    const auto cells = ReadFieldNumber(kCells, call.argument, fault);
+    if (cells) box.high = {*cells, *cells, *cells};
+  } else if (const auto parsed = ParsePackBox(call.argument, fault)) {
     box = *parsed;
   }
+  if (fault) return Refuse(bench, "Error: Pack Parameters", fault.text);
   bench.SetBusy(true);
   const Outcome outcome = PackIntoBox(bench, box);
   bench.SetBusy(false);

@@ -59,7 +59,8 @@ Outcome MouseModeHandler(Workbench& bench, const CommandCall& call) {
 Outcome DepthCueHandler(Workbench& bench, const CommandCall& call) {
   double level = 0.0;
   if (!ParseWholeNumber(call.argument, level)) {
-    return Refuse(bench, "Command Usage Error:", "The depth cue level is a number, 0 to 100.");
+    return Refuse(bench,
+                  "Command Usage Error:", "Depth cue level: a number from 0 to 100 is wanted, not " + call.argument);
   }
   // Takes effect with the next fit of the view.
   bench.view.depthCueLevel = std::clamp(RoundHalfAway(level), 0, 100);
