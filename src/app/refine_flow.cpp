@@ -125,6 +125,11 @@ class Refinement {
   ChildCommand MakeCommand() const {
     ChildCommand command;
     command.program = PackageFile(kBatchScript).value_or("");
+    // A package directory that an earlier version has made may lack the script.
+    const std::string& installed = bench_.installedDirectory;
+    if (!command.program.empty() && !installed.empty() && !StampOf(command.program)) {
+      command.program = installed + kBatchScript;
+    }
     const std::string name = FileNameOf(base_);
     command.arguments = {name.starts_with('-') ? "./" + name : name};
     command.directory = DirectoryOf(base_);

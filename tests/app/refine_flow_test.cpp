@@ -244,6 +244,16 @@ TEST_F(RefineFlow, NeedsAScriptThatCanBeRun) {
   ExpectUntouched("Could Not Create Child Process", "Permission denied");
   fs::remove(folder / "pkg/zqfrommarvik.bat");
   ExpectUntouched("Could Not Create Child Process", "No such file or directory");
+  // The one that is installed serves where a package directory has none.
+  PutScript("#!/bin/sh\necho from the installation\nexit 3\n");
+  bench.installedDirectory = folder / "pkg/";
+  fs::create_directory(folder / "old");
+  {
+    const test::WithVariable old(kPackageVariable, folder / "old/");
+    ExpectUntouched("Error: Refinement Failed", "from the installation");
+  }
+  bench.installedDirectory = "";
+  fs::remove(folder / "pkg/zqfrommarvik.bat");
   const test::WithVariable none(kPackageVariable, std::nullopt);
   ExpectUntouched("Could Not Create Child Process", "No such file or directory");
 }
