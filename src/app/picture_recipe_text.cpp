@@ -188,10 +188,11 @@ std::string RecipeText(const PictureRecipe& r) {
   if (r.picture.layers) AppendPrintf(text, "layers %d\n", *r.picture.layers);
   for (const std::string& name : r.hidden) text.append("hidden ").append(name).append("\n");
   for (const std::string& name : r.labelsOff) text.append("no-label ").append(name).append("\n");
-  for (const PictureRecipe::Label& l : r.placed) AppendPrintf(text, "label %s %.6g %.6g\n", l.atom.c_str(), l.x, l.y);
+  for (const PictureRecipe::Label& l : r.placed)
+    text.append("label ").append(l.atom).append(Printf(" %.6g %.6g\n", l.x, l.y));
   for (const PictureRecipe::Bond& b : r.bonds) {
-    AppendPrintf(text, "bond %s %s %s %s %.6g\n", b.a.c_str(), b.b.c_str(),
-                 kOrders[static_cast<size_t>(std::clamp(b.order, 0, 4))],
+    text.append("bond ").append(b.a).append(" ").append(b.b);
+    AppendPrintf(text, " %s %s %.6g\n", kOrders[static_cast<size_t>(std::clamp(b.order, 0, 4))],
                  kStyles[static_cast<size_t>(std::clamp(b.style, 0, 2))], b.width);
   }
   return text;

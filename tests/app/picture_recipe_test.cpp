@@ -125,6 +125,8 @@ TEST_F(RecipeTest, DamagedTextsAreSurvived) {
   Run(190, "C1 C2");
   const std::string good =
       RecipeText(RecipeOf(bench)) + "hidden C1\nno-label C2\nbackground white\nrenderer opengl\nlayers 5\n";
+  const std::string zero("label C\0x 0.1 0.2\n", 18);
+  EXPECT_TRUE(RecipeText(*ReadRecipe(kHead + zero).recipe).ends_with(zero)) << "a NUL is a byte like others";
   std::mt19937 random(3);
   for (int n = 0; n < 2000; ++n) {
     std::string text = good;
