@@ -18,7 +18,7 @@ constexpr std::array<FieldRange, 3> kColours{
 
 PreferenceFault NotAccepted(const EditFault& fault) {
   if (!fault) return {};
-  return {fault.field, {MessageIcon::Warning, "Error: Field Not Accepted", fault.text}};
+  return {fault.field, {MessageIcon::Warning, "Error: Field Not Accepted", fault.text}, ""};
 }
 
 PreferenceFault SetProbability(const std::string& text, double& probability) {
@@ -29,7 +29,8 @@ PreferenceFault SetProbability(const std::string& text, double& probability) {
   }
   return {"probability",
           {MessageIcon::Warning, "Error: Out of Range",
-           "The Thermal Ellipsoid Probability Level variable is out of range.\n\t     Valid Range: 0.001 <--> 1.0"}};
+           "The Thermal Ellipsoid Probability Level variable is out of range.\n\t     Valid Range: 0.001 <--> 1.0"},
+          ""};
 }
 
 bool SameLooks(const ElementInfo& a, const ElementInfo& b) {

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "app/edit_fields.h"
+#include "app/preference_fault.h"
 #include "model/element_table.h"
-#include "util/user_messages.h"
 
 namespace marvik {
 
@@ -21,13 +21,6 @@ inline constexpr size_t kLongestRadiusText = 15;
 struct AtomPreferences {
   ElementTable elements;
   double probability = 0.5;
-};
-
-// A field that was not accepted, "" for all of them, and what to say; no text: nothing was wrong.
-struct PreferenceFault {
-  std::string field;
-  UserMessage message;
-  explicit operator bool() const { return !message.text.empty(); }
 };
 
 // The row of an element by its symbol in any letter case, D and Q among them; nothing for an unknown one.

@@ -95,6 +95,12 @@ Outcome EditFileHandler(Workbench& bench, const CommandCall& call);
 
 // preference_handlers.cpp
 Outcome AtomPreferencesHandler(Workbench& bench, const CommandCall& call);
+Outcome OpenGlPreferencesHandler(Workbench& bench, const CommandCall& call);
+
+// gl_commands.cpp
+Outcome GlScreenHandler(Workbench& bench, const CommandCall& call);
+Outcome GlPrinterHandler(Workbench& bench, const CommandCall& call);
+Outcome GlJpegHandler(Workbench& bench, const CommandCall& call);
 
 // picture_commands.cpp
 Outcome PrintHandler(Workbench& bench, const CommandCall& call);

@@ -30,14 +30,6 @@ bool IsZoomed(const Workbench& bench) {
   return bench.view.zoomedOnSelection;
 }
 
-constexpr char kNoOpenGl[] = "Pictures by the OpenGL renderer are not available yet.";
-
-// A command whose work is still missing.
-constexpr CommandRow Greyed(int id, const char* text, const char* reason, const char* shortcut = "",
-                            const char* argument = "") {
-  return {id, text, shortcut, argument, None, Always, nullptr, nullptr, reason};
-}
-
 // id, text, shortcut, argument, effect, rule, handler, check mark
 constexpr CommandRow kRows[] = {
     {100, "&Open...", "Ctrl+O", "FILE", Structure, Always, OpenHandler, nullptr, ""},
@@ -106,15 +98,17 @@ constexpr CommandRow kRows[] = {
     {204, "Labels of Selected O&ff", "", "", Drawing, Selection, AtomLabelHandler, nullptr, ""},
     {205, "Labels of Selected O&n", "", "", Drawing, Selection, AtomLabelHandler, nullptr, ""},
     {206, "&Atom Preferences...", "", "FIELD=VALUE ...", None, Always, AtomPreferencesHandler, nullptr, ""},
-    Greyed(208, "To &Screen", kNoOpenGl),
-    Greyed(209, "To &Printer...", kNoOpenGl),
-    Greyed(210, "To &Screen", kNoOpenGl),
-    Greyed(211, "To &Printer...", kNoOpenGl),
+    {208, "To &Screen", "", "[file=PICTURE]", None, Atoms, GlScreenHandler, nullptr, ""},
+    {209, "To &Printer...", "", "[file=PDF]", None, Atoms, GlPrinterHandler, nullptr, ""},
+    {210, "To &Screen", "", "[file=PICTURE]", None, Atoms, GlScreenHandler, nullptr, ""},
+    {211, "To &Printer...", "", "[file=PDF]", None, Atoms, GlPrinterHandler, nullptr, ""},
     {212, "&unUNIQ", "", "", Drawing, Always, UnUniqHandler, nullptr, ""},
     {213, "&Toggle Label", "", "[ATOM]", Drawing, PickedAtom, AtomLabelHandler, nullptr, ""},
-    Greyed(214, "To High-Quality &JPEG File...", kNoOpenGl),
-    Greyed(215, "To High-Quality &JPEG File...", kNoOpenGl),
-    Greyed(216, "&OpenGL Preferences...", "The preference dialogs are not available yet."),
+    {214, "To High-Quality &JPEG File...", "", "size=N points=N file=JPG antialias=0|1", None, Atoms, GlJpegHandler,
+     nullptr, ""},
+    {215, "To High-Quality &JPEG File...", "", "size=N points=N file=JPG antialias=0|1", None, Atoms, GlJpegHandler,
+     nullptr, ""},
+    {216, "&OpenGL Preferences...", "", "FIELD=VALUE ...", None, Always, OpenGlPreferencesHandler, nullptr, ""},
     {217, "0.&1 (Default)", "", "[ATOM ATOM]", Drawing, BondsChosen, BondWidthHandler, nullptr, ""},
     {218, "0.&2", "", "[ATOM ATOM]", Drawing, BondsChosen, BondWidthHandler, nullptr, ""},
     {219, "0.02&5", "", "[ATOM ATOM]", Drawing, BondsChosen, BondWidthHandler, nullptr, ""},

@@ -7,7 +7,7 @@
 
 namespace marvik {
 
-GlPictureOptions GlOptionsOf(const Workbench& bench, const PictureOptions& picture) {
+GlPictureOptions GlOptionsOf(Workbench& bench, const PictureOptions& picture) {
   GlPictureOptions options;
   const RenderOptions screen = bench.ScreenOptions();
   options.mode = screen.mode;
@@ -16,7 +16,7 @@ GlPictureOptions GlOptionsOf(const Workbench& bench, const PictureOptions& pictu
   options.hybridLabelColoration = screen.hybridLabelColoration;
   options.showCell = screen.showCell;
   options.probability = screen.probability;
-  options.settings = loadOpenGlSettings();
+  options.settings = bench.GlSettings();
   options.colour = !picture.blackWhite;
   if (picture.layers) options.settings.layerCount = *picture.layers;
   options.transparent = picture.background == PictureBackground::Transparent;

@@ -11,7 +11,7 @@ namespace marvik {
 
 // What the OpenGL renderer is to draw of the workbench: its rendition, labels and cell box, with the settings of
 // "opengl.prf" and labels of the size that is proper for the picture. The usual background is that of the settings.
-GlPictureOptions GlOptionsOf(const Workbench& bench, const PictureOptions& picture);
+GlPictureOptions GlOptionsOf(Workbench& bench, const PictureOptions& picture);
 
 // The picture; nothing after a message. One that was stopped on the way is nothing either, and told as such.
 std::optional<Image> DrawGlImage(Workbench& bench, const PictureOptions& picture);

@@ -1,5 +1,6 @@
 #include "app/atom_preferences.h"
 #include "app/command_handlers.h"
+#include "app/opengl_preferences.h"
 
 namespace marvik {
 namespace {
@@ -32,6 +33,15 @@ Outcome AtomPreferencesHandler(Workbench& bench, const CommandCall& call) {
   SavePictureSettings(bench.pictures);
   const auto path = ElementFilePath();
   return !path || WriteElementFile(elements, *path) ? Outcome::Done : SayUnwritable(bench, *path);
+}
+
+Outcome OpenGlPreferencesHandler(Workbench& bench, const CommandCall& call) {
+  if (const PreferenceFault fault = ApplyOpenGlPreferences(SplitEditArguments(call.argument), bench.GlSettings())) {
+    bench.messages.Show(fault.message);
+    return Outcome::Failed;
+  }
+  const auto path = OpenGlSettingsFile();
+  return !path || saveOpenGlSettings(bench.GlSettings()) ? Outcome::Done : SayUnwritable(bench, *path);
 }
 
 }  // namespace marvik

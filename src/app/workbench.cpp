@@ -74,6 +74,11 @@ void Workbench::ResetViewToModel() {
   view.zoomedOnSelection = false;
 }
 
+OpenGlSettings& Workbench::GlSettings() {
+  if (!glSettings_) glSettings_ = loadOpenGlSettings();
+  return *glSettings_;
+}
+
 void Workbench::SetModified(bool on) {
   if (modified == on) return;
   modified = on;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -13,8 +14,10 @@
 #include "app/picture_options.h"
 #include "app/picture_settings.h"
 #include "app/report_state.h"
+#include "display/image.h"
 #include "display/interactive_renderer.h"
 #include "display/view_state.h"
+#include "gl/gl_settings.h"
 #include "model/document.h"
 #include "model/undo.h"
 #include "refine/child_process.h"
@@ -22,6 +25,7 @@
 
 namespace marvik {
 
+class PicturePage;
 struct ReportRequest;
 
 class RefinementRun;
@@ -52,6 +56,10 @@ struct WindowHooks {
   std::function<void(const std::string& path)> startConQuest;
   // Prints the view on a printer that the user chooses. False when that was cancelled or, after a message, failed.
   std::function<bool()> printView;
+  // Shows the picture of the view's square, with this colour (0 to 1) around it, until the drawing would change.
+  std::function<void(const Image& picture, const std::array<double, 3>& around)> showPicture;
+  // The printer that the user chooses; nothing when that was cancelled or, after a message, failed.
+  std::function<std::unique_ptr<PicturePage>()> choosePrinter;
   // Asked during the drawing of a picture file or a page: whether to go on. False is the user's Escape or Space.
   std::function<bool()> goOn;
   // Starts the demo, which sets DemoRunning and plays on a thread of its own, or stops it.
@@ -142,6 +150,9 @@ class Workbench {
   // Fits the view to the whole structure again, as after loading.
   void ResetViewToModel();
 
+  // What "opengl.prf" said when it was first needed, and what was set since.
+  OpenGlSettings& GlSettings();
+
   void SetModified(bool on);
   void Repaint() const;
   void TitleChanged() const;
@@ -157,6 +168,7 @@ class Workbench {
   uint32_t pickedBondOwner_ = 0;
   uint32_t pickedBondPartner_ = 0;
   Cartesian followedCentre_;
+  std::optional<OpenGlSettings> glSettings_;
 };
 
 }  // namespace marvik

@@ -155,12 +155,36 @@ bool DrawingArea::KeepGoing() {
   return true;
 }
 
-void DrawingArea::InvertBand() {
+void DrawingArea::ShowPicture(const Image& picture, const std::array<double, 3>& around) {
+  const QSize size = DeviceSize();
+  QImage whole(size, QImage::Format_RGB32);
+  whole.setDevicePixelRatio(devicePixelRatioF());
+  whole.fill(
+      QColor::fromRgbF(static_cast<float>(around[0]), static_cast<float>(around[1]), static_cast<float>(around[2])));
+  const int left = (size.width() - picture.width) / 2;
+  const int top = (size.height() - picture.height) / 2;
+  for (int y = std::max(0, -top); y < std::min(picture.height, size.height() - top); ++y) {
+    auto* row = reinterpret_cast<uint32_t*>(whole.scanLine(top + y));
+    for (int x = std::max(0, -left); x < std::min(picture.width, size.width() - left); ++x) {
+      row[left + x] = picture.At(x, y);
+    }
+  }
+  SetPicture(whole);
+}
+
+void DrawingArea::SetPicture(const QImage& picture) {
+  if (stale_ || frame_.size() != DeviceSize()) DrawFrame();
+  picture_ = picture;
+  underneath_ = picture.isNull() ? QImage() : frame_.copy();
+  update();
+}
+
+void DrawingArea::InvertBand(QImage& shown) const {
   if (band_.isNull()) return;
-  const QRect inside = band_.intersected(frame_.rect());
-  const auto invert = [this](int x, int y) {
-    if (!frame_.rect().contains(x, y)) return;
-    reinterpret_cast<uint32_t*>(frame_.scanLine(y))[x] ^= 0x00ffffffu;
+  const QRect inside = band_.intersected(shown.rect());
+  const auto invert = [&shown](int x, int y) {
+    if (!shown.rect().contains(x, y)) return;
+    reinterpret_cast<uint32_t*>(shown.scanLine(y))[x] ^= 0x00ffffffu;
   };
   for (int x = inside.left(); x <= inside.right(); ++x) {
     invert(x, band_.top());
@@ -174,14 +198,18 @@ void DrawingArea::InvertBand() {
 
 void DrawingArea::paintEvent(QPaintEvent*) {
   const QSize size = DeviceSize();
-  if (held_ == 0 && (stale_ || frame_.size() != size)) DrawFrame();
+  if (held_ == 0 && (stale_ || frame_.size() != size)) {
+    DrawFrame();
+    if (frame_ != underneath_) picture_ = underneath_ = QImage();
+  }
   QPainter painter(this);
   if (frame_.size() != size) painter.fillRect(rect(), Qt::black);
   if (!frame_.isNull()) {
     const QPointF corner = FromDevice(QPointF(size.width() - frame_.width(), size.height() - frame_.height()) / 2);
-    InvertBand();
-    painter.drawImage(QPointF(std::round(corner.x()), std::round(corner.y())), frame_);
-    InvertBand();
+    QImage& shown = picture_.size() == frame_.size() ? picture_ : frame_;
+    InvertBand(shown);
+    painter.drawImage(QPointF(std::round(corner.x()), std::round(corner.y())), shown);
+    InvertBand(shown);
   }
   if (held_ == 0) {
     PaintMarks(painter);

@@ -4,6 +4,7 @@
 #include <QImage>
 #include <QTimer>
 #include <QWidget>
+#include <array>
 #include <functional>
 #include <memory>
 
@@ -39,6 +40,12 @@ class DrawingArea : public QWidget {
   // The frame that an Escape key press asks for must not be stopped by that same key.
   void IgnoreHeldKey() { ignoreHeldKey_ = true; }
 
+  // Shows a picture of the view's square, with this colour (0 to 1) around it, in place of the frame until that would
+  // change. What the area shows so, to be put back, is null when there is none.
+  void ShowPicture(const Image& picture, const std::array<double, 3>& around);
+  void SetPicture(const QImage& picture);
+  QImage Picture() const { return picture_; }
+
   // Positions of mouse events and the device pixels in which atoms have their screen positions.
   QPointF ToDevice(const QPointF& position) const { return position * devicePixelRatioF(); }
   QPointF FromDevice(const QPointF& pixel) const { return pixel / devicePixelRatioF(); }
@@ -73,13 +80,15 @@ class DrawingArea : public QWidget {
   void FitToSize();
   void DrawFrame();
   bool KeepGoing();
-  void InvertBand();
+  void InvertBand(QImage& shown) const;
   void PaintMarks(QPainter& painter) const;
   void PaintHint(QPainter& painter) const;
   QStringList HintLines() const;
 
   Workbench& bench_;
   QImage frame_;
+  QImage picture_;     // as large as the frame
+  QImage underneath_;  // the frame that the picture was shown on
   std::unique_ptr<LabelFont> font_;
   std::unique_ptr<ScanlineCanvas> canvas_;
   bool stale_ = true;

@@ -13,15 +13,18 @@
 #include <QStatusBar>
 #include <utility>
 
+#include "app/gl_commands.h"
 #include "app/open_save.h"
 #include "app/ui/atom_text.h"
 #include "app/ui/conquest.h"
 #include "app/ui/demo_player.h"
 #include "app/ui/dialogs/argument_dialogs.h"
 #include "app/ui/dialogs/atom_preferences_dialog.h"
+#include "app/ui/dialogs/bitmap_preferences_dialog.h"
 #include "app/ui/dialogs/edit_dialogs.h"
 #include "app/ui/dialogs/file_dialogs.h"
 #include "app/ui/dialogs/hfix_dialog.h"
+#include "app/ui/dialogs/opengl_preferences_dialog.h"
 #include "app/ui/dialogs/picture_dialog.h"
 #include "app/ui/drawing_area.h"
 #include "app/ui/help_window.h"
@@ -29,6 +32,7 @@
 #include "app/ui/key_state.h"
 #include "app/ui/menu_set.h"
 #include "app/ui/page_printing.h"
+#include "app/ui/picture_printing.h"
 #include "app/ui/refinement_windows.h"
 #include "app/ui/report_window.h"
 #include "app/ui/text.h"
@@ -116,6 +120,10 @@ void MainWindow::SetUpHooks(WindowMessages& messages) {
       bench_, *area_, [this](int id, const std::string& argument) { return Run(id, argument); },
       [this] { return running_ > 0; }, [this](const QString& text) { statusBar()->showMessage(text, kDemoTextTime); });
   bench_.hooks.demo = [this](bool on) { on ? demo_->StartDemo() : demo_->Stop(); };
+  bench_.hooks.showPicture = [this](const Image& picture, const std::array<double, 3>& around) {
+    area_->ShowPicture(picture, around);
+  };
+  bench_.hooks.choosePrinter = [this] { return ChoosePrinterPage(this, *area_, bench_.messages); };
   bench_.hooks.showReport = [this](const ReportRequest& request) { reports_->Show(request); };
 }
 
@@ -213,6 +221,12 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
   if (id == kRefinementStepCommand) return refinement_->AskStep();
   if (EditDialogs::Handles(id)) return edit_->Ask(id);
   if (id == kAtomPreferencesCommand) return AskAtomPreferences(this, bench_);
+  if (id == kOpenGlPreferencesCommand) return AskOpenGlPreferences(this, bench_, *area_);
+  if (id == kColourJpegCommand || id == kBlackWhiteJpegCommand) {
+    // What cannot be drawn is answered by the command itself.
+    const bool drawable = IsOpenGlRendition(bench_) && bench_.document.atoms.head;
+    return drawable ? AskBitmapPreferences(this, bench_) : std::string();
+  }
   if (id == kDepthCueCommand) {
     const auto level = AskDepthCueLevel(this, bench_.view.depthCueLevel);
     return level ? std::optional(std::to_string(*level)) : std::nullopt;

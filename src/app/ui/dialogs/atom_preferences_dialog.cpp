@@ -9,6 +9,7 @@
 #include <QVBoxLayout>
 #include <set>
 
+#include "app/atom_preferences.h"
 #include "app/ui/dialogs/preference_form.h"
 #include "app/ui/text.h"
 

@@ -15,6 +15,7 @@ bool PreferenceForm::Takes(const PreferenceFault& fault) {
   if (!fault) return true;
   QMessageBox::warning(this, ToText(fault.message.caption), ToText(fault.message.text));
   if (auto* field = findChild<QLineEdit*>(ToText(fault.field))) {
+    if (!fault.correction.empty()) field->setText(ToText(fault.correction));
     field->setFocus();
     field->selectAll();
   }

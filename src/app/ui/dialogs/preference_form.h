@@ -3,7 +3,7 @@
 #include <QDialogButtonBox>
 #include <QPushButton>
 
-#include "app/atom_preferences.h"
+#include "app/preference_fault.h"
 #include "app/ui/dialogs/edit_form.h"
 
 namespace marvik {
@@ -13,7 +13,7 @@ class PreferenceForm : public EditForm {
  public:
   using EditForm::EditForm;
 
-  // Shows a fault and goes to its field; true when there was none.
+  // Shows a fault, goes to its field and corrects that where the fault says so; true when there was none.
   bool Takes(const PreferenceFault& fault);
   QPushButton* AddAction(const QString& text);
   // "Save", "OK" or another word for it; after the actions.
