@@ -49,6 +49,8 @@ class ScriptTarget : public DemoTarget {
 
 void PlayScript(Workbench& bench, const std::string& path, const std::function<void(const std::string&)>& setPlace) {
   ScriptTarget target(bench, setPlace);
+  // With nobody to look at them pictures are drawn all the same, so that a script is tried as a whole.
+  if (!bench.hooks.showPicture) bench.hooks.showPicture = [](const Image&, const std::array<double, 3>&) {};
   bench.DemoRunning = 1;
   DemoThreadMain(bench.DemoRunning, target, path, DemoRepeat::Once);
   setPlace("");

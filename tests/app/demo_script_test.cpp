@@ -203,8 +203,8 @@ TEST_F(DemoPlay, CommandLineTellsWhereAScriptIsWrong) {
   };
   folder.Put("small.res", test::kSmallFile);
   // What the script has changed is no reason to ask before the next file.
-  const std::string good =
-      folder.Put("good.dem", "INSFILE small.res\nSELECT Q*\nKILL\nINSFILE small.res\nROT X 1 3\nWAIT 100");
+  const std::string good = folder.Put(
+      "good.dem", "INSFILE small.res\nSELECT Q*\nKILL\nINSFILE small.res\nBALL\nRENDER BW\nROT X 1 3\nWAIT 100");
   EXPECT_EQ(run(good), kStatusDone) << err.str();
   EXPECT_EQ(err.str(), "");
   const std::string bad = folder.Put("bad.dem", "BALL\nTRMI\nINSFILE none.res\nDEMO none.dem");
