@@ -51,6 +51,10 @@ const std::vector<PlacedLabel>& InteractiveRenderer::Labels() const {
   return frame_->labels;
 }
 
+bool InteractiveRenderer::LabelsSettled() const {
+  return frame_->labelsSettled;
+}
+
 CanvasPoint InteractiveRenderer::LabelOffset(const AtomRecord& atom, const ViewState& view) const {
   const double scale = view.viewportWidth * 0.5 - 1.0;
   for (const PlacedLabel& label : frame_->labels) {
@@ -69,6 +73,7 @@ bool RenderFrame::Render(Document& document, const ViewState& view, const Render
   canvas_ = &canvas;
   keepGoing_ = &keepGoing;
   SetUp();
+  labelsSettled = true;
   if (options.clear && !options.printing) canvas.Clear(Background());
   const bool scene = options.mode >= kBallAndStick && options.mode <= kPipes;
   if (!(scene ? renderScene() : renderWireFrame(view.depthNear, view.depthFar))) return false;

@@ -16,6 +16,9 @@ enum DisplayMode { kWireFrame = 0, kBallAndStick = 1, kThermalEllipsoid = 2, kPi
 struct RenderOptions {
   int mode = kWireFrame;  // anything else than the four is the wire frame
   bool labels = true;
+  // Labels go toward their best places by small steps from where the last picture had them, so that they can be
+  // followed while the model turns. Off: the picture depends on nothing but the document, the view and these options.
+  bool steadyLabels = false;
   bool hydrogenLabels = true;
   bool hybridLabelColoration = false;
   bool showCell = false;
@@ -56,6 +59,9 @@ class InteractiveRenderer {
 
   // Of the last picture, in drawing order.
   const std::vector<PlacedLabel>& Labels() const;
+  // False while labels of the last picture are still on their way: drawing it again brings them nearer, in at most a
+  // few dozen pictures to where they stand without steadyLabels.
+  bool LabelsSettled() const;
   // The offset that keeps a label where the last picture had it once it counts as placed by hand, in view units, each
   // within ±0.5: what labelOffsetX and labelOffsetY become when the user starts to move a label.
   CanvasPoint LabelOffset(const AtomRecord& atom, const ViewState& view) const;

@@ -14,6 +14,28 @@ constexpr double kBodyGap = 2.0;  // between a body and its label, pixels of the
 // A lone atom's label stands to the upper right; this is how much that counts against the directions of its bonds.
 constexpr CanvasPoint kPreferred{0.3, -0.25};
 
+// How far labels that others moved, or that change sides, go in each degree that the model turns, and at least in each
+// frame.
+constexpr double kSteerPerDegree = 9.0;  // pixels of the screen, around the atom
+constexpr double kLeastSteer = 0.15;     // radians, so that labels of large bodies arrive, too
+constexpr double kPushPerDegree = 7.0;
+
+// Degrees between two rotations, whatever their scales.
+double TurnBetween(const Matrix4& a, const Matrix4& b) {
+  double product = 0.0;
+  double squareA = 0.0;
+  double squareB = 0.0;
+  for (size_t i = 0; i < 3; ++i) {
+    for (size_t j = 0; j < 3; ++j) {
+      product += a[i][j] * b[i][j];
+      squareA += a[i][j] * a[i][j];
+      squareB += b[i][j] * b[i][j];
+    }
+  }
+  const double trace = 3.0 * product / std::sqrt(squareA * squareB);
+  return trace < 3.0 ? std::acos(std::max(trace - 1.0, -2.0) / 2.0) / kRadiansPerDegree : 0.0;
+}
+
 // A rim in the background's colour keeps a label legible over a body; left out where there are very many.
 constexpr size_t kMostRimmed = 400;
 constexpr std::array<CanvasPoint, 4> kRim{{{-1, 0}, {1, 0}, {0, -1}, {0, 1}}};
@@ -91,6 +113,55 @@ double RenderFrame::LabelRadius(uint32_t index, double dx, double dy) const {
   return std::hypot((p.x * dx + p.y * dy) / length, (q.x * dx + q.y * dy) / length) + gap;
 }
 
+void RenderFrame::SetUpSteadyLabels() {
+  if (labelMemory_.size() != atoms_.size()) labelMemory_.assign(atoms_.size(), {});
+  labelStep_ = std::max(1.0, TurnBetween(view_->modelview, labelRotation_));
+  labelRotation_ = view_->modelview;
+}
+
+// The direction where the sum of what a label avoids points turns round at once when that sum passes through zero; the
+// label follows at its own pace.
+CanvasPoint RenderFrame::Steered(uint32_t index, CanvasPoint direction, double width) {
+  LabelMemory& memory = labelMemory_[index];
+  const CanvasPoint last = memory.direction;
+  const uint32_t serial = atoms_[index].atom->serial;
+  const double angle =
+      std::atan2(last.x * direction.y - last.y * direction.x, last.x * direction.x + last.y * direction.y);
+  const double around = BodyRadius(index) + width / 2;
+  const double most = labelStep_ * std::max(kSteerPerDegree * map_.unit / std::max(around, map_.unit), kLeastSteer);
+  if (memory.serial == serial && std::abs(angle) > most) {
+    const double c = std::cos(most);
+    const double s = std::copysign(std::sin(most), angle);
+    direction = {last.x * c - last.y * s, last.x * s + last.y * c};
+    labelsSettled = false;
+  }
+  if (memory.serial != serial) memory = {serial, true, {}, {}, {}};
+  memory.direction = direction;
+  return direction;
+}
+
+// What the labels were moved apart by changes by small steps, too.
+void RenderFrame::SteadyPushes() {
+  const double most = kPushPerDegree * map_.unit * labelStep_;
+  for (size_t i = 0; i < labelAtoms_.size(); ++i) {
+    LabelBox& box = labelBoxes_[i];
+    if (box.fixed) continue;
+    LabelMemory& memory = labelMemory_[labelAtoms_[i]];
+    const CanvasPoint push{box.corner.x - memory.home.x, box.corner.y - memory.home.y};
+    const CanvasPoint change{push.x - memory.push.x, push.y - memory.push.y};
+    const double length = std::hypot(change.x, change.y);
+    if (memory.fresh || length <= most) {
+      memory.push = push;
+    } else {
+      memory.push = {memory.push.x + change.x / length * most, memory.push.y + change.y / length * most};
+      box.corner = {memory.home.x + memory.push.x, memory.home.y + memory.push.y};
+      ClearBody(box);
+      labelsSettled = false;
+    }
+    memory.fresh = false;
+  }
+}
+
 LabelBox RenderFrame::LabelOf(uint32_t index) {
   const FrameAtom& atom = atoms_[index];
   LabelBox box;
@@ -103,10 +174,12 @@ LabelBox RenderFrame::LabelOf(uint32_t index) {
     box.corner = {box.body.x + offsetX * map_.scale, box.body.y - offsetY * map_.scale};
     return box;
   }
-  const double dx = labelDirections_[index].x + kPreferred.x;
-  const double dy = labelDirections_[index].y + kPreferred.y;
-  box.bodyRadius = LabelRadius(index, dx, dy);
-  box.corner = LabelCorner(box.body, box.bodyRadius, box.size, dx, dy);
+  CanvasPoint direction{labelDirections_[index].x + kPreferred.x, labelDirections_[index].y + kPreferred.y};
+  const bool steady = !labelMemory_.empty();
+  if (steady) direction = Steered(index, direction, box.size.x);
+  box.bodyRadius = LabelRadius(index, direction.x, direction.y);
+  box.corner = LabelCorner(box.body, box.bodyRadius, box.size, direction.x, direction.y);
+  if (steady) labelMemory_[index].home = box.corner;
   return box;
 }
 
@@ -119,6 +192,11 @@ void RenderFrame::CollectLabels() {
   }
   labelBoxes_.clear();
   labelAtoms_.clear();
+  if (options_->steadyLabels && items_.size() <= kMostReadable) {
+    SetUpSteadyLabels();
+  } else {
+    labelMemory_.clear();
+  }
   if (items_.size() <= kMostReadable) {
     if (atoms_.size() <= 2 * kMostReadable) AddCrowding();
     for (const DrawItem& item : items_) {
@@ -128,6 +206,7 @@ void RenderFrame::CollectLabels() {
     for (const CellLetter& letter : cellLetters_) labelBoxes_.push_back(letter.box);
     spreader_.Spread(labelBoxes_);
     labelBoxes_.resize(labelAtoms_.size());
+    if (!labelMemory_.empty()) SteadyPushes();
     return;
   }
   CollectNearestLabels();

@@ -16,7 +16,8 @@ CanvasPoint Overlap(const LabelBox& a, const LabelBox& b) {
   return {(a.size.x + b.size.x) / 2 - dx, (a.size.y + b.size.y) / 2 - dy};
 }
 
-// Shifts a box straight away from its atom until it is clear of it.
+}  // namespace
+
 void ClearBody(LabelBox& label) {
   const double left = label.corner.x;
   const double right = left + label.size.x;
@@ -33,8 +34,6 @@ void ClearBody(LabelBox& label) {
   label.corner.x += awayX / length * (label.bodyRadius - distance);
   label.corner.y += awayY / length * (label.bodyRadius - distance);
 }
-
-}  // namespace
 
 CanvasPoint LabelCorner(CanvasPoint body, double bodyRadius, CanvasPoint size, double dx, double dy) {
   const double length = std::hypot(dx, dy);

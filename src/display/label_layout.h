@@ -21,6 +21,9 @@ struct LabelBox {
 // need not be a unit vector; without a direction the box stands to the upper right.
 CanvasPoint LabelCorner(CanvasPoint body, double bodyRadius, CanvasPoint size, double dx, double dy);
 
+// Shifts a box straight away from its atom until it is clear of it.
+void ClearBody(LabelBox& label);
+
 // Points of the plane by square cells, for looking at those near a place. Work arrays are kept.
 class PointGrid {
  public:

@@ -116,6 +116,7 @@ class RenderFrame {
               const KeepGoing& keepGoing);
 
   std::vector<PlacedLabel> labels;
+  bool labelsSettled = true;
 
  private:
   enum Reference : uint32_t { kAtomItem = 0, kBondItem = 1u << 30, kCellItem = 2u << 30, kItemKind = 3u << 30 };
@@ -127,6 +128,15 @@ class RenderFrame {
   struct CellLetter {
     LabelBox box;
     char letter = ' ';
+  };
+
+  // Where a label of the last frame stood.
+  struct LabelMemory {
+    uint32_t serial = 0;    // of the atom, 0: none
+    bool fresh = true;      // not pushed yet
+    CanvasPoint direction;  // from the atom, of any length
+    CanvasPoint home;       // corner in that direction
+    CanvasPoint push;       // what other labels moved it by
   };
 
   // Frame set-up.
@@ -208,6 +218,9 @@ class RenderFrame {
   void CollectLabels();
   void CollectNearestLabels();
   LabelBox LabelOf(uint32_t index);
+  void SetUpSteadyLabels();
+  CanvasPoint Steered(uint32_t index, CanvasPoint direction, double width);
+  void SteadyPushes();
   double LabelRadius(uint32_t index, double dx, double dy) const;
   bool WantsLabel(const AtomRecord& atom) const;
   Rgb LabelColour(const FrameAtom& atom) const;
@@ -235,6 +248,9 @@ class RenderFrame {
   std::vector<LabelBox> labelBoxes_;
   std::vector<uint32_t> labelAtoms_;  // of the boxes
   std::vector<CanvasPoint> labelPoints_;
+  std::vector<LabelMemory> labelMemory_;  // by place in the frame, empty when nothing is to be remembered
+  Matrix4 labelRotation_{};               // of the frame remembered
+  double labelStep_ = 0.0;                // how many degrees' worth labels may move in this frame
   std::vector<CellLetter> cellLetters_;
   PointGrid labelGrid_;
   LabelSpreader spreader_;

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <map>
 #include <random>
 
 #include "display/label_layout.h"
@@ -146,6 +147,64 @@ TEST(RenderLabels, AwayFromBondsAndSteady) {
     const CanvasPoint now = scene.renderer.Labels().at(0).at;
     EXPECT_LT(std::hypot(now.x - last.x, now.y - last.y), 3.0) << i;
     last = now;
+  }
+}
+
+// A bent ribbon of rings with hydrogens about it, with as many crowded and crossing bonds as real molecules have.
+void AddRibbon(Scene& scene) {
+  for (int i = 0; i < 36; ++i) {
+    const double along = 1.25 * (i / 2) - 11.0;
+    const double bend = 0.35 * i;
+    const double side = i % 2 == 0 ? 0.7 : -0.7;
+    const Cartesian at{along * 0.8, 2.5 * std::sin(bend / 2.0) + side, 2.5 * std::cos(bend / 2.0)};
+    scene.Add(Numbered(i % 7 == 3 ? "N" : "C", i + 1), at.x, at.y, at.z);
+    if (i % 2 == 0) scene.Add(Numbered("H", i + 1), at.x, at.y + 0.5, at.z + 0.8);
+  }
+  Connect(scene.document, scene.messages);
+}
+
+// How far each label went on its atom since the last picture, the greatest.
+double GreatestMove(Scene& scene, std::map<const AtomRecord*, CanvasPoint>& last) {
+  double greatest = 0.0;
+  for (const PlacedLabel& label : scene.renderer.Labels()) {
+    const CanvasPoint now{label.at.x - label.atom->screenX, label.at.y - label.atom->screenY};
+    const auto [known, fresh] = last.try_emplace(label.atom, now);
+    if (!fresh) greatest = std::max(greatest, std::hypot(now.x - known->second.x, now.y - known->second.y));
+    known->second = now;
+  }
+  return greatest;
+}
+
+TEST(RenderLabels, DoNotJumpWhileTurningAndComeToRest) {
+  for (const int mode : {kWireFrame, kBallAndStick}) {
+    Scene scene(mode);
+    scene.options.labels = true;
+    AddRibbon(scene);
+    std::map<const AtomRecord*, CanvasPoint> last;
+    double jump = 0.0;
+    double glide = 0.0;
+    for (const bool steady : {false, true}) {
+      scene.options.steadyLabels = steady;
+      last.clear();
+      for (int i = 0; i < 120; ++i) {
+        scene.view.rotateView(1.0, {0.3, 1, 0.2}, true);
+        scene.Draw();
+        double& greatest = steady ? glide : jump;
+        greatest = std::max(greatest, GreatestMove(scene, last));
+      }
+    }
+    EXPECT_GT(jump, 25.0) << mode;
+    EXPECT_LT(glide, 20.0) << mode;
+    // At rest the picture is the one that a fresh renderer draws.
+    int frames = 0;
+    while (!scene.renderer.LabelsSettled() && ++frames < 50) {
+      scene.Draw();
+      EXPECT_LT(GreatestMove(scene, last), 20.0);
+    }
+    const std::string settled = scene.Draw();
+    EXPECT_TRUE(scene.renderer.LabelsSettled());
+    scene.options.steadyLabels = false;
+    EXPECT_EQ(settled, scene.Draw());
   }
 }
 

@@ -15,6 +15,7 @@ namespace {
 constexpr int kUsualSide = 840;
 constexpr double kLabelPixels = 13.0;
 constexpr int kRest = 250;  // ms without a change after which the view counts as at rest
+constexpr int kGlide = 15;  // ms between frames while labels go to their places
 constexpr int kAtomsBetweenClocks = 64;
 
 // Lets the view's square lie in the middle of the whole area for one frame; for everyone else it is all there is.
@@ -50,6 +51,12 @@ DrawingArea::DrawingArea(Workbench& bench, QWidget* parentWidget)
   restTimer_.setSingleShot(true);
   restTimer_.setInterval(kRest);
   connect(&restTimer_, &QTimer::timeout, this, &DrawingArea::Redraw);
+  glideTimer_.setSingleShot(true);
+  glideTimer_.setInterval(kGlide);
+  connect(&glideTimer_, &QTimer::timeout, this, [this] {
+    stale_ = true;
+    update();
+  });
 }
 
 DrawingArea::~DrawingArea() = default;
@@ -117,7 +124,7 @@ void DrawingArea::resizeEvent(QResizeEvent*) {
   RedrawMoving();
 }
 
-void DrawingArea::DrawFrame() {
+void DrawingArea::DrawFrame(bool gliding) {
   const QSize size = DeviceSize();
   const double ratio = devicePixelRatioF();
   if (frame_.size() != size) frame_ = QImage(size, QImage::Format_RGB32);
@@ -133,6 +140,8 @@ void DrawingArea::DrawFrame() {
   RenderOptions options = bench_.ScreenOptions();
   const bool wire = dragging_ || moving_;
   if (wire) options.mode = kWireFrame;
+  // A model that takes long to draw is not drawn again and again for its labels.
+  options.steadyLabels = gliding && (wire || fullFrame_ <= slowFrame_);
   const SquareInArea square(bench_.view, size);
   clock_.start();
   nextPoll_ = firstPoll_;
@@ -142,6 +151,11 @@ void DrawingArea::DrawFrame() {
   if (!wire) fullFrame_ = static_cast<double>(clock_.nsecsElapsed()) / 1e6;
   stale_ = false;
   ++framesDrawn_;
+  if (bench_.renderer.LabelsSettled() || interrupted_) {
+    glideTimer_.stop();
+  } else {
+    glideTimer_.start();
+  }
   if (interrupted_) Q_EMIT Interrupted();
 }
 
@@ -173,7 +187,8 @@ void DrawingArea::ShowPicture(const Image& picture, const std::array<double, 3>&
 }
 
 void DrawingArea::SetPicture(const QImage& picture) {
-  if (stale_ || frame_.size() != DeviceSize()) DrawFrame();
+  // Labels on their way would change the frame under the picture soon.
+  if (stale_ || frame_.size() != DeviceSize() || glideTimer_.isActive()) DrawFrame(false);
   picture_ = picture;
   underneath_ = picture.isNull() ? QImage() : frame_.copy();
   update();
@@ -199,7 +214,7 @@ void DrawingArea::InvertBand(QImage& shown) const {
 void DrawingArea::paintEvent(QPaintEvent*) {
   const QSize size = DeviceSize();
   if (held_ == 0 && (stale_ || frame_.size() != size)) {
-    DrawFrame();
+    DrawFrame(true);
     if (frame_ != underneath_) picture_ = underneath_ = QImage();
   }
   QPainter painter(this);

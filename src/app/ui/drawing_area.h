@@ -78,7 +78,8 @@ class DrawingArea : public QWidget {
  private:
   QSize DeviceSize() const;
   void FitToSize();
-  void DrawFrame();
+  // Gliding: labels may be on their way for a few frames more; otherwise they are put in their places.
+  void DrawFrame(bool gliding);
   bool KeepGoing();
   void InvertBand(QImage& shown) const;
   void PaintMarks(QPainter& painter) const;
@@ -98,6 +99,7 @@ class DrawingArea : public QWidget {
   double fullFrame_ = 0.0;  // ms that the last frame in the chosen rendition took
   double slowFrame_ = 60.0;
   QTimer restTimer_;
+  QTimer glideTimer_;  // running while labels are on their way
   QRect band_;
   uint32_t startMark_ = 0;
   uint32_t targetMark_ = 0;
