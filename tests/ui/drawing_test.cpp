@@ -36,6 +36,37 @@ TEST_F(DrawingTest, ManyRequestsMakeOneFrameAndAnUnchangedOneIsShownAgain) {
   EXPECT_EQ(area->FramesDrawn(), before + 1);
 }
 
+TEST_F(DrawingTest, LabelsOnTheirWayArriveByThemselves) {
+  Load();
+  area->SetSlowFrame(1e6);
+  bench.RenditionMode = kBallAndStick;
+  const auto turnUntilUnderWay = [&] {
+    for (int i = 0; i < 400 && (i == 0 || bench.renderer.LabelsSettled()); ++i) {
+      bench.view.rotateView(1.0, {0.3, 1.0, 0.2}, true);
+      area->Redraw();
+      area->repaint();
+    }
+    return !bench.renderer.LabelsSettled();
+  };
+  ASSERT_TRUE(turnUntilUnderWay());
+  EXPECT_TRUE(QTest::qWaitFor([&] { return bench.renderer.LabelsSettled(); }));
+  const QImage arrived = area->Frame().copy();
+  const int frames = area->FramesDrawn();
+  QTest::qWait(60);
+  EXPECT_EQ(area->FramesDrawn(), frames);
+  bench.renderer = InteractiveRenderer();
+  area->Redraw();
+  area->repaint();
+  EXPECT_EQ(area->Frame(), arrived);
+  // A picture in place of the frame stays.
+  ASSERT_TRUE(turnUntilUnderWay());
+  area->SetPicture(QImage(area->Frame().size(), QImage::Format_RGB32));
+  QTest::qWait(60);
+  area->Redraw();
+  area->repaint();
+  EXPECT_FALSE(area->Picture().isNull());
+}
+
 TEST_F(DrawingTest, SquareFollowsTheWindowAndTheModelReachesBeyondIt) {
   Load();
   const int ratio = static_cast<int>(area->devicePixelRatioF());
