@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "display/bond_sticks.h"
 #include "display/render_frame.h"
 
 namespace marvik {
@@ -117,25 +118,10 @@ void RenderFrame::DrawSticks(const FrameBond& bond, CanvasPoint a, CanvasPoint b
     return;
   }
   const CanvasPoint across = Across(a, b);
-  const auto stick = [&](double side, double share, int stickStyle) {
-    const double by = side * std::max(width, 2.0 * map_.unit);
-    drawBondLine(*canvas_, colour, Moved(a, across, by), Moved(b, across, by), std::max(width * share, map_.unit),
-                 stickStyle);
-  };
-  switch (bond.order) {
-    case kDouble:
-      stick(-0.6, 0.6, style);
-      stick(0.6, 0.6, style);
-      break;
-    case kTriple:
-      for (const double side : {-0.9, 0.0, 0.9}) stick(side, 0.5, style);
-      break;
-    case kAromatic:
-      stick(-0.6, 0.6, style);
-      stick(0.6, 0.6, kDashed);
-      break;
-    default:
-      break;
+  for (const BondStick& stick : SticksOfOrder(bond.order)) {
+    const double by = stick.side * std::max(width, 2.0 * map_.unit);
+    drawBondLine(*canvas_, colour, Moved(a, across, by), Moved(b, across, by), std::max(width * stick.share, map_.unit),
+                 stick.dashed ? static_cast<int>(kDashed) : style);
   }
 }
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "display/bond_sticks.h"
 #include "display/colours.h"
 #include "gl/gl_painter.h"
 
@@ -74,26 +75,11 @@ void GlPainter::drawBondGl(const GlBond& bond) {
   const int style = dotted ? static_cast<int>(kDotted) : bond.style;
   const ViewPoint across = Across(bond.a, bond.b);
   const double width = std::max(2.0 * bond.radius, 2.0 * scene_.unit);
-  const auto stick = [&](double side, double share, int stickStyle) {
-    const ViewPoint by = across * (side * width);
-    const double radius = std::max(bond.radius * share, 0.5 * scene_.unit);
-    DrawStick(bond.a + by, bond.b + by, radius, stickStyle, bond.colourA, bond.colourB);
-  };
-  switch (bond.order) {
-    case kDouble:
-      stick(-0.6, 0.6, style);
-      stick(0.6, 0.6, style);
-      break;
-    case kTriple:
-      for (const double side : {-0.9, 0.0, 0.9}) stick(side, 0.5, style);
-      break;
-    case kAromatic:
-      stick(-0.6, 0.6, kDashed);
-      stick(0.6, 0.6, style);
-      break;
-    default:
-      stick(0.0, 1.0, style);
-      break;
+  for (const BondStick& stick : SticksOfOrder(bond.order)) {
+    const ViewPoint by = across * (stick.side * width);
+    const double radius = std::max(bond.radius * stick.share, 0.5 * scene_.unit);
+    DrawStick(bond.a + by, bond.b + by, radius, stick.dashed ? static_cast<int>(kDashed) : style, bond.colourA,
+              bond.colourB);
   }
   Shade(true);
 }
