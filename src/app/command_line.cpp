@@ -80,17 +80,10 @@ class BatchRun {
   }
 
  private:
-  bool NotYet(const char* what) {
-    messages_.Show({MessageIcon::Warning, "Command Usage Error:", std::string(what) + " is not available yet."});
-    return false;
-  }
-
   bool Prepare() {
-    switch (options_.task) {
-      case BatchTask::Edit:
-        return NotYet("The text editor without the window");
-      default:
-        break;
+    if (options_.task == BatchTask::Edit) {
+      messages_.Show({MessageIcon::Warning, "Command Usage Error:", "The text editor needs a window and a display."});
+      return false;
     }
     InitElementTable(bench_.document.elements, true);
     LoadPictureSettings(bench_.pictures);
