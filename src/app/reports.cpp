@@ -153,7 +153,7 @@ Report EnvironmentReport(const Document& document, const AtomRecord& atom, doubl
     table.Number(image.distance, 4);
     contact.su ? table.Number(*contact.su, 4) : table.Text("");
     table.Text(ContactWord(contact.kind));
-    AppendPrintf(report.text, "%4s\t%d\t%s\t%s\r\n", image.atom->name.c_str(), image.symmetryCode,
+    AppendPrintf(report.text, "%4s\t%d\t%-9s\t%s\r\n", image.atom->name.c_str(), image.symmetryCode,
                  WithUncertainty(image.distance, contact.su, 3).c_str(), ContactWord(contact.kind));
   }
   report.tables.push_back(std::move(table));

@@ -42,7 +42,8 @@ std::optional<std::string> AskSelectAtoms(QWidget* parent, const Document& docum
   };
   const auto showCount = [&] {
     const AtomChoice chosen = ChooseAtoms(document, choice().atoms);
-    count->setText(QDialog::tr("%1 atoms").arg(chosen.atoms.size()));
+    const size_t found = chosen.atoms.size();
+    count->setText(found == 1 ? QDialog::tr("1 atom") : QDialog::tr("%1 atoms").arg(found));
   };
   auto* layout = new QVBoxLayout(&form);
   layout->addWidget(form.CaptionOf("atoms", QDialog::tr("&Atoms:")));
