@@ -1,23 +1,16 @@
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "insfile/cif_text.h"
 #include "insfile/cif_translation.h"
 #include "insfile/reader.h"
 
+#include "fuzz/require.h"
+
 namespace {
 
 using namespace marvik;
-
-void Require(bool condition, const char* what, const std::string& text) {
-  if (condition) return;
-  std::fprintf(stderr, "%s\n---\n", what);
-  std::fwrite(text.data(), 1, text.size(), stderr);
-  std::abort();
-}
 
 // Atom lines are those that begin with a label: no instruction of a translation has a digit or point behind its blanks.
 size_t AtomsOf(const std::string& text) {

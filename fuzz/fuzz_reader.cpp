@@ -1,25 +1,14 @@
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "insfile/reader.h"
 #include "insfile/tokenizer.h"
 #include "insfile/writer.h"
 
-namespace {
+#include "fuzz/require.h"
 
 using namespace marvik;
-
-void Require(bool condition, const char* what, const std::string& text) {
-  if (condition) return;
-  std::fprintf(stderr, "%s\n---\n", what);
-  std::fwrite(text.data(), 1, text.size(), stderr);
-  std::abort();
-}
-
-}  // namespace
 
 // What can be read can be saved, what was saved reads back with as many atoms, and saving settles: kept lines are
 // reversed each time, so the third save repeats the first.

@@ -1,23 +1,13 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "app/picture_recipe.h"
 
-namespace {
+#include "fuzz/require.h"
 
 using namespace marvik;
-
-void Require(bool condition, const char* what, const std::string& text) {
-  if (condition) return;
-  std::fprintf(stderr, "%s\n---\n%s", what, text.c_str());
-  std::abort();
-}
-
-}  // namespace
 
 // A recipe that was understood is written as it was read, and whatever it says leaves a view that can be drawn.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
