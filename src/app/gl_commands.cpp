@@ -53,17 +53,7 @@ Drawn DrawForOutput(Workbench& bench, GlPictureOptions options, int size, bool a
   options.printing = true;
   options.antiAlias = antiAlias;
   const Busy busy(bench);
-  const StageClock clock(bench.seconds.draw);
-  bool going = true;
-  int told = 0;
-  const auto tell = [&](int done, int total) {
-    if (done >= total || done - told < std::max(1, total / 100)) return;
-    told = done;
-    going = going && bench.messages.ReportProgress(done, total);
-  };
-  const auto goOn = [&] { return going && (!bench.hooks.goOn || bench.hooks.goOn()); };
-  GlPicture picture = RenderGlPicture(bench.document, bench.view, size, options, goOn, tell);
-  bench.messages.ReportProgress(1, 1);
+  GlPicture picture = DrawWithProgress(bench, options, size);
   if (picture.image && picture.complete) return {std::move(picture.image), Outcome::Done};
   if (picture.image) return {std::nullopt, Outcome::Cancelled};
   ShowFailure(bench, picture);
@@ -86,9 +76,7 @@ bool IsOpenGlRendition(const Workbench& bench) {
 
 bool RefuseOtherRenditions(Workbench& bench) {
   if (IsOpenGlRendition(bench)) return false;
-  Refuse(bench, "Invalid Display Choice",
-         "OpenGL structure display is currently implemented only for\nBall and Stick models and Thermal Ellipsoid "
-         "models.");
+  Refuse(bench, kInvalidDisplayCaption, kInvalidDisplayText);
   return true;
 }
 

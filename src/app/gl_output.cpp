@@ -27,19 +27,24 @@ GlPictureOptions GlOptionsOf(Workbench& bench, const PictureOptions& picture) {
   return options;
 }
 
-std::optional<Image> DrawGlImage(Workbench& bench, const PictureOptions& picture) {
+GlPicture DrawWithProgress(Workbench& bench, const GlPictureOptions& options, int size) {
   const StageClock clock(bench.seconds.draw);
-  const GlPictureOptions options = GlOptionsOf(bench, picture);
   bool going = true;
-  int reported = 0;
-  // The box of the progress asks for little more than one percent at a time.
-  const auto report = [&](int done, int total) {
-    if (done - reported < std::max(total / 100, 1)) return;
-    reported = done;
+  int told = 0;
+  // The box of the progress asks for little more than one percent at a time; telling of the end closes it.
+  const auto tell = [&](int done, int total) {
+    if (done >= total || done - told < std::max(1, total / 100)) return;
+    told = done;
     going = going && bench.messages.ReportProgress(done, total);
   };
   const auto goOn = [&] { return going && (!bench.hooks.goOn || bench.hooks.goOn()); };
-  GlPicture result = RenderGlPicture(bench.document, bench.view, picture.size, options, goOn, report);
+  GlPicture picture = RenderGlPicture(bench.document, bench.view, size, options, goOn, tell);
+  bench.messages.ReportProgress(1, 1);
+  return picture;
+}
+
+std::optional<Image> DrawGlImage(Workbench& bench, const PictureOptions& picture) {
+  GlPicture result = DrawWithProgress(bench, GlOptionsOf(bench, picture), picture.size);
   if (!result.image) {
     bench.messages.Show({MessageIcon::Warning, result.caption, result.error});
     return {};

@@ -13,6 +13,9 @@ namespace marvik {
 // "opengl.prf" and labels of the size that is proper for the picture. The usual background is that of the settings.
 GlPictureOptions GlOptionsOf(Workbench& bench, const PictureOptions& picture);
 
+// Draws with a progress box, which can stop it; nothing is told of what came of it.
+GlPicture DrawWithProgress(Workbench& bench, const GlPictureOptions& options, int size);
+
 // The picture; nothing after a message. One that was stopped on the way is nothing either, and told as such.
 std::optional<Image> DrawGlImage(Workbench& bench, const PictureOptions& picture);
 

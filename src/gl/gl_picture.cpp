@@ -172,10 +172,7 @@ GlPicture RenderGlPicture(Document& document, const ViewState& view, int size, c
   if (size < 1 || size > kLargestGlPicture)
     return Failed("Incorrect bitmap dimensions. (Must be >= 1)", "Error: Incorrect Dimensions");
   if (options.mode != kBallAndStick && options.mode != kThermalEllipsoid) {
-    return Failed(
-        "OpenGL structure display is currently implemented only for\nBall and Stick models and Thermal Ellipsoid "
-        "models.",
-        "Invalid Display Choice");
+    return Failed(kInvalidDisplayText, kInvalidDisplayCaption);
   }
   try {
     TrueTypeFont font;

@@ -16,6 +16,11 @@ class GlContext;
 // Makes a rendering context current; without one the text tells why.
 using GlContextMaker = std::function<std::unique_ptr<GlContext>(std::string& error)>;
 
+// Why a wire frame or pipes cannot be drawn.
+inline constexpr char kInvalidDisplayCaption[] = "Invalid Display Choice";
+inline constexpr char kInvalidDisplayText[] =
+    "OpenGL structure display is currently implemented only for\nBall and Stick models and Thermal Ellipsoid models.";
+
 struct GlPictureOptions {
   int mode = kBallAndStick;  // a DisplayMode; only balls and ellipsoids can be drawn
   bool colour = true;        // false: black and white with hatch textures
