@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
-#include "display/label_font.h"
-#include "display/png_writer.h"
-#include "display/scanline_canvas.h"
-#include "display/view_state.h"
+#include "draw/canvas/png_writer.h"
+#include "draw/canvas/scanline_canvas.h"
+#include "draw/labels/label_font.h"
+#include "draw/view/view_state.h"
 
 namespace marvik {
 namespace {

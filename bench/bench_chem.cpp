@@ -1,11 +1,11 @@
 #include <benchmark/benchmark.h>
 #include <random>
 
+#include "chem/connectivity.h"
 #include "chem/hybridization.h"
 #include "chem/hydrogens.h"
-#include "cryst/cell_metric.h"
-#include "cryst/connectivity.h"
-#include "cryst/symmetry.h"
+#include "crystal/cell_metric.h"
+#include "crystal/symmetry.h"
 
 namespace marvik {
 namespace {

@@ -3,11 +3,11 @@
 #include <map>
 #include <string>
 
-#include "cryst/cell_metric.h"
-#include "cryst/connectivity.h"
-#include "cryst/symmetry_commands.h"
-#include "insfile/reader.h"
-#include "insfile/writer.h"
+#include "chem/connectivity.h"
+#include "crystal/cell_metric.h"
+#include "edit/symmetry_commands.h"
+#include "files/res/reader.h"
+#include "files/res/writer.h"
 #include "model/undo.h"
 
 namespace marvik {

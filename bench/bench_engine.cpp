@@ -2,8 +2,8 @@
 #include <cmath>
 #include <random>
 
-#include "engine/fourier.h"
-#include "engine/refinement.h"
+#include "refine/map/fourier.h"
+#include "refine/solve/refinement.h"
 
 // Whole refinements of made-up crystals in P21/c; process time counts both threads.
 namespace marvik::engine {

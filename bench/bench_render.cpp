@@ -2,9 +2,9 @@
 #include <random>
 #include <string>
 
-#include "display/interactive_renderer.h"
-#include "display/label_font.h"
-#include "display/scanline_canvas.h"
+#include "draw/canvas/scanline_canvas.h"
+#include "draw/labels/label_font.h"
+#include "draw/renderer/interactive_renderer.h"
 #include "gl/gl_picture.h"
 
 namespace marvik {

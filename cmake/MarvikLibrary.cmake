@@ -18,21 +18,14 @@ if(MARVIK_FUZZ)
   target_compile_options(marvik_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# marvik_library(NAME [FOLDER ...] [LINKS TARGET ...]): src/NAME becomes marvik_NAME, linked to the folders it may use
-# and to packaged libraries. A folder without sources yet is an empty interface.
+# marvik_library(NAME [FOLDER ...] [LINKS TARGET ... [PUBLIC TARGET ...]]): src/NAME and its sub-folders become
+# marvik_NAME, linked to the folders it may use and to packaged libraries; those behind PUBLIC show in its headers.
 function(marvik_library name)
-  cmake_parse_arguments(arg "" "" "LINKS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/src/${name}/*.cpp")
-  set(scope INTERFACE)
-  if(sources)
-    add_library(marvik_${name} STATIC ${sources})
-    set(scope PUBLIC)
-    target_link_libraries(marvik_${name} PRIVATE ${arg_LINKS})
-  else()
-    add_library(marvik_${name} INTERFACE)
-  endif()
-  target_link_libraries(marvik_${name} ${scope} marvik_options)
+  cmake_parse_arguments(arg "" "" "LINKS;PUBLIC" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/src/${name}/*.cpp")
+  add_library(marvik_${name} STATIC ${sources})
+  target_link_libraries(marvik_${name} PRIVATE ${arg_LINKS} PUBLIC marvik_options ${arg_PUBLIC})
   foreach(used IN LISTS arg_UNPARSED_ARGUMENTS)
-    target_link_libraries(marvik_${name} ${scope} marvik_${used})
+    target_link_libraries(marvik_${name} PUBLIC marvik_${used})
   endforeach()
 endfunction()

@@ -2,9 +2,9 @@
 #include <cstdint>
 #include <string>
 
-#include "insfile/cif_text.h"
-#include "insfile/cif_translation.h"
-#include "insfile/reader.h"
+#include "files/cif/cif_text.h"
+#include "files/cif/cif_translation.h"
+#include "files/res/reader.h"
 
 #include "fuzz/require.h"
 

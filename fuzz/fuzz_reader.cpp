@@ -2,9 +2,9 @@
 #include <cstdint>
 #include <string>
 
-#include "insfile/reader.h"
-#include "insfile/tokenizer.h"
-#include "insfile/writer.h"
+#include "files/res/reader.h"
+#include "files/res/writer.h"
+#include "language/tokenizer.h"
 
 #include "fuzz/require.h"
 

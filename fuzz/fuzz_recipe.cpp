@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "app/picture_recipe.h"
+#include "app/picture/picture_recipe.h"
 
 #include "fuzz/require.h"
 

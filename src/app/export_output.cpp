@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "export/conquest_query.h"
-#include "export/gltf.h"
-#include "export/text_exports.h"
-#include "export/vrml.h"
-#include "util/files.h"
+#include "base/files.h"
+#include "files/export/conquest_query.h"
+#include "files/export/gltf.h"
+#include "files/export/text_exports.h"
+#include "files/export/vrml.h"
 
 namespace marvik {
 namespace {

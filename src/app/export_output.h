@@ -4,7 +4,7 @@
 #include <string>
 
 #include "app/workbench.h"
-#include "export/scene.h"
+#include "files/export/scene.h"
 
 namespace marvik {
 

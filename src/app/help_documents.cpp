@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "app/command_handlers.h"
+#include "app/commands/command_handlers.h"
 
 namespace marvik {
 namespace {

@@ -4,9 +4,9 @@
 #include <filesystem>
 
 #include "app/export_output.h"
-#include "insfile/cif_translation.h"
-#include "insfile/reader.h"
-#include "insfile/writer.h"
+#include "files/cif/cif_translation.h"
+#include "files/res/reader.h"
+#include "files/res/writer.h"
 
 namespace marvik {
 namespace {

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "util/files.h"
+#include "base/files.h"
 
 #ifndef _WIN32
 #include <unistd.h>

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <string_view>
 
-#include "util/files.h"
+#include "base/files.h"
 
 namespace marvik {
 namespace {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "util/user_messages.h"
+#include "base/user_messages.h"
 
 namespace marvik {
 

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <array>
 
-#include "app/atom_report.h"
-#include "app/coordinate_sigmas.h"
+#include "base/numbers.h"
 #include "chem/atom_geometry.h"
 #include "chem/hybridization.h"
 #include "chem/report_numbers.h"
-#include "cryst/displacement.h"
-#include "util/numbers.h"
+#include "model/placement.h"
+#include "report/atom_report.h"
+#include "report/coordinate_sigmas.h"
 
 namespace marvik {
 namespace {
@@ -43,7 +43,7 @@ Report AtomInformation(const Document& document, const AtomSet& atoms) {
     table.Text(Trimmed(HybridizationName(atom->Hybridization())));
     table.Integer(atom->charge);
     table.Number(ListedUeq(*atom), 4);
-    if (atom->IsAnisotropic() && !EllipsoidAxes(frame.TensorOf(*atom)).positiveDefinite)
+    if (atom->IsAnisotropic() && !EllipsoidAxes(TensorOf(frame, *atom)).positiveDefinite)
       notPositive += " " + atom->name;
   }
   if (!notPositive.empty())

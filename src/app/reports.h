@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "app/report_table.h"
 #include "app/workbench.h"
+#include "report/report_table.h"
 
 namespace marvik {
 

@@ -1,7 +1,7 @@
 #include "app/workbench.h"
 
-#include "cryst/connectivity.h"
-#include "cryst/symmetry_commands.h"
+#include "chem/connectivity.h"
+#include "edit/symmetry_commands.h"
 
 namespace marvik {
 

@@ -11,17 +11,17 @@
 #include <string>
 
 #include "app/package_settings.h"
-#include "app/picture_options.h"
-#include "app/picture_settings.h"
-#include "app/report_state.h"
-#include "display/image.h"
-#include "display/interactive_renderer.h"
-#include "display/view_state.h"
+#include "app/picture/picture_settings.h"
+#include "base/user_messages.h"
+#include "draw/canvas/image.h"
+#include "draw/renderer/interactive_renderer.h"
+#include "draw/view/view_state.h"
 #include "gl/gl_settings.h"
 #include "model/document.h"
 #include "model/undo.h"
-#include "refine/child_process.h"
-#include "util/user_messages.h"
+#include "picture/picture_options.h"
+#include "report/report_state.h"
+#include "run/child_process.h"
 
 namespace marvik {
 

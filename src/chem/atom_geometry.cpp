@@ -1,9 +1,9 @@
 #include "chem/atom_geometry.h"
 
+#include "base/numbers.h"
 #include "chem/hybridization.h"
 #include "chem/report_numbers.h"
-#include "cryst/cell_metric.h"
-#include "util/numbers.h"
+#include "model/placement.h"
 
 namespace marvik {
 

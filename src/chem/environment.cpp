@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "chem/connectivity.h"
 #include "chem/hybridization.h"
-#include "cryst/cell_metric.h"
-#include "cryst/connectivity.h"
+#include "model/placement.h"
 
 namespace marvik {
 namespace {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cctype>
 
+#include "base/numbers.h"
 #include "chem/hybridization.h"
 #include "chem/hydrogens.h"
-#include "util/numbers.h"
 
 namespace marvik {
 namespace {

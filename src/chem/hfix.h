@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/user_messages.h"
 #include "chem/hydrogen_geometry.h"
 #include "model/document.h"
-#include "util/user_messages.h"
 
 namespace marvik {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <initializer_list>
 
-#include "cryst/connectivity.h"
+#include "chem/connectivity.h"
 
 namespace marvik {
 

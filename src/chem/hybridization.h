@@ -1,9 +1,9 @@
 #pragma once
 
+#include "base/mat3.h"
+#include "base/user_messages.h"
 #include "chem/neighbours.h"
 #include "model/document.h"
-#include "util/mat3.h"
-#include "util/user_messages.h"
 
 namespace marvik {
 

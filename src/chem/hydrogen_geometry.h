@@ -4,7 +4,7 @@
 #include <span>
 #include <vector>
 
-#include "util/vec3.h"
+#include "base/vec3.h"
 
 namespace marvik {
 

@@ -4,10 +4,10 @@
 #include <cctype>
 #include <cmath>
 
+#include "chem/connectivity.h"
 #include "chem/hfix.h"
 #include "chem/hybridization.h"
-#include "cryst/cell_metric.h"
-#include "cryst/connectivity.h"
+#include "model/placement.h"
 
 namespace marvik {
 namespace {

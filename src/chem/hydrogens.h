@@ -6,10 +6,10 @@
 #include <unordered_set>
 #include <vector>
 
+#include "base/user_messages.h"
 #include "chem/hydrogen_geometry.h"
 #include "chem/neighbours.h"
 #include "model/document.h"
-#include "util/user_messages.h"
 
 namespace marvik {
 

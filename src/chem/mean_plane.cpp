@@ -4,11 +4,11 @@
 #include <cmath>
 #include <unordered_set>
 
+#include "base/mat3.h"
+#include "base/numbers.h"
+#include "chem/fragments.h"
 #include "chem/hybridization.h"
 #include "chem/report_numbers.h"
-#include "cryst/fragments.h"
-#include "util/mat3.h"
-#include "util/numbers.h"
 
 namespace marvik {
 

@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "cryst/cell_metric.h"
-#include "cryst/connectivity.h"
+#include "chem/connectivity.h"
 #include "model/coded_values.h"
+#include "model/placement.h"
 
 namespace marvik {
 

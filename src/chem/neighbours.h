@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "cryst/image_search.h"
+#include "crystal/image_search.h"
 #include "model/document.h"
 
 namespace marvik {

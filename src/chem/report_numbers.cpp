@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "util/numbers.h"
+#include "base/numbers.h"
 
 namespace marvik {
 

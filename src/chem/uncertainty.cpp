@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "cryst/cell_metric.h"
-#include "util/numbers.h"
+#include "base/numbers.h"
+#include "model/placement.h"
 
 namespace marvik {
 namespace {

@@ -4,7 +4,7 @@
 #include <functional>
 #include <vector>
 
-#include "display/image.h"
+#include "draw/canvas/image.h"
 
 namespace marvik {
 

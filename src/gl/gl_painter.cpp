@@ -6,7 +6,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "display/colours.h"
+#include "draw/canvas/colours.h"
 #include "gl/gl_light.h"
 #include "gl/gl_program.h"
 #include "gl/gl_textures.h"

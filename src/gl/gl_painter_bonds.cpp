@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "display/bond_sticks.h"
-#include "display/colours.h"
+#include "draw/canvas/colours.h"
+#include "draw/renderer/bond_sticks.h"
 #include "gl/gl_painter.h"
 
 namespace marvik {

@@ -1,8 +1,8 @@
 #include <GL/gl.h>
 #include <algorithm>
 
-#include "display/colours.h"
-#include "display/render_frame.h"
+#include "draw/canvas/colours.h"
+#include "draw/renderer/render_frame.h"
 #include "gl/gl_painter.h"
 
 namespace marvik {

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "display/image.h"
-#include "display/interactive_renderer.h"
+#include "draw/canvas/image.h"
+#include "draw/renderer/interactive_renderer.h"
 #include "gl/gl_settings.h"
 
 namespace marvik {

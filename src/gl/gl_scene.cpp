@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "cryst/displacement.h"
-#include "display/colours.h"
+#include "draw/canvas/colours.h"
+#include "model/placement.h"
 
 namespace marvik {
 namespace {

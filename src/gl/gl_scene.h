@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "display/canvas.h"
+#include "base/vec3.h"
+#include "draw/canvas/canvas.h"
 #include "gl/gl_picture.h"
 #include "gl/true_type_font.h"
-#include "util/vec3.h"
 
 namespace marvik {
 

@@ -4,9 +4,9 @@
 #include <string_view>
 #include <vector>
 
-#include "display/label_font.h"
-#include "util/files.h"
-#include "util/numbers.h"
+#include "base/files.h"
+#include "base/numbers.h"
+#include "draw/labels/label_font.h"
 
 namespace marvik {
 namespace {

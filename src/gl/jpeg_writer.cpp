@@ -7,7 +7,7 @@
 #include <new>
 #include <vector>
 
-#include "util/files.h"
+#include "base/files.h"
 
 namespace marvik {
 namespace {

@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
-#include "display/image.h"
-#include "util/user_messages.h"
+#include "base/user_messages.h"
+#include "draw/canvas/image.h"
 
 namespace marvik {
 

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "display/image.h"
+#include "draw/canvas/image.h"
 
 struct FT_FaceRec_;
 struct FT_LibraryRec_;

@@ -6,9 +6,9 @@
 #include <utility>
 #include <vector>
 
+#include "base/user_messages.h"
 #include "model/atom_record.h"
 #include "model/record_pool.h"
-#include "util/user_messages.h"
 
 namespace marvik {
 

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/vec3.h"
 #include "model/element_table.h"
-#include "util/vec3.h"
 
 namespace marvik {
 

@@ -4,12 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "base/files.h"
+#include "crystal/crystal.h"
 #include "model/atom_list.h"
-#include "model/crystal.h"
 #include "model/element_table.h"
 #include "model/instructions.h"
 #include "model/refinement_settings.h"
-#include "util/files.h"
 
 namespace marvik {
 

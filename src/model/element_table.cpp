@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "base/files.h"
+#include "base/numbers.h"
 #include "model/element_data.h"
-#include "util/files.h"
-#include "util/numbers.h"
 
 namespace marvik {
 

@@ -1,4 +1,4 @@
-#include "app/atom_names.h"
+#include "language/atom_names.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "app/workbench.h"
-#include "util/files.h"
+#include "base/files.h"
 
 namespace marvik::test {
 

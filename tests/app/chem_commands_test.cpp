@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <limits>
 
-#include "app/command_table.h"
-#include "app/coordinate_sigmas.h"
+#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/reports.h"
-#include "cryst/connectivity.h"
+#include "chem/connectivity.h"
+#include "report/coordinate_sigmas.h"
 
 #include "bench_fixture.h"
 

@@ -1,7 +1,7 @@
-#include "app/atom_report.h"
 #include "app/bench_fixture.h"
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 #include "app/open_save.h"
+#include "report/atom_report.h"
 
 #include "support/structures.h"
 

@@ -1,11 +1,11 @@
-#include "app/command_line.h"
+#include "app/cli/command_line.h"
 
 #include <algorithm>
 #include <regex>
 #include <sstream>
 
 #include "app/bench_fixture.h"
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 
 namespace marvik {
 namespace {

@@ -1,11 +1,11 @@
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 
 #include <algorithm>
 #include <map>
 #include <set>
 
 #include "app/bench_fixture.h"
-#include "cryst/cell_metric.h"
+#include "crystal/cell_metric.h"
 
 #include "support/structures.h"
 

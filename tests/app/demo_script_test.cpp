@@ -1,12 +1,12 @@
-#include "app/demo_script.h"
+#include "app/demo/demo_script.h"
 
 #include <filesystem>
 #include <sstream>
 #include <thread>
 
 #include "app/bench_fixture.h"
-#include "app/command_line.h"
-#include "util/numbers.h"
+#include "app/cli/command_line.h"
+#include "base/numbers.h"
 
 namespace marvik {
 namespace {

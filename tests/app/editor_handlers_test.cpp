@@ -1,5 +1,5 @@
 #include "app/bench_fixture.h"
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 #include "app/open_save.h"
 
 namespace marvik::test {

@@ -3,12 +3,12 @@
 #include <set>
 
 #include "app/bench_fixture.h"
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 #include "app/open_save.h"
-#include "cryst/cell_metric.h"
-#include "display/scanline_canvas.h"
-#include "insfile/reader.h"
-#include "insfile/writer.h"
+#include "crystal/cell_metric.h"
+#include "draw/canvas/scanline_canvas.h"
+#include "files/res/reader.h"
+#include "files/res/writer.h"
 
 #include "support/structures.h"
 

@@ -1,7 +1,7 @@
 #include "app/export_output.h"
 
 #include "app/bench_fixture.h"
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 #include "app/open_save.h"
 
 namespace marvik {

@@ -4,12 +4,12 @@
 #include <filesystem>
 
 #include "app/bench_fixture.h"
-#include "app/bitmap_preferences.h"
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 #include "app/open_save.h"
-#include "app/opengl_preferences.h"
-#include "app/picture_page.h"
+#include "app/preferences/bitmap_preferences.h"
+#include "app/preferences/opengl_preferences.h"
 #include "gl/gl_settings.h"
+#include "picture/picture_page.h"
 
 namespace marvik {
 namespace {

@@ -1,7 +1,7 @@
 #include "app/help_documents.h"
 
 #include "app/bench_fixture.h"
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 
 namespace marvik {
 namespace {

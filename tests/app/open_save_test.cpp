@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "app/bench_fixture.h"
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 
 #include "support/structures.h"
 

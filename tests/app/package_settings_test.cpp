@@ -1,7 +1,7 @@
 #include "app/package_settings.h"
 
 #include "app/bench_fixture.h"
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 #include "app/package_directory.h"
 
 namespace marvik {

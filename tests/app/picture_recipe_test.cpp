@@ -1,12 +1,12 @@
-#include "app/picture_recipe.h"
+#include "app/picture/picture_recipe.h"
 
 #include <cmath>
 #include <random>
 
 #include "app/bench_fixture.h"
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 #include "app/open_save.h"
-#include "app/picture_output.h"
+#include "app/picture/picture_output.h"
 
 namespace marvik {
 namespace {

@@ -1,9 +1,9 @@
 #include <filesystem>
 
-#include "app/atom_preferences.h"
 #include "app/bench_fixture.h"
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 #include "app/open_save.h"
+#include "app/preferences/atom_preferences.h"
 
 namespace marvik {
 namespace {

@@ -1,4 +1,4 @@
-#include "app/refine_flow.h"
+#include "app/refinement/refine_flow.h"
 
 #include <algorithm>
 #include <csignal>
@@ -9,8 +9,8 @@
 #include <unistd.h>
 
 #include "app/bench_fixture.h"
-#include "app/command_line.h"
-#include "app/command_table.h"
+#include "app/cli/command_line.h"
+#include "app/commands/command_table.h"
 #include "app/open_save.h"
 
 #include "support/fake_refinement_path.h"

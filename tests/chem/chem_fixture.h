@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "cryst/connectivity.h"
-#include "insfile/reader.h"
+#include "base/numbers.h"
+#include "chem/connectivity.h"
+#include "files/res/reader.h"
 #include "model/document.h"
-#include "util/numbers.h"
 
 #include "support/structures.h"
 

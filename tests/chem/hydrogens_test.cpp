@@ -3,10 +3,10 @@
 #include <cmath>
 #include <set>
 
+#include "base/numbers.h"
 #include "chem/hfix.h"
-#include "cryst/cell_metric.h"
-#include "insfile/writer.h"
-#include "util/numbers.h"
+#include "files/res/writer.h"
+#include "model/placement.h"
 
 #include "chem_fixture.h"
 

@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <random>
 
-#include "cryst/cell_metric.h"
-#include "cryst/symmetry.h"
-#include "util/files.h"
-#include "util/numbers.h"
+#include "base/files.h"
+#include "base/numbers.h"
+#include "crystal/symmetry.h"
+#include "model/placement.h"
 
 #include "chem_fixture.h"
 

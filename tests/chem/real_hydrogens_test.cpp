@@ -4,13 +4,13 @@
 #include <map>
 #include <set>
 
+#include "base/files.h"
+#include "base/numbers.h"
+#include "chem/crystal_fragments.h"
 #include "chem/hfix.h"
 #include "chem/hybridization.h"
 #include "chem/hydrogens.h"
-#include "cryst/cell_metric.h"
-#include "cryst/crystal_fragments.h"
-#include "util/files.h"
-#include "util/numbers.h"
+#include "model/placement.h"
 
 #include "chem_fixture.h"
 

@@ -5,7 +5,7 @@
 #include "chem/hybridization.h"
 #include "chem/mean_plane.h"
 #include "chem/report_numbers.h"
-#include "cryst/cell_metric.h"
+#include "model/placement.h"
 
 #include "chem_fixture.h"
 

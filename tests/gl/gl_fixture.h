@@ -3,9 +3,9 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
-#include "cryst/cell_metric.h"
-#include "display/colours.h"
-#include "display/scanline_canvas.h"
+#include "crystal/cell_metric.h"
+#include "draw/canvas/colours.h"
+#include "draw/canvas/scanline_canvas.h"
 #include "gl/gl_context.h"
 #include "gl/gl_picture.h"
 

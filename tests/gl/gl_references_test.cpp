@@ -2,10 +2,10 @@
 #include <filesystem>
 #include <png.h>
 
-#include "cryst/connectivity.h"
-#include "display/png_writer.h"
+#include "chem/connectivity.h"
+#include "draw/canvas/png_writer.h"
+#include "files/res/reader.h"
 #include "gl/gl_fixture.h"
-#include "insfile/reader.h"
 
 namespace marvik {
 namespace {

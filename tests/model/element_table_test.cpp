@@ -7,7 +7,7 @@
 #include <string>
 #include <tuple>
 
-#include "util/files.h"
+#include "base/files.h"
 
 namespace marvik {
 namespace {

@@ -1,70 +1,103 @@
 #pragma once
 
-#include <atomic>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <signal.h>
+#include <sstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
-#include "refine/posix_child.h"
-#include "refine/refinement_run.h"
+#include "base/numbers.h"
+#include "files/res/reader.h"
+#include "refine/job/run.h"
+#include "refine/job/session.h"
 
-#include "support/fake_refinement_path.h"
+#include "models.h"
 
-namespace marvik::test {
+namespace marvik::engine {
 
-// Runs of the test suite's own refinement program in a folder that goes away again.
-class RunTest : public testing::Test {
+namespace fs = std::filesystem;
+
+// A folder of its own for each test, gone afterwards.
+class RunTest : public ::testing::Test {
  protected:
-  RunTest() {
-    std::string name = (std::filesystem::temp_directory_path() / "marvik-run-XXXXXX").string();
-    if (mkdtemp(name.data())) folder = name + "/";
+  void SetUp() override {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    folder_ =
+        fs::temp_directory_path() / ("marvik-engine-" + std::string(info->name()) + "-" + std::to_string(::getpid()));
+    fs::create_directories(folder_);
   }
-  ~RunTest() override {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
+  void TearDown() override { fs::remove_all(folder_); }
+
+  std::string Path(const std::string& name) const { return (folder_ / name).string(); }
+  void Write(const std::string& name, const std::string& text) const {
+    std::ofstream(Path(name), std::ios::binary) << text;
+  }
+  std::string Read(const std::string& name) const {
+    std::ifstream in(Path(name), std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
   }
 
-  void Put(const std::string& name, const std::string& text) const {
-    std::ofstream(folder + name, std::ios::binary) << text;
+  // Runs NAME and keeps what it said.
+  int Run(const std::string& name) {
+    lines_.clear();
+    return RunJob(Path(name), [&](const std::string& line) { lines_.push_back(line); });
   }
-  std::string Get(const std::string& name) const {
-    std::ifstream in(folder + name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
+  std::string Said() const {
+    std::string all;
+    for (const std::string& line : lines_) all += line + "\n";
+    return all;
   }
-  ChildCommand CommandFor(const std::string& name) const {
-    ChildCommand command;
-    command.program = test::kFakeRefinement;
-    command.arguments = {name};
-    command.directory = folder;
-    command.outputFile = folder + kOutputName;
-    return command;
-  }
-  // Runs the program on "job" with these steps.
-  RefinementRun MakeRun(const std::string& steps, std::vector<std::string> echoes = {}) {
-    Put("job.steps", steps);
-    RefinementRun run(child, CommandFor("job"), std::move(echoes));
-    run.onShownLine = [this](std::string_view line) { shown.emplace_back(line); };
-    return run;
-  }
-  // Whether the process that the program spawned runs still; one that nobody waited for does not.
-  bool SpawnedLives() const {
-    const std::string pid = Get("job.pid");
-    std::ifstream status("/proc/" + pid + "/stat");
-    std::string word;
-    for (int i = 0; i < 3 && status; ++i) status >> word;
-    return status && word != "Z";
+  bool EndsFinished() const { return !lines_.empty() && lines_.back().find("finished") != std::string::npos; }
+  // Number behind the last occurrence of a text in what was said.
+  double Last(const std::string& key) const {
+    const std::string said = Said();
+    const size_t at = said.rfind(key);
+    double value = -1.0;
+    if (at != std::string::npos) ParseNumber(std::string_view(said).substr(at + key.size()), value);
+    return value;
   }
 
-  std::string folder;
-  PosixChild child;
-  RecordingMessages messages;
-  std::atomic<bool> stopNow{false};
-  std::function<bool()> stop = [this] { return stopNow.load(); };
-  std::vector<std::string> shown;
+  // The model of an instruction text as a run would start from it.
+  Structure ModelOf(const std::string& ins) {
+    RecordingMessages messages;
+    EXPECT_TRUE(ReadInstructionText(document_, ins, messages));
+    Structure structure;
+    std::vector<std::string> notes;
+    std::string problem;
+    EXPECT_TRUE(BuildStructure(document_, structure, notes, problem)) << problem;
+    const Job job = MakeJob(document_);
+    std::vector<RigidGroup> rigid = FindRigidGroups(structure, job.fragments, notes);
+    Parametrisation p;
+    p.Build(structure, job.parameters,
+            FindHydrogenGroups(structure, MakeBonds(structure, document_, job.commands), job.temperature, notes), rigid,
+            notes);
+    return structure;
+  }
+
+  // One line of a reflection file, with noise of the size of σ.
+  std::string DataLine(const Miller& h, double intensity, double sigma, const std::string& more = "") {
+    return Printf("%4d%4d%4d%8.2f%8.2f%s\n", h[0], h[1], h[2], std::min(99999.0, intensity + sigma * noise_(random_)),
+                  std::min(9999.0, sigma), more.c_str());
+  }
+
+  // Writes NAME.hkl with what the model of an instruction text gives.
+  void Simulate(const std::string& name, const std::string& ins, double resolution) {
+    const Observations o = SimulateData(ModelOf(ins), resolution);
+    std::string text;
+    for (size_t i = 0; i < o.Size(); ++i) text += DataLine(o.indices[0][i], o.intensity[i], o.sigma[i]);
+    Write(name + ".hkl", text + "   0   0   0    0.00    0.00\n");
+  }
+
+  fs::path folder_;
+  std::vector<std::string> lines_;
+  Document document_;
+  std::mt19937 random_{4};
+  std::normal_distribution<double> noise_;
 };
 
-}  // namespace marvik::test
+}  // namespace marvik::engine

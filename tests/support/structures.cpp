@@ -6,8 +6,8 @@
 #include <set>
 #include <sstream>
 
-#include "util/files.h"
-#include "util/numbers.h"
+#include "base/files.h"
+#include "base/numbers.h"
 
 namespace marvik::test {
 

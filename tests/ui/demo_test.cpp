@@ -3,8 +3,8 @@
 #include <QTest>
 #include <filesystem>
 
-#include "app/ui/conquest.h"
-#include "app/ui/text.h"
+#include "ui/conquest.h"
+#include "ui/text.h"
 
 #include "window_fixture.h"
 

@@ -9,7 +9,7 @@
 #include <QSettings>
 #include <QTest>
 
-#include "app/ui/text.h"
+#include "ui/text.h"
 
 #include "window_fixture.h"
 

@@ -5,7 +5,7 @@
 #include <QWheelEvent>
 #include <cmath>
 
-#include "display/view_state.h"
+#include "draw/view/view_state.h"
 
 #include "window_fixture.h"
 

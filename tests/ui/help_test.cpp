@@ -6,7 +6,7 @@
 #include <QTextBrowser>
 #include <QTimer>
 
-#include "app/ui/help_window.h"
+#include "ui/help_window.h"
 
 #include "window_fixture.h"
 

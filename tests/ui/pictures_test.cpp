@@ -7,7 +7,7 @@
 #include <QSpinBox>
 #include <QTest>
 
-#include "app/ui/page_printing.h"
+#include "ui/page_printing.h"
 
 #include "window_fixture.h"
 

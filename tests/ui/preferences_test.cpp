@@ -9,8 +9,8 @@
 #include <QPushButton>
 #include <QTest>
 
-#include "app/ui/picture_printing.h"
-#include "app/ui/text.h"
+#include "ui/picture_printing.h"
+#include "ui/text.h"
 
 #include "window_fixture.h"
 

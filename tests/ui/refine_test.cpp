@@ -10,13 +10,13 @@
 #include <QTreeWidget>
 #include <filesystem>
 
-#include "app/refine_flow.h"
-#include "app/ui/child_process.h"
-#include "app/ui/dialogs/progress_plots.h"
-#include "app/ui/dialogs/refinement_control_dialog.h"
-#include "app/ui/dialogs/refinement_history_dialog.h"
-#include "app/ui/dialogs/refinement_result_dialog.h"
-#include "app/ui/dialogs/run_dialog.h"
+#include "app/refinement/refine_flow.h"
+#include "ui/child_process.h"
+#include "ui/dialogs/progress_plots.h"
+#include "ui/dialogs/refinement_control_dialog.h"
+#include "ui/dialogs/refinement_history_dialog.h"
+#include "ui/dialogs/refinement_result_dialog.h"
+#include "ui/dialogs/run_dialog.h"
 
 #include "support/fake_refinement_path.h"
 #include "window_fixture.h"

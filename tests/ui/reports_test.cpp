@@ -8,8 +8,8 @@
 #include <QRadioButton>
 #include <QTest>
 
-#include "app/ui/report_window.h"
-#include "app/ui/text_printing.h"
+#include "ui/report_window.h"
+#include "ui/text_printing.h"
 
 #include "window_fixture.h"
 

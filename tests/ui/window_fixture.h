@@ -8,11 +8,11 @@
 #include <memory>
 
 #include "app/bench_fixture.h"
-#include "app/ui/drawing_area.h"
-#include "app/ui/input_controller.h"
-#include "app/ui/main_window.h"
-#include "app/ui/menu_set.h"
-#include "app/ui/window_messages.h"
+#include "ui/drawing_area.h"
+#include "ui/input_controller.h"
+#include "ui/main_window.h"
+#include "ui/menu_set.h"
+#include "ui/window_messages.h"
 
 namespace marvik::test {
 

@@ -12,7 +12,7 @@
 #include <QTest>
 #include <QUrl>
 
-#include "app/ui/dialogs/argument_dialogs.h"
+#include "ui/dialogs/argument_dialogs.h"
 
 #include "window_fixture.h"
 

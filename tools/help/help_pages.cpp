@@ -12,7 +12,7 @@
 #include <QTextTable>
 #include <QUrl>
 
-#include "app/ui/help_text.h"
+#include "ui/help_text.h"
 
 #include "pdf_links.h"
 

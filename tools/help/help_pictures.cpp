@@ -8,15 +8,15 @@
 #include <QTimer>
 #include <array>
 
-#include "app/command_line_options.h"
+#include "app/cli/command_line_options.h"
 #include "app/package_directory.h"
-#include "app/picture_output.h"
-#include "app/ui/drawing_area.h"
-#include "app/ui/main_window.h"
-#include "app/ui/report_window.h"
-#include "app/ui/text.h"
-#include "app/ui/window_messages.h"
-#include "refine/refinement_run.h"
+#include "app/picture/picture_output.h"
+#include "run/refinement_run.h"
+#include "ui/drawing_area.h"
+#include "ui/main_window.h"
+#include "ui/report_window.h"
+#include "ui/text.h"
+#include "ui/window_messages.h"
 
 namespace marvik {
 namespace {

@@ -6,11 +6,11 @@
 #include <QTextDocument>
 #include <functional>
 
-#include "app/command_table.h"
+#include "app/commands/command_table.h"
 #include "app/help_documents.h"
-#include "app/ui/help_text.h"
-#include "app/ui/text.h"
 #include "app/version.h"
+#include "ui/help_text.h"
+#include "ui/text.h"
 
 namespace marvik {
 namespace {

@@ -1,0 +1,160 @@
+#include <algorithm>
+
+#include "app/commands/command_handlers.h"
+#include "app/reports.h"
+#include "base/numbers.h"
+#include "chem/hfix.h"
+#include "chem/hybridization.h"
+#include "chem/hydrogens.h"
+#include "chem/mean_plane.h"
+#include "edit/edit_elements.h"
+#include "language/atom_names.h"
+
+namespace marvik {
+namespace {
+
+// The atom that a command of the atom menu is about, and the number behind it: "C1", "C1 3.5", "3.5", "".
+struct AtomAndNumber {
+  const AtomRecord* atom = nullptr;
+  std::optional<double> number;
+};
+
+// No atom after a message.
+AtomAndNumber TakeAtom(Workbench& bench, const CommandCall& call) {
+  AtomAndNumber taken;
+  std::string name = call.argument;
+  std::ranges::replace(name, ',', ' ');
+  name.erase(name.find_last_not_of(' ') + 1);
+  const size_t blank = name.find_last_of(' ');
+  double value = 0.0;
+  if (ParseWholeNumber(std::string_view(name).substr(blank == std::string::npos ? 0 : blank + 1), value)) {
+    taken.number = value;
+    name.erase(blank == std::string::npos ? 0 : blank);
+    name.erase(name.find_last_not_of(' ') + 1);
+  }
+  taken.atom = name.empty() ? bench.PickedAtom() : FindAtomByText(bench.document, name);
+  if (!taken.atom && !name.empty()) {
+    Refuse(bench, "Error: No Atoms Selected", "Couldn't find " + name + " in the atom list.");
+  } else if (!taken.atom) {
+    Refuse(bench, "Error: No Atoms Selected", "This command acts on an atom that was clicked or named.");
+  }
+  return taken;
+}
+
+// Where no window and no output takes reports they are messages.
+Outcome ShowReport(Workbench& bench, const ReportRequest& request) {
+  if (bench.hooks.showReport) {
+    bench.hooks.showReport(request);
+  } else if (const auto report = ComposeReport(bench.document, request, bench.reports)) {
+    bench.messages.Show({MessageIcon::Information, report->title, PlainLines(report->text)});
+  }
+  return Outcome::Done;
+}
+
+// Hydrogens that the refinement is to make need their element on SFAC.
+void SeeToSfac(Workbench& bench) {
+  const AtomList& atoms = bench.document.atoms;
+  bool any = std::ranges::any_of(atoms.hfix, [](const HfixEntry& entry) { return entry.carrier != nullptr; });
+  for (const AtomRecord* atom : Atoms(atoms)) any = any || (atom->flags2 & kProgramHydrogen) != 0;
+  if (!any) return;
+  ElementChooser elements(bench.document, bench.messages);
+  elements.OnSfac(kHydrogenRow);
+  elements.Finish();
+}
+
+std::string PlaneKey(const Document& document) {
+  std::string key = document.CurrentFile;
+  const CellParameters& c = document.cell;
+  AppendPrintf(key, "|%g %g %g %g %g %g", c.a, c.b, c.c, c.alpha, c.beta, c.gamma);
+  return key;
+}
+
+}  // namespace
+
+Outcome HybridizeHandler(Workbench& bench, const CommandCall&) {
+  if (!HybridizeAll(bench.document, bench.messages)) return Outcome::Failed;
+  bench.HybridLabelColoration = true;
+  return Outcome::Changed;
+}
+
+Outcome HydrogensHandler(Workbench& bench, const CommandCall&) {
+  if (!CalculateHydrogens(bench.document, bench.messages)) return Outcome::Failed;
+  SeeToSfac(bench);
+  bench.ConnectAndReframe();
+  return Outcome::Changed;
+}
+
+Outcome HfixHandler(Workbench& bench, const CommandCall& call) {
+  const auto option = ParseHfixOption(call.argument);
+  if (!option) {
+    return Refuse(
+        bench, "Command Usage Error:", "The code is one of 163, 43, 93, 13, 23, 137, 147 and 83, or AFIX 3, or none.");
+  }
+  if (!ApplyHfixOption(bench.document, *option, bench.messages)) return Outcome::Failed;
+  SeeToSfac(bench);
+  bench.ConnectAndReframe();
+  return Outcome::Changed;
+}
+
+Outcome AtomInformationHandler(Workbench& bench, const CommandCall& call) {
+  constexpr int kInfoOnSelected = 197;
+  if (!bench.document.atoms.head) return Refuse(bench, "Atom Information", "There are no atoms to tell of.");
+  ReportRequest request;
+  if (call.id == kInfoOnSelected)
+    for (const AtomRecord* atom : ReportedAtoms(bench.document)) request.members.push_back(atom->serial);
+  return ShowReport(bench, request);
+}
+
+Outcome PlaneHandler(Workbench& bench, const CommandCall& call) {
+  constexpr int kWeightedPlane = 146;
+  const bool weighted = call.id == kWeightedPlane;
+  const AtomSet members = ReportedAtoms(bench.document);
+  const auto plane = FitMeanPlane(bench.document, members, weighted);
+  if (!plane) return Refuse(bench, "Mean Plane ", "There are no atoms to lay a plane through.");
+  ReportRequest request;
+  request.kind = weighted ? ReportKind::WeightedPlane : ReportKind::MeanPlane;
+  if (!bench.document.atoms.selection.Empty())
+    for (const AtomRecord* atom : members) request.members.push_back(atom->serial);
+  const std::string key = PlaneKey(bench.document);
+  if (bench.reports.planeKey == key) request.previousPlane = bench.reports.planeNormal;
+  bench.reports.planeKey = key;
+  bench.reports.planeNormal = plane->normal;
+  return ShowReport(bench, request);
+}
+
+Outcome BondsAndAnglesHandler(Workbench& bench, const CommandCall& call) {
+  const AtomRecord* atom = TakeAtom(bench, call).atom;
+  if (!atom) return Outcome::Failed;
+  ReportRequest request;
+  request.kind = ReportKind::BondsAndAngles;
+  request.atom = atom->serial;
+  return ShowReport(bench, request);
+}
+
+Outcome EnvironmentHandler(Workbench& bench, const CommandCall& call) {
+  const AtomAndNumber taken = TakeAtom(bench, call);
+  if (!taken.atom) return Outcome::Failed;
+  const double radius = taken.number.value_or(bench.reports.environmentRadius);
+  if (!(radius > 0.0) || radius > kLargestEnvironment) {
+    return Refuse(bench, "Command Usage Error:", Printf("The distance is a number up to %g Å.", kLargestEnvironment));
+  }
+  bench.reports.environmentRadius = radius;
+  ReportRequest request;
+  request.kind = ReportKind::Environment;
+  request.atom = taken.atom->serial;
+  request.radius = radius;
+  return ShowReport(bench, request);
+}
+
+Outcome CentroidHandler(Workbench& bench, const CommandCall& call) {
+  // With atoms selected none has to be named.
+  const bool selection = !bench.document.atoms.selection.Empty();
+  const AtomRecord* atom = selection && call.argument.empty() ? nullptr : TakeAtom(bench, call).atom;
+  if (!atom && !(selection && call.argument.empty())) return Outcome::Failed;
+  const auto centroid = ComputeCentroid(bench.document, atom);
+  if (!centroid) return Refuse(bench, "Centroid", "There are no atoms to take the centroid of.");
+  bench.messages.Show({MessageIcon::Information, "Centroid", CentroidText(*centroid)});
+  return Outcome::Done;
+}
+
+}  // namespace marvik

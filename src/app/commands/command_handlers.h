@@ -1,0 +1,120 @@
+#pragma once
+
+#include "app/commands/command_table.h"
+#include "app/workbench.h"
+#include "edit/edit_fields.h"
+
+// The work behind the rows of the command table; one function may serve several ids.
+namespace marvik {
+
+// Shows a warning and answers Failed.
+Outcome Refuse(Workbench& bench, const std::string& caption, const std::string& text);
+// The same for what is wrong with a field of the argument.
+Outcome RefuseField(Workbench& bench, const EditFault& fault);
+
+// file_commands.cpp
+Outcome OpenHandler(Workbench& bench, const CommandCall& call);
+Outcome RecentFileHandler(Workbench& bench, const CommandCall& call);
+Outcome SaveHandler(Workbench& bench, const CommandCall& call);
+Outcome SaveAsHandler(Workbench& bench, const CommandCall& call);
+Outcome ExitHandler(Workbench& bench, const CommandCall& call);
+Outcome AboutHandler(Workbench& bench, const CommandCall& call);
+Outcome DemoHandler(Workbench& bench, const CommandCall& call);
+
+// atom_commands.cpp
+Outcome SelectTextHandler(Workbench& bench, const CommandCall& call);
+Outcome DeselectHandler(Workbench& bench, const CommandCall& call);
+Outcome SelectAtomHandler(Workbench& bench, const CommandCall& call);
+Outcome KillSelectedHandler(Workbench& bench, const CommandCall& call);
+Outcome KillAtomHandler(Workbench& bench, const CommandCall& call);
+Outcome KillPeaksHandler(Workbench& bench, const CommandCall& call);
+Outcome HideHandler(Workbench& bench, const CommandCall& call);
+Outcome AtomLabelHandler(Workbench& bench, const CommandCall& call);
+Outcome PlaceLabelHandler(Workbench& bench, const CommandCall& call);
+Outcome DuplicatesHandler(Workbench& bench, const CommandCall& call);
+
+// The atoms that a command of the atom popup acts on: those named by its argument, else the picked one. Empty after a
+// message.
+std::vector<AtomRecord*> PickedAtomsOf(Workbench& bench, const CommandCall& call);
+
+// bond_commands.cpp
+Outcome SelectBondHandler(Workbench& bench, const CommandCall& call);
+Outcome BondInfoHandler(Workbench& bench, const CommandCall& call);
+Outcome BondOrderHandler(Workbench& bench, const CommandCall& call);
+Outcome BondStyleHandler(Workbench& bench, const CommandCall& call);
+Outcome BondWidthHandler(Workbench& bench, const CommandCall& call);
+Outcome CustomWidthHandler(Workbench& bench, const CommandCall& call);
+Outcome BondWithHandler(Workbench& bench, const CommandCall& call);
+Outcome DeleteBondHandler(Workbench& bench, const CommandCall& call);
+
+// chem_commands.cpp
+Outcome HybridizeHandler(Workbench& bench, const CommandCall& call);
+Outcome HydrogensHandler(Workbench& bench, const CommandCall& call);
+Outcome HfixHandler(Workbench& bench, const CommandCall& call);
+Outcome AtomInformationHandler(Workbench& bench, const CommandCall& call);
+Outcome PlaneHandler(Workbench& bench, const CommandCall& call);
+Outcome BondsAndAnglesHandler(Workbench& bench, const CommandCall& call);
+Outcome EnvironmentHandler(Workbench& bench, const CommandCall& call);
+Outcome CentroidHandler(Workbench& bench, const CommandCall& call);
+
+// view_commands.cpp
+Outcome RenditionHandler(Workbench& bench, const CommandCall& call);
+Outcome LabelToggleHandler(Workbench& bench, const CommandCall& call);
+Outcome ShowCellHandler(Workbench& bench, const CommandCall& call);
+Outcome ZoomHandler(Workbench& bench, const CommandCall& call);
+Outcome ZoomStepHandler(Workbench& bench, const CommandCall& call);
+Outcome ResetViewHandler(Workbench& bench, const CommandCall& call);
+Outcome MouseModeHandler(Workbench& bench, const CommandCall& call);
+Outcome DepthCueHandler(Workbench& bench, const CommandCall& call);
+
+// symmetry_handlers.cpp
+Outcome GrowHandler(Workbench& bench, const CommandCall& call);
+Outcome PackHandler(Workbench& bench, const CommandCall& call);
+Outcome TrimHandler(Workbench& bench, const CommandCall& call);
+Outcome UniqHandler(Workbench& bench, const CommandCall& call);
+Outcome UnUniqHandler(Workbench& bench, const CommandCall& call);
+Outcome FmolHandler(Workbench& bench, const CommandCall& call);
+Outcome FmolToggleHandler(Workbench& bench, const CommandCall& call);
+Outcome MoveNearHandler(Workbench& bench, const CommandCall& call);
+
+// edit_handlers.cpp
+Outcome EditAtomHandler(Workbench& bench, const CommandCall& call);
+Outcome RenameHandler(Workbench& bench, const CommandCall& call);
+Outcome GroupLabelHandler(Workbench& bench, const CommandCall& call);
+Outcome SortHandler(Workbench& bench, const CommandCall& call);
+Outcome ChangePartHandler(Workbench& bench, const CommandCall& call);
+Outcome HidePartHandler(Workbench& bench, const CommandCall& call);
+Outcome RestoreHandler(Workbench& bench, const CommandCall& call);
+Outcome SameHandler(Workbench& bench, const CommandCall& call);
+Outcome RecountUnitHandler(Workbench& bench, const CommandCall& call);
+
+// refine_flow.cpp
+Outcome RefineHandler(Workbench& bench, const CommandCall& call);
+Outcome RefinementStepHandler(Workbench& bench, const CommandCall& call);
+
+// editor_handlers.cpp
+Outcome ListingHandler(Workbench& bench, const CommandCall& call);
+Outcome EditFileHandler(Workbench& bench, const CommandCall& call);
+
+// preference_handlers.cpp
+Outcome AtomPreferencesHandler(Workbench& bench, const CommandCall& call);
+Outcome OpenGlPreferencesHandler(Workbench& bench, const CommandCall& call);
+
+// gl_commands.cpp
+Outcome GlScreenHandler(Workbench& bench, const CommandCall& call);
+Outcome GlPrinterHandler(Workbench& bench, const CommandCall& call);
+Outcome GlJpegHandler(Workbench& bench, const CommandCall& call);
+
+// picture_commands.cpp
+Outcome PrintHandler(Workbench& bench, const CommandCall& call);
+Outcome SavePictureHandler(Workbench& bench, const CommandCall& call);
+Outcome SaveRecipeHandler(Workbench& bench, const CommandCall& call);
+Outcome ApplyRecipeHandler(Workbench& bench, const CommandCall& call);
+
+// help_documents.cpp
+Outcome HelpHandler(Workbench& bench, const CommandCall& call);
+
+// undo_handlers.cpp
+Outcome UndoHandler(Workbench& bench, const CommandCall& call);
+
+}  // namespace marvik

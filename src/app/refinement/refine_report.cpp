@@ -1,0 +1,65 @@
+#include "app/refinement/refine_report.h"
+
+#include <algorithm>
+
+#include "base/numbers.h"
+
+namespace marvik {
+namespace {
+
+constexpr size_t kAtomsListed = 10;
+constexpr size_t kPeaksListed = 5;
+
+}  // namespace
+
+std::string FigureText(const std::optional<double>& figure, int digits) {
+  return figure ? Printf("%.*f", digits, *figure) : "-";
+}
+
+std::string ShiftText(const AtomChange& change) {
+  if (change.fate != AtomFate::Moved) return change.fate == AtomFate::Added ? "new" : "gone";
+  return Printf("%.4f", change.shift);
+}
+
+std::string UncertaintyText(const AtomChange& change) {
+  return FigureText(change.overUncertainty, 2);
+}
+
+std::string PeakText(const PeakReport& peak) {
+  return peak.nearest.empty() ? "far from all atoms" : Printf("%.2f Å from %s", peak.distance, peak.nearest.c_str());
+}
+
+bool MaySkipResult(const RefinementReport& report, const ResultSkipping& skipping) {
+  const ModelChanges& changes = report.changes;
+  return skipping.on && !report.doubtful && report.note.empty() && changes.added == 0 && changes.gone == 0 &&
+         changes.largestShift <= skipping.below;
+}
+
+std::string ReportText(const RefinementReport& report) {
+  std::string text;
+  const auto figure = [&](const char* name, const std::optional<double>& before, const std::optional<double>& after,
+                          int digits) {
+    AppendPrintf(text, "%-5s %8s -> %s\n", name, FigureText(before, digits).c_str(), FigureText(after, digits).c_str());
+  };
+  figure("R1", report.before.r1, report.after.r1, 4);
+  figure("wR2", report.before.wR2, report.after.wR2, 4);
+  figure("GooF", report.before.goof, report.after.goof, 3);
+  const ModelChanges& changes = report.changes;
+  AppendPrintf(text, "Largest shift %.4f Å, %zu atoms new, %zu gone\n", changes.largestShift, changes.added,
+               changes.gone);
+  if (!changes.atoms.empty()) text += "Atom         shift (Å)  shift/su\n";
+  for (size_t i = 0; i < std::min(kAtomsListed, changes.atoms.size()); ++i) {
+    const AtomChange& atom = changes.atoms[i];
+    AppendPrintf(text, "%-12s %9s %9s\n", atom.name.c_str(), ShiftText(atom).c_str(), UncertaintyText(atom).c_str());
+  }
+  if (changes.atoms.size() > kAtomsListed) {
+    AppendPrintf(text, "(%zu more)\n", changes.atoms.size() - kAtomsListed);
+  }
+  for (size_t i = 0; i < std::min(kPeaksListed, changes.peaks.size()); ++i) {
+    const PeakReport& peak = changes.peaks[i];
+    AppendPrintf(text, "%-4s %6.2f e/Å³, %s\n", peak.name.c_str(), peak.height, PeakText(peak).c_str());
+  }
+  return text;
+}
+
+}  // namespace marvik

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+
+#include "run/model_changes.h"
+
+namespace marvik {
+
+// What is shown before a refined model takes the place of the old one.
+struct RefinementReport {
+  std::string resultName;  // "job.res"
+  ModelChanges changes;
+  CyclePoint before;  // figures of merit of the old result, else of the first cycle
+  CyclePoint after;
+  std::string note;       // anything out of the ordinary, a sentence; "" for nothing
+  bool doubtful = false;  // the note speaks against the result: nobody accepts it unasked
+};
+
+// When the table of what a refinement did is left out and its result accepted at once.
+struct ResultSkipping {
+  bool on = true;
+  double below = 0.001;  // Å: the largest shift that counts as nothing
+};
+
+// Whether a result is so plain that nobody need look at it.
+bool MaySkipResult(const RefinementReport& report, const ResultSkipping& skipping);
+
+// The report as lines of text: the figures, the atoms that moved most, and the highest peaks.
+std::string ReportText(const RefinementReport& report);
+
+// Cells of the report's tables, as the dialog and the text show them; "-" for what is not known.
+std::string FigureText(const std::optional<double>& figure, int digits);
+std::string ShiftText(const AtomChange& change);        // "0.0123", "new", "gone"
+std::string UncertaintyText(const AtomChange& change);  // "1.52"
+std::string PeakText(const PeakReport& peak);           // "1.23 Å from C5"
+
+}  // namespace marvik

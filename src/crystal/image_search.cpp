@@ -1,0 +1,111 @@
+#include "crystal/image_search.h"
+
+#include <algorithm>
+#include <cmath>
+#include <tuple>
+
+#include "crystal/cell_metric.h"
+
+namespace marvik {
+
+namespace {
+
+// Padding copies beyond this many are not stored.
+constexpr double kMostSites = 2e7;
+// Coordinates beyond this many cells are taken for nonsense: their fraction has lost its digits.
+constexpr double kFarthestCell = 1e8;
+
+bool IsUsable(const Fractional& f) {
+  return std::fabs(f.x) < kFarthestCell && std::fabs(f.y) < kFarthestCell && std::fabs(f.z) < kFarthestCell;
+}
+
+Fractional Shifted(const Fractional& f, const std::array<int32_t, 3>& t) {
+  return {f.x + t[0], f.y + t[1], f.z + t[2]};
+}
+
+}  // namespace
+
+ImageSearch::ImageSearch(std::span<const Fractional> atoms, const SymmetryList& operators, const CellParameters& cell,
+                         const OrthogonalisationMatrix& matrix, double reach)
+    : atoms_(atoms.begin(), atoms.end()), matrix_(matrix), reciprocal_(ReciprocalEdges(cell)) {
+  for (const SymmetryOperator& op : operators) operators_.push_back(op.rows);
+  if (operators_.empty()) operators_.push_back({{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}});
+  reach = std::isfinite(reach) ? std::max(reach, 0.0) : 0.0;
+  std::array<double, 3> pad{};  // fractional
+  double copies = static_cast<double>(atoms_.size() * operators_.size());
+  for (size_t i = 0; i < 3; ++i) {
+    pad[i] = reach * reciprocal_[i] + 1e-9;
+    copies *= 1.0 + 2.0 * pad[i];
+  }
+  padded_ = copies < kMostSites;
+  std::vector<Cartesian> points;
+  for (uint32_t atom = 0; atom < atoms_.size(); ++atom)
+    for (uint32_t op = 0; op < operators_.size(); ++op) {
+      const Fractional image = Image(atom, op);
+      if (!IsUsable(image)) continue;
+      std::array<int32_t, 3> low{}, high{};
+      for (int i = 0; i < 3; ++i) {
+        const auto k = static_cast<size_t>(i);
+        const double margin = padded_ ? pad[k] : 0.0;
+        low[k] = static_cast<int32_t>(std::ceil(-margin - image[i]));
+        high[k] = static_cast<int32_t>(std::ceil(1.0 + margin - image[i])) - 1;
+      }
+      for (int32_t x = low[0]; x <= high[0]; ++x)
+        for (int32_t y = low[1]; y <= high[1]; ++y)
+          for (int32_t z = low[2]; z <= high[2]; ++z) {
+            sites_.push_back({atom, op, {x, y, z}});
+            points.push_back(matrix_ * Shifted(image, {x, y, z}));
+          }
+    }
+  if (padded_) grid_.Build(points, std::clamp(reach, 1.0, 4.0));
+}
+
+Fractional ImageSearch::Image(uint32_t atom, uint32_t op) const {
+  const auto& r = operators_[op];
+  const Fractional& f = atoms_[atom];
+  const auto row = [&](size_t i) { return r[i][0] * f.x + r[i][1] * f.y + r[i][2] * f.z + r[i][3]; };
+  return {row(0), row(1), row(2)};
+}
+
+void ImageSearch::Take(const Site& site, const std::array<int32_t, 3>& shift, const Cartesian& centre, double radius,
+                       std::vector<AtomImage>& found) const {
+  AtomImage image{site.atom, site.op, {site.t[0] + shift[0], site.t[1] + shift[1], site.t[2] + shift[2]}, {}, {}, 0.0};
+  // From the atom itself again, so that the digits are those of a plain evaluation.
+  image.fract = Shifted(Image(site.atom, site.op), image.t);
+  image.position = matrix_ * image.fract;
+  image.distance = Distance(image.position, centre);
+  if (image.distance <= radius) found.push_back(image);
+}
+
+bool ImageSearch::FindNear(const Fractional& place, double radius, std::vector<AtomImage>& found, size_t most) const {
+  found.clear();
+  if (!IsUsable(place) || !(radius >= 0.0)) return true;
+  const Cartesian centre = matrix_ * place;
+  std::array<int32_t, 3> home{};
+  for (int i = 0; i < 3; ++i) home[static_cast<size_t>(i)] = static_cast<int32_t>(std::floor(place[i]));
+  const Fractional inside{place.x - home[0], place.y - home[1], place.z - home[2]};
+  if (padded_) {
+    // A hair more than the radius: the wrapped copies differ from the images in the last digits.
+    grid_.ForEachWithin(matrix_ * inside, radius + 1e-6, [&](uint32_t i, double) {
+      if (found.size() <= most) Take(sites_[i], home, centre, radius, found);
+    });
+  } else {
+    std::array<int32_t, 3> n{};
+    for (size_t i = 0; i < 3; ++i) n[i] = static_cast<int32_t>(std::min(radius * reciprocal_[i], 1e3)) + 1;
+    for (const Site& site : sites_)
+      for (int32_t x = -n[0]; x <= n[0]; ++x)
+        for (int32_t y = -n[1]; y <= n[1]; ++y)
+          for (int32_t z = -n[2]; z <= n[2]; ++z)
+            if (found.size() <= most) Take(site, {home[0] + x, home[1] + y, home[2] + z}, centre, radius, found);
+  }
+  if (found.size() > most) {
+    found.clear();
+    return false;
+  }
+  std::sort(found.begin(), found.end(), [](const AtomImage& a, const AtomImage& b) {
+    return std::tie(a.atom, a.op, a.t) < std::tie(b.atom, b.op, b.t);
+  });
+  return true;
+}
+
+}  // namespace marvik

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "draw/canvas/canvas.h"
+#include "draw/labels/label_font.h"
+
+namespace marvik {
+
+struct PdfPage {
+  double width = 0.0;  // points
+  double height = 0.0;
+  double unit = 1.0;      // points to a device unit of what is drawn
+  CanvasPoint corner;     // of the page's upper left, in device units
+  double thinnest = 0.5;  // points, of lines
+  std::string title;
+};
+
+// One page as PDF: curves for ellipses and arcs, real text in an embedded subset of the label face. The same drawing
+// gives the same bytes.
+class PdfCanvas : public Canvas {
+ public:
+  // The font gives the widths of the labels and its size, in device units, that of the text; `fontFile` is the face
+  // that is drawn, where it is none whatever sans face the system has.
+  PdfCanvas(const PdfPage& page, LabelFont& font, const std::string& fontFile);
+  ~PdfCanvas() override;
+
+  void Clear(Rgb colour) override;
+  void Lines(std::span<const LinePiece> pieces, const Pen& pen) override;
+  void Line(CanvasPoint a, CanvasPoint b, const Pen& pen) override;
+  void FillEllipse(const EllipseShape& shape, Rgb fill, const Pen& outline) override;
+  void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) override;
+  void FillSector(const EllipseShape& shape, double t0, double t1, Rgb fill) override;
+  void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) override;
+  void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
+  void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) override;
+  CanvasPoint TextSize(std::string_view text) override;
+
+  // The whole file, nothing when memory is gone. Nothing can be drawn behind it.
+  std::optional<std::string> Finish();
+
+ private:
+  struct State;
+  void Path(std::span<const CanvasPoint> points);
+  void ArcPath(const EllipseShape& shape, double t0, double t1);
+  void Stroke(const Pen& pen);
+  void Fill(Rgb fill, const Pen& outline);
+  void SetColour(Rgb colour);
+
+  std::unique_ptr<State> state_;
+  LabelFont& font_;
+};
+
+}  // namespace marvik

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "draw/canvas/canvas.h"
+#include "draw/labels/label_font.h"
+
+namespace marvik {
+
+// A vector figure as SVG 1.1 text: true ellipses and arcs, real text, one group for each atom and bond with its label
+// as id. What an id cannot hold becomes "_" (the label is the group's title then), and equal ones get ".2", ".3". One
+// device unit is one point. What is nearer is painted later, so hidden parts are hidden.
+class SvgCanvas : public Canvas {
+ public:
+  // Side of the square in points; the font gives the widths of the labels and its size is that of the text.
+  SvgCanvas(double side, LabelFont& font);
+
+  void Clear(Rgb colour) override;
+  void Lines(std::span<const LinePiece> pieces, const Pen& pen) override;
+  void Line(CanvasPoint a, CanvasPoint b, const Pen& pen) override;
+  void FillEllipse(const EllipseShape& shape, Rgb fill, const Pen& outline) override;
+  void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) override;
+  void FillSector(const EllipseShape& shape, double t0, double t1, Rgb fill) override;
+  void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) override;
+  void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
+  void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) override;
+  CanvasPoint TextSize(std::string_view text) override;
+  void BeginGroup(std::string_view name) override;
+  void EndGroup() override;
+
+  // The whole document.
+  std::string Finish() const;
+
+ private:
+  std::string TakeId(std::string_view name);
+
+  double side_;
+  LabelFont& font_;
+  std::string body_;
+  std::unordered_set<std::string> ids_;
+  std::unordered_map<std::string, int> idCounts_;
+};
+
+}  // namespace marvik

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "draw/canvas/canvas.h"
+#include "draw/view/view_state.h"
+#include "model/document.h"
+
+namespace marvik {
+
+enum DisplayMode { kWireFrame = 0, kBallAndStick = 1, kThermalEllipsoid = 2, kPipes = 3 };
+
+// What a picture shows beside the view.
+struct RenderOptions {
+  int mode = kWireFrame;  // anything else than the four is the wire frame
+  bool labels = true;
+  // Labels go toward their best places by small steps from where the last picture had them, so that they can be
+  // followed while the model turns. Off: the picture depends on nothing but the document, the view and these options.
+  bool steadyLabels = false;
+  bool hydrogenLabels = true;
+  bool hybridLabelColoration = false;
+  bool showCell = false;
+  bool printing = false;         // page units and paper colours
+  bool whiteBackground = false;  // paper colours on a pixel canvas
+  bool exact = false;            // vector figures: positions and sizes are not cut to whole pixels
+  bool cutOctant = false;        // ellipsoids show their inside in the octant toward the viewer
+  double probability = 0.5;      // of thermal ellipsoids
+  bool clear = true;             // off: what is there stays behind the picture
+};
+
+// Asked before each atom; false stops the picture where it is.
+using KeepGoing = std::function<bool()>;
+
+// Where a label of the last picture stands: the bottom left corner of its text and its size, in device units.
+struct PlacedLabel {
+  const AtomRecord* atom = nullptr;
+  CanvasPoint at;
+  CanvasPoint size;
+};
+
+class RenderFrame;
+
+// Draws the structure with plain two-dimensional drawing calls. Keeps its work arrays from frame to frame.
+class InteractiveRenderer {
+ public:
+  InteractiveRenderer();
+  ~InteractiveRenderer();
+  InteractiveRenderer(InteractiveRenderer&&) noexcept;
+  InteractiveRenderer& operator=(InteractiveRenderer&&) noexcept;
+
+  // The whole picture in any mode: background, model, cell box, labels. Writes the transformed coordinates and, but on
+  // paper, the screen positions into the atoms, and their place among the displayed ones into `scratch` (-1: not
+  // displayed). Atoms whose position is not finite are left out, at screen position -32768, -32768. False when it was
+  // interrupted.
+  bool Render(Document& document, const ViewState& view, const RenderOptions& options, Canvas& canvas,
+              const KeepGoing& keepGoing);
+
+  // Of the last picture, in drawing order.
+  const std::vector<PlacedLabel>& Labels() const;
+  // False while labels of the last picture are still on their way: drawing it again brings them nearer, in at most a
+  // few dozen pictures to where they stand without steadyLabels.
+  bool LabelsSettled() const;
+  // The offset that keeps a label where the last picture had it once it counts as placed by hand, in view units, each
+  // within ±0.5: what labelOffsetX and labelOffsetY become when the user starts to move a label.
+  CanvasPoint LabelOffset(const AtomRecord& atom, const ViewState& view) const;
+
+ private:
+  std::unique_ptr<RenderFrame> frame_;
+};
+
+// Eight discs over one another, each lighter, smaller and further to the upper left than the last, inside the square of
+// side 2·radius around the centre; whole pixels. A radius below 2, which would leave nothing to see, gives a dot.
+void drawShadedBall(Canvas& canvas, Rgb colour, CanvasPoint centre, int radiusPixels);
+
+// A solid stick of more than one unit is drawn twice: forth with the whole width, back with a fifth of it. Widths in
+// device units, at least the thinnest line; `style` is a BondStyle.
+void drawBondLine(Canvas& canvas, Rgb colour, CanvasPoint a, CanvasPoint b, double width, int style);
+
+}  // namespace marvik

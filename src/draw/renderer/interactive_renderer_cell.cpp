@@ -1,0 +1,117 @@
+#include <array>
+#include <cmath>
+
+#include "draw/renderer/render_frame.h"
+
+namespace marvik {
+
+namespace {
+
+// In the scene an edge is cut into so many pieces, each in its own place in the depth order.
+constexpr int kPiecesPerEdge = 24;
+
+struct Corner {
+  Fractional at;
+  char letter;
+};
+constexpr std::array<Corner, 8> kCorners{{{{1, 1, 1}, ' '},
+                                          {{0, 1, 1}, ' '},
+                                          {{1, 0, 1}, ' '},
+                                          {{1, 1, 0}, ' '},
+                                          {{0, 0, 1}, 'c'},
+                                          {{0, 1, 0}, 'b'},
+                                          {{1, 0, 0}, 'a'},
+                                          {{0, 0, 0}, 'o'}}};
+struct Edge {
+  size_t from;
+  size_t to;
+  uint8_t colour;
+};
+constexpr std::array<Edge, 12> kEdges{{{7, 6, kCellA},
+                                       {7, 5, kCellB},
+                                       {7, 4, kCellC},
+                                       {6, 3, kCellEdge},
+                                       {6, 2, kCellEdge},
+                                       {5, 3, kCellEdge},
+                                       {5, 1, kCellEdge},
+                                       {4, 2, kCellEdge},
+                                       {4, 1, kCellEdge},
+                                       {3, 0, kCellEdge},
+                                       {2, 0, kCellEdge},
+                                       {1, 0, kCellEdge}}};
+
+ViewPoint Along(const ViewPoint& a, const ViewPoint& b, double t) {
+  return a + (b - a) * t;
+}
+
+}  // namespace
+
+// All corners in view coordinates; false when one is out of reach.
+bool RenderFrame::CellCorners(std::array<ViewPoint, 8>& corners) const {
+  for (size_t i = 0; i < corners.size(); ++i) {
+    corners[i] = view_->transformPoint(document_->matrix * kCorners[i].at - view_->viewCentre).p;
+    if (!IsFinite(corners[i]) || Length(corners[i]) > 1e6) return false;
+  }
+  return true;
+}
+
+void RenderFrame::SetUpCellBox() {
+  std::array<ViewPoint, 8> corners;
+  if (!CellCorners(corners)) return;
+  for (const Edge& edge : kEdges) {
+    const CanvasPoint a = DevicePoint(corners[edge.from]);
+    const CanvasPoint b = DevicePoint(corners[edge.to]);
+    const auto at = [&](double t) { return CanvasPoint{a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t}; };
+    for (int i = 0; i < kPiecesPerEdge; ++i) {
+      const double t0 = static_cast<double>(i) / kPiecesPerEdge;
+      const double t1 = (i + 1.0) / kPiecesPerEdge;
+      const double z = Along(corners[edge.from], corners[edge.to], (t0 + t1) / 2.0).z;
+      const auto colour = InSlab(z) ? edge.colour : static_cast<uint8_t>(edge.colour + kDimIndex);
+      cellPieces_.push_back({at(t0), at(t1), static_cast<float>(z), colour});
+    }
+  }
+}
+
+// Edges without regard to the model, those parts outside the depth slab at 60 % brightness.
+void RenderFrame::drawCellBox(double near, double far) {
+  std::array<ViewPoint, 8> corners;
+  if (!CellCorners(corners)) return;
+  for (const Edge& edge : kEdges) {
+    const ViewPoint& p = corners[edge.from];
+    const ViewPoint& q = corners[edge.to];
+    const CanvasPoint a = DevicePoint(p);
+    const CanvasPoint b = DevicePoint(q);
+    const auto at = [&](double t) { return CanvasPoint{a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t}; };
+    std::array<double, 4> cuts{0.0, 1.0, 1.0, 1.0};
+    if (p.z != q.z) {
+      double t0 = std::clamp((near - p.z) / (q.z - p.z), 0.0, 1.0);
+      double t1 = std::clamp((far - p.z) / (q.z - p.z), 0.0, 1.0);
+      if (t0 > t1) std::swap(t0, t1);
+      cuts = {0.0, t0, t1, 1.0};
+    }
+    for (size_t i = 0; i + 1 < cuts.size(); ++i) {
+      if (!(cuts[i] < cuts[i + 1])) continue;
+      const double z = Along(p, q, (cuts[i] + cuts[i + 1]) / 2.0).z;
+      const bool inside = z >= near && z <= far;
+      const Rgb colour = palette_[inside ? edge.colour : edge.colour + kDimIndex];
+      canvas_->Line(at(cuts[i]), at(cuts[i + 1]), ThinPen(colour));
+    }
+  }
+}
+
+// Each letter stands outside the box, away from its middle.
+void RenderFrame::SetUpCellLetters() {
+  std::array<ViewPoint, 8> corners;
+  if (!CellCorners(corners)) return;
+  const CanvasPoint middle = DevicePoint(Along(corners[0], corners[7], 0.5));
+  for (size_t i = 0; i < corners.size(); ++i) {
+    if (kCorners[i].letter == ' ') continue;
+    const std::string_view text(&kCorners[i].letter, 1);
+    const CanvasPoint at = DevicePoint(corners[i]);
+    const CanvasPoint size = canvas_->TextSize(text);
+    const CanvasPoint corner = LabelCorner(at, 2.0 * map_.unit, size, at.x - middle.x, at.y - middle.y);
+    cellLetters_.push_back({{corner, size, at, 0.0, true}, kCorners[i].letter});
+  }
+}
+
+}  // namespace marvik

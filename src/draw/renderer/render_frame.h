@@ -1,0 +1,269 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "draw/canvas/colours.h"
+#include "draw/labels/label_layout.h"
+#include "draw/renderer/interactive_renderer.h"
+
+namespace marvik {
+
+// Inside of the interactive renderer: one frame and the work arrays that live on to the next.
+
+// How view coordinates and lengths become device units.
+struct DeviceMap {
+  double scale = 1.0;  // device units per normalised unit
+  CanvasPoint origin;  // of the view's centre; y runs down from it
+  double ball = 0.0;   // drawn radius per Å of an element's ball radius
+  double pen = 0.0;    // drawn width per Å of a bond's width
+  double unit = 1.0;   // what one pixel is on the screen: thin lines and small marks are multiples of it
+  int fixedPoint = 1;  // the frame's integer positions count these parts of a device unit
+  bool whole = true;   // positions and sizes in whole pixels
+  CanvasPoint low;     // corners of the picture
+  CanvasPoint high;
+
+  bool Shows(CanvasPoint p, double margin) const {
+    return p.x > low.x - margin && p.x < high.x + margin && p.y > low.y - margin && p.y < high.y + margin;
+  }
+  // Whether a segment with something of that size around it may reach into the picture.
+  bool Shows(CanvasPoint a, CanvasPoint b, double margin) const {
+    return std::max(a.x, b.x) > low.x - margin && std::min(a.x, b.x) < high.x + margin &&
+           std::max(a.y, b.y) > low.y - margin && std::min(a.y, b.y) < high.y + margin;
+  }
+
+  // The linear part alone, for offsets and half axes.
+  CanvasPoint Vector(const ViewPoint& v) const { return {v.x * scale, -v.y * scale}; }
+};
+
+// Entries of the frame's colour table; 0..105 are the rows of the element table.
+enum PaletteIndex : uint8_t {
+  kPeakShades = kElementRows,
+  kPeakShadeCount = 8,
+  kGreyIndex = kPeakShades + kPeakShadeCount,
+  kSelectionIndex,
+  kCellA,
+  kCellB,
+  kCellC,
+  kCellEdge,
+  kPaletteSize,
+};
+// Added to an index: 60 % brightness, outside the depth slab.
+inline constexpr uint8_t kDimIndex = 128;
+static_assert(kPaletteSize <= kDimIndex);
+
+// What drawing needs of an atom, so that its record is left alone.
+struct FrameAtom {
+  AtomRecord* atom = nullptr;
+  const BondRecord* bonds = nullptr;
+  float viewX = 0.0f;  // view units
+  float viewY = 0.0f;
+  float z = 0.0f;
+  int16_t x = 0;  // device units times DeviceMap::fixedPoint
+  int16_t y = 0;
+  uint8_t row = 0;       // of the element table
+  uint8_t colour = 0;    // of lines
+  bool unknown = false;  // of row 105: a mark instead of a body
+  bool bonded = false;
+  bool selected = false;
+};
+
+struct FrameBond {
+  uint32_t a = 0;  // the farther end
+  uint32_t b = 0;
+  float width = 0.0f;  // Å
+  uint8_t order = 0;   // BondOrder and BondStyle, nothing beyond them
+  uint8_t style = 0;
+  const BondRecord* bond = nullptr;
+};
+
+// A displacement ellipsoid: three semi-axes in view units, at right angles. Not drawable when the tensor is not
+// positive definite.
+struct FrameEllipsoid {
+  std::array<ViewPoint, 3> axes{};
+  bool drawable = false;
+};
+
+// The outline of an ellipsoid under the parallel projection along z: the conic of the points where the derivative of
+// its quadric in z vanishes. With the quadric's matrix a (vᵀ·a·v = 1) its matrix is a11 - a13²/a33 and so on; here it
+// is had as the inverse of that, the upper left 2 × 2 block of Σ axis·axisᵀ. p and q are its semi-axes in view units (z
+// 0).
+struct OutlineConic {
+  ViewPoint p;
+  ViewPoint q;
+};
+OutlineConic OutlineOf(const std::array<ViewPoint, 3>& axes);
+
+// The front half of the principal ellipse cos t · p + sin t · q of an ellipsoid whose semi-axes p and q are: from
+// middle - π/2 to middle + π/2.
+double FrontMiddle(const ViewPoint& p, const ViewPoint& q);
+
+// Sorts references by an ascending float key; equal keys keep their order.
+struct DrawItem {
+  uint32_t key = 0;
+  uint32_t reference = 0;
+};
+uint32_t OrderedKey(float z);
+void SortItems(std::vector<DrawItem>& items, std::vector<DrawItem>& scratch);
+
+class RenderFrame {
+ public:
+  bool Render(Document& document, const ViewState& view, const RenderOptions& options, Canvas& canvas,
+              const KeepGoing& keepGoing);
+
+  std::vector<PlacedLabel> labels;
+  bool labelsSettled = true;
+
+ private:
+  enum Reference : uint32_t { kAtomItem = 0, kBondItem = 1u << 30, kCellItem = 2u << 30, kItemKind = 3u << 30 };
+  struct CellPiece {
+    CanvasPoint a, b;
+    float z = 0.0f;
+    uint8_t colour = 0;
+  };
+  struct CellLetter {
+    LabelBox box;
+    char letter = ' ';
+  };
+
+  // Where a label of the last frame stood.
+  struct LabelMemory {
+    uint32_t serial = 0;    // of the atom, 0: none
+    bool fresh = true;      // not pushed yet
+    CanvasPoint direction;  // from the atom, of any length
+    CanvasPoint home;       // corner in that direction
+    CanvasPoint push;       // what other labels moved it by
+  };
+
+  // Frame set-up.
+  void SetUp();
+  void SetUpMap();
+  void SetUpColours();
+  void AddAtom(AtomRecord* atom, const ClipPoint& p);
+  void ShadePeaks(double highest);
+  bool GoOn() const { return !*keepGoing_ || (*keepGoing_)(); }
+  bool Paper() const { return options_->printing || options_->whiteBackground; }
+  Rgb Background() const { return Paper() ? kWhite : kBlack; }
+  CanvasPoint Centre(const FrameAtom& atom) const;
+  CanvasPoint DevicePoint(const ViewPoint& v, double w = 1.0) const;
+  bool InSlab(double z) const { return z >= view_->depthNear && z <= view_->depthFar; }
+  Pen ThinPen(Rgb colour) const { return {colour, map_.unit, LineStyle::Solid}; }
+  uint32_t FrameIndex(const AtomRecord* atom) const { return static_cast<uint32_t>(atom->scratch); }
+  bool IsSelected(const BondRecord* bond) const;
+  // Only devices that are not made of pixels keep groups.
+  bool Grouped() const { return !map_.whole; }
+  Rgb ElementRgb(const FrameAtom& atom) const;
+
+  // Wire frame.
+  bool renderWireFrame(double near, double far);
+  bool DrawWireGroups(double near, double far);
+  void DrawWireGroup(std::string_view name);
+  void NameBond(const BondRecord& bond);
+  void AddWireBond(FrameAtom& a, FrameAtom& b, const BondRecord* bond, double near, double far);
+  void AddWirePiece(const FrameAtom& a, const FrameAtom& b, const BondRecord* bond, double t0, double t1,
+                    uint8_t colour);
+  void AddParallel(const FrameAtom& a, const FrameAtom& b, double side, double t0, double t1, uint8_t colour,
+                   int style);
+  void AddWireMarks(const FrameAtom& atom);
+  void AddPiece(uint8_t colour, int style, double x1, double y1, double x2, double y2);
+  void DrawPieces();
+
+  // Depth-sorted scene.
+  bool renderScene();
+  void CollectBonds();
+  void SortScene();
+  bool DrawInDepthOrder();
+  void DrawAtom(uint32_t index);
+  void DrawBall(const FrameAtom& atom);
+  void DrawMark(const FrameAtom& atom);
+  double MarkArm(const FrameAtom& atom) const;
+  double BodyRadius(uint32_t index) const;
+  double BodyReach(uint32_t index) const;
+  double SurfaceFraction(uint32_t index, const ViewPoint& delta) const;
+  void SetUpBalls();
+  double BallRadius(const FrameAtom& atom) const { return ballRadius_[atom.row]; }
+  void DrawSelection();
+
+  // Ellipsoids.
+  void SetUpEllipsoids();
+  void DrawEllipsoid(const FrameAtom& atom, const FrameEllipsoid& ellipsoid);
+  void DrawOctant(CanvasPoint centre, const FrameEllipsoid& ellipsoid, Rgb fill);
+  double BoxArm(const FrameAtom& atom) const;
+  void DrawCrossedBox(const FrameAtom& atom);
+
+  // Bonds.
+  void DrawBond(const FrameBond& bond);
+  void DrawSticks(const FrameBond& bond, CanvasPoint a, CanvasPoint b);
+  void DrawSleeve(const FrameBond& bond);
+  void SetUpPipes();
+  void DrawPipes(uint32_t index);
+  double PipeRadius(uint32_t index) const;
+  double StickWidth(double width) const;
+  bool BondEnds(const FrameBond& bond, CanvasPoint& a, CanvasPoint& b) const;
+
+  // Cell box.
+  bool CellCorners(std::array<ViewPoint, 8>& corners) const;
+  void SetUpCellBox();
+  void drawCellBox(double near, double far);
+  void SetUpCellLetters();
+
+  // Labels.
+  void AddLabelDirections(const FrameAtom& a, const FrameAtom& b);
+  void AddCrowding();
+  void DrawLabels();
+  void CollectLabels();
+  void CollectNearestLabels();
+  LabelBox LabelOf(uint32_t index);
+  void SetUpSteadyLabels();
+  CanvasPoint Steered(uint32_t index, CanvasPoint direction, double width);
+  void SteadyPushes();
+  double LabelRadius(uint32_t index, double dx, double dy) const;
+  bool WantsLabel(const AtomRecord& atom) const;
+  Rgb LabelColour(const FrameAtom& atom) const;
+
+  Document* document_ = nullptr;
+  const ViewState* view_ = nullptr;
+  const RenderOptions* options_ = nullptr;
+  Canvas* canvas_ = nullptr;
+  const KeepGoing* keepGoing_ = nullptr;
+
+  DeviceMap map_;
+  std::array<Rgb, 256> palette_{};
+  std::vector<FrameAtom> atoms_;
+  std::vector<FrameBond> bonds_;
+  std::vector<const BondRecord*> selectedBonds_;  // sorted
+  std::vector<std::vector<LinePiece>> pieces_;    // by colour and style
+  std::vector<DrawItem> items_;
+  std::vector<DrawItem> itemScratch_;
+  std::vector<FrameEllipsoid> ellipsoids_;
+  std::vector<uint32_t> pipeStart_;  // of each atom's entries in pipes_
+  std::vector<uint32_t> pipes_;      // indices into bonds_
+  std::vector<CellPiece> cellPieces_;
+  std::string groupName_;
+  std::vector<CanvasPoint> labelDirections_;
+  std::vector<LabelBox> labelBoxes_;
+  std::vector<uint32_t> labelAtoms_;  // of the boxes
+  std::vector<CanvasPoint> labelPoints_;
+  std::vector<LabelMemory> labelMemory_;  // by place in the frame, empty when nothing is to be remembered
+  Matrix4 labelRotation_{};               // of the frame remembered
+  double labelStep_ = 0.0;                // how many degrees' worth labels may move in this frame
+  std::vector<CellLetter> cellLetters_;
+  PointGrid labelGrid_;
+  LabelSpreader spreader_;
+  LabelOccupancy occupancy_;
+
+  // Shades of balls by element row, kept while the row keeps its colour.
+  struct Shades {
+    Rgb colour;
+    bool known = false;
+    std::array<Rgb, 8> screen;
+  };
+  std::array<Shades, kElementRows> shades_{};
+  std::array<double, kElementRows> ballRadius_{};  // device units
+};
+
+}  // namespace marvik

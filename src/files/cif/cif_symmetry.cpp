@@ -1,0 +1,107 @@
+#include "files/cif/cif_symmetry.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "crystal/symmetry.h"
+#include "files/cif/cif_space_group.h"
+
+namespace marvik {
+
+namespace {
+
+constexpr size_t kLongestOperator = 70;
+constexpr double kSamePlace = 0.05;  // Å
+
+// The first three components, x1 x2 x3 written as x y z; empty when these are no three.
+std::string SpacePart(std::string_view text) {
+  std::string part;
+  size_t at = 0;
+  for (int i = 0; i < 3; ++i) {
+    const size_t comma = std::min(text.find(',', at), text.size());
+    std::string component(text.substr(at, comma - at));
+    for (const auto& [numbered, plain] : {std::pair{"x1", "x"}, {"x2", "y"}, {"x3", "z"}}) {
+      for (size_t n; (n = component.find(numbered)) != std::string::npos;) component.replace(n, 2, plain);
+    }
+    if (component.find_first_of("xyzXYZ") == std::string::npos) return {};
+    part.append(part.empty() ? "" : ",").append(component);
+    at = std::min(comma + 1, text.size());
+  }
+  return part.size() > kLongestOperator ? std::string() : part;
+}
+
+bool IsIdentity(const SymmetryOperator& op) {
+  for (size_t i = 0; i < 3; ++i)
+    for (size_t j = 0; j < 4; ++j)
+      if (op.rows[i][j] != (i == j ? 1.0 : 0.0)) return false;
+  return true;
+}
+
+// Whether every rotation leaves the lengths of the cell's edges and the angles between them alone.
+bool FitsCell(const SymmetryList& operators, const OrthogonalisationMatrix& matrix) {
+  constexpr double kTolerance = 0.01;  // of the product of two edges
+  const Fractional edges[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+  for (const SymmetryOperator& op : operators) {
+    const auto image = [&](size_t i) { return matrix * (op.Apply(edges[i]) - op.Apply({})); };
+    for (size_t i = 0; i < 3; ++i)
+      for (size_t j = i; j < 3; ++j) {
+        const Cartesian a = matrix * edges[i];
+        const Cartesian b = matrix * edges[j];
+        if (std::fabs(Dot(image(i), image(j)) - Dot(a, b)) > kTolerance * Length(a) * Length(b)) return false;
+      }
+  }
+  return true;
+}
+
+}  // namespace
+
+void CifSymmetry::Add(std::string text, UserMessages& messages) {
+  AddSymmetryOperator(operators, text, -1, kSymmLineOperator, messages);
+  if (IsIdentity(operators.back())) {
+    operators.pop_back();
+  } else {
+    lines.push_back(std::move(text));
+  }
+}
+
+CifSymmetry ReadCifSymmetry(const CifBlock& block, const OrthogonalisationMatrix& matrix, UserMessages& messages) {
+  CifSymmetry symmetry;
+  AddSymmetryOperator(symmetry.operators, "X,Y,Z", -1, kImpliedOperator, messages);
+  const CifColumn texts = FindColumn(block, {"_symmetry_equiv_pos_as_xyz", "_space_group_symop_operation_xyz",
+                                             "_space_group_symop_ssg_operation_algebraic"});
+  for (size_t row = 0; row < texts.Rows(); ++row) {
+    std::string text = SpacePart(texts[row]);
+    if (text.find_first_of("\n\r\t!=") != std::string::npos || text.empty()) continue;
+    symmetry.isListed = true;
+    symmetry.Add(std::move(text), messages);
+  }
+  if (symmetry.isListed) return symmetry;
+  const std::string hall(FindColumn(block, {"_symmetry_space_group_name_hall", "_space_group_name_hall"})[0]);
+  const std::string name(CifSpaceGroupName(block));
+  for (const auto& [source, symbol] : {std::pair{hall, hall}, {name, HallSymbolOf(name)}}) {
+    const auto operators = OperatorsOfHallSymbol(symbol);
+    CifSymmetry made = symmetry;
+    for (const std::string& text : operators) made.Add(text, messages);
+    if (operators.empty() || !FitsCell(made.operators, matrix)) continue;
+    made.source = source;
+    return made;
+  }
+  return symmetry;
+}
+
+CifValue CifSpaceGroupName(const CifBlock& block) {
+  return FindColumn(block, {"_symmetry_space_group_name_h-m", "_space_group_name_h-m_alt", "_space_group_name_h-m_ref",
+                            "_space_group_name_h-m_full"})[0];
+}
+
+int SiteSymmetryOrder(const Fractional& place, const SymmetryList& operators, const OrthogonalisationMatrix& matrix) {
+  int order = 0;
+  for (const SymmetryOperator& op : operators) {
+    Fractional difference = op.Apply(place) - place;
+    for (int i = 0; i < 3; ++i) difference[i] -= std::round(difference[i]);
+    order += Length(matrix * difference) < kSamePlace;
+  }
+  return std::max(order, 1);
+}
+
+}  // namespace marvik

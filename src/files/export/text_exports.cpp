@@ -1,0 +1,72 @@
+#include "files/export/text_exports.h"
+
+#include <algorithm>
+
+#include "base/numbers.h"
+#include "files/export/export_atoms.h"
+
+namespace marvik {
+
+std::optional<std::string> ComposePdb(const Document& document, const std::string& fileName, UserMessages& messages) {
+  const auto atoms = AtomsToExport(document, messages);
+  if (!atoms) return {};
+  std::string text = Printf("COMPND  %s                                 \n", fileName.c_str());
+  int serial = 0;
+  for (const AtomRecord* atom : atoms->Atoms()) {
+    constexpr size_t kLabelWidth = 4;
+    const int gap = 23 - static_cast<int>(std::min<size_t>(std::max(atom->name.size(), kLabelWidth) - kLabelWidth, 14));
+    AppendPrintf(text, "HETATM%5d%4s%*.3f%8.3f%8.3f\n", ++serial, atom->name.c_str(), gap, atom->position.x,
+                 atom->position.y, -atom->position.z);
+  }
+  for (const AtomRecord* atom : atoms->Atoms()) {
+    std::string partners;
+    atoms->ForEachBond(atom, [&](int partner, const BondRecord&) { AppendPrintf(partners, "%5d", partner); });
+    if (!partners.empty()) AppendPrintf(text, "CONECT%5d%s%30s\n", atoms->SerialOf(atom), partners.c_str(), "");
+  }
+  return text + "\nEND\n";
+}
+
+std::optional<std::string> ComposeConnectionTable(const Document& document, UserMessages& messages) {
+  const auto atoms = AtomsToExport(document, messages);
+  if (!atoms) return {};
+  std::string lines;
+  int bonds = 0;
+  for (const AtomRecord* atom : atoms->Atoms())
+    AppendPrintf(lines, "%f %f %f %s\n", atom->position.x, atom->position.y, atom->position.z, atom->name.c_str());
+  for (const AtomRecord* atom : atoms->Atoms())
+    atoms->ForEachBond(atom, [&](int partner, const BondRecord& bond) {
+      AppendPrintf(lines, "%d %d %d %d\n", atoms->SerialOf(atom), partner, bond.Order() + 1, bond.Style() + 1);
+      ++bonds;
+    });
+  return Printf("%s\n%zu %d\n", document.instructions.title.c_str(), atoms->Atoms().size(), bonds) + lines;
+}
+
+std::optional<std::string> ComposeAtomsInput(const Document& document, UserMessages& messages) {
+  const auto atoms = AtomsToExport(document, messages);
+  if (!atoms) return {};
+  std::string text = "FIELDS LAB TYP COO TFU\n";
+  for (const AtomRecord* atom : atoms->Atoms()) {
+    const auto& u = atom->u;
+    AppendPrintf(text, "%s %d %f %f %f\n", atom->name.c_str(), atom->element->atomicNumber, atom->position.x,
+                 atom->position.y, atom->position.z);
+    AppendPrintf(text, "%f %f %f %f %f %f\n", u[0], u[1], u[2], u[5], u[4], u[3]);
+  }
+  return text;
+}
+
+bool ExportPdb(const Document& document, const std::string& directory, const std::string& fileName,
+               UserMessages& messages) {
+  return WriteExport(directory + fileName, ComposePdb(document, fileName, messages), messages);
+}
+
+bool ExportConnectionTable(const Document& document, const std::string& directory, const std::string& fileName,
+                           UserMessages& messages) {
+  return WriteExport(directory + fileName, ComposeConnectionTable(document, messages), messages);
+}
+
+bool ExportAtomsInput(const Document& document, const std::string& directory, const std::string& fileName,
+                      UserMessages& messages) {
+  return WriteExport(directory + fileName, ComposeAtomsInput(document, messages), messages);
+}
+
+}  // namespace marvik

@@ -1,0 +1,315 @@
+#include "refine/constraints/hydrogens.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/numbers.h"
+#include "refine/job/commands.h"
+
+namespace marvik::engine {
+namespace {
+
+constexpr HydrogenCode kCodes[] = {{1, 1, 3},  {2, 2, 2},  {3, 3, 1},  {4, 1, 2},  {8, 1, 1}, {9, 2, 1},
+                                   {12, 6, 1}, {13, 3, 1}, {14, 1, 1}, {15, 1, 4}, {16, 1, 1}};
+
+struct DistanceRow {
+  int m;
+  int electrons;  // 0: any other
+  double distance;
+};
+constexpr DistanceRow kDistances[] = {{1, 7, 0.91},  {1, 0, 0.98},  {2, 7, 0.90},  {2, 0, 0.97},  {3, 7, 0.89},
+                                      {3, 0, 0.96},  {13, 7, 0.89}, {13, 0, 0.96}, {12, 0, 0.96}, {4, 7, 0.86},
+                                      {4, 0, 0.93},  {9, 7, 0.86},  {9, 0, 0.93},  {8, 0, 0.82},  {14, 0, 0.82},
+                                      {15, 0, 1.10}, {16, 0, 0.93}};
+
+const double kTetrahedral = std::acos(-1.0 / 3.0);
+
+Cartesian Towards(const Structure& structure, const Cartesian& from, const Neighbour& n) {
+  return Normalised(structure.metric.ToCartesian(ImagePosition(structure, n)) - from);
+}
+
+Cartesian AnyPerpendicular(const Cartesian& axis) {
+  const Cartesian other = std::fabs(axis.x) < 0.8 ? Cartesian{1, 0, 0} : Cartesian{0, 1, 0};
+  return Normalised(Cross(axis, other));
+}
+
+// Directions at an angle to the bond back to the neighbour, spread by `step` about it from a torsion on.
+std::vector<Cartesian> Umbrella(const Cartesian& back, const Cartesian& zero, double angle, double torsion, double step,
+                                int count) {
+  std::vector<Cartesian> directions;
+  const Cartesian axis = -back;
+  const Cartesian e1 = Normalised(zero - Dot(zero, axis) * axis);
+  const Cartesian e2 = Cross(axis, e1);
+  for (int i = 0; i < count; ++i) {
+    const double t = torsion + step * i;
+    directions.push_back(std::cos(angle) * back + std::sin(angle) * (std::cos(t) * e1 + std::sin(t) * e2));
+  }
+  return directions;
+}
+
+// The direction from which torsions of a terminal group are counted.
+Cartesian ZeroDirection(const Structure& structure, const HydrogenGroup& group, const Cartesian& back) {
+  if (group.beyond.site < 0) return AnyPerpendicular(back);
+  const Cartesian next = structure.metric.ToCartesian(ImagePosition(structure, group.around[0]));
+  const Cartesian far = structure.metric.ToCartesian(ImagePosition(structure, group.beyond));
+  const Cartesian d = far - next;
+  const Cartesian across = d - Dot(d, back) * back;
+  return Length(across) > 1e-3 ? Normalised(across) : AnyPerpendicular(back);
+}
+
+// `sense` is -1 for groups whose hydrogens follow each other the other way round.
+std::vector<Cartesian> DirectionsAtTorsion(const Structure& structure, const HydrogenGroup& group, double torsion,
+                                           double sense = 1.0) {
+  const Cartesian carrier = structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
+  const Cartesian back = Towards(structure, carrier, group.around[0]);
+  const Cartesian zero = ZeroDirection(structure, group, back);
+  const double third = sense * 120.0 * kRadiansPerDegree;
+  if (group.m == 12) {
+    auto first = Umbrella(back, zero, kTetrahedral, torsion, third, 3);
+    const auto second = Umbrella(back, zero, kTetrahedral, torsion + third / 2.0, third, 3);
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+  }
+  if (group.m == 9) return Umbrella(back, zero, 120.0 * kRadiansPerDegree, torsion, 180.0 * kRadiansPerDegree, 2);
+  return Umbrella(back, zero, kTetrahedral, torsion, third, group.m == 8 || group.m == 14 ? 1 : 3);
+}
+
+struct TorsionFit {
+  double torsion = 0.0;  // of the first hydrogen, radians
+  double sense = 1.0;
+};
+
+// How a terminal group stands now: the mean over its hydrogens, each turned back to the first one's place.
+TorsionFit PresentTorsion(const Structure& structure, const HydrogenGroup& group) {
+  const Cartesian carrier = structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
+  const Cartesian back = Towards(structure, carrier, group.around[0]);
+  const Cartesian zero = ZeroDirection(structure, group, back);
+  const Cartesian axis = -back;
+  const Cartesian e1 = Normalised(zero - Dot(zero, axis) * axis);
+  const Cartesian e2 = Cross(axis, e1);
+  TorsionFit best;
+  double longest = -1.0;
+  for (const double sense : {1.0, -1.0}) {
+    double sine = 0.0;
+    double cosine = 0.0;
+    for (size_t i = 0; i < group.hydrogens.size(); ++i) {
+      const Cartesian d =
+          structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.hydrogens[i])].x) - carrier;
+      double step = static_cast<double>(i % 3) * 120.0 + (i >= 3 ? 60.0 : 0.0);
+      if (group.m == 9) step = 180.0 * static_cast<double>(i);
+      const double t = std::atan2(Dot(d, e2), Dot(d, e1)) - sense * step * kRadiansPerDegree;
+      sine += std::sin(t);
+      cosine += std::cos(t);
+    }
+    if (std::hypot(sine, cosine) > longest + 1e-6) {
+      longest = std::hypot(sine, cosine);
+      best = {std::atan2(sine, cosine), sense};
+    }
+  }
+  return best;
+}
+
+std::vector<Cartesian> Directions(const Structure& structure, const HydrogenGroup& group) {
+  const Cartesian carrier = structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
+  std::vector<Cartesian> u;
+  Cartesian sum;
+  for (const Neighbour& n : group.around) {
+    u.push_back(Towards(structure, carrier, n));
+    sum += u.back();
+  }
+  switch (group.m) {
+    case 1:
+    case 4:
+    case 15:
+    case 16:
+      return {Normalised(-sum)};
+    case 2: {
+      // H-X-H equals the four angles H-X-Y: 2 cos²β + cos(φ/2) cos β - 1 = 0, φ = Y-X-Y, 2β = H-X-H.
+      const double c = std::sqrt(std::max(0.0, 0.5 * (1.0 + Dot(u[0], u[1]))));
+      const double cb = 0.25 * (std::sqrt(c * c + 8.0) - c);
+      const double sb = std::sqrt(1.0 - cb * cb);
+      const Cartesian bisector = Normalised(-sum);
+      const Cartesian normal = Normalised(Cross(u[0], u[1]));
+      return {cb * bisector + sb * normal, cb * bisector - sb * normal};
+    }
+    default:
+      break;
+  }
+  const TorsionFit now = PresentTorsion(structure, group);
+  double torsion = now.torsion;
+  if (group.beyond.site >= 0 && group.m == 3 && !group.Rotates()) {
+    const double third = 120.0 * kRadiansPerDegree;
+    torsion = third / 2.0 + third * std::round((torsion - third / 2.0) / third);
+  }
+  if (group.beyond.site >= 0 && group.m == 9) {
+    const double half = 180.0 * kRadiansPerDegree;
+    torsion = half * std::round(torsion / half);
+  }
+  return DirectionsAtTorsion(structure, group, torsion, now.sense);
+}
+
+bool SameWay(const std::vector<Cartesian>& directions, const Structure& structure, const HydrogenGroup& group) {
+  const Cartesian carrier = structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
+  double straight = 0.0;
+  double swapped = 0.0;
+  for (size_t i = 0; i < 2; ++i) {
+    const Cartesian d =
+        structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.hydrogens[i])].x) - carrier;
+    straight += Dot(d, directions[i]);
+    swapped += Dot(d, directions[1 - i]);
+  }
+  return straight >= swapped;
+}
+
+// Of the neighbours in different PARTs only those of the PART with the highest occupancy count, beside PART 0.
+void KeepOnePart(const Structure& structure, std::vector<Neighbour>& around) {
+  int best = 0;
+  double highest = -1.0;
+  for (const Neighbour& n : around) {
+    const Site& site = structure.sites[static_cast<size_t>(n.site)];
+    if (site.part != 0 && site.occupancy > highest) highest = site.occupancy, best = site.part;
+  }
+  std::erase_if(around, [&](const Neighbour& n) {
+    const int part = structure.sites[static_cast<size_t>(n.site)].part;
+    return part != 0 && part != best;
+  });
+}
+
+// What surrounds the carrier and fits its code: no hydrogens, and no atoms of another PART than the hydrogens'.
+void FindSurroundings(const Structure& structure, const NeighbourTable& bonds, HydrogenGroup& group) {
+  const Site& carrier = structure.sites[static_cast<size_t>(group.carrier)];
+  const Site* first = group.hydrogens.empty() ? nullptr : &structure.sites[static_cast<size_t>(group.hydrogens[0])];
+  const Site& side = first && first->part != 0 ? *first : carrier;
+  for (const Neighbour& n : bonds[static_cast<size_t>(group.carrier)]) {
+    const Site& other = structure.sites[static_cast<size_t>(n.site)];
+    if (other.hydrogen || !PartsMeet(side, other, n.IsIdentity())) continue;
+    group.around.push_back(n);
+  }
+  KeepOnePart(structure, group.around);
+  group.beyond.site = -1;
+  if (group.around.empty()) return;
+  double best = -1.0;
+  for (const Neighbour& n : bonds[static_cast<size_t>(group.around[0].site)]) {
+    const Site& other = structure.sites[static_cast<size_t>(n.site)];
+    if (other.hydrogen || n.site == group.carrier || !PartsMeet(side, other, n.IsIdentity())) continue;
+    // Only what lies in the carrier's own asymmetric unit with the neighbour: images of images are not followed.
+    if (!group.around[0].IsIdentity()) continue;
+    const double weight = structure.scatterers[static_cast<size_t>(other.scatterer)].electrons - 1e-3 * n.distance;
+    if (weight > best) best = weight, group.beyond = n;
+  }
+}
+
+}  // namespace
+
+const HydrogenCode* FindHydrogenCode(int m) {
+  for (const HydrogenCode& code : kCodes) {
+    if (code.m == m) return &code;
+  }
+  return nullptr;
+}
+
+double HydrogenDistance(int m, int electrons, double temperature) {
+  const double longer = temperature < -70.0 ? 0.02 : temperature < -20.0 ? 0.01 : 0.0;
+  for (const DistanceRow& row : kDistances) {
+    if (row.m == m && (row.electrons == electrons || row.electrons == 0)) return row.distance + longer;
+  }
+  return 0.96 + longer;
+}
+
+std::vector<HydrogenGroup> FindHydrogenGroups(const Structure& structure, const NeighbourTable& bonds,
+                                              double temperature, std::vector<std::string>& notes) {
+  std::vector<HydrogenGroup> groups;
+  int carrier = -1;
+  int lastGroup = -1;
+  for (size_t i = 0; i < structure.sites.size(); ++i) {
+    const Site& site = structure.sites[i];
+    const int n = site.afix % 10;
+    const bool riding = site.afix > 0 && (n == 3 || n == 4 || n == 7 || n == 8);
+    if (!riding) {
+      carrier = static_cast<int>(i);
+      lastGroup = -1;
+      continue;
+    }
+    if (carrier < 0) {
+      notes.push_back("AFIX " + Printf("%d", site.afix) + " of " + site.label + " has no atom to ride on");
+      continue;
+    }
+    const HydrogenCode* code = FindHydrogenCode(site.afix / 10);
+    const bool full = !groups.empty() && code && static_cast<int>(groups.back().hydrogens.size()) >= code->hydrogens;
+    if (site.afixGroup != lastGroup || full) {
+      HydrogenGroup group;
+      group.m = site.afix / 10;
+      group.n = n;
+      group.carrier = carrier;
+      const std::vector<std::string> words = WordsOf(site.atom->Extras().afixWords);
+      double own = 0.0;
+      if (!words.empty() && ParseWholeNumber(words[0], own) && own > 0.1) group.distance = own;
+      groups.push_back(group);
+      lastGroup = site.afixGroup;
+    }
+    groups.back().hydrogens.push_back(static_cast<int>(i));
+  }
+  for (HydrogenGroup& group : groups) {
+    FindSurroundings(structure, bonds, group);
+    const HydrogenCode* code = FindHydrogenCode(group.m);
+    const Site& holder = structure.sites[static_cast<size_t>(group.carrier)];
+    if (group.m == 0) continue;
+    const std::string what = Printf("AFIX %d on %s", 10 * group.m + group.n, holder.label.c_str());
+    if (!code) {
+      notes.push_back(what + ": this geometry is not known; the hydrogens ride where they are");
+      continue;
+    }
+    const int found = static_cast<int>(group.around.size());
+    const bool enough = code->neighbours == 4 ? found >= 4 : found == code->neighbours;
+    if (!enough || static_cast<int>(group.hydrogens.size()) != code->hydrogens) {
+      notes.push_back(what + Printf(": %d neighbours and %zu hydrogens do not fit; the hydrogens ride where they are",
+                                    found, group.hydrogens.size()));
+      continue;
+    }
+    group.idealised = true;
+    if (group.distance == 0.0 && !group.Stretches()) {
+      const int electrons = structure.scatterers[static_cast<size_t>(holder.scatterer)].electrons;
+      group.distance = HydrogenDistance(group.m, electrons, temperature);
+    }
+  }
+  return groups;
+}
+
+bool FitsCode(const Structure& structure, const NeighbourTable& bonds, int carrier, int m) {
+  const HydrogenCode* code = FindHydrogenCode(m);
+  if (!code) return false;
+  HydrogenGroup group;
+  group.m = m;
+  group.carrier = carrier;
+  FindSurroundings(structure, bonds, group);
+  const int found = static_cast<int>(group.around.size());
+  return code->neighbours == 4 ? found >= 4 : found == code->neighbours;
+}
+
+void IdealiseHydrogens(Structure& structure, const HydrogenGroup& group) {
+  if (!group.idealised) return;
+  std::vector<Cartesian> directions = Directions(structure, group);
+  if (group.m == 2 && !SameWay(directions, structure, group)) std::swap(directions[0], directions[1]);
+  const Cartesian carrier = structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
+  double distance = group.distance;
+  if (group.Stretches()) {
+    distance = 0.0;
+    for (const int h : group.hydrogens) {
+      distance += Length(structure.metric.ToCartesian(structure.sites[static_cast<size_t>(h)].x) - carrier) /
+                  static_cast<double>(group.hydrogens.size());
+    }
+  }
+  for (size_t i = 0; i < group.hydrogens.size(); ++i) {
+    structure.sites[static_cast<size_t>(group.hydrogens[i])].x =
+        structure.metric.ToFractional(carrier + distance * directions[i]);
+  }
+}
+
+std::vector<Cartesian> PlaceAtTorsion(const Structure& structure, const HydrogenGroup& group, double torsion) {
+  const Cartesian carrier = structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
+  std::vector<Cartesian> places = DirectionsAtTorsion(structure, group, torsion * kRadiansPerDegree);
+  for (Cartesian& p : places) p = carrier + group.distance * p;
+  return places;
+}
+
+}  // namespace marvik::engine

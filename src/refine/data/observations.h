@@ -1,0 +1,41 @@
+#pragma once
+
+#include <vector>
+
+#include "refine/data/reflections.h"
+#include "refine/factors/structure_factors.h"
+
+namespace marvik::engine {
+
+// TWIN r11 ... r33 n: n components related by powers of the matrix; a negative n adds the inversion twins of all.
+struct TwinLaw {
+  bool present = false;
+  std::array<double, 9> matrix{-1, 0, 0, 0, -1, 0, 0, 0, -1};
+  int components = 2;
+};
+
+// What is refined against. Every observation is a sum over components: Fo² ~ scale² Σ_c k_c Fc²(h_c), where k_c belongs
+// to a batch (1: one minus the BASF fractions, or one where BASF holds scales of batches; m > 1: the BASF value m - 1;
+// 0: this component is missing).
+struct Observations {
+  std::vector<double> intensity;  // Fo², file scale
+  std::vector<double> sigma;
+  std::vector<std::vector<Miller>> indices;  // [component][observation]
+  std::vector<std::vector<int>> batch;       // [component][observation]
+
+  bool batchScales = false;
+
+  size_t Size() const { return intensity.size(); }
+  size_t Components() const { return indices.size(); }
+  size_t Blocks() const { return (Size() + kBlock - 1) / kBlock; }
+};
+
+// With `batches` each reflection keeps the batch of its line, whose scale BASF holds.
+Observations MakeObservations(const std::vector<Reflection>& merged, const TwinLaw& twin, bool batches = false);
+// HKLF 5: a line with a negative batch number goes with the following one. The last of a group becomes its first
+// component.
+Observations MakeOverlappedObservations(const std::vector<Reflection>& raw);
+// At least one.
+int LargestBatch(const std::vector<Reflection>& raw);
+
+}  // namespace marvik::engine

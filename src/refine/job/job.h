@@ -1,0 +1,48 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "refine/constraints/fragments.h"
+#include "refine/constraints/parameters.h"
+#include "refine/data/reflections.h"
+#include "refine/job/commands.h"
+#include "refine/map/fourier.h"
+#include "refine/solve/least_squares.h"
+
+namespace marvik::engine {
+
+// What the instructions ask for, apart from the atoms.
+struct Job {
+  bool conjugateGradients = false;  // CGLS instead of L.S.
+  int cycles = 0;
+  double damping = 0.7;        // DAMP: diagonal elements are multiplied by 1 + damping/1000
+  double largestShift = 15.0;  // DAMP: shifts are scaled down to this many uncertainties
+  WeightScheme weights;
+  int merge = 2;
+  HklFormat hkl;
+  DataLimits limits;
+  TwinLaw twin;
+  ParameterOptions parameters;
+  MapKind map = MapKind::Difference;
+  int peaks = 20;
+  bool bondHydrogens = false;  // BOND $H
+  int list = 0;
+  double temperature = 20.0;  // °C
+  std::vector<double> size;   // SIZE, mm
+  std::vector<Command> commands;
+  std::vector<Fragment> fragments;
+  std::vector<std::string> notes;  // one line each, for the start of the run
+};
+
+// Reads the document's instructions; what cannot be done is said in `notes`.
+Job MakeJob(const Document& document);
+
+// Whether LIST with this code writes a file.
+bool IsWrittenList(int code);
+
+// Lines about instructions that have no effect here.
+std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Command>& commands);
+
+}  // namespace marvik::engine

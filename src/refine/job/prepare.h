@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "base/user_messages.h"
+#include "model/document.h"
+#include "refine/structure/structure.h"
+
+namespace marvik::engine {
+
+// Carries out the instructions that change the model before it is refined and takes them out of the document: MOVE
+// (and the inversion setting), ANIS and HFIX. Hydrogens made from HFIX stand behind their carrier; `fresh` gets those
+// whose torsion is yet to be found. Sentences about what could not be done go to `notes`.
+void PrepareDocument(Document& document, UserMessages& messages, std::vector<AtomRecord*>& fresh,
+                     std::vector<std::string>& notes);
+
+// U of an isotropic atom as a tensor in file order.
+std::array<double, 6> TensorOfIsotropic(const Metric& metric, double u);
+
+}  // namespace marvik::engine

@@ -1,0 +1,116 @@
+#include "refine/job/run.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <new>
+
+#include "base/files.h"
+#include "base/numbers.h"
+#include "refine/data/weighting.h"
+#include "refine/job/session.h"
+#include "refine/output/tables.h"
+
+namespace marvik::engine {
+namespace {
+
+constexpr size_t kMostBonds = 40;
+
+int Fail(const LineSink& print, const std::string& problem) {
+  print(" ** " + problem + " **");
+  print(" marvik-refine finished with an error");
+  return 1;
+}
+
+void MakeMaps(Session& s) {
+  const auto count = static_cast<size_t>(std::max(1, s.job.peaks));
+  const DensityMap map = MakeMap(s.structure, s.observations, s.result.calculated);
+  s.mapSigma = map.sigma;
+  s.peaks = s.listed = FindPeaks(s.structure, map, count, false);
+  s.holes = FindPeaks(s.structure, map, 1, true);
+  if (s.job.map != MapKind::Difference) {
+    const DensityMap other = MakeMap(s.structure, s.observations, s.result.calculated, s.job.map);
+    s.listed = FindPeaks(s.structure, other, count, false);
+  }
+}
+
+// Atoms piled up in one place would fill gigabytes with angles.
+void TrimBonds(NeighbourTable& bonds, const LineSink& print) {
+  size_t crowded = 0;
+  for (auto& list : bonds) {
+    if (list.size() <= kMostBonds) continue;
+    list.resize(kMostBonds);
+    ++crowded;
+  }
+  if (crowded > 0) {
+    print(Printf(" %zu atoms have more than %zu neighbours; the tables have the nearest ones", crowded, kMostBonds));
+  }
+}
+
+void PrintPeaks(const Session& s, const LineSink& print) {
+  if (!s.peaks.empty()) {
+    const Peak& p = s.peaks[0];
+    print(Printf(" Highest peak %6.3f e/A3 at %.4f %.4f %.4f, %.2f A from %s", p.height, p.x.x, p.x.y, p.x.z,
+                 p.distance, p.nearest < 0 ? "-" : s.structure.sites[static_cast<size_t>(p.nearest)].label.c_str()));
+  }
+  if (!s.holes.empty()) {
+    const Peak& p = s.holes[0];
+    print(Printf(" Deepest hole %6.3f e/A3 at %.4f %.4f %.4f, %.2f A from %s", p.height, p.x.x, p.x.y, p.x.z,
+                 p.distance, p.nearest < 0 ? "-" : s.structure.sites[static_cast<size_t>(p.nearest)].label.c_str()));
+  }
+}
+
+int Work(const std::string& base, const LineSink& print, const std::string& said) {
+  const auto start = std::chrono::steady_clock::now();
+  print(" marvik-refine: full-matrix least squares on F squared");
+  print(" " + base);
+  Session s;
+  s.base = base;
+  std::string problem;
+  if (!LoadSession(s, print, problem)) return Fail(print, problem);
+  s.result = Refine(s.job, s.structure, s.parametrisation, s.observations, s.restraints, print);
+  if (s.result.failed) return Fail(print, s.result.problem);
+  const RefinementResult& r = s.result;
+  print(Printf(" wR2 = %.4f, GooF = S = %.3f, Restrained GooF = %.3f for all data", r.final.wR2, r.final.goof,
+               r.restrainedGoof));
+  print(Printf(" R1 = %.4f for %zu Fo > 4sig(Fo) and %.4f for all %zu data, %zu parameters, %zu restraints", r.final.r1,
+               r.final.strong, r.final.r1All, r.final.all, r.parameters, r.restraintEquations));
+  for (const std::string& name : NotPositiveAtoms(s.structure))
+    print(" ** The displacement of " + name + " is not positive **");
+  MakeMaps(s);
+  PrintPeaks(s, print);
+  const auto suggestion = SuggestWeights(r.calculated, s.job.weights.p[5]);
+  s.suggestedWeights = {suggestion.first, suggestion.second};
+  PrintedMessages messages(print);
+  const std::string text = ComposeResult(s, messages);
+  if (text.empty()) return Fail(print, "THE RESULT CANNOT BE WRITTEN");
+  if (WriteFileAtomically(base + ".res", text) != 0) return Fail(print, "CANNOT WRITE " + base + ".res");
+  s.bonds = MakeBonds(s.structure, s.document, s.job.commands);
+  TrimBonds(s.bonds, print);
+  if (WriteFileAtomically(base + ".lst", ComposeListing(s, said)) != 0) print(" ** CANNOT WRITE " + base + ".lst **");
+  if (WriteFileAtomically(base + ".cif", ComposeCif(s)) != 0) print(" ** CANNOT WRITE " + base + ".cif **");
+  if (IsWrittenList(s.job.list) && WriteFileAtomically(base + ".fcf", ComposeReflectionList(s)) != 0) {
+    print(" ** CANNOT WRITE " + base + ".fcf **");
+  }
+  if (!r.problem.empty()) return Fail(print, r.problem);
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  print(Printf(" marvik-refine finished after %.2f s", seconds));
+  return 0;
+}
+
+}  // namespace
+
+int RunJob(const std::string& base, const LineSink& console) {
+  std::string said;
+  const LineSink print = [&](const std::string& line) {
+    said += line + "\n";
+    console(line);
+  };
+  try {
+    return Work(base, print, said);
+  } catch (const std::bad_alloc&) {
+    return Fail(print, "THERE IS NOT ENOUGH MEMORY");
+  }
+}
+
+}  // namespace marvik::engine

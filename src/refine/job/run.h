@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "refine/solve/refinement.h"
+
+namespace marvik::engine {
+
+// One whole run: NAME.ins and NAME.hkl in, NAME.res, NAME.lst and NAME.cif out, lines for the console to `print`; the
+// last one holds "finished" in every case, after "** what was wrong **" when something was. Gives the exit status.
+// Result files appear whole at the end or not at all.
+int RunJob(const std::string& base, const LineSink& print);
+
+}  // namespace marvik::engine

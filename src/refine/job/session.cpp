@@ -1,0 +1,220 @@
+#include "refine/job/session.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/files.h"
+#include "base/numbers.h"
+#include "files/res/reader.h"
+#include "refine/job/includes.h"
+#include "refine/job/prepare.h"
+#include "refine/structure/atom_names.h"
+
+namespace marvik::engine {
+namespace {
+
+constexpr int kMostBatches = 200;
+
+std::vector<std::vector<int>> SetsOf(const Structure& structure, const Job& job, const char* keyword,
+                                     std::vector<std::string>& notes) {
+  std::vector<std::vector<int>> sets;
+  for (const Command& command : job.commands) {
+    if (command.keyword != keyword) continue;
+    for (const int residue : ResiduesOf(structure, command)) {
+      const ResolvedNames names = ResolveAtoms(structure, command, job.commands, command.words, residue);
+      for (const std::string& missing : names.missing)
+        notes.push_back(command.keyword + ": there is no atom " + missing);
+      std::vector<int> set;
+      for (const SiteImage& image : names.images) set.push_back(image.site);
+      if (set.size() > 1) sets.push_back(set);
+    }
+  }
+  return sets;
+}
+
+bool ReadInput(Session& s, std::vector<Reflection>& raw, const LineSink& print, std::string& problem) {
+  const FileContent ins = ReadWholeFile(s.base + ".ins");
+  if (!ins.opened) {
+    problem = "CANNOT OPEN FILE " + s.base + ".ins";
+    return false;
+  }
+  PrintedMessages messages(print);
+  const std::string directory = DirectoryOf(s.base);
+  std::vector<std::string> notes;
+  if (!ReadInstructionText(s.document, TakeIncludes(ins.content, directory, notes), messages)) {
+    problem = s.base + ".ins IS NOT AN INSTRUCTION FILE WITH A POSSIBLE CELL";
+    return false;
+  }
+  s.document.WorkingDirectory = directory;
+  const FileContent hkl = ReadWholeFile(s.base + ".hkl");
+  if (!hkl.opened) {
+    problem = "CANNOT OPEN FILE " + s.base + ".hkl";
+    return false;
+  }
+  PrepareDocument(s.document, messages, s.fresh, notes);
+  s.job = MakeJob(s.document);
+  for (const std::string& note : notes) {
+    if (std::find(s.job.notes.begin(), s.job.notes.end(), note) == s.job.notes.end()) s.job.notes.push_back(note);
+  }
+  if (s.job.hkl.code != 4 && s.job.hkl.code != 5) {
+    problem = Printf("HKLF %d IS NOT REFINED AGAINST, ONLY 4 AND 5", s.job.hkl.code);
+    return false;
+  }
+  HklFile file = ParseHklFile(hkl.content, s.job.hkl);
+  if (file.badLines > 0) s.job.notes.push_back(Printf("%d lines of the reflection file cannot be read", file.badLines));
+  if (file.wideColumns) {
+    s.job.notes.push_back("the columns of the reflection file look wider than 8: intensities may be cut; check R(int)");
+  }
+  raw = std::move(file.reflections);
+  if (raw.empty()) {
+    problem = "NO REFLECTIONS IN " + s.base + ".hkl";
+    return false;
+  }
+  return true;
+}
+
+// Free variables that restraints tie distances to or sum up.
+std::vector<int> VariablesOfRestraints(const Job& job) {
+  std::vector<int> variables;
+  for (const Command& command : job.commands) {
+    const auto& n = command.numbers;
+    if ((command.keyword == "DFIX" || command.keyword == "DANG") && !n.empty()) {
+      const int variable = SplitCodedValue(n[0]).variable;
+      if (variable > 1) variables.push_back(variable);
+    }
+    for (size_t i = 3; command.keyword == "SUMP" && i < n.size(); i += 2) variables.push_back(WholeNumber(n[i]));
+  }
+  return variables;
+}
+
+// What the data ask of BASF: fractions of twin components, or scales of the batches of HKLF 4.
+bool SettleBatches(Session& s, const std::vector<Reflection>& raw, std::string& problem) {
+  std::vector<double>& fractions = s.structure.batchFractions;
+  const bool overlapped = s.job.hkl.code == 5;
+  int last = LargestBatch(raw);
+  if (overlapped && s.job.twin.present)
+    s.job.notes.push_back("TWIN: HKLF 5 names the components; the law has no effect");
+  if (overlapped) {
+    s.job.twin = {};
+  } else if (s.job.twin.present) {
+    last = std::abs(s.job.twin.components);
+    if (s.job.twin.components < 0 && last % 2 != 0) {
+      problem = Printf("TWIN %d: WITH INVERSION TWINS THE NUMBER OF COMPONENTS IS EVEN", s.job.twin.components);
+      return false;
+    }
+  } else {
+    s.job.limits.batches = last > 1 && !fractions.empty();
+    if (!s.job.limits.batches) last = 1;
+  }
+  if (last > kMostBatches) {
+    problem = Printf("%d TWIN COMPONENTS OR BATCHES ARE TOO MANY", last);
+    return false;
+  }
+  const auto wanted = static_cast<size_t>(last - 1);
+  if (fractions.size() > wanted) {
+    s.job.notes.push_back(
+        Printf("BASF: %zu values, and the data speak of %zu; the others have no effect", fractions.size(), wanted));
+  } else if (fractions.size() < wanted) {
+    s.job.notes.push_back(
+        Printf("BASF: %zu values where the data need %zu; equal ones are taken", fractions.size(), wanted));
+  }
+  fractions.resize(wanted, s.job.limits.batches ? 1.0 : 1.0 / static_cast<double>(last));
+  return true;
+}
+
+bool PrepareModel(Session& s, const std::vector<Reflection>& raw, std::string& problem) {
+  if (!BuildStructure(s.document, s.structure, s.job.notes, problem)) return false;
+  s.job.limits.wavelength = s.structure.wavelength;
+  s.bonds = MakeBonds(s.structure, s.document, s.job.commands);
+  s.job.parameters.sameCoordinates = SetsOf(s.structure, s.job, "EXYZ", s.job.notes);
+  s.job.parameters.sameDisplacements = SetsOf(s.structure, s.job, "EADP", s.job.notes);
+  s.job.parameters.restrainedVariables = VariablesOfRestraints(s.job);
+  for (const Command& command : s.job.commands) {
+    if (command.keyword == "BASF") {
+      for (const double v : command.numbers) s.structure.batchFractions.push_back(v);
+    } else if (command.keyword == "SWAT") {
+      s.structure.hasSolvent = true;
+      s.structure.solventScale = command.numbers.size() > 0 ? command.numbers[0] : 0.0;
+      s.structure.solventU = command.numbers.size() > 1 ? command.numbers[1] : 2.0;
+    }
+  }
+  if (!SettleBatches(s, raw, problem)) return false;
+  s.hydrogens = FindHydrogenGroups(s.structure, s.bonds, s.job.temperature, s.job.notes);
+  s.rigid = FindRigidGroups(s.structure, s.job.fragments, s.job.notes);
+  s.parametrisation.Build(s.structure, s.job.parameters, s.hydrogens, s.rigid, s.job.notes);
+  s.restraints = MakeRestraints(s.structure, s.job.commands, s.bonds, s.job.notes);
+  return true;
+}
+
+bool PrepareData(Session& s, const std::vector<Reflection>& raw, const LineSink& print, std::string& problem) {
+  const bool overlapped = s.job.hkl.code == 5;
+  if (s.job.merge >= 4) {
+    for (Scatterer& f : s.structure.scatterers) f.fDoublePrime = 0.0;
+  }
+  const SpaceGroup& group = s.structure.group;
+  const Metric& metric = s.structure.metric;
+  s.merged = overlapped ? SelectOverlapped(raw, group, metric, s.job.limits, s.merging)
+                        : MergeReflections(raw, group, metric, s.job.limits, s.job.merge, s.merging);
+  s.observations =
+      overlapped ? MakeOverlappedObservations(s.merged) : MakeObservations(s.merged, s.job.twin, s.job.limits.batches);
+  const MergeStatistics& m = s.merging;
+  print(Printf(" %zu reflections read, %zu absent, %zu outside limits, %zu unique, R(int) = %.4f, R(sigma) = %.4f",
+               m.read, m.absent, m.outside + m.omitted, m.unique, m.rInt, m.rSigma));
+  if (m.absent > 5 && m.absentMeanRatio > 3.0) {
+    print(Printf(" Systematically absent reflections have a mean I/sigma of %.1f: is the space group right?",
+                 m.absentMeanRatio));
+  }
+  if (m.rIntMembers > 20 && m.rInt > 0.35)
+    print(Printf(" R(int) = %.3f: equivalents do not agree; check the format and the space group", m.rInt));
+  if (s.observations.Size() == 0) {
+    problem = "NO REFLECTIONS ARE LEFT";
+    return false;
+  }
+  return true;
+}
+
+// Turns the groups that HFIX has just made to where the difference density along their circles is highest.
+void FindTorsions(Session& s) {
+  std::vector<HydrogenGroup*> groups;
+  std::vector<double> occupancies;
+  for (const Site& site : s.structure.sites) occupancies.push_back(site.occupancy);
+  for (HydrogenGroup& g : s.hydrogens) {
+    const AtomRecord* first = s.structure.sites[static_cast<size_t>(g.hydrogens[0])].atom;
+    if (!g.idealised || g.around.empty() || std::find(s.fresh.begin(), s.fresh.end(), first) == s.fresh.end()) continue;
+    groups.push_back(&g);
+    for (const int h : g.hydrogens) s.structure.sites[static_cast<size_t>(h)].occupancy = 0.0;
+  }
+  if (groups.empty()) return;
+  Calculated calculated;
+  DataPass pass(s.structure, s.observations, s.job.weights);
+  MatchScale(s.structure, pass, calculated);
+  const DensityMap map = MakeMap(s.structure, s.observations, calculated);
+  for (size_t i = 0; i < occupancies.size(); ++i) s.structure.sites[i].occupancy = occupancies[i];
+  for (const HydrogenGroup* g : groups) {
+    double best = -1e30;
+    std::vector<Cartesian> places;
+    for (int torsion = 0; torsion < 360; torsion += 5) {
+      const std::vector<Cartesian> tried = PlaceAtTorsion(s.structure, *g, torsion);
+      double sum = 0.0;
+      for (const Cartesian& p : tried) sum += map.Interpolate(s.structure.metric.ToFractional(p));
+      if (sum > best) best = sum, places = tried;
+    }
+    for (size_t i = 0; i < g->hydrogens.size() && i < places.size(); ++i) {
+      s.structure.sites[static_cast<size_t>(g->hydrogens[i])].x = s.structure.metric.ToFractional(places[i]);
+    }
+  }
+  s.parametrisation.Apply(std::vector<double>(s.parametrisation.Size(), 0.0), s.structure);
+}
+
+}  // namespace
+
+bool LoadSession(Session& s, const LineSink& print, std::string& problem) {
+  std::vector<Reflection> raw;
+  if (!ReadInput(s, raw, print, problem) || !PrepareModel(s, raw, problem)) return false;
+  for (const std::string& note : s.job.notes) print(" Note: " + note);
+  if (!PrepareData(s, raw, print, problem)) return false;
+  FindTorsions(s);
+  return true;
+}
+
+}  // namespace marvik::engine

@@ -1,0 +1,256 @@
+// The vector version asks aligned_alloc for sizes that are no multiple of the alignment, which the address sanitizer
+// does not allow.
+#ifdef __SANITIZE_ADDRESS__
+#define POCKETFFT_NO_VECTORS
+#endif
+
+#include "refine/map/fourier.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <gemmi/third_party/pocketfft_hdronly.h>
+
+namespace marvik::engine {
+namespace {
+
+constexpr double kTurn = 6.283185307179586;
+constexpr double kGridStep = 0.22;     // Å
+constexpr double kMostPoints = 1.0e8;  // twice 0.4 GB
+
+size_t FriendlySize(size_t n) {
+  while (true) {
+    size_t m = n;
+    for (const size_t f : {2, 3, 5}) {
+      while (m % f == 0) m /= f;
+    }
+    if (m == 1) return n;
+    ++n;
+  }
+}
+
+size_t Wrap(long i, size_t n) {
+  const long m = static_cast<long>(n);
+  return static_cast<size_t>(((i % m) + m) % m);
+}
+
+std::array<size_t, 3> GridSize(const Structure& structure, const Observations& observations) {
+  const CellParameters& cell = structure.metric.cell;
+  const double edges[3] = {cell.a, cell.b, cell.c};
+  std::array<size_t, 3> size{};
+  for (size_t i = 0; i < 3; ++i) {
+    int largest = 1;
+    for (const Miller& h : observations.indices[0]) largest = std::max(largest, std::abs(h[i]));
+    for (const GroupOperator& op : structure.group.pointOperators) {
+      for (const Miller& h : observations.indices[0]) largest = std::max(largest, std::abs(op.ApplyToIndices(h)[i]));
+    }
+    size[i] =
+        FriendlySize(std::max(static_cast<size_t>(edges[i] / kGridStep) + 1, static_cast<size_t>(2 * largest + 2)));
+  }
+  // Reflections that a coarser grid cannot hold are left out of it.
+  double points = 1.0;
+  for (const size_t n : size) points *= static_cast<double>(n);
+  const double coarser = std::cbrt(std::min(1.0, kMostPoints / points));
+  for (size_t& n : size) n = FriendlySize(std::max<size_t>(8, static_cast<size_t>(coarser * static_cast<double>(n))));
+  return size;
+}
+
+// Vertex of the parabola through three equidistant values: offset in steps, within ±1/2.
+double Vertex(double a, double b, double c) {
+  const double curvature = a - 2.0 * b + c;
+  if (curvature >= 0.0) return 0.0;
+  return std::clamp(0.5 * (a - c) / curvature, -0.5, 0.5);
+}
+
+struct Maximum {
+  Fractional x;
+  double height;
+};
+
+std::vector<Maximum> LocalMaxima(const DensityMap& map, double sign) {
+  std::vector<Maximum> found;
+  const auto [n1, n2, n3] = map.size;
+  const double least = 1.5 * map.sigma;
+  for (long i = 0; i < static_cast<long>(n1); ++i) {
+    for (long j = 0; j < static_cast<long>(n2); ++j) {
+      for (long k = 0; k < static_cast<long>(n3); ++k) {
+        const double v = sign * map.At(i, j, k);
+        if (v < least) continue;
+        bool top = true;
+        for (int n = 0; n < 27 && top; ++n) {
+          if (n == 13) continue;
+          const double other = sign * map.At(i + n / 9 - 1, j + n / 3 % 3 - 1, k + n % 3 - 1);
+          top = n < 13 ? other < v : other <= v;
+        }
+        if (!top) continue;
+        const double x0 = sign * map.At(i - 1, j, k), x1 = sign * map.At(i + 1, j, k);
+        const double y0 = sign * map.At(i, j - 1, k), y1 = sign * map.At(i, j + 1, k);
+        const double z0 = sign * map.At(i, j, k - 1), z1 = sign * map.At(i, j, k + 1);
+        const double dx = Vertex(x0, v, x1), dy = Vertex(y0, v, y1), dz = Vertex(z0, v, z1);
+        const double height = v - 0.25 * ((x0 - x1) * dx + (y0 - y1) * dy + (z0 - z1) * dz);
+        found.push_back({{(static_cast<double>(i) + dx) / static_cast<double>(n1),
+                          (static_cast<double>(j) + dy) / static_cast<double>(n2),
+                          (static_cast<double>(k) + dz) / static_cast<double>(n3)},
+                         height});
+      }
+    }
+  }
+  std::sort(found.begin(), found.end(), [](const Maximum& a, const Maximum& b) { return a.height > b.height; });
+  return found;
+}
+
+double NearestImage(const Metric& metric, const Fractional& image, const Fractional& target, Fractional& moved) {
+  double best = 1e30;
+  Fractional d = image - target;
+  for (int i = 0; i < 3; ++i) d[i] -= std::round(d[i]);
+  for (int n = 0; n < 27; ++n) {
+    const Fractional t{d.x + n / 9 - 1, d.y + n / 3 % 3 - 1, d.z + n % 3 - 1};
+    const double d2 = metric.DistanceSquared(t, {});
+    if (d2 < best) best = d2, moved = target + t;
+  }
+  return std::sqrt(best);
+}
+
+void PlaceNearAtoms(const Structure& structure, Peak& peak) {
+  double best = 1e30;
+  Fractional place = peak.x;
+  int equal = 0;
+  for (const GroupOperator& op : structure.group.all) {
+    const Fractional image = op.Apply(peak.x);
+    Fractional moved;
+    if (NearestImage(structure.metric, image, peak.x, moved) < 0.3) ++equal;
+    for (size_t i = 0; i < structure.sites.size(); ++i) {
+      const double d = NearestImage(structure.metric, image, structure.sites[i].x, moved);
+      if (d < best - 1e-6) {
+        best = d;
+        place = moved;
+        peak.nearest = static_cast<int>(i);
+      }
+    }
+  }
+  peak.x = place;
+  peak.distance = best;
+  peak.siteFraction = 1.0 / std::max(1, equal);
+}
+
+double ElectronsPerCell(const Structure& structure) {
+  double sum = 0.0;
+  for (const Site& site : structure.sites) {
+    sum += site.occupancy * structure.scatterers[static_cast<size_t>(site.scatterer)].electrons;
+  }
+  return sum * static_cast<double>(structure.group.all.size());
+}
+
+}  // namespace
+
+float DensityMap::At(long i, long j, long k) const {
+  return values[(Wrap(i, size[0]) * size[1] + Wrap(j, size[1])) * size[2] + Wrap(k, size[2])];
+}
+
+double DensityMap::Interpolate(const Fractional& x) const {
+  long at[3];
+  double part[3];
+  for (int i = 0; i < 3; ++i) {
+    const double v = x[i] * static_cast<double>(size[static_cast<size_t>(i)]);
+    at[i] = static_cast<long>(std::floor(v));
+    part[i] = v - std::floor(v);
+  }
+  double sum = 0.0;
+  for (int n = 0; n < 8; ++n) {
+    const int a = n >> 2 & 1, b = n >> 1 & 1, c = n & 1;
+    const double w = (a ? part[0] : 1 - part[0]) * (b ? part[1] : 1 - part[1]) * (c ? part[2] : 1 - part[2]);
+    sum += w * static_cast<double>(At(at[0] + a, at[1] + b, at[2] + c));
+  }
+  return sum;
+}
+
+std::map<Miller, MeanAmplitude> MeanAmplitudes(const Structure& structure, const Observations& observations,
+                                               const Calculated& calculated) {
+  std::map<Miller, MeanAmplitude> means;
+  for (size_t i = 0; i < observations.Size(); ++i) {
+    const double fc = std::hypot(calculated.a[i], calculated.b[i]);
+    if (fc < 1e-6 || calculated.fc2[i] < 1e-9) continue;
+    MeanAmplitude& mean = means[structure.group.Representative(observations.indices[0][i], true)];
+    if (mean.count++ == 0) mean.first = i;
+    const double share = fc * fc / calculated.fc2[i];
+    const double fo = std::sqrt(std::max(0.0, calculated.fo2[i]) * share);
+    const double sigma = calculated.sigma[i] * share;
+    mean.fo += fo;
+    mean.sigma += sigma / std::max(2.0 * fo, std::sqrt(sigma));
+    mean.fc += fc;
+  }
+  return means;
+}
+
+DensityMap MakeMap(const Structure& structure, const Observations& observations, const Calculated& calculated,
+                   MapKind kind) {
+  DensityMap map;
+  map.size = GridSize(structure, observations);
+  const auto [n1, n2, n3] = map.size;
+  const size_t half = n3 / 2 + 1;
+  const double observed = kind == MapKind::TwiceObserved ? 2.0 : 1.0;
+  const double subtracted = kind == MapKind::Observed ? 0.0 : 1.0;
+  std::vector<std::complex<float>> coefficients(n1 * n2 * half);
+  if (kind != MapKind::Difference) {
+    coefficients[0] = static_cast<float>(ElectronsPerCell(structure) / structure.metric.volume);
+  }
+  for (const auto& [key, mean] : MeanAmplitudes(structure, observations, calculated)) {
+    const Miller& h = observations.indices[0][mean.first];
+    const std::complex<double> f(calculated.a[mean.first], calculated.b[mean.first]);
+    const double amplitude = (observed * mean.fo - subtracted * mean.fc) / mean.count;
+    const std::complex<double> coefficient = f / std::abs(f) * amplitude / structure.metric.volume;
+    for (const GroupOperator& op : structure.group.pointOperators) {
+      // F(hR) = F(h)·exp(-2πi h·t).
+      const Miller m = op.ApplyToIndices(h);
+      const auto fits = [&](size_t i) { return 2 * static_cast<size_t>(std::abs(m[i])) < map.size[i]; };
+      if (!fits(0) || !fits(1) || !fits(2)) continue;
+      const double shift = -kTurn * (h[0] * op.t[0] + h[1] * op.t[1] + h[2] * op.t[2]);
+      const std::complex<double> c = coefficient * std::polar(1.0, shift);
+      for (const int sign : {1, -1}) {
+        const long l = sign * m[2];
+        if (l < 0) continue;
+        const std::complex<double> value = sign > 0 ? c : std::conj(c);
+        // The synthesis has exp(-2πi hx), the transform exp(+2πi hx): the same real map from conjugate coefficients.
+        coefficients[(Wrap(sign * m[0], n1) * n2 + Wrap(sign * m[1], n2)) * half + static_cast<size_t>(l)] =
+            std::complex<float>(std::conj(value));
+      }
+    }
+  }
+  map.values.resize(n1 * n2 * n3);
+  const pocketfft::shape_t shape{n1, n2, n3};
+  const auto stride = [](size_t b, size_t c, size_t element) {
+    return pocketfft::stride_t{static_cast<std::ptrdiff_t>(b * c * element), static_cast<std::ptrdiff_t>(c * element),
+                               static_cast<std::ptrdiff_t>(element)};
+  };
+  pocketfft::c2r<float>(shape, stride(n2, half, sizeof(std::complex<float>)), stride(n2, n3, sizeof(float)), {0, 1, 2},
+                        pocketfft::BACKWARD, coefficients.data(), map.values.data(), 1.0f, 1);
+  double sum = 0.0;
+  double square = 0.0;
+  for (const float v : map.values)
+    sum += static_cast<double>(v), square += static_cast<double>(v) * static_cast<double>(v);
+  const auto n = static_cast<double>(map.values.size());
+  map.sigma = std::sqrt(std::max(0.0, square / n - (sum / n) * (sum / n)));
+  return map;
+}
+
+std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, size_t count, bool holes) {
+  std::vector<Peak> peaks;
+  for (const Maximum& m : LocalMaxima(map, holes ? -1.0 : 1.0)) {
+    if (peaks.size() >= count) break;
+    const bool known = std::any_of(peaks.begin(), peaks.end(), [&](const Peak& p) {
+      return std::any_of(structure.group.all.begin(), structure.group.all.end(), [&](const GroupOperator& op) {
+        Fractional moved;
+        return NearestImage(structure.metric, op.Apply(m.x), p.x, moved) < 0.35;
+      });
+    });
+    if (known) continue;
+    Peak peak;
+    peak.x = m.x;
+    peak.height = holes ? -m.height : m.height;
+    PlaceNearAtoms(structure, peak);
+    peaks.push_back(peak);
+  }
+  return peaks;
+}
+
+}  // namespace marvik::engine

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <array>
+#include <map>
+#include <vector>
+
+#include "refine/solve/least_squares.h"
+#include "refine/structure/structure.h"
+
+namespace marvik::engine {
+
+// A map of electron density over the whole cell, e/Å³.
+struct DensityMap {
+  std::array<size_t, 3> size{};
+  std::vector<float> values;  // the last index runs fastest
+  double sigma = 0.0;         // root mean square deviation from the mean
+
+  float At(long i, long j, long k) const;
+  // Trilinear interpolation.
+  double Interpolate(const Fractional& x) const;
+};
+
+// The codes of FMAP.
+enum class MapKind { Difference = 2, Observed = 3, TwiceObserved = 4 };
+
+// Fo of every unique reflection (Friedel opposites are one), on the absolute scale and as far as the first component
+// goes: what twin components and extinction add to Fo² is taken off in proportion to the calculated intensities.
+struct MeanAmplitude {
+  double fo = 0.0;     // sums over `count` observations
+  double sigma = 0.0;  // of Fo
+  double fc = 0.0;
+  int count = 0;
+  size_t first = 0;  // observation that gives indices and phase
+};
+std::map<Miller, MeanAmplitude> MeanAmplitudes(const Structure& structure, const Observations& observations,
+                                               const Calculated& calculated);
+
+// Density from Fo - Fc, Fo or 2 Fo - Fc, the latter two with F(000), and the calculated phases. Each observation stands
+// for all its equivalents.
+DensityMap MakeMap(const Structure& structure, const Observations& observations, const Calculated& calculated,
+                   MapKind kind = MapKind::Difference);
+
+struct Peak {
+  Fractional x;
+  double height = 0.0;        // e/Å³
+  double siteFraction = 1.0;  // 1 over the order of the site symmetry
+  int nearest = -1;           // site
+  double distance = 0.0;      // Å to it
+};
+
+// The highest maxima that are not equivalent by symmetry, each moved to the image nearest to an atom; with `holes` the
+// deepest minima.
+std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, size_t count, bool holes);
+
+}  // namespace marvik::engine

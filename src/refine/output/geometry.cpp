@@ -1,0 +1,183 @@
+#include "refine/output/geometry.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/numbers.h"
+
+namespace marvik::engine {
+namespace {
+
+double ValueOf(const Metric& metric, const std::vector<Fractional>& x) {
+  const auto vector = [&](size_t from, size_t to) { return metric.ToCartesian(x[to] - x[from]); };
+  if (x.size() == 2) return Length(vector(0, 1));
+  if (x.size() == 3) {
+    const Cartesian a = Normalised(vector(1, 0));
+    const Cartesian b = Normalised(vector(1, 2));
+    return std::atan2(Length(Cross(a, b)), Dot(a, b)) * kDegreesPerRadian;
+  }
+  const Cartesian b1 = vector(0, 1);
+  const Cartesian b2 = vector(1, 2);
+  const Cartesian b3 = vector(2, 3);
+  const Cartesian n1 = Cross(b1, b2);
+  const Cartesian n2 = Cross(b2, b3);
+  return std::atan2(Dot(Cross(n1, n2), Normalised(b2)), Dot(n1, n2)) * kDegreesPerRadian;
+}
+
+double Difference(double a, double b, size_t atoms) {
+  double d = a - b;
+  if (atoms == 4) d -= 360.0 * std::round(d / 360.0);
+  return d;
+}
+
+Fractional PlaceOfImage(const Structure& structure, const SiteImage& image, int site, int component, double step) {
+  Fractional x = structure.sites[static_cast<size_t>(image.site)].x;
+  if (image.site == site) x[component] += step;
+  return image.moved ? image.operation.Apply(x) : x;
+}
+
+double* CellValue(CellParameters& cell, size_t i) {
+  double* const values[] = {&cell.a, &cell.b, &cell.c, &cell.alpha, &cell.beta, &cell.gamma};
+  return values[i];
+}
+
+}  // namespace
+
+Geometry::Geometry(const Structure& structure, const Parametrisation& parametrisation,
+                   const std::vector<double>& covariance, const std::array<double, 6>& cellSigmas)
+    : structure_(structure), parametrisation_(parametrisation), covariance_(covariance) {
+  std::array<bool, 6> done{};
+  for (size_t i = 0; i < 6; ++i) {
+    if (done[i] || cellSigmas[i] <= 0.0) continue;
+    CellParameters cell = structure.metric.cell;
+    const double value = *CellValue(cell, i);
+    for (size_t j = i; j < (i < 3 ? 3U : 6U); ++j) {
+      if (*CellValue(cell, j) != value || cellSigmas[j] != cellSigmas[i]) continue;
+      *CellValue(cell, j) += cellSigmas[i];
+      done[j] = true;
+    }
+    shifted_.push_back(MakeMetric(cell));
+  }
+}
+
+double Geometry::VarianceOf(const Row& gradient) const {
+  const size_t n = parametrisation_.Size();
+  if (covariance_.size() != n * n) return 0.0;
+  double variance = 0.0;
+  for (const Term& a : gradient) {
+    for (const Term& b : gradient) {
+      variance +=
+          a.factor * b.factor * covariance_[static_cast<size_t>(a.parameter) * n + static_cast<size_t>(b.parameter)];
+    }
+  }
+  return variance;
+}
+
+Measured Geometry::Measure(const std::vector<SiteImage>& images) const {
+  const auto value = [&](const Metric& metric, int site, int component, double step) {
+    std::vector<Fractional> x;
+    for (const SiteImage& image : images) x.push_back(PlaceOfImage(structure_, image, site, component, step));
+    return ValueOf(metric, x);
+  };
+  Measured m;
+  m.value = value(structure_.metric, -1, 0, 0.0);
+  Row gradient;
+  std::vector<int> sites;
+  for (const SiteImage& image : images) {
+    if (std::find(sites.begin(), sites.end(), image.site) == sites.end()) sites.push_back(image.site);
+  }
+  constexpr double kStep = 1e-6;
+  for (const int site : sites) {
+    for (int k = 0; k < 3; ++k) {
+      const Row& row = parametrisation_.RowOf(site, k);
+      if (row.empty()) continue;
+      const double slope = Difference(value(structure_.metric, site, k, kStep),
+                                      value(structure_.metric, site, k, -kStep), images.size()) /
+                           (2.0 * kStep);
+      for (const Term& term : row) {
+        const auto known = std::find_if(gradient.begin(), gradient.end(),
+                                        [&](const Term& t) { return t.parameter == term.parameter; });
+        if (known != gradient.end()) {
+          known->factor += slope * term.factor;
+        } else {
+          gradient.push_back({term.parameter, slope * term.factor});
+        }
+      }
+    }
+  }
+  // What rides has the same shift on both ends; differences leave rounding dust that is no uncertainty.
+  double variance = VarianceOf(gradient);
+  if (variance < 1e-12) variance = 0.0;
+  const bool fixed = variance == 0.0;
+  for (const Metric& metric : shifted_) {
+    const double d = Difference(value(metric, -1, 0, 0.0), m.value, images.size());
+    if (!fixed) variance += d * d;
+  }
+  m.su = std::sqrt(std::max(0.0, variance));
+  return m;
+}
+
+Measured Geometry::Raw(int site, int raw) const {
+  return {structure_.sites[static_cast<size_t>(site)].Raw(raw),
+          std::sqrt(std::max(0.0, VarianceOf(parametrisation_.RowOf(site, raw))))};
+}
+
+Measured Geometry::Ueq(int site) const {
+  const Site& s = structure_.sites[static_cast<size_t>(site)];
+  const bool riding = IsRidingU(s.code[kRawU]) && !s.anisotropic;
+  Row gradient;
+  const std::array<double, 6> weights = structure_.metric.UeqWeights();
+  for (int k = 0; k < (s.anisotropic ? 6 : 1); ++k) {
+    for (const Term& term : parametrisation_.RowOf(site, kRawU + k)) {
+      gradient.push_back({term.parameter, term.factor * (s.anisotropic ? weights[static_cast<size_t>(k)] : 1.0)});
+    }
+  }
+  return {structure_.Ueq(s), riding ? 0.0 : std::sqrt(std::max(0.0, VarianceOf(gradient)))};
+}
+
+SiteImage ImageOf(const Structure& structure, const Neighbour& n) {
+  SiteImage image;
+  image.site = n.site;
+  image.moved = !n.IsIdentity();
+  image.operation = structure.group.all[static_cast<size_t>(n.operation)];
+  for (size_t i = 0; i < 3; ++i) image.operation.t[i] += n.cell[i];
+  return image;
+}
+
+std::string WithSu(const Measured& m, int digits) {
+  if (!(m.su > 0.0) || !std::isfinite(m.su)) return Printf("%.*f", digits, m.value);
+  int places = 0;
+  double scaled = m.su;
+  while (places < 9 && scaled < 1.95) scaled *= 10.0, ++places;
+  const long su = std::lround(scaled);
+  if (places == 0) return Printf("%.0f(%ld)", m.value, su);
+  return Printf("%.*f(%ld)", places, m.value, su);
+}
+
+std::array<double, 6> CellSigmas(const std::string& zerrLine) {
+  std::array<double, 6> sigmas{};
+  const Command command = ParseCommand(zerrLine);
+  // Six alone come from a translated CIF, which leaves the number of formula units out.
+  const size_t first = command.numbers.size() == 6 ? 0 : 1;
+  for (size_t i = 0; i < 6 && first + i < command.numbers.size(); ++i)
+    sigmas[i] = std::fabs(command.numbers[first + i]);
+  return sigmas;
+}
+
+std::string OperationNames::Suffix(const SiteImage& image) {
+  if (!image.moved) return {};
+  for (size_t i = 0; i < operations_.size(); ++i) {
+    bool same = operations_[i].r == image.operation.r;
+    for (size_t k = 0; k < 3; ++k) same = same && std::fabs(operations_[i].t[k] - image.operation.t[k]) < 1e-6;
+    if (same) return Printf("_$%zu", i + 1);
+  }
+  operations_.push_back(image.operation);
+  return Printf("_$%zu", operations_.size());
+}
+
+std::string OperationNames::CifCode(const Neighbour& n) {
+  if (n.IsIdentity()) return ".";
+  return Printf("%d_%d%d%d", n.operation + 1, 5 + n.cell[0], 5 + n.cell[1], 5 + n.cell[2]);
+}
+
+}  // namespace marvik::engine

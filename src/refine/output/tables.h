@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+
+#include "refine/job/session.h"
+#include "refine/output/geometry.h"
+
+namespace marvik::engine {
+
+// Sections of the listing, each a block of lines.
+std::string BondTable(const Session& session, const Geometry& geometry);
+std::string TorsionTable(const Session& session, const Geometry& geometry);       // CONF
+std::string HydrogenBondTable(const Session& session, const Geometry& geometry);  // HTAB
+std::string PlaneTable(const Session& session);                                   // MPLA
+std::string RequestedTable(const Session& session, const Geometry& geometry);     // RTAB
+
+// Whole files.
+std::string ComposeListing(const Session& session, const std::string& console);
+std::string ComposeCif(const Session& session);
+// LIST 4 (h k l Fc² Fo² σ) and LIST 6 (h k l Fo² σ Fc phase), as CIF loops.
+std::string ComposeReflectionList(const Session& session);
+
+// Every three atoms a-b-c of the bond table, b in the middle.
+struct BondAngle {
+  int middle;
+  Neighbour first;
+  Neighbour second;
+};
+std::vector<BondAngle> AnglesOf(const Session& session);
+bool IsListedBond(const Session& session, int site, const Neighbour& n);
+
+// Flack's parameter from the quotients (I+ - I-)/(I+ + I-) of Friedel pairs (Parsons, Flack & Wagner, Acta Cryst. B69
+// (2013) 249), for groups without a centre whose data are not twinned. Pairs that say little are left out.
+struct FlackResult {
+  bool present = false;
+  Measured x;
+  size_t pairs = 0;
+};
+FlackResult EstimateFlack(const Session& session);
+
+}  // namespace marvik::engine

@@ -1,0 +1,100 @@
+#include <algorithm>
+#include <cmath>
+
+#include "refine/restraints/restraints.h"
+
+namespace marvik::engine {
+namespace {
+
+void AddTo(Row& row, int parameter, double factor) {
+  for (Term& term : row) {
+    if (term.parameter == parameter) {
+      term.factor += factor;
+      return;
+    }
+  }
+  row.push_back({parameter, factor});
+}
+
+// Whether any atom is held along a direction by a fixed coordinate, so that the origin cannot float.
+bool IsHeld(const Structure& structure, const Parametrisation& parametrisation,
+            const std::array<double, 3>& direction) {
+  for (size_t i = 0; i < structure.sites.size(); ++i) {
+    const Site& site = structure.sites[i];
+    if (site.afix % 10 == 1) return true;
+    for (int k = 0; k < 3; ++k) {
+      const bool fixed = parametrisation.RowOf(static_cast<int>(i), k).empty();
+      if (std::fabs(direction[static_cast<size_t>(k)]) > 1e-6 && fixed) return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+std::vector<ParameterEquation> MakeEquations(const Structure& structure, const Parametrisation& parametrisation,
+                                             const RestraintList& restraints, double factor, RestraintSums& sums) {
+  std::vector<RestraintEquation> raw;
+  for (const auto& restraint : restraints) restraint->Evaluate(structure, raw);
+  std::vector<ParameterEquation> equations;
+  for (const RestraintEquation& equation : raw) {
+    ParameterEquation e;
+    e.deviation = equation.deviation;
+    e.weight = factor / (equation.sigma * equation.sigma);
+    for (const auto& slope : equation.slopes) {
+      for (const Term& term : parametrisation.RowOf(slope.site, slope.raw))
+        AddTo(e.slopes, term.parameter, slope.value * term.factor);
+    }
+    for (const auto& [variable, slope] : equation.variables) {
+      for (size_t p = 0; p < parametrisation.Size(); ++p) {
+        const Parameter& parameter = parametrisation.parameters[p];
+        if (parameter.kind == ParameterKind::FreeVariable && parameter.index == variable)
+          AddTo(e.slopes, static_cast<int>(p), slope);
+      }
+    }
+    sums.sum += equation.deviation * equation.deviation / (equation.sigma * equation.sigma);
+    ++sums.equations;
+    if (!e.slopes.empty()) equations.push_back(std::move(e));
+  }
+  return equations;
+}
+
+void AddOriginEquations(const Structure& structure, const Parametrisation& parametrisation, double strength,
+                        std::vector<ParameterEquation>& equations) {
+  for (const auto& direction : structure.group.PolarDirections()) {
+    if (IsHeld(structure, parametrisation, direction)) continue;
+    ParameterEquation e;
+    double total = 0.0;
+    for (size_t i = 0; i < structure.sites.size(); ++i) {
+      const Site& site = structure.sites[i];
+      const double z = structure.scatterers[static_cast<size_t>(site.scatterer)].electrons;
+      const double w = z * z * std::fabs(site.occupancy);
+      total += w;
+      for (int k = 0; k < 3; ++k) {
+        const double d = direction[static_cast<size_t>(k)];
+        if (d == 0.0) continue;
+        for (const Term& term : parametrisation.RowOf(static_cast<int>(i), k))
+          AddTo(e.slopes, term.parameter, w * d * term.factor);
+      }
+    }
+    if (e.slopes.empty() || total == 0.0) continue;
+    for (Term& term : e.slopes) term.factor /= total;
+    e.weight = strength;
+    equations.push_back(std::move(e));
+  }
+}
+
+void AddEquations(const std::vector<ParameterEquation>& equations, NormalSystem& system) {
+  for (const ParameterEquation& e : equations) {
+    for (const Term& a : e.slopes) {
+      system.gradient[static_cast<size_t>(a.parameter)] += e.weight * a.factor * e.deviation;
+      for (const Term& b : e.slopes) {
+        if (b.parameter < a.parameter) continue;
+        system.matrix.At(static_cast<size_t>(a.parameter), static_cast<size_t>(b.parameter)) +=
+            e.weight * a.factor * b.factor;
+      }
+    }
+  }
+}
+
+}  // namespace marvik::engine

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "refine/constraints/parameters.h"
+#include "refine/job/commands.h"
+#include "refine/solve/solver.h"
+#include "refine/structure/neighbours.h"
+#include "refine/structure/structure.h"
+
+namespace marvik::engine {
+
+// One observational equation: wanted - present = Σ slope·(shift of a raw parameter), with an uncertainty. `variable`
+// names a free variable (index from 0) that the target depends on, -1 for none.
+struct RestraintEquation {
+  struct Slope {
+    int site;
+    int raw;
+    double value;
+  };
+  double deviation = 0.0;
+  double sigma = 1.0;
+  std::vector<Slope> slopes;
+  std::vector<std::pair<int, double>> variables;  // free variable (index from 0), slope
+};
+
+class Restraint {
+ public:
+  virtual ~Restraint() = default;
+  // Appends the equations at the present structure.
+  virtual void Evaluate(const Structure& structure, std::vector<RestraintEquation>& equations) const = 0;
+  // The instruction that it comes from.
+  std::string text;
+};
+
+using RestraintList = std::vector<std::unique_ptr<Restraint>>;
+
+// The restraints of the instructions. What cannot be understood is said in `notes`.
+RestraintList MakeRestraints(const Structure& structure, const std::vector<Command>& commands,
+                             const NeighbourTable& bonds, std::vector<std::string>& notes);
+
+// An equation in terms of the refined parameters: weight·(Σ slope·shift - deviation)² is added to what is minimised.
+struct ParameterEquation {
+  Row slopes;
+  double deviation = 0.0;
+  double weight = 1.0;
+};
+
+struct RestraintSums {
+  size_t equations = 0;
+  double sum = 0.0;  // Σ (deviation/σ)²
+};
+
+// The equations of the restraints with the weights factor/σ².
+std::vector<ParameterEquation> MakeEquations(const Structure& structure, const Parametrisation& parametrisation,
+                                             const RestraintList& restraints, double factor, RestraintSums& sums);
+
+// Holds the origin of a polar group: the sum of the coordinate shifts along each free direction, weighted by squared
+// scattering power, is zero (Flack & Schwarzenbach, Acta Cryst. A44 (1988) 499). Nothing is added for a direction along
+// which some coordinate is fixed. `strength` is the largest diagonal element of the normal matrix.
+void AddOriginEquations(const Structure& structure, const Parametrisation& parametrisation, double strength,
+                        std::vector<ParameterEquation>& equations);
+
+void AddEquations(const std::vector<ParameterEquation>& equations, NormalSystem& system);
+
+}  // namespace marvik::engine

@@ -1,0 +1,262 @@
+#include "refine/solve/least_squares.h"
+
+#include <algorithm>
+#include <cmath>
+#include <thread>
+
+namespace marvik::engine {
+
+namespace {
+constexpr double kPi = 3.14159265358979323846;
+}
+
+double WeightScheme::Weight(double fo2, double sigma, double fc2, double s2) const {
+  const double big = p[5] * std::max(0.0, fo2) + (1.0 - p[5]) * fc2;
+  const double q = p[2] == 0.0 ? 1.0 : p[2] > 0.0 ? std::exp(p[2] * s2) : 1.0 - std::exp(p[2] * s2);
+  const double variance = sigma * sigma + p[0] * p[0] * big * big + p[1] * big + p[3] + p[4] * std::sqrt(s2);
+  return variance > 0.0 ? q / variance : 0.0;
+}
+
+Residuals MakeResiduals(const Calculated& c, size_t parameters) {
+  Residuals r;
+  double sumDelta = 0.0;
+  double sumF4 = 0.0;
+  double top = 0.0;
+  double bottom = 0.0;
+  double topStrong = 0.0;
+  double bottomStrong = 0.0;
+  for (size_t i = 0; i < c.fo2.size(); ++i) {
+    const double d = c.fo2[i] - c.fc2[i];
+    sumDelta += c.weight[i] * d * d;
+    sumF4 += c.weight[i] * c.fo2[i] * c.fo2[i];
+    const double fo = std::sqrt(std::max(0.0, c.fo2[i]));
+    const double gap = std::fabs(fo - std::sqrt(std::max(0.0, c.fc2[i])));
+    top += gap;
+    bottom += fo;
+    if (c.fo2[i] > 2.0 * c.sigma[i]) {
+      topStrong += gap;
+      bottomStrong += fo;
+      ++r.strong;
+    }
+  }
+  r.all = c.fo2.size();
+  r.wR2 = sumF4 > 0.0 ? std::sqrt(sumDelta / sumF4) : 0.0;
+  r.r1All = bottom > 0.0 ? top / bottom : 0.0;
+  r.r1 = bottomStrong > 0.0 ? topStrong / bottomStrong : 0.0;
+  r.goof = r.all > parameters ? std::sqrt(sumDelta / static_cast<double>(r.all - parameters)) : 0.0;
+  return r;
+}
+
+namespace {
+
+// One component of a block after solvent and extinction: its contribution to Fc² and how that changes.
+struct ComponentLanes {
+  std::array<int, kBlock> batch{};
+  Lanes corrected{};  // |F|² after both corrections
+  Lanes slope{};      // its derivative by |F|²
+  Lanes byExtinction{};
+  Lanes bySolventScale{};
+  Lanes bySolventU{};
+};
+
+void Correct(const Structure& s, const IndexBlock& indices, const FactorWorkspace& w, ComponentLanes& out) {
+  const double extinctionFactor = 0.001 * s.wavelength * s.wavelength * s.wavelength;
+  const bool solvent = s.solventScale != 0.0 || s.hasSolvent;
+  for (size_t i = 0; i < kBlock; ++i) {
+    const double f2 = w.a[i] * w.a[i] + w.b[i] * w.b[i];
+    const double decay = solvent ? std::exp(-8.0 * kPi * kPi * s.solventU * indices.s2[i]) : 0.0;
+    const double transmitted = 1.0 - s.solventScale * decay;
+    const double sine = std::min(1.0, std::sqrt(indices.s2[i]) * s.wavelength);
+    const double e = extinctionFactor / std::max(1e-6, 2.0 * sine * std::sqrt(1.0 - sine * sine));
+    const double y = f2 * transmitted;
+    const double denominator = 1.0 + e * s.extinction * y;
+    const double root = 1.0 / std::sqrt(denominator);
+    const double slope = root - 0.5 * e * s.extinction * y * root / denominator;
+    out.corrected[i] = y * root;
+    out.slope[i] = slope * transmitted;
+    out.byExtinction[i] = -0.5 * e * y * y * root / denominator;
+    out.bySolventScale[i] = -slope * f2 * decay;
+    out.bySolventU[i] = slope * f2 * s.solventScale * decay * 8.0 * kPi * kPi * indices.s2[i];
+  }
+}
+
+const Lanes* OverallSlope(ParameterKind kind, const ComponentLanes& c) {
+  return kind == ParameterKind::Extinction     ? &c.byExtinction
+         : kind == ParameterKind::SolventScale ? &c.bySolventScale
+         : kind == ParameterKind::SolventU     ? &c.bySolventU
+                                               : nullptr;
+}
+
+}  // namespace
+
+// Everything that one thread writes to, made once.
+struct DataPass::Worker {
+  std::unique_ptr<FactorWorkspace> workspace;
+  IndexBlock indices;
+  Lanes factor{};  // √w·∂y/∂|F|² of the component at hand
+  Lanes rootWeight{};
+  Lanes residual{};
+  Lanes fc2{};
+  Lanes s2{};  // of the first component, as are a and b
+  Lanes a{};
+  Lanes b{};
+  std::vector<ComponentLanes> components;
+  std::vector<double> rows;  // parameters × kBlock
+  std::vector<double> siteRows = std::vector<double>(static_cast<size_t>(kRawPerSite) * kBlock);
+};
+
+DataPass::DataPass(const Structure& structure, const Observations& observations, const WeightScheme& weights)
+    : structure_(structure), observations_(observations), weights_(weights), model_(MakeDirectSum(structure)) {
+  for (int i = 0; i < kThreads; ++i) {
+    workers_.push_back(std::make_unique<Worker>());
+    Worker& w = *workers_.back();
+    w.workspace = model_->MakeWorkspace();
+    w.components.resize(observations.Components());
+  }
+}
+
+DataPass::~DataPass() = default;
+
+double DataPass::BatchFactor(int batch) const {
+  if (batch == 0) return 0.0;
+  const auto& k = structure_.batchFractions;
+  if (batch > 1) return static_cast<size_t>(batch - 2) < k.size() ? k[static_cast<size_t>(batch - 2)] : 0.0;
+  double rest = 1.0;
+  for (const double f : k) rest -= observations_.batchScales ? 0.0 : f;
+  return rest;
+}
+
+void DataPass::LoadIndices(size_t block, size_t component, IndexBlock& out) const {
+  for (size_t i = 0; i < kBlock; ++i) {
+    const size_t at = std::min(block * kBlock + i, observations_.Size() - 1);
+    const Miller& h = observations_.indices[component][at];
+    out.h[i] = h[0];
+    out.k[i] = h[1];
+    out.l[i] = h[2];
+    out.s2[i] = structure_.metric.SinThetaSquared(h[0], h[1], h[2]);
+  }
+}
+
+void DataPass::AddComponent(Worker& w, size_t component, const Parametrisation& parametrisation) const {
+  const ComponentLanes& c = w.components[component];
+  for (size_t i = 0; i < kBlock; ++i) w.factor[i] = w.rootWeight[i] * BatchFactor(c.batch[i]) * c.slope[i];
+  for (size_t site = 0; site < structure_.sites.size(); ++site) {
+    const Row* rows = &parametrisation.rows[site * kRawPerSite];
+    const size_t raws = structure_.sites[site].anisotropic ? kRawPerSite : kRawU + 1;
+    bool any = false;
+    for (size_t k = 0; k < raws; ++k) any = any || !rows[k].empty();
+    if (!any) continue;
+    model_->Contract(static_cast<int>(site), w.factor, *w.workspace, w.siteRows.data());
+    for (size_t k = 0; k < raws; ++k) {
+      const double* from = &w.siteRows[k * kBlock];
+      for (const Term& term : rows[k]) {
+        double* to = &w.rows[static_cast<size_t>(term.parameter) * kBlock];
+        const double f = term.factor;
+        for (size_t i = 0; i < kBlock; ++i) to[i] += f * from[i];
+      }
+    }
+  }
+}
+
+// Rows of the parameters that belong to no atom; they stand first.
+void DataPass::AddOverallRows(Worker& w, const Parametrisation& parametrisation) const {
+  for (size_t p = 0; p < parametrisation.parameters.size(); ++p) {
+    const Parameter& parameter = parametrisation.parameters[p];
+    double* row = &w.rows[p * kBlock];
+    if (parameter.kind == ParameterKind::Scale) {
+      for (size_t i = 0; i < kBlock; ++i) row[i] = w.rootWeight[i] * 2.0 * w.fc2[i] / structure_.scale;
+      continue;
+    }
+    if (parameter.kind == ParameterKind::FreeVariable || parameter.site >= 0) break;
+    for (const ComponentLanes& c : w.components) {
+      if (const Lanes* slope = OverallSlope(parameter.kind, c)) {
+        for (size_t i = 0; i < kBlock; ++i) row[i] += w.rootWeight[i] * BatchFactor(c.batch[i]) * (*slope)[i];
+        continue;
+      }
+      // A batch fraction takes from the first component what it gives to its own; the scale of a batch does not.
+      const double first = observations_.batchScales ? 0.0 : -1.0;
+      for (size_t i = 0; i < kBlock; ++i) {
+        const double sign = c.batch[i] == parameter.index + 2 ? 1.0 : c.batch[i] == 1 ? first : 0.0;
+        row[i] += w.rootWeight[i] * sign * c.corrected[i];
+      }
+    }
+  }
+}
+
+// Observed against calculated, weights, and what the caller keeps of a block.
+void DataPass::Compare(Worker& w, size_t block, Calculated& out) const {
+  const double k2 = structure_.scale * structure_.scale;
+  for (size_t i = 0; i < kBlock; ++i) {
+    const size_t at = block * kBlock + i;
+    if (at >= observations_.Size()) {
+      w.rootWeight[i] = 0.0;
+      w.residual[i] = 0.0;
+      continue;
+    }
+    const double fo2 = observations_.intensity[at] / k2;
+    const double sigma = observations_.sigma[at] / k2;
+    const double weight = weights_.Weight(fo2, sigma, w.fc2[i], w.s2[i]);
+    w.rootWeight[i] = std::sqrt(weight);
+    w.residual[i] = w.rootWeight[i] * (fo2 - w.fc2[i]);
+    out.fo2[at] = fo2;
+    out.sigma[at] = sigma;
+    out.fc2[at] = w.fc2[i];
+    out.weight[at] = weight;
+    out.a[at] = w.a[i];
+    out.b[at] = w.b[i];
+    out.s2[at] = w.s2[i];
+  }
+}
+
+void DataPass::RunBlock(Worker& w, size_t block, Calculated& out, const Parametrisation* parametrisation,
+                        const BlockConsumer& consume, int thread) const {
+  const size_t components = w.components.size();
+  w.fc2.fill(0.0);
+  for (size_t c = 0; c < components; ++c) {
+    LoadIndices(block, c, w.indices);
+    model_->Evaluate(w.indices, parametrisation && components == 1, *w.workspace);
+    if (c == 0) w.s2 = w.indices.s2, w.a = w.workspace->a, w.b = w.workspace->b;
+    ComponentLanes& lanes = w.components[c];
+    Correct(structure_, w.indices, *w.workspace, lanes);
+    for (size_t i = 0; i < kBlock; ++i) {
+      lanes.batch[i] = observations_.batch[c][std::min(block * kBlock + i, observations_.Size() - 1)];
+      w.fc2[i] += BatchFactor(lanes.batch[i]) * lanes.corrected[i];
+    }
+  }
+  Compare(w, block, out);
+  if (!parametrisation) return;
+  w.rows.assign(parametrisation->Size() * kBlock, 0.0);
+  AddOverallRows(w, *parametrisation);
+  for (size_t c = 0; c < components; ++c) {
+    if (components > 1) {
+      LoadIndices(block, c, w.indices);
+      model_->Evaluate(w.indices, true, *w.workspace);
+    }
+    AddComponent(w, c, *parametrisation);
+  }
+  consume(thread, w.rows.data(), w.residual);
+}
+
+void DataPass::Run(Calculated& calculated, const Parametrisation* parametrisation, const BlockConsumer& consume) {
+  const size_t n = observations_.Size();
+  for (auto* v : {&calculated.fo2, &calculated.sigma, &calculated.fc2, &calculated.weight, &calculated.a, &calculated.b,
+                  &calculated.s2}) {
+    v->resize(n);
+  }
+  if (n == 0) return;
+  // A fixed share for each thread, so that sums come out the same in every run.
+  const auto work = [&](int thread) {
+    for (auto block = static_cast<size_t>(thread); block < observations_.Blocks(); block += kThreads) {
+      RunBlock(*workers_[static_cast<size_t>(thread)], block, calculated, parametrisation, consume, thread);
+    }
+  };
+  if (observations_.Blocks() < 2) {
+    work(0);
+    return;
+  }
+  std::vector<std::jthread> threads;
+  for (int i = 1; i < kThreads; ++i) threads.emplace_back(work, i);
+  work(0);
+}
+
+}  // namespace marvik::engine

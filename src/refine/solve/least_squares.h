@@ -1,0 +1,76 @@
+#pragma once
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "refine/constraints/parameters.h"
+#include "refine/data/observations.h"
+#include "refine/factors/normal_matrix.h"
+#include "refine/factors/structure_factors.h"
+
+namespace marvik::engine {
+
+// w = q / [σ² + (aP)² + bP + d + e s], P = f max(0, Fo²) + (1 - f) Fc², s = sin θ / λ; q = 1, exp(c s²) or
+// 1 - exp(c s²) for c = 0, > 0, < 0. a b c d e f as on WGHT; Fo² and σ on the absolute scale.
+struct WeightScheme {
+  std::array<double, 6> p{0.1, 0, 0, 0, 0, 1.0 / 3.0};
+  double Weight(double fo2, double sigma, double fc2, double s2) const;
+};
+
+// What every observation gives at the present model, on the absolute scale.
+struct Calculated {
+  std::vector<double> fo2;
+  std::vector<double> sigma;
+  std::vector<double> fc2;  // of all components, extinction and solvent included
+  std::vector<double> weight;
+  std::vector<double> a;  // F of the first component, without extinction
+  std::vector<double> b;
+  std::vector<double> s2;
+};
+
+struct Residuals {
+  double wR2 = 0.0;
+  double r1 = 0.0;  // over Fo² > 2σ(Fo²), that is Fo > 4σ(Fo)
+  double r1All = 0.0;
+  double goof = 0.0;
+  size_t strong = 0;
+  size_t all = 0;
+};
+Residuals MakeResiduals(const Calculated& calculated, size_t parameters);
+
+// Receives weighted blocks: rows √w·∂Fc²/∂p, one of lanes for each parameter, and √w·(Fo² - Fc²).
+using BlockConsumer = std::function<void(int thread, const double* rows, const Lanes& residual)>;
+
+// Passes over the data, on two threads.
+class DataPass {
+ public:
+  DataPass(const Structure& structure, const Observations& observations, const WeightScheme& weights);
+  ~DataPass();
+
+  static constexpr int kThreads = 2;
+
+  // Fills `calculated`; with a parametrisation also hands the derivative rows to `consume`, which is called from the
+  // threads in no order, each thread with its own number.
+  void Run(Calculated& calculated, const Parametrisation* parametrisation = nullptr,
+           const BlockConsumer& consume = nullptr);
+
+ private:
+  struct Worker;
+  void RunBlock(Worker& worker, size_t block, Calculated& calculated, const Parametrisation* parametrisation,
+                const BlockConsumer& consume, int thread) const;
+  void LoadIndices(size_t block, size_t component, IndexBlock& out) const;
+  double BatchFactor(int batch) const;
+  void AddComponent(Worker& worker, size_t component, const Parametrisation& parametrisation) const;
+  void AddOverallRows(Worker& worker, const Parametrisation& parametrisation) const;
+  void Compare(Worker& worker, size_t block, Calculated& out) const;
+
+  const Structure& structure_;
+  const Observations& observations_;
+  WeightScheme weights_;
+  std::unique_ptr<StructureFactorModel> model_;
+  std::vector<std::unique_ptr<Worker>> workers_;
+};
+
+}  // namespace marvik::engine

@@ -1,0 +1,63 @@
+#include "refine/structure/metric.h"
+
+#include <cmath>
+
+namespace marvik::engine {
+
+double Metric::DistanceSquared(const Fractional& a, const Fractional& b) const {
+  const Fractional d = a - b;
+  return direct[0] * d.x * d.x + direct[1] * d.y * d.y + direct[2] * d.z * d.z +
+         2.0 * (direct[3] * d.y * d.z + direct[4] * d.x * d.z + direct[5] * d.x * d.y);
+}
+
+double Metric::SinThetaSquared(double h, double k, double l) const {
+  const auto& g = reciprocal;
+  return 0.25 * (g[0] * h * h + g[1] * k * k + g[2] * l * l + 2.0 * (g[3] * k * l + g[4] * h * l + g[5] * h * k));
+}
+
+std::array<double, 6> Metric::UeqWeights() const {
+  std::array<double, 6> weights{};
+  for (int i = 0; i < 3; ++i) {
+    for (int j = 0; j < 3; ++j) {
+      const auto at = static_cast<size_t>(TensorIndex(i, j));
+      weights[at] +=
+          reciprocalEdges[static_cast<size_t>(i)] * reciprocalEdges[static_cast<size_t>(j)] * direct[at] / 3.0;
+    }
+  }
+  return weights;
+}
+
+Mat3 Metric::CartesianU(const std::array<double, 6>& u) const {
+  Mat3 beta;
+  for (int i = 0; i < 3; ++i) {
+    for (int j = 0; j < 3; ++j) {
+      beta[i][static_cast<size_t>(j)] = u[static_cast<size_t>(TensorIndex(i, j))] *
+                                        reciprocalEdges[static_cast<size_t>(i)] *
+                                        reciprocalEdges[static_cast<size_t>(j)];
+    }
+  }
+  return orthogonal * beta * Transposed(orthogonal);
+}
+
+Metric MakeMetric(const CellParameters& cell) {
+  Metric m;
+  m.cell = cell;
+  const double ca = std::cos(cell.alpha * kRadiansPerDegree);
+  const double cb = std::cos(cell.beta * kRadiansPerDegree);
+  const double cg = std::cos(cell.gamma * kRadiansPerDegree);
+  const double sg = std::sin(cell.gamma * kRadiansPerDegree);
+  const double root = std::sqrt(1.0 - ca * ca - cb * cb - cg * cg + 2.0 * ca * cb * cg);
+  m.volume = cell.a * cell.b * cell.c * root;
+  m.orthogonal.m = {{{cell.a, cell.b * cg, cell.c * cb},
+                     {0.0, cell.b * sg, cell.c * (ca - cb * cg) / sg},
+                     {0.0, 0.0, cell.c * root / sg}}};
+  m.fractional = Inverse(m.orthogonal);
+  const Mat3 g = Transposed(m.orthogonal) * m.orthogonal;
+  const Mat3 inverse = Inverse(g);
+  m.direct = {g.m[0][0], g.m[1][1], g.m[2][2], g.m[1][2], g.m[0][2], g.m[0][1]};
+  m.reciprocal = {inverse.m[0][0], inverse.m[1][1], inverse.m[2][2], inverse.m[1][2], inverse.m[0][2], inverse.m[0][1]};
+  for (size_t i = 0; i < 3; ++i) m.reciprocalEdges[i] = std::sqrt(m.reciprocal[i]);
+  return m;
+}
+
+}  // namespace marvik::engine

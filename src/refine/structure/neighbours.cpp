@@ -1,0 +1,165 @@
+#include "refine/structure/neighbours.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "refine/structure/atom_names.h"
+
+namespace marvik::engine {
+namespace {
+
+constexpr double kTolerance = 0.5;
+
+struct Limits {
+  std::vector<double> radius;
+  std::vector<int> most;
+};
+
+Limits LimitsOf(const Structure& structure, const std::vector<Command>& commands) {
+  Limits limits;
+  for (const Site& site : structure.sites) {
+    limits.radius.push_back(structure.scatterers[static_cast<size_t>(site.scatterer)].radius);
+    limits.most.push_back(1000);
+  }
+  for (const Command& command : commands) {
+    if (command.keyword != "CONN" || command.numbers.empty()) continue;
+    for (const SiteImage& image : ResolveAtoms(structure, command, commands, command.words).images) {
+      const auto at = static_cast<size_t>(image.site);
+      limits.most[at] = WholeNumber(command.numbers[0]);
+      if (command.numbers.size() > 1) limits.radius[at] = command.numbers[1];
+    }
+  }
+  return limits;
+}
+
+int SiteOf(const Structure& structure, const AtomRecord* atom) {
+  for (size_t i = 0; i < structure.sites.size(); ++i) {
+    if (structure.sites[i].atom == atom) return static_cast<int>(i);
+  }
+  return -1;
+}
+
+void RemovePair(NeighbourTable& table, int a, int b) {
+  const auto drop = [&](int at, int other) {
+    auto& list = table[static_cast<size_t>(at)];
+    list.erase(
+        std::remove_if(list.begin(), list.end(), [&](const Neighbour& n) { return n.site == other && n.IsIdentity(); }),
+        list.end());
+  };
+  drop(a, b);
+  drop(b, a);
+}
+
+void AddPair(const Structure& structure, NeighbourTable& table, int a, int b) {
+  RemovePair(table, a, b);
+  const double d = std::sqrt(structure.metric.DistanceSquared(structure.sites[static_cast<size_t>(a)].x,
+                                                              structure.sites[static_cast<size_t>(b)].x));
+  table[static_cast<size_t>(a)].push_back({b, 0, {}, d});
+  table[static_cast<size_t>(b)].push_back({a, 0, {}, d});
+}
+
+}  // namespace
+
+bool PartsMeet(const Site& a, const Site& b, bool identity) {
+  if (a.part != 0 && b.part != 0 && a.part != b.part) return false;
+  return identity || (a.part >= 0 && b.part >= 0);
+}
+
+Fractional ImagePosition(const Structure& structure, const Neighbour& n) {
+  Fractional x =
+      structure.group.all[static_cast<size_t>(n.operation)].Apply(structure.sites[static_cast<size_t>(n.site)].x);
+  return {x.x + n.cell[0], x.y + n.cell[1], x.z + n.cell[2]};
+}
+
+Mat3 ImageRotation(const Structure& structure, int operation) {
+  Mat3 m;
+  const auto& r = structure.group.all[static_cast<size_t>(operation)].r;
+  for (size_t i = 0; i < 3; ++i) {
+    for (size_t j = 0; j < 3; ++j) m.m[i][j] = r[i][j];
+  }
+  return m;
+}
+
+NeighbourTable ImagesWithin(const Structure& structure, double reach) {
+  NeighbourTable table(structure.sites.size());
+  const auto& edges = structure.metric.reciprocalEdges;
+  std::array<double, 3> span{};
+  for (size_t i = 0; i < 3; ++i) span[i] = reach * edges[i];
+  for (size_t b = 0; b < structure.sites.size(); ++b) {
+    for (size_t op = 0; op < structure.group.all.size(); ++op) {
+      const Fractional image = structure.group.all[op].Apply(structure.sites[b].x);
+      for (size_t a = 0; a < structure.sites.size(); ++a) {
+        const Fractional d = image - structure.sites[a].x;
+        std::array<int, 3> low{};
+        std::array<int, 3> high{};
+        bool empty = false;
+        for (int i = 0; i < 3; ++i) {
+          const auto at = static_cast<size_t>(i);
+          low[at] = static_cast<int>(std::ceil(-span[at] - d[i]));
+          high[at] = static_cast<int>(std::floor(span[at] - d[i]));
+          empty = empty || low[at] > high[at];
+        }
+        if (empty) continue;
+        for (int i = low[0]; i <= high[0]; ++i) {
+          for (int j = low[1]; j <= high[1]; ++j) {
+            for (int k = low[2]; k <= high[2]; ++k) {
+              const Fractional end{d.x + i, d.y + j, d.z + k};
+              const double d2 = structure.metric.DistanceSquared(end, {});
+              if (d2 > reach * reach || d2 < 1e-4) continue;
+              table[a].push_back({static_cast<int>(b), static_cast<int>(op), {i, j, k}, std::sqrt(d2)});
+            }
+          }
+        }
+      }
+    }
+  }
+  for (auto& list : table) {
+    std::stable_sort(list.begin(), list.end(),
+                     [](const Neighbour& x, const Neighbour& y) { return x.distance < y.distance; });
+    // On a special position several operations give the same image.
+    for (size_t i = 0; i < list.size(); ++i) {
+      for (size_t j = list.size(); j-- > i + 1;) {
+        if (list[j].site != list[i].site || list[j].distance - list[i].distance > 1e-3) continue;
+        const double gap =
+            structure.metric.DistanceSquared(ImagePosition(structure, list[i]), ImagePosition(structure, list[j]));
+        if (gap < 1e-3) list.erase(list.begin() + static_cast<std::ptrdiff_t>(j));
+      }
+    }
+  }
+  return table;
+}
+
+NeighbourTable MakeBonds(const Structure& structure, const Document& document, const std::vector<Command>& commands) {
+  const Limits limits = LimitsOf(structure, commands);
+  double largest = 0.0;
+  for (const double r : limits.radius) largest = std::max(largest, r);
+  NeighbourTable table = ImagesWithin(structure, 2.0 * largest + kTolerance);
+  for (size_t a = 0; a < table.size(); ++a) {
+    auto& list = table[a];
+    const Site& site = structure.sites[a];
+    list.erase(std::remove_if(list.begin(), list.end(),
+                              [&](const Neighbour& n) {
+                                const auto b = static_cast<size_t>(n.site);
+                                const Site& other = structure.sites[b];
+                                return n.distance > limits.radius[a] + limits.radius[b] + kTolerance ||
+                                       !PartsMeet(site, other, n.IsIdentity()) || (site.hydrogen && other.hydrogen);
+                              }),
+               list.end());
+    if (list.size() > static_cast<size_t>(std::max(0, limits.most[a])))
+      list.resize(static_cast<size_t>(std::max(0, limits.most[a])));
+  }
+  for (const auto& [a, b] : document.atoms.freePairs.pairs) {
+    const int i = SiteOf(structure, a);
+    const int j = SiteOf(structure, b);
+    if (i >= 0 && j >= 0) RemovePair(table, i, j);
+  }
+  for (const auto& [a, b] : document.atoms.bindPairs.pairs) {
+    const int i = SiteOf(structure, a);
+    const int j = SiteOf(structure, b);
+    if (i >= 0 && j >= 0 && i != j) AddPair(structure, table, i, j);
+  }
+  return table;
+}
+
+}  // namespace marvik::engine

@@ -1,0 +1,224 @@
+#include "refine/structure/structure.h"
+
+#include <algorithm>
+#include <cmath>
+#include <gemmi/fprime.hpp>
+#include <gemmi/it92.hpp>
+
+#include "base/numbers.h"
+#include "refine/job/commands.h"
+
+namespace marvik::engine {
+namespace {
+
+constexpr double kElectronVoltAngstrom = 12398.4198;
+constexpr double kFarthest = 1000.0;   // cells
+constexpr double kShortestEdge = 1.5;  // Å; no crystal has one, and neighbours would be without number
+
+double WavelengthOf(const Document& document) {
+  const std::vector<std::string> words = WordsOf(document.instructions.cellLine);
+  double value = 0.0;
+  return words.size() > 1 && ParseWholeNumber(words[1], value) && value > 0.0 ? value : 0.71073;
+}
+
+void ApplyDisp(const std::vector<Command>& commands, std::vector<Scatterer>& scatterers) {
+  for (const Command& command : commands) {
+    if (command.keyword != "DISP" || command.words.empty()) continue;
+    std::string symbol = UpperCase(command.words[0]);
+    if (!symbol.empty() && symbol[0] == '$') symbol.erase(0, 1);
+    for (Scatterer& s : scatterers) {
+      if (UpperCase(s.symbol) != symbol) continue;
+      if (command.numbers.size() > 0) s.fPrime = command.numbers[0];
+      if (command.numbers.size() > 1) s.fDoublePrime = command.numbers[1];
+    }
+  }
+}
+
+void FillScatterers(const Document& document, Structure& structure) {
+  for (const int row : document.instructions.sfac) {
+    const ElementInfo& element = document.elements[row];
+    Scatterer s = TabulatedScatterer(element, structure.wavelength);
+    const auto& own = element.sfacCoefficients;
+    if (own[0] != 0.0) {
+      for (size_t i = 0; i < 4; ++i) s.a[i] = own[2 * i], s.b[i] = own[2 * i + 1];
+      s.c = own[8];
+      s.fPrime = own[9];
+      s.fDoublePrime = own[10];
+    }
+    structure.scatterers.push_back(s);
+  }
+}
+
+void FillSite(const Document& document, const AtomRecord& atom, Site& site) {
+  site.name = atom.name;
+  site.label = atom.name;
+  if (atom.residue >= 0) {
+    const Residue& residue = document.residues[static_cast<size_t>(atom.residue)];
+    site.residueNumber = residue.number;
+    site.residueClass = residue.className;
+    if (residue.number != 0) site.label += Printf("_%d", residue.number);
+  }
+  site.part = atom.part;
+  site.afix = atom.afix;
+  site.afixGroup = atom.afixGroup;
+  site.hydrogen = atom.element->atomicNumber == kHydrogenRow || atom.element->atomicNumber == kDeuteriumRow;
+  site.anisotropic = atom.IsAnisotropic();
+  site.x = atom.fract;
+  site.u = atom.u;
+  site.code = atom.codedValues;
+  const double occupancy = atom.partHasOccupancy ? static_cast<double>(atom.partOccupancy) : atom.occupancy;
+  site.code[kRawOccupancy] = std::fabs(occupancy) >= 5.0 ? occupancy : 0.0;
+  site.occupancy = occupancy;
+}
+
+std::string CheckFreeVariables(const Structure& structure, const Site& site) {
+  for (int k = 0; k < kRawPerSite; ++k) {
+    const double code = site.code[static_cast<size_t>(k)];
+    if (code == 0.0 || (k == kRawU && IsRidingU(code))) continue;
+    const CodedParts d = SplitCodedValue(code);
+    if (d.variable > static_cast<int>(structure.freeVariables.size()) + 1) {
+      return Printf("FREE VARIABLE %d OF ATOM %s IS NOT ON FVAR", d.variable, site.label.c_str());
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+double Site::Raw(int k) const {
+  return k < 3 ? x[k] : k == kRawOccupancy ? occupancy : u[static_cast<size_t>(k - kRawU)];
+}
+
+void Site::SetRaw(int k, double value) {
+  if (k < 3) {
+    x[k] = value;
+  } else if (k == kRawOccupancy) {
+    occupancy = value;
+  } else {
+    u[static_cast<size_t>(k - kRawU)] = value;
+  }
+}
+
+double Structure::Ueq(const Site& site) const {
+  if (!site.anisotropic) return site.u[0];
+  const std::array<double, 6> weights = metric.UeqWeights();
+  double sum = 0.0;
+  for (size_t i = 0; i < 6; ++i) sum += weights[i] * site.u[i];
+  return sum;
+}
+
+Scatterer TabulatedScatterer(const ElementInfo& element, double wavelength) {
+  Scatterer s;
+  s.symbol = std::string(element.Symbol());
+  s.row = element.atomicNumber;
+  s.radius = element.bondRadius;
+  s.weight = element.atomicWeight;
+  const int z = element.atomicNumber == kDeuteriumRow ? 1 : element.atomicNumber;
+  s.electrons = z > 103 ? 6 : z;
+  using Table = gemmi::IT92<double>;
+  const auto el = static_cast<gemmi::El>(s.electrons > 98 ? 98 : s.electrons);
+  const auto& f = Table::get(el);
+  for (int i = 0; i < 4; ++i) {
+    s.a[static_cast<size_t>(i)] = f.a(i);
+    s.b[static_cast<size_t>(i)] = f.b(i);
+  }
+  s.c = f.c();
+  if (s.electrons >= 3 && s.electrons <= 92 && wavelength > 0.01) {
+    s.fPrime = gemmi::cromer_liberman(s.electrons, kElectronVoltAngstrom / wavelength, &s.fDoublePrime);
+  }
+  return s;
+}
+
+bool BuildStructure(Document& document, Structure& structure, std::vector<std::string>& notes, std::string& problem) {
+  std::optional<SpaceGroup> group = DeriveSpaceGroup(document, problem);
+  if (!group) return false;
+  structure.group = *group;
+  structure.metric = MakeMetric(document.cell);
+  const CellParameters& cell = document.cell;
+  if (!(structure.metric.volume > 0.0) || std::min({cell.a, cell.b, cell.c}) < kShortestEdge) {
+    problem = "THE CELL IS IMPOSSIBLE";
+    return false;
+  }
+  structure.wavelength = WavelengthOf(document);
+  FillScatterers(document, structure);
+  ApplyDisp(CommandsOf(document), structure.scatterers);
+  structure.scale = document.instructions.scaleFactor > 0.0 ? document.instructions.scaleFactor : 1.0;
+  structure.freeVariables.assign(document.instructions.freeVariables.begin(),
+                                 document.instructions.freeVariables.end());
+  structure.extinction = document.settings.ExtinctionOn ? document.settings.Extinction : 0.0;
+  int peaks = 0;
+  for (AtomRecord* atom : Atoms(document.atoms)) {
+    if (atom->generated || atom->Has(kFromGrownSection)) continue;
+    if (atom->IsPeak()) {
+      ++peaks;
+      continue;
+    }
+    Site site;
+    site.atom = atom;
+    FillSite(document, *atom, site);
+    const auto& sfac = document.instructions.sfac;
+    const auto at = std::find(sfac.begin(), sfac.end(), atom->element->atomicNumber);
+    if (at == sfac.end()) {
+      problem = "NO SCATTERING FACTOR FOR ATOM " + site.label;
+      return false;
+    }
+    site.scatterer = static_cast<int>(at - sfac.begin());
+    problem = CheckFreeVariables(structure, site);
+    if (!problem.empty()) return false;
+    structure.sites.push_back(site);
+  }
+  if (peaks > 0) notes.push_back(Printf("%d peaks of an earlier map are left out", peaks));
+  if (structure.sites.empty()) {
+    problem = "NO ATOMS";
+    return false;
+  }
+  ApplyFreeVariables(structure);
+  for (const Site& site : structure.sites) {
+    if (IsFinite(site.x) && Length(site.x) < kFarthest) continue;
+    problem = "ATOM " + site.label + " IS FAR FROM THE CELL";
+    return false;
+  }
+  return true;
+}
+
+void ApplyFreeVariables(Structure& structure) {
+  for (Site& site : structure.sites) {
+    for (int k = 0; k < kRawPerSite; ++k) {
+      const double code = site.code[static_cast<size_t>(k)];
+      if (code == 0.0 || (k == kRawU && IsRidingU(code))) continue;
+      const CodedParts d = SplitCodedValue(code);
+      if (d.variable == 0) continue;
+      const double variable = d.variable < 2 ? 0.0 : structure.freeVariables[static_cast<size_t>(d.variable - 2)];
+      site.SetRaw(k, d.factor * variable + d.offset);
+    }
+  }
+}
+
+void StoreStructure(const Structure& structure, Document& document) {
+  for (const Site& site : structure.sites) {
+    AtomRecord& atom = *site.atom;
+    atom.fract = site.x;
+    atom.uCount = site.anisotropic ? 6 : 1;
+    atom.u = site.u;
+    for (size_t k = 0; k < kRawPerSite; ++k) {
+      if (k != kRawOccupancy) atom.codedValues[k] = site.code[k];
+    }
+    if (!atom.partHasOccupancy && site.code[kRawOccupancy] == 0.0) atom.occupancy = site.occupancy;
+  }
+  document.instructions.scaleFactor = structure.scale;
+  auto& basf = document.instructions.basfLines;
+  basf.clear();
+  for (size_t i = 0; i < structure.batchFractions.size(); ++i) {
+    if (i % 7 == 0) basf.emplace_back("BASF");
+    AppendPrintf(basf.back(), " %9.5f", structure.batchFractions[i]);
+  }
+  if (structure.hasSolvent) {
+    ReplaceInstruction(document, "SWAT", Printf("SWAT %9.4f %9.4f", structure.solventScale, structure.solventU));
+  }
+  for (size_t i = 0; i < structure.freeVariables.size(); ++i) {
+    document.instructions.freeVariables[i] = static_cast<float>(structure.freeVariables[i]);
+  }
+  if (document.settings.ExtinctionOn) document.settings.Extinction = structure.extinction;
+}
+
+}  // namespace marvik::engine

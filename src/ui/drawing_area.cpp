@@ -1,0 +1,285 @@
+#include "ui/drawing_area.h"
+
+#include <QPainter>
+#include <QScreen>
+#include <cmath>
+
+#include "draw/canvas/scanline_canvas.h"
+#include "draw/labels/label_font.h"
+#include "ui/key_state.h"
+#include "ui/text.h"
+
+namespace marvik {
+namespace {
+
+constexpr int kUsualSide = 840;
+constexpr double kLabelPixels = 13.0;
+constexpr int kRest = 250;  // ms without a change after which the view counts as at rest
+constexpr int kGlide = 15;  // ms between frames while labels go to their places
+constexpr int kAtomsBetweenClocks = 64;
+
+// Lets the view's square lie in the middle of the whole area for one frame; for everyone else it is all there is.
+class SquareInArea {
+ public:
+  SquareInArea(ViewState& view, const QSize& area) : view_(view) {
+    view.viewportOffsetX = (area.width() - view.viewportWidth) / 2;
+    view.viewportOffsetY = (area.height() - view.viewportHeight) / 2;
+    view.fullWidth = area.width();
+    view.fullHeight = area.height();
+  }
+  ~SquareInArea() {
+    view_.viewportOffsetX = view_.viewportOffsetY = 0;
+    view_.fullWidth = view_.viewportWidth;
+    view_.fullHeight = view_.viewportHeight;
+  }
+  SquareInArea(const SquareInArea&) = delete;
+  SquareInArea& operator=(const SquareInArea&) = delete;
+
+ private:
+  ViewState& view_;
+};
+
+}  // namespace
+
+DrawingArea::DrawingArea(Workbench& bench, QWidget* parentWidget)
+    : QWidget(parentWidget), bench_(bench), keyProbe_([this] { return isActiveWindow() && InterruptKeyDown(); }) {
+  setAttribute(Qt::WA_OpaquePaintEvent);
+  setAttribute(Qt::WA_NoSystemBackground);
+  setMouseTracking(true);
+  setFocusPolicy(Qt::StrongFocus);
+  setMinimumSize(160, 160);
+  restTimer_.setSingleShot(true);
+  restTimer_.setInterval(kRest);
+  connect(&restTimer_, &QTimer::timeout, this, &DrawingArea::Redraw);
+  glideTimer_.setSingleShot(true);
+  glideTimer_.setInterval(kGlide);
+  connect(&glideTimer_, &QTimer::timeout, this, [this] {
+    stale_ = true;
+    update();
+  });
+}
+
+DrawingArea::~DrawingArea() = default;
+
+QSize DrawingArea::sizeHint() const {
+  const int available = screen() ? screen()->availableSize().height() * 8 / 10 : kUsualSide;
+  const int side = std::min(kUsualSide, available);
+  return {side, side};
+}
+
+QSize DrawingArea::DeviceSize() const {
+  const double ratio = devicePixelRatioF();
+  return {std::max(1, static_cast<int>(std::lround(width() * ratio))),
+          std::max(1, static_cast<int>(std::lround(height() * ratio)))};
+}
+
+void DrawingArea::Redraw() {
+  moving_ = false;
+  restTimer_.stop();
+  stale_ = true;
+  update();
+}
+
+void DrawingArea::RedrawMoving() {
+  Redraw();
+  if (bench_.RenditionMode == kWireFrame || fullFrame_ <= slowFrame_) return;
+  moving_ = true;
+  restTimer_.start();
+}
+
+void DrawingArea::HoldFrames(bool on) {
+  held_ += on ? 1 : -1;
+  if (held_ == 0) update();
+}
+
+void DrawingArea::SetDragging(bool on) {
+  if (dragging_ == on) return;
+  dragging_ = on;
+  if (bench_.RenditionMode != kWireFrame) Redraw();
+}
+
+void DrawingArea::SetBand(const QRect& rectangle) {
+  if (band_ == rectangle) return;
+  band_ = rectangle;
+  update();
+}
+
+void DrawingArea::SetMarks(uint32_t start, uint32_t target) {
+  startMark_ = start;
+  targetMark_ = target;
+  update();
+}
+
+// The view keeps what it shows; only the square that it fills is another.
+void DrawingArea::FitToSize() {
+  const QSize size = DeviceSize();
+  const double side = std::min(size.width(), size.height());
+  if (bench_.view.drawingSize == side) return;
+  bench_.view.drawingSize = side;
+  bench_.view.fitView(bench_.view.viewRadius, std::nullopt);
+}
+
+void DrawingArea::resizeEvent(QResizeEvent*) {
+  FitToSize();
+  RedrawMoving();
+}
+
+void DrawingArea::DrawFrame(bool gliding) {
+  const QSize size = DeviceSize();
+  const double ratio = devicePixelRatioF();
+  if (frame_.size() != size) frame_ = QImage(size, QImage::Format_RGB32);
+  frame_.setDevicePixelRatio(ratio);
+  FitToSize();
+  if (!font_) font_ = std::make_unique<LabelFont>(kLabelPixels * ratio);
+  if (font_->Pixels() != kLabelPixels * ratio) font_->SetPixels(kLabelPixels * ratio);
+  auto* pixels = reinterpret_cast<uint32_t*>(frame_.bits());
+  const auto stride = static_cast<ptrdiff_t>(frame_.bytesPerLine()) / 4;
+  if (!canvas_) canvas_ = std::make_unique<ScanlineCanvas>(pixels, size.width(), size.height(), stride, font_.get());
+  canvas_->SetTarget(pixels, size.width(), size.height(), stride);
+
+  RenderOptions options = bench_.ScreenOptions();
+  const bool wire = dragging_ || moving_;
+  if (wire) options.mode = kWireFrame;
+  // A model that takes long to draw is not drawn again and again for its labels.
+  options.steadyLabels = gliding && (wire || fullFrame_ <= slowFrame_);
+  const SquareInArea square(bench_.view, size);
+  clock_.start();
+  nextPoll_ = firstPoll_;
+  asked_ = 0;
+  interrupted_ =
+      !bench_.renderer.Render(bench_.document, bench_.view, options, *canvas_, [this] { return KeepGoing(); });
+  if (!wire) fullFrame_ = static_cast<double>(clock_.nsecsElapsed()) / 1e6;
+  stale_ = false;
+  ++framesDrawn_;
+  if (bench_.renderer.LabelsSettled() || interrupted_) {
+    glideTimer_.stop();
+  } else {
+    glideTimer_.start();
+  }
+  if (interrupted_) Q_EMIT Interrupted();
+}
+
+bool DrawingArea::KeepGoing() {
+  if (++asked_ % kAtomsBetweenClocks != 0) return true;
+  const qint64 now = clock_.elapsed();
+  if (now < nextPoll_) return true;
+  nextPoll_ = now + pollEvery_;
+  if (keyProbe_()) return ignoreHeldKey_;
+  ignoreHeldKey_ = false;
+  return true;
+}
+
+void DrawingArea::ShowPicture(const Image& picture, const std::array<double, 3>& around) {
+  const QSize size = DeviceSize();
+  QImage whole(size, QImage::Format_RGB32);
+  whole.setDevicePixelRatio(devicePixelRatioF());
+  whole.fill(
+      QColor::fromRgbF(static_cast<float>(around[0]), static_cast<float>(around[1]), static_cast<float>(around[2])));
+  const int left = (size.width() - picture.width) / 2;
+  const int top = (size.height() - picture.height) / 2;
+  for (int y = std::max(0, -top); y < std::min(picture.height, size.height() - top); ++y) {
+    auto* row = reinterpret_cast<uint32_t*>(whole.scanLine(top + y));
+    for (int x = std::max(0, -left); x < std::min(picture.width, size.width() - left); ++x) {
+      row[left + x] = picture.At(x, y);
+    }
+  }
+  SetPicture(whole);
+}
+
+void DrawingArea::SetPicture(const QImage& picture) {
+  // Labels on their way would change the frame under the picture soon.
+  if (stale_ || frame_.size() != DeviceSize() || glideTimer_.isActive()) DrawFrame(false);
+  picture_ = picture;
+  underneath_ = picture.isNull() ? QImage() : frame_.copy();
+  update();
+}
+
+void DrawingArea::InvertBand(QImage& shown) const {
+  if (band_.isNull()) return;
+  const QRect inside = band_.intersected(shown.rect());
+  const auto invert = [&shown](int x, int y) {
+    if (!shown.rect().contains(x, y)) return;
+    reinterpret_cast<uint32_t*>(shown.scanLine(y))[x] ^= 0x00ffffffu;
+  };
+  for (int x = inside.left(); x <= inside.right(); ++x) {
+    invert(x, band_.top());
+    if (band_.height() > 1) invert(x, band_.bottom());
+  }
+  for (int y = std::max(inside.top(), band_.top() + 1); y <= std::min(inside.bottom(), band_.bottom() - 1); ++y) {
+    invert(band_.left(), y);
+    if (band_.width() > 1) invert(band_.right(), y);
+  }
+}
+
+void DrawingArea::paintEvent(QPaintEvent*) {
+  const QSize size = DeviceSize();
+  if (held_ == 0 && (stale_ || frame_.size() != size)) {
+    DrawFrame(true);
+    if (frame_ != underneath_) picture_ = underneath_ = QImage();
+  }
+  QPainter painter(this);
+  if (frame_.size() != size) painter.fillRect(rect(), Qt::black);
+  if (!frame_.isNull()) {
+    const QPointF corner = FromDevice(QPointF(size.width() - frame_.width(), size.height() - frame_.height()) / 2);
+    QImage& shown = picture_.size() == frame_.size() ? picture_ : frame_;
+    InvertBand(shown);
+    painter.drawImage(QPointF(std::round(corner.x()), std::round(corner.y())), shown);
+    InvertBand(shown);
+  }
+  if (held_ == 0) {
+    PaintMarks(painter);
+    PaintHint(painter);
+  }
+  painter.end();
+  Q_EMIT Painted();
+}
+
+void DrawingArea::PaintMarks(QPainter& painter) const {
+  const auto ring = [&](uint32_t serial, Qt::PenStyle style) {
+    const AtomRecord* atom = serial ? bench_.document.atoms.FindSerial(serial) : nullptr;
+    if (!atom) return;
+    painter.setPen(QPen(QColor(255, 210, 80), 1.6, style));
+    painter.drawEllipse(FromDevice(QPointF(atom->screenX + 0.5, atom->screenY + 0.5)), 11.0, 11.0);
+  };
+  if (!startMark_ && !targetMark_) return;
+  painter.setRenderHint(QPainter::Antialiasing);
+  ring(startMark_, Qt::DotLine);
+  ring(targetMark_, Qt::SolidLine);
+}
+
+QStringList DrawingArea::HintLines() const {
+  const Document& document = bench_.document;
+  if (document.atoms.head) {
+    if (Atoms(document.atoms, kVisibleOnly).begin() != Atoms(document.atoms, kVisibleOnly).end()) return {};
+    return {tr("Every atom is hidden"), tr("Select > Show All brings them back")};
+  }
+  const QString gestures =
+      tr("Drag to rotate, Ctrl + drag or the middle button to move, the wheel to zoom\n"
+         "Click to select, Shift + drag to select many, right click for what can be done");
+  if (!document.CurrentFile.empty()) {
+    return {tr("No atoms in %1").arg(ToText(bench_.Title())), tr("Open another file: Ctrl+O or drop one here")};
+  }
+  return {tr("Open a file: Ctrl+O or drop one here"), tr("Instruction and result files (.ins, .res), CIF"), gestures};
+}
+
+void DrawingArea::PaintHint(QPainter& painter) const {
+  const QStringList lines = HintLines();
+  if (lines.isEmpty()) return;
+  const double spacing = 26.0;
+  const double pad = 16.0;
+  QRectF place = QRectF(rect()).adjusted(pad, 0, -pad, 0);
+  double y = height() / 2.0 - 46.0;
+  for (qsizetype i = 0; i < lines.size(); ++i) {
+    QFont lineFont = font();
+    lineFont.setPointSizeF(font().pointSizeF() * (i == 0 ? 1.5 : 1.0));
+    painter.setFont(lineFont);
+    painter.setPen(i == 0 ? QColor(215, 222, 230) : QColor(135, 145, 156));
+    place.setTop(y);
+    place.setHeight(height());
+    QRectF used;
+    painter.drawText(place, Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap, lines[i], &used);
+    y = used.bottom() + (i == 0 ? 10.0 : spacing);
+  }
+}
+
+}  // namespace marvik

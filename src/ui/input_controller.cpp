@@ -1,0 +1,430 @@
+#include "ui/input_controller.h"
+
+#include <QContextMenuEvent>
+#include <QGestureEvent>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QNativeGestureEvent>
+#include <QPinchGesture>
+#include <QWheelEvent>
+#include <cmath>
+#include <unordered_set>
+
+#include "base/numbers.h"
+#include "draw/view/picking.h"
+#include "ui/atom_text.h"
+#include "ui/text.h"
+
+namespace marvik {
+namespace {
+
+// A press and release within this distance is a click.
+constexpr double kClickReach = 3.0;
+constexpr int kWheelStep = 120;          // eighths of a degree
+constexpr double kZoomStep = 11.0 / 12;  // of the radius that is shown; what one step of a zooming drag does
+constexpr double kLabelStep = 0.0025;    // view units for each pixel of a drag
+constexpr double kLabelReach = 0.5;
+constexpr int kHoverDelay = 20;  // ms
+
+struct KeyRow {
+  int key;
+  ViewKey view;
+  int dx;  // what the key does when Ctrl makes it a movement, pixels
+  int dy;
+};
+constexpr KeyRow kViewKeys[] = {
+    {Qt::Key_PageUp, ViewKey::PageUp, 0, -10}, {Qt::Key_PageDown, ViewKey::PageDown, 0, 10},
+    {Qt::Key_Home, ViewKey::Home, -10, 0},     {Qt::Key_End, ViewKey::End, 10, 0},
+    {Qt::Key_Left, ViewKey::Left, -1, 0},      {Qt::Key_Right, ViewKey::Right, 1, 0},
+    {Qt::Key_Up, ViewKey::Up, 0, -1},          {Qt::Key_Down, ViewKey::Down, 0, 1},
+    {Qt::Key_Insert, ViewKey::Insert, 0, 0},   {Qt::Key_Delete, ViewKey::Delete, 0, 0},
+};
+
+struct LabelKeyRow {
+  int key;
+  double dx;  // view units
+  double dy;
+};
+constexpr LabelKeyRow kLabelKeys[] = {
+    {Qt::Key_Left, -0.005, 0.0},
+    {Qt::Key_Right, 0.005, 0.0},
+    {Qt::Key_Up, 0.0, 0.005},
+    {Qt::Key_Down, 0.0, -0.01},
+};
+
+}  // namespace
+
+InputController::InputController(Workbench& bench, DrawingArea& area, Runner run)
+    : QObject(&area), bench_(bench), area_(area), run_(std::move(run)) {
+  area.installEventFilter(this);
+  area.grabGesture(Qt::PinchGesture);
+  hoverTimer_.setSingleShot(true);
+  hoverTimer_.setInterval(kHoverDelay);
+  connect(&hoverTimer_, &QTimer::timeout, this, &InputController::UpdateHover);
+}
+
+bool InputController::eventFilter(QObject* watched, QEvent* event) {
+  switch (event->type()) {
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonDblClick:
+      MousePress(*static_cast<QMouseEvent*>(event));
+      return true;
+    case QEvent::MouseMove:
+      MouseMove(*static_cast<QMouseEvent*>(event));
+      return true;
+    case QEvent::MouseButtonRelease:
+      MouseRelease(*static_cast<QMouseEvent*>(event));
+      return true;
+    case QEvent::Wheel:
+      Wheel(*static_cast<QWheelEvent*>(event));
+      return true;
+    case QEvent::KeyPress:
+      return KeyPress(*static_cast<QKeyEvent*>(event));
+    case QEvent::NativeGesture:
+      return NativeGesture(*event);
+    case QEvent::Gesture:
+      return Pinch(*event);
+    case QEvent::ContextMenu: {
+      const auto& menu = *static_cast<QContextMenuEvent*>(event);
+      if (menu.reason() == QContextMenuEvent::Keyboard) ShowContextMenu(inside_ ? hover_ : area_.rect().center());
+      return true;
+    }
+    case QEvent::Leave:
+      inside_ = false;
+      hoverTimer_.start();
+      return false;
+    default:
+      return QObject::eventFilter(watched, event);
+  }
+}
+
+void InputController::MousePress(const QMouseEvent& event) {
+  if (event.button() == Qt::RightButton) {
+    if (gesture_ != Gesture::None) return;
+    if (PickPending() || LabelPending()) return CancelPending();
+    return ShowContextMenu(event.position());
+  }
+  if (gesture_ != Gesture::None) return;
+  if (event.button() == Qt::LeftButton) gesture_ = Gesture::Pressed;
+  doubleClick_ = event.type() == QEvent::MouseButtonDblClick;
+  if (event.button() == Qt::MiddleButton) gesture_ = Gesture::Moving;
+  pressed_ = last_ = event.position();
+}
+
+void InputController::MouseMove(const QMouseEvent& event) {
+  const QPointF position = event.position();
+  inside_ = true;
+  hover_ = position;
+  // A menu or a box that came up in between has taken the release.
+  if (gesture_ != Gesture::None && !(event.buttons() & (Qt::LeftButton | Qt::MiddleButton))) EndGesture();
+  switch (gesture_) {
+    case Gesture::None:
+      if (!hoverTimer_.isActive()) hoverTimer_.start();
+      return;
+    case Gesture::Pressed:
+      if ((position - pressed_).manhattanLength() <= kClickReach) return;
+      gesture_ = event.modifiers() & Qt::ShiftModifier ? Gesture::Band : Gesture::Turning;
+      area_.SetDragging(gesture_ == Gesture::Turning && !LabelPending());
+      return MouseMove(event);
+    case Gesture::Turning:
+      return Drag(position, event.modifiers());
+    case Gesture::Moving:
+      return Drag(position, Qt::ControlModifier);
+    case Gesture::Band:
+      return area_.SetBand(BandTo(position));
+  }
+}
+
+// Turning goes by nominal pixels, a degree each, moving by device pixels, so that the model stays under the pointer.
+void InputController::Drag(const QPointF& position, Qt::KeyboardModifiers modifiers) {
+  if (LabelPending() && gesture_ == Gesture::Turning) {
+    const QPoint step = (position - last_).toPoint();
+    last_ += step;
+    return DragLabel(step.x(), step.y());
+  }
+  const DragModifiers drag{modifiers.testFlag(Qt::ControlModifier), modifiers.testFlag(Qt::AltModifier)};
+  const bool moves = !drag.alt && (drag.control || bench_.view.dragMode == 1);
+  const double ratio = moves ? area_.devicePixelRatioF() : 1.0;
+  const QPointF delta = (position - last_) * ratio;
+  const int dx = static_cast<int>(std::lround(delta.x()));
+  const int dy = static_cast<int>(std::lround(delta.y()));
+  if (dx == 0 && dy == 0) return;
+  last_ += QPointF(dx, dy) / ratio;
+  DragView(bench_.view, dx, dy, drag);
+  area_.RedrawMoving();
+}
+
+void InputController::MouseRelease(const QMouseEvent& event) {
+  const Gesture ended = gesture_;
+  const auto button = ended == Gesture::Moving ? Qt::MiddleButton : Qt::LeftButton;
+  if (ended == Gesture::None || event.button() != button) return;
+  const QRect band = ended == Gesture::Band ? BandTo(event.position()) : QRect();
+  EndGesture();
+  if (ended == Gesture::Pressed) Click(event.position());
+  if (ended == Gesture::Band) ToggleBand(band);
+  hoverTimer_.start();
+}
+
+void InputController::EndGesture() {
+  gesture_ = Gesture::None;
+  area_.SetDragging(false);
+  area_.SetBand({});
+}
+
+QRect InputController::BandTo(const QPointF& position) const {
+  const QPointF a = area_.ToDevice(pressed_);
+  const QPointF b = area_.ToDevice(position);
+  return QRect(QPoint(static_cast<int>(std::floor(std::min(a.x(), b.x()))),
+                      static_cast<int>(std::floor(std::min(a.y(), b.y())))),
+               QPoint(static_cast<int>(std::floor(std::max(a.x(), b.x()))),
+                      static_cast<int>(std::floor(std::max(a.y(), b.y())))));
+}
+
+void InputController::ToggleBand(const QRect& band) {
+  AtomArray& selection = bench_.document.atoms.selection;
+  const auto inside = atomsInRectangle(bench_.document.atoms, band.left(), band.top(), band.right(), band.bottom());
+  if (inside.empty()) return;
+  // One pass over the selection, however many atoms leave it.
+  std::unordered_set<const AtomRecord*> leaving;
+  for (const AtomRecord* atom : inside) {
+    if (atom->Has(kSelected)) leaving.insert(atom);
+  }
+  std::vector<AtomRecord*> chosen;
+  for (AtomRecord* atom : selection) {
+    if (!leaving.contains(atom)) chosen.push_back(atom);
+  }
+  for (AtomRecord* atom : inside) {
+    if (!leaving.contains(atom)) chosen.push_back(atom);
+  }
+  selection.Clear();
+  for (AtomRecord* atom : chosen) selection.Append(atom);
+  bench_.Repaint();
+}
+
+AtomRecord* InputController::AtomAt(const QPointF& position) const {
+  const QPointF at = area_.ToDevice(position);
+  return hitTestAtom(bench_.document.atoms, at.x(), at.y(), area_.devicePixelRatioF());
+}
+
+BondRecord* InputController::BondAt(const QPointF& position) const {
+  const QPointF at = area_.ToDevice(position);
+  return hitTestBond(bench_.document.atoms, at.x(), at.y(), area_.devicePixelRatioF()).bond;
+}
+
+void InputController::Click(const QPointF& position) {
+  AtomRecord* atom = AtomAt(position);
+  if (PickPending()) return PickClick(atom);
+  if (LabelPending()) return;
+  if (atom) {
+    bench_.PickAtom(atom);
+    // The second click of two gives the atom back the selection state that it had before the first.
+    run_(kSelectPickedAtomCommand, {});
+    if (doubleClick_) run_(kRenameAtomCommand, {});
+  } else if (BondRecord* bond = BondAt(position)) {
+    bench_.PickBond(bond);
+    run_(kSelectPickedBondCommand, {});
+  }
+  bench_.ClearPick();
+}
+
+void InputController::ShowContextMenu(const QPointF& position) {
+  QPointF place = position;
+  MenuKind kind = MenuKind::BackgroundPopup;
+  if (AtomRecord* atom = AtomAt(position)) {
+    bench_.PickAtom(atom);
+    kind = MenuKind::AtomPopup;
+    place = area_.FromDevice(QPointF(atom->screenX, atom->screenY));
+  } else if (BondRecord* bond = BondAt(position)) {
+    bench_.PickBond(bond);
+    kind = MenuKind::BondPopup;
+  }
+  Q_EMIT ContextMenuWanted(kind, area_.mapToGlobal(place.toPoint()));
+}
+
+void InputController::Wheel(const QWheelEvent& event) {
+  wheelRest_ += event.angleDelta().y();
+  const int steps = wheelRest_ / kWheelStep;
+  wheelRest_ -= steps * kWheelStep;
+  if (steps != 0) ZoomBy(std::pow(kZoomStep, steps));
+}
+
+bool InputController::NativeGesture(QEvent& event) {
+  const auto& gesture = static_cast<QNativeGestureEvent&>(event);
+  if (gesture.gestureType() != Qt::ZoomNativeGesture) return false;
+  ZoomBy(1.0 / std::clamp(1.0 + gesture.value(), 0.2, 5.0));
+  return true;
+}
+
+bool InputController::Pinch(QEvent& event) {
+  auto* pinch = static_cast<QPinchGesture*>(static_cast<QGestureEvent&>(event).gesture(Qt::PinchGesture));
+  if (!pinch) return false;
+  // The first finger of the two has started to turn the model.
+  if (pinch->state() == Qt::GestureStarted) EndGesture();
+  if (pinch->changeFlags() & QPinchGesture::ScaleFactorChanged && pinch->scaleFactor() > 0.0) {
+    ZoomBy(1.0 / std::clamp(pinch->scaleFactor(), 0.2, 5.0));
+  }
+  return true;
+}
+
+void InputController::ZoomBy(double factor) {
+  bench_.view.fitView(bench_.view.viewRadius * factor, std::nullopt);
+  area_.RedrawMoving();
+  hoverTimer_.start();
+}
+
+bool InputController::KeyPress(const QKeyEvent& event) {
+  switch (event.key()) {
+    case Qt::Key_Escape:
+      area_.IgnoreHeldKey();
+      CancelPending();
+      area_.Redraw();
+      return true;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+      Confirm();
+      area_.Redraw();
+      return true;
+    case Qt::Key_Plus:
+    case Qt::Key_Minus:
+      run_(event.key() == Qt::Key_Plus ? kZoomInCommand : kZoomOutCommand, {});
+      return true;
+    default:
+      return LabelPending() && LabelKeyPress(event) ? true : ViewKeyPress(event);
+  }
+}
+
+bool InputController::ViewKeyPress(const QKeyEvent& event) {
+  const auto row = std::ranges::find(kViewKeys, event.key(), &KeyRow::key);
+  if (row == std::end(kViewKeys)) return false;
+  const bool shift = event.modifiers() & Qt::ShiftModifier;
+  if (event.modifiers() & Qt::ControlModifier) {
+    const int times = shift && std::abs(row->dx + row->dy) == 1 ? 90 : 1;
+    DragView(bench_.view, row->dx * times, row->dy * times, {true, false});
+  } else {
+    PressViewKey(bench_.view, row->view, shift);
+  }
+  area_.RedrawMoving();
+  return true;
+}
+
+void InputController::StartPick(int command) {
+  CancelPending();
+  const AtomRecord* start = bench_.PickedAtom();
+  pick_ = {command, start ? start->serial : 0, 0};
+  area_.SetMarks(pick_.start, 0);
+  area_.setCursor(Qt::CrossCursor);
+  area_.setFocus();
+  Q_EMIT StatusText(PendingText());
+}
+
+void InputController::CancelPending() {
+  EndGesture();
+  if (!PickPending() && !LabelPending()) return;
+  RestoreLabel();
+  pick_ = {};
+  area_.SetMarks(0, 0);
+  area_.unsetCursor();
+  Q_EMIT StatusText({});
+}
+
+void InputController::PickClick(AtomRecord* atom) {
+  if (!atom) return;
+  if (atom->serial == pick_.target) return Confirm();
+  pick_.target = atom->serial;
+  area_.SetMarks(pick_.start, pick_.target);
+  Q_EMIT StatusText(PendingText());
+}
+
+void InputController::StartLabelMove() {
+  CancelPending();
+  AtomRecord* atom = bench_.PickedAtom();
+  if (!atom) return;
+  const CanvasPoint offset = bench_.renderer.LabelOffset(*atom, bench_.view);
+  label_ = {atom->serial, atom->labelOffsetX, atom->labelOffsetY, atom->flags2};
+  area_.SetMarks(label_.atom, 0);
+  area_.setCursor(Qt::SizeAllCursor);
+  area_.setFocus();
+  PlaceLabel(offset.x, offset.y);
+  Q_EMIT StatusText(PendingText());
+}
+
+void InputController::PlaceLabel(double x, double y) {
+  AtomRecord* atom = bench_.document.atoms.FindSerial(label_.atom);
+  if (!atom) return CancelPending();
+  atom->labelOffsetX = static_cast<float>(std::clamp(x, -kLabelReach, kLabelReach));
+  atom->labelOffsetY = static_cast<float>(std::clamp(y, -kLabelReach, kLabelReach));
+  atom->flags2 |= kLabelPlaced;
+  area_.Redraw();
+}
+
+void InputController::RestoreLabel() {
+  AtomRecord* atom = label_.atom ? bench_.document.atoms.FindSerial(label_.atom) : nullptr;
+  if (atom) {
+    atom->labelOffsetX = label_.x;
+    atom->labelOffsetY = label_.y;
+    atom->flags2 = label_.flags;
+    area_.Redraw();
+  }
+  label_ = {};
+}
+
+// One step for each pixel, as slow movements report them; a step that would go too far is dropped.
+void InputController::DragLabel(int dx, int dy) {
+  const AtomRecord* atom = bench_.document.atoms.FindSerial(label_.atom);
+  if (!atom) return CancelPending();
+  const auto moved = [](double offset, int pixels) {
+    const double to = offset + pixels * kLabelStep;
+    return std::abs(to) <= kLabelReach ? to : offset;
+  };
+  PlaceLabel(moved(atom->labelOffsetX, dx), moved(atom->labelOffsetY, -dy));
+}
+
+bool InputController::LabelKeyPress(const QKeyEvent& event) {
+  const auto row = std::ranges::find(kLabelKeys, event.key(), &LabelKeyRow::key);
+  const AtomRecord* atom = bench_.document.atoms.FindSerial(label_.atom);
+  if (row == std::end(kLabelKeys) || !atom) return false;
+  PlaceLabel(atom->labelOffsetX + row->dx, atom->labelOffsetY + row->dy);
+  return true;
+}
+
+void InputController::Confirm() {
+  if (const AtomRecord* atom = label_.atom ? bench_.document.atoms.FindSerial(label_.atom) : nullptr) {
+    // Back first, so that the command finds what it is to change, and undo what was there before.
+    const std::string place = Printf("#%u %.5f %.5f", label_.atom, atom->labelOffsetX, atom->labelOffsetY);
+    CancelPending();
+    run_(kPositionLabelCommand, place);
+    return;
+  }
+  const Pick pick = pick_;
+  if (!pick.command || !pick.target) return;
+  CancelPending();
+  if (pick.start) bench_.PickAtom(bench_.document.atoms.FindSerial(pick.start));
+  run_(pick.command, Printf("#%u", pick.target));
+  bench_.ClearPick();
+}
+
+QString InputController::PendingText() const {
+  if (LabelPending()) {
+    const AtomRecord* atom = bench_.document.atoms.FindSerial(label_.atom);
+    return tr("Label of %1: drag it or press arrow keys, Enter keeps the place, Escape puts it back")
+        .arg(atom ? ToText(atom->name) : QString());
+  }
+  const QString name = PlainCommandName(FindCommand(pick_.command)->text);
+  const AtomRecord* target = pick_.target ? bench_.document.atoms.FindSerial(pick_.target) : nullptr;
+  if (!target) return tr("%1: click the target atom, Escape to leave").arg(name);
+  return tr("%1 %2: Enter or a second click confirms, Escape leaves").arg(name, ToText(target->name));
+}
+
+void InputController::UpdateHover() {
+  if (PickPending()) {
+    const AtomRecord* atom = inside_ ? AtomAt(hover_) : nullptr;
+    return Q_EMIT StatusText(atom ? PendingText() + QStringLiteral("   (%1)").arg(ToText(atom->name)) : PendingText());
+  }
+  if (LabelPending()) return Q_EMIT StatusText(PendingText());
+  if (!inside_) return Q_EMIT StatusText({});
+  if (const AtomRecord* atom = AtomAt(hover_)) return Q_EMIT StatusText(DescribeAtom(bench_.document, *atom));
+  const BondRecord* bond = BondAt(hover_);
+  Q_EMIT StatusText(bond ? DescribeBond(*bond) : QString());
+}
+
+}  // namespace marvik

@@ -1,0 +1,319 @@
+#include "ui/main_window.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDir>
+#include <QFileInfo>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPushButton>
+#include <QStatusBar>
+#include <utility>
+
+#include "app/commands/gl_commands.h"
+#include "app/open_save.h"
+#include "ui/atom_text.h"
+#include "ui/conquest.h"
+#include "ui/demo_player.h"
+#include "ui/dialogs/argument_dialogs.h"
+#include "ui/dialogs/atom_preferences_dialog.h"
+#include "ui/dialogs/bitmap_preferences_dialog.h"
+#include "ui/dialogs/edit_dialogs.h"
+#include "ui/dialogs/file_dialogs.h"
+#include "ui/dialogs/hfix_dialog.h"
+#include "ui/dialogs/opengl_preferences_dialog.h"
+#include "ui/dialogs/picture_dialog.h"
+#include "ui/drawing_area.h"
+#include "ui/help_window.h"
+#include "ui/input_controller.h"
+#include "ui/key_state.h"
+#include "ui/menu_set.h"
+#include "ui/page_printing.h"
+#include "ui/picture_printing.h"
+#include "ui/refinement_windows.h"
+#include "ui/report_window.h"
+#include "ui/text.h"
+#include "ui/text_editor.h"
+#include "ui/window_messages.h"
+
+namespace marvik {
+namespace {
+
+constexpr int kMessageTime = 4000;    // ms
+constexpr int kDemoTextTime = 10000;  // ms; usually the next comes first
+
+QString FirstLocalFile(const QMimeData* data) {
+  if (!data) return {};
+  for (const QUrl& url : data->urls()) {
+    if (url.isLocalFile()) return url.toLocalFile();
+  }
+  return {};
+}
+
+}  // namespace
+
+MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(bench) {
+  settings_.Load();
+  RestorePictureOptions(bench_, settings_.dialogValues.value(QStringLiteral("picture")));
+  area_ = new DrawingArea(bench, this);
+  setCentralWidget(area_);
+  input_ =
+      new InputController(bench, *area_, [this](int id, const std::string& argument) { return Run(id, argument); });
+  menus_ = new MenuSet(bench, *menuBar(), [this](int id) { Run(id); });
+  SetUpStatusBar();
+  connect(input_, &InputController::StatusText, pointerText_, &QLabel::setText);
+  connect(input_, &InputController::ContextMenuWanted, this, &MainWindow::ShowContextMenu);
+  connect(area_, &DrawingArea::Interrupted, this,
+          [this] { statusBar()->showMessage(tr("Drawing was stopped; any change draws it anew."), kMessageTime); });
+  refreshTimer_.setSingleShot(true);
+  refreshTimer_.setInterval(0);
+  connect(&refreshTimer_, &QTimer::timeout, this, &MainWindow::Refresh);
+  reports_ = new ReportWindows(bench, *this);
+  help_ = new ContextHelp(bench, *this);
+  SetUpHooks(messages);
+  setAcceptDrops(true);
+  ShowTitle();
+  if (settings_.geometry.isEmpty() || !restoreGeometry(settings_.geometry)) {
+    // All of the menu bar is to be seen, however large the letters.
+    resize(sizeHint().expandedTo(QSize(menuBar()->sizeHint().width() + 8, 0)));
+  }
+  edit_ = new EditDialogs(bench, *this, settings_.dialogValues,
+                          [this](int id, const std::string& argument) { return Run(id, argument); });
+  area_->setFocus();
+}
+
+MainWindow::~MainWindow() {
+  demo_.reset();
+  bench_.hooks = {};
+}
+
+void MainWindow::SetUpHooks(WindowMessages& messages) {
+  messages.parent = this;
+  messages.beforeBox = [this] { area_->HoldFrames(true); };
+  messages.afterBox = [this] { area_->HoldFrames(false); };
+  messages.quit = [this] {
+    quitNow_ = true;
+    close();
+  };
+  bench_.hooks.repaint = [this] {
+    area_->Redraw();
+    refreshTimer_.start();
+  };
+  bench_.hooks.titleChanged = [this] { ShowTitle(); };
+  bench_.hooks.recentFilesChanged = [this] { menus_->RebuildRecentFiles(); };
+  bench_.hooks.busy = [this](bool on) { ShowBusy(on); };
+  bench_.hooks.quit = [this] { close(); };
+  bench_.hooks.runEditor = [this](const std::string& path, bool wait) {
+    return RunEditor(*this, bench_.settings.EditorCommand, path, wait);
+  };
+  bench_.hooks.printView = [this] { return PrintViewWithDialog(this, bench_); };
+  bench_.hooks.goOn = [watch = InterruptWatch()]() mutable { return watch.GoOn(); };
+  bench_.hooks.openDocument = [this](const std::string& path) { return help_->OpenDocument(path); };
+  bench_.hooks.askArgument = [this](int id) { return AskArgument(id); };
+  refinement_ = std::make_unique<RefinementWindows>(
+      bench_, *this, settings_, [this](const QString& text) { statusBar()->showMessage(text, kMessageTime); });
+  bench_.hooks.startConQuest = [this](const std::string& path) { StartConQuest(path, bench_.messages); };
+  demo_ = std::make_unique<DemoPlayer>(
+      bench_, *area_, [this](int id, const std::string& argument) { return Run(id, argument); },
+      [this] { return running_ > 0; }, [this](const QString& text) { statusBar()->showMessage(text, kDemoTextTime); });
+  bench_.hooks.demo = [this](bool on) { on ? demo_->StartDemo() : demo_->Stop(); };
+  bench_.hooks.showPicture = [this](const Image& picture, const std::array<double, 3>& around) {
+    area_->ShowPicture(picture, around);
+  };
+  bench_.hooks.choosePrinter = [this] { return ChoosePrinterPage(this, *area_, bench_.messages); };
+  bench_.hooks.showReport = [this](const ReportRequest& request) { reports_->Show(request); };
+}
+
+void MainWindow::SetUpStatusBar() {
+  const auto label = [this](bool permanent) {
+    auto* text = new QLabel(this);
+    text->setTextFormat(Qt::PlainText);
+    text->setContentsMargins(6, 0, 6, 0);
+    permanent ? statusBar()->addPermanentWidget(text) : statusBar()->addWidget(text, 1);
+    return text;
+  };
+  pointerText_ = label(false);
+  // A long line is cut rather than making the window wider.
+  pointerText_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  selectionText_ = label(true);
+  countsText_ = label(true);
+  fileText_ = label(true);
+}
+
+Outcome MainWindow::Run(int id, const std::string& argument) {
+  // What waits for a click speaks of the structure as it is now.
+  const CommandRow* row = FindCommand(id);
+  if (row && row->effect != CommandEffect::None) input_->CancelPending();
+  ++running_;
+  const int outer = std::exchange(help_->runningCommand, id);
+  const Outcome outcome = RunCommand(bench_, id, argument);
+  help_->runningCommand = outer;
+  --running_;
+  SayDone(id, outcome);
+  return outcome;
+}
+
+void MainWindow::SayDone(int id, Outcome outcome) {
+  if (outcome != Outcome::Done && outcome != Outcome::Changed) return;
+  if (id == kSaveCommand || id == kSaveAsCommand || id == kSaveAllCommand || id == kSavePictureCommand ||
+      id == kSaveRecipeCommand) {
+    statusBar()->showMessage(tr("Saved."), kMessageTime);
+  }
+}
+
+void MainWindow::OpenSoon(const std::string& path) {
+  QTimer::singleShot(0, this, [this, path] { Run(kReadFileCommand, path); });
+}
+
+void MainWindow::Refresh() {
+  menus_->Refresh();
+  edit_->Follow();
+  reports_->Follow();
+  const Document& document = bench_.document;
+  const size_t atoms = document.atoms.selection.Size();
+  const size_t bonds = document.atoms.selectedBonds.size();
+  QString selected = atoms ? tr("%n selected", nullptr, static_cast<int>(atoms)) : QString();
+  if (bonds) selected += (atoms ? QStringLiteral(", ") : QString()) + tr("%1 bonds selected").arg(bonds);
+  selectionText_->setText(selected);
+  selectionText_->setVisible(!selected.isEmpty());
+  countsText_->setText(DescribeCounts(document));
+  fileText_->setText(document.CurrentFile.empty() ? tr("No file") : ToText(bench_.Title()));
+  fileText_->setToolTip(PathToText(document.CurrentFile));
+}
+
+void MainWindow::ShowTitle() {
+  QString title = ToText(bench_.Title());
+  title.replace(QLatin1String("[*]"), QLatin1String("[*][*]"));
+  setWindowTitle(title + QLatin1String("[*]"));
+  setWindowModified(bench_.modified);
+  refreshTimer_.start();
+}
+
+void MainWindow::ShowBusy(bool on) {
+  busy_ += on ? 1 : -1;
+  area_->HoldFrames(on);
+  if (on && busy_ == 1) QApplication::setOverrideCursor(Qt::WaitCursor);
+  if (!on && busy_ == 0) QApplication::restoreOverrideCursor();
+}
+
+void MainWindow::ShowContextMenu(MenuKind kind, const QPoint& place) {
+  QMenu menu(this);
+  menus_->FillPopup(menu, kind);
+  const QAction* chosen = menu.exec(place);
+  if (chosen) Run(chosen->data().toInt());
+  bench_.ClearPick();
+}
+
+std::optional<std::string> MainWindow::AskArgument(int id) {
+  const CommandRow* row = FindCommand(id);
+  if (!row) return std::nullopt;
+  if (id == kOpenCommand || id == kSaveAsCommand || id == kSaveAllCommand) return AskFile(id);
+  if (id == kSavePictureCommand)
+    return AskPicture(this, bench_, DialogDirectory(), settings_.dialogValues[QStringLiteral("picture")]);
+  if (id == kSaveRecipeCommand || id == kApplyRecipeCommand) {
+    const QString name = PathToText(BaseNameOf(bench_.Title()) + ".recipe");
+    return AskRecipeFile(this, DialogDirectory(), name, id == kSaveRecipeCommand);
+  }
+  if (id == kHfixCommand) return AskHfixOption(this);
+  if (id == kRefinementStepCommand) return refinement_->AskStep();
+  if (EditDialogs::Handles(id)) return edit_->Ask(id);
+  if (id == kAtomPreferencesCommand) return AskAtomPreferences(this, bench_);
+  if (id == kOpenGlPreferencesCommand) return AskOpenGlPreferences(this, bench_, *area_);
+  if (id == kColourJpegCommand || id == kBlackWhiteJpegCommand) {
+    // What cannot be drawn is answered by the command itself.
+    const bool drawable = IsOpenGlRendition(bench_) && bench_.document.atoms.head;
+    return drawable ? AskBitmapPreferences(this, bench_) : std::string();
+  }
+  if (id == kDepthCueCommand) {
+    const auto level = AskDepthCueLevel(this, bench_.view.depthCueLevel);
+    return level ? std::optional(std::to_string(*level)) : std::nullopt;
+  }
+  if (id == kPositionLabelCommand) {
+    input_->StartLabelMove();
+    return std::nullopt;
+  }
+  if (std::string_view(row->argument) == "ATOM" || id == kSameCommand) {
+    // Without atoms to act on the command itself says what is missing.
+    if (bench_.document.atoms.selection.Empty() && !bench_.PickedAtom()) return std::string();
+    input_->StartPick(id);
+    return std::nullopt;
+  }
+  return AskText(*row);
+}
+
+std::optional<std::string> MainWindow::AskText(const CommandRow& row) {
+  const std::string_view kind = row.argument;
+  QString* remembered = kind == "ATOMS" ? &settings_.selectText : kind == "A,A,B,B,C,C" ? &settings_.packText : nullptr;
+  const std::string before = remembered ? ToBytes(*remembered) : std::string();
+  const auto text = kind == "A,A,B,B,C,C" ? AskPackParameters(this, before) : AskCommandText(this, row, before);
+  if (text && remembered) *remembered = ToText(*text);
+  return text;
+}
+
+QString MainWindow::DialogDirectory() const {
+  const std::string& current = bench_.document.CurrentFile;
+  if (!current.empty()) return QFileInfo(PathToText(current)).absolutePath();
+  return QFileInfo(settings_.directory).isDir() ? settings_.directory : QDir::currentPath();
+}
+
+std::optional<std::string> MainWindow::AskFile(int id) {
+  const QString name = ToText(BaseNameOf(FileNameOf(bench_.document.CurrentFile)));
+  const auto path = id == kOpenCommand ? OpenFileDialog(this, DialogDirectory(), kOpenFilters)
+                                       : SaveFileDialog(this, DialogDirectory(), name);
+  if (!path) return std::nullopt;
+  settings_.directory = QFileInfo(*path).absolutePath();
+  return PathToBytes(*path);
+}
+
+bool MainWindow::MayClose() {
+  if (quitNow_ || !bench_.modified) return true;
+  QMessageBox box(QMessageBox::Question, tr("Unsaved Changes"), tr("The structure has changes that were not saved."),
+                  QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
+  box.setInformativeText(tr("Do you want to save them before leaving?"));
+  box.setDefaultButton(QMessageBox::Save);
+  box.button(QMessageBox::Discard)->setText(tr("&Don't Save"));
+  const int answer = box.exec();
+  if (answer == QMessageBox::Discard) return true;
+  if (answer != QMessageBox::Save) return false;
+  Run(bench_.document.CurrentFile.empty() ? kSaveAsCommand : kSaveCommand);
+  return !bench_.modified;
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  demo_->Stop();
+  // The run ends first; the command that waits for it is still to return.
+  if (refinement_->CancelRun()) {
+    event->ignore();
+    QTimer::singleShot(0, this, &QWidget::close);
+    return;
+  }
+  if (!MayClose()) {
+    bench_.quitRequested = false;
+    event->ignore();
+    return;
+  }
+  settings_.geometry = saveGeometry();
+  settings_.Save();
+  event->accept();
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+  if (!FirstLocalFile(event->mimeData()).isEmpty()) event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+  const QString path = FirstLocalFile(event->mimeData());
+  if (path.isEmpty()) return;
+  event->acceptProposedAction();
+  OpenSoon(PathToBytes(path));
+}
+
+void MainWindow::changeEvent(QEvent* event) {
+  if (event->type() == QEvent::ActivationChange && isActiveWindow()) refreshTimer_.start();
+  QMainWindow::changeEvent(event);
+}
+
+}  // namespace marvik

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <QMainWindow>
+#include <QTimer>
+#include <memory>
+
+#include "app/commands/command_table.h"
+#include "app/workbench.h"
+#include "ui/window_settings.h"
+
+class QLabel;
+
+namespace marvik {
+
+class DemoPlayer;
+class DrawingArea;
+class ContextHelp;
+class EditDialogs;
+class InputController;
+class MenuSet;
+class RefinementWindows;
+class ReportWindows;
+class WindowMessages;
+
+// The one top-level window. It decides nothing about structures: every menu entry, key and gesture becomes a command of
+// the table, and what the core wants shown comes in through the hooks.
+class MainWindow : public QMainWindow {
+  Q_OBJECT
+
+ public:
+  // `bench` and `messages` must outlive the window; the hooks of both are set here.
+  MainWindow(Workbench& bench, WindowMessages& messages);
+  ~MainWindow() override;
+
+  // The one way from the window to a command.
+  Outcome Run(int id, const std::string& argument = {});
+  // Opens a file once the event that asked for it is done with.
+  void OpenSoon(const std::string& path);
+
+  DrawingArea& Area() { return *area_; }
+  InputController& Input() { return *input_; }
+  MenuSet& Menus() { return *menus_; }
+  ReportWindows& Reports() { return *reports_; }
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
+  void changeEvent(QEvent* event) override;
+
+ private:
+  void SetUpHooks(WindowMessages& messages);
+  void SetUpStatusBar();
+  void Refresh();
+  void ShowTitle();
+  void ShowBusy(bool on);
+  void ShowContextMenu(MenuKind kind, const QPoint& place);
+  void SayDone(int id, Outcome outcome);
+  bool MayClose();
+  std::optional<std::string> AskArgument(int id);
+  std::optional<std::string> AskFile(int id);
+  std::optional<std::string> AskText(const CommandRow& row);
+  QString DialogDirectory() const;
+
+  Workbench& bench_;
+  WindowSettings settings_;
+  DrawingArea* area_ = nullptr;
+  InputController* input_ = nullptr;
+  MenuSet* menus_ = nullptr;
+  EditDialogs* edit_ = nullptr;
+  ReportWindows* reports_ = nullptr;
+  ContextHelp* help_ = nullptr;
+  QLabel* pointerText_ = nullptr;
+  QLabel* selectionText_ = nullptr;
+  QLabel* countsText_ = nullptr;
+  QLabel* fileText_ = nullptr;
+  std::unique_ptr<RefinementWindows> refinement_;
+  std::unique_ptr<DemoPlayer> demo_;
+  QTimer refreshTimer_;
+  int busy_ = 0;
+  int running_ = 0;  // commands that have not returned
+  bool quitNow_ = false;
+};
+
+}  // namespace marvik

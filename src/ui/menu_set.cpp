@@ -1,0 +1,155 @@
+#include "ui/menu_set.h"
+
+#include <QActionGroup>
+#include <QMenu>
+#include <QMenuBar>
+#include <algorithm>
+
+#include "app/workbench.h"
+#include "ui/text.h"
+
+namespace marvik {
+namespace {
+
+struct Reason {
+  EnabledRule rule;
+  const char* text;
+};
+constexpr Reason kReasons[] = {
+    {EnabledRule::Atoms, "There are no atoms: open a file first."},
+    {EnabledRule::Selection, "No atoms are selected: click some, or drag with Shift."},
+    {EnabledRule::PickedAtom, "This acts on one atom: right-click it."},
+    {EnabledRule::PickedBond, "This acts on one bond: right-click it."},
+    {EnabledRule::BondsChosen, "No bonds are selected: click some."},
+    {EnabledRule::UndoStep, "There is nothing to undo."},
+    {EnabledRule::RedoStep, "There is nothing to redo."},
+    {EnabledRule::RecentFile, "This place of the list is empty."},
+};
+
+// Why a command is not available now.
+QString ReasonFor(const CommandRow& row) {
+  if (!row.run) return QString::fromUtf8(row.greyed);
+  const auto reason = std::ranges::find(kReasons, row.rule, &Reason::rule);
+  return reason == std::end(kReasons) ? QString() : MenuSet::tr(reason->text);
+}
+
+// Commands of which one is always in force are shown as such.
+QActionGroup* GroupOf(QMenu& menu, int id) {
+  const bool isMouseMode = id == kPanCommand || id == kRotateCommand;
+  const bool isRendition =
+      id == kWireFrameCommand || id == kBallAndStickCommand || id == kThermalEllipsoidCommand || id == kPipesCommand;
+  if (!isMouseMode && !isRendition) return nullptr;
+  const QString name = isMouseMode ? QStringLiteral("mouse mode") : QStringLiteral("rendition");
+  auto* group = menu.findChild<QActionGroup*>(name);
+  if (!group) {
+    group = new QActionGroup(&menu);
+    group->setObjectName(name);
+  }
+  return group;
+}
+
+QString Escaped(const std::string& path) {
+  QString text = PathToText(path);
+  return text.replace(QLatin1Char('&'), QLatin1String("&&"));
+}
+
+}  // namespace
+
+MenuSet::MenuSet(const Workbench& bench, QMenuBar& bar, Runner run)
+    : QObject(&bar), bench_(bench), run_(std::move(run)) {
+  for (const MenuNode& node : MenuOf(MenuKind::Bar)) {
+    QMenu* menu = bar.addMenu(QString::fromStdString(node.text));
+    Fill(*menu, node.items, true);
+  }
+  RebuildRecentFiles();
+  Refresh();
+}
+
+void MenuSet::Fill(QMenu& menu, const std::vector<MenuNode>& nodes, bool inBar) {
+  menu.setToolTipsVisible(true);
+  for (const MenuNode& node : nodes) {
+    if (node.IsSeparator()) {
+      menu.addSeparator();
+    } else if (node.IsMenu()) {
+      QMenu* inner = menu.addMenu(QString::fromStdString(node.text));
+      if (node.id == kRecentFilesMenu) recent_ = inner;
+      Fill(*inner, node.items, inBar);
+    } else {
+      QAction* action = AddCommand(menu, node, inBar);
+      connect(action, &QAction::triggered, this, [this, id = node.id] { run_(id); });
+      actions_.push_back(action);
+    }
+  }
+}
+
+QAction* MenuSet::AddCommand(QMenu& menu, const MenuNode& node, bool inBar) {
+  QString text = QString::fromStdString(node.text);
+  const CommandRow* row = FindCommand(node.id);
+  const QString shortcut = QString::fromUtf8(row ? row->shortcut : "");
+  // A second entry with a shortcut would make it ambiguous; what is behind the tab is only shown.
+  if (!inBar && !shortcut.isEmpty()) {
+    text += QLatin1Char('\t') + QKeySequence(shortcut).toString(QKeySequence::NativeText);
+  }
+  QAction* action = menu.addAction(text);
+  action->setData(node.id);
+  action->setCheckable(row && row->checked);
+  action->setActionGroup(GroupOf(menu, node.id));
+  if (inBar && !shortcut.isEmpty()) action->setShortcut(QKeySequence(shortcut));
+  if (node.id == kExitCommand) action->setMenuRole(QAction::QuitRole);
+  if (node.id == kAboutCommand) action->setMenuRole(QAction::AboutRole);
+  return action;
+}
+
+void MenuSet::ShowState(QAction& action) const {
+  const int id = action.data().toInt();
+  const CommandRow* row = FindCommand(id);
+  const bool enabled = CommandEnabled(bench_, id);
+  action.setEnabled(enabled);
+  if (id == kUndoCommand || id == kRedoCommand) action.setText(QString::fromStdString(CommandText(bench_, id)));
+  if (action.isCheckable()) action.setChecked(CommandChecked(bench_, id));
+  const QString reason = row && !enabled ? ReasonFor(*row) : QString();
+  action.setStatusTip(reason);
+  action.setToolTip(reason);
+}
+
+void MenuSet::Refresh() {
+  for (QAction* action : actions_) ShowState(*action);
+}
+
+void MenuSet::RebuildRecentFiles() {
+  if (!recent_) return;
+  recent_->clear();
+  for (const MenuNode& node : RecentFileEntries(bench_)) {
+    QAction* action = recent_->addAction(Escaped(node.text));
+    action->setData(node.id);
+    connect(action, &QAction::triggered, this, [this, id = node.id] { run_(id); });
+  }
+  const bool none = recent_->isEmpty();
+  recent_->setEnabled(!none);
+  recent_->menuAction()->setStatusTip(none ? tr("No file has been opened yet.") : QString());
+}
+
+void MenuSet::FillPopup(QMenu& menu, MenuKind kind) const {
+  const std::function<void(QMenu&, const std::vector<MenuNode>&)> fill = [&](QMenu& to,
+                                                                             const std::vector<MenuNode>& nodes) {
+    to.setToolTipsVisible(true);
+    for (const MenuNode& node : nodes) {
+      if (node.IsSeparator()) {
+        to.addSeparator();
+      } else if (node.IsMenu()) {
+        fill(*to.addMenu(QString::fromStdString(node.text)), node.items);
+      } else {
+        ShowState(*AddCommand(to, node, false));
+      }
+    }
+  };
+  fill(menu, MenuOf(kind));
+}
+
+QAction* MenuSet::ActionOf(int id) const {
+  const auto found =
+      std::find_if(actions_.begin(), actions_.end(), [id](const QAction* a) { return a->data().toInt() == id; });
+  return found == actions_.end() ? nullptr : *found;
+}
+
+}  // namespace marvik

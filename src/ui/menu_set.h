@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QObject>
+#include <functional>
+#include <vector>
+
+#include "app/commands/command_table.h"
+
+class QAction;
+class QMenu;
+class QMenuBar;
+
+namespace marvik {
+
+// Makes menus from the command table. Every entry has its command's id as data; what is greyed says why in its status
+// tip and tool tip.
+class MenuSet : public QObject {
+  Q_OBJECT
+
+ public:
+  using Runner = std::function<void(int id)>;
+  MenuSet(const Workbench& bench, QMenuBar& bar, Runner run);
+
+  // Makes check marks and availability those of the moment.
+  void Refresh();
+  void RebuildRecentFiles();
+  // Fills an empty menu with the entries of a context menu, as of the moment.
+  void FillPopup(QMenu& menu, MenuKind kind) const;
+
+  // The entry of the menu bar that stands for a command, null when there is none.
+  QAction* ActionOf(int id) const;
+  QMenu* RecentFilesMenu() const { return recent_; }
+
+ private:
+  void Fill(QMenu& menu, const std::vector<MenuNode>& nodes, bool inBar);
+  static QAction* AddCommand(QMenu& menu, const MenuNode& node, bool inBar);
+  void ShowState(QAction& action) const;
+
+  const Workbench& bench_;
+  Runner run_;
+  std::vector<QAction*> actions_;  // of the bar
+  QMenu* recent_ = nullptr;
+};
+
+}  // namespace marvik

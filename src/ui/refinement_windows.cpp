@@ -1,0 +1,66 @@
+#include "ui/refinement_windows.h"
+
+#include <QCoreApplication>
+
+#include "app/refinement/refine_flow.h"
+#include "ui/child_process.h"
+#include "ui/dialogs/refinement_control_dialog.h"
+#include "ui/dialogs/refinement_history_dialog.h"
+#include "ui/dialogs/refinement_result_dialog.h"
+#include "ui/dialogs/run_dialog.h"
+#include "ui/text.h"
+
+namespace marvik {
+
+RefinementWindows::RefinementWindows(Workbench& bench, QWidget& owner, WindowSettings& settings,
+                                     std::function<void(const QString&)> say)
+    : bench_(bench), owner_(owner), settings_(settings), say_(std::move(say)) {
+  bench.hooks.editRefinement = [this](RefinementSettings& values) {
+    return RefinementControlDialog(&owner_, values).exec() == QDialog::Accepted;
+  };
+  bench.hooks.followRun = [this](RefinementRun& run) { FollowRun(run); };
+  bench.hooks.judgeRefinement = [this](const RefinementReport& report) { return Judge(report); };
+  bench.hooks.makeChild = [] { return std::make_unique<QtChild>(); };
+}
+
+void RefinementWindows::FollowRun(RefinementRun& run) {
+  RunDialog dialog(&owner_, run, settings_.closeRunWhenFinished);
+  running_ = &dialog;
+  dialog.exec();
+  settings_.closeRunWhenFinished = dialog.ClosesWhenFinished();
+}
+
+bool RefinementWindows::CancelRun() {
+  if (!running_) return false;
+  running_->reject();
+  return true;
+}
+
+bool RefinementWindows::Judge(const RefinementReport& report) {
+  const ResultSkipping skipping{settings_.skipsResult, settings_.skipsResultBelow};
+  if (MaySkipResult(report, skipping)) {
+    say_(QCoreApplication::translate("RefinementWindows", "Accepted: R1 %1, largest shift %2 Å")
+             .arg(ToText(FigureText(report.after.r1, 4)))
+             .arg(report.changes.largestShift, 0, 'f', 4));
+    return true;
+  }
+  RefinementResultDialog dialog(&owner_, report, skipping);
+  const bool accepted = dialog.exec() == QDialog::Accepted;
+  settings_.skipsResult = dialog.Skipping().on;
+  settings_.skipsResultBelow = dialog.Skipping().below;
+  return accepted;
+}
+
+std::optional<std::string> RefinementWindows::AskStep() {
+  auto steps = StepHistory(JobBase(bench_)).Steps();
+  if (steps.empty()) {
+    bench_.messages.Show(
+        {MessageIcon::Information, "Refinement History", "No refinement of this job has been accepted yet."});
+    return std::nullopt;
+  }
+  RefinementHistoryDialog dialog(&owner_, std::move(steps));
+  if (dialog.exec() != QDialog::Accepted || dialog.Number() < 0) return std::nullopt;
+  return std::to_string(dialog.Number());
+}
+
+}  // namespace marvik

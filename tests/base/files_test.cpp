@@ -1,0 +1,177 @@
+#include "base/files.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+
+#ifndef _WIN32
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
+namespace marvik {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Files : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "marvik_files_XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    folder_ = pattern;
+  }
+  void TearDown() override {
+    std::error_code error;
+    fs::permissions(folder_, fs::perms::owner_all, error);
+    fs::remove_all(folder_, error);
+  }
+  std::string Path(const std::string& name) const { return (folder_ / name).string(); }
+  std::string Content(const std::string& name) const { return ReadWholeFile(Path(name)).content; }
+  size_t Entries() const {
+    return static_cast<size_t>(std::distance(fs::directory_iterator(folder_), fs::directory_iterator()));
+  }
+
+  fs::path folder_;
+};
+
+TEST_F(Files, ReadsBackEveryByte) {
+  std::string bytes;
+  for (int i = 0; i < 70000; ++i) bytes += static_cast<char>(i * 7);
+  for (const std::string& content : {std::string(), std::string("\r\n\0\x1a", 4), bytes}) {
+    ASSERT_EQ(WriteFileAtomically(Path("a.res"), content), 0);
+    const FileContent read = ReadWholeFile(Path("a.res"));
+    EXPECT_TRUE(read.opened && read.complete && !read.outOfMemory);
+    EXPECT_EQ(read.content, content);
+  }
+  EXPECT_EQ(Entries(), 1u) << "no temporary is left";
+  const FileContent missing = ReadWholeFile(Path("missing"));
+  EXPECT_FALSE(missing.opened);
+  EXPECT_EQ(missing.systemError, ENOENT);
+  EXPECT_EQ(ReadWholeFile(folder_.string()).systemError, EISDIR);
+}
+
+TEST_F(Files, KeepsABackupAndThePermissions) {
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "first", Path("a.bak")), 0);
+  EXPECT_FALSE(fs::exists(Path("a.bak"))) << "there was nothing to keep";
+  fs::permissions(Path("a.res"), fs::perms::owner_read | fs::perms::owner_write);
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "second", Path("a.bak")), 0);
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "third", Path("a.bak")), 0);
+  EXPECT_EQ(Content("a.res"), "third");
+  EXPECT_EQ(Content("a.bak"), "second");
+  EXPECT_EQ(fs::status(Path("a.res")).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(Entries(), 2u);
+}
+
+TEST_F(Files, AFailureLeavesTheOldFile) {
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "old"), 0);
+  EXPECT_NE(WriteFileAtomically(Path("a.res"), "new", Path("missing/a.bak")), 0);
+  EXPECT_EQ(Content("a.res"), "old");
+  EXPECT_EQ(Entries(), 1u);
+  EXPECT_EQ(WriteFileAtomically(Path("missing/a.res"), "x"), ENOENT);
+  EXPECT_EQ(WriteFileAtomically(folder_.string(), "x"), EISDIR);
+  EXPECT_NE(WriteFileAtomically("", "x"), 0);
+}
+
+#ifndef _WIN32
+// The super-user may write anywhere, so the test gives its rights away for a moment.
+class WithoutPrivileges {
+ public:
+  WithoutPrivileges() : user_(geteuid()) {
+    if (user_ == 0) dropped_ = seteuid(65534) == 0;
+  }
+  ~WithoutPrivileges() {
+    if (dropped_ && seteuid(user_) != 0) std::abort();
+  }
+  bool Effective() const { return geteuid() != 0; }
+
+ private:
+  uid_t user_;
+  bool dropped_ = false;
+};
+
+TEST_F(Files, RefusesAReadOnlyFolderAndAReadOnlyFile) {
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "old"), 0);
+  ASSERT_EQ(WriteFileAtomically(Path("b.res"), "old"), 0);
+  fs::permissions(Path("a.res"), fs::perms::all);
+  fs::permissions(Path("b.res"), fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+  fs::permissions(folder_,
+                  fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read | fs::perms::others_exec);
+  {
+    const WithoutPrivileges nobody;
+    if (!nobody.Effective()) GTEST_SKIP() << "running with all rights that cannot be given away";
+    EXPECT_EQ(WriteFileAtomically(Path("a.res"), "new"), EACCES);
+    EXPECT_EQ(WriteFileAtomically(Path("c.res"), "new"), EACCES);
+  }
+  fs::permissions(folder_, fs::perms::all);
+  {
+    const WithoutPrivileges nobody;
+    EXPECT_EQ(WriteFileAtomically(Path("b.res"), "new"), EACCES) << "renaming would get round it";
+  }
+  EXPECT_EQ(Content("a.res"), "old");
+  EXPECT_EQ(Content("b.res"), "old");
+  EXPECT_EQ(Entries(), 2u);
+}
+
+TEST_F(Files, FollowsLinksAndWritesThroughNoOther) {
+  fs::create_directory(folder_ / "real");
+  ASSERT_EQ(WriteFileAtomically(Path("real/a.res"), "old"), 0);
+  fs::create_symlink("real/a.res", Path("link.res"));
+  fs::create_symlink("link.res", Path("second.res"));
+  fs::create_symlink("real/fresh.res", Path("dangling.res"));
+  ASSERT_EQ(WriteFileAtomically(Path("second.res"), "new"), 0);
+  EXPECT_EQ(Content("real/a.res"), "new");
+  EXPECT_TRUE(fs::is_symlink(Path("link.res")) && fs::is_symlink(Path("second.res")));
+  ASSERT_EQ(WriteFileAtomically(Path("dangling.res"), "new"), 0);
+  EXPECT_EQ(Content("real/fresh.res"), "new");
+  fs::create_symlink("circle.res", Path("circle.res"));
+  EXPECT_NE(WriteFileAtomically(Path("circle.res"), "x"), 0);
+
+  // A link under the name of the temporary is somebody else's.
+  ASSERT_EQ(WriteFileAtomically(Path("victim"), "precious"), 0);
+  fs::create_symlink("victim", Path("b.res.new~"));
+  ASSERT_EQ(WriteFileAtomically(Path("b.res"), "new"), 0);
+  EXPECT_EQ(Content("victim"), "precious");
+  EXPECT_EQ(Content("b.res"), "new");
+  EXPECT_EQ(WriteFileAtomically("/dev/null", "x"), 0);
+  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST_F(Files, AFullDiskIsReported) {
+  if (!fs::exists("/dev/full")) GTEST_SKIP() << "no /dev/full here";
+  EXPECT_EQ(WriteFileAtomically("/dev/full", std::string(100000, 'x')), ENOSPC);
+}
+#endif
+
+TEST_F(Files, StampsNoticeAChange) {
+  EXPECT_FALSE(StampOf(Path("a.res")));
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "one"), 0);
+  const auto before = StampOf(Path("a.res"));
+  ASSERT_TRUE(before);
+  EXPECT_EQ(before, StampOf(Path("a.res")));
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "four"), 0);
+  EXPECT_NE(before, StampOf(Path("a.res")));
+}
+
+TEST(Paths, AreCutAtBothSeparators) {
+  const struct {
+    const char *path, *directory, *name, *base, *extension;
+  } cases[] = {{"/x/y.d/a.RES", "/x/y.d/", "a.RES", "/x/y.d/a", "res"},
+               {"C:\\d\\a.b.Ins", "C:\\d\\", "a.b.Ins", "C:\\d\\a.b", "ins"},
+               {"a", "", "a", "a", ""},
+               {"/x.y/a", "/x.y/", "a", "/x.y/a", ""},
+               {"a.", "", "a.", "a", ""},
+               {"", "", "", "", ""},
+               {"x/", "x/", "", "x/", ""}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(DirectoryOf(c.path), c.directory);
+    EXPECT_EQ(FileNameOf(c.path), c.name);
+    EXPECT_EQ(BaseNameOf(c.path), c.base);
+    EXPECT_EQ(LowerExtensionOf(c.path), c.extension);
+  }
+}
+
+}  // namespace
+}  // namespace marvik

@@ -1,0 +1,280 @@
+#include "chem/connectivity.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+
+#include "crystal/cell_metric.h"
+
+#include "support/structures.h"
+
+namespace marvik {
+namespace {
+
+using test::AddAtomAt;
+using test::BondsOf;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+// Bonds as the double loop over the atom list makes them, the later partner first in each list.
+std::string PlainBonds(const Document& document) {
+  const AtomList& list = document.atoms;
+  std::string bonds;
+  for (const AtomRecord* a : Atoms(list)) {
+    std::string own;
+    for (const AtomRecord* b = a->next; b; b = b->next) {
+      if (list.IsPartHidden(a->part) || list.IsPartHidden(b->part)) continue;
+      if (!IsFinite(a->position) || !IsFinite(b->position)) continue;
+      const Cartesian d = b->position - a->position;
+      const double limit = a->element->bondRadius + b->element->bondRadius + 0.5;
+      const bool near = std::sqrt(d.x * d.x + d.y * d.y + d.z * d.z) <= limit;
+      const bool parts = a->part == 0 || b->part == 0 || a->part == b->part;
+      if (list.freePairs.IndexOf(a, b) >= 0) continue;
+      if (list.bindPairs.IndexOf(a, b) >= 0 || (near && parts)) own = " " + a->name + "-" + b->name + own;
+    }
+    bonds += own;
+  }
+  return bonds.empty() ? bonds : bonds.substr(1);
+}
+
+struct Recipe {
+  int atoms = 0;
+  double box = 0.0;  // Å, side of the cube they are put in
+  bool awkward = false;
+};
+
+// Elements from hydrogen to caesium, PARTs -1 to 2, BIND and FREE pairs; an awkward one has coincident, enormous and
+// non-finite positions as well.
+void FillAtRandom(Document& document, const Recipe& recipe, unsigned seed) {
+  std::mt19937 random(seed);
+  const auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+  std::uniform_real_distribution<double> place(0.0, recipe.box);
+  const char* symbols[] = {"H", "C", "C", "N", "O", "Cs", "Q", "Cl"};
+  const int parts[] = {0, 0, 0, 1, 2, -1};
+  std::vector<AtomRecord*> atoms;
+  for (int i = 0; i < recipe.atoms; ++i) {
+    Cartesian position{place(random), place(random), place(random)};
+    if (recipe.awkward && i > 0 && below(8) == 0) {
+      const double odd[] = {kNaN, kInfinity, -kInfinity, 1e308, -1e308, 1e6, -3e9, 1e18, 1e-300};
+      position[below(3)] = odd[below(9)];
+    }
+    if (recipe.awkward && i > 0 && below(8) == 0) position = atoms[static_cast<size_t>(below(i))]->position;
+    AtomRecord* atom = AddAtomAt(document, test::Numbered(symbols[below(8)], i), position);
+    atom->part = static_cast<int16_t>(parts[below(6)]);
+    atoms.push_back(atom);
+  }
+  for (int i = 0; i < recipe.atoms / 4; ++i) {
+    AtomRecord* a = atoms[static_cast<size_t>(below(recipe.atoms))];
+    AtomRecord* b = atoms[static_cast<size_t>(below(recipe.atoms))];
+    (below(2) ? document.atoms.bindPairs : document.atoms.freePairs).Append(a, b);
+  }
+  if (below(3) == 0) document.atoms.hiddenParts = {2, 7};
+}
+
+TEST(Connect, MakesTheBondsOfThePlainLoopInItsOrder) {
+  size_t bonded = 0;
+  for (unsigned seed = 0; seed < 300; ++seed) {
+    Document document;
+    RecordingMessages messages;
+    FillAtRandom(document, {static_cast<int>(seed % 97) + 1, seed % 3 == 0 ? 3.0 : 12.0, seed % 2 == 1}, seed);
+    Connect(document, messages);
+    const std::string bonds = BondsOf(document.atoms);
+    ASSERT_EQ(bonds, PlainBonds(document)) << "seed " << seed;
+    ASSERT_EQ(test::FaultsOf(document.atoms), "") << "seed " << seed;
+    bonded += bonds.empty() ? 0 : 1;
+    ASSERT_TRUE(messages.shown.empty());
+  }
+  EXPECT_GT(bonded, 250u);
+}
+
+TEST(Connect, GivesTheSameOnRealStructures) {
+  const auto files = test::ExampleFiles();
+  if (files.empty()) GTEST_SKIP() << "no examples in the package template";
+  size_t atoms = 0;
+  for (const std::string& file : files) {
+    const test::PlainStructure plain = test::ReadPlainStructure(file);
+    Document document;
+    RecordingMessages messages;
+    ASSERT_TRUE(BuildOrthogonalisation(plain.cell, document.matrix)) << file;
+    for (const auto& from : plain.atoms) {
+      AtomRecord* atom = test::AddAtom(document, from.name, from.fract);
+      atom->part = static_cast<int16_t>(from.part);
+    }
+    Connect(document, messages);
+    EXPECT_EQ(BondsOf(document.atoms), PlainBonds(document)) << file;
+    atoms += plain.atoms.size();
+  }
+  EXPECT_GT(atoms, 20 * files.size());
+}
+
+TEST(Connect, BondsUpToTheLimitAndNoFarther) {
+  Document document;
+  RecordingMessages messages;
+  AddAtomAt(document, "C1", {0, 0, 0});
+  AtomRecord* b = AddAtomAt(document, "C2", {0.77 + 0.77 + 0.5, 0, 0});
+  Connect(document, messages);
+  EXPECT_EQ(BondsOf(document.atoms), "C1-C2");
+  const BondRecord& bond = *document.atoms.head->bonds;
+  EXPECT_EQ(bond.width, 0.1f);
+  EXPECT_EQ(bond.bits, 0);
+  EXPECT_EQ(bond.aux, (std::array<uint32_t, 2>{0, 0}));
+  b->position.x = std::nextafter(b->position.x, 3.0);
+  Connect(document, messages);
+  EXPECT_EQ(BondsOf(document.atoms), "");
+}
+
+TEST(Connect, CountsHiddenPartsForTheCentreOnly) {
+  Document document;
+  RecordingMessages messages;
+  Connect(document, messages);
+  EXPECT_EQ(document.MoleculeCentre, Cartesian{});
+  AddAtomAt(document, "C1", {0, 0, 0});
+  AtomRecord* hidden = AddAtomAt(document, "C2", {1.5, 0, 3});
+  AddAtomAt(document, "C3", {kNaN, 0, 0});
+  hidden->part = 2;
+  hidden->flags |= kHidden;
+  document.atoms.hiddenParts = {2};
+  Connect(document, messages);
+  EXPECT_TRUE(hidden->Has(kHiddenPart));
+  EXPECT_EQ(BondsOf(document.atoms), "");
+  EXPECT_EQ(document.MoleculeCentre, (Cartesian{0.75, 0, 1.5}));
+  // An atom hidden by the user still bonds: only its PART keeps one from it.
+  document.atoms.hiddenParts = {1, 3};
+  hidden->position.z = 0;
+  Connect(document, messages);
+  EXPECT_FALSE(hidden->Has(kHiddenPart));
+  EXPECT_EQ(BondsOf(document.atoms), "C1-C2");
+
+  Document far;
+  for (int i = 0; i < 4; ++i) AddAtomAt(far, "C", {1e308, -1e308, 0});
+  Connect(far, messages);
+  EXPECT_NEAR(far.MoleculeCentre.x / 1e308, 1.0, 1e-12);
+}
+
+TEST(Connect, SurvivesAbsurdRadii) {
+  Document document;
+  RecordingMessages messages;
+  for (int i = 0; i < 60; ++i) AddAtomAt(document, test::Numbered("Fe", i), {50.0 * i, 0, i == 7 ? 1e300 : 0.0});
+  for (const double radius : {1000.0, 1e308, kInfinity, kNaN, -5.0}) {
+    document.elements[26].bondRadius = radius;
+    Connect(document, messages);
+    EXPECT_EQ(BondsOf(document.atoms), PlainBonds(document)) << radius;
+  }
+  // Every one of 3,000 atoms to every other is more than can be meant: it ends with the message.
+  for (int i = 60; i < 3000; ++i) AddAtomAt(document, "Fe", {0.01 * i, 0, 0});
+  document.elements[26].bondRadius = 1e9;
+  Connect(document, messages);
+  ASSERT_EQ(messages.shown.size(), 1u);
+  EXPECT_EQ(messages.shown[0].text, "Not enough memory for new bond.");
+  EXPECT_TRUE(messages.quitRequested);
+}
+
+TEST(Connect, StopsAtTheFirstBondWithoutMemory) {
+  Document document;
+  RecordingMessages messages;
+  for (int i = 0; i < 10; ++i) AddAtomAt(document, "C", {1.5 * i, 0, 0});
+  document.atoms.LimitRecords(100, 4);
+  Connect(document, messages);
+  EXPECT_EQ(messages.shown.size(), 1u);
+  EXPECT_TRUE(messages.quitRequested);
+  EXPECT_EQ(test::FaultsOf(document.atoms), "");
+}
+
+TEST(BindAtoms, RecordsOnlyExceptionsToTheDistanceRule) {
+  Document document;
+  RecordingMessages messages;
+  AtomList& list = document.atoms;
+  AtomRecord* c1 = AddAtomAt(document, "C1", {0, 0, 0});
+  AtomRecord* c2 = AddAtomAt(document, "C2", {1.5, 0, 0});
+  AtomRecord* c3 = AddAtomAt(document, "C3", {9, 0, 0});
+
+  EXPECT_TRUE(BindAtoms(document, BindMode::Pair, c1, c3, messages));
+  EXPECT_TRUE(BindAtoms(document, BindMode::Pair, c3, c1, messages));
+  EXPECT_EQ(list.bindPairs.pairs.size(), 1u);
+  EXPECT_EQ(BondsOf(list), "C1-C3 C1-C2");
+  EXPECT_FALSE(FreeAtoms(document, c3, c1, messages));  // a long bond only loses its BIND
+  EXPECT_TRUE(list.bindPairs.pairs.empty());
+  EXPECT_TRUE(list.freePairs.pairs.empty());
+
+  EXPECT_TRUE(FreeAtoms(document, c2, c1, messages));
+  EXPECT_EQ(BondsOf(list), "");
+  EXPECT_TRUE(BindAtoms(document, BindMode::Pair, c1, c2, messages));
+  EXPECT_TRUE(list.freePairs.pairs.empty());
+  EXPECT_TRUE(list.bindPairs.pairs.empty());
+  EXPECT_EQ(BondsOf(list), "C1-C2");
+
+  // Two alternatives do not bond by themselves however near they are, so the wish has to be kept.
+  c1->part = 1;
+  c2->part = 2;
+  EXPECT_TRUE(BindAtoms(document, BindMode::Pair, c1, c2, messages));
+  EXPECT_EQ(BondsOf(list), "C1-C2");
+  EXPECT_FALSE(FreeAtoms(document, c1, c2, messages));
+  EXPECT_EQ(BondsOf(list), "");
+  EXPECT_TRUE(list.freePairs.pairs.empty());
+}
+
+TEST(BindAtoms, BindsTheSelectionToATarget) {
+  Document document;
+  RecordingMessages messages;
+  AtomList& list = document.atoms;
+  AtomRecord* target = AddAtomAt(document, "Li1", {0, 0, 0});
+  AtomRecord* o1 = AddAtomAt(document, "O1", {5, 0, 0});
+  AddAtomAt(document, "O2", {0, 5, 0});
+  EXPECT_FALSE(BindAtoms(document, BindMode::SelectionToTarget, nullptr, target, messages));
+  for (AtomRecord* atom : Atoms(list)) list.selection.Append(atom);
+  EXPECT_FALSE(BindAtoms(document, BindMode::SelectionToTarget, nullptr, nullptr, messages));
+  EXPECT_TRUE(BindAtoms(document, BindMode::SelectionToTarget, nullptr, target, messages));
+  EXPECT_EQ(BondsOf(list), "Li1-O2 Li1-O1");
+  EXPECT_FALSE(BindAtoms(document, BindMode::Pair, nullptr, o1, messages));
+  EXPECT_FALSE(FreeAtoms(document, nullptr, o1, messages));
+}
+
+// Organic density, one pair list entry for every tenth atom.
+void Pack(Document& document, int atoms) {
+  std::mt19937 random(5);
+  std::uniform_real_distribution<double> place(0.0, std::cbrt(atoms / 0.09));
+  for (int i = 0; i < atoms; ++i) {
+    AtomRecord* atom = AddAtomAt(document,
+                                 i % 2    ? "H"
+                                 : i % 14 ? "C"
+                                          : "Cl",
+                                 {place(random), place(random), place(random)});
+    if (i % 20 == 19) document.atoms.bindPairs.Append(atom, atom->prev->prev);
+    if (i % 20 == 9) document.atoms.freePairs.Append(atom, atom->prev);
+  }
+}
+
+double SecondsToConnect(int atoms, bool outlier) {
+  Document document;
+  RecordingMessages messages;
+  Pack(document, atoms);
+  if (outlier) {
+    AddAtomAt(document, "C", {1e6, -1e6, 1e6});
+    AddAtomAt(document, "C", {1e308, 0, 0});
+  }
+  double best = 1e9;
+  for (int i = 0; i < 3; ++i) {
+    const auto start = std::chrono::steady_clock::now();
+    Connect(document, messages);
+    best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  }
+  EXPECT_NE(document.atoms.head->bonds, nullptr);
+  return best;
+}
+
+TEST(Connect, CostGrowsWithTheNumberOfAtoms) {
+  const double small = SecondsToConnect(10'000, false);
+  const double large = SecondsToConnect(100'000, false);
+  const double outlier = SecondsToConnect(100'000, true);
+  RecordProperty("milliseconds_100k", std::to_string(large * 1e3));
+  // A quadratic cost would be a hundredfold; the benchmarks hold the tighter bounds.
+  EXPECT_LT(large, 40 * small);
+  EXPECT_LT(outlier, 10 * large);
+}
+
+}  // namespace
+}  // namespace marvik

@@ -1,0 +1,96 @@
+#include "crystal/image_search.h"
+
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+
+#include "crystal/symmetry.h"
+#include "model/placement.h"
+
+namespace marvik {
+namespace {
+
+struct Crystal {
+  CellParameters cell;
+  OrthogonalisationMatrix matrix;
+  SymmetryList operators;
+  std::vector<Fractional> atoms;
+};
+
+Crystal MakeCrystal(CellParameters cell, int latt, const std::vector<std::string>& symm, int atoms, unsigned seed) {
+  RecordingMessages messages;
+  Crystal c{cell, {}, {}, {}};
+  EXPECT_TRUE(BuildOrthogonalisation(cell, c.matrix));
+  AddSymmetryOperator(c.operators, "SYMM X,Y,Z", latt, kImpliedOperator, messages);
+  for (const auto& text : symm) AddSymmetryOperator(c.operators, text, latt, kSymmLineOperator, messages);
+  std::mt19937 random(seed);
+  std::uniform_real_distribution<double> anywhere(-1.5, 2.5);
+  for (int i = 0; i < atoms; ++i) c.atoms.push_back({anywhere(random), anywhere(random), anywhere(random)});
+  return c;
+}
+
+std::vector<AtomImage> PlainLoops(const Crystal& c, const Fractional& place, double radius, int range) {
+  std::vector<AtomImage> found;
+  const Cartesian centre = c.matrix * place;
+  for (uint32_t a = 0; a < c.atoms.size(); ++a)
+    for (uint32_t o = 0; o < c.operators.size(); ++o)
+      for (int x = -range; x <= range; ++x)
+        for (int y = -range; y <= range; ++y)
+          for (int z = -range; z <= range; ++z) {
+            Fractional f = c.operators[o].Apply(c.atoms[a]);
+            f += {double(x), double(y), double(z)};
+            const Cartesian p = c.matrix * f;
+            if (Distance(p, centre) <= radius) found.push_back({a, o, {x, y, z}, f, p, Distance(p, centre)});
+          }
+  return found;
+}
+
+void ExpectSame(const Crystal& c, double reach, double radius, int range) {
+  const ImageSearch search(c.atoms, c.operators, c.cell, c.matrix, reach);
+  std::vector<AtomImage> found;
+  for (const Fractional& place : c.atoms) {
+    search.FindNear(place, radius, found);
+    const auto expected = PlainLoops(c, place, radius, range);
+    ASSERT_EQ(found.size(), expected.size());
+    for (size_t i = 0; i < found.size(); ++i) {
+      EXPECT_EQ(found[i].atom, expected[i].atom);
+      EXPECT_EQ(found[i].SymmetryCode(), expected[i].SymmetryCode());
+      EXPECT_EQ(found[i].position, expected[i].position);
+    }
+  }
+}
+
+TEST(ImageSearch, FindsWhatPlainLoopsFind) {
+  ExpectSame(MakeCrystal({8, 9, 11, 90, 104, 90}, 1, {"SYMM -X, 0.5+Y, 0.5-Z"}, 20, 1), 3.0, 3.0, 6);
+  ExpectSame(MakeCrystal({6, 7, 8, 75, 115, 60}, -1, {}, 15, 2), 2.5, 2.2, 7);
+  ExpectSame(MakeCrystal({7, 7, 12, 90, 90, 120}, 3, {"SYMM -Y, X-Y, Z", "SYMM -X+Y, -X, Z"}, 6, 3), 2.0, 2.0, 7);
+}
+
+TEST(ImageSearch, ReachesFartherThanTheCell) {
+  const Crystal c = MakeCrystal({3, 3.5, 4, 90, 100, 90}, 1, {}, 3, 4);
+  ExpectSame(c, 7.0, 7.0, 9);
+}
+
+TEST(ImageSearch, NonsenseCoordinatesAreNotFound) {
+  Crystal c = MakeCrystal({10, 10, 10, 90, 90, 90}, 1, {}, 2, 5);
+  c.atoms.push_back({std::numeric_limits<double>::quiet_NaN(), 0, 0});
+  c.atoms.push_back({1e308, 0, 0});
+  const ImageSearch search(c.atoms, c.operators, c.cell, c.matrix, 20.0);
+  std::vector<AtomImage> found;
+  search.FindNear(c.atoms[2], 5.0, found);
+  EXPECT_TRUE(found.empty());
+  search.FindNear(c.atoms[0], 20.0, found);
+  for (const AtomImage& image : found) EXPECT_LT(image.atom, 2u);
+  EXPECT_FALSE(found.empty());
+}
+
+TEST(ImageSearch, AnAbsurdReachTerminates) {
+  const Crystal c = MakeCrystal({5, 5, 5, 90, 90, 90}, 1, {}, 2, 6);
+  const ImageSearch search(c.atoms, c.operators, c.cell, c.matrix, 1e6);
+  std::vector<AtomImage> found;
+  search.FindNear(c.atoms[0], 6.0, found);
+  EXPECT_EQ(found.size(), PlainLoops(c, c.atoms[0], 6.0, 8).size());
+}
+
+}  // namespace
+}  // namespace marvik

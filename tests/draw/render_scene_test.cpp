@@ -1,0 +1,183 @@
+#include <gtest/gtest.h>
+#include <tuple>
+
+#include "draw/renderer/render_frame.h"
+
+#include "render_helpers.h"
+
+namespace marvik::test {
+namespace {
+
+TEST(RenderScene, BallsAndTheStickBetweenThem) {
+  Scene scene(kBallAndStick);
+  scene.Add("C1", 0, 0, 0.55);
+  scene.Add("O1", -1.1, 0, -0.55);
+  Connect(scene.document, scene.messages);
+  // Radius 12: the outermost disc is the pixels from -12 to +9 around the atom. The stick leaves the farther ball after
+  // 12 of its 42.3 pixels in space and runs to the middle of the nearer ball, which covers it.
+  const std::string drawn = scene.Draw();
+  EXPECT_EQ(drawn.find("clear #000000\n"
+                       "disc 298.5 297.5 r 11 #727272\n"
+                       "disc 298 297 r 9.5 #828282\n"
+                       "disc 297 296 r 8.5 #8c8c8c\n"
+                       "disc 296.5 295.5 r 7 #949494\n"
+                       "disc 296 295 r 5.5 #9a9a9a\n"
+                       "disc 295 294 r 4.5 #a2a2a2\n"
+                       "disc 294.5 293.5 r 3 #a9a9a9\n"
+                       "disc 294 293 r 1.5 #ffffff\n"
+                       "line 308.514 299 330 299 #cdcd00 w3\n"
+                       "line 330 299 308.514 299 #cdcd00 w1\n"
+                       "disc 328.5 297.5 r 11 #790000\n"),
+            0u);
+  EXPECT_EQ(scene.canvas.Count("disc"), 16);
+}
+
+TEST(RenderScene, SmallBallsAreDots) {
+  RecordingCanvas canvas;
+  drawShadedBall(canvas, {255, 0, 0}, {5, 5}, 0);
+  drawShadedBall(canvas, {255, 0, 0}, {5, 5}, 1);
+  EXPECT_EQ(canvas.Recorded(), "disc 5 5 r 0.5 #ff0000\ndisc 5 5 r 1 #ff0000\n");
+  canvas.Forget();
+  drawShadedBall(canvas, {255, 0, 0}, {5, 5}, 2);
+  EXPECT_EQ(canvas.Recorded().find("disc 3.5 3.5 r 1 #ac0000\n"), 0u);
+  EXPECT_EQ(canvas.Count("disc"), 8);
+}
+
+TEST(RenderScene, DepthOrderIsStable) {
+  float last = -1e9f;
+  const std::vector<float> values{0.5f, -3.0f, 1e-20f, -1e-20f, 0.0f, -0.0f, 7e5f, -7e5f, 0.5f};
+  std::vector<DrawItem> items, scratch;
+  for (const float z : values) items.push_back({OrderedKey(z), static_cast<uint32_t>(items.size())});
+  SortItems(items, scratch);
+  for (size_t i = 0; i < items.size(); ++i) {
+    const float z = values[items[i].reference];
+    EXPECT_GE(z, last);
+    if (z == last) {
+      EXPECT_GT(items[i].reference, items[i - 1].reference);
+    }
+    last = z;
+  }
+}
+
+TEST(RenderScene, Interruption) {
+  for (int mode = kWireFrame; mode <= kPipes; ++mode) {
+    Scene scene(mode);
+    scene.options.labels = true;
+    for (int i = 0; i < 5; ++i) scene.Add("N1", 2.0 * i, 0, i);
+    int asked = 0;
+    scene.Draw([&] { return ++asked < 3; });
+    EXPECT_EQ(scene.finished, mode == kWireFrame) << mode;
+    if (mode == kBallAndStick) {
+      EXPECT_EQ(scene.canvas.Count("disc"), 16);
+      EXPECT_EQ(scene.canvas.Count("text"), 0);
+    }
+    scene.Draw([] { return false; });
+    EXPECT_FALSE(scene.finished) << mode;
+  }
+}
+
+TEST(RenderScene, SticksByOrderAndStyle) {
+  Scene scene(kBallAndStick);
+  scene.Add("C1", 0, 0, 0.55);
+  scene.Add("C2", -1.1, 0, -0.55);
+  Connect(scene.document, scene.messages);
+  BondRecord* bond = scene.document.atoms.FindBond(scene.document.atoms.head, scene.document.atoms.tail);
+  ASSERT_NE(bond, nullptr);
+  const struct {
+    int order;
+    const char* colour;
+    int lines;  // a solid stick is two of them
+  } cases[] = {{kSingle, "#cdcd00", 2},
+               {kDouble, "#ff9696", 4},
+               {kTriple, "#ff0000", 6},
+               {kAromatic, "#00ffff", 3},
+               {kPi, "#ff00ff", 1}};
+  for (const auto& c : cases) {
+    bond->SetOrder(c.order);
+    const std::string lines = Only(scene.Draw(), "line");
+    EXPECT_EQ(scene.canvas.Count("line"), c.lines) << c.colour;
+    EXPECT_NE(lines.find(c.colour), std::string::npos) << c.colour;
+  }
+  bond->SetOrder(kSingle);
+  bond->SetStyle(kDotted);
+  // 0.25 Å · 600 / 10 / 2 = 7.5, cut to 7 pixels; one pass.
+  bond->width = 0.25f;
+  EXPECT_EQ(Only(scene.Draw(), "line"), "line 308.514 299 330 299 #cdcd00 w7 dotted\n");
+  bond->width = 0.001f;
+  EXPECT_NE(scene.Draw().find("#cdcd00 w1 dotted"), std::string::npos);
+}
+
+TEST(RenderScene, PeaksUnknownAtomsAndSelection) {
+  Scene scene(kBallAndStick);
+  scene.Add("C1", 0, 0, 0.55);
+  scene.Add("Q1", -1.1, 0, -0.55)->peakHeight = 2.0;
+  Connect(scene.document, scene.messages);
+  for (const int mode : {kBallAndStick, kThermalEllipsoid, kPipes}) {
+    scene.options.mode = mode;
+    const std::string drawn = scene.Draw();
+    EXPECT_NE(drawn.find("#808080 w1"), std::string::npos) << mode;
+    EXPECT_NE(drawn.find("polygon 330 290.6, 338.4 299, 330 307.4, 321.6 299 #ffff00 outline"), std::string::npos)
+        << mode;
+    EXPECT_EQ(scene.canvas.Count("arc"), 0);
+  }
+  scene.options.mode = kBallAndStick;
+  scene.document.atoms.selection.Append(scene.document.atoms.head);
+  EXPECT_EQ(Only(scene.Draw(), "arc"), "arc 300 299 p 15 0 q 0 15 from 0 to 6.283 #ff50ff w2\n");
+}
+
+TEST(RenderScene, PageBallsAndGroups) {
+  Scene scene(kBallAndStick);
+  scene.options.printing = true;
+  scene.Add("C1", 0, 0, 0.55);
+  scene.Add("O1", -1.1, 0, -0.55);
+  Connect(scene.document, scene.messages);
+  const std::string drawn = scene.Draw();
+  // 2 · 0.2 / 10 of 10160; one step is a 32nd. The last two discs are the highlight, 9 steps to the upper left.
+  EXPECT_EQ(drawn.find("begin C1\ndisc 9741 13716 r 406.4 #4d4d4d\n"), 0u);
+  EXPECT_NE(drawn.find("disc 9626.7 13601.7 r 50.8 #ffffff\ndisc 9626.7 13601.7 r 63.5 #ffffff\nend\n"),
+            std::string::npos);
+  EXPECT_NE(drawn.find("begin C1-O1\n"
+                       "line 10028.368 13716 10757 13716 #3e3e00 w141.6\n"
+                       "line 10028.368 13716 10757 13716 #cdcd00 w101.6\n"
+                       "line 10757 13716 10028.368 13716 #cdcd00 w20.32\nend\n"),
+            std::string::npos);
+  EXPECT_EQ(scene.canvas.Count("disc"), 42);
+}
+
+TEST(RenderScene, OnlyWhatReachesIntoThePictureIsDrawn) {
+  Scene scene(kBallAndStick);
+  scene.Add("C1", 0, 0, 0.55);
+  scene.Add("C2", -1.1, 0, -0.55);
+  Connect(scene.document, scene.messages);
+  for (const auto& [pan, discs, lines] :
+       {std::tuple{-305, 16, 2}, {-320, 8, 2}, {-350, 0, 0}, {295, 8, 2}, {330, 0, 0}}) {
+    scene.view.panX = pan;
+    scene.Draw();
+    EXPECT_EQ(scene.canvas.Count("disc"), discs) << pan;
+    EXPECT_EQ(scene.canvas.Count("line"), lines) << pan;
+  }
+}
+
+TEST(RenderScene, CellBox) {
+  Scene scene(kBallAndStick);
+  scene.options.showCell = true;
+  scene.Add("N1", 0, 0, 0);
+  const std::string drawn = scene.Draw();
+  for (const char* letter : {"o", "a", "b", "c"})
+    EXPECT_NE(drawn.find(std::string(" left #ffffff ") + letter + "\n"), std::string::npos) << letter;
+  // The corner (1, 0, 0) of the cell of 10 Å lies at (10, 0, 0): 272 pixels to the left of the middle.
+  scene.options.mode = kWireFrame;
+  EXPECT_NE(scene.Draw().find("line 300 299 28 299 #ff3737 w1\n"), std::string::npos);
+  EXPECT_EQ(scene.canvas.Count("line"), 12);
+  // In the scene the part of the edge c behind the ball comes before it, the part in front after it.
+  Scene deep(kBallAndStick);
+  deep.options.showCell = true;
+  AddAtomAt(deep.document, "N1", deep.document.matrix * Fractional{0, 0, 0.5});
+  const std::string scenery = deep.Draw();
+  const size_t ball = scenery.find("disc");
+  EXPECT_LT(scenery.find("line"), ball);
+  EXPECT_NE(scenery.find("line", ball), std::string::npos);
+}
+
+}  // namespace
+}  // namespace marvik::test

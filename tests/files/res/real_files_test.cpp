@@ -1,0 +1,210 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+
+#include "base/files.h"
+#include "chem/connectivity.h"
+#include "files/res/reader.h"
+#include "files/res/writer.h"
+
+#include "file_facts.h"
+
+namespace marvik::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<fs::path> InstructionFilesIn(const fs::path& folder) {
+  std::vector<fs::path> files;
+  std::error_code error;
+  for (const auto& entry : fs::recursive_directory_iterator(folder, error)) {
+    const std::string extension = LowerExtensionOf(entry.path().string());
+    if (extension == "res" || extension == "ins") files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+std::string ParentName(const AtomRecord& atom) {
+  return atom.parent ? atom.parent->name : "";
+}
+
+bool Near(double a, double b) {
+  return std::fabs(a - b) < 1.0e-6;
+}
+
+// What is not the same in two models, beside the order of kept lines.
+std::string ModelDifference(const Document& a, const Document& b) {
+  const AtomRecord* q = b.atoms.head;
+  for (const AtomRecord* p = a.atoms.head; p; p = p->next, q = q->next) {
+    if (!q) return "fewer atoms";
+    bool same = p->name == q->name && p->element->atomicNumber == q->element->atomicNumber && p->part == q->part &&
+                p->partHasOccupancy == q->partHasOccupancy && p->partOccupancy == q->partOccupancy &&
+                p->afix == q->afix && p->mole == q->mole && p->uCount == q->uCount && p->flags == q->flags &&
+                ParentName(*p) == ParentName(*q) && p->afterEnd == q->afterEnd && p->extras == q->extras &&
+                Near(p->occupancy, q->occupancy) && Near(p->peakHeight, q->peakHeight);
+    same = same && (p->residue < 0) == (q->residue < 0);
+    if (same && p->residue >= 0)
+      same = a.residues[static_cast<size_t>(p->residue)] == b.residues[static_cast<size_t>(q->residue)];
+    for (int i = 0; i < 3; ++i) same = same && Near(p->fract[i], q->fract[i]);
+    for (size_t i = 0; i < 6; ++i) same = same && Near(p->u[i], q->u[i]);
+    for (size_t i = 0; i < 10; ++i) same = same && Near(p->codedValues[i], q->codedValues[i]);
+    if (!same) return "atom " + p->name;
+  }
+  if (q) return "more atoms";
+  if (!(a.cell == b.cell) || a.latticeCode != b.latticeCode || a.symmetry.size() != b.symmetry.size()) return "cell";
+  if (!(a.settings == b.settings)) return "settings";
+  if (a.instructions.sfac != b.instructions.sfac) return "sfac";
+  if (a.instructions.freeVariables != b.instructions.freeVariables) return "free variables";
+  if (a.atoms.bindPairs.pairs.size() != b.atoms.bindPairs.pairs.size()) return "BIND";
+  if (a.atoms.freePairs.pairs.size() != b.atoms.freePairs.pairs.size()) return "FREE";
+  return "";
+}
+
+size_t PeaksOf(const Document& document) {
+  size_t peaks = 0;
+  for (const AtomRecord* atom : Atoms(document.atoms)) peaks += atom->IsPeak();
+  return peaks;
+}
+
+// Reads a text that must be readable and gives what a save would write.
+std::string Saved(const std::string& text, Document& document, RecordingMessages& messages) {
+  std::string saved;
+  EXPECT_TRUE(ReadInstructionText(document, text, messages));
+  EXPECT_TRUE(ComposeInstructionText(document, saved, messages));
+  return saved;
+}
+
+void CheckFile(const std::string& name, const std::string& text) {
+  SCOPED_TRACE(name);
+  const FileFacts before = FactsOf(text);
+  RecordingMessages messages;
+  Document first;
+  const std::string once = Saved(text, first, messages);
+  for (const UserMessage& message : messages.shown) ADD_FAILURE() << message.text;
+  EXPECT_EQ(first.atoms.LiveCount(), before.atoms.size());
+  for (const std::string& difference : Differences(before, FactsOf(once))) ADD_FAILURE() << difference;
+
+  // Number forms and comments aside, remarks are all that goes, and every one is named.
+  EXPECT_GE(static_cast<int>(first.instructions.droppedRemarks.size()), before.remarks);
+
+  Document second;
+  const std::string twice = Saved(once, second, messages);
+  EXPECT_EQ(ModelDifference(first, second), "");
+  EXPECT_EQ(PeaksOf(first), PeaksOf(second));
+  EXPECT_TRUE(second.instructions.droppedRemarks.empty()) << second.instructions.droppedRemarks.front();
+  Document third;
+  EXPECT_EQ(Saved(twice, third, messages), once);
+
+  size_t at = 0;
+  for (size_t end; (end = once.find('\n', at)) != std::string::npos; at = end + 1) {
+    const std::string line = once.substr(at, end - at);
+    if (line.size() <= 79) continue;
+    EXPECT_NE(text.find(line), std::string::npos) << "composed line too long: " << line;
+  }
+  Connect(first, messages);
+  EXPECT_TRUE(std::isfinite(first.MoleculeCentre.x));
+}
+
+void CheckFolder(const fs::path& folder, size_t atLeast) {
+  // Two hold no cell: a title with two remarks, and a list of lone pairs for another file to include.
+  const std::vector<std::string> refused{"equal_sign_in_rem.ins", "morphine.bodd"};
+  size_t checked = 0;
+  for (const fs::path& path : InstructionFilesIn(folder)) {
+    const FileContent file = ReadWholeFile(path.string());
+    ASSERT_TRUE(file.opened && file.complete) << path;
+    if (std::find(refused.begin(), refused.end(), path.filename()) != refused.end()) {
+      Document document;
+      RecordingMessages messages;
+      EXPECT_FALSE(ReadInstructionFile(document, path.string(), messages)) << path;
+      continue;
+    }
+    CheckFile(path.filename().string(), file.content);
+    ++checked;
+  }
+  EXPECT_GE(checked, atLeast);
+}
+
+}  // namespace
+
+// The comparison itself: every line of these counts, and so does every digit of an atom.
+TEST(RealFiles, AChangedLineIsSeen) {
+  const std::vector<std::string> lines{"TITL t",
+                                       "CELL 0.7 10 10 10 90 90 90",
+                                       "SYMM -x, y, z",
+                                       "SFAC C H",
+                                       "UNIT 4 8",
+                                       "OMIT 1 2 3",
+                                       "SADI C1 C2 ! why",
+                                       "+file",
+                                       "FVAR 1 0.5",
+                                       "WGHT 0.1",
+                                       "RESI 1 ABC",
+                                       "PART 1 21",
+                                       "C1 1 0 0 0 11 0.05",
+                                       "AFIX 137 0.9",
+                                       "H1 2 0 0 0 11 -1.2",
+                                       "AFIX 137",
+                                       "H2 2 0 0 0 11 -1.2",
+                                       "AFIX 0",
+                                       "SAME C1 C2",
+                                       "C2 2 0 0 0 21 0.05",
+                                       "HKLF 4",
+                                       "parked = text",
+                                       "END",
+                                       "WGHT 0.2",
+                                       "HTAB C1 C2",
+                                       "Q1 1 0 0 0 11 0.05 1.5"};
+  const auto joined = [&lines](size_t without, const std::string& instead) {
+    std::string text;
+    for (size_t i = 0; i < lines.size(); ++i) text.append(i == without ? instead : lines[i]).append("\n");
+    return text;
+  };
+  const FileFacts whole = FactsOf(joined(lines.size(), ""));
+  EXPECT_TRUE(Differences(whole, whole).empty());
+  for (size_t i = 0; i < lines.size(); ++i) {
+    EXPECT_FALSE(Differences(whole, FactsOf(joined(i, ""))).empty()) << lines[i];
+    for (size_t digit = 0; digit < lines[i].size(); ++digit) {
+      if (lines[i][digit] < '0' || lines[i][digit] > '9') continue;
+      std::string changed = lines[i];
+      changed[digit] = changed[digit] == '7' ? '8' : '7';
+      EXPECT_FALSE(Differences(whole, FactsOf(joined(i, changed))).empty()) << changed;
+    }
+  }
+}
+
+TEST(RealFiles, ASaveChangesNothingButRemarksOrderAndNumberForms) {
+  const char* folder = std::getenv("MARVIK_REAL_DATA");
+  if (!folder) GTEST_SKIP() << "MARVIK_REAL_DATA is not set";
+  CheckFolder(folder, 40);
+}
+
+TEST(RealFiles, TheExamplesOfThePackageSurviveASave) {
+  CheckFolder(MARVIK_EXAMPLES, 5);
+}
+
+TEST(RealFiles, LineEndsOfEveryKindGiveTheSameModelAndComeBack) {
+  const auto withLineEnds = [](const std::string& plain, const std::string& lineEnd) {
+    std::string converted;
+    for (const char c : plain) c == '\n' ? converted += lineEnd : converted += c;
+    return converted;
+  };
+  for (const fs::path& path : InstructionFilesIn(MARVIK_EXAMPLES)) {
+    SCOPED_TRACE(path.string());
+    const std::string plain = ReadWholeFile(path.string()).content;
+    RecordingMessages messages;
+    Document document;
+    const std::string saved = Saved(plain, document, messages);
+    for (const std::string lineEnd : {"\r\n", "\r"}) {
+      Document other;
+      const std::string back = Saved(withLineEnds("\xEF\xBB\xBF" + plain, lineEnd), other, messages);
+      EXPECT_EQ(ModelDifference(document, other), "");
+      EXPECT_EQ(back, withLineEnds(saved, lineEnd));
+    }
+  }
+}
+
+}  // namespace marvik::test

@@ -1,0 +1,149 @@
+#include "language/tokenizer.h"
+
+#include <gtest/gtest.h>
+
+#include "base/numbers.h"
+#include "language/keywords.h"
+#include "language/line_source.h"
+
+namespace marvik::test {
+
+namespace {
+
+using Strings = std::vector<std::string>;
+using enum InstructionKeyword;
+
+struct Tokens {
+  explicit Tokens(const std::string& line, int maxTokens = kReaderTokens) {
+    count = Tokenize(line, texts, values, maxTokens);
+  }
+  int count;
+  Strings texts;
+  std::vector<double> values;
+};
+
+// The logical lines of a text, as their code or as they are kept.
+Strings Codes(const std::string& text) {
+  LineSource source(text);
+  SourceLine line;
+  Strings codes;
+  while (source.Next(line)) codes.emplace_back(line.code);
+  return codes;
+}
+
+Strings KeptTexts(const std::string& text) {
+  LineSource source(text);
+  SourceLine line;
+  Strings kept;
+  while (source.Next(line)) kept.push_back(source.KeptText(line));
+  return kept;
+}
+
+}  // namespace
+
+TEST(Keywords, CodesArePositionsInTheTable) {
+  const std::pair<int, const char*> telling[] = {{0, "ACTA"},  {8, "CELL"},  {30, "FVAR"}, {42, "L.S."},
+                                                 {55, "REM "}, {60, "SFAC"}, {79, "ZERR"}, {80, "    "},
+                                                 {81, "TWIN"}, {82, "CON "}, {83, "END "}, {84, "MPLA"}};
+  for (const auto& [code, spelling] : telling) EXPECT_EQ(SpellingOf(static_cast<InstructionKeyword>(code)), spelling);
+  EXPECT_EQ(kKeywordCount, 85);
+  for (int code = 0; code < kKeywordCount; ++code) {
+    const auto keyword = static_cast<InstructionKeyword>(code);
+    EXPECT_EQ(SpellingOf(keyword).size(), 4u);
+    EXPECT_EQ(KeywordOf(SpellingOf(keyword)), keyword);
+  }
+}
+
+TEST(Keywords, TheFirstFourCharactersDecide) {
+  EXPECT_EQ(KeywordOf("cell 0.71073 10"), kCell);
+  EXPECT_EQ(KeywordOf("CELL0.71073 10"), kCell);
+  EXPECT_EQ(KeywordOf("Rem x"), kRem);
+  EXPECT_EQ(KeywordOf("REM"), kAtomLine);
+  EXPECT_EQ(KeywordOf("REM\r"), kRem);
+  EXPECT_EQ(KeywordOf("    C1 1 0.1 0.2 0.3"), kBlank);
+  EXPECT_EQ(KeywordOf("  C1 1 0.1 0.2 0.3"), kAtomLine);
+  EXPECT_EQ(KeywordOf(" CELL"), kAtomLine);
+  EXPECT_EQ(KeywordOf(""), kAtomLine);
+}
+
+TEST(Keywords, TheReaderAlsoKnowsShortLinesResiduesAndLaterKeywords) {
+  EXPECT_EQ(HeadOf("END").keyword, kEnd);
+  EXPECT_EQ(HeadOf("REM\tx").keyword, kRem);
+  EXPECT_EQ(HeadOf("SADI_CF3 C1 C2").keyword, kSadi);
+  EXPECT_EQ(HeadOf("SADI_CF3 C1 C2").residue, "_CF3");
+  EXPECT_EQ(HeadOf("SADI_CF3 C1 C2").arguments, " C1 C2");
+  EXPECT_EQ(HeadOf("CELL0.7 1").arguments, "0.7 1");
+  for (const char* later : {"ABIN", "ansc", "ANSR", "BEDE", "LONE", "NEUT", "PRIG", "RIGU", "TWST", "WIGL", "XNPD"})
+    EXPECT_TRUE(HeadOf(later).later) << later;
+  EXPECT_FALSE(HeadOf("ABCD 1").later);
+  EXPECT_TRUE(HeadOf("+file").include);
+}
+
+TEST(Tokenizer, WordsAndValues) {
+  Tokens t("C1  1,0.1\t-2.5 1.5A x\n");
+  EXPECT_EQ(t.count, 6);
+  EXPECT_EQ(t.texts[3], "-2.5");
+  EXPECT_EQ(t.values[4], 1.5);
+  EXPECT_TRUE(IsMissing(t.values[0]));
+  EXPECT_TRUE(IsMissing(t.values[5]));
+  EXPECT_TRUE(IsMissing(t.values[6]));
+  EXPECT_EQ(t.values.size(), 128u);
+  Tokens comma("1.5,2.5");
+  EXPECT_EQ(comma.count, 2);
+  EXPECT_EQ(comma.values[1], 2.5);
+  EXPECT_EQ(Tokens(" ,\t").count, 0);
+}
+
+TEST(Tokenizer, TheLastSlotTakesTheRest) {
+  Tokens rest("a b  3 4 ", 3);
+  EXPECT_EQ(rest.count, 3);
+  EXPECT_EQ(rest.texts[2], " 3 4 ");
+  EXPECT_TRUE(IsMissing(rest.values[2]));
+  EXPECT_EQ(Tokens("a b 3", 3).values[2], 3.0);
+  Tokens empty("a b ", 3);
+  EXPECT_EQ(empty.count, 3);
+  EXPECT_EQ(empty.texts[2], "");
+  EXPECT_EQ(empty.values[2], 0.0);
+  EXPECT_EQ(Tokens("a b", 3).count, 2);
+}
+
+TEST(Tokenizer, ItsLimits) {
+  const Tokens longLine(std::string(300, 'x') + std::string(211, ' ') + "lost");
+  EXPECT_EQ(longLine.count, 1);
+  EXPECT_EQ(longLine.texts[0].size(), 79u);
+  std::string many;
+  for (int i = 0; i < 200; ++i) many += "1 ";
+  EXPECT_EQ(Tokens(many).count, 128);
+}
+
+TEST(Continuation, JoinedByTheLetter) {
+  std::string text = "=\na = lost\nb=1=\nc\nREM R = 0.1\nFVAR 1\nend =";
+  JoinContinuationLines(text);
+  EXPECT_EQ(text, "=\na        b=1  c\nREM R       FVAR 1\nend =");
+}
+
+TEST(LineSource, WhatIsContinuedAndWhatIsNot) {
+  EXPECT_EQ(Codes("TITL R1 = 0.04\nREM a = b\nCELL 1\n"), (Strings{"TITL R1 = 0.04", "REM a = b", "CELL 1"}));
+  EXPECT_EQ(Codes("C1 1 0.1 = garbage\n 0.2 =\n0.3\nC2"), (Strings{"C1 1 0.1   0.2  0.3", "C2"}));
+  EXPECT_EQ(Codes("SADI 0.02 =!note\nC1 C2 ! a = b\nC3"), (Strings{"SADI 0.02  C1 C2 ", "C3"}));
+  EXPECT_EQ(Codes("+a=b\nprose with a = b in it\n    note =\n====\nwR2 = 0.1\nC1 =\n1"),
+            (Strings{"+a=b", "prose with a = b in it", "    note =", "====", "wR2 = 0.1", "C1  1"}));
+  EXPECT_EQ(Codes("RIGU C1 =\n\nC2 1"), (Strings{"RIGU C1  ", "C2 1"}));
+}
+
+TEST(LineSource, LineEndsMarksAndBytes) {
+  const Strings two{"A 1", "B 2"};
+  for (const char* text :
+       {"A 1\nB 2", "A 1\r\nB 2\r\n", "A 1\rB 2\r", "\n\nA 1\n \t\r\nB 2\n\x1A", "\xEF\xBB\xBF\nA 1\nB 2"})
+    EXPECT_EQ(Codes(text), two) << text;
+  EXPECT_EQ(LineSource("a\r\nb\r\nc\n").LineEnd(), "\r\n");
+  EXPECT_EQ(LineSource("a\rb").LineEnd(), "\r");
+  EXPECT_EQ(LineSource("a").LineEnd(), "\n");
+  EXPECT_EQ(KeptTexts("SADI  \xE9\t=\r\n  C1 ! x\r\n"), (Strings{"SADI  \xE9\t=\n  C1 ! x"}));
+  EXPECT_EQ(KeptTexts("SADI =\rC1\r"), (Strings{"SADI =\nC1"}));
+  EXPECT_EQ(KeptTexts(std::string("A\0B 1\n", 6)), (Strings{std::string("A\0B 1", 5)}));
+  // A mark at the very end must not take the line that is written next.
+  EXPECT_EQ(KeptTexts("SADI C1 ="), (Strings{"SADI C1 =\n"}));
+}
+
+}  // namespace marvik::test

@@ -1,0 +1,239 @@
+#include <algorithm>
+#include <cmath>
+#include <gtest/gtest.h>
+
+#include "files/res/reader.h"
+#include "refine/job/prepare.h"
+#include "refine/job/session.h"
+#include "refine/map/fourier.h"
+#include "refine/output/tables.h"
+
+#include "models.h"
+
+namespace marvik::engine {
+namespace {
+
+const GroupCase& Case(const std::string& name) {
+  return *std::find_if(GroupCases().begin(), GroupCases().end(), [&](const GroupCase& g) { return g.name == name; });
+}
+
+SiteImage ImageOfSite(int site) {
+  SiteImage image;
+  image.site = site;
+  return image;
+}
+
+struct Refined {
+  RefinementResult result;
+  Parametrisation parametrisation;
+};
+
+Refined RefineModel(Structure& model, const Observations& o, int cycles, std::vector<Command> commands = {},
+                    std::vector<RigidGroup> rigid = {}, bool gradients = false) {
+  Job job;
+  job.conjugateGradients = gradients;
+  job.cycles = cycles;
+  job.commands = std::move(commands);
+  job.weights.p = {0.02, 0, 0, 0, 0, 1.0 / 3.0};
+  Refined r;
+  std::vector<std::string> notes;
+  r.parametrisation.Build(model, {}, {}, rigid, notes);
+  r.result = Refine(job, model, r.parametrisation, o, {}, [](const std::string&) {});
+  return r;
+}
+
+TEST(Twins, TheFractionOfTheSecondComponentIsFound) {
+  Structure truth = MakeCrystal(Case("P 1 21/c 1"), 3, 4);
+  truth.batchFractions = {0.3};
+  TwinLaw law;
+  law.present = true;
+  law.matrix = {1, 0, 0, 0, -1, 0, 0, 0, -1};
+  // The unique axis is b, so this law is no symmetry of the intensities.
+  std::vector<Reflection> list;
+  const Observations plain = SimulateData(truth, 1.0);
+  for (const Miller& h : plain.indices[0]) list.push_back({h, 1.0, 1.0, 1});
+  Observations o = MakeObservations(list, law);
+  const Calculated c = CalculateAt(truth, o);
+  for (size_t i = 0; i < o.Size(); ++i) {
+    o.intensity[i] = truth.scale * truth.scale * c.fc2[i];
+    o.sigma[i] = 0.02 * o.intensity[i] + 0.2;
+  }
+  Structure model = truth;
+  model.batchFractions = {0.45};
+  model.sites[0].x.x += 0.004;
+  const Refined r = RefineModel(model, o, 8);
+  EXPECT_NEAR(model.batchFractions[0], 0.3, 1e-3);
+  EXPECT_NEAR(model.sites[0].x.x, truth.sites[0].x.x, 1e-4);
+  EXPECT_LT(r.result.final.wR2, 0.002);
+}
+
+TEST(Flack, TellsTheHands) {
+  const Structure truth = MakeCrystal(Case("P 21 21 21"), 12, 4);
+  Session s;
+  s.structure = truth;
+  s.observations = SimulateData(truth, 0.9);
+  s.result.calculated = CalculateAt(s.structure, s.observations);
+  const FlackResult right = EstimateFlack(s);
+  ASSERT_TRUE(right.present);
+  EXPECT_NEAR(right.x.value, 0.0, 0.01);
+  EXPECT_GT(right.pairs, 100u);
+  for (Site& site : s.structure.sites) site.x = -site.x;
+  s.result.calculated = CalculateAt(s.structure, s.observations);
+  EXPECT_NEAR(EstimateFlack(s).x.value, 1.0, 0.02);
+  s.structure = MakeCrystal(Case("P -1"), 12, 4);
+  EXPECT_FALSE(EstimateFlack(s).present);
+}
+
+TEST(DifferenceMap, ShowsTheAtomThatIsMissing) {
+  for (const char* name : {"P 1 21/c 1", "P 61", "R -3", "F d d 2"}) {
+    const Structure truth = MakeCrystal(Case(name), 31, 5);
+    const Observations o = SimulateData(truth, 0.9);
+    Structure model = truth;
+    model.sites.pop_back();
+    const DensityMap map = MakeMap(model, o, CalculateAt(model, o));
+    const std::vector<Peak> peaks = FindPeaks(model, map, 3, false);
+    ASSERT_FALSE(peaks.empty());
+    double nearest = 1e9;
+    for (const GroupOperator& op : truth.group.all) {
+      Fractional d = op.Apply(peaks[0].x) - truth.sites[4].x;
+      for (int k = 0; k < 3; ++k) d[k] -= std::round(d[k]);
+      nearest = std::min(nearest, std::sqrt(truth.metric.DistanceSquared(d, {})));
+    }
+    EXPECT_LT(nearest, 0.15) << name;
+    const double second = peaks.size() > 1 ? peaks[1].height : 0.0;
+    EXPECT_GT(peaks[0].height, 1.9 * second) << name << ": one peak for one atom and its equivalents";
+    EXPECT_NEAR(peaks[0].siteFraction, 1.0, 1e-9);
+  }
+}
+
+TEST(DensityMaps, OfOtherKindsHoldTheAtomsAndTheElectrons) {
+  const Structure truth = MakeCrystal(Case("P 21 21 21"), 31, 5);
+  const Observations o = SimulateData(truth, 0.7);
+  Structure model = truth;
+  model.sites[2].x.x += 0.01;
+  const Calculated c = CalculateAt(model, o);
+  const DensityMap difference = MakeMap(model, o, c);
+  const DensityMap observed = MakeMap(model, o, c, MapKind::Observed);
+  const DensityMap twice = MakeMap(model, o, c, MapKind::TwiceObserved);
+  double sum = 0.0;
+  for (const float v : observed.values) sum += static_cast<double>(v);
+  const double electrons = 4 * (6 + 8 + 16 + 30 + 6);
+  EXPECT_NEAR(sum / static_cast<double>(observed.values.size()), electrons / truth.metric.volume, 1e-4);
+  for (long i = 0; i < 500; ++i) {
+    const double expected = static_cast<double>(observed.At(i, 3 * i, 7 * i) + difference.At(i, 3 * i, 7 * i));
+    EXPECT_NEAR(static_cast<double>(twice.At(i, 3 * i, 7 * i)), expected, 2e-3) << "2Fo - Fc is Fo and Fo - Fc";
+  }
+  const std::vector<Peak> peaks = FindPeaks(model, observed, 5, false);
+  ASSERT_EQ(peaks.size(), 5u);
+  EXPECT_EQ(peaks[0].nearest, 3) << "zinc";
+  for (const Peak& p : peaks) EXPECT_LT(p.distance, 0.12);
+}
+
+TEST(RigidGroups, KeepTheirShapeAndFindTheirPlace) {
+  Structure truth = MakeCrystal(Case("P 1 21/c 1"), 2, 7);
+  const double pi = 3.14159265358979;
+  for (int i = 0; i < 6; ++i) {
+    Site& site = truth.sites[static_cast<size_t>(i)];
+    site.scatterer = 0;
+    site.afix = 66;
+    site.afixGroup = 1;
+    const Cartesian place{3.0 + 1.39 * std::cos(pi * i / 3), 4.0 + 1.39 * std::sin(pi * i / 3) * 0.8,
+                          3.0 + 1.39 * std::sin(pi * i / 3) * 0.6};
+    site.x = truth.metric.ToFractional(place);
+  }
+  const Observations o = SimulateData(truth, 0.9);
+  Structure model = truth;
+  for (size_t i = 0; i < 6; ++i) {
+    // Turned and moved, and out of shape besides.
+    const Cartesian p = truth.metric.ToCartesian(truth.sites[i].x);
+    model.sites[i].x = model.metric.ToFractional(
+        {p.x + 0.08 + 0.03 * (p.y - 4.0), p.y - 0.05 - 0.03 * (p.x - 3.0), p.z + 0.02 * (i % 2 ? 1 : -1)});
+  }
+  std::vector<std::string> notes;
+  std::vector<RigidGroup> rigid = FindRigidGroups(model, {}, notes);
+  ASSERT_EQ(rigid.size(), 1u);
+  EXPECT_TRUE(notes.empty());
+  const Refined r = RefineModel(model, o, 10, {}, rigid);
+  const auto turns = std::count_if(r.parametrisation.parameters.begin(), r.parametrisation.parameters.end(),
+                                   [](const Parameter& p) { return p.kind == ParameterKind::GroupRotation; });
+  EXPECT_EQ(turns, 3);
+  for (size_t i = 0; i < 6; ++i) {
+    EXPECT_NEAR(std::sqrt(model.metric.DistanceSquared(model.sites[i].x, model.sites[(i + 1) % 6].x)), 1.39, 1e-6);
+    EXPECT_LT(std::sqrt(model.metric.DistanceSquared(model.sites[i].x, truth.sites[i].x)), 0.002) << i;
+  }
+}
+
+TEST(Blocks, HoldTheAtomsOfOtherCycles) {
+  const Structure truth = MakeCrystal(Case("P 1 21/c 1"), 3, 3);
+  const Observations o = SimulateData(truth, 1.0);
+  for (const bool gradients : {false, true}) {
+    Structure model = truth;
+    for (Site& site : model.sites) site.x.x += 0.002;
+    const double start = model.sites[1].x.x;
+    const std::vector<Command> blocks{ParseCommand("BLOC 1 -1 X1"), ParseCommand("BLOC 2 -2 X2")};
+    RefineModel(model, o, 1, blocks, {}, gradients);
+    EXPECT_NE(model.sites[0].x.x, start);
+    EXPECT_DOUBLE_EQ(model.sites[1].x.x, start) << "X2 has its turn in the second cycle";
+    EXPECT_NE(model.sites[2].x.x, truth.sites[2].x.x + 0.002) << "what no BLOC names always moves";
+    RefineModel(model, o, 15, blocks, {}, gradients);
+    for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(model.sites[i].x.x, truth.sites[i].x.x, 1e-4) << "turn by turn";
+  }
+}
+
+TEST(Uncertainties, ShrinkWithTheDataAndVanishForWhatRides) {
+  const Structure truth = MakeCrystal(Case("P 1 21/c 1"), 3, 3);
+  const auto sigma = [&](double resolution) {
+    Observations o = SimulateData(truth, resolution);
+    std::mt19937 random(5);
+    std::normal_distribution<double> noise;
+    for (size_t i = 0; i < o.Size(); ++i) o.intensity[i] += o.sigma[i] * noise(random);
+    Structure model = truth;
+    model.sites[2].code[0] = 10.0 + model.sites[2].x.x;
+    const Refined r = RefineModel(model, o, 4);
+    const Geometry geometry(model, r.parametrisation, r.result.covariance, {});
+    EXPECT_EQ(geometry.Raw(2, 0).su, 0.0) << "a fixed coordinate has none";
+    // The spread of the found values against the true ones is of the size of the uncertainties.
+    double chi = 0.0;
+    for (int k = 0; k < 3; ++k)
+      chi += std::pow((model.sites[0].x[k] - truth.sites[0].x[k]) / geometry.Raw(0, k).su, 2) / 3.0;
+    EXPECT_LT(chi, 6.0);
+    EXPECT_GT(chi, 0.01);
+    const Measured distance = geometry.Measure({ImageOfSite(0), ImageOfSite(1)});
+    EXPECT_GT(distance.su, 0.0);
+    const Geometry withCell(model, r.parametrisation, r.result.covariance, {0.05, 0.05, 0.05, 0, 0.5, 0});
+    EXPECT_GT(withCell.Measure({ImageOfSite(0), ImageOfSite(1)}).su, distance.su);
+    return geometry.Raw(0, 0).su;
+  };
+  EXPECT_LT(sigma(0.8), 0.7 * sigma(1.2));
+  EXPECT_EQ(WithSu({1.23456, 0.0123}, 4), "1.235(12)");
+  EXPECT_EQ(WithSu({1.23456, 0.0023}, 4), "1.235(2)");
+  EXPECT_EQ(WithSu({109.47, 0.0}, 1), "109.5");
+  EXPECT_EQ(WithSu({1234.5, 21.0}, 1), "1234(21)");
+}
+
+TEST(Preparation, MovesAtomsAndTakesTheInstructionsOut) {
+  const std::string text =
+      "TITL t\nCELL 0.7 7 8 9 90 90 90\nZERR 4 0 0 0 0 0 0\nLATT -1\nSFAC C O\nUNIT 4 4\nANIS C1\nFVAR 1 0.4\n"
+      "C1 1 0.1 0.2 0.3 11 0.04\nMOVE 1 1 1 -1\nC2 1 10.1 0.2 21.0 11 0.05\nO1 2 0.3 0.3 0.3 11 0.05\nHKLF 4\nEND\n";
+  RecordingMessages messages;
+  Document document;
+  ASSERT_TRUE(ReadInstructionText(document, text, messages));
+  std::vector<AtomRecord*> fresh;
+  std::vector<std::string> notes;
+  PrepareDocument(document, messages, fresh, notes);
+  const AtomRecord* c1 = document.atoms.FindAtom("C1");
+  const AtomRecord* c2 = document.atoms.FindAtom("C2");
+  EXPECT_DOUBLE_EQ(c1->fract.x, 0.1) << "before MOVE nothing moves";
+  EXPECT_TRUE(c1->IsAnisotropic());
+  EXPECT_FALSE(c2->IsAnisotropic());
+  EXPECT_NEAR(c2->fract.x, 0.9, 1e-12);
+  EXPECT_NEAR(c2->codedValues[kCodedX], 10.9, 1e-12) << "a fixed coordinate moves with its code";
+  EXPECT_NEAR(c2->fract.y, 0.8, 1e-12);
+  EXPECT_NEAR(c2->fract.z, 0.4, 1e-6) << "a tied one cannot";
+  ASSERT_EQ(notes.size(), 1u);
+  EXPECT_NEAR(document.atoms.FindAtom("O1")->fract.z, 0.7, 1e-12);
+  for (const Command& command : CommandsOf(document)) EXPECT_NE(command.keyword, "MOVE");
+}
+
+}  // namespace
+}  // namespace marvik::engine

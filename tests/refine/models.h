@@ -1,0 +1,32 @@
+#pragma once
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "refine/solve/least_squares.h"
+#include "refine/structure/structure.h"
+
+// Small made-up crystals for the tests.
+namespace marvik::engine {
+
+struct GroupCase {
+  const char* name;  // as the packaged library knows it
+  int lattice;
+  std::vector<std::string> operators;
+  CellParameters cell;
+};
+// Twelve groups that cover every lattice type, with and without centres, as an instruction file states them.
+const std::vector<GroupCase>& GroupCases();
+
+// Two to four atoms of C, O, S, Zn in general positions, the first ones anisotropic.
+Structure MakeCrystal(const GroupCase& group, unsigned seed, int atoms = 4);
+
+// Every reflection of the asymmetric part down to a resolution in Å, with Fo² = scale²·Fc² of the structure and a
+// plausible σ.
+Observations SimulateData(const Structure& structure, double resolution);
+
+// Fo², Fc² and F at the present model.
+Calculated CalculateAt(const Structure& structure, const Observations& observations);
+
+}  // namespace marvik::engine

@@ -1,0 +1,313 @@
+#include "refine/solve/refinement.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+
+#include "refine/constraints/hydrogens.h"
+#include "refine/structure/atom_names.h"
+
+#include "models.h"
+
+namespace marvik::engine {
+namespace {
+
+// Neighbours at bonding distance make restraints possible: a chain of carbons with an oxygen.
+Structure MakeChain() {
+  Structure s = MakeCrystal(GroupCases()[0], 5, 8);
+  const Cartesian places[] = {{1, 1, 1},       {2.4, 1.3, 1.2}, {2.9, 2.7, 1.0}, {4.3, 2.9, 1.5},
+                              {4.9, 4.2, 1.1}, {4.2, 5.3, 1.9}, {2.8, 5.1, 1.6}, {2.2, 3.8, 2.2}};
+  for (size_t i = 0; i < 8; ++i) {
+    s.sites[i].x = s.metric.ToFractional(places[i]);
+    s.sites[i].name = s.sites[i].label = "C" + std::to_string(i + 1);
+    s.sites[i].scatterer = i % 3 == 1 ? 1 : 0;
+  }
+  s.freeVariables = {1.43, 0.4};
+  return s;
+}
+
+Job PlainJob(int cycles) {
+  Job job;
+  job.cycles = cycles;
+  job.weights.p = {0.02, 0, 0, 0, 0, 1.0 / 3.0};
+  return job;
+}
+
+TEST(Refinement, BringsAPerturbedModelBack) {
+  for (const bool gradients : {false, true}) {
+    for (const char* name : {"P 1 21/c 1", "P 21 21 21", "P 61", "I 41/a:2"}) {
+      const auto group = std::find_if(GroupCases().begin(), GroupCases().end(),
+                                      [&](const GroupCase& g) { return g.name == std::string(name); });
+      const Structure truth = MakeCrystal(*group, 42, 4);
+      const Observations o = SimulateData(truth, 0.9);
+      Structure model = truth;
+      std::mt19937 random(9);
+      std::uniform_real_distribution<double> off(-0.1, 0.1);
+      for (Site& site : model.sites) {
+        site.x = model.metric.ToFractional(model.metric.ToCartesian(site.x) +
+                                           Cartesian{off(random), off(random), off(random)});
+        site.u[0] += 0.01;
+      }
+      model.scale *= 1.1;
+      Job job = PlainJob(gradients ? 25 : 10);
+      job.conjugateGradients = gradients;
+      Parametrisation p;
+      std::vector<RigidGroup> rigid;
+      std::vector<std::string> notes;
+      p.Build(model, {}, {}, rigid, notes);
+      const RefinementResult r = Refine(job, model, p, o, {}, [](const std::string&) {});
+      ASSERT_FALSE(r.failed);
+      EXPECT_LT(r.final.wR2, 0.01) << name;
+      // In a polar group the whole structure may have moved along the axis.
+      const Fractional shift =
+          truth.group.PolarDirections().empty() ? Fractional{} : model.sites[0].x - truth.sites[0].x;
+      for (size_t i = 0; i < truth.sites.size(); ++i) {
+        const double d = std::sqrt(truth.metric.DistanceSquared(model.sites[i].x - shift, truth.sites[i].x));
+        EXPECT_LT(d, 0.002) << name << " " << truth.sites[i].label << (gradients ? " by gradients" : "");
+      }
+      EXPECT_NEAR(model.scale, truth.scale, 2e-3);
+      EXPECT_TRUE(r.singular.empty()) << r.singular[0];
+    }
+  }
+}
+
+TEST(Refinement, TieingsOfTheFileSurviveIt) {
+  Structure truth = MakeCrystal(GroupCases()[2], 8, 4);
+  truth.freeVariables = {0.8};
+  truth.sites[0].code[kRawOccupancy] = 21.0;
+  truth.sites[1].code[kRawOccupancy] = -20.5;  // 0.5·(1 - variable)
+  truth.sites[1].u = truth.sites[0].u;
+  truth.sites[2].code[0] = 10.0 + truth.sites[2].x.x;
+  ApplyFreeVariables(truth);
+  const Observations o = SimulateData(truth, 1.0);
+  Structure model = truth;
+  model.freeVariables = {0.9};
+  ApplyFreeVariables(model);
+  const double fixed = model.sites[2].x.x;
+  model.sites[2].x.y += 0.003;
+  model.sites[1].u[0] += 0.01;
+  ParameterOptions options;
+  options.sameDisplacements = {{0, 1}};
+  Parametrisation p;
+  std::vector<RigidGroup> rigid;
+  std::vector<std::string> notes;
+  p.Build(model, options, {}, rigid, notes);
+  const RefinementResult r = Refine(PlainJob(8), model, p, o, {}, [](const std::string&) {});
+  ASSERT_FALSE(r.failed);
+  EXPECT_DOUBLE_EQ(model.sites[0].occupancy, model.freeVariables[0]);
+  EXPECT_NEAR(model.freeVariables[0], 0.8, 1e-3);
+  EXPECT_NEAR(model.sites[1].occupancy, 0.5 * (1.0 - model.freeVariables[0]), 1e-12);
+  EXPECT_EQ(model.sites[0].u, model.sites[1].u);
+  EXPECT_DOUBLE_EQ(model.sites[2].x.x, fixed) << "a fixed coordinate stays";
+  EXPECT_NEAR(model.sites[2].x.y, truth.sites[2].x.y, 1e-4) << "and its neighbours do not";
+}
+
+TEST(Refinement, SaysWhatTheDataDoNotDetermine) {
+  const Structure truth = MakeCrystal(GroupCases()[1], 8, 3);
+  const Observations o = SimulateData(truth, 1.0);
+  Structure model = truth;
+  // Two atoms in one place with free occupancies cannot be told apart.
+  model.sites.push_back(model.sites[2]);
+  model.sites[3].label = "X9";
+  model.sites[2].code[kRawOccupancy] = model.sites[3].code[kRawOccupancy] = 0.0;
+  model.sites[3].occupancy = 0.0;
+  Parametrisation p;
+  std::vector<RigidGroup> rigid;
+  std::vector<std::string> notes;
+  p.Build(model, {}, {}, rigid, notes);
+  std::string said;
+  const RefinementResult r = Refine(PlainJob(2), model, p, o, {}, [&](const std::string& line) { said += line; });
+  EXPECT_FALSE(r.failed);
+  ASSERT_FALSE(r.singular.empty());
+  EXPECT_NE(said.find("X9"), std::string::npos);
+  for (const Site& site : model.sites) EXPECT_TRUE(IsFinite(site.x));
+}
+
+TEST(Solver, SetsAsideEveryDependentParameterInOnePass) {
+  // Every third of 300 parameters repeats the one before it.
+  constexpr size_t kSize = 300;
+  std::mt19937 random(3);
+  std::normal_distribution<double> normal;
+  NormalSystem system(kSize);
+  std::vector<double> row(kSize);
+  for (int r = 0; r < 900; ++r) {
+    for (size_t i = 0; i < kSize; ++i) row[i] = i % 3 == 2 ? 2.0 * row[i - 1] : normal(random);
+    for (size_t i = 0; i < kSize; ++i) {
+      for (size_t j = i; j < kSize; ++j) system.matrix.At(i, j) += row[i] * row[j];
+      system.gradient[i] += row[i] * (row[0] + 3.0 * row[150] - row[298]);
+    }
+  }
+  const Solution solution = MakeCholeskySolver()->Solve(system, 0.0);
+  ASSERT_EQ(solution.singular.size(), kSize / 3);
+  for (const int p : solution.singular) EXPECT_EQ(p % 3, 2);
+  for (size_t i = 0; i < kSize; ++i) {
+    EXPECT_NEAR(solution.shifts[i], i == 0 ? 1.0 : i == 150 ? 3.0 : i == 298 ? -1.0 : 0.0, 1e-9) << i;
+  }
+}
+
+// deviation(model + d) = deviation(model) - Σ slope·d for every equation of every kind of restraint.
+TEST(Restraints, SlopesAgreeWithNumericalDifferences) {
+  Structure s = MakeChain();
+  std::vector<Command> commands;
+  for (const char* line :
+       {"EQIV $1 x+1, y, z", "DFIX 1.5 0.02 C1 C2 C3 C4_$1", "DANG 2.5 C1 C3", "DFIX 21 C2 C3",
+        "SADI C1 C2 C2 C3 C3 C4", "SADI C1 C2 C2 C3", "FLAT C1 C2 C3 C4 C5", "CHIV 2.0 0.1 C3", "DELU", "RIGU C1 > C8",
+        "SIMU 0.02 0.04 1.8", "ISOR C1 C2 C3", "SUMP 1.0 0.01 1.0 2 1.0 3", "BUMP"}) {
+    commands.push_back(ParseCommand(line));
+  }
+  const Document document;
+  const NeighbourTable bonds = MakeBonds(s, document, {});
+  std::vector<std::string> notes;
+  const RestraintList list = MakeRestraints(s, commands, bonds, notes);
+  for (const std::string& note : notes) EXPECT_NE(note.find("CHIV"), std::string::npos) << note;
+  ASSERT_GT(list.size(), 30u);
+  std::mt19937 random(2);
+  std::uniform_real_distribution<double> off(-1.0, 1.0);
+  std::vector<double> shift(s.sites.size() * kRawPerSite);
+  for (double& d : shift) d = 1e-6 * off(random);
+  const std::array<double, 2> variableShift{2e-6, -1e-6};
+  Structure moved = s;
+  for (size_t i = 0; i < s.sites.size(); ++i) {
+    for (int k = 0; k < kRawPerSite; ++k)
+      moved.sites[i].SetRaw(k, s.sites[i].Raw(k) + shift[i * kRawPerSite + static_cast<size_t>(k)]);
+  }
+  for (size_t v = 0; v < 2; ++v) moved.freeVariables[v] += variableShift[v];
+  Structure movedInU = s;
+  for (size_t i = 0; i < s.sites.size(); ++i) movedInU.sites[i].u = moved.sites[i].u;
+  for (const auto& restraint : list) {
+    // The bond's direction is held while tensors are compared along it, and the plane's normal changes only the sum of
+    // squares to second order.
+    const bool alongBond = restraint->text.find("DELU") == 0 || restraint->text.find("RIGU") == 0;
+    const bool plane = restraint->text.find("FLAT") == 0;
+    std::vector<RestraintEquation> before;
+    std::vector<RestraintEquation> after;
+    restraint->Evaluate(s, before);
+    restraint->Evaluate(alongBond ? movedInU : moved, after);
+    ASSERT_EQ(before.size(), after.size());
+    double sumBefore = 0.0;
+    double sumAfter = 0.0;
+    double predictedSum = 0.0;
+    for (size_t e = 0; e < before.size(); ++e) {
+      double predicted = 0.0;
+      for (const auto& slope : before[e].slopes) {
+        predicted += slope.value * shift[static_cast<size_t>(slope.site * kRawPerSite + slope.raw)];
+      }
+      for (const auto& [variable, slope] : before[e].variables)
+        predicted += slope * variableShift[static_cast<size_t>(variable)];
+      sumBefore += before[e].deviation * before[e].deviation;
+      sumAfter += after[e].deviation * after[e].deviation;
+      predictedSum -= 2.0 * before[e].deviation * predicted;
+      if (!plane) {
+        EXPECT_NEAR(after[e].deviation, before[e].deviation - predicted, 2e-9) << restraint->text;
+      }
+    }
+    EXPECT_NEAR(sumAfter - sumBefore, predictedSum, 1e-8) << restraint->text;
+  }
+}
+
+TEST(Hydrogens, StandWhereTheirCodesPutThem) {
+  // A carbon at the origin of a big cell with one, two or three neighbours.
+  const Cartesian neighbours[] = {{-0.5, 1.4, 0.0}, {1.5, 0.0, 0.0}, {-0.5, -0.7, 1.25}, {-2.0, 1.6, 0.3}};
+  const auto build = [&](int code, int count, std::vector<std::string>& notes, std::vector<HydrogenGroup>& groups) {
+    Structure s = MakeCrystal({"P 1", -1, {}, {20, 20, 20, 90, 90, 90}}, 1, 1);
+    const ElementTable table;
+    s.scatterers[1] = TabulatedScatterer(table[1], s.wavelength);
+    static AtomRecord record;
+    Site plain = s.sites[0];
+    plain.atom = &record;
+    plain.afix = 0;
+    s.sites.clear();
+    const auto add = [&](const Cartesian& at, bool hydrogen) {
+      Site site = plain;
+      site.scatterer = hydrogen ? 1 : 0;
+      site.hydrogen = hydrogen;
+      site.afix = hydrogen ? code : 0;
+      site.label = (hydrogen ? "H" : "C") + std::to_string(s.sites.size());
+      site.x = s.metric.ToFractional(at + Cartesian{10, 10, 10});
+      s.sites.push_back(site);
+    };
+    for (int i = 0; i < count; ++i) add(neighbours[i], false);
+    if (count == 1) add(neighbours[3], false);
+    add({0, 0, 0}, false);
+    for (int i = 0; i < FindHydrogenCode(code / 10)->hydrogens; ++i) add({0.3 * i - 0.2, -0.9, 0.2 + 0.1 * i}, true);
+    groups = FindHydrogenGroups(s, MakeBonds(s, Document{}, {}), -100.0, notes);
+    for (const HydrogenGroup& g : groups) IdealiseHydrogens(s, g);
+    return s;
+  };
+  struct Expected {
+    int code;
+    int neighbours;
+    double distance;
+  };
+  for (const Expected& e : {Expected{13, 3, 1.00},
+                            {23, 2, 0.99},
+                            {43, 2, 0.95},
+                            {33, 1, 0.98},
+                            {137, 1, 0.98},
+                            {163, 1, 0.95},
+                            {93, 1, 0.95}}) {
+    std::vector<std::string> notes;
+    std::vector<HydrogenGroup> groups;
+    const Structure s = build(e.code, e.neighbours, notes, groups);
+    ASSERT_EQ(groups.size(), 1u);
+    EXPECT_TRUE(groups[0].idealised) << e.code << (notes.empty() ? "" : notes[0]);
+    const Cartesian carrier = s.metric.ToCartesian(s.sites[static_cast<size_t>(groups[0].carrier)].x);
+    std::vector<Cartesian> bonds;
+    for (const int h : groups[0].hydrogens)
+      bonds.push_back(s.metric.ToCartesian(s.sites[static_cast<size_t>(h)].x) - carrier);
+    for (const Cartesian& b : bonds) EXPECT_NEAR(Length(b), e.distance, 1e-6) << e.code;
+    const auto cosine = [&](const Cartesian& a, const Cartesian& b) { return Dot(Normalised(a), Normalised(b)); };
+    const Cartesian first = neighbours[0];
+    if (e.code == 13) {
+      EXPECT_LT(cosine(bonds[0], neighbours[0]), -0.1);
+    }
+    if (e.code == 23) {
+      EXPECT_NEAR(cosine(bonds[0], bonds[1]), cosine(bonds[0], first), 1e-6) << "H-X-H as H-X-Y";
+    }
+    if (e.code == 43) {
+      EXPECT_NEAR(cosine(bonds[0], neighbours[0]), cosine(bonds[0], neighbours[1]), 1e-9);
+    }
+    if (e.code == 33 || e.code == 137) {
+      EXPECT_NEAR(cosine(bonds[0], bonds[1]), -1.0 / 3.0, 1e-6);
+      EXPECT_NEAR(cosine(bonds[2], first), -1.0 / 3.0, 1e-6);
+    }
+    if (e.code == 163) {
+      EXPECT_NEAR(cosine(bonds[0], first), -1.0, 1e-9);
+    }
+    if (e.code == 93) {
+      EXPECT_NEAR(cosine(bonds[0], bonds[1]), -0.5, 1e-6);
+    }
+  }
+  std::vector<std::string> notes;
+  std::vector<HydrogenGroup> groups;
+  build(43, 3, notes, groups);
+  EXPECT_FALSE(groups[0].idealised);
+  ASSERT_EQ(notes.size(), 1u);
+  EXPECT_NE(notes[0].find("AFIX 43"), std::string::npos);
+}
+
+TEST(Names, AreFoundInResiduesRangesAndElements) {
+  Structure s = MakeChain();
+  s.sites[4].residueNumber = 2;
+  s.sites[4].residueClass = "TOL";
+  s.sites[4].name = "C1";
+  s.sites[5].hydrogen = true;
+  const std::vector<Command> none;
+  const auto sites = [&](const char* line, int residue = 0) {
+    const Command command = ParseCommand(line);
+    std::vector<int> found;
+    for (const SiteImage& image : ResolveAtoms(s, command, none, command.words, residue).images)
+      found.push_back(image.site);
+    return found;
+  };
+  EXPECT_EQ(sites("DELU C1 C3"), (std::vector<int>{0, 2}));
+  EXPECT_EQ(sites("DELU C1_2 c2"), (std::vector<int>{4, 1}));
+  EXPECT_EQ(sites("DELU_TOL C1 C2", 2), (std::vector<int>{4, 1})) << "residue 0 is looked up second";
+  EXPECT_EQ(sites("DELU C3 > C7"), (std::vector<int>{2, 3, 4, 6})) << "ranges leave hydrogens out";
+  EXPECT_EQ(sites("DELU C4 < C2"), (std::vector<int>{3, 2, 1}));
+  EXPECT_EQ(sites("DELU $O"), (std::vector<int>{1, 4, 7}));
+  EXPECT_EQ(ResiduesOf(s, ParseCommand("RIGU_TOL")), std::vector<int>{2});
+  EXPECT_EQ(ResolveAtoms(s, ParseCommand("DELU C99"), none, {"C99"}).missing.size(), 1u);
+}
+
+}  // namespace
+}  // namespace marvik::engine

@@ -1,0 +1,299 @@
+#include "refine/job/run.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <regex>
+#include <sstream>
+
+#include "base/numbers.h"
+#include "files/res/reader.h"
+#include "refine/job/session.h"
+
+#include "run_fixture.h"
+
+namespace marvik::engine {
+namespace {
+
+constexpr const char* kHead =
+    "TITL test in P21/c\nCELL 0.71073 7.1 9.3 8.2 90 101 90\nZERR 4 0.001 0.001 0.001 0 0.01 0\nLATT 1\nSYMM -X, "
+    "0.5+Y, 0.5-Z\n"
+    "SFAC C H O\nUNIT 8 24 4\nL.S. 8\nFMAP 2\nPLAN 5\nTEMP -100\n";
+
+// Ethanol with a rotating methyl group, a secondary CH2 and a rotating OH.
+const std::string kEthanol =
+    std::string(kHead) +
+    "WGHT 0.02\nFVAR 0.8 0.9\n"
+    "O1 3 0.30 0.21 0.33 21.0 0.03 0.035 0.03 0.002 0.004 -0.003\nAFIX 147\nH1 2 0.28 0.22 0.23 21.0 -1.5\nAFIX 0\n"
+    "C1 1 0.458 0.303 0.40 11 0.03 0.03 0.035 0.001 0.006 0.002\nAFIX 23\nH1A 2 0.45 0.40 0.34 11 -1.2\nH1B 2 0.44 "
+    "0.32 0.51 11 -1.2\nAFIX 0\n"
+    "C2 1 0.65 0.241 0.388 11 0.045 0.04 0.05 0.003 0.007 -0.002\nAFIX 137\nH2A 2 0.66 0.23 0.27 11 -1.5\nH2B 2 0.66 "
+    "0.15 0.44 11 -1.5\n"
+    "H2C 2 0.75 0.31 0.44 11 -1.5\nAFIX 0\nHKLF 4\nEND\n";
+
+TEST_F(RunTest, RefinesWritesItsFilesAndMovesNothingWhenFedAgain) {
+  Simulate("a", kEthanol, 0.85);
+  std::string start = kEthanol;
+  start = std::regex_replace(start, std::regex("C1 1 0.458"), "C1 1 0.470");
+  start = std::regex_replace(start, std::regex("0.8 0.9"), "0.7 0.8");
+  Write("a.ins", start);
+  ASSERT_EQ(Run("a"), 0) << Said();
+  EXPECT_TRUE(EndsFinished());
+  EXPECT_LT(Last("R1 = "), 0.03);
+  const std::string res = Read("a.res");
+  RecordingMessages messages;
+  Document document;
+  ASSERT_TRUE(ReadInstructionText(document, res, messages));
+  const AtomRecord* o1 = document.atoms.FindAtom("O1");
+  ASSERT_NE(o1, nullptr);
+  EXPECT_DOUBLE_EQ(o1->occupancy, 21.0) << "codes are kept";
+  EXPECT_NEAR(static_cast<double>(document.instructions.freeVariables[0]), 0.9, 0.02);
+  EXPECT_NEAR(document.atoms.FindAtom("C1")->fract.x, 0.458, 1e-3);
+  EXPECT_LT(document.atoms.FindAtom("H2A")->codedValues[kCodedU], 0.0);
+  EXPECT_EQ(document.settings.SuggestedWeightCount, 2);
+  EXPECT_NE(res.find("REM R1 = "), std::string::npos);
+  EXPECT_NE(res.find("\nQ1 "), std::string::npos);
+  const std::string lst = Read("a.lst");
+  for (const char* text :
+       {"R(int)", "Bond lengths", "C1       - C2", "correlation", "disagreeable", "Q1", "Suggested weights"}) {
+    EXPECT_NE(lst.find(text), std::string::npos) << text;
+  }
+  const std::string cif = Read("a.cif");
+  for (const char* text : {"data_a", "_refine_ls_R_factor_gt", "_geom_bond_distance", "'-x,y+1/2,-z+1/2'", "C2 H6 O"}) {
+    EXPECT_NE(cif.find(text), std::string::npos) << text;
+  }
+  fs::copy_file(Path("a.res"), Path("b.ins"));
+  fs::copy_file(Path("a.hkl"), Path("b.hkl"));
+  ASSERT_EQ(Run("b"), 0);
+  const std::string said = Said();
+  const size_t first = said.find("largest ");
+  double shift = 1.0;
+  ParseNumber(std::string_view(said).substr(first + 8), shift);
+  EXPECT_LT(shift, 0.05) << said;
+}
+
+TEST_F(RunTest, MakesHydrogensAndTensorsThatInstructionsAskFor) {
+  Simulate("full", kEthanol, 0.8);
+  fs::copy_file(Path("full.hkl"), Path("bare.hkl"));
+  Write(
+      "bare.ins",
+      std::string(kHead) +
+          "ANIS\nHFIX 23 C1\nHFIX 137 C2\nHFIX 147 O1\nXNPD 0.001\nWGHT 0.02\nFVAR 0.8\nO1 3 0.30 0.21 0.33 10.9 0.03\n"
+          "C1 1 0.458 0.303 0.40 11 0.03\nC2 1 0.65 0.241 0.388 11 0.045\nHKLF 4\nEND\n");
+  ASSERT_EQ(Run("bare"), 0) << Said();
+  EXPECT_LT(Last("R1 = "), 0.03) << Said();
+  EXPECT_NE(Said().find("Note: XNPD"), std::string::npos) << "what has no effect is said";
+  RecordingMessages messages;
+  Document document;
+  Document wanted;
+  ASSERT_TRUE(ReadInstructionText(document, Read("bare.res"), messages));
+  ASSERT_TRUE(ReadInstructionText(wanted, kEthanol, messages));
+  EXPECT_TRUE(document.atoms.FindAtom("C2")->IsAnisotropic());
+  EXPECT_TRUE(document.atoms.hfix.empty());
+  EXPECT_FALSE(document.settings.Aniso);
+  EXPECT_EQ(document.atoms.FindAtom("H2A")->afix, 137);
+  EXPECT_EQ(document.atoms.FindAtom("H1")->afix, 147);
+  int hydrogens = 0;
+  for (const AtomRecord* atom : Atoms(document.atoms)) hydrogens += atom->IsHydrogen();
+  EXPECT_EQ(hydrogens, 6);
+}
+
+TEST_F(RunTest, SaysWhatIsWrongAndKeepsTheOldResult) {
+  Simulate("good", kEthanol, 1.2);
+  const std::string hkl = Read("good.hkl");
+  struct Case {
+    const char* what;
+    std::string ins;
+    std::string data;
+    const char* expected;
+  };
+  const auto with = [&](const char* from, const char* to) {
+    return std::regex_replace(kEthanol, std::regex(from), to);
+  };
+  const Case cases[] = {
+      {"no instruction file", "", hkl, "CANNOT OPEN FILE"},
+      {"no reflections", kEthanol, "", "NO REFLECTIONS"},
+      {"all reflections outside", with("L.S. 8", "SHEL 100 90\nL.S. 8"), hkl, "NO REFLECTIONS"},
+      {"an impossible cell", with("90 101 90", "10 101 90"), hkl, "CELL"},
+      {"an operator that is none", with("-X, 0.5\\+Y", "-X, 0.5+W"), hkl, "SYMM"},
+      {"a free variable that is not there", with("21.0 -1.5", "41.0 -1.5"), hkl, "FREE VARIABLE 4 OF ATOM H1"},
+      {"no atoms", std::string(kHead) + "FVAR 1\nHKLF 4\nEND\n", hkl, "NO ATOMS"},
+      {"data of another kind", with("HKLF 4", "HKLF 2"), hkl, "HKLF 2"},
+  };
+  for (const Case& c : cases) {
+    for (const char* name : {"x.ins", "x.hkl"}) fs::remove(Path(name));
+    if (!c.ins.empty()) Write("x.ins", c.ins);
+    Write("x.hkl", c.data);
+    Write("x.res", "the old result");
+    EXPECT_NE(Run("x"), 0) << c.what;
+    EXPECT_TRUE(EndsFinished()) << c.what;
+    EXPECT_NE(Said().find("** "), std::string::npos) << c.what;
+    EXPECT_NE(Said().find(c.expected), std::string::npos) << c.what << ":\n" << Said();
+    EXPECT_EQ(Read("x.res"), "the old result") << c.what;
+  }
+  fs::remove(Path("x.hkl"));
+  Write("x.ins", kEthanol);
+  EXPECT_NE(Run("x"), 0);
+  EXPECT_NE(Said().find("CANNOT OPEN FILE"), std::string::npos);
+}
+
+TEST_F(RunTest, ABadModelStaysFinite) {
+  Simulate("m", kEthanol, 1.0);
+  // An atom far from where it belongs, one with a negative displacement, one with an absurd one.
+  std::string ins =
+      std::regex_replace(kEthanol, std::regex("C2 1 0.65 0.241 0.388 11 0.045 0.04 0.05 0.003 0.007 -0.002"),
+                         "C2 1 0.15 0.74 0.9 11 -0.02");
+  ins = std::regex_replace(ins, std::regex("C1 1 0.458 0.303 0.40 11 0.03 0.03 0.035 0.001 0.006 0.002"),
+                           "C1 1 0.458 0.303 0.40 11 2.5");
+  Write("m.ins", ins);
+  Run("m");
+  EXPECT_TRUE(EndsFinished()) << Said();
+  RecordingMessages messages;
+  Document document;
+  ASSERT_TRUE(ReadInstructionText(document, Read("m.res"), messages)) << Said();
+  for (const AtomRecord* atom : Atoms(document.atoms)) {
+    EXPECT_TRUE(IsFinite(atom->fract)) << atom->name;
+    EXPECT_LT(Length(atom->fract), 10.0) << atom->name << " ran away";
+  }
+}
+
+TEST_F(RunTest, TheSecondPartsGroupHangsOnTheCarrierAndRestraintsMayBeIncluded) {
+  const std::string ins = std::regex_replace(kEthanol, std::regex("AFIX 137[^]*HKLF"),
+                                             "PART 1\nAFIX 137\nH2A 2 0.66 0.23 0.27 10.5 -1.5\nH2B 2 0.66 0.15 0.44 "
+                                             "10.5 -1.5\nH2C 2 0.75 0.31 0.44 10.5 -1.5\nAFIX 0\n"
+                                             "PART 2\nAFIX 137\nH2D 2 0.66 0.31 0.29 10.5 -1.5\nH2E 2 0.66 0.13 0.36 "
+                                             "10.5 -1.5\nH2F 2 0.75 0.26 0.49 10.5 -1.5\nAFIX 0\nPART 0\nHKLF");
+  Write("p.ins", std::regex_replace(ins, std::regex("FMAP 2"), "+more.txt\nLIST 4\nFMAP 2"));
+  Write("more.txt", "DFIX 1.43 0.01 O1 C1\nREM nothing\nFLAT O1 C1 C2\n");
+  Simulate("p", ins, 1.0);
+  Session s;
+  s.base = Path("p");
+  std::string problem;
+  std::string said;
+  ASSERT_TRUE(LoadSession(
+      s, [&](const std::string& line) { said += line + "\n"; }, problem))
+      << problem;
+  ASSERT_EQ(s.hydrogens.size(), 4u);
+  EXPECT_EQ(s.structure.sites[static_cast<size_t>(s.hydrogens[2].carrier)].label, "C2");
+  EXPECT_EQ(s.structure.sites[static_cast<size_t>(s.hydrogens[3].carrier)].label, "C2");
+  EXPECT_EQ(s.hydrogens[3].hydrogens.size(), 3u);
+  EXPECT_EQ(s.restraints.size(), 1u);
+  EXPECT_NE(said.find("FLAT O1 C1 C2: makes no restraint"), std::string::npos);
+  ASSERT_EQ(Run("p"), 0) << Said();
+  EXPECT_NE(Read("p.fcf").find("_refln_F_squared_calc"), std::string::npos);
+  EXPECT_NE(Read("p.res").find("+more.txt"), std::string::npos);
+}
+
+TEST_F(RunTest, GarbageEndsInASentence) {
+  Simulate("g", kEthanol, 1.2);
+  const std::string hkl = Read("g.hkl");
+  const auto ins = [&](const char* from, const char* to) { return std::regex_replace(kEthanol, std::regex(from), to); };
+  const std::pair<std::string, std::string> cases[] = {
+      {kEthanol, hkl.substr(0, hkl.size() / 3 + 11)},
+      {kEthanol, std::regex_replace(hkl, std::regex("   0   1(.{8})"), "   0   1     nan")},
+      {kEthanol, std::regex_replace(hkl, std::regex("   0   1(.{8})"), "   0   1  9e+307")},
+      {kEthanol, hkl.substr(0, 29 * 6)},  // fewer data than parameters
+      {kEthanol, std::string(3000, '\xff')},
+      {std::string(3000, '\0'), hkl},
+      {ins("SYMM", "WGHT nan inf\nSWAT nan\nEXTI 1e300\nDAMP -1 nan\nSPEC inf\nPLAN -2000000000\nSYMM"), hkl},
+      {ins("7.1 9.3 8.2", "0.1 0.3 0.2"), hkl},
+      {ins("SYMM", "UNIT 1e300 99999999999999999999 nan\nSFAC C 1e300 1 nan 1 1 1 1 1 1 1 1 1 1 1\nSYMM"), hkl},
+      {ins("HKLF 4", "HKLF 5"), std::regex_replace(hkl, std::regex("\n"), "-999\n")}};
+  for (const auto& [text, data] : cases) {
+    Write("x.ins", text);
+    Write("x.hkl", data);
+    fs::remove(Path("x.res"));
+    Run("x");
+    EXPECT_TRUE(EndsFinished()) << text.substr(0, 300) << Said();
+    EXPECT_FALSE(std::regex_search(Read("x.res"), std::regex("\n([A-Z]\\d|FVAR|REM wR2)[^\n]* -?(nan|inf)")))
+        << Read("x.res");
+  }
+}
+
+TEST_F(RunTest, ListsAgreeWithOneAnother) {
+  Simulate("l", kEthanol, 1.2);
+  const auto line = [&](int code) {
+    Write("l.ins", std::regex_replace(kEthanol, std::regex("FMAP 2"), Printf("FMAP 3\nLIST %d", code)));
+    EXPECT_EQ(Run("l"), 0) << Said();
+    const std::string fcf = Read("l.fcf");
+    const size_t at = 40 * (fcf.find('\n') + 1);
+    return fcf.substr(at, fcf.find('\n', at) - at);
+  };
+  const auto numbers = [](const std::string& text, std::vector<size_t> widths) {
+    std::vector<double> values;
+    size_t at = 12;
+    for (const size_t w : widths) {
+      const size_t digits = std::min(text.find_first_not_of(' ', at), at + w);
+      ParseNumber(std::string_view(text).substr(digits, at + w - digits), values.emplace_back());
+      at += w;
+    }
+    EXPECT_EQ(at, text.size()) << text;
+    return values;
+  };
+  const auto two = numbers(line(2), {8, 8, 4});
+  const auto three = numbers(line(3), {8, 8, 8, 8});
+  const auto five = numbers(line(5), {10, 10, 7});
+  EXPECT_EQ(two[0], five[0]);
+  EXPECT_EQ(two[0], three[0]);
+  EXPECT_EQ(two[1], three[1]);
+  EXPECT_NEAR(std::hypot(three[2], three[3]), five[1], 0.02);
+  EXPECT_NEAR(std::cos(five[2] * 0.0174533) * five[1], three[2], 0.02);
+  EXPECT_NEAR(two[2], five[2], 0.51);
+  EXPECT_NEAR(five[0], five[1], 5.0 * two[1] + 0.3);
+  EXPECT_NE(Read("l.lst").find("Map of Fo"), std::string::npos);
+}
+
+// Pairs of refined models and their data, each with the figures of the program that refined it; left out without them.
+TEST_F(RunTest, RealDataGiveTheRecordedFigures) {
+  const char* data = std::getenv("MARVIK_REAL_DATA");
+  if (!data) GTEST_SKIP() << "MARVIK_REAL_DATA names no folder";
+  int pairs = 0;
+  for (const auto& entry : fs::directory_iterator(fs::path(data) / "pairs")) {
+    if (entry.path().extension() != ".res") continue;
+    const std::string name = entry.path().stem().string();
+    std::ifstream in(entry.path(), std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    const std::string res = text.str();
+    // The last figures before END are those of the refinement; a wR2 is not always recorded.
+    std::smatch figures;
+    ASSERT_TRUE(std::regex_search(
+        res, figures,
+        std::regex("R1 = +([0-9.]+) for +([0-9]+) Fo > 4sig\\(Fo\\) +and +([0-9.]+) for all +([0-9]+) data")))
+        << name;
+    std::smatch wr2;
+    const bool haveW = std::regex_search(res, wr2, std::regex("REM wR2 = +([0-9.]+), GooF"));
+    std::smatch count;
+    ASSERT_TRUE(std::regex_search(res, count, std::regex("REM +([0-9]+) parameters refined"))) << name;
+    Write(name + ".ins", std::regex_replace(res, std::regex("\n(L.S.) +[0-9]+"), "\nL.S. 12"));
+    fs::copy_file(fs::path(data) / "pairs" / (name + ".hkl"), Path(name + ".hkl"),
+                  fs::copy_options::overwrite_existing);
+    ASSERT_EQ(Run(name), 0) << Said();
+    double value = 0.0;
+    ParseNumber(figures[1].str(), value);
+    EXPECT_NEAR(Last("\n R1 = "), value, 0.001) << name;
+    ParseNumber(figures[3].str(), value);
+    EXPECT_NEAR(Last(" and "), value, 0.001) << name;
+    if (haveW) {
+      ParseNumber(wr2[1].str(), value);
+      EXPECT_NEAR(Last("\n wR2 = "), value, 0.001) << name;
+    }
+    EXPECT_NE(Said().find(count[1].str() + " parameters, "), std::string::npos)
+        << name << ": as many parameters as recorded\n"
+        << Said();
+    fs::copy_file(Path(name + ".res"), Path(name + "_again.ins"));
+    fs::copy_file(Path(name + ".hkl"), Path(name + "_again.hkl"));
+    ASSERT_EQ(Run(name + "_again"), 0);
+    const std::string said = Said();
+    double shift = 1.0;
+    ParseNumber(std::string_view(said).substr(said.find(", largest ") + 10), shift);
+    EXPECT_LT(shift, 0.05) << name << " fed again";
+    ++pairs;
+  }
+  EXPECT_GE(pairs, 4);
+}
+
+}  // namespace
+}  // namespace marvik::engine

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <signal.h>
+#include <string>
+#include <vector>
+
+#include "run/posix_child.h"
+#include "run/refinement_run.h"
+
+#include "support/fake_refinement_path.h"
+
+namespace marvik::test {
+
+// Runs of the test suite's own refinement program in a folder that goes away again.
+class RunTest : public testing::Test {
+ protected:
+  RunTest() {
+    std::string name = (std::filesystem::temp_directory_path() / "marvik-run-XXXXXX").string();
+    if (mkdtemp(name.data())) folder = name + "/";
+  }
+  ~RunTest() override {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+  }
+
+  void Put(const std::string& name, const std::string& text) const {
+    std::ofstream(folder + name, std::ios::binary) << text;
+  }
+  std::string Get(const std::string& name) const {
+    std::ifstream in(folder + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+  }
+  ChildCommand CommandFor(const std::string& name) const {
+    ChildCommand command;
+    command.program = test::kFakeRefinement;
+    command.arguments = {name};
+    command.directory = folder;
+    command.outputFile = folder + kOutputName;
+    return command;
+  }
+  // Runs the program on "job" with these steps.
+  RefinementRun MakeRun(const std::string& steps, std::vector<std::string> echoes = {}) {
+    Put("job.steps", steps);
+    RefinementRun run(child, CommandFor("job"), std::move(echoes));
+    run.onShownLine = [this](std::string_view line) { shown.emplace_back(line); };
+    return run;
+  }
+  // Whether the process that the program spawned runs still; one that nobody waited for does not.
+  bool SpawnedLives() const {
+    const std::string pid = Get("job.pid");
+    std::ifstream status("/proc/" + pid + "/stat");
+    std::string word;
+    for (int i = 0; i < 3 && status; ++i) status >> word;
+    return status && word != "Z";
+  }
+
+  std::string folder;
+  PosixChild child;
+  RecordingMessages messages;
+  std::atomic<bool> stopNow{false};
+  std::function<bool()> stop = [this] { return stopNow.load(); };
+  std::vector<std::string> shown;
+};
+
+}  // namespace marvik::test
