@@ -6,7 +6,7 @@
 #include "refine/solve/refinement.h"
 
 // Whole refinements of made-up crystals in P21/c; process time counts both threads.
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 // Atoms on a jittered lattice, so that none come too near each other; 18 Å³ each in the cell.
@@ -108,4 +108,4 @@ BENCHMARK_CAPTURE(RunRefinement, Large1500AtomsGradients, 1500, 700, 25000, 2, t
     ->Iterations(1);
 
 }  // namespace
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -14,7 +14,7 @@ int main(int argc, char** argv) {
   for (const char* extension : {".ins", ".res", ".hkl", ".INS"}) {
     if (base.size() > 4 && base.compare(base.size() - 4, 4, extension) == 0) base.erase(base.size() - 4);
   }
-  return marvik::engine::RunJob(base, [](const std::string& line) {
+  return marvik::RunJob(base, [](const std::string& line) {
     std::fputs(line.c_str(), stdout);
     std::fputc('\n', stdout);
     std::fflush(stdout);

@@ -9,7 +9,7 @@
 
 #include "models.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 SpaceGroup Group(int lattice, const std::vector<std::string>& operators) {
@@ -168,4 +168,4 @@ TEST(Weights, TheSuggestionFlattensTheVariance) {
 }
 
 }  // namespace
-}  // namespace marvik::engine
+}  // namespace marvik

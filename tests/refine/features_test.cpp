@@ -10,7 +10,7 @@
 
 #include "models.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 const GroupCase& Case(const std::string& name) {
@@ -236,4 +236,4 @@ TEST(Preparation, MovesAtomsAndTakesTheInstructionsOut) {
 }
 
 }  // namespace
-}  // namespace marvik::engine
+}  // namespace marvik

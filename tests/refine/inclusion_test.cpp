@@ -4,7 +4,7 @@
 
 #include "run_fixture.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr const char* kHead =
@@ -150,4 +150,4 @@ TEST_F(InclusionTest, EndsWhereFilesIncludeOneAnotherForEver) {
 }
 
 }  // namespace
-}  // namespace marvik::engine
+}  // namespace marvik

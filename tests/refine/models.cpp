@@ -3,7 +3,7 @@
 #include <cmath>
 #include <set>
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr CellParameters kTriclinic{7.1, 8.3, 9.2, 81.0, 95.0, 104.0};
@@ -101,4 +101,4 @@ Calculated CalculateAt(const Structure& structure, const Observations& observati
   return c;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -8,7 +8,7 @@
 #include "refine/structure/structure.h"
 
 // Small made-up crystals for the tests.
-namespace marvik::engine {
+namespace marvik {
 
 struct GroupCase {
   const char* name;  // as the packaged library knows it
@@ -29,4 +29,4 @@ Observations SimulateData(const Structure& structure, double resolution);
 // Fo², Fc² and F at the present model.
 Calculated CalculateAt(const Structure& structure, const Observations& observations);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -8,7 +8,7 @@
 
 #include "models.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 // Neighbours at bonding distance make restraints possible: a chain of carbons with an oxygen.
@@ -310,4 +310,4 @@ TEST(Names, AreFoundInResiduesRangesAndElements) {
 }
 
 }  // namespace
-}  // namespace marvik::engine
+}  // namespace marvik

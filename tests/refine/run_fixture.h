@@ -16,7 +16,7 @@
 
 #include "models.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 namespace fs = std::filesystem;
 
@@ -100,4 +100,4 @@ class RunTest : public ::testing::Test {
   std::normal_distribution<double> noise_;
 };
 
-}  // namespace marvik::engine
+}  // namespace marvik

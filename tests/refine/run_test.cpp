@@ -14,7 +14,7 @@
 
 #include "run_fixture.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr const char* kHead =
@@ -296,4 +296,4 @@ TEST_F(RunTest, RealDataGiveTheRecordedFigures) {
 }
 
 }  // namespace
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -10,7 +10,7 @@
 
 #include "models.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
@@ -188,4 +188,4 @@ TEST(Derivatives, AgreeWithNumericalDifferences) {
 }
 
 }  // namespace
-}  // namespace marvik::engine
+}  // namespace marvik

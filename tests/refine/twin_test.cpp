@@ -4,7 +4,7 @@
 
 #include "run_fixture.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 // Five atoms of a polar crystal whose light dispersion tells the hands apart.
@@ -157,4 +157,4 @@ TEST_F(TwinTest, BatchesOfOneCrystalHaveScales) {
 }
 
 }  // namespace
-}  // namespace marvik::engine
+}  // namespace marvik

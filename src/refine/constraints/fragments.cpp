@@ -4,7 +4,7 @@
 #include "language/line_source.h"
 #include "refine/job/commands.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr int kLowestCode = 17;  // the ones below are shapes with a name
@@ -49,4 +49,4 @@ std::vector<Fragment> FragmentsOf(const Document& document, std::vector<std::str
   return fragments;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

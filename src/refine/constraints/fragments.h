@@ -6,7 +6,7 @@
 
 #include "refine/structure/structure.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // FRAG code a b c α β γ, atom lines, FEND: a shape that AFIX 10·code + n fits to the atoms of its group. Without a cell
 // the coordinates are orthogonal, in Å; of the atom lines only the coordinates count.
@@ -21,4 +21,4 @@ Fragment ReadFragment(std::string_view block, std::vector<std::string>& notes);
 // The blocks that the document keeps.
 std::vector<Fragment> FragmentsOf(const Document& document, std::vector<std::string>& notes);
 
-}  // namespace marvik::engine
+}  // namespace marvik

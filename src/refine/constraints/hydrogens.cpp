@@ -6,7 +6,7 @@
 #include "base/numbers.h"
 #include "refine/job/commands.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr HydrogenCode kCodes[] = {{1, 1, 3},  {2, 2, 2},  {3, 3, 1},  {4, 1, 2},  {8, 1, 1}, {9, 2, 1},
@@ -312,4 +312,4 @@ std::vector<Cartesian> PlaceAtTorsion(const Structure& structure, const Hydrogen
   return places;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

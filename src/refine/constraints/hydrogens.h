@@ -6,7 +6,7 @@
 #include "refine/structure/neighbours.h"
 #include "refine/structure/structure.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // The hydrogens of one AFIX group on the atom that carries them. AFIX code 10·m + n.
 struct HydrogenGroup {
@@ -49,4 +49,4 @@ bool FitsCode(const Structure& structure, const NeighbourTable& bonds, int carri
 // that is missing, from an arbitrary direction. For codes with a free torsion.
 std::vector<Cartesian> PlaceAtTorsion(const Structure& structure, const HydrogenGroup& group, double torsion);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -6,7 +6,7 @@
 #include "base/numbers.h"
 #include "refine/structure/site_symmetry.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr const char* kRawNames[kRawPerSite] = {"x", "y", "z", "sof", "U11", "U22", "U33", "U23", "U13", "U12"};
@@ -354,4 +354,4 @@ double Parametrisation::Value(const Structure& structure, size_t parameter) cons
   }
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

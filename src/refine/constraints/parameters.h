@@ -7,7 +7,7 @@
 #include "refine/constraints/hydrogens.h"
 #include "refine/structure/structure.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 enum class ParameterKind {
   Scale,
@@ -109,4 +109,4 @@ std::vector<RigidGroup> FindRigidGroups(Structure& structure, const std::vector<
 // Turns and moves a group's shape onto where its atoms are, about the first atom.
 void RestoreShape(Structure& structure, const RigidGroup& group);
 
-}  // namespace marvik::engine
+}  // namespace marvik

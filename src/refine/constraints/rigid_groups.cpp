@@ -5,7 +5,7 @@
 #include "base/numbers.h"
 #include "refine/constraints/parameters.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr double kTurn = 6.283185307179586;
@@ -192,4 +192,4 @@ void RestoreShape(Structure& structure, const RigidGroup& group) {
   }
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

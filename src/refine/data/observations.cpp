@@ -6,7 +6,7 @@
 
 #include "refine/job/commands.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 Miller Twinned(const TwinLaw& twin, const Miller& h) {
@@ -75,4 +75,4 @@ int LargestBatch(const std::vector<Reflection>& raw) {
   return most;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

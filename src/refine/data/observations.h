@@ -5,7 +5,7 @@
 #include "refine/data/reflections.h"
 #include "refine/factors/structure_factors.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // TWIN r11 ... r33 n: n components related by powers of the matrix; a negative n adds the inversion twins of all.
 struct TwinLaw {
@@ -38,4 +38,4 @@ Observations MakeOverlappedObservations(const std::vector<Reflection>& raw);
 // At least one.
 int LargestBatch(const std::vector<Reflection>& raw);
 
-}  // namespace marvik::engine
+}  // namespace marvik

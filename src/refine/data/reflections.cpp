@@ -6,7 +6,7 @@
 #include "base/numbers.h"
 #include "refine/job/commands.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr double kLargestIntensity = 1e30;
@@ -272,4 +272,4 @@ std::vector<Reflection> SelectOverlapped(const std::vector<Reflection>& raw, con
   return selected;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

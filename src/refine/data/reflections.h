@@ -6,7 +6,7 @@
 #include "refine/structure/metric.h"
 #include "refine/structure/space_group.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 struct Reflection {
   Miller h{};
@@ -73,4 +73,4 @@ std::vector<Reflection> MergeReflections(const std::vector<Reflection>& raw, con
 std::vector<Reflection> SelectOverlapped(const std::vector<Reflection>& raw, const SpaceGroup& group,
                                          const Metric& metric, const DataLimits& limits, MergeStatistics& statistics);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <vector>
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr size_t kRanges = 10;
@@ -77,4 +77,4 @@ std::pair<double, double> SuggestWeights(const Calculated& calculated, double ma
   return {a, b};
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

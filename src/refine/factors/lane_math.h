@@ -5,7 +5,7 @@
 
 // Elementary functions written so that a compiler turns loops over lanes into vector code: no branches, no library
 // calls. Truncated Taylor series on reduced arguments; the largest errors are noted beside them.
-namespace marvik::engine {
+namespace marvik {
 
 // Adding and taking away 1.5·2^52 rounds to the nearest integer.
 inline constexpr double kRoundingShift = 6755399441055744.0;
@@ -62,4 +62,4 @@ inline constexpr double kRoundingShift = 6755399441055744.0;
   return std::bit_cast<double>(std::bit_cast<uint64_t>(e) + bits);
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -11,7 +11,7 @@
 #define MARVIK_CLONES
 #endif
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr size_t kPanel = 8;
@@ -64,4 +64,4 @@ void NormalMatrix::Clear() {
   std::fill(values_.begin(), values_.end(), 0.0);
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

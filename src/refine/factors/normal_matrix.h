@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace marvik::engine {
+namespace marvik {
 
 // Σ D Dᵀ over blocks of reflections, where D holds one row of lanes per parameter. Only the upper triangle is summed.
 class NormalMatrix {
@@ -26,4 +26,4 @@ class NormalMatrix {
   std::vector<double> packed_;  // the block in panels of eight parameters, reflection by reflection
 };
 
-}  // namespace marvik::engine
+}  // namespace marvik

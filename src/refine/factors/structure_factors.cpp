@@ -12,7 +12,7 @@
 #define MARVIK_CLONES
 #endif
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
@@ -289,4 +289,4 @@ std::unique_ptr<StructureFactorModel> MakeDirectSum(const Structure& structure) 
   return std::make_unique<DirectSum>(structure);
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

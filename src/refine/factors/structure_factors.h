@@ -6,7 +6,7 @@
 
 #include "refine/structure/structure.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // Reflections are worked on in blocks of this many, one lane each; unused lanes hold a copy of a used one.
 inline constexpr int kBlock = 128;
@@ -44,4 +44,4 @@ class StructureFactorModel {
 // multiplies. The structure must stay alive; it may change between calls.
 std::unique_ptr<StructureFactorModel> MakeDirectSum(const Structure& structure);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -5,7 +5,7 @@
 #include "base/numbers.h"
 #include "language/line_source.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 void AddLines(std::string_view lines, const AtomRecord* before, std::vector<Command>& commands) {
@@ -20,14 +20,6 @@ void AddLines(std::string_view lines, const AtomRecord* before, std::vector<Comm
 }
 
 }  // namespace
-
-std::string UpperCase(std::string_view text) {
-  std::string out(text);
-  for (char& c : out) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return out;
-}
 
 std::vector<std::string> WordsOf(std::string_view line) {
   std::vector<std::string> words;
@@ -126,4 +118,4 @@ void ReplaceInstruction(Document& document, const char* keyword, const std::stri
   document.atoms.trailingLines = replace(document.atoms.trailingLines);
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -4,9 +4,10 @@
 #include <string_view>
 #include <vector>
 
+#include "language/tokenizer.h"
 #include "model/document.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // One instruction that the model keeps as text: "SADI_CF3 0.02 C1 F1 C1 F2" has the keyword SADI, the residue CF3, the
 // leading numbers {0.02} and the words behind them.
@@ -22,7 +23,6 @@ struct Command {
 
 // Words of a line, continuation signs and what follows "!" left out. Blanks and commas separate.
 std::vector<std::string> WordsOf(std::string_view line);
-std::string UpperCase(std::string_view text);
 Command ParseCommand(std::string_view line);
 // Rounded half away from zero, and kept within a million either way: sums, products and signs of such are safe.
 int WholeNumber(double value);
@@ -34,4 +34,4 @@ std::vector<Command> CommandsOf(const Document& document);
 // Writes another line in the place of every kept one with a keyword; an empty text takes them out.
 void ReplaceInstruction(Document& document, const char* keyword, const std::string& replacement);
 
-}  // namespace marvik::engine
+}  // namespace marvik

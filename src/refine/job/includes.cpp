@@ -8,7 +8,7 @@
 #include "base/files.h"
 #include "language/line_source.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr size_t kDeepest = 10;
@@ -164,4 +164,4 @@ std::vector<Command> WithIncludes(const std::vector<Command>& commands, const st
   return all;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

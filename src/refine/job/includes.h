@@ -6,7 +6,7 @@
 #include "refine/constraints/fragments.h"
 #include "refine/job/commands.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // "+file" puts the lines of another file in its place; files are looked for in `directory` (with its last separator),
 // and may include others, ten deep. A file that cannot be read, or is being read already, is said in `notes` and left
@@ -21,4 +21,4 @@ std::string TakeIncludes(const std::string& text, const std::string& directory, 
 std::vector<Command> WithIncludes(const std::vector<Command>& commands, const std::string& directory,
                                   std::vector<Fragment>& fragments, std::vector<std::string>& notes);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -7,7 +7,7 @@
 #include "base/numbers.h"
 #include "refine/job/includes.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 // Kept instructions that are acted on or that ask for nothing a refinement does.
@@ -163,4 +163,4 @@ Job MakeJob(const Document& document) {
   return job;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -11,7 +11,7 @@
 #include "refine/map/fourier.h"
 #include "refine/solve/least_squares.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // What the instructions ask for, apart from the atoms.
 struct Job {
@@ -45,4 +45,4 @@ bool IsWrittenList(int code);
 // Lines about instructions that have no effect here.
 std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Command>& commands);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -10,7 +10,7 @@
 #include "refine/structure/atom_names.h"
 #include "refine/structure/neighbours.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 bool IsModelAtom(const AtomRecord& atom) {
@@ -233,4 +233,4 @@ void PrepareDocument(Document& document, UserMessages& messages, std::vector<Ato
   ApplyHfix(document, structure, commands, messages, fresh, notes);
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

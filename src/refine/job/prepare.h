@@ -7,7 +7,7 @@
 #include "model/document.h"
 #include "refine/structure/structure.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // Carries out the instructions that change the model before it is refined and takes them out of the document: MOVE
 // (and the inversion setting), ANIS and HFIX. Hydrogens made from HFIX stand behind their carrier; `fresh` gets those
@@ -18,4 +18,4 @@ void PrepareDocument(Document& document, UserMessages& messages, std::vector<Ato
 // U of an isotropic atom as a tensor in file order.
 std::array<double, 6> TensorOfIsotropic(const Metric& metric, double u);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -11,7 +11,7 @@
 #include "refine/job/session.h"
 #include "refine/output/tables.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr size_t kMostBonds = 40;
@@ -113,4 +113,4 @@ int RunJob(const std::string& base, const LineSink& console) {
   }
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

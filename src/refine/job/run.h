@@ -4,11 +4,11 @@
 
 #include "refine/solve/refinement.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // One whole run: NAME.ins and NAME.hkl in, NAME.res, NAME.lst and NAME.cif out, lines for the console to `print`; the
 // last one holds "finished" in every case, after "** what was wrong **" when something was. Gives the exit status.
 // Result files appear whole at the end or not at all.
 int RunJob(const std::string& base, const LineSink& print);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -10,7 +10,7 @@
 #include "refine/job/prepare.h"
 #include "refine/structure/atom_names.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr int kMostBatches = 200;
@@ -217,4 +217,4 @@ bool LoadSession(Session& s, const LineSink& print, std::string& problem) {
   return true;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -9,7 +9,7 @@
 #include "refine/solve/refinement.h"
 #include "refine/structure/neighbours.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // What a run has put together by the time results are written.
 struct Session {
@@ -59,4 +59,4 @@ bool LoadSession(Session& session, const LineSink& print, std::string& problem);
 // peaks behind END. Empty when the document cannot be written.
 std::string ComposeResult(Session& session, UserMessages& messages);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -11,7 +11,7 @@
 #include <complex>
 #include <gemmi/third_party/pocketfft_hdronly.h>
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr double kTurn = 6.283185307179586;
@@ -253,4 +253,4 @@ std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, s
   return peaks;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

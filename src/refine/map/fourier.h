@@ -7,7 +7,7 @@
 #include "refine/solve/least_squares.h"
 #include "refine/structure/structure.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // A map of electron density over the whole cell, e/Å³.
 struct DensityMap {
@@ -52,4 +52,4 @@ struct Peak {
 // deepest minima.
 std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, size_t count, bool holes);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -4,9 +4,10 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
+#include "chem/uncertainty.h"
 #include "refine/output/tables.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 void Item(std::string& out, const char* name, const std::string& value) {
@@ -278,4 +279,4 @@ std::string ComposeReflectionList(const Session& s) {
   return out;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -5,7 +5,7 @@
 
 #include "base/numbers.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 double ValueOf(const Metric& metric, const std::vector<Fractional>& x) {
@@ -154,16 +154,6 @@ std::string WithSu(const Measured& m, int digits) {
   return Printf("%.*f(%ld)", places, m.value, su);
 }
 
-std::array<double, 6> CellSigmas(const std::string& zerrLine) {
-  std::array<double, 6> sigmas{};
-  const Command command = ParseCommand(zerrLine);
-  // Six alone come from a translated CIF, which leaves the number of formula units out.
-  const size_t first = command.numbers.size() == 6 ? 0 : 1;
-  for (size_t i = 0; i < 6 && first + i < command.numbers.size(); ++i)
-    sigmas[i] = std::fabs(command.numbers[first + i]);
-  return sigmas;
-}
-
 std::string OperationNames::Suffix(const SiteImage& image) {
   if (!image.moved) return {};
   for (size_t i = 0; i < operations_.size(); ++i) {
@@ -180,4 +170,4 @@ std::string OperationNames::CifCode(const Neighbour& n) {
   return Printf("%d_%d%d%d", n.operation + 1, 5 + n.cell[0], 5 + n.cell[1], 5 + n.cell[2]);
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

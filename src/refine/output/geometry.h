@@ -8,7 +8,7 @@
 #include "refine/structure/neighbours.h"
 #include "refine/structure/structure.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 struct Measured {
   double value = 0.0;
@@ -40,8 +40,6 @@ class Geometry {
 SiteImage ImageOf(const Structure& structure, const Neighbour& n);
 // "1.234(5)", "1.23(12)": the su to two digits up to 19; without one the plain value with `digits` decimals.
 std::string WithSu(const Measured& m, int digits);
-// Uncertainties of the ZERR line; zeros without one.
-std::array<double, 6> CellSigmas(const std::string& zerrLine);
 
 // Operations that an output needs names for, numbered from 1.
 class OperationNames {
@@ -56,4 +54,4 @@ class OperationNames {
   std::vector<GroupOperator> operations_;
 };
 
-}  // namespace marvik::engine
+}  // namespace marvik

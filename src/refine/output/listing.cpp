@@ -2,9 +2,10 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "chem/uncertainty.h"
 #include "refine/output/tables.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 std::string ModelTable(const Session& s, const Geometry& geometry) {
@@ -184,4 +185,4 @@ std::string ComposeListing(const Session& s, const std::string& console) {
   return out + VarianceTable(s) + CorrelationTable(s) + DisagreeableTable(s) + PeakTable(s);
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

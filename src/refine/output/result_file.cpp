@@ -4,7 +4,7 @@
 #include "files/res/writer.h"
 #include "refine/job/session.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 // Start of the line that is END alone, or the length of the text.
@@ -96,4 +96,4 @@ std::string ComposeResult(Session& session, UserMessages& messages) {
   return text;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -6,7 +6,7 @@
 
 #include "base/numbers.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 const std::string& LabelOf(const Session& s, int site) {
@@ -270,4 +270,4 @@ FlackResult EstimateFlack(const Session& s) {
   return flack;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

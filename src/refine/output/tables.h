@@ -5,7 +5,7 @@
 #include "refine/job/session.h"
 #include "refine/output/geometry.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // Sections of the listing, each a block of lines.
 std::string BondTable(const Session& session, const Geometry& geometry);
@@ -38,4 +38,4 @@ struct FlackResult {
 };
 FlackResult EstimateFlack(const Session& session);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -3,7 +3,7 @@
 
 #include "refine/restraints/restraint_tools.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 Mat3 Outer(const Cartesian& a, const Cartesian& b) {
@@ -179,4 +179,4 @@ void MakeIsor(const RestraintInput& input, RestraintList& list) {
   }
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -4,7 +4,7 @@
 #include "base/numbers.h"
 #include "refine/restraints/restraint_tools.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 // DFIX and DANG: one distance towards a target, which may be tied to a free variable. A negative target only keeps the
@@ -193,4 +193,4 @@ void MakeBump(const RestraintInput& input, RestraintList& list) {
   }
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -4,7 +4,7 @@
 #include "base/numbers.h"
 #include "refine/restraints/restraint_tools.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 // FLAT: distances from the least-squares plane, one equation an atom. The slopes leave out what only moves or tilts the
@@ -141,4 +141,4 @@ void MakeSump(const RestraintInput& input, RestraintList& list) {
   if (!terms.empty()) list.push_back(std::make_unique<VariableSum>(n[0], std::max(1e-6, n[1]), terms));
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -3,7 +3,7 @@
 
 #include "refine/restraints/restraints.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 void AddTo(Row& row, int parameter, double factor) {
@@ -97,4 +97,4 @@ void AddEquations(const std::vector<ParameterEquation>& equations, NormalSystem&
   }
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -4,7 +4,7 @@
 #include "refine/structure/atom_names.h"
 
 // What the kinds of restraints share.
-namespace marvik::engine {
+namespace marvik {
 
 Cartesian PlaceOf(const Structure& structure, const SiteImage& image);
 // Adds the slopes of a quantity with the Cartesian gradient g at an atom's place.
@@ -47,4 +47,4 @@ void MakeRigu(const RestraintInput& input, RestraintList& list);
 void MakeSimu(const RestraintInput& input, RestraintList& list);
 void MakeIsor(const RestraintInput& input, RestraintList& list);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -5,7 +5,7 @@
 
 #include "refine/restraints/restraint_tools.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 struct Maker {
@@ -156,4 +156,4 @@ RestraintList MakeRestraints(const Structure& structure, const std::vector<Comma
   return list;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

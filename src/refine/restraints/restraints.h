@@ -10,7 +10,7 @@
 #include "refine/structure/neighbours.h"
 #include "refine/structure/structure.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // One observational equation: wanted - present = Σ slope·(shift of a raw parameter), with an uncertainty. `variable`
 // names a free variable (index from 0) that the target depends on, -1 for none.
@@ -65,4 +65,4 @@ void AddOriginEquations(const Structure& structure, const Parametrisation& param
 
 void AddEquations(const std::vector<ParameterEquation>& equations, NormalSystem& system);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr size_t kKeptBytes = size_t{1} << 30;
@@ -129,4 +129,4 @@ std::vector<double> ConjugateGradientShifts(DataPass& pass, const Parametrisatio
   return x;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

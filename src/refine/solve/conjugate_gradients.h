@@ -5,7 +5,7 @@
 #include "refine/restraints/restraints.h"
 #include "refine/solve/least_squares.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // Shifts by preconditioned conjugate gradients on the normal equations (Hestenes & Stiefel, J. Res. NBS 49 (1952) 409)
 // without ever forming the matrix, so that memory grows with the parameters and not with their square. Derivative rows
@@ -14,4 +14,4 @@ std::vector<double> ConjugateGradientShifts(DataPass& pass, const Parametrisatio
                                             const std::vector<ParameterEquation>& equations, int iterations,
                                             const std::vector<bool>& frozen, Calculated& calculated);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <thread>
 
-namespace marvik::engine {
+namespace marvik {
 
 namespace {
 constexpr double kPi = 3.14159265358979323846;
@@ -259,4 +259,4 @@ void DataPass::Run(Calculated& calculated, const Parametrisation* parametrisatio
   work(0);
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -10,7 +10,7 @@
 #include "refine/factors/normal_matrix.h"
 #include "refine/factors/structure_factors.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // w = q / [σ² + (aP)² + bP + d + e s], P = f max(0, Fo²) + (1 - f) Fc², s = sin θ / λ; q = 1, exp(c s²) or
 // 1 - exp(c s²) for c = 0, > 0, < 0. a b c d e f as on WGHT; Fo² and σ on the absolute scale.
@@ -73,4 +73,4 @@ class DataPass {
   std::vector<std::unique_ptr<Worker>> workers_;
 };
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -7,7 +7,7 @@
 #include "refine/solve/conjugate_gradients.h"
 #include "refine/structure/atom_names.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr int kGradientIterations = 12;
@@ -345,4 +345,4 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
   return result;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

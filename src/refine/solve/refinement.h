@@ -9,7 +9,7 @@
 #include "refine/solve/least_squares.h"
 #include "refine/solve/solver.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // Where a run's lines go as it proceeds.
 using LineSink = std::function<void(const std::string&)>;
@@ -53,4 +53,4 @@ bool MatchScale(Structure& structure, DataPass& pass, Calculated& calculated);
 // Names of the atoms whose displacement is not positive, in the order of the list.
 std::vector<std::string> NotPositiveAtoms(const Structure& structure);
 
-}  // namespace marvik::engine
+}  // namespace marvik

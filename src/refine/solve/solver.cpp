@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 // A pivot of the scaled matrix below this means that the parameter is a combination of earlier ones.
@@ -130,4 +130,4 @@ std::unique_ptr<NormalSolver> MakeCholeskySolver() {
   return std::make_unique<CholeskySolver>();
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -6,7 +6,7 @@
 
 #include "refine/factors/normal_matrix.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // The symmetric system N·shift = gradient, upper triangle of N.
 struct NormalSystem {
@@ -33,4 +33,4 @@ class NormalSolver {
 // Cholesky factorisation of the matrix scaled to a unit diagonal.
 std::unique_ptr<NormalSolver> MakeCholeskySolver();
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -4,7 +4,7 @@
 
 #include "base/numbers.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 int FindSite(const Structure& structure, const std::string& name, int residue) {
@@ -125,4 +125,4 @@ ResolvedNames ResolveAtoms(const Structure& structure, const Command& command, c
   return result;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

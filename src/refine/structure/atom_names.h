@@ -6,7 +6,7 @@
 #include "refine/job/commands.h"
 #include "refine/structure/structure.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // A site as an instruction names it, perhaps moved by an EQIV operation.
 struct SiteImage {
@@ -30,4 +30,4 @@ std::vector<int> ResiduesOf(const Structure& structure, const Command& command);
 ResolvedNames ResolveAtoms(const Structure& structure, const Command& command, const std::vector<Command>& commands,
                            const std::vector<std::string>& names, int residue = 0);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-namespace marvik::engine {
+namespace marvik {
 
 double Metric::DistanceSquared(const Fractional& a, const Fractional& b) const {
   const Fractional d = a - b;
@@ -60,4 +60,4 @@ Metric MakeMetric(const CellParameters& cell) {
   return m;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -6,7 +6,7 @@
 #include "base/vec3.h"
 #include "crystal/crystal.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // The metric of a cell. Cartesian coordinates of the engine are in Å in the right-handed frame with a along X, b in the
 // XY plane and c* along Z (International Tables B, 1.1), unlike the mirrored drawing frame of the program.
@@ -44,4 +44,4 @@ constexpr int TensorIndex(int i, int j) {
   return i == j ? i : 6 - i - j;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -6,7 +6,7 @@
 
 #include "refine/structure/atom_names.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr double kTolerance = 0.5;
@@ -162,4 +162,4 @@ NeighbourTable MakeBonds(const Structure& structure, const Document& document, c
   return table;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

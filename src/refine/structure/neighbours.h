@@ -5,7 +5,7 @@
 #include "refine/job/commands.h"
 #include "refine/structure/structure.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // An image of a site beside another one.
 struct Neighbour {
@@ -33,4 +33,4 @@ NeighbourTable MakeBonds(const Structure& structure, const Document& document, c
 
 bool PartsMeet(const Site& a, const Site& b, bool identity);
 
-}  // namespace marvik::engine
+}  // namespace marvik

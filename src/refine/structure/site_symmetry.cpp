@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 // Solves the homogeneous equations by elimination. Pivots are taken from the last component on, so that the first ones
@@ -134,4 +134,4 @@ std::array<double, 6> ProjectDisplacement(const Metric& metric, const std::vecto
   return sum;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -5,7 +5,7 @@
 
 #include "refine/structure/structure.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // Which shifts of a site's parameters its site symmetry allows: component i = Σ over `terms` factor·component j, j
 // independent. An independent component has itself alone, a fixed one nothing.
@@ -35,4 +35,4 @@ AllowedShifts<6> AllowedDisplacements(const Metric& metric, const std::vector<Gr
 std::array<double, 6> ProjectDisplacement(const Metric& metric, const std::vector<GroupOperator>& operations,
                                           const std::array<double, 6>& u);
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -6,7 +6,7 @@
 
 #include "base/numbers.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 // Decimals ("0.5", ".3333") become twenty-fourths, the unit of the triplet parser.
@@ -266,4 +266,4 @@ std::string OperatorText(const GroupOperator& op) {
   return out;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

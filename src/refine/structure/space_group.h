@@ -8,7 +8,7 @@
 #include "base/vec3.h"
 #include "model/document.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 using Miller = std::array<int, 3>;
 
@@ -49,4 +49,4 @@ std::optional<SpaceGroup> MakeSpaceGroup(int lattice, const std::vector<std::str
 std::string OperatorText(const GroupOperator& op);
 std::optional<GroupOperator> ParseOperator(const std::string& text);
 
-}  // namespace marvik::engine
+}  // namespace marvik

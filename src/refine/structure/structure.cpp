@@ -8,7 +8,7 @@
 #include "base/numbers.h"
 #include "refine/job/commands.h"
 
-namespace marvik::engine {
+namespace marvik {
 namespace {
 
 constexpr double kElectronVoltAngstrom = 12398.4198;
@@ -221,4 +221,4 @@ void StoreStructure(const Structure& structure, Document& document) {
   if (document.settings.ExtinctionOn) document.settings.Extinction = structure.extinction;
 }
 
-}  // namespace marvik::engine
+}  // namespace marvik

@@ -9,7 +9,7 @@
 #include "refine/structure/metric.h"
 #include "refine/structure/space_group.h"
 
-namespace marvik::engine {
+namespace marvik {
 
 // Ten raw parameters of a site, in the order of AtomRecord::codedValues: x y z, occupancy, U11 U22 U33 U23 U13 U12
 // (Uiso in the place of U11).
@@ -86,4 +86,4 @@ void ApplyFreeVariables(Structure& structure);
 // Scattering factors of one SFAC entry at a wavelength in Å, without what the file says about them.
 Scatterer TabulatedScatterer(const ElementInfo& element, double wavelength);
 
-}  // namespace marvik::engine
+}  // namespace marvik
