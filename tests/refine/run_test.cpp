@@ -169,18 +169,26 @@ TEST_F(RunTest, TheSecondPartsGroupHangsOnTheCarrierAndRestraintsMayBeIncluded) 
   Write("more.txt", "DFIX 1.43 0.01 O1 C1\nREM nothing\nFLAT O1 C1 C2\n");
   Simulate("p", ins, 1.0);
   Session s;
-  s.base = Path("p");
+  RecordingMessages messages;
+  ASSERT_TRUE(ReadInstructionText(s.document, Read("p.ins"), messages));
+  s.document.WorkingDirectory = Path("");
   std::string problem;
   std::string said;
-  ASSERT_TRUE(LoadSession(
-      s, [&](const std::string& line) { said += line + "\n"; }, problem))
-      << problem;
+  const LineSink listen = [&](const std::string& line) { said += line + "\n"; };
+  ASSERT_TRUE(PrepareSession(s, ParseHklFile(Read("p.hkl"), {}).reflections, listen, problem)) << problem;
   ASSERT_EQ(s.hydrogens.size(), 4u);
   EXPECT_EQ(s.structure.sites[static_cast<size_t>(s.hydrogens[2].carrier)].label, "C2");
   EXPECT_EQ(s.structure.sites[static_cast<size_t>(s.hydrogens[3].carrier)].label, "C2");
   EXPECT_EQ(s.hydrogens[3].hydrogens.size(), 3u);
   EXPECT_EQ(s.restraints.size(), 1u);
   EXPECT_NE(said.find("FLAT O1 C1 C2: makes no restraint"), std::string::npos);
+  s.structure.sites[0].x.x += 0.01;
+  ASSERT_TRUE(RefineSession(s, listen));
+  EXPECT_LT(s.result.final.r1, 0.05);
+  EXPECT_NEAR(s.document.atoms.head->fract.x, ModelOf(ins).sites[0].x.x, 0.001) << "the document has the result";
+  const DensityMap map = MapOf(s, MapKind::TwiceObserved);
+  EXPECT_GT(map.Interpolate(s.structure.sites[0].x), 10.0 * map.sigma / 3.0);
+  EXPECT_LT(std::fabs(MapOf(s, MapKind::Difference).Interpolate(s.structure.sites[0].x)), 1.0);
   ASSERT_EQ(Run("p"), 0) << Said();
   EXPECT_NE(Read("p.fcf").find("_refln_F_squared_calc"), std::string::npos);
   EXPECT_NE(Read("p.res").find("+more.txt"), std::string::npos);

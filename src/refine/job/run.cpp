@@ -7,7 +7,8 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
-#include "refine/data/weighting.h"
+#include "files/res/reader.h"
+#include "refine/job/includes.h"
 #include "refine/job/session.h"
 #include "refine/output/tables.h"
 
@@ -20,18 +21,6 @@ int Fail(const LineSink& print, const std::string& problem) {
   print(" ** " + problem + " **");
   print(" marvik-refine finished with an error");
   return 1;
-}
-
-void MakeMaps(Session& s) {
-  const auto count = static_cast<size_t>(std::max(1, s.job.peaks));
-  const DensityMap map = MakeMap(s.structure, s.observations, s.result.calculated);
-  s.mapSigma = map.sigma;
-  s.peaks = s.listed = FindPeaks(s.structure, map, count, false);
-  s.holes = FindPeaks(s.structure, map, 1, true);
-  if (s.job.map != MapKind::Difference) {
-    const DensityMap other = MakeMap(s.structure, s.observations, s.result.calculated, s.job.map);
-    s.listed = FindPeaks(s.structure, other, count, false);
-  }
 }
 
 // Atoms piled up in one place would fill gigabytes with angles.
@@ -60,27 +49,44 @@ void PrintPeaks(const Session& s, const LineSink& print) {
   }
 }
 
+// NAME.ins and NAME.hkl; a sentence when one of them is missing or is not what it should be.
+std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflection>& raw, const LineSink& print) {
+  const FileContent ins = ReadWholeFile(base + ".ins");
+  if (!ins.opened) return "CANNOT OPEN FILE " + base + ".ins";
+  PrintedMessages messages(print);
+  s.name = FileNameOf(base);
+  const std::string directory = DirectoryOf(base);
+  if (!ReadInstructionText(s.document, TakeIncludes(ins.content, directory, s.notes), messages))
+    return base + ".ins IS NOT AN INSTRUCTION FILE WITH A POSSIBLE CELL";
+  s.document.WorkingDirectory = directory;
+  const FileContent hkl = ReadWholeFile(base + ".hkl");
+  if (!hkl.opened) return "CANNOT OPEN FILE " + base + ".hkl";
+  HklFile file = ParseHklFile(hkl.content, ParseHklf(s.document.instructions.hklfLine));
+  if (file.badLines > 0) s.notes.push_back(Printf("%d lines of the reflection file cannot be read", file.badLines));
+  if (file.wideColumns) {
+    s.notes.push_back("the columns of the reflection file look wider than 8: intensities may be cut; check R(int)");
+  }
+  raw = std::move(file.reflections);
+  return raw.empty() ? "NO REFLECTIONS IN " + base + ".hkl" : std::string();
+}
+
 int Work(const std::string& base, const LineSink& print, const std::string& said) {
   const auto start = std::chrono::steady_clock::now();
   print(" marvik-refine: full-matrix least squares on F squared");
   print(" " + base);
   Session s;
-  s.base = base;
-  std::string problem;
-  if (!LoadSession(s, print, problem)) return Fail(print, problem);
-  s.result = Refine(s.job, s.structure, s.parametrisation, s.observations, s.restraints, print);
-  if (s.result.failed) return Fail(print, s.result.problem);
+  std::vector<Reflection> raw;
+  std::string problem = ReadFiles(base, s, raw, print);
+  if (!problem.empty() || !PrepareSession(s, raw, print, problem)) return Fail(print, problem);
+  if (!RefineSession(s, print)) return Fail(print, s.result.problem);
   const RefinementResult& r = s.result;
   print(Printf(" wR2 = %.4f, GooF = S = %.3f, Restrained GooF = %.3f for all data", r.final.wR2, r.final.goof,
                r.restrainedGoof));
   print(Printf(" R1 = %.4f for %zu Fo > 4sig(Fo) and %.4f for all %zu data, %zu parameters, %zu restraints", r.final.r1,
-               r.final.strong, r.final.r1All, r.final.all, r.parameters, r.restraintEquations));
+               r.final.strong, r.final.r1All, r.final.all, r.parameters, r.restraints));
   for (const std::string& name : NotPositiveAtoms(s.structure))
     print(" ** The displacement of " + name + " is not positive **");
-  MakeMaps(s);
   PrintPeaks(s, print);
-  const auto suggestion = SuggestWeights(r.calculated, s.job.weights.p[5]);
-  s.suggestedWeights = {suggestion.first, suggestion.second};
   PrintedMessages messages(print);
   const std::string text = ComposeResult(s, messages);
   if (text.empty()) return Fail(print, "THE RESULT CANNOT BE WRITTEN");

@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "base/files.h"
 #include "base/numbers.h"
-#include "files/res/reader.h"
-#include "refine/job/includes.h"
+#include "refine/data/weighting.h"
 #include "refine/job/prepare.h"
 #include "refine/structure/atom_names.h"
 
@@ -32,45 +30,16 @@ std::vector<std::vector<int>> SetsOf(const Structure& structure, const Job& job,
   return sets;
 }
 
-bool ReadInput(Session& s, std::vector<Reflection>& raw, const LineSink& print, std::string& problem) {
-  const FileContent ins = ReadWholeFile(s.base + ".ins");
-  if (!ins.opened) {
-    problem = "CANNOT OPEN FILE " + s.base + ".ins";
-    return false;
-  }
+bool ReadInstructions(Session& s, const LineSink& print, std::string& problem) {
   PrintedMessages messages(print);
-  const std::string directory = DirectoryOf(s.base);
-  std::vector<std::string> notes;
-  if (!ReadInstructionText(s.document, TakeIncludes(ins.content, directory, notes), messages)) {
-    problem = s.base + ".ins IS NOT AN INSTRUCTION FILE WITH A POSSIBLE CELL";
-    return false;
-  }
-  s.document.WorkingDirectory = directory;
-  const FileContent hkl = ReadWholeFile(s.base + ".hkl");
-  if (!hkl.opened) {
-    problem = "CANNOT OPEN FILE " + s.base + ".hkl";
-    return false;
-  }
-  PrepareDocument(s.document, messages, s.fresh, notes);
+  PrepareDocument(s.document, messages, s.fresh, s.notes);
   s.job = MakeJob(s.document);
-  for (const std::string& note : notes) {
+  for (const std::string& note : s.notes) {
     if (std::find(s.job.notes.begin(), s.job.notes.end(), note) == s.job.notes.end()) s.job.notes.push_back(note);
   }
-  if (s.job.hkl.code != 4 && s.job.hkl.code != 5) {
+  if (s.job.hkl.code != 4 && s.job.hkl.code != 5)
     problem = Printf("HKLF %d IS NOT REFINED AGAINST, ONLY 4 AND 5", s.job.hkl.code);
-    return false;
-  }
-  HklFile file = ParseHklFile(hkl.content, s.job.hkl);
-  if (file.badLines > 0) s.job.notes.push_back(Printf("%d lines of the reflection file cannot be read", file.badLines));
-  if (file.wideColumns) {
-    s.job.notes.push_back("the columns of the reflection file look wider than 8: intensities may be cut; check R(int)");
-  }
-  raw = std::move(file.reflections);
-  if (raw.empty()) {
-    problem = "NO REFLECTIONS IN " + s.base + ".hkl";
-    return false;
-  }
-  return true;
+  return problem.empty();
 }
 
 // Free variables that restraints tie distances to or sum up.
@@ -208,12 +177,36 @@ void FindTorsions(Session& s) {
 
 }  // namespace
 
-bool LoadSession(Session& s, const LineSink& print, std::string& problem) {
-  std::vector<Reflection> raw;
-  if (!ReadInput(s, raw, print, problem) || !PrepareModel(s, raw, problem)) return false;
+bool PrepareSession(Session& s, const std::vector<Reflection>& raw, const LineSink& print, std::string& problem) {
+  if (!ReadInstructions(s, print, problem)) return false;
+  if (raw.empty()) {
+    problem = "THERE ARE NO REFLECTIONS";
+    return false;
+  }
+  if (!PrepareModel(s, raw, problem)) return false;
   for (const std::string& note : s.job.notes) print(" Note: " + note);
   if (!PrepareData(s, raw, print, problem)) return false;
   FindTorsions(s);
+  return true;
+}
+
+DensityMap MapOf(const Session& s, MapKind kind) {
+  return MakeMap(s.structure, s.observations, s.result.calculated, kind);
+}
+
+bool RefineSession(Session& s, const LineSink& print) {
+  s.result = Refine(s.job, s.structure, s.parametrisation, s.observations, s.restraints, print);
+  if (s.result.failed) return false;
+  const auto count = static_cast<size_t>(std::max(1, s.job.peaks));
+  const DensityMap map = MapOf(s, MapKind::Difference);
+  s.mapSigma = map.sigma;
+  s.peaks = s.listed = FindPeaks(s.structure, map, count, false);
+  s.holes = FindPeaks(s.structure, map, 1, true);
+  if (s.job.map != MapKind::Difference) s.listed = FindPeaks(s.structure, MapOf(s, s.job.map), count, false);
+  const auto suggestion = SuggestWeights(s.result.calculated, s.job.weights.p[5]);
+  s.suggestedWeights = {suggestion.first, suggestion.second};
+  StoreStructure(s.structure, s.document);
+  s.document.RecomputePositions();
   return true;
 }
 

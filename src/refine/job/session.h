@@ -11,10 +11,13 @@
 
 namespace marvik {
 
-// What a run has put together by the time results are written.
+// A refinement as values, in memory: the document and the reflections go in, PrepareSession puts the model together,
+// RefineSession refines it and fills the rest. The only files that are read are those that "+file" lines name, looked
+// for in document.WorkingDirectory.
 struct Session {
-  std::string base;
-  Document document;
+  std::string name;                // stands in the CIF
+  Document document;               // in: what to refine; after RefineSession with the refined values
+  std::vector<std::string> notes;  // said before the first cycle, besides those of the job
   Job job;
   std::vector<AtomRecord*> fresh;  // first hydrogens of groups made from HFIX whose torsion is not known yet
   Structure structure;
@@ -26,7 +29,7 @@ struct Session {
   MergeStatistics merging;
   std::vector<Reflection> merged;
   Observations observations;
-  RefinementResult result;
+  RefinementResult result;  // figures of every cycle, covariance matrix, Fc
   double mapSigma = 0.0;
   std::vector<Peak> peaks;   // of the difference map
   std::vector<Peak> listed;  // of the map that FMAP asks for
@@ -52,8 +55,13 @@ class PrintedMessages : public UserMessages {
   const LineSink& print_;
 };
 
-// Reads base.ins and base.hkl and makes everything ready for Refine; notes are printed. False with a sentence.
-bool LoadSession(Session& session, const LineSink& print, std::string& problem);
+// Takes session.document and reflections as read, neither merged nor limited; notes are printed. False with a sentence.
+bool PrepareSession(Session& session, const std::vector<Reflection>& raw, const LineSink& print, std::string& problem);
+// Refines, makes the difference map and suggests weights. False when not even a model is left; a refinement that went
+// wrong but kept a good model gives true and says so in result.problem.
+bool RefineSession(Session& session, const LineSink& print);
+// The density at the refined model, over the whole cell.
+DensityMap MapOf(const Session& session, MapKind kind);
 
 // Text of the result file: the instruction file with the refined values, then remarks, the suggested weights and the
 // peaks behind END. Empty when the document cannot be written.

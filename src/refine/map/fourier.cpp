@@ -15,7 +15,6 @@ namespace marvik {
 namespace {
 
 constexpr double kTurn = 6.283185307179586;
-constexpr double kGridStep = 0.22;     // Å
 constexpr double kMostPoints = 1.0e8;  // twice 0.4 GB
 
 size_t FriendlySize(size_t n) {
@@ -34,32 +33,23 @@ size_t Wrap(long i, size_t n) {
   return static_cast<size_t>(((i % m) + m) % m);
 }
 
-std::array<size_t, 3> GridSize(const Structure& structure, const Observations& observations) {
-  const CellParameters& cell = structure.metric.cell;
-  const double edges[3] = {cell.a, cell.b, cell.c};
-  std::array<size_t, 3> size{};
-  for (size_t i = 0; i < 3; ++i) {
-    int largest = 1;
-    for (const Miller& h : observations.indices[0]) largest = std::max(largest, std::abs(h[i]));
-    for (const GroupOperator& op : structure.group.pointOperators) {
-      for (const Miller& h : observations.indices[0]) largest = std::max(largest, std::abs(op.ApplyToIndices(h)[i]));
-    }
-    size[i] =
-        FriendlySize(std::max(static_cast<size_t>(edges[i] / kGridStep) + 1, static_cast<size_t>(2 * largest + 2)));
-  }
-  // Reflections that a coarser grid cannot hold are left out of it.
-  double points = 1.0;
-  for (const size_t n : size) points *= static_cast<double>(n);
-  const double coarser = std::cbrt(std::min(1.0, kMostPoints / points));
-  for (size_t& n : size) n = FriendlySize(std::max<size_t>(8, static_cast<size_t>(coarser * static_cast<double>(n))));
-  return size;
-}
-
 // Vertex of the parabola through three equidistant values: offset in steps, within ±1/2.
 double Vertex(double a, double b, double c) {
   const double curvature = a - 2.0 * b + c;
   if (curvature >= 0.0) return 0.0;
   return std::clamp(0.5 * (a - c) / curvature, -0.5, 0.5);
+}
+
+bool Holds(const std::array<size_t, 3>& size, const Miller& h) {
+  for (size_t i = 0; i < 3; ++i)
+    if (2 * static_cast<size_t>(std::abs(h[i])) >= size[i]) return false;
+  return true;
+}
+
+// Of a grid whose last index runs fastest, in bytes.
+pocketfft::stride_t Strides(size_t second, size_t third, size_t element) {
+  return {static_cast<std::ptrdiff_t>(second * third * element), static_cast<std::ptrdiff_t>(third * element),
+          static_cast<std::ptrdiff_t>(element)};
 }
 
 struct Maximum {
@@ -182,48 +172,54 @@ std::map<Miller, MeanAmplitude> MeanAmplitudes(const Structure& structure, const
   return means;
 }
 
-DensityMap MakeMap(const Structure& structure, const Observations& observations, const Calculated& calculated,
-                   MapKind kind) {
-  DensityMap map;
-  map.size = GridSize(structure, observations);
-  const auto [n1, n2, n3] = map.size;
-  const size_t half = n3 / 2 + 1;
-  const double observed = kind == MapKind::TwiceObserved ? 2.0 : 1.0;
-  const double subtracted = kind == MapKind::Observed ? 0.0 : 1.0;
-  std::vector<std::complex<float>> coefficients(n1 * n2 * half);
-  if (kind != MapKind::Difference) {
-    coefficients[0] = static_cast<float>(ElectronsPerCell(structure) / structure.metric.volume);
+std::array<size_t, 3> GridSize(const Metric& metric, const SpaceGroup& group, std::span<const Miller> indices,
+                               double step) {
+  const double edges[3] = {metric.cell.a, metric.cell.b, metric.cell.c};
+  std::array<int, 3> largest{1, 1, 1};
+  for (const Miller& h : indices) {
+    for (const GroupOperator& op : group.pointOperators) {
+      const Miller image = op.ApplyToIndices(h);
+      for (size_t i = 0; i < 3; ++i) largest[i] = std::max(largest[i], std::abs(image[i]));
+    }
   }
-  for (const auto& [key, mean] : MeanAmplitudes(structure, observations, calculated)) {
-    const Miller& h = observations.indices[0][mean.first];
-    const std::complex<double> f(calculated.a[mean.first], calculated.b[mean.first]);
-    const double amplitude = (observed * mean.fo - subtracted * mean.fc) / mean.count;
-    const std::complex<double> coefficient = f / std::abs(f) * amplitude / structure.metric.volume;
-    for (const GroupOperator& op : structure.group.pointOperators) {
+  std::array<size_t, 3> size{};
+  double points = 1.0;
+  for (size_t i = 0; i < 3; ++i) {
+    size[i] = FriendlySize(std::max(static_cast<size_t>(edges[i] / step) + 1, static_cast<size_t>(2 * largest[i] + 2)));
+    points *= static_cast<double>(size[i]);
+  }
+  // Reflections that a coarser grid cannot hold are left out of it.
+  const double coarser = std::cbrt(std::min(1.0, kMostPoints / points));
+  for (size_t& n : size) n = FriendlySize(std::max<size_t>(8, static_cast<size_t>(coarser * static_cast<double>(n))));
+  return size;
+}
+
+DensityMap Synthesise(const SpaceGroup& group, double volume, const std::array<size_t, 3>& size,
+                      std::span<const MapCoefficient> terms) {
+  DensityMap map;
+  map.size = size;
+  const auto [n1, n2, n3] = size;
+  const size_t half = n3 / 2 + 1;
+  std::vector<std::complex<float>> coefficients(n1 * n2 * half);
+  for (const MapCoefficient& term : terms) {
+    for (const GroupOperator& op : group.pointOperators) {
       // F(hR) = F(h)·exp(-2πi h·t).
-      const Miller m = op.ApplyToIndices(h);
-      const auto fits = [&](size_t i) { return 2 * static_cast<size_t>(std::abs(m[i])) < map.size[i]; };
-      if (!fits(0) || !fits(1) || !fits(2)) continue;
-      const double shift = -kTurn * (h[0] * op.t[0] + h[1] * op.t[1] + h[2] * op.t[2]);
-      const std::complex<double> c = coefficient * std::polar(1.0, shift);
+      const Miller m = op.ApplyToIndices(term.h);
+      if (!Holds(size, m)) continue;
+      const double shift = -kTurn * (term.h[0] * op.t[0] + term.h[1] * op.t[1] + term.h[2] * op.t[2]);
+      const std::complex<double> c = term.f / volume * std::polar(1.0, shift);
       for (const int sign : {1, -1}) {
         const long l = sign * m[2];
         if (l < 0) continue;
-        const std::complex<double> value = sign > 0 ? c : std::conj(c);
         // The synthesis has exp(-2πi hx), the transform exp(+2πi hx): the same real map from conjugate coefficients.
         coefficients[(Wrap(sign * m[0], n1) * n2 + Wrap(sign * m[1], n2)) * half + static_cast<size_t>(l)] =
-            std::complex<float>(std::conj(value));
+            std::complex<float>(sign > 0 ? std::conj(c) : c);
       }
     }
   }
   map.values.resize(n1 * n2 * n3);
-  const pocketfft::shape_t shape{n1, n2, n3};
-  const auto stride = [](size_t b, size_t c, size_t element) {
-    return pocketfft::stride_t{static_cast<std::ptrdiff_t>(b * c * element), static_cast<std::ptrdiff_t>(c * element),
-                               static_cast<std::ptrdiff_t>(element)};
-  };
-  pocketfft::c2r<float>(shape, stride(n2, half, sizeof(std::complex<float>)), stride(n2, n3, sizeof(float)), {0, 1, 2},
-                        pocketfft::BACKWARD, coefficients.data(), map.values.data(), 1.0f, 1);
+  pocketfft::c2r<float>({n1, n2, n3}, Strides(n2, half, sizeof(std::complex<float>)), Strides(n2, n3, sizeof(float)),
+                        {0, 1, 2}, pocketfft::BACKWARD, coefficients.data(), map.values.data(), 1.0f, 1);
   double sum = 0.0;
   double square = 0.0;
   for (const float v : map.values)
@@ -231,6 +227,40 @@ DensityMap MakeMap(const Structure& structure, const Observations& observations,
   const auto n = static_cast<double>(map.values.size());
   map.sigma = std::sqrt(std::max(0.0, square / n - (sum / n) * (sum / n)));
   return map;
+}
+
+std::vector<std::complex<double>> Analyse(const DensityMap& map, double volume, std::span<const Miller> indices) {
+  const auto [n1, n2, n3] = map.size;
+  const size_t half = n3 / 2 + 1;
+  std::vector<std::complex<float>> transform(n1 * n2 * half);
+  const float scale = static_cast<float>(volume / static_cast<double>(map.values.size()));
+  pocketfft::r2c<float>({n1, n2, n3}, Strides(n2, n3, sizeof(float)), Strides(n2, half, sizeof(std::complex<float>)),
+                        {0, 1, 2}, pocketfft::FORWARD, map.values.data(), transform.data(), scale, 1);
+  std::vector<std::complex<double>> out(indices.size());
+  for (size_t i = 0; i < indices.size(); ++i) {
+    const Miller& h = indices[i];
+    if (!Holds(map.size, h)) continue;
+    const int sign = h[2] < 0 ? -1 : 1;
+    const std::complex<float> f =
+        transform[(Wrap(sign * h[0], n1) * n2 + Wrap(sign * h[1], n2)) * half + static_cast<size_t>(sign * h[2])];
+    out[i] = sign > 0 ? std::conj(f) : f;
+  }
+  return out;
+}
+
+DensityMap MakeMap(const Structure& structure, const Observations& observations, const Calculated& calculated,
+                   MapKind kind) {
+  const double observed = kind == MapKind::TwiceObserved ? 2.0 : 1.0;
+  const double subtracted = kind == MapKind::Observed ? 0.0 : 1.0;
+  std::vector<MapCoefficient> terms;
+  if (kind != MapKind::Difference) terms.push_back({{}, ElectronsPerCell(structure)});
+  for (const auto& [key, mean] : MeanAmplitudes(structure, observations, calculated)) {
+    const std::complex<double> f(calculated.a[mean.first], calculated.b[mean.first]);
+    const double amplitude = (observed * mean.fo - subtracted * mean.fc) / mean.count;
+    terms.push_back({observations.indices[0][mean.first], f / std::abs(f) * amplitude});
+  }
+  return Synthesise(structure.group, structure.metric.volume,
+                    GridSize(structure.metric, structure.group, observations.indices[0]), terms);
 }
 
 std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, size_t count, bool holes) {

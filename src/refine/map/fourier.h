@@ -1,7 +1,9 @@
 #pragma once
 
 #include <array>
+#include <complex>
 #include <map>
+#include <span>
 #include <vector>
 
 #include "refine/solve/least_squares.h"
@@ -19,6 +21,22 @@ struct DensityMap {
   // Trilinear interpolation.
   double Interpolate(const Fractional& x) const;
 };
+
+// One of each set of equivalents; Friedel opposites are conjugates of each other.
+struct MapCoefficient {
+  Miller h{};
+  std::complex<double> f;  // electrons per cell
+};
+// Points along the edges for these indices and their equivalents: steps of at most `step` Å, sizes with the factors 2,
+// 3 and 5, 10⁸ points at most.
+std::array<size_t, 3> GridSize(const Metric& metric, const SpaceGroup& group, std::span<const Miller> indices,
+                               double step = 0.22);
+// The density, 1/V Σ F(h) exp(-2πi hx) over all equivalents of the coefficients; indices that the grid cannot hold are
+// left out.
+DensityMap Synthesise(const SpaceGroup& group, double volume, const std::array<size_t, 3>& size,
+                      std::span<const MapCoefficient> coefficients);
+// The reverse: F(h) = V/n Σ ρ(x) exp(2πi hx), for each of the indices that the grid holds, 0 for others.
+std::vector<std::complex<double>> Analyse(const DensityMap& map, double volume, std::span<const Miller> indices);
 
 // The codes of FMAP.
 enum class MapKind { Difference = 2, Observed = 3, TwiceObserved = 4 };

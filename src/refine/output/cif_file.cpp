@@ -127,7 +127,7 @@ void RefinementItems(const Session& s, std::string& out) {
   }
   Item(out, "_refine_ls_number_reflns", Printf("%zu", r.final.all));
   Item(out, "_refine_ls_number_parameters", Printf("%zu", r.parameters));
-  Item(out, "_refine_ls_number_restraints", Printf("%zu", r.restraintEquations));
+  Item(out, "_refine_ls_number_restraints", Printf("%zu", r.restraints));
   Item(out, "_refine_ls_R_factor_all", Printf("%.4f", r.final.r1All));
   Item(out, "_refine_ls_R_factor_gt", Printf("%.4f", r.final.r1));
   Item(out, "_refine_ls_wR_factor_ref", Printf("%.4f", r.final.wR2));
@@ -216,7 +216,7 @@ void GeometryLoops(const Session& s, const Geometry& geometry, std::string& out)
 std::string ComposeCif(const Session& s) {
   const Geometry geometry(s.structure, s.parametrisation, s.result.covariance,
                           CellSigmas(s.document.instructions.zerrLine));
-  std::string name = FileNameOf(s.base);
+  std::string name = s.name;
   for (char& c : name) {
     if (c == ' ' || static_cast<unsigned char>(c) < 33) c = '_';
   }
@@ -260,7 +260,7 @@ std::string ComposeAmplitudeList(const Session& s) {
 
 std::string ComposeReflectionList(const Session& s) {
   if (s.job.list != 4 && s.job.list != 6) return ComposeAmplitudeList(s);
-  std::string out = "data_" + FileNameOf(s.base) + "\nloop_\n_refln_index_h\n_refln_index_k\n_refln_index_l\n";
+  std::string out = "data_" + s.name + "\nloop_\n_refln_index_h\n_refln_index_k\n_refln_index_l\n";
   const Calculated& c = s.result.calculated;
   const bool phases = s.job.list == 6;
   out += phases ? "_refln_F_squared_meas\n_refln_F_squared_sigma\n_refln_F_calc\n_refln_phase_calc\n"

@@ -40,7 +40,7 @@ std::string Remarks(const Session& s) {
                r.restrainedGoof);
   AppendPrintf(out, "REM R1 = %.4f for %zu Fo > 4sig(Fo) and %.4f for all %zu data\n", r.final.r1, r.final.strong,
                r.final.r1All, r.final.all);
-  AppendPrintf(out, "REM %zu parameters refined using %zu restraints\n\n", r.parameters, r.restraintEquations);
+  AppendPrintf(out, "REM %zu parameters refined using %zu restraints\n\n", r.parameters, r.restraints);
   return out;
 }
 
@@ -61,8 +61,6 @@ std::string BehindEnd(const Session& s) {
 
 std::string ComposeResult(Session& session, UserMessages& messages) {
   Document& document = session.document;
-  StoreStructure(session.structure, document);
-  document.RecomputePositions();
   std::vector<AtomRecord*> leftOver;
   for (AtomRecord* atom : Atoms(document.atoms)) {
     if (atom->IsPeak()) leftOver.push_back(atom);
