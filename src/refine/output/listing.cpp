@@ -182,7 +182,7 @@ std::string ComposeListing(const Session& s, const std::string& console) {
   if (flack.present)
     AppendPrintf(out, "\n Flack parameter %s from %zu quotients\n", WithSu(flack.x, 3).c_str(), flack.pairs);
   AppendPrintf(out, "\n Suggested weights: WGHT %.4f %.4f\n", s.suggestedWeights[0], s.suggestedWeights[1]);
-  return out + VarianceTable(s) + CorrelationTable(s) + DisagreeableTable(s) + PeakTable(s);
+  return out + RestraintTable(s) + VarianceTable(s) + CorrelationTable(s) + DisagreeableTable(s) + PeakTable(s);
 }
 
 }  // namespace marvik

@@ -14,6 +14,20 @@ std::string HydrogenBondTable(const Session& session, const Geometry& geometry);
 std::string PlaneTable(const Session& session);                                   // MPLA
 std::string RequestedTable(const Session& session, const Geometry& geometry);     // RTAB
 
+// Every restraint at the refined model. Lengths in Å, volumes in Å³, displacements in Å²; of several equal distances
+// the target is their mean.
+struct RestraintLine {
+  std::string instruction;
+  std::string atoms;
+  double target = 0.0;
+  double value = 0.0;
+  double sigma = 1.0;
+  double chi2 = 0.0;     // as it counts in the restrained S
+  double counted = 1.0;  // restraints that the line stands for
+};
+std::vector<RestraintLine> RestraintLinesOf(const Session& session);
+std::string RestraintTable(const Session& session);
+
 // Whole files.
 std::string ComposeListing(const Session& session, const std::string& console);
 std::string ComposeCif(const Session& session);

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <set>
 
 #include "refine/restraints/restraint_tools.h"
 
@@ -15,23 +16,29 @@ Mat3 Outer(const Cartesian& a, const Cartesian& b) {
 }
 
 // Equal components of two tensors along given directions: DELU (Hirshfeld, Acta Cryst. A32 (1976) 239) takes the one
-// along the bond, RIGU (Acta Cryst. A68 (2012) 448) also the two that mix it with the
-// directions across.
+// along the bond, RIGU (Acta Cryst. A68 (2012) 448) also the two that mix it with the directions across. The
+// uncertainty of RIGU grows with the distance L and the mean Ueq u of the two atoms, σ = s L (1 + 14 u)^½ in Å and Å²,
+// as published refinements have it: flat ones force large displacements together against the data.
 class AlongBond : public Restraint {
  public:
-  AlongBond(int a, int b, double sigma, bool across) : a_(a), b_(b), sigma_(sigma), across_(across) {}
+  AlongBond(int a, int b, double sigma, bool rigid) : a_(a), b_(b), sigma_(sigma), rigid_(rigid) {}
 
   void Evaluate(const Structure& structure, std::vector<RestraintEquation>& equations) const override {
-    const Cartesian z = Normalised(PlaceOf(structure, PlainImage(b_)) - PlaceOf(structure, PlainImage(a_)));
+    const Cartesian bond = PlaceOf(structure, PlainImage(b_)) - PlaceOf(structure, PlainImage(a_));
+    const Cartesian z = Normalised(bond);
+    const double u = 0.5 * (structure.Ueq(structure.sites[static_cast<size_t>(a_)]) +
+                            structure.Ueq(structure.sites[static_cast<size_t>(b_)]));
+    const double sigma =
+        rigid_ ? sigma_ * std::max(0.1, Length(bond)) * std::sqrt(1.0 + 14.0 * std::max(0.0, u)) : sigma_;
     const Cartesian x = Normalised(Cross(z, std::fabs(z.x) < 0.8 ? Cartesian{1, 0, 0} : Cartesian{0, 1, 0}));
     const Cartesian y = Cross(z, x);
     const Mat3 components[] = {Outer(z, z), Outer(x, z), Outer(y, z)};
-    for (int i = 0; i < (across_ ? 3 : 1); ++i) {
+    for (int i = 0; i < (rigid_ ? 3 : 1); ++i) {
       RestraintEquation e;
-      const double first = TensorWithSlopes(structure, a_, components[i], 1.0, e);
-      const double second = TensorWithSlopes(structure, b_, components[i], -1.0, e);
-      e.deviation = second - first;
-      e.sigma = sigma_;
+      e.value = TensorWithSlopes(structure, a_, components[i], 1.0, e);
+      e.value -= TensorWithSlopes(structure, b_, components[i], -1.0, e);
+      e.sigma = sigma;
+      e.atoms = {a_, b_};
       equations.push_back(std::move(e));
     }
   }
@@ -40,7 +47,7 @@ class AlongBond : public Restraint {
   int a_;
   int b_;
   double sigma_;
-  bool across_;
+  bool rigid_;
 };
 
 // SIMU: all components alike; two isotropic atoms give one equation.
@@ -57,10 +64,10 @@ class SimilarU : public Restraint {
       const int j = k < 3 ? k : k == 5 ? 1 : 2;
       m[i][static_cast<size_t>(j)] = 1.0;
       RestraintEquation e;
-      const double first = TensorWithSlopes(structure, a_, m, 1.0, e);
-      const double second = TensorWithSlopes(structure, b_, m, -1.0, e);
-      e.deviation = second - first;
+      e.value = TensorWithSlopes(structure, a_, m, 1.0, e);
+      e.value -= TensorWithSlopes(structure, b_, m, -1.0, e);
       e.sigma = sigma_;
+      e.atoms = {a_, b_};
       equations.push_back(std::move(e));
     }
   }
@@ -86,8 +93,9 @@ class NearlyIsotropic : public Restraint {
         m[k == 3 ? 1 : 0][k == 5 ? 1 : 2] = 1.0;
       }
       RestraintEquation e;
-      e.deviation = -TensorWithSlopes(structure, site_, m, 1.0, e);
+      e.value = TensorWithSlopes(structure, site_, m, 1.0, e);
       e.sigma = sigma_;
+      e.atoms = {site_};
       equations.push_back(std::move(e));
     }
   }
@@ -109,30 +117,30 @@ bool IsTerminal(const RestraintInput& input, int site) {
 }
 
 // Pairs within the list at one and two bonds.
-void ForBondedPairs(const RestraintInput& input, double sigma12, double sigma13, bool across, RestraintList& list) {
+void ForBondedPairs(const RestraintInput& input, double sigma12, double sigma13, bool rigid, RestraintList& list) {
   const Structure& s = input.structure;
-  std::vector<std::pair<int, int>> done;
+  std::set<std::pair<int, int>> done;
   const auto add = [&](int a, int b, double sigma) {
     if (a == b || sigma <= 0.0 || s.sites[static_cast<size_t>(b)].hydrogen) return;
     const std::pair<int, int> key = std::minmax(a, b);
-    if (!Includes(input, b) || std::find(done.begin(), done.end(), key) != done.end()) return;
+    if (!Includes(input, b) || done.contains(key)) return;
     if (!PartsMeet(s.sites[static_cast<size_t>(a)], s.sites[static_cast<size_t>(b)], true)) return;
     // Two isotropic atoms have nothing to compare.
     if (!s.sites[static_cast<size_t>(a)].anisotropic || !s.sites[static_cast<size_t>(b)].anisotropic) return;
-    done.push_back(key);
-    list.push_back(std::make_unique<AlongBond>(key.first, key.second, sigma, across));
+    done.insert(key);
+    list.push_back(std::make_unique<AlongBond>(key.first, key.second, sigma, rigid));
   };
   for (const double sigma : {sigma12, -1.0}) {
     for (const SiteImage& image : input.images) {
       if (s.sites[static_cast<size_t>(image.site)].hydrogen) continue;
       for (const Neighbour& n : input.bonds[static_cast<size_t>(image.site)]) {
-        if (!n.IsIdentity()) continue;
+        if (!IsAsListed(s, n)) continue;
         if (sigma > 0.0) {
           add(image.site, n.site, sigma12);
           continue;
         }
         for (const Neighbour& m : input.bonds[static_cast<size_t>(n.site)]) {
-          if (m.IsIdentity()) add(image.site, m.site, sigma13);
+          if (IsAsListed(s, m)) add(image.site, m.site, sigma13);
         }
       }
     }

@@ -1,5 +1,8 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <map>
+#include <set>
 
 #include "base/numbers.h"
 #include "refine/restraints/restraint_tools.h"
@@ -15,7 +18,7 @@ class FixedDistance : public Restraint {
 
   void Evaluate(const Structure& structure, std::vector<RestraintEquation>& equations) const override {
     RestraintEquation e;
-    const double present = DistanceWithSlopes(structure, a_, b_, 1.0, e);
+    e.value = DistanceWithSlopes(structure, a_, b_, 1.0, e);
     double wanted = target_;
     const CodedParts coded = SplitCodedValue(target_);
     if (coded.variable == 1) wanted = coded.offset;
@@ -23,9 +26,10 @@ class FixedDistance : public Restraint {
       wanted = coded.factor * structure.freeVariables[static_cast<size_t>(coded.variable - 2)] + coded.offset;
       e.variables.push_back({coded.variable - 2, -coded.factor});
     }
-    if (wanted < 0.0 && present >= -wanted) return;
-    e.deviation = std::fabs(wanted) - present;
+    if (wanted < 0.0 && e.value >= -wanted) return;
+    e.target = std::fabs(wanted);
     e.sigma = sigma_;
+    e.atoms = {a_.site, b_.site};
     equations.push_back(std::move(e));
   }
 
@@ -36,52 +40,83 @@ class FixedDistance : public Restraint {
   double sigma_;
 };
 
-// SADI: two distances alike, or each of several towards the mean of all. The mean moves with the distances.
+using SitePair = std::pair<SiteImage, SiteImage>;
+
+// The same distance whichever end comes first; symmetry images by their rotation and translation.
+using DistanceKey = std::array<double, 14>;
+DistanceKey KeyOf(const SitePair& pair) {
+  const auto end = [](const SiteImage& i, DistanceKey& key, size_t at) {
+    key[at] = i.site;
+    for (size_t k = 0; i.moved && k < 3; ++k) {
+      key[at + 1 + k] = 16.0 * i.operation.t[k] + 2.0;
+      key[at + 4 + k] = 9.0 * i.operation.r[k][0] + 3.0 * i.operation.r[k][1] + i.operation.r[k][2];
+    }
+  };
+  DistanceKey one{};
+  DistanceKey other{};
+  end(pair.first, one, 0), end(pair.second, one, 7);
+  end(pair.second, other, 0), end(pair.first, other, 7);
+  return std::min(one, other);
+}
+
+// SADI and SAME: n distances alike, as published refinements have it: every two of them a restraint of the weight
+// (2/n)/s², which is n terms towards their mean with s/√2. The restrained S counts every two in full.
 class EqualDistances : public Restraint {
  public:
-  EqualDistances(std::vector<std::pair<SiteImage, SiteImage>> pairs, double sigma)
-      : pairs_(std::move(pairs)), sigma_(sigma) {}
+  EqualDistances(std::vector<SitePair> pairs, double sigma) : pairs_(std::move(pairs)), sigma_(sigma) {}
 
   void Evaluate(const Structure& structure, std::vector<RestraintEquation>& equations) const override {
+    const auto n = static_cast<double>(pairs_.size());
+    std::vector<RestraintEquation> each(pairs_.size());
+    double mean = 0.0;
+    for (size_t i = 0; i < pairs_.size(); ++i) {
+      each[i].value = DistanceWithSlopes(structure, pairs_[i].first, pairs_[i].second, 1.0, each[i]);
+      mean += each[i].value / n;
+    }
     if (pairs_.size() == 2) {
-      RestraintEquation e;
-      const double first = DistanceWithSlopes(structure, pairs_[0].first, pairs_[0].second, 1.0, e);
-      e.deviation = DistanceWithSlopes(structure, pairs_[1].first, pairs_[1].second, -1.0, e) - first;
+      RestraintEquation& e = each[0];
+      e.target = each[1].value;
+      for (RestraintEquation::Slope s : each[1].slopes) s.value = -s.value, e.slopes.push_back(s);
       e.sigma = sigma_;
+      e.atoms = {pairs_[0].first.site, pairs_[0].second.site, pairs_[1].first.site, pairs_[1].second.site};
       equations.push_back(std::move(e));
       return;
     }
-    const double share = 1.0 / static_cast<double>(pairs_.size());
-    double mean = 0.0;
-    RestraintEquation unused;
-    for (const auto& [a, b] : pairs_) mean += share * DistanceWithSlopes(structure, a, b, 1.0, unused);
+    // The mean moves with the distances: Σ (δdᵢ - δmean)² = Σ δdᵢ² - (Σ δdᵢ)²/n, so that one more equation takes back
+    // what holds the mean.
+    RestraintEquation moving;
     for (size_t i = 0; i < pairs_.size(); ++i) {
-      RestraintEquation e;
-      double present = 0.0;
-      for (size_t j = 0; j < pairs_.size(); ++j) {
-        const double factor = (i == j ? 1.0 : 0.0) - share;
-        const double d = DistanceWithSlopes(structure, pairs_[j].first, pairs_[j].second, factor, e);
-        if (i == j) present = d;
-      }
-      e.deviation = mean - present;
-      e.sigma = sigma_;
+      RestraintEquation& e = each[i];
+      e.target = mean;
+      e.sigma = sigma_ / std::sqrt(2.0);
+      e.counted = 0.5 * (n - 1.0);
+      e.inFull = 0.5 * n;
+      e.atoms = {pairs_[i].first.site, pairs_[i].second.site};
+      moving.slopes.insert(moving.slopes.end(), e.slopes.begin(), e.slopes.end());
       equations.push_back(std::move(e));
     }
+    moving.sigma = sigma_ / std::sqrt(2.0);
+    moving.share = -1.0 / n;
+    moving.counted = 0.0;
+    equations.push_back(std::move(moving));
   }
 
+  const std::vector<SitePair>& Pairs() const { return pairs_; }
+  double Sigma() const { return sigma_; }
+
  private:
-  std::vector<std::pair<SiteImage, SiteImage>> pairs_;
+  std::vector<SitePair> pairs_;
   double sigma_;
 };
 
 // Pairs of a list of sites that are bonded (1) or have a common neighbour (2) by bonds within the cell as listed.
-int Separation(const NeighbourTable& bonds, int a, int b) {
+int Separation(const Structure& structure, const NeighbourTable& bonds, int a, int b) {
   int best = 0;
   for (const Neighbour& n : bonds[static_cast<size_t>(a)]) {
-    if (n.site == b && n.IsIdentity()) return 1;
-    if (!n.IsIdentity()) continue;
+    if (n.site == b && IsAsListed(structure, n)) return 1;
+    if (!IsAsListed(structure, n)) continue;
     for (const Neighbour& m : bonds[static_cast<size_t>(n.site)]) {
-      if (m.site == b && m.IsIdentity()) best = 2;
+      if (m.site == b && IsAsListed(structure, m)) best = 2;
     }
   }
   return best;
@@ -98,8 +133,12 @@ void MakeDfix(const RestraintInput& input, RestraintList& list) {
 }
 
 void MakeSadi(const RestraintInput& input, RestraintList& list) {
-  std::vector<std::pair<SiteImage, SiteImage>> pairs;
-  for (size_t i = 0; i + 1 < input.images.size(); i += 2) pairs.emplace_back(input.images[i], input.images[i + 1]);
+  std::vector<SitePair> pairs;
+  std::set<DistanceKey> known;
+  for (size_t i = 0; i + 1 < input.images.size(); i += 2) {
+    const SitePair pair{input.images[i], input.images[i + 1]};
+    if (known.insert(KeyOf(pair)).second) pairs.push_back(pair);
+  }
   const double sigma = std::max(1e-4, std::fabs(NumberAt(input.command, 0, 0.02)));
   if (pairs.size() > 1) list.push_back(std::make_unique<EqualDistances>(pairs, sigma));
 }
@@ -111,19 +150,21 @@ bool NamesAClass(const Command& command) {
 
 namespace {
 
-// The 1,2 and 1,3 distances of two lists of atoms alike, position by position.
-void MakeAlike(const RestraintInput& input, const std::vector<int>& pattern, const std::vector<int>& copy,
-               RestraintList& list) {
+// The 1,2 and 1,3 distances of lists of atoms alike, position by position; the bonds are those of the first.
+void MakeAlike(const RestraintInput& input, const std::vector<std::vector<int>>& lists, RestraintList& list) {
   const double sigmas[] = {1.0, std::max(1e-4, NumberAt(input.command, 0, 0.02)),
                            std::max(1e-4, NumberAt(input.command, 1, 0.04))};
-  for (size_t i = 0; i < copy.size(); ++i) {
-    for (size_t j = i + 1; j < copy.size(); ++j) {
-      if (pattern[i] == copy[i] && pattern[j] == copy[j]) continue;
-      const int separation = Separation(input.bonds, pattern[i], pattern[j]);
+  for (size_t i = 0; i < lists[0].size(); ++i) {
+    for (size_t j = i + 1; j < lists[0].size(); ++j) {
+      const int separation = Separation(input.structure, input.bonds, lists[0][i], lists[0][j]);
       if (separation == 0) continue;
-      std::vector<std::pair<SiteImage, SiteImage>> pairs{{PlainImage(pattern[i]), PlainImage(pattern[j])},
-                                                         {PlainImage(copy[i]), PlainImage(copy[j])}};
-      list.push_back(std::make_unique<EqualDistances>(pairs, sigmas[separation]));
+      std::vector<SitePair> pairs;
+      std::set<DistanceKey> known;
+      for (const std::vector<int>& atoms : lists) {
+        const SitePair pair{PlainImage(atoms[i]), PlainImage(atoms[j])};
+        if (known.insert(KeyOf(pair)).second) pairs.push_back(pair);
+      }
+      if (pairs.size() > 1) list.push_back(std::make_unique<EqualDistances>(pairs, sigmas[separation]));
     }
   }
 }
@@ -140,10 +181,11 @@ void MakeSame(const RestraintInput& input, RestraintList& list) {
       if (residues.empty() || residues.back().first != residue) residues.push_back({residue, {}});
       residues.back().second.push_back(image.site);
     }
-    for (size_t r = 1; r < residues.size(); ++r) {
-      if (residues[r].second.size() == residues[0].second.size())
-        MakeAlike(input, residues[0].second, residues[r].second, list);
+    std::vector<std::vector<int>> lists;
+    for (const auto& [residue, atoms] : residues) {
+      if (atoms.size() == residues[0].second.size()) lists.push_back(atoms);
     }
+    if (lists.size() > 1) MakeAlike(input, lists, list);
     return;
   }
   std::vector<int> pattern;
@@ -155,7 +197,28 @@ void MakeSame(const RestraintInput& input, RestraintList& list) {
     reached = reached || site.atom == input.command.before;
     if (reached && !site.hydrogen) followers.push_back(static_cast<int>(i));
   }
-  if (input.command.before && followers.size() == pattern.size()) MakeAlike(input, pattern, followers, list);
+  if (input.command.before && followers.size() == pattern.size()) MakeAlike(input, {pattern, followers}, list);
+}
+
+// A set of SAME whose distances SADI makes alike already, with the same uncertainty, is one set with those of SADI.
+void MergeSets(RestraintList& list) {
+  std::map<DistanceKey, std::set<const Restraint*>> held;  // by the SADI sets
+  for (const auto& restraint : list) {
+    const auto* set = dynamic_cast<const EqualDistances*>(restraint.get());
+    if (!set || !restraint->text.starts_with("SADI")) continue;
+    for (const SitePair& pair : set->Pairs()) held[KeyOf(pair)].insert(set);
+  }
+  std::erase_if(list, [&](const std::unique_ptr<Restraint>& restraint) {
+    const auto* set = dynamic_cast<const EqualDistances*>(restraint.get());
+    if (!set || !restraint->text.starts_with("SAME")) return false;
+    std::set<const Restraint*> common = held[KeyOf(set->Pairs()[0])];
+    std::erase_if(common, [&](const Restraint* sadi) {
+      return static_cast<const EqualDistances*>(sadi)->Sigma() != set->Sigma();
+    });
+    for (const SitePair& pair : set->Pairs())
+      std::erase_if(common, [&](const Restraint* sadi) { return !held[KeyOf(pair)].contains(sadi); });
+    return !common.empty();
+  });
 }
 
 // Atoms other than hydrogen that are not bonded, have no common neighbour and may be there at the same time are kept

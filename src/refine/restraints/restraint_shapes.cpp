@@ -1,4 +1,4 @@
-#include <Eigen/Dense>
+#include <algorithm>
 #include <cmath>
 
 #include "base/numbers.h"
@@ -7,54 +7,7 @@
 namespace marvik {
 namespace {
 
-// FLAT: distances from the least-squares plane, one equation an atom. The slopes leave out what only moves or tilts the
-// whole plane, so that the group as such stays free.
-class Planar : public Restraint {
- public:
-  Planar(std::vector<SiteImage> images, double sigma) : images_(std::move(images)), sigma_(sigma) {}
-
-  void Evaluate(const Structure& structure, std::vector<RestraintEquation>& equations) const override {
-    const size_t n = images_.size();
-    std::vector<Cartesian> places;
-    Cartesian centre;
-    for (const SiteImage& image : images_) {
-      places.push_back(PlaceOf(structure, image));
-      centre += places.back() / static_cast<double>(n);
-    }
-    Mat3 scatter;
-    for (const Cartesian& p : places) {
-      const Cartesian d = p - centre;
-      for (int i = 0; i < 3; ++i) {
-        for (int j = 0; j < 3; ++j) scatter[i][static_cast<size_t>(j)] += d[i] * d[j];
-      }
-    }
-    const Eigen3 axes = SymmetricEigen(scatter);
-    const auto normal = axes.Vector<CartesianSpace>(0);
-    Eigen::MatrixXd design(static_cast<Eigen::Index>(n), 3);
-    for (size_t i = 0; i < n; ++i) {
-      const Cartesian d = places[i] - centre;
-      design.row(static_cast<Eigen::Index>(i)) << 1.0, Dot(d, axes.Vector<CartesianSpace>(1)),
-          Dot(d, axes.Vector<CartesianSpace>(2));
-    }
-    const Eigen::MatrixXd hat = design * (design.transpose() * design).ldlt().solve(design.transpose());
-    for (size_t i = 0; i < n; ++i) {
-      RestraintEquation e;
-      e.deviation = -Dot(places[i] - centre, normal);
-      e.sigma = sigma_;
-      for (size_t j = 0; j < n; ++j) {
-        const double f = (i == j ? 1.0 : 0.0) - hat(static_cast<Eigen::Index>(i), static_cast<Eigen::Index>(j));
-        AddPositionSlopes(structure, images_[j], normal * f, e);
-      }
-      equations.push_back(std::move(e));
-    }
-  }
-
- private:
-  std::vector<SiteImage> images_;
-  double sigma_;
-};
-
-// CHIV: the volume spanned by the bonds from an atom to three others, Å³, the others in the order of the list.
+// CHIV: the volume a·(b × c) spanned by the vectors from an atom to three others, Å³; FLAT: the same to be zero.
 class ChiralVolume : public Restraint {
  public:
   ChiralVolume(SiteImage centre, std::array<SiteImage, 3> others, double volume, double sigma)
@@ -69,8 +22,10 @@ class ChiralVolume : public Restraint {
     const Cartesian gb = Cross(d, a);
     const Cartesian gd = Cross(a, b);
     RestraintEquation e;
-    e.deviation = volume_ - Dot(a, ga);
+    e.target = volume_;
+    e.value = Dot(a, ga);
     e.sigma = sigma_;
+    e.atoms = {centre_.site, others_[0].site, others_[1].site, others_[2].site};
     AddPositionSlopes(structure, others_[0], ga, e);
     AddPositionSlopes(structure, others_[1], gb, e);
     AddPositionSlopes(structure, others_[2], gd, e);
@@ -93,10 +48,10 @@ class VariableSum : public Restraint {
 
   void Evaluate(const Structure& structure, std::vector<RestraintEquation>& equations) const override {
     RestraintEquation e;
-    e.deviation = target_;
+    e.target = target_;
     e.sigma = sigma_;
     for (const auto& [variable, factor] : terms_) {
-      e.deviation -= factor * structure.freeVariables[static_cast<size_t>(variable)];
+      e.value += factor * structure.freeVariables[static_cast<size_t>(variable)];
       e.variables.push_back({variable, factor});
     }
     equations.push_back(std::move(e));
@@ -110,16 +65,20 @@ class VariableSum : public Restraint {
 
 }  // namespace
 
+// n atoms lie in a plane when n - 3 tetrahedra of them have no volume.
 void MakeFlat(const RestraintInput& input, RestraintList& list) {
-  if (input.images.size() < 4) return;
-  list.push_back(std::make_unique<Planar>(input.images, std::max(1e-4, NumberAt(input.command, 0, 0.1))));
+  const double sigma = std::max(1e-4, NumberAt(input.command, 0, 0.1));
+  const auto& i = input.images;
+  for (size_t k = 3; k < i.size(); ++k) {
+    list.push_back(std::make_unique<ChiralVolume>(i[k - 3], std::array{i[k - 2], i[k - 1], i[k]}, 0.0, sigma));
+  }
 }
 
 void MakeChiv(const RestraintInput& input, RestraintList& list) {
   for (const SiteImage& centre : input.images) {
     std::vector<SiteImage> others;
     for (const Neighbour& n : input.bonds[static_cast<size_t>(centre.site)]) {
-      if (input.structure.sites[static_cast<size_t>(n.site)].hydrogen || !n.IsIdentity()) continue;
+      if (input.structure.sites[static_cast<size_t>(n.site)].hydrogen || !IsAsListed(input.structure, n)) continue;
       others.push_back(PlainImage(n.site));
     }
     if (others.size() != 3) continue;

@@ -33,14 +33,14 @@ bool IsHeld(const Structure& structure, const Parametrisation& parametrisation,
 }  // namespace
 
 std::vector<ParameterEquation> MakeEquations(const Structure& structure, const Parametrisation& parametrisation,
-                                             const RestraintList& restraints, double factor, RestraintSums& sums) {
+                                             const RestraintList& restraints, RestraintSums& sums) {
   std::vector<RestraintEquation> raw;
   for (const auto& restraint : restraints) restraint->Evaluate(structure, raw);
   std::vector<ParameterEquation> equations;
   for (const RestraintEquation& equation : raw) {
     ParameterEquation e;
-    e.deviation = equation.deviation;
-    e.weight = factor / (equation.sigma * equation.sigma);
+    e.deviation = equation.Deviation();
+    e.weight = equation.share * sums.scale / (equation.sigma * equation.sigma);
     for (const auto& slope : equation.slopes) {
       for (const Term& term : parametrisation.RowOf(slope.site, slope.raw))
         AddTo(e.slopes, term.parameter, slope.value * term.factor);
@@ -52,8 +52,8 @@ std::vector<ParameterEquation> MakeEquations(const Structure& structure, const P
           AddTo(e.slopes, static_cast<int>(p), slope);
       }
     }
-    sums.sum += equation.deviation * equation.deviation / (equation.sigma * equation.sigma);
-    ++sums.equations;
+    sums.sum += equation.inFull * e.deviation * e.deviation / (equation.sigma * equation.sigma);
+    sums.restraints += equation.counted;
     if (!e.slopes.empty()) equations.push_back(std::move(e));
   }
   return equations;

@@ -19,6 +19,8 @@ double TensorWithSlopes(const Structure& structure, int site, const Mat3& m, dou
                         RestraintEquation& equation);
 
 SiteImage PlainImage(int site);
+// Whether a neighbour is the atom as listed; one on a special position may be reached by other operations as well.
+bool IsAsListed(const Structure& structure, const Neighbour& n);
 
 // Makers, one family each; the sites are those that the instruction names, in its order.
 struct RestraintInput {
@@ -33,6 +35,8 @@ double NumberAt(const Command& command, size_t at, double otherwise);
 
 // Whether the suffix is the name of a residue class or "*", not a residue number.
 bool NamesAClass(const Command& command);
+
+void MergeSets(RestraintList& list);
 
 using MakeRestraint = void (*)(const RestraintInput& input, RestraintList& list);
 void MakeDfix(const RestraintInput& input, RestraintList& list);

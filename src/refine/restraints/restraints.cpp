@@ -49,6 +49,21 @@ Command WithDefaults(Command command, const std::vector<double>& defaults) {
   return command;
 }
 
+// "SADI Al1 O1_*" means Al1 with the O1 of every residue that has one, 0 among them: the words once for each.
+std::vector<std::string> InEveryResidue(const Structure& structure, const Command& command) {
+  const auto everywhere = [](const std::string& word) { return word.ends_with("_*"); };
+  const auto wild = std::find_if(command.words.begin(), command.words.end(), everywhere);
+  if (wild == command.words.end()) return command.words;
+  std::vector<std::string> words;
+  const std::string sought = UpperCase(wild->substr(0, wild->size() - 2));
+  for (const Site& site : structure.sites) {
+    if (UpperCase(site.name) != sought) continue;
+    for (const std::string& word : command.words)
+      words.push_back(everywhere(word) ? word.substr(0, word.size() - 1) + std::to_string(site.residueNumber) : word);
+  }
+  return words.empty() ? command.words : words;
+}
+
 }  // namespace
 
 double NumberAt(const Command& command, size_t at, double otherwise) {
@@ -59,6 +74,13 @@ SiteImage PlainImage(int site) {
   SiteImage image;
   image.site = site;
   return image;
+}
+
+bool IsAsListed(const Structure& structure, const Neighbour& n) {
+  if (n.IsIdentity()) return true;
+  constexpr double kSamePlace = 0.1;  // Å
+  return structure.metric.DistanceSquared(ImagePosition(structure, n), structure.sites[static_cast<size_t>(n.site)].x) <
+         kSamePlace * kSamePlace;
 }
 
 Cartesian PlaceOf(const Structure& structure, const SiteImage& image) {
@@ -136,7 +158,7 @@ RestraintList MakeRestraints(const Structure& structure, const std::vector<Comma
     const bool across = maker->acrossResidues && NamesAClass(command);
     RestraintInput input{structure, command, commands, bonds, {}, 0};
     for (const int residue : residues) {
-      ResolvedNames names = ResolveAtoms(structure, command, commands, command.words, residue);
+      ResolvedNames names = ResolveAtoms(structure, command, commands, InEveryResidue(structure, command), residue);
       for (const std::string& missing : names.missing) {
         const std::string note = command.keyword + ": there is no atom " + missing;
         if (std::find(notes.begin(), notes.end(), note) == notes.end()) notes.push_back(note);
@@ -153,6 +175,7 @@ RestraintList MakeRestraints(const Structure& structure, const std::vector<Comma
     for (size_t i = before; i < list.size(); ++i) list[i]->text = command.text;
     if (list.size() == before && command.keyword != "BUMP") notes.push_back(command.text + ": makes no restraint");
   }
+  MergeSets(list);
   return list;
 }
 

@@ -12,17 +12,23 @@
 
 namespace marvik {
 
-// One observational equation: wanted - present = Σ slope·(shift of a raw parameter), with an uncertainty. `variable`
-// names a free variable (index from 0) that the target depends on, -1 for none.
+// One observational equation: target - value = Σ slope·(shift of a raw parameter), with an uncertainty.
 struct RestraintEquation {
   struct Slope {
     int site;
     int raw;
     double value;
   };
-  double deviation = 0.0;
+  double target = 0.0;
+  double value = 0.0;
   double sigma = 1.0;
+  double counted = 1.0;    // how many restraints it stands for,
+  double share = 1.0;      // of the weight; negative for one that takes back what another one holds too much
+  double inFull = 1.0;     // and how often its square counts in the restrained S
+  std::vector<int> atoms;  // sites that it is about, for tables
   std::vector<Slope> slopes;
+
+  double Deviation() const { return target - value; }
   std::vector<std::pair<int, double>> variables;  // free variable (index from 0), slope
 };
 
@@ -49,13 +55,14 @@ struct ParameterEquation {
 };
 
 struct RestraintSums {
-  size_t equations = 0;
-  double sum = 0.0;  // Σ (deviation/σ)²
+  double restraints = 0.0;
+  double sum = 0.0;    // Σ (deviation/σ)²
+  double scale = 1.0;  // of the restraints against the data
 };
 
-// The equations of the restraints with the weights factor/σ².
+// The equations of the restraints with the weights sums.scale/σ².
 std::vector<ParameterEquation> MakeEquations(const Structure& structure, const Parametrisation& parametrisation,
-                                             const RestraintList& restraints, double factor, RestraintSums& sums);
+                                             const RestraintList& restraints, RestraintSums& sums);
 
 // Holds the origin of a polar group: the sum of the coordinate shifts along each free direction, weighted by squared
 // scattering power, is zero (Flack & Schwarzenbach, Acta Cryst. A44 (1988) 499). Nothing is added for a direction along

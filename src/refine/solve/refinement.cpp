@@ -76,8 +76,8 @@ void Freeze(const std::vector<bool>& frozen, NormalSystem& system) {
 
 double RestrainedGoof(const Residuals& r, size_t parameters, const RestraintSums& sums) {
   const double n = static_cast<double>(r.all) - static_cast<double>(parameters);
-  const double total = r.goof * r.goof * std::max(0.0, n) + sums.sum;
-  const double all = n + static_cast<double>(sums.equations);
+  const double total = r.goof * r.goof * std::max(0.0, n) + sums.scale * sums.sum;
+  const double all = n + sums.restraints;
   return all > 0.0 ? std::sqrt(total / all) : 0.0;
 }
 
@@ -125,7 +125,7 @@ class Cycler {
     }
     result.final = MakeResiduals(result.calculated, n);
     result.restrainedGoof = RestrainedGoof(result.final, n, sums_);
-    result.restraintEquations = sums_.equations;
+    result.restraints = static_cast<size_t>(std::lround(sums_.restraints));
   }
 
   // Normal equations at the present model.
@@ -155,15 +155,20 @@ class Cycler {
     std::vector<ParameterEquation> equations = MakeAllEquations(calculated);
     double strength = 1.0;
     for (size_t p = 0; p < n; ++p) strength = std::max(strength, total.matrix.At(p, p));
+    const size_t before = equations.size();
     AddOriginEquations(structure_, parametrisation_, strength, equations);
+    sums_.restraints += static_cast<double>(equations.size() - before);
     AddEquations(equations, total);
     return total;
   }
 
   std::vector<ParameterEquation> MakeAllEquations(const Calculated& calculated) {
     const Residuals r = MakeResiduals(calculated, parametrisation_.Size());
+    // Restraints count against the mean weighted square of the residuals.
+    const double freedom = 1.0 - static_cast<double>(parametrisation_.Size()) / static_cast<double>(r.all);
     sums_ = {};
-    return MakeEquations(structure_, parametrisation_, restraints_, std::max(1e-3, r.goof * r.goof), sums_);
+    sums_.scale = std::max(1e-3, r.goof * r.goof * std::max(0.0, freedom));
+    return MakeEquations(structure_, parametrisation_, restraints_, sums_);
   }
 
   const RestraintSums& Sums() const { return sums_; }

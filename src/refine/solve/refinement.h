@@ -32,7 +32,7 @@ struct RefinementResult {
   std::vector<CycleReport> cycles;
   Residuals final;
   double restrainedGoof = 0.0;
-  size_t restraintEquations = 0;
+  size_t restraints = 0;
   size_t parameters = 0;
   double lastShift = 0.0;  // largest |shift/σ| of the last cycle
   double lastMeanShift = 0.0;
