@@ -21,6 +21,8 @@ constexpr const char* kAxisKeys[] = {"x", "y", "z"};
 constexpr const char* kUKeys[] = {"u11", "u22", "u33", "u23", "u13", "u12"};
 
 constexpr FieldRange kRanges[] = {
+    WordField("name", "Name", "NAME"),
+    WordField("element", "Element", "SYMBOL"),
     {"x", "x", -kMostCoded, kMostCoded},
     {"y", "y", -kMostCoded, kMostCoded},
     {"z", "z", -kMostCoded, kMostCoded},
@@ -33,14 +35,15 @@ constexpr FieldRange kRanges[] = {
     {"u13", "U13", -kMostCoded, kMostCoded},
     {"u12", "U12", -kMostCoded, kMostCoded},
     {"part", "PART", -kLargestPart, kLargestPart},
-    {"partoccupancy", "PART occupancy", -kMostCoded, kMostCoded},
+    {"partoccupancy", "PART occupancy", -kMostCoded, kMostCoded, "none"},
     {"afix", "AFIX", -179.0, 999.0},
     {"mole", "MOLE", 0.0, 99.0},
+    WordField("residue", "Residue", "[CHAIN:]NUMBER[/CLASS]"),
     {"height", "Peak height", -kMostCoded, kMostCoded},
 };
 
 const FieldRange& RangeOf(std::string_view key) {
-  return *std::ranges::find(kRanges, key, [](const FieldRange& range) { return std::string_view(range.key); });
+  return *FindField(kRanges, key);
 }
 
 // A number that may be tied to a free variable which has to exist.
@@ -205,10 +208,11 @@ bool AtomEdit::IsEmpty() const {
          !dropsPartOccupancy && !afix && !mole && !residue && !uIso && std::ranges::none_of(uij, given) && !height;
 }
 
+std::span<const FieldRange> AtomEditFields() {
+  return kRanges;
+}
+
 const char* AtomFieldCaption(std::string_view key) {
-  if (key == "name") return "Name";
-  if (key == "element") return "Element";
-  if (key == "residue") return "Residue";
   return RangeOf(key).caption;
 }
 
@@ -277,8 +281,7 @@ EditFault CheckAtomEdit(const Document& document, const std::vector<AtomRecord*>
 
 std::optional<AtomEdit> ParseAtomEdit(const Document& document, const std::vector<AtomRecord*>& atoms,
                                       const EditArguments& arguments, EditFault& fault) {
-  fault = UnknownFieldFault(arguments, {"name", "element", "x", "y", "z", "occupancy", "u", "u11", "u22", "u33", "u23",
-                                        "u13", "u12", "part", "partoccupancy", "afix", "mole", "residue", "height"});
+  fault = UnknownFieldFault(arguments, kRanges);
   FieldReader read(document, arguments, fault);
   AtomEdit edit;
   if (const std::string* text = read.Text("name")) edit.name = *text;

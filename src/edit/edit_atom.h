@@ -37,6 +37,8 @@ struct AtomEdit {
   bool IsEmpty() const;
 };
 
+// Every field that an edit takes.
+std::span<const FieldRange> AtomEditFields();
 // The fields as they stand for an atom, in the order of the dialog, with captions in AtomFieldCaption.
 std::vector<EditArguments::Field> AtomFields(const Document& document, const AtomRecord& atom);
 const char* AtomFieldCaption(std::string_view key);

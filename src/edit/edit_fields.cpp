@@ -101,15 +101,27 @@ std::optional<int> ReadFieldInteger(const FieldRange& range, std::string_view te
   return std::nullopt;
 }
 
-EditFault UnknownFieldFault(const EditArguments& arguments, const std::vector<std::string_view>& keys) {
+const FieldRange* FindField(std::span<const FieldRange> fields, std::string_view key) {
+  const auto found = std::ranges::find(fields, key, &FieldRange::key);
+  return found == fields.end() ? nullptr : &*found;
+}
+
+std::string ValuesOf(const FieldRange& field) {
+  std::string text = field.words;
+  if (field.low <= field.high) AppendPrintf(text, "%s%g..%g", text.empty() ? "" : "|", field.low, field.high);
+  return text;
+}
+
+EditFault NoSuchField(const std::string& key, std::span<const FieldRange> known) {
+  std::string text = key + ": there is no such field";
+  for (const FieldRange& field : known) text.append(&field == known.data() ? "; there are " : ", ").append(field.key);
+  return {key, text + "."};
+}
+
+EditFault UnknownFieldFault(const EditArguments& arguments, std::span<const FieldRange> known) {
   std::set<std::string_view> seen;
   for (const EditArguments::Field& field : arguments.fields) {
-    if (std::ranges::find(keys, field.key) == keys.end()) {
-      if (keys.empty()) return {field.key, field.key + ": there is no such field."};
-      std::string known;
-      for (const std::string_view key : keys) known.append(known.empty() ? "" : ", ").append(key);
-      return {field.key, field.key + ": there is no such field; there are " + known + "."};
-    }
+    if (!FindField(known, field.key)) return NoSuchField(field.key, known);
     if (!seen.insert(field.key).second) return {field.key, field.key + ": the field is given twice."};
   }
   return {};

@@ -1,6 +1,7 @@
 #include "edit/edit_label.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <set>
 #include <unordered_map>
@@ -14,7 +15,10 @@
 namespace marvik {
 namespace {
 
-constexpr FieldRange kFirst{"first", "First number", 0.0, 999.0};
+constexpr std::array<FieldRange, 3> kFields{{{"first", "First number", 0.0, 999.0},
+                                             WordField("prefix", "Prefix", "$|TEXT"),
+                                             WordField("suffix", "Suffix", "TEXT")}};
+constexpr const FieldRange& kFirst = kFields[0];
 constexpr size_t kLongest = 4;
 
 // The only atom that a hydrogen can be named after, null when there is none or more than one.
@@ -151,9 +155,13 @@ std::string LabelSuffix(std::string_view name) {
   return std::string(name.substr(std::min(name.find_first_not_of("0123456789", start), name.size())));
 }
 
+std::span<const FieldRange> GroupLabelFields() {
+  return kFields;
+}
+
 std::optional<GroupLabel> ParseGroupLabel(const EditArguments& arguments, EditFault& fault) {
   GroupLabel label;
-  fault = UnknownFieldFault(arguments, {"first", "prefix", "suffix"});
+  fault = UnknownFieldFault(arguments, kFields);
   if (const std::string* prefix = arguments.Find("prefix"); prefix && *prefix != "$") label.prefix = *prefix;
   if (const std::string* suffix = arguments.Find("suffix")) label.suffix = *suffix;
   const std::string* first = arguments.Find("first");

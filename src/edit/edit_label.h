@@ -17,6 +17,7 @@ struct GroupLabel {
   int first = 1;
   std::string suffix;
 };
+std::span<const FieldRange> GroupLabelFields();
 std::optional<GroupLabel> ParseGroupLabel(const EditArguments& arguments, EditFault& fault);
 
 // Which atom gets which name. Hydrogens follow their parent, or the one atom they are bonded to: H and its number and

@@ -1,6 +1,7 @@
 #include "edit/edit_part.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <set>
 #include <unordered_set>
@@ -12,10 +13,14 @@
 namespace marvik {
 namespace {
 
-constexpr FieldRange kPart{"part", "PART", -999.0, 999.0};
-constexpr FieldRange kFvar{"fvar", "Free variable", -99.0, 99.0};
-constexpr FieldRange kOccupancy{"occupancy", "Occupancy", 0.0, 4.99};
-constexpr FieldRange kValue{"value", "Value of the free variable", -4.99, 4.99};
+constexpr std::array<FieldRange, 4> kFields{{{"part", "PART", -999.0, 999.0},
+                                             {"fvar", "Free variable", -99.0, 99.0},
+                                             {"occupancy", "Occupancy", 0.0, 4.99},
+                                             {"value", "Value of the free variable", -4.99, 4.99}}};
+constexpr const FieldRange& kPart = kFields[0];
+constexpr const FieldRange& kFvar = kFields[1];
+constexpr const FieldRange& kOccupancy = kFields[2];
+constexpr const FieldRange& kValue = kFields[3];
 constexpr float kNewVariable = 0.5f;
 
 // m with its sign and p; p of a plain occupancy is the occupancy.
@@ -60,8 +65,12 @@ double CodedOccupancy(int fvar, double p) {
   return fvar < 0 ? 10.0 * fvar - p : 10.0 * fvar + p;
 }
 
+std::span<const FieldRange> PartFields() {
+  return kFields;
+}
+
 std::optional<PartChange> ParsePartChange(const Document& document, const EditArguments& arguments, EditFault& fault) {
-  fault = UnknownFieldFault(arguments, {"part", "fvar", "occupancy", "value"});
+  fault = UnknownFieldFault(arguments, kFields);
   PartChange change;
   const auto text = [&](const char* key) { return fault ? nullptr : arguments.Find(key); };
   if (const auto* t = text("part")) change.part = ReadFieldInteger(kPart, *t, fault);

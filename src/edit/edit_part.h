@@ -19,6 +19,7 @@ struct PartChange {
   std::optional<double> occupancy;  // p
   std::optional<double> value;      // of that free variable; a new one gets 0.5 unless this is given
 };
+std::span<const FieldRange> PartFields();
 std::optional<PartChange> ParsePartChange(const Document& document, const EditArguments& arguments, EditFault& fault);
 // The next free variable is made when the change speaks of it. Bonds are not made again.
 void ApplyPartChange(Document& document, const std::vector<AtomRecord*>& atoms, const PartChange& change);

@@ -72,19 +72,49 @@ TEST_F(CommandLineTest, AnswersAboutItself) {
   EXPECT_EQ(Run({"--list-commands"}), 0);
   std::string list = out.str();
   list.insert(0, 1, '\n');
-  EXPECT_NE(list.find("\n100\t&Open...\n"), std::string::npos);
+  EXPECT_NE(list.find("\n100\topen\t&Open...\n"), std::string::npos);
   EXPECT_NE(list.find("\n10104\t"), std::string::npos);
   EXPECT_EQ(static_cast<size_t>(std::ranges::count(out.str(), '\n')), CommandTable().size());
+  EXPECT_EQ(Run({"--fields", "--list-commands"}), 0);
+  EXPECT_NE(out.str().find("103\trefine\tcycles\t0..999\tCycles\n"), std::string::npos);
+  EXPECT_NE(out.str().find("106\tlabels\t\t[on|off]\tLabels\n"), std::string::npos);
 }
 
-TEST_F(CommandLineTest, CommandStepsAreSplitAtSemicolonsAndCommas) {
+TEST_F(CommandLineTest, EveryTextAboutOptionsKnowsEveryOption) {
+  const std::string help = CommandLineHelp();
+  std::string page = ManualPage();
+  std::erase(page, '\\');
+  const std::string script = CompletionScript();
+  for (const OptionRow& row : OptionTable()) {
+    const std::string name = row.name;
+    EXPECT_NE(row.IsAction(), row.take != nullptr) << name;
+    EXPECT_NE(script.find(name), std::string::npos) << name;
+    if (row.group[0] == '\0') continue;
+    EXPECT_NE(help.find("  " + name), std::string::npos) << name;
+    EXPECT_NE(page.find(".B " + name), std::string::npos) << name;
+  }
+  for (const CommandRow& row : CommandTable()) EXPECT_NE(page.find(std::string(".B ") + row.name), std::string::npos);
+}
+
+TEST_F(CommandLineTest, FileAndOptionsStandInAnyOrder) {
+  ASSERT_EQ(Run({"--report", "bonds", "--json", file}), 0);
+  const std::string report = out.str();
+  EXPECT_EQ(Run({file, "--json", "--report=bonds"}), 0);
+  EXPECT_EQ(out.str(), report);
+  EXPECT_EQ(Run({"--json", "--report", "bonds", "--", file}), 0);
+  EXPECT_EQ(out.str(), report);
+  EXPECT_EQ(Run({"--rotate", "-30,0,0", "--write", "-", "--format", "res", file}), 0)
+      << "a value may begin with a dash";
+}
+
+TEST_F(CommandLineTest, CommandStepsAreNamesOrNumbers) {
   std::string wrong;
-  const auto steps = ParseCommandSteps(" 203; 144=C* O1;138,139 ;142=0,2,0,1,0,1;", wrong);
+  const auto steps = ParseCommandSteps(" kill-peaks; 144=C* O1;grow,139 ;pack=0,2,0,1,0,1;", wrong);
   ASSERT_TRUE(steps);
   std::string spelled;
   for (const CommandStep& step : *steps) spelled += std::to_string(step.id) + "=" + step.argument + "|";
   EXPECT_EQ(spelled, "203=|144=C* O1|138=|139=|142=0,2,0,1,0,1|");
-  for (const char* bad : {"C1", "=C1", "203;;x", "203,,204", "-5", "1.5", "203=a,b;c"}) {
+  for (const char* bad : {"C1", "Kill", "=C1", "203;;x", "203,,204", "-5", "1.5", "203=a,b;c"}) {
     EXPECT_FALSE(ParseCommandSteps(bad, wrong)) << bad;
   }
   EXPECT_EQ(wrong, "\"c\"");
@@ -138,6 +168,13 @@ TEST_F(CommandLineTest, CommandsRunInOrderBeforeTheTask) {
   EXPECT_NE(err.str().find("107=LEVEL"), std::string::npos);
   EXPECT_EQ(Run({"--commands", "12345,203", "--write", folder / "out.ins", file}), 1);
   EXPECT_FALSE(folder.Has("out.ins")) << "a step failed, so nothing is written";
+  EXPECT_EQ(Run({"--commands", "select=C*; kill=now", "--write", folder / "out.ins", file}), 1);
+  EXPECT_NE(err.str().find("takes no value"), std::string::npos) << err.str();
+  EXPECT_EQ(Run({"--commands", "103=anisotropic=1", file}), 1);
+  EXPECT_NE(err.str().find("anisotropic: there is no such field; there are type, cycles"), std::string::npos)
+      << err.str();
+  EXPECT_EQ(Run({"--commands", "save-picture=sise=300 " + (folder / "a.png"), file}), 1);
+  EXPECT_EQ(Run({"--commands", "labels=of", file}), 1);
   // Unsaved changes are only thrown away by a --yes.
   EXPECT_EQ(Run({"--commands", "203;100=" + file, "--report", "atoms", file}), 1);
   EXPECT_EQ(Run({"--yes", "--commands", "203;100=" + file, "--report", "atoms", file}), 0);

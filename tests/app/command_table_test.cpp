@@ -149,9 +149,14 @@ TEST(CommandTable, IsGreyedOnlyWithAReason) {
   EXPECT_EQ(greyed, kGreyed);
 }
 
-TEST(CommandTable, HasEachShortcutOnce) {
+TEST(CommandTable, HasEachNameAndShortcutOnce) {
   std::set<std::string> shortcuts;
+  std::set<std::string> names;
   for (const CommandRow& row : CommandTable()) {
+    EXPECT_TRUE(names.insert(row.name).second) << row.name;
+    EXPECT_EQ(std::string(row.name).find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789.-"), std::string::npos);
+    EXPECT_EQ(FindCommand(row.name), &row);
+    EXPECT_EQ(FindCommand(std::to_string(row.id)), &row);
     const std::string shortcut = row.shortcut;
     EXPECT_TRUE(shortcut.empty() || shortcuts.insert(shortcut).second) << shortcut;
   }
@@ -233,6 +238,19 @@ TEST(Menus, SpellTheContextMenus) {
             "H&ybrid Label Coloration, Show &Cell, -, &Grow, P&ack..., T&rim, &unUNIQ, &Select..., &FMOL");
 }
 
+TEST_F(BenchTest, TogglesAreSetByOnAndOff) {
+  for (const CommandRow& row : CommandTable()) {
+    if (!row.TakesOnOff() || std::string_view(row.name) == "zoom") continue;
+    for (const char* value : {"on", "on", "off", "off", "on"}) {
+      EXPECT_EQ(RunCommand(bench, row.id, value), Outcome::Done) << row.name;
+      EXPECT_EQ(CommandChecked(bench, row.id), std::string_view(value) == "on") << row.name;
+    }
+    RunCommand(bench, row.id);
+    EXPECT_FALSE(CommandChecked(bench, row.id)) << row.name;
+  }
+  EXPECT_TRUE(messages.shown.empty());
+}
+
 TEST_F(BenchTest, UnusableCommandsSaySo) {
   EXPECT_EQ(RunCommand(bench, 99), Outcome::Failed);
   EXPECT_EQ(RunCommand(bench, 107), Outcome::Failed);  // needs a level, and nobody is there to ask
@@ -259,7 +277,8 @@ void RunAll(Workbench& bench, const std::string& folder) {
     if (row.id == 160 || row.id == 100) continue;  // would replace the structure that the others are run on
     const std::string_view argument = row.argument;
     RunCommand(bench, row.id,
-               argument.starts_with("[ATOM")   ? "C1 C2"
+               argument == "[ATOM]"            ? "C1"
+               : argument.starts_with("[ATOM") ? "C1 C2"
                : argument.starts_with("[FILE") ? folder + std::to_string(row.id) + ".pdf"
                                                : "");
     RunCommand(bench, row.id);

@@ -48,6 +48,9 @@ TEST(DemoScript, FindsWordsAnywhereInTheLine) {
       {"ROT X 1+2", "R38+0x2"},
       {"ROT Y 1", ""},
       {"PACK 99999999999", "C164=2147483647"},
+      {"kill", "C113"},
+      {" select=C* KILL; 203,grow ", "C144=C* KILL C203 C138"},
+      {"please kill", ""},
   };
   for (const auto& [line, steps] : kLines) EXPECT_EQ(Spelled(line), steps) << line;
   EXPECT_EQ(ParseDemoLine("# What is shown").comment, "What is shown");
@@ -69,7 +72,8 @@ TEST(DemoScript, TurnsByTheKeysOfItsTable) {
 TEST(DemoScript, SaysWhatItMadeNothingOf) {
   for (const char* line : {"BALL", "PACK 2", "UNIQ C1", "# anything", " ", "ROT A 1 20", "RENDER COLOR"})
     EXPECT_TRUE(ParseDemoLine(line).faults.empty()) << line;
-  for (const char* line : {"BALLS ON", "TRMI", "PACK", "SELECT", "INSFILE ", "ROT Z 2 1", "WAIT 3 seconds"})
+  for (const char* line : {"BALLS ON", "TRMI", "PACK", "SELECT", "INSFILE ", "ROT Z 2 1", "WAIT 3 seconds",
+                           "kill; nothing=1", "please=kill"})
     EXPECT_EQ(ParseDemoLine(line).faults.size(), 1u) << line;
   const DemoLine longLine = ParseDemoLine(std::string(kLongestDemoLine - 4, ' ') + "BALLEXIT");
   EXPECT_EQ(longLine.faults.size(), 1u);

@@ -91,10 +91,10 @@ class EveryCommand : public test::BenchTest {
 
   std::string ArgumentOf(const CommandRow& row) const {
     const auto own = kArguments.find(row.id);
-    std::string text = own != kArguments.end()                 ? own->second
-                       : std::string(row.argument) == "[ATOM]" ? "%A"
-                       : row.argument[0] == '['                ? "%A %B"
-                                                               : "";
+    std::string text = own != kArguments.end()                          ? own->second
+                       : std::string(row.argument) == "[ATOM]"          ? "%A"
+                       : std::string(row.argument).starts_with("[ATOM") ? "%A %B"
+                                                                        : "";
     const auto fill = [&text](const std::string& mark, const std::string& by) {
       for (size_t at = 0; (at = text.find(mark)) != std::string::npos;) text.replace(at, mark.size(), by);
     };

@@ -112,6 +112,28 @@ TEST_F(RefineFlow, ChecksInOrderBeforeAnythingIsWritten) {
   EXPECT_EQ(messages.shown.at(0).text, "noname.hkl couldn't be found!");
 }
 
+TEST_F(RefineFlow, FieldsStandForTheDialog) {
+  Start("job");
+  Steps("copy new.res\nsay finished\n");
+  bench.hooks.editRefinement = [](RefinementSettings&) -> bool { throw "not asked"; };
+  for (const char* wrong : {"cycles=1000", "cycles=1.5", "cycles=", "type=LS", "weights=0.1,x", "weights=previous",
+                            "weights=1,2,3,4,5,6,7", "twotheta=50", "acta=yes", "acta", "cycles=1 cycles=2"}) {
+    messages.shown.clear();
+    EXPECT_EQ(RunCommand(bench, kRefineCommand, wrong), Outcome::Failed) << wrong;
+    EXPECT_EQ(Captions(), "Error: Field Not Accepted") << wrong;
+    EXPECT_FALSE(folder.Has("job.ins"));
+  }
+  ASSERT_EQ(RunCommand(bench, kRefineCommand,
+                       "cycles=9 type=CGLS plan=33 fmap=3 list=4 acta=on bond=on aniso=on invert=on omit=-2 "
+                       "twotheta=52 weights=0.06,0.4 exti=0.01"),
+            Outcome::Done)
+      << Captions();
+  const std::string text = folder.Get("job.ins");
+  for (const char* line : {"CGLS 9\n", "PLAN 33\n", "FMAP 3\n", "LIST 4\n", "ACTA\n", "BOND\n", "ANIS\n", "MOVE",
+                           "OMIT", "WGHT", "0.06", "EXTI"})
+    EXPECT_NE(text.find(line), std::string::npos) << line << "in\n" << text;
+}
+
 TEST_F(RefineFlow, AcceptedResultTakesThePlaceOfTheModel) {
   Steps("say  wR2 = 0.3000 before cycle 1\ncopy new.res\ncif C1 C 0.1050(10) 0.1000(10) 0.1 0.05|\nsay finished\n");
   RefinementReport seen;

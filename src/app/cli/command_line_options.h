@@ -1,28 +1,55 @@
 #pragma once
 
 #include <array>
+#include <iosfwd>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "app/commands/command_table.h"
 #include "picture/picture_options.h"
 
 namespace marvik {
 
-enum class BatchTask { None, Help, Version, ListCommands, Write, Picture, Report, Refine, Script, Edit };
+class BatchSession;
+struct CommandLineOptions;
+struct OptionRow;
 
-// One step of --commands.
-struct CommandStep {
-  int id = 0;
-  std::string argument;
+// What is to be done with FILE, or an answer that needs none.
+struct BatchAction {
+  const OptionRow* row = nullptr;
+  std::string value;  // behind the option: the output's name, the kind of a report
+
+  bool Is(std::string_view name) const;  // "--write"
 };
 
+// The options of the command line, each once: parser, --help, man page and completion come from this table. An action
+// has `run`, or `answer` when it reads no file; everything else sets a field.
+struct OptionRow {
+  const char* name;                           // "--size"
+  const char* value;                          // what stands behind it: "PIXELS", "FILE", "DIR"; "" for a flag
+  std::span<const std::string_view> choices;  // the words that it takes, where these are few
+  const char* group;                          // heading in --help; "" is in none
+  const char* help;
+  // Sets the option; gives what is wrong with the value, "" for nothing. Null for actions.
+  std::string (*take)(CommandLineOptions& options, const std::string& value);
+  bool (*run)(BatchSession& session, const BatchAction& action) = nullptr;
+  void (*answer)(const CommandLineOptions& options, std::ostream& out) = nullptr;
+  std::span<const std::string_view> formats = {};  // of an action with an output: the extensions that it writes
+
+  bool IsAction() const { return run || answer; }
+  bool IsFlag() const { return value[0] == '\0' && choices.empty(); }
+  // "PIXELS", or the choices parted by "|".
+  std::string ValueText() const;
+};
+std::span<const OptionRow> OptionTable();
+
 struct CommandLineOptions {
-  BatchTask task = BatchTask::None;
+  std::vector<BatchAction> actions;
   std::string file;
-  std::string output;  // "-" is standard output
   std::string format;  // an extension without its dot, lower case; "" goes by the output's name
-  std::string report;
   std::string select;
   std::string packageDirectory;
   std::vector<CommandStep> commands;
@@ -40,22 +67,22 @@ struct CommandLineOptions {
   bool json = false;
   bool yes = false;
   bool timing = false;
+  bool fields = false;                   // --list-commands tells of fields
   std::optional<double> skipTableBelow;  // Å: a refinement that moved less prints no table
 
+  bool Has(std::string_view action) const;
   // Anything was asked for that needs no window.
-  bool IsBatch() const { return task != BatchTask::None || !commands.empty(); }
+  bool IsBatch() const { return !actions.empty() || !commands.empty(); }
 
   std::string error;  // what is wrong with the command line, "" when nothing is
 };
 
-// Reads the words behind the program's name. After an error the rest is not looked at.
+// Reads the words behind the program's name, options and FILE in any order.
 CommandLineOptions ParseCommandLine(const std::vector<std::string>& words);
 
-// "203; 144=C*; 138, 139": steps end at ";", bare numbers also at ",". Nothing, with the offending step in `wrong`,
-// when one does not begin with a number.
-std::optional<std::vector<CommandStep>> ParseCommandSteps(const std::string& text, std::string& wrong);
-
-// What --help prints.
-const char* CommandLineHelp();
+// Made from the option table: what --help prints, the man page in troff, and a completion script for bash.
+std::string CommandLineHelp();
+std::string ManualPage();
+std::string CompletionScript();
 
 }  // namespace marvik

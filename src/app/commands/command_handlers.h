@@ -67,6 +67,10 @@ Outcome ResetViewHandler(Workbench& bench, const CommandCall& call);
 Outcome MouseModeHandler(Workbench& bench, const CommandCall& call);
 Outcome DepthCueHandler(Workbench& bench, const CommandCall& call);
 
+// The fields that rows of the table list, beside their handlers or where they are read.
+std::span<const FieldRange> PictureFileField();   // gl_commands.cpp
+std::span<const FieldRange> SavePictureFields();  // picture_commands.cpp
+
 // symmetry_handlers.cpp
 Outcome GrowHandler(Workbench& bench, const CommandCall& call);
 Outcome PackHandler(Workbench& bench, const CommandCall& call);

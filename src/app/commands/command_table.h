@@ -1,13 +1,17 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace marvik {
 
 class Workbench;
+struct EditFault;
+struct FieldRange;
 
 // What became of a command. Failed: a message was shown and nothing was changed. Cancelled: the user or the caller
 // backed out without a word. Changed: done, and the structure or its drawing is no longer what it was.
@@ -97,23 +101,48 @@ struct CommandCall {
 
 struct CommandRow {
   int id;
+  const char* name;      // on the command line and in scripts: "kill"; each once
   const char* text;      // of its menu entry, "&" before the key; commands without an entry have a plain one
   const char* shortcut;  // "Ctrl+O", "" for none
-  // What the text behind "=" is: "" takes none, "[ATOM]" may have one, "FILE" must.
+  // What the text behind "=" is: "" takes none, "[ATOM]" may have one, "FILE" must; "[on|off]" sets what the command
+  // without it would toggle.
   const char* argument;
   CommandEffect effect;
   EnabledRule rule;
-  Outcome (*run)(Workbench&, const CommandCall&);  // null: not available, for the reason below
-  bool (*checked)(const Workbench&);               // null: an entry without a check mark
-  const char* greyed;                              // a plain sentence, "" with a handler
+  Outcome (*run)(Workbench&, const CommandCall&);     // null: not available, for the reason below
+  bool (*checked)(const Workbench&);                  // null: an entry without a check mark
+  const char* greyed;                                 // a plain sentence, "" with a handler
+  std::span<const FieldRange> (*fields)() = nullptr;  // every FIELD=VALUE that the argument may hold
 
   bool NeedsArgument() const { return argument[0] != '\0' && argument[0] != '['; }
+  bool TakesOnOff() const { return argument == std::string_view("[on|off]"); }
 };
 
 // Every command of the program, each once, ascending.
 std::span<const CommandRow> CommandTable();
 // Nothing for an unknown id.
 const CommandRow* FindCommand(int id);
+// By name, or by number as text.
+const CommandRow* FindCommand(std::string_view nameOrNumber);
+// The menu text without its marks: "Save As".
+std::string PlainText(const CommandRow& row);
+
+// One command with the text behind its "=".
+struct CommandStep {
+  int id = 0;
+  std::string argument;
+};
+// "203; select=C*; grow, trim": steps end at ";", bare names and numbers also at ",". Nothing, with the offending step
+// in `wrong`, when one begins with neither a number nor the name of a command.
+std::optional<std::vector<CommandStep>> ParseCommandSteps(std::string_view text, std::string& wrong);
+
+// What is wrong with the text behind "=" as far as the table tells: a field that the command does not have, a value
+// where it takes none, or neither "on" nor "off".
+EditFault ArgumentFault(const CommandRow& row, const std::string& argument);
+
+// Every command a line: number, name and menu text. With fields a line for what each command takes as a whole and for
+// each of its fields: number, name, field, values, caption. Parted by tabs.
+std::string CommandList(bool fields);
 
 // What a menu shows now.
 bool CommandEnabled(const Workbench& bench, int id);

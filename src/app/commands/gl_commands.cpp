@@ -15,6 +15,7 @@
 namespace marvik {
 namespace {
 
+constexpr FieldRange kFileField[] = {WordField("file", "File", "PICTURE")};
 constexpr int kPageResolution = 300;  // dots per inch of a page that no printer sets
 
 class Busy {
@@ -70,6 +71,10 @@ Outcome WriteScreenPicture(Workbench& bench, const Image& image, const std::stri
 
 }  // namespace
 
+std::span<const FieldRange> PictureFileField() {
+  return kFileField;
+}
+
 bool IsOpenGlRendition(const Workbench& bench) {
   return bench.RenditionMode == kBallAndStick || bench.RenditionMode == kThermalEllipsoid;
 }
@@ -88,7 +93,7 @@ GlPicture DrawScreenPicture(Workbench& bench, bool colour, const KeepGoing& keep
 
 Outcome GlScreenHandler(Workbench& bench, const CommandCall& call) {
   const EditArguments arguments = SplitEditArguments(call.argument);
-  const EditFault fault = UnknownFieldFault(arguments, {"file"});
+  const EditFault fault = UnknownFieldFault(arguments, kFileField);
   if (fault || !arguments.atoms.empty()) return RefuseArgument(bench, "file=NAME is all that this command takes.");
   if (RefuseOtherRenditions(bench)) return Outcome::Failed;
   if (!bench.document.atoms.head) return Outcome::Done;
@@ -135,7 +140,7 @@ Outcome GlJpegHandler(Workbench& bench, const CommandCall& call) {
 
 Outcome GlPrinterHandler(Workbench& bench, const CommandCall& call) {
   const EditArguments arguments = SplitEditArguments(call.argument);
-  const EditFault fault = UnknownFieldFault(arguments, {"file"});
+  const EditFault fault = UnknownFieldFault(arguments, kFileField);
   if (fault || !arguments.atoms.empty()) return RefuseArgument(bench, "file=NAME.pdf is all that this command takes.");
   if (RefuseOtherRenditions(bench)) return Outcome::Failed;
   if (!bench.document.atoms.head) return Outcome::Done;

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 
 #include "app/commands/command_handlers.h"
 #include "app/picture/picture_output.h"
@@ -12,7 +11,10 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 constexpr size_t kMostNamed = 8;
-constexpr std::array<std::string_view, 4> kPictureKeys{"size", "resolution", "background", "renderer"};
+constexpr FieldRange kPictureFields[] = {{"size", "Pixels a side", kSmallestPicture, kLargestPicture},
+                                         {"resolution", "Dots per inch", 0, kLargestResolution},
+                                         WordField("background", "Background", "usual|black|white|transparent"),
+                                         WordField("renderer", "Renderer", "interactive|opengl")};
 
 bool WriteBytes(Workbench& bench, const std::string& path, std::string_view bytes) {
   if (WriteFileAtomically(path, bytes) == 0) return true;
@@ -34,6 +36,10 @@ void Note(Workbench& bench, const std::string& text) {
 
 }  // namespace
 
+std::span<const FieldRange> SavePictureFields() {
+  return kPictureFields;
+}
+
 std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const PictureOptions& usual,
                                                   std::string& wrong) {
   PictureRequest request{usual, ""};
@@ -42,7 +48,7 @@ std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const P
     const std::string_view word = text.substr(0, text.find_first_of(kBlanks));
     const size_t equals = word.find('=');
     const std::string_view key = word.substr(0, equals);
-    if (equals == std::string_view::npos || std::ranges::find(kPictureKeys, key) == kPictureKeys.end()) break;
+    if (equals == std::string_view::npos || !FindField(kPictureFields, key)) break;
     const std::string_view value = word.substr(equals + 1);
     double number = 0.0;
     if (key == "background") {

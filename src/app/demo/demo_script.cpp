@@ -206,6 +206,18 @@ class LineParser {
   size_t read_ = 0;
 };
 
+// A line that begins with the name or number of a command, as the command line has them: "select=C*; kill".
+bool ParseCommandLineOf(std::string_view line, DemoLine& parsed) {
+  const std::string_view head = Scanner(line.substr(0, line.find_first_of("=;,"))).Word();
+  if (line.size() > kLongestDemoLine || !FindCommand(head)) return false;
+  std::string wrong;
+  const auto steps = ParseCommandSteps(line, wrong);
+  if (!steps) parsed.faults.push_back(wrong + " does not begin with the number or the name of a command.");
+  for (const CommandStep& step : steps.value_or(std::vector<CommandStep>()))
+    parsed.steps.push_back({Kind::Command, step.id, step.argument, 0, {}});
+  return true;
+}
+
 std::string IdentityOf(const std::string& path) {
   std::error_code error;
   const auto real = fs::weakly_canonical(path, error);
@@ -331,7 +343,8 @@ DemoLine ParseDemoLine(std::string_view line) {
     const size_t start = std::min(line.find_first_not_of("# "), line.size());
     return {std::string(line.substr(start)), {}, {}};
   }
-  return LineParser(line).Parse();
+  DemoLine parsed;
+  return ParseCommandLineOf(line, parsed) ? parsed : LineParser(line).Parse();
 }
 
 std::array<int, 2> RotationKeys(char axis, int direction) {

@@ -13,7 +13,8 @@ namespace marvik {
 
 // Demo scripts: text files, one command a line, that drive the program as a user would. A line that begins with "#" is
 // a comment. A command is recognised wherever its upper-case word stands in the line, so that one line may hold
-// several; they run in the order of the table in demo_script.cpp.
+// several; they run in the order of the table in demo_script.cpp. A line that begins with the name or the number of a
+// command of the command table is read as the command line's steps: "select=C*; kill".
 
 // What one recognised word asks for.
 struct DemoStep {

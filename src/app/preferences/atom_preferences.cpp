@@ -10,11 +10,19 @@ namespace marvik {
 namespace {
 
 constexpr int kRadiusDecimals = 6;  // as "sfac.tab" has them
-constexpr FieldRange kAtomRadius{"atom", "Atom Radius", 0.01, 5.0};
-constexpr FieldRange kBondRadius{"bond", "Bond Radius", 0.0, 5.0};
-constexpr FieldRange kTexture{"texture", "Texture", 0, kTextures - 1};
-constexpr std::array<FieldRange, 3> kColours{
-    {{"red", "Red", 0, 255}, {"green", "Green", 0, 255}, {"blue", "Blue", 0, 255}}};
+constexpr std::array<FieldRange, 9> kFields{{{"atom", "Atom Radius", 0.01, 5.0},
+                                             {"bond", "Bond Radius", 0.0, 5.0},
+                                             {"texture", "Texture", 0, kTextures - 1},
+                                             {"red", "Red", 0, 255},
+                                             {"green", "Green", 0, 255},
+                                             {"blue", "Blue", 0, 255},
+                                             WordField("element", "Element", "SYMBOL"),
+                                             {"probability", "Probability", 0.001, 1.0},
+                                             WordField("defaults", "Built-in values", "single|all")}};
+constexpr const FieldRange& kAtomRadius = kFields[0];
+constexpr const FieldRange& kBondRadius = kFields[1];
+constexpr const FieldRange& kTexture = kFields[2];
+constexpr std::span<const FieldRange, 3> kColours(&kFields[3], 3);
 
 PreferenceFault NotAccepted(const EditFault& fault) {
   if (!fault) return {};
@@ -103,6 +111,10 @@ class Setter {
 };
 
 }  // namespace
+
+std::span<const FieldRange> AtomPreferenceRanges() {
+  return kFields;
+}
 
 std::optional<int> RowOfElementOrPeak(std::string_view symbol) {
   if (symbol == "Q" || symbol == "q") return kUnknownRow;

@@ -30,6 +30,7 @@ std::optional<int> RowOfElementOrPeak(std::string_view symbol);
 // the probability.
 EditArguments AtomPreferenceFields(const AtomPreferences& preferences, int row);
 
+std::span<const FieldRange> AtomPreferenceRanges();
 // Sets fields in their order: "element" names the element that those behind it are of, "defaults" with the value
 // "single" or "all" brings back the built-in radii, colour and texture. With a fault `preferences` stays as it was.
 PreferenceFault ApplyAtomPreferences(const EditArguments& arguments, AtomPreferences& preferences);

@@ -14,6 +14,10 @@ namespace {
 
 constexpr int kIncrement = 100;
 constexpr int kLargestPointSize = 1000;
+constexpr FieldRange kFields[] = {{"size", "Pixels a side, in hundreds", 100, kLargestBitmap},
+                                  {"points", "Point size of labels", 1, kLargestPointSize},
+                                  WordField("file", "File", "JPG"),
+                                  WordField("antialias", "Anti-aliasing", "0|1")};
 constexpr char kDimensions[] = "Error: Incorrect Dimensions";
 
 // Digits and blanks around them, as a number field has it; what is too long for an int is the largest.
@@ -78,13 +82,17 @@ BitmapPreferences UsualBitmapPreferences(Workbench& bench) {
   return usual;
 }
 
+std::span<const FieldRange> BitmapFields() {
+  return kFields;
+}
+
 PreferenceFault ReadBitmapPreferences(const EditArguments& arguments, Workbench& bench, const BitmapPreferences& usual,
                                       BitmapPreferences& preferences) {
   constexpr char kNotAccepted[] = "Error: Field Not Accepted";
   if (!arguments.atoms.empty()) {
     return Fault("", kNotAccepted, arguments.atoms + ": only fields such as size=600 are taken.", "");
   }
-  if (const EditFault fault = UnknownFieldFault(arguments, {"size", "points", "file", "antialias"})) {
+  if (const EditFault fault = UnknownFieldFault(arguments, kFields)) {
     return Fault("", kNotAccepted, fault.text, "");
   }
   BitmapPreferences read = usual;

@@ -23,6 +23,7 @@ struct BitmapPreferences {
 // structure's name with ".jpg" in the current directory, anti-aliasing as last chosen.
 BitmapPreferences UsualBitmapPreferences(Workbench& bench);
 
+std::span<const FieldRange> BitmapFields();
 // The fields "size", "points", "file" and "antialias" (0 or 1); of those that are missing the values of `usual` hold,
 // and without "points" the proper size. The first that is not accepted, with the number that takes its place.
 PreferenceFault ReadBitmapPreferences(const EditArguments& arguments, Workbench& bench, const BitmapPreferences& usual,

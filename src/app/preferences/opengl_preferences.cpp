@@ -8,6 +8,13 @@ namespace marvik {
 namespace {
 
 constexpr std::array<const char*, 3> kColours{"red", "green", "blue"};
+constexpr FieldRange kFields[] = {WordField("font", "Font of labels", "FILE"),
+                                  {"cut", "Cut Section", 0, 1},
+                                  {"layers", "Layers of anti-aliasing", 1, kMostLayers},
+                                  {"red", "Background, red", 0, 255},
+                                  {"green", "Background, green", 0, 255},
+                                  {"blue", "Background, blue", 0, 255},
+                                  WordField("defaults", "Built-in values", "all")};
 constexpr double kColourStep = 1.0 / 255.0;
 // The file has six digits: 3/255 comes back as 2.9999985/255 and is to stay 3.
 constexpr double kFileError = 1e-3;
@@ -51,6 +58,10 @@ PreferenceFault SetField(const EditArguments::Field& field, OpenGlSettings& sett
 }
 
 }  // namespace
+
+std::span<const FieldRange> OpenGlPreferenceRanges() {
+  return kFields;
+}
 
 EditArguments OpenGlPreferenceFields(const OpenGlSettings& settings) {
   EditArguments fields;

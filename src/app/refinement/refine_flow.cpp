@@ -8,6 +8,7 @@
 #include "app/commands/command_handlers.h"
 #include "app/open_save.h"
 #include "app/package_directory.h"
+#include "app/refinement/refine_fields.h"
 #include "base/numbers.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
@@ -317,10 +318,15 @@ bool MayRefine(Workbench& bench) {
   return true;
 }
 
-RefineEnd Refine(Workbench& bench) {
+RefineEnd Refine(Workbench& bench, const std::string& fields) {
   if (!MayRefine(bench)) return RefineEnd::Refused;
   RefinementSettings before = bench.document.settings;
-  const bool confirmed = !bench.hooks.editRefinement || bench.hooks.editRefinement(bench.document.settings);
+  if (const EditFault fault = ApplyRefinementFields(SplitEditArguments(fields), bench.document.settings)) {
+    RefuseField(bench, fault);
+    return RefineEnd::Refused;
+  }
+  const bool asks = fields.empty() && bench.hooks.editRefinement;
+  const bool confirmed = !asks || bench.hooks.editRefinement(bench.document.settings);
   const RefinementSettings& now = bench.document.settings;
   // No file holds these.
   before.PreviousWeightCount = now.PreviousWeightCount;
@@ -354,8 +360,8 @@ bool GoBackToStep(Workbench& bench, int number) {
   return true;
 }
 
-Outcome RefineHandler(Workbench& bench, const CommandCall&) {
-  switch (Refine(bench)) {
+Outcome RefineHandler(Workbench& bench, const CommandCall& call) {
+  switch (Refine(bench, call.argument)) {
     case RefineEnd::Accepted:
       return Outcome::Done;
     case RefineEnd::Cancelled:

@@ -23,7 +23,8 @@ bool MayRefine(Workbench& bench);
 // does not come to that leaves NAME.res as it was. Accepting makes NAME.res the current file and enters the job's
 // history.
 enum class RefineEnd { Refused, Cancelled, Failed, Discarded, Accepted };
-RefineEnd Refine(Workbench& bench);
+// Fields (app/refinement/refine_fields.h) stand for the dialog of the settings.
+RefineEnd Refine(Workbench& bench, const std::string& fields = {});
 
 // Puts the model of a step of the job's history in place. False after a message.
 bool GoBackToStep(Workbench& bench, int number);

@@ -1,0 +1,83 @@
+#include <ostream>
+
+#include "app/cli/batch_session.h"
+#include "app/cli/script_run.h"
+#include "app/export_output.h"
+#include "app/open_save.h"
+#include "app/picture/picture_output.h"
+#include "app/reports.h"
+#include "files/res/writer.h"
+#include "report/atom_report.h"
+
+namespace marvik {
+
+bool WriteAction(BatchSession& session, const BatchAction& action) {
+  Workbench& bench = session.bench;
+  const std::string& format = session.options.format;
+  if (action.value != "-") return SaveFileAs(bench, action.value, format);
+  if (!IsInstructionFormat(format)) {
+    const std::string name = FileNameOf(BaseNameOf(bench.document.CurrentFile)) + "." + format;
+    const auto bytes = ComposeExport(bench, format, name);
+    if (bytes) session.out << *bytes;
+    return bytes.has_value();
+  }
+  std::string text;
+  {
+    const StageClock clock(bench.seconds.write);
+    if (!ComposeInstructionText(bench.document, text, session.messages)) return false;
+  }
+  session.out << text;
+  return true;
+}
+
+bool PictureAction(BatchSession& session, const BatchAction& action) {
+  const CommandLineOptions& options = session.options;
+  Workbench& bench = session.bench;
+  if (!options.recipe.empty()) {
+    if (RunCommand(bench, kApplyRecipeCommand, options.recipe) == Outcome::Failed) return false;
+    session.Turn();
+    bench.RenditionMode = options.rendition.value_or(bench.RenditionMode);
+    bench.LabelsOn = options.labels.value_or(bench.LabelsOn);
+    bench.ShowCell |= options.cell;
+  }
+  PictureOptions& picture = bench.pictureFile;
+  picture.size = options.size.value_or(picture.size);
+  picture.resolution = options.resolution.value_or(picture.resolution);
+  picture.background = options.background.value_or(picture.background);
+  picture.openGl = options.openGl.value_or(picture.openGl);
+  picture.blackWhite |= options.blackWhite;
+  if (options.layers) picture.layers = options.layers;
+  if (action.value != "-") return WritePicture(bench, picture, action.value, options.format);
+  const auto bytes = DrawPicture(bench, picture, options.format);
+  if (bytes) session.out << *bytes;
+  return bytes.has_value();
+}
+
+bool ReportAction(BatchSession& session, const BatchAction& action) {
+  const bool json = session.options.json;
+  const Document& document = session.bench.document;
+  if (action.value == "atoms" || action.value == "bonds") {
+    session.out << (action.value == "bonds" ? BondReport(document, json) : AtomReport(document, json));
+    return true;
+  }
+  const auto text = BatchReport(session.bench, action.value, json);
+  if (text) session.out << *text;
+  return text.has_value();
+}
+
+bool RefineAction(BatchSession& session, const BatchAction&) {
+  return RunCommand(session.bench, kRefineCommand) == Outcome::Done;
+}
+
+bool ScriptAction(BatchSession& session, const BatchAction&) {
+  PlayScript(session.bench, session.options.file, [&](const std::string& place) { session.messages.place = place; });
+  return true;
+}
+
+bool EditAction(BatchSession& session, const BatchAction&) {
+  session.messages.Show(
+      {MessageIcon::Warning, "Command Usage Error:", "The text editor needs a window and a display."});
+  return false;
+}
+
+}  // namespace marvik

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+#include "app/cli/command_line_options.h"
+#include "app/workbench.h"
+
+namespace marvik {
+
+// One line on standard error for each message; questions are answered without asking.
+class LineMessages : public UserMessages {
+ public:
+  LineMessages(std::ostream& err, bool yes) : err_(err), yes_(yes) {}
+
+  void Show(const UserMessage& message) override;
+  bool AskYesNo(const UserMessage& question, Unattended answer) override;
+  void RequestQuit() override { quitRequested = hasProblem = true; }
+
+  std::string place;  // of what is being played, before each line
+  bool hasProblem = false;
+  bool quitRequested = false;
+
+ private:
+  std::ostream& err_;
+  bool yes_;
+};
+
+// One file without a window: reads it, runs the commands, then the actions.
+class BatchSession {
+ public:
+  BatchSession(const CommandLineOptions& commandLine, const std::string& executable, std::ostream& results,
+               std::ostream& errors);
+  // An exit status.
+  int Run();
+  // By the angles of the command line.
+  void Turn();
+
+  const CommandLineOptions& options;
+  std::ostream& out;
+  std::ostream& err;
+  LineMessages messages;
+  Workbench bench;
+
+ private:
+  bool Prepare();
+  void SetUpRefinement();
+  bool RunSteps();
+  void PrintTiming();
+};
+
+// The actions of the option table. False after a message.
+bool WriteAction(BatchSession& session, const BatchAction& action);
+bool PictureAction(BatchSession& session, const BatchAction& action);
+bool ReportAction(BatchSession& session, const BatchAction& action);
+bool RefineAction(BatchSession& session, const BatchAction& action);
+bool ScriptAction(BatchSession& session, const BatchAction& action);
+// Needs the window; here it says so.
+bool EditAction(BatchSession& session, const BatchAction& action);
+
+}  // namespace marvik

@@ -1,0 +1,270 @@
+#include <algorithm>
+#include <ostream>
+
+#include "app/cli/batch_session.h"
+#include "app/version.h"
+#include "base/files.h"
+#include "base/numbers.h"
+#include "report/atom_report.h"
+
+namespace marvik {
+namespace {
+
+using Options = CommandLineOptions;
+
+constexpr std::string_view kWriteFormats[] = {"ins", "res", "pdb", "ct", "inp", "wrl", "con", "glb"};
+constexpr std::string_view kPictureFormats[] = {"png", "jpg", "svg", "pdf"};
+constexpr std::string_view kRenditions[] = {"wire", "ball", "ellipsoid", "pipes"};  // by DisplayMode
+constexpr std::string_view kBackgrounds[] = {"black", "white", "transparent"};
+constexpr std::string_view kRenderers[] = {"interactive", "opengl"};
+constexpr std::string_view kOnOff[] = {"on", "off"};
+
+template <bool Options::*flag>
+std::string Flag(Options& options, const std::string&) {
+  options.*flag = true;
+  return "";
+}
+
+// The name of a file or folder.
+template <std::string Options::*field>
+std::string Name(Options& options, const std::string& value) {
+  options.*field = value;
+  return value.empty() ? "A name behind an option is empty" : "";
+}
+
+std::string Select(Options& options, const std::string& value) {
+  options.select = value;
+  return "";
+}
+
+std::string Format(Options& options, const std::string& value) {
+  // By way of a file name, so that ".INS" and "ins" are the same.
+  options.format = LowerExtensionOf("x." + value.substr(value.starts_with('.') ? 1 : 0));
+  return "";
+}
+
+// A number from `low` to `high`; the sentence says so otherwise.
+std::string TakeNumber(const std::string& text, double low, double high, const char* sentence, double& number) {
+  return ParseWholeNumber(text, number) && number >= low && number <= high ? "" : sentence;
+}
+
+std::string TakeWhole(const std::string& text, int low, int high, const char* sentence, std::optional<int>& taken) {
+  double number = 0.0;
+  const std::string wrong = TakeNumber(text, low, high, sentence, number);
+  if (!wrong.empty() || number != RoundHalfAway(number)) return sentence;
+  taken = RoundHalfAway(number);
+  return "";
+}
+
+std::string Size(Options& options, const std::string& value) {
+  static_assert(kSmallestPicture == 16 && kLargestPicture == 16384);
+  return TakeWhole(value, kSmallestPicture, kLargestPicture, "--size takes a number of pixels from 16 to 16384",
+                   options.size);
+}
+
+// Belongs to the OpenGL renderer alone.
+std::string Layers(Options& options, const std::string& value) {
+  static_assert(kMostLayers == 100);
+  options.openGl = true;
+  return TakeWhole(value, 1, kMostLayers, "--layers takes a whole number from 1 to 100", options.layers);
+}
+
+std::string BlackWhite(Options& options, const std::string&) {
+  options.openGl = options.blackWhite = true;
+  return "";
+}
+
+std::string Resolution(Options& options, const std::string& value) {
+  static_assert(kLargestResolution == 10000.0);
+  return TakeNumber(value, 1.0, kLargestResolution, "--resolution takes dots per inch, 1 to 10000",
+                    options.resolution.emplace());
+}
+
+std::string SkipTable(Options& options, const std::string& value) {
+  return TakeNumber(value, 0.0, 1e9, "--skip-table takes a distance in Å", options.skipTableBelow.emplace());
+}
+
+std::string Rendition(Options& options, const std::string& value) {
+  options.rendition = static_cast<int>(std::ranges::find(kRenditions, value) - std::begin(kRenditions));
+  return "";
+}
+
+std::string Background(Options& options, const std::string& value) {
+  options.background = BackgroundNamed(value);
+  return "";
+}
+
+std::string Transparent(Options& options, const std::string&) {
+  return Background(options, "transparent");
+}
+
+std::string Labels(Options& options, const std::string& value) {
+  options.labels = value == "on";
+  return "";
+}
+
+std::string Renderer(Options& options, const std::string& value) {
+  options.openGl = value == "opengl";
+  return "";
+}
+
+std::string Rotate(Options& options, const std::string& value) {
+  std::string_view rest = value;
+  bool good = std::ranges::count(value, ',') == 2;
+  for (size_t i = 0; good && i < 3; ++i) {
+    const size_t comma = std::min(rest.find(','), rest.size());
+    good = ParseWholeNumber(rest.substr(0, comma), options.rotate[i]);
+    rest.remove_prefix(std::min(comma + 1, rest.size()));
+  }
+  return good ? "" : "--rotate takes three angles X,Y,Z in degrees, not " + value;
+}
+
+std::string Commands(Options& options, const std::string& value) {
+  std::string wrong;
+  const auto steps = ParseCommandSteps(value, wrong);
+  if (!steps) return "--commands: " + wrong + " does not begin with the number or the name of a command";
+  options.commands.insert(options.commands.end(), steps->begin(), steps->end());
+  return "";
+}
+
+void PrintHelp(const Options&, std::ostream& out) {
+  out << CommandLineHelp();
+}
+void PrintVersion(const Options&, std::ostream& out) {
+  out << "marvik " << kProgramVersion << '\n';
+}
+void PrintCommands(const Options& options, std::ostream& out) {
+  out << CommandList(options.fields);
+}
+void PrintManual(const Options&, std::ostream& out) {
+  out << ManualPage();
+}
+void PrintCompletion(const Options&, std::ostream& out) {
+  out << CompletionScript();
+}
+
+constexpr char kActions[] = "What to do with FILE (without an action the window opens)";
+constexpr char kAnswers[] = "Answers";
+constexpr char kPictures[] = "Pictures";
+constexpr char kAll[] = "General";
+
+// name, value, choices, group, help, what it sets; of actions what it does
+constexpr OptionRow kOptions[] = {
+    {"--write",
+     "OUT",
+     {},
+     kActions,
+     "write FILE (.ins .res .cif) as .ins .res .pdb .ct .inp .wrl .con .glb",
+     nullptr,
+     WriteAction,
+     nullptr,
+     kWriteFormats},
+    {"--picture",
+     "OUT",
+     {},
+     kActions,
+     "draw FILE: .png .jpg .svg .pdf",
+     nullptr,
+     PictureAction,
+     nullptr,
+     kPictureFormats},
+    {"--report", "", kReportKinds, kActions, "print what the structure holds", nullptr, ReportAction},
+    {"--refine",
+     "",
+     {},
+     kActions,
+     "refine FILE with the program that the package directory's script names; what it prints goes to standard output, "
+     "then a table of what moved; NAME.res is the result",
+     nullptr,
+     RefineAction},
+    {"--script",
+     "",
+     {},
+     kActions,
+     "play FILE, a demo script, once, without a window and without its pauses; what it says wrong is reported with its "
+     "line",
+     nullptr,
+     ScriptAction},
+    {"--edit", "", {}, kActions, "open the plain-text editor on FILE", nullptr, EditAction},
+
+    {"--commands",
+     "STEPS",
+     {},
+     kAll,
+     "run commands before the action: 'kill-peaks; select=C* O1; kill' are three, by name or number, with the text of "
+     "the dialog behind \"=\"",
+     Commands},
+    {"--select",
+     "TEXT",
+     {},
+     kAll,
+     "select atoms: C1, C1_2 (of residue 2), C* and C? (patterns), $C (an element), C1 > C6 (in list order)",
+     Select},
+    {"--format",
+     "EXTENSION",
+     {},
+     kAll,
+     "what to write where OUT is -, standard output, or has another extension",
+     Format},
+    {"--json", "", {}, kAll, "reports as JSON", Flag<&Options::json>},
+    {"--skip-table",
+     "LIMIT",
+     {},
+     kAll,
+     "no table behind a refinement when nothing moved by more than LIMIT Å",
+     SkipTable},
+    {"--yes", "", {}, kAll, "answer questions with yes", Flag<&Options::yes>},
+    {"--timing", "", {}, kAll, "end standard error with the seconds that the stages took", Flag<&Options::timing>},
+    {"--package-directory",
+     "DIR",
+     {},
+     kAll,
+     "the folder of element table, settings and examples",
+     Name<&Options::packageDirectory>},
+
+    {"--rendition", "", kRenditions, kPictures, "how atoms and bonds are drawn; .wrl and .glb take ball and ellipsoid",
+     Rendition},
+    {"--rotate", "X,Y,Z", {}, kPictures, "turn about the axes of the screen, in degrees", Rotate},
+    {"--labels", "", kOnOff, kPictures, "the names of atoms", Labels},
+    {"--cell", "", {}, kPictures, "show the unit cell", Flag<&Options::cell>},
+    {"--size", "PIXELS", {}, kPictures, "of a side, 16 to 16384", Size},
+    {"--resolution", "DPI", {}, kPictures, "dots per inch, 1 to 10000", Resolution},
+    {"--background", "", kBackgrounds, kPictures, "what the picture stands on", Background},
+    {"--transparent", "", {}, kPictures, "the same as --background transparent", Transparent},
+    {"--renderer", "", kRenderers, kPictures, "opengl is lit and smooth: ball or ellipsoid, .png .jpg", Renderer},
+    {"--black-white", "", {}, kPictures, "without colours, by OpenGL", BlackWhite},
+    {"--layers", "N", {}, kPictures, "of anti-aliasing, by OpenGL", Layers},
+    {"--recipe",
+     "FILE",
+     {},
+     kPictures,
+     "the view and looks that a picture recipe keeps; what else is given comes on top",
+     Name<&Options::recipe>},
+
+    {"--list-commands",
+     "",
+     {},
+     kAnswers,
+     "one command a line: number, name, menu text",
+     nullptr,
+     nullptr,
+     PrintCommands},
+    {"--fields",
+     "",
+     {},
+     kAnswers,
+     "with --list-commands: what each command takes, and every FIELD with its values",
+     Flag<&Options::fields>},
+    {"--help", "", {}, kAnswers, "this text", nullptr, nullptr, PrintHelp},
+    {"--version", "", {}, kAnswers, "the version", nullptr, nullptr, PrintVersion},
+    {"--man-page", "", {}, "", "this text as a man page", nullptr, nullptr, PrintManual},
+    {"--completion", "", {}, "", "the completion script for bash", nullptr, nullptr, PrintCompletion},
+};
+
+}  // namespace
+
+std::span<const OptionRow> OptionTable() {
+  return kOptions;
+}
+
+}  // namespace marvik
