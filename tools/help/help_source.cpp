@@ -171,7 +171,8 @@ class Writer {
     }
     if (row.shortcut[0]) facts << QStringLiteral("**%1**").arg(QString::fromUtf8(row.shortcut));
     const QString argument = QString::fromUtf8(row.argument);
-    facts << QStringLiteral("`%1%2%3`").arg(QString::fromUtf8(row.name), argument.isEmpty() ? "" : "=", argument);
+    facts << QStringLiteral("`%1%2%3`")
+                 .arg(QString::fromUtf8(row.name), argument.isEmpty() ? QString() : QStringLiteral("="), argument);
     const QString line = facts.isEmpty() ? QString() : facts.join(QStringLiteral(" · ")) + QStringLiteral("\n\n");
     const QString missing = row.run ? QString() : QStringLiteral("*Not available in this version.*\n\n");
     return QStringLiteral("### %1 (%2)\n\n%3%4%5\n\n")
