@@ -20,8 +20,9 @@ void Connect(Document& document, UserMessages& messages);
 bool BondCriterion(const AtomRecord& a, const AtomRecord& b, double& distance);
 
 // Alternatives of a disordered group do not bond to each other: one of the two PART numbers is 0, or they are equal.
-constexpr bool PartsMayBond(int a, int b) {
-  return a == 0 || b == 0 || a == b;
+// Nothing of a negative part bonds to a symmetry image.
+constexpr bool PartsMayBond(int a, int b, bool isIdentity = true) {
+  return (a == 0 || b == 0 || a == b) && (isIdentity || (a >= 0 && b >= 0));
 }
 
 enum class BindMode { Pair = 1, SelectionToTarget = 2 };

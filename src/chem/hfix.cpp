@@ -35,10 +35,6 @@ int ChooseCode(const AtomRecord& atom, size_t n, bool forPlacement) {
   }
 }
 
-bool IsAnyHydrogen(const AtomRecord& atom) {
-  return ChemicalNumber(atom) == kHydrogenRow;
-}
-
 // Hydrogens whose parameters the user fixes are the file's from then on, and so are the others of their group.
 void KeepInFile(Document& document, const AtomRecord* carrier) {
   RemoveHfixEntry(document.atoms, carrier);
@@ -48,7 +44,7 @@ void KeepInFile(Document& document, const AtomRecord* carrier) {
 
 bool FixExisting(Document& document, UserMessages& messages) {
   const AtomArray& selection = document.atoms.selection;
-  if (!std::all_of(selection.begin(), selection.end(), [](const AtomRecord* a) { return IsAnyHydrogen(*a); })) {
+  if (!std::all_of(selection.begin(), selection.end(), [](const AtomRecord* a) { return a->IsHydrogen(); })) {
     messages.Show({MessageIcon::Warning, "Error: Non-Hydrogen(s) Selected",
                    "You may only alter the AFIXs of hydrogen atoms with this option!"});
     return false;
@@ -73,7 +69,7 @@ void MarkAbsent(Document& document, UserMessages& messages) {
   // Their hydrogens may be selected too.
   const std::vector<AtomRecord*> carriers(document.atoms.selection.begin(), document.atoms.selection.end());
   for (const AtomRecord* carrier : carriers)
-    if (!IsAnyHydrogen(*carrier)) builder.RemoveFrom(carrier);
+    if (!carrier->IsHydrogen()) builder.RemoveFrom(carrier);
 }
 
 }  // namespace
@@ -145,7 +141,7 @@ std::optional<int> ParseHfixOption(std::string_view text) {
   if (!ParseWholeNumber(word, value)) return std::nullopt;
   for (const HfixOption& option : kHfixOptions) {
     if (value != option.code) continue;
-    const bool isGroup = FindHfixGroup(option.code) != nullptr;
+    const bool isGroup = FindHfixGroup(option.code / 10) != nullptr;
     if ((isAfix && option.code != kFixExisting) || (isHfix && !isGroup)) return std::nullopt;
     return option.code;
   }
@@ -168,7 +164,7 @@ bool ApplyHfixOption(Document& document, int option, UserMessages& messages) {
   for (AtomRecord* atom : selected) {
     SetHfixEntry(document, atom, option);
     atom->flags2 &= static_cast<uint8_t>(~kHydrogensAbsent);
-    if (IsAnyHydrogen(*atom) || atom->IsPeak() || builder.Place(option, atom)) continue;
+    if (atom->IsHydrogen() || atom->IsPeak() || builder.Place(option, atom)) continue;
     builder.RemoveFrom(atom);
     failed.push_back(atom);
   }

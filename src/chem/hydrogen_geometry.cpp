@@ -7,19 +7,23 @@
 namespace marvik {
 namespace {
 
-// Bond lengths as X-ray diffraction sees them, which is what riding hydrogens are refined with: the mean lengths from
-// neutron diffraction (F. H. Allen et al., International Tables for Crystallography C, table 9.5.1.1: X3C-H 1.099,
-// X2C-H2 1.092, C(ar)-H 1.083, C=C-H2 1.077, C#C-H 1.055, N+-H 1.033, planar X2N-H 1.009, O-H 0.967 Å; methyl 1.077 of
-// F. H. Allen and I. J. Bruno, Acta Cryst. B66 (2010) 380-386) less the shortening by the pull of the bond on the
-// electron of hydrogen: 0.13 Å on carbon and 0.14 Å on nitrogen, which make 0.95 and 0.87 Å of aromatic and planar
-// groups (M. R. Churchill, Inorg. Chem. 12 (1973) 1213-1214), and 0.155 Å on oxygen (F. H. Allen, Acta Cryst. B42
-// (1986) 515-522). Rounded to 0.01 Å.
-constexpr HfixGroup kGroups[] = {
-    {kHfixTertiary, 1, 3, false, -1.2, 0.97, 0.89, 0.81}, {kHfixSecondary, 2, 2, false, -1.2, 0.96, 0.89, 0.81},
-    {kHfixAromatic, 1, 2, false, -1.2, 0.95, 0.87, 0.81}, {kHfixBondedHydroxyl, 1, 1, true, -1.5, 0.95, 0.89, 0.81},
-    {kHfixTerminal, 2, 1, true, -1.2, 0.95, 0.87, 0.81},  {kHfixMethyl, 3, 1, true, -1.5, 0.95, 0.89, 0.81},
-    {kHfixHydroxyl, 1, 1, true, -1.5, 0.95, 0.89, 0.81},  {kHfixAlkyne, 1, 1, false, -1.2, 0.93, 0.87, 0.81},
+constexpr HfixGroup kGroups[] = {{1, 1, 3, false, -1.2},  {2, 2, 2, false, -1.2}, {3, 3, 1, true, -1.5},
+                                 {4, 1, 2, false, -1.2},  {8, 1, 1, true, -1.5},  {9, 2, 1, true, -1.2},
+                                 {12, 6, 1, true, -1.5},  {13, 3, 1, true, -1.5}, {14, 1, 1, true, -1.5},
+                                 {15, 1, 4, false, -1.2}, {16, 1, 1, false, -1.2}};
+
+// Where the electron of a hydrogen is seen at room temperature, Å: shorter than the distance of the nuclei by 0.13 on
+// carbon and 0.14 on nitrogen (M. R. Churchill, Inorg. Chem. 12 (1973) 1213-1214), and the values that published
+// refinements with riding hydrogens have.
+struct DistanceRow {
+  int m;
+  int carrier;  // atomic number, 0 for any other
+  double distance;
 };
+constexpr DistanceRow kDistances[] = {{1, 7, 0.91},  {1, 0, 0.98},  {2, 7, 0.90},  {2, 0, 0.97},  {3, 7, 0.89},
+                                      {3, 0, 0.96},  {13, 7, 0.89}, {13, 0, 0.96}, {12, 0, 0.96}, {4, 7, 0.86},
+                                      {4, 0, 0.93},  {9, 7, 0.86},  {9, 0, 0.93},  {8, 0, 0.82},  {14, 0, 0.82},
+                                      {15, 0, 1.10}, {16, 0, 0.93}};
 
 // Below these lengths a mean of unit vectors (three; two, which are then less than 20° from one line), or what is left
 // of a bond across an axis, is no direction any more.
@@ -29,10 +33,6 @@ constexpr double kNoAcross = 0.1;
 // A hydrogen nearer than this to a direction stands in it.
 const double kSameDirection = std::cos(45.0 * kRadiansPerDegree);
 
-Cartesian AnyAcross(const Cartesian& axis) {
-  return Normalised(Cross(axis, std::fabs(axis.x) < 0.8 ? Cartesian{1, 0, 0} : Cartesian{0, 1, 0}));
-}
-
 // The part of `d` across a unit axis, as a unit vector; nothing when there is hardly any.
 std::optional<Cartesian> Across(const Cartesian& axis, const Cartesian& d) {
   const Cartesian part = d - Dot(d, axis) * axis;
@@ -40,21 +40,9 @@ std::optional<Cartesian> Across(const Cartesian& axis, const Cartesian& d) {
   return Normalised(part);
 }
 
-// Unit vectors at an angle to the bond `back`, turned about it from `zero` on.
-std::vector<Cartesian> Umbrella(const Cartesian& back, const Cartesian& zero, double cosine, int count) {
-  const double sine = std::sqrt(1.0 - cosine * cosine);
-  const Cartesian third = Cross(back, zero);
-  std::vector<Cartesian> directions;
-  for (int i = 0; i < count; ++i) {
-    const double turn = 360.0 / count * i * kRadiansPerDegree;
-    directions.push_back(cosine * back + sine * (std::cos(turn) * zero + std::sin(turn) * third));
-  }
-  return directions;
-}
-
 std::optional<std::vector<Cartesian>> Terminal(const HfixGroup& group, const CarrierSurroundings& around,
                                                const Cartesian& back) {
-  const bool isHydroxyl = group.code == kHfixHydroxyl || group.code == kHfixBondedHydroxyl;
+  const bool isHydroxyl = group.hydrogens == 1;
   std::optional<Cartesian> zero;
   if (!around.hydrogens.empty()) zero = Across(back, around.hydrogens[0] - around.carrier);
   if (!zero && isHydroxyl && around.acceptor) zero = Across(back, *around.acceptor - around.carrier);
@@ -69,24 +57,49 @@ std::optional<std::vector<Cartesian>> Terminal(const HfixGroup& group, const Car
     }
     if (!zero) zero = AnyAcross(back);
   }
-  // cos 109.47° is -1/3, cos 120° is -1/2.
-  if (group.code == kHfixTerminal) return Umbrella(back, *zero, -0.5, 2);
-  return Umbrella(back, *zero, -1.0 / 3.0, isHydroxyl ? 1 : 3);
+  return TerminalDirections(group, back, *zero, 0.0);
 }
 
-std::optional<std::vector<Cartesian>> AllDirections(const HfixGroup& group, const CarrierSurroundings& around) {
+}  // namespace
+
+const HfixGroup* FindHfixGroup(int m) {
+  const auto found = std::find_if(std::begin(kGroups), std::end(kGroups), [m](const HfixGroup& g) { return g.m == m; });
+  return found == std::end(kGroups) ? nullptr : found;
+}
+
+double HydrogenDistance(int m, int carrierNumber, double temperature) {
+  // Less is lost to libration in the cold.
+  const double longer = temperature < -70.0 ? 0.02 : temperature < -20.0 ? 0.01 : 0.0;
+  for (const DistanceRow& row : kDistances)
+    if (row.m == m && (row.carrier == carrierNumber || row.carrier == 0)) return row.distance + longer;
+  return 0.96 + longer;
+}
+
+Cartesian AnyAcross(const Cartesian& axis) {
+  return Normalised(Cross(axis, std::fabs(axis.x) < 0.8 ? Cartesian{1, 0, 0} : Cartesian{0, 1, 0}));
+}
+
+std::optional<std::vector<Cartesian>> FixedDirections(int m, const Cartesian& carrier,
+                                                      std::span<const Cartesian> neighbours) {
   std::vector<Cartesian> u;
   Cartesian sum;
-  for (const Cartesian& neighbour : around.neighbours) {
-    u.push_back(Normalised(neighbour - around.carrier));
+  for (const Cartesian& neighbour : neighbours) {
+    u.push_back(Normalised(neighbour - carrier));
     sum += u.back();
   }
-  if (static_cast<int>(u.size()) != group.neighbours || !IsFinite(sum)) return std::nullopt;
-  if (group.neighbours == 1 && group.code != kHfixAlkyne) return Terminal(group, around, u[0]);
+  if (u.empty() || !IsFinite(sum)) return std::nullopt;
+  if (m == 1 && u.size() == 3) {
+    const Cartesian normal = Cross(u[1] - u[0], u[2] - u[0]);
+    if (Length(normal) < kNoDirection) return std::nullopt;
+    const Cartesian unit = Normalised(normal);
+    const double height = Dot(unit, u[0]);
+    if (std::fabs(height) < kNoDirection) return std::nullopt;
+    return std::vector{height > 0.0 ? -unit : unit};
+  }
   const Cartesian mean = sum / static_cast<double>(u.size());
   if (Length(mean) < (u.size() == 2 ? kNoBisector : kNoDirection)) return std::nullopt;
   const Cartesian away = Normalised(-mean);
-  if (group.code != kHfixSecondary) return std::vector{away};
+  if (m != 2) return std::vector{away};
   const Cartesian normal = Cross(u[0], u[1]);
   if (Length(normal) < kNoDirection) return std::nullopt;
   // H-X-H as wide as the four H-X-Y: with c the cosine between the bisector and a bond, half the opening has this one.
@@ -96,20 +109,32 @@ std::optional<std::vector<Cartesian>> AllDirections(const HfixGroup& group, cons
   return std::vector{cosine * away + up, cosine * away - up};
 }
 
-}  // namespace
-
-const HfixGroup* FindHfixGroup(int code) {
-  const auto found =
-      std::find_if(std::begin(kGroups), std::end(kGroups), [code](const HfixGroup& g) { return g.code == code; });
-  return found == std::end(kGroups) ? nullptr : found;
+double TurnOf(int m, size_t hydrogen) {
+  // Two in a plane; three; or a second set of three between the first.
+  const double i = static_cast<double>(hydrogen % 3);
+  return (m == 9 ? 180.0 * i : 120.0 * i + (hydrogen < 3 ? 0.0 : 60.0)) * kRadiansPerDegree;
 }
 
-double HydrogenDistance(const HfixGroup& group, int carrierNumber) {
-  return carrierNumber == 7 ? group.nitrogen : carrierNumber == 8 ? group.oxygen : group.carbon;
+std::vector<Cartesian> TerminalDirections(const HfixGroup& group, const Cartesian& back, const Cartesian& zero,
+                                          double torsion, double sense) {
+  // cos 120° is -1/2, cos 109.47° is -1/3.
+  const double cosine = group.m == 9 ? -0.5 : -1.0 / 3.0;
+  const double sine = std::sqrt(1.0 - cosine * cosine);
+  const Cartesian third = Cross(zero, back);
+  std::vector<Cartesian> directions;
+  for (size_t i = 0; i < static_cast<size_t>(group.hydrogens); ++i) {
+    const double turn = torsion + sense * TurnOf(group.m, i);
+    directions.push_back(cosine * back + sine * (std::cos(turn) * zero + std::sin(turn) * third));
+  }
+  return directions;
 }
 
 std::optional<std::vector<Cartesian>> HydrogenDirections(const HfixGroup& group, const CarrierSurroundings& around) {
-  auto directions = AllDirections(group, around);
+  if (around.neighbours.size() != static_cast<size_t>(group.neighbours)) return std::nullopt;
+  const Cartesian back = Normalised(around.neighbours[0] - around.carrier);
+  if (!IsFinite(back)) return std::nullopt;
+  auto directions =
+      group.isTerminal ? Terminal(group, around, back) : FixedDirections(group.m, around.carrier, around.neighbours);
   if (!directions) return directions;
   for (const Cartesian& hydrogen : around.hydrogens) {
     // Each hydrogen takes the place that is nearest to it.

@@ -20,19 +20,37 @@ enum HfixCode : int {
   kHfixAlkyne = 163,
 };
 
+// The groups by m of their AFIX code 10·m + n, where n is the freedom that they have.
 struct HfixGroup {
-  int code;
+  int m;
   int hydrogens;
-  int neighbours;                   // that fix the directions
-  bool needsHeavy;                  // the neighbour has to be something else than hydrogen
-  double uisoFactor;                // of the hydrogens, on the carrier's equivalent U
-  double carbon, nitrogen, oxygen;  // length of the bond to the hydrogen, Å
+  int neighbours;     // that fix the directions; of a cage at least so many
+  bool isTerminal;    // turns about its one bond, which leads to something else than hydrogen
+  double uisoFactor;  // of the hydrogens, on the carrier's equivalent U
 };
-// Nothing for a number that is none of the codes.
-const HfixGroup* FindHfixGroup(int code);
+// Nothing for a number that is none of the groups.
+const HfixGroup* FindHfixGroup(int m);
 
-// Distance in Å from a carrier of this atomic number to its hydrogens; that of carbon for any other element.
-double HydrogenDistance(const HfixGroup& group, int carrierNumber);
+// Distance in Å from a carrier of this atomic number to the hydrogens of a group, at a temperature in °C.
+double HydrogenDistance(int m, int carrierNumber, double temperature);
+
+// Unit vectors from a carrier to the hydrogens of a group whose neighbours fix them. One of three neighbours makes
+// equal angles with them: the normal of the plane through the ends of the three unit vectors; others point away from
+// the mean of the bonds, which two hydrogens straddle with H-X-H equal to the four H-X-Y. Nothing where the neighbours
+// do not determine them. Places in Å.
+std::optional<std::vector<Cartesian>> FixedDirections(int m, const Cartesian& carrier,
+                                                      std::span<const Cartesian> neighbours);
+
+// Radians from the first hydrogen of a terminal group to another one, about the bond.
+double TurnOf(int m, size_t hydrogen);
+// Unit vectors from a carrier to the hydrogens of a terminal group. `back` points to the neighbour, `zero` across it to
+// where the first hydrogen stands at a torsion of 0; both are unit vectors. The torsion (radians) and, with a `sense`
+// of 1, the turns from hydrogen to hydrogen are about the direction from the neighbour to the carrier.
+std::vector<Cartesian> TerminalDirections(const HfixGroup& group, const Cartesian& back, const Cartesian& zero,
+                                          double torsion, double sense = 1.0);
+
+// Some unit vector at right angles to another one.
+Cartesian AnyAcross(const Cartesian& axis);
 
 // What stands about the carrier of a group. Places in Å.
 struct CarrierSurroundings {
@@ -44,9 +62,7 @@ struct CarrierSurroundings {
 };
 
 // Unit vectors from the carrier to the hydrogens that are missing; nothing when the surroundings do not determine them.
-// 13, 43 and 163 point away from the mean of the bonds, which 23 straddles with H-X-H equal to the four H-X-Y; terminal
-// groups are tetrahedral (93: trigonal, in the plane of the atom beyond), anti to the first atom beyond, a hydroxyl
-// group in the plane of its acceptor.
+// Terminal groups are anti to the first atom beyond, a hydroxyl group in the plane of its acceptor.
 std::optional<std::vector<Cartesian>> HydrogenDirections(const HfixGroup& group, const CarrierSurroundings& around);
 
 }  // namespace marvik

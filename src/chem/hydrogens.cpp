@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cmath>
 
+#include "base/numbers.h"
 #include "chem/connectivity.h"
 #include "chem/hfix.h"
 #include "chem/hybridization.h"
@@ -29,10 +30,6 @@ bool IsAcceptor(const AtomRecord& atom) {
   return std::find(std::begin(kAcceptors), std::end(kAcceptors), atom.element->atomicNumber) != std::end(kAcceptors);
 }
 
-bool IsAnyHydrogen(const AtomRecord& atom) {
-  return ChemicalNumber(atom) == kHydrogenRow;
-}
-
 std::string InCapitals(std::string text) {
   for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   return text;
@@ -53,6 +50,9 @@ std::string StemOf(const AtomRecord& carrier) {
 
 HydrogenBuilder::HydrogenBuilder(Document& document, UserMessages& messages)
     : document_(document), messages_(messages), search_(document, kBondTolerance, kProgramHydrogen) {
+  const std::string_view line = document.instructions.tempLine;
+  const size_t from = std::min(line.find_first_of("+-.0123456789"), line.size());
+  if (double value = 0.0; ParseNumber(line.substr(from), value) > 0) temperature_ = value;
   for (AtomRecord* atom : Atoms(document.atoms)) {
     names_.insert(KeyOf(atom->residue, atom->name));
     nextAfixGroup_ = std::max(nextAfixGroup_, atom->afixGroup + 1);
@@ -75,18 +75,18 @@ std::optional<CarrierSurroundings> HydrogenBuilder::Survey(const HfixGroup& grou
   std::vector<NeighbourImage> neighbours = NeighboursOf(carrier);
   CarrierSurroundings around{carrier.position, {}, {}, {}, {}};
   const auto fits = [&] { return neighbours.size() == static_cast<size_t>(group.neighbours); };
-  if (!fits() || group.needsHeavy) {
+  if (!fits() || group.isTerminal) {
     for (const NeighbourImage& b : neighbours)
-      if (IsAnyHydrogen(*b.atom)) around.hydrogens.push_back(b.position);
-    std::erase_if(neighbours, [](const NeighbourImage& b) { return IsAnyHydrogen(*b.atom); });
+      if (b.atom->IsHydrogen()) around.hydrogens.push_back(b.position);
+    std::erase_if(neighbours, [](const NeighbourImage& b) { return b.atom->IsHydrogen(); });
   }
   if (!fits())
     std::erase_if(neighbours, [](const NeighbourImage& b) { return ChemicalNumber(*b.atom) > kHeaviestNeighbour; });
   if (!fits()) return std::nullopt;
   for (const NeighbourImage& b : neighbours) around.neighbours.push_back(b.position);
-  if (!group.needsHeavy) return around;
+  if (!group.isTerminal) return around;
   FindBeyond(carrier, neighbours[0], around);
-  if (group.code == kHfixBondedHydroxyl || (group.code == kHfixHydroxyl && !around.beyond.empty()))
+  if (group.m == kHfixBondedHydroxyl / 10 || (group.m == kHfixHydroxyl / 10 && !around.beyond.empty()))
     FindAcceptor(carrier, around.neighbours[0], around);
   return around;
 }
@@ -101,8 +101,8 @@ void HydrogenBuilder::FindBeyond(const AtomRecord& carrier, const NeighbourImage
            Distance(b.position, carrier.position) < 0.05;
   });
   std::stable_sort(found.begin(), found.end(), [](const NeighbourImage& a, const NeighbourImage& b) {
-    const bool isFirst = IsAnyHydrogen(*a.atom);
-    return isFirst != IsAnyHydrogen(*b.atom) ? !isFirst : a.distance < b.distance;
+    const bool isFirst = a.atom->IsHydrogen();
+    return isFirst != b.atom->IsHydrogen() ? !isFirst : a.distance < b.distance;
   });
   for (const NeighbourImage& b : found) around.beyond.push_back(b.position);
 }
@@ -111,8 +111,7 @@ void HydrogenBuilder::FindBeyond(const AtomRecord& carrier, const NeighbourImage
 bool HydrogenBuilder::Donates(const NeighbourImage& acceptor, const Cartesian& place) const {
   const double radius = acceptor.atom->element->bondRadius;
   for (const NeighbourImage& b : search_.FindNeighboursAt(acceptor.fract, radius, kBondTolerance))
-    if (IsAnyHydrogen(*b.atom) && b.distance < kLongestHydrogenBondLength &&
-        Distance(b.position, place) < kGivenHydrogen)
+    if (b.atom->IsHydrogen() && b.distance < kLongestHydrogenBondLength && Distance(b.position, place) < kGivenHydrogen)
       return true;
   // Of those that the program places only the ones of this run count, so that another run finds the same.
   if (!done_.contains(acceptor.atom)) return false;
@@ -181,7 +180,7 @@ std::vector<std::string> HydrogenBuilder::LabelsFor(const AtomRecord& carrier, s
   return labels;
 }
 
-AtomRecord* HydrogenBuilder::Make(AtomRecord* carrier, const HfixGroup& group, const std::string& label) {
+AtomRecord* HydrogenBuilder::Make(AtomRecord* carrier, const std::string& label) {
   AtomRecord* atom = document_.atoms.CreateAtom(document_.elements, messages_);
   if (!atom) return nullptr;
   atom->name = label;
@@ -193,11 +192,10 @@ AtomRecord* HydrogenBuilder::Make(AtomRecord* carrier, const HfixGroup& group, c
   atom->SetHybridization(kHybridS);
   atom->hydrogenCount = 1;
   AtomRecord* behind = carrier;
-  while (behind->next && behind->next->parent == carrier && IsAnyHydrogen(*behind->next)) behind = behind->next;
+  while (behind->next && behind->next->parent == carrier && behind->next->IsHydrogen()) behind = behind->next;
   document_.atoms.LinkBehind(atom, behind);
   document_.atoms.AddBond(carrier, atom, {}, kSingle, 0, 0.1f, kSolid, messages_);
   placed_[carrier].push_back(atom);
-  atom->afix = static_cast<uint16_t>(group.code);
   ++added_;
   return atom;
 }
@@ -212,7 +210,7 @@ void HydrogenBuilder::RemoveFrom(const AtomRecord* carrier) {
 }
 
 bool HydrogenBuilder::Place(int code, AtomRecord* carrier) {
-  const HfixGroup* group = FindHfixGroup(code);
+  const HfixGroup* group = FindHfixGroup(code / 10);
   if (!group || !carrier) return false;
   const auto around = Survey(*group, *carrier);
   const auto directions = around ? HydrogenDirections(*group, *around) : std::nullopt;
@@ -221,17 +219,17 @@ bool HydrogenBuilder::Place(int code, AtomRecord* carrier) {
   std::vector<AtomRecord*> atoms = Placed(carrier);
   if (atoms.size() < directions->size())
     for (const std::string& label : LabelsFor(*carrier, directions->size() - atoms.size())) {
-      AtomRecord* atom = Make(carrier, *group, label);
+      AtomRecord* atom = Make(carrier, label);
       if (!atom) return false;
       atoms.push_back(atom);
     }
-  const double distance = HydrogenDistance(*group, carrier->element->atomicNumber);
+  const double distance = HydrogenDistance(group->m, carrier->element->atomicNumber, temperature_);
   const int32_t afixGroup = nextAfixGroup_++;
   for (size_t i = 0; i < atoms.size(); ++i) {
     AtomRecord& atom = *atoms[i];
     atom.fract = CartesianToFractional(document_.matrix, carrier->position + distance * (*directions)[i]);
     FractionalToCartesian(document_.matrix, atom);
-    atom.afix = static_cast<uint16_t>(group->code);
+    atom.afix = static_cast<uint16_t>(code);
     atom.afixGroup = afixGroup;
     atom.part = carrier->part;
     atom.partHasOccupancy = carrier->partHasOccupancy;

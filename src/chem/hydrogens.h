@@ -41,7 +41,7 @@ class HydrogenBuilder {
   bool IsTaken(const AtomRecord& carrier, const std::string& label) const;
   std::string FreeLabel(const AtomRecord& carrier, const std::string& stem);
   std::vector<std::string> LabelsFor(const AtomRecord& carrier, size_t count);
-  AtomRecord* Make(AtomRecord* carrier, const HfixGroup& group, const std::string& label);
+  AtomRecord* Make(AtomRecord* carrier, const std::string& label);
 
   Document& document_;
   UserMessages& messages_;
@@ -51,6 +51,7 @@ class HydrogenBuilder {
   std::unordered_set<const AtomRecord*> done_;         // carriers whose hydrogens this builder placed
   std::unordered_set<std::string> names_;              // in capitals, with the residue in front
   std::unordered_map<std::string, size_t> nextLabel_;  // by what a label begins with: all before it are taken
+  double temperature_ = 20.0;                          // °C
   int32_t nextAfixGroup_ = 0;
   size_t added_ = 0;
 };

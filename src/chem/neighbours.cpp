@@ -117,9 +117,9 @@ std::vector<NeighbourImage> NeighbourSearch::FindBonded(const AtomRecord& atom, 
   // Two alternatives may share one place, so those of the atom go before places are compared.
   auto neighbours =
       Collect(atom.fract, atom.element->bondRadius, tolerance, [&](const AtomRecord& other, int32_t code) {
-        const bool isNegative = atom.part < 0 || other.part < 0;
         const bool isSame = code == kIdentityCode;
-        return !AreAlternatives(atom, other) && (isSame ? freed_.IndexOf(&atom, &other) < 0 : !isNegative);
+        return !AreAlternatives(atom, other) && PartsMayBond(atom.part, other.part, isSame) &&
+               !(isSame && freed_.IndexOf(&atom, &other) >= 0);
       });
   KeepOneAlternative(atom.position, neighbours);
   return neighbours;

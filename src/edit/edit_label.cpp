@@ -35,12 +35,12 @@ class Planner {
     FindCarriers();
     std::unordered_set<const AtomRecord*> chosen(atoms.begin(), atoms.end());
     for (AtomRecord* atom : atoms) {
-      const bool follows = IsAnyHydrogenAtom(*atom) && CarrierOf(atom, bonded_);
+      const bool follows = atom->IsHydrogen() && CarrierOf(atom, bonded_);
       if (!follows) leaders_.push_back(atom);
     }
     const std::unordered_set<const AtomRecord*> leading(leaders_.begin(), leaders_.end());
     for (AtomRecord* atom : Atoms(document.atoms)) {
-      AtomRecord* carrier = IsAnyHydrogenAtom(*atom) && !IsGrownAtom(*atom) ? CarrierOf(atom, bonded_) : nullptr;
+      AtomRecord* carrier = atom->IsHydrogen() && !IsGrownAtom(*atom) ? CarrierOf(atom, bonded_) : nullptr;
       if (carrier && (leading.contains(carrier) || chosen.contains(atom))) followers_[carrier].push_back(atom);
     }
     for (AtomRecord* leader : leaders_) moving_.insert(leader);
@@ -79,7 +79,7 @@ class Planner {
  private:
   void FindCarriers() {
     const auto note = [this](const AtomRecord* hydrogen, AtomRecord* other) {
-      if (!IsAnyHydrogenAtom(*hydrogen) || IsAnyHydrogenAtom(*other)) return;
+      if (!hydrogen->IsHydrogen() || other->IsHydrogen()) return;
       const auto [at, isNew] = bonded_.try_emplace(hydrogen, other);
       if (!isNew) at->second = nullptr;
     };

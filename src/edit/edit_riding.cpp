@@ -39,7 +39,7 @@ AtomRecord* CarrierOfGroup(const AtomList& atoms, const AtomRecord& hydrogen) {
   for (AtomRecord* atom : Atoms(atoms)) {
     const bool sameGroup = atom->afix == hydrogen.afix && atom->afixGroup == hydrogen.afixGroup;
     if (atom != &hydrogen && sameGroup && hydrogen.afixGroup != 0 && atom->parent) return atom->parent;
-    const bool mayStandBefore = !IsAnyHydrogenAtom(*atom) && !atom->IsPeak() && atom->serial < hydrogen.serial;
+    const bool mayStandBefore = !atom->IsHydrogen() && !atom->IsPeak() && atom->serial < hydrogen.serial;
     if (mayStandBefore && (!before || atom->serial > before->serial)) before = atom;
   }
   return before;
@@ -88,21 +88,7 @@ void WarnOfLost(bool placed, bool riding, UserMessages& messages) {
   }
 }
 
-bool IsRiding(const AtomRecord& atom) {
-  return IsAnyHydrogenAtom(atom) && IsRidingAfix(atom);
-}
-
 }  // namespace
-
-bool IsAnyHydrogenAtom(const AtomRecord& atom) {
-  const int row = atom.element->atomicNumber;
-  return row == kHydrogenRow || row == kDeuteriumRow;
-}
-
-bool IsRidingAfix(const AtomRecord& atom) {
-  const int digit = static_cast<int16_t>(atom.afix) % 10;
-  return digit == 3 || digit == 4 || digit == 7 || digit == 8;
-}
 
 int32_t NextAfixGroup(const Document& document) {
   int32_t last = 0;
@@ -129,8 +115,8 @@ void MoveBehindParent(AtomList& atoms, AtomRecord* atom) {
 void SetAfix(Document& document, AtomRecord* atom, int code, int32_t group) {
   atom->afix = static_cast<uint16_t>(code);
   atom->afixGroup = code == 0 ? 0 : group;
-  if (!IsAnyHydrogenAtom(*atom)) return;
-  atom->parent = IsRidingAfix(*atom) ? NearestCarrier(document.atoms, *atom) : nullptr;
+  if (!atom->IsHydrogen()) return;
+  atom->parent = atom->IsRiding() ? NearestCarrier(document.atoms, *atom) : nullptr;
   if (atom->parent) MoveBehindParent(document.atoms, atom);
 }
 
@@ -148,7 +134,7 @@ size_t RestoreAtoms(Document& document, const std::vector<AtomRecord*>& chosen, 
   bool lostPlaced = false;
   bool lostRiding = false;
   for (AtomRecord* atom : restored) {
-    if (!IsRiding(*atom)) continue;
+    if (!atom->IsRiding()) continue;
     if (!atom->parent) atom->parent = FindParent(list, *atom);
     if (atom->parent) {
       MoveBehindParent(list, atom);
@@ -160,7 +146,7 @@ size_t RestoreAtoms(Document& document, const std::vector<AtomRecord*>& chosen, 
   list.KillAtoms(lost);
   std::vector<AtomRecord*> orphans;
   for (AtomRecord* atom : Atoms(list)) {
-    if (IsRiding(*atom) && !atom->parent && !IsAnyHydrogenAtom(*restored.front())) orphans.push_back(atom);
+    if (atom->IsRiding() && !atom->parent && !restored.front()->IsHydrogen()) orphans.push_back(atom);
   }
   for (AtomRecord* atom : orphans) {
     AtomRecord* parent = FindParent(list, *atom);

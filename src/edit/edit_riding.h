@@ -7,11 +7,6 @@
 
 namespace marvik {
 
-// Hydrogen or deuterium.
-bool IsAnyHydrogenAtom(const AtomRecord& atom);
-// An AFIX code whose last digit makes hydrogens ride on the atom before them.
-bool IsRidingAfix(const AtomRecord& atom);
-
 // A number for an AFIX group that no atom has yet.
 int32_t NextAfixGroup(const Document& document);
 // Gives an atom an AFIX code. A hydrogen with a riding code gets the nearest C, N, O or other non-hydrogen atom it is

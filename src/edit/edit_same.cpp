@@ -12,7 +12,7 @@ namespace marvik {
 namespace {
 
 bool Counts(const AtomRecord& atom) {
-  return !IsAnyHydrogenAtom(atom) && !IsGrownAtom(atom) && !atom.IsPeak();
+  return !atom.IsHydrogen() && !IsGrownAtom(atom) && !atom.IsPeak();
 }
 
 }  // namespace

@@ -78,7 +78,7 @@ size_t UnitLength(const AtomVector& atoms, size_t first) {
   if (const auto& same = atoms[first]->Extras().sameGroup) {
     size_t left = same->names.size();
     for (size_t i = first; i < atoms.size() && left > 0; ++i) {
-      if (!IsAnyHydrogenAtom(*atoms[i])) --left;
+      if (!atoms[i]->IsHydrogen()) --left;
       extend(i);
     }
   }

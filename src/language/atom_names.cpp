@@ -58,10 +58,6 @@ ResidueKey ResidueOf(const Document& document, const AtomRecord& atom) {
   return {residue.number, Upper(residue.chain)};
 }
 
-bool IsHydrogenRow(int row) {
-  return row == kHydrogenRow || row == kDeuteriumRow;
-}
-
 // By number, chain and number, or class.
 bool IsInResidue(const Document& document, const AtomRecord& atom, const std::string& text) {
   const ResidueKey key = ResidueOf(document, atom);

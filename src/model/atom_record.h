@@ -77,6 +77,12 @@ struct AtomExtras {
   friend bool operator==(const AtomExtras&, const AtomExtras&) = default;
 };
 
+// Whether an AFIX code (10·m + n) lets atoms ride on the one before them.
+constexpr bool IsRidingCode(int afix) {
+  const int n = afix % 10;
+  return n == 3 || n == 4 || n == 7 || n == 8;
+}
+
 // One atom. Records are owned by an AtomList and keep their address while they are in one of its lists.
 struct AtomRecord {
   AtomRecord* next = nullptr;
@@ -132,7 +138,10 @@ struct AtomRecord {
   void Set(AtomFlag f, bool on) { flags = static_cast<uint8_t>(on ? flags | f : flags & ~f); }
   int Hybridization() const { return flags >> 4 & 7; }  // 0 s, 1 sp1, 2 sp2, 3 sp3, 4 and 5 other
   void SetHybridization(int h) { flags = static_cast<uint8_t>((flags & 0x8F) | (h & 7) << 4); }
-  bool IsHydrogen() const { return element->atomicNumber == kHydrogenRow; }
+  // Deuterium too.
+  bool IsHydrogen() const { return IsHydrogenRow(element->atomicNumber); }
+  // A hydrogen that moves with the atom that carries it.
+  bool IsRiding() const { return IsHydrogen() && IsRidingCode(static_cast<int16_t>(afix)); }
   // An electron-density peak: told by its name, as the files do it.
   bool IsPeak() const { return !name.empty() && (name[0] == 'Q' || name[0] == 'q'); }
   bool IsAnisotropic() const { return uCount == 6; }

@@ -27,6 +27,9 @@ constexpr int BlueOf(ElementColour c) {
 
 inline constexpr int kHydrogenRow = 1;
 inline constexpr int kDeuteriumRow = 104;
+constexpr bool IsHydrogenRow(int row) {
+  return row == kHydrogenRow || row == kDeuteriumRow;
+}
 inline constexpr int kUnknownRow = 105;  // peaks and labels that name no element
 inline constexpr int kElementRows = 106;
 inline constexpr int kTextures = 8;

@@ -34,10 +34,6 @@ struct Tally {
   std::map<std::string, size_t> otherKinds;
 };
 
-bool IsHydrogenAtom(const AtomRecord& atom) {
-  return ChemicalNumber(atom) == kHydrogenRow;
-}
-
 bool IsCarrier(const AtomRecord& atom) {
   const int z = atom.element->atomicNumber;
   return z >= 6 && z <= 8;
@@ -59,7 +55,7 @@ const AtomRecord* NearestCarrier(const Document& document, const AtomRecord& hyd
 std::vector<Carrier> CarriersOf(const Document& document) {
   std::map<const AtomRecord*, std::vector<const AtomRecord*>> hydrogens;
   for (const AtomRecord* h : Atoms(document.atoms)) {
-    if (!IsHydrogenAtom(*h)) continue;
+    if (!h->IsHydrogen()) continue;
     auto& known = hydrogens[NearestCarrier(document, *h)];
     if (std::none_of(known.begin(), known.end(), [h](const AtomRecord* k) { return AreAlternatives(*h, *k); }))
       known.push_back(h);
@@ -105,7 +101,7 @@ int GroupOf(int afix) {
     case 147:
       return 147;
     default:
-      return FindHfixGroup(afix) ? afix : 0;
+      return FindHfixGroup(afix / 10) ? afix : 0;
   }
 }
 
@@ -115,7 +111,7 @@ void Compare(Document& document, const std::vector<Carrier>& carriers, Tally& ta
     std::vector<Cartesian> placed;
     int code = 0;
     for (const AtomRecord* h : Atoms(document.atoms))
-      if (h->parent == atom && IsHydrogenAtom(*h)) placed.push_back(h->position), code = h->afix;
+      if (h->parent == atom && h->IsHydrogen()) placed.push_back(h->position), code = h->afix;
     if (placed.empty() && carrier.hydrogens.empty()) continue;
     const bool fixedCount = atom->Hybridization() == kHybridSp3 && atom->element->atomicNumber != 6;
     const int wanted = GroupOf(carrier.code);
@@ -150,7 +146,7 @@ void TakeFile(const std::string& file, Tally& tally) {
   const std::vector<Carrier> carriers = CarriersOf(document);
   gone.clear();
   for (AtomRecord* atom : Atoms(document.atoms))
-    if (IsHydrogenAtom(*atom)) gone.push_back(atom);
+    if (atom->IsHydrogen()) gone.push_back(atom);
   const bool isMolecule = gone.size() >= 4 && document.atoms.LiveCount() < 2000;
   if (!isMolecule) return;
   std::string model;

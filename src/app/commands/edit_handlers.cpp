@@ -158,12 +158,12 @@ Outcome SameHandler(Workbench& bench, const CommandCall& call) {
   constexpr char kHydrogen[] = "The SAME command can't be applied to Hydrogen atoms.";
   Document& document = bench.document;
   AtomRecord* clicked = bench.PickedAtom();
-  if (clicked && IsAnyHydrogenAtom(*clicked)) return Refuse(bench, kUsage, kHydrogen);
+  if (clicked && clicked->IsHydrogen()) return Refuse(bench, kUsage, kHydrogen);
   const auto text = TextOf(bench, call);
   if (!text) return Outcome::Cancelled;
   AtomRecord* target = FindAtomByText(document, *text);
   if (!target) return Refuse(bench, kNoneSelected, "Couldn't find " + *text + " in the atom list.");
-  if (IsAnyHydrogenAtom(*target)) return Refuse(bench, kUsage, kHydrogen);
+  if (target->IsHydrogen()) return Refuse(bench, kUsage, kHydrogen);
   std::vector<AtomRecord*> pattern(document.atoms.selection.begin(), document.atoms.selection.end());
   if (pattern.empty() && clicked) pattern = ConnectedFragments(document, {clicked});
   if (pattern.empty()) return Refuse(bench, kNoneSelected, "You must have at least one atom selected!");

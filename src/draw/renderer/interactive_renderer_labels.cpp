@@ -90,7 +90,7 @@ void RenderFrame::AddCrowding() {
 bool RenderFrame::WantsLabel(const AtomRecord& atom) const {
   if (atom.flags2 & kLabelOff) return false;
   if (options_->hydrogenLabels || !atom.element) return true;
-  return atom.element->atomicNumber != kHydrogenRow && atom.element->atomicNumber != kDeuteriumRow;
+  return !atom.IsHydrogen();
 }
 
 Rgb RenderFrame::LabelColour(const FrameAtom& atom) const {

@@ -166,7 +166,7 @@ double CifComposer::FormulaUnits() const {
   double inCell = 0.0;
   double inFormula = 0.0;
   for (const FormulaElement& element : formula_) {
-    if (element.row == kHydrogenRow || element.row == kDeuteriumRow) continue;
+    if (IsHydrogenRow(element.row)) continue;
     inCell += AtomsInCell(element.row);
     inFormula += element.count;
   }

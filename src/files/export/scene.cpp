@@ -25,7 +25,7 @@ SceneAtom SceneAtomOf(const AtomRecord& atom, const SceneOptions& options, const
   scene.place = SceneFrame(atom.position);
   const double radius = kBallScale * atom.element->drawRadius;
   scene.halfAxes = Equal(radius);
-  const bool isHydrogen = atom.IsHydrogen() || atom.element->atomicNumber == kDeuteriumRow;
+  const bool isHydrogen = atom.IsHydrogen();
   scene.isLabelled = options.labels && (options.hydrogenLabels || !isHydrogen) && !(atom.flags2 & kLabelOff);
   if (!options.ellipsoids || !atom.IsAnisotropic()) return scene;
   const DisplacementEllipsoid ellipsoid = EllipsoidAxes(TensorOf(frame, atom));

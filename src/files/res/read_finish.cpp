@@ -82,12 +82,6 @@ class ElementRule {
   std::vector<std::string> mismatches_;
 };
 
-// AFIX codes whose last digit makes hydrogens ride on the atom before them.
-bool IsRidingCode(int afix) {
-  const int digit = afix % 10;
-  return digit == 3 || digit == 4 || digit == 7 || digit == 8;
-}
-
 void SettleAtoms(ReadState& s) {
   ElementRule elements(s);
   AtomRecord* carrier = nullptr;
@@ -98,10 +92,9 @@ void SettleAtoms(ReadState& s) {
       carrier = nullptr;
       inMainSection = false;
     }
-    const int row = atom->element->atomicNumber;
-    if (row != kHydrogenRow && row != kDeuteriumRow) {
+    if (!atom->IsHydrogen()) {
       if (!atom->IsPeak()) carrier = atom;
-    } else if (IsRidingCode(static_cast<int16_t>(atom->afix))) {
+    } else if (atom->IsRiding()) {
       atom->parent = carrier;
     }
   }

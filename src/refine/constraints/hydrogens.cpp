@@ -9,69 +9,29 @@
 namespace marvik {
 namespace {
 
-constexpr HydrogenCode kCodes[] = {{1, 1, 3},  {2, 2, 2},  {3, 3, 1},  {4, 1, 2},  {8, 1, 1}, {9, 2, 1},
-                                   {12, 6, 1}, {13, 3, 1}, {14, 1, 1}, {15, 1, 4}, {16, 1, 1}};
-
-struct DistanceRow {
-  int m;
-  int electrons;  // 0: any other
-  double distance;
-};
-constexpr DistanceRow kDistances[] = {{1, 7, 0.91},  {1, 0, 0.98},  {2, 7, 0.90},  {2, 0, 0.97},  {3, 7, 0.89},
-                                      {3, 0, 0.96},  {13, 7, 0.89}, {13, 0, 0.96}, {12, 0, 0.96}, {4, 7, 0.86},
-                                      {4, 0, 0.93},  {9, 7, 0.86},  {9, 0, 0.93},  {8, 0, 0.82},  {14, 0, 0.82},
-                                      {15, 0, 1.10}, {16, 0, 0.93}};
-
-const double kTetrahedral = std::acos(-1.0 / 3.0);
-
 Cartesian Towards(const Structure& structure, const Cartesian& from, const Neighbour& n) {
   return Normalised(structure.metric.ToCartesian(ImagePosition(structure, n)) - from);
 }
 
-Cartesian AnyPerpendicular(const Cartesian& axis) {
-  const Cartesian other = std::fabs(axis.x) < 0.8 ? Cartesian{1, 0, 0} : Cartesian{0, 1, 0};
-  return Normalised(Cross(axis, other));
-}
-
-// Directions at an angle to the bond back to the neighbour, spread by `step` about it from a torsion on.
-std::vector<Cartesian> Umbrella(const Cartesian& back, const Cartesian& zero, double angle, double torsion, double step,
-                                int count) {
-  std::vector<Cartesian> directions;
-  const Cartesian axis = -back;
-  const Cartesian e1 = Normalised(zero - Dot(zero, axis) * axis);
-  const Cartesian e2 = Cross(axis, e1);
-  for (int i = 0; i < count; ++i) {
-    const double t = torsion + step * i;
-    directions.push_back(std::cos(angle) * back + std::sin(angle) * (std::cos(t) * e1 + std::sin(t) * e2));
-  }
-  return directions;
+Cartesian CarrierPlace(const Structure& structure, const HydrogenGroup& group) {
+  return structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
 }
 
 // The direction from which torsions of a terminal group are counted.
 Cartesian ZeroDirection(const Structure& structure, const HydrogenGroup& group, const Cartesian& back) {
-  if (group.beyond.site < 0) return AnyPerpendicular(back);
+  if (group.beyond.site < 0) return AnyAcross(back);
   const Cartesian next = structure.metric.ToCartesian(ImagePosition(structure, group.around[0]));
   const Cartesian far = structure.metric.ToCartesian(ImagePosition(structure, group.beyond));
   const Cartesian d = far - next;
   const Cartesian across = d - Dot(d, back) * back;
-  return Length(across) > 1e-3 ? Normalised(across) : AnyPerpendicular(back);
+  return Length(across) > 1e-3 ? Normalised(across) : AnyAcross(back);
 }
 
 // `sense` is -1 for groups whose hydrogens follow each other the other way round.
 std::vector<Cartesian> DirectionsAtTorsion(const Structure& structure, const HydrogenGroup& group, double torsion,
                                            double sense = 1.0) {
-  const Cartesian carrier = structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
-  const Cartesian back = Towards(structure, carrier, group.around[0]);
-  const Cartesian zero = ZeroDirection(structure, group, back);
-  const double third = sense * 120.0 * kRadiansPerDegree;
-  if (group.m == 12) {
-    auto first = Umbrella(back, zero, kTetrahedral, torsion, third, 3);
-    const auto second = Umbrella(back, zero, kTetrahedral, torsion + third / 2.0, third, 3);
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-  }
-  if (group.m == 9) return Umbrella(back, zero, 120.0 * kRadiansPerDegree, torsion, 180.0 * kRadiansPerDegree, 2);
-  return Umbrella(back, zero, kTetrahedral, torsion, third, group.m == 8 || group.m == 14 ? 1 : 3);
+  const Cartesian back = Towards(structure, CarrierPlace(structure, group), group.around[0]);
+  return TerminalDirections(*group.Geometry(), back, ZeroDirection(structure, group, back), torsion, sense);
 }
 
 struct TorsionFit {
@@ -81,7 +41,7 @@ struct TorsionFit {
 
 // How a terminal group stands now: the mean over its hydrogens, each turned back to the first one's place.
 TorsionFit PresentTorsion(const Structure& structure, const HydrogenGroup& group) {
-  const Cartesian carrier = structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
+  const Cartesian carrier = CarrierPlace(structure, group);
   const Cartesian back = Towards(structure, carrier, group.around[0]);
   const Cartesian zero = ZeroDirection(structure, group, back);
   const Cartesian axis = -back;
@@ -95,9 +55,7 @@ TorsionFit PresentTorsion(const Structure& structure, const HydrogenGroup& group
     for (size_t i = 0; i < group.hydrogens.size(); ++i) {
       const Cartesian d =
           structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.hydrogens[i])].x) - carrier;
-      double step = static_cast<double>(i % 3) * 120.0 + (i >= 3 ? 60.0 : 0.0);
-      if (group.m == 9) step = 180.0 * static_cast<double>(i);
-      const double t = std::atan2(Dot(d, e2), Dot(d, e1)) - sense * step * kRadiansPerDegree;
+      const double t = std::atan2(Dot(d, e2), Dot(d, e1)) - sense * TurnOf(group.m, i);
       sine += std::sin(t);
       cosine += std::cos(t);
     }
@@ -109,31 +67,11 @@ TorsionFit PresentTorsion(const Structure& structure, const HydrogenGroup& group
   return best;
 }
 
-std::vector<Cartesian> Directions(const Structure& structure, const HydrogenGroup& group) {
-  const Cartesian carrier = structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
-  std::vector<Cartesian> u;
-  Cartesian sum;
-  for (const Neighbour& n : group.around) {
-    u.push_back(Towards(structure, carrier, n));
-    sum += u.back();
-  }
-  switch (group.m) {
-    case 1:
-    case 4:
-    case 15:
-    case 16:
-      return {Normalised(-sum)};
-    case 2: {
-      // H-X-H equals the four angles H-X-Y: 2 cos²β + cos(φ/2) cos β - 1 = 0, φ = Y-X-Y, 2β = H-X-H.
-      const double c = std::sqrt(std::max(0.0, 0.5 * (1.0 + Dot(u[0], u[1]))));
-      const double cb = 0.25 * (std::sqrt(c * c + 8.0) - c);
-      const double sb = std::sqrt(1.0 - cb * cb);
-      const Cartesian bisector = Normalised(-sum);
-      const Cartesian normal = Normalised(Cross(u[0], u[1]));
-      return {cb * bisector + sb * normal, cb * bisector - sb * normal};
-    }
-    default:
-      break;
+std::optional<std::vector<Cartesian>> Directions(const Structure& structure, const HydrogenGroup& group) {
+  if (!group.Geometry()->isTerminal) {
+    std::vector<Cartesian> around;
+    for (const Neighbour& n : group.around) around.push_back(structure.metric.ToCartesian(ImagePosition(structure, n)));
+    return FixedDirections(group.m, CarrierPlace(structure, group), around);
   }
   const TorsionFit now = PresentTorsion(structure, group);
   double torsion = now.torsion;
@@ -149,7 +87,7 @@ std::vector<Cartesian> Directions(const Structure& structure, const HydrogenGrou
 }
 
 bool SameWay(const std::vector<Cartesian>& directions, const Structure& structure, const HydrogenGroup& group) {
-  const Cartesian carrier = structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
+  const Cartesian carrier = CarrierPlace(structure, group);
   double straight = 0.0;
   double swapped = 0.0;
   for (size_t i = 0; i < 2; ++i) {
@@ -201,21 +139,6 @@ void FindSurroundings(const Structure& structure, const NeighbourTable& bonds, H
 
 }  // namespace
 
-const HydrogenCode* FindHydrogenCode(int m) {
-  for (const HydrogenCode& code : kCodes) {
-    if (code.m == m) return &code;
-  }
-  return nullptr;
-}
-
-double HydrogenDistance(int m, int electrons, double temperature) {
-  const double longer = temperature < -70.0 ? 0.02 : temperature < -20.0 ? 0.01 : 0.0;
-  for (const DistanceRow& row : kDistances) {
-    if (row.m == m && (row.electrons == electrons || row.electrons == 0)) return row.distance + longer;
-  }
-  return 0.96 + longer;
-}
-
 std::vector<HydrogenGroup> FindHydrogenGroups(const Structure& structure, const NeighbourTable& bonds,
                                               double temperature, std::vector<std::string>& notes) {
   std::vector<HydrogenGroup> groups;
@@ -223,9 +146,7 @@ std::vector<HydrogenGroup> FindHydrogenGroups(const Structure& structure, const 
   int lastGroup = -1;
   for (size_t i = 0; i < structure.sites.size(); ++i) {
     const Site& site = structure.sites[i];
-    const int n = site.afix % 10;
-    const bool riding = site.afix > 0 && (n == 3 || n == 4 || n == 7 || n == 8);
-    if (!riding) {
+    if (!IsRidingCode(site.afix)) {
       carrier = static_cast<int>(i);
       lastGroup = -1;
       continue;
@@ -234,12 +155,12 @@ std::vector<HydrogenGroup> FindHydrogenGroups(const Structure& structure, const 
       notes.push_back("AFIX " + Printf("%d", site.afix) + " of " + site.label + " has no atom to ride on");
       continue;
     }
-    const HydrogenCode* code = FindHydrogenCode(site.afix / 10);
+    const HfixGroup* code = FindHfixGroup(site.afix / 10);
     const bool full = !groups.empty() && code && static_cast<int>(groups.back().hydrogens.size()) >= code->hydrogens;
     if (site.afixGroup != lastGroup || full) {
       HydrogenGroup group;
       group.m = site.afix / 10;
-      group.n = n;
+      group.n = site.afix % 10;
       group.carrier = carrier;
       const std::vector<std::string> words = WordsOf(site.atom->Extras().afixWords);
       double own = 0.0;
@@ -251,7 +172,7 @@ std::vector<HydrogenGroup> FindHydrogenGroups(const Structure& structure, const 
   }
   for (HydrogenGroup& group : groups) {
     FindSurroundings(structure, bonds, group);
-    const HydrogenCode* code = FindHydrogenCode(group.m);
+    const HfixGroup* code = group.Geometry();
     const Site& holder = structure.sites[static_cast<size_t>(group.carrier)];
     if (group.m == 0) continue;
     const std::string what = Printf("AFIX %d on %s", 10 * group.m + group.n, holder.label.c_str());
@@ -276,7 +197,7 @@ std::vector<HydrogenGroup> FindHydrogenGroups(const Structure& structure, const 
 }
 
 bool FitsCode(const Structure& structure, const NeighbourTable& bonds, int carrier, int m) {
-  const HydrogenCode* code = FindHydrogenCode(m);
+  const HfixGroup* code = FindHfixGroup(m);
   if (!code) return false;
   HydrogenGroup group;
   group.m = m;
@@ -288,9 +209,11 @@ bool FitsCode(const Structure& structure, const NeighbourTable& bonds, int carri
 
 void IdealiseHydrogens(Structure& structure, const HydrogenGroup& group) {
   if (!group.idealised) return;
-  std::vector<Cartesian> directions = Directions(structure, group);
+  const auto found = Directions(structure, group);
+  if (!found) return;  // neighbours in one plane with the carrier, say
+  std::vector<Cartesian> directions = *found;
   if (group.m == 2 && !SameWay(directions, structure, group)) std::swap(directions[0], directions[1]);
-  const Cartesian carrier = structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
+  const Cartesian carrier = CarrierPlace(structure, group);
   double distance = group.distance;
   if (group.Stretches()) {
     distance = 0.0;
@@ -306,7 +229,7 @@ void IdealiseHydrogens(Structure& structure, const HydrogenGroup& group) {
 }
 
 std::vector<Cartesian> PlaceAtTorsion(const Structure& structure, const HydrogenGroup& group, double torsion) {
-  const Cartesian carrier = structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
+  const Cartesian carrier = CarrierPlace(structure, group);
   std::vector<Cartesian> places = DirectionsAtTorsion(structure, group, torsion * kRadiansPerDegree);
   for (Cartesian& p : places) p = carrier + group.distance * p;
   return places;

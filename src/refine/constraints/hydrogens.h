@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "chem/hydrogen_geometry.h"
 #include "refine/structure/neighbours.h"
 #include "refine/structure/structure.h"
 
@@ -19,21 +20,11 @@ struct HydrogenGroup {
   Neighbour beyond;               // bonded to around[0] and not the carrier; site -1 without one
   bool idealised = false;         // whether coordinates are recomputed before each cycle
 
+  // Null for a geometry that is not known.
+  const HfixGroup* Geometry() const { return FindHfixGroup(m); }
   bool Rotates() const { return n == 7 || n == 8; }
   bool Stretches() const { return n == 4 || n == 8; }
 };
-
-// How many hydrogens a code stands for and how many neighbours it needs; 0 hydrogens for codes that place none.
-struct HydrogenCode {
-  int m;
-  int hydrogens;
-  int neighbours;
-};
-const HydrogenCode* FindHydrogenCode(int m);
-
-// Usual X-H distance in Å for a code on an element (atomic number) at a temperature in °C: X-ray distances are 0.01 Å
-// longer below -20 °C and 0.02 Å longer below -70 °C.
-double HydrogenDistance(int m, int electrons, double temperature);
 
 // The groups of riding hydrogens (n = 3, 4, 7, 8). Groups whose surroundings do not fit their code are not idealised
 // and are named in `notes`. The carrier is the last atom before the group that is not itself riding.

@@ -11,11 +11,6 @@ namespace {
 
 constexpr const char* kRawNames[kRawPerSite] = {"x", "y", "z", "sof", "U11", "U22", "U33", "U23", "U13", "U12"};
 
-bool IsRiding(const Site& site) {
-  const int n = site.afix % 10;
-  return site.afix > 0 && (n == 3 || n == 4 || n == 7 || n == 8);
-}
-
 void AddTerm(Row& row, int parameter, double factor) {
   if (factor == 0.0) return;
   for (Term& term : row) {
@@ -134,7 +129,7 @@ void Parametrisation::BuildSite(Structure& structure, int site, const ParameterO
     return std::find(g.members.begin() + 1, g.members.end(), site) != g.members.end();
   });
   std::vector<GroupOperator> operations{GroupOperator{{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}}, {}}};
-  if (s.part >= 0 && !IsRiding(s)) {
+  if (s.part >= 0 && !IsRidingCode(s.afix)) {
     const auto found = SiteOperations(structure, s.x, options.specialTolerance);
     if (!found.empty()) operations = found;
     if (operations.size() > 1 && s.code[kRawOccupancy] == 0.0) {
@@ -142,7 +137,7 @@ void Parametrisation::BuildSite(Structure& structure, int site, const ParameterO
     }
   }
   if (n == 1 && s.afix > 0) return;
-  const bool movesAlone = !IsRiding(s) && !rigidFollower && !Contains(options.sameCoordinates, site, true);
+  const bool movesAlone = !IsRidingCode(s.afix) && !rigidFollower && !Contains(options.sameCoordinates, site, true);
   if (movesAlone) BuildPosition(structure, site, operations);
   if (n == 2 && s.afix > 0) return;
   Row& occupancy = rows[static_cast<size_t>(site * kRawPerSite + kRawOccupancy)];

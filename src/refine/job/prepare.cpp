@@ -55,7 +55,7 @@ void ApplyMoves(Document& document, const std::vector<Command>& commands, std::v
 
 void MakeAnisotropic(AtomRecord& atom, const Metric& metric) {
   if (atom.IsAnisotropic() || atom.codedValues[kCodedU] != 0.0 || !IsModelAtom(atom)) return;
-  if (atom.element->atomicNumber == kHydrogenRow || atom.element->atomicNumber == kDeuteriumRow) return;
+  if (atom.IsHydrogen()) return;
   atom.u = TensorOfIsotropic(metric, atom.u[0]);
   atom.uCount = 6;
 }
@@ -124,10 +124,11 @@ struct HfixRequest {
 
 void AddHydrogens(Document& document, AtomRecord& carrier, const HfixRequest& request, int& group,
                   UserMessages& messages, std::vector<AtomRecord*>& fresh) {
-  const auto count = static_cast<size_t>(FindHydrogenCode(request.m)->hydrogens);
+  const HfixGroup& geometry = *FindHfixGroup(request.m);
+  const auto count = static_cast<size_t>(geometry.hydrogens);
   ++group;
   AtomRecord* place = &carrier;
-  const bool turning = request.m == 3 || request.m == 8 || request.m >= 12;
+  const bool turning = geometry.isTerminal && geometry.hydrogens != 2;
   for (size_t i = 0; i < count; ++i) {
     AtomRecord* h = document.atoms.CreateAtom(document.elements, messages);
     if (!h) return;
@@ -146,8 +147,7 @@ void AddHydrogens(Document& document, AtomRecord& carrier, const HfixRequest& re
     if (request.m == 12) h->occupancy = h->codedValues[kCodedOccupancy] = 10.5;
     h->afix = static_cast<uint16_t>(10 * request.m + request.n);
     h->afixGroup = group;
-    const double tie = request.m == 3 || request.m == 8 || (request.m >= 12 && request.m <= 14) ? -1.5 : -1.2;
-    h->u[0] = h->codedValues[kCodedU] = request.u != 0.0 ? request.u : tie;
+    h->u[0] = h->codedValues[kCodedU] = request.u != 0.0 ? request.u : geometry.uisoFactor;
     if (request.u > 0.0) h->codedValues[kCodedU] = 0.0;
     if (request.distance > 0.0) {
       h->MutableExtras().afixWords = Printf("%.3f", request.distance);
@@ -171,7 +171,7 @@ void ApplyHfix(Document& document, const Structure& structure, const std::vector
     const int code = WholeNumber(command.numbers[0]);
     HfixRequest request{code / 10, code % 10, command.numbers.size() > 1 ? command.numbers[1] : 0.0,
                         command.numbers.size() > 2 ? command.numbers[2] : 0.0};
-    if (!FindHydrogenCode(request.m) || !hasHydrogen) {
+    if (!FindHfixGroup(request.m) || !hasHydrogen) {
       notes.push_back(command.text + (hasHydrogen ? ": this geometry is not known" : ": H is not on SFAC"));
       continue;
     }

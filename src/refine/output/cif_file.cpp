@@ -159,8 +159,7 @@ void AtomLoops(const Session& s, const Geometry& geometry, std::string& out) {
     Measured occupancy = geometry.Raw(at, kRawOccupancy);
     occupancy.value *= order;
     occupancy.su *= order;
-    const int n = site.afix % 10;
-    const bool calculated = n == 3 || n == 4 || n == 7 || n == 8;
+    const bool calculated = IsRidingCode(site.afix);
     AppendPrintf(out, "%s %s", site.label.c_str(),
                  s.structure.scatterers[static_cast<size_t>(site.scatterer)].symbol.c_str());
     for (int k = 0; k < 3; ++k) {

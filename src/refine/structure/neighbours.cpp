@@ -4,12 +4,11 @@
 #include <cmath>
 #include <map>
 
+#include "chem/connectivity.h"
 #include "refine/structure/atom_names.h"
 
 namespace marvik {
 namespace {
-
-constexpr double kTolerance = 0.5;
 
 struct Limits {
   std::vector<double> radius;
@@ -62,8 +61,7 @@ void AddPair(const Structure& structure, NeighbourTable& table, int a, int b) {
 }  // namespace
 
 bool PartsMeet(const Site& a, const Site& b, bool identity) {
-  if (a.part != 0 && b.part != 0 && a.part != b.part) return false;
-  return identity || (a.part >= 0 && b.part >= 0);
+  return PartsMayBond(a.part, b.part, identity);
 }
 
 Fractional ImagePosition(const Structure& structure, const Neighbour& n) {
@@ -134,7 +132,7 @@ NeighbourTable MakeBonds(const Structure& structure, const Document& document, c
   const Limits limits = LimitsOf(structure, commands);
   double largest = 0.0;
   for (const double r : limits.radius) largest = std::max(largest, r);
-  NeighbourTable table = ImagesWithin(structure, 2.0 * largest + kTolerance);
+  NeighbourTable table = ImagesWithin(structure, 2.0 * largest + kBondTolerance);
   for (size_t a = 0; a < table.size(); ++a) {
     auto& list = table[a];
     const Site& site = structure.sites[a];
@@ -142,7 +140,7 @@ NeighbourTable MakeBonds(const Structure& structure, const Document& document, c
                               [&](const Neighbour& n) {
                                 const auto b = static_cast<size_t>(n.site);
                                 const Site& other = structure.sites[b];
-                                return n.distance > limits.radius[a] + limits.radius[b] + kTolerance ||
+                                return n.distance > limits.radius[a] + limits.radius[b] + kBondTolerance ||
                                        !PartsMeet(site, other, n.IsIdentity()) || (site.hydrogen && other.hydrogen);
                               }),
                list.end());

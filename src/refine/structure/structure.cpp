@@ -59,9 +59,9 @@ void FillSite(const Document& document, const AtomRecord& atom, Site& site) {
     if (residue.number != 0) site.label += Printf("_%d", residue.number);
   }
   site.part = atom.part;
-  site.afix = atom.afix;
+  site.afix = static_cast<int16_t>(atom.afix);
   site.afixGroup = atom.afixGroup;
-  site.hydrogen = atom.element->atomicNumber == kHydrogenRow || atom.element->atomicNumber == kDeuteriumRow;
+  site.hydrogen = atom.IsHydrogen();
   site.anisotropic = atom.IsAnisotropic();
   site.x = atom.fract;
   site.u = atom.u;
