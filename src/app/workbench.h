@@ -64,6 +64,11 @@ struct WindowHooks {
   std::function<bool()> goOn;
   // Starts the demo, which sets DemoRunning and plays on a thread of its own, or stops it.
   std::function<void(bool on)> demo;
+  // Shows or hides a panel, or all of them, by the command that does so; says whether one is shown.
+  std::function<void(int command, bool on)> showPanel;
+  std::function<bool(int command)> isPanelShown;
+  // Shows a dialog of the window that changes nothing by itself, by its command.
+  std::function<void(int command)> showTool;
   // Takes a report: a window beside the model, or the command line's output.
   std::function<void(const ReportRequest& request)> showReport;
 };
@@ -122,6 +127,7 @@ class Workbench {
   bool FmolAfterChanges = true;
   bool SaveAllPending = false;
   bool keepsRecentFiles = false;  // whether a successful read enters the recent list; the window says yes
+  bool refining = false;          // a refinement runs beside the window: the document has to stay as it is
   bool modified = false;          // the structure has changes that no file holds
   bool quitRequested = false;
   std::atomic<uint8_t> DemoRunning{0};  // the one thing here that the demo's thread may touch

@@ -143,6 +143,18 @@ bool UndoHistory::Move(std::deque<Step>& from, std::deque<Step>& to, Document& d
   return true;
 }
 
+std::vector<std::string> UndoHistory::UndoNames() const {
+  std::vector<std::string> names;
+  for (const Step& step : undo_) names.push_back(step.name);
+  return names;
+}
+
+std::vector<std::string> UndoHistory::RedoNames() const {
+  std::vector<std::string> names;
+  for (auto step = redo_.rbegin(); step != redo_.rend(); ++step) names.push_back(step->name);
+  return names;
+}
+
 bool UndoHistory::Undo(Document& document) {
   return Move(undo_, redo_, document);
 }

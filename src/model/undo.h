@@ -4,6 +4,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "model/document.h"
 
@@ -33,6 +34,9 @@ class UndoHistory {
   // Name of the command that Undo or Redo would take back or repeat, empty when there is none.
   std::string UndoName() const { return undo_.empty() ? "" : undo_.back().name; }
   std::string RedoName() const { return redo_.empty() ? "" : redo_.back().name; }
+  // All of them: those that Undo takes back, oldest first, and those that Redo repeats, in the order it would.
+  std::vector<std::string> UndoNames() const;
+  std::vector<std::string> RedoNames() const;
   size_t Levels() const { return undo_.size(); }
   void Clear();
 

@@ -10,12 +10,15 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
+#include <QScreen>
 #include <QStatusBar>
+#include <QToolBar>
 #include <utility>
 
 #include "app/commands/gl_commands.h"
 #include "app/open_save.h"
 #include "ui/atom_text.h"
+#include "ui/command_palette.h"
 #include "ui/conquest.h"
 #include "ui/demo_player.h"
 #include "ui/dialogs/argument_dialogs.h"
@@ -29,9 +32,11 @@
 #include "ui/drawing_area.h"
 #include "ui/help_window.h"
 #include "ui/input_controller.h"
+#include "ui/key_sheet.h"
 #include "ui/key_state.h"
 #include "ui/menu_set.h"
 #include "ui/page_printing.h"
+#include "ui/panels/panel_set.h"
 #include "ui/picture_printing.h"
 #include "ui/refinement_windows.h"
 #include "ui/report_window.h"
@@ -42,7 +47,8 @@
 namespace marvik {
 namespace {
 
-constexpr int kMessageTime = 4000;    // ms
+constexpr int kMessageTime = 4000;  // ms
+constexpr int kRecentCommands = 10;
 constexpr int kDemoTextTime = 10000;  // ms; usually the next comes first
 
 QString FirstLocalFile(const QMimeData* data) {
@@ -74,12 +80,10 @@ MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(benc
   reports_ = new ReportWindows(bench, *this);
   help_ = new ContextHelp(bench, *this);
   SetUpHooks(messages);
+  SetUpPanels();
   setAcceptDrops(true);
   ShowTitle();
-  if (settings_.geometry.isEmpty() || !restoreGeometry(settings_.geometry)) {
-    // All of the menu bar is to be seen, however large the letters.
-    resize(sizeHint().expandedTo(QSize(menuBar()->sizeHint().width() + 8, 0)));
-  }
+  RestoreLayout();
   edit_ = new EditDialogs(bench, *this, settings_.dialogValues,
                           [this](int id, const std::string& argument) { return Run(id, argument); });
   area_->setFocus();
@@ -127,6 +131,54 @@ void MainWindow::SetUpHooks(WindowMessages& messages) {
   bench_.hooks.showReport = [this](const ReportRequest& request) { reports_->Show(request); };
 }
 
+void MainWindow::SetUpPanels() {
+  auto* tools = addToolBar(tr("Tools"));
+  tools->setObjectName(QStringLiteral("tools"));
+  menus_->FillToolBar(*tools);
+  panels_ = new PanelSet(bench_, *this, [this](int id, const std::string& argument) { return Run(id, argument); });
+  // The picture is between the panels, not below them.
+  setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
+  setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
+  bench_.hooks.showPanel = [this](int command, bool on) { ShowPanel(command, on); };
+  bench_.hooks.isPanelShown = [this](int command) { return panels_->IsShown(command); };
+  bench_.hooks.showTool = [this](int command) { ShowTool(command); };
+}
+
+void MainWindow::RestoreLayout() {
+  if (settings_.geometry.isEmpty() || !restoreGeometry(settings_.geometry)) {
+    // All of the menu bar is to be seen, however large the letters, and panels beside the picture.
+    QSize size = sizeHint().expandedTo(QSize(menuBar()->sizeHint().width() + 8, 0));
+    if (screen()) size = QSize(size.width() * 3 / 2, size.height()).boundedTo(screen()->availableSize() * 9 / 10);
+    resize(size);
+  }
+  if (settings_.layout.isEmpty() || !restoreState(settings_.layout)) panels_->ShowUsual();
+}
+
+void MainWindow::ShowPanel(int command, bool on) {
+  if (command == kUsualPanelsCommand) {
+    panels_->ShowUsual();
+  } else if (command == kNoPanelsCommand) {
+    panels_->HideAll();
+  } else {
+    panels_->Show(command, on);
+  }
+  refreshTimer_.start();
+}
+
+void MainWindow::ShowTool(int command) {
+  if (command == kKeySheetCommand) return ShowKeySheet(this);
+  CommandPalette palette(this, bench_, settings_.recentCommands);
+  const QPoint top = area_->mapToGlobal(QPoint(area_->width() / 2, area_->height() / 8));
+  palette.move(top - QPoint(palette.sizeHint().width() / 2, 0));
+  if (palette.exec() != QDialog::Accepted) return;
+  const int chosen = palette.Chosen();
+  settings_.recentCommands.removeAll(chosen);
+  settings_.recentCommands.prepend(chosen);
+  settings_.recentCommands.resize(std::min<qsizetype>(settings_.recentCommands.size(), kRecentCommands));
+  // The command that opened the palette has to end first.
+  QTimer::singleShot(0, this, [this, chosen] { Run(chosen); });
+}
+
 void MainWindow::SetUpStatusBar() {
   const auto label = [this](bool permanent) {
     auto* text = new QLabel(this);
@@ -172,6 +224,7 @@ void MainWindow::Refresh() {
   menus_->Refresh();
   edit_->Follow();
   reports_->Follow();
+  panels_->Follow();
   const Document& document = bench_.document;
   const size_t atoms = document.atoms.selection.Size();
   const size_t bonds = document.atoms.selectedBonds.size();
@@ -296,6 +349,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     return;
   }
   settings_.geometry = saveGeometry();
+  settings_.layout = saveState();
   settings_.Save();
   event->accept();
 }

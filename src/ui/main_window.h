@@ -18,6 +18,7 @@ class ContextHelp;
 class EditDialogs;
 class InputController;
 class MenuSet;
+class PanelSet;
 class RefinementWindows;
 class ReportWindows;
 class WindowMessages;
@@ -40,6 +41,7 @@ class MainWindow : public QMainWindow {
   DrawingArea& Area() { return *area_; }
   InputController& Input() { return *input_; }
   MenuSet& Menus() { return *menus_; }
+  PanelSet& Panels() { return *panels_; }
   ReportWindows& Reports() { return *reports_; }
 
  protected:
@@ -51,6 +53,10 @@ class MainWindow : public QMainWindow {
  private:
   void SetUpHooks(WindowMessages& messages);
   void SetUpStatusBar();
+  void SetUpPanels();
+  void RestoreLayout();
+  void ShowPanel(int command, bool on);
+  void ShowTool(int command);
   void Refresh();
   void ShowTitle();
   void ShowBusy(bool on);
@@ -67,6 +73,7 @@ class MainWindow : public QMainWindow {
   DrawingArea* area_ = nullptr;
   InputController* input_ = nullptr;
   MenuSet* menus_ = nullptr;
+  PanelSet* panels_ = nullptr;
   EditDialogs* edit_ = nullptr;
   ReportWindows* reports_ = nullptr;
   ContextHelp* help_ = nullptr;

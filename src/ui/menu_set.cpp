@@ -3,6 +3,8 @@
 #include <QActionGroup>
 #include <QMenu>
 #include <QMenuBar>
+#include <QToolBar>
+#include <QToolButton>
 #include <algorithm>
 
 #include "app/workbench.h"
@@ -26,13 +28,6 @@ constexpr Reason kReasons[] = {
     {EnabledRule::RecentFile, "This place of the list is empty."},
 };
 
-// Why a command is not available now.
-QString ReasonFor(const CommandRow& row) {
-  if (!row.run) return QString::fromUtf8(row.greyed);
-  const auto reason = std::ranges::find(kReasons, row.rule, &Reason::rule);
-  return reason == std::end(kReasons) ? QString() : MenuSet::tr(reason->text);
-}
-
 // Commands of which one is always in force are shown as such.
 QActionGroup* GroupOf(QMenu& menu, int id) {
   const bool isMouseMode = id == kPanCommand || id == kRotateCommand;
@@ -53,7 +48,38 @@ QString Escaped(const std::string& path) {
   return text.replace(QLatin1Char('&'), QLatin1String("&&"));
 }
 
+struct ToolRow {
+  int id;  // 0: a gap
+  const char* text;
+};
+constexpr ToolRow kTools[] = {
+    {kOpenCommand, "Open"},
+    {kSaveCommand, "Save"},
+    {0, ""},
+    {kUndoCommand, "Undo"},
+    {kRedoCommand, "Redo"},
+    {0, ""},
+    {kRefineCommand, "Refine"},
+    {0, ""},
+    {kWireFrameCommand, "Wire"},
+    {kBallAndStickCommand, "Ball"},
+    {kThermalEllipsoidCommand, "Ellipsoid"},
+    {0, ""},
+    {kLabelsCommand, "Labels"},
+    {kShowCellCommand, "Cell"},
+    {kGrowCommand, "Grow"},
+    {kResetViewCommand, "Fit"},
+};
+
 }  // namespace
+
+QString WhyNot(const Workbench& bench, const CommandRow& row) {
+  if (!row.run) return QString::fromUtf8(row.greyed);
+  if (CommandEnabled(bench, row.id)) return {};
+  if (bench.refining) return MenuSet::tr(kRefinementRuns);
+  const auto reason = std::ranges::find(kReasons, row.rule, &Reason::rule);
+  return reason == std::end(kReasons) ? QString() : MenuSet::tr(reason->text);
+}
 
 MenuSet::MenuSet(const Workbench& bench, QMenuBar& bar, Runner run)
     : QObject(&bar), bench_(bench), run_(std::move(run)) {
@@ -103,11 +129,10 @@ QAction* MenuSet::AddCommand(QMenu& menu, const MenuNode& node, bool inBar) {
 void MenuSet::ShowState(QAction& action) const {
   const int id = action.data().toInt();
   const CommandRow* row = FindCommand(id);
-  const bool enabled = CommandEnabled(bench_, id);
-  action.setEnabled(enabled);
+  action.setEnabled(CommandEnabled(bench_, id));
   if (id == kUndoCommand || id == kRedoCommand) action.setText(QString::fromStdString(CommandText(bench_, id)));
   if (action.isCheckable()) action.setChecked(CommandChecked(bench_, id));
-  const QString reason = row && !enabled ? ReasonFor(*row) : QString();
+  const QString reason = row ? WhyNot(bench_, *row) : QString();
   action.setStatusTip(reason);
   action.setToolTip(reason);
 }
@@ -144,6 +169,31 @@ void MenuSet::FillPopup(QMenu& menu, MenuKind kind) const {
     }
   };
   fill(menu, MenuOf(kind));
+}
+
+void MenuSet::FillToolBar(QToolBar& bar) const {
+  bar.setToolButtonStyle(Qt::ToolButtonTextOnly);
+  for (const ToolRow& tool : kTools) {
+    QAction* action = tool.id ? ActionOf(tool.id) : nullptr;
+    if (!action) {
+      bar.addSeparator();
+      continue;
+    }
+    bar.addAction(action);
+    // The entry's text changes with the state ("Undo Kill Selected"); the button's stays.
+    if (auto* button = qobject_cast<QToolButton*>(bar.widgetForAction(action))) {
+      const auto show = [button, action, text = tr(tool.text)] {
+        button->setText(text);
+        const QString key = action->shortcut().toString(QKeySequence::NativeText);
+        const QString name = PlainCommandName(action->text().toUtf8().constData());
+        QString tip = key.isEmpty() ? name : QStringLiteral("%1 (%2)").arg(name, key);
+        if (!action->statusTip().isEmpty()) tip += QLatin1Char('\n') + action->statusTip();
+        button->setToolTip(tip);
+      };
+      show();
+      connect(action, &QAction::changed, button, show);
+    }
+  }
 }
 
 QAction* MenuSet::ActionOf(int id) const {

@@ -9,8 +9,12 @@
 class QAction;
 class QMenu;
 class QMenuBar;
+class QToolBar;
 
 namespace marvik {
+
+// Why a command is not available now, "" where it is.
+QString WhyNot(const Workbench& bench, const CommandRow& row);
 
 // Makes menus from the command table. Every entry has its command's id as data; what is greyed says why in its status
 // tip and tool tip.
@@ -29,6 +33,8 @@ class MenuSet : public QObject {
 
   // The entry of the menu bar that stands for a command, null when there is none.
   QAction* ActionOf(int id) const;
+  // A tool bar of the commands used most; its buttons are the entries of the menu bar.
+  void FillToolBar(QToolBar& bar) const;
   QMenu* RecentFilesMenu() const { return recent_; }
 
  private:

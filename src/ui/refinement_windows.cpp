@@ -1,6 +1,8 @@
 #include "ui/refinement_windows.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
+#include <QScopedValueRollback>
 
 #include "app/refinement/refine_flow.h"
 #include "ui/child_process.h"
@@ -26,7 +28,13 @@ RefinementWindows::RefinementWindows(Workbench& bench, QWidget& owner, WindowSet
 void RefinementWindows::FollowRun(RefinementRun& run) {
   RunDialog dialog(&owner_, run, settings_.closeRunWhenFinished);
   running_ = &dialog;
-  dialog.exec();
+  // The model can be turned and looked at meanwhile; what would change it waits.
+  const QScopedValueRollback<bool> flag(bench_.refining, true);
+  QEventLoop loop;
+  QObject::connect(&dialog, &QDialog::finished, &loop, &QEventLoop::quit);
+  dialog.show();
+  bench_.Repaint();
+  loop.exec();
   settings_.closeRunWhenFinished = dialog.ClosesWhenFinished();
 }
 

@@ -10,6 +10,8 @@ namespace {
 
 constexpr char kFile[] = "marvikui.ini";
 constexpr QLatin1String kGeometry("window/geometry");
+constexpr QLatin1String kLayout("window/layout");
+constexpr QLatin1String kRecentCommands("window/recentCommands");
 constexpr QLatin1String kDirectory("files/directory");
 constexpr QLatin1String kSelect("dialogs/select");
 constexpr QLatin1String kPack("dialogs/pack");
@@ -26,6 +28,8 @@ void WindowSettings::Load() {
   if (!path) return;
   const QSettings file(PathToText(*path), QSettings::IniFormat);
   geometry = file.value(kGeometry).toByteArray();
+  layout = file.value(kLayout).toByteArray();
+  for (const QVariant& id : file.value(kRecentCommands).toList()) recentCommands.push_back(id.toInt());
   directory = file.value(kDirectory).toString();
   selectText = file.value(kSelect).toString();
   packText = file.value(kPack).toString();
@@ -43,6 +47,10 @@ void WindowSettings::Save() const {
   if (!path) return;
   QSettings file(PathToText(*path), QSettings::IniFormat);
   file.setValue(kGeometry, geometry);
+  file.setValue(kLayout, layout);
+  QVariantList ids;
+  for (const int id : recentCommands) ids.push_back(id);
+  file.setValue(kRecentCommands, ids);
   file.setValue(kDirectory, directory);
   file.setValue(kSelect, selectText);
   file.setValue(kPack, packText);

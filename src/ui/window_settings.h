@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QList>
 #include <QString>
 
 namespace marvik {
@@ -10,6 +11,8 @@ namespace marvik {
 // defaults stand and nothing is kept.
 struct WindowSettings {
   QByteArray geometry;                   // as the toolkit packs it
+  QByteArray layout;                     // of tool bars and panels, likewise
+  QList<int> recentCommands;             // chosen in the palette, the latest first
   QString directory;                     // of the file dialogs
   QString selectText;                    // last entered under Select
   QString packText;                      // and under Pack

@@ -66,23 +66,23 @@ const std::map<int, std::string> kCommands = {
     {142, "Pac&k..."},
     {139, "T&rim"},
     {200, "&FMOL"},
-    {212, "&unUNIQ"},
+    {212, "unUNI&Q"},
     {151, "&Hybridize All"},
     {153, "&Calculate Hydrogens"},
     {119, "&Zoom"},
     {120, "&Pan"},
     {121, "R&otate"},
     {168, "&Hide Part..."},
-    {243, "Hide &Selected"},
+    {243, "Hide S&elected"},
     {244, "Hide &Unselected"},
-    {245, "&Show All"},
+    {245, "Show &All"},
     {107, "&Depth Cue..."},
     {123, "&Wire Frame"},
     {124, "&Ball and Stick"},
     {125, "&Thermal Ellipsoid"},
     {158, "&Pipes"},
     {206, "&Atom Preferences..."},
-    {216, "&OpenGL Preferences..."},
+    {216, "Open&GL Preferences..."},
     {106, "&Labels"},
     {108, "&Hydrogen Labels"},
     {195, "H&ybrid Label Coloration"},
@@ -101,7 +101,7 @@ const std::map<int, std::string> kCommands = {
     {247, "&Marvik 4.0 Supplement"},
     {231, "&Table of Contents"},
     {232, "&Overview"},
-    {234, "&Tutorial"},
+    {234, "Tutor&ial"},
     {233, "&User's Guide"},
     {159, "D&emo"},
     {127, "&Select"},
@@ -235,10 +235,16 @@ TEST(Menus, SpellTheContextMenus) {
   const auto background = MenuOf(MenuKind::BackgroundPopup);
   EXPECT_EQ(Spelled(background),
             "&Wireframe, &Ball and Stick, &Thermal Ellipsoid, &Pipes, -, &Labels, &Hydrogen Labels, "
-            "H&ybrid Label Coloration, Show &Cell, -, &Grow, P&ack..., T&rim, &unUNIQ, &Select..., &FMOL");
+            "H&ybrid Label Coloration, Show &Cell, -, &Grow, P&ack..., T&rim, unUNI&Q, &Select..., &FMOL");
 }
 
 TEST_F(BenchTest, TogglesAreSetByOnAndOff) {
+  std::set<int> panels;
+  bench.hooks.isPanelShown = [&panels](int id) { return panels.contains(id); };
+  bench.hooks.showPanel = [&panels](int id, bool on) {
+    if (on) panels.insert(id);
+    if (!on) panels.erase(id);
+  };
   for (const CommandRow& row : CommandTable()) {
     if (!row.TakesOnOff() || std::string_view(row.name) == "zoom") continue;
     for (const char* value : {"on", "on", "off", "off", "on"}) {

@@ -118,6 +118,10 @@ Outcome ApplyRecipeHandler(Workbench& bench, const CommandCall& call);
 // help_documents.cpp
 Outcome HelpHandler(Workbench& bench, const CommandCall& call);
 
+// panel_handlers.cpp
+Outcome PanelHandler(Workbench& bench, const CommandCall& call);
+Outcome WindowHandler(Workbench& bench, const CommandCall& call);
+
 // undo_handlers.cpp
 Outcome UndoHandler(Workbench& bench, const CommandCall& call);
 

@@ -33,6 +33,10 @@ bool IsOn(const Workbench& bench) {
 bool IsDemoRunning(const Workbench& bench) {
   return bench.DemoRunning != 0;
 }
+template <int id>
+bool IsPanelShown(const Workbench& bench) {
+  return bench.hooks.isPanelShown && bench.hooks.isPanelShown(id);
+}
 bool IsZoomed(const Workbench& bench) {
   return bench.view.zoomedOnSelection;
 }
@@ -123,13 +127,13 @@ constexpr CommandRow kRows[] = {
      PictureFileField},
     {211, "black-white-to-printer", "To &Printer...", "", "[file=PDF]", None, Atoms, GlPrinterHandler, nullptr, "",
      PictureFileField},
-    {212, "ununiq", "&unUNIQ", "", "", Drawing, Always, UnUniqHandler, nullptr, ""},
+    {212, "ununiq", "unUNI&Q", "", "", Drawing, Always, UnUniqHandler, nullptr, ""},
     {213, "toggle-label", "&Toggle Label", "", "[ATOM]", Drawing, PickedAtom, AtomLabelHandler, nullptr, ""},
     {214, "colour-to-jpeg", "To High-Quality &JPEG File...", "", "size=N points=N file=JPG antialias=0|1", None, Atoms,
      GlJpegHandler, nullptr, "", BitmapFields},
     {215, "black-white-to-jpeg", "To High-Quality &JPEG File...", "", "size=N points=N file=JPG antialias=0|1", None,
      Atoms, GlJpegHandler, nullptr, "", BitmapFields},
-    {216, "opengl-preferences", "&OpenGL Preferences...", "", "FIELD=VALUE ...", None, Always, OpenGlPreferencesHandler,
+    {216, "opengl-preferences", "Open&GL Preferences...", "", "FIELD=VALUE ...", None, Always, OpenGlPreferencesHandler,
      nullptr, "", OpenGlPreferenceRanges},
     {217, "bond-width-0.1", "0.&1 (Default)", "", "[ATOM ATOM]", Drawing, BondsChosen, BondWidthHandler, nullptr, ""},
     {218, "bond-width-0.2", "0.&2", "", "[ATOM ATOM]", Drawing, BondsChosen, BondWidthHandler, nullptr, ""},
@@ -144,7 +148,7 @@ constexpr CommandRow kRows[] = {
     {231, "help-contents", "&Table of Contents", "", "", None, Always, HelpHandler, nullptr, ""},
     {232, "help-overview", "&Overview", "", "", None, Always, HelpHandler, nullptr, ""},
     {233, "help-guide", "&User's Guide", "", "", None, Always, HelpHandler, nullptr, ""},
-    {234, "help-tutorial", "&Tutorial", "", "", None, Always, HelpHandler, nullptr, ""},
+    {234, "help-tutorial", "Tutor&ial", "", "", None, Always, HelpHandler, nullptr, ""},
     {235, "aromatic-bond", "&Aromatic", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
     {236, "pi-bond", "&Pi", "", "[ATOM ATOM]", Drawing, BondsChosen, BondOrderHandler, nullptr, ""},
     {237, "bond-with", "&Bond With...", "", "ATOM", Structure, Atoms, BondWithHandler, nullptr, ""},
@@ -152,9 +156,9 @@ constexpr CommandRow kRows[] = {
     {239, "same", "S&ame...", "", "[ATOM]", Structure, Always, SameHandler, nullptr, ""},
     {241, "move-atom-near", "&Move Near...", "", "ATOM", Structure, Always, MoveNearHandler, nullptr, ""},
     {242, "help-quick", "&Quick Commands", "", "", None, Always, HelpHandler, nullptr, ""},
-    {243, "hide-selected", "Hide &Selected", "", "", Drawing, Selection, HideHandler, nullptr, ""},
+    {243, "hide-selected", "Hide S&elected", "", "", Drawing, Selection, HideHandler, nullptr, ""},
     {244, "hide-unselected", "Hide &Unselected", "", "", Drawing, Atoms, HideHandler, nullptr, ""},
-    {245, "show-all", "&Show All", "", "", Drawing, Always, HideHandler, nullptr, ""},
+    {245, "show-all", "Show &All", "", "", Drawing, Always, HideHandler, nullptr, ""},
     {246, "move-near", "&Move Near...", "", "ATOM", Structure, Atoms, MoveNearHandler, nullptr, ""},
     {247, "help-supplement", "&Marvik 4.0 Supplement", "", "", None, Always, HelpHandler, nullptr, ""},
     {300, "about", "&About", "", "", None, Always, AboutHandler, nullptr, ""},
@@ -170,12 +174,26 @@ constexpr CommandRow kRows[] = {
     {511, "recount-unit", "Recount &UNIT", "", "", Structure, Atoms, RecountUnitHandler, nullptr, ""},
     {520, "refinement-history", "Refinement &History...", "", "STEP", Structure, Always, RefinementStepHandler, nullptr,
      ""},
+    {530, "structure-panel", "&Structure", "F3", "[on|off]", None, Always, PanelHandler, IsPanelShown<530>, ""},
+    {531, "refinement-panel", "&Refinement", "F4", "[on|off]", None, Always, PanelHandler, IsPanelShown<531>, ""},
+    {532, "model-panel", "&Model", "F5", "[on|off]", None, Always, PanelHandler, IsPanelShown<532>, ""},
+    {533, "history-panel", "&History", "F8", "[on|off]", None, Always, PanelHandler, IsPanelShown<533>, ""},
+    {538, "usual-panels", "&Usual Panels", "", "", None, Always, PanelHandler, nullptr, ""},
+    {539, "no-panels", "&None", "F9", "", None, Always, PanelHandler, nullptr, ""},
+    {540, "find-command", "&Find a Command...", "Ctrl+Space", "", None, Always, WindowHandler, nullptr, ""},
+    {541, "keys", "&Keys...", "Ctrl+F1", "", None, Always, WindowHandler, nullptr, ""},
     {10101, "recent-file-1", "Recent File &1", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10102, "recent-file-2", "Recent File &2", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10103, "recent-file-3", "Recent File &3", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10104, "recent-file-4", "Recent File &4", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
 };
 static_assert(std::ranges::adjacent_find(kRows, std::ranges::greater_equal{}, &CommandRow::id) == std::end(kRows));
+
+// What has to wait while a refinement of the document runs.
+bool WaitsForRefinement(const CommandRow& row) {
+  constexpr int kFiles[] = {kSaveCommand, kSaveAsCommand, kSaveAllCommand, kUndoCommand, kRedoCommand};
+  return row.effect != None || std::ranges::find(kFiles, row.id) != std::end(kFiles);
+}
 
 void Explain(const Workbench& bench, const CommandRow& row, const std::string& sentence) {
   bench.messages.Show({MessageIcon::Warning, "Command Usage Error:", PlainText(row) + ": " + sentence});
@@ -201,7 +219,7 @@ const CommandRow* FindCommand(int id) {
 
 bool CommandEnabled(const Workbench& bench, int id) {
   const CommandRow* row = FindCommand(id);
-  if (!row || !row->run) return false;
+  if (!row || !row->run || (bench.refining && WaitsForRefinement(*row))) return false;
   const AtomList& atoms = bench.document.atoms;
   switch (row->rule) {
     case Always:
@@ -253,6 +271,10 @@ Outcome RunCommand(Workbench& bench, int id, const std::string& argument) {
   }
   if (!row->run) {
     Explain(bench, *row, row->greyed);
+    return Outcome::Failed;
+  }
+  if (bench.refining && WaitsForRefinement(*row)) {
+    Explain(bench, *row, kRefinementRuns);
     return Outcome::Failed;
   }
   if (const EditFault fault = ArgumentFault(*row, argument)) return RefuseField(bench, fault);

@@ -44,6 +44,7 @@ enum CommandId : int {
   kSaveAsCommand = 102,
   kRefineCommand = 103,
   kExitCommand = 104,
+  kLabelsCommand = 106,
   kDepthCueCommand = 107,
   kKillSelectedCommand = 113,
   kEditAtomCommand = 114,
@@ -57,6 +58,8 @@ enum CommandId : int {
   kThermalEllipsoidCommand = 125,
   kSelectPickedAtomCommand = 127,
   kEditPickedAtomCommand = 128,
+  kGrowCommand = 138,
+  kShowCellCommand = 143,
   kSelectAtomsCommand = 144,
   kPipesCommand = 158,
   kReadFileCommand = 160,
@@ -66,6 +69,7 @@ enum CommandId : int {
   kHidePartCommand = 168,
   kGroupLabelCommand = 183,
   kSelectPickedBondCommand = 186,
+  kDeselectCommand = 184,
   kHfixCommand = 192,
   kRestoreCommand = 193,
   kAtomPreferencesCommand = 206,
@@ -90,6 +94,14 @@ enum CommandId : int {
   kApplyRecipeCommand = 506,
   kRenameAtomCommand = 510,
   kRefinementStepCommand = 520,
+  kStructurePanelCommand = 530,
+  kRefinementPanelCommand = 531,
+  kModelPanelCommand = 532,
+  kHistoryPanelCommand = 533,
+  kUsualPanelsCommand = 538,
+  kNoPanelsCommand = 539,
+  kPaletteCommand = 540,
+  kKeySheetCommand = 541,
   kFirstRecentFileCommand = 10101,  // to 10104
 };
 inline constexpr int kRecentFileCount = 4;
@@ -117,6 +129,9 @@ struct CommandRow {
   bool NeedsArgument() const { return argument[0] != '\0' && argument[0] != '['; }
   bool TakesOnOff() const { return argument == std::string_view("[on|off]"); }
 };
+
+// Why what changes or saves the document cannot be done during a refinement.
+inline constexpr char kRefinementRuns[] = "A refinement is running: wait for it, or cancel it.";
 
 // Every command of the program, each once, ascending.
 std::span<const CommandRow> CommandTable();

@@ -47,7 +47,8 @@ RunDialog::RunDialog(QWidget* parentWidget, RefinementRun& run, bool closeWhenFi
   print->setAutoDefault(false);
   button_ = new QPushButton(tr("Cancel"));
   button_->setObjectName(QString::number(kRunButton));
-  button_->setDefault(true);
+  // Not what a second Enter hits by mistake while the program runs.
+  button_->setAutoDefault(false);
   connect(button_, &QPushButton::clicked, this, &RunDialog::reject);
   connect(print, &QPushButton::clicked, this, &RunDialog::Print);
 
@@ -63,7 +64,7 @@ RunDialog::RunDialog(QWidget* parentWidget, RefinementRun& run, bool closeWhenFi
   run_.onShownLine = [this](std::string_view line) { lines_ += ToText(line) + QLatin1Char('\n'); };
   timer_.setSingleShot(true);
   connect(&timer_, &QTimer::timeout, this, &RunDialog::Poll);
-  button_->setFocus();
+  text_->setFocus();
 }
 
 RunDialog::~RunDialog() {
@@ -116,6 +117,8 @@ void RunDialog::ShowState() {
   switch (run_.State()) {
     case RunState::Finished:
       button_->setText(tr("OK"));
+      button_->setDefault(true);
+      button_->setFocus();
       status_->setText(tr("Finished, %1").arg(seconds));
       break;
     case RunState::EndedEarly:

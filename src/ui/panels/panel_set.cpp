@@ -1,0 +1,104 @@
+#include "ui/panels/panel_set.h"
+
+#include <QMainWindow>
+#include <algorithm>
+
+#include "ui/panels/history_panel.h"
+#include "ui/panels/model_panel.h"
+#include "ui/panels/refinement_panel.h"
+#include "ui/panels/structure_panel.h"
+#include "ui/text.h"
+
+namespace marvik {
+namespace {
+
+struct PanelKind {
+  int command;
+  const char* name;  // under which the layout is remembered
+  Qt::DockWidgetArea area;
+  bool usual;  // shown at the first start
+  Panel* (*make)(Workbench& bench, const CommandRunner& run);
+};
+
+constexpr PanelKind kPanels[] = {
+    {kStructurePanelCommand, "structure", Qt::LeftDockWidgetArea, true,
+     [](Workbench& bench, const CommandRunner&) -> Panel* { return new StructurePanel(bench); }},
+    {kRefinementPanelCommand, "refinement", Qt::LeftDockWidgetArea, true,
+     [](Workbench& bench, const CommandRunner& run) -> Panel* { return new RefinementPanel(bench, run); }},
+    {kModelPanelCommand, "model", Qt::RightDockWidgetArea, true,
+     [](Workbench& bench, const CommandRunner& run) -> Panel* { return new ModelPanel(bench, run); }},
+    {kHistoryPanelCommand, "history", Qt::RightDockWidgetArea, false,
+     [](Workbench& bench, const CommandRunner& run) -> Panel* { return new HistoryPanel(bench, run); }},
+};
+
+const PanelKind& KindOf(int command) {
+  return *std::ranges::find(kPanels, command, &PanelKind::command);
+}
+
+}  // namespace
+
+PanelSet::PanelSet(Workbench& bench, QMainWindow& window, CommandRunner run)
+    : QObject(&window), bench_(bench), window_(window), run_(std::move(run)) {
+  for (const PanelKind& kind : kPanels) {
+    auto* dock = new QDockWidget(PlainCommandName(FindCommand(kind.command)->text), &window);
+    dock->setObjectName(QLatin1String(kind.name));
+    dock->hide();
+    window.addDockWidget(kind.area, dock);
+    entries_.push_back({kind.command, dock, nullptr});
+    connect(dock, &QDockWidget::visibilityChanged, this, [this, command = kind.command](bool visible) {
+      if (visible) Fill(*EntryOf(command));
+    });
+  }
+}
+
+PanelSet::Entry* PanelSet::EntryOf(int command) {
+  const auto entry = std::ranges::find(entries_, command, &Entry::command);
+  return entry == entries_.end() ? nullptr : &*entry;
+}
+
+const PanelSet::Entry* PanelSet::EntryOf(int command) const {
+  const auto entry = std::ranges::find(entries_, command, &Entry::command);
+  return entry == entries_.end() ? nullptr : &*entry;
+}
+
+void PanelSet::Fill(Entry& entry) {
+  if (!entry.panel) {
+    entry.panel = KindOf(entry.command).make(bench_, run_);
+    entry.dock->setWidget(entry.panel);
+  }
+  entry.panel->Follow();
+}
+
+bool PanelSet::IsShown(int command) const {
+  const Entry* entry = EntryOf(command);
+  return entry && entry->dock->isVisibleTo(&window_);
+}
+
+void PanelSet::Show(int command, bool on) {
+  if (Entry* entry = EntryOf(command)) {
+    entry->dock->setVisible(on);
+    if (on) entry->dock->raise();
+  }
+}
+
+void PanelSet::ShowUsual() {
+  for (const PanelKind& kind : kPanels) Show(kind.command, kind.usual);
+}
+
+void PanelSet::HideAll() {
+  for (const PanelKind& kind : kPanels) Show(kind.command, false);
+}
+
+void PanelSet::Follow() {
+  for (Entry& entry : entries_) {
+    // A panel behind another of a tabbed group is brought up to date when it comes to the front.
+    if (entry.panel && entry.panel->isVisible()) entry.panel->Follow();
+  }
+}
+
+Panel* PanelSet::Find(int command) const {
+  const Entry* entry = EntryOf(command);
+  return entry ? entry->panel : nullptr;
+}
+
+}  // namespace marvik

@@ -1,0 +1,79 @@
+#include "ui/panels/refinement_panel.h"
+
+#include <QFormLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "app/refinement/refine_flow.h"
+#include "ui/dialogs/progress_plots.h"
+#include "ui/text.h"
+
+namespace marvik {
+namespace {
+
+constexpr const char* kCaptions[] = {"R1", "wR2", "S", "Peak and hole", "Parameters", "Restraints", "Data"};
+
+QString Figure(const std::optional<double>& value, int digits) {
+  return ToText(FigureText(value, digits));
+}
+
+QString Count(const std::optional<int>& value) {
+  return value ? QString::number(*value) : QStringLiteral("-");
+}
+
+}  // namespace
+
+RefinementPanel::RefinementPanel(Workbench& bench, CommandRunner run) : bench_(bench) {
+  rows_ = new QFormLayout;
+  for (const char* caption : kCaptions) {
+    auto* value = new QLabel(QStringLiteral("-"));
+    value->setTextFormat(Qt::PlainText);
+    value->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    value->setAccessibleName(tr(caption));
+    values_.push_back(value);
+    rows_->addRow(tr(caption), value);
+  }
+  plots_ = new ProgressPlots(this);
+  refine_ = new QPushButton(tr("Refine..."));
+  refine_->setToolTip(tr("Writes the instruction file and starts the refinement program on it"));
+  connect(refine_, &QPushButton::clicked, this, [run] { run(kRefineCommand, {}); });
+  auto* layout = new QVBoxLayout(this);
+  layout->addLayout(rows_);
+  layout->addWidget(plots_, 1);
+  layout->addWidget(refine_);
+}
+
+void RefinementPanel::Follow() {
+  const std::string& path = bench_.document.CurrentFile;
+  refine_->setEnabled(CommandEnabled(bench_, kRefineCommand) && !path.empty());
+  const auto stamp = path.empty() ? std::nullopt : StampOf(path);
+  if (path == path_ && stamp == stamp_) return;
+  path_ = path;
+  stamp_ = stamp;
+  ShowFigures(path.empty() ? ResultSummary() : SummaryOfResult(ReadWholeFile(path).content));
+  std::vector<CyclePoint> course;
+  if (!path.empty()) {
+    for (const RefinementStep& step : StepHistory(JobBase(bench_)).Steps()) {
+      course.emplace_back().r1 = step.r1;
+    }
+  }
+  plots_->SetPoints(course);
+  plots_->setVisible(course.size() > 1);
+}
+
+void RefinementPanel::ShowFigures(const ResultSummary& summary) {
+  const QString texts[] = {
+      Figure(summary.figures.r1, 4),
+      Figure(summary.figures.wR2, 4),
+      Figure(summary.figures.goof, 3),
+      summary.peak || summary.hole ? tr("%1 and %2 e/Å³").arg(Figure(summary.peak, 2), Figure(summary.hole, 2))
+                                   : QStringLiteral("-"),
+      Count(summary.parameters),
+      Count(summary.restraints),
+      Count(summary.data),
+  };
+  for (size_t i = 0; i < values_.size(); ++i) values_[i]->setText(texts[i]);
+}
+
+}  // namespace marvik

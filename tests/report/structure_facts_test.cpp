@@ -1,0 +1,37 @@
+#include "report/structure_facts.h"
+
+#include <gtest/gtest.h>
+
+#include "base/user_messages.h"
+#include "files/res/reader.h"
+
+#include "support/structures.h"
+
+namespace marvik {
+namespace {
+
+TEST(StructureFacts, AddUpWhatTheCellHolds) {
+  Document document;
+  RecordingMessages messages;
+  // A zinc atom on a centre of symmetry, carbon disordered over two places by a free variable, a peak that is no atom.
+  ASSERT_TRUE(ReadInstructionText(document,
+                                  "TITL facts\nCELL 1.54178 10 11 12 90 95 90\nZERR 2 0.001 0.001 0.001 0 0 0\nLATT 1\n"
+                                  "SFAC C O ZN\nUNIT 4 8 2\nTEMP -173.15\nFVAR 1.0 0.7\n"
+                                  "ZN1 3 0 0 0 10.5 0.02\nC1 1 0.2 0.2 0.2 21 0.03\nC2 1 0.3 0.2 0.2 -21 0.03\n"
+                                  "O1 2 0.4 0.4 0.4 11 0.03\nQ1 1 0.6 0.6 0.6 11 0.05 1.0\nHKLF 4\nEND\n",
+                                  messages));
+  std::map<std::string, std::string> facts;
+  for (const StructureFact& fact : StructureFacts(document)) facts[fact.caption] = fact.value;
+  EXPECT_EQ(facts["Formula given"], "C2 O4 Zn");
+  // Two general positions for a Z of 2: half an atom of zinc to the formula unit.
+  EXPECT_EQ(facts["Formula found"], "C O Zn0.5");
+  EXPECT_EQ(facts["Volume"], "1315.0 Å³");
+  EXPECT_EQ(facts["Temperature"], "100 K");
+  EXPECT_EQ(facts["Wavelength"], "1.54178 Å");
+  // 2 · (12.011 + 15.999 + 65.38 / 2) Da in 1315.0 Å³
+  EXPECT_EQ(facts["Density"], "0.153 g/cm³");
+  EXPECT_TRUE(StructureFacts(Document()).empty());
+}
+
+}  // namespace
+}  // namespace marvik

@@ -1,0 +1,136 @@
+#include <QLineEdit>
+#include <QListWidget>
+#include <QTableView>
+#include <QTest>
+#include <QTreeWidget>
+
+#include "ui/panels/panel_set.h"
+
+#include "window_fixture.h"
+
+namespace marvik {
+namespace {
+
+class PanelsTest : public test::WindowTest {
+ protected:
+  void SetUp() override {
+    Load();
+    view = window->Panels().Find(kModelPanelCommand)->findChild<QTableView*>();
+    ASSERT_TRUE(view);
+  }
+  QString Cell(int row, int column) const { return view->model()->index(row, column).data().toString(); }
+  QStringList Names() const {
+    QStringList names;
+    for (int row = 0; row < view->model()->rowCount(); ++row) names << Cell(row, 0);
+    return names;
+  }
+  void Edit(int row, int column, const char* text) {
+    view->model()->setData(view->model()->index(row, column), QString::fromUtf8(text), Qt::EditRole);
+    Settle();
+  }
+
+  QTableView* view = nullptr;
+};
+
+TEST_F(PanelsTest, TheTableAndThePictureSelectTheSameAtoms) {
+  EXPECT_EQ(Names(), QStringList({"C1", "C2", "O1", "Q1"}));
+  Click(At("O1"));
+  ASSERT_EQ(view->selectionModel()->selectedRows().size(), 1);
+  EXPECT_EQ(view->selectionModel()->selectedRows().front().row(), 2);
+  view->selectRow(0);
+  Settle();
+  EXPECT_EQ(SelectedNames(), "C1");
+  view->clearSelection();
+  Settle();
+  EXPECT_EQ(SelectedNames(), "");
+}
+
+TEST_F(PanelsTest, EditsInPlaceAreCommandsThatUndoKnows) {
+  Edit(0, 0, "C9");
+  Edit(1, 2, "2");
+  EXPECT_EQ(Cell(0, 0), "C9");
+  EXPECT_EQ(Atom("C2")->part, 2);
+  window->Run(kUndoCommand);
+  window->Run(kUndoCommand);
+  Settle();
+  EXPECT_EQ(Cell(0, 0), "C1");
+  EXPECT_EQ(Cell(1, 2), "");
+  // What the command refuses is said, and the table shows what the document holds.
+  Edit(0, 0, "C2");
+  EXPECT_EQ(robot.seen.size(), 1);
+  EXPECT_EQ(Cell(0, 0), "C1");
+}
+
+TEST_F(PanelsTest, FiltersAndSortsWithoutLosingTheSelection) {
+  Click(At("C2"));
+  auto* filter = window->Panels().Find(kModelPanelCommand)->findChild<QLineEdit*>();
+  filter->setText("c");
+  EXPECT_EQ(Names(), QStringList({"C1", "C2"}));
+  filter->setText("peaks");
+  EXPECT_EQ(Names(), QStringList({"Q1"}));
+  filter->clear();
+  view->sortByColumn(4, Qt::DescendingOrder);
+  EXPECT_EQ(Names().front(), "O1");
+  Settle();
+  EXPECT_EQ(SelectedNames(), "C2");
+}
+
+TEST_F(PanelsTest, StayAsTheyWereLeft) {
+  EXPECT_TRUE(bench.hooks.isPanelShown(kStructurePanelCommand));
+  EXPECT_FALSE(bench.hooks.isPanelShown(kHistoryPanelCommand));
+  window->Run(kStructurePanelCommand);
+  window->Run(kHistoryPanelCommand);
+  window->close();
+  window = std::make_unique<MainWindow>(bench, messages);
+  window->show();
+  Settle();
+  EXPECT_FALSE(bench.hooks.isPanelShown(kStructurePanelCommand));
+  EXPECT_TRUE(bench.hooks.isPanelShown(kHistoryPanelCommand));
+  window->Run(kNoPanelsCommand);
+  EXPECT_FALSE(bench.hooks.isPanelShown(kModelPanelCommand));
+  window->Run(kUsualPanelsCommand);
+  EXPECT_TRUE(bench.hooks.isPanelShown(kModelPanelCommand));
+  EXPECT_FALSE(bench.hooks.isPanelShown(kHistoryPanelCommand));
+}
+
+TEST_F(PanelsTest, HistoryGoesBackAndForward) {
+  window->Run(kHistoryPanelCommand);
+  Edit(0, 2, "1");
+  Edit(1, 2, "2");
+  auto* list = window->Panels().Find(kHistoryPanelCommand)->findChild<QListWidget*>();
+  Settle();
+  ASSERT_EQ(list->count(), 3);
+  EXPECT_EQ(list->currentRow(), 2);
+  Q_EMIT list->itemClicked(list->item(0));
+  Settle();
+  EXPECT_EQ(Atom("C1")->part, 0);
+  ASSERT_EQ(list->count(), 3);
+  Q_EMIT list->itemClicked(list->item(1));
+  EXPECT_EQ(Atom("C1")->part, 1);
+  EXPECT_EQ(Atom("C2")->part, 0);
+}
+
+TEST_F(PanelsTest, ThePaletteFindsACommandAndSaysWhyNot) {
+  robot.Next([](QWidget& palette) {
+    auto* line = palette.findChild<QLineEdit*>();
+    auto* list = palette.findChild<QTreeWidget*>();
+    QTest::keyClicks(line, "kill sel");
+    ASSERT_EQ(list->topLevelItem(0)->text(0), "Kill Selected");
+    // Nothing is selected: Enter does nothing.
+    QTest::keyClick(line, Qt::Key_Return);
+    EXPECT_TRUE(palette.isVisible());
+    EXPECT_FALSE(list->topLevelItem(0)->toolTip(0).isEmpty());
+    line->clear();
+    QTest::keyClicks(line, "protons");
+    EXPECT_EQ(list->topLevelItem(0)->text(0), "Calculate Hydrogens");
+    line->clear();
+    QTest::keyClicks(line, "thermal");
+    QTest::keyClick(line, Qt::Key_Return);
+  });
+  window->Run(kPaletteCommand);
+  Settle();
+  EXPECT_EQ(bench.RenditionMode, kThermalEllipsoid);
+}
+
+}  // namespace
+}  // namespace marvik
