@@ -6,11 +6,11 @@
 #include "base/files.h"
 #include "base/numbers.h"
 #include "check/lint/lint_state.h"
+#include "chem/hydrogen_geometry.h"
 #include "language/line_source.h"
 #include "language/residues.h"
 #include "language/tokenizer.h"
 #include "model/coded_values.h"
-#include "refine/constraints/hydrogens.h"
 
 namespace marvik {
 
@@ -197,7 +197,7 @@ void Scanner::Atom(const SourceLine&, const std::vector<std::string_view>& words
                       : 0;
   const bool hydrogen = row == kHydrogenRow || row == kDeuteriumRow;
   if (!hydrogen && afix_ >= 10) {
-    const HydrogenCode* code = FindHydrogenCode(afix_ / 10);
+    const HfixGroup* code = FindHfixGroup(afix_ / 10);
     const bool rides = afix_ % 10 == 3 || afix_ % 10 == 4 || afix_ % 10 >= 7;
     if (code && rides) {
       state_.Report("afix-open", number_, std::to_string(afix_), atom.fullName,
@@ -312,9 +312,9 @@ void Scanner::Afix(const LintCommand& c) {
   const int m = afix_ / 10;
   const int n = afix_ % 10;
   const bool ring = m == 0 || m == 5 || m == 6 || m == 7 || m == 10 || m == 11;
-  const bool known = ring || FindHydrogenCode(m) || fragments_.contains(m) || state_.includes;
+  const bool known = ring || FindHfixGroup(m) || fragments_.contains(m) || state_.includes;
   if (afix_ < 0 || (afix_ != 0 && (n == 0 || !known))) state_.Report("afix-unknown", number_, std::to_string(afix_));
-  if (state_.atoms.empty() && FindHydrogenCode(m) && (n == 3 || n == 4 || n >= 7)) {
+  if (state_.atoms.empty() && FindHfixGroup(m) && (n == 3 || n == 4 || n >= 7)) {
     state_.Report("afix-no-carrier", number_, std::to_string(afix_));
   }
 }
@@ -327,7 +327,7 @@ void Scanner::CloseAfix() {
 }
 
 void Scanner::CountAfix() {
-  const HydrogenCode* code = afix_ >= 10 ? FindHydrogenCode(afix_ / 10) : nullptr;
+  const HfixGroup* code = afix_ >= 10 ? FindHfixGroup(afix_ / 10) : nullptr;
   const int n = afix_ % 10;
   if (!code || (n != 3 && n != 4 && n != 7 && n != 8) || afixHydrogens_ == code->hydrogens) return;
   if (state_.atoms.empty()) return;

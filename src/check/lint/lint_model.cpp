@@ -109,7 +109,7 @@ void ModelLint::Hfix(const LintCommand& c) {
   if (c.command.numbers.empty()) return state_.Report("too-few-words", c.line, "HFIX");
   const int code = RoundHalfAway(c.command.numbers[0]);
   const int m = code / 10;
-  const HydrogenCode* group = FindHydrogenCode(m);
+  const HfixGroup* group = FindHfixGroup(m);
   if (!group || code % 10 < 3) {
     if (code % 10 != 0 || m != 0) state_.Report("hfix-unknown", c.line, std::to_string(code), {}, {{}, double(code)});
     return;
