@@ -21,14 +21,14 @@ struct ElementDefaults {
 // Mn Fe Co), from berkelium on those of P. Pyykkö and M. Atsumi, Chem. Eur. J. 15 (2009) 186-197. The rows H B C N O F
 // Na S Cl Fe Fm D hold values of their own, which are part of the file format's defaults.
 // Weights: IUPAC standard atomic weights (conventional values where an interval is given); for elements without one the
-// mass number of the longest-lived isotope.
+// mass number of the longest-lived isotope; D is the isotope's mass.
 // Elements that seldom meet in one structure share the plain green look.
 inline constexpr std::array<ElementDefaults, 105> kElementDefaults{{
     {"H", 0.22, 0.12, 1.0079, 255, 255, 255, 0},     {"He", 0.28, 0.25, 4.002602, 0, 180, 0, 0},
     {"Li", 1.28, 0.20, 6.94, 178, 34, 34, 6},        {"Be", 0.96, 0.25, 9.012183, 0, 180, 0, 0},
     {"B", 0.82, 0.20, 10.81, 255, 127, 0, 3},        {"C", 0.77, 0.20, 12.011, 169, 169, 169, 1},
     {"N", 0.70, 0.20, 14.0067, 0, 0, 139, 4},        {"O", 0.66, 0.20, 15.9994, 180, 0, 0, 7},
-    {"F", 0.64, 0.20, 19.998403, 100, 255, 100, 5},  {"Ne", 0.58, 0.25, 20.1797, 0, 180, 0, 0},
+    {"F", 0.64, 0.20, 18.998403, 100, 255, 100, 5},  {"Ne", 0.58, 0.25, 20.1797, 0, 180, 0, 0},
     {"Na", 1.86, 0.20, 22.98977, 0, 0, 255, 6},      {"Mg", 1.41, 0.25, 24.305, 34, 139, 34, 2},
     {"Al", 1.21, 0.30, 26.981538, 140, 140, 170, 2}, {"Si", 1.11, 0.30, 28.085, 218, 165, 32, 4},
     {"P", 1.07, 0.30, 30.973762, 255, 165, 0, 6},    {"S", 1.03, 0.30, 32.06, 255, 255, 0, 3},
@@ -75,7 +75,7 @@ inline constexpr std::array<ElementDefaults, 105> kElementDefaults{{
     {"Bk", 1.68, 0.30, 247.0, 0, 180, 0, 0},         {"Cf", 1.68, 0.30, 251.0, 0, 180, 0, 0},
     {"Es", 1.65, 0.30, 252.0, 0, 180, 0, 0},         {"Fm", 1.80, 0.30, 257.0, 0, 180, 0, 0},
     {"Md", 1.73, 0.30, 258.0, 0, 180, 0, 0},         {"No", 1.76, 0.30, 259.0, 0, 180, 0, 0},
-    {"Lw", 1.61, 0.30, 262.0, 0, 180, 0, 0},         {"D", 0.32, 0.12, 1.0079, 0, 0, 255, 6},
+    {"Lw", 1.61, 0.30, 262.0, 0, 180, 0, 0},         {"D", 0.32, 0.12, 2.0141, 0, 0, 255, 6},
     {"Q", 0.77, 0.20, 12.0, 255, 255, 0, 7},
 }};
 
