@@ -6,7 +6,7 @@
 
 namespace marvik {
 
-// Values of a and b for which the mean of w(Fo² - Fc²)² over ranges of Fc² and over all data comes nearest to one.
+// Values of a and b for which the means of w(Fo² - Fc²)² over ten ranges of Fc² come nearest to one.
 std::pair<double, double> SuggestWeights(const Calculated& calculated, double maximumShare);
 
 }  // namespace marvik

@@ -165,6 +165,8 @@ std::map<Miller, MeanAmplitude> MeanAmplitudes(const Structure& structure, const
     const double share = fc * fc / calculated.fc2[i];
     const double fo = std::sqrt(std::max(0.0, calculated.fo2[i]) * share);
     const double sigma = calculated.sigma[i] * share;
+    const double square = fc * fc * fc * fc;
+    mean.trust += square / (square + sigma * sigma);
     mean.fo += fo;
     mean.sigma += sigma / std::max(2.0 * fo, std::sqrt(sigma));
     mean.fc += fc;
@@ -256,7 +258,9 @@ DensityMap MakeMap(const Structure& structure, const Observations& observations,
   if (kind != MapKind::Difference) terms.push_back({{}, ElectronsPerCell(structure)});
   for (const auto& [key, mean] : MeanAmplitudes(structure, observations, calculated)) {
     const std::complex<double> f(calculated.a[mean.first], calculated.b[mean.first]);
-    const double amplitude = (observed * mean.fo - subtracted * mean.fc) / mean.count;
+    // What is weak against its σ says little about the density: the difference from Fc counts by Fc⁴/(Fc⁴ + σ²(Fo²)).
+    const double difference = (mean.fo - mean.fc) * mean.trust / mean.count;
+    const double amplitude = (observed * difference + (observed - subtracted) * mean.fc) / mean.count;
     terms.push_back({observations.indices[0][mean.first], f / std::abs(f) * amplitude});
   }
   return Synthesise(structure.group, structure.metric.volume,

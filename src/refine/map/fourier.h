@@ -47,14 +47,15 @@ struct MeanAmplitude {
   double fo = 0.0;     // sums over `count` observations
   double sigma = 0.0;  // of Fo
   double fc = 0.0;
+  double trust = 0.0;  // Fc⁴/(Fc⁴ + σ²(Fo²))
   int count = 0;
   size_t first = 0;  // observation that gives indices and phase
 };
 std::map<Miller, MeanAmplitude> MeanAmplitudes(const Structure& structure, const Observations& observations,
                                                const Calculated& calculated);
 
-// Density from Fo - Fc, Fo or 2 Fo - Fc, the latter two with F(000), and the calculated phases. Each observation stands
-// for all its equivalents.
+// Density from Fo - Fc, Fo or 2 Fo - Fc, the latter two with F(000), and the calculated phases, Fo - Fc weighted. Each
+// observation stands for all its equivalents.
 DensityMap MakeMap(const Structure& structure, const Observations& observations, const Calculated& calculated,
                    MapKind kind = MapKind::Difference);
 
