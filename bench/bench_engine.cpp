@@ -5,7 +5,7 @@
 #include "refine/map/fourier.h"
 #include "refine/solve/refinement.h"
 
-// Whole refinements of made-up crystals in P21/c; process time counts both threads.
+// Whole refinements of made-up crystals in P21/c; process time counts all threads.
 namespace marvik {
 namespace {
 
@@ -102,6 +102,15 @@ BENCHMARK_CAPTURE(RunRefinement, Small45AtomsTenCyclesAndMap, 45, 38, 3300, 10, 
 BENCHMARK_CAPTURE(RunRefinement, Medium92AtomsFourCycles, 92, 72, 8000, 4, false, false)
     ->Unit(benchmark::kMillisecond)
     ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(RunRefinement, Medium300AnisotropicAtomsOneCycle, 300, 0, 27000, 1, false, false)
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->Iterations(1);
+// A tenth of the data that such a structure has: the pass and the products grow with them, the rest does not.
+BENCHMARK_CAPTURE(RunRefinement, Large1000AnisotropicAtomsOneCycle, 1000, 0, 9000, 1, false, false)
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->Iterations(1);
 BENCHMARK_CAPTURE(RunRefinement, Large1500AtomsGradients, 1500, 700, 25000, 2, true, false)
     ->Unit(benchmark::kMillisecond)
     ->MeasureProcessCPUTime()

@@ -136,7 +136,7 @@ TEST(Solver, SetsAsideEveryDependentParameterInOnePass) {
       system.gradient[i] += row[i] * (row[0] + 3.0 * row[150] - row[298]);
     }
   }
-  const Solution solution = MakeCholeskySolver()->Solve(system, 0.0);
+  const Solution solution = NormalSolver(2).Solve(system, 0.0, {});
   ASSERT_EQ(solution.singular.size(), kSize / 3);
   for (const int p : solution.singular) EXPECT_EQ(p % 3, 2);
   for (size_t i = 0; i < kSize; ++i) {
@@ -201,6 +201,49 @@ TEST(Restraints, SlopesAgreeWithNumericalDifferences) {
     }
     EXPECT_NEAR(sumAfter - sumBefore, predictedSum, 1e-8) << restraint->text;
   }
+}
+
+// σ = s L (1 + 14 u)^½ for RIGU, n(n - 1)/2 restraints and the weight (2/n)/s² for every two of n equal distances, n -
+// 3 volumes for a plane, and what two instructions both make alike counts once.
+TEST(Restraints, WeighAndCountAsPublishedRefinementsDo) {
+  Structure s = MakeChain();
+  std::vector<std::string> notes;
+  const Document document;
+  const NeighbourTable bonds = MakeBonds(s, document, {});
+  const auto equations = [&](std::initializer_list<const char*> lines) {
+    std::vector<Command> commands;
+    for (const char* line : lines) commands.push_back(ParseCommand(line));
+    std::vector<RestraintEquation> all;
+    for (const auto& restraint : MakeRestraints(s, commands, bonds, notes)) restraint->Evaluate(s, all);
+    return all;
+  };
+  const auto rigu = equations({"RIGU C1 C2"});
+  const double length = std::sqrt(s.metric.DistanceSquared(s.sites[0].x, s.sites[1].x));
+  const double u = 0.5 * (s.Ueq(s.sites[0]) + s.Ueq(s.sites[1]));
+  ASSERT_EQ(rigu.size(), 3u);
+  for (const auto& e : rigu) EXPECT_NEAR(e.sigma, 0.004 * length * std::sqrt(1.0 + 14.0 * u), 1e-12);
+  EXPECT_EQ(equations({"FLAT C1 C2 C3 C4 C5 C6 C7"}).size(), 4u);
+
+  const auto sadi = equations({"SADI 0.02 C1 C2 C2 C3 C3 C4 C4 C3 C4 C5"});
+  std::vector<double> d;
+  double counted = 0.0;
+  double weighted = 0.0;
+  double inFull = 0.0;
+  for (const auto& e : sadi) {
+    counted += e.counted;
+    weighted += e.share * std::pow(e.Deviation() / e.sigma, 2);
+    inFull += e.inFull * std::pow(e.Deviation() / e.sigma, 2);
+    if (e.counted > 0.0) d.push_back(e.value);
+  }
+  ASSERT_EQ(d.size(), 4u) << "a distance that is named twice is one";
+  double pairs = 0.0;
+  for (size_t i = 0; i < d.size(); ++i) {
+    for (size_t j = i + 1; j < d.size(); ++j) pairs += std::pow((d[i] - d[j]) / 0.02, 2);
+  }
+  EXPECT_NEAR(counted, 6.0, 1e-12);
+  EXPECT_NEAR(weighted, 2.0 / 4.0 * pairs, 1e-9 * pairs);
+  EXPECT_NEAR(inFull, pairs, 1e-9 * pairs);
+  EXPECT_EQ(equations({"SADI 0.02 C1 C2 C5 C6", "SADI C1 C3 C5 C7"}).size(), 2u);
 }
 
 TEST(Hydrogens, StandWhereTheirCodesPutThem) {

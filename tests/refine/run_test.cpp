@@ -291,6 +291,11 @@ TEST_F(RunTest, RealDataGiveTheRecordedFigures) {
     EXPECT_NE(Said().find(count[1].str() + " parameters, "), std::string::npos)
         << name << ": as many parameters as recorded\n"
         << Said();
+    std::smatch restraints;
+    if (std::regex_search(res, restraints, std::regex("refined using +([0-9]+) restraints"))) {
+      EXPECT_NE(Said().find(" " + restraints[1].str() + " restraints"), std::string::npos)
+          << name << ": as many restraints as recorded";
+    }
     fs::copy_file(Path(name + ".res"), Path(name + "_again.ins"));
     fs::copy_file(Path(name + ".hkl"), Path(name + "_again.hkl"));
     ASSERT_EQ(Run(name + "_again"), 0);

@@ -1,11 +1,25 @@
 #pragma once
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 
 // Elementary functions written so that a compiler turns loops over lanes into vector code: no branches, no library
 // calls. Truncated Taylor series on reduced arguments; the largest errors are noted beside them.
 namespace marvik {
+
+// Σ a·b over kCount lanes, in eight partial sums: the order of additions is the same on every processor.
+template <size_t kCount, class Number>
+[[gnu::always_inline]] inline Number SumOfProducts(const Number* a, const Number* b) {
+  constexpr size_t kWidth = 8;
+  Number partial[kWidth] = {};
+  for (size_t i = 0; i < kCount; i += kWidth) {
+    for (size_t j = 0; j < kWidth; ++j) partial[j] += a[i + j] * b[i + j];
+  }
+  Number sum = 0;
+  for (const Number p : partial) sum += p;
+  return sum;
+}
 
 // Adding and taking away 1.5·2^52 rounds to the nearest integer.
 inline constexpr double kRoundingShift = 6755399441055744.0;

@@ -186,6 +186,10 @@ bool PrepareSession(Session& s, const std::vector<Reflection>& raw, const LineSi
   if (!PrepareModel(s, raw, problem)) return false;
   for (const std::string& note : s.job.notes) print(" Note: " + note);
   if (!PrepareData(s, raw, print, problem)) return false;
+  if (s.parametrisation.Size() > s.observations.Size()) {
+    print(Printf(" ** %zu parameters are more than the %zu data can determine **", s.parametrisation.Size(),
+                 s.observations.Size()));
+  }
   FindTorsions(s);
   return true;
 }

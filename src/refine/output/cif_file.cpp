@@ -133,6 +133,7 @@ void RefinementItems(const Session& s, std::string& out) {
   Item(out, "_refine_ls_wR_factor_ref", Printf("%.4f", r.final.wR2));
   Item(out, "_refine_ls_goodness_of_fit_ref", Printf("%.3f", r.final.goof));
   Item(out, "_refine_ls_restrained_S_all", Printf("%.3f", r.restrainedGoof));
+  if (r.friedelFactor > 1.0) out += "_refine_special_details\n;\n" + FriedelSentence(r.friedelFactor) + "\n;\n";
   Item(out, "_refine_ls_shift/su_max", Printf("%.3f", r.lastShift));
   Item(out, "_refine_ls_shift/su_mean", Printf("%.3f", r.lastMeanShift));
   Item(out, "_refine_diff_density_max", Printf("%.3f", s.peaks.empty() ? 0.0 : s.peaks[0].height));

@@ -43,8 +43,8 @@ double* CellValue(CellParameters& cell, size_t i) {
 
 }  // namespace
 
-Geometry::Geometry(const Structure& structure, const Parametrisation& parametrisation,
-                   const std::vector<double>& covariance, const std::array<double, 6>& cellSigmas)
+Geometry::Geometry(const Structure& structure, const Parametrisation& parametrisation, const NormalMatrix& covariance,
+                   const std::array<double, 6>& cellSigmas)
     : structure_(structure), parametrisation_(parametrisation), covariance_(covariance) {
   std::array<bool, 6> done{};
   for (size_t i = 0; i < 6; ++i) {
@@ -62,12 +62,12 @@ Geometry::Geometry(const Structure& structure, const Parametrisation& parametris
 
 double Geometry::VarianceOf(const Row& gradient) const {
   const size_t n = parametrisation_.Size();
-  if (covariance_.size() != n * n) return 0.0;
+  if (covariance_.Size() != n) return 0.0;
   double variance = 0.0;
   for (const Term& a : gradient) {
     for (const Term& b : gradient) {
       variance +=
-          a.factor * b.factor * covariance_[static_cast<size_t>(a.parameter) * n + static_cast<size_t>(b.parameter)];
+          a.factor * b.factor * covariance_.At(static_cast<size_t>(a.parameter), static_cast<size_t>(b.parameter));
     }
   }
   return variance;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "refine/constraints/parameters.h"
+#include "refine/factors/normal_matrix.h"
 #include "refine/structure/atom_names.h"
 #include "refine/structure/neighbours.h"
 #include "refine/structure/structure.h"
@@ -20,8 +21,8 @@ struct Measured {
 // four a torsion angle in degrees. Edges and angles of the cell that are equal by symmetry err together.
 class Geometry {
  public:
-  // cellSigmas: a b c in Å, α β γ in degrees. An empty covariance (n × n) leaves only the cell's part.
-  Geometry(const Structure& structure, const Parametrisation& parametrisation, const std::vector<double>& covariance,
+  // cellSigmas: a b c in Å, α β γ in degrees. A covariance matrix of size 0 leaves only the cell's part.
+  Geometry(const Structure& structure, const Parametrisation& parametrisation, const NormalMatrix& covariance,
            const std::array<double, 6>& cellSigmas);
 
   Measured Measure(const std::vector<SiteImage>& images) const;
@@ -33,7 +34,7 @@ class Geometry {
 
   const Structure& structure_;
   const Parametrisation& parametrisation_;
-  const std::vector<double>& covariance_;
+  const NormalMatrix& covariance_;
   std::vector<Metric> shifted_;  // each independent cell parameter moved by its σ
 };
 

@@ -39,7 +39,7 @@ std::string OverallTable(const Session& s) {
 
 std::string CorrelationTable(const Session& s) {
   const size_t n = s.parametrisation.Size();
-  if (s.result.covariance.size() != n * n) return {};
+  if (s.result.covariance.Size() != n) return {};
   struct Entry {
     double r;
     size_t i;
@@ -49,7 +49,7 @@ std::string CorrelationTable(const Session& s) {
   for (size_t i = 0; i < n; ++i) {
     for (size_t j = i + 1; j < n; ++j) {
       const double product = s.result.sigmas[i] * s.result.sigmas[j];
-      const double r = product > 0.0 ? s.result.covariance[i * n + j] / product : 0.0;
+      const double r = product > 0.0 ? s.result.covariance.At(i, j) / product : 0.0;
       if (std::fabs(r) > 0.5) entries.push_back({r, i, j});
     }
   }
@@ -178,6 +178,8 @@ std::string ComposeListing(const Session& s, const std::string& console) {
   if (asked("CONF")) out += TorsionTable(s, geometry);
   if (asked("HTAB")) out += HydrogenBondTable(s, geometry);
   out += PlaneTable(s) + RequestedTable(s, geometry);
+  if (s.result.friedelFactor > 1.0) out += "\n" + FriedelSentence(s.result.friedelFactor) + "\n";
+  if (s.result.blockSigmas) out += "\n Uncertainties are those of each atom alone: the full matrix was not formed\n";
   const FlackResult flack = EstimateFlack(s);
   if (flack.present)
     AppendPrintf(out, "\n Flack parameter %s from %zu quotients\n", WithSu(flack.x, 3).c_str(), flack.pairs);

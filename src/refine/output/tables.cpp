@@ -228,6 +228,13 @@ std::string RequestedTable(const Session& s, const Geometry& geometry) {
   return out.empty() ? out : "\n Requested quantities (A, degrees)\n" + out;
 }
 
+std::string FriedelSentence(double factor) {
+  return Printf(
+      " Friedel opposites are refined against separately but not counted as independent: all uncertainties are"
+      "\n multiplied by %.3f, the square root of the number of data for each that is unique in the Laue group",
+      std::sqrt(factor));
+}
+
 FlackResult EstimateFlack(const Session& s) {
   FlackResult flack;
   if (s.structure.group.hasInversion || s.observations.Components() > 1) return flack;

@@ -34,6 +34,8 @@ std::string ComposeCif(const Session& session);
 // LIST 4 (h k l Fc² Fo² σ) and LIST 6 (h k l Fo² σ Fc phase), as CIF loops.
 std::string ComposeReflectionList(const Session& session);
 
+std::string FriedelSentence(double factor);
+
 // Every three atoms a-b-c of the bond table, b in the middle.
 struct BondAngle {
   int middle;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <thread>
 
 namespace marvik {
 
@@ -105,9 +104,11 @@ struct DataPass::Worker {
   std::vector<double> siteRows = std::vector<double>(static_cast<size_t>(kRawPerSite) * kBlock);
 };
 
-DataPass::DataPass(const Structure& structure, const Observations& observations, const WeightScheme& weights)
+DataPass::DataPass(const Structure& structure, const Observations& observations, const WeightScheme& weights,
+                   int threads)
     : structure_(structure), observations_(observations), weights_(weights), model_(MakeDirectSum(structure)) {
-  for (int i = 0; i < kThreads; ++i) {
+  const size_t count = std::clamp<size_t>(ThreadCount(threads), 1, std::max<size_t>(1, observations.Blocks()));
+  for (size_t i = 0; i < count; ++i) {
     workers_.push_back(std::make_unique<Worker>());
     Worker& w = *workers_.back();
     w.workspace = model_->MakeWorkspace();
@@ -209,7 +210,7 @@ void DataPass::Compare(Worker& w, size_t block, Calculated& out) const {
 }
 
 void DataPass::RunBlock(Worker& w, size_t block, Calculated& out, const Parametrisation* parametrisation,
-                        const BlockConsumer& consume, int thread) const {
+                        const BlockConsumer& consume, size_t at) const {
   const size_t components = w.components.size();
   w.fc2.fill(0.0);
   for (size_t c = 0; c < components; ++c) {
@@ -234,29 +235,31 @@ void DataPass::RunBlock(Worker& w, size_t block, Calculated& out, const Parametr
     }
     AddComponent(w, c, *parametrisation);
   }
-  consume(thread, w.rows.data(), w.residual);
+  consume(at, w.rows.data(), w.residual);
+}
+
+void DataPass::Resize(Calculated& calculated) const {
+  for (auto* v : {&calculated.fo2, &calculated.sigma, &calculated.fc2, &calculated.weight, &calculated.a, &calculated.b,
+                  &calculated.s2}) {
+    v->resize(observations_.Size());
+  }
 }
 
 void DataPass::Run(Calculated& calculated, const Parametrisation* parametrisation, const BlockConsumer& consume) {
-  const size_t n = observations_.Size();
-  for (auto* v : {&calculated.fo2, &calculated.sigma, &calculated.fc2, &calculated.weight, &calculated.a, &calculated.b,
-                  &calculated.s2}) {
-    v->resize(n);
-  }
-  if (n == 0) return;
-  // A fixed share for each thread, so that sums come out the same in every run.
-  const auto work = [&](int thread) {
-    for (auto block = static_cast<size_t>(thread); block < observations_.Blocks(); block += kThreads) {
-      RunBlock(*workers_[static_cast<size_t>(thread)], block, calculated, parametrisation, consume, thread);
-    }
-  };
-  if (observations_.Blocks() < 2) {
-    work(0);
-    return;
-  }
-  std::vector<std::jthread> threads;
-  for (int i = 1; i < kThreads; ++i) threads.emplace_back(work, i);
-  work(0);
+  Resize(calculated);
+  const size_t blocks = observations_.Blocks();
+  ForEachInParallel(workers_.size(), std::min(kShares, blocks), [&](size_t share, size_t thread) {
+    for (size_t block = share; block < blocks; block += kShares)
+      RunBlock(*workers_[thread], block, calculated, parametrisation, consume, share);
+  });
+}
+
+void DataPass::RunBlocks(size_t first, size_t last, Calculated& calculated, const Parametrisation& parametrisation,
+                         const BlockConsumer& consume) {
+  Resize(calculated);
+  ForEachInParallel(workers_.size(), last - first, [&](size_t index, size_t thread) {
+    RunBlock(*workers_[thread], first + index, calculated, &parametrisation, consume, first + index);
+  });
 }
 
 }  // namespace marvik

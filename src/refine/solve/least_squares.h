@@ -40,26 +40,33 @@ struct Residuals {
 };
 Residuals MakeResiduals(const Calculated& calculated, size_t parameters);
 
-// Receives weighted blocks: rows √w·∂Fc²/∂p, one of lanes for each parameter, and √w·(Fo² - Fc²).
-using BlockConsumer = std::function<void(int thread, const double* rows, const Lanes& residual)>;
+// Receives weighted blocks: rows √w·∂Fc²/∂p, one of lanes for each parameter, and √w·(Fo² - Fc²). `at` is the share of
+// the data or the number of the block.
+using BlockConsumer = std::function<void(size_t at, const double* rows, const Lanes& residual)>;
 
-// Passes over the data, on two threads.
+// Passes over the data, on several threads (0: as many as the machine has).
 class DataPass {
  public:
-  DataPass(const Structure& structure, const Observations& observations, const WeightScheme& weights);
+  DataPass(const Structure& structure, const Observations& observations, const WeightScheme& weights, int threads = 0);
   ~DataPass();
 
-  static constexpr int kThreads = 2;
+  // The data fall into so many shares, each the work of one thread from its first block to its last: what is summed up
+  // by shares comes out the same on any number of threads.
+  static constexpr size_t kShares = 16;
 
-  // Fills `calculated`; with a parametrisation also hands the derivative rows to `consume`, which is called from the
-  // threads in no order, each thread with its own number.
+  // Fills `calculated`; with a parametrisation also hands the derivative rows to `consume`, share by share.
   void Run(Calculated& calculated, const Parametrisation* parametrisation = nullptr,
            const BlockConsumer& consume = nullptr);
+  // The same for some blocks, each of which goes to `consume` by its number, in no order.
+  void RunBlocks(size_t first, size_t last, Calculated& calculated, const Parametrisation& parametrisation,
+                 const BlockConsumer& consume);
+  size_t Threads() const { return workers_.size(); }
 
  private:
   struct Worker;
   void RunBlock(Worker& worker, size_t block, Calculated& calculated, const Parametrisation* parametrisation,
-                const BlockConsumer& consume, int thread) const;
+                const BlockConsumer& consume, size_t at) const;
+  void Resize(Calculated& calculated) const;
   void LoadIndices(size_t block, size_t component, IndexBlock& out) const;
   double BatchFactor(int batch) const;
   void AddComponent(Worker& worker, size_t component, const Parametrisation& parametrisation) const;

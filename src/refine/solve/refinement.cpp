@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "refine/factors/lane_math.h"
 #include "refine/solve/conjugate_gradients.h"
 #include "refine/structure/atom_names.h"
 
@@ -11,8 +12,9 @@ namespace marvik {
 namespace {
 
 constexpr int kGradientIterations = 12;
-constexpr double kLargestMove = 0.4;      // Å in one cycle; beyond it all shifts are scaled down
+constexpr double kLargestMove = 0.4;      // Å in one cycle
 constexpr double kLargestUChange = 0.15;  // Å²
+constexpr double kWorse = 1.3;            // wR2 against that of the cycle before; beyond it the model goes back
 
 // BLOC n1 n2 atoms: in cycle n (counted round to the largest n of all) only the coordinates (n > 0) or the other
 // parameters (n < 0) of the atoms that are named for it move, among those that any BLOC names.
@@ -81,6 +83,26 @@ double RestrainedGoof(const Residuals& r, size_t parameters, const RestraintSums
   return all > 0.0 ? std::sqrt(total / all) : 0.0;
 }
 
+// So many blocks of derivatives are kept at a time that a tile of the matrix is worth fetching.
+size_t BatchBlocks(size_t parameters, size_t dataBlocks) {
+  constexpr size_t kBatchBytes = size_t{100} << 20;
+  const size_t bytes = std::max<size_t>(1, parameters) * kBlock * sizeof(double);
+  return std::clamp<size_t>(kBatchBytes / bytes, 4, std::max<size_t>(4, dataBlocks));
+}
+
+// Data for each that is unique in the Laue group: one, but for Friedel opposites that are kept apart. They are not
+// independent observations of the atoms, and published uncertainties count them as one.
+double FriedelFactor(const Structure& structure, const Observations& observations) {
+  if (structure.group.hasInversion || observations.Size() == 0) return 1.0;
+  const auto unique = [&](bool friedel) {
+    std::vector<Miller> indices;
+    for (const Miller& h : observations.indices[0]) indices.push_back(structure.group.Representative(h, friedel));
+    std::sort(indices.begin(), indices.end());
+    return static_cast<double>(std::unique(indices.begin(), indices.end()) - indices.begin());
+  };
+  return unique(false) / unique(true);
+}
+
 class Cycler {
  public:
   Cycler(const Job& job, Structure& structure, Parametrisation& parametrisation, const Observations& observations,
@@ -89,77 +111,84 @@ class Cycler {
         structure_(structure),
         parametrisation_(parametrisation),
         restraints_(restraints),
-        pass_(structure, observations, job.weights),
-        solver_(MakeCholeskySolver()),
-        blocks_(BlocksOf(job, structure)) {}
+        pass_(structure, observations, job.weights, job.threads),
+        solver_(pass_.Threads()),
+        blocks_(BlocksOf(job, structure)),
+        groups_(ParameterGroups(parametrisation)),
+        dataBlocks_(observations.Blocks()),
+        system_(job.conjugateGradients ? 0 : parametrisation.Size()),
+        rows_(system_.gradient.size(), BatchBlocks(system_.gradient.size(), dataBlocks_)),
+        friedel_(FriedelFactor(structure, observations)) {}
 
   // Shifts at the present model, which is calculated on the way.
   Solution Shifts(int cycle, Calculated& calculated) {
     const std::vector<bool> frozen = FrozenParameters(blocks_, parametrisation_, cycle);
     if (!job_.conjugateGradients) {
-      NormalSystem system = Assemble(calculated);
-      Freeze(frozen, system);
-      return solver_->Solve(system, job_.damping);
+      Assemble(calculated);
+      Freeze(frozen, system_);
+      return solver_.Solve(system_, job_.damping, groups_);
     }
     parametrisation_.Refresh(structure_);
     pass_.Run(calculated);
-    Solution solution;
-    solution.shifts = ConjugateGradientShifts(pass_, parametrisation_, MakeAllEquations(calculated),
-                                              kGradientIterations, frozen, calculated);
-    solution.variances.assign(parametrisation_.Size(), 0.0);
-    return solution;
+    return ConjugateGradientShifts(pass_, parametrisation_, groups_, MakeAllEquations(calculated), kGradientIterations,
+                                   frozen, calculated);
   }
 
   // Figures and covariance of the final model.
   void Finish(RefinementResult& result) {
     const size_t n = parametrisation_.Size();
+    result.friedelFactor = friedel_;
     if (job_.conjugateGradients) {
-      pass_.Run(result.calculated);
-      MakeAllEquations(result.calculated);
+      const Solution solution = Shifts(0, result.calculated);
+      const double s2 = VarianceScale(MakeResiduals(result.calculated, n));
+      for (const double v : solution.variances) result.sigmas.push_back(std::sqrt(v * s2));
+      result.blockSigmas = true;
     } else {
-      const NormalSystem system = Assemble(result.calculated);
-      result.covariance = solver_->Inverse(system);
-      const double s2 = std::pow(MakeResiduals(result.calculated, n).goof, 2);
-      for (double& v : result.covariance) v *= s2;
-      for (size_t p = 0; p < n; ++p) result.sigmas.push_back(std::sqrt(std::max(0.0, result.covariance[p * n + p])));
+      Assemble(result.calculated);
+      solver_.Invert(system_.matrix);
+      const double s2 = VarianceScale(MakeResiduals(result.calculated, n));
+      for (size_t i = 0; i < n; ++i) {
+        for (size_t j = 0; j <= i; ++j) system_.matrix.At(i, j) *= s2;
+        result.sigmas.push_back(std::sqrt(std::max(0.0, system_.matrix.At(i, i))));
+      }
+      result.covariance = std::move(system_.matrix);
     }
     result.final = MakeResiduals(result.calculated, n);
     result.restrainedGoof = RestrainedGoof(result.final, n, sums_);
     result.restraints = static_cast<size_t>(std::lround(sums_.restraints));
   }
 
+  // Variances in units of the inverse normal matrix: S², and Friedel opposites as not independent of each other.
+  double VarianceScale(const Residuals& r) const { return r.goof * r.goof * friedel_; }
+
   // Normal equations at the present model.
-  NormalSystem Assemble(Calculated& calculated) {
+  void Assemble(Calculated& calculated) {
     const size_t n = parametrisation_.Size();
     parametrisation_.Refresh(structure_);
-    while (systems_.size() < DataPass::kThreads) systems_.emplace_back(n);
-    for (NormalSystem& s : systems_) {
-      s.matrix.Clear();
-      std::fill(s.gradient.begin(), s.gradient.end(), 0.0);
-    }
-    pass_.Run(calculated, &parametrisation_, [&](int thread, const double* rows, const Lanes& residual) {
-      NormalSystem& s = systems_[static_cast<size_t>(thread)];
-      s.matrix.Update(rows);
-      for (size_t p = 0; p < n; ++p) {
-        const double* row = rows + p * kBlock;
-        double sum = 0.0;
-        for (size_t i = 0; i < kBlock; ++i) sum += row[i] * residual[i];
-        s.gradient[p] += sum;
+    system_.matrix.Clear();
+    std::fill(system_.gradient.begin(), system_.gradient.end(), 0.0);
+    std::vector<double> gradients(n * rows_.Blocks());
+    for (size_t first = 0; first < dataBlocks_; first += rows_.Blocks()) {
+      const size_t last = std::min(dataBlocks_, first + rows_.Blocks());
+      pass_.RunBlocks(first, last, calculated, parametrisation_,
+                      [&](size_t block, const double* rows, const Lanes& residual) {
+                        rows_.Fill(block - first, rows);
+                        double* gradient = &gradients[(block - first) * n];
+                        for (size_t p = 0; p < n; ++p)
+                          gradient[p] = SumOfProducts<kBlock>(rows + p * kBlock, residual.data());
+                      });
+      system_.matrix.AddProducts(rows_, last - first, pass_.Threads());
+      for (size_t block = 0; block < last - first; ++block) {
+        for (size_t p = 0; p < n; ++p) system_.gradient[p] += gradients[block * n + p];
       }
-    });
-    NormalSystem total = systems_[0];
-    for (size_t t = 1; t < systems_.size(); ++t) {
-      total.matrix.Add(systems_[t].matrix);
-      for (size_t p = 0; p < n; ++p) total.gradient[p] += systems_[t].gradient[p];
     }
     std::vector<ParameterEquation> equations = MakeAllEquations(calculated);
     double strength = 1.0;
-    for (size_t p = 0; p < n; ++p) strength = std::max(strength, total.matrix.At(p, p));
+    for (size_t p = 0; p < n; ++p) strength = std::max(strength, system_.matrix.At(p, p));
     const size_t before = equations.size();
     AddOriginEquations(structure_, parametrisation_, strength, equations);
     sums_.restraints += static_cast<double>(equations.size() - before);
-    AddEquations(equations, total);
-    return total;
+    AddEquations(equations, system_);
   }
 
   std::vector<ParameterEquation> MakeAllEquations(const Calculated& calculated) {
@@ -180,46 +209,113 @@ class Cycler {
   Parametrisation& parametrisation_;
   const RestraintList& restraints_;
   DataPass pass_;
-  std::unique_ptr<NormalSolver> solver_;
+  NormalSolver solver_;
   std::vector<Block> blocks_;
-  std::vector<NormalSystem> systems_;
+  std::vector<std::vector<int>> groups_;  // of parameters, by atoms
+  size_t dataBlocks_;
+  NormalSystem system_;
+  RowBatch rows_;
   RestraintSums sums_;
+  double friedel_;
 };
 
-// Factor that brings the largest move of an atom and change of U into bounds.
-double StepLimit(const Structure& structure, const Parametrisation& parametrisation, const std::vector<double>& shifts,
-                 CycleReport& report) {
+// Brings the move of every atom, the change of every U and every shift against its uncertainty into bounds, each
+// parameter for itself, so that one bad atom holds nobody else. How many parameters were held back.
+size_t LimitShifts(const Structure& structure, const Parametrisation& parametrisation, double largestShift,
+                   const std::vector<double>& sigmas, std::vector<double>& shifts, CycleReport& report) {
+  std::vector<double> factors(shifts.size(), 1.0);
+  const auto limit = [&](int site, int firstRaw, int count, double factor) {
+    for (int raw = firstRaw; raw < firstRaw + count; ++raw) {
+      for (const Term& t : parametrisation.RowOf(site, raw)) {
+        double& f = factors[static_cast<size_t>(t.parameter)];
+        f = std::min(f, factor);
+      }
+    }
+  };
   const auto change = [&](int site, int raw) {
     double sum = 0.0;
     for (const Term& t : parametrisation.RowOf(site, raw)) sum += t.factor * shifts[static_cast<size_t>(t.parameter)];
     return sum;
   };
+  for (size_t p = 0; p < shifts.size(); ++p) {
+    if (largestShift > 0.0 && sigmas[p] > 0.0 && std::fabs(shifts[p]) > largestShift * sigmas[p])
+      factors[p] = largestShift * sigmas[p] / std::fabs(shifts[p]);
+  }
   for (size_t i = 0; i < structure.sites.size(); ++i) {
     const int site = static_cast<int>(i);
-    const Fractional d{change(site, 0), change(site, 1), change(site, 2)};
-    const double move = std::sqrt(structure.metric.DistanceSquared(d, {}));
+    const double move =
+        std::sqrt(structure.metric.DistanceSquared({change(site, 0), change(site, 1), change(site, 2)}, {}));
+    if (move > kLargestMove) limit(site, 0, 3, kLargestMove / move);
     if (!(move <= report.largestMove)) report.largestMove = move, report.movedAtom = structure.sites[i].label;
-    for (int k = 0; k < (structure.sites[i].anisotropic ? 6 : 1); ++k) {
+    const int raws = structure.sites[i].anisotropic ? 6 : 1;
+    for (int k = 0; k < raws; ++k) {
       const double du = std::fabs(change(site, kRawU + k));
+      if (du > kLargestUChange) limit(site, kRawU, raws, kLargestUChange / du);
       if (!(du <= report.largestU)) report.largestU = du, report.changedAtom = structure.sites[i].label;
     }
   }
-  double factor = 1.0;
-  if (report.largestMove > kLargestMove) factor = std::min(factor, kLargestMove / report.largestMove);
-  if (report.largestU > kLargestUChange) factor = std::min(factor, kLargestUChange / report.largestU);
-  return factor;
+  size_t held = 0;
+  for (size_t p = 0; p < shifts.size(); ++p) {
+    shifts[p] *= factors[p];
+    held += factors[p] < 1.0;
+  }
+  report.largestMove = std::min(report.largestMove, kLargestMove);
+  return held;
 }
 
-void NoteShifts(const Parametrisation& parametrisation, const Solution& solution, double goof, CycleReport& report) {
+// Parameters that swing to and fro are given smaller and smaller steps, and named when they go on; torsions that creep
+// are given larger ones.
+class Damper {
+ public:
+  explicit Damper(const Parametrisation& parametrisation)
+      : parametrisation_(parametrisation),
+        last_(parametrisation.Size()),
+        factors_(parametrisation.Size(), 1.0),
+        swings_(parametrisation.Size()) {}
+
+  void Damp(const std::vector<double>& sigmas, std::vector<double>& shifts, const LineSink& print) {
+    constexpr double kNoticed = 0.003;  // σ
+    constexpr double kTold = 0.1;       // σ, after damping
+    constexpr int kNamed = 4;
+    for (size_t p = 0; p < shifts.size(); ++p) {
+      const bool swings = shifts[p] * last_[p] < 0.0 && std::fabs(shifts[p]) > 0.5 * std::fabs(last_[p]) &&
+                          std::fabs(shifts[p]) > kNoticed * sigmas[p];
+      // A torsion near a maximum of the misfit creeps away from it; it is helped along.
+      const bool creeps = parametrisation_.parameters[p].kind == ParameterKind::Torsion && shifts[p] * last_[p] > 0.0 &&
+                          std::fabs(shifts[p]) > 0.6 * std::fabs(last_[p]);
+      factors_[p] = swings   ? std::max(0.02, 0.5 * std::min(1.0, factors_[p]))
+                    : creeps ? std::min(8.0, 2.0 * factors_[p])
+                             : std::min(1.0, 1.1 * factors_[p]);
+      last_[p] = shifts[p];
+      shifts[p] *= factors_[p];
+      if (swings && std::fabs(shifts[p]) > kTold * sigmas[p] && ++swings_[p] == kNamed)
+        print("            " + parametrisation_.parameters[p].name + " swings to and fro; its shifts are damped");
+    }
+  }
+
+ private:
+  const Parametrisation& parametrisation_;
+  std::vector<double> last_;
+  std::vector<double> factors_;
+  std::vector<int> swings_;
+};
+
+std::vector<double> SigmasOf(const Solution& solution, double scale) {
+  std::vector<double> sigmas;
+  for (const double v : solution.variances) sigmas.push_back(std::sqrt(v * scale));
+  return sigmas;
+}
+
+void NoteShifts(const Parametrisation& parametrisation, const std::vector<double>& shifts,
+                const std::vector<double>& sigmas, CycleReport& report) {
   double sum = 0.0;
-  for (size_t p = 0; p < solution.shifts.size(); ++p) {
-    const double sigma = std::sqrt(solution.variances[p]) * goof;
-    const double ratio = sigma > 0.0 ? std::fabs(solution.shifts[p]) / sigma : 0.0;
+  for (size_t p = 0; p < shifts.size(); ++p) {
+    const double ratio = sigmas[p] > 0.0 ? std::fabs(shifts[p]) / sigmas[p] : 0.0;
     sum += ratio;
     if (ratio > report.largestShift)
       report.largestShift = ratio, report.largestName = parametrisation.parameters[p].name;
   }
-  report.meanShift = solution.shifts.empty() ? 0.0 : sum / static_cast<double>(solution.shifts.size());
+  report.meanShift = shifts.empty() ? 0.0 : sum / static_cast<double>(shifts.size());
 }
 
 bool AllFinite(const std::vector<double>& v) {
@@ -261,6 +357,11 @@ bool StepBack(LastGood& last, Structure& structure, Parametrisation& parametrisa
   parametrisation.Apply(last.shifts, structure);
   TameDisplacements(structure);
   return true;
+}
+
+std::string Divergence(const RefinementResult& result) {
+  const std::string atom = result.cycles.empty() ? "?" : result.cycles.back().movedAtom;
+  return "THE REFINEMENT DIVERGES; " + atom + " MOVED MOST; THE LAST GOOD MODEL IS KEPT";
 }
 
 void StartScale(Structure& structure, DataPass& pass, Calculated& calculated, const LineSink& print) {
@@ -309,6 +410,7 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
   result.parameters = parametrisation.Size();
   Cycler cycler(job, structure, parametrisation, observations, restraints);
   StartScale(structure, cycler.Pass(), result.calculated, print);
+  Damper damper(parametrisation);
   LastGood last{structure, 1e30, std::vector<double>(result.parameters), 0};
   for (int cycle = 1; cycle <= job.cycles; ++cycle) {
     CycleReport report;
@@ -316,10 +418,9 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
     report.before = MakeResiduals(result.calculated, result.parameters);
     report.restrainedGoof = RestrainedGoof(report.before, result.parameters, cycler.Sums());
     const bool hopeless = !AllFinite(solution.shifts) || !std::isfinite(report.before.wR2);
-    if (cycle > 1 && (hopeless || report.before.wR2 > last.wR2 * 1.3 + 0.05)) {
+    if (cycle > 1 && (hopeless || report.before.wR2 > last.wR2 * kWorse + 0.05)) {
       if (StepBack(last, structure, parametrisation, print)) continue;
-      const std::string atom = result.cycles.empty() ? "?" : result.cycles.back().movedAtom;
-      result.problem = "THE REFINEMENT DIVERGES; " + atom + " MOVED MOST; THE LAST GOOD MODEL IS KEPT";
+      result.problem = Divergence(result);
       break;
     }
     if (hopeless) {
@@ -328,23 +429,28 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
       return result;
     }
     NoteSingular(parametrisation, solution, result, print);
-    NoteShifts(parametrisation, solution, report.before.goof, report);
-    double factor = StepLimit(structure, parametrisation, solution.shifts, report);
-    if (report.largestShift > job.largestShift && job.largestShift > 0.0) {
-      factor = std::min(factor, job.largestShift / report.largestShift);
-    }
-    for (double& s : solution.shifts) s *= factor;
-    report.largestMove *= factor;
+    const std::vector<double> sigmas = SigmasOf(solution, cycler.VarianceScale(report.before));
+    NoteShifts(parametrisation, solution.shifts, sigmas, report);
+    damper.Damp(sigmas, solution.shifts, print);
+    const size_t held = LimitShifts(structure, parametrisation, job.largestShift, sigmas, solution.shifts, report);
     last.structure = structure;
     last.wR2 = report.before.wR2;
     last.shifts = solution.shifts;
     parametrisation.Apply(solution.shifts, structure);
     TameDisplacements(structure);
     PrintCycle(static_cast<size_t>(cycle), report, result.parameters, print);
-    if (factor < 1.0) print(Printf("            shifts scaled by %.3f", factor));
+    if (held > 0) print(Printf("            the shifts of %zu parameters were cut to their limits", held));
     result.lastShift = report.largestShift;
     result.lastMeanShift = report.meanShift;
     result.cycles.push_back(report);
+  }
+  // What the last cycle made of the model is looked at like that of any other.
+  while (job.cycles > 0 && result.problem.empty()) {
+    cycler.Pass().Run(result.calculated);
+    const double wR2 = MakeResiduals(result.calculated, result.parameters).wR2;
+    if (wR2 <= last.wR2 * kWorse + 0.05) break;
+    if (StepBack(last, structure, parametrisation, print)) continue;
+    result.problem = Divergence(result);
   }
   cycler.Finish(result);
   return result;

@@ -37,8 +37,12 @@ struct RefinementResult {
   double lastShift = 0.0;  // largest |shift/σ| of the last cycle
   double lastMeanShift = 0.0;
   Calculated calculated;
-  std::vector<double> covariance;  // parameters × parameters, times S²; empty after CGLS
-  std::vector<double> sigmas;      // of the parameters, empty after CGLS
+  // Of the parameters, times S² and the Friedel factor; of size 0 after CGLS, which leaves uncertainties from the
+  // blocks of each atom's parameters alone.
+  NormalMatrix covariance;
+  std::vector<double> sigmas;
+  bool blockSigmas = false;
+  double friedelFactor = 1.0;  // data for each that is unique when Friedel opposites are one
   std::vector<std::string> singular;
 };
 

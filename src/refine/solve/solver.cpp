@@ -1,7 +1,6 @@
 #include "refine/solve/solver.h"
 
 #include <Eigen/Dense>
-#include <algorithm>
 #include <cmath>
 
 namespace marvik {
@@ -10,124 +9,94 @@ namespace {
 // A pivot of the scaled matrix below this means that the parameter is a combination of earlier ones.
 constexpr double kSingular = 1e-10;
 
-struct Scaled {
-  Eigen::MatrixXd matrix;  // unit diagonal, singular parameters decoupled
-  Eigen::VectorXd scale;   // 1/√N_ii, 0 for singular parameters
-  std::vector<int> singular;
-};
-
-void Decouple(Scaled& s, Eigen::Index i) {
-  s.matrix.row(i).setZero();
-  s.matrix.col(i).setZero();
-  s.matrix(i, i) = 1.0;
-  s.scale[i] = 0.0;
-  s.singular.push_back(static_cast<int>(i));
+// Scales to a unit diagonal and gives 1/√N_ii, 0 for parameters that nothing depends on; these are decoupled.
+std::vector<double> ScaleToUnit(NormalMatrix& matrix) {
+  const size_t n = matrix.Size();
+  std::vector<double> scale(n);
+  for (size_t i = 0; i < n; ++i) {
+    const double d = matrix.At(i, i);
+    scale[i] = d > 0.0 && std::isfinite(d) ? 1.0 / std::sqrt(d) : 0.0;
+  }
+  for (size_t i = 0; i < n; ++i) {
+    for (size_t j = 0; j <= i; ++j) matrix.At(i, j) *= scale[i] * scale[j];
+    if (scale[i] == 0.0) matrix.Decouple(i);
+  }
+  return scale;
 }
 
-// The parameters whose pivots vanish, each after those before it were taken out: blocked Cholesky that leaves them
-// aside.
-std::vector<Eigen::Index> BadPivots(Eigen::MatrixXd l) {
-  constexpr Eigen::Index kPanel = 64;
-  const Eigen::Index n = l.rows();
-  std::vector<Eigen::Index> bad;
-  for (Eigen::Index from = 0; from < n; from += kPanel) {
-    const Eigen::Index to = std::min(n, from + kPanel);
-    for (Eigen::Index j = from; j < to; ++j) {
-      if (!(l(j, j) > kSingular)) {
-        bad.push_back(j);
-        l.col(j).tail(n - j).setZero();
-        continue;
-      }
-      l.col(j).tail(n - j) /= std::sqrt(l(j, j));
-      for (Eigen::Index k = j + 1; k < to; ++k) l.col(k).tail(n - k) -= l(k, j) * l.col(j).tail(n - k);
-    }
-    l.bottomRightCorner(n - to, n - to)
-        .selfadjointView<Eigen::Lower>()
-        .rankUpdate(l.block(to, from, n - to, to - from), -1.0);
-  }
-  return bad;
+void NoteUnscaled(const std::vector<double>& scale, std::vector<int>& singular) {
+  for (size_t i = 0; i < scale.size(); ++i)
+    if (scale[i] == 0.0) singular.push_back(static_cast<int>(i));
 }
-
-Scaled MakeScaled(const NormalSystem& system) {
-  const auto n = static_cast<Eigen::Index>(system.matrix.Size());
-  Scaled s{Eigen::MatrixXd(n, n), Eigen::VectorXd(n), {}};
-  for (Eigen::Index i = 0; i < n; ++i) {
-    const auto at = static_cast<size_t>(i);
-    const double d = system.matrix.At(at, at);
-    s.scale[i] = d > 0.0 && std::isfinite(d) ? 1.0 / std::sqrt(d) : 0.0;
-  }
-  for (Eigen::Index i = 0; i < n; ++i) {
-    for (Eigen::Index j = i; j < n; ++j) {
-      const double v = system.matrix.At(static_cast<size_t>(i), static_cast<size_t>(j)) * s.scale[i] * s.scale[j];
-      s.matrix(i, j) = v;
-      s.matrix(j, i) = v;
-    }
-  }
-  for (Eigen::Index i = 0; i < n; ++i) {
-    if (s.scale[i] == 0.0) Decouple(s, i);
-  }
-  return s;
-}
-
-// Takes parameters out until the rest can be factorised.
-Eigen::LLT<Eigen::MatrixXd> Factorise(Scaled& s) {
-  while (true) {
-    Eigen::LLT<Eigen::MatrixXd> llt(s.matrix);
-    if (llt.info() == Eigen::Success) {
-      const Eigen::VectorXd pivots = llt.matrixLLT().diagonal();
-      if (pivots.size() == 0 || pivots.minCoeff() * pivots.minCoeff() > kSingular) return llt;
-    }
-    const std::vector<Eigen::Index> bad = BadPivots(s.matrix);
-    if (bad.empty()) return llt;
-    for (const Eigen::Index i : bad) Decouple(s, i);
-  }
-}
-
-class CholeskySolver : public NormalSolver {
- public:
-  Solution Solve(const NormalSystem& system, double damping) const override {
-    Scaled s = MakeScaled(system);
-    const Eigen::Index n = s.matrix.rows();
-    const Eigen::LLT<Eigen::MatrixXd> plain = Factorise(s);
-    Solution solution;
-    solution.singular = s.singular;
-    Eigen::VectorXd g(n);
-    for (Eigen::Index i = 0; i < n; ++i) g[i] = system.gradient[static_cast<size_t>(i)] * s.scale[i];
-    Eigen::VectorXd x;
-    if (damping > 0.0) {
-      Eigen::MatrixXd damped = s.matrix;
-      damped.diagonal() *= 1.0 + damping / 1000.0;
-      x = damped.llt().solve(g);
-    } else {
-      x = plain.solve(g);
-    }
-    // Σ_k (L⁻¹)²_ki is the diagonal of the inverse.
-    const Eigen::MatrixXd inverse = plain.matrixL().solve(Eigen::MatrixXd::Identity(n, n));
-    for (Eigen::Index i = 0; i < n; ++i) {
-      solution.shifts.push_back(x[i] * s.scale[i]);
-      solution.variances.push_back(inverse.col(i).squaredNorm() * s.scale[i] * s.scale[i]);
-    }
-    return solution;
-  }
-
-  std::vector<double> Inverse(const NormalSystem& system) const override {
-    Scaled s = MakeScaled(system);
-    const Eigen::Index n = s.matrix.rows();
-    const Eigen::LLT<Eigen::MatrixXd> llt = Factorise(s);
-    const Eigen::MatrixXd inverse = llt.solve(Eigen::MatrixXd::Identity(n, n));
-    std::vector<double> out(static_cast<size_t>(n * n));
-    for (Eigen::Index i = 0; i < n; ++i) {
-      for (Eigen::Index j = 0; j < n; ++j)
-        out[static_cast<size_t>(i * n + j)] = inverse(i, j) * s.scale[i] * s.scale[j];
-    }
-    return out;
-  }
-};
 
 }  // namespace
 
-std::unique_ptr<NormalSolver> MakeCholeskySolver() {
-  return std::make_unique<CholeskySolver>();
+std::vector<double> BlockVariances(const NormalMatrix& matrix, const std::vector<std::vector<int>>& groups) {
+  std::vector<double> variances(matrix.Size());
+  for (const std::vector<int>& group : groups) {
+    const auto n = static_cast<Eigen::Index>(group.size());
+    Eigen::MatrixXd block(n, n);
+    for (Eigen::Index i = 0; i < n; ++i) {
+      for (Eigen::Index j = 0; j < n; ++j)
+        block(i, j) = matrix.At(static_cast<size_t>(group[static_cast<size_t>(i)]),
+                                static_cast<size_t>(group[static_cast<size_t>(j)]));
+    }
+    const Eigen::LLT<Eigen::MatrixXd> llt(block);
+    if (llt.info() != Eigen::Success) continue;
+    const Eigen::MatrixXd inverse = llt.solve(Eigen::MatrixXd::Identity(n, n));
+    for (Eigen::Index i = 0; i < n; ++i)
+      variances[static_cast<size_t>(group[static_cast<size_t>(i)])] = std::max(0.0, inverse(i, i));
+  }
+  return variances;
+}
+
+Solution NormalSolver::Solve(NormalSystem& system, double damping, const std::vector<std::vector<int>>& groups) {
+  NormalMatrix& matrix = system.matrix;
+  const size_t n = matrix.Size();
+  const std::vector<double> scale = ScaleToUnit(matrix);
+  Solution solution;
+  const bool exact = n <= kMostExact;
+  if (exact || !searched_) {
+    NormalMatrix plain = matrix;
+    singular_ = plain.Factorise(kSingular, threads_);
+    searched_ = true;
+    if (exact) {
+      plain.InvertTriangle(threads_);
+      solution.variances = plain.ColumnNorms();
+    }
+  }
+  solution.singular = singular_;
+  NoteUnscaled(scale, solution.singular);
+  if (!exact) solution.variances = BlockVariances(matrix, groups);
+  for (const int p : singular_) matrix.Decouple(static_cast<size_t>(p));
+  for (size_t i = 0; i < n; ++i) matrix.At(i, i) *= 1.0 + damping / 1000.0;
+  std::vector<double>& x = solution.shifts;
+  x.resize(n);
+  for (size_t i = 0; i < n; ++i) x[i] = system.gradient[i] * scale[i];
+  for (const int p : singular_) x[static_cast<size_t>(p)] = 0.0;
+  matrix.Factorise(kSingular, threads_);
+  matrix.Solve(x);
+  for (size_t i = 0; i < n; ++i) {
+    x[i] *= scale[i];
+    solution.variances[i] *= scale[i] * scale[i];
+  }
+  for (const int p : solution.singular) solution.variances[static_cast<size_t>(p)] = 0.0;
+  return solution;
+}
+
+void NormalSolver::Invert(NormalMatrix& matrix) const {
+  const std::vector<double> scale = ScaleToUnit(matrix);
+  std::vector<int> singular = matrix.Factorise(kSingular, threads_);
+  NoteUnscaled(scale, singular);
+  matrix.InvertTriangle(threads_);
+  matrix.SquareTriangle(threads_);
+  for (size_t i = 0; i < matrix.Size(); ++i) {
+    for (size_t j = 0; j <= i; ++j) matrix.At(i, j) *= scale[i] * scale[j];
+  }
+  for (const int p : singular) {
+    matrix.Decouple(static_cast<size_t>(p));
+    matrix.At(static_cast<size_t>(p), static_cast<size_t>(p)) = 0.0;
+  }
 }
 
 }  // namespace marvik

@@ -1,14 +1,12 @@
 #pragma once
 
-#include <memory>
-#include <string>
 #include <vector>
 
 #include "refine/factors/normal_matrix.h"
 
 namespace marvik {
 
-// The symmetric system N·shift = gradient, upper triangle of N.
+// The symmetric system N·shift = gradient.
 struct NormalSystem {
   explicit NormalSystem(size_t n) : matrix(n), gradient(n) {}
   NormalMatrix matrix;
@@ -21,16 +19,26 @@ struct Solution {
   std::vector<int> singular;      // parameters that the data do not determine; their shift is 0
 };
 
+// By Cholesky factorisation of the matrix scaled to a unit diagonal, in place: the system is used up.
 class NormalSolver {
  public:
-  virtual ~NormalSolver() = default;
-  // damping: 1 + damping/1000 multiplies the diagonal for the shifts.
-  virtual Solution Solve(const NormalSystem& system, double damping) const = 0;
-  // The inverse of the undamped matrix, n × n row by row, zero for singular parameters.
-  virtual std::vector<double> Inverse(const NormalSystem& system) const = 0;
+  explicit NormalSolver(size_t threads) : threads_(threads) {}
+  // damping: 1 + damping/1000 multiplies the diagonal for the shifts. Beyond kMostExact parameters singular ones are
+  // looked for in the first call only, so that a cycle costs one factorisation, and variances come from blocks on the
+  // diagonal: `groups` of parameters that belong together.
+  Solution Solve(NormalSystem& system, double damping, const std::vector<std::vector<int>>& groups);
+  // The matrix becomes its inverse, zero for singular parameters.
+  void Invert(NormalMatrix& matrix) const;
+
+  static constexpr size_t kMostExact = 3000;
+
+ private:
+  size_t threads_;
+  bool searched_ = false;
+  std::vector<int> singular_;
 };
 
-// Cholesky factorisation of the matrix scaled to a unit diagonal.
-std::unique_ptr<NormalSolver> MakeCholeskySolver();
+// The diagonal of the inverses of the blocks on the diagonal of a matrix, 0 where a block is singular.
+std::vector<double> BlockVariances(const NormalMatrix& matrix, const std::vector<std::vector<int>>& groups);
 
 }  // namespace marvik
