@@ -40,6 +40,11 @@ size_t LineEndFrom(std::string_view text, size_t from) {
   return from;
 }
 
+CifValue Given(const CifTokens& tokens) {
+  if (!tokens.isUnknown) return tokens.text;
+  return tokens.text == "." ? tokens.text.substr(0, 0) : CifValue{};
+}
+
 // The line at `at`, which moves behind its line end.
 std::string_view TakeLine(std::string_view text, size_t& at) {
   const size_t end = LineEndFrom(text, at);
@@ -185,7 +190,7 @@ void CifReader::ReadItem(CifBlock& block) {
   if (IsWanted(name)) {
     CifLoop& loop = block.loops.emplace_back();
     loop.names.push_back(std::move(name));
-    loop.values.push_back(tokens_.isUnknown ? CifValue{} : tokens_.text);
+    loop.values.push_back(Given(tokens_));
   }
   Advance();
 }
@@ -199,7 +204,7 @@ void CifReader::ReadLoop(CifBlock& block) {
   }
   for (; kind_ == CifTokens::Kind::Value; Advance()) {
     if (tokens_.isTextField) block.textFields.push_back(tokens_.text);
-    if (isWanted) loop.values.push_back(tokens_.isUnknown ? CifValue{} : tokens_.text);
+    if (isWanted) loop.values.push_back(Given(tokens_));
   }
   if (!isWanted) return;
   const size_t surplus = loop.values.size() % loop.names.size();

@@ -38,7 +38,7 @@ class CifTokens {
   bool isVersion2_ = false;
 };
 
-// A value; one that is not given ("?" or "." without quotes) is an empty view.
+// A value; one that is not given ("?" or "." without quotes) is an empty view, without data for "?".
 using CifValue = std::string_view;
 
 // A loop. A name with its value outside any loop is a loop of one row.

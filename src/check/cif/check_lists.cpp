@@ -1,0 +1,269 @@
+#include <algorithm>
+#include <cmath>
+
+#include "base/numbers.h"
+#include "check/cif/cif_checker.h"
+#include "chem/uncertainty.h"
+
+namespace marvik::cif {
+
+namespace {
+
+// A site at the image that a symmetry code names.
+struct Place {
+  int site = -1;
+  GroupOperator op;
+  bool moved = false;
+};
+
+class GeometryLists {
+ public:
+  explicit GeometryLists(CifChecker& checker) : c_(checker), m_(checker.model) {}
+
+  void Check() {
+    for (const ListKind& kind : ListKinds()) List(kind);
+    Bonds();
+    Torsions();
+    Digits();
+  }
+
+ private:
+  std::optional<Place> PlaceOf(CifValue label, CifValue code) const;
+  double Value(const std::vector<Place>& places, const std::vector<Fractional>& x) const;
+  void List(const ListKind& kind);
+  void Bonds();
+  void Torsions();
+  void Digits();
+
+  CifChecker& c_;
+  const CifModel& m_;
+};
+
+// "." or "2_655": operator in the list's order, translations in the digits; or a bare operator number.
+std::optional<Place> GeometryLists::PlaceOf(CifValue label, CifValue code) const {
+  const auto at = m_.siteOf.find(std::string(label));
+  if (at == m_.siteOf.end()) return {};
+  Place place;
+  place.site = at->second;
+  place.op.r = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+  if (code.empty() || code == "1_555") return place;
+  double number = 0.0;
+  const size_t used = ParseNumber(code.substr(0, code.find('_')), number);
+  if (used == 0 || number < 1.0 || number > static_cast<double>(m_.operatorTexts.size())) return {};
+  const auto op = ParseOperator(m_.operatorTexts[static_cast<size_t>(number) - 1]);
+  if (!op) return {};
+  place.op = *op;
+  place.moved = true;
+  const size_t underscore = code.find('_');
+  if (underscore != code.npos && code.size() >= underscore + 4) {
+    for (size_t k = 0; k < 3; ++k) place.op.t[k] += code[underscore + 1 + k] - '5';
+  }
+  return place;
+}
+
+double GeometryLists::Value(const std::vector<Place>& places, const std::vector<Fractional>& x) const {
+  std::array<Cartesian, 4> p;
+  for (size_t i = 0; i < places.size(); ++i) p[i] = m_.metric.ToCartesian(places[i].op.Apply(x[i]));
+  if (places.size() == 2) return Length(p[0] - p[1]);
+  if (places.size() == 3) return m_.Angle(p[0], p[1], p[2]);
+  // Right-handed axes: positive is clockwise, looking along the middle bond (IUPAC).
+  const Cartesian b1 = p[1] - p[0];
+  const Cartesian b2 = p[2] - p[1];
+  const Cartesian b3 = p[3] - p[2];
+  const Cartesian n1 = Cross(b1, b2);
+  const Cartesian n2 = Cross(b2, b3);
+  return kDegreesPerRadian * std::atan2(Dot(Cross(n1, n2), Normalised(b2)), Dot(n1, n2));
+}
+
+void GeometryLists::List(const ListKind& kind) {
+  const CifColumn values = m_.Column(kind.value);
+  if (!values.loop) return;
+  const auto count = static_cast<size_t>(kind.atoms);
+  std::vector<CifColumn> labels;
+  std::vector<CifColumn> codes;
+  if (std::string_view(kind.symmetry).empty()) {
+    for (const char* letter = kind.labels; *letter; ++letter) {
+      labels.push_back(m_.Column(std::string("_geom_hbond_atom_site_label_") + *letter));
+      codes.push_back(m_.Column(std::string("_geom_hbond_site_symmetry_") + *letter));
+    }
+  } else {
+    for (size_t i = 1; i <= count; ++i) {
+      labels.push_back(m_.Column(kind.labels + std::to_string(i)));
+      codes.push_back(m_.Column(kind.symmetry + std::to_string(i)));
+    }
+  }
+  const std::string name(kind.name);
+  int noSu = 0;
+  int fixedSu = 0;
+  for (size_t row = 0; row < values.Rows(); ++row) {
+    const Measured listed = ParseMeasured(values[row]);
+    std::vector<Place> places;
+    std::vector<Fractional> x;
+    std::vector<std::string> atoms;
+    bool refined = false;
+    bool riding = false;
+    std::string missing;
+    for (size_t i = 0; i < labels.size(); ++i) {
+      atoms.emplace_back(labels[i][row]);
+      if (!m_.siteOf.contains(atoms.back())) {
+        missing = atoms.back();
+        break;
+      }
+      const auto place = PlaceOf(labels[i][row], codes[i][row]);
+      if (!place) break;
+      const CifSite& site = m_.sites[static_cast<size_t>(place->site)];
+      refined = refined || site.x[0].HasSu() || site.x[1].HasSu() || site.x[2].HasSu();
+      riding = riding || (site.Hydrogen() && site.Calculated());
+      places.push_back(*place);
+      x.push_back(site.fract);
+    }
+    if (!missing.empty()) c_.Found(name + "-label", missing + ".", {missing}, values[row].data());
+    if (places.size() != count || !listed.Given()) continue;
+    const double value = Value(places, x);
+    double variance = 0.0;
+    double rounding = 0.5 * std::pow(10.0, -listed.decimals);
+    for (size_t i = 0; i < count; ++i) {
+      const CifSite& site = m_.sites[static_cast<size_t>(places[i].site)];
+      for (int k = 0; k < 3; ++k) {
+        std::vector<Fractional> moved = x;
+        constexpr double kStep = 1e-5;
+        moved[i][k] += kStep;
+        const double slope = (Value(places, moved) - value) / kStep;
+        variance += std::pow(slope * site.x[static_cast<size_t>(k)].su, 2);
+        rounding += std::fabs(slope) * 0.5 * std::pow(10.0, -site.x[static_cast<size_t>(k)].decimals) * 0.7;
+      }
+    }
+    double off = std::fabs(value - listed.value);
+    if (count == 4)
+      off = std::min({off, std::fabs(360.0 - off), std::fabs(std::fabs(value) - std::fabs(listed.value))});
+    off = std::max(0.0, off - rounding);
+    std::string text;
+    for (const std::string& atom : atoms) text += (text.empty() ? "" : "-") + atom;
+    const std::string numbers = Printf("%s: %.4g listed, %.4g calculated.", text.c_str(), listed.value, value);
+    // A list's uncertainty may be rounded down to nothing: the usual one is the least that counts.
+    if (listed.HasSu()) {
+      c_.Test(name + "-value", off / std::max(listed.su, 0.2 * kind.defaultSu), numbers, atoms, values[row].data());
+      if (variance > 0.0 && !riding) {
+        const double ratio = listed.su / std::sqrt(variance);
+        c_.Test(name + "-su", std::max(ratio, 1.0 / ratio), numbers, atoms, values[row].data());
+      }
+      fixedSu += !refined;
+    } else {
+      c_.Test(name + "-plain", off / kind.defaultSu, numbers, atoms, values[row].data());
+      noSu += refined && !riding && std::sqrt(variance) > 0.5 * std::pow(10.0, -listed.decimals);
+    }
+  }
+  c_.Test(name + "-no-su", noSu, Printf("%d of %zu.", noSu, values.Rows()));
+  c_.Test(name + "-fixed-su", fixedSu, Printf("%d of %zu.", fixedSu, values.Rows()));
+}
+
+void GeometryLists::Bonds() {
+  const CifColumn values = m_.Column("_geom_bond_distance");
+  const CifColumn first = m_.Column("_geom_bond_atom_site_label_1");
+  const CifColumn second = m_.Column("_geom_bond_atom_site_label_2");
+  const CifColumn code = m_.Column("_geom_bond_site_symmetry_2");
+  if (values.Rows() == 0) return;
+  std::map<std::string, int> seen;
+  int redundant = 0;
+  bool hydrogen = false;
+  for (size_t row = 0; row < values.Rows(); ++row) {
+    std::string a(first[row]);
+    std::string b(second[row]);
+    const Measured length = ParseMeasured(values[row]);
+    const auto at = m_.siteOf.find(a);
+    const auto to = m_.siteOf.find(b);
+    if (at == m_.siteOf.end() || to == m_.siteOf.end()) continue;
+    const CifSite& x = m_.sites[static_cast<size_t>(at->second)];
+    const CifSite& y = m_.sites[static_cast<size_t>(to->second)];
+    hydrogen = hydrogen || x.Hydrogen() || y.Hydrogen();
+    const std::string text = Printf("%s-%s: %.3f \xC3\x85.", a.c_str(), b.c_str(), length.value);
+    if (x.Hydrogen() != y.Hydrogen() && !IsMetal(x.row) && !IsMetal(y.row) && x.row != 5 && y.row != 5) {
+      c_.Test("list-x-h", length.value, text, {a, b}, values[row].data());
+    }
+    const bool heavy = IsMetal(x.row) || IsMetal(y.row);
+    c_.Test("list-bond-long", heavy ? length.value - 0.8 : length.value, text, {a, b}, values[row].data());
+    if (b < a) std::swap(a, b);
+    if (code[row].empty()) redundant += ++seen[a + " " + b] > 1;
+  }
+  c_.Test("list-bonds-redundant", static_cast<double>(redundant) / static_cast<double>(values.Rows()),
+          Printf("%d of %zu.", redundant, values.Rows()));
+  int expected = 0;
+  int listed = 0;
+  bool anyHydrogen = false;
+  std::vector<std::string> absent;
+  for (size_t i = 0; i < m_.sites.size(); ++i) {
+    anyHydrogen = anyHydrogen || m_.sites[i].Hydrogen();
+    for (const Link& link : m_.bonds[i]) {
+      const CifSite& b = m_.sites[static_cast<size_t>(link.site)];
+      if (!link.Identity() || static_cast<size_t>(link.site) < i || m_.sites[i].Hydrogen() || b.Hydrogen()) continue;
+      if (!m_.sites[i].Full() || !b.Full() || IsMetal(b.row) || IsMetal(m_.sites[i].row)) continue;
+      ++expected;
+      std::string one = m_.sites[i].label;
+      std::string two = b.label;
+      if (two < one) std::swap(one, two);
+      if (seen.contains(one + " " + two)) {
+        ++listed;
+      } else {
+        absent.push_back(one + "-" + two);
+      }
+    }
+  }
+  if (expected > 0)
+    c_.Test("list-bonds-incomplete", 1.0 - static_cast<double>(listed) / expected,
+            Printf("%d of %d.", expected - listed, expected), absent);
+  if (anyHydrogen && !hydrogen) c_.Found("list-no-hydrogen-bonds", "");
+  const CifColumn angles[] = {m_.Column("_geom_angle_atom_site_label_1"), m_.Column("_geom_angle_atom_site_label_3")};
+  bool angle = false;
+  for (size_t row = 0; row < angles[0].Rows() && !angle; ++row) {
+    for (const CifColumn& column : angles)
+      angle = angle || column[row].starts_with('H') || column[row].starts_with('D');
+  }
+  if (anyHydrogen && angles[0].Rows() > 0 && !angle) c_.Found("list-no-hydrogen-angles", "");
+}
+
+void GeometryLists::Torsions() {
+  const CifColumn values = m_.Column("_geom_torsion");
+  int linear = 0;
+  std::vector<std::string> names;
+  for (size_t row = 0; row < values.Rows(); ++row) {
+    std::array<Cartesian, 4> p;
+    bool all = true;
+    std::string name;
+    for (size_t i = 0; i < 4; ++i) {
+      const std::string number = std::to_string(i + 1);
+      const CifValue label = m_.Column("_geom_torsion_atom_site_label_" + number)[row];
+      const auto place = PlaceOf(label, m_.Column("_geom_torsion_site_symmetry_" + number)[row]);
+      all = all && place;
+      if (!all) break;
+      p[i] = m_.metric.ToCartesian(place->op.Apply(m_.sites[static_cast<size_t>(place->site)].fract));
+      name += (i ? "-" : "") + std::string(label);
+    }
+    if (!all) continue;
+    if (m_.Angle(p[0], p[1], p[2]) > 175.0 || m_.Angle(p[1], p[2], p[3]) > 175.0) {
+      ++linear;
+      names.push_back(name);
+    }
+  }
+  c_.Test("list-torsion-linear", linear, Printf("%d.", linear), names);
+}
+
+void GeometryLists::Digits() {
+  int all = 0;
+  int odd = 0;
+  for (const CifSite& site : m_.sites) {
+    for (const Measured& x : site.x) {
+      if (!x.HasSu()) continue;
+      ++all;
+      odd += x.digits > 19;
+    }
+  }
+  if (all > 10) c_.Test("su-digits", 100.0 * odd / all, Printf("%.0f %% of the coordinates.", 100.0 * odd / all));
+}
+
+}  // namespace
+
+void CheckLists(CifChecker& c) {
+  GeometryLists(c).Check();
+}
+
+}  // namespace marvik::cif

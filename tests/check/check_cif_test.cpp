@@ -1,0 +1,151 @@
+#include "check/cif/check_cif.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <set>
+
+#include "base/files.h"
+#include "files/cif/cif_text.h"
+
+#include "cif_cases.h"
+
+namespace marvik::test {
+
+namespace {
+
+std::set<std::string> Tests(const std::vector<Finding>& findings) {
+  std::set<std::string> tests;
+  for (const Finding& finding : findings) tests.insert(finding.test);
+  return tests;
+}
+
+// The text with one piece in the place of another; in front of all of it where there is nothing to replace.
+std::string Changed(const std::string& text, std::string_view what, std::string_view by) {
+  std::string result = text;
+  const size_t at = what.empty() ? text.find('\n') + 1 : text.find(what);
+  EXPECT_NE(at, std::string::npos) << what;
+  return at == std::string::npos ? result : result.replace(at, what.size(), by);
+}
+
+std::string Changed(const std::string& text, const CifCase& one) {
+  const std::string changed = Changed(text, one.what, one.by);
+  return *one.what2 ? Changed(changed, one.what2, one.by2) : changed;
+}
+
+std::set<std::string>& Shown() {
+  static std::set<std::string> shown;
+  return shown;
+}
+
+// The rule finds something in one text and nothing in the other.
+void ExpectShown(const std::string& rule, const std::string& wrong, const std::string& right,
+                 const std::string& list = {}) {
+  Shown().insert(rule);
+  const auto findings = CheckCif(wrong, list);
+  EXPECT_TRUE(Tests(findings).contains(rule)) << rule << "\n" << FindingsAsText(findings);
+  EXPECT_FALSE(Tests(CheckCif(right, list)).contains(rule)) << rule << " in the correct file";
+}
+
+TEST(CheckCif, ACorrectFileHasNothingSerious) {
+  for (const Finding& f : CheckCif(kAcetamide))
+    EXPECT_TRUE(f.level == FindingLevel::G || f.test.starts_with("contact")) << FindingsAsText(std::span(&f, 1));
+}
+
+TEST(CheckCif, EachRuleOfItemsFindsItsFault) {
+  for (const CifCase& one : kItemCases) ExpectShown(one.rule, Changed(kAcetamide, one), kAcetamide);
+}
+
+TEST(CheckCif, EachRuleOfHandFindsItsFault) {
+  const std::string base = Chiral();
+  for (const CifCase& one : kChiralCases) ExpectShown(one.rule, Changed(base, one), base);
+}
+
+TEST(CheckCif, EachRuleOfTheModelFindsItsFault) {
+  for (const ModelCase& one : kModelCases) ExpectShown(one.rule, one.wrong, one.right);
+  for (const LengthCase& one : kLengthCases) {
+    for (const bool longer : {false, true}) {
+      const std::string rule = std::string("bond-") + one.kind + (longer ? "-long" : "-short");
+      ExpectShown(rule, Molecule(one.Atoms(longer ? one.tooLong : one.tooShort)), Molecule(one.Atoms(one.usual)));
+    }
+  }
+}
+
+TEST(CheckCif, EveryRequiredItemIsMissedAndFound) {
+  for (const CifRule& rule : CifRules()) {
+    if (!rule.id.starts_with("missing-")) continue;
+    const std::string item = rule.id.substr(7);
+    const std::string without = WithoutItem(kAcetamide, item);
+    EXPECT_NE(without, kAcetamide) << item;
+    ExpectShown(rule.id, without, kAcetamide);
+  }
+}
+
+TEST(CheckCif, ListedGeometryIsComparedWithTheCoordinates) {
+  for (const ListCase& one : kListCases) {
+    const auto expect = [&](const char* aspect, const std::string& wrong) {
+      ExpectShown(std::string(one.kind) + aspect, ListOf(one, wrong), ListOf(one, one.row));
+    };
+    expect("-label", Changed(one.row, "C1", "C99"));
+    expect("-value", Changed(one.row, one.value, one.off));
+    expect("-plain", Changed(one.row, one.value, one.offPlain));
+    expect("-no-su", Changed(one.row, one.value, one.plain));
+    expect("-su", Changed(one.row, one.value, one.largeSu));
+    ExpectShown(std::string(one.kind) + "-fixed-su", ListOf(one, one.row, true), ListOf(one, one.row));
+  }
+}
+
+TEST(CheckCif, EmbeddedInstructionsAreLookedAt) {
+  const std::string base = Embedded("");
+  for (const CifCase& one : kInstructionCases) ExpectShown(one.rule, Embedded(one.by), base);
+  ExpectShown("embedded-instructions", kAcetamide, base);
+  ExpectShown("embedded-reflections", kAcetamide, base);
+  ExpectShown("line-long", Changed(base, "", "#" + std::string(3000, 'x') + "\n"), base);
+  ExpectShown("embedded-model", Changed(base, "C2 1 0.31 0.22 0.27 11 0.03\n", ""), base);
+}
+
+TEST(CheckCif, ReflectionsAreComparedWithTheFigures) {
+  const std::string base = WithFigures();
+  Shown().insert("reflections-none");
+  EXPECT_TRUE(Tests(CheckCif(base)).contains("reflections-none"));
+  EXPECT_FALSE(Tests(CheckCif(base, Reflections(nullptr))).contains("reflections-none"));
+  for (const ListFault& one : kListFaults) {
+    Shown().insert(one.rule);
+    const auto wrong = CheckCif(Changed(base, one.what, one.by), Reflections(one.change));
+    EXPECT_TRUE(Tests(wrong).contains(one.rule)) << one.rule << "\n" << FindingsAsText(wrong);
+    const auto right = CheckCif(base, Reflections(nullptr));
+    EXPECT_FALSE(Tests(right).contains(one.rule)) << one.rule << "\n" << FindingsAsText(right);
+  }
+}
+
+// Whatever is cut off, and blocks of every kind, are looked at without harm; a hundred atoms take at most 30 ms.
+TEST(CheckCif, CostOfRealFiles) {
+  const char* folder = std::getenv("MARVIK_REAL_DATA");
+  if (!folder) GTEST_SKIP();
+  double seconds = 0.0;
+  double atoms = 0.0;
+  for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(folder) / "cif")) {
+    const std::string text = ReadWholeFile(entry.path().string()).content;
+    const std::clock_t start = std::clock();
+    CheckCif(text);
+    seconds += static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+    atoms += 20.0;  // a file costs something without any
+    CifReader reader(text, {"_atom_site_fract_x"});
+    for (CifBlock block; reader.Next(block);)
+      atoms += static_cast<double>(FindColumn(block, {"_atom_site_fract_x"}).Rows());
+    CheckCif(text.substr(0, text.size() / 2));
+  }
+  EXPECT_LT(seconds, 0.030 * atoms / 100.0);
+}
+
+TEST(CheckCif, ZEveryRuleIsShown) {
+  if (Shown().size() < 100) GTEST_SKIP() << "runs with the other tests";
+  for (const CifRule& rule : CifRules()) EXPECT_TRUE(Shown().contains(rule.id)) << rule.id;
+  EXPECT_GE(CifRules().size(), 150u);
+}
+
+}  // namespace
+
+}  // namespace marvik::test

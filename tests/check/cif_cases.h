@@ -1,0 +1,75 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+// Small structures, and what is changed in them so that a rule finds it.
+namespace marvik::test {
+
+// Acetamide, made up in P 21/c; consistent in itself.
+extern const std::string kAcetamide;
+// The same in P 21, without the centre.
+std::string Chiral();
+
+struct CifCase {
+  const char* rule;
+  const char* what;  // in the base; "" puts the other in front
+  const char* by;
+  const char* what2 = "";  // and in the result of that
+  const char* by2 = "";
+};
+extern const std::vector<CifCase> kItemCases;
+extern const std::vector<CifCase> kChiralCases;
+extern const std::vector<CifCase> kInstructionCases;
+
+// "C1 0 0 0; O1 1.2 0 0" in Å, in a cubic cell of 20 Å in P 1. Behind the place may stand U, occupancy, group.
+std::string Molecule(const std::string& atoms);
+struct ModelCase {
+  const char* rule;
+  std::string wrong;
+  std::string right;
+};
+extern const std::vector<ModelCase> kModelCases;
+
+// Two carbons with as many neighbours as their hybridization has, or an atom with its hydrogen, at a distance.
+struct LengthCase {
+  const char* kind;
+  double tooShort, usual, tooLong;
+  std::string Atoms(double distance) const;
+};
+extern const std::vector<LengthCase> kLengthCases;
+
+// The CIF without the item that a rule's name tells.
+std::string WithoutItem(const std::string& cif, const std::string& item);
+
+struct ListCase {
+  const char* kind;
+  const char* names;  // of the items
+  std::string row;    // correct
+  const char* value;
+  const char* off;
+  const char* offPlain;
+  const char* plain;
+  const char* largeSu;
+};
+extern const std::vector<ListCase> kListCases;
+std::string ListOf(const ListCase& list, const std::string& row, bool fixed = false);
+
+std::string Embedded(const std::string& instruction);
+
+struct Reflection {
+  int h, k, l;
+  double fc2, fo2, su;
+};
+struct ListFault {
+  const char* rule;
+  const char* what;
+  const char* by;
+  std::function<void(std::vector<Reflection>&)> change;
+};
+extern const std::vector<ListFault> kListFaults;
+std::string WithFigures();
+std::string Reflections(const std::function<void(std::vector<Reflection>&)>& change);
+
+}  // namespace marvik::test
