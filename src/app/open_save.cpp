@@ -22,11 +22,21 @@ std::string IdentityOf(const std::string& fullPath) {
 }
 
 void ShowLostRemarks(Workbench& bench, const std::string& target) {
+  if (bench.saveLayout == FileLayout::AsRead) return;
   const auto& remarks = bench.document.instructions.droppedRemarks;
-  if (remarks.empty() || !bench.remarksShown.insert(IdentityOf(bench.document.CurrentFile)).second) return;
-  std::string text = "Remarks and comments are not kept. These will not be in " + FileNameOf(target) + ":";
-  for (size_t i = 0; i < std::min(remarks.size(), kRemarksListed); ++i) text += "\n" + remarks[i];
-  if (remarks.size() > kRemarksListed) text += "\n(" + std::to_string(remarks.size() - kRemarksListed) + " more)";
+  const auto& replaced = bench.document.instructions.replacedLines;
+  if (remarks.empty() && replaced.empty()) return;
+  if (!bench.remarksShown.insert(IdentityOf(bench.document.CurrentFile)).second) return;
+  std::string text;
+  const auto list = [&text](const std::string& what, const std::vector<std::string>& lines) {
+    if (lines.empty()) return;
+    text += (text.empty() ? "" : "\n\n") + what;
+    for (size_t i = 0; i < std::min(lines.size(), kRemarksListed); ++i) text += "\n" + lines[i];
+    if (lines.size() > kRemarksListed) text += "\n(" + std::to_string(lines.size() - kRemarksListed) + " more)";
+  };
+  const std::string name = FileNameOf(target);
+  list("Remarks and comments are not kept. These will not be in " + name + ":", remarks);
+  list("Of instructions that are given twice the last one holds. These will not be in " + name + ":", replaced);
   bench.messages.Show({MessageIcon::Information, "Remarks Not Kept", text});
 }
 
@@ -102,7 +112,8 @@ bool OpenFile(Workbench& bench, const std::string& name) {
   bench.history.Clear();
   bench.uniqHistory.clear();
   bench.SetModified(false);
-  bench.RefreshAfterStructureChange(bench.FmolAfterChanges);
+  // What is shown is what the file holds.
+  bench.RefreshAfterStructureChange(false);
   bench.ResetViewToModel();
   bench.SetBusy(false);
   bench.TitleChanged();
@@ -129,7 +140,10 @@ void NoteWritten(Workbench& bench, const std::string& fullPath) {
 
 bool WriteKeepingBackup(Workbench& bench, const std::string& fullPath) {
   const bool foreign = StampOf(fullPath) && !WasWrittenByUs(bench, fullPath);
-  if (!WriteInstructionFile(bench.document, fullPath, bench.messages, foreign ? fullPath + ".bak" : "")) return false;
+  WriteOptions options;
+  options.layout = bench.saveLayout;
+  if (!WriteInstructionFile(bench.document, fullPath, bench.messages, foreign ? fullPath + ".bak" : "", options))
+    return false;
   NoteWritten(bench, fullPath);
   return true;
 }
@@ -140,7 +154,10 @@ bool SaveInstructionFile(Workbench& bench, const std::string& path) {
   ShowLostRemarks(bench, full);
   const StageClock clock(bench.seconds.write);
   if (!WriteKeepingBackup(bench, full)) return false;
-  bench.document.instructions.droppedRemarks.clear();
+  if (bench.saveLayout == FileLayout::Standard) {
+    bench.document.instructions.droppedRemarks.clear();
+    bench.document.instructions.replacedLines.clear();
+  }
   bench.modified = false;
   bench.TitleChanged();
   return true;

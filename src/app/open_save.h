@@ -68,6 +68,9 @@ inline constexpr FileFilter kSaveFilters[] = {
     {".PDB File (Skeleton Protein Data Bank Format)", "*.pdb"},
     {".INP Atoms Input File", "*.inp"},
     {".GLB glTF 2.0 File", "*.glb"},
+    {"Standard Layout, without Remarks: .INS File", "*.ins"},
+    {"Standard Layout, without Remarks: .RES File", "*.res"},
 };
+inline constexpr const char* kStandardLayoutFilter = "Standard Layout";  // how those of standard layout begin
 
 }  // namespace marvik

@@ -16,6 +16,7 @@
 #include "draw/canvas/image.h"
 #include "draw/renderer/interactive_renderer.h"
 #include "draw/view/view_state.h"
+#include "files/res/writer.h"
 #include "gl/gl_settings.h"
 #include "model/document.h"
 #include "model/undo.h"
@@ -167,6 +168,7 @@ class Workbench {
   // Files that this program wrote since it started, as it left them: overwriting them again keeps no backup.
   std::map<std::string, FileStamp> writtenFiles;
   // Files whose remarks were already shown as lost by saving.
+  FileLayout saveLayout = FileLayout::AsRead;
   std::set<std::string> remarksShown;
 
  private:

@@ -60,7 +60,7 @@ struct Walk {
   // The pairs of a BIND or FREE list as ordered indices, each once.
   std::vector<IndexPair> Indexed(const PairList& list) const {
     std::vector<IndexPair> indexed;
-    for (const auto& [a, b] : list.pairs) {
+    for (const auto& [a, b, line] : list.pairs) {
       if (!Holds(a) || !Holds(b) || a == b) continue;
       const auto [low, high] = std::minmax(a->scratch, b->scratch);
       indexed.push_back({static_cast<uint32_t>(low), static_cast<uint32_t>(high)});

@@ -97,7 +97,7 @@ void SetHfixEntry(Document& document, AtomRecord* carrier, int code) {
   if (found != entries.end()) {
     found->text = line;
   } else {
-    entries.insert(entries.begin(), {carrier, line});
+    entries.insert(entries.begin(), {carrier, line, -1});
   }
 }
 
@@ -121,7 +121,7 @@ void AssignHfixCodes(Document& document, const HydrogenBuilder& builder) {
   for (AtomRecord* atom : Atoms(document.atoms, kVisibleOnly | kNoGenerated)) {
     if (!CarriesHydrogens(*atom) || (atom->flags2 & kHydrogensAbsent)) continue;
     const int code = ChooseHfixCode(*atom, builder.NeighboursOf(*atom).size());
-    if (code != 0) entries.push_back({atom, HfixLine(document, *atom, code)});
+    if (code != 0) entries.push_back({atom, HfixLine(document, *atom, code), -1});
   }
   auto& all = document.atoms.hfix;
   std::erase_if(all, [](const HfixEntry& entry) { return entry.carrier != nullptr; });

@@ -4,7 +4,6 @@
 
 #include "edit/edit_fields.h"
 #include "edit/edit_names.h"
-#include "files/res/instruction_forms.h"
 #include "language/tokenizer.h"
 #include "model/coded_values.h"
 
@@ -42,19 +41,8 @@ double CountInCell(const Document& document, int row) {
 
 void AddSfacEntry(Document& document, int row) {
   Instructions& in = document.instructions;
-  const bool hasUnit = in.unit.size() == in.sfac.size();
-  const SfacOrder order = OrderOfSfac(document);
-  const size_t place = order.longForms.empty() ? in.sfac.size() : order.longForms.front();
-  const auto at = [place](auto& list) { return list.begin() + static_cast<std::ptrdiff_t>(place); };
-  in.sfac.insert(at(in.sfac), row);
-  if (place < in.sfacForms.size()) in.sfacForms.insert(at(in.sfacForms), SfacForm{});
-  if (hasUnit) in.unit.insert(at(in.unit), UnitText(document, row));
-  for (AtomRecord* atom : Atoms(document.atoms)) {
-    const int number = std::abs(atom->sfacNumber);
-    if (number > static_cast<int>(place)) {
-      atom->sfacNumber = static_cast<int16_t>(atom->sfacNumber + (atom->sfacNumber < 0 ? -1 : 1));
-    }
-  }
+  if (in.unit.size() == in.sfac.size()) in.unit.push_back(UnitText(document, row));
+  in.sfac.push_back(row);
 }
 
 bool RecountUnit(Document& document) {

@@ -1,57 +1,37 @@
 #include "edit/edit_names.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
+#include <tuple>
+#include <utility>
 
 #include "base/numbers.h"
-#include "language/keywords.h"
-#include "language/line_source.h"
+#include "language/atom_references.h"
+#include "language/instruction.h"
 #include "language/residues.h"
 #include "language/tokenizer.h"
 
 namespace marvik {
 namespace {
 
-// Instructions whose arguments are, or may be, atom names.
-constexpr std::array<std::string_view, 31> kNaming{"ANIS", "BIND", "BLOC", "BOND", "CHIV", "CONF", "CONN", "DANG",
-                                                   "DELU", "DFIX", "EADP", "EXYZ", "FLAT", "FREE", "HFIX", "HOPE",
-                                                   "HTAB", "ISOR", "MPLA", "NCSY", "OMIT", "PRIG", "RIGU", "RTAB",
-                                                   "SADI", "SAME", "SIMU", "STIR", "SUMP", "WIGL", "XNPD"};
-
-bool TakesNames(std::string_view line) {
-  const size_t start = line.find_first_not_of(" \t");
-  return start != std::string_view::npos &&
-         std::ranges::find(kNaming, UpperCase(line.substr(start, 4))) != kNaming.end();
-}
-
 constexpr std::string_view kBetweenNames = " ,\t\r\n=<>";
-
-// What a bare name on a line stands in: no residue (0) without a suffix, the residue of a numeric one; nothing for a
-// class or for all.
-std::optional<std::string> LineResidue(std::string_view line) {
-  std::string_view suffix = HeadOf(line).residue;
-  if (suffix.empty()) return "0";
-  suffix.remove_prefix(1);
-  double number = 0.0;
-  const size_t colon = suffix.find(':');
-  const std::string_view digits = colon == std::string_view::npos ? suffix : suffix.substr(colon + 1);
-  if (!ParseWholeNumber(digits, number)) return std::nullopt;
-  return UpperCase(suffix);
-}
 
 struct NameWord {
   size_t start = 0;
-  size_t length = 0;  // of the bare name
-  std::string qualified;
+  size_t length = 0;                     // of the bare name
+  std::string name;                      // in upper case
+  std::optional<ResidueNumber> residue;  // nothing for that where the line stands
 };
 
 // The names on one instruction line, which may be continued over several lines of text.
 template <class Visit>
 void ForEachName(std::string_view line, Visit visit) {
-  if (!TakesNames(line)) return;
-  const auto residue = LineResidue(line);
-  size_t at = std::min(line.find_first_of(kBetweenNames, line.find_first_not_of(" \t")), line.size());
+  const LineHead head = HeadOf(line);
+  const KeywordRow& row = RowOf(head.keyword);
+  if (!row.TakesNames()) return;
+  const auto residue = head.residue.empty() ? std::nullopt : ParseResidueNumber(head.residue.substr(1));
+  bool label = row.takes == Takes::LabelNames;
+  size_t at = std::min(4 + head.residue.size(), line.size());
   while ((at = line.find_first_not_of(kBetweenNames, at)) != std::string_view::npos) {
     if (line[at] == '!') {
       at = line.find('\n', at);
@@ -60,19 +40,16 @@ void ForEachName(std::string_view line, Visit visit) {
     }
     const size_t end = std::min(line.find_first_of(" ,\t\r\n=<>!", at), line.size());
     const std::string_view word = line.substr(at, end - at);
-    const size_t underscore = word.find('_');
-    const std::string_view behind = underscore == std::string_view::npos ? "" : word.substr(underscore + 1);
-    NameWord name{at, std::min(underscore, word.size()), UpperCase(word.substr(0, underscore))};
+    const AtomReference reference = ParseAtomReference(word);
+    const size_t start = at;
     at = end;
     double number = 0.0;
-    if (name.length == 0 || ParseWholeNumber(word, number)) continue;
-    if (underscore == std::string_view::npos || behind.starts_with('$')) {
-      if (!residue) continue;
-      if (*residue != "0") name.qualified.append("_").append(*residue);
-    } else if (behind != "0") {
-      name.qualified.append("_").append(UpperCase(behind));
-    }
-    visit(name);
+    if (ParseWholeNumber(word, number) || std::exchange(label, false)) continue;
+    const bool elsewhere =
+        !reference.residue && word.find('_', 1) != std::string_view::npos && reference.equivalent.empty();
+    // Neither do the names on a line for a class or for all residues mean one atom.
+    if (elsewhere || (!reference.residue && !residue && !head.residue.empty())) continue;
+    visit(NameWord{start, reference.name.size(), reference.name, reference.residue ? reference.residue : residue});
   }
 }
 
@@ -84,24 +61,51 @@ void ForEachLine(std::string_view text, Visit visit) {
   while (source.Next(line)) visit(line.raw);
 }
 
-bool ReplaceIn(std::string& text, const std::string& before, const std::string& after) {
+// Where the plain names of a text stand: in the residue that it stands in when that has an atom of the name.
+ResidueNumber ResidueFor(const Document& document, const InstructionText& place, const std::string& upperName) {
+  if (place.residue < 0) return {};
+  AtomRecord probe;
+  probe.residue = place.residue;
+  for (const AtomRecord* atom : Atoms(document.atoms))
+    if (atom->residue == place.residue && UpperCase(atom->name) == upperName) return ResidueNumberOf(document, probe);
+  return {};
+}
+
+// Begins the names that stand in for one another while several are changed.
+constexpr char kHolderMark = '\x01';
+
+struct Wanted {
+  std::string name;  // in upper case
+  ResidueNumber residue;
+  friend auto operator<=>(const Wanted& a, const Wanted& b) {
+    return std::tie(a.name, a.residue.number, a.residue.chain) <=> std::tie(b.name, b.residue.number, b.residue.chain);
+  }
+};
+
+Wanted WantedOf(const Document& document, const std::string& name, int residue) {
+  AtomRecord probe;
+  probe.residue = residue;
+  return {UpperCase(name), ResidueNumberOf(document, probe)};
+}
+
+bool ReplaceIn(const Document& document, const InstructionText& place, const Wanted& before, const std::string& after) {
+  std::string& text = place.text;
   std::vector<NameWord> places;
   const char* begin = text.data();
   ForEachLine(text, [&](std::string_view line) {
     const size_t offset = static_cast<size_t>(line.data() - begin);
-    ForEachName(line, [&](const NameWord& name) {
-      if (name.qualified == before) places.push_back({offset + name.start, name.length, {}});
+    ForEachName(line, [&](NameWord name) {
+      if (name.name != before.name) return;
+      const bool isHolder = before.name.starts_with(kHolderMark);
+      const ResidueNumber in =
+          name.residue || isHolder ? name.residue.value_or(before.residue) : ResidueFor(document, place, name.name);
+      if (in != before.residue) return;
+      name.start += offset;
+      places.push_back(std::move(name));
     });
   });
-  for (auto place = places.rbegin(); place != places.rend(); ++place) text.replace(place->start, place->length, after);
+  for (auto at = places.rbegin(); at != places.rend(); ++at) text.replace(at->start, at->length, after);
   return !places.empty();
-}
-
-std::string Qualified(const Document& document, const std::string& name, int residue) {
-  AtomRecord probe;
-  probe.name = name;
-  probe.residue = residue;
-  return UpperCase(QualifiedName(document, probe));
 }
 
 std::string OnOneLine(std::string_view line) {
@@ -118,63 +122,57 @@ std::string OnOneLine(std::string_view line) {
 
 }  // namespace
 
-void ForEachNamingText(Document& document, const std::function<void(std::string&)>& visit) {
-  for (HfixEntry& entry : document.atoms.hfix) visit(entry.text);
-  visit(document.settings.BondLine);
-  for (std::string& line : document.instructions.omitLines) visit(line);
-  for (KeptLine& line : document.instructions.kept) {
-    if (line.place != KeptPlace::UnderTitle && line.place != KeptPlace::Fragment) visit(line.text);
-  }
-  for (AtomRecord* atom : Atoms(document.atoms)) {
-    if (!atom->extras.empty() && !atom->Extras().linesBefore.empty()) visit(atom->extras.front().linesBefore);
-  }
-  visit(document.atoms.trailingLines);
-}
-
 size_t ReplaceNameElsewhere(Document& document, const std::string& before, const std::string& after, int residue) {
-  const std::string wanted = Qualified(document, before, residue);
+  const Wanted wanted = WantedOf(document, before, residue);
   size_t changes = 0;
-  ForEachNamingText(document, [&](std::string& text) {
-    if (!text.empty() && ReplaceIn(text, wanted, after)) ++changes;
+  ForEachInstructionText(document, [&](const InstructionText& place) {
+    if (ReplaceIn(document, place, wanted, after)) ++changes;
   });
-  for (AtomRecord* atom : Atoms(document.atoms)) {
-    if (atom->extras.empty() || !atom->Extras().sameGroup) continue;
-    for (std::string& name : atom->extras.front().sameGroup->names) {
-      const size_t underscore = name.find('_');
-      if (UpperCase(name) != wanted) continue;
-      name = after + (underscore == std::string::npos ? "" : name.substr(underscore));
-      ++changes;
-    }
-  }
   return changes;
 }
 
 std::vector<std::string> LinesNaming(Document& document, const std::set<std::string>& names) {
   std::vector<std::string> lines;
-  std::set<std::string> wanted;
-  for (const std::string& name : names) wanted.insert(UpperCase(name));
-  const auto add = [&lines](std::string text) {
-    if (std::ranges::find(lines, text) == lines.end()) lines.push_back(std::move(text));
-  };
-  ForEachNamingText(document, [&](std::string& text) {
-    if (text.empty()) return;
-    ForEachLine(text, [&](std::string_view line) {
+  std::set<Wanted> wanted;
+  for (const std::string& name : names) {
+    const AtomReference reference = ParseAtomReference(name);
+    wanted.insert({reference.name, reference.ResidueFrom({})});
+  }
+  ForEachInstructionText(document, [&](const InstructionText& place) {
+    ForEachLine(place.text, [&](std::string_view line) {
       bool found = false;
-      ForEachName(line, [&](const NameWord& name) { found = found || wanted.contains(name.qualified); });
-      if (found) add(OnOneLine(line));
+      ForEachName(line, [&](const NameWord& name) {
+        found = found || wanted.contains({name.name, name.residue.value_or(ResidueNumber{})}) ||
+                (!name.residue && place.residue >= 0 && wanted.contains(WantedOf(document, name.name, place.residue)));
+      });
+      std::string text = found ? OnOneLine(line) : "";
+      if (found && std::ranges::find(lines, text) == lines.end()) lines.push_back(std::move(text));
     });
   });
-  for (const AtomRecord* atom : Atoms(document.atoms)) {
-    if (!atom->Extras().sameGroup) continue;
-    const auto& group = atom->Extras().sameGroup->names;
-    if (std::ranges::none_of(group, [&](const std::string& name) { return wanted.contains(UpperCase(name)); }))
-      continue;
-    std::string text = "SAME";
-    for (const std::string& name : group) text += " " + name;
-    add(text);
-  }
   return lines;
 }
+
+namespace {
+
+// A SAME whose atoms are gone says nothing any more: the user may take it out.
+void OfferToTakeOutSame(Document& document, const std::set<std::string>& killed, UserMessages& messages) {
+  std::set<std::string> names;
+  for (const std::string& name : killed) names.insert(UpperCase(name));
+  const auto isUseless = [&](const KeptLine& line) {
+    const Instruction same = ParseInstruction(line.text);
+    if (same.keyword != InstructionKeyword::kSame || !same.residue.empty()) return false;
+    std::string text;
+    for (const std::string& word : same.words)
+      if (names.contains(UpperCase(word))) text += "Couldn't find " + word + " in the atom list.\n";
+    return !text.empty() && messages.AskYesNo({MessageIcon::Question, "SAME Command Error:",
+                                               text + "Do you want to take out this line?\n" + OnOneLine(line.text)});
+  };
+  for (AtomRecord* atom : Atoms(document.atoms))
+    if (!atom->extras.empty()) std::erase_if(atom->extras.front().linesBefore, isUseless);
+  std::erase_if(document.atoms.trailingLines, isUseless);
+}
+
+}  // namespace
 
 void TellOfLinesNaming(Document& document, std::set<std::string> killed, UserMessages& messages) {
   constexpr size_t kMostShown = 20;
@@ -182,6 +180,7 @@ void TellOfLinesNaming(Document& document, std::set<std::string> killed, UserMes
     if (!killed.empty()) killed.erase(QualifiedName(document, *atom));
   }
   if (killed.empty()) return;
+  OfferToTakeOutSame(document, killed, messages);
   const auto lines = LinesNaming(document, killed);
   if (lines.empty()) return;
   std::string text = "These lines still name atoms that were killed:";
@@ -203,7 +202,7 @@ EditFault CheckAtomName(std::string_view name, const char* key, const char* capt
   if (!std::ranges::all_of(name, isPlain)) return fault(quoted + " may only hold letters, digits and primes.");
   if (name.size() > kLongest) return fault(quoted + " has more than four characters.");
   const LineHead head = HeadOf(name);
-  if (head.keyword != InstructionKeyword::kAtomLine || head.later) return fault(quoted + " is an instruction.");
+  if (IsInstruction(head.keyword)) return fault(quoted + " is an instruction.");
   return {};
 }
 

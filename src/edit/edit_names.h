@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -12,13 +11,10 @@
 
 namespace marvik {
 
-// Atom names in the instructions beside the atom lines: SAME groups, HFIX lines, BOND, and the kept lines of every
-// instruction that takes atom names, those before an atom included. BIND and FREE pairs refer to the atoms themselves.
-// A name stands for an atom of the line's residue ("SADI_2 C1 C2"), or with its residue behind it ("C1_2"); a line for
-// a class or for all residues names no atom in particular.
-
-// Calls visit(text) for each place that holds instruction lines with names; the text may be changed.
-void ForEachNamingText(Document& document, const std::function<void(std::string&)>& visit);
+// Atom names in the instructions beside the atom lines: HFIX lines, BOND, and the kept lines of every instruction that
+// takes atom names, those before an atom included. BIND and FREE pairs refer to the atoms themselves. A name stands for
+// an atom of the line's residue ("SADI_2 C1 C2"), of the one that the line stands in, or with its residue behind it
+// ("C1_2"); a line for a class or for all residues names no atom in particular.
 
 // Puts one name in the place of another throughout, letters in either case: `before` and `after` are bare names of an
 // atom of that residue. A name that is a whole word is changed, with "_$1" behind it too. Gives the number of changes.

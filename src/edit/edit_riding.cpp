@@ -1,6 +1,7 @@
 #include "edit/edit_riding.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 
 #include "chem/connectivity.h"
@@ -78,6 +79,18 @@ void PutBack(AtomList& list, const std::vector<AtomRecord*>& restored) {
   }
 }
 
+// What stood before an atom in the file went on to the next one when it was killed, and comes back with it.
+void TakeLinesBack(AtomList& list, AtomRecord* atom) {
+  if (atom->sourceLine < 0) return;
+  int32_t from = -1;
+  for (const AtomRecord* other = atom->prev; other && from < 0; other = other->prev) from = other->sourceLine;
+  auto& lines = atom->next ? atom->next->MutableExtras().linesBefore : list.trailingLines;
+  const auto isOurs = [&](const KeptLine& line) { return line.line > from && line.line < atom->sourceLine; };
+  auto& own = atom->MutableExtras().linesBefore;
+  std::ranges::copy_if(lines, std::back_inserter(own), isOurs);
+  std::erase_if(lines, isOurs);
+}
+
 void WarnOfLost(bool placed, bool riding, UserMessages& messages) {
   constexpr char kCaption[] = "Restore Killed Atom(s)";
   if (placed) messages.Show({MessageIcon::Warning, kCaption, "Warning: Unable to reconnect HFIXed Hydrogens"});
@@ -126,6 +139,7 @@ size_t RestoreAtoms(Document& document, const std::vector<AtomRecord*>& chosen, 
   std::ranges::sort(restored, {}, &AtomRecord::serial);
   list.RestoreKilledAtoms(restored);
   PutBack(list, restored);
+  for (AtomRecord* atom : restored) TakeLinesBack(list, atom);
   for (AtomRecord* atom : restored) {
     atom->Set(kHidden, false);
     FractionalToCartesian(document.matrix, *atom);

@@ -6,6 +6,8 @@
 #include "edit/edit_elements.h"
 #include "edit/edit_names.h"
 #include "edit/edit_riding.h"
+#include "language/composed_line.h"
+#include "language/instruction.h"
 #include "language/residues.h"
 
 namespace marvik {
@@ -16,6 +18,13 @@ bool Counts(const AtomRecord& atom) {
 }
 
 }  // namespace
+
+bool IsPlainSame(std::string_view line) {
+  const Instruction same = ParseInstruction(line);
+  const auto plain = [](const std::string& word) { return word.find_first_of("$<>*") == std::string::npos; };
+  return same.keyword == InstructionKeyword::kSame && same.residue.empty() && !same.words.empty() &&
+         same.numbers.empty() && std::ranges::all_of(same.words, plain);
+}
 
 std::string StartSameGroup(Document& document, std::vector<AtomRecord*> chosen, AtomRecord* first) {
   const std::unordered_set<const AtomRecord*> named(chosen.begin(), chosen.end());
@@ -33,7 +42,7 @@ std::string StartSameGroup(Document& document, std::vector<AtomRecord*> chosen, 
     return "The pattern has " + std::to_string(pattern.size()) + " atoms, and from " + first->name + " on there are " +
            std::to_string(group.size()) + ".";
   }
-  SameGroup same;
+  ComposedLine same("SAME");
   for (size_t i = 0; i < pattern.size(); ++i) {
     if (named.contains(group[i])) return group[i]->name + " is in the pattern and in the group that is to be like it.";
     if (group[i]->element != pattern[i]->element) {
@@ -42,9 +51,11 @@ std::string StartSameGroup(Document& document, std::vector<AtomRecord*> chosen, 
     if (HolderOfName(document, pattern[i]->name, pattern[i]->residue, pattern[i])) {
       return "More than one atom is called " + pattern[i]->name + ".";
     }
-    same.names.push_back(QualifiedName(document, *pattern[i]));
+    same.Add(" " + QualifiedName(document, *pattern[i]));
   }
-  first->MutableExtras().sameGroup = std::move(same);
+  auto& lines = first->MutableExtras().linesBefore;
+  std::erase_if(lines, [](const KeptLine& line) { return line.line < 0 && IsPlainSame(line.text); });
+  lines.push_back({KeptPlace::BeforeAtom, same.Text(), -1});
   return "";
 }
 

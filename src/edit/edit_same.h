@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "model/document.h"
@@ -11,5 +12,8 @@ namespace marvik {
 // pattern, which is taken in list order without its hydrogens. Gives what is in the way, "" when done: no pattern,
 // fewer atoms than the pattern has, another element at some place, an atom in both, a name that others share.
 std::string StartSameGroup(Document& document, std::vector<AtomRecord*> pattern, AtomRecord* first);
+
+// Whether a line is a SAME of plain names, which says that the atoms from the one behind it on are like those.
+bool IsPlainSame(std::string_view line);
 
 }  // namespace marvik

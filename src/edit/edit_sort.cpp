@@ -10,9 +10,9 @@
 #include "edit/edit_label.h"
 #include "edit/edit_names.h"
 #include "edit/edit_riding.h"
+#include "edit/edit_same.h"
 #include "language/atom_names.h"
-#include "language/keywords.h"
-#include "language/line_source.h"
+#include "language/instruction.h"
 #include "language/tokenizer.h"
 
 namespace marvik {
@@ -71,12 +71,18 @@ AtomVector Flat(const Units& units) {
   return atoms;
 }
 
+// A SAME of plain names, when there is nothing else before an atom: it goes where the atom goes.
+const std::string* OnlySame(const AtomRecord& atom) {
+  const auto& lines = atom.Extras().linesBefore;
+  return lines.size() == 1 && IsPlainSame(lines.front().text) ? &lines.front().text : nullptr;
+}
+
 // How many atoms from one on belong together: a SAME group, an AFIX group of its own, an atom with its riders.
 size_t UnitLength(const AtomVector& atoms, size_t first) {
   size_t last = first;
   const auto extend = [&](size_t end) { last = std::max(last, end); };
-  if (const auto& same = atoms[first]->Extras().sameGroup) {
-    size_t left = same->names.size();
+  if (const std::string* same = OnlySame(*atoms[first])) {
+    size_t left = ParseInstruction(*same).words.size();
     for (size_t i = first; i < atoms.size() && left > 0; ++i) {
       if (!atoms[i]->IsHydrogen()) --left;
       extend(i);
@@ -148,30 +154,32 @@ AtomVector SortedSection(const AtomVector& atoms, const KeyMaker& keys) {
 }
 
 // Behind a SAME line, or among lines that set PART, AFIX and the like, the order means something.
-bool FreezesSection(const std::string& lines) {
-  LineSource source(lines);
-  SourceLine line;
-  while (source.Next(line)) {
+bool FreezesSection(const std::vector<KeptLine>& lines) {
+  return std::ranges::any_of(lines, [](const KeptLine& line) {
     using enum InstructionKeyword;
-    for (const InstructionKeyword keyword : {kSame, kPart, kAfix, kResi, kMole}) {
-      if (line.head.keyword == keyword) return true;
-    }
-  }
-  return false;
+    const InstructionKeyword keyword = HeadOf(line.text).keyword;
+    return keyword == kSame || keyword == kPart || keyword == kAfix || keyword == kResi || keyword == kMole;
+  });
+}
+
+bool BeginsSection(const AtomRecord& atom) {
+  return !atom.Extras().linesBefore.empty() && !OnlySame(atom);
 }
 
 AtomVector SortedAtoms(const AtomVector& atoms, const KeyMaker& keys) {
   AtomVector sorted;
   for (size_t i = 0; i < atoms.size();) {
     size_t end = i + 1;
-    while (end < atoms.size() && atoms[end]->Extras().linesBefore.empty()) ++end;
+    while (end < atoms.size() && !BeginsSection(*atoms[end])) ++end;
     const AtomVector section(atoms.begin() + static_cast<std::ptrdiff_t>(i),
                              atoms.begin() + static_cast<std::ptrdiff_t>(end));
-    const std::string lines = section.front()->Extras().linesBefore;
+    const bool begins = BeginsSection(*section.front());
+    const std::vector<KeptLine> lines = begins ? section.front()->Extras().linesBefore : std::vector<KeptLine>();
     AtomVector inner = FreezesSection(lines) ? section : SortedSection(section, keys);
-    if (!lines.empty() && inner.front() != section.front()) {
+    if (begins && inner.front() != section.front()) {
       section.front()->MutableExtras().linesBefore.clear();
-      inner.front()->MutableExtras().linesBefore = lines;
+      auto& target = inner.front()->MutableExtras().linesBefore;
+      target.insert(target.begin(), lines.begin(), lines.end());
     }
     sorted.insert(sorted.end(), inner.begin(), inner.end());
     i = end;
@@ -203,20 +211,11 @@ std::vector<uint32_t> AtomsBetween(const Document& document, const NamedRange& r
 
 std::vector<NamedRange> RangesOf(Document& document) {
   std::vector<NamedRange> ranges;
-  ForEachNamingText(document, [&](std::string& text) {
-    if (text.find_first_of("<>") == std::string::npos) return;
-    LineSource source(text);
-    SourceLine line;
-    while (source.Next(line)) {
-      std::string spaced;
-      for (const char c : line.code) spaced += c == '>' || c == '<' ? std::string{' ', c, ' '} : std::string(1, c);
-      std::vector<std::string_view> words;
-      SplitWords(spaced, words);
-      for (size_t i = 1; i + 1 < words.size(); ++i) {
-        if (words[i] == ">" || words[i] == "<") {
-          ranges.push_back({std::string(line.code), std::string(words[i - 1]), std::string(words[i + 1]), {}});
-        }
-      }
+  ForEachInstructionText(document, [&](const InstructionText& place) {
+    if (place.text.find_first_of("<>") == std::string::npos) return;
+    const Instruction line = ParseInstruction(place.text);
+    for (size_t i = 1; i + 1 < line.all.size(); ++i) {
+      if (line.all[i] == ">" || line.all[i] == "<") ranges.push_back({line.text, line.all[i - 1], line.all[i + 1], {}});
     }
   });
   for (NamedRange& range : ranges) range.atoms = AtomsBetween(document, range);

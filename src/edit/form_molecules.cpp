@@ -156,11 +156,7 @@ size_t MoveNear(Document& document, const std::vector<AtomRecord*>& atoms, const
     riders.insert(riders.begin(), atom);
     for (AtomRecord* each : riders) {
       if (winner) {
-        for (int i = 0; i < 3; ++i) {
-          const auto& row = winner->rows[static_cast<size_t>(i)];
-          const Fractional& f = each->fract;
-          each->fract[i] = row[0] * f.x + row[1] * f.y + row[2] * f.z + row[3] + shift[static_cast<size_t>(i)];
-        }
+        each->fract = winner->Apply(each->fract) + Fractional{shift[0], shift[1], shift[2]};
         if (each->IsAnisotropic()) each->u = RotatedTensor(each->u, *winner, reciprocal);
         std::fill_n(each->codedValues.begin(), 3, 0.0);
         if (each->IsAnisotropic()) std::fill(each->codedValues.begin() + kCodedU, each->codedValues.end(), 0.0);

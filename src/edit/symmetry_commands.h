@@ -42,8 +42,8 @@ std::vector<AtomRecord*> ConnectedFragments(Document& document, const std::vecto
 size_t FormMolecules(Document& document, bool dropGenerated, UserMessages& messages);
 
 // Moves each atom to its image nearest to the reference, among all operators and translations -3..3, and to the end of
-// the list, riding hydrogens behind their parent and moved with it. Coordinates are replaced one after the other, each
-// computed with the ones already replaced. The tensor turns with the operator. Gives the number of atoms that moved.
+// the list, riding hydrogens behind their parent and moved with it. The tensor turns with the operator. Gives
+// the number of atoms that moved.
 size_t MoveNear(Document& document, const std::vector<AtomRecord*>& atoms, const AtomRecord& reference,
                 UserMessages& messages);
 

@@ -18,13 +18,15 @@ void AppendPadded(std::string& out, std::string_view number, int width) {
 
 void ComposedLine::Add(std::string_view piece) {
   constexpr size_t kMark = 2;  // " ="
-  if (column_ + piece.size() + kMark > kLongestLine && column_ > indent_.size()) {
-    if (!text_.ends_with(' ')) text_ += ' ';
-    text_.append("=\n").append(indent_);
-    column_ = indent_.size();
-  }
+  if (column_ + piece.size() + kMark > kLongestLine && column_ > indent_.size()) Break();
   text_ += piece;
   column_ += piece.size();
+}
+
+void ComposedLine::Break() {
+  if (!text_.ends_with(' ')) text_ += ' ';
+  text_.append("=\n").append(indent_);
+  column_ = indent_.size();
 }
 
 void AppendFixed(std::string& out, double value, int width, int decimals) {

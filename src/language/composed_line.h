@@ -15,6 +15,8 @@ class ComposedLine {
 
   // A piece is never broken; blanks belong to it.
   void Add(std::string_view piece);
+  // Goes on on a new line.
+  void Break();
   const std::string& Text() const { return text_; }
 
  private:

@@ -34,14 +34,15 @@ bool BeginsAtom(std::string_view code, bool nothingFollows) {
 size_t ContinuationMark(std::string_view line, size_t end, const LineHead& head) {
   const std::string_view code = line.substr(0, end);
   const size_t sign = code.rfind('=');
-  if (sign == kNone || head.include) return kNone;
+  if (sign == kNone) return kNone;
   switch (head.keyword) {
     case InstructionKeyword::kTitl:
     case InstructionKeyword::kRem:
     case InstructionKeyword::kBlank:
+    case InstructionKeyword::kInclude:
       return kNone;
     case InstructionKeyword::kAtomLine:
-      return head.later || BeginsAtom(code.substr(0, sign), IsBlank(code.substr(sign + 1))) ? sign : kNone;
+      return BeginsAtom(code.substr(0, sign), IsBlank(code.substr(sign + 1))) ? sign : kNone;
     default:
       return sign;
   }
@@ -90,7 +91,9 @@ bool LineSource::Next(SourceLine& line) {
     line.raw = line.code = first;
     line.head = HeadOf(first);
     const InstructionKeyword keyword = line.head.keyword;
-    if (keyword == InstructionKeyword::kTitl || keyword == InstructionKeyword::kRem || line.head.include) return true;
+    if (keyword == InstructionKeyword::kTitl || keyword == InstructionKeyword::kRem ||
+        keyword == InstructionKeyword::kInclude)
+      return true;
     const size_t comment = first.find('!');
     const size_t sign = ContinuationMark(first, comment, line.head);
     if (comment != kNone) {

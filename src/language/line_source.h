@@ -27,6 +27,8 @@ class LineSource {
 
   // The next line that is not blank; its views hold until the next call.
   bool Next(SourceLine& line);
+  // Where Next will go on.
+  const char* Position() const { return text_.data() + at_; }
   // What Next has not yet delivered.
   std::string_view Rest() const { return text_.substr(at_); }
   // Extends a FRAG line up to its FEND; false, with nothing taken, when none comes before END.

@@ -1,6 +1,7 @@
 #include "model/atom_list.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace marvik {
 
@@ -83,7 +84,8 @@ AtomList& AtomList::operator=(const AtomList& other) {
   };
   const auto pairs = [&](const PairList& from) {
     PairList to;
-    for (const auto& [a, b] : from.pairs) to.Append(atom(a), atom(b));
+    for (const auto& [a, b, line] : from.pairs) to.pairs.push_back({atom(a), atom(b), line});
+    for (const auto& [a, b, line] : from.lost) to.lost.push_back({atom(a), atom(b), line});
     return to;
   };
   for (uint32_t i = 0; i < atomPool_.Slots(); ++i) {
@@ -114,7 +116,9 @@ AtomList& AtomList::operator=(const AtomList& other) {
   bindPairs = pairs(other.bindPairs);
   freePairs = pairs(other.freePairs);
   hfix = other.hfix;
-  for (HfixEntry& entry : hfix) entry.carrier = atom(entry.carrier);
+  lostHfix = other.lostHfix;
+  for (auto* entries : {&hfix, &lostHfix})
+    for (HfixEntry& entry : *entries) entry.carrier = atom(entry.carrier);
   trailingLines = other.trailingLines;
   nextSerial_ = other.nextSerial_;
   return *this;
@@ -161,10 +165,10 @@ void AtomList::RebuildBackwardLinks() {
 
 void AtomList::MoveLinesOn(AtomRecord* atom) {
   if (atom->Extras().linesBefore.empty()) return;
-  std::string lines;
+  std::vector<KeptLine> lines;
   lines.swap(atom->MutableExtras().linesBefore);
-  std::string& target = atom->next ? atom->next->MutableExtras().linesBefore : trailingLines;
-  target.insert(0, lines);
+  auto& target = atom->next ? atom->next->MutableExtras().linesBefore : trailingLines;
+  target.insert(target.begin(), lines.begin(), lines.end());
 }
 
 void AtomList::ReleaseBonds(AtomRecord* atom) {
@@ -205,6 +209,16 @@ bool AtomList::KillAtoms(const std::vector<AtomRecord*>& atoms) {
   return hadSubset && displaySubset.Empty();
 }
 
+namespace {
+
+template <class Entry, class Moves>
+void MoveIf(std::vector<Entry>& from, std::vector<Entry>& to, Moves moves) {
+  std::copy_if(from.begin(), from.end(), std::back_inserter(to), moves);
+  std::erase_if(from, moves);
+}
+
+}  // namespace
+
 void AtomList::ForgetMarked() {
   const auto marked = [](const AtomRecord* atom) { return atom && atom->scratch == 2; };
   for (AtomArray* array : {&selection, &displaySubset}) {
@@ -213,16 +227,16 @@ void AtomList::ForgetMarked() {
     std::erase_if(array->atoms_, marked);
   }
   for (PairList* list : {&bindPairs, &freePairs})
-    std::erase_if(list->pairs, [&](const PairList::Pair& p) { return marked(p.first) || marked(p.second); });
-  std::erase_if(hfix, [&](const HfixEntry& entry) { return marked(entry.carrier); });
+    MoveIf(list->pairs, list->lost, [&](const PairList::Pair& p) { return marked(p.first) || marked(p.second); });
+  MoveIf(hfix, lostHfix, [&](const HfixEntry& entry) { return marked(entry.carrier); });
 }
 
 void AtomList::KillAll() {
   selection.Clear();
   displaySubset.Clear();
   selectedBonds.clear();
-  bindPairs.pairs.clear();
-  freePairs.pairs.clear();
+  bindPairs = freePairs = {};
+  lostHfix.clear();
   std::erase_if(hfix, [](const HfixEntry& entry) { return entry.carrier != nullptr; });
   trailingLines.clear();
   while (AtomRecord* atom = head) {
@@ -263,6 +277,9 @@ void AtomList::DestroyAtoms(const std::vector<AtomRecord*>& atoms) {
     std::erase_if(array->atoms_, destroyed);
     if (array->lastAdded_ && destroyed(array->lastAdded_)) array->lastAdded_ = nullptr;
   }
+  for (PairList* list : {&bindPairs, &freePairs})
+    std::erase_if(list->lost, [&](const PairList::Pair& p) { return destroyed(p.first) || destroyed(p.second); });
+  std::erase_if(lostHfix, [&](const HfixEntry& entry) { return destroyed(entry.carrier); });
   AtomRecord** link = &killedHead;
   while (AtomRecord* killed = *link) {
     if (destroyed(killed)) {
@@ -279,8 +296,8 @@ void AtomList::DestroyAtoms(const std::vector<AtomRecord*>& atoms) {
 void AtomList::DestroyAll() {
   selection.Clear();
   displaySubset.Clear();
-  bindPairs.pairs.clear();
-  freePairs.pairs.clear();
+  bindPairs = freePairs = {};
+  lostHfix.clear();
   hfix.clear();
   trailingLines.clear();
   for (AtomRecord* killed = killedHead; killed; killed = killed->next) killed->parent = nullptr;
@@ -313,6 +330,10 @@ void AtomList::RestoreKilledAtoms(const std::vector<AtomRecord*>& atoms) {
     LinkAtTail(atom);
     if (!displaySubset.Empty()) displaySubset.Append(atom);
   }
+  const auto live = [](const AtomRecord* atom) { return atom->scratch == kLive; };
+  for (PairList* list : {&bindPairs, &freePairs})
+    MoveIf(list->lost, list->pairs, [&](const PairList::Pair& p) { return live(p.first) && live(p.second); });
+  MoveIf(lostHfix, hfix, [&](const HfixEntry& entry) { return live(entry.carrier); });
 }
 
 BondRecord* AtomList::FindBond(const AtomRecord* a, const AtomRecord* b) const {

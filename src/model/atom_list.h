@@ -48,19 +48,25 @@ class AtomArray {
 // Atom pairs that are exceptions to the distance rule; found whatever the order of the two.
 class PairList {
  public:
-  using Pair = std::pair<AtomRecord*, AtomRecord*>;
+  struct Pair {
+    AtomRecord* first = nullptr;
+    AtomRecord* second = nullptr;
+    int32_t line = -1;  // of the source layout, -1 for those of the program
+  };
   int IndexOf(const AtomRecord* a, const AtomRecord* b) const;
-  void Append(AtomRecord* a, AtomRecord* b) { pairs.emplace_back(a, b); }
+  void Append(AtomRecord* a, AtomRecord* b) { pairs.push_back({a, b}); }
   bool Remove(const AtomRecord* a, const AtomRecord* b);
 
   std::vector<Pair> pairs;
+  std::vector<Pair> lost;  // of killed atoms, to come back with them
 };
 
 // One HFIX line. The program makes at most one per carrier; lines read from a file stay as they are and have no
 // carrier.
 struct HfixEntry {
   AtomRecord* carrier = nullptr;
-  std::string text;  // "HFIX 43 C1"
+  std::string text;   // "HFIX 43 C1"
+  int32_t line = -1;  // of the source layout, -1 for those of the program
 };
 
 // Filter of an iterator, combinable; 0 walks every live atom.
@@ -92,8 +98,9 @@ class AtomList {
   std::vector<BondRecord*> selectedBonds;
   PairList bindPairs;
   PairList freePairs;
-  std::vector<HfixEntry> hfix;  // newest first
-  std::string trailingLines;    // lines that stood behind the last atom and act from there
+  std::vector<HfixEntry> hfix;          // in file order, the program's own first: the first that names an atom counts
+  std::vector<HfixEntry> lostHfix;      // of killed carriers
+  std::vector<KeptLine> trailingLines;  // lines that stood behind the last atom and act from there
 
   // A record with the defaults, of the catch-all row of `table`, not yet in the live list. Joins the display subset
   // when that is not empty. Without memory: the message, a request to quit, and nothing.
@@ -121,7 +128,8 @@ class AtomList {
   // Frees every live atom. The killed ones stay.
   void DestroyAll();
   // Takes atoms out of the killed list and links them at the tail; whoever calls places them. One keeps its parent when
-  // that lives or comes back too. Atoms that are not in the killed list are left alone.
+  // that lives or comes back too, and gets its pairs and HFIX entries back. Atoms that are not in the killed list are
+  // left alone.
   void RestoreKilledAtoms(const std::vector<AtomRecord*>& atoms);
 
   // A pair has one record whichever end owns it: an existing one is updated, keeping bit 0. Nothing for a bond of an

@@ -2,13 +2,13 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "base/vec3.h"
 #include "model/element_table.h"
+#include "model/kept_line.h"
 
 namespace marvik {
 
@@ -58,21 +58,12 @@ enum AtomDisplayFlag : uint8_t {
 // Index into codedValues.
 enum CodedValue { kCodedX = 0, kCodedY = 1, kCodedZ = 2, kCodedOccupancy = 3, kCodedU = 4 };
 
-// The SAME restraint group that begins at an atom: its pattern, in the words of the SAME line.
-struct SameGroup {
-  std::vector<std::string> names;       // of live atoms
-  std::vector<std::string> parameters;  // the numbers that stood before the names, as text
-  friend bool operator==(const SameGroup&, const SameGroup&) = default;
-};
-
 // What only some atoms have; kept outside the record so that a record is cheap to copy.
 struct AtomExtras {
-  // Whole lines, each with its line feed, that act from before this atom. PART, AFIX, MOLE and RESI lines that stood
-  // among them are here too.
-  std::string linesBefore;
-  std::string afixWords;  // behind the AFIX code on the line that opened this atom's group
-  int afixWordsCode = 0;  // that code: the words go with no other
-  std::optional<SameGroup> sameGroup;
+  // Lines that act from before this atom. PART, AFIX, MOLE and RESI lines that stood among them are here too.
+  std::vector<KeptLine> linesBefore;
+  std::string afixWords;     // behind the AFIX code on the line that opened this atom's group
+  int afixWordsCode = 0;     // that code: the words go with no other
   std::string surplusWords;  // behind the fields of an atom line that the model reads
   friend bool operator==(const AtomExtras&, const AtomExtras&) = default;
 };
@@ -115,6 +106,7 @@ struct AtomRecord {
   int8_t charge = 0;
   bool elementFromSfac = false;  // the SFAC number decided because the label's element is not on SFAC
   bool afterEnd = false;         // a peak that stood behind END; goes back there while it is a peak
+  bool afterHklf = false;        // stood between HKLF and END
   int16_t sfacNumber = 0;        // as read; tells apart entries that share a row of the table. 0 when made by hand
   uint32_t serial = 0;           // stable through copies of the document; never 0 for a listed atom
   int32_t residue = -1;          // index into the document's residues, -1 before the first RESI line
@@ -122,7 +114,9 @@ struct AtomRecord {
   uint32_t sourceSerial = 0;     // of a generated atom: the serial of the file atom that it is an image of
   int32_t moleculeNumber = 0;    // scratch of whoever numbers connected fragments
   int32_t scratch = 0;
-  uint32_t slot = 0;  // place in the pool
+  uint32_t slot = 0;        // place in the pool
+  int32_t sourceLine = -1;  // of the source layout, -1 for an atom that was made since
+  uint64_t sourceHash = 0;  // of what was written for it right after reading
 
   // Written by the interactive renderer each frame, read by picking until the next.
   ViewPoint view;

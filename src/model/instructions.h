@@ -1,28 +1,15 @@
 #pragma once
 
-#include <map>
+#include <array>
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "model/kept_line.h"
+#include "model/source_layout.h"
+
 namespace marvik {
-
-// Where a kept line goes when the file is written.
-enum class KeptPlace {
-  Body,        // newest first, behind LIST
-  Front,       // EQIV and DEFS: before every other kept line, in file order
-  BeforeSfac,  // NEUT
-  AfterSfac,   // DISP
-  Fragment,    // FRAG ... FEND, one entry for the block, among those of Body
-  UnderTitle,  // the indented comment right below TITL
-  AfterHklf,   // what stood between HKLF and END, which the refinement does not act on
-  AfterEnd,    // what stood behind END
-};
-
-struct KeptLine {
-  KeptPlace place = KeptPlace::Body;
-  std::string text;  // as it stood in the file, without the last line end; inner ones are plain line feeds
-  friend bool operator==(const KeptLine&, const KeptLine&) = default;
-};
 
 struct Residue {
   std::string className;
@@ -33,19 +20,15 @@ struct Residue {
   friend bool operator==(const Residue&, const Residue&) = default;
 };
 
-// What the SFAC instruction said about one entry beyond its row of the element table.
+// What the SFAC instruction said about one entry. Two entries of one element stay two.
 struct SfacForm {
   std::string label;  // as it stood
   bool longForm = false;
+  std::array<double, 12> coefficients{};  // a1 b1 a2 b2 a3 b3 a4 b4 c f' f'' mu
+  double radius = 0.0;                    // Å, 0 for that of the element
+  double weight = 0.0;                    // the same
+  int32_t line = -1;                      // of the source layout
   friend bool operator==(const SfacForm&, const SfacForm&) = default;
-};
-
-// An instruction that says more than the model holds ("PLAN 20 0.5", "LIST 4 ! comment", "EXTI 0.034016"): while what
-// the model would write still is `composed`, the text of the file is written instead.
-struct WrittenForm {
-  std::string composed;
-  std::string text;
-  friend bool operator==(const WrittenForm&, const WrittenForm&) = default;
 };
 
 // What an instruction file holds beside atoms, cell, operators and refinement settings.
@@ -55,20 +38,19 @@ struct Instructions {
   std::string zerrLine;
   std::string tempLine;
   std::string hklfLine;
-  // Rows of the element table, short forms first after reading. `sfacForms` goes beside it and may be shorter.
+  // Rows of the element table in file order. `sfacForms` goes beside it and may be shorter.
   std::vector<int> sfac;
   std::vector<SfacForm> sfacForms;
   std::vector<std::string> unit;  // as written, so that fractions survive; one per sfac entry where the file agreed
   double scaleFactor = 1.0;
   std::vector<float> freeVariables;  // number m of the file's coding is the one at index m - 2
-  std::vector<std::string> omitLines;
-  std::vector<std::string> basfLines;
-  std::vector<KeptLine> kept;                // newest first
-  std::map<std::string, WrittenForm> forms;  // by keyword
+  std::vector<KeptLine> kept;        // in file order
   bool hasMerg = false;
   int merg = 0;
-  std::vector<std::string> droppedRemarks;  // lines and comments that a save will drop, in file order
-  std::string lineEnd = "\n";               // as the file had it
+  std::vector<std::string> droppedRemarks;     // lines and comments that a save will drop, in file order
+  std::vector<std::string> replacedLines;      // the same of instructions that a later one of their kind replaced
+  std::string lineEnd = "\n";                  // as the file had it
+  std::shared_ptr<const SourceLayout> source;  // null for what no file held
 
   friend bool operator==(const Instructions&, const Instructions&) = default;
 };

@@ -314,9 +314,11 @@ QString MainWindow::DialogDirectory() const {
 
 std::optional<std::string> MainWindow::AskFile(int id) {
   const QString name = ToText(BaseNameOf(FileNameOf(bench_.document.CurrentFile)));
+  bool standardLayout = false;
   const auto path = id == kOpenCommand ? OpenFileDialog(this, DialogDirectory(), kOpenFilters)
-                                       : SaveFileDialog(this, DialogDirectory(), name);
+                                       : SaveFileDialog(this, DialogDirectory(), name, standardLayout);
   if (!path) return std::nullopt;
+  if (id != kOpenCommand) bench_.saveLayout = standardLayout ? FileLayout::Standard : FileLayout::AsRead;
   settings_.directory = QFileInfo(*path).absolutePath();
   return PathToBytes(*path);
 }

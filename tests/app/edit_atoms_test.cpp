@@ -28,6 +28,7 @@ class EditAtoms : public BenchTest {
  protected:
   EditAtoms() {
     bench.FmolAfterChanges = false;
+    bench.saveLayout = FileLayout::Standard;
     EXPECT_TRUE(OpenFile(bench, folder.Put("edit.res", kFile)));
     messages.shown.clear();
   }

@@ -140,7 +140,12 @@ TEST_F(BenchTest, SavingKeepsWhatOthersWroteOnce) {
 }
 
 TEST_F(BenchTest, LostRemarksAreShownOnceAndFirst) {
-  const std::string path = folder.Put("small.res", kSmallFile);
+  const std::string path = folder.Put("small.res", std::string(kSmallFile) + "REM\n");
+  ASSERT_TRUE(OpenFile(bench, path));
+  EXPECT_EQ(RunCommand(bench, 102, folder / "same.res"), Outcome::Done);
+  EXPECT_EQ(folder.Get("same.res"), folder.Get("small.res"));
+  EXPECT_EQ(Captions(), "");
+  bench.saveLayout = FileLayout::Standard;
   ASSERT_TRUE(OpenFile(bench, path));
   EXPECT_EQ(RunCommand(bench, 102, folder / "sub/none.res"), Outcome::Failed);
   ASSERT_EQ(messages.shown.size(), 2u);

@@ -97,7 +97,7 @@ TEST_F(HydrogensTest, AnotherRunAddsNothingAndFollowsTheCarriers) {
 
 TEST_F(HydrogensTest, TheFileHasTheEntryOrTheHydrogensNeverBoth) {
   ReadEthanol();
-  document.atoms.hfix.push_back({nullptr, "HFIX 43 C9"});
+  document.atoms.hfix.push_back({nullptr, "HFIX 43 C9", 3});
   ASSERT_TRUE(CalculateHydrogens(document, messages));
   EXPECT_EQ(Entries(), "HFIX 137   C1;HFIX 23   C2;HFIX 147   O1;HFIX 43 C9;");
   std::string text;

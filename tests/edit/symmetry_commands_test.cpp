@@ -219,6 +219,14 @@ TEST(MoveNear, TakesTheNearestImageAndTheRiders) {
   EXPECT_EQ(MoveNear(s.document, {s["O1"]}, *s["C1"], s.messages), 0u);
 }
 
+TEST(MoveNear, AnOperatorThatMixesAxesMakesAnImage) {
+  // A threefold axis along z: (x, y, z) to (-y, x-y, z).
+  Structure s(kCell, -1, {"SYMM -y, x-y, z"}, {{"C1", -0.3, -0.1, 0.1}, {"O1", 0.2, 0.3, 0.1}});
+  EXPECT_EQ(MoveNear(s.document, {s["O1"]}, *s["C1"], s.messages), 1u);
+  EXPECT_NEAR(s["O1"]->fract.x, -0.3, 1e-12);
+  EXPECT_NEAR(s["O1"]->fract.y, -0.1, 1e-12);
+}
+
 TEST(ConnectedFragments, HoldWholeMolecules) {
   Structure s(kCell, -1, {}, {{"C1", 0.1, 0.1, 0.1}, {"O9", 0.6, 0.6, 0.6}, {"C2", 0.25, 0.1, 0.1}});
   const auto found = ConnectedFragments(s.document, {s["C2"]});

@@ -74,9 +74,12 @@ TEST(Keywords, TheReaderAlsoKnowsShortLinesResiduesAndLaterKeywords) {
   EXPECT_EQ(HeadOf("SADI_CF3 C1 C2").arguments, " C1 C2");
   EXPECT_EQ(HeadOf("CELL0.7 1").arguments, "0.7 1");
   for (const char* later : {"ABIN", "ansc", "ANSR", "BEDE", "LONE", "NEUT", "PRIG", "RIGU", "TWST", "WIGL", "XNPD"})
-    EXPECT_TRUE(HeadOf(later).later) << later;
-  EXPECT_FALSE(HeadOf("ABCD 1").later);
-  EXPECT_TRUE(HeadOf("+file").include);
+    EXPECT_TRUE(IsInstruction(HeadOf(later).keyword)) << later;
+  EXPECT_EQ(KeywordOf("RIGU C1"), kAtomLine) << "which the fixed table does not have";
+  EXPECT_FALSE(IsInstruction(HeadOf("ABCD 1").keyword));
+  EXPECT_EQ(HeadOf("+file").keyword, kInclude);
+  for (int code = 0; code < kAllKeywords; ++code)
+    EXPECT_EQ(static_cast<int>(RowOf(static_cast<InstructionKeyword>(code)).keyword), code);
 }
 
 TEST(Tokenizer, WordsAndValues) {

@@ -110,7 +110,7 @@ TEST_F(AtomListTest, KillingForgetsTheAtomEverywhere) {
   list_.bindPairs.Append(c1, c3);
   list_.freePairs.Append(c2, c3);
   list_.freePairs.Append(c2, c1);
-  list_.hfix = {{c1, "HFIX 43 C1"}, {nullptr, "HFIX 13 C2"}};
+  list_.hfix = {{c1, "HFIX 43 C1", -1}, {nullptr, "HFIX 13 C2", 3}};
   EXPECT_FALSE(list_.KillAtom(c1));
   EXPECT_EQ(NamesOf(list_), "H1 C2 C3");
   EXPECT_EQ(FaultsOf(list_), "");
@@ -151,15 +151,20 @@ TEST_F(AtomListTest, RestoringTakesOnlyWhatIsKilled) {
 
 TEST_F(AtomListTest, LinesBeforeAKilledAtomMoveOn) {
   AtomRecord *c1 = Add("C1"), *c2 = Add("C2"), *c3 = Add("C3");
-  c1->MutableExtras().linesBefore = "MOVE 1\n";
-  c2->MutableExtras().linesBefore = "ANIS 2\n";
-  c3->MutableExtras().linesBefore = "+a\n";
-  list_.trailingLines = "+b\n";
+  const auto lines = [](const std::vector<KeptLine>& kept) {
+    std::string text;
+    for (const KeptLine& line : kept) text += line.text + "\n";
+    return text;
+  };
+  c1->MutableExtras().linesBefore = {{KeptPlace::BeforeAtom, "MOVE 1", 1}};
+  c2->MutableExtras().linesBefore = {{KeptPlace::BeforeAtom, "ANIS 2", 2}};
+  c3->MutableExtras().linesBefore = {{KeptPlace::BeforeAtom, "+a", 3}};
+  list_.trailingLines = {{KeptPlace::BeforeAtom, "+b", 4}};
   list_.KillAtoms({c2, c1});
-  EXPECT_EQ(c3->Extras().linesBefore, "MOVE 1\nANIS 2\n+a\n");
-  EXPECT_EQ(c1->Extras().linesBefore, "");
+  EXPECT_EQ(lines(c3->Extras().linesBefore), "MOVE 1\nANIS 2\n+a\n");
+  EXPECT_EQ(lines(c1->Extras().linesBefore), "");
   list_.KillAtom(c3);
-  EXPECT_EQ(list_.trailingLines, "MOVE 1\nANIS 2\n+a\n+b\n");
+  EXPECT_EQ(lines(list_.trailingLines), "MOVE 1\nANIS 2\n+a\n+b\n");
 }
 
 TEST_F(AtomListTest, KillAllFreesOneKindOfRecordAndKeepsTheOther) {
@@ -172,7 +177,7 @@ TEST_F(AtomListTest, KillAllFreesOneKindOfRecordAndKeepsTheOther) {
     if (i > 0) Bond(atoms.back(), atoms.front());
   }
   list_.KillAtom(atoms[4]);
-  list_.hfix = {{nullptr, "HFIX 43 C1"}};
+  list_.hfix = {{nullptr, "HFIX 43 C1", 3}};
   list_.KillAll();
   EXPECT_EQ(list_.head, nullptr);
   EXPECT_EQ(list_.tail, nullptr);
@@ -276,7 +281,8 @@ std::string Described(const AtomList& list) {
   const auto chain = [&](const AtomRecord* first) {
     for (const AtomRecord* atom = first; atom; atom = atom->next) {
       text += serial(atom) + atom->name + " " + serial(atom->prev) + serial(atom->parent) +
-              std::to_string(atom->flags) + std::to_string(atom->element->atomicNumber) + atom->Extras().linesBefore;
+              std::to_string(atom->flags) + std::to_string(atom->element->atomicNumber) +
+              std::to_string(atom->Extras().linesBefore.size());
       ForEachOwnBond(atom, [&](const AtomRecord* partner, const BondRecord* bond) {
         text += " " + serial(partner) + serial(bond->owner) + std::to_string(bond->bits);
       });
@@ -291,10 +297,10 @@ std::string Described(const AtomList& list) {
     text += "last " + serial(array->LastAdded()) + "\n";
   }
   for (const PairList* pairs : {&list.bindPairs, &list.freePairs})
-    for (const auto& [a, b] : pairs->pairs) text += serial(a) + "-" + serial(b) + " ";
+    for (const auto& [a, b, line] : pairs->pairs) text += serial(a) + "-" + serial(b) + " ";
   for (const HfixEntry& entry : list.hfix) text += entry.text + serial(entry.carrier);
   for (const BondRecord* bond : list.selectedBonds) text += serial(bond->owner) + "=" + serial(bond->partner);
-  return text + list.trailingLines + serial(list.tail);
+  return text + std::to_string(list.trailingLines.size()) + serial(list.tail);
 }
 
 // Some hundred random operations on a document, as the commands would do them.
@@ -308,7 +314,7 @@ class Editor {
       const char* symbols[] = {"C", "H", "Q", "Fe"};
       AtomRecord* atom = AddAtom(document_, test::Numbered(symbols[Below(4)], next_++), {});
       if (live > 0) atom->parent = Any();
-      if (Below(3) == 0) atom->MutableExtras().linesBefore = atom->name + "\n";
+      if (Below(3) == 0) atom->MutableExtras().linesBefore = {{KeptPlace::BeforeAtom, atom->name, -1}};
       return;
     }
     AtomRecord *a = Any(), *b = Any();
@@ -329,7 +335,7 @@ class Editor {
         [&] { list_.bindPairs.Append(a, b); },
         [&] { list_.freePairs.Append(a, b); },
         [&] {
-          list_.hfix.insert(list_.hfix.begin(), {a, "HFIX"});
+          list_.hfix.insert(list_.hfix.begin(), {a, "HFIX", -1});
         },
         [&] { list_.RemoveBond(a, a->bonds); },
         [&] {

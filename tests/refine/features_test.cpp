@@ -170,7 +170,7 @@ TEST(Blocks, HoldTheAtomsOfOtherCycles) {
     Structure model = truth;
     for (Site& site : model.sites) site.x.x += 0.002;
     const double start = model.sites[1].x.x;
-    const std::vector<Command> blocks{ParseCommand("BLOC 1 -1 X1"), ParseCommand("BLOC 2 -2 X2")};
+    const std::vector<Command> blocks{ParseInstruction("BLOC 1 -1 X1"), ParseInstruction("BLOC 2 -2 X2")};
     RefineModel(model, o, 1, blocks, {}, gradients);
     EXPECT_NE(model.sites[0].x.x, start);
     EXPECT_DOUBLE_EQ(model.sites[1].x.x, start) << "X2 has its turn in the second cycle";
@@ -232,7 +232,7 @@ TEST(Preparation, MovesAtomsAndTakesTheInstructionsOut) {
   EXPECT_NEAR(c2->fract.z, 0.4, 1e-6) << "a tied one cannot";
   ASSERT_EQ(notes.size(), 1u);
   EXPECT_NEAR(document.atoms.FindAtom("O1")->fract.z, 0.7, 1e-12);
-  for (const Command& command : CommandsOf(document)) EXPECT_NE(command.keyword, "MOVE");
+  for (const Command& command : InstructionsOf(document)) EXPECT_NE(command.name, "MOVE");
 }
 
 }  // namespace

@@ -152,7 +152,7 @@ TEST(Restraints, SlopesAgreeWithNumericalDifferences) {
        {"EQIV $1 x+1, y, z", "DFIX 1.5 0.02 C1 C2 C3 C4_$1", "DANG 2.5 C1 C3", "DFIX 21 C2 C3",
         "SADI C1 C2 C2 C3 C3 C4", "SADI C1 C2 C2 C3", "FLAT C1 C2 C3 C4 C5", "CHIV 2.0 0.1 C3", "DELU", "RIGU C1 > C8",
         "SIMU 0.02 0.04 1.8", "ISOR C1 C2 C3", "SUMP 1.0 0.01 1.0 2 1.0 3", "BUMP"}) {
-    commands.push_back(ParseCommand(line));
+    commands.push_back(ParseInstruction(line));
   }
   const Document document;
   const NeighbourTable bonds = MakeBonds(s, document, {});
@@ -336,7 +336,7 @@ TEST(Names, AreFoundInResiduesRangesAndElements) {
   s.sites[5].hydrogen = true;
   const std::vector<Command> none;
   const auto sites = [&](const char* line, int residue = 0) {
-    const Command command = ParseCommand(line);
+    const Command command = ParseInstruction(line);
     std::vector<int> found;
     for (const SiteImage& image : ResolveAtoms(s, command, none, command.words, residue).images)
       found.push_back(image.site);
@@ -348,8 +348,8 @@ TEST(Names, AreFoundInResiduesRangesAndElements) {
   EXPECT_EQ(sites("DELU C3 > C7"), (std::vector<int>{2, 3, 4, 6})) << "ranges leave hydrogens out";
   EXPECT_EQ(sites("DELU C4 < C2"), (std::vector<int>{3, 2, 1}));
   EXPECT_EQ(sites("DELU $O"), (std::vector<int>{1, 4, 7}));
-  EXPECT_EQ(ResiduesOf(s, ParseCommand("RIGU_TOL")), std::vector<int>{2});
-  EXPECT_EQ(ResolveAtoms(s, ParseCommand("DELU C99"), none, {"C99"}).missing.size(), 1u);
+  EXPECT_EQ(ResiduesOf(s, ParseInstruction("RIGU_TOL")), std::vector<int>{2});
+  EXPECT_EQ(ResolveAtoms(s, ParseInstruction("DELU C99"), none, {"C99"}).missing.size(), 1u);
 }
 
 }  // namespace

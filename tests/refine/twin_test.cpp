@@ -62,9 +62,9 @@ class TwinTest : public RunTest {
     }
     EXPECT_NEAR(result.instructions.scaleFactor, truth_.scale, 0.003);
     std::vector<double> found;
-    for (const Command& c : CommandsOf(result)) {
-      if (c.keyword == "BASF") found = c.numbers;
-      if (c.keyword != "SWAT") continue;
+    for (const Command& c : InstructionsOf(result)) {
+      if (c.name == "BASF") found = c.numbers;
+      if (c.name != "SWAT") continue;
       EXPECT_NEAR(c.numbers[0], solventG_, 0.03);
       EXPECT_NEAR(c.numbers[1], solventU_, 0.4);
     }

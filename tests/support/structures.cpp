@@ -95,7 +95,7 @@ std::string MembershipFaults(const AtomList& list, const AtomSet& live) {
     if (atom->parent && !live.count(atom->parent)) faults += atom->name + " has a parent that is not live\n";
   }
   for (const PairList* pairs : {&list.bindPairs, &list.freePairs})
-    for (const auto& [a, b] : pairs->pairs)
+    for (const auto& [a, b, line] : pairs->pairs)
       if (!live.count(a) || !live.count(b)) faults += "a pair names an atom that is not live\n";
   for (const HfixEntry& entry : list.hfix)
     if (entry.carrier && !live.count(entry.carrier)) faults += "an HFIX carrier is not live\n";

@@ -263,8 +263,8 @@ TEST_F(EditDialogsTest, SameIsPickedWithTheMouse) {
   EXPECT_TRUE(window->Input().PickPending());
   Click(At("O2"));
   QTest::keyClick(area, Qt::Key_Return);
-  ASSERT_TRUE(Atom("O2")->Extras().sameGroup);
-  EXPECT_EQ(Atom("O2")->Extras().sameGroup->names, std::vector<std::string>{"O1"});
+  ASSERT_EQ(Atom("O2")->Extras().linesBefore.size(), 1u);
+  EXPECT_EQ(Atom("O2")->Extras().linesBefore[0].text, "SAME O1");
 }
 
 }  // namespace

@@ -250,13 +250,14 @@ class Refinement {
     bench_.document = fresh_;
     bench_.ClearPick();
     bench_.uniqHistory.clear();
-    bench_.RefreshAfterStructureChange(bench_.FmolAfterChanges);
+    bench_.RefreshAfterStructureChange(false);
     bench_.ResetViewToModel();
-    // What the program wrote is what the backup would keep: nothing that the user made.
-    const bool written = WriteInstructionFile(bench_.document, base_ + ".res", bench_.messages);
-    if (written) NoteWritten(bench_, base_ + ".res");
-    bench_.document.instructions.droppedRemarks.clear();
-    bench_.SetModified(!written);
+    // The file stays as the program wrote it. That is what a backup would keep: nothing that the user made.
+    bench_.document.CurrentFile = base_ + ".res";
+    bench_.document.WorkingDirectory = DirectoryOf(base_);
+    bench_.document.stamp = StampOf(base_ + ".res");
+    NoteWritten(bench_, base_ + ".res");
+    bench_.SetModified(false);
     bench_.TitleChanged();
     NoteAsRecent(bench_);
   }

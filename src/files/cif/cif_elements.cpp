@@ -116,7 +116,7 @@ bool CifLabels::Fits(std::string_view label, int row, size_t longest) const {
     if (c <= ' ' || c > '~' || kWithMeaning.find(c) != std::string_view::npos) return false;
   const std::string line = std::string(label).append(" 1");
   const LineHead head = HeadOf(line);
-  if (head.keyword != InstructionKeyword::kAtomLine || head.later) return false;
+  if (IsInstruction(head.keyword)) return false;
   const int suggested = ElementTable::ElementFromLabel(label);
   return suggested == row || (row != kUnknownRow && !isOnSfac_[static_cast<size_t>(suggested)]);
 }

@@ -14,14 +14,14 @@ namespace {
 
 constexpr int kLargestSfacNumber = 999;
 
-// The first argument as an integer that fits. What has none is kept as it stands and changes nothing.
+// The first argument as an integer that fits, 0 when there is none. What is no such number is kept as it stands and
+// changes nothing.
 bool TakeState(ReadState& s, int lowest, int highest, int& result) {
   double value = 0.0;
-  if (!s.words.empty() && ParseWholeNumber(s.words[0], value)) {
+  if (s.words.empty() || ParseWholeNumber(s.words[0], value)) {
     const int integer = RoundHalfAway(value);
     if (integer >= lowest && integer <= highest) {
       result = integer;
-      s.NoteStateLine();
       return true;
     }
   }
@@ -59,8 +59,7 @@ bool IsAtomName(std::string_view word) {
   double value = 0.0;
   if (word.find('=') != std::string_view::npos) return false;
   const LineHead head = HeadOf(word);
-  return head.keyword == InstructionKeyword::kAtomLine && !head.later && !head.include &&
-         !ParseWholeNumber(word, value);
+  return head.keyword == InstructionKeyword::kAtomLine && !ParseWholeNumber(word, value);
 }
 
 bool IsAtomLine(const ReadState& s, AtomFields& fields) {
@@ -118,11 +117,7 @@ void TakeCurrentState(ReadState& s, AtomRecord& atom) {
   s.stateResidues.clear();
   if (!s.pendingLines.empty()) atom.MutableExtras().linesBefore = std::move(s.pendingLines);
   s.pendingLines.clear();
-  if (s.pendingSame) {
-    atom.MutableExtras().sameGroup = std::move(s.pendingSame);
-    s.sameLines.push_back({&atom, std::move(s.pendingSameLine), s.pendingSameAt});
-    s.pendingSame.reset();
-  }
+  s.plainSamePending = false;
 }
 
 }  // namespace
@@ -134,21 +129,26 @@ void HandlePart(ReadState& s) {
   s.partOccupancy.reset();
   const bool given = s.words.size() > 1 && ParseWholeNumber(s.words[1], occupancy);
   if (given) s.partOccupancy = static_cast<float>(std::clamp(occupancy, -kLimit, kLimit));
+  s.NoteState({LayoutState::Part, s.part, 0, given, s.partOccupancy.value_or(0.0f)});
   if (HasMore(s, given ? 2 : 1)) s.Drop(s.Kept());
 }
 
 void HandleAfix(ReadState& s) {
   if (!TakeState(s, std::numeric_limits<int16_t>::min(), std::numeric_limits<int16_t>::max(), s.afix)) return;
-  ++s.afixGroup;
+  s.NoteState({LayoutState::Afix, s.afix, ++s.afixGroup});
   s.afixWords = TextBehind(s, 1);
   if (s.afix == 0 && HasMore(s, 1)) s.Drop(s.Kept());
 }
 
 void HandleMole(ReadState& s) {
   if (!TakeState(s, 0, std::numeric_limits<uint16_t>::max(), s.mole)) return;
+  s.NoteState({LayoutState::Mole, s.mole});
   if (HasMore(s, 1)) s.Drop(s.Kept());
 }
 
+namespace {
+
+// The residue that a RESI line names, made when it is new; -1 for none.
 int ResidueOf(ReadState& s, std::string_view arguments, const std::string& text) {
   Residue residue = ParseResidue(arguments);
   if (IsNoResidue(residue)) return -1;
@@ -161,9 +161,11 @@ int ResidueOf(ReadState& s, std::string_view arguments, const std::string& text)
   return at->second;
 }
 
+}  // namespace
+
 void HandleResi(ReadState& s) {
-  s.NoteStateLine();
   s.residue = ResidueOf(s, s.line.head.arguments, s.Kept());
+  s.NoteState({LayoutState::Residue, s.residue});
   if (s.residue >= 0) {
     s.stateResidues.push_back(s.residue);
   } else if (HasMore(s, 1)) {
@@ -171,23 +173,17 @@ void HandleResi(ReadState& s) {
   }
 }
 
-// A list of plain names is a group of the model once its atoms are known; everything else stays as it is written.
+// Two lists of plain names before one atom are a mistake.
 void HandleSame(ReadState& s) {
   const auto plain = [](std::string_view word) {
     double value = 0.0;
     return !ParseWholeNumber(word, value) && word.find_first_of("$<>*_") == std::string_view::npos;
   };
-  if (s.words.empty() || s.residue >= 0 || !s.line.comment.empty() || !s.line.lost.empty() ||
-      !std::all_of(s.words.begin(), s.words.end(), plain)) {
-    return s.KeepLine();
+  if (!s.words.empty() && s.residue < 0 && std::all_of(s.words.begin(), s.words.end(), plain)) {
+    if (s.plainSamePending) s.refusedSameLines.append("\n").append(s.Kept());
+    s.plainSamePending = true;
   }
-  if (s.pendingSame) {
-    s.refusedSameLines.append("\n").append(s.Kept());
-    return s.KeepLine();
-  }
-  s.pendingSame = SameGroup{{s.words.begin(), s.words.end()}, {}};
-  s.pendingSameLine = s.Kept();
-  s.pendingSameAt = s.pendingLines.size();
+  s.KeepLine();
 }
 
 void HandleAtomLine(ReadState& s) {
@@ -200,6 +196,8 @@ void HandleAtomLine(ReadState& s) {
   }
   atom->name = s.words[0];
   atom->sfacNumber = static_cast<int16_t>(fields.values[1]);
+  atom->sourceLine = s.LineNumber();
+  s.SetRole(LineRole::Atom);
   TakeValues(fields, *atom);
   size_t used = fields.count == 12 ? 12 : std::min<size_t>(fields.count, 7);
   if (atom->IsPeak() && used == 7 && fields.count >= 8) {
@@ -217,6 +215,7 @@ void HandleAtomLine(ReadState& s) {
       atom->afterEnd = true;
     }
   }
+  atom->afterHklf = s.afterHklf && !s.afterEnd;
   TakeCurrentState(s, *atom);
   s.document.atoms.LinkAtTail(atom);
   s.sawAtoms = true;

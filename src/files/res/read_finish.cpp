@@ -1,11 +1,12 @@
 #include <algorithm>
-#include <unordered_set>
+#include <array>
 
 #include "crystal/cell_metric.h"
 #include "crystal/symmetry.h"
-#include "files/res/instruction_forms.h"
+#include "files/res/atom_writer.h"
+#include "files/res/header_pieces.h"
 #include "files/res/read_state.h"
-#include "language/residues.h"
+#include "language/atom_references.h"
 #include "language/tokenizer.h"
 #include "model/coded_values.h"
 
@@ -15,35 +16,10 @@ namespace {
 
 constexpr size_t kMismatchesListed = 20;
 
-// Brings SFAC and UNIT into the order in which they are written. Gives the new place by the old one.
-std::vector<size_t> ArrangeSfac(ReadState& s) {
-  Instructions& in = s.document.instructions;
-  const size_t n = in.sfac.size();
-  std::vector<size_t> order(n);
-  for (size_t i = 0; i < n; ++i) order[i] = i;
-  std::stable_partition(order.begin(), order.end(), [&](size_t i) { return !in.sfacForms[i].longForm; });
-  std::vector<size_t> place(n);
-  for (size_t i = 0; i < n; ++i) place[order[i]] = i;
-  if (std::is_sorted(order.begin(), order.end())) return place;
-  const Instructions before = in;
-  for (size_t i = 0; i < n; ++i) {
-    in.sfac[i] = before.sfac[order[i]];
-    in.sfacForms[i] = before.sfacForms[order[i]];
-    if (before.unit.size() == n) in.unit[i] = before.unit[order[i]];
-  }
-  for (const char* key : {"SFAC", "UNIT"}) {
-    const auto original = s.originals.find(key);
-    if (original == s.originals.end()) continue;
-    if (original->second.hasMore) s.Drop(original->second.text);
-    s.originals.erase(original);
-  }
-  return place;
-}
-
-// From the label, but where its element is not on SFAC and the number's is, the number decides: CA in a protein, HO1.
+// From the label, but where the number is that of another element on SFAC it decides: CA in a protein, HO1.
 class ElementRule {
  public:
-  explicit ElementRule(ReadState& state) : s_(state), place_(ArrangeSfac(state)) {
+  explicit ElementRule(ReadState& state) : s_(state) {
     for (const int row : s_.document.instructions.sfac) onSfac_[static_cast<size_t>(row)] = row != kUnknownRow;
   }
 
@@ -51,24 +27,20 @@ class ElementRule {
     const std::vector<int>& sfac = s_.document.instructions.sfac;
     int row = ElementTable::ElementFromLabel(atom.name);
     const size_t number = static_cast<size_t>(std::abs(atom.sfacNumber));
-    if (!atom.IsPeak() && number >= 1 && number <= sfac.size()) {
-      const size_t index = place_[number - 1];
-      const int sign = atom.sfacNumber < 0 ? -1 : 1;
-      atom.sfacNumber = static_cast<int16_t>(sign * static_cast<int>(index + 1));
-      if (!onSfac_[static_cast<size_t>(row)]) {
-        row = sfac[index];
+    if (!atom.IsPeak() && number >= 1 && number <= sfac.size() && sfac[number - 1] != row) {
+      const bool bothListed = onSfac_[static_cast<size_t>(row)] && sfac[number - 1] != kUnknownRow;
+      if (bothListed) mismatches_.push_back(atom.name + " " + std::to_string(number));
+      if (bothListed || !onSfac_[static_cast<size_t>(row)]) {
+        row = sfac[number - 1];
         atom.elementFromSfac = true;
-      } else if (row != sfac[index]) {
-        mismatches_.push_back(atom.name + " " + std::to_string(number));
       }
     }
     atom.element = &s_.document.elements[row];
   }
 
-  // The label holds, so the atoms' numbers will change; the user has to know.
   void Report() const {
     if (mismatches_.empty()) return;
-    std::string text = "The SFAC numbers of these atoms name other elements than their names do, and the names hold:";
+    std::string text = "The SFAC numbers of these atoms name other elements than their names do, and the numbers hold:";
     for (size_t i = 0; i < std::min(mismatches_.size(), kMismatchesListed); ++i) text += "\n" + mismatches_[i];
     if (mismatches_.size() > kMismatchesListed)
       text += "\n(" + std::to_string(mismatches_.size() - kMismatchesListed) + " more)";
@@ -77,7 +49,6 @@ class ElementRule {
 
  private:
   ReadState& s_;
-  std::vector<size_t> place_;
   std::array<bool, kElementRows> onSfac_{};
   std::vector<std::string> mismatches_;
 };
@@ -103,58 +74,29 @@ void SettleAtoms(ReadState& s) {
   s.document.RecomputePositions();
 }
 
-// Atoms by name and residue number, letters in one case.
-class AtomNames {
- public:
-  explicit AtomNames(const Document& document) : document_(document) {
-    for (AtomRecord* atom : Atoms(document.atoms)) byName_.try_emplace(UpperCase(QualifiedName(document, *atom)), atom);
+void SettlePairs(ReadState& s) {
+  if (s.pairLines.empty()) return;
+  std::vector<AtomRecord*> atoms;
+  std::vector<NamedSite> sites;
+  for (AtomRecord* atom : Atoms(s.document.atoms)) {
+    atoms.push_back(atom);
+    sites.push_back(NamedSiteOf(s.document, *atom));
   }
-
-  // A name without a residue number is looked for in the given residue, then outside of all.
-  AtomRecord* Find(const std::string& name, int residue) const {
-    if (residue >= 0 && name.find('_') == std::string::npos) {
-      AtomRecord probe;
-      probe.name = name;
-      probe.residue = residue;
-      if (AtomRecord* atom = At(QualifiedName(document_, probe))) return atom;
-    }
-    return At(name.ends_with("_0") ? name.substr(0, name.size() - 2) : name);
-  }
-
- private:
-  AtomRecord* At(const std::string& name) const {
-    const auto at = byName_.find(UpperCase(name));
-    return at == byName_.end() ? nullptr : at->second;
-  }
-
-  const Document& document_;
-  std::unordered_map<std::string, AtomRecord*> byName_;
-};
-
-// Groups that name an atom which is not there go back to being text.
-void SettleNames(ReadState& s) {
-  if (!s.refusedSameLines.empty()) {
-    s.messages.Show({MessageIcon::Warning, "SAME Command Error:",
-                     "Processing of previous SAME command not completed, skipping line:" + s.refusedSameLines});
-  }
-  if (s.pairLines.empty() && s.sameLines.empty()) return;
-  const AtomNames names(s.document);
-  for (const ReadState::SameLine& same : s.sameLines) {
-    AtomExtras& extras = same.atom->MutableExtras();
-    const bool known = std::all_of(extras.sameGroup->names.begin(), extras.sameGroup->names.end(),
-                                   [&](const std::string& name) { return names.Find(name, -1) != nullptr; });
-    if (known) continue;
-    extras.sameGroup.reset();
-    extras.linesBefore.insert(same.at, same.text + "\n");
-  }
+  const AtomNameIndex names(std::move(sites));
   for (const ReadState::PairLine& pair : s.pairLines) {
-    AtomRecord* a = names.Find(pair.names[0], pair.residue);
-    AtomRecord* b = names.Find(pair.names[1], pair.residue);
-    if (!a || !b || a == b) {
-      s.document.instructions.kept.push_back({KeptPlace::Body, pair.text});
+    AtomRecord residue;
+    residue.residue = pair.residue;
+    const ResidueNumber from = ResidueNumberOf(s.document, residue);
+    const int a = names.Find(ParseAtomReference(pair.names[0]), from);
+    const int b = names.Find(ParseAtomReference(pair.names[1]), from);
+    if (a < 0 || b < 0 || a == b) {
+      s.layout->lines[static_cast<size_t>(pair.line)].role = LineRole::Kept;
+      s.document.instructions.kept.push_back({KeptPlace::Body, pair.text, pair.line});
       continue;
     }
-    (pair.bind ? s.document.atoms.bindPairs : s.document.atoms.freePairs).Append(a, b);
+    (pair.bind ? s.document.atoms.bindPairs : s.document.atoms.freePairs)
+        .pairs.push_back({atoms[static_cast<size_t>(a)], atoms[static_cast<size_t>(b)], pair.line});
+    s.remembered[PairKey(pair.bind, pair.line)] = {pair.line};
     if (!pair.lost.empty()) s.Drop(pair.text);
   }
 }
@@ -163,22 +105,47 @@ void SettleNames(ReadState& s) {
 void SettleSymmetry(ReadState& s) {
   SymmetryList& list = s.document.symmetry;
   AddSymmetryOperator(list, "SYMM X,Y,Z", s.document.latticeCode, kImpliedOperator, s.messages);
+  size_t known = 0;
   for (const ReadState::SymmLine& line : s.symmLines) {
     const size_t at = list.size();
     AddSymmetryOperator(list, line.code, s.document.latticeCode, kSymmLineOperator, s.messages);
     if (line.text != line.code && at < list.size()) list[at].name = TextString(line.text, s.messages);
+    if (at < list.size()) s.remembered["SYMM " + std::to_string(known++)] = {line.line};
   }
 }
 
-// Where the model does not say all that the file said, the file's text goes along.
-void SettleForms(ReadState& s) {
-  for (const InstructionForm& form : InstructionForms()) {
-    const auto original = s.originals.find(form.key);
-    if (original == s.originals.end()) continue;
-    std::string composed = form.compose(s.document);
-    if (!original->second.hasMore && SameWords(original->second.code, composed)) continue;
-    s.document.instructions.forms[form.key] = {std::move(composed), std::move(original->second.text)};
+// Standard layout has one line for all short forms of SFAC, with no place for comments, and none on long forms.
+void NoteLostComments(ReadState& s) {
+  const auto& forms = s.document.instructions.sfacForms;
+  std::map<int32_t, bool> isLong;  // by line
+  for (const SfacForm& form : forms) isLong[form.line] = form.longForm;
+  const auto shortLines = std::ranges::count(isLong, false, [](const auto& entry) { return entry.second; });
+  for (const auto& [line, longForm] : isLong) {
+    const std::string text = TextOf(*s.layout, line);
+    if ((longForm || shortLines > 1) && text.find('!') != std::string::npos) s.Drop(text);
   }
+}
+
+// Takes down what the writer would make of everything now, so that a save knows what has changed since.
+void SettleLayout(ReadState& s) {
+  std::unordered_map<std::string, size_t> place;
+  for (HeaderPiece& piece : ComposeHeader(s.document, FileLayout::AsRead)) {
+    if (piece.key.empty()) continue;
+    place[piece.key] = s.layout->pieces.size();
+    s.layout->pieces.push_back({std::move(piece.key), std::move(piece.text), {}});
+  }
+  for (auto& [key, lines] : s.remembered) {
+    const auto at = place.find(key);
+    for (const int32_t line : lines) {
+      LayoutLine& said = s.layout->lines[static_cast<size_t>(line)];
+      said.role = at == place.end() ? LineRole::Text : LineRole::Piece;
+      if (at != place.end()) said.index = static_cast<int32_t>(at->second) & 0x7FFFFF;
+    }
+    if (at != place.end()) s.layout->pieces[at->second].lines = std::move(lines);
+  }
+  const AtomWriter writer(s.document, FileLayout::AsRead);
+  for (AtomRecord* atom : Atoms(s.document.atoms)) atom->sourceHash = writer.HashOf(*atom);
+  s.document.instructions.source = std::move(s.layout);
 }
 
 }  // namespace
@@ -189,13 +156,17 @@ bool FinishReading(ReadState& s) {
   s.FlushPending();
   for (size_t i = 0; i < document.residues.size(); ++i)
     if (!s.residueIsWritten[i]) s.Drop(document.residues[i].line);
-  SettleAtoms(s);
-  SettleNames(s);
-  SettleSymmetry(s);
-  SettleForms(s);
+  if (!s.refusedSameLines.empty()) {
+    s.messages.Show({MessageIcon::Warning, "SAME Command Error:",
+                     "Processing of previous SAME command not completed, skipping line:" + s.refusedSameLines});
+  }
   document.instructions.lineEnd = s.source.LineEnd();
-  std::reverse(document.instructions.kept.begin(), document.instructions.kept.end());
-  std::reverse(document.atoms.hfix.begin(), document.atoms.hfix.end());
+  SettleAtoms(s);
+  SettlePairs(s);
+  SettleSymmetry(s);
+  NoteLostComments(s);
+  std::ranges::stable_sort(document.instructions.kept, {}, &KeptLine::line);
+  SettleLayout(s);
   return true;
 }
 

@@ -29,19 +29,16 @@ void Acta(ReadState& s) {
 
 // In the header ANIS is for the atoms that follow, which are all; among the atoms it acts from where it stands.
 void Anis(ReadState& s) {
-  if (s.sawAtoms || s.document.settings.Aniso) return s.KeepLine();
+  const bool naming = !s.words.empty() && !IsNumber(s.words[0]);
+  if (s.sawAtoms || s.document.settings.Aniso || naming) return s.KeepLine();
   s.document.settings.Aniso = true;
   s.Remember("ANIS");
 }
 
-void Basf(ReadState& s) {
-  s.document.instructions.basfLines.push_back(s.Kept());
-}
-
 // A text of which there is one: a later line replaces it.
-void ReplaceText(ReadState& s, std::string& text) {
-  if (!text.empty()) s.Drop(text);
+void ReplaceText(ReadState& s, const char* key, std::string& text) {
   text = s.Kept();
+  s.Remember(key);
 }
 
 // Two plain names may be a pair of atoms, which only the whole file tells. BIND of PART numbers, lists and symmetry
@@ -55,7 +52,8 @@ void BindOrFree(ReadState& s) {
                          {std::string(s.words[0]), std::string(s.words[1])},
                          s.residue,
                          s.Kept(),
-                         std::string(s.line.comment)});
+                         std::string(s.line.comment),
+                         s.LineNumber()});
 }
 
 // Several BOND lines add up; the dialog edits the first.
@@ -63,6 +61,7 @@ void Bond(ReadState& s) {
   std::string& text = s.document.settings.BondLine;
   if (!text.empty()) return s.Keep(KeptPlace::Body);
   text = s.Kept();
+  s.Remember("BOND");
 }
 
 // Wavelength and six values. Six alone are a cell where they can be no wavelength with a value missing at the end.
@@ -78,7 +77,7 @@ void Cell(ReadState& s) {
   if (n == 6)
     n = std::min({v[0], v[1], v[2]}) >= kShortestEdge && std::min({v[3], v[4], v[5]}) >= kSmallestAngle ? 6 : 0;
   if (n < 6) return s.Drop(s.Kept());
-  ReplaceText(s, s.document.instructions.cellLine);
+  ReplaceText(s, "CELL", s.document.instructions.cellLine);
   const size_t i = n - 6;
   s.document.cell = {v[i], v[i + 1], v[i + 2], v[i + 3], v[i + 4], v[i + 5]};
   s.sawCell = true;
@@ -86,6 +85,7 @@ void Cell(ReadState& s) {
 
 void End(ReadState& s) {
   if (!s.line.comment.empty()) s.Drop(s.Kept());
+  s.SetRole(LineRole::End);
   s.FlushPending();
   s.afterEnd = true;
   s.part = s.afix = s.mole = 0;
@@ -122,21 +122,23 @@ void Fvar(ReadState& s) {
     }
   }
   s.sawFvar = true;
+  s.Remember("FVAR", true);
   if (!plain) s.Drop(s.Kept());
 }
 
 void Hfix(ReadState& s) {
   if (s.residue >= 0 && s.line.head.residue.empty()) return s.KeepLine();
-  s.document.atoms.hfix.push_back({nullptr, s.Kept()});
+  s.SetRole(LineRole::Kept);
+  s.document.atoms.hfix.push_back({nullptr, s.Kept(), s.LineNumber()});
 }
 
 void Hklf(ReadState& s) {
-  ReplaceText(s, s.document.instructions.hklfLine);
+  ReplaceText(s, "HKLF", s.document.instructions.hklfLine);
   s.afterHklf = true;
 }
 
 void Latt(ReadState& s) {
-  s.document.latticeCode = s.Integer(0);
+  s.document.latticeCode = IsMissing(s.Number(0)) ? 1 : s.Integer(0);
   s.Remember("LATT");
 }
 
@@ -164,13 +166,14 @@ void Move(ReadState& s) {
   for (size_t i = 0; inverting && i < 4; ++i) inverting = s.Number(i) == kInverting[i];
   if (!inverting) return s.KeepLine();
   s.document.settings.Invert = true;
+  s.Remember("MOVE");
 }
 
 // One reflection (three numbers), the limits (one or two), or atoms left out of a map.
 void Omit(ReadState& s) {
   const size_t n = s.words.size();
   if (n == 0 || n > 3 || !std::all_of(s.words.begin(), s.words.end(), IsNumber)) return s.KeepLine();
-  if (n == 3) return s.document.instructions.omitLines.push_back(s.Kept());
+  if (n == 3) return s.Keep(KeptPlace::Reflections);
   RefinementSettings& set = s.document.settings;
   set.OmitOn = true;
   set.OmitSigmas = s.Number(0);
@@ -197,31 +200,19 @@ void Rem(ReadState& s) {
                                          "will not display properly.)"},
                                         Unattended::Yes);
   s.inGrownSection = s.afterEnd;
+  s.SetRole(LineRole::Grown);
   if (show) return;
   s.stopped = true;
-  while (s.source.Next(s.line)) s.Drop(s.Kept());
-}
-
-// Several lines become one, which then has no place for what else stood on them.
-void RememberShortSfac(ReadState& s) {
-  ++s.shortSfacLines;
-  const auto earlier = s.originals.find("SFAC");
-  if (earlier != s.originals.end()) {
-    if (earlier->second.hasMore) s.Drop(earlier->second.text);
-    s.originals.erase(earlier);
-  }
-  if (s.shortSfacLines == 1) return s.Remember("SFAC");
-  if (!s.line.comment.empty() || !s.line.lost.empty()) s.Drop(s.Kept());
+  while (s.NextLine()) s.Drop(s.Kept());
 }
 
 void Sfac(ReadState& s) {
   s.sawSfac = true;
   Instructions& in = s.document.instructions;
-  const auto add = [&](std::string_view label, bool longForm) {
-    const int row = ElementTable::ElementFromLabel(label);
-    in.sfac.push_back(row);
-    in.sfacForms.push_back({std::string(label), longForm});
-    return &s.document.elements[row];
+  const auto add = [&](std::string_view label, bool longForm) -> SfacForm& {
+    in.sfac.push_back(ElementTable::ElementFromLabel(label));
+    in.sfacForms.push_back({std::string(label), longForm, {}, 0.0, 0.0, s.LineNumber()});
+    return in.sfacForms.back();
   };
   // Neutron data begin with 0, so any number makes the long form.
   const bool isLong = s.words.size() > 1 && IsNumber(s.words[1]);
@@ -233,31 +224,35 @@ void Sfac(ReadState& s) {
   if (!std::all_of(s.words.begin(), s.words.begin() + static_cast<std::ptrdiff_t>(labels), isLabel)) {
     return s.Keep(KeptPlace::AfterSfac);
   }
+  s.Remember("SFAC " + std::to_string(in.sfac.size()));
+  if (isLong && s.words.size() > 15) s.Drop(s.Kept());
   if (!isLong) {
-    for (const std::string_view label : s.words) add(label, false)->sfacCoefficients[0] = 0.0;
-    return RememberShortSfac(s);
+    for (const std::string_view label : s.words) add(label, false);
+    return;
   }
-  ElementInfo* row = add(s.words[0], true);
+  SfacForm& form = add(s.words[0], true);
   for (size_t i = 0; i < 12; ++i)
-    if (const double v = s.Number(i + 1); v > -1.0e9) row->sfacCoefficients[i] = v;
-  if (const double radius = s.Number(13); radius > 0.0) row->bondRadius = radius;
-  if (const double weight = s.Number(14); weight > 0.0) row->atomicWeight = weight;
-  if (!s.line.comment.empty() || !s.line.lost.empty() || s.words.size() > 15) s.Drop(s.Kept());
+    if (const double v = s.Number(i + 1); v > -1.0e9) form.coefficients[i] = v;
+  // Radius and weight are those of the element for the whole program.
+  ElementInfo& element = s.document.elements[in.sfac.back()];
+  if (const double radius = s.Number(13); radius > 0.0) form.radius = element.bondRadius = radius;
+  if (const double weight = s.Number(14); weight > 0.0) form.weight = element.atomicWeight = weight;
 }
 
 void Symm(ReadState& s) {
   if (s.line.code.size() > kLongestSymmText) return s.KeepLine();
-  s.symmLines.push_back({s.Kept(), std::string(s.line.code)});
+  s.symmLines.push_back({s.Kept(), std::string(s.line.code), s.LineNumber()});
 }
 
 void Temp(ReadState& s) {
-  ReplaceText(s, s.document.instructions.tempLine);
+  ReplaceText(s, "TEMP", s.document.instructions.tempLine);
 }
 
 // A second title is an instruction like any other to those who want to keep it.
 void Titl(ReadState& s) {
   std::string& title = s.document.instructions.title;
   if (!title.empty()) return s.Keep(KeptPlace::Body);
+  s.Remember("TITL");
   std::string_view text = s.line.raw.substr(std::min<size_t>(4, s.line.raw.size()));
   if (text.starts_with(' ') || text.starts_with('\t')) text.remove_prefix(1);
   title = text;
@@ -292,7 +287,7 @@ void Wght(ReadState& s) {
 }
 
 void Zerr(ReadState& s) {
-  ReplaceText(s, s.document.instructions.zerrLine);
+  ReplaceText(s, "ZERR", s.document.instructions.zerrLine);
 }
 
 struct HandlerEntry {
@@ -302,15 +297,25 @@ struct HandlerEntry {
 
 constexpr auto kHandlers = [] {
   using enum InstructionKeyword;
-  std::array<InstructionHandler, kKeywordCount + 1> table{};
+  std::array<InstructionHandler, kAllKeywords> table{};
   constexpr HandlerEntry kEntries[] = {
-      {kActa, Acta},       {kAfix, HandleAfix}, {kAnis, Anis},         {kBasf, Basf}, {kBind, BindOrFree},
-      {kBond, Bond},       {kCell, Cell},       {kCgls, LeastSquares}, {kEnd, End},   {kExti, Exti},
-      {kFmap, Fmap},       {kFree, BindOrFree}, {kFvar, Fvar},         {kHfix, Hfix}, {kHklf, Hklf},
-      {kLatt, Latt},       {kList, List},       {kLs, LeastSquares},   {kMerg, Merg}, {kMole, HandleMole},
-      {kMove, Move},       {kOmit, Omit},       {kPart, HandlePart},   {kPlan, Plan}, {kRem, Rem},
-      {kResi, HandleResi}, {kSame, HandleSame}, {kSfac, Sfac},         {kSymm, Symm}, {kTemp, Temp},
-      {kTitl, Titl},       {kUnit, Unit},       {kWght, Wght},         {kZerr, Zerr}, {kAtomLine, HandleAtomLine},
+      {kActa, Acta},         {kAfix, HandleAfix},
+      {kAnis, Anis},         {kBind, BindOrFree},
+      {kBond, Bond},         {kCell, Cell},
+      {kCgls, LeastSquares}, {kEnd, End},
+      {kExti, Exti},         {kFmap, Fmap},
+      {kFree, BindOrFree},   {kFvar, Fvar},
+      {kHfix, Hfix},         {kHklf, Hklf},
+      {kLatt, Latt},         {kList, List},
+      {kLs, LeastSquares},   {kMerg, Merg},
+      {kMole, HandleMole},   {kMove, Move},
+      {kOmit, Omit},         {kPart, HandlePart},
+      {kPlan, Plan},         {kRem, Rem},
+      {kResi, HandleResi},   {kSame, HandleSame},
+      {kSfac, Sfac},         {kSymm, Symm},
+      {kTemp, Temp},         {kTitl, Titl},
+      {kUnit, Unit},         {kWght, Wght},
+      {kZerr, Zerr},         {kAtomLine, HandleAtomLine},
   };
   for (const HandlerEntry& entry : kEntries) table[static_cast<size_t>(entry.keyword)] = entry.handler;
   return table;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,26 +18,31 @@ namespace marvik {
 // whole file is known.
 class ReadState {
  public:
-  ReadState(Document& target, std::string_view text, UserMessages& userMessages)
-      : document(target), messages(userMessages), source(text) {}
+  ReadState(Document& target, std::string text, UserMessages& userMessages);
+
+  // Goes to the next line that is not blank and takes it down in the layout, as text until something is made of it.
+  bool NextLine();
 
   // The number that argument i begins with, kMissingNumber when there is none.
   double Number(size_t i) const;
   // The same rounded to an integer, 0 when missing.
   int Integer(size_t i) const;
   std::string Kept() const { return source.KeptText(line); }
+  int32_t LineNumber() const { return static_cast<int32_t>(layout->lines.size()) - 1; }
 
   // Keeps the line verbatim where its kind and its place in the file say.
   void KeepLine();
   // Keeps it before the atom that comes next, with the state lines that led up to it.
   void KeepBeforeNextAtom();
   void Keep(KeptPlace place);
-  // Notes the line, or only something that stood on it, as lost to a save.
+  void SetRole(LineRole role) { layout->lines.back().role = role; }
+  // Notes the line, or only something that stood on it, as lost to a save in standard layout.
   void Drop(std::string text);
-  // Notes a line whose content went into the model as the present form of an instruction; an earlier one is lost.
-  void Remember(const char* key);
-  // Notes a PART, AFIX, MOLE or RESI line for positional lines that may follow.
-  void NoteStateLine() { stateLines.append(Kept()).append("\n"); }
+  // Notes a line whose content went into the model as one of the instructions that the writer composes; of earlier ones
+  // nothing holds any more, unless the line adds to them.
+  void Remember(const std::string& key, bool adds = false);
+  // Notes a PART, AFIX, MOLE or RESI line.
+  void NoteState(LayoutState state);
   // Lines that wait for an atom after the last one go behind it.
   void FlushPending();
   // Behind HKLF the refinement program acts on nothing any more.
@@ -44,6 +50,7 @@ class ReadState {
 
   Document& document;
   UserMessages& messages;
+  std::shared_ptr<SourceLayout> layout;
   LineSource source;
   SourceLine line;
   std::vector<std::string_view> words;  // arguments of a keyword, or all words of another line
@@ -63,21 +70,22 @@ class ReadState {
   bool sawSfac = false;
   bool sawUnit = false;
   bool sawFvar = false;
+  bool defaultsAmongAtoms = false;  // DEFS acts on the restraints behind it, which then have to stay there
   bool afterHklf = false;
   bool afterEnd = false;
   bool inGrownSection = false;
 
-  std::string pendingLines;        // positional lines for the next atom
-  std::string stateLines;          // PART, AFIX, MOLE and RESI lines since the last atom or positional line
-  std::vector<int> stateResidues;  // those that the state lines name
-  std::optional<SameGroup> pendingSame;
-  std::string pendingSameLine;
-  size_t pendingSameAt = 0;      // where it stood among the pending lines
-  std::string refusedSameLines;  // each behind a line feed
+  std::vector<KeptLine> pendingLines;  // positional lines for the next atom
+  std::vector<KeptLine> stateLines;    // PART, AFIX, MOLE and RESI lines since the last atom or positional line
+  std::vector<int> stateResidues;      // those that the state lines name
+
+  bool plainSamePending = false;  // a SAME of plain names waits for its atom
+  std::string refusedSameLines;   // each behind a line feed
 
   struct SymmLine {
     std::string text;
     std::string code;
+    int32_t line;
   };
   std::vector<SymmLine> symmLines;
   struct PairLine {
@@ -86,23 +94,12 @@ class ReadState {
     int residue;
     std::string text;
     std::string lost;  // a comment
+    int32_t line;
   };
   std::vector<PairLine> pairLines;
-  struct SameLine {
-    AtomRecord* atom;
-    std::string text;
-    size_t at;  // in the lines before the atom
-  };
-  std::vector<SameLine> sameLines;
-  struct Original {
-    std::string text;
-    std::string code;
-    bool hasMore = false;  // a comment, or text behind a continuation mark
-  };
-  std::map<std::string, Original> originals;
+  std::map<std::string, std::vector<int32_t>> remembered;  // the lines of the composed instructions, by key
   std::unordered_map<std::string, int> residueIndex;
   std::vector<bool> residueIsWritten;  // by index: an atom is in it, or its line is kept among positional ones
-  int shortSfacLines = 0;
 };
 
 // read_header.cpp: a keyword's own handler, null for the keywords that are kept verbatim.
@@ -115,8 +112,6 @@ void HandleMole(ReadState& state);
 void HandleResi(ReadState& state);
 void HandleSame(ReadState& state);
 void HandleAtomLine(ReadState& state);
-// The residue that a RESI line names, made when it is new; -1 for none.
-int ResidueOf(ReadState& state, std::string_view arguments, const std::string& text);
 // read_finish.cpp: everything that needs the whole file. False without a usable cell.
 bool FinishReading(ReadState& state);
 

@@ -53,9 +53,14 @@ void ReadLine(ReadState& s) {
 
 bool ReadInstructionText(Document& document, std::string text, UserMessages& messages) {
   document.Clear();
+  constexpr size_t kLargest = 0x7FFFFFFF;  // offsets and lines of the layout are smaller
+  if (text.size() > kLargest) {
+    ShowNoMemory(messages);
+    return false;
+  }
   try {
-    ReadState state(document, text, messages);
-    while (!state.stopped && state.source.Next(state.line)) ReadLine(state);
+    ReadState state(document, std::move(text), messages);
+    while (!state.stopped && state.NextLine()) ReadLine(state);
     if (FinishReading(state)) return true;
   } catch (const std::bad_alloc&) {
     ShowNoMemory(messages);

@@ -1,35 +1,13 @@
 #include "files/res/writer.h"
 
 #include <new>
-#include <unordered_set>
 
 #include "base/files.h"
-#include "files/res/write_state.h"
-#include "language/residues.h"
-#include "language/tokenizer.h"
+#include "files/res/layouts.h"
 
 namespace marvik {
 
 namespace {
-
-// One message for every name in a SAME group that no live atom has.
-std::string MissingSameAtoms(const Document& document) {
-  std::vector<const SameGroup*> groups;
-  for (const AtomRecord* atom : Atoms(document.atoms))
-    if (atom->Extras().sameGroup) groups.push_back(&*atom->Extras().sameGroup);
-  if (groups.empty()) return "";
-  std::unordered_set<std::string> names;
-  for (const AtomRecord* atom : Atoms(document.atoms)) {
-    names.insert(UpperCase(atom->name));
-    if (atom->residue >= 0) names.insert(UpperCase(QualifiedName(document, *atom)));
-  }
-  std::string missing;
-  for (const SameGroup* group : groups)
-    for (const std::string& name : group->names)
-      if (!names.contains(UpperCase(name)))
-        missing += (missing.empty() ? "Couldn't find " : "\nCouldn't find ") + name + " in the atom list.";
-  return missing;
-}
 
 std::string WithLineEnds(const std::string& text, const std::string& lineEnd) {
   std::string result;
@@ -44,32 +22,25 @@ std::string WithLineEnds(const std::string& text, const std::string& lineEnd) {
   return result;
 }
 
-void Compose(Document& document, std::string& text, UserMessages& messages) {
+void Compose(const Document& document, std::string& text, const WriteOptions& options) {
   constexpr size_t kBytesPerAtom = 144;
+  const Instructions& in = document.instructions;
   text.clear();
+  if (options.layout == FileLayout::AsRead && in.source) {
+    text.reserve(4096 + in.source->text.size() + in.source->text.size() / 16);
+    return ComposeAsRead(document, options, text);
+  }
   text.reserve(4096 + kBytesPerAtom * document.atoms.RecordCount());
-  WriteState state(document, text, messages);
-  state.Header();
-  state.FileAtoms();
-  state.Line(document.instructions.hklfLine);
-  state.Kept(KeptPlace::AfterHklf);
-  text += "END  \n";
-  state.Kept(KeptPlace::AfterEnd);
-  state.PeaksBehindEnd();
-  state.GrownSection();
-  if (document.instructions.lineEnd != "\n") text = WithLineEnds(text, document.instructions.lineEnd);
+  ComposeStandard(document, text);
+  if (in.lineEnd != "\n") text = WithLineEnds(text, in.lineEnd);
 }
 
 }  // namespace
 
-bool ComposeInstructionText(Document& document, std::string& text, UserMessages& messages) {
-  const std::string missing = MissingSameAtoms(document);
-  if (!missing.empty()) {
-    messages.Show({MessageIcon::Warning, "SAME Command Error:", missing});
-    return false;
-  }
+bool ComposeInstructionText(const Document& document, std::string& text, UserMessages& messages,
+                            const WriteOptions& options) {
   try {
-    Compose(document, text, messages);
+    Compose(document, text, options);
   } catch (const std::bad_alloc&) {
     messages.Show({MessageIcon::Warning, "", "Not enough memory."});
     return false;
@@ -78,9 +49,9 @@ bool ComposeInstructionText(Document& document, std::string& text, UserMessages&
 }
 
 bool WriteInstructionFile(Document& document, const std::string& path, UserMessages& messages,
-                          const std::string& backupPath) {
+                          const std::string& backupPath, const WriteOptions& options) {
   std::string text;
-  if (!ComposeInstructionText(document, text, messages)) return false;
+  if (!ComposeInstructionText(document, text, messages, options)) return false;
   if (WriteFileAtomically(path, text, backupPath) != 0) {
     messages.Show({MessageIcon::Warning, "Error: File I/O", "Error opening file (" + path + ") for writing."});
     return false;

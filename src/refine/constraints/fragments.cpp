@@ -16,7 +16,7 @@ Fragment ReadFragment(std::string_view block, std::vector<std::string>& notes) {
   LineSource source(block);
   SourceLine line;
   if (!source.Next(line)) return fragment;
-  const std::vector<double> head = ParseCommand(line.code).numbers;
+  const std::vector<double> head = ParseInstruction(line).numbers;
   if (!head.empty()) fragment.code = WholeNumber(head[0]);
   CellParameters cell{1, 1, 1, 90, 90, 90};
   double* const values[] = {&cell.a, &cell.b, &cell.c, &cell.alpha, &cell.beta, &cell.gamma};
@@ -28,8 +28,8 @@ Fragment ReadFragment(std::string_view block, std::vector<std::string>& notes) {
     return fragment;
   }
   while (source.Next(line)) {
-    if (line.head.keyword != InstructionKeyword::kAtomLine || line.head.later || line.head.include) continue;
-    const std::vector<double> numbers = ParseCommand(line.code).numbers;
+    if (line.head.keyword != InstructionKeyword::kAtomLine) continue;
+    const std::vector<double> numbers = ParseInstruction(line).numbers;
     const bool atom = numbers.size() >= 4 && IsFinite(Fractional{numbers[1], numbers[2], numbers[3]});
     if (atom) fragment.points.push_back(metric.ToCartesian({numbers[1], numbers[2], numbers[3]}));
   }
@@ -42,9 +42,8 @@ Fragment ReadFragment(std::string_view block, std::vector<std::string>& notes) {
 
 std::vector<Fragment> FragmentsOf(const Document& document, std::vector<std::string>& notes) {
   std::vector<Fragment> fragments;
-  const auto& kept = document.instructions.kept;
-  for (auto line = kept.rbegin(); line != kept.rend(); ++line) {
-    if (line->place == KeptPlace::Fragment) fragments.push_back(ReadFragment(line->text, notes));
+  for (const KeptLine& line : document.instructions.kept) {
+    if (line.place == KeptPlace::Fragment) fragments.push_back(ReadFragment(line.text, notes));
   }
   return fragments;
 }

@@ -162,9 +162,8 @@ std::vector<HydrogenGroup> FindHydrogenGroups(const Structure& structure, const 
       group.m = site.afix / 10;
       group.n = site.afix % 10;
       group.carrier = carrier;
-      const std::vector<std::string> words = WordsOf(site.atom->Extras().afixWords);
       double own = 0.0;
-      if (!words.empty() && ParseWholeNumber(words[0], own) && own > 0.1) group.distance = own;
+      if (ParseNumber(site.atom->Extras().afixWords, own) > 0 && own > 0.1) group.distance = own;
       groups.push_back(group);
       lastGroup = site.afixGroup;
     }

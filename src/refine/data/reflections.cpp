@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "language/tokenizer.h"
 #include "refine/job/commands.h"
 
 namespace marvik {
@@ -25,7 +26,9 @@ bool Column(std::string_view line, size_t at, size_t width, double& value) {
 // Numbers of a line split at blanks: what a file with wider columns means.
 int BlankSeparated(std::string_view line, std::array<double, 6>& values) {
   int n = 0;
-  for (const std::string& word : WordsOf(line)) {
+  std::vector<std::string_view> words;
+  SplitWords(line, words);
+  for (const std::string_view word : words) {
     if (n >= 6 || !ParseWholeNumber(word, values[static_cast<size_t>(n)])) break;
     ++n;
   }
@@ -143,7 +146,7 @@ class Gate {
 
 HklFormat ParseHklf(const std::string& line) {
   HklFormat format;
-  const Command command = ParseCommand(line);
+  const Command command = ParseInstruction(line);
   const auto& n = command.numbers;
   if (!n.empty()) format.code = WholeNumber(n[0]);
   if (n.size() > 1 && n[1] != 0.0) format.scale = n[1];

@@ -14,16 +14,6 @@ namespace {
 constexpr size_t kDeepest = 10;
 constexpr size_t kMostFiles = 1000;
 
-// Instructions that a run reads and leaves as they are.
-bool IsUnchanged(const LineHead& head) {
-  using enum InstructionKeyword;
-  constexpr InstructionKeyword kUnchanged[] = {kBlank, kBloc, kBump, kChiv, kConf, kConn, kDamp, kDang, kDefs,
-                                               kDelu,  kDfix, kEadp, kEqiv, kExyz, kFend, kFlat, kFrag, kHtab,
-                                               kIsor,  kMpla, kNcsy, kRem,  kRtab, kSadi, kShel, kSimu, kSize,
-                                               kSpec,  kSump, kTwin, kWpdb, kHope, kStir};
-  return head.later || std::find(std::begin(kUnchanged), std::end(kUnchanged), head.keyword) != std::end(kUnchanged);
-}
-
 class Includer {
  public:
   Includer(const std::string& directory, std::vector<std::string>& notes) : directory_(directory), notes_(notes) {}
@@ -40,9 +30,10 @@ class Includer {
         return;
       }
       if (line.head.keyword == InstructionKeyword::kEnd) return;
-      const std::string name = line.head.include ? NameOn(line.raw) : std::string();
-      if (line.head.include && IsRefused(name)) continue;
-      const std::optional<std::string> content = line.head.include ? Open(name) : std::nullopt;
+      const std::string name = line.head.keyword == InstructionKeyword::kInclude ? NameOn(line.raw) : std::string();
+      if (line.head.keyword == InstructionKeyword::kInclude && IsRefused(name)) continue;
+      const std::optional<std::string> content =
+          line.head.keyword == InstructionKeyword::kInclude ? Open(name) : std::nullopt;
       if (!content || !Changes(*content, name)) {
         out.append(source.KeptText(line)).append("\n");
         continue;
@@ -57,16 +48,16 @@ class Includer {
     LineSource source(text);
     SourceLine line;
     while (source.Next(line) && line.head.keyword != InstructionKeyword::kEnd) {
-      if (line.head.include) {
+      if (line.head.keyword == InstructionKeyword::kInclude) {
         const std::string name = NameOn(line.raw);
         const std::optional<std::string> content = IsRefused(name) ? std::nullopt : Open(name);
         if (content) Inside(name, [&] { Add(*content, before, commands, fragments); });
       } else if (line.head.keyword == InstructionKeyword::kFrag && source.TakeFragment(line)) {
         fragments.push_back(ReadFragment(line.raw, notes_));
       } else if (line.head.keyword != InstructionKeyword::kBlank && line.head.keyword != InstructionKeyword::kRem) {
-        Command command = ParseCommand(line.code);
+        Command command = ParseInstruction(line);
         command.before = before;
-        if (!command.keyword.empty()) commands.push_back(std::move(command));
+        if (!command.name.empty()) commands.push_back(std::move(command));
       }
     }
   }
@@ -74,7 +65,7 @@ class Includer {
  private:
   // The first word behind the plus signs.
   static std::string NameOn(std::string_view line) {
-    const std::vector<std::string> words = WordsOf(line.substr(std::min(line.find_first_not_of('+'), line.size())));
+    const std::vector<std::string> words = ParseInstruction(line).all;
     return words.empty() ? std::string() : words[0];
   }
 
@@ -119,17 +110,17 @@ class Includer {
     bool changes = false;
     while (!changes && source.Next(line) && line.head.keyword != InstructionKeyword::kEnd) {
       if (line.head.keyword == InstructionKeyword::kFrag) source.TakeFragment(line);
-      if (line.head.include) {
+      if (line.head.keyword == InstructionKeyword::kInclude) {
         const std::string inner = NameOn(line.raw);
         Inside(name, [&] {
           const std::optional<std::string> content = IsRefused(inner) ? std::nullopt : Open(inner);
           changes = content && Changes(*content, inner);
         });
-      } else if (line.head.keyword == InstructionKeyword::kAtomLine && !line.head.later) {
+      } else if (line.head.keyword == InstructionKeyword::kAtomLine) {
         // Text that is neither instruction nor atom is left where it is.
-        changes = ParseCommand(line.code).numbers.size() >= 4;
+        changes = ParseInstruction(line).numbers.size() >= 4;
       } else {
-        changes = !IsUnchanged(line.head);
+        changes = !RowOf(line.head.keyword).staysInRun;
       }
     }
     return changes;
@@ -155,7 +146,7 @@ std::vector<Command> WithIncludes(const std::vector<Command>& commands, const st
   std::vector<Command> all;
   Includer includer(directory, notes);
   for (const Command& command : commands) {
-    if (command.keyword == "+") {
+    if (command.keyword == InstructionKeyword::kInclude) {
       includer.Add(command.text, command.before, all, fragments);
     } else {
       all.push_back(command);

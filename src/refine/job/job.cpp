@@ -2,52 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "base/numbers.h"
+#include "language/tokenizer.h"
 #include "refine/job/includes.h"
 
 namespace marvik {
 namespace {
 
-// Kept instructions that are acted on or that ask for nothing a refinement does.
-constexpr const char* kUnderstood[] = {"BASF", "BIND", "BLOC", "BOND", "BUMP", "CHIV", "CONF", "CONN", "DAMP", "DANG",
-                                       "DEFS", "DELU", "DFIX", "DISP", "EADP", "EQIV", "EXYZ", "FLAT", "FREE", "GRID",
-                                       "HFIX", "HTAB", "ISOR", "MORE", "MOVE", "MPLA", "OMIT", "RESI", "RIGU", "RTAB",
-                                       "SADI", "SAME", "SHEL", "SIMU", "SIZE", "SPEC", "SUMP", "SWAT", "TIME", "TWIN",
-                                       "ANIS", "AFIX", "PART", "MOLE", "REM",  "TEMP", "WPDB"};
-
-struct Reason {
-  const char* keyword;
-  const char* text;
-};
-constexpr Reason kReasons[] = {
-    {"ABIN", "corrections to the calculated structure factors are not read"},
-    {"ANSC", "anisotropic scaling is not done"},
-    {"ANSR", "anisotropic scaling is not done"},
-    {"BEDE", "bond densities are not modelled"},
-    {"LONE", "lone pairs are not modelled"},
-    {"FRAG", "no FEND ends it"},
-    {"HOPE", "anisotropic scaling is not done"},
-    {"NCSY", "non-crystallographic symmetry is not restrained"},
-    {"XNPD", "displacement tensors are not forced to be positive"},
-    {"NEUT", "X-ray scattering factors are used unless SFAC gives its own"},
-    {"LAUE", "wavelength-dependent scattering factors are not read"},
-    {"STIR", "the resolution is not stepped"},
-    {"TWST", "twin statistics are not made"},
-    {"PRIG", "the rigid-bond analysis is not printed"},
-    {"WIGL", "coordinates are not shaken"},
-    {"SPIN", "fragments are not turned"},
-};
-
 double NumberOr(const std::vector<double>& numbers, size_t at, double otherwise) {
   return at < numbers.size() ? numbers[at] : otherwise;
-}
-
-// Every number of an instruction that the model keeps in parts: from the text of the file where that still holds.
-std::vector<double> NumbersOf(const Document& document, const char* keyword) {
-  const auto form = document.instructions.forms.find(keyword);
-  return form == document.instructions.forms.end() ? std::vector<double>() : ParseCommand(form->second.text).numbers;
 }
 
 void ReadTwin(const Command& command, TwinLaw& twin) {
@@ -67,11 +31,11 @@ void ReadOmit(const Document& document, const std::vector<Command>& commands, Da
     if (s.OmitTwoTheta < -1.0) limits.twoThetaLow = -s.OmitTwoTheta;
   }
   for (const Command& command : commands) {
-    if (command.keyword == "OMIT" && command.numbers.size() == 3) {
+    if (command.name == "OMIT" && command.numbers.size() == 3) {
       limits.omitted.push_back(
           {WholeNumber(command.numbers[0]), WholeNumber(command.numbers[1]), WholeNumber(command.numbers[2])});
     }
-    if (command.keyword == "SHEL") {
+    if (command.name == "SHEL") {
       limits.resolutionLow = NumberOr(command.numbers, 0, 1e30);
       limits.resolutionHigh = NumberOr(command.numbers, 1, 0.0);
       if (limits.resolutionLow < limits.resolutionHigh) std::swap(limits.resolutionLow, limits.resolutionHigh);
@@ -89,7 +53,7 @@ void ReadWeights(const RefinementSettings& s, WeightScheme& weights) {
 }
 
 double FirstNumber(const std::string& line, double otherwise) {
-  const Command command = ParseCommand(line);
+  const Command command = ParseInstruction(line);
   return NumberOr(command.numbers, 0, otherwise);
 }
 
@@ -99,19 +63,12 @@ std::vector<std::string> UnsupportedNotes(const Document& document, const std::v
   std::vector<std::string> notes;
   std::vector<std::string> said;
   for (const Command& command : commands) {
-    const std::string& k = command.keyword;
-    if (std::find(said.begin(), said.end(), k) != said.end()) continue;
-    const bool known =
-        std::any_of(std::begin(kUnderstood), std::end(kUnderstood), [&](const char* name) { return k == name; });
-    if (known) continue;
-    said.push_back(k);
-    const auto reason =
-        std::find_if(std::begin(kReasons), std::end(kReasons), [&](const Reason& r) { return k == r.keyword; });
-    notes.push_back(k + (reason != std::end(kReasons) ? std::string(": ") + reason->text : ": has no effect here"));
+    const char* reason = RowOf(command.keyword).notRefined;
+    if (!reason || std::find(said.begin(), said.end(), command.name) != said.end()) continue;
+    said.push_back(command.name);
+    notes.push_back(command.name + ": " + reason);
   }
-  const std::vector<double> cgls = NumbersOf(document, "CGLS");
-  const std::vector<double> ls = NumbersOf(document, "L.S.");
-  if (cgls.size() > 1 || ls.size() > 1)
+  if (ParseInstruction(TextInFile(document, "L.S.")).numbers.size() > 1)
     notes.push_back("L.S. and CGLS: no reflections are set aside, only the cycles are read");
   return notes;
 }
@@ -124,7 +81,7 @@ Job MakeJob(const Document& document) {
   Job job;
   const RefinementSettings& s = document.settings;
   job.fragments = FragmentsOf(document, job.notes);
-  job.commands = WithIncludes(CommandsOf(document), document.WorkingDirectory, job.fragments, job.notes);
+  job.commands = WithIncludes(InstructionsOf(document), document.WorkingDirectory, job.fragments, job.notes);
   const std::vector<std::string> unsupported = UnsupportedNotes(document, job.commands);
   job.notes.insert(job.notes.end(), unsupported.begin(), unsupported.end());
   job.conjugateGradients = s.RefinementType == "CGLS";
@@ -147,16 +104,16 @@ Job MakeJob(const Document& document) {
   job.temperature = FirstNumber(document.instructions.tempLine, 20.0);
   job.bondHydrogens = UpperCase(s.BondLine).find("$H") != std::string::npos;
   for (const Command& command : job.commands) {
-    if (command.keyword == "DAMP") {
+    if (command.name == "DAMP") {
       job.damping = NumberOr(command.numbers, 0, 0.7);
       job.largestShift = NumberOr(command.numbers, 1, 15.0);
-    } else if (command.keyword == "TWIN") {
+    } else if (command.name == "TWIN") {
       ReadTwin(command, job.twin);
-    } else if (command.keyword == "SPEC") {
+    } else if (command.name == "SPEC") {
       job.parameters.specialTolerance = NumberOr(command.numbers, 0, 0.2);
-    } else if (command.keyword == "SWAT") {
+    } else if (command.name == "SWAT") {
       job.parameters.solvent = true;
-    } else if (command.keyword == "SIZE") {
+    } else if (command.name == "SIZE") {
       job.size = command.numbers;
     }
   }

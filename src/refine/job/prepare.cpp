@@ -35,14 +35,14 @@ void ApplyMoves(Document& document, const std::vector<Command>& commands, std::v
   std::array<double, 4> move{0, 0, 0, 1};
   if (document.settings.Invert) move = {1, 1, 1, -1};
   for (const Command& command : commands) {
-    if (command.keyword == "MOVE" && !command.before && command.numbers.size() >= 3) {
+    if (command.name == "MOVE" && !command.before && command.numbers.size() >= 3) {
       std::copy_n(command.numbers.begin(), 3, move.begin());
       move[3] = command.numbers.size() > 3 && command.numbers[3] < 0.0 ? -1.0 : 1.0;
     }
   }
   for (AtomRecord* atom : Atoms(document.atoms)) {
     for (const Command& command : commands) {
-      if (command.keyword != "MOVE" || command.before != atom || command.numbers.size() < 3) continue;
+      if (command.name != "MOVE" || command.before != atom || command.numbers.size() < 3) continue;
       std::copy_n(command.numbers.begin(), 3, move.begin());
       move[3] = command.numbers.size() > 3 && command.numbers[3] < 0.0 ? -1.0 : 1.0;
     }
@@ -50,7 +50,7 @@ void ApplyMoves(Document& document, const std::vector<Command>& commands, std::v
     if (moves && IsModelAtom(*atom)) MoveAtom(*atom, move, notes);
   }
   document.settings.Invert = false;
-  ReplaceInstruction(document, "MOVE", "");
+  ReplaceInstructions(document, InstructionKeyword::kMove, {});
 }
 
 void MakeAnisotropic(AtomRecord& atom, const Metric& metric) {
@@ -84,16 +84,15 @@ void ApplyAnis(Document& document, const Structure& structure, const std::vector
     }
   };
   if (document.settings.Aniso) {
-    const auto form = document.instructions.forms.find("ANIS");
-    carryOut(ParseCommand(form == document.instructions.forms.end() ? "ANIS" : form->second.text), document.atoms.head);
+    const std::string text = TextInFile(document, "ANIS");
+    carryOut(ParseInstruction(text.empty() ? "ANIS" : text), document.atoms.head);
   }
   for (const Command& command : commands) {
-    if (command.keyword == "ANIS")
+    if (command.name == "ANIS")
       carryOut(command, command.before ? const_cast<AtomRecord*>(command.before) : document.atoms.head);
   }
   document.settings.Aniso = false;
-  document.instructions.forms.erase("ANIS");
-  ReplaceInstruction(document, "ANIS", "");
+  ReplaceInstructions(document, InstructionKeyword::kAnis, {});
 }
 
 // "H" and what follows the element in the carrier's name, with a letter where there are several; unique among the atoms
@@ -167,7 +166,7 @@ void ApplyHfix(Document& document, const Structure& structure, const std::vector
   const bool hasHydrogen = std::find(document.instructions.sfac.begin(), document.instructions.sfac.end(),
                                      kHydrogenRow) != document.instructions.sfac.end();
   for (const Command& command : commands) {
-    if (command.keyword != "HFIX" || command.numbers.empty()) continue;
+    if (command.name != "HFIX" || command.numbers.empty()) continue;
     const int code = WholeNumber(command.numbers[0]);
     HfixRequest request{code / 10, code % 10, command.numbers.size() > 1 ? command.numbers[1] : 0.0,
                         command.numbers.size() > 2 ? command.numbers[2] : 0.0};
@@ -200,7 +199,7 @@ void ApplyHfix(Document& document, const Structure& structure, const std::vector
 // yet. What is fitted and then free loses its code, or the next run would fit it again.
 void FitFragments(Document& document, Structure& structure, std::vector<std::string>& notes) {
   std::vector<Fragment> fragments = FragmentsOf(document, notes);
-  WithIncludes(CommandsOf(document), document.WorkingDirectory, fragments, notes);
+  WithIncludes(InstructionsOf(document), document.WorkingDirectory, fragments, notes);
   FindRigidGroups(structure, fragments, notes);
   for (Site& site : structure.sites) {
     site.atom->fract = site.x;
@@ -221,7 +220,7 @@ std::array<double, 6> TensorOfIsotropic(const Metric& metric, double u) {
 
 void PrepareDocument(Document& document, UserMessages& messages, std::vector<AtomRecord*>& fresh,
                      std::vector<std::string>& notes) {
-  const std::vector<Command> commands = CommandsOf(document);
+  const std::vector<Command> commands = InstructionsOf(document);
   ApplyMoves(document, commands, notes);
   Structure structure;
   std::vector<std::string> unused;

@@ -17,11 +17,10 @@ std::vector<std::vector<int>> SetsOf(const Structure& structure, const Job& job,
                                      std::vector<std::string>& notes) {
   std::vector<std::vector<int>> sets;
   for (const Command& command : job.commands) {
-    if (command.keyword != keyword) continue;
+    if (command.name != keyword) continue;
     for (const int residue : ResiduesOf(structure, command)) {
       const ResolvedNames names = ResolveAtoms(structure, command, job.commands, command.words, residue);
-      for (const std::string& missing : names.missing)
-        notes.push_back(command.keyword + ": there is no atom " + missing);
+      for (const std::string& missing : names.missing) notes.push_back(command.name + ": there is no atom " + missing);
       std::vector<int> set;
       for (const SiteImage& image : names.images) set.push_back(image.site);
       if (set.size() > 1) sets.push_back(set);
@@ -47,11 +46,11 @@ std::vector<int> VariablesOfRestraints(const Job& job) {
   std::vector<int> variables;
   for (const Command& command : job.commands) {
     const auto& n = command.numbers;
-    if ((command.keyword == "DFIX" || command.keyword == "DANG") && !n.empty()) {
+    if ((command.name == "DFIX" || command.name == "DANG") && !n.empty()) {
       const int variable = SplitCodedValue(n[0]).variable;
       if (variable > 1) variables.push_back(variable);
     }
-    for (size_t i = 3; command.keyword == "SUMP" && i < n.size(); i += 2) variables.push_back(WholeNumber(n[i]));
+    for (size_t i = 3; command.name == "SUMP" && i < n.size(); i += 2) variables.push_back(WholeNumber(n[i]));
   }
   return variables;
 }
@@ -99,9 +98,9 @@ bool PrepareModel(Session& s, const std::vector<Reflection>& raw, std::string& p
   s.job.parameters.sameDisplacements = SetsOf(s.structure, s.job, "EADP", s.job.notes);
   s.job.parameters.restrainedVariables = VariablesOfRestraints(s.job);
   for (const Command& command : s.job.commands) {
-    if (command.keyword == "BASF") {
+    if (command.name == "BASF") {
       for (const double v : command.numbers) s.structure.batchFractions.push_back(v);
-    } else if (command.keyword == "SWAT") {
+    } else if (command.name == "SWAT") {
       s.structure.hasSolvent = true;
       s.structure.solventScale = command.numbers.size() > 0 ? command.numbers[0] : 0.0;
       s.structure.solventU = command.numbers.size() > 1 ? command.numbers[1] : 2.0;

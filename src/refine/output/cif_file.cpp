@@ -30,7 +30,7 @@ std::map<std::string, double> UnitContents(const Session& s) {
 }
 
 double FormulaUnits(const Session& s) {
-  const Command zerr = ParseCommand(s.document.instructions.zerrLine);
+  const Command zerr = ParseInstruction(s.document.instructions.zerrLine);
   return zerr.numbers.size() != 6 && !zerr.numbers.empty() && zerr.numbers[0] > 0.0
              ? zerr.numbers[0]
              : static_cast<double>(s.structure.group.all.size());

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <string_view>
 
 #include "base/numbers.h"
 #include "files/res/writer.h"
@@ -7,35 +8,23 @@
 namespace marvik {
 namespace {
 
-// Start of the line that is END alone, or the length of the text.
-size_t EndLineOf(const std::string& text) {
-  for (size_t at = 0; at < text.size();) {
-    size_t end = text.find('\n', at);
-    if (end == std::string::npos) end = text.size();
-    std::string line = text.substr(at, end - at);
-    while (!line.empty() && (line.back() == ' ' || line.back() == '\r')) line.pop_back();
-    if (UpperCase(line) == "END") return at;
-    at = end + 1;
-  }
-  return text.size();
+// Lines behind HKLF that an earlier run left there: blank lines and its remarks.
+bool IsOfEarlierRun(std::string_view text, const std::string& titleRemark) {
+  if (text.find_first_not_of(" \t\r") == std::string_view::npos) return true;
+  constexpr std::string_view kMarks[] = {"REM wR2 =", "REM R1 =", "REM Highest difference peak"};
+  for (const std::string_view mark : kMarks)
+    if (text.starts_with(mark)) return true;
+  return text == titleRemark || (text.starts_with("REM ") && text.find(" parameters refined using") != text.npos);
 }
 
-// The writer puts 1.0 for a scale factor below 0.03, which is right for a hand-made model and wrong for a refined one.
-void RestoreSmallScale(const Structure& structure, std::string& text) {
-  if (structure.scale >= 0.03) return;
-  const size_t at = text.find("\nFVAR");
-  if (at == std::string::npos) return;
-  size_t from = at + 5;
-  while (from < text.size() && text[from] == ' ') ++from;
-  size_t to = from;
-  while (to < text.size() && text[to] != ' ' && text[to] != '\n' && text[to] != '\r') ++to;
-  text.replace(from, to - from, Printf("%.6f", structure.scale));
+std::string TitleRemark(const Session& s) {
+  return Printf("REM  %.60s", s.document.instructions.title.c_str());
 }
 
 std::string Remarks(const Session& s) {
   const RefinementResult& r = s.result;
   std::string out;
-  AppendPrintf(out, "\nREM  %.60s\n", s.document.instructions.title.c_str());
+  out += "\n" + TitleRemark(s) + "\n";
   AppendPrintf(out, "REM wR2 = %.4f, GooF = S = %.3f, Restrained GooF = %.3f for all data\n", r.final.wR2, r.final.goof,
                r.restrainedGoof);
   AppendPrintf(out, "REM R1 = %.4f for %zu Fo > 4sig(Fo) and %.4f for all %zu data\n", r.final.r1, r.final.strong,
@@ -45,7 +34,7 @@ std::string Remarks(const Session& s) {
 }
 
 std::string BehindEnd(const Session& s) {
-  std::string out = "END\n\n";
+  std::string out = "\n";
   AppendPrintf(out, "WGHT    %8.4f    %8.4f\n\n", s.suggestedWeights[0], s.suggestedWeights[1]);
   AppendPrintf(out, "REM Highest difference peak %6.3f,  deepest hole %6.3f,  1-sigma level %6.3f\n",
                s.peaks.empty() ? 0.0 : s.peaks[0].height, s.holes.empty() ? 0.0 : s.holes[0].height, s.mapSigma);
@@ -66,32 +55,16 @@ std::string ComposeResult(Session& session, UserMessages& messages) {
     if (atom->IsPeak()) leftOver.push_back(atom);
   }
   document.atoms.KillAtoms(leftOver);
-  auto& kept = document.instructions.kept;
-  kept.erase(std::remove_if(
-                 kept.begin(), kept.end(),
-                 [](const KeptLine& k) { return k.place == KeptPlace::AfterEnd || k.place == KeptPlace::AfterHklf; }),
-             kept.end());
+  std::erase_if(document.instructions.kept, [](const KeptLine& line) {
+    return line.place == KeptPlace::AfterEnd && HeadOf(line.text).keyword == InstructionKeyword::kWght;
+  });
   document.settings.SuggestedWeightCount = 0;
+  WriteOptions options;
+  options.keeps = [title = TitleRemark(session)](std::string_view text) { return !IsOfEarlierRun(text, title); };
+  options.beforeEnd = Remarks(session);
+  options.behindEnd = BehindEnd(session);
   std::string text;
-  if (!ComposeInstructionText(document, text, messages)) return {};
-  if (document.instructions.lineEnd != "\n") {
-    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
-  }
-  RestoreSmallScale(session.structure, text);
-  const size_t end = EndLineOf(text);
-  const size_t next = text.find('\n', end);
-  // What the writer put behind END (generated atoms) stays there.
-  std::string rest = next == std::string::npos ? std::string() : text.substr(next + 1);
-  text = text.substr(0, end) + Remarks(session) + BehindEnd(session) + rest;
-  if (document.instructions.lineEnd == "\r\n") {
-    std::string out;
-    for (const char c : text) {
-      if (c == '\n') out += '\r';
-      out += c;
-    }
-    return out;
-  }
-  return text;
+  return ComposeInstructionText(document, text, messages, options) ? text : std::string();
 }
 
 }  // namespace marvik

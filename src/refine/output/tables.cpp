@@ -145,7 +145,7 @@ std::string HydrogenBondTable(const Session& s, const Geometry& geometry) {
   std::string out = "\n Hydrogen bonds:           D-H, H...A, D...A (A), D-H...A (degrees)\n";
   OperationNames names;
   for (const Command& command : s.job.commands) {
-    if (command.keyword != "HTAB") continue;
+    if (command.name != "HTAB") continue;
     if (command.words.size() < 2) {
       SearchHydrogenBonds(s, geometry, names, out);
       continue;
@@ -174,7 +174,7 @@ std::string PlaneTable(const Session& s) {
   Cartesian last;
   bool haveLast = false;
   for (const Command& command : s.job.commands) {
-    if (command.keyword != "MPLA") continue;
+    if (command.name != "MPLA") continue;
     const ResolvedNames resolved = ResolveAtoms(s.structure, command, s.job.commands, command.words);
     size_t defining = resolved.images.size();
     if (!command.numbers.empty()) defining = std::min(defining, static_cast<size_t>(std::max(0.0, command.numbers[0])));
@@ -214,7 +214,7 @@ std::string PlaneTable(const Session& s) {
 std::string RequestedTable(const Session& s, const Geometry& geometry) {
   std::string out;
   for (const Command& command : s.job.commands) {
-    if (command.keyword != "RTAB" || command.all.size() < 3) continue;
+    if (command.name != "RTAB" || command.all.size() < 3) continue;
     const std::vector<std::string> atoms(command.all.begin() + 1, command.all.end());
     for (const int residue : ResiduesOf(s.structure, command)) {
       const ResolvedNames resolved = ResolveAtoms(s.structure, command, s.job.commands, atoms, residue);

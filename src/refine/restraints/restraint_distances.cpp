@@ -125,7 +125,7 @@ int Separation(const Structure& structure, const NeighbourTable& bonds, int a, i
 }  // namespace
 
 void MakeDfix(const RestraintInput& input, RestraintList& list) {
-  const double sigma = NumberAt(input.command, 1, input.command.keyword == "DANG" ? 0.04 : 0.02);
+  const double sigma = NumberAt(input.command, 1, input.command.name == "DANG" ? 0.04 : 0.02);
   for (size_t i = 0; i + 1 < input.images.size(); i += 2) {
     list.push_back(std::make_unique<FixedDistance>(input.images[i], input.images[i + 1],
                                                    NumberAt(input.command, 0, 1.5), std::max(1e-4, std::fabs(sigma))));

@@ -9,7 +9,7 @@ namespace marvik {
 namespace {
 
 struct Maker {
-  const char* keyword;
+  const char* name;
   MakeRestraint make;
   bool everyAtom;  // without names it means every atom but the hydrogens
   bool byResidue;
@@ -38,14 +38,14 @@ Command WithDefaults(Command command, const std::vector<double>& defaults) {
   const auto set = [&](size_t at, size_t which, double factor) {
     if (which < defaults.size() && command.numbers.size() == at) command.numbers.push_back(defaults[which] * factor);
   };
-  if (command.keyword == "DFIX") set(1, 0, 1.0);
-  if (command.keyword == "DANG") set(1, 0, 2.0);
-  if (command.keyword == "SADI") set(0, 0, 1.0);
-  if (command.keyword == "SAME") set(0, 0, 1.0), set(1, 0, 2.0);
-  if (command.keyword == "FLAT") set(0, 1, 1.0);
-  if (command.keyword == "CHIV") set(0, 9, 1.0);
-  if (command.keyword == "DELU") set(0, 2, 1.0), set(1, 2, 1.0);
-  if (command.keyword == "SIMU") set(0, 3, 1.0), set(1, 3, 2.0);
+  if (command.name == "DFIX") set(1, 0, 1.0);
+  if (command.name == "DANG") set(1, 0, 2.0);
+  if (command.name == "SADI") set(0, 0, 1.0);
+  if (command.name == "SAME") set(0, 0, 1.0), set(1, 0, 2.0);
+  if (command.name == "FLAT") set(0, 1, 1.0);
+  if (command.name == "CHIV") set(0, 9, 1.0);
+  if (command.name == "DELU") set(0, 2, 1.0), set(1, 2, 1.0);
+  if (command.name == "SIMU") set(0, 3, 1.0), set(1, 3, 2.0);
   return command;
 }
 
@@ -144,14 +144,14 @@ RestraintList MakeRestraints(const Structure& structure, const std::vector<Comma
   RestraintList list;
   std::vector<double> defaults;
   for (const Command& given : commands) {
-    if (given.keyword == "DEFS") defaults = given.numbers;
-    const auto maker = std::find_if(std::begin(kMakers), std::end(kMakers),
-                                    [&](const Maker& m) { return given.keyword == m.keyword; });
+    if (given.name == "DEFS") defaults = given.numbers;
+    const auto maker =
+        std::find_if(std::begin(kMakers), std::end(kMakers), [&](const Maker& m) { return given.name == m.name; });
     if (maker == std::end(kMakers)) continue;
     const Command command = WithDefaults(given, defaults);
     const std::vector<int> residues = maker->byResidue ? ResiduesOf(structure, command) : std::vector<int>{0};
     if (residues.empty()) {
-      notes.push_back(command.keyword + "_" + command.residue + ": there is no such residue");
+      notes.push_back(command.name + "_" + command.residue + ": there is no such residue");
       continue;
     }
     const size_t before = list.size();
@@ -160,7 +160,7 @@ RestraintList MakeRestraints(const Structure& structure, const std::vector<Comma
     for (const int residue : residues) {
       ResolvedNames names = ResolveAtoms(structure, command, commands, InEveryResidue(structure, command), residue);
       for (const std::string& missing : names.missing) {
-        const std::string note = command.keyword + ": there is no atom " + missing;
+        const std::string note = command.name + ": there is no atom " + missing;
         if (std::find(notes.begin(), notes.end(), note) == notes.end()) notes.push_back(note);
       }
       if (!names.missing.empty() && !maker->everyAtom) continue;
@@ -173,7 +173,7 @@ RestraintList MakeRestraints(const Structure& structure, const std::vector<Comma
     }
     if (across) maker->make(input, list);
     for (size_t i = before; i < list.size(); ++i) list[i]->text = command.text;
-    if (list.size() == before && command.keyword != "BUMP") notes.push_back(command.text + ": makes no restraint");
+    if (list.size() == before && command.name != "BUMP") notes.push_back(command.text + ": makes no restraint");
   }
   MergeSets(list);
   return list;

@@ -27,7 +27,7 @@ struct Block {
 std::vector<Block> BlocksOf(const Job& job, const Structure& structure) {
   std::vector<Block> blocks;
   for (const Command& command : job.commands) {
-    if (command.keyword != "BLOC") continue;
+    if (command.name != "BLOC") continue;
     std::vector<int> sites;
     for (const int residue : ResiduesOf(structure, command)) {
       for (const SiteImage& i : ResolveAtoms(structure, command, job.commands, command.words, residue).images)

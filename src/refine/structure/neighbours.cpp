@@ -22,7 +22,7 @@ Limits LimitsOf(const Structure& structure, const std::vector<Command>& commands
     limits.most.push_back(1000);
   }
   for (const Command& command : commands) {
-    if (command.keyword != "CONN" || command.numbers.empty()) continue;
+    if (command.name != "CONN" || command.numbers.empty()) continue;
     for (const SiteImage& image : ResolveAtoms(structure, command, commands, command.words).images) {
       const auto at = static_cast<size_t>(image.site);
       limits.most[at] = WholeNumber(command.numbers[0]);
@@ -147,12 +147,12 @@ NeighbourTable MakeBonds(const Structure& structure, const Document& document, c
     if (list.size() > static_cast<size_t>(std::max(0, limits.most[a])))
       list.resize(static_cast<size_t>(std::max(0, limits.most[a])));
   }
-  for (const auto& [a, b] : document.atoms.freePairs.pairs) {
+  for (const auto& [a, b, line] : document.atoms.freePairs.pairs) {
     const int i = SiteOf(structure, a);
     const int j = SiteOf(structure, b);
     if (i >= 0 && j >= 0) RemovePair(table, i, j);
   }
-  for (const auto& [a, b] : document.atoms.bindPairs.pairs) {
+  for (const auto& [a, b, line] : document.atoms.bindPairs.pairs) {
     const int i = SiteOf(structure, a);
     const int j = SiteOf(structure, b);
     if (i >= 0 && j >= 0 && i != j) AddPair(structure, table, i, j);

@@ -6,6 +6,8 @@
 #include <gemmi/it92.hpp>
 
 #include "base/numbers.h"
+#include "language/scatterers.h"
+#include "language/tokenizer.h"
 #include "refine/job/commands.h"
 
 namespace marvik {
@@ -16,14 +18,14 @@ constexpr double kFarthest = 1000.0;   // cells
 constexpr double kShortestEdge = 1.5;  // Å; no crystal has one, and neighbours would be without number
 
 double WavelengthOf(const Document& document) {
-  const std::vector<std::string> words = WordsOf(document.instructions.cellLine);
+  const std::vector<std::string> words = ParseInstruction(document.instructions.cellLine).all;
   double value = 0.0;
-  return words.size() > 1 && ParseWholeNumber(words[1], value) && value > 0.0 ? value : 0.71073;
+  return !words.empty() && ParseWholeNumber(words[0], value) && value > 0.0 ? value : 0.71073;
 }
 
 void ApplyDisp(const std::vector<Command>& commands, std::vector<Scatterer>& scatterers) {
   for (const Command& command : commands) {
-    if (command.keyword != "DISP" || command.words.empty()) continue;
+    if (command.name != "DISP" || command.words.empty()) continue;
     std::string symbol = UpperCase(command.words[0]);
     if (!symbol.empty() && symbol[0] == '$') symbol.erase(0, 1);
     for (Scatterer& s : scatterers) {
@@ -35,11 +37,14 @@ void ApplyDisp(const std::vector<Command>& commands, std::vector<Scatterer>& sca
 }
 
 void FillScatterers(const Document& document, Structure& structure) {
-  for (const int row : document.instructions.sfac) {
-    const ElementInfo& element = document.elements[row];
-    Scatterer s = TabulatedScatterer(element, structure.wavelength);
-    const auto& own = element.sfacCoefficients;
-    if (own[0] != 0.0) {
+  const Instructions& in = document.instructions;
+  for (size_t entry = 0; entry < in.sfac.size(); ++entry) {
+    Scatterer s = TabulatedScatterer(document.elements[in.sfac[entry]], structure.wavelength);
+    const SfacForm form = entry < in.sfacForms.size() ? in.sfacForms[entry] : SfacForm{};
+    const auto& own = form.coefficients;
+    if (form.radius > 0.0) s.radius = form.radius;
+    if (form.weight > 0.0) s.weight = form.weight;
+    if (form.longForm && std::any_of(own.begin(), own.end(), [](double v) { return v != 0.0; })) {
       for (size_t i = 0; i < 4; ++i) s.a[i] = own[2 * i], s.b[i] = own[2 * i + 1];
       s.c = own[8];
       s.fPrime = own[9];
@@ -141,7 +146,7 @@ bool BuildStructure(Document& document, Structure& structure, std::vector<std::s
   }
   structure.wavelength = WavelengthOf(document);
   FillScatterers(document, structure);
-  ApplyDisp(CommandsOf(document), structure.scatterers);
+  ApplyDisp(InstructionsOf(document), structure.scatterers);
   structure.scale = document.instructions.scaleFactor > 0.0 ? document.instructions.scaleFactor : 1.0;
   structure.freeVariables.assign(document.instructions.freeVariables.begin(),
                                  document.instructions.freeVariables.end());
@@ -156,13 +161,12 @@ bool BuildStructure(Document& document, Structure& structure, std::vector<std::s
     Site site;
     site.atom = atom;
     FillSite(document, *atom, site);
-    const auto& sfac = document.instructions.sfac;
-    const auto at = std::find(sfac.begin(), sfac.end(), atom->element->atomicNumber);
-    if (at == sfac.end()) {
+    const int entry = SfacEntryOf(document.instructions, *atom);
+    if (entry < 0) {
       problem = "NO SCATTERING FACTOR FOR ATOM " + site.label;
       return false;
     }
-    site.scatterer = static_cast<int>(at - sfac.begin());
+    site.scatterer = entry;
     problem = CheckFreeVariables(structure, site);
     if (!problem.empty()) return false;
     structure.sites.push_back(site);
@@ -206,14 +210,15 @@ void StoreStructure(const Structure& structure, Document& document) {
     if (!atom.partHasOccupancy && site.code[kRawOccupancy] == 0.0) atom.occupancy = site.occupancy;
   }
   document.instructions.scaleFactor = structure.scale;
-  auto& basf = document.instructions.basfLines;
-  basf.clear();
+  std::vector<std::string> basf;
   for (size_t i = 0; i < structure.batchFractions.size(); ++i) {
     if (i % 7 == 0) basf.emplace_back("BASF");
     AppendPrintf(basf.back(), " %9.5f", structure.batchFractions[i]);
   }
+  ReplaceInstructions(document, InstructionKeyword::kBasf, basf);
   if (structure.hasSolvent) {
-    ReplaceInstruction(document, "SWAT", Printf("SWAT %9.4f %9.4f", structure.solventScale, structure.solventU));
+    const std::string solvent = Printf("SWAT %9.4f %9.4f", structure.solventScale, structure.solventU);
+    ReplaceInstructions(document, InstructionKeyword::kSwat, {solvent});
   }
   for (size_t i = 0; i < structure.freeVariables.size(); ++i) {
     document.instructions.freeVariables[i] = static_cast<float>(structure.freeVariables[i]);

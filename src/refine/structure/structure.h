@@ -1,9 +1,11 @@
 #pragma once
 
 #include <array>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "language/atom_references.h"
 #include "model/coded_values.h"
 #include "model/document.h"
 #include "refine/structure/metric.h"
@@ -64,8 +66,9 @@ struct Structure {
   double extinction = 0.0;
   std::vector<double> batchFractions;  // BASF: of the twin components behind the first
   bool hasSolvent = false;
-  double solventScale = 0.0;  // SWAT g
-  double solventU = 2.0;      // SWAT U, Å²
+  double solventScale = 0.0;                           // SWAT g
+  double solventU = 2.0;                               // SWAT U, Å²
+  mutable std::shared_ptr<const AtomNameIndex> names;  // of the sites, made when first asked for
 
   double Ueq(const Site& site) const;
 };

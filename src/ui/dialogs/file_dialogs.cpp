@@ -47,7 +47,8 @@ std::optional<QString> OpenFileDialog(QWidget* parent, const QString& directory,
   return Chosen(dialog);
 }
 
-std::optional<QString> SaveFileDialog(QWidget* parent, const QString& directory, const QString& suggestedName) {
+std::optional<QString> SaveFileDialog(QWidget* parent, const QString& directory, const QString& suggestedName,
+                                      bool& standardLayout) {
   QFileDialog dialog(parent, QFileDialog::tr("Save a File"));
   dialog.setAcceptMode(QFileDialog::AcceptSave);
   dialog.setFileMode(QFileDialog::AnyFile);
@@ -57,7 +58,9 @@ std::optional<QString> SaveFileDialog(QWidget* parent, const QString& directory,
   QObject::connect(&dialog, &QFileDialog::filterSelected, &dialog,
                    [&dialog](const QString& filter) { dialog.setDefaultSuffix(SuffixOf(filter)); });
   if (!suggestedName.isEmpty()) dialog.selectFile(suggestedName);
-  return Chosen(dialog);
+  const auto chosen = Chosen(dialog);
+  standardLayout = dialog.selectedNameFilter().startsWith(QLatin1String(kStandardLayoutFilter));
+  return chosen;
 }
 
 }  // namespace marvik

@@ -21,9 +21,9 @@ struct ReadDocument {
     EXPECT_NE(atom, nullptr) << name;
     return atom;
   }
-  std::string Saved() {
+  std::string Saved(FileLayout layout = FileLayout::Standard) {
     std::string text;
-    EXPECT_TRUE(ComposeInstructionText(document, text, messages));
+    EXPECT_TRUE(ComposeInstructionText(document, text, messages, {layout, {}, {}, {}}));
     return text;
   }
   // The lines of a save from the one that begins with `first` up to the one before `last`.

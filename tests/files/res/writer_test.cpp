@@ -31,9 +31,10 @@ void WriteText(const std::string& path, const std::string& text) {
 TEST(Writer, APlainModelWritesWhatIsAlwaysWritten) {
   ReadDocument r(kHeader + "SYMM -X, Y, -Z\nFVAR 0.01\nHKLF 4\nC1 1 0 0 0\n");
   EXPECT_EQ(r.Saved(), kCellLines +
-                           "LATT -1 \nSYMM -X, Y, -Z\nSFAC C H N O \nUNIT 4 4 4 4 \nFMAP 2\nPLAN 20\nFVAR  1.000000\n" +
-                           kCarbon + "HKLF 4\nEND  \n");
-  EXPECT_EQ(r.document.instructions.scaleFactor, 1.0);
+                           "LATT -1 \nSYMM -X, Y, -Z\nSFAC C H N O \nUNIT 4 4 4 4 \nFMAP 2\nPLAN 20\nFVAR  0.010000\n" +
+                           "HKLF 4\n" + kCarbon + "END  \n");
+  r.document.instructions.scaleFactor = 0.0000123456;
+  EXPECT_TRUE(r.Saves("FVAR 0.0000123456"));
 }
 
 TEST(Writer, HeaderLinesInTheirOrderAndForms) {
@@ -47,8 +48,8 @@ TEST(Writer, HeaderLinesInTheirOrderAndForms) {
       r.SavedFrom("UNIT", "C1 "),
       "UNIT 4 4 4 4 \nMERG 4\nOMIT 1 2 3\nOMIT  -3.00  55.00\nCGLS 8\nEXTI  0.01000\nANIS\nACTA\nMOVE 1 1 1 -1\nBOND "
       "$H\n"
-      "FMAP 3\nPLAN 5\nLIST 4\nBOND C1\nDFIX 1.5 C1 C2\nSADI C1 C2\nBIND C1 C2\nFREE C1 C3\nWGHT  0.100000  1.500000 \n"
-      "BASF 0.1\nBASF 0.2\nFVAR  1.000000\nTEMP -100\nHFIX_2 13 C2\nHFIX 43 C1\n");
+      "FMAP 3\nPLAN 5\nLIST 4\nSADI C1 C2\nDFIX 1.5 C1 C2\nBOND C1\nBIND C1 C2\nFREE C1 C3\nWGHT  0.100000  1.500000 \n"
+      "BASF 0.1\nBASF 0.2\nFVAR  1.000000\nTEMP -100\nHFIX 43 C1\nHFIX_2 13 C2\n");
 }
 
 TEST(Writer, FreeVariablesSixALine) {
@@ -110,37 +111,13 @@ TEST(Writer, ManyScatterersStayWithinTheLine) {
   EXPECT_EQ(again.Atom("FE9")->sfacNumber, 499);
 }
 
-TEST(Writer, SameGroupsAreCheckedAndContinued) {
-  std::string atoms, names;
-  for (int i = 1; i <= 30; ++i) {
-    const std::string name = Numbered("C", i);
-    atoms.append(name).append(" 1 0 0 0\n");
-    names.append(" ").append(name);
-  }
-  ReadDocument r(kHeader + atoms + "SAME" + names + "\nO1 4 0 0 0\n");
-  EXPECT_EQ(r.SavedFrom("SAME", "O1"),
-            "SAME C1 C2 C3 C4 C5 C6 C7 C8 C9 C10 C11 C12 C13 C14 C15 C16 C17 C18 C19 C20 =\n"
-            "    C21 C22 C23 C24 C25 C26 C27 C28 C29 C30\n");
-  r.document.atoms.KillAtom(r.Atom("C7"));
-  std::string text = "untouched";
-  EXPECT_FALSE(ComposeInstructionText(r.document, text, r.messages));
-  ASSERT_EQ(r.messages.shown.size(), 1u);
-  EXPECT_EQ(r.messages.shown[0].caption, "SAME Command Error:");
-  EXPECT_EQ(r.messages.shown[0].text, "Couldn't find C7 in the atom list.");
-  EXPECT_EQ(text, "untouched");
-  r.Atom("O1")->MutableExtras().sameGroup->names.clear();
-  r.Saved();
-  EXPECT_EQ(r.messages.shown.back().text, "A problem occured composing a SAME instruction.");
-  EXPECT_EQ(r.messages.shown.back().caption, "Composition Error:");
-}
-
 TEST(Writer, HydrogensOfHfixAndGeneratedAtoms) {
   ReadDocument r(kHeader + "C1 1 0 0 0\nAFIX 43\nH1 2 0 0 0\nH2 2 0 0 0\nAFIX 0\nC2 1 0 0 0\nH3 2 0 0 0\nHKLF 4\n");
   r.Atom("H1")->flags2 |= kProgramHydrogen;
   r.Atom("C2")->generated = r.Atom("H3")->generated = 1;
   r.Atom("C2")->part = 2;
   EXPECT_TRUE(r.Saves("H1     2   0.000000  0.000000  0.000000 11.000000  0.050000"));
-  r.document.atoms.hfix.insert(r.document.atoms.hfix.begin(), {r.Atom("C1"), "HFIX 43 C1"});
+  r.document.atoms.hfix.insert(r.document.atoms.hfix.begin(), {r.Atom("C1"), "HFIX 43 C1", -1});
   EXPECT_EQ(r.SavedFrom("HFIX", "nothing").substr(0, 9), "not found");
   const std::string saved = r.Saved();
   EXPECT_EQ(saved.substr(saved.find("HFIX")),
@@ -165,7 +142,7 @@ TEST(Writer, ASaveThatFailsLeavesTheOldFileWhole) {
   EXPECT_EQ(r.document.stamp, StampOf(path));
   EXPECT_EQ(ReadWholeFile(backup).content, "old content");
   const std::string saved = ReadWholeFile(path).content;
-  EXPECT_EQ(saved, r.Saved());
+  EXPECT_EQ(saved, r.Saved(FileLayout::AsRead));
 
   const auto refused = [&](const std::string& target) {
     r.messages.shown.clear();

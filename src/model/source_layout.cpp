@@ -1,0 +1,17 @@
+#include "model/source_layout.h"
+
+namespace marvik {
+
+std::string_view BytesOf(const SourceLayout& layout, int32_t line) {
+  const size_t at = static_cast<size_t>(line);
+  const size_t start = layout.lines[at].start;
+  const size_t end = at + 1 < layout.lines.size() ? layout.lines[at + 1].start : layout.text.size();
+  return std::string_view(layout.text).substr(start, end - start);
+}
+
+std::string TextOf(const SourceLayout& layout, int32_t line) {
+  const std::string_view bytes = BytesOf(layout, line);
+  return std::string(bytes.substr(0, bytes.find_last_not_of("\r\n") + 1));
+}
+
+}  // namespace marvik
