@@ -1,6 +1,7 @@
 #pragma once
 
 #include "language/instruction.h"
+#include "language/tokenizer.h"
 
 namespace marvik {
 
