@@ -212,7 +212,7 @@ TEST(Restraints, WeighAndCountAsPublishedRefinementsDo) {
   const NeighbourTable bonds = MakeBonds(s, document, {});
   const auto equations = [&](std::initializer_list<const char*> lines) {
     std::vector<Command> commands;
-    for (const char* line : lines) commands.push_back(ParseCommand(line));
+    for (const char* line : lines) commands.push_back(ParseInstruction(line));
     std::vector<RestraintEquation> all;
     for (const auto& restraint : MakeRestraints(s, commands, bonds, notes)) restraint->Evaluate(s, all);
     return all;

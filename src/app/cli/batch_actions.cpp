@@ -24,7 +24,9 @@ bool WriteAction(BatchSession& session, const BatchAction& action) {
   std::string text;
   {
     const StageClock clock(bench.seconds.write);
-    if (!ComposeInstructionText(bench.document, text, session.messages)) return false;
+    WriteOptions options;
+    options.layout = bench.saveLayout;
+    if (!ComposeInstructionText(bench.document, text, session.messages, options)) return false;
   }
   session.out << text;
   return true;

@@ -49,6 +49,7 @@ BatchSession::BatchSession(const CommandLineOptions& commandLine, const std::str
                            std::ostream& errors)
     : options(commandLine), out(results), err(errors), messages(errors, commandLine.yes), bench(messages) {
   bench.installedDirectory = TemplateDirectory(executable);
+  if (options.standardLayout) bench.saveLayout = FileLayout::Standard;
 }
 
 int BatchSession::Run() {

@@ -68,6 +68,7 @@ struct CommandLineOptions {
   bool yes = false;
   bool timing = false;
   bool fields = false;                   // --list-commands tells of fields
+  bool standardLayout = false;           // of what --write makes
   std::optional<double> skipTableBelow;  // Å: a refinement that moved less prints no table
 
   bool Has(std::string_view action) const;

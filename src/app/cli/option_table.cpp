@@ -18,6 +18,7 @@ constexpr std::string_view kRenditions[] = {"wire", "ball", "ellipsoid", "pipes"
 constexpr std::string_view kBackgrounds[] = {"black", "white", "transparent"};
 constexpr std::string_view kRenderers[] = {"interactive", "opengl"};
 constexpr std::string_view kOnOff[] = {"on", "off"};
+constexpr std::string_view kLayouts[] = {"as-read", "standard"};
 
 template <bool Options::*flag>
 std::string Flag(Options& options, const std::string&) {
@@ -82,6 +83,11 @@ std::string Resolution(Options& options, const std::string& value) {
 
 std::string SkipTable(Options& options, const std::string& value) {
   return TakeNumber(value, 0.0, 1e9, "--skip-table takes a distance in Å", options.skipTableBelow.emplace());
+}
+
+std::string Layout(Options& options, const std::string& value) {
+  options.standardLayout = value == "standard";
+  return "";
 }
 
 std::string Rendition(Options& options, const std::string& value) {
@@ -206,6 +212,9 @@ constexpr OptionRow kOptions[] = {
      kAll,
      "what to write where OUT is -, standard output, or has another extension",
      Format},
+    {"--layout", "", kLayouts, kAll,
+     "what --write makes of .ins and .res: every line that no edit concerns as it was, or the program's own layout",
+     Layout},
     {"--json", "", {}, kAll, "reports as JSON", Flag<&Options::json>},
     {"--skip-table",
      "LIMIT",

@@ -61,9 +61,9 @@ class Scanner {
       if (line.head.keyword == kBlank || line.head.keyword == kRem || line.head.keyword == kTitl) {
         continue;
       }
-      if (line.head.include) {
+      if (line.head.keyword == kInclude) {
         Include(line);
-      } else if (line.head.keyword == kAtomLine && !line.head.later) {
+      } else if (line.head.keyword == kAtomLine) {
         AtomOrNothing(line);
       } else {
         Instruction(line);
@@ -215,12 +215,12 @@ void Scanner::Repeated(const LintCommand& c) {
   const bool once = IsIn(c.keyword, {kCell, kZerr, kLatt, kTemp, kSize, kLs, kCgls, kFmap, kPlan, kList, kMerg, kExti,
                                      kTwin, kSwat, kHklf, kDamp, kShel});
   if (once && !said_.insert(c.keyword).second) {
-    state_.Report("said-twice", number_, c.command.keyword, {}, {{}, {}, {}, Without()});
+    state_.Report("said-twice", number_, c.command.name, {}, {{}, {}, {}, Without()});
   }
   const bool alike = IsIn(c.keyword, {kDfix, kDang, kSadi, kSimu, kDelu, kIsor, kFlat, kEadp, kExyz, kHfix, kSymm,
                                       kFree, kBind, kConf, kHtab});
   if (!alike || c.command.all.empty()) return;
-  std::string text = c.command.keyword + "_" + c.command.residue;
+  std::string text = c.command.name + "_" + c.command.residue;
   for (const std::string& word : c.command.all) text += " " + UpperCase(word);
   if (!lineOf_.emplace(text, number_).second && c.keyword != kSymm) {
     state_.Report("said-twice-alike", number_, {}, {}, {{}, {}, {}, Without()});
@@ -228,10 +228,7 @@ void Scanner::Repeated(const LintCommand& c) {
 }
 
 void Scanner::Instruction(SourceLine& line) {
-  // "CELL0.71073": four characters are the keyword, whatever follows.
-  std::string code(line.code);
-  if (code.size() > 4 && code[4] != '_') code.insert(4, " ");
-  LintCommand c{ParseCommand(code), line.head.keyword, number_, lines_};
+  LintCommand c{ParseInstruction(line), line.head.keyword, number_, lines_};
   if (c.keyword == kEnd) {
     ended_ = true;
     return;
@@ -242,8 +239,9 @@ void Scanner::Instruction(SourceLine& line) {
     return;
   }
   if (sawHklf_) {
-    if (!IsIn(c.keyword, {kWght, kRem, kHklf, kPart, kAfix, kMole, kResi, kTitl}) && !line.head.later) {
-      state_.Report("ignored-behind-hklf", number_, c.command.keyword, {}, {{}, {}, {}, Without()});
+    const bool later = c.keyword > kAtomLine;
+    if (!IsIn(c.keyword, {kWght, kRem, kHklf, kPart, kAfix, kMole, kResi, kTitl}) && !later) {
+      state_.Report("ignored-behind-hklf", number_, c.command.name, {}, {{}, {}, {}, Without()});
     }
     return;
   }

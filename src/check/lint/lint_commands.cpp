@@ -104,7 +104,7 @@ std::vector<std::string> NamesOn(const LintCommand& c, const Naming& naming) {
 }
 
 void Counts(LintState& state, const LintCommand& c, const Naming& naming, const std::vector<std::string>& names) {
-  const std::string& keyword = c.command.keyword;
+  const std::string& keyword = c.command.name;
   if (names.empty()) {
     if (!naming.empty && c.command.residue.empty() && !(naming.keyword == "BIND" && !c.command.numbers.empty())) {
       state.Report("too-few-words", c.line, keyword);
@@ -131,7 +131,7 @@ void Target(LintState& state, const LintCommand& c) {
   const auto& v = c.command.numbers;
   if (c.keyword == kDfix || c.keyword == kDang) {
     if (v.empty()) {
-      state.Report("no-target", c.line, c.command.keyword);
+      state.Report("no-target", c.line, c.command.name);
       return;
     }
     const double distance = Decoded(state, v[0]);
@@ -144,7 +144,7 @@ void Target(LintState& state, const LintCommand& c) {
       c.keyword == kSadi || c.keyword == kSimu || c.keyword == kDelu || c.keyword == kIsor || c.keyword == kFlat;
   const size_t at = secondIsSu ? 1 : 0;
   if ((secondIsSu || firstIsSu) && v.size() > at && !(v[at] > 0.0)) {
-    state.Report("restraint-uncertainty", c.line, c.command.keyword, {}, {{}, v[at], 0.0});
+    state.Report("restraint-uncertainty", c.line, c.command.name, {}, {{}, v[at], 0.0});
   }
 }
 
@@ -173,7 +173,7 @@ void LintCommands(LintState& state) {
   Names names(state);
   for (const LintCommand& c : state.commands) {
     Target(state, c);
-    const auto naming = std::ranges::find(kNamings, c.command.keyword, &Naming::keyword);
+    const auto naming = std::ranges::find(kNamings, c.command.name, &Naming::keyword);
     if (naming == std::end(kNamings)) continue;
     const std::string& residue = c.command.residue;
     double number = 0.0;
@@ -182,7 +182,7 @@ void LintCommands(LintState& state) {
                              ? state.residueNumbers.contains(RoundHalfAway(number))
                              : state.residueClasses.contains(residue) || residue.find_first_of(":+-") != residue.npos;
       if (!there) {
-        state.Report("residue-missing", c.line, residue, c.command.keyword);
+        state.Report("residue-missing", c.line, residue, c.command.name);
         continue;
       }
     }
@@ -194,7 +194,7 @@ void LintCommands(LintState& state) {
       if (fault == "eqiv-undefined") {
         state.Report(fault, c.line, word, {}, {{word}});
       } else if (!fault.empty()) {
-        state.Report(fault, c.line, word, c.command.keyword, {{word}});
+        state.Report(fault, c.line, word, c.command.name, {{word}});
       }
     }
   }
