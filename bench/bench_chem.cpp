@@ -22,7 +22,7 @@ void Build(Document& document, int atoms) {
   const double edge = 2.0 * spacing * (perEdge + 1);
   document.cell = {edge, edge, edge, 90, 90, 90};
   BuildOrthogonalisation(document.cell, document.matrix);
-  AddSymmetryOperator(document.symmetry, "SYMM X,Y,Z", 4, kImpliedOperator, messages);
+  document.symmetry = ListOperators(4, {});
   document.instructions.sfac = {6, 1, 8};
   for (int m = 0; m < molecules; ++m)
     for (int i = 0; i < 8; ++i) {

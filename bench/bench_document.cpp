@@ -5,6 +5,7 @@
 
 #include "chem/connectivity.h"
 #include "crystal/cell_metric.h"
+#include "crystal/symmetry.h"
 #include "edit/symmetry_commands.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
@@ -73,9 +74,7 @@ void HalfMolecules(Document& document, int64_t atoms) {
   InitElementTable(document.elements, false);
   document.cell = {300.0, 500.0, 500.0, 90.0, 90.0, 90.0};
   BuildOrthogonalisation(document.cell, document.matrix);
-  document.symmetry = {SymmetryOperator{}, SymmetryOperator{}};
-  document.symmetry[0].rows = {{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}};
-  document.symmetry[1].rows = {{{-1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}};
+  document.symmetry = ListOperators(-1, {"-X,Y,Z"});
   for (int64_t i = 0; i < atoms; ++i) {
     AtomRecord* atom = document.atoms.CreateAtom(document.elements, messages);
     atom->name = "C" + std::to_string(i % kLength);

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <random>
 
+#include "crystal/symmetry.h"
 #include "refine/map/fourier.h"
 #include "refine/solve/refinement.h"
 
@@ -17,7 +18,7 @@ Structure MakeModel(int atoms, int isotropic) {
   const double edge = std::cbrt(4.0 * atoms * 18.0);
   s.metric = MakeMetric({edge, edge * 1.1, edge / 1.1, 90, 98, 90});
   std::string problem;
-  s.group = *MakeSpaceGroup(1, {"-X, 0.5+Y, 0.5-Z"}, problem);
+  s.group = *MakeSpaceGroup(1, ListOperators(1, {"-X, 0.5+Y, 0.5-Z"}), problem);
   const ElementTable table;
   for (const int row : {6, 8, 1, 30}) s.scatterers.push_back(TabulatedScatterer(table[row], s.wavelength));
   const int n = static_cast<int>(std::ceil(std::cbrt(static_cast<double>(atoms))));

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <map>
 #include <numeric>
 #include <set>
@@ -16,6 +17,7 @@ namespace {
 constexpr double kSamePlace = 0.1;  // Å
 constexpr double kPlaceCell = 0.5;  // Å
 constexpr ImageId kIdentity{};
+constexpr int64_t kFarthestCell = 1000000;
 
 std::vector<AtomRecord*> FileAtomsOf(const Document& document) {
   std::vector<AtomRecord*> atoms;
@@ -33,7 +35,7 @@ double LargestRadius(const std::vector<AtomRecord*>& atoms) {
 ImageSearch SearchOf(const Document& document, const std::vector<AtomRecord*>& atoms) {
   std::vector<Fractional> places(atoms.size());
   std::transform(atoms.begin(), atoms.end(), places.begin(), [](const AtomRecord* atom) { return atom->fract; });
-  return {places, document.symmetry, document.cell, document.matrix, 2.0 * LargestRadius(atoms) + kBondTolerance};
+  return {places, document.symmetry, document.cell, 2.0 * LargestRadius(atoms) + kBondTolerance};
 }
 
 }  // namespace
@@ -152,23 +154,21 @@ Fractional CrystalFragments::Place(uint32_t fileAtom, const ImageId& image) cons
 std::optional<ImageId> CrystalFragments::Compose(const ImageId& second, const ImageId& first) const {
   if (operators_->empty())
     return ImageId{0, {first.t[0] + second.t[0], first.t[1] + second.t[1], first.t[2] + second.t[2]}};
-  const auto& a = (*operators_)[second.op].rows;
-  const auto& b = (*operators_)[first.op].rows;
-  std::array<std::array<double, 4>, 3> rows{};
+  const SymmetryOperator& after = (*operators_)[second.op];
+  const SymmetryOperator whole = after * (*operators_)[first.op];
+  std::array<int64_t, 3> cells{};
   for (size_t i = 0; i < 3; ++i) {
-    for (size_t j = 0; j < 3; ++j) rows[i][j] = a[i][0] * b[0][j] + a[i][1] * b[1][j] + a[i][2] * b[2][j];
-    rows[i][3] = a[i][3] + second.t[i];
-    for (size_t j = 0; j < 3; ++j) rows[i][3] += a[i][j] * (b[j][3] + first.t[j]);
+    cells[i] = second.t[i];
+    for (size_t j = 0; j < 3; ++j) cells[i] += int64_t{after.r[i][j]} * first.t[j];
+    if (std::abs(cells[i]) > kFarthestCell) return std::nullopt;
   }
   for (uint32_t op = 0; op < operators_->size(); ++op) {
-    const auto& c = (*operators_)[op].rows;
+    const ListedOperator& known = (*operators_)[op];
     ImageId id{op, {}};
-    bool same = true;
+    bool same = known.r == whole.r;
     for (size_t i = 0; same && i < 3; ++i) {
-      for (size_t j = 0; j < 3; ++j) same = same && c[i][j] == rows[i][j];
-      const double shift = std::round(rows[i][3] - c[i][3]);
-      same = same && std::fabs(rows[i][3] - c[i][3] - shift) < 1e-4 && std::fabs(shift) < 1e6;
-      if (same) id.t[i] = static_cast<int32_t>(shift);
+      same = (whole.t[i] - known.t[i]) % kTranslationParts == 0;
+      id.t[i] = static_cast<int32_t>(cells[i]) + (whole.t[i] - known.t[i]) / kTranslationParts;
     }
     if (same) return id;
   }
@@ -207,7 +207,10 @@ std::vector<CrystalFragments::Molecule> CrystalFragments::Molecules() const {
 }
 
 ImageMaker::ImageMaker(Document& document, const CrystalFragments& fragments, UserMessages& messages)
-    : document_(document), fragments_(fragments), messages_(messages), reciprocal_(ReciprocalEdges(document.cell)) {
+    : document_(document),
+      fragments_(fragments),
+      messages_(messages),
+      reciprocal_(MakeMetric(document.cell).reciprocalEdges) {
   for (const AtomRecord* atom : Atoms(document.atoms)) {
     if (atom->IsPeak() || !IsFinite(atom->position)) continue;
     Note(atom->position, !IsGenerated(*atom) ? atom->serial : atom->sourceSerial ? atom->sourceSerial : kAnyAtom);

@@ -34,7 +34,7 @@ double LargestRadius(const std::vector<AtomRecord*>& atoms) {
 ImageSearch SearchOf(const Document& document, const std::vector<AtomRecord*>& atoms, double reach) {
   std::vector<Fractional> places(atoms.size());
   std::transform(atoms.begin(), atoms.end(), places.begin(), [](const AtomRecord* atom) { return atom->fract; });
-  return {places, document.symmetry, document.cell, document.matrix, reach};
+  return {places, document.symmetry, document.cell, reach};
 }
 
 // The number of the free variable in an occupancy, negative for one that is 1 less the variable; 0 for any other.

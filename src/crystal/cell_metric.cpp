@@ -7,19 +7,6 @@ namespace marvik {
 
 namespace {
 
-// sin and cos of the three angles and 1 - X², where √(1 - X²) is sin γ*.
-struct CellTrigonometry {
-  double sinAlpha, sinBeta, cosAlpha, cosBeta, x, oneMinusX2;
-
-  explicit CellTrigonometry(const CellParameters& cell)
-      : sinAlpha(std::sin(cell.alpha * kRadiansPerDegree)),
-        sinBeta(std::sin(cell.beta * kRadiansPerDegree)),
-        cosAlpha(std::cos(cell.alpha * kRadiansPerDegree)),
-        cosBeta(std::cos(cell.beta * kRadiansPerDegree)),
-        x((std::cos(cell.gamma * kRadiansPerDegree) - cosAlpha * cosBeta) / (sinAlpha * sinBeta)),
-        oneMinusX2(1.0 - x * x) {}
-};
-
 bool IsPossible(const CellParameters& cell) {
   const auto edge = [](double v) { return std::isfinite(v) && v > 0.0; };
   const auto angle = [](double v) { return v > 0.0 && v < 180.0; };
@@ -30,14 +17,17 @@ bool IsPossible(const CellParameters& cell) {
 
 bool BuildOrthogonalisation(const CellParameters& cell, OrthogonalisationMatrix& matrix) {
   if (!IsPossible(cell)) return false;
-  const CellTrigonometry t(cell);
-  if (!(t.oneMinusX2 > 0.0)) return false;
+  const auto cosine = [](double degrees) { return std::cos(degrees * kRadiansPerDegree); };
+  const auto sine = [](double degrees) { return std::sin(degrees * kRadiansPerDegree); };
+  // √(1 - X²) is sin γ*.
+  const double x = (cosine(cell.gamma) - cosine(cell.alpha) * cosine(cell.beta)) / (sine(cell.alpha) * sine(cell.beta));
+  if (!(1.0 - x * x > 0.0)) return false;
   OrthogonalisationMatrix built;
-  built.m = {cell.a * std::sqrt(t.oneMinusX2) * t.sinBeta,
-             cell.a * t.x * t.sinBeta,
-             cell.b * t.sinAlpha,
-             cell.a * t.cosBeta,
-             cell.b * t.cosAlpha,
+  built.m = {cell.a * std::sqrt(1.0 - x * x) * sine(cell.beta),
+             cell.a * x * sine(cell.beta),
+             cell.b * sine(cell.alpha),
+             cell.a * cosine(cell.beta),
+             cell.b * cosine(cell.alpha),
              cell.c};
   matrix = built;
   return true;
@@ -61,17 +51,67 @@ double Angle(const Cartesian& a, const Cartesian& b, const Cartesian& c) {
   return std::acos(std::clamp(q, -1.0, 1.0)) * kDegreesPerRadian;
 }
 
-double CellVolume(const CellParameters& cell) {
-  const CellTrigonometry t(cell);
-  return cell.a * cell.b * cell.c * t.sinAlpha * t.sinBeta * std::sqrt(t.oneMinusX2);
+double Metric::DistanceSquared(const Fractional& a, const Fractional& b) const {
+  const Fractional d = a - b;
+  return direct[0] * d.x * d.x + direct[1] * d.y * d.y + direct[2] * d.z * d.z +
+         2.0 * (direct[3] * d.y * d.z + direct[4] * d.x * d.z + direct[5] * d.x * d.y);
 }
 
-std::array<double, 3> ReciprocalEdges(const CellParameters& cell) {
-  const CellTrigonometry t(cell);
-  const double sinGamma = std::sin(cell.gamma * kRadiansPerDegree);
-  const double volume = CellVolume(cell);
-  return {cell.b * cell.c * t.sinAlpha / volume, cell.a * cell.c * t.sinBeta / volume,
-          cell.a * cell.b * sinGamma / volume};
+double Metric::SinThetaSquared(double h, double k, double l) const {
+  const auto& g = reciprocal;
+  return 0.25 * (g[0] * h * h + g[1] * k * k + g[2] * l * l + 2.0 * (g[3] * k * l + g[4] * h * l + g[5] * h * k));
+}
+
+std::array<double, 6> Metric::UeqWeights() const {
+  std::array<double, 6> weights{};
+  for (int i = 0; i < 3; ++i) {
+    for (int j = 0; j < 3; ++j) {
+      const auto at = static_cast<size_t>(TensorIndex(i, j));
+      weights[at] +=
+          reciprocalEdges[static_cast<size_t>(i)] * reciprocalEdges[static_cast<size_t>(j)] * direct[at] / 3.0;
+    }
+  }
+  return weights;
+}
+
+double Metric::Ueq(const std::array<double, 6>& u) const {
+  const std::array<double, 6> weights = UeqWeights();
+  double sum = 0.0;
+  for (size_t i = 0; i < 6; ++i) sum += weights[i] * u[i];
+  return sum;
+}
+
+Mat3 Metric::CartesianU(const std::array<double, 6>& u) const {
+  Mat3 beta;
+  for (int i = 0; i < 3; ++i) {
+    for (int j = 0; j < 3; ++j) {
+      beta[i][static_cast<size_t>(j)] = u[static_cast<size_t>(TensorIndex(i, j))] *
+                                        reciprocalEdges[static_cast<size_t>(i)] *
+                                        reciprocalEdges[static_cast<size_t>(j)];
+    }
+  }
+  return orthogonal * beta * Transposed(orthogonal);
+}
+
+Metric MakeMetric(const CellParameters& cell) {
+  Metric m;
+  m.cell = cell;
+  const double ca = std::cos(cell.alpha * kRadiansPerDegree);
+  const double cb = std::cos(cell.beta * kRadiansPerDegree);
+  const double cg = std::cos(cell.gamma * kRadiansPerDegree);
+  const double sg = std::sin(cell.gamma * kRadiansPerDegree);
+  const double root = std::sqrt(1.0 - ca * ca - cb * cb - cg * cg + 2.0 * ca * cb * cg);
+  m.volume = cell.a * cell.b * cell.c * root;
+  m.orthogonal.m = {{{cell.a, cell.b * cg, cell.c * cb},
+                     {0.0, cell.b * sg, cell.c * (ca - cb * cg) / sg},
+                     {0.0, 0.0, cell.c * root / sg}}};
+  m.fractional = Inverse(m.orthogonal);
+  const Mat3 g = Transposed(m.orthogonal) * m.orthogonal;
+  const Mat3 inverse = Inverse(g);
+  m.direct = {g.m[0][0], g.m[1][1], g.m[2][2], g.m[1][2], g.m[0][2], g.m[0][1]};
+  m.reciprocal = {inverse.m[0][0], inverse.m[1][1], inverse.m[2][2], inverse.m[1][2], inverse.m[0][2], inverse.m[0][1]};
+  for (size_t i = 0; i < 3; ++i) m.reciprocalEdges[i] = std::sqrt(m.reciprocal[i]);
+  return m;
 }
 
 }  // namespace marvik

@@ -2,12 +2,50 @@
 
 #include <array>
 
+#include "base/mat3.h"
 #include "crystal/crystal.h"
 
 namespace marvik {
 
-// The matrix of a cell. False, with the matrix unchanged, for an impossible cell: an edge <= 0, an angle outside
-// 0..180, 1 - X² <= 0 or anything not finite.
+// Position in the file's order U11 U22 U33 U23 U13 U12 of element (i, j).
+constexpr int TensorIndex(int i, int j) {
+  return i == j ? i : 6 - i - j;
+}
+
+// The metric of a cell, and its right-handed frame, in which whatever has a hand is worked out.
+struct Metric {
+  CellParameters cell;
+  Mat3 orthogonal;               // fractional to Cartesian
+  Mat3 fractional;               // Cartesian to fractional
+  std::array<double, 6> direct;  // G: aa bb cc bc ac ab (dot products, Å²)
+  std::array<double, 6> reciprocal;
+  std::array<double, 3> reciprocalEdges;  // a* b* c*, 1/Å (without 2π)
+  double volume = 0.0;                    // Å³
+
+  Cartesian ToCartesian(const Fractional& f) const {
+    const auto v = orthogonal * f;
+    return {v.x, v.y, v.z};
+  }
+  Fractional ToFractional(const Cartesian& c) const {
+    const auto v = fractional * c;
+    return {v.x, v.y, v.z};
+  }
+  double DistanceSquared(const Fractional& a, const Fractional& b) const;
+  // (sin θ / λ)², Å⁻².
+  double SinThetaSquared(double h, double k, double l) const;
+  // The equivalent isotropic displacement Σ UeqWeights[i]·U[i]: one third of the trace of the orthogonalised tensor
+  // (Fischer & Tillmanns, Acta Cryst. C44 (1988) 775), for U in file order.
+  std::array<double, 6> UeqWeights() const;
+  double Ueq(const std::array<double, 6>& u) const;
+  // The tensor in the right-handed frame, Å².
+  Mat3 CartesianU(const std::array<double, 6>& u) const;
+};
+
+// Of a cell that BuildOrthogonalisation refuses the numbers mean nothing.
+Metric MakeMetric(const CellParameters& cell);
+
+// The matrix of the drawing frame. False, with the matrix unchanged, for an impossible cell: an edge <= 0, an angle
+// outside 0..180, 1 - X² <= 0 or anything not finite.
 bool BuildOrthogonalisation(const CellParameters& cell, OrthogonalisationMatrix& matrix);
 
 // The inverse of matrix * fractional.
@@ -19,9 +57,5 @@ double Distance(const Cartesian& a, const Cartesian& b);
 // Angle at `a` between the directions to `b` and `c` in degrees, by the law of cosines with the cosine clamped to ±1;
 // 0 when one of the two distances is 0.
 double Angle(const Cartesian& a, const Cartesian& b, const Cartesian& c);
-
-// Cell volume in Å³ and the reciprocal edge lengths a*, b*, c* in 1/Å (without 2π).
-double CellVolume(const CellParameters& cell);
-std::array<double, 3> ReciprocalEdges(const CellParameters& cell);
 
 }  // namespace marvik

@@ -1,9 +1,10 @@
 #pragma once
 
 #include <array>
+#include <compare>
+#include <string>
 #include <vector>
 
-#include "base/text_string.h"
 #include "base/vec3.h"
 
 namespace marvik {
@@ -19,7 +20,8 @@ struct CellParameters {
   friend bool operator==(const CellParameters&, const CellParameters&) = default;
 };
 
-// The six non-zero elements of the fractional-to-Cartesian matrix in the convention c along Z, b in the YZ plane:
+// The six non-zero elements of the matrix from fractional coordinates to the drawing frame, which is mirrored: c along
+// Z, b in the YZ plane,
 //   X = m0·x     Y = m1·x + m2·y     Z = -(m3·x + m4·y + m5·z)
 struct OrthogonalisationMatrix {
   std::array<double, 6> m{10.0, 0.0, 10.0, 0.0, 0.0, 10.0};
@@ -30,17 +32,50 @@ struct OrthogonalisationMatrix {
   friend bool operator==(const OrthogonalisationMatrix&, const OrthogonalisationMatrix&) = default;
 };
 
-// Three rows r1 r2 r3 t: x' = r11·x + r12·y + r13·z + t1 and so on. Coefficients are -1, 0 or +1, translations are
-// fractions of a cell edge.
+using Miller = std::array<int, 3>;
+
+// What translations are counted in: a 120th of an edge is exact for eighths, twelfths and twenty-fourths, and for the
+// fifths and tenths of superstructures.
+inline constexpr int kTranslationParts = 120;
+
+// An exact operation: x' = r·x + t/kTranslationParts on fractional coordinates, h' = h·r on indices. The identity, as
+// long as nothing else is said.
 struct SymmetryOperator {
-  TextString name;     // the SYMM text as given, or "Added Center", "Added Translation"
-  int originFlag = 0;  // as given for a parsed operator, 0 for every generated one
-  std::array<std::array<double, 4>, 3> rows{};
+  std::array<std::array<int, 3>, 3> r{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+  std::array<int, 3> t{};
 
   Fractional Apply(const Fractional& f) const {
-    const auto row = [&](size_t i) { return rows[i][0] * f.x + rows[i][1] * f.y + rows[i][2] * f.z + rows[i][3]; };
+    const auto row = [&](size_t i) { return r[i][0] * f.x + r[i][1] * f.y + r[i][2] * f.z + Translation(i); };
     return {row(0), row(1), row(2)};
   }
+  // Of an edge.
+  double Translation(size_t axis) const { return static_cast<double>(t[axis]) / kTranslationParts; }
+  Miller ApplyToIndices(const Miller& h) const {
+    const auto column = [&](size_t j) { return h[0] * r[0][j] + h[1] * r[1][j] + h[2] * r[2][j]; };
+    return {column(0), column(1), column(2)};
+  }
+  // h·t in turns.
+  double PhaseShift(const Miller& h) const {
+    return static_cast<double>(h[0] * t[0] + h[1] * t[1] + h[2] * t[2]) / kTranslationParts;
+  }
+  // Followed by a translation of whole cells.
+  SymmetryOperator Shifted(const std::array<int, 3>& cells) const {
+    SymmetryOperator moved = *this;
+    for (size_t i = 0; i < 3; ++i) moved.t[i] += cells[i] * kTranslationParts;
+    return moved;
+  }
+  int Determinant() const;
+  friend auto operator<=>(const SymmetryOperator&, const SymmetryOperator&) = default;
+};
+
+// The second operation first.
+SymmetryOperator operator*(const SymmetryOperator& after, const SymmetryOperator& before);
+
+// One of a file's, or what LATT adds to it. Of a text that is no operator all elements are 0.
+struct ListedOperator : SymmetryOperator {
+  std::string name;    // the SYMM text as given, or "Added Center", "Added Translation"
+  int originFlag = 0;  // as given for a parsed operator, 0 for every generated one
+  friend bool operator==(const ListedOperator&, const ListedOperator&) = default;
 };
 
 // Origin flags of parsed operators.
@@ -48,6 +83,6 @@ inline constexpr int kImpliedOperator = 1;  // the identity that LATT stands for
 inline constexpr int kSymmLineOperator = 2;
 
 // In the order in which they were added; the identity stands first.
-using SymmetryList = std::vector<SymmetryOperator>;
+using SymmetryList = std::vector<ListedOperator>;
 
 }  // namespace marvik

@@ -30,7 +30,7 @@ std::array<double, 6> FileOrderOf(const Mat3& u) {
 DisplacementFrame::DisplacementFrame(const CellParameters& cell, const OrthogonalisationMatrix& matrix) {
   const auto& m = matrix.m;
   const Mat3 orthogonalisation{{{{m[0], 0, 0}, {m[1], m[2], 0}, {-m[3], -m[4], -m[5]}}}};
-  const auto reciprocal = ReciprocalEdges(cell);
+  const auto reciprocal = MakeMetric(cell).reciprocalEdges;
   toCartesian_ = orthogonalisation * Mat3::Diagonal(reciprocal[0], reciprocal[1], reciprocal[2]);
 }
 
@@ -44,7 +44,7 @@ std::array<double, 6> RotatedTensor(const std::array<double, 6>& u, const Symmet
   for (int i = 0; i < 3; ++i)
     for (int j = 0; j < 3; ++j) {
       const auto row = static_cast<size_t>(i), column = static_cast<size_t>(j);
-      rotation[i][column] = op.rows[row][column] * reciprocal[column] / reciprocal[row];
+      rotation[i][column] = op.r[row][column] * reciprocal[column] / reciprocal[row];
     }
   return FileOrderOf(Congruent(rotation, TensorFromFileOrder(u)));
 }

@@ -12,7 +12,7 @@ namespace marvik {
 Mat3 TensorFromFileOrder(const std::array<double, 6>& u);
 std::array<double, 6> FileOrderOf(const Mat3& u);
 
-// Turns displacement tensors of one cell from file order into Å² in the program's Cartesian frame: M·N·U·N·Mᵀ with
+// Turns displacement tensors of one cell from file order into Å² in the program's drawing frame: M·N·U·N·Mᵀ with
 // N = diag(a*, b*, c*) (R. W. Grosse-Kunstleve and P. D. Adams, J. Appl. Cryst. 35 (2002) 477-480).
 class DisplacementFrame {
  public:
@@ -24,7 +24,7 @@ class DisplacementFrame {
 };
 
 // The tensor of the image of an anisotropic atom under an operator, both in file order: R·N·U·N·Rᵀ taken back to the
-// file's basis. `reciprocal` as ReciprocalEdges gives it. An isotropic atom's Uiso is its image's too.
+// file's basis. `reciprocal` are a*, b*, c*. An isotropic atom's Uiso is its image's too.
 std::array<double, 6> RotatedTensor(const std::array<double, 6>& u, const SymmetryOperator& op,
                                     const std::array<double, 3>& reciprocal);
 

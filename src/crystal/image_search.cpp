@@ -25,11 +25,13 @@ Fractional Shifted(const Fractional& f, const std::array<int32_t, 3>& t) {
 
 }  // namespace
 
-ImageSearch::ImageSearch(std::span<const Fractional> atoms, const SymmetryList& operators, const CellParameters& cell,
-                         const OrthogonalisationMatrix& matrix, double reach)
-    : atoms_(atoms.begin(), atoms.end()), matrix_(matrix), reciprocal_(ReciprocalEdges(cell)) {
-  for (const SymmetryOperator& op : operators) operators_.push_back(op.rows);
-  if (operators_.empty()) operators_.push_back({{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}});
+ImageSearch::ImageSearch(std::span<const Fractional> atoms, std::vector<SymmetryOperator> operators,
+                         const CellParameters& cell, double reach)
+    : atoms_(atoms.begin(), atoms.end()),
+      operators_(std::move(operators)),
+      reciprocal_(MakeMetric(cell).reciprocalEdges) {
+  BuildOrthogonalisation(cell, matrix_);
+  if (operators_.empty()) operators_.emplace_back();
   reach = std::isfinite(reach) ? std::max(reach, 0.0) : 0.0;
   std::array<double, 3> pad{};  // fractional
   double copies = static_cast<double>(atoms_.size() * operators_.size());
@@ -42,7 +44,7 @@ ImageSearch::ImageSearch(std::span<const Fractional> atoms, const SymmetryList& 
   for (uint32_t atom = 0; atom < atoms_.size(); ++atom)
     for (uint32_t op = 0; op < operators_.size(); ++op) {
       const Fractional image = Image(atom, op);
-      if (!IsUsable(image)) continue;
+      if (!IsUsable(image) || operators_[op].Determinant() == 0) continue;
       std::array<int32_t, 3> low{}, high{};
       for (int i = 0; i < 3; ++i) {
         const auto k = static_cast<size_t>(i);
@@ -61,10 +63,7 @@ ImageSearch::ImageSearch(std::span<const Fractional> atoms, const SymmetryList& 
 }
 
 Fractional ImageSearch::Image(uint32_t atom, uint32_t op) const {
-  const auto& r = operators_[op];
-  const Fractional& f = atoms_[atom];
-  const auto row = [&](size_t i) { return r[i][0] * f.x + r[i][1] * f.y + r[i][2] * f.z + r[i][3]; };
-  return {row(0), row(1), row(2)};
+  return operators_[op].Apply(atoms_[atom]);
 }
 
 void ImageSearch::Take(const Site& site, const std::array<int32_t, 3>& shift, const Cartesian& centre, double radius,

@@ -38,9 +38,12 @@ inline constexpr size_t kMostBondingImages = 1000;
 class ImageSearch {
  public:
   // `reach` in Å is the largest radius that will be asked for. Atoms with coordinates that are not finite are not
-  // found. Without operators the identity alone is taken.
+  // found, nor are images by an operator that none is. Without operators the identity alone is taken.
+  ImageSearch(std::span<const Fractional> atoms, std::vector<SymmetryOperator> operators, const CellParameters& cell,
+              double reach);
   ImageSearch(std::span<const Fractional> atoms, const SymmetryList& operators, const CellParameters& cell,
-              const OrthogonalisationMatrix& matrix, double reach);
+              double reach)
+      : ImageSearch(atoms, std::vector<SymmetryOperator>(operators.begin(), operators.end()), cell, reach) {}
 
   // Every image within `radius` of `place`, ordered by atom, operator and tx, ty, tz, as nested plain loops meet them.
   // `found` is emptied first. False, and none is found, when there are more than `most`.
@@ -59,7 +62,7 @@ class ImageSearch {
             std::vector<AtomImage>& found) const;
 
   std::vector<Fractional> atoms_;
-  std::vector<std::array<std::array<double, 4>, 3>> operators_;
+  std::vector<SymmetryOperator> operators_;
   OrthogonalisationMatrix matrix_;
   std::array<double, 3> reciprocal_{};
   std::vector<Site> sites_;

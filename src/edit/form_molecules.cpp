@@ -31,7 +31,7 @@ std::optional<MovedAtom> AtImage(const AtomRecord& atom, const SymmetryOperator&
     const auto k = static_cast<size_t>(i);
     int coded = 0, plain = 0;
     for (size_t j = 0; j < 3; ++j) {
-      if (op.rows[k][j] == 0.0) continue;
+      if (op.r[k][j] == 0) continue;
       const double code = atom.codedValues[kCodedX + j];
       if (code != 0.0 && !IsFixed(code)) return std::nullopt;
       (code != 0.0 ? coded : plain) += 1;
@@ -58,7 +58,7 @@ std::optional<MovedAtom> AtImage(const AtomRecord& atom, const SymmetryOperator&
 
 // Moves a fragment; false, with nothing changed, when one of its atoms cannot be moved.
 bool MoveFragment(Document& document, const std::vector<AtomRecord*>& atoms, const ImageId& image) {
-  const auto reciprocal = ReciprocalEdges(document.cell);
+  const auto reciprocal = MakeMetric(document.cell).reciprocalEdges;
   std::vector<MovedAtom> moved;
   for (const AtomRecord* atom : atoms) {
     const auto at = AtImage(*atom, document.symmetry[image.op], image.t, reciprocal);
@@ -131,14 +131,15 @@ size_t FormMolecules(Document& document, bool dropGenerated, UserMessages& messa
 
 size_t MoveNear(Document& document, const std::vector<AtomRecord*>& atoms, const AtomRecord& reference,
                 UserMessages& messages) {
-  const auto reciprocal = ReciprocalEdges(document.cell);
+  const auto reciprocal = MakeMetric(document.cell).reciprocalEdges;
   size_t moved = 0;
   for (AtomRecord* atom : atoms) {
     if (atom == &reference) continue;
     double best = Distance(*atom, reference);
     const SymmetryOperator* winner = nullptr;
-    std::array<double, 3> shift{};
-    for (const SymmetryOperator& op : document.symmetry)
+    Fractional shift;
+    for (const ListedOperator& op : document.symmetry) {
+      if (op.Determinant() == 0) continue;
       for (double x = -3.0; x < 3.5; x += 1.0)
         for (double y = -3.0; y < 3.5; y += 1.0)
           for (double z = -3.0; z < 3.5; z += 1.0) {
@@ -150,13 +151,14 @@ size_t MoveNear(Document& document, const std::vector<AtomRecord*>& atoms, const
               shift = {x, y, z};
             }
           }
+    }
     std::vector<AtomRecord*> riders;
     for (AtomRecord* rider : Atoms(document.atoms))
       if (rider->parent == atom) riders.push_back(rider);
     riders.insert(riders.begin(), atom);
     for (AtomRecord* each : riders) {
       if (winner) {
-        each->fract = winner->Apply(each->fract) + Fractional{shift[0], shift[1], shift[2]};
+        each->fract = winner->Apply(each->fract) + shift;
         if (each->IsAnisotropic()) each->u = RotatedTensor(each->u, *winner, reciprocal);
         std::fill_n(each->codedValues.begin(), 3, 0.0);
         if (each->IsAnisotropic()) std::fill(each->codedValues.begin() + kCodedU, each->codedValues.end(), 0.0);

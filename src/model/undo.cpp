@@ -55,14 +55,6 @@ bool SameHfix(const std::vector<HfixEntry>& a, const std::vector<HfixEntry>& b) 
   return true;
 }
 
-bool SameSymmetry(const SymmetryList& a, const SymmetryList& b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i)
-    if (a[i].rows != b[i].rows || a[i].originFlag != b[i].originFlag || a[i].name.View() != b[i].name.View())
-      return false;
-  return true;
-}
-
 size_t BytesOf(const Document& document) {
   size_t bytes = sizeof(Document) + document.atoms.MemoryBytes();
   for (const KeptLine& line : document.instructions.kept) bytes += sizeof line + line.text.size();
@@ -77,7 +69,7 @@ bool SameContent(const Document& a, const Document& b) {
     for (const AtomRecord* atom : d.atoms.displaySubset) serials.push_back(atom->serial);
     return serials;
   };
-  return a.cell == b.cell && a.latticeCode == b.latticeCode && SameSymmetry(a.symmetry, b.symmetry) &&
+  return a.cell == b.cell && a.latticeCode == b.latticeCode && a.symmetry == b.symmetry &&
          a.instructions == b.instructions && a.settings == b.settings && a.residues == b.residues &&
          a.atoms.hiddenParts == b.atoms.hiddenParts && a.atoms.trailingLines == b.atoms.trailingLines &&
          subset(a) == subset(b) && SamePairs(a.atoms.bindPairs, b.atoms.bindPairs) &&

@@ -111,7 +111,7 @@ std::vector<PeakReport> PeaksOf(const Document& document) {
     places.push_back(atom->fract);
   }
   if (peaks.empty()) return peaks;
-  const ImageSearch search(places, document.symmetry, document.cell, document.matrix, kPeakReach);
+  const ImageSearch search(places, document.symmetry, document.cell, kPeakReach);
   std::vector<AtomImage> found;
   for (PeakReport& peak : peaks) {
     search.FindNear(peak.fract, kPeakReach, found);

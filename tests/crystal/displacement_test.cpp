@@ -35,7 +35,7 @@ double MeanSquareAlong(const Setting& s, const std::array<double, 6>& u, const F
                  {c.a * c.b * cg, c.b * c.b, c.b * c.c * ca},
                  {c.a * c.c * cb, c.b * c.c * ca, c.c * c.c}}}};
   const Fractional gd = g * d;
-  const auto star = ReciprocalEdges(c);
+  const auto star = MakeMetric(c).reciprocalEdges;
   const Fractional h{gd.x * star[0], gd.y * star[1], gd.z * star[2]};
   return Dot(h, TensorFromFileOrder(u) * h) / Dot(d, gd);
 }
@@ -71,12 +71,10 @@ TEST(RotatedTensor, TurnsAsTheOperatorTurnsTheStructure) {
                {{9, 9, 9, 90, 90, 90}, "1/4+Y,3/4-X,Z"},
                {{7, 9, 11, 90, 103, 90}, "-X,1/2+Y,1/2-Z"},
                {{7, 9, 11, 81, 103, 96}, "-X,-Y,-Z"}};
-  RecordingMessages messages;
   for (const auto& c : cases) {
     const Setting s(c.cell);
-    SymmetryOperator op;
-    ParseSymmetryText(c.text, op, messages);
-    const auto rotated = RotatedTensor(kU, op, ReciprocalEdges(s.cell));
+    const SymmetryOperator op = ParseOperator(c.text).value();
+    const auto rotated = RotatedTensor(kU, op, MakeMetric(s.cell).reciprocalEdges);
     const Mat3 before = CartesianTensor(Anisotropic(kU), s.cell, s.matrix);
     const Mat3 after = CartesianTensor(Anisotropic(rotated), s.cell, s.matrix);
     // The same displacement, turned by the operator, must meet the turned tensor with the same mean square.

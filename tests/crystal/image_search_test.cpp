@@ -18,11 +18,8 @@ struct Crystal {
 };
 
 Crystal MakeCrystal(CellParameters cell, int latt, const std::vector<std::string>& symm, int atoms, unsigned seed) {
-  RecordingMessages messages;
-  Crystal c{cell, {}, {}, {}};
+  Crystal c{cell, {}, ListOperators(latt, symm), {}};
   EXPECT_TRUE(BuildOrthogonalisation(cell, c.matrix));
-  AddSymmetryOperator(c.operators, "SYMM X,Y,Z", latt, kImpliedOperator, messages);
-  for (const auto& text : symm) AddSymmetryOperator(c.operators, text, latt, kSymmLineOperator, messages);
   std::mt19937 random(seed);
   std::uniform_real_distribution<double> anywhere(-1.5, 2.5);
   for (int i = 0; i < atoms; ++i) c.atoms.push_back({anywhere(random), anywhere(random), anywhere(random)});
@@ -46,7 +43,7 @@ std::vector<AtomImage> PlainLoops(const Crystal& c, const Fractional& place, dou
 }
 
 void ExpectSame(const Crystal& c, double reach, double radius, int range) {
-  const ImageSearch search(c.atoms, c.operators, c.cell, c.matrix, reach);
+  const ImageSearch search(c.atoms, c.operators, c.cell, reach);
   std::vector<AtomImage> found;
   for (const Fractional& place : c.atoms) {
     search.FindNear(place, radius, found);
@@ -75,7 +72,7 @@ TEST(ImageSearch, NonsenseCoordinatesAreNotFound) {
   Crystal c = MakeCrystal({10, 10, 10, 90, 90, 90}, 1, {}, 2, 5);
   c.atoms.push_back({std::numeric_limits<double>::quiet_NaN(), 0, 0});
   c.atoms.push_back({1e308, 0, 0});
-  const ImageSearch search(c.atoms, c.operators, c.cell, c.matrix, 20.0);
+  const ImageSearch search(c.atoms, c.operators, c.cell, 20.0);
   std::vector<AtomImage> found;
   search.FindNear(c.atoms[2], 5.0, found);
   EXPECT_TRUE(found.empty());
@@ -86,7 +83,7 @@ TEST(ImageSearch, NonsenseCoordinatesAreNotFound) {
 
 TEST(ImageSearch, AnAbsurdReachTerminates) {
   const Crystal c = MakeCrystal({5, 5, 5, 90, 90, 90}, 1, {}, 2, 6);
-  const ImageSearch search(c.atoms, c.operators, c.cell, c.matrix, 1e6);
+  const ImageSearch search(c.atoms, c.operators, c.cell, 1e6);
   std::vector<AtomImage> found;
   search.FindNear(c.atoms[0], 6.0, found);
   EXPECT_EQ(found.size(), PlainLoops(c, c.atoms[0], 6.0, 8).size());

@@ -30,11 +30,11 @@ TEST(Orthogonalisation, LengthsAgreeWithTheMetricTensor) {
       EXPECT_NEAR(Length(matrix * d), MetricLength(cell, d), 1e-12);
     const double triple =
         Dot(matrix * Fractional{1, 0, 0}, Cross(matrix * Fractional{0, 1, 0}, matrix * Fractional{0, 0, 1}));
-    EXPECT_NEAR(triple, -CellVolume(cell), 1e-9) << "the frame is mirrored in Z";
+    EXPECT_NEAR(triple, -MakeMetric(cell).volume, 1e-9) << "the frame is mirrored in Z";
     EXPECT_EQ((matrix * Fractional{0, 0, 1}), (Cartesian{0, 0, -cell.c}));
     EXPECT_EQ((matrix * Fractional{0, 1, 0}).x, 0.0);
     const Cartesian c = matrix * Fractional{0, 0, 1}, b = matrix * Fractional{0, 1, 0};
-    EXPECT_NEAR(ReciprocalEdges(cell)[0], Length(Cross(b, c)) / CellVolume(cell), 1e-14);
+    EXPECT_NEAR(MakeMetric(cell).reciprocalEdges[0], Length(Cross(b, c)) / MakeMetric(cell).volume, 1e-14);
   }
   Document document;
   AtomRecord* atom = test::AddAtom(document, "C1", {0.1, 0.2, 0.3});

@@ -1,94 +1,83 @@
 #include "crystal/symmetry.h"
 
-#include <cmath>
 #include <gtest/gtest.h>
 #include <string>
 
-#include "model/document.h"
+#include "crystal/space_group.h"
 
 namespace marvik {
 namespace {
 
-using Rows = std::array<std::array<double, 4>, 3>;
-
-Rows Parsed(std::string_view text) {
-  RecordingMessages messages;
-  SymmetryOperator op;
-  op.rows[1][1] = 9;
-  ParseSymmetryText(text, op, messages);
-  EXPECT_EQ(op.name.View(), text);
-  EXPECT_TRUE(messages.shown.empty());
-  return op.rows;
+// In the one way of writing it, empty for what is no operator.
+std::string Spelled(std::string_view text) {
+  const auto op = ParseOperator(text);
+  return op ? OperatorText(*op, ",") : std::string();
 }
 
-TEST(ParseSymmetryText, ReadsRowsAndTranslations) {
-  const struct {
-    const char* text;
-    Rows rows;
-  } cases[] = {
-      {"SYMM -X+1/2, Y+1/2, -Z", {{{-1, 0, 0, 0.5}, {0, 1, 0, 0.5}, {0, 0, -1, 0}}}},
-      {"symm -x+1/2, y+1/2, -z", {{{-1, 0, 0, 0.5}, {0, 1, 0, 0.5}, {0, 0, -1, 0}}}},
-      {"SYMM 0.5-X, -Y, 1/2+Z", {{{-1, 0, 0, 0.5}, {0, -1, 0, 0}, {0, 0, 1, 0.5}}}},
-      {"SYMM - X + Y ,   1/3 + Y ,  0.50000 - Z", {{{-1, 1, 0, 0}, {0, 1, 0, 1.0 / 3}, {0, 0, -1, 0.5}}}},
-      {"-Y,X-Y,2/3+Z", {{{0, -1, 0, 0}, {1, -1, 0, 0}, {0, 0, 1, 2.0 / 3}}}},
-      {"X-1/4, -0.25+Y, -7/4+z", {{{1, 0, 0, 0.75}, {0, 1, 0, 0.75}, {0, 0, 1, 0.25}}}},
-      {"X+1, Y+3/2, Z+2.25", {{{1, 0, 0, 1}, {0, 1, 0, 1.5}, {0, 0, 1, 2.25}}}},
-      {"X+.5, -.25+Y, Z+11/12", {{{1, 0, 0, 0.5}, {0, 1, 0, 0.75}, {0, 0, 1, 11.0 / 12}}}},
-      {"X,Y", {{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 0, 0}}}},
-      {"X, 1/0+Y, Z, 1/2+X", {{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}}}},
-      {"", {}},
-      {"SYMM", {}},
-      {"+,/,1/", {{{}, {}, {0, 0, 0, 1}}}},
+TEST(ParseOperator, ReadsEverySpelling) {
+  const char* const cases[][2] = {
+      {"-X+1/2, Y+1/2, -Z", "-x+1/2,y+1/2,-z"},
+      {"0.5-X, -Y, 1/2+Z", "-x+1/2,-y,z+1/2"},
+      {" - X + Y ,   1/3 + Y ,\t0.50000 - Z\r\n", "-x+y,y+1/3,-z+1/2"},
+      {"-y,x-y,2/3+z", "-y,x-y,z+2/3"},
+      {"X+1, Y+3/2, Z-2.25", "x+1,y+3/2,z-9/4"},
+      {"X+.5, -.25+Y, Z+11/12", "x+1/2,y-1/4,z+11/12"},
+      {"-x+2/3  y-1/3 z", "-x+2/3,y-1/3,z"},
+      {"2*x-y,x,z+1/5", "2*x-y,x,z+1/5"},
+      {"x,y,z,1/2+x", "x,y,z"},
+      // What two and three digits leave of twelfths and eighths, and tenths, which are none of them.
+      {"0.33+x,y+0.667,z-0.17", "x+1/3,y+2/3,z-1/6"},
+      {"0.125+x,y+0.88,z+0.0417", "x+1/8,y+7/8,z+1/24"},
+      {"0.2+x,y+0.3,z+0.1", "x+1/5,y+3/10,z+1/10"},
   };
-  for (const auto& c : cases) {
-    const Rows rows = Parsed(c.text);
-    for (size_t i = 0; i < 3; ++i)
-      for (size_t j = 0; j < 4; ++j)
-        EXPECT_NEAR(rows[i][j], c.rows[i][j], 1e-15) << c.text << " row " << i << " column " << j;
-  }
+  for (const auto& [text, expected] : cases) EXPECT_EQ(Spelled(text), expected) << text;
 }
 
-TEST(ParseSymmetryText, SurvivesAnything) {
-  RecordingMessages messages;
-  for (const std::string& text :
-       {std::string("SYMM -99999999999999999999999/3,-1e300,Z"), std::string("\0\xff\xfe,\x80-\x81/2", 9),
-        std::string(3000, '-'), std::string(3000, '/'), "X-" + std::string(400, '9') + ",Y,Z"}) {
-    SymmetryOperator op;
-    ParseSymmetryText(text, op, messages);
-    for (const auto& row : op.rows) {
-      EXPECT_GE(row[3], 0.0) << text;
-      EXPECT_TRUE(std::isfinite(row[3])) << text;
-    }
-  }
-  EXPECT_TRUE(messages.shown.empty());
-  SymmetryList list;
-  AddSymmetryOperator(list, "SYMM X,Y,Z" + std::string(40000, ' '), 7, kSymmLineOperator, messages);
-  EXPECT_TRUE(list.empty());
-  ASSERT_EQ(messages.shown.size(), 1u);
-  EXPECT_EQ(messages.shown[0].text, "Requested length is out of range.");
+TEST(ParseOperator, RefusesWhatIsNone) {
+  const std::string bad[] = {"",
+                             "X,Y",
+                             "X, 1/0+Y, Z",
+                             "x,x,z",
+                             "x,y,0",
+                             "2x,y,z",
+                             "1/2x,y,z",
+                             "x,y,z+1/7",
+                             "x,y,z+0.27",
+                             "x,y,z+",
+                             "x,y,-",
+                             "x,y,z1/2",
+                             "xy,y,z",
+                             "x,--y,z",
+                             "x,y,z+1/",
+                             "x,y,z+0.5.0",
+                             "x,y,w",
+                             "+,/,1/",
+                             "-99999999999999999999999/3,-1e300,Z",
+                             std::string("\0\xff\xfe,\x80-\x81/2", 9),
+                             std::string(3000, '-'),
+                             std::string(3000, '/'),
+                             "X-" + std::string(400, '9') + ",Y,Z"};
+  for (const std::string& text : bad) EXPECT_EQ(Spelled(text), "") << text;
 }
 
-// "P+0.5,0.5,0" or "-P+..." for each operator made from -Y,X-Y,Z+1/4 under a lattice code.
+// "P+0,0,30" or "-P+..." for each operator made from -Y,X-Y,Z+1/4 under a lattice code.
 std::string Expanded(int latticeCode) {
-  RecordingMessages messages;
   SymmetryList list;
-  AddSymmetryOperator(list, "SYMM -Y,X-Y,Z+1/4", latticeCode, kSymmLineOperator, messages);
+  AddSymmetryOperator(list, " symm -Y,X-Y,Z+1/4", latticeCode, kSymmLineOperator);
   std::string text;
-  for (const SymmetryOperator& op : list) {
-    const double sign = op.rows[2][2];
-    EXPECT_EQ(op.rows[0], (std::array<double, 4>{0, -sign, 0, op.rows[0][3]}));
-    EXPECT_EQ(op.originFlag, &op == &list[0] ? kSymmLineOperator : 0);
+  for (const ListedOperator& op : list) {
+    const int sign = op.r[2][2];
+    EXPECT_EQ(op.r[0], (std::array<int, 3>{0, -sign, 0}));
     const bool parsed = &op == &list[0];
-    EXPECT_EQ(op.name.View(), parsed ? "SYMM -Y,X-Y,Z+1/4" : sign < 0 ? "Added Center" : "Added Translation");
-    const auto tenths = [](double t) { return std::to_string(static_cast<int>(std::lround(t * 12))); };
-    text += std::string(sign < 0 ? " -" : " +") + tenths(op.rows[0][3]) + "," + tenths(op.rows[1][3]) + "," +
-            tenths(op.rows[2][3]);
+    EXPECT_EQ(op.originFlag, parsed ? kSymmLineOperator : 0);
+    EXPECT_EQ(op.name, parsed ? " symm -Y,X-Y,Z+1/4" : sign < 0 ? "Added Center" : "Added Translation");
+    const auto twelfths = [&](size_t i) { return std::to_string(op.t[i] / (kTranslationParts / 12)); };
+    text += std::string(sign < 0 ? " -" : " +") + twelfths(0) + "," + twelfths(1) + "," + twelfths(2);
   }
   return text;
 }
 
 TEST(AddSymmetryOperator, ExpandsByTheLatticeCodeInOrder) {
-  // Translations in twelfths of an edge.
   EXPECT_EQ(Expanded(-1), " +0,0,3");
   EXPECT_EQ(Expanded(-2), " +0,0,3 +6,6,9");
   EXPECT_EQ(Expanded(-3), " +0,0,3 +8,4,7 +4,8,11");
@@ -106,22 +95,36 @@ TEST(AddSymmetryOperator, ExpandsByTheLatticeCodeInOrder) {
   for (const int none : {0, 8, -8, std::numeric_limits<int>::min()}) EXPECT_EQ(Expanded(none), " +0,0,3") << none;
 }
 
-TEST(AddSymmetryOperator, KeepsSumsUnreducedAndExact) {
-  RecordingMessages messages;
-  SymmetryList list;
-  AddSymmetryOperator(list, "SYMM X,Y,Z", 4, kImpliedOperator, messages);
-  AddSymmetryOperator(list, "SYMM -X,1/2+Y,-Z", 4, kSymmLineOperator, messages);
+TEST(AddSymmetryOperator, RaisesNegativeTranslationsAndLeavesSumsAlone) {
+  const SymmetryList list = ListOperators(4, {"-X,1/2+Y,-7/4-Z"});
   ASSERT_EQ(list.size(), 16u);
-  EXPECT_EQ(list[9].rows[1][3], 1.0);  // 1/2 + 1/2
-  SymmetryList thirds;
-  AddSymmetryOperator(thirds, "X,Y,Z", -3, kImpliedOperator, messages);
-  EXPECT_EQ(thirds[1].rows[0][3], 0.6666666666666666);
-  EXPECT_EQ(thirds[1].rows[1][3], 0.3333333333333333);
-  AddCentredCopy(thirds, thirds[1], messages);
-  EXPECT_EQ(thirds[3].rows[0], (std::array<double, 4>{-1, 0, 0, 0.6666666666666666}));
-  EXPECT_FALSE(std::signbit(thirds[3].rows[0][1])) << "no negative zeros";
-  const Fractional image = thirds[3].Apply({0.1, 0.2, 0.3});
-  EXPECT_NEAR(image.x, 0.6666666666666666 - 0.1, 1e-15);
+  EXPECT_EQ(OperatorText(list[8]), "-x, y+1/2, -z+1/4");
+  EXPECT_EQ(OperatorText(list[9]), "-x, y+1, -z+3/4");
+  EXPECT_EQ(ListOperators(-3, {})[1].Apply({}).x, 2.0 / 3.0);
+}
+
+TEST(SpaceGroup, IsWhatTheListStandsForHoweverItIsWritten) {
+  std::string problem;
+  const auto whole = MakeSpaceGroup(7, ListOperators(7, {"-X,Y,1/2-Z"}), problem);
+  // The same C2/c, all of it in SYMM lines, one of them twice.
+  const std::vector<std::string> lines = {"-X,Y,1/2-Z",        "-X,-Y,-Z",          "X,-Y,1/2+Z",
+                                          "1/2+X,1/2+Y,Z",     "1/2-X,1/2+Y,1/2-Z", "1/2-X,1/2-Y,-Z",
+                                          "1/2+X,1/2-Y,1/2+Z", "1/2+X,-1/2-Y,1/2+Z"};
+  const auto listed = MakeSpaceGroup(-1, ListOperators(-1, lines), problem);
+  ASSERT_TRUE(whole && listed);
+  for (const auto& group : {*whole, *listed}) {
+    EXPECT_EQ(group.symbol, "C 1 2/c 1");
+    EXPECT_EQ(group.all.size(), 8u);
+    EXPECT_EQ(group.centring.size(), 2u);
+    EXPECT_EQ(group.primitive.size(), 2u);
+    EXPECT_TRUE(group.IsAbsent({1, 2, 0}));
+    EXPECT_TRUE(group.IsAbsent({2, 0, 1}));
+    EXPECT_FALSE(group.IsAbsent({2, 0, 2}));
+  }
+  const auto superstructure = MakeSpaceGroup(-1, ListOperators(-1, {"x+1/5,y,z"}), problem);
+  ASSERT_TRUE(superstructure);
+  EXPECT_EQ(superstructure->centring.size(), 5u);
+  EXPECT_FALSE(MakeSpaceGroup(-1, ListOperators(-1, {"x+y,y,z"}), problem)) << "a shear has no end";
 }
 
 }  // namespace

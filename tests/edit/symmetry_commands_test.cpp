@@ -27,8 +27,7 @@ struct Structure {
   Structure(CellParameters cell, int latt, const std::vector<std::string>& symm, const std::vector<Place>& places) {
     document.cell = cell;
     EXPECT_TRUE(BuildOrthogonalisation(cell, document.matrix));
-    AddSymmetryOperator(document.symmetry, "SYMM X,Y,Z", latt, kImpliedOperator, messages);
-    for (const auto& text : symm) AddSymmetryOperator(document.symmetry, text, latt, kSymmLineOperator, messages);
+    document.symmetry = ListOperators(latt, symm);
     for (const Place& place : places) Add(place);
     Connect(document, messages);
   }

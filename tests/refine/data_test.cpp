@@ -2,10 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "base/numbers.h"
+#include "crystal/symmetry.h"
 #include "refine/data/observations.h"
 #include "refine/data/reflections.h"
 #include "refine/data/weighting.h"
-#include "refine/structure/site_symmetry.h"
 
 #include "models.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 SpaceGroup Group(int lattice, const std::vector<std::string>& operators) {
   std::string problem;
-  return *MakeSpaceGroup(lattice, operators, problem);
+  return *MakeSpaceGroup(lattice, ListOperators(lattice, operators), problem);
 }
 
 TEST(ReflectionFile, ReadsFixedColumnsThatTouch) {
@@ -112,42 +112,6 @@ TEST(Observations, GroupOverlappedReflectionsAndTwinComponents) {
   EXPECT_EQ(twin.indices[1][0], (Miller{2, 1, -3}));
   EXPECT_EQ(twin.indices[2][0], (Miller{-1, -2, -3}));
   EXPECT_EQ(twin.indices[3][0], (Miller{-2, -1, 3}));
-}
-
-TEST(SiteSymmetry, LeavesWhatTheElementAllows) {
-  const auto groupCase =
-      std::find_if(GroupCases().begin(), GroupCases().end(), [](const GroupCase& g) { return g.lattice == 3; });
-  Structure s = MakeCrystal(*groupCase, 1);
-  // On the threefold axis: z alone; U11 = U22 = 2 U12, U13 = U23 = 0.
-  auto operations = SiteOperations(s, {1e-3, -1e-3, 0.3}, 0.2);
-  ASSERT_EQ(operations.size(), 3u);
-  const Fractional on = ProjectOnSite(operations, {1e-3, -1e-3, 0.3});
-  EXPECT_NEAR(std::fabs(on.x) + std::fabs(on.y), 0.0, 1e-12);
-  EXPECT_DOUBLE_EQ(on.z, 0.3);
-  const auto position = AllowedPositions(operations, {});
-  EXPECT_TRUE(position.rows[0].empty());
-  EXPECT_TRUE(position.rows[1].empty());
-  EXPECT_EQ(position.rows[2].size(), 1u);
-  const auto u = ProjectDisplacement(s.metric, operations, {0.02, 0.03, 0.05, 0.004, 0.001, 0.002});
-  EXPECT_NEAR(u[0], u[1], 1e-12);
-  EXPECT_NEAR(u[5], u[0] / 2, 1e-12);
-  EXPECT_NEAR(u[3], 0.0, 1e-12);
-  const auto allowed = AllowedDisplacements(s.metric, operations, {});
-  EXPECT_EQ(allowed.rows[0][0].component, 0);
-  EXPECT_EQ(allowed.rows[1][0].component, 0);
-  EXPECT_NEAR(allowed.rows[5][0].factor, 0.5, 1e-12);
-  EXPECT_TRUE(allowed.rows[4].empty());
-
-  // On the diagonal x, x, z of Fm-3m one fixed coordinate fixes its partner and not the third.
-  const GroupCase& cubic = GroupCases().back();
-  s = MakeCrystal(cubic, 1);
-  operations = SiteOperations(s, {0.13, 0.13, 0.31}, 0.1);
-  EXPECT_EQ(operations.size(), 2u);
-  EXPECT_EQ(AllowedPositions(operations, {}).rows[1][0].component, 0);
-  const auto held = AllowedPositions(operations, {true, false, false});
-  EXPECT_TRUE(held.rows[0].empty());
-  EXPECT_TRUE(held.rows[1].empty());
-  EXPECT_EQ(held.rows[2].size(), 1u);
 }
 
 TEST(Weights, TheSuggestionFlattensTheVariance) {

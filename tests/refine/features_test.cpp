@@ -94,7 +94,7 @@ TEST(DifferenceMap, ShowsTheAtomThatIsMissing) {
     const std::vector<Peak> peaks = FindPeaks(model, map, 3, false);
     ASSERT_FALSE(peaks.empty());
     double nearest = 1e9;
-    for (const GroupOperator& op : truth.group.all) {
+    for (const SymmetryOperator& op : truth.group.all) {
       Fractional d = op.Apply(peaks[0].x) - truth.sites[4].x;
       for (int k = 0; k < 3; ++k) d[k] -= std::round(d[k]);
       nearest = std::min(nearest, std::sqrt(truth.metric.DistanceSquared(d, {})));

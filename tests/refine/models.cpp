@@ -3,6 +3,8 @@
 #include <cmath>
 #include <set>
 
+#include "crystal/symmetry.h"
+
 namespace marvik {
 namespace {
 
@@ -42,7 +44,7 @@ Structure MakeCrystal(const GroupCase& group, unsigned seed, int atoms) {
   Structure s;
   s.metric = MakeMetric(group.cell);
   std::string problem;
-  s.group = *MakeSpaceGroup(group.lattice, group.operators, problem);
+  s.group = *MakeSpaceGroup(group.lattice, ListOperators(group.lattice, group.operators), problem);
   const ElementTable table;
   for (const int row : {6, 8, 16, 30}) s.scatterers.push_back(TabulatedScatterer(table[row], s.wavelength));
   s.scale = 0.7;

@@ -6,6 +6,7 @@
 #include <gemmi/small.hpp>
 #include <gtest/gtest.h>
 
+#include "crystal/symmetry.h"
 #include "refine/factors/lane_math.h"
 
 #include "models.h"
@@ -35,7 +36,7 @@ TEST(LaneMath, AgreesWithTheLibraryOverTheRangesInUse) {
 TEST(SpaceGroup, IsTheOneThatTheFilesLinesStandFor) {
   for (const GroupCase& group : GroupCases()) {
     std::string problem;
-    const auto derived = MakeSpaceGroup(group.lattice, group.operators, problem);
+    const auto derived = MakeSpaceGroup(group.lattice, ListOperators(group.lattice, group.operators), problem);
     ASSERT_TRUE(derived) << group.name << problem;
     const gemmi::SpaceGroup* known = gemmi::find_spacegroup_by_name(group.name);
     ASSERT_NE(known, nullptr) << group.name;
@@ -48,12 +49,11 @@ TEST(SpaceGroup, IsTheOneThatTheFilesLinesStandFor) {
           << group.name << h[0] << h[1] << h[2];
     }
   }
-  Document withoutLatt;
   std::string problem;
-  const auto group = DeriveSpaceGroup(withoutLatt, problem);
+  const auto group = MakeSpaceGroup(Document().latticeCode, {}, problem);
   ASSERT_TRUE(group);
   EXPECT_EQ(group->symbol, "P -1") << "a file without LATT is centrosymmetric";
-  EXPECT_FALSE(MakeSpaceGroup(1, {"X, Y"}, problem));
+  EXPECT_FALSE(MakeSpaceGroup(1, ListOperators(1, {"X, Y"}), problem));
   EXPECT_NE(problem.find("X, Y"), std::string::npos);
   EXPECT_FALSE(MakeSpaceGroup(9, {}, problem));
 }

@@ -68,7 +68,7 @@ class AnisotropicValues {
     for (const Form& form : kForms) {
       const CifLoop* loop = FindColumn(block, {std::string(form.prefix) + "11"}).loop;
       if (!loop) continue;
-      const auto reciprocal = ReciprocalEdges(cell);
+      const auto reciprocal = MakeMetric(cell).reciprocalEdges;
       for (size_t i = 0; i < 6; ++i) {
         columns_[i] = ColumnIn(loop, std::string(form.prefix) + kPlaces[i]);
         factors_[i] = form.factor / (form.isBeta ? reciprocal[kAxes[i][0]] * reciprocal[kAxes[i][1]] : 1.0);

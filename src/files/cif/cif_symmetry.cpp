@@ -30,18 +30,11 @@ std::string SpacePart(std::string_view text) {
   return part.size() > kLongestOperator ? std::string() : part;
 }
 
-bool IsIdentity(const SymmetryOperator& op) {
-  for (size_t i = 0; i < 3; ++i)
-    for (size_t j = 0; j < 4; ++j)
-      if (op.rows[i][j] != (i == j ? 1.0 : 0.0)) return false;
-  return true;
-}
-
 // Whether every rotation leaves the lengths of the cell's edges and the angles between them alone.
 bool FitsCell(const SymmetryList& operators, const OrthogonalisationMatrix& matrix) {
   constexpr double kTolerance = 0.01;  // of the product of two edges
   const Fractional edges[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-  for (const SymmetryOperator& op : operators) {
+  for (const ListedOperator& op : operators) {
     const auto image = [&](size_t i) { return matrix * (op.Apply(edges[i]) - op.Apply({})); };
     for (size_t i = 0; i < 3; ++i)
       for (size_t j = i; j < 3; ++j) {
@@ -55,25 +48,27 @@ bool FitsCell(const SymmetryList& operators, const OrthogonalisationMatrix& matr
 
 }  // namespace
 
-void CifSymmetry::Add(std::string text, UserMessages& messages) {
-  AddSymmetryOperator(operators, text, -1, kSymmLineOperator, messages);
-  if (IsIdentity(operators.back())) {
-    operators.pop_back();
-  } else {
-    lines.push_back(std::move(text));
-  }
+void CifSymmetry::Add(std::string text) {
+  SymmetryList added;
+  AddSymmetryOperator(added, text, -1, kSymmLineOperator);
+  const SymmetryOperator op = Wrapped(added[0]);
+  const bool known =
+      std::ranges::any_of(operators, [&](const SymmetryOperator& other) { return Wrapped(other) == op; });
+  if (known || op.Determinant() == 0) return;
+  operators.push_back(std::move(added[0]));
+  lines.push_back(std::move(text));
 }
 
-CifSymmetry ReadCifSymmetry(const CifBlock& block, const OrthogonalisationMatrix& matrix, UserMessages& messages) {
+CifSymmetry ReadCifSymmetry(const CifBlock& block, const OrthogonalisationMatrix& matrix) {
   CifSymmetry symmetry;
-  AddSymmetryOperator(symmetry.operators, "X,Y,Z", -1, kImpliedOperator, messages);
+  AddSymmetryOperator(symmetry.operators, "X,Y,Z", -1, kImpliedOperator);
   const CifColumn texts = FindColumn(block, {"_symmetry_equiv_pos_as_xyz", "_space_group_symop_operation_xyz",
                                              "_space_group_symop_ssg_operation_algebraic"});
   for (size_t row = 0; row < texts.Rows(); ++row) {
     std::string text = SpacePart(texts[row]);
     if (text.find_first_of("\n\r\t!=") != std::string::npos || text.empty()) continue;
     symmetry.isListed = true;
-    symmetry.Add(std::move(text), messages);
+    symmetry.Add(std::move(text));
   }
   if (symmetry.isListed) return symmetry;
   const std::string hall(FindColumn(block, {"_symmetry_space_group_name_hall", "_space_group_name_hall"})[0]);
@@ -81,7 +76,7 @@ CifSymmetry ReadCifSymmetry(const CifBlock& block, const OrthogonalisationMatrix
   for (const auto& [source, symbol] : {std::pair{hall, hall}, {name, HallSymbolOf(name)}}) {
     const auto operators = OperatorsOfHallSymbol(symbol);
     CifSymmetry made = symmetry;
-    for (const std::string& text : operators) made.Add(text, messages);
+    for (const std::string& text : operators) made.Add(text);
     if (operators.empty() || !FitsCell(made.operators, matrix)) continue;
     made.source = source;
     return made;
@@ -96,7 +91,7 @@ CifValue CifSpaceGroupName(const CifBlock& block) {
 
 int SiteSymmetryOrder(const Fractional& place, const SymmetryList& operators, const OrthogonalisationMatrix& matrix) {
   int order = 0;
-  for (const SymmetryOperator& op : operators) {
+  for (const ListedOperator& op : operators) {
     Fractional difference = op.Apply(place) - place;
     for (int i = 0; i < 3; ++i) difference[i] -= std::round(difference[i]);
     order += Length(matrix * difference) < kSamePlace;

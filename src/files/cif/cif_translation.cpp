@@ -62,7 +62,7 @@ class CifComposer {
 
   std::optional<CifTranslation> Compose() {
     if (!TakeCell()) return {};
-    symmetry_ = ReadCifSymmetry(block_, matrix_, messages_);
+    symmetry_ = ReadCifSymmetry(block_, matrix_);
     const CifValue formula = FindColumn(block_, {"_chemical_formula_sum"})[0];
     formula_ = ParseFormula(formula);
     atoms_ = ReadCifAtoms(block_, cell_, formula_, losses_);

@@ -206,8 +206,8 @@ class HeaderComposer {
     Add("ZERR", in.zerrLine);
     Add("LATT", ComposeLatt(document_));
     size_t operators = 0;
-    for (const SymmetryOperator& op : document_.symmetry)
-      if (op.originFlag == kSymmLineOperator) Add("SYMM " + std::to_string(operators++), std::string(op.name.View()));
+    for (const ListedOperator& op : document_.symmetry)
+      if (op.originFlag == kSymmLineOperator) Add("SYMM " + std::to_string(operators++), op.name);
     Kept(KeptPlace::BeforeSfac);
     for (HeaderPiece& piece : ComposeSfac(document_, layout_)) Add(std::move(piece.key), std::move(piece.text));
     Kept(KeptPlace::AfterSfac);

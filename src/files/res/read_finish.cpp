@@ -104,13 +104,14 @@ void SettlePairs(ReadState& s) {
 // The lattice code counts for all operators wherever its line stood.
 void SettleSymmetry(ReadState& s) {
   SymmetryList& list = s.document.symmetry;
-  AddSymmetryOperator(list, "SYMM X,Y,Z", s.document.latticeCode, kImpliedOperator, s.messages);
+  AddSymmetryOperator(list, "SYMM X,Y,Z", s.document.latticeCode, kImpliedOperator);
   size_t known = 0;
   for (const ReadState::SymmLine& line : s.symmLines) {
     const size_t at = list.size();
-    AddSymmetryOperator(list, line.code, s.document.latticeCode, kSymmLineOperator, s.messages);
-    if (line.text != line.code && at < list.size()) list[at].name = TextString(line.text, s.messages);
-    if (at < list.size()) s.remembered["SYMM " + std::to_string(known++)] = {line.line};
+    AddSymmetryOperator(list, line.code, s.document.latticeCode, kSymmLineOperator);
+    if (at >= list.size()) continue;
+    list[at].name = line.text;
+    s.remembered["SYMM " + std::to_string(known++)] = {line.line};
   }
 }
 

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
-#include "refine/structure/site_symmetry.h"
+#include "crystal/site_symmetry.h"
 
 namespace marvik {
 namespace {
@@ -64,7 +64,7 @@ bool Parametrisation::CodeRow(const Structure& structure, int site, int raw, Row
   return true;
 }
 
-void Parametrisation::BuildPosition(Structure& structure, int site, const std::vector<GroupOperator>& operations) {
+void Parametrisation::BuildPosition(Structure& structure, int site, const std::vector<SymmetryOperator>& operations) {
   Site& s = structure.sites[static_cast<size_t>(site)];
   std::array<bool, 3> coded{};
   Row* row = &rows[static_cast<size_t>(site * kRawPerSite)];
@@ -90,7 +90,8 @@ void Parametrisation::BuildPosition(Structure& structure, int site, const std::v
   }
 }
 
-void Parametrisation::BuildDisplacement(Structure& structure, int site, const std::vector<GroupOperator>& operations) {
+void Parametrisation::BuildDisplacement(Structure& structure, int site,
+                                        const std::vector<SymmetryOperator>& operations) {
   Site& s = structure.sites[static_cast<size_t>(site)];
   Row* row = &rows[static_cast<size_t>(site * kRawPerSite + kRawU)];
   if (!s.anisotropic) {
@@ -128,9 +129,9 @@ void Parametrisation::BuildSite(Structure& structure, int site, const ParameterO
   const bool rigidFollower = std::any_of(rigid_.begin(), rigid_.end(), [&](const RigidGroup& g) {
     return std::find(g.members.begin() + 1, g.members.end(), site) != g.members.end();
   });
-  std::vector<GroupOperator> operations{GroupOperator{{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}}, {}}};
+  std::vector<SymmetryOperator> operations{SymmetryOperator{}};
   if (s.part >= 0 && !IsRidingCode(s.afix)) {
-    const auto found = SiteOperations(structure, s.x, options.specialTolerance);
+    const auto found = SiteOperations(structure.group.all, structure.metric, s.x, options.specialTolerance);
     if (!found.empty()) operations = found;
     if (operations.size() > 1 && s.code[kRawOccupancy] == 0.0) {
       notes.push_back("the occupancy of " + s.label + " on a special position is refined");

@@ -82,8 +82,8 @@ class Parametrisation {
   int Add(ParameterKind kind, int site, int component, int index, std::string name);
   void BuildSite(Structure& structure, int site, const ParameterOptions& options, std::vector<std::string>& notes);
   bool CodeRow(const Structure& structure, int site, int raw, Row& row);
-  void BuildPosition(Structure& structure, int site, const std::vector<GroupOperator>& operations);
-  void BuildDisplacement(Structure& structure, int site, const std::vector<GroupOperator>& operations);
+  void BuildPosition(Structure& structure, int site, const std::vector<SymmetryOperator>& operations);
+  void BuildDisplacement(Structure& structure, int site, const std::vector<SymmetryOperator>& operations);
   int FreeVariableParameter(int variable);
   void WriteGroupRows(const Structure& structure);
   void WriteRidingU(const Structure& structure);

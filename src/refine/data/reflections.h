@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "refine/structure/metric.h"
-#include "refine/structure/space_group.h"
+#include "crystal/cell_metric.h"
+#include "crystal/space_group.h"
 
 namespace marvik {
 

@@ -33,9 +33,10 @@ struct OperatorBlock {
   alignas(64) std::array<Lanes, 6> quadratic;  // -2π² times the factors of U in the exponent
 };
 
-MARVIK_CLONES void FillOperator(const GroupOperator& op, const double* edges, const IndexBlock& block,
+MARVIK_CLONES void FillOperator(const SymmetryOperator& op, const double* edges, const IndexBlock& block,
                                 OperatorBlock& out) {
   const double f = -2.0 * kPi * kPi;
+  const double t[3] = {op.Translation(0), op.Translation(1), op.Translation(2)};
   for (int i = 0; i < kBlock; ++i) {
     const auto at = static_cast<size_t>(i);
     const double h = block.h[at];
@@ -47,7 +48,7 @@ MARVIK_CLONES void FillOperator(const GroupOperator& op, const double* edges, co
     out.hx[at] = u;
     out.kx[at] = v;
     out.lx[at] = w;
-    out.shift[at] = h * op.t[0] + k * op.t[1] + l * op.t[2];
+    out.shift[at] = h * t[0] + k * t[1] + l * t[2];
     const double a = u * edges[0];
     const double b = v * edges[1];
     const double c = w * edges[2];

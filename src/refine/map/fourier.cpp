@@ -105,7 +105,7 @@ void PlaceNearAtoms(const Structure& structure, Peak& peak) {
   double best = 1e30;
   Fractional place = peak.x;
   int equal = 0;
-  for (const GroupOperator& op : structure.group.all) {
+  for (const SymmetryOperator& op : structure.group.all) {
     const Fractional image = op.Apply(peak.x);
     Fractional moved;
     if (NearestImage(structure.metric, image, peak.x, moved) < 0.3) ++equal;
@@ -179,7 +179,7 @@ std::array<size_t, 3> GridSize(const Metric& metric, const SpaceGroup& group, st
   const double edges[3] = {metric.cell.a, metric.cell.b, metric.cell.c};
   std::array<int, 3> largest{1, 1, 1};
   for (const Miller& h : indices) {
-    for (const GroupOperator& op : group.pointOperators) {
+    for (const SymmetryOperator& op : group.pointOperators) {
       const Miller image = op.ApplyToIndices(h);
       for (size_t i = 0; i < 3; ++i) largest[i] = std::max(largest[i], std::abs(image[i]));
     }
@@ -204,11 +204,11 @@ DensityMap Synthesise(const SpaceGroup& group, double volume, const std::array<s
   const size_t half = n3 / 2 + 1;
   std::vector<std::complex<float>> coefficients(n1 * n2 * half);
   for (const MapCoefficient& term : terms) {
-    for (const GroupOperator& op : group.pointOperators) {
+    for (const SymmetryOperator& op : group.pointOperators) {
       // F(hR) = F(h)·exp(-2πi h·t).
       const Miller m = op.ApplyToIndices(term.h);
       if (!Holds(size, m)) continue;
-      const double shift = -kTurn * (term.h[0] * op.t[0] + term.h[1] * op.t[1] + term.h[2] * op.t[2]);
+      const double shift = -kTurn * op.PhaseShift(term.h);
       const std::complex<double> c = term.f / volume * std::polar(1.0, shift);
       for (const int sign : {1, -1}) {
         const long l = sign * m[2];
@@ -272,7 +272,7 @@ std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, s
   for (const Maximum& m : LocalMaxima(map, holes ? -1.0 : 1.0)) {
     if (peaks.size() >= count) break;
     const bool known = std::any_of(peaks.begin(), peaks.end(), [&](const Peak& p) {
-      return std::any_of(structure.group.all.begin(), structure.group.all.end(), [&](const GroupOperator& op) {
+      return std::any_of(structure.group.all.begin(), structure.group.all.end(), [&](const SymmetryOperator& op) {
         Fractional moved;
         return NearestImage(structure.metric, op.Apply(m.x), p.x, moved) < 0.35;
       });

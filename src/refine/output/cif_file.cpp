@@ -5,10 +5,14 @@
 #include "base/files.h"
 #include "base/numbers.h"
 #include "chem/uncertainty.h"
+#include "crystal/site_symmetry.h"
+#include "crystal/symmetry.h"
 #include "refine/output/tables.h"
 
 namespace marvik {
 namespace {
+
+constexpr double kSiteTolerance = 0.1;  // Å
 
 void Item(std::string& out, const char* name, const std::string& value) {
   AppendPrintf(out, "%-40s %s\n", name, value.c_str());
@@ -86,10 +90,8 @@ void CellItems(const Session& s, std::string& out) {
   Item(out, "_diffrn_radiation_wavelength", Printf("%.5f", s.structure.wavelength));
   Item(out, "_space_group_name_H-M_alt", Quoted(s.structure.group.symbol));
   out += "loop_\n_space_group_symop_operation_xyz\n";
-  for (const GroupOperator& op : s.structure.group.all) {
-    std::string text = OperatorText(op);
-    std::erase(text, ' ');
-    AppendPrintf(out, "'%s'\n", text.c_str());
+  for (const SymmetryOperator& op : s.structure.group.all) {
+    AppendPrintf(out, "'%s'\n", OperatorText(op, ",").c_str());
   }
   out += "loop_\n_atom_type_symbol\n_atom_type_scat_dispersion_real\n_atom_type_scat_dispersion_imag\n";
   for (const Scatterer& f : s.structure.scatterers)
@@ -149,13 +151,8 @@ void AtomLoops(const Session& s, const Geometry& geometry, std::string& out) {
   for (size_t i = 0; i < s.structure.sites.size(); ++i) {
     const Site& site = s.structure.sites[i];
     const int at = static_cast<int>(i);
-    int order = 0;
-    for (const GroupOperator& op : s.structure.group.all) {
-      Fractional d = op.Apply(site.x) - site.x;
-      for (int k = 0; k < 3; ++k) d[k] -= std::round(d[k]);
-      order += s.structure.metric.DistanceSquared(d, {}) < 0.01;
-    }
-    if (site.part < 0) order = 1;
+    const auto onSite = SiteOperations(s.structure.group.all, s.structure.metric, site.x, kSiteTolerance);
+    const int order = site.part < 0 ? 1 : static_cast<int>(onSite.size());
     // The file's factor holds the multiplicity of the site; the one of the CIF does not.
     Measured occupancy = geometry.Raw(at, kRawOccupancy);
     occupancy.value *= order;

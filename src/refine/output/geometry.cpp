@@ -139,8 +139,7 @@ SiteImage ImageOf(const Structure& structure, const Neighbour& n) {
   SiteImage image;
   image.site = n.site;
   image.moved = !n.IsIdentity();
-  image.operation = structure.group.all[static_cast<size_t>(n.operation)];
-  for (size_t i = 0; i < 3; ++i) image.operation.t[i] += n.cell[i];
+  image.operation = structure.group.all[static_cast<size_t>(n.operation)].Shifted(n.cell);
   return image;
 }
 
@@ -157,9 +156,7 @@ std::string WithSu(const Measured& m, int digits) {
 std::string OperationNames::Suffix(const SiteImage& image) {
   if (!image.moved) return {};
   for (size_t i = 0; i < operations_.size(); ++i) {
-    bool same = operations_[i].r == image.operation.r;
-    for (size_t k = 0; k < 3; ++k) same = same && std::fabs(operations_[i].t[k] - image.operation.t[k]) < 1e-6;
-    if (same) return Printf("_$%zu", i + 1);
+    if (operations_[i] == image.operation) return Printf("_$%zu", i + 1);
   }
   operations_.push_back(image.operation);
   return Printf("_$%zu", operations_.size());

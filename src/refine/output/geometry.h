@@ -49,10 +49,10 @@ class OperationNames {
   std::string Suffix(const SiteImage& image);
   // CIF codes: "." or "3_655".
   static std::string CifCode(const Neighbour& n);
-  const std::vector<GroupOperator>& Operations() const { return operations_; }
+  const std::vector<SymmetryOperator>& Operations() const { return operations_; }
 
  private:
-  std::vector<GroupOperator> operations_;
+  std::vector<SymmetryOperator> operations_;
 };
 
 }  // namespace marvik

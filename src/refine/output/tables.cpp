@@ -5,6 +5,7 @@
 #include <map>
 
 #include "base/numbers.h"
+#include "crystal/symmetry.h"
 
 namespace marvik {
 namespace {

@@ -249,8 +249,7 @@ void MakeBump(const RestraintInput& input, RestraintList& list) {
       if (common) continue;
       SiteImage image = PlainImage(n.site);
       image.moved = true;
-      image.operation = s.group.all[static_cast<size_t>(n.operation)];
-      for (size_t i = 0; i < 3; ++i) image.operation.t[i] += n.cell[i];
+      image.operation = s.group.all[static_cast<size_t>(n.operation)].Shifted(n.cell);
       list.push_back(std::make_unique<FixedDistance>(PlainImage(static_cast<int>(a)), image, -least, sigma));
     }
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "crystal/symmetry.h"
 #include "language/tokenizer.h"
 
 namespace marvik {
@@ -21,7 +22,7 @@ const AtomNameIndex& NamesOf(const Structure& structure) {
   return *structure.names;
 }
 
-bool FindEquivalent(const std::vector<Command>& commands, const std::string& symbol, GroupOperator& operation) {
+bool FindEquivalent(const std::vector<Command>& commands, const std::string& symbol, SymmetryOperator& operation) {
   for (const Command& command : commands) {
     if (command.name != "EQIV" || command.all.empty() || command.all[0] != symbol) continue;
     const size_t at = command.text.find(symbol);
@@ -31,7 +32,7 @@ bool FindEquivalent(const std::vector<Command>& commands, const std::string& sym
       text.clear();
       for (size_t i = 1; i < command.all.size(); ++i) text += (i > 1 ? "," : "") + command.all[i];
     }
-    const std::optional<GroupOperator> parsed = ParseOperator(text);
+    const auto parsed = ParseOperator(text);
     if (!parsed) return false;
     operation = *parsed;
     return true;

@@ -12,7 +12,7 @@ namespace marvik {
 struct SiteImage {
   int site = 0;
   bool moved = false;
-  GroupOperator operation{{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}}, {}};
+  SymmetryOperator operation;
 };
 
 struct ResolvedNames {

@@ -105,11 +105,7 @@ void Site::SetRaw(int k, double value) {
 }
 
 double Structure::Ueq(const Site& site) const {
-  if (!site.anisotropic) return site.u[0];
-  const std::array<double, 6> weights = metric.UeqWeights();
-  double sum = 0.0;
-  for (size_t i = 0; i < 6; ++i) sum += weights[i] * site.u[i];
-  return sum;
+  return site.anisotropic ? metric.Ueq(site.u) : site.u[0];
 }
 
 Scatterer TabulatedScatterer(const ElementInfo& element, double wavelength) {
@@ -135,7 +131,7 @@ Scatterer TabulatedScatterer(const ElementInfo& element, double wavelength) {
 }
 
 bool BuildStructure(Document& document, Structure& structure, std::vector<std::string>& notes, std::string& problem) {
-  std::optional<SpaceGroup> group = DeriveSpaceGroup(document, problem);
+  std::optional<SpaceGroup> group = MakeSpaceGroup(document.latticeCode, document.symmetry, problem);
   if (!group) return false;
   structure.group = *group;
   structure.metric = MakeMetric(document.cell);

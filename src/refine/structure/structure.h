@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "crystal/cell_metric.h"
+#include "crystal/space_group.h"
 #include "language/atom_references.h"
 #include "model/coded_values.h"
 #include "model/document.h"
-#include "refine/structure/metric.h"
-#include "refine/structure/space_group.h"
 
 namespace marvik {
 

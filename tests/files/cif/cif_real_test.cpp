@@ -96,8 +96,8 @@ std::optional<CifFacts> FactsOfCif(const std::string& text) {
 bool SameOperator(const gemmi::Op& a, const SymmetryOperator& b) {
   for (size_t i = 0; i < 3; ++i) {
     for (size_t j = 0; j < 3; ++j)
-      if (a.rot[i][j] != gemmi::Op::DEN * b.rows[i][j]) return false;
-    const double shift = double(a.tran[i]) / gemmi::Op::DEN - b.rows[i][3];
+      if (a.rot[i][j] != gemmi::Op::DEN * b.r[i][j]) return false;
+    const double shift = double(a.tran[i]) / gemmi::Op::DEN - b.Translation(i);
     if (std::fabs(shift - std::round(shift)) > 0.001) return false;
   }
   return true;

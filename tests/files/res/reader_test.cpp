@@ -255,8 +255,8 @@ TEST(Reader, GrownSectionAsksAndMarks) {
 TEST(Reader, SymmetryAndLatticeInAnyOrder) {
   ReadDocument r(kCellLines + "SYMM -X, 0.5+Y, -Z ! axis along y\nLATT 2\nSFAC C\nUNIT 1\nC1 1 0 0 0\n");
   ASSERT_EQ(r.document.symmetry.size(), 8u);
-  EXPECT_EQ(r.document.symmetry[0].name.View(), "SYMM X,Y,Z");
-  EXPECT_EQ(r.document.symmetry[4].rows[2], (std::array<double, 4>{0, 0, -1, 0}));
+  EXPECT_EQ(r.document.symmetry[0].name, "SYMM X,Y,Z");
+  EXPECT_EQ(r.document.symmetry[4].r[2], (std::array<int, 3>{0, 0, -1}));
   EXPECT_TRUE(r.Saves("SYMM -X, 0.5+Y, -Z ! axis along y"));
   ReadDocument none(kCellLines + "SFAC C\nUNIT 1\n");
   EXPECT_EQ(none.document.symmetry.size(), 2u);

@@ -1,9 +1,13 @@
-#include "refine/structure/site_symmetry.h"
+#include "crystal/site_symmetry.h"
 
 #include <cmath>
 
+#include "crystal/displacement.h"
+
 namespace marvik {
 namespace {
+
+constexpr double kFarthestCell = 1e6;
 
 // Solves the homogeneous equations by elimination. Pivots are taken from the last component on, so that the first ones
 // stay independent.
@@ -54,50 +58,34 @@ void Fix(const std::array<bool, N>& fixed, std::vector<std::array<double, N>>& e
   }
 }
 
-// U' = M·U of one operation, in file order.
-std::array<std::array<double, 6>, 6> DisplacementMatrix(const Metric& metric, const GroupOperator& op) {
-  std::array<std::array<double, 6>, 6> m{};
-  const auto& e = metric.reciprocalEdges;
-  for (size_t i = 0; i < 3; ++i) {
-    for (size_t j = i; j < 3; ++j) {
-      const auto to = static_cast<size_t>(TensorIndex(static_cast<int>(i), static_cast<int>(j)));
-      for (size_t k = 0; k < 3; ++k) {
-        for (size_t l = 0; l < 3; ++l) {
-          const auto from = static_cast<size_t>(TensorIndex(static_cast<int>(k), static_cast<int>(l)));
-          m[to][from] += op.r[i][k] * op.r[j][l] * e[k] * e[l] / (e[i] * e[j]);
-        }
-      }
-    }
-  }
-  return m;
-}
-
 }  // namespace
 
-std::vector<GroupOperator> SiteOperations(const Structure& structure, const Fractional& x, double tolerance) {
-  std::vector<GroupOperator> operations;
-  for (const GroupOperator& op : structure.group.all) {
-    Fractional image = op.Apply(x);
-    GroupOperator moved = op;
+std::vector<SymmetryOperator> SiteOperations(std::span<const SymmetryOperator> group, const Metric& metric,
+                                             const Fractional& x, double tolerance) {
+  std::vector<SymmetryOperator> operations;
+  for (const SymmetryOperator& op : group) {
+    Fractional difference = op.Apply(x) - x;
+    std::array<int, 3> cells{};
     for (int i = 0; i < 3; ++i) {
-      const double n = std::round(x[i] - image[i]);
-      image[i] += n;
-      moved.t[static_cast<size_t>(i)] += n;
+      const double n = std::round(-difference[i]);
+      if (!(std::fabs(n) < kFarthestCell)) return operations;
+      difference[i] += n;
+      cells[static_cast<size_t>(i)] = static_cast<int>(n);
     }
-    if (structure.metric.DistanceSquared(image, x) < tolerance * tolerance) operations.push_back(moved);
+    if (metric.DistanceSquared(difference, {}) < tolerance * tolerance) operations.push_back(op.Shifted(cells));
   }
   return operations;
 }
 
-Fractional ProjectOnSite(const std::vector<GroupOperator>& operations, const Fractional& x) {
+Fractional ProjectOnSite(const std::vector<SymmetryOperator>& operations, const Fractional& x) {
   Fractional sum;
-  for (const GroupOperator& op : operations) sum += op.Apply(x);
+  for (const SymmetryOperator& op : operations) sum += op.Apply(x);
   return sum / static_cast<double>(operations.size());
 }
 
-AllowedShifts<3> AllowedPositions(const std::vector<GroupOperator>& operations, const std::array<bool, 3>& fixed) {
+AllowedShifts<3> AllowedPositions(const std::vector<SymmetryOperator>& operations, const std::array<bool, 3>& fixed) {
   std::vector<std::array<double, 3>> equations;
-  for (const GroupOperator& op : operations) {
+  for (const SymmetryOperator& op : operations) {
     for (size_t i = 0; i < 3; ++i) {
       std::array<double, 3> row{};
       for (size_t j = 0; j < 3; ++j) row[j] = op.r[i][j] - (i == j ? 1.0 : 0.0);
@@ -108,30 +96,31 @@ AllowedShifts<3> AllowedPositions(const std::vector<GroupOperator>& operations, 
   return Solve<3>(equations);
 }
 
-AllowedShifts<6> AllowedDisplacements(const Metric& metric, const std::vector<GroupOperator>& operations,
+AllowedShifts<6> AllowedDisplacements(const Metric& metric, const std::vector<SymmetryOperator>& operations,
                                       const std::array<bool, 6>& fixed) {
   std::vector<std::array<double, 6>> equations;
-  for (const GroupOperator& op : operations) {
-    auto m = DisplacementMatrix(metric, op);
-    for (size_t i = 0; i < 6; ++i) {
-      m[i][i] -= 1.0;
-      equations.push_back(m[i]);
+  for (const SymmetryOperator& op : operations) {
+    const size_t first = equations.size();
+    equations.resize(first + 6);
+    for (size_t j = 0; j < 6; ++j) {
+      std::array<double, 6> unit{};
+      unit[j] = 1.0;
+      const auto image = RotatedTensor(unit, op, metric.reciprocalEdges);
+      for (size_t i = 0; i < 6; ++i) equations[first + i][j] = image[i] - unit[i];
     }
   }
   Fix<6>(fixed, equations);
   return Solve<6>(equations);
 }
 
-std::array<double, 6> ProjectDisplacement(const Metric& metric, const std::vector<GroupOperator>& operations,
+std::array<double, 6> ProjectDisplacement(const Metric& metric, const std::vector<SymmetryOperator>& operations,
                                           const std::array<double, 6>& u) {
-  std::array<double, 6> sum{};
-  for (const GroupOperator& op : operations) {
-    const auto m = DisplacementMatrix(metric, op);
-    for (size_t i = 0; i < 6; ++i) {
-      for (size_t j = 0; j < 6; ++j) sum[i] += m[i][j] * u[j] / static_cast<double>(operations.size());
-    }
+  std::array<double, 6> mean{};
+  for (const SymmetryOperator& op : operations) {
+    const auto image = RotatedTensor(u, op, metric.reciprocalEdges);
+    for (size_t i = 0; i < 6; ++i) mean[i] += image[i] / static_cast<double>(operations.size());
   }
-  return sum;
+  return mean;
 }
 
 }  // namespace marvik
