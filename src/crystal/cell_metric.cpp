@@ -7,29 +7,37 @@ namespace marvik {
 
 namespace {
 
-bool IsPossible(const CellParameters& cell) {
-  const auto edge = [](double v) { return std::isfinite(v) && v > 0.0; };
-  const auto angle = [](double v) { return v > 0.0 && v < 180.0; };
-  return edge(cell.a) && edge(cell.b) && edge(cell.c) && angle(cell.alpha) && angle(cell.beta) && angle(cell.gamma);
+double Cosine(double degrees) {
+  return std::cos(degrees * kRadiansPerDegree);
+}
+
+double Sine(double degrees) {
+  return std::sin(degrees * kRadiansPerDegree);
+}
+
+// -cos γ*, the X of the drawing frame.
+double OppositeCosine(const CellParameters& cell) {
+  return (Cosine(cell.gamma) - Cosine(cell.alpha) * Cosine(cell.beta)) / (Sine(cell.alpha) * Sine(cell.beta));
 }
 
 }  // namespace
 
+bool IsPossible(const CellParameters& cell) {
+  const auto edge = [](double v) { return std::isfinite(v) && v > 0.0; };
+  const auto angle = [](double v) { return v > 0.0 && v < 180.0; };
+  return edge(cell.a) && edge(cell.b) && edge(cell.c) && angle(cell.alpha) && angle(cell.beta) && angle(cell.gamma) &&
+         1.0 - OppositeCosine(cell) * OppositeCosine(cell) > 0.0;
+}
+
 bool BuildOrthogonalisation(const CellParameters& cell, OrthogonalisationMatrix& matrix) {
   if (!IsPossible(cell)) return false;
-  const auto cosine = [](double degrees) { return std::cos(degrees * kRadiansPerDegree); };
-  const auto sine = [](double degrees) { return std::sin(degrees * kRadiansPerDegree); };
-  // √(1 - X²) is sin γ*.
-  const double x = (cosine(cell.gamma) - cosine(cell.alpha) * cosine(cell.beta)) / (sine(cell.alpha) * sine(cell.beta));
-  if (!(1.0 - x * x > 0.0)) return false;
-  OrthogonalisationMatrix built;
-  built.m = {cell.a * std::sqrt(1.0 - x * x) * sine(cell.beta),
-             cell.a * x * sine(cell.beta),
-             cell.b * sine(cell.alpha),
-             cell.a * cosine(cell.beta),
-             cell.b * cosine(cell.alpha),
-             cell.c};
-  matrix = built;
+  const double x = OppositeCosine(cell);
+  matrix.m = {cell.a * std::sqrt(1.0 - x * x) * Sine(cell.beta),
+              cell.a * x * Sine(cell.beta),
+              cell.b * Sine(cell.alpha),
+              cell.a * Cosine(cell.beta),
+              cell.b * Cosine(cell.alpha),
+              cell.c};
   return true;
 }
 
@@ -96,10 +104,10 @@ Mat3 Metric::CartesianU(const std::array<double, 6>& u) const {
 Metric MakeMetric(const CellParameters& cell) {
   Metric m;
   m.cell = cell;
-  const double ca = std::cos(cell.alpha * kRadiansPerDegree);
-  const double cb = std::cos(cell.beta * kRadiansPerDegree);
-  const double cg = std::cos(cell.gamma * kRadiansPerDegree);
-  const double sg = std::sin(cell.gamma * kRadiansPerDegree);
+  const double ca = Cosine(cell.alpha);
+  const double cb = Cosine(cell.beta);
+  const double cg = Cosine(cell.gamma);
+  const double sg = Sine(cell.gamma);
   const double root = std::sqrt(1.0 - ca * ca - cb * cb - cg * cg + 2.0 * ca * cb * cg);
   m.volume = cell.a * cell.b * cell.c * root;
   m.orthogonal.m = {{{cell.a, cell.b * cg, cell.c * cb},

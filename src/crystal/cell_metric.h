@@ -41,11 +41,13 @@ struct Metric {
   Mat3 CartesianU(const std::array<double, 6>& u) const;
 };
 
-// Of a cell that BuildOrthogonalisation refuses the numbers mean nothing.
+// False for an edge <= 0, an angle outside 0..180, angles that do not fit together, or anything not finite.
+bool IsPossible(const CellParameters& cell);
+
+// Of an impossible cell the numbers mean nothing.
 Metric MakeMetric(const CellParameters& cell);
 
-// The matrix of the drawing frame. False, with the matrix unchanged, for an impossible cell: an edge <= 0, an angle
-// outside 0..180, 1 - X² <= 0 or anything not finite.
+// The matrix of the drawing frame. False, with the matrix unchanged, for an impossible cell.
 bool BuildOrthogonalisation(const CellParameters& cell, OrthogonalisationMatrix& matrix);
 
 // The inverse of matrix * fractional.

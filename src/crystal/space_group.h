@@ -3,6 +3,7 @@
 #include <array>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "crystal/crystal.h"
@@ -30,5 +31,15 @@ struct SpaceGroup {
 // The group that a LATT code and the SYMM lines of a list stand for, whatever else the list holds. Nothing, with a
 // sentence in `problem`, when a line is unreadable or the operators make no group.
 std::optional<SpaceGroup> MakeSpaceGroup(int latticeCode, const SymmetryList& list, std::string& problem);
+
+// The operations of a Hall symbol ("-P 2ybc"; S. R. Hall, Acta Cryst. A37 (1981) 517-525), blanks or
+// underscores between its parts, with a shift of origin in twelfths (0 0 1) behind it or none; the identity first. None
+// for anything else.
+std::vector<SymmetryOperator> OperatorsOfHallSymbol(std::string_view symbol);
+
+// The operations of a Hermann-Mauguin name in any spelling ("P 1 21/c 1", "P21/c", "P_21/C", "F m 3 m"), with ":1",
+// ":2", ":H", ":R" behind it or not. Where R leaves open which axes are meant the cell decides. None for a name that is
+// not known or that leaves open which origin is meant.
+std::vector<SymmetryOperator> OperatorsOfName(std::string_view hermannMauguin, const CellParameters& cell);
 
 }  // namespace marvik

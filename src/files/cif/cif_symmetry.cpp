@@ -3,15 +3,14 @@
 #include <algorithm>
 #include <cmath>
 
+#include "crystal/space_group.h"
 #include "crystal/symmetry.h"
-#include "files/cif/cif_space_group.h"
 
 namespace marvik {
 
 namespace {
 
 constexpr size_t kLongestOperator = 70;
-constexpr double kSamePlace = 0.05;  // Å
 
 // The first three components, x1 x2 x3 written as x y z; empty when these are no three.
 std::string SpacePart(std::string_view text) {
@@ -31,19 +30,20 @@ std::string SpacePart(std::string_view text) {
 }
 
 // Whether every rotation leaves the lengths of the cell's edges and the angles between them alone.
-bool FitsCell(const SymmetryList& operators, const OrthogonalisationMatrix& matrix) {
+bool FitsCell(const std::vector<SymmetryOperator>& operators, const Metric& metric) {
   constexpr double kTolerance = 0.01;  // of the product of two edges
   const Fractional edges[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-  for (const ListedOperator& op : operators) {
-    const auto image = [&](size_t i) { return matrix * (op.Apply(edges[i]) - op.Apply({})); };
+  const auto fits = [&](const SymmetryOperator& op) {
+    const auto image = [&](size_t i) { return metric.ToCartesian(op.Apply(edges[i]) - op.Apply({})); };
     for (size_t i = 0; i < 3; ++i)
       for (size_t j = i; j < 3; ++j) {
-        const Cartesian a = matrix * edges[i];
-        const Cartesian b = matrix * edges[j];
+        const RightHanded a = metric.ToCartesian(edges[i]);
+        const RightHanded b = metric.ToCartesian(edges[j]);
         if (std::fabs(Dot(image(i), image(j)) - Dot(a, b)) > kTolerance * Length(a) * Length(b)) return false;
       }
-  }
-  return true;
+    return true;
+  };
+  return std::ranges::all_of(operators, fits);
 }
 
 }  // namespace
@@ -59,7 +59,7 @@ void CifSymmetry::Add(std::string text) {
   lines.push_back(std::move(text));
 }
 
-CifSymmetry ReadCifSymmetry(const CifBlock& block, const OrthogonalisationMatrix& matrix) {
+CifSymmetry ReadCifSymmetry(const CifBlock& block, const Metric& metric) {
   CifSymmetry symmetry;
   AddSymmetryOperator(symmetry.operators, "X,Y,Z", -1, kImpliedOperator);
   const CifColumn texts = FindColumn(block, {"_symmetry_equiv_pos_as_xyz", "_space_group_symop_operation_xyz",
@@ -71,15 +71,14 @@ CifSymmetry ReadCifSymmetry(const CifBlock& block, const OrthogonalisationMatrix
     symmetry.Add(std::move(text));
   }
   if (symmetry.isListed) return symmetry;
-  const std::string hall(FindColumn(block, {"_symmetry_space_group_name_hall", "_space_group_name_hall"})[0]);
-  const std::string name(CifSpaceGroupName(block));
-  for (const auto& [source, symbol] : {std::pair{hall, hall}, {name, HallSymbolOf(name)}}) {
-    const auto operators = OperatorsOfHallSymbol(symbol);
-    CifSymmetry made = symmetry;
-    for (const std::string& text : operators) made.Add(text);
-    if (operators.empty() || !FitsCell(made.operators, matrix)) continue;
-    made.source = source;
-    return made;
+  const CifValue hall = FindColumn(block, {"_symmetry_space_group_name_hall", "_space_group_name_hall"})[0];
+  const CifValue name = CifSpaceGroupName(block);
+  for (const auto& [source, operators] :
+       {std::pair{hall, OperatorsOfHallSymbol(hall)}, {name, OperatorsOfName(name, metric.cell)}}) {
+    if (operators.empty() || !FitsCell(operators, metric)) continue;
+    for (const SymmetryOperator& op : operators) symmetry.Add(OperatorText(op, ","));
+    symmetry.source = source;
+    return symmetry;
   }
   return symmetry;
 }
@@ -87,16 +86,6 @@ CifSymmetry ReadCifSymmetry(const CifBlock& block, const OrthogonalisationMatrix
 CifValue CifSpaceGroupName(const CifBlock& block) {
   return FindColumn(block, {"_symmetry_space_group_name_h-m", "_space_group_name_h-m_alt", "_space_group_name_h-m_ref",
                             "_space_group_name_h-m_full"})[0];
-}
-
-int SiteSymmetryOrder(const Fractional& place, const SymmetryList& operators, const OrthogonalisationMatrix& matrix) {
-  int order = 0;
-  for (const ListedOperator& op : operators) {
-    Fractional difference = op.Apply(place) - place;
-    for (int i = 0; i < 3; ++i) difference[i] -= std::round(difference[i]);
-    order += Length(matrix * difference) < kSamePlace;
-  }
-  return std::max(order, 1);
 }
 
 }  // namespace marvik

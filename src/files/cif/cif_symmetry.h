@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "crystal/crystal.h"
+#include "crystal/cell_metric.h"
 #include "files/cif/cif_text.h"
 
 namespace marvik {
@@ -20,12 +20,9 @@ struct CifSymmetry {
 // The operators of a block as they are spelled there. Of operators in more dimensions (modulated structures) or with
 // time reversal the part in space is taken; what is no operator is left out. A block without a list of them has those
 // of its Hall symbol or Hermann-Mauguin name where these fit the cell, else the identity alone.
-CifSymmetry ReadCifSymmetry(const CifBlock& block, const OrthogonalisationMatrix& matrix);
+CifSymmetry ReadCifSymmetry(const CifBlock& block, const Metric& metric);
 
 // The Hermann-Mauguin name as given.
 CifValue CifSpaceGroupName(const CifBlock& block);
-
-// How many operators move a place onto itself, whole cells apart and within 0.05 Å; at least 1.
-int SiteSymmetryOrder(const Fractional& place, const SymmetryList& operators, const OrthogonalisationMatrix& matrix);
 
 }  // namespace marvik

@@ -5,7 +5,7 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
-#include "crystal/cell_metric.h"
+#include "crystal/site_symmetry.h"
 #include "files/cif/cif_atoms.h"
 #include "files/cif/cif_symmetry.h"
 #include "files/res/reader.h"
@@ -18,6 +18,7 @@ namespace marvik {
 namespace {
 
 constexpr size_t kLabelsListed = 20;
+constexpr double kSamePlace = 0.05;    // Å
 constexpr size_t kLongestNumber = 10;  // six of them fit on the CELL line
 
 // One line of printable text, shortened so that it stays a line of an instruction file. A character of several bytes
@@ -62,13 +63,17 @@ class CifComposer {
 
   std::optional<CifTranslation> Compose() {
     if (!TakeCell()) return {};
-    symmetry_ = ReadCifSymmetry(block_, matrix_);
+    const Metric metric = MakeMetric(cell_);
+    symmetry_ = ReadCifSymmetry(block_, metric);
     const CifValue formula = FindColumn(block_, {"_chemical_formula_sum"})[0];
     formula_ = ParseFormula(formula);
     atoms_ = ReadCifAtoms(block_, cell_, formula_, losses_);
     if (atoms_.empty()) return {};
-    for (const CifAtom& atom : atoms_)
-      shares_.push_back(1.0 / SiteSymmetryOrder(atom.fract, symmetry_.operators, matrix_));
+    const std::vector<SymmetryOperator> operators(symmetry_.operators.begin(), symmetry_.operators.end());
+    for (const CifAtom& atom : atoms_) {
+      const size_t order = SiteOperations(operators, metric, atom.fract, kSamePlace).size();
+      shares_.push_back(1.0 / static_cast<double>(std::max<size_t>(order, 1)));
+    }
     Title();
     text_ += cellLines_;
     text_ += "LATT -1\n";
@@ -96,7 +101,6 @@ class CifComposer {
   UserMessages& messages_;
   CifSymmetry symmetry_;
   CellParameters cell_;
-  OrthogonalisationMatrix matrix_;
   std::vector<FormulaElement> formula_;
   std::vector<CifAtom> atoms_;
   std::vector<double> shares_;  // of each atom, 1 / order of its site symmetry
@@ -140,7 +144,7 @@ bool CifComposer::TakeCell() {
     AppendPrintf(zerr, " %g", uncertainty * (item.isAngle ? 0.1 : 0.001));
   }
   cellLines_ = LineOf(cellLines_) + "\n" + LineOf(zerr) + "\n";
-  return BuildOrthogonalisation(cell_, matrix_);
+  return IsPossible(cell_);
 }
 
 void CifComposer::Title() {
