@@ -37,8 +37,8 @@ bool FitsCell(const std::vector<SymmetryOperator>& operators, const Metric& metr
     const auto image = [&](size_t i) { return metric.ToCartesian(op.Apply(edges[i]) - op.Apply({})); };
     for (size_t i = 0; i < 3; ++i)
       for (size_t j = i; j < 3; ++j) {
-        const RightHanded a = metric.ToCartesian(edges[i]);
-        const RightHanded b = metric.ToCartesian(edges[j]);
+        const Cartesian a = metric.ToCartesian(edges[i]);
+        const Cartesian b = metric.ToCartesian(edges[j]);
         if (std::fabs(Dot(image(i), image(j)) - Dot(a, b)) > kTolerance * Length(a) * Length(b)) return false;
       }
     return true;
