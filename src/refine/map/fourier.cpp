@@ -1,32 +1,16 @@
-// The vector version asks aligned_alloc for sizes that are no multiple of the alignment, which the address sanitizer
-// does not allow.
-#ifdef __SANITIZE_ADDRESS__
-#define POCKETFFT_NO_VECTORS
-#endif
-
 #include "refine/map/fourier.h"
 
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <gemmi/third_party/pocketfft_hdronly.h>
+
+#include "refine/map/transform.h"
 
 namespace marvik {
 namespace {
 
 constexpr double kTurn = 6.283185307179586;
 constexpr double kMostPoints = 1.0e8;  // twice 0.4 GB
-
-size_t FriendlySize(size_t n) {
-  while (true) {
-    size_t m = n;
-    for (const size_t f : {2, 3, 5}) {
-      while (m % f == 0) m /= f;
-    }
-    if (m == 1) return n;
-    ++n;
-  }
-}
 
 size_t Wrap(long i, size_t n) {
   const long m = static_cast<long>(n);
@@ -44,12 +28,6 @@ bool Holds(const std::array<size_t, 3>& size, const Miller& h) {
   for (size_t i = 0; i < 3; ++i)
     if (2 * static_cast<size_t>(std::abs(h[i])) >= size[i]) return false;
   return true;
-}
-
-// Of a grid whose last index runs fastest, in bytes.
-pocketfft::stride_t Strides(size_t second, size_t third, size_t element) {
-  return {static_cast<std::ptrdiff_t>(second * third * element), static_cast<std::ptrdiff_t>(third * element),
-          static_cast<std::ptrdiff_t>(element)};
 }
 
 struct Maximum {
@@ -220,8 +198,7 @@ DensityMap Synthesise(const SpaceGroup& group, double volume, const std::array<s
     }
   }
   map.values.resize(n1 * n2 * n3);
-  pocketfft::c2r<float>({n1, n2, n3}, Strides(n2, half, sizeof(std::complex<float>)), Strides(n2, n3, sizeof(float)),
-                        {0, 1, 2}, pocketfft::BACKWARD, coefficients.data(), map.values.data(), 1.0f, 1);
+  TransformToReal(map.size, coefficients.data(), map.values.data());
   double sum = 0.0;
   double square = 0.0;
   for (const float v : map.values)
@@ -236,14 +213,14 @@ std::vector<std::complex<double>> Analyse(const DensityMap& map, double volume, 
   const size_t half = n3 / 2 + 1;
   std::vector<std::complex<float>> transform(n1 * n2 * half);
   const float scale = static_cast<float>(volume / static_cast<double>(map.values.size()));
-  pocketfft::r2c<float>({n1, n2, n3}, Strides(n2, n3, sizeof(float)), Strides(n2, half, sizeof(std::complex<float>)),
-                        {0, 1, 2}, pocketfft::FORWARD, map.values.data(), transform.data(), scale, 1);
+  TransformToCoefficients(map.size, map.values.data(), transform.data());
   std::vector<std::complex<double>> out(indices.size());
   for (size_t i = 0; i < indices.size(); ++i) {
     const Miller& h = indices[i];
     if (!Holds(map.size, h)) continue;
     const int sign = h[2] < 0 ? -1 : 1;
     const std::complex<float> f =
+        scale *
         transform[(Wrap(sign * h[0], n1) * n2 + Wrap(sign * h[1], n2)) * half + static_cast<size_t>(sign * h[2])];
     out[i] = sign > 0 ? std::conj(f) : f;
   }
