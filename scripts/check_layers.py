@@ -14,9 +14,9 @@ LONGEST = 600  # lines
 # The arrows of docs/ARCHITECTURE.md; CMakeLists.txt links by the same.
 DIRECT = {
     "base": "", "crystal": "base", "model": "crystal", "language": "model", "files": "language", "chem": "language",
-    "edit": "chem files", "refine": "chem files", "check": "refine", "run": "files", "draw": "chem", "gl": "draw", "picture": "draw gl",
-    "report": "chem", "app": "edit run picture report check", "ui": "app",
-    "programs": "ui app refine", "bench": "app refine", "fuzz": "app refine", "support": "model",
+    "edit": "chem files", "refine": "chem files", "phase": "refine", "check": "refine", "run": "files", "draw": "chem",
+    "gl": "draw", "picture": "draw gl", "report": "chem", "app": "edit run picture report check", "ui": "app",
+    "programs": "ui app phase", "bench": "app phase", "fuzz": "app refine", "support": "model",
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 TOOLKIT = re.compile(r"Q[A-Z]\w*(/\w+)?$|Qt\w*/|moc_|ui_|.*\.moc$")

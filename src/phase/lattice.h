@@ -1,0 +1,39 @@
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "phase/problem.h"
+
+namespace marvik::phase {
+
+// On the axes of the cell: x' = R·x, h' = h·R.
+using Rotation = std::array<std::array<int, 3>, 3>;
+
+// A choice of lattice points of the user's cell, with a primitive basis of it: p[i] are its vectors in fractions of the
+// user's axes. Indices on the primitive basis are h·p[i], coordinates x = Σ x'_i p[i].
+struct Centring {
+  char symbol = 'P';
+  int latt = 1;
+  std::vector<std::array<double, 3>> points;
+  std::array<std::array<double, 3>, 3> p{};
+
+  bool Allows(const Miller& h) const;
+  Miller ToPrimitive(const Miller& h) const;
+  Miller FromPrimitive(const Miller& h) const;
+  Fractional ToCell(const Fractional& primitive) const;
+};
+
+const std::vector<Centring>& KnownCentrings();
+Metric PrimitiveMetric(const Metric& cell, const Centring& centring);
+
+// Rotations of the user's cell (proper ones, as matrices on its axes) that leave its metric and the lattice alone, the
+// identity first. Edges may differ by 0.6 %, angles by as much.
+std::vector<Rotation> MetricSymmetry(const Metric& metric, const Centring& centring);
+
+Rotation Product(const Rotation& a, const Rotation& b);
+Miller Turned(const Miller& h, const Rotation& r);
+// Every proper group that some of the rotations make, each closed and sorted, the trivial one first.
+std::vector<std::vector<Rotation>> RotationGroups(const std::vector<Rotation>& rotations);
+
+}  // namespace marvik::phase

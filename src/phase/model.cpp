@@ -1,0 +1,442 @@
+#include "phase/model.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "phase/elements.h"
+#include "refine/solve/refinement.h"
+#include "refine/structure/site_symmetry.h"
+
+namespace marvik::phase {
+namespace {
+
+constexpr double kSiteTolerance = 0.45;  // Å
+constexpr double kClosestAtoms = 0.95;   // Å
+constexpr double kVolumePerAtom = 18.0;  // Å3
+constexpr double kLargestShift = 0.15;   // Å
+constexpr double kStartingU = 0.04;      // Å²
+constexpr size_t kMostSites = 1500;
+
+// Å to the nearest image of any site, below 1.5 Å exact (no width of a cell is below 3 Å there).
+double DistanceToSites(const Structure& s, const Fractional& x, size_t except = SIZE_MAX) {
+  double best = 1e30;
+  for (const GroupOperator& op : s.group.all) {
+    const Fractional image = op.Apply(x);
+    for (size_t i = 0; i < s.sites.size(); ++i) {
+      if (i == except) continue;
+      Fractional d = image - s.sites[i].x;
+      for (int k = 0; k < 3; ++k) d[k] -= std::round(d[k]);
+      best = std::min(best, s.metric.DistanceSquared(d, {}));
+    }
+  }
+  return std::sqrt(best);
+}
+
+// Gradient and normal matrix of the parameters of one site.
+struct Block {
+  static constexpr size_t kSize = 5;
+  std::array<double, kSize * kSize> n{};
+  std::array<double, kSize> g{};
+  size_t first = 0;
+  size_t count = 0;
+};
+
+// Cholesky with a little damping; false for a matrix that is not positive.
+bool SolveBlock(Block& b, std::array<double, Block::kSize>& shift) {
+  std::array<double, Block::kSize * Block::kSize> l{};
+  for (size_t i = 0; i < b.count; ++i) {
+    for (size_t j = 0; j <= i; ++j) {
+      double sum = b.n[j * Block::kSize + i] * (i == j ? 1.001 : 1.0);
+      for (size_t k = 0; k < j; ++k) sum -= l[i * Block::kSize + k] * l[j * Block::kSize + k];
+      if (i == j && !(sum > 0.0)) return false;
+      l[i * Block::kSize + j] = i == j ? std::sqrt(sum) : sum / l[j * Block::kSize + j];
+    }
+  }
+  for (size_t i = 0; i < b.count; ++i) {
+    shift[i] = b.g[i];
+    for (size_t k = 0; k < i; ++k) shift[i] -= l[i * Block::kSize + k] * shift[k];
+    shift[i] /= l[i * Block::kSize + i];
+  }
+  for (size_t i = b.count; i-- > 0;) {
+    for (size_t k = i + 1; k < b.count; ++k) shift[i] -= l[k * Block::kSize + i] * shift[k];
+    shift[i] /= l[i * Block::kSize + i];
+  }
+  return true;
+}
+
+bool IsFree(const Parameter& p, const Freedom& freedom) {
+  if (p.kind == ParameterKind::Coordinate) return true;
+  if (p.kind == ParameterKind::Occupancy) return freedom.occupancies;
+  return p.kind == ParameterKind::Displacement && freedom.ownDisplacements;
+}
+
+double LaneDot(const double* a, const double* b) {
+  double sum = 0.0;
+  for (int i = 0; i < kBlock; ++i) sum += a[i] * b[i];
+  return sum;
+}
+
+// The block-diagonal normal equations of one pass over the data.
+struct Sums {
+  std::vector<Block> blocks;
+  double scale[2] = {};    // normal element and gradient of the scale
+  double overall[2] = {};  // of one U for all
+
+  void Add(const double* rows, const Lanes& residual, const Parametrisation& p, bool common) {
+    scale[0] += LaneDot(rows, rows);
+    scale[1] += LaneDot(rows, residual.data());
+    for (Block& b : blocks) {
+      for (size_t i = 0; i < b.count; ++i) {
+        const double* row = rows + (b.first + i) * kBlock;
+        b.g[i] += LaneDot(row, residual.data());
+        for (size_t j = i; j < b.count; ++j) b.n[i * Block::kSize + j] += LaneDot(row, rows + (b.first + j) * kBlock);
+      }
+    }
+    if (!common) return;
+    Lanes sum{};
+    for (size_t k = 0; k < p.Size(); ++k) {
+      if (p.parameters[k].kind != ParameterKind::Displacement) continue;
+      const double* row = rows + k * kBlock;
+      for (size_t i = 0; i < kBlock; ++i) sum[i] += row[i];
+    }
+    overall[0] += LaneDot(sum.data(), sum.data());
+    overall[1] += LaneDot(sum.data(), residual.data());
+  }
+
+  void Join(const Sums& o) {
+    for (int i = 0; i < 2; ++i) scale[i] += o.scale[i], overall[i] += o.overall[i];
+    for (size_t b = 0; b < blocks.size(); ++b) {
+      for (size_t i = 0; i < blocks[b].n.size(); ++i) blocks[b].n[i] += o.blocks[b].n[i];
+      for (size_t i = 0; i < blocks[b].g.size(); ++i) blocks[b].g[i] += o.blocks[b].g[i];
+    }
+  }
+};
+
+std::vector<Block> BlocksOf(const Parametrisation& p, size_t sites) {
+  std::vector<Block> blocks(sites);
+  for (size_t k = 0; k < p.Size(); ++k) {
+    if (p.parameters[k].site < 0) continue;
+    Block& b = blocks[static_cast<size_t>(p.parameters[k].site)];
+    if (b.count == 0) b.first = k;
+    ++b.count;
+  }
+  return blocks;
+}
+
+// Parameters that are not free get neither gradient nor coupling.
+void Hold(Block& b, const Parametrisation& p, const Freedom& freedom) {
+  for (size_t i = 0; i < b.count; ++i) {
+    if (IsFree(p.parameters[b.first + i], freedom)) continue;
+    b.g[i] = 0.0;
+    for (size_t j = 0; j < b.count; ++j) b.n[std::min(i, j) * Block::kSize + std::max(i, j)] = i == j ? 1.0 : 0.0;
+  }
+}
+
+double LimitedShift(const Parameter& p, const Structure& s, double shift) {
+  const Site& site = s.sites[static_cast<size_t>(p.site)];
+  double most = 1e30;
+  if (p.kind == ParameterKind::Coordinate) {
+    const CellParameters& c = s.metric.cell;
+    const double edges[3] = {c.a, c.b, c.c};
+    most = kLargestShift / edges[p.component];
+  } else if (p.kind == ParameterKind::Occupancy) {
+    most = 0.3 * std::max(0.05, std::fabs(site.occupancy));
+  } else if (p.kind == ParameterKind::Displacement) {
+    most = 0.35 * std::max(0.01, site.u[0]);
+  }
+  return std::clamp(shift, -most, most);
+}
+
+}  // namespace
+
+Model::Model(const Problem& problem, const DataStatistics& data, const GroupCandidate& candidate)
+    : problem_(problem), data_(data) {
+  structure.metric = problem.metric;
+  structure.group = candidate.group;
+  structure.wavelength = problem.wavelength;
+  structure.scatterers = problem.scatterers;
+  for (Scatterer& s : structure.scatterers) s.fDoublePrime = 0.0;
+  const Scatterer* carbon = nullptr;
+  for (const Scatterer& s : structure.scatterers) {
+    if (s.electrons == 6) carbon = &s;
+  }
+  static const ElementTable table;
+  structure.scatterers.push_back(carbon ? *carbon : TabulatedScatterer(table[6], problem.wavelength));
+  structure.scatterers.back().fDoublePrime = 0.0;
+  DataLimits limits;
+  limits.wavelength = problem.wavelength;
+  limits.resolutionHigh = data.dPhasing * 0.9999;
+  MergeStatistics unused;
+  observations_ =
+      MakeObservations(MergeReflections(problem.reflections, structure.group, problem.metric, limits, 4, unused), {});
+  double atoms = 0.0;
+  for (size_t i = 0; i < problem.formula.size(); ++i) {
+    if (problem.scatterers[i].electrons > 1) atoms += problem.formula[i].count;
+  }
+  if (!problem.formulaFits) atoms = problem.metric.volume / kVolumePerAtom;
+  expected_ = atoms / static_cast<double>(structure.group.all.size());
+}
+
+double Model::Weight() const {
+  double sum = 0.0;
+  for (const double f : fractions_) sum += f;
+  return sum;
+}
+
+void Model::FindFractions() {
+  fractions_.clear();
+  for (Site& site : structure.sites) {
+    const auto operations = SiteOperations(structure, site.x, kSiteTolerance);
+    if (operations.size() > 1) site.x = ProjectOnSite(operations, site.x);
+    fractions_.push_back(1.0 / static_cast<double>(std::max<size_t>(1, operations.size())));
+  }
+}
+
+// Takes peaks from the highest down until their number in the asymmetric unit is reached.
+void Model::SetSites(const std::vector<Peak>& peaks, double limit) {
+  structure.sites.clear();
+  double sum = 0.0;
+  const int carbon = static_cast<int>(structure.scatterers.size()) - 1;
+  const double reference = peaks.empty() ? 1.0 : peaks[std::min(peaks.size() - 1, peaks.size() / 2)].height;
+  for (const Peak& p : peaks) {
+    if (sum >= limit || structure.sites.size() >= kMostSites) break;
+    Site site;
+    site.x = p.x;
+    const auto operations = SiteOperations(structure, p.x, kSiteTolerance);
+    if (operations.size() > 1) site.x = ProjectOnSite(operations, p.x);
+    if (DistanceToSites(structure, site.x) < kClosestAtoms) continue;
+    const double fraction = 1.0 / static_cast<double>(std::max<size_t>(1, operations.size()));
+    site.scatterer = carbon;
+    site.u = {kStartingU, 0, 0, 0, 0, 0};
+    site.occupancy = fraction * std::clamp(p.height / std::max(1e-9, reference), 0.3, 15.0);
+    structure.sites.push_back(site);
+    sum += fraction;
+  }
+  FindFractions();
+}
+
+void Model::Refine(int cycles, const Freedom& freedom) {
+  if (structure.sites.empty()) return;
+  Parametrisation p;
+  std::vector<RigidGroup> none;
+  std::vector<std::string> notes;
+  ParameterOptions options;
+  options.specialTolerance = kSiteTolerance;
+  p.Build(structure, options, {}, none, notes);
+  WeightScheme weights;
+  DataPass pass(structure, observations_, weights);
+  for (int cycle = 0; cycle < cycles; ++cycle) {
+    MatchScale(structure, pass, calculated_);
+    Sums sums[DataPass::kThreads];
+    for (Sums& s : sums) s.blocks = BlocksOf(p, structure.sites.size());
+    pass.Run(calculated_, &p, [&](int thread, const double* rows, const Lanes& residual) {
+      sums[thread].Add(rows, residual, p, !freedom.ownDisplacements);
+    });
+    for (int t = 1; t < DataPass::kThreads; ++t) sums[0].Join(sums[t]);
+    std::vector<double> shifts(p.Size(), 0.0);
+    constexpr double kDamping = 0.8;
+    if (freedom.scale && sums[0].scale[0] > 0.0)
+      shifts[0] =
+          std::clamp(kDamping * sums[0].scale[1] / sums[0].scale[0], -0.2 * structure.scale, 0.2 * structure.scale);
+    for (Block& b : sums[0].blocks) {
+      std::array<double, Block::kSize> shift{};
+      Hold(b, p, freedom);
+      if (!SolveBlock(b, shift)) continue;
+      for (size_t i = 0; i < b.count; ++i)
+        shifts[b.first + i] = LimitedShift(p.parameters[b.first + i], structure, kDamping * shift[i]);
+    }
+    if (!freedom.ownDisplacements && sums[0].overall[0] > 0.0) {
+      const double mean = structure.sites[0].u[0];
+      const double shift = std::clamp(kDamping * sums[0].overall[1] / sums[0].overall[0], -0.3 * mean, 0.3 * mean);
+      for (size_t k = 0; k < p.Size(); ++k) {
+        if (p.parameters[k].kind == ParameterKind::Displacement) shifts[k] = shift;
+      }
+    }
+    p.Apply(shifts, structure);
+    for (Site& site : structure.sites) {
+      site.u[0] = std::clamp(site.u[0], 0.003, 0.4);
+      if (freedom.occupancies) site.occupancy = std::max(site.occupancy, 0.005);
+    }
+  }
+  pass.Run(calculated_);
+  residuals_ = MakeResiduals(calculated_, p.Size());
+}
+
+void Model::DropWhere(const std::vector<bool>& drop) {
+  size_t to = 0;
+  for (size_t i = 0; i < structure.sites.size(); ++i) {
+    if (drop[i]) continue;
+    structure.sites[to] = structure.sites[i];
+    fractions_[to] = fractions_[i];
+    if (i < electrons_.size()) electrons_[to] = electrons_[i];
+    ++to;
+  }
+  structure.sites.resize(to);
+  fractions_.resize(to);
+  if (electrons_.size() > to) electrons_.resize(to);
+}
+
+void Model::CountElectrons() {
+  electrons_.clear();
+  for (size_t i = 0; i < structure.sites.size(); ++i) {
+    const Site& site = structure.sites[i];
+    electrons_.push_back(structure.scatterers[static_cast<size_t>(site.scatterer)].electrons * site.occupancy /
+                         fractions_[i]);
+  }
+}
+
+// Drops what is weak against the median and takes up new peaks of the map with the phases of what is left.
+void Model::Recycle(double weakest) {
+  CountElectrons();
+  std::vector<double> sorted = electrons_;
+  std::nth_element(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2), sorted.end());
+  const double median = sorted[sorted.size() / 2];
+  std::vector<bool> drop;
+  for (const double e : electrons_) drop.push_back(e < weakest * median);
+  DropWhere(drop);
+  const DensityMap map = MakeMap(structure, observations_, calculated_, MapKind::TwiceObserved);
+  std::vector<double> heights;
+  for (const Site& site : structure.sites) heights.push_back(map.Interpolate(site.x));
+  if (heights.empty()) return;
+  std::nth_element(heights.begin(), heights.begin() + static_cast<std::ptrdiff_t>(heights.size() / 2), heights.end());
+  const double reference = heights[heights.size() / 2];
+  const auto count = static_cast<size_t>(std::min(2000.0, 2.5 * expected_ + 20.0));
+  const double limit = 1.15 * expected_;
+  const double u = structure.sites[0].u[0];
+  for (const Peak& peak : FindPeaks(structure, map, count, false)) {
+    if (peak.height < 0.35 * reference || Weight() >= limit || structure.sites.size() >= kMostSites) break;
+    if (peak.distance < kClosestAtoms) continue;
+    Site site;
+    site.x = peak.x;
+    const auto operations = SiteOperations(structure, peak.x, kSiteTolerance);
+    if (operations.size() > 1) site.x = ProjectOnSite(operations, peak.x);
+    if (DistanceToSites(structure, site.x) < kClosestAtoms) continue;
+    site.scatterer = static_cast<int>(structure.scatterers.size()) - 1;
+    site.u = {u, 0, 0, 0, 0, 0};
+    fractions_.push_back(1.0 / static_cast<double>(std::max<size_t>(1, operations.size())));
+    site.occupancy = fractions_.back() * median / 6.0 * std::clamp(peak.height / reference, 0.3, 10.0);
+    structure.sites.push_back(site);
+  }
+}
+
+void Model::BuildFromPhases(const std::vector<AveragedReflection>& phases) {
+  Observations observations;
+  Calculated map;
+  observations.indices.resize(1);
+  for (const AveragedReflection& r : phases) {
+    const double modulus = std::abs(r.e);
+    if (modulus < 1e-6) continue;
+    observations.indices[0].push_back(r.h);
+    observations.intensity.push_back(1.0);
+    map.a.push_back(r.e.real() / modulus);
+    map.b.push_back(r.e.imag() / modulus);
+    map.fc2.push_back(1.0);
+    map.fo2.push_back(r.amplitude * r.amplitude);
+    map.sigma.push_back(0.0);
+  }
+  const DensityMap density = MakeMap(structure, observations, map, MapKind::Observed);
+  const double limit = 1.15 * expected_;
+  const auto count = static_cast<size_t>(std::min(2000.0, 2.5 * expected_ + 20.0));
+  SetSites(FindPeaks(structure, density, count, false), limit);
+  if (structure.sites.empty()) return;
+  Freedom freedom;
+  freedom.occupancies = true;
+  Refine(4, freedom);
+  for (int round = 0; round < 4 && !structure.sites.empty(); ++round) {
+    Recycle(0.45);
+    freedom.ownDisplacements = round >= 2;
+    Refine(4, freedom);
+  }
+}
+
+void Model::UseElements(const std::vector<int>& elements) {
+  for (size_t i = 0; i < structure.sites.size(); ++i) {
+    Site& site = structure.sites[i];
+    const int before = structure.scatterers[static_cast<size_t>(site.scatterer)].electrons;
+    site.scatterer = elements[i];
+    const int after = structure.scatterers[static_cast<size_t>(site.scatterer)].electrons;
+    site.occupancy *= static_cast<double>(before) / after;
+  }
+}
+
+void Model::AssignElements() {
+  Freedom freedom;
+  freedom.occupancies = true;
+  freedom.ownDisplacements = true;
+  for (int pass = 0; pass < 3 && !structure.sites.empty(); ++pass) {
+    CountElectrons();
+    UseElements(ElementsOf(problem_, structure, electrons_, fractions_, expected_));
+    Refine(3, freedom);
+  }
+  if (structure.sites.empty()) return;
+  CountElectrons();
+  UseElements(ElementsOf(problem_, structure, electrons_, fractions_, expected_));
+}
+
+int Model::AddPeaks(double least, double room) {
+  const DensityMap map = MakeMap(structure, observations_, calculated_);
+  const double limit = std::max(least, 5.0 * map.sigma);
+  int added = 0;
+  int carbon = static_cast<int>(structure.scatterers.size()) - 1;
+  for (size_t i = 0; i < problem_.scatterers.size(); ++i) {
+    if (problem_.scatterers[i].electrons == 6) carbon = static_cast<int>(i);
+  }
+  for (const Peak& peak : FindPeaks(structure, map, static_cast<size_t>(room) + 5, false)) {
+    if (peak.height < limit || added >= room) break;
+    if (peak.distance < 1.1 || peak.distance > 4.0) continue;
+    Site site;
+    site.x = peak.x;
+    site.scatterer = carbon;
+    site.u = {0.06, 0, 0, 0, 0, 0};
+    site.occupancy = peak.siteFraction;
+    if (DistanceToSites(structure, site.x) < kClosestAtoms) continue;
+    structure.sites.push_back(site);
+    electrons_.push_back(6.0);
+    ++added;
+  }
+  FindFractions();
+  return added;
+}
+
+bool Model::Finish() {
+  Freedom freedom;
+  freedom.scale = true;
+  freedom.ownDisplacements = true;
+  for (int round = 0; round < 3; ++round) {
+    if (structure.sites.empty()) return false;
+    for (size_t i = 0; i < structure.sites.size(); ++i) structure.sites[i].occupancy = fractions_[i];
+    Refine(4, freedom);
+    std::vector<double> u;
+    for (const Site& site : structure.sites) u.push_back(site.u[0]);
+    std::nth_element(u.begin(), u.begin() + static_cast<std::ptrdiff_t>(u.size() / 2), u.end());
+    const double limit = std::max(0.15, 5.0 * u[u.size() / 2]);
+    std::vector<bool> drop;
+    bool any = false;
+    for (const Site& site : structure.sites) {
+      drop.push_back(site.u[0] > limit);
+      any = any || drop.back();
+    }
+    DropWhere(drop);
+    if (round == 2) break;
+    const double room = 1.1 * expected_ - Weight();
+    if (room > 0.4) any = AddPeaks(2.0, room) > 0 || any;
+    if (!any) break;
+  }
+  if (structure.sites.empty()) return false;
+  Refine(2, freedom);
+  return true;
+}
+
+double Model::Correlation() const {
+  double so = 0, sc = 0, soo = 0, scc = 0, soc = 0;
+  for (size_t i = 0; i < calculated_.fo2.size(); ++i) {
+    const double o = calculated_.fo2[i], c = calculated_.fc2[i];
+    so += o, sc += c, soo += o * o, scc += c * c, soc += o * c;
+  }
+  const auto n = static_cast<double>(std::max<size_t>(1, calculated_.fo2.size()));
+  const double variance = (soo - so * so / n) * (scc - sc * sc / n);
+  return variance > 0.0 ? (soc - so * sc / n) / std::sqrt(variance) : 0.0;
+}
+
+}  // namespace marvik::phase

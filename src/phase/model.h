@@ -1,0 +1,64 @@
+#pragma once
+
+#include <vector>
+
+#include "phase/symmetry_search.h"
+#include "refine/constraints/parameters.h"
+#include "refine/map/fourier.h"
+#include "refine/solve/least_squares.h"
+
+namespace marvik::phase {
+
+// What the quick refinement moves besides the coordinates.
+struct Freedom {
+  bool occupancies = false;
+  bool scale = false;
+  bool ownDisplacements = false;  // else one U for all
+};
+
+// An isotropic model in one space group, made from phases and improved by itself: atoms come from maps, wrong ones go.
+class Model {
+ public:
+  Model(const Problem& problem, const DataStatistics& data, const GroupCandidate& candidate);
+
+  // Carbon atoms of refined weight: from the map of the averaged phases, then from maps of their own.
+  void BuildFromPhases(const std::vector<AveragedReflection>& phases);
+  // Elements by electron counts and what the formula and the bonds say, refined with each.
+  void AssignElements();
+  // Full atoms, own displacements; drops what is not there and adds what is missing. False when nothing is left.
+  bool Finish();
+
+  double R1() const { return residuals_.r1; }
+  const Residuals& GetResiduals() const { return residuals_; }
+  double ExpectedAtoms() const { return expected_; }
+  // 1 over the order of each site's symmetry.
+  const std::vector<double>& Fractions() const { return fractions_; }
+  // Electrons of each atom when its occupancy was last free.
+  const std::vector<double>& Electrons() const { return electrons_; }
+  // Share of the reflections' |E| that the model explains, as a correlation.
+  double Correlation() const;
+
+  Structure structure;
+
+ private:
+  void SetSites(const std::vector<Peak>& peaks, double limit);
+  void FindFractions();
+  void Refine(int cycles, const Freedom& freedom);
+  void Recycle(double weakest);
+  void CountElectrons();
+  void UseElements(const std::vector<int>& elements);
+  void DropWhere(const std::vector<bool>& drop);
+  int AddPeaks(double least, double room);
+  double Weight() const;  // Σ of the fractions
+
+  const Problem& problem_;
+  const DataStatistics& data_;
+  Observations observations_;
+  Calculated calculated_;
+  Residuals residuals_;
+  std::vector<double> fractions_;
+  std::vector<double> electrons_;
+  double expected_ = 0.0;
+};
+
+}  // namespace marvik::phase

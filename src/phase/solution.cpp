@@ -1,0 +1,179 @@
+#include "phase/solution.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/numbers.h"
+#include "phase/molecules.h"
+
+namespace marvik::phase {
+namespace {
+
+constexpr double kGoodEnough = 0.20;  // R1 that needs no second opinion
+constexpr size_t kMostCandidates = 5;
+
+class Solver {
+ public:
+  Solver(Problem& problem, const SolveOptions& options, Solution& solution)
+      : problem_(problem), options_(options), solution_(solution) {}
+
+  void Run() {
+    // Intensities that a twin makes nearly equal hide the lower class: when nothing fits, the next attempts trust them
+    // less.
+    for (const double limit : {0.25, 0.10, 0.0}) {
+      if (!Attempt(limit)) return;
+      if (options_.groupAsGiven || (!solution_.candidates.empty() && solution_.candidates[0].Right())) break;
+    }
+    Conclude();
+  }
+
+ private:
+  bool Tell(const std::string& what, double share) {
+    if (options_.progress && !options_.progress(what, share)) solution_.cancelled = true;
+    return !solution_.cancelled;
+  }
+
+  // False when there is nothing more to do.
+  bool Attempt(double equivalentLimit) {
+    DataStatistics data;
+    std::string sentence;
+    const std::vector<std::string> before = problem_.notes;
+    if (!AnalyseData(problem_, {options_.groupAsGiven, equivalentLimit}, data, sentence)) {
+      if (solution_.sentence.empty()) solution_.sentence = sentence;
+      return false;
+    }
+    if (!tried_.empty() && tried_ == data.laue) {
+      problem_.notes = before;
+      return true;
+    }
+    tried_ = data.laue;
+    PhasingOptions phasing;
+    phasing.seed = options_.seed;
+    phasing.threads = options_.threads;
+    phasing.effort = options_.effort;
+    phasing.progress = [&](int starts, const PhaseMerit& best) {
+      solution_.starts = std::max(solution_.starts, starts);
+      return Tell(Printf("phases: start %d, best CC %.2f", starts, best.correlation), 0.3);
+    };
+    if (!Tell("phases", 0.1)) return false;
+    const std::vector<PhaseSet> sets = FindPhases(data, phasing);
+    if (solution_.cancelled) return false;
+    const size_t known = solution_.candidates.size();
+    int doubtful = 0;
+    for (const PhaseSet& set : sets) {
+      if (!set.merit.Accepted() && (doubtful++ >= 2 || set.merit.correlation < 0.55)) break;
+      TrySet(data, set);
+      if (solution_.cancelled) return false;
+      if (Best() < kGoodEnough) break;
+    }
+    std::stable_sort(solution_.candidates.begin(), solution_.candidates.end(), Before);
+    if (known == 0 || solution_.candidates[0].r1 < bestBefore_) solution_.statistics = data;
+    bestBefore_ = Best();
+    return true;
+  }
+
+  double Best() const {
+    double best = 1.0;
+    for (const Candidate& c : solution_.candidates) best = std::min(best, c.r1);
+    return best;
+  }
+
+  static bool Before(const Candidate& a, const Candidate& b) {
+    if (a.Right() != b.Right()) return a.Right();
+    // A subgroup has twice the atoms and fits better by that alone.
+    const double ordersApart = std::log2(static_cast<double>(a.group.Order()) / static_cast<double>(b.group.Order()));
+    return a.r1 < b.r1 * std::pow(0.62, -ordersApart);
+  }
+
+  void TrySet(const DataStatistics& data, const PhaseSet& set) {
+    const auto groups =
+        options_.groupAsGiven ? GivenSpaceGroup(problem_, data, set) : RankSpaceGroups(problem_, data, set);
+    size_t tried = 0;
+    for (const GroupCandidate& group : groups) {
+      const bool known = std::any_of(solution_.candidates.begin(), solution_.candidates.end(),
+                                     [&](const Candidate& c) { return c.group.symbol == group.symbol && c.r1 < 0.27; });
+      if (known || (tried > 0 && !WorthTrying(group))) continue;
+      if (tried++ >= (set.merit.Accepted() ? 3u : 1u) || !Tell("model in " + group.symbol, 0.6)) return;
+      Build(data, set, group);
+      if (Best() < kGoodEnough) return;
+    }
+  }
+
+  // A second group is looked at when the first leaves doubt and this one has something to say.
+  bool WorthTrying(const GroupCandidate& group) const { return group.Fits() && group.Order() > 1; }
+
+  void Build(const DataStatistics& data, const PhaseSet& set, const GroupCandidate& group) {
+    Model model(problem_, data, group);
+    model.BuildFromPhases(AveragePhases(data, set, group));
+    model.AssignElements();
+    if (!model.Finish()) return;
+    Candidate c;
+    c.group = group;
+    c.structure = model.structure;
+    c.merit = set.merit;
+    c.r1 = model.GetResiduals().r1;
+    c.wR2 = model.GetResiduals().wR2;
+    c.correlation = model.Correlation();
+    c.expectedAtoms = model.ExpectedAtoms();
+    for (size_t i = 0; i < c.structure.sites.size(); ++i)
+      c.shares.push_back(c.structure.sites[i].occupancy / model.Fractions()[i]);
+    solution_.candidates.push_back(std::move(c));
+  }
+
+  void Conclude() {
+    auto& candidates = solution_.candidates;
+    std::stable_sort(candidates.begin(), candidates.end(), Before);
+    std::vector<Candidate> kept;
+    for (Candidate& c : candidates) {
+      const bool known =
+          std::any_of(kept.begin(), kept.end(), [&](const Candidate& k) { return k.group.symbol == c.group.symbol; });
+      if (!known && kept.size() < kMostCandidates) kept.push_back(std::move(c));
+    }
+    candidates = std::move(kept);
+    solution_.solved = !candidates.empty() && candidates[0].Right();
+    for (Candidate& c : candidates) {
+      DecideHand(problem_, c);
+      GatherMolecules(c);
+    }
+    if (solution_.solved) {
+      std::erase_if(candidates, [](const Candidate& c) { return !c.Right(); });
+    } else if (solution_.sentence.empty()) {
+      solution_.sentence = WhyNot();
+    }
+  }
+
+  std::string WhyNot() const {
+    std::string s = solution_.candidates.empty()
+                        ? "no phases make sense"
+                        : Printf("the best model, in %s, has R1 %.2f", solution_.candidates[0].group.symbol.c_str(),
+                                 solution_.candidates[0].r1);
+    const DataStatistics& d = solution_.statistics;
+    if (d.dPhasing > 1.1) return s + "; finer data (to 0.9 A or better) are what helps most";
+    if (d.completeness < 0.85) return s + "; more complete data are what helps most";
+    return s + "; check cell, Laue class and twinning, then try another --seed";
+  }
+
+  Problem& problem_;
+  const SolveOptions& options_;
+  Solution& solution_;
+  std::vector<Rotation> tried_;
+  double bestBefore_ = 2.0;
+};
+
+}  // namespace
+
+Solution Solve(Problem& problem, const SolveOptions& options) {
+  Solution solution;
+  try {
+    Solver(problem, options, solution).Run();
+  } catch (const std::bad_alloc&) {
+    solution.sentence = "there is not enough memory";
+    solution.solved = false;
+    solution.candidates.clear();
+  }
+  solution.notes = problem.notes;
+  if (solution.cancelled) solution.candidates.clear(), solution.solved = false, solution.sentence = "cancelled";
+  return solution;
+}
+
+}  // namespace marvik::phase

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "phase/model.h"
+
+namespace marvik::phase {
+
+struct SolveOptions {
+  bool groupAsGiven = false;
+  std::uint32_t seed = 1;
+  int threads = 0;      // 0: as many as the machine has
+  double effort = 1.0;  // of the usual work before giving up
+  // What is being done and how far it is; false cancels.
+  std::function<bool(const std::string& what, double share)> progress;
+};
+
+// One model in one space group.
+struct Candidate {
+  GroupCandidate group;
+  Structure structure;         // isotropic, in whole molecules, named
+  std::vector<double> shares;  // of each site: occupancy without the site symmetry
+  PhaseMerit merit;            // of the phases that it comes from
+  double r1 = 1.0;             // over Fo > 4σ(Fo)
+  double wR2 = 1.0;
+  double correlation = 0.0;    // of observed and calculated intensities
+  double expectedAtoms = 0.0;  // in the asymmetric unit, hydrogens left out
+  double flack = -1.0;         // where Friedel opposites were measured and tell, else -1
+  double flackError = 0.0;
+  std::string remark;  // why it is shown beside the first
+  bool Right() const { return r1 < 0.27 || (r1 < 0.34 && correlation > 0.9); }
+};
+
+struct Solution {
+  bool cancelled = false;
+  bool solved = false;
+  std::string sentence;               // when not solved: why, and what to try
+  std::vector<Candidate> candidates;  // the best first
+  std::vector<std::string> notes;     // about data, lattice, Laue class
+  DataStatistics statistics;
+  int starts = 0;
+};
+
+// From reflections to named isotropic models. Nothing is written; the same seed gives the same solution whatever the
+// number of threads.
+Solution Solve(Problem& problem, const SolveOptions& options);
+
+// Text of an instruction file with the candidate's group and atoms, ready to refine.
+std::string ComposeInstructions(const Problem& problem, const Candidate& candidate);
+// The table of candidates and what there is to say about the data.
+std::string ComposeReport(const Problem& problem, const Solution& solution);
+
+}  // namespace marvik::phase

@@ -1,0 +1,228 @@
+#include "phase/solution.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <random>
+
+#include "base/files.h"
+#include "base/numbers.h"
+#include "phase/run.h"
+#include "refine/factors/structure_factors.h"
+
+namespace marvik::phase {
+namespace {
+
+struct Crystal {
+  CellParameters cell;
+  int latt = -1;
+  std::vector<std::string> symm;
+  std::string sfac = "C O S";
+  std::vector<int> counts{10, 3, 1};  // in the asymmetric unit
+  double wavelength = 0.71073;
+  double dMin = 0.9;
+  bool friedel = false;
+  unsigned seed = 1;
+};
+
+Structure StructureOf(const Crystal& crystal) {
+  Structure s;
+  std::string problem;
+  s.metric = MakeMetric(crystal.cell);
+  s.group = *MakeSpaceGroup(crystal.latt, crystal.symm, problem);
+  s.wavelength = crystal.wavelength;
+  const ElementTable table;
+  const int rows[] = {6, 8, 16};
+  for (const int row : rows) s.scatterers.push_back(TabulatedScatterer(table[row], crystal.wavelength));
+  std::mt19937 random(crystal.seed);
+  for (size_t e = 0; e < 3; ++e) {
+    for (int placed = 0, tries = 0; placed < crystal.counts[e] && tries < 100000; ++tries) {
+      Site site;
+      for (int k = 0; k < 3; ++k) site.x[k] = static_cast<double>(random() % 10000) / 10000.0;
+      double nearest = 1e9;
+      for (const GroupOperator& op : s.group.all) {
+        const Fractional image = op.Apply(site.x);
+        const auto distance = [&](const Fractional& other, bool self) {
+          Fractional d = image - other;
+          for (int k = 0; k < 3; ++k) d[k] -= std::round(d[k]);
+          const double r = std::sqrt(s.metric.DistanceSquared(d, {}));
+          if (!self || r > 0.01) nearest = std::min(nearest, r);
+        };
+        distance(site.x, true);
+        for (const Site& other : s.sites) distance(other.x, false);
+      }
+      if (nearest < 1.6) continue;
+      site.scatterer = static_cast<int>(e);
+      site.u = {0.03, 0, 0, 0, 0, 0};
+      s.sites.push_back(site);
+      ++placed;
+    }
+  }
+  return s;
+}
+
+// The instruction file says nothing of the group; intensities have an error of 2 % and a little noise.
+std::pair<std::string, std::string> FilesOf(const Crystal& crystal) {
+  const Structure s = StructureOf(crystal);
+  const CellParameters& c = crystal.cell;
+  std::string ins =
+      Printf("TITL computed\nCELL %g %g %g %g %g %g %g\nZERR 1 0.001 0.001 0.001 0.01 0.01 0.01\nLATT -1\n",
+             crystal.wavelength, c.a, c.b, c.c, c.alpha, c.beta, c.gamma) +
+      "SFAC " + crystal.sfac + "\nUNIT";
+  for (const int n : crystal.counts) ins += Printf(" %d", n * static_cast<int>(s.group.all.size()));
+  ins += "\nHKLF 4\nEND\n";
+  const auto model = MakeDirectSum(s);
+  const auto workspace = model->MakeWorkspace();
+  std::string hkl;
+  std::mt19937 random(7);
+  const double most = 0.25 / (crystal.dMin * crystal.dMin);
+  const auto extent = [&](double edge) { return static_cast<int>(edge / crystal.dMin) + 1; };
+  for (int h = -extent(c.a); h <= extent(c.a); ++h) {
+    for (int k = -extent(c.b); k <= extent(c.b); ++k) {
+      for (int l = -extent(c.c); l <= extent(c.c); ++l) {
+        const Miller m{h, k, l};
+        const double s2 = s.metric.SinThetaSquared(h, k, l);
+        if (s2 > most || s2 == 0.0 || s.group.IsAbsent(m) || s.group.Representative(m, !crystal.friedel) != m) continue;
+        IndexBlock block;
+        block.h.fill(h), block.k.fill(k), block.l.fill(l), block.s2.fill(s2);
+        model->Evaluate(block, false, *workspace);
+        const double f2 = workspace->a[0] * workspace->a[0] + workspace->b[0] * workspace->b[0];
+        const double noise = (static_cast<double>(random() % 2000) / 1000.0 - 1.0) * (0.02 * f2 + 1.0);
+        hkl += Printf("%4d%4d%4d%8.2f%8.2f\n", h, k, l, f2 + noise, 0.02 * f2 + 1.0);
+      }
+    }
+  }
+  return {ins, hkl};
+}
+
+Solution SolveCrystal(const Crystal& crystal, const SolveOptions& options = {}) {
+  const auto [ins, hkl] = FilesOf(crystal);
+  Problem problem;
+  std::string sentence;
+  EXPECT_TRUE(MakeProblem(ins, hkl, problem, sentence)) << sentence;
+  return Solve(problem, options);
+}
+
+Crystal Monoclinic() {
+  return {{7.3, 9.1, 15.4, 90, 97, 90}, 1, {"-x, y+1/2, -z+1/2"}};
+}
+
+TEST(Solution, GroupAtomsAndElementsComeFromTheReflections) {
+  struct Case {
+    const char* symbol;
+    Crystal crystal;
+  };
+  Crystal glide = Monoclinic();
+  glide.symm = {"-x+1/2, y+1/2, -z+1/2"};
+  const Case cases[] = {
+      {"P -1", {{7.1, 7.9, 9.6, 95, 101, 108}, 1, {}}},
+      {"P 1 21/n 1", glide},
+      {"P 21 21 21",
+       {{6.8, 9.4, 15.9, 90, 90, 90}, -1, {"x+1/2, -y+1/2, -z", "-x, y+1/2, -z+1/2", "-x+1/2, -y, z+1/2"}}},
+      {"C 1 2/c 1", {{15.2, 8.4, 15.6, 90, 104, 90}, 7, {"-x, y, -z+1/2"}}},
+      // The cell looks orthorhombic, the intensities do not.
+      {"P 1 21 1", {{7.3, 6.2, 11.6, 90, 90, 90}, -1, {"-x, y+1/2, -z"}}},
+  };
+  for (const Case& c : cases) {
+    const Solution solution = SolveCrystal(c.crystal);
+    ASSERT_TRUE(solution.solved) << c.symbol << solution.sentence;
+    const Candidate& best = solution.candidates[0];
+    EXPECT_EQ(best.group.symbol, c.symbol);
+    EXPECT_LT(best.r1, 0.06) << c.symbol;
+    std::vector<int> counts(3, 0);
+    for (const Site& site : best.structure.sites) ++counts[static_cast<size_t>(site.scatterer)];
+    EXPECT_EQ(counts, c.crystal.counts) << c.symbol;
+  }
+}
+
+TEST(Solution, FriedelOppositesDecideTheHand) {
+  Crystal crystal{{9.9, 9.9, 11.6, 90, 90, 120}, -1, {"-y, x-y, z+1/3", "-x+y, -x, z+2/3"}};
+  crystal.wavelength = 1.54178;
+  crystal.friedel = true;
+  for (const char* symbol : {"P 31", "P 32"}) {
+    const Solution solution = SolveCrystal(crystal);
+    ASSERT_TRUE(solution.solved) << symbol;
+    EXPECT_EQ(solution.candidates[0].group.symbol, symbol);
+    EXPECT_NEAR(solution.candidates[0].flack, 0.0, 0.2);
+    crystal.symm = {"-y, x-y, z+2/3", "-x+y, -x, z+1/3"};
+  }
+}
+
+TEST(Solution, TheSameSeedGivesTheSameFileOnAnyNumberOfThreads) {
+  const auto [ins, hkl] = FilesOf(Monoclinic());
+  std::string first;
+  for (const int threads : {1, 3}) {
+    Problem problem;
+    std::string sentence;
+    ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence));
+    SolveOptions options;
+    options.threads = threads;
+    const Solution solution = Solve(problem, options);
+    ASSERT_TRUE(solution.solved);
+    const std::string text = ComposeInstructions(problem, solution.candidates[0]);
+    if (first.empty()) first = text;
+    EXPECT_EQ(text, first);
+  }
+}
+
+TEST(Solution, NoiseIsNotSolvedAndNothingIsWritten) {
+  auto [ins, hkl] = FilesOf(Monoclinic());
+  std::mt19937 random(3);
+  std::string noise;
+  for (size_t at = 0; at < hkl.size(); at += 29)
+    noise += hkl.substr(at, 12) + Printf("%8.2f%8.2f\n", static_cast<double>(random() % 1000), 20.0);
+  const std::string base = testing::TempDir() + "marvik_solve_noise";
+  WriteFileAtomically(base + ".ins", ins);
+  WriteFileAtomically(base + ".hkl", noise);
+  std::remove((base + ".res").c_str());
+  RunOptions options;
+  options.base = base;
+  options.solve.effort = 0.001;
+  std::string said;
+  EXPECT_EQ(RunSolve(options, [&](const std::string& text) { said += text; }), 1);
+  EXPECT_NE(said.find("Not solved"), std::string::npos) << said;
+  EXPECT_FALSE(ReadWholeFile(base + ".res").opened);
+  options.solve.progress = [](const std::string&, double) { return false; };
+  said.clear();
+  EXPECT_EQ(RunSolve(options, [&](const std::string& text) { said += text; }), 1);
+  EXPECT_NE(said.find("cancelled"), std::string::npos) << said;
+}
+
+TEST(Problem, BadInputGetsASentence) {
+  const auto [ins, hkl] = FilesOf(Monoclinic());
+  struct Case {
+    const char* from;
+    const char* to;
+    const char* said;
+  };
+  const Case cases[] = {
+      {"SFAC C O S", "SFAC", "no element"},
+      {"SFAC C O S", "SFAC C Xx", "Xx is no element"},
+      {"CELL", "REM", "no CELL"},
+      {"CELL 0.71073 7.3", "CELL 0.71073 0.3", "cell"},
+      {"CELL 0.71073 7.3", "CELL 0.71073 nan", "CELL"},
+      {"CELL 0.71073", "CELL 0", "wavelength"},
+      {"HKLF 4", "HKLF 2", "HKLF 4"},
+      {"SFAC C O S", "NEUT\nSFAC C O S", "neutron"},
+  };
+  for (const Case& c : cases) {
+    std::string changed = ins;
+    changed.replace(changed.find(c.from), std::string(c.from).size(), c.to);
+    Problem problem;
+    std::string sentence;
+    EXPECT_FALSE(MakeProblem(changed, hkl, problem, sentence)) << c.to;
+    EXPECT_NE(sentence.find(c.said), std::string::npos) << sentence;
+  }
+  Problem problem;
+  std::string sentence;
+  EXPECT_FALSE(MakeProblem(ins, hkl.substr(0, 29 * 5), problem, sentence));
+  EXPECT_NE(sentence.find("reflections"), std::string::npos) << sentence;
+  // A formula of ones and a row without a standard deviation are only said.
+  std::string ones = ins;
+  ones.replace(ones.find("UNIT"), std::string::npos, "UNIT 1 1 1\nHKLF 4\nEND\n");
+  EXPECT_TRUE(MakeProblem(ones, "   1   1   1    0.00    0.00\n" + hkl, problem, sentence)) << sentence;
+  EXPECT_FALSE(problem.formulaFits);
+  EXPECT_EQ(problem.notes.size(), 2u);
+}
+
+}  // namespace
+}  // namespace marvik::phase
