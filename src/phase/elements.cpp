@@ -2,67 +2,312 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+
+#include "refine/structure/neighbours.h"
 
 namespace marvik::phase {
 namespace {
 
-constexpr double kSpread = 0.06;  // of ln(electrons)
+constexpr double kSpread = 0.08;      // of ln(electrons)
+constexpr double kCountPrice = 2.0;   // for each atom more or less than the formula has
+constexpr double kBondSpread = 0.05;  // Å beyond the usual lengths
+constexpr double kWorst = 6.0;        // of one term: no single length decides alone
+constexpr double kReach = 2.5;        // Å
+constexpr int kSweeps = 12;
 
 struct Kind {
   int scatterer = 0;
-  double electrons = 6.0;
-  double share = 1.0;  // of the atoms but hydrogen
+  int z = 6;
+  double expected = 0.0;  // in the asymmetric unit; negative when the formula is not known
+  double share = 1.0;
 };
 
-std::vector<Kind> KindsOf(const Problem& problem) {
-  std::vector<Kind> kinds;
-  double sum = 0.0;
-  for (size_t i = 0; i < problem.formula.size(); ++i) {
-    const int z = problem.scatterers[i].electrons;
-    if (z <= 1) continue;
-    kinds.push_back(
-        {static_cast<int>(i), static_cast<double>(z), problem.formulaFits ? problem.formula[i].count : 1.0});
-    sum += kinds.back().share;
-  }
-  for (Kind& k : kinds) k.share = std::max(0.003, k.share / std::max(sum, 1e-9));
-  return kinds;
+// Usual lengths between atoms but hydrogen, Å, and what the mere bond costs (F. H. Allen et al., J. Chem. Soc. Perkin
+// Trans. II (1987) S1).
+struct BondRange {
+  int a, b;
+  double shortest, longest, price;
+};
+constexpr BondRange kBonds[] = {
+    {5, 5, 1.65, 1.90, 0},   {5, 6, 1.53, 1.65, 0},   {5, 7, 1.37, 1.62, 0},   {5, 8, 1.33, 1.50, 0},
+    {5, 9, 1.32, 1.43, 0},   {6, 6, 1.18, 1.58, 0},   {6, 7, 1.13, 1.50, 0},   {6, 8, 1.18, 1.45, 0},
+    {6, 9, 1.28, 1.40, 0},   {7, 7, 1.09, 1.45, 0.5}, {7, 8, 1.20, 1.44, 0.5}, {7, 9, 1.36, 1.42, 4},
+    {8, 8, 1.43, 1.49, 3},   {8, 9, 1.40, 1.44, 5},   {9, 9, 1.41, 1.42, 6},   {6, 14, 1.83, 1.92, 0},
+    {8, 14, 1.58, 1.68, 0},  {7, 14, 1.70, 1.78, 0},  {6, 15, 1.76, 1.88, 0},  {7, 15, 1.55, 1.72, 0},
+    {8, 15, 1.44, 1.65, 0},  {9, 15, 1.50, 1.63, 0},  {6, 16, 1.64, 1.85, 0},  {7, 16, 1.52, 1.72, 0},
+    {8, 16, 1.40, 1.62, 0},  {9, 16, 1.53, 1.60, 0},  {6, 17, 1.70, 1.82, 0},  {7, 17, 1.70, 1.78, 2},
+    {8, 17, 1.36, 1.48, 0},  {15, 15, 2.15, 2.28, 0}, {15, 16, 1.90, 2.12, 0}, {15, 17, 1.95, 2.15, 0},
+    {16, 16, 2.00, 2.12, 0}, {6, 35, 1.84, 1.97, 0},  {6, 53, 2.04, 2.20, 0},  {6, 34, 1.85, 1.98, 0},
+};
+
+bool IsNonmetal(int z) {
+  return (z >= 5 && z <= 9) || (z >= 14 && z <= 17) || (z >= 33 && z <= 35) || z == 53;
 }
 
-double LogLikelihood(const Kind& kind, double logElectrons, double logScale) {
-  // What is not one of the elements at full weight keeps a floor, so that one odd site does not move the scale.
-  const double d = (logElectrons - logScale - std::log(kind.electrons)) / kSpread;
-  return std::log(kind.share) - 0.5 * std::min(d * d, 40.0);
+double BondPrice(int a, int b, double d) {
+  if (a > b) std::swap(a, b);
+  for (const BondRange& r : kBonds) {
+    if (r.a != a || r.b != b) continue;
+    const double beyond = std::max({0.0, r.shortest - d, d - r.longest}) / kBondSpread;
+    return r.price + std::min(kWorst, 0.5 * beyond * beyond);
+  }
+  return 2.0;
 }
+
+struct Bond {
+  size_t other = 0;
+  double length = 0.0;  // Å
+};
+
+// How many neighbours but hydrogen and metals an element has at most, and what one more costs.
+double CoordinationPrice(int z, size_t bonds, size_t metals) {
+  const auto over = [&](size_t most) { return bonds > most ? static_cast<double>(bonds - most) : 0.0; };
+  switch (z) {
+    case 6:
+      return 4.0 * over(4) + (bonds == 0 && metals == 0 ? 4.0 : 0.0);
+    case 7:
+      return 2.5 * over(3) + (bonds == 0 && metals == 0 ? 3.0 : 0.0);
+    case 8:
+      return 4.0 * over(2);
+    case 9:
+      return 4.0 * over(1) + (bonds == 0 && metals == 0 ? 3.0 : 0.0);
+    case 17:
+      return bonds == 2 || bonds == 3 ? 3.0 : 0.0;
+    case 35:
+    case 53:
+      return 2.0 * over(1);
+    default:
+      return 0.0;
+  }
+}
+
+// What an atom at the end of a chain tells by its one bond to carbon.
+double EndPrice(int z, double d) {
+  const auto outside = [&](double low, double high) {
+    const double beyond = std::max({0.0, low - d, d - high}) / kBondSpread;
+    return std::min(2.5, 0.5 * beyond * beyond);
+  };
+  switch (z) {
+    case 6:  // methyl; =CH2 and alkynes are rare
+      return std::min(outside(1.46, 1.56), 1.5 + outside(1.17, 1.34));
+    case 7:  // amine, nitrile
+      return std::min(outside(1.31, 1.49), outside(1.12, 1.17));
+    case 8:
+      return outside(1.19, 1.44);
+    case 9:
+      return outside(1.29, 1.40);
+    default:
+      return 0.0;
+  }
+}
+
+class Assignment {
+ public:
+  Assignment(const Problem& problem, const Structure& structure, const std::vector<double>& electrons,
+             const std::vector<double>& fractions)
+      : fractions_(fractions) {
+    FindKinds(problem, structure);
+    for (const double e : electrons) logs_.push_back(std::log(std::max(e, 0.3)));
+    const NeighbourTable table = ImagesWithin(structure, kReach);
+    for (const auto& list : table) {
+      bonds_.emplace_back();
+      for (const Neighbour& n : list)
+        if (n.distance > 1.0) bonds_.back().push_back({static_cast<size_t>(n.site), n.distance});
+    }
+  }
+
+  std::vector<int> Solve() {
+    if (kinds_.empty()) return {};
+    FindScale();
+    // The scale that suits the likeliest elements may be off by the step between neighbours: a few are tried.
+    const double middle = scale_;
+    double least = std::numeric_limits<double>::max();
+    std::vector<size_t> best;
+    for (const double off : {0.0, 0.12, -0.12, 0.24}) {
+      scale_ = middle + off;
+      const double price = Settle();
+      if (price < least - 1e-6) least = price, best = kind_;
+    }
+    std::vector<int> elements;
+    for (const size_t k : best) elements.push_back(kinds_[k].scatterer);
+    return elements;
+  }
+
+ private:
+  void FindKinds(const Problem& problem, const Structure& structure) {
+    double sum = 0.0;
+    for (size_t i = 0; i < problem.formula.size(); ++i) {
+      const int z = problem.scatterers[i].electrons;
+      if (z <= 1) continue;
+      const double count = problem.formula[i].count / static_cast<double>(structure.group.all.size());
+      kinds_.push_back({static_cast<int>(i), z, problem.formulaFits ? count : -1.0, problem.formulaFits ? count : 1.0});
+      sum += kinds_.back().share;
+    }
+    for (Kind& k : kinds_) k.share = std::max(0.003, k.share / std::max(sum, 1e-9));
+  }
+
+  double Electrons(size_t site, size_t kind) const {
+    const double d = (logs_[site] - scale_ - std::log(static_cast<double>(kinds_[kind].z))) / kSpread;
+    // Far off, the price grows slowly: what is disordered has too few of any.
+    const double squared = d * d < 9.0 ? d * d : 6.0 * std::fabs(d) - 9.0;
+    return 0.5 * squared - std::log(kinds_[kind].share);
+  }
+
+  void FindScale() {
+    double best = std::numeric_limits<double>::max();
+    double chosen = 0.0;
+    for (scale_ = -1.6; scale_ <= 1.6; scale_ += 0.01) {
+      double sum = 0.0;
+      for (size_t i = 0; i < logs_.size(); ++i) {
+        double least = std::numeric_limits<double>::max();
+        for (size_t k = 0; k < kinds_.size(); ++k) least = std::min(least, Electrons(i, k));
+        sum += fractions_[i] * std::min(least, 20.0);
+      }
+      sum += 0.02 * static_cast<double>(logs_.size()) * scale_ * scale_;
+      if (sum < best) best = sum, chosen = scale_;
+    }
+    scale_ = chosen;
+  }
+
+  // Elements at the present scale, then the scale of these elements, in turns; gives the price of all.
+  double Settle() {
+    kind_.assign(logs_.size(), 0);
+    for (size_t i = 0; i < logs_.size(); ++i) {
+      for (size_t k = 1; k < kinds_.size(); ++k)
+        if (Electrons(i, k) < Electrons(i, kind_[i])) kind_[i] = k;
+    }
+    found_.assign(kinds_.size(), 0.0);
+    for (size_t i = 0; i < kind_.size(); ++i) found_[kind_[i]] += fractions_[i];
+    for (int sweep = 0; sweep < kSweeps; ++sweep) {
+      const bool changed = ChangeOne(), swapped = SwapTwo();
+      std::vector<double> offsets;
+      for (size_t i = 0; i < logs_.size(); ++i)
+        offsets.push_back(logs_[i] - std::log(static_cast<double>(kinds_[kind_[i]].z)));
+      const auto middle = offsets.begin() + static_cast<std::ptrdiff_t>(offsets.size() / 2);
+      std::nth_element(offsets.begin(), middle, offsets.end());
+      scale_ = 0.5 * (scale_ + *middle);
+      if (!changed && !swapped && std::fabs(scale_ - *middle) < 0.01) break;
+    }
+    double price = CountsPrice();
+    for (size_t i = 0; i < kind_.size(); ++i) price += Electrons(i, kind_[i]) + Chemistry(i);
+    return price;
+  }
+
+  // The sites whose place says that they are bonded: as kinds a and b.
+  static bool Bonded(int a, int b, double d) {
+    if (!IsNonmetal(a) || !IsNonmetal(b)) return false;
+    const bool heavy = a > 10 || b > 10, both = a > 10 && b > 10;
+    return d < (both ? 2.4 : heavy ? (a > 18 || b > 18 ? 2.25 : 2.0) : 1.75);
+  }
+
+  double Chemistry(size_t site) const {
+    const int z = kinds_[kind_[site]].z;
+    double price = 0.0;
+    size_t bonds = 0, metals = 0;
+    double only = 0.0;
+    int to = 0;
+    for (const Bond& b : bonds_[site]) {
+      const int other = kinds_[kind_[b.other]].z;
+      if (!IsNonmetal(other)) ++metals;
+      if (!Bonded(z, other, b.length) || InRotor(site, b)) continue;
+      ++bonds;
+      only = b.length;
+      to = other;
+      price += 0.5 * BondPrice(z, other, b.length);
+    }
+    if (!IsNonmetal(z)) return price;
+    price += CoordinationPrice(z, bonds, metals);
+    if (bonds == 1 && metals == 0 && to == 6) price += EndPrice(z, only);
+    return price;
+  }
+
+  // Two ends of one atom that lie nearer to each other than to it belong to two orientations.
+  bool InRotor(size_t site, const Bond& b) const {
+    for (const Bond& own : bonds_[site]) {
+      if (own.other == b.other || own.length > 2.0) continue;
+      for (const Bond& its : bonds_[b.other])
+        if (its.other == own.other && b.length < 1.45 && own.length < 1.5 && its.length < 1.5) return true;
+    }
+    return false;
+  }
+
+  double CountsPrice() const {
+    double price = 0.0;
+    for (size_t k = 0; k < kinds_.size(); ++k)
+      if (kinds_[k].expected >= 0.0) price += kCountPrice * std::fabs(found_[k] - kinds_[k].expected);
+    return price;
+  }
+
+  // All that changes when these sites change.
+  double Around(size_t a, size_t b) const {
+    double price = Electrons(a, kind_[a]) + (b != a ? Electrons(b, kind_[b]) : 0.0) + CountsPrice();
+    std::vector<size_t> touched{a, b};
+    for (const size_t site : {a, b})
+      for (const Bond& bond : bonds_[site]) touched.push_back(bond.other);
+    std::sort(touched.begin(), touched.end());
+    touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
+    for (const size_t site : touched) price += Chemistry(site);
+    return price;
+  }
+
+  void Set(size_t site, size_t kind) {
+    found_[kind_[site]] -= fractions_[site];
+    kind_[site] = kind;
+    found_[kind] += fractions_[site];
+  }
+
+  bool ChangeOne() {
+    bool any = false;
+    for (size_t i = 0; i < kind_.size(); ++i) {
+      const size_t before = kind_[i];
+      size_t best = before;
+      double least = Around(i, i) - 1e-9;
+      for (size_t k = 0; k < kinds_.size(); ++k) {
+        if (k == before) continue;
+        Set(i, k);
+        const double price = Around(i, i);
+        if (price < least) least = price, best = k;
+      }
+      Set(i, best);
+      any = any || best != before;
+    }
+    return any;
+  }
+
+  bool SwapTwo() {
+    bool any = false;
+    for (size_t i = 0; i < kind_.size(); ++i) {
+      for (size_t j = i + 1; j < kind_.size(); ++j) {
+        const size_t a = kind_[i], b = kind_[j];
+        if (a == b || std::fabs(logs_[i] - logs_[j]) > 0.5) continue;
+        const double before = Around(i, j);
+        Set(i, b), Set(j, a);
+        if (Around(i, j) < before - 1e-9) {
+          any = true;
+        } else {
+          Set(i, a), Set(j, b);
+        }
+      }
+    }
+    return any;
+  }
+
+  const std::vector<double>& fractions_;
+  std::vector<Kind> kinds_;
+  std::vector<double> logs_;
+  std::vector<std::vector<Bond>> bonds_;
+  std::vector<size_t> kind_;
+  std::vector<double> found_;
+  double scale_ = 0.0;
+};
 
 }  // namespace
 
 std::vector<int> ElementsOf(const Problem& problem, const Structure& structure, const std::vector<double>& electrons,
-                            const std::vector<double>& fractions, double) {
-  const std::vector<Kind> kinds = KindsOf(problem);
-  if (kinds.empty()) return std::vector<int>(electrons.size(), static_cast<int>(structure.scatterers.size()) - 1);
-  std::vector<double> logs;
-  for (const double e : electrons) logs.push_back(std::log(std::max(e, 1e-3)));
-  double best = -1e300, scale = 0.0;
-  std::vector<double> sorted = logs;
-  std::sort(sorted.begin(), sorted.end());
-  for (double s = -1.6; s <= 1.6; s += 0.01) {
-    double sum = 0.0;
-    for (size_t i = 0; i < logs.size(); ++i) {
-      double most = -1e300;
-      for (const Kind& k : kinds) most = std::max(most, LogLikelihood(k, logs[i], s));
-      sum += most * fractions[i];
-    }
-    // The scale of the refinement is right within a factor; sites are rather too weak than too strong.
-    sum -= 0.02 * static_cast<double>(logs.size()) * s * s;
-    if (sum > best) best = sum, scale = s;
-  }
-  std::vector<int> elements;
-  for (const double l : logs) {
-    const auto most = std::max_element(kinds.begin(), kinds.end(), [&](const Kind& a, const Kind& b) {
-      return LogLikelihood(a, l, scale) < LogLikelihood(b, l, scale);
-    });
-    elements.push_back(most->scatterer);
-  }
+                            const std::vector<double>& fractions) {
+  std::vector<int> elements = Assignment(problem, structure, electrons, fractions).Solve();
+  if (elements.empty()) elements.assign(electrons.size(), static_cast<int>(structure.scatterers.size()) - 1);
   return elements;
 }
 

@@ -6,10 +6,9 @@
 
 namespace marvik::phase {
 
-// The scatterer of each site from its electron count (on an arbitrary scale, the same for all): the scale that suits
-// the elements of SFAC best, then each site's likeliest element with the formula's shares as prior. `fractions` are 1
-// over the order of the site symmetries, `expected` how many atoms but hydrogen the asymmetric unit should have.
+// The scatterer of each site from its electron count (on an arbitrary scale, the same for all), the formula where it
+// can be right, and what the bonds allow. `fractions` are 1 over the order of the site symmetries.
 std::vector<int> ElementsOf(const Problem& problem, const Structure& structure, const std::vector<double>& electrons,
-                            const std::vector<double>& fractions, double expected);
+                            const std::vector<double>& fractions);
 
 }  // namespace marvik::phase

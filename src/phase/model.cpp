@@ -6,6 +6,7 @@
 
 #include "phase/elements.h"
 #include "refine/solve/refinement.h"
+#include "refine/structure/neighbours.h"
 #include "refine/structure/site_symmetry.h"
 
 namespace marvik::phase {
@@ -17,6 +18,7 @@ constexpr double kVolumePerAtom = 18.0;  // Å3
 constexpr double kLargestShift = 0.15;   // Å
 constexpr double kStartingU = 0.04;      // Å²
 constexpr size_t kMostSites = 1500;
+constexpr double kDisplacementSlope = 6.0;  // of ln(electrons) with U, Å⁻²: how the two trade
 
 // Å to the nearest image of any site, below 1.5 Å exact (no width of a cell is below 3 Å there).
 double DistanceToSites(const Structure& s, const Fractional& x, size_t except = SIZE_MAX) {
@@ -270,19 +272,36 @@ void Model::DropWhere(const std::vector<bool>& drop) {
     structure.sites[to] = structure.sites[i];
     fractions_[to] = fractions_[i];
     if (i < electrons_.size()) electrons_[to] = electrons_[i];
+    if (i < shares_.size()) shares_[to] = shares_[i];
     ++to;
   }
   structure.sites.resize(to);
   fractions_.resize(to);
   if (electrons_.size() > to) electrons_.resize(to);
+  if (shares_.size() > to) shares_.resize(to);
 }
 
-void Model::CountElectrons() {
+void Model::CountElectrons(bool evenly) {
   electrons_.clear();
   for (size_t i = 0; i < structure.sites.size(); ++i) {
     const Site& site = structure.sites[i];
     electrons_.push_back(structure.scatterers[static_cast<size_t>(site.scatterer)].electrons * site.occupancy /
                          fractions_[i]);
+  }
+  if (!evenly) return;
+  // Occupancy and displacement go together; an atom moves about as its neighbours do.
+  const NeighbourTable near = ImagesWithin(structure, 2.3);
+  const std::vector<double> counted = electrons_;
+  for (size_t i = 0; i < electrons_.size(); ++i) {
+    double sum = 0.0, n = 0.0;
+    for (const Neighbour& other : near[i]) {
+      if (other.distance < 1.0) continue;
+      sum += structure.sites[static_cast<size_t>(other.site)].u[0];
+      n += 1.0;
+    }
+    if (n == 0.0) continue;
+    const double usual = sum / n * (n < 1.5 ? 1.25 : 1.0);
+    electrons_[i] *= std::exp(-kDisplacementSlope * std::clamp(structure.sites[i].u[0] - usual, -0.03, 0.03));
   }
 }
 
@@ -365,13 +384,30 @@ void Model::AssignElements() {
   freedom.occupancies = true;
   freedom.ownDisplacements = true;
   for (int pass = 0; pass < 3 && !structure.sites.empty(); ++pass) {
-    CountElectrons();
-    UseElements(ElementsOf(problem_, structure, electrons_, fractions_, expected_));
-    Refine(3, freedom);
+    CountElectrons(true);
+    UseElements(ElementsOf(problem_, structure, electrons_, fractions_));
+    Refine(pass == 0 ? 3 : 5, freedom);
   }
   if (structure.sites.empty()) return;
-  CountElectrons();
-  UseElements(ElementsOf(problem_, structure, electrons_, fractions_, expected_));
+  CountElectrons(true);
+  UseElements(ElementsOf(problem_, structure, electrons_, fractions_));
+  // What has much less than its element's electrons is there in part.
+  std::vector<double> ratios;
+  shares_.clear();
+  for (size_t i = 0; i < structure.sites.size(); ++i) {
+    shares_.push_back(electrons_[i] /
+                      structure.scatterers[static_cast<size_t>(structure.sites[i].scatterer)].electrons);
+    ratios.push_back(shares_.back());
+  }
+  std::nth_element(ratios.begin(), ratios.begin() + static_cast<std::ptrdiff_t>(ratios.size() / 2), ratios.end());
+  const double usual = ratios[ratios.size() / 2];
+  std::vector<bool> drop;
+  for (double& share : shares_) {
+    share /= usual;
+    drop.push_back(share < 0.3);
+    if (share > 0.72) share = 1.0;
+  }
+  DropWhere(drop);
 }
 
 int Model::AddPeaks(double least, double room) {
@@ -393,6 +429,7 @@ int Model::AddPeaks(double least, double room) {
     if (DistanceToSites(structure, site.x) < kClosestAtoms) continue;
     structure.sites.push_back(site);
     electrons_.push_back(6.0);
+    shares_.push_back(1.0);
     ++added;
   }
   FindFractions();
@@ -405,7 +442,7 @@ bool Model::Finish() {
   freedom.ownDisplacements = true;
   for (int round = 0; round < 3; ++round) {
     if (structure.sites.empty()) return false;
-    for (size_t i = 0; i < structure.sites.size(); ++i) structure.sites[i].occupancy = fractions_[i];
+    for (size_t i = 0; i < structure.sites.size(); ++i) structure.sites[i].occupancy = fractions_[i] * shares_[i];
     Refine(4, freedom);
     std::vector<double> u;
     for (const Site& site : structure.sites) u.push_back(site.u[0]);

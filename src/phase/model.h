@@ -33,8 +33,8 @@ class Model {
   double ExpectedAtoms() const { return expected_; }
   // 1 over the order of each site's symmetry.
   const std::vector<double>& Fractions() const { return fractions_; }
-  // Electrons of each atom when its occupancy was last free.
-  const std::vector<double>& Electrons() const { return electrons_; }
+  // How much of each site is there: 1 unless it is clearly less.
+  const std::vector<double>& Shares() const { return shares_; }
   // Share of the reflections' |E| that the model explains, as a correlation.
   double Correlation() const;
 
@@ -45,7 +45,7 @@ class Model {
   void FindFractions();
   void Refine(int cycles, const Freedom& freedom);
   void Recycle(double weakest);
-  void CountElectrons();
+  void CountElectrons(bool evenly = false);
   void UseElements(const std::vector<int>& elements);
   void DropWhere(const std::vector<bool>& drop);
   int AddPeaks(double least, double room);
@@ -58,6 +58,7 @@ class Model {
   Residuals residuals_;
   std::vector<double> fractions_;
   std::vector<double> electrons_;
+  std::vector<double> shares_;
   double expected_ = 0.0;
 };
 

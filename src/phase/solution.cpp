@@ -115,8 +115,7 @@ class Solver {
     c.wR2 = model.GetResiduals().wR2;
     c.correlation = model.Correlation();
     c.expectedAtoms = model.ExpectedAtoms();
-    for (size_t i = 0; i < c.structure.sites.size(); ++i)
-      c.shares.push_back(c.structure.sites[i].occupancy / model.Fractions()[i]);
+    c.shares = model.Shares();
     solution_.candidates.push_back(std::move(c));
   }
 
