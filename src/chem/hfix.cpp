@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 
 #include "base/numbers.h"
 #include "chem/hybridization.h"
 #include "chem/hydrogens.h"
+#include "crystal/cell_metric.h"
 
 namespace marvik {
 namespace {
@@ -33,6 +35,47 @@ int ChooseCode(const AtomRecord& atom, size_t n, bool forPlacement) {
     default:
       return 0;
   }
+}
+
+// Degrees at an atom with two neighbours from which on it is linear.
+constexpr double kLinear = 150.0;
+// A curved aromatic carbon: its three bonds are shorter than the sum of the radii by this in the mean (Å), and it
+// stands no farther from the plane of its neighbours, Å.
+constexpr double kShortBonds = -0.06;
+constexpr double kCurved = 0.4;
+
+double MeanExcess(const AtomRecord& atom, const std::vector<NeighbourImage>& neighbours) {
+  double sum = 0.0;
+  for (const NeighbourImage& b : neighbours) sum += b.distance - atom.element->bondRadius - b.atom->element->bondRadius;
+  return sum / static_cast<double>(neighbours.size());
+}
+
+HydrogenCodes CodesForCarbon(const AtomRecord& atom, const std::vector<NeighbourImage>& neighbours) {
+  std::vector<NeighbourImage> others;
+  std::vector<Cartesian> places;
+  for (const NeighbourImage& b : neighbours)
+    if (!IsMetal(b.atom->element->atomicNumber)) {
+      others.push_back(b);
+      places.push_back(b.position);
+    }
+  const size_t onFace = static_cast<size_t>(std::count_if(neighbours.begin(), neighbours.end(), [&](const auto& b) {
+    return IsMetal(b.atom->element->atomicNumber) && BindsFace(atom.position, places, b.position);
+  }));
+  const size_t bonds = neighbours.size() - onFace;
+  if (bonds == 2 && Angle(atom.position, neighbours[0].position, neighbours[1].position) > kLinear && onFace == 0)
+    return {};
+  // Two short bonds in the face of a metal, however the metal bends the class.
+  if (onFace > 0 && others.size() == 2 && bonds == 2 && atom.Hybridization() == kHybridSp3 &&
+      MeanExcess(atom, others) < kShortBonds)
+    return {kHfixAromatic, kHfixAromatic};
+  if (!CarriesHydrogens(atom)) return {};
+  if (atom.Hybridization() == kHybridSp2 && bonds > 2 &&
+      std::none_of(neighbours.begin(), neighbours.end(), [](const auto& b) { return b.atom->IsHydrogen(); }))
+    return {};
+  if (atom.Hybridization() == kHybridSp3 && others.size() == 3 && MeanExcess(atom, others) < kShortBonds &&
+      std::fabs(PlaneDeviation(atom.position, places[0], places[1], places[2])) < kCurved)
+    return {};
+  return {ChooseHfixCode(atom, neighbours.size()), ChoosePlacementCode(atom, neighbours.size())};
 }
 
 // Hydrogens whose parameters the user fixes are the file's from then on, and so are the others of their group.
@@ -82,6 +125,16 @@ int ChoosePlacementCode(const AtomRecord& atom, size_t neighbours) {
   return ChooseCode(atom, neighbours, true);
 }
 
+HydrogenCodes CodesFor(const AtomRecord& atom, HydrogenBuilder& builder) {
+  const int z = atom.element->atomicNumber;
+  if ((atom.flags2 & kHydrogensAbsent) || z < 6 || z > 8) return {};
+  const std::vector<NeighbourImage> neighbours = builder.NeighboursOf(atom);
+  if (z == 6) return CodesForCarbon(atom, neighbours);
+  if (z == 7 && atom.hydrogenCount == 0 && atom.Hybridization() == kHybridSp2 && builder.LacksHydrogen(atom))
+    return {kHfixAromatic, kHfixAromatic};
+  return {ChooseHfixCode(atom, neighbours.size()), ChoosePlacementCode(atom, neighbours.size())};
+}
+
 std::string HfixLine(const Document& document, const AtomRecord& carrier, int code) {
   const bool known = carrier.residue >= 0 && static_cast<size_t>(carrier.residue) < document.residues.size();
   const int residue = known ? document.residues[static_cast<size_t>(carrier.residue)].number : 0;
@@ -113,14 +166,14 @@ bool RemoveHfixEntry(AtomList& atoms, const AtomRecord* carrier) {
 
 void AssignHfixCodes(Document& document) {
   RecordingMessages unused;  // nothing is built here
-  AssignHfixCodes(document, HydrogenBuilder(document, unused));
+  HydrogenBuilder builder(document, unused);
+  AssignHfixCodes(document, builder);
 }
 
-void AssignHfixCodes(Document& document, const HydrogenBuilder& builder) {
+void AssignHfixCodes(Document& document, HydrogenBuilder& builder) {
   std::vector<HfixEntry> entries;
   for (AtomRecord* atom : Atoms(document.atoms, kVisibleOnly | kNoGenerated)) {
-    if (!CarriesHydrogens(*atom) || (atom->flags2 & kHydrogensAbsent)) continue;
-    const int code = ChooseHfixCode(*atom, builder.NeighboursOf(*atom).size());
+    const int code = CodesFor(*atom, builder).entry;
     if (code != 0) entries.push_back({atom, HfixLine(document, *atom, code), -1});
   }
   auto& all = document.atoms.hfix;

@@ -16,6 +16,17 @@ int ChooseHfixCode(const AtomRecord& atom, size_t neighbours);
 // takes 43 and with any other number 93. 0 for atoms that carry none.
 int ChoosePlacementCode(const AtomRecord& atom, size_t neighbours);
 
+// What an atom with these bonded neighbours gets: the letter's codes above but for a carbon atom that has no room. It
+// has none where its third neighbour is a metal or halogen on the side of the hydrogen, on a nitrile or another linear
+// atom, and in a curved aromatic face of three short bonds. Metals that bind a face leave the hydrogen of the ring, 43.
+struct HydrogenCodes {
+  int entry = 0;      // of the HFIX line, 0 for none
+  int placement = 0;  // by which hydrogens are placed
+};
+// Nitrogen whose class has none gets 43 where HydrogenBuilder::LacksHydrogen says so.
+class HydrogenBuilder;
+HydrogenCodes CodesFor(const AtomRecord& atom, HydrogenBuilder& builder);
+
 // "HFIX %d %4.4s" with the code and the label; the keyword carries the residue number of an atom that has one.
 std::string HfixLine(const Document& document, const AtomRecord& carrier, int code);
 // The program's entry for a carrier, made or replaced; lines read from a file stay as they are.
@@ -28,8 +39,7 @@ bool RemoveHfixEntry(AtomList& atoms, const AtomRecord* carrier);
 // hydrogens, from the classification as it stands. Hydrogens that the program placed do not count as neighbours.
 void AssignHfixCodes(Document& document);
 // The same with the neighbours that a builder finds.
-class HydrogenBuilder;
-void AssignHfixCodes(Document& document, const HydrogenBuilder& builder);
+void AssignHfixCodes(Document& document, HydrogenBuilder& builder);
 
 // What the dialog offers.
 struct HfixOption {

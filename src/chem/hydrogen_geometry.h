@@ -36,7 +36,7 @@ double HydrogenDistance(int m, int carrierNumber, double temperature);
 
 // Unit vectors from a carrier to the hydrogens of a group whose neighbours fix them. One of three neighbours makes
 // equal angles with them: the normal of the plane through the ends of the three unit vectors; others point away from
-// the mean of the bonds, which two hydrogens straddle with H-X-H equal to the four H-X-Y. Nothing where the neighbours
+// the mean of the bonds, which two hydrogens straddle. Nothing where the neighbours
 // do not determine them. Places in Å.
 std::optional<std::vector<Cartesian>> FixedDirections(int m, const Cartesian& carrier,
                                                       std::span<const Cartesian> neighbours);
@@ -48,6 +48,12 @@ double TurnOf(int m, size_t hydrogen);
 // of 1, the turns from hydrogen to hydrogen are about the direction from the neighbour to the carrier.
 std::vector<Cartesian> TerminalDirections(const HfixGroup& group, const Cartesian& back, const Cartesian& zero,
                                           double torsion, double sense = 1.0);
+
+// Elements that bind the face of a ligand.
+bool IsMetal(int atomicNumber);
+// Whether a metal binds the face of a carbon with two or more other neighbours, as in cyclopentadienyl and arene
+// ligands, and leaves the place of its hydrogen free: it does not stand on the far side of the others. Places in Å.
+bool BindsFace(const Cartesian& carrier, std::span<const Cartesian> others, const Cartesian& metal);
 
 // Some unit vector at right angles to another one.
 Cartesian AnyAcross(const Cartesian& axis);

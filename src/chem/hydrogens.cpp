@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <limits>
 
 #include "base/numbers.h"
 #include "chem/connectivity.h"
@@ -24,6 +25,17 @@ constexpr double kTetrahedralAngle = 109.47122;
 constexpr double kGivenHydrogen = 2.3;
 constexpr double kLongestHydrogenBondLength = 1.25;
 constexpr int kHeaviestNeighbour = 47;
+// Bonds of nitrogen against the sum of the radii, Å: below the first two (to carbon and others, to nitrogen) one is
+// double, from the third on it is single, which leaves a valence for a hydrogen.
+constexpr double kDoubleBond = -0.17;
+constexpr double kDoubleNitrogen = -0.13;
+constexpr double kSingleBond = -0.125;
+// Degrees at nitrogen: in a ring of five it is narrower without a hydrogen than the first, in one of six and in chains
+// narrower than the second.
+constexpr double kNarrowestWithHydrogen = 106.5;
+constexpr double kWideWithHydrogen = 118.0;
+const double kNearlyStraight = std::cos(35.0 * kRadiansPerDegree);
+constexpr double kWaterAngle = 104.5;
 
 bool IsAcceptor(const AtomRecord& atom) {
   constexpr int kAcceptors[] = {7, 8, 9, 16, 17, 34, 35, 53};
@@ -37,6 +49,11 @@ std::string InCapitals(std::string text) {
 
 std::string KeyOf(int32_t residue, const std::string& label) {
   return std::to_string(residue).append(":").append(InCapitals(label));
+}
+
+// Hydroxyl groups have a hydrogen of their own to give.
+bool MayDonate(const AtomRecord& atom) {
+  return atom.element->atomicNumber == 8 && atom.Hybridization() == kHybridSp3 && atom.hydrogenCount > 0;
 }
 
 // "H12" for C12.
@@ -81,7 +98,9 @@ std::optional<CarrierSurroundings> HydrogenBuilder::Survey(const HfixGroup& grou
     std::erase_if(neighbours, [](const NeighbourImage& b) { return b.atom->IsHydrogen(); });
   }
   if (!fits())
-    std::erase_if(neighbours, [](const NeighbourImage& b) { return ChemicalNumber(*b.atom) > kHeaviestNeighbour; });
+    std::erase_if(neighbours, [](const NeighbourImage& b) {
+      return ChemicalNumber(*b.atom) > kHeaviestNeighbour || IsMetal(b.atom->element->atomicNumber);
+    });
   if (!fits()) return std::nullopt;
   for (const NeighbourImage& b : neighbours) around.neighbours.push_back(b.position);
   if (!group.isTerminal) return around;
@@ -125,23 +144,95 @@ bool HydrogenBuilder::Donates(const NeighbourImage& acceptor, const Cartesian& p
   });
 }
 
-void HydrogenBuilder::FindAcceptor(const AtomRecord& carrier, const Cartesian& neighbour, CarrierSurroundings& around) {
+std::vector<NeighbourImage> HydrogenBuilder::AcceptorsFor(const AtomRecord& carrier,
+                                                          const std::vector<Cartesian>& neighbours) {
   if (!wideSearch_) wideSearch_.emplace(document_, kAcceptorReach, kProgramHydrogen);
-  const NeighbourImage* nearest = nullptr;
-  const auto images = wideSearch_->FindWithin(carrier, kAcceptorReach);
-  for (const NeighbourImage& b : images) {
-    if (!IsAcceptor(*b.atom) || AreAlternatives(carrier, *b.atom)) continue;
-    const auto bonds = [&](const Cartesian& place, const AtomRecord& other) {
-      return Distance(b.position, place) <= b.atom->element->bondRadius + other.element->bondRadius + kBondTolerance;
-    };
+  std::vector<NeighbourImage> images = wideSearch_->FindWithin(carrier, kAcceptorReach);
+  std::erase_if(images, [&](const NeighbourImage& b) {
+    if (!IsAcceptor(*b.atom) || AreAlternatives(carrier, *b.atom)) return true;
     // What the carrier or its neighbour is bonded to is no partner of a hydrogen bond; all neighbours of a hydroxyl
     // oxygen are about as large as carbon.
-    if (bonds(carrier.position, carrier) || bonds(neighbour, carrier)) continue;
+    const double reach = b.atom->element->bondRadius + carrier.element->bondRadius + kBondTolerance;
+    return b.distance <= reach || std::any_of(neighbours.begin(), neighbours.end(), [&](const Cartesian& place) {
+             return Distance(b.position, place) <= reach;
+           });
+  });
+  return images;
+}
+
+void HydrogenBuilder::FindAcceptor(const AtomRecord& carrier, const Cartesian& neighbour, CarrierSurroundings& around) {
+  const NeighbourImage* nearest = nullptr;
+  const auto images = AcceptorsFor(carrier, {neighbour});
+  for (const NeighbourImage& b : images) {
     if (std::fabs(Angle(carrier.position, neighbour, b.position) - kTetrahedralAngle) > kAcceptorCone) continue;
     if (nearest && b.distance >= nearest->distance) continue;
     if (!Donates(b, carrier.position)) nearest = &b;
   }
   if (nearest) around.acceptor = nearest->position;
+}
+
+bool HydrogenBuilder::IsAmide(const NeighbourImage& besideNitrogen) const {
+  const int z = besideNitrogen.atom->element->atomicNumber;
+  const double radius = besideNitrogen.atom->element->bondRadius;
+  const auto found = search_.FindNeighboursAt(besideNitrogen.fract, radius, kBondTolerance);
+  return std::any_of(found.begin(), found.end(), [&](const NeighbourImage& b) {
+    const int other = b.atom->element->atomicNumber;
+    const double excess = b.distance - radius - b.atom->element->bondRadius;
+    return (other == 8 || other == 16) && ((z == 6 && excess < -0.14) || z == 15 || z == 16);
+  });
+}
+
+bool HydrogenBuilder::LacksHydrogen(const AtomRecord& nitrogen) {
+  const std::vector<NeighbourImage> neighbours = NeighboursOf(nitrogen);
+  if (neighbours.size() != 2) return false;
+  std::vector<Cartesian> places;
+  bool isAmide = false;
+  bool isSingle = true;
+  for (const NeighbourImage& b : neighbours) {
+    const double excess = b.distance - nitrogen.element->bondRadius - b.atom->element->bondRadius;
+    const bool isDouble = excess < (b.atom->element->atomicNumber == 7 ? kDoubleNitrogen : kDoubleBond);
+    if (b.atom->IsHydrogen() || IsMetal(b.atom->element->atomicNumber) || isDouble) return false;
+    places.push_back(b.position);
+    isAmide = isAmide || IsAmide(b);
+    isSingle = isSingle && excess >= kSingleBond;
+  }
+  const auto away = FixedDirections(kHfixAromatic / 10, nitrogen.position, places);
+  if (!away) return false;
+  const double angle = Angle(nitrogen.position, places[0], places[1]);
+  if (isSingle) return angle > kNarrowestWithHydrogen;
+  if (angle < kWideWithHydrogen) return false;
+  if (isAmide) return true;
+  const auto acceptors = AcceptorsFor(nitrogen, places);
+  return std::any_of(acceptors.begin(), acceptors.end(), [&](const NeighbourImage& b) {
+    const double cosine = Dot(Normalised(b.position - nitrogen.position), (*away)[0]);
+    return cosine > kNearlyStraight && !Donates(b, nitrogen.position) && !MayDonate(*b.atom);
+  });
+}
+
+bool HydrogenBuilder::PlaceWater(AtomRecord* oxygen) {
+  if (!NeighboursOf(*oxygen).empty()) return false;
+  std::vector<NeighbourImage> acceptors = AcceptorsFor(*oxygen, {});
+  std::erase_if(acceptors, [&](const NeighbourImage& b) { return Donates(b, oxygen->position); });
+  double shortest = std::numeric_limits<double>::infinity();
+  std::optional<std::vector<Cartesian>> best;
+  for (size_t i = 0; i < acceptors.size(); ++i)
+    for (size_t j = 0; j < i; ++j) {
+      const NeighbourImage& a = acceptors[i];
+      const NeighbourImage& b = acceptors[j];
+      const double angle = Angle(oxygen->position, a.position, b.position);
+      if (angle < kWaterAngle - 25.0 || angle > kWaterAngle + 35.0 || a.distance + b.distance >= shortest ||
+          AreAlternatives(*a.atom, *b.atom))
+        continue;
+      shortest = a.distance + b.distance;
+      const Cartesian u = Normalised(a.position - oxygen->position);
+      const Cartesian v = Normalised(b.position - oxygen->position);
+      const double half = 0.5 * kWaterAngle * kRadiansPerDegree;
+      const Cartesian along = std::cos(half) * Normalised(u + v);
+      const Cartesian across = std::sin(half) * Normalised(u - v);
+      best = {along + across, along - across};
+    }
+  if (!best) return false;
+  return Put(kFixExisting, *FindHfixGroup(kHfixHydroxyl / 10), *best, oxygen);
 }
 
 bool HydrogenBuilder::IsTaken(const AtomRecord& carrier, const std::string& label) const {
@@ -215,28 +306,33 @@ bool HydrogenBuilder::Place(int code, AtomRecord* carrier) {
   const auto around = Survey(*group, *carrier);
   const auto directions = around ? HydrogenDirections(*group, *around) : std::nullopt;
   if (!directions) return false;
-  if (directions->size() < Placed(carrier).size() || directions->empty()) RemoveFrom(carrier);
+  return Put(code, *group, *directions, carrier);
+}
+
+bool HydrogenBuilder::Put(int afix, const HfixGroup& group, const std::vector<Cartesian>& directions,
+                          AtomRecord* carrier) {
+  if (directions.size() < Placed(carrier).size() || directions.empty()) RemoveFrom(carrier);
   std::vector<AtomRecord*> atoms = Placed(carrier);
-  if (atoms.size() < directions->size())
-    for (const std::string& label : LabelsFor(*carrier, directions->size() - atoms.size())) {
+  if (atoms.size() < directions.size())
+    for (const std::string& label : LabelsFor(*carrier, directions.size() - atoms.size())) {
       AtomRecord* atom = Make(carrier, label);
       if (!atom) return false;
       atoms.push_back(atom);
     }
-  const double distance = HydrogenDistance(group->m, carrier->element->atomicNumber, temperature_);
+  const double distance = HydrogenDistance(group.m, carrier->element->atomicNumber, temperature_);
   const int32_t afixGroup = nextAfixGroup_++;
   for (size_t i = 0; i < atoms.size(); ++i) {
     AtomRecord& atom = *atoms[i];
-    atom.fract = CartesianToFractional(document_.matrix, carrier->position + distance * (*directions)[i]);
+    atom.fract = CartesianToFractional(document_.matrix, carrier->position + distance * directions[i]);
     FractionalToCartesian(document_.matrix, atom);
-    atom.afix = static_cast<uint16_t>(code);
+    atom.afix = static_cast<uint16_t>(afix);
     atom.afixGroup = afixGroup;
     atom.part = carrier->part;
     atom.partHasOccupancy = carrier->partHasOccupancy;
     atom.partOccupancy = carrier->partOccupancy;
     atom.occupancy = carrier->occupancy;
     atom.codedValues[kCodedOccupancy] = carrier->codedValues[kCodedOccupancy];
-    atom.codedValues[kCodedU] = atom.u[0] = group->uisoFactor;
+    atom.codedValues[kCodedU] = atom.u[0] = group.uisoFactor;
   }
   done_.insert(carrier);
   return true;
@@ -271,6 +367,15 @@ void TellOfRefinement(bool nitrogen, bool oxygen, UserMessages& messages) {
 
 }  // namespace
 
+namespace {
+
+// An oxygen atom that may be water: not one that the user said has no hydrogens.
+bool IsWater(const AtomRecord& atom) {
+  return atom.element->atomicNumber == 8 && !(atom.flags2 & kHydrogensAbsent);
+}
+
+}  // namespace
+
 bool CalculateHydrogens(Document& document, UserMessages& messages) {
   if (!HybridizeAll(document, messages, ProgramHydrogens::Ignored)) return false;
   HydrogenBuilder builder(document, messages);
@@ -282,14 +387,14 @@ bool CalculateHydrogens(Document& document, UserMessages& messages) {
   bool nitrogen = false;
   bool oxygen = false;
   for (AtomRecord* atom : atoms) {
-    const bool absent = (atom->flags2 & kHydrogensAbsent) != 0;
-    const int code =
-        absent || atom->hydrogenCount <= 0 ? 0 : ChoosePlacementCode(*atom, builder.NeighboursOf(*atom).size());
+    const int code = CodesFor(*atom, builder).placement;
     const size_t before = builder.Added();
     if (code == 0) {
-      builder.RemoveFrom(atom);
+      if (!IsWater(*atom) || !builder.PlaceWater(atom)) builder.RemoveFrom(atom);
     } else if (!builder.Place(code, atom)) {
       failed.push_back(atom);
+      builder.RemoveFrom(atom);
+      RemoveHfixEntry(document.atoms, atom);
     }
     if (builder.Added() == before) continue;
     nitrogen |= atom->element->atomicNumber == 7;

@@ -26,6 +26,13 @@ class HydrogenBuilder {
   // or removed where they are too many; any others count as part of the group. False, with nothing changed, when the
   // code is unknown or the surroundings do not determine the places.
   bool Place(int code, AtomRecord* carrier);
+  // Whether a nitrogen atom with two bonds, whose class has no hydrogen, carries one by the look of it: both bonds are
+  // single; or none is double, the angle is as wide as a hydrogen makes it, and the nitrogen is that of an amide or has
+  // an acceptor of hydrogen bonds in line that is no donor itself.
+  bool LacksHydrogen(const AtomRecord& nitrogen);
+  // Places two hydrogens on an oxygen atom without bonds that has two acceptors at a fitting angle, as AFIX 3: no HFIX
+  // code makes them.
+  bool PlaceWater(AtomRecord* oxygen);
   // How many hydrogens were new.
   size_t Added() const { return added_; }
 
@@ -37,10 +44,14 @@ class HydrogenBuilder {
   std::optional<CarrierSurroundings> Survey(const HfixGroup& group, const AtomRecord& carrier);
   void FindBeyond(const AtomRecord& carrier, const NeighbourImage& neighbour, CarrierSurroundings& around) const;
   void FindAcceptor(const AtomRecord& carrier, const Cartesian& neighbour, CarrierSurroundings& around);
+  // What a hydrogen on the carrier could bond to, given the places of the carrier's neighbours.
+  std::vector<NeighbourImage> AcceptorsFor(const AtomRecord& carrier, const std::vector<Cartesian>& neighbours);
+  bool IsAmide(const NeighbourImage& besideNitrogen) const;
   bool Donates(const NeighbourImage& acceptor, const Cartesian& place) const;
   bool IsTaken(const AtomRecord& carrier, const std::string& label) const;
   std::string FreeLabel(const AtomRecord& carrier, const std::string& stem);
   std::vector<std::string> LabelsFor(const AtomRecord& carrier, size_t count);
+  bool Put(int afix, const HfixGroup& group, const std::vector<Cartesian>& directions, AtomRecord* carrier);
   AtomRecord* Make(AtomRecord* carrier, const std::string& label);
 
   Document& document_;

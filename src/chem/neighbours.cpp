@@ -39,8 +39,9 @@ ImageSearch SearchOf(const Document& document, const std::vector<AtomRecord*>& a
 
 // The number of the free variable in an occupancy, negative for one that is 1 less the variable; 0 for any other.
 int OccupancyVariable(const AtomRecord& atom) {
-  const int variable = SplitCodedValue(atom.occupancy).variable;
-  return variable < 2 ? 0 : atom.occupancy < 0.0 ? -variable : variable;
+  const double occupancy = atom.partHasOccupancy ? atom.partOccupancy : atom.occupancy;
+  const int variable = SplitCodedValue(occupancy).variable;
+  return variable < 2 ? 0 : occupancy < 0.0 ? -variable : variable;
 }
 
 // Of two alternatives the one of the lower rank is looked at.
@@ -52,8 +53,9 @@ bool IsInRange(const AtomImage& image) {
   return std::all_of(image.t.begin(), image.t.end(), [](int32_t t) { return t >= -1 && t <= 2; });
 }
 
-// Of neighbours that are alternatives of each other in nearly the same direction all but one go; the part of the
-// smaller number stays.
+// Of neighbours that are alternatives of each other all but those of one part go; the part of the smaller number stays.
+// That they belong to one disorder is told by a free variable that both occupancies depend on, else by nearly the same
+// direction: two groups may be disordered each for itself.
 void KeepOneAlternative(const Cartesian& centre, std::vector<NeighbourImage>& neighbours) {
   std::vector<const NeighbourImage*> order;
   for (const NeighbourImage& b : neighbours) order.push_back(&b);
@@ -64,7 +66,10 @@ void KeepOneAlternative(const Cartesian& centre, std::vector<NeighbourImage>& ne
   std::vector<Cartesian> dropped;
   for (const NeighbourImage* b : order) {
     const bool isAlternative = std::any_of(kept.begin(), kept.end(), [&](const NeighbourImage* k) {
-      return AreAlternatives(*k->atom, *b->atom) && Angle(centre, k->position, b->position) < kAlternativeAngle;
+      if (!AreAlternatives(*k->atom, *b->atom)) return false;
+      const int one = std::abs(OccupancyVariable(*k->atom));
+      const int other = std::abs(OccupancyVariable(*b->atom));
+      return one != 0 && other != 0 ? one == other : Angle(centre, k->position, b->position) < kAlternativeAngle;
     });
     isAlternative ? dropped.push_back(b->position) : kept.push_back(b);
   }

@@ -61,9 +61,10 @@ TEST_F(HydrogensTest, EthanolGetsItsSixHydrogens) {
   EXPECT_NEAR(AngleAt("C1", methyl[0], methyl[1]), 109.47, 0.01);
   EXPECT_NEAR(Distance(*methyl[0], *Atom("O1")), 3.3, 0.15);
   EXPECT_NEAR(AngleAt("O1", HydrogensOn("O1")[0], Atom("C2")), 109.47, 0.01);
-  // H-C-H of the methylene group equals the four angles to its bonds.
+  // H-C-H of the methylene group goes by the angle of its bonds, which it straddles.
   const auto methylene = HydrogensOn("C2");
-  EXPECT_NEAR(AngleAt("C2", methylene[0], methylene[1]), AngleAt("C2", methylene[0], Atom("C1")), 1e-6);
+  const double cosine = std::cos(AngleAt("C2", Atom("C1"), Atom("O1")) * kRadiansPerDegree);
+  EXPECT_NEAR(AngleAt("C2", methylene[0], methylene[1]), 110.9 + 8.0 * cosine, 1e-6);
   EXPECT_NEAR(AngleAt("C2", methylene[0], Atom("C1")), AngleAt("C2", methylene[1], Atom("O1")), 1e-6);
   EXPECT_EQ(Said(),
             "Notes Concerning Refinement:|After the next refinement it may be desirable to\n"

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <set>
 
@@ -10,6 +12,7 @@
 #include "chem/hfix.h"
 #include "chem/hybridization.h"
 #include "chem/hydrogens.h"
+#include "files/cif/cif_translation.h"
 #include "model/placement.h"
 
 #include "chem_fixture.h"
@@ -138,7 +141,12 @@ double Median(std::vector<double> values) {
 void TakeFile(const std::string& file, Tally& tally) {
   Document document;
   RecordingMessages messages;
-  if (!ReadInstructionFile(document, file, messages)) return;
+  if (file.ends_with(".cif")) {
+    const auto translation = TranslateCif(ReadWholeFile(file).content);
+    if (!translation || !ReadInstructionText(document, translation->text, messages)) return;
+  } else if (!ReadInstructionFile(document, file, messages)) {
+    return;
+  }
   std::vector<AtomRecord*> gone;
   for (AtomRecord* atom : Atoms(document.atoms))
     if (atom->IsPeak() || IsGenerated(*atom)) gone.push_back(atom);
@@ -182,6 +190,10 @@ TEST(RealHydrogens, PlacedHydrogensLieWhereTheFilesHaveThem) {
   Tally tally;
   for (const std::string& file : files) TakeFile(file, tally);
   Print(tally);
+  Tally cifs;
+  for (const auto& entry : std::filesystem::directory_iterator(std::string(std::getenv("MARVIK_REAL_DATA")) + "/cif"))
+    if (entry.path().extension() == ".cif") TakeFile(entry.path().string(), cifs);
+  Print(cifs);
   EXPECT_GE(tally.structures, 10u);
   for (const int code : {13, 23, 43, 93}) {
     EXPECT_FALSE(tally.distances[code].empty()) << code;

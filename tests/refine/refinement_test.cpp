@@ -304,7 +304,9 @@ TEST(Hydrogens, StandWhereTheirCodesPutThem) {
       for (const int i : {1, 2}) EXPECT_NEAR(cosine(bonds[0], neighbours[i]), cosine(bonds[0], first), 1e-9) << i;
     }
     if (e.code == 23) {
-      EXPECT_NEAR(cosine(bonds[0], bonds[1]), cosine(bonds[0], first), 1e-6) << "H-X-H as H-X-Y";
+      const double between = 110.9 + 8.0 * cosine(first, neighbours[1]);
+      EXPECT_NEAR(cosine(bonds[0], bonds[1]), std::cos(between * kRadiansPerDegree), 1e-6);
+      EXPECT_NEAR(cosine(bonds[0], first), cosine(bonds[1], neighbours[1]), 1e-6);
     }
     if (e.code == 43) {
       EXPECT_NEAR(cosine(bonds[0], neighbours[0]), cosine(bonds[0], neighbours[1]), 1e-9);
