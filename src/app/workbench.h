@@ -12,7 +12,9 @@
 
 #include "app/package_settings.h"
 #include "app/picture/picture_settings.h"
+#include "app/uncertainty_files.h"
 #include "base/user_messages.h"
+#include "chem/environment.h"
 #include "draw/canvas/image.h"
 #include "draw/renderer/interactive_renderer.h"
 #include "draw/view/view_state.h"
@@ -21,7 +23,6 @@
 #include "model/document.h"
 #include "model/undo.h"
 #include "picture/picture_options.h"
-#include "report/report_state.h"
 #include "run/child_process.h"
 
 namespace marvik {
@@ -72,6 +73,15 @@ struct WindowHooks {
   std::function<void(int command)> showTool;
   // Takes a report: a window beside the model, or the command line's output.
   std::function<void(const ReportRequest& request)> showReport;
+};
+
+// What the reports of a session remember.
+struct ReportState {
+  // Normal of the last plane, in the frame of this file and cell.
+  std::optional<Cartesian> planeNormal;
+  std::string planeKey;
+  double environmentRadius = kDefaultEnvironment;  // Å, as last asked for
+  UncertaintyFile uncertainties;
 };
 
 // Seconds spent so far, for the command line's timing line.

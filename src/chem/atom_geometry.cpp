@@ -1,11 +1,21 @@
 #include "chem/atom_geometry.h"
 
+#include <limits>
+
 #include "base/numbers.h"
 #include "chem/hybridization.h"
 #include "chem/report_numbers.h"
 #include "model/placement.h"
 
 namespace marvik {
+namespace {
+
+// Whether the isotropic value is a factor on the equivalent one of the atom before.
+bool IsTied(const AtomRecord& atom) {
+  return !atom.IsAnisotropic() && atom.u[0] < -0.5 && atom.u[0] > -5.0;
+}
+
+}  // namespace
 
 std::vector<const AtomRecord*> BondedAtoms(const Document& document, const AtomRecord& atom) {
   std::vector<const AtomRecord*> found;
@@ -34,46 +44,30 @@ std::string BondsAndAnglesText(const Document& document, const AtomRecord& atom)
   return text + "\r\n";
 }
 
-AtomGeometry GeometryOf(const Document& document, const AtomRecord& atom, const GeometryUncertainty& uncertainty) {
-  AtomGeometry geometry;
-  const GeometrySite centre = uncertainty.SiteOf(atom);
-  const auto neighbours = BondedAtoms(document, atom);
-  for (size_t i = 0; i < neighbours.size(); ++i) {
-    const GeometrySite b = uncertainty.SiteOf(*neighbours[i]);
-    geometry.distances.push_back(
-        {{&atom, neighbours[i]}, Distance(atom, *neighbours[i]), uncertainty.OfDistance(centre, b)});
-    for (size_t j = 0; j < i; ++j)
-      geometry.angles.push_back({{neighbours[j], &atom, neighbours[i]},
-                                 Angle(atom.position, neighbours[j]->position, neighbours[i]->position),
-                                 uncertainty.OfAngle(centre, uncertainty.SiteOf(*neighbours[j]), b)});
-    for (const AtomRecord* end : BondedAtoms(document, *neighbours[i]))
-      for (const AtomRecord* begin : neighbours) {
-        if (begin == neighbours[i] || end == &atom || begin == end) continue;
-        const auto torsion = TorsionAngle(begin->position, atom.position, neighbours[i]->position, end->position);
-        if (!torsion) continue;
-        const std::array sites{uncertainty.SiteOf(*begin), centre, b, uncertainty.SiteOf(*end)};
-        geometry.torsions.push_back({{begin, &atom, neighbours[i], end}, *torsion, uncertainty.OfTorsion(sites)});
-      }
+double ListedUeq(const Document& document, const AtomRecord& atom) {
+  if (atom.IsAnisotropic()) {
+    const Mat3 tensor = TensorOf(DisplacementFrame(document.cell, document.matrix), atom);
+    return (tensor[0][0] + tensor[1][1] + tensor[2][2]) / 3.0;
   }
-  return geometry;
+  if (!IsTied(atom)) return atom.u[0];
+  for (const AtomRecord* before = atom.prev; before; before = before->prev)
+    if (!IsTied(*before) && !before->IsPeak()) return -atom.u[0] * ListedUeq(document, *before);
+  return std::numeric_limits<double>::quiet_NaN();
 }
 
-double ListedUeq(const AtomRecord& atom) {
-  return atom.IsAnisotropic() ? (atom.u[0] + atom.u[1] + atom.u[2]) / 3.0 : atom.u[0];
+std::vector<double> ListedU(const Document& document, const AtomRecord& atom) {
+  if (atom.IsAnisotropic()) return {atom.u.begin(), atom.u.end()};
+  return {ListedUeq(document, atom)};
 }
 
-std::string AtomInformationText(const AtomSet& atoms) {
+std::string AtomInformationText(const Document& document, const AtomSet& atoms) {
   std::string text = "LABEL  PEAK HEIGHT  TYPE       X          Y          Z        HYBRID   CHARGE   UEQ\r\n";
   for (const AtomRecord* atom : atoms) {
-    AppendPrintf(text, "%4s\t", atom->name.c_str());
-    if (atom->peakHeight != 0.0) {
-      AppendPrintf(text, "  %7.2f\t", Shown(atom->peakHeight, 2));
-    } else {
-      text += "       --- \t";
-    }
-    AppendPrintf(text, "     %7s\t%#8.3f%#8.3f%#8.3f      %8.5s      %7d        %8.3f\r\n", atom->element->symbol,
-                 Shown(atom->fract.x, 3), Shown(atom->fract.y, 3), Shown(atom->fract.z, 3),
-                 HybridizationName(atom->Hybridization()), static_cast<int>(atom->charge), Shown(ListedUeq(*atom), 3));
+    const std::string height = atom->peakHeight != 0.0 ? Printf("%.2f", Shown(atom->peakHeight, 2)) : "---";
+    AppendPrintf(text, "%-5s  %11s  %-4s%11.5f%11.5f%11.5f%11s%9d%8.5f\r\n", atom->name.c_str(), height.c_str(),
+                 std::string(atom->element->Symbol()).c_str(), Shown(atom->fract.x, 5), Shown(atom->fract.y, 5),
+                 Shown(atom->fract.z, 5), HybridizationName(atom->Hybridization()), static_cast<int>(atom->charge),
+                 Shown(ListedUeq(document, *atom), 5));
   }
   return text;
 }

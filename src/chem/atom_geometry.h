@@ -17,22 +17,12 @@ std::vector<const AtomRecord*> BondedAtoms(const Document& document, const AtomR
 // those listed before it, and the heads of the columns below.
 std::string BondsAndAnglesText(const Document& document, const AtomRecord& atom);
 
-// One value of the tables beside it.
-struct GeometryValue {
-  std::vector<const AtomRecord*> atoms;  // two, three (the centre in the middle) or four
-  double value = 0.0;                    // Å or degrees
-  std::optional<double> su;
-};
-struct AtomGeometry {
-  std::vector<GeometryValue> distances;
-  std::vector<GeometryValue> angles;
-  std::vector<GeometryValue> torsions;  // about each bond of the atom
-};
-AtomGeometry GeometryOf(const Document& document, const AtomRecord& atom, const GeometryUncertainty& uncertainty);
-
-// Å²: that of an isotropic atom, else the mean of U11, U22 and U33 without the metric of the cell, which is meant.
-double ListedUeq(const AtomRecord& atom);
+// Å²: that of an isotropic atom, of a riding one (a negative value in the file) that of the atom before it times the
+// factor, else a third of the trace of the orthogonalised tensor.
+double ListedUeq(const Document& document, const AtomRecord& atom);
+// U11 U22 U33 U23 U13 U12, or Uiso alone, decoded as above.
+std::vector<double> ListedU(const Document& document, const AtomRecord& atom);
 // The table of label, peak height, type, place, hybridization, charge and Ueq, lines ended by "\r\n".
-std::string AtomInformationText(const AtomSet& atoms);
+std::string AtomInformationText(const Document& document, const AtomSet& atoms);
 
 }  // namespace marvik

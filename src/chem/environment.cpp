@@ -32,10 +32,6 @@ bool TakesPart(const AtomRecord& atom) {
   return std::find(std::begin(kNumbers), std::end(kNumbers), atom.element->atomicNumber) != std::end(kNumbers);
 }
 
-bool IsAnyHydrogen(const AtomRecord& atom) {
-  return ChemicalNumber(atom) == kHydrogenRow;
-}
-
 double SumOfRadii(const AtomRecord& a, const AtomRecord& b) {
   const double ra = VanDerWaalsRadius(ChemicalNumber(a));
   const double rb = VanDerWaalsRadius(ChemicalNumber(b));
@@ -45,8 +41,7 @@ double SumOfRadii(const AtomRecord& a, const AtomRecord& b) {
 // The images about one atom, that atom first, and how they are bonded.
 class Surroundings {
  public:
-  Surroundings(const Document& document, const AtomRecord& atom, double radius) {
-    const NeighbourSearch search(document, radius + kMargin);
+  Surroundings(const NeighbourSearch& search, const AtomRecord& atom, double radius) {
     images_ = search.FindWithin(atom, radius + kMargin);
     NeighbourImage self{const_cast<AtomRecord*>(&atom), 0, 1555, atom.fract, atom.position, 0.0};
     images_.insert(images_.begin(), self);
@@ -58,7 +53,7 @@ class Surroundings {
     const AtomRecord& first = *images_[a].atom;
     const AtomRecord& second = *images_[b].atom;
     // Two hydrogens are never bonded, however near they stand.
-    if (a == b || AreAlternatives(first, second) || (IsAnyHydrogen(first) && IsAnyHydrogen(second))) return false;
+    if (a == b || AreAlternatives(first, second) || (first.IsHydrogen() && second.IsHydrogen())) return false;
     return Distance(images_[a].position, images_[b].position) <=
            first.element->bondRadius + second.element->bondRadius + kBondTolerance;
   }
@@ -87,7 +82,7 @@ class Surroundings {
     size_t donor = images_.size();
     double shortest = 0.0;
     for (size_t i = 0; i < images_.size(); ++i) {
-      if (IsAnyHydrogen(*images_[i].atom) || !Bonded(hydrogen, i)) continue;
+      if (images_[i].atom->IsHydrogen() || !Bonded(hydrogen, i)) continue;
       const double distance = Distance(images_[hydrogen].position, images_[i].position);
       if (donor < images_.size() && distance >= shortest) continue;
       donor = i;
@@ -106,12 +101,11 @@ class Surroundings {
     HydrogenBond bond{d,
                       h,
                       a,
-                      Distance(d.position, h.position),
-                      Distance(h.position, a.position),
-                      Distance(d.position, a.position),
-                      Angle(h.position, d.position, a.position),
-                      {}};
-    if (bond.hydrogenAcceptor >= SumOfRadii(*h.atom, *a.atom) || bond.angle < kSmallestHydrogenBondAngle)
+                      {{}, Distance(d.position, h.position), {}},
+                      {{}, Distance(h.position, a.position), {}},
+                      {{}, Distance(d.position, a.position), {}},
+                      {{}, Angle(h.position, d.position, a.position), {}}};
+    if (bond.hydrogenAcceptor.value >= SumOfRadii(*h.atom, *a.atom) || bond.angle.value < kSmallestHydrogenBondAngle)
       return std::nullopt;
     return bond;
   }
@@ -124,10 +118,10 @@ class Surroundings {
 std::vector<HydrogenBond> HydrogenBondsOfFirst(const Surroundings& around, std::vector<ContactKind>& kinds) {
   std::vector<HydrogenBond> bonds;
   const auto& images = around.Images();
-  const bool isHydrogen = IsAnyHydrogen(*images[0].atom);
+  const bool isHydrogen = images[0].atom->IsHydrogen();
   if (!isHydrogen && !TakesPart(*images[0].atom)) return bonds;
   for (size_t h = 0; h < images.size(); ++h) {
-    if (!IsAnyHydrogen(*images[h].atom) || (isHydrogen && h != 0)) continue;
+    if (!images[h].atom->IsHydrogen() || (isHydrogen && h != 0)) continue;
     const size_t donor = around.DonorOf(h);
     if (donor == images.size()) continue;
     for (size_t a = 0; a < images.size(); ++a) {
@@ -139,8 +133,9 @@ std::vector<HydrogenBond> HydrogenBondsOfFirst(const Surroundings& around, std::
         if (!around.Bonded(0, partner)) kinds[partner] = ContactKind::HydrogenBond;
     }
   }
-  std::stable_sort(bonds.begin(), bonds.end(),
-                   [](const HydrogenBond& x, const HydrogenBond& y) { return x.donorAcceptor < y.donorAcceptor; });
+  std::stable_sort(bonds.begin(), bonds.end(), [](const HydrogenBond& x, const HydrogenBond& y) {
+    return x.donorAcceptor.value < y.donorAcceptor.value;
+  });
   return bonds;
 }
 
@@ -157,12 +152,16 @@ const char* ContactWord(ContactKind kind) {
   return kWords[static_cast<size_t>(kind)];
 }
 
-Environment FindEnvironment(const Document& document, const AtomRecord& atom, double radius,
-                            const GeometryUncertainty& uncertainty) {
+EnvironmentSearch::EnvironmentSearch(const Document& document, double radius, const GeometryUncertainty& uncertainty)
+    : radius_(std::isnan(radius) ? 0.0 : std::clamp(radius, 0.0, kLargestEnvironment)),
+      uncertainty_(uncertainty),
+      search_(document, radius_ + kMargin) {}
+
+Environment EnvironmentSearch::About(const AtomRecord& atom, double radius) const {
   Environment environment;
-  radius = std::clamp(radius, 0.0, kLargestEnvironment);
   if (!IsFinite(atom.position) || std::isnan(radius)) return environment;
-  const Surroundings around(document, atom, radius);
+  radius = std::clamp(radius, 0.0, radius_);
+  const Surroundings around(search_, atom, radius);
   const auto& images = around.Images();
   const std::vector<int> bonds = around.BondsFromFirst();
   std::vector<ContactKind> kinds(images.size(), ContactKind::Plain);
@@ -175,13 +174,23 @@ Environment FindEnvironment(const Document& document, const AtomRecord& atom, do
     }
   }
   environment.hydrogenBonds = HydrogenBondsOfFirst(around, kinds);
-  const auto siteOf = [](const NeighbourImage& image) { return GeometrySite{image.atom, image.op, image.fract}; };
-  for (HydrogenBond& bond : environment.hydrogenBonds)
-    bond.donorAcceptorSu = uncertainty.OfDistance(siteOf(bond.donor), siteOf(bond.acceptor));
-  for (size_t i = 1; i < images.size(); ++i)
-    if (images[i].distance <= radius)
-      environment.contacts.push_back(
-          {images[i], kinds[i], uncertainty.OfDistance(siteOf(images[0]), siteOf(images[i]))});
+  const auto measure = [this](GeometryValue& value, std::initializer_list<const NeighbourImage*> of) {
+    for (const NeighbourImage* image : of)
+      value.sites.push_back({image->atom, image->op, image->fract, image->symmetryCode});
+    value.su = uncertainty_.OfGeometry(value.sites);
+  };
+  for (HydrogenBond& bond : environment.hydrogenBonds) {
+    measure(bond.donorHydrogen, {&bond.donor, &bond.hydrogen});
+    measure(bond.hydrogenAcceptor, {&bond.hydrogen, &bond.acceptor});
+    measure(bond.donorAcceptor, {&bond.donor, &bond.acceptor});
+    measure(bond.angle, {&bond.donor, &bond.hydrogen, &bond.acceptor});
+  }
+  for (size_t i = 1; i < images.size(); ++i) {
+    if (images[i].distance > radius) continue;
+    GeometryValue distance;
+    measure(distance, {&images[0], &images[i]});
+    environment.contacts.push_back({images[i], kinds[i], SumOfRadii(atom, *images[i].atom), distance.su});
+  }
   std::stable_sort(
       environment.contacts.begin(), environment.contacts.end(),
       [](const EnvironmentContact& a, const EnvironmentContact& b) { return a.image.distance < b.image.distance; });

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "chem/neighbours.h"
+#include "chem/structure_geometry.h"
 #include "chem/uncertainty.h"
 #include "model/document.h"
 
@@ -23,17 +24,15 @@ const char* ContactWord(ContactKind kind);
 struct EnvironmentContact {
   NeighbourImage image;
   ContactKind kind = ContactKind::Plain;
+  double radii = 0.0;        // sum of the van der Waals radii, Å; 0 where one is not known
   std::optional<double> su;  // of the distance
 };
 
 // D-H...A about the atom, whichever of the three it is.
 struct HydrogenBond {
   NeighbourImage donor, hydrogen, acceptor;
-  double donorHydrogen = 0.0;  // Å
-  double hydrogenAcceptor = 0.0;
-  double donorAcceptor = 0.0;
-  double angle = 0.0;  // at the hydrogen, degrees
-  std::optional<double> donorAcceptorSu;
+  GeometryValue donorHydrogen, hydrogenAcceptor, donorAcceptor;  // Å
+  GeometryValue angle;                                           // at the hydrogen, degrees
 };
 
 struct Environment {
@@ -41,11 +40,22 @@ struct Environment {
   std::vector<HydrogenBond> hydrogenBonds;   // by the distance donor to acceptor
 };
 
-// Every image of every atom within `radius` (Å, at most kLargestEnvironment) of an atom. A hydrogen bond has N, O, F, S
-// or a halogen at either end, H...A below the sum of the van der Waals radii and 110° or more at the hydrogen (E.
-// Arunan et al., Pure Appl. Chem. 83 (2011) 1637-1641). A short contact lies below the sum of the radii and between
-// atoms that are more than three bonds apart. Alternatives of disorder have no contacts with each other.
-Environment FindEnvironment(const Document& document, const AtomRecord& atom, double radius,
-                            const GeometryUncertainty& uncertainty);
+// Looks around one atom after the other; made once for a state of the document.
+class EnvironmentSearch {
+ public:
+  // `radius` in Å is the largest that will be asked for, at most kLargestEnvironment.
+  EnvironmentSearch(const Document& document, double radius, const GeometryUncertainty& uncertainty);
+
+  // Every image of every atom within `radius` of an atom. A hydrogen bond has N, O, F, S or a halogen at either end,
+  // H...A below the sum of the van der Waals radii and 110° or more at the hydrogen (E. Arunan et al., Pure Appl. Chem.
+  // 83 (2011) 1637-1641). A short contact lies below the sum of the radii and between atoms that are more than three
+  // bonds apart. Alternatives of disorder have no contacts with each other.
+  Environment About(const AtomRecord& atom, double radius) const;
+
+ private:
+  double radius_;
+  const GeometryUncertainty& uncertainty_;
+  NeighbourSearch search_;
+};
 
 }  // namespace marvik

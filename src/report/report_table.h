@@ -1,46 +1,74 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace marvik {
 
-// Text as a JSON string, quotes included; what is not UTF-8 is taken as Latin-1, so that the result always is.
-std::string JsonText(std::string_view text);
-
-// Rows of texts and numbers under headings. A row is complete when it has a field for every heading.
+// Rows of texts, numbers and lists under headings. A row is complete when it has a field for every heading.
 class ReportTable {
  public:
   ReportTable() = default;
   explicit ReportTable(std::vector<std::string> tableHeadings, std::string tableName = {})
       : name(std::move(tableName)), headings(std::move(tableHeadings)) {}
 
-  void Text(std::string_view text) { fields_.push_back({std::string(text), false}); }
-  // One that is not finite is "-", and null in JSON.
-  void Number(double value, int decimals);
-  void Integer(int value) { fields_.push_back({std::to_string(value), true}); }
+  void Text(std::string_view text) { Add({Kind::Text, {std::string(text)}}); }
+  void Number(double value, int decimals) { Numbers({value}, decimals, Kind::Number); }
+  void Integer(int value) { Add({Kind::Number, {std::to_string(value)}}); }
+  void Missing() { Add({Kind::Number, {{}}}); }
+  // A value and its standard uncertainty, two fields; texts for readers show them as one, "1.523(3)".
+  void Measured(double value, std::optional<double> su, int decimals);
+  // A list is one field of JSON and as many columns elsewhere as the longest has entries: "atom1", "atom2" of "atoms".
+  void Texts(std::vector<std::string> texts) { Add({Kind::TextList, std::move(texts)}); }
+  void Numbers(const std::vector<double>& values, int decimals) { Numbers(values, decimals, Kind::NumberList); }
+  // Names for the columns of a list instead.
+  void NameColumns(const std::string& heading, std::vector<std::string> columns) {
+    columnNames_.push_back({heading, std::move(columns)});
+  }
 
-  // Lines of the headings and of each row, ended by line feeds.
-  std::string TabSeparated() const { return Separated('\t'); }
-  // As RFC 4180 quotes them.
-  std::string CommaSeparated() const { return Separated(','); }
-  // An array of objects.
-  std::string Json() const;
+  // The rows of a table with the same headings behind these.
+  void Append(const ReportTable& other) { fields_.insert(fields_.end(), other.fields_.begin(), other.fields_.end()); }
+
+  // Lines of the headings and of each row, ended by line feeds. What is not there is "-" where tabs part the columns
+  // and empty between commas, quoted as RFC 4180 has it.
+  std::string TabSeparated() const { return Joined(Expanded(true), '\t'); }
+  std::string CommaSeparated() const { return Joined(Expanded(false), ','); }
+  // As wide as they have to be; columns without any text are left out.
+  std::string Aligned() const;
+  // An array of objects; a number that is missing or not finite is null. `indent` blanks before each.
+  std::string Json(int indent = 2) const;
 
   size_t Rows() const { return headings.empty() ? 0 : fields_.size() / headings.size(); }
-  const std::string& Cell(size_t row, size_t column) const { return fields_[row * headings.size() + column].text; }
 
   std::string name;
   std::vector<std::string> headings;
 
  private:
+  enum class Kind { Text, Number, Measured, Su, TextList, NumberList };
   struct Field {
-    std::string text;
-    bool isNumber = false;
+    Kind kind = Kind::Text;
+    std::vector<std::string> texts;  // of a number "" for none
+    std::string together = {};       // a measured value with its uncertainty
   };
-  std::string Separated(char separator) const;
+  struct Columns {
+    std::string heading;
+    std::vector<std::string> columns;
+  };
+  using Cells = std::vector<std::vector<std::string>>;
+
+  void Add(Field field) { fields_.push_back(std::move(field)); }
+  void Numbers(const std::vector<double>& values, int decimals, Kind kind);
+  const Field& At(size_t row, size_t column) const { return fields_[row * headings.size() + column]; }
+  Cells Expanded(bool together) const;
+  static std::string Joined(const Cells& cells, char separator);
+
   std::vector<Field> fields_;
+  std::vector<Columns> columnNames_;
 };
+
+// The text of a file or a name as JSON wants it: what is not UTF-8 is taken as Latin-1.
+std::string Utf8Of(std::string_view bytes);
 
 }  // namespace marvik

@@ -99,7 +99,7 @@ void ReportWindow::Show(const ReportRequest& request) {
 }
 
 void ReportWindow::Follow() {
-  auto composed = ComposeReport(bench_.document, request_, bench_.reports);
+  auto composed = ComposeReport(bench_, request_);
   const bool same = composed && report_ && composed->text == report_->text && composed->title == report_->title;
   const bool stillNothing = !composed && !report_ && !text_->toPlainText().isEmpty();
   report_ = std::move(composed);

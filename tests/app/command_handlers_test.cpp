@@ -1,7 +1,7 @@
 #include "app/bench_fixture.h"
 #include "app/commands/command_table.h"
 #include "app/open_save.h"
-#include "report/atom_report.h"
+#include "app/reports.h"
 
 #include "support/structures.h"
 
@@ -252,24 +252,25 @@ TEST_F(HandlerTest, ZoomStepsAndDepthCue) {
 }
 
 TEST_F(HandlerTest, ReportsTellOfTheSelection) {
-  const std::string all = AtomReport(bench.document, false);
-  EXPECT_EQ(all.substr(0, all.find('\n')), "name\telement\tx\ty\tz\toccupancy\tu\tpart\tresidue");
-  EXPECT_NE(all.find("\nC1\tC\t0.100000\t0.100000\t0.100000\t1.00000\t0.05000\t0\t0\n"), std::string::npos);
+  const auto report = [&](ReportKind kind, ReportFormat format) { return *BatchReport(bench, kind, format); };
+  const std::string all = report(ReportKind::Atoms, ReportFormat::Text);
+  EXPECT_EQ(all.substr(0, all.find("\tu1")), "name\telement\tx\ty\tz\toccupancy\tueq\tpart\tresidue");
+  EXPECT_NE(all.find("\nC1\tC\t0.100000\t0.100000\t0.100000\t1.00000\t0.05000\t0\t0\t0.05000"), std::string::npos);
   RunCommand(bench, 163, "O1");
-  EXPECT_EQ(BondReport(bench.document, true),
-            std::string("[\n  {\"atom1\": \"") +
-                (Bond("N1", "O1")->owner == Atom("N1") ? "N1\", \"atom2\": \"O1" : "O1\", \"atom2\": \"N1") +
-                "\", \"length\": 1.2649, \"order\": \"Single\"}\n]\n");
+  const std::string bond = report(ReportKind::Bonds, ReportFormat::Json);
+  EXPECT_NE(
+      bond.find("\"bonds\": [\n    {\"atoms\":[\"N1\",\"O1\"],\"symmetry\":[\"\",\"\"],\"value\":1.264911,\"su\":null,"
+                "\"order\":\"Single\"}\n  ]\n}\n"),
+      std::string::npos)
+      << bond;
+  EXPECT_EQ(report(ReportKind::Bonds, ReportFormat::Csv),
+            "atom1,atom2,symmetry1,symmetry2,value,su,order\nN1,O1,,,1.264911,,Single\n");
   Atom("O1")->name = "O\"\xe9\x01";
   Atom("N1")->fract.x = std::numeric_limits<double>::quiet_NaN();
   RunCommand(bench, 163, "N1");
-  const std::string json = AtomReport(bench.document, true);
-  EXPECT_NE(json.find("\"name\": \"O\\\"\\u00e9\\u0001\""), std::string::npos) << json;
-  EXPECT_NE(json.find("\"x\": null"), std::string::npos);
-  RunCommand(bench, 113);
-  RunCommand(bench, 203);
-  bench.document.atoms.KillAll();
-  EXPECT_EQ(AtomReport(bench.document, true), "[]\n");
+  const std::string json = report(ReportKind::Atoms, ReportFormat::Json);
+  EXPECT_NE(json.find("\"name\":\"O\\\"\u00e9\\u0001\""), std::string::npos) << json;
+  EXPECT_NE(json.find("\"x\":null"), std::string::npos);
 }
 
 }  // namespace

@@ -183,10 +183,12 @@ TEST_F(CommandLineTest, CommandsRunInOrderBeforeTheTask) {
 
 TEST_F(CommandLineTest, ReportsWhatIsSelected) {
   EXPECT_EQ(Run({"--report", "bonds", file}), 0);
-  EXPECT_TRUE(out.str().starts_with("atom1\tatom2\tlength\torder\n")) << out.str();
+  EXPECT_TRUE(out.str().starts_with("atom1\tatom2\tsymmetry1\tsymmetry2\tvalue\torder\n")) << out.str();
   EXPECT_EQ(Run({"--report", "atoms", "--json", "--select", "O2, $H", file}), 0);
-  EXPECT_TRUE(out.str().starts_with("[\n  {\"name\": \"O2\", \"element\": \"O\", \"x\": 0.800000,")) << out.str();
-  EXPECT_EQ(static_cast<size_t>(std::ranges::count(out.str(), '{')), 2u);
+  EXPECT_NE(out.str().find("\"atoms\": [\n    {\"name\":\"O2\",\"element\":\"O\",\"x\":0.8,\"x_su\":null,"),
+            std::string::npos)
+      << out.str();
+  EXPECT_EQ(static_cast<size_t>(std::ranges::count(out.str(), '{')), 4u) << "the object, its cell and two atoms";
 }
 
 TEST_F(CommandLineTest, DrawsPictures) {

@@ -5,6 +5,7 @@
 #include "chem/hybridization.h"
 #include "chem/mean_plane.h"
 #include "chem/report_numbers.h"
+#include "chem/structure_geometry.h"
 #include "model/placement.h"
 
 #include "chem_fixture.h"
@@ -134,53 +135,118 @@ TEST_F(ChemTest, TheAtomTableToTheCharacter) {
   Atom("C1")->SetHybridization(kHybridSp2);
   Atom("Na12")->SetHybridization(kHybridS);
   Atom("Na12")->charge = 1;
-  EXPECT_EQ(AtomInformationText(ReportedAtoms(document)),
+  EXPECT_EQ(AtomInformationText(document, ReportedAtoms(document)),
             "LABEL  PEAK HEIGHT  TYPE       X          Y          Z        HYBRID   CHARGE   UEQ\r\n"
-            "  C1\t       --- \t          C \t   0.500   0.500   0.500          sp2             0           0.040\r\n"
-            "Na12\t       --- \t          Na\t  -0.100   1.250   0.000           s              1           0.030\r\n"
-            "  Q1\t     1.25\t          Q \t   0.100   0.200   0.300          sp3             0           0.050\r\n");
+            "C1             ---  C       0.50000    0.50000    0.50000       sp2         0 0.04000\r\n"
+            "Na12           ---  Na     -0.10000    1.25000    0.00040        s          1 0.03000\r\n"
+            "Q1            1.25  Q       0.10000    0.20000    0.30000       sp3         0 0.05000\r\n");
+}
+
+TEST_F(ChemTest, RidingDisplacementsAreDecodedAndAnisotropicOnesFollowTheCell) {
+  // U11 = U33 = 0.04 with U13 = U11 cos β* is a sphere in this cell; the mean of the diagonal would be the same for any
+  // U13.
+  const double c = -std::cos(120 * kRadiansPerDegree);
+  Read(Printf("C1 1 0 0 0 11 0.04 0.04 0.04 0 %.6f 0\nH1 2 0.1 0 0 11 -1.2\nH2 2 0.2 0 0 11 -1.5\n", 0.04 * c) +
+           "C2 1 .5 .5 .5 11 0.04 0.04 0.04 0 0 0\n",
+       "CELL 0.71073 8 8 8 90 120 90\nLATT -1\n");
+  EXPECT_NEAR(ListedUeq(document, *Atom("C1")), 0.04, 1e-6);
+  EXPECT_NEAR(ListedUeq(document, *Atom("H1")), 0.048, 1e-6);
+  EXPECT_NEAR(ListedUeq(document, *Atom("H2")), 0.060, 1e-6) << "not the hydrogen's before it";
+  EXPECT_NEAR(ListedUeq(document, *Atom("C2")), 0.04 * (1 + 2 / 0.75) / 3, 1e-6);
+  EXPECT_EQ(ListedU(document, *Atom("C1")).size(), 6u);
 }
 
 TEST(Torsion, HasTheSignOfTheConvention) {
-  const Cartesian a{1, 0, 0}, b{0, 0, 0}, c{0, 0, 1};
-  EXPECT_NEAR(*TorsionAngle(a, b, c, {1, 0, 1}), 0.0, 1e-9);
-  EXPECT_NEAR(std::fabs(*TorsionAngle(a, b, c, {-1, 0, 1})), 180.0, 1e-9);
-  // Seen from b to c along +z, x turns anticlockwise into y: looking along +z from behind that is clockwise.
-  EXPECT_NEAR(*TorsionAngle(a, b, c, {0, 1, 1}), 90.0, 1e-9);
-  EXPECT_NEAR(*TorsionAngle(a, b, c, {0, -1, 1}), -90.0, 1e-9);
-  EXPECT_FALSE(TorsionAngle({0, 0, -1}, b, c, {0, 1, 1}));
-  EXPECT_FALSE(TorsionAngle(b, b, c, {0, 1, 1}));
+  // In the program's frame, whose Z is mirrored.
+  const Cartesian a{1, 0, 0}, b{0, 0, 0}, c{0, 0, -1};
+  EXPECT_NEAR(*TorsionAngle(a, b, c, {1, 0, -1}), 0.0, 1e-9);
+  EXPECT_NEAR(std::fabs(*TorsionAngle(a, b, c, {-1, 0, -1})), 180.0, 1e-9);
+  // Seen along the crystal's z, x turns clockwise into y.
+  EXPECT_NEAR(*TorsionAngle(a, b, c, {0, 1, -1}), 90.0, 1e-9);
+  EXPECT_NEAR(*TorsionAngle(a, b, c, {0, -1, -1}), -90.0, 1e-9);
+  EXPECT_FALSE(TorsionAngle({0, 0, 1}, b, c, {0, 1, -1}));
+  EXPECT_FALSE(TorsionAngle(b, b, c, {0, 1, -1}));
+}
+
+TEST_F(ChemTest, GeometryGoesThroughSymmetryOnce) {
+  // A right-handed turn of +60° about C2-C3, hydrogen peroxide through a centre, and a chain along a.
+  Read(Line("C1", 1, 1.4, 0, 6) + Line("C2", 1, 0, 0, 6) + Line("C3", 1, 0, 0, 7.5) + Line("C4", 1, 0.7, 1.2124, 7.5) +
+           Line("O1", 4, 9.5, 9.7, 9.6) + Line("H1", 2, 9.0, 9.0, 9.2),
+       "CELL 0.71073 20 20 20 90 90 90\nLATT 1\n");
+  const StructureBonds bonds(document);
+  const GeometryUncertainty none(document, nullptr);
+  const auto list = [](const std::vector<GeometryValue>& values) {
+    std::string text;
+    for (const GeometryValue& value : values) {
+      for (const GeometrySite& site : value.sites) text += site.atom->name + SymmetryText(site.symmetryCode) + " ";
+      text += Printf("%.1f;", value.value);
+      EXPECT_FALSE(value.su);
+    }
+    return text;
+  };
+  EXPECT_EQ(list(BondsOf(document, bonds, none)), "C1 C2 1.4;C2 C3 1.5;C3 C4 1.4;O1 H1 0.9;O1 O12_777 1.4;");
+  EXPECT_EQ(list(TorsionsOf(document, bonds, none)), "C1 C2 C3 C4 60.0;H1 O1 O12_777 H12_777 180.0;");
+  EXPECT_EQ(list(AnglesOf(document, bonds, none)), "C1 C2 C3 90.0;C2 C3 C4 90.0;H1 O1 O12_777 157.6;");
+  Select({"C4"});
+  EXPECT_EQ(list(BondsOf(document, bonds, none)), "C3 C4 1.4;");
 }
 
 TEST_F(ChemTest, UncertaintiesComeFromCellAndCoordinates) {
   Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 2, 0, 0) + Line("C3", 1, 0, 2, 0) + Line("H4", 2, -1, 0, 0));
-  document.instructions.zerrLine = "ZERR 4.00 0.02 0.02 0.02 0 0 0";
-  EXPECT_EQ(CellSigmas(document.instructions.zerrLine)[2], 0.02);
+  EXPECT_EQ(CellSigmas("ZERR 4.00 0.02 0.02 0.02 0 0 0")[2], 0.02);
   EXPECT_EQ(CellSigmas("ZERR 0.004 0.005 0.006 0.1 0.2 0.3")[2], 0.006) << "without Z";
-  CoordinateSigmas sigmas;
-  const auto site = [&](const GeometryUncertainty& u, const char* name) { return u.SiteOf(*Atom(name)); };
-  {
-    // 2 Å along an edge of 20.00(2) Å.
-    const GeometryUncertainty cellOnly(document, sigmas);
-    EXPECT_NEAR(*cellOnly.OfDistance(site(cellOnly, "C1"), site(cellOnly, "C2")), 0.002, 1e-9);
-    EXPECT_NE(cellOnly.Basis().find("lower bounds"), std::string::npos);
-  }
-  sigmas.source = "x.cif";
-  sigmas.bySerial[Atom("C1")->serial] = {0.0003, 0.0003, 0.0003};
-  sigmas.bySerial[Atom("C2")->serial] = {0.0004, 0.0004, 0.0004};
-  document.instructions.zerrLine = "";
-  const GeometryUncertainty both(document, sigmas);
-  // 0.006 and 0.008 Å along the bond.
-  EXPECT_NEAR(*both.OfDistance(site(both, "C1"), site(both, "C2")), 0.01, 1e-9);
-  // Seen from C1, C2 moves by 0.008 and C1 by 0.006 across each of two bonds of 2 Å.
-  EXPECT_NEAR(*both.OfAngle(site(both, "C1"), site(both, "C2"), site(both, "C3")),
-              std::sqrt(0.008 * 0.008 + 2 * 0.006 * 0.006) / 2 * kDegreesPerRadian, 1e-4);
-  // Between an atom and its own translated image there is none from its coordinates, nor about a riding hydrogen.
-  const GeometrySite image{Atom("C1"), 0, Atom("C1")->fract + Fractional{1, 0, 0}};
-  EXPECT_NEAR(*both.OfDistance(site(both, "C1"), image), 0.0, 1e-12);
+  const auto su = [&](const GeometryUncertainty& u, const std::vector<GeometrySite>& sites) {
+    return u.OfGeometry(sites);
+  };
+  const auto site = [&](const char* name) { return GeometrySite{Atom(name), 0, Atom(name)->fract}; };
+  const auto source = [&](const std::array<double, 6>& cell, double first, double second) {
+    ListedUncertainties listed(document, cell, "basis");
+    listed.Add(*Atom("C1"), {{first, first, first}, {}, 0.0});
+    listed.Add(*Atom("C2"), {{second, second, second}, {}, 0.0});
+    listed.Add(*Atom("C3"), {});
+    return listed;
+  };
+  // 0.006 and 0.008 Å along the bond, which is a tenth of an edge of 20.00(2) Å; the three edges err together.
+  const ListedUncertainties withCell = source({0.02, 0.02, 0.02, 0, 0, 0}, 0.0003, 0.0004);
+  EXPECT_NEAR(*su({document, &withCell}, {site("C1"), site("C2")}), std::hypot(0.01, 0.002), 1e-8);
+  const ListedUncertainties listed = source({}, 0.0003, 0.0004);
+  const GeometryUncertainty both(document, &listed);
+  EXPECT_NEAR(*su(both, {site("C1"), site("C2")}), 0.01, 1e-8);
+  // Between an atom and its own translated image there is none from its coordinates. Without a partner's there is none
+  // at all, nor about a riding hydrogen.
+  const GeometrySite moved{Atom("C1"), 0, Atom("C1")->fract + Fractional{1, 0, 0}, 1655};
+  EXPECT_NEAR(*su(both, {site("C1"), moved}), 0.0, 1e-12);
+  EXPECT_FALSE(su(both, {site("C1"), site("C3")}));
+  EXPECT_FALSE(su({document, nullptr}, {site("C1"), site("C2")}));
   Atom("H4")->afix = 43;
-  EXPECT_FALSE(both.OfDistance(site(both, "C1"), site(both, "H4")));
-  EXPECT_FALSE(both.OfDistance(site(both, "C3"), site(both, "C3")));
+  EXPECT_FALSE(su(both, {site("C1"), site("H4")}));
+}
+
+TEST_F(ChemTest, UncertaintiesMoveWithSymmetryAndSite) {
+  // C1 on the twofold axis along b: only y is free. C2 on the diagonal mirror of a tetragonal cell: x and y move
+  // together, so that a distance along x - y does not change.
+  Read("C1 1 0 0.1 0.25 10.5 0.04\nC2 1 0.1 0.3 0.2 11 0.04\n",
+       "CELL 0.71073 10 10 10 90 90 90\nLATT -1\nSYMM -X, Y, 0.5-Z\n");
+  ListedUncertainties listed(document, {}, "");
+  listed.Add(*Atom("C1"), {{0, 0.001, 0}, {}, 0.0});
+  listed.Add(*Atom("C2"), {{0.001, 0.001, 0.001}, {}, 0.0});
+  const GeometryUncertainty uncertainty(document, &listed);
+  const GeometrySite c2{Atom("C2"), 0, Atom("C2")->fract};
+  const GeometrySite image{Atom("C2"), 1, document.symmetry[1].Apply(Atom("C2")->fract), 2555};
+  // The copy moves by -dx, +dy, -dz: the distance of (0.2, 0, -0.1) cell edges by twice dx and dz.
+  EXPECT_NEAR(*uncertainty.OfGeometry(std::array{c2, image}), 2 * 10 * 0.001, 1e-6);
+  const GeometrySite c1{Atom("C1"), 0, Atom("C1")->fract};
+  EXPECT_TRUE(uncertainty.OfGeometry(std::array{c1, c2}));
+  Read("C1 1 0.1 0.1 0.2 10.5 0.04\nC2 1 0.3 0.1 0.2 11 0.04\nC3 1 0 0 0 10.25 0.04\n",
+       "CELL 0.71073 10 10 10 90 90 90\nLATT 1\nSYMM Y, X, Z\n");
+  ListedUncertainties tied(document, {}, "");
+  tied.Add(*Atom("C1"), {{0.001, 0.001, 0.001}, {}, 0.0});
+  tied.Add(*Atom("C3"), {});
+  const auto block = tied.Coordinates(std::array<const AtomRecord*, 1>{Atom("C1")});
+  ASSERT_TRUE(block);
+  EXPECT_NEAR((*block)[1], 1e-6, 1e-12) << "x and y as one";
+  EXPECT_NEAR((*block)[2], 0.0, 1e-12);
+  EXPECT_EQ(tied.Size(), 2u) << "an atom on a centre has no s.u. and is known";
 }
 
 TEST(WithUncertainty, FollowsTheRuleOfNineteen) {
@@ -197,9 +263,9 @@ TEST_F(ChemTest, TheEnvironmentMarksBondsHydrogenBondsAndShortContacts) {
   // O-H...O to the image of O9 one cell further, a carbon in van der Waals contact, and one far away.
   Read(Line("O1", 4, 9.0, 0, 0) + Line("H1", 2, 9.82, 0, 0) + Line("C1", 1, 8.5, 1.3, 0) + Line("O9", 4, -8.2, 0.1, 0) +
        Line("C8", 1, 9, -3.0, 0) + Line("C7", 1, 9, 0, 3.9) + Line("C6", 1, 9, 0, -4.3));
-  const CoordinateSigmas none;
-  const GeometryUncertainty uncertainty(document, none);
-  const Environment found = FindEnvironment(document, *Atom("O1"), 4.0, uncertainty);
+  const GeometryUncertainty uncertainty(document, nullptr);
+  const EnvironmentSearch search(document, 4.0, uncertainty);
+  const Environment found = search.About(*Atom("O1"), 4.0);
   std::string list;
   for (const EnvironmentContact& c : found.contacts)
     list += c.image.atom->name + " " + std::to_string(c.image.symmetryCode) + " " + ContactWord(c.kind) + ";";
@@ -208,19 +274,19 @@ TEST_F(ChemTest, TheEnvironmentMarksBondsHydrogenBondsAndShortContacts) {
   const HydrogenBond& bond = found.hydrogenBonds[0];
   EXPECT_EQ(bond.donor.atom, Atom("O1"));
   EXPECT_EQ(bond.acceptor.symmetryCode, 1655);
-  EXPECT_NEAR(bond.donorAcceptor, std::hypot(2.8, 0.1), 1e-6);
-  EXPECT_GT(bond.angle, 175.0);
+  EXPECT_NEAR(bond.donorAcceptor.value, std::hypot(2.8, 0.1), 1e-6);
+  EXPECT_GT(bond.angle.value, 175.0);
   // The same bond from its other end and from its middle.
-  EXPECT_EQ(FindEnvironment(document, *Atom("O9"), 4.0, uncertainty).hydrogenBonds.size(), 1u);
-  EXPECT_EQ(FindEnvironment(document, *Atom("H1"), 4.0, uncertainty).hydrogenBonds.size(), 1u);
+  EXPECT_EQ(search.About(*Atom("O9"), 4.0).hydrogenBonds.size(), 1u);
+  EXPECT_EQ(search.About(*Atom("H1"), 4.0).hydrogenBonds.size(), 1u);
   // Two bonds away is no short contact, however near.
-  for (const EnvironmentContact& c : FindEnvironment(document, *Atom("C1"), 4.0, uncertainty).contacts) {
+  for (const EnvironmentContact& c : search.About(*Atom("C1"), 4.0).contacts) {
     if (c.image.atom == Atom("H1")) {
       EXPECT_EQ(c.kind, ContactKind::Plain);
     }
   }
-  EXPECT_TRUE(FindEnvironment(document, *Atom("O1"), std::nan(""), uncertainty).contacts.empty());
-  EXPECT_TRUE(FindEnvironment(document, *Atom("O1"), -1.0, uncertainty).contacts.empty());
+  EXPECT_TRUE(search.About(*Atom("O1"), std::nan("")).contacts.empty());
+  EXPECT_TRUE(search.About(*Atom("O1"), -1.0).contacts.empty());
 }
 
 }  // namespace marvik::test

@@ -7,7 +7,7 @@
 #include "app/picture/picture_output.h"
 #include "app/reports.h"
 #include "files/res/writer.h"
-#include "report/atom_report.h"
+#include "report/report.h"
 
 namespace marvik {
 
@@ -56,13 +56,9 @@ bool PictureAction(BatchSession& session, const BatchAction& action) {
 }
 
 bool ReportAction(BatchSession& session, const BatchAction& action) {
-  const bool json = session.options.json;
-  const Document& document = session.bench.document;
-  if (action.value == "atoms" || action.value == "bonds") {
-    session.out << (action.value == "bonds" ? BondReport(document, json) : AtomReport(document, json));
-    return true;
-  }
-  const auto text = BatchReport(session.bench, action.value, json);
+  const CommandLineOptions& options = session.options;
+  const auto format = options.json ? ReportFormat::Json : options.csv ? ReportFormat::Csv : ReportFormat::Text;
+  const auto text = BatchReport(session.bench, *ReportKindOf(action.value), format);
   if (text) session.out << *text;
   return text.has_value();
 }

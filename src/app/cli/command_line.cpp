@@ -70,7 +70,7 @@ bool BatchSession::Prepare() {
       options.rendition.value_or(options.Has("--write") || options.openGl.value_or(false) ? kBallAndStick : kWireFrame);
   bench.LabelsOn = options.labels.value_or(true);
   bench.hooks.showReport = [this](const ReportRequest& request) {
-    if (const auto report = ComposeReport(bench.document, request, bench.reports)) out << PlainLines(report->text);
+    if (const auto report = ComposeReport(bench, request)) out << PlainLines(report->text);
   };
   bench.ShowCell = options.cell;
   bench.hooks.openDocument = [this](const std::string& path) {

@@ -65,6 +65,7 @@ struct CommandLineOptions {
   bool blackWhite = false;
   std::optional<int> layers;
   bool json = false;
+  bool csv = false;
   bool yes = false;
   bool timing = false;
   bool fields = false;                   // --list-commands tells of fields

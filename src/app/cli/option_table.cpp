@@ -5,7 +5,7 @@
 #include "app/version.h"
 #include "base/files.h"
 #include "base/numbers.h"
-#include "report/atom_report.h"
+#include "report/report.h"
 
 namespace marvik {
 namespace {
@@ -174,7 +174,7 @@ constexpr OptionRow kOptions[] = {
      PictureAction,
      nullptr,
      kPictureFormats},
-    {"--report", "", kReportKinds, kActions, "print what the structure holds", nullptr, ReportAction},
+    {"--report", "", kReportNames, kActions, "print what the structure holds", nullptr, ReportAction},
     {"--refine",
      "",
      {},
@@ -216,6 +216,7 @@ constexpr OptionRow kOptions[] = {
      "what --write makes of .ins and .res: every line that no edit concerns as it was, or the program's own layout",
      Layout},
     {"--json", "", {}, kAll, "reports as JSON", Flag<&Options::json>},
+    {"--csv", "", {}, kAll, "reports as CSV", Flag<&Options::csv>},
     {"--skip-table",
      "LIMIT",
      {},

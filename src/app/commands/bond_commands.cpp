@@ -7,7 +7,7 @@
 #include "edit/edit_fields.h"
 #include "language/atom_names.h"
 #include "model/placement.h"
-#include "report/atom_report.h"
+#include "report/structure_tables.h"
 
 namespace marvik {
 namespace {

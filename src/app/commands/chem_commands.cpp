@@ -45,7 +45,7 @@ AtomAndNumber TakeAtom(Workbench& bench, const CommandCall& call) {
 Outcome ShowReport(Workbench& bench, const ReportRequest& request) {
   if (bench.hooks.showReport) {
     bench.hooks.showReport(request);
-  } else if (const auto report = ComposeReport(bench.document, request, bench.reports)) {
+  } else if (const auto report = ComposeReport(bench, request)) {
     bench.messages.Show({MessageIcon::Information, report->title, PlainLines(report->text)});
   }
   return Outcome::Done;

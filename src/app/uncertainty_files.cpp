@@ -1,0 +1,128 @@
+#include "app/uncertainty_files.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <map>
+#include <set>
+
+namespace marvik {
+namespace {
+
+// Fractional: two places that are the same but for rounding.
+constexpr double kSamePlace = 2e-5;
+
+std::string Lowered(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return result;
+}
+
+// Whole cells apart counts as the same where a coordinate was too large for an instruction file.
+bool IsNear(const AtomRecord& atom, const CifUncertainAtom& listed, double least, double most) {
+  for (size_t i = 0; i < 3; ++i) {
+    double d = atom.fract[static_cast<int>(i)] - listed.fract[static_cast<int>(i)];
+    if (std::fabs(listed.fract[static_cast<int>(i)]) >= 5.0) d -= std::round(d);
+    if (!(std::fabs(d) <= std::clamp(3.0 * listed.fractSu[i], least, most))) return false;
+  }
+  return true;
+}
+
+std::vector<std::string> FilesBeside(const std::string& current) {
+  const std::string base = BaseNameOf(current);
+  std::vector<std::string> files{base + ".cif", base + ".lst"};
+  constexpr std::string_view kTranslated = "_cif";
+  if (base.ends_with(kTranslated))
+    files.insert(files.begin(), base.substr(0, base.size() - kTranslated.size()) + ".cif");
+  return files;
+}
+
+// Listed atoms in pairs with those of the document.
+std::vector<std::pair<const AtomRecord*, const CifUncertainAtom*>> Match(const Document& document,
+                                                                         const CifUncertainties& listed) {
+  std::multimap<std::string, const AtomRecord*> byLabel;
+  std::multimap<double, const AtomRecord*> byX;
+  for (const AtomRecord* atom : Atoms(document.atoms, kNoGenerated)) {
+    byLabel.emplace(Lowered(atom->name), atom);
+    byX.emplace(atom->fract.x, atom);
+  }
+  std::vector<std::pair<const AtomRecord*, const CifUncertainAtom*>> pairs;
+  std::set<const AtomRecord*> taken;
+  std::vector<const CifUncertainAtom*> rest;
+  for (const CifUncertainAtom& atom : listed.atoms) {
+    const auto [from, to] = byLabel.equal_range(Lowered(atom.label));
+    const auto found = std::find_if(from, to, [&](const auto& entry) {
+      return !taken.contains(entry.second) && IsNear(*entry.second, atom, 0.0015, 0.005);
+    });
+    if (found == to) {
+      rest.push_back(&atom);
+    } else if (taken.insert(found->second).second) {
+      pairs.emplace_back(found->second, &atom);
+    }
+  }
+  for (const CifUncertainAtom* atom : rest)
+    for (auto at = byX.lower_bound(atom->fract.x - kSamePlace);
+         at != byX.end() && at->first <= atom->fract.x + kSamePlace; ++at)
+      if (!taken.contains(at->second) && IsNear(*at->second, *atom, kSamePlace, kSamePlace)) {
+        taken.insert(at->second);
+        pairs.emplace_back(at->second, atom);
+        break;
+      }
+  return pairs;
+}
+
+}  // namespace
+
+CifUncertainties UncertaintiesInListing(std::string_view text) {
+  std::map<std::string, CifUncertainAtom> byLabel;
+  while (!text.empty()) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    std::vector<std::string_view> words;
+    for (size_t at = 0; words.size() < 4;) {
+      const size_t from = line.find_first_not_of(" \t\r", at);
+      if (from == std::string_view::npos) break;
+      at = std::min(line.find_first_of(" \t\r", from), line.size());
+      words.push_back(line.substr(from, at - from));
+    }
+    if (words.size() < 4 || !std::isalpha(static_cast<unsigned char>(words[0][0]))) continue;
+    CifUncertainAtom atom;
+    atom.label = words[0];
+    bool isComplete = true;
+    for (size_t k = 0; k < 3; ++k)
+      isComplete = isComplete && ParseMeasuredCifNumber(words[k + 1], atom.fract[static_cast<int>(k)], atom.fractSu[k]);
+    if (isComplete && atom.fractSu != std::array<double, 3>{}) byLabel[atom.label] = atom;
+  }
+  CifUncertainties found;
+  for (auto& [label, atom] : byLabel) found.atoms.push_back(std::move(atom));
+  return found;
+}
+
+std::unique_ptr<ListedUncertainties> FindUncertainties(const Document& document, UncertaintyFile& file) {
+  if (document.CurrentFile.empty()) return nullptr;
+  for (const std::string& path : FilesBeside(document.CurrentFile)) {
+    const auto stamp = StampOf(path);
+    if (!stamp) continue;
+    const bool isCif = path.ends_with(".cif");
+    if (file.path != path || file.stamp != stamp) {
+      const FileContent read = ReadWholeFile(path);
+      file = {path, stamp, isCif ? ReadCifUncertainties(read.content) : UncertaintiesInListing(read.content)};
+    }
+    const auto cell = isCif ? file.listed.cellSu : CellSigmas(document.instructions.zerrLine);
+    const bool hasCell = cell != std::array<double, 6>{};
+    auto found =
+        std::make_unique<ListedUncertainties>(document, cell,
+                                              "S.u. from the coordinates in " + FileNameOf(path) +
+                                                  (!hasCell ? ""
+                                                   : isCif  ? " and its cell"
+                                                            : " and the cell (ZERR)") +
+                                                  "; correlations between atoms are not known and not included.");
+    const auto pairs = Match(document, file.listed);
+    for (const auto& [atom, listed] : pairs) found->Add(*atom, {listed->fractSu, listed->uSu, listed->occupancySu});
+    if (pairs.size() * 2 >= file.listed.atoms.size() && found->Size() > 0) return found;
+  }
+  return nullptr;
+}
+
+}  // namespace marvik
