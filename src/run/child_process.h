@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <sys/types.h>
 #include <utility>
 #include <vector>
 
@@ -23,17 +24,32 @@ struct ChildEnd {
   int signal = 0;  // that ended it, 0 for none
 };
 
-// One run of a program with everything that it starts in its turn.
+// One run of a program with everything that it starts in its turn: a process group of its own. The whole group ends
+// with this program, even when that is killed and the child is a script that does not pass signals on; a guard process
+// sees to it.
 class ChildProcess {
  public:
-  virtual ~ChildProcess() = default;
+  ChildProcess() = default;
+  ~ChildProcess();  // ends what is left
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
   // 0, or the system's error number when it could not be started.
-  virtual int Start(const ChildCommand& command) = 0;
+  int Start(const ChildCommand& command);
   // How the program ended, nothing while it runs. Never waits.
-  virtual std::optional<ChildEnd> Ended() = 0;
+  std::optional<ChildEnd> Ended();
   // Ends every process of the run that is left, asking first, and waits until they are gone: two seconds at most. 0,
   // or the system's error number.
-  virtual int EndAll() = 0;
+  int EndAll();
+
+ private:
+  void StartGuard();
+  void DismissGuard();
+
+  pid_t pid_ = 0;
+  pid_t guard_ = 0;
+  int guardLine_ = -1;
+  std::optional<ChildEnd> end_;
 };
 
 // The nice value of a priority class where the system knows those.

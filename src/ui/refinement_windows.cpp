@@ -5,7 +5,6 @@
 #include <QScopedValueRollback>
 
 #include "app/refinement/refine_flow.h"
-#include "ui/child_process.h"
 #include "ui/dialogs/refinement_control_dialog.h"
 #include "ui/dialogs/refinement_history_dialog.h"
 #include "ui/dialogs/refinement_result_dialog.h"
@@ -22,7 +21,6 @@ RefinementWindows::RefinementWindows(Workbench& bench, QWidget& owner, WindowSet
   };
   bench.hooks.followRun = [this](RefinementRun& run) { FollowRun(run); };
   bench.hooks.judgeRefinement = [this](const RefinementReport& report) { return Judge(report); };
-  bench.hooks.makeChild = [] { return std::make_unique<QtChild>(); };
 }
 
 void RefinementWindows::FollowRun(RefinementRun& run) {

@@ -92,6 +92,27 @@ TEST_F(Run, CancelEndsEveryProcess) {
   EXPECT_TRUE(messages.shown.empty());
 }
 
+TEST_F(Run, AKilledProgramLeavesNothingBehindAScriptWithoutExec) {
+  Put("job.steps", "spawn\nwait 60000\n");
+  const pid_t program = fork();
+  if (program == 0) {
+    ChildCommand command = CommandFor("job");
+    command.arguments = {"-c", "'" + command.program + "' job; true"};
+    command.program = "/bin/sh";
+    child.Start(command);
+    pause();
+  }
+  const auto waitFor = [](const auto& done) {
+    for (int i = 0; i < 1000 && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return done();
+  };
+  EXPECT_TRUE(waitFor([&] { return !Get("job.pid").empty(); }));
+  EXPECT_TRUE(SpawnedLives());
+  kill(program, SIGKILL);
+  waitpid(program, nullptr, 0);
+  EXPECT_TRUE(waitFor([&] { return !SpawnedLives(); }));
+}
+
 TEST_F(Run, AProgramThatGoesOnAfterTheWordIsWaitedForAndEnded) {
   RefinementRun run = MakeRun("say finished\nwait 300\ncopy job.steps\nsay late\nspawn\nwait 60000\n");
   ASSERT_TRUE(run.Start(messages));

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "run/posix_child.h"
+#include "run/child_process.h"
 #include "run/refinement_run.h"
 
 #include "support/fake_refinement_path.h"
@@ -60,7 +60,7 @@ class RunTest : public testing::Test {
   }
 
   std::string folder;
-  PosixChild child;
+  ChildProcess child;
   RecordingMessages messages;
   std::atomic<bool> stopNow{false};
   std::function<bool()> stop = [this] { return stopNow.load(); };

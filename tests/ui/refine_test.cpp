@@ -11,7 +11,6 @@
 #include <filesystem>
 
 #include "app/refinement/refine_flow.h"
-#include "ui/child_process.h"
 #include "ui/dialogs/progress_plots.h"
 #include "ui/dialogs/refinement_control_dialog.h"
 #include "ui/dialogs/refinement_history_dialog.h"
@@ -212,30 +211,6 @@ TEST_F(RefineWindow, LongOutputKeepsTheDialogAlive) {
     EXPECT_TRUE(text->toPlainText().endsWith(QLatin1String("finished")));
   });
   EXPECT_EQ(window->Run(kRefineCommand), Outcome::Done);
-}
-
-TEST_F(RefineWindow, ChildrenByTheToolkit) {
-  QtChild child;
-  ChildCommand command;
-  command.program = test::kFakeRefinement;
-  command.directory = scratch / "";
-  command.outputFile = scratch / "out";
-  const auto run = [&](const std::string& name, const std::string& steps) {
-    command.arguments = {name};
-    scratch.Put(name + ".steps", steps);
-    EXPECT_EQ(child.Start(command), 0) << name;
-    EXPECT_TRUE(QTest::qWaitFor([&] { return child.Ended().has_value(); }, 20000));
-  };
-  command.priorityClass = kIdlePriority;
-  run("a '$(b)\xC3\xA4", "nice\nexit 3\n");
-  EXPECT_EQ(child.Ended()->exitStatus, 3);
-  EXPECT_EQ(scratch.Get("out"), "nice 19\n");
-  run("latin\xE4", "crash\n");
-  EXPECT_EQ(child.Ended()->signal, 9);
-  command.program = scratch / "none";
-  EXPECT_EQ(QtChild().Start(command), ENOENT);
-  command.program = scratch.Put("text", "no program\n");
-  EXPECT_EQ(QtChild().Start(command), EACCES);
 }
 
 TEST(ResultDialog, IsLeftOutOnlyWhenNothingHappened) {

@@ -1,18 +1,14 @@
-#ifndef _WIN32
-#include "run/posix_child.h"
-
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#ifdef __linux__
-#include <sys/prctl.h>
-#endif
+#include "run/child_process.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
 
 extern char** environ;
 
@@ -43,16 +39,10 @@ struct ExecImage {
 };
 
 // In the child, up to exec; gives the error number when that fails.
-int BecomeProgram(const ChildCommand& command, const ExecImage& image, pid_t parent) {
+int BecomeProgram(const ChildCommand& command, const ExecImage& image) {
   setpgid(0, 0);
   // Raising a priority needs rights that a user rarely has; the run is none the worse.
   if (const int nice = NiceValueOf(command.priorityClass); nice != 0) setpriority(PRIO_PROCESS, 0, nice);
-#ifdef __linux__
-  prctl(PR_SET_PDEATHSIG, SIGTERM);
-  if (getppid() != parent) _exit(0);
-#else
-  static_cast<void>(parent);
-#endif
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -72,9 +62,10 @@ ChildEnd EndOf(int status) {
   return WIFSIGNALED(status) ? ChildEnd{0, WTERMSIG(status)} : ChildEnd{WEXITSTATUS(status), 0};
 }
 
-}  // namespace
-
-int EndProcessGroup(pid_t group, const std::function<bool()>& stillThere) {
+// Ends a process group: asks, waits up to a second while stillThere says so, then kills and waits once more. 0 or the
+// system's error number.
+template <class StillThere>
+int EndProcessGroup(pid_t group, StillThere stillThere) {
   constexpr int kStepsASecond = 100;
   for (const int number : {SIGTERM, SIGKILL}) {
     if (kill(-group, number) != 0) return errno == ESRCH ? 0 : errno;
@@ -88,21 +79,40 @@ int EndProcessGroup(pid_t group, const std::function<bool()>& stillThere) {
   return 0;
 }
 
-PosixChild::~PosixChild() {
+// What the guard of a run does: waits at a pipe whose other end this program holds. A byte says that nothing is left to
+// do; the pipe's end, that this program is gone however it ended, and the group is ended too. Only what may be called
+// behind a fork.
+[[noreturn]] void GuardGroup(int pipe, pid_t group) {
+  setpgid(0, 0);
+  for (const int number : {SIGINT, SIGTERM, SIGPIPE, SIGHUP}) signal(number, SIG_IGN);
+  dup2(pipe, 0);
+  // Nobody is to wait for the end of a pipe or a connection because the guard still holds it.
+  constexpr int kMostDescriptors = 4096;
+  for (int descriptor = 1; descriptor < kMostDescriptors; ++descriptor) close(descriptor);
+  char byte = 0;
+  ssize_t got = 0;
+  while ((got = read(0, &byte, 1)) < 0 && errno == EINTR) {
+  }
+  if (got == 0) EndProcessGroup(group, [group] { return kill(-group, 0) == 0; });
+  _exit(0);
+}
+
+}  // namespace
+
+ChildProcess::~ChildProcess() {
   EndAll();
 }
 
-int PosixChild::Start(const ChildCommand& command) {
+int ChildProcess::Start(const ChildCommand& command) {
   EndAll();
   end_.reset();
   const ExecImage image(command);
   int report[2];
   if (pipe(report) != 0) return errno;
   for (const int end : report) fcntl(end, F_SETFD, FD_CLOEXEC);
-  const pid_t parent = getpid();
   const pid_t pid = fork();
   if (pid == 0) {
-    const int error = BecomeProgram(command, image, parent);
+    const int error = BecomeProgram(command, image);
     const ssize_t written = write(report[1], &error, sizeof error);
     _exit(written == sizeof error ? 127 : 126);
   }
@@ -115,22 +125,41 @@ int PosixChild::Start(const ChildCommand& command) {
   close(report[0]);
   if (pid > 0 && error) waitpid(pid, nullptr, 0);
   pid_ = error ? 0 : pid;
+  if (pid_) StartGuard();
   return error;
 }
 
-std::optional<ChildEnd> PosixChild::Ended() {
+// Where none can be had the run is none the worse.
+void ChildProcess::StartGuard() {
+  int line[2];
+  if (pipe(line) != 0) return;
+  for (const int end : line) fcntl(end, F_SETFD, FD_CLOEXEC);
+  guard_ = fork();
+  if (guard_ == 0) GuardGroup(line[0], pid_);
+  close(line[0]);
+  guardLine_ = line[1];
+}
+
+void ChildProcess::DismissGuard() {
+  if (guardLine_ < 0) return;
+  const bool told = guard_ > 0 && write(guardLine_, "", 1) == 1;
+  close(std::exchange(guardLine_, -1));
+  if (told) waitpid(guard_, nullptr, 0);
+}
+
+std::optional<ChildEnd> ChildProcess::Ended() {
   int status = 0;
   if (pid_ > 0 && !end_ && waitpid(pid_, &status, WNOHANG) == pid_) end_ = EndOf(status);
   return end_;
 }
 
-int PosixChild::EndAll() {
+int ChildProcess::EndAll() {
   if (pid_ <= 0) return 0;
   const int error = EndProcessGroup(pid_, [this] { return !Ended() || kill(-pid_, 0) == 0; });
   if (!end_) Ended();
   if (end_) pid_ = 0;
+  DismissGuard();
   return error;
 }
 
 }  // namespace marvik
-#endif
