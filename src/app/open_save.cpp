@@ -78,8 +78,14 @@ std::optional<bool> ReadCif(Workbench& bench, std::string& path) {
 
 std::string FullPath(const std::string& path) {
   std::error_code error;
-  const auto full = std::filesystem::absolute(path, error);
-  return error ? path : full.lexically_normal().string();
+  auto full = std::filesystem::absolute(path, error);
+  if (error) return path;
+  // What ".." is behind a link is for the file system to say.
+  if (std::ranges::find(full, std::filesystem::path("..")) != full.end()) {
+    const auto folder = std::filesystem::weakly_canonical(full.parent_path(), error);
+    if (!error) full = folder / full.filename();
+  }
+  return full.lexically_normal().string();
 }
 
 bool MayLoseChanges(Workbench& bench, const std::string& what) {

@@ -80,6 +80,7 @@ OpenGlSettings& Workbench::GlSettings() {
 }
 
 void Workbench::SetModified(bool on) {
+  if (on) ++changes;
   if (modified == on) return;
   modified = on;
   TitleChanged();

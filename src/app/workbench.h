@@ -23,7 +23,6 @@
 #include "model/document.h"
 #include "model/undo.h"
 #include "picture/picture_options.h"
-#include "run/child_process.h"
 
 namespace marvik {
 
@@ -51,7 +50,6 @@ struct WindowHooks {
   std::function<bool(RefinementSettings&)> editRefinement;
   std::function<void(RefinementRun&)> followRun;
   std::function<bool(const RefinementReport&)> judgeRefinement;
-  std::function<std::unique_ptr<ChildProcess>()> makeChild;
   // Shows a help document, a PDF file. False after a message.
   std::function<bool(const std::string& path)> openDocument;
   // Hands a query file to ConQuest, or says that there is none. Without a hook the file is all there is.
@@ -140,6 +138,7 @@ class Workbench {
   bool keepsRecentFiles = false;  // whether a successful read enters the recent list; the window says yes
   bool refining = false;          // a refinement runs beside the window: the document has to stay as it is
   bool modified = false;          // the structure has changes that no file holds
+  unsigned changes = 0;           // counts what changed the structure
   bool quitRequested = false;
   std::atomic<uint8_t> DemoRunning{0};  // the one thing here that the demo's thread may touch
 

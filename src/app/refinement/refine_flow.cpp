@@ -13,7 +13,7 @@
 #include "files/res/reader.h"
 #include "files/res/writer.h"
 #include "language/atom_names.h"
-#include "run/posix_child.h"
+#include "run/child_process.h"
 
 namespace marvik {
 namespace {
@@ -142,19 +142,9 @@ class Refinement {
     return command;
   }
 
-  std::unique_ptr<ChildProcess> MakeChild() const {
-    if (bench_.hooks.makeChild) return bench_.hooks.makeChild();
-#ifdef _WIN32
-    return nullptr;
-#else
-    return std::make_unique<PosixChild>();
-#endif
-  }
-
   RefineEnd RunAndJudge() {
-    const std::unique_ptr<ChildProcess> child = MakeChild();
-    if (!child) return RefineEnd::Failed;
-    RefinementRun run(*child, MakeCommand(), {FileNameOf(base_), bench_.document.instructions.title});
+    ChildProcess child;
+    RefinementRun run(child, MakeCommand(), {FileNameOf(base_), bench_.document.instructions.title});
     if (bench_.hooks.followRun) {
       bench_.hooks.followRun(run);
     } else {
@@ -312,6 +302,10 @@ bool MayRefine(Workbench& bench) {
                 "Refinement could not proceed because atom name duplications were found.");
   }
   const std::string base = JobBase(bench);
+  if (base.find('\\') != std::string::npos) {
+    return Warn(bench, "Error: Refinement Failed",
+                FileNameOf(base) + ": a backslash parts folders here and cannot stand in the name of a job.");
+  }
   const std::string reflections = (base.empty() ? "noname" : base) + ".hkl";
   if (base.empty() || !OpensForReading(reflections)) {
     return Warn(bench, "Error: File Not Found", reflections + " couldn't be found!");

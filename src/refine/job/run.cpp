@@ -106,6 +106,12 @@ int Work(const std::string& base, const LineSink& print, const std::string& said
 
 }  // namespace
 
+std::string JobOf(const std::string& word) {
+  const std::string extension = LowerExtensionOf(word);
+  const bool strips = extension == "ins" || extension == "res" || extension == "hkl";
+  return strips && !StampOf(word + ".ins") ? BaseNameOf(word) : word;
+}
+
 int RunJob(const std::string& base, const LineSink& console) {
   std::string said;
   const LineSink print = [&](const std::string& line) {
