@@ -2,122 +2,83 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <new>
+#include <poll.h>
 #include <stdexcept>
-#include <system_error>
-
-#ifndef _WIN32
-#include <fcntl.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
-#endif
 
 namespace marvik {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+constexpr size_t kLargestFile = size_t{2} << 30;  // bytes: what gives more is no file that anybody wrote
+constexpr size_t kFirstBuffer = 1 << 16;
+constexpr int kPatience = 5000;  // ms, for the other end of a pipe
+
+// The length to expect; nothing, with the reason, for what must not be read: folders and devices, which may never end.
+std::optional<size_t> LengthOf(int file, FileContent& result) {
+  struct stat facts {};
+  if (fstat(file, &facts) != 0) {
+    result.systemError = errno;
+  } else if (S_ISDIR(facts.st_mode)) {
+    result.systemError = EISDIR;
+  } else if (S_ISCHR(facts.st_mode) || S_ISBLK(facts.st_mode)) {
+    result.systemError = EINVAL;
+  } else {
+    return S_ISREG(facts.st_mode) ? static_cast<size_t>(facts.st_size) : 0;
+  }
+  return std::nullopt;
+}
+
+// Gives what arrived; nothing more at the end, after an error, and from a pipe that nobody writes to.
+size_t ReadSome(int file, char* buffer, size_t size, FileContent& result) {
+  for (;;) {
+    const ssize_t got = read(file, buffer, size);
+    if (got >= 0) return static_cast<size_t>(got);
+    pollfd wanted{file, POLLIN, 0};
+    if (errno == EINTR || (errno == EAGAIN && poll(&wanted, 1, kPatience) > 0)) continue;
+    result.systemError = errno;
+    return 0;
+  }
+}
+
+}  // namespace
+
 FileContent ReadWholeFile(const std::string& path) {
   FileContent r;
-  std::error_code error;
-  if (fs::is_directory(path, error)) {
-    r.systemError = EISDIR;
-    return r;
-  }
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (!file) {
+  // A pipe without a writer must not keep anybody waiting.
+  const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (file < 0) {
     r.systemError = errno;
     return r;
   }
-  r.opened = true;
-  const auto size = fs::file_size(path, error);
-  const size_t expected = error ? 0 : static_cast<size_t>(size);
+  const auto expected = LengthOf(file, r);
+  r.opened = expected.has_value();
   try {
-    r.content.resize(expected + 1);
+    if (expected) r.content.resize(std::max(*expected + 1, kFirstBuffer));
     size_t used = 0;
-    for (;;) {
-      const size_t got = std::fread(r.content.data() + used, 1, r.content.size() - used, file);
+    while (expected) {
+      const size_t got = ReadSome(file, r.content.data() + used, r.content.size() - used, r);
       used += got;
-      if (used < r.content.size()) break;
-      r.content.resize(r.content.size() * 2);
+      if (got == 0 || used > kLargestFile) break;
+      if (used == r.content.size()) r.content.resize(r.content.size() * 2);
     }
     r.content.resize(used);
-    r.complete = !std::ferror(file) && used >= expected;
+    r.complete = expected && r.systemError == 0 && used >= *expected && used <= kLargestFile;
   } catch (const std::bad_alloc&) {
     r.outOfMemory = true;
   } catch (const std::length_error&) {
     r.outOfMemory = true;
   }
-  std::fclose(file);
+  close(file);
   return r;
-}
-
-namespace {
-
-// Gives 0 or an error number.
-int WriteAndFlush(const std::string& path, std::string_view content, const char* mode) {
-  std::FILE* file = std::fopen(path.c_str(), mode);
-  if (!file) return errno;
-  int error = 0;
-  if (std::fwrite(content.data(), 1, content.size(), file) != content.size() || std::fflush(file) != 0) error = errno;
-#ifndef _WIN32
-  if (!error && fsync(fileno(file)) != 0 && errno != EINVAL && errno != EROFS) error = errno;
-#endif
-  if (std::fclose(file) != 0 && !error) error = errno;
-  return error;
-}
-
-// A device or pipe is written directly: there is nothing to keep whole.
-bool IsSpecial(const std::string& path) {
-  std::error_code error;
-  const auto status = fs::status(path, error);
-  return !error && fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
-}
-
-// Where a chain of symbolic links ends, be there a file or not; a link again when it does not end.
-fs::path FollowedLinks(fs::path path) {
-  std::error_code error;
-  for (int links = 0; links < 40 && fs::is_symlink(path, error); ++links) {
-    const fs::path next = fs::read_symlink(path, error);
-    path = next.is_absolute() ? next : path.parent_path() / next;
-  }
-  return path;
-}
-
-}  // namespace
-
-int WriteFileAtomically(const std::string& path, std::string_view content, const std::string& backupPath) {
-  if (IsSpecial(path)) return WriteAndFlush(path, content, "wb");
-  std::error_code error;
-  const fs::path target = FollowedLinks(path);
-  if (fs::is_symlink(target, error)) return ELOOP;
-  if (fs::is_directory(target, error)) return EISDIR;
-  const bool existed = fs::exists(target, error);
-#ifndef _WIN32
-  // Renaming would get round the write protection that the file's owner set.
-  if (existed && faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return errno;
-#endif
-  const std::string temporary = target.string() + ".new~";
-  const auto giveUp = [&](int number) {
-    fs::remove(temporary, error);
-    return number ? number : EIO;
-  };
-  // One that a crash left behind goes; whatever else stands under that name is not written through.
-  fs::remove(temporary, error);
-  if (const int number = WriteAndFlush(temporary, content, "wbx")) return giveUp(number);
-  if (existed) {
-    const auto permissions = fs::status(target, error).permissions();
-    if (!error) fs::permissions(temporary, permissions, error);
-    if (!backupPath.empty()) {
-      fs::copy_file(target, backupPath, fs::copy_options::overwrite_existing, error);
-      if (error) return giveUp(error.value());
-    }
-  }
-  fs::rename(temporary, target, error);
-  if (error) return giveUp(error.value());
-  return 0;
 }
 
 std::optional<FileStamp> StampOf(const std::string& path) {

@@ -16,12 +16,18 @@ struct FileContent {
   int systemError = 0;
 };
 
+// Folders and devices are not opened, a pipe without a writer gives nothing, and no more than 2 GiB is taken.
 FileContent ReadWholeFile(const std::string& path);
 
-// Writes beside `path`, flushes to the disk and renames over it, so that the old file stays whole whatever happens; the
-// permissions of an existing file are kept and a symbolic link is followed. With a non-empty `backupPath` the old file
-// is kept under that name. Gives 0, or the system's error number with nothing changed.
+// Writes beside `path`, flushes to the disk and renames over it, so that the old file stays whole whatever happens. Two
+// who write the same file at once do not meet; what a killed process left is swept by the next write. Owner, group,
+// permissions and extended attributes of an existing file are kept and a symbolic link is followed; a file with several
+// hard links, or whose owner and attributes a new one could not have, is written in place instead. With a non-empty
+// `backupPath` the old file is kept under that name. Pipes and devices are written directly. Gives 0, or the system's
+// error number with nothing changed.
 int WriteFileAtomically(const std::string& path, std::string_view content, const std::string& backupPath = {});
+// What to say about its error: the stated sentence, and what a user can do something about (a full disk).
+std::string WriteFault(const std::string& path, int error);
 
 // Size and time of the last change of a file, to notice that somebody else wrote it; nothing when it does not exist.
 struct FileStamp {

@@ -128,9 +128,9 @@ bool ReportWindow::SaveTo(const QString& path) {
   if (!report_) return false;
   const bool isCsv = path.endsWith(QLatin1String(".csv"), Qt::CaseInsensitive);
   const std::string content = isCsv ? TablesText(*report_, ',') : PlainLines(report_->text);
-  if (WriteFileAtomically(PathToBytes(path), content) == 0) return true;
-  bench_.messages.Show(
-      {MessageIcon::Warning, "Error: File I/O", "Error opening file (" + PathToBytes(path) + ") for writing."});
+  const int error = WriteFileAtomically(PathToBytes(path), content);
+  if (error == 0) return true;
+  bench_.messages.Show({MessageIcon::Warning, "Error: File I/O", WriteFault(PathToBytes(path), error)});
   return false;
 }
 

@@ -77,6 +77,8 @@ bool TextEditor::Open(const std::string& path) {
     return false;
   }
   path_ = path;
+  stamp_ = StampOf(path);
+  isOurs_ = false;
   QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
   QString text = decoder(QByteArray::fromStdString(file.content));
   isUtf8_ = !decoder.hasError();
@@ -96,12 +98,21 @@ bool TextEditor::Save() {
   const QByteArray latin = text.toLatin1();
   if (!isUtf8_ && QString::fromLatin1(latin) != text) isUtf8_ = true;
   const QByteArray bytes = isUtf8_ ? text.toUtf8() : latin;
-  const int error = WriteFileAtomically(path_, {bytes.data(), static_cast<size_t>(bytes.size())});
-  if (error) {
-    QMessageBox::warning(this, tr("Error: File I/O"),
-                         tr("Error opening file (%1) for writing.").arg(PathToText(path_)));
+  const auto now = StampOf(path_);
+  if (now && now != stamp_ &&
+      QMessageBox::question(this, tr("File Changed on Disk"),
+                            tr("%1 was changed by another program after it was read.\nDo you want to overwrite it?")
+                                .arg(PathToText(FileNameOf(path_)))) != QMessageBox::Yes) {
     return false;
   }
+  // The first save of what somebody else wrote keeps it.
+  const std::string backup = isOurs_ && now == stamp_ ? "" : path_ + ".bak";
+  if (const int error = WriteFileAtomically(path_, {bytes.data(), static_cast<size_t>(bytes.size())}, backup)) {
+    QMessageBox::warning(this, tr("Error: File I/O"), PathToText(WriteFault(path_, error)));
+    return false;
+  }
+  stamp_ = StampOf(path_);
+  isOurs_ = true;
   text_->document()->setModified(false);
   return true;
 }

@@ -2,7 +2,10 @@
 
 #include <QMainWindow>
 #include <functional>
+#include <optional>
 #include <string>
+
+#include "base/files.h"
 
 class QLineEdit;
 class QPlainTextEdit;
@@ -35,6 +38,8 @@ class TextEditor : public QMainWindow {
   QPlainTextEdit* text_;
   QLineEdit* sought_;
   std::string path_;
+  std::optional<FileStamp> stamp_;  // of the file as it was read or saved
+  bool isOurs_ = false;             // what is on the disk is what this editor saved
   bool isUtf8_ = true;
   bool hasDosLines_ = false;
 };

@@ -1,15 +1,22 @@
 #include "base/files.h"
 
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
-
-#ifndef _WIN32
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
+#include <thread>
 #include <unistd.h>
-#endif
+#include <vector>
+
+#include "base/process_mark.h"
 
 namespace marvik {
 namespace {
@@ -75,7 +82,6 @@ TEST_F(Files, AFailureLeavesTheOldFile) {
   EXPECT_NE(WriteFileAtomically("", "x"), 0);
 }
 
-#ifndef _WIN32
 // The super-user may write anywhere, so the test gives its rights away for a moment.
 class WithoutPrivileges {
  public:
@@ -139,11 +145,115 @@ TEST_F(Files, FollowsLinksAndWritesThroughNoOther) {
   EXPECT_TRUE(fs::is_character_file("/dev/null"));
 }
 
+TEST_F(Files, KeepsOwnLinksAttributesAndSecrets) {
+  umask(022);
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "old"), 0);
+  fs::permissions(Path("a.res"), fs::perms::owner_read | fs::perms::owner_write);
+  const bool attributes = setxattr(Path("a.res").c_str(), "user.sample", "47", 2, 0) == 0;
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "new", Path("a.bak")), 0);
+  EXPECT_EQ(fs::status(Path("a.bak")).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  char value[8] = {};
+  if (attributes) {
+    EXPECT_EQ(getxattr(Path("a.res").c_str(), "user.sample", value, sizeof value), 2);
+  }
+  // Another name of the same file sees the new content, its backup the old one.
+  fs::create_hard_link(Path("a.res"), Path("other.res"));
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "newest", Path("a.bak")), 0);
+  EXPECT_EQ(Content("other.res"), "newest");
+  EXPECT_EQ(Content("a.bak"), "new");
+  EXPECT_EQ(fs::status(Path("a.bak")).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  fs::remove(Path("other.res"));
+  // A backup that is a link is replaced, not followed.
+  ASSERT_EQ(WriteFileAtomically(Path("precious"), "precious"), 0);
+  fs::remove(Path("a.bak"));
+  fs::create_symlink("precious", Path("a.bak"));
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "last", Path("a.bak")), 0);
+  EXPECT_EQ(Content("precious"), "precious");
+  EXPECT_EQ(Content("a.bak"), "newest");
+  EXPECT_EQ(Entries(), 3u);
+}
+
+TEST_F(Files, SaversAtOnceNeverTearAFile) {
+  constexpr size_t kSize = 200000;
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), std::string(kSize, 'z')), 0);
+  std::atomic<bool> stop{false};
+  std::atomic<int> torn{0};
+  std::jthread reader([&] {
+    while (!stop) {
+      for (const char* name : {"a.res", "a.bak"}) {
+        const std::string content = Content(name);
+        const bool whole = content.size() == kSize && content.find_first_not_of(content[0]) == std::string::npos;
+        if (!whole && (!content.empty() || name[2] == 'r')) ++torn;
+      }
+    }
+  });
+  std::atomic<int> failed{0};
+  {
+    std::vector<std::jthread> savers;
+    for (char c = 'a'; c < 'e'; ++c) {
+      savers.emplace_back([&, c] {
+        for (int i = 0; i < 30; ++i)
+          failed += WriteFileAtomically(Path("a.res"), std::string(kSize, c), Path("a.bak")) != 0;
+      });
+    }
+  }
+  stop = true;
+  reader.join();
+  EXPECT_EQ(torn, 0);
+  EXPECT_EQ(failed, 0);
+  EXPECT_EQ(Entries(), 2u);
+}
+
+TEST_F(Files, SweepsWhatDeadProcessesLeft) {
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "old"), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    WriteFileAtomically(Path("mark"), ProcessMark());
+    _exit(0);
+  }
+  waitpid(child, nullptr, 0);
+  const std::string gone = "a.res." + Content("mark") + "-1.new~";
+  const std::string living = "a.res." + ProcessMark() + "-999999.new~";
+  const std::string elsewhere = "a.res.00000000-1-1-1.new~";
+  for (const std::string& name : {gone, living, elsewhere}) ASSERT_EQ(WriteFileAtomically(Path(name), "x"), 0);
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "new"), 0);
+  EXPECT_FALSE(fs::exists(Path(gone)));
+  EXPECT_TRUE(fs::exists(Path(living)) && fs::exists(Path(elsewhere)));
+}
+
+TEST_F(Files, NeverWaitsForPipesAndDevices) {
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(ReadWholeFile(Path("pipe")).content, "");
+  EXPECT_EQ(WriteFileAtomically(Path("pipe"), "x"), ENXIO);
+  EXPECT_FALSE(ReadWholeFile("/dev/zero").opened);
+  std::jthread writer([&] { std::ofstream(Path("pipe")) << std::string(100000, 'x'); });
+  FileContent read;
+  for (int i = 0; i < 1000 && read.content.empty(); ++i) read = ReadWholeFile(Path("pipe"));
+  EXPECT_EQ(read.content.size(), 100000u) << "a pipe with a writer is read to its end";
+  EXPECT_EQ(ReadWholeFile("/proc/self/stat").complete, true);
+}
+
+TEST_F(Files, AFullDiskLeavesTheOldFile) {
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "old"), 0);
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const auto handler = signal(SIGXFSZ, SIG_IGN);
+  const rlimit small{1000, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  const int error = WriteFileAtomically(Path("a.res"), std::string(5000, 'x'), Path("a.bak"));
+  setrlimit(RLIMIT_FSIZE, &before);
+  signal(SIGXFSZ, handler);
+  EXPECT_EQ(error, EFBIG);
+  EXPECT_EQ(Content("a.res"), "old");
+  EXPECT_EQ(Entries(), 1u);
+  EXPECT_EQ(WriteFault("a.res", ENOSPC), "Error opening file (a.res) for writing.\nNo space left on device.");
+  EXPECT_EQ(WriteFault("a.res", EACCES), "Error opening file (a.res) for writing.");
+}
+
 TEST_F(Files, AFullDiskIsReported) {
   if (!fs::exists("/dev/full")) GTEST_SKIP() << "no /dev/full here";
   EXPECT_EQ(WriteFileAtomically("/dev/full", std::string(100000, 'x')), ENOSPC);
 }
-#endif
 
 TEST_F(Files, StampsNoticeAChange) {
   EXPECT_FALSE(StampOf(Path("a.res")));

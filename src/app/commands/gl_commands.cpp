@@ -1,6 +1,7 @@
 #include "app/commands/gl_commands.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 
 #include "app/commands/command_handlers.h"
@@ -65,8 +66,9 @@ Drawn DrawForOutput(Workbench& bench, GlPictureOptions options, int size, bool a
 Outcome WriteScreenPicture(Workbench& bench, const Image& image, const std::string& path) {
   if (LowerExtensionOf(path) == "jpg") return writeJpeg(path, image, bench.messages) ? Outcome::Done : Outcome::Failed;
   const auto bytes = EncodePng(image);
-  if (bytes && WriteFileAtomically(path, *bytes) == 0) return Outcome::Done;
-  return Refuse(bench, "Error: File I/O", "Error opening file (" + path + ") for writing.");
+  const int error = bytes ? WriteFileAtomically(path, *bytes) : ENOMEM;
+  if (error == 0) return Outcome::Done;
+  return Refuse(bench, "Error: File I/O", WriteFault(path, error));
 }
 
 }  // namespace

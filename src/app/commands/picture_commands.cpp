@@ -17,8 +17,9 @@ constexpr FieldRange kPictureFields[] = {{"size", "Pixels a side", kSmallestPict
                                          WordField("renderer", "Renderer", "interactive|opengl")};
 
 bool WriteBytes(Workbench& bench, const std::string& path, std::string_view bytes) {
-  if (WriteFileAtomically(path, bytes) == 0) return true;
-  Refuse(bench, "Error: File I/O", "Error opening file (" + path + ") for writing.");
+  const int error = WriteFileAtomically(path, bytes);
+  if (error == 0) return true;
+  Refuse(bench, "Error: File I/O", WriteFault(path, error));
   return false;
 }
 

@@ -156,8 +156,9 @@ bool WritePicture(Workbench& bench, const PictureOptions& options, const std::st
   const auto bytes = DrawPicture(bench, options, format.empty() ? LowerExtensionOf(path) : format);
   if (!bytes) return false;
   const StageClock clock(bench.seconds.write);
-  if (WriteFileAtomically(path, *bytes) == 0) return true;
-  Refuse(bench, "Error opening file (" + path + ") for writing.");
+  const int error = WriteFileAtomically(path, *bytes);
+  if (error == 0) return true;
+  Refuse(bench, WriteFault(path, error));
   return false;
 }
 

@@ -50,8 +50,9 @@ std::optional<ExportAtoms> AtomsToExport(const Document& document, UserMessages&
 
 bool WriteExport(const std::string& path, const std::optional<std::string>& content, UserMessages& messages) {
   if (!content) return false;
-  if (WriteFileAtomically(path, *content) == 0) return true;
-  messages.Show({MessageIcon::Warning, "Error: File I/O", "Error opening file (" + path + ") for writing."});
+  const int error = WriteFileAtomically(path, *content);
+  if (error == 0) return true;
+  messages.Show({MessageIcon::Warning, "Error: File I/O", WriteFault(path, error)});
   return false;
 }
 

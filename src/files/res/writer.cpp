@@ -52,8 +52,8 @@ bool WriteInstructionFile(Document& document, const std::string& path, UserMessa
                           const std::string& backupPath, const WriteOptions& options) {
   std::string text;
   if (!ComposeInstructionText(document, text, messages, options)) return false;
-  if (WriteFileAtomically(path, text, backupPath) != 0) {
-    messages.Show({MessageIcon::Warning, "Error: File I/O", "Error opening file (" + path + ") for writing."});
+  if (const int error = WriteFileAtomically(path, text, backupPath)) {
+    messages.Show({MessageIcon::Warning, "Error: File I/O", WriteFault(path, error)});
     return false;
   }
   document.CurrentFile = path;
