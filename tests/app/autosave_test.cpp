@@ -1,0 +1,94 @@
+#include "app/autosave.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "app/bench_fixture.h"
+#include "app/commands/command_table.h"
+#include "app/open_save.h"
+
+namespace marvik {
+namespace {
+
+class AutosaveTest : public test::BenchTest {
+ protected:
+  // Does the work of another process, which then ends without a word.
+  template <class Work>
+  void InAnotherProcess(Work work) {
+    const pid_t child = fork();
+    if (child == 0) {
+      work();
+      _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+  }
+
+  test::WithVariable package{kPackageVariable, folder / ""};
+  std::string file = folder.Put("small.res", test::kSmallFile);
+  Autosave autosave{bench};
+};
+
+TEST_F(AutosaveTest, WhatAProcessLeavesIsOfferedAndRestored) {
+  ASSERT_TRUE(OpenFile(bench, file));
+  InAnotherProcess([&] {
+    RunCommand(bench, kKillSelectedCommand);
+    RunCommand(bench, kSelectAtomsCommand, "C*");
+    RunCommand(bench, kKillSelectedCommand);
+    autosave.Keep();
+  });
+  ASSERT_EQ(Autosave::Left().size(), 1u);
+  EXPECT_EQ(Autosave::Left(folder / "other.res").size(), 0u);
+  const auto left = Autosave::Left(file);
+  ASSERT_EQ(left.size(), 1u);
+  EXPECT_NEAR(static_cast<double>(left[0].time), static_cast<double>(std::time(nullptr)), 20.0);
+  ASSERT_TRUE(autosave.Restore(left[0]));
+  EXPECT_FALSE(Atom("C1"));
+  EXPECT_TRUE(Atom("O1"));
+  EXPECT_TRUE(bench.modified);
+  EXPECT_EQ(bench.document.CurrentFile, file);
+  EXPECT_TRUE(Autosave::Left().empty()) << "it is this process's own now";
+  EXPECT_EQ(folder.Get("small.res"), test::kSmallFile);
+  EXPECT_TRUE(SaveCurrentFile(bench));
+  EXPECT_EQ(folder.Get("small.res.bak"), test::kSmallFile);
+  EXPECT_FALSE(std::filesystem::is_empty(folder / "autosave"));
+  autosave.Keep();
+  EXPECT_TRUE(std::filesystem::is_empty(folder / "autosave")) << "nothing is unsaved";
+}
+
+TEST_F(AutosaveTest, FollowsEditsAndGoesWithThem) {
+  autosave.Keep();
+  EXPECT_FALSE(folder.Has("autosave"));
+  ASSERT_TRUE(OpenFile(bench, file));
+  const auto text = [&] {
+    for (const auto& entry : std::filesystem::directory_iterator(folder / "autosave"))
+      return ReadWholeFile(entry.path().string()).content;
+    return std::string();
+  };
+  RunCommand(bench, FindCommand("kill-peaks")->id);
+  autosave.Keep();
+  EXPECT_NE(text().find("O2"), std::string::npos);
+  EXPECT_EQ(text().find("Q1"), std::string::npos);
+  RunCommand(bench, kSelectAtomsCommand, "O2");
+  RunCommand(bench, kKillSelectedCommand);
+  autosave.Keep();
+  EXPECT_EQ(text().find("O2"), std::string::npos);
+  RunCommand(bench, kUndoCommand);
+  autosave.Keep();
+  EXPECT_NE(text().find("O2"), std::string::npos);
+  EXPECT_TRUE(Autosave::Left().empty()) << "this process lives";
+  autosave.Remove();
+  EXPECT_TRUE(std::filesystem::is_empty(folder / "autosave"));
+}
+
+TEST_F(AutosaveTest, RubbishIsNotOffered) {
+  std::filesystem::create_directory(folder / "autosave");
+  for (const char* rubbish : {"", "marvik autosave 1\n", "x\n1 2 3 4\n", "x\n1 2 3\n4\n", "x\n1 2 3 4\n-1\n\n\n",
+                              "x\n1 2 3 4\n9\n/a\n\n", "x\n1 2 3 4\n1e300\n"})
+    folder.Put("autosave/a.autosave", "marvik autosave 1\n" + std::string(rubbish)),
+        EXPECT_TRUE(Autosave::Left().empty());
+  EXPECT_FALSE(autosave.Restore({folder / "autosave/a.autosave", "", 0}));
+  EXPECT_EQ(Captions(), "Error: File Unreadable");
+}
+
+}  // namespace
+}  // namespace marvik
