@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "app/picture/picture_recipe.h"
+#include "app/picture/picture_output.h"
 
 #include "fuzz/require.h"
 

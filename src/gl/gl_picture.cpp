@@ -7,9 +7,9 @@
 #include <cmath>
 #include <new>
 
+#include "draw/labels/text_drawing.h"
 #include "gl/gl_context.h"
 #include "gl/gl_painter.h"
-#include "gl/true_type_font.h"
 
 namespace marvik {
 namespace {
@@ -18,7 +18,11 @@ constexpr int kTargetSide = 2048;    // samples; larger pictures are drawn in ti
 constexpr int kManySamples = 5;      // per pixel and direction
 constexpr int kLargePicture = 2000;  // from here on fewer will do
 constexpr int kFewSamples = 3;
-constexpr int kEmPerRim = 14;        // pixels of a label's em to a pixel of its rim
+constexpr int kEmPerRim = 14;                    // pixels of a label's em to a pixel of its rim
+constexpr double kPixelsPerPoint = 96.0 / 72.0;  // of labels: 8 points are then a 60th of 600 pixels
+constexpr int kStandardPoints = 8;
+constexpr int kLargestStandardBitmap = 600;
+constexpr float kLeastEmShare = 0.016666668f;
 constexpr size_t kMostRimmed = 400;  // labels; of more the rims would hide the model
 
 // Atoms that were begun, over all tiles or layers.
@@ -126,22 +130,31 @@ bool DrawSampled(const Job& job, GlPainter& painter, int factor, const KeepGoing
 }
 
 // A rim in the background's colour keeps a label legible where it crosses a body.
-void PaintLabels(const GlScene& scene, bool rimmed, TrueTypeFont& font, Image& image) {
-  const int rim = rimmed ? std::max(1, font.emHeightPixels() / kEmPerRim) : 0;
+void PaintLabels(const GlScene& scene, bool rimmed, LabelFont& font, Image& image) {
+  const int rim = rimmed ? std::max(1, static_cast<int>(font.Pixels()) / kEmPerRim) : 0;
+  const Surface surface{image.pixels.data(), image.width, image.height, image.width};
   for (const GlLabel& label : scene.labels) {
     if (!(std::abs(label.corner.x) < 1e6 && std::abs(label.corner.y) < 1e6)) continue;
-    const int x = static_cast<int>(std::lround(label.corner.x));
-    const int y = static_cast<int>(std::lround(label.corner.y - font.Descent()));
+    const CanvasPoint base{std::round(label.corner.x), std::round(label.corner.y - font.Descent())};
     for (int dy = -rim; dy <= rim; ++dy) {
       for (int dx = -rim; dx <= rim; ++dx) {
-        if (dx * dx + dy * dy <= rim * rim + 1) font.drawText(image, x + dx, y + dy, label.text, scene.background);
+        if (dx * dx + dy * dy <= rim * rim + 1)
+          DrawText(surface, font, {base.x + dx, base.y + dy}, label.text, scene.background);
       }
     }
-    font.drawText(image, x, y, label.text, label.colour);
+    DrawText(surface, font, base, label.text, label.colour);
   }
 }
 
 }  // namespace
+
+int properPointSize(const std::string& fontFile, int bitmapSize) {
+  if (bitmapSize <= kLargestStandardBitmap || LabelFont(kStandardPoints, fontFile).IsBuiltIn()) return kStandardPoints;
+  const auto emPixels = [](int points) { return static_cast<float>(std::floor(points * kPixelsPerPoint)); };
+  int points = kStandardPoints;
+  while (emPixels(points) / static_cast<float>(bitmapSize) < kLeastEmShare) ++points;
+  return points;
+}
 
 bool renderGlScene(const GlScene& scene, int size, const GlPictureOptions& options, Image& image, std::string& error,
                    const KeepGoing& keepGoing, const std::function<void(int done, int total)>& progress) {
@@ -175,11 +188,10 @@ GlPicture RenderGlPicture(Document& document, const ViewState& view, int size, c
     return Failed(kInvalidDisplayText, kInvalidDisplayCaption);
   }
   try {
-    TrueTypeFont font;
     const bool texts = options.labels || options.showCell;
-    if (texts && !font.openFont(options.settings.fontPath, options.labelPointSize)) {
-      return Failed(font.IsOpen() ? "Can't create a font." : "Can't open the font file " + options.settings.fontPath);
-    }
+    LabelFont font(options.labelPointSize * kPixelsPerPoint, texts ? options.settings.fontPath : "");
+    if (texts && font.IsBuiltIn()) return Failed("Can't open the font file " + options.settings.fontPath);
+    if (texts && options.labelPointSize < 1) return Failed("Can't create a font.");
     GlPicture picture;
     const GlScene scene = BuildGlScene(document, view, size, options, texts ? &font : nullptr);
     picture.image.emplace(size, size);

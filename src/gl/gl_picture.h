@@ -56,7 +56,7 @@ GlPicture RenderGlPicture(Document& document, const ViewState& view, int size, c
                           const KeepGoing& keepGoing, const std::function<void(int done, int total)>& progress);
 
 // The side of the picture decides the size of its labels, in points: 8 below 601 pixels, above the first whose em is at
-// least a 60th of the side. The last good size where the font cannot be had larger, 8 where it cannot be opened.
+// least a 60th of the side. 8 where the font cannot be opened.
 int properPointSize(const std::string& fontFile, int bitmapSize);
 
 }  // namespace marvik

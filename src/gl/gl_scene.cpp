@@ -17,7 +17,7 @@ constexpr Rgb kGrey{128, 128, 128};
 // Takes the texts of a picture and nothing else.
 class LabelCollector : public Canvas {
  public:
-  explicit LabelCollector(TrueTypeFont* font) : font_(font) {}
+  explicit LabelCollector(LabelFont* font) : font_(font) {}
 
   void Clear(Rgb) override {}
   void Lines(std::span<const LinePiece>, const Pen&) override {}
@@ -38,7 +38,7 @@ class LabelCollector : public Canvas {
   std::vector<GlLabel> labels;
 
  private:
-  TrueTypeFont* font_;
+  LabelFont* font_;
 };
 
 // What the interactive renderer leaves in the atoms belongs to the window's picture; this puts it back.
@@ -87,7 +87,7 @@ class SceneBuilder {
     shift_ = {(2.0 * view_.panX + 1.0) / size, (1.0 - 2.0 * view_.panY) / size, 0.0};
   }
 
-  GlScene Build(TrueTypeFont* font) {
+  GlScene Build(LabelFont* font) {
     SetUpColours();
     Project(font);
     AddAtoms();
@@ -102,7 +102,7 @@ class SceneBuilder {
 
  private:
   void SetUpColours();
-  void Project(TrueTypeFont* font);
+  void Project(LabelFont* font);
   void AddAtoms();
   void AddBonds();
   void AddCell();
@@ -140,7 +140,7 @@ void SceneBuilder::SetUpColours() {
   scene_.unit = 2.0 / size_ * std::max(1.0, std::floor(size_ / kSidePerUnit));
 }
 
-void SceneBuilder::Project(TrueTypeFont* font) {
+void SceneBuilder::Project(LabelFont* font) {
   RenderOptions options;
   options.mode = options_.mode;
   options.labels = options_.labels && font;
@@ -271,7 +271,7 @@ double GlAtom::Reach() const {
 }
 
 GlScene BuildGlScene(Document& document, const ViewState& view, int size, const GlPictureOptions& options,
-                     TrueTypeFont* font) {
+                     LabelFont* font) {
   const ScreenPlaces places(document);
   return SceneBuilder(document, view, size, options).Build(font);
 }

@@ -7,8 +7,8 @@
 
 #include "base/vec3.h"
 #include "draw/canvas/canvas.h"
+#include "draw/labels/label_font.h"
 #include "gl/gl_picture.h"
-#include "gl/true_type_font.h"
 
 namespace marvik {
 
@@ -70,7 +70,7 @@ struct GlScene {
 // Positions, radii, colours and places of labels are those of the interactive renderer in a picture of that size.
 // `font` may be null where there are no labels. The atoms' screen positions come back as they were.
 GlScene BuildGlScene(Document& document, const ViewState& view, int size, const GlPictureOptions& options,
-                     TrueTypeFont* font);
+                     LabelFont* font);
 
 // Draws all layers of a scene, but not its labels, into a picture of that size, which is filled with what is behind the
 // model first. False, with a text in `error` unless `keepGoing` stopped it, when the picture is not whole.

@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <array>
 
+#include "base/numbers.h"
+
 namespace marvik {
 namespace {
 
 constexpr std::array<std::string_view, 4> kBackgrounds{"usual", "black", "white", "transparent"};
+constexpr std::array<std::string_view, 4> kKeys{"size", "resolution", "background", "renderer"};
+constexpr std::string_view kBlanks = " \t\r\n";
 
 }  // namespace
 
@@ -18,6 +22,57 @@ std::optional<PictureBackground> BackgroundNamed(std::string_view name) {
 
 std::string_view NameOf(PictureBackground background) {
   return kBackgrounds[static_cast<size_t>(background)];
+}
+
+std::string PictureSizeRule() {
+  return "A picture has from " + std::to_string(kSmallestPicture) + " to " + std::to_string(kLargestPicture) +
+         " pixels a side.";
+}
+
+std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const PictureOptions& usual,
+                                                  std::string& wrong) {
+  PictureRequest request{usual, ""};
+  while (true) {
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    const std::string_view word = text.substr(0, text.find_first_of(kBlanks));
+    const size_t equals = word.find('=');
+    const std::string_view key = word.substr(0, equals);
+    if (equals == std::string_view::npos || std::ranges::find(kKeys, key) == kKeys.end()) break;
+    const std::string_view value = word.substr(equals + 1);
+    double number = 0.0;
+    if (key == "background") {
+      const auto background = BackgroundNamed(value);
+      if (!background) wrong = "The background is black, white or transparent.";
+      request.options.background = background.value_or(usual.background);
+    } else if (key == "renderer") {
+      if (value != "interactive" && value != "opengl") wrong = "The renderer is interactive or opengl.";
+      request.options.openGl = value == "opengl";
+    } else if (!ParseWholeNumber(value, number)) {
+      wrong = std::string(word) + " is not a number.";
+    } else if (key == "size") {
+      const bool whole = number >= kSmallestPicture && number <= kLargestPicture && number == RoundHalfAway(number);
+      if (!whole) wrong = PictureSizeRule();
+      request.options.size = whole ? RoundHalfAway(number) : usual.size;
+    } else {
+      if (!(number >= 0.0 && number <= kLargestResolution)) wrong = "The resolution is 0 to 10000 dots per inch.";
+      request.options.resolution = number;
+    }
+    if (!wrong.empty()) return {};
+    text.remove_prefix(word.size());
+  }
+  const size_t last = text.find_last_not_of(kBlanks);
+  if (last == std::string_view::npos) {
+    wrong = "The name of the file to write is missing.";
+    return {};
+  }
+  request.path = text.substr(0, last + 1);
+  return request;
+}
+
+std::string PictureArgument(const PictureRequest& request) {
+  const PictureOptions& o = request.options;
+  return Printf("size=%d resolution=%.9g background=", o.size, o.resolution) + std::string(NameOf(o.background)) +
+         (o.openGl ? " renderer=opengl " : " renderer=interactive ") + request.path;
 }
 
 }  // namespace marvik

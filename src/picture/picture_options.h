@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace marvik {
@@ -14,7 +15,7 @@ inline constexpr int kMostLayers = 100;
 // Usual is black for pictures of pixels, as the screen has it, and white for figures made of lines.
 enum class PictureBackground : uint8_t { Usual, Black, White, Transparent };
 
-// How large a picture file is and what it stands on; what it shows is the workbench's.
+// How large a picture file is and what it stands on; what it shows is the subject's.
 struct PictureOptions {
   int size = 600;           // pixels a side
   double resolution = 0.0;  // dots per inch; 0: none, and figures made of lines have a point for each pixel
@@ -28,5 +29,17 @@ struct PictureOptions {
 // "usual", "black", "white" or "transparent"; nothing for anything else.
 std::optional<PictureBackground> BackgroundNamed(std::string_view name);
 std::string_view NameOf(PictureBackground background);
+
+// A picture file as one line of text: "size=1200 resolution=300 background=white renderer=opengl FILE". What is not
+// given is as in `usual`. Nothing, with a sentence in `wrong`, for what makes no sense.
+struct PictureRequest {
+  PictureOptions options;
+  std::string path;
+};
+std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const PictureOptions& usual,
+                                                  std::string& wrong);
+std::string PictureArgument(const PictureRequest& request);
+// The sentence about sizes that are not possible.
+std::string PictureSizeRule();
 
 }  // namespace marvik

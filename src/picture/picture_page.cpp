@@ -8,7 +8,7 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
-#include "gl/jpeg_writer.h"
+#include "picture/jpeg_writer.h"
 
 namespace marvik {
 namespace {

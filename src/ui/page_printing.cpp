@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include "app/picture/picture_output.h"
+#include "picture/view_page.h"
 #include "ui/painter_canvas.h"
 #include "ui/text.h"
 
@@ -40,7 +41,8 @@ bool PrintView(QPrinter& printer, Workbench& bench) {
                 place.scale * printer.logicalDpiY() / kUnitsPerInch);
   painter.translate(-place.corner.x, -place.corner.y);
   PainterCanvas canvas(painter, static_cast<int>(kPageLabelSize));
-  if (!DrawPage(bench, canvas)) {
+  PictureSubject subject = SubjectOf(bench);
+  if (!DrawPage(subject, canvas)) {
     printer.abort();
     painter.end();
     // What is printed into a file would stay as far as it got.

@@ -1,5 +1,3 @@
-#include "app/picture/picture_recipe.h"
-
 #include <cmath>
 #include <random>
 
@@ -7,6 +5,7 @@
 #include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/picture/picture_output.h"
+#include "picture/view_page.h"
 
 namespace marvik {
 namespace {

@@ -1,10 +1,12 @@
 #include "draw/labels/label_font.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <numeric>
 
 #include "base/files.h"
+#include "draw/labels/text_drawing.h"
 
 namespace marvik {
 namespace {
@@ -87,6 +89,26 @@ TEST(LabelFont, FacesAreFoundAndScaled) {
     EXPECT_LE(font.Pixels(), 1000.0);
     EXPECT_GT(font.GlyphOf(U'H').height, 0);
   }
+}
+
+TEST(LabelFont, TextIsCutOffAtTheEdgesAndCoversWhatIsTransparent) {
+  LabelFont font(20.0);
+  const auto draw = [&](double x, double y, std::string_view text, uint32_t under) {
+    Image image(100, 60);
+    std::ranges::fill(image.pixels, under);
+    DrawText({image.pixels.data(), 100, 60, 100}, font, {x, y}, text, {255, 255, 255});
+    return std::ranges::count_if(image.pixels, [&](uint32_t pixel) { return pixel != under; });
+  };
+  const auto whole = draw(30, 40, "H", 0xff000000u);
+  EXPECT_GT(whole, 40);
+  EXPECT_EQ(draw(30, 40, "H", 0u), whole) << "over nothing at all";
+  EXPECT_EQ(draw(30, 40, " ", 0xff000000u), 0);
+  for (const auto& [x, y] : {std::pair{-7, 40}, std::pair{91, 40}, std::pair{30, 10}}) {
+    EXPECT_GT(draw(x, y, "H", 0xff000000u), 0);
+    EXPECT_LT(draw(x, y, "H", 0xff000000u), whole);
+  }
+  EXPECT_EQ(draw(-2e6, 40, "H", 0xff000000u), 0);
+  EXPECT_EQ(draw(30, 1e300, "H", 0xff000000u), 0);
 }
 
 }  // namespace

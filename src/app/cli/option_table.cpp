@@ -5,6 +5,7 @@
 #include "app/version.h"
 #include "base/files.h"
 #include "base/numbers.h"
+#include "picture/picture_formats.h"
 #include "report/report.h"
 
 namespace marvik {
@@ -13,7 +14,6 @@ namespace {
 using Options = CommandLineOptions;
 
 constexpr std::string_view kWriteFormats[] = {"ins", "res", "pdb", "ct", "inp", "wrl", "con", "glb"};
-constexpr std::string_view kPictureFormats[] = {"png", "jpg", "svg", "pdf"};
 constexpr std::string_view kRenditions[] = {"wire", "ball", "ellipsoid", "pipes"};  // by DisplayMode
 constexpr std::string_view kBackgrounds[] = {"black", "white", "transparent"};
 constexpr std::string_view kRenderers[] = {"interactive", "opengl"};
@@ -173,7 +173,7 @@ constexpr OptionRow kOptions[] = {
      nullptr,
      PictureAction,
      nullptr,
-     kPictureFormats},
+     kPictureExtensions},
     {"--report", "", kReportNames, kActions, "print what the structure holds", nullptr, ReportAction},
     {"--refine",
      "",

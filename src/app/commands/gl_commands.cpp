@@ -5,12 +5,13 @@
 #include <cmath>
 
 #include "app/commands/command_handlers.h"
-#include "app/picture/gl_output.h"
+#include "app/picture/picture_output.h"
 #include "app/preferences/bitmap_preferences.h"
 #include "base/files.h"
 #include "base/numbers.h"
 #include "draw/canvas/png_writer.h"
-#include "gl/jpeg_writer.h"
+#include "picture/gl_output.h"
+#include "picture/jpeg_writer.h"
 #include "picture/picture_page.h"
 
 namespace marvik {
@@ -42,7 +43,7 @@ GlPictureOptions OptionsFor(Workbench& bench, bool colour, int size) {
   PictureOptions picture;
   picture.size = size;
   picture.blackWhite = !colour;
-  return GlOptionsOf(bench, picture);
+  return GlOptionsOf(SubjectOf(bench), picture);
 }
 
 struct Drawn {
@@ -55,7 +56,9 @@ Drawn DrawForOutput(Workbench& bench, GlPictureOptions options, int size, bool a
   options.printing = true;
   options.antiAlias = antiAlias;
   const Busy busy(bench);
-  GlPicture picture = DrawWithProgress(bench, options, size);
+  const StageClock clock(bench.seconds.draw);
+  PictureSubject subject = SubjectOf(bench);
+  GlPicture picture = DrawWithProgress(subject, options, size);
   if (picture.image && picture.complete) return {std::move(picture.image), Outcome::Done};
   if (picture.image) return {std::nullopt, Outcome::Cancelled};
   ShowFailure(bench, picture);

@@ -2,14 +2,12 @@
 
 #include "app/commands/command_handlers.h"
 #include "app/picture/picture_output.h"
-#include "app/picture/picture_recipe.h"
 #include "base/files.h"
-#include "base/numbers.h"
+#include "picture/view_page.h"
 
 namespace marvik {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
 constexpr size_t kMostNamed = 8;
 constexpr FieldRange kPictureFields[] = {{"size", "Pixels a side", kSmallestPicture, kLargestPicture},
                                          {"resolution", "Dots per inch", 0, kLargestResolution},
@@ -41,52 +39,6 @@ std::span<const FieldRange> SavePictureFields() {
   return kPictureFields;
 }
 
-std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const PictureOptions& usual,
-                                                  std::string& wrong) {
-  PictureRequest request{usual, ""};
-  while (true) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    const std::string_view word = text.substr(0, text.find_first_of(kBlanks));
-    const size_t equals = word.find('=');
-    const std::string_view key = word.substr(0, equals);
-    if (equals == std::string_view::npos || !FindField(kPictureFields, key)) break;
-    const std::string_view value = word.substr(equals + 1);
-    double number = 0.0;
-    if (key == "background") {
-      const auto background = BackgroundNamed(value);
-      if (!background) wrong = "The background is black, white or transparent.";
-      request.options.background = background.value_or(usual.background);
-    } else if (key == "renderer") {
-      if (value != "interactive" && value != "opengl") wrong = "The renderer is interactive or opengl.";
-      request.options.openGl = value == "opengl";
-    } else if (!ParseWholeNumber(value, number)) {
-      wrong = std::string(word) + " is not a number.";
-    } else if (key == "size") {
-      const bool whole = number >= kSmallestPicture && number <= kLargestPicture && number == RoundHalfAway(number);
-      if (!whole) wrong = PictureSizeRule();
-      request.options.size = whole ? RoundHalfAway(number) : usual.size;
-    } else {
-      if (!(number >= 0.0 && number <= kLargestResolution)) wrong = "The resolution is 0 to 10000 dots per inch.";
-      request.options.resolution = number;
-    }
-    if (!wrong.empty()) return {};
-    text.remove_prefix(word.size());
-  }
-  const size_t last = text.find_last_not_of(kBlanks);
-  if (last == std::string_view::npos) {
-    wrong = "The name of the file to write is missing.";
-    return {};
-  }
-  request.path = text.substr(0, last + 1);
-  return request;
-}
-
-std::string PictureArgument(const PictureRequest& request) {
-  const PictureOptions& o = request.options;
-  return Printf("size=%d resolution=%.9g background=", o.size, o.resolution) + std::string(NameOf(o.background)) +
-         (o.openGl ? " renderer=opengl " : " renderer=interactive ") + request.path;
-}
-
 // "size=1200 resolution=300 background=white renderer=opengl FILE", all but the file as last time where they are
 // missing.
 Outcome SavePictureHandler(Workbench& bench, const CommandCall& call) {
@@ -106,7 +58,8 @@ Outcome PrintHandler(Workbench& bench, const CommandCall& call) {
     if (bench.hooks.printView) return bench.hooks.printView() ? Outcome::Done : Outcome::Cancelled;
     return Refuse(bench, "Command Usage Error:", "Print: This command needs a value, 154=FILE.pdf.");
   }
-  const auto bytes = DrawPdfPage(bench);
+  PictureSubject subject = SubjectOf(bench);
+  const auto bytes = DrawPdfPage(subject);
   return bytes && WriteBytes(bench, call.argument, *bytes) ? Outcome::Done : Outcome::Failed;
 }
 

@@ -4,6 +4,7 @@
 
 #include "draw/canvas/disc_stack.h"
 #include "draw/labels/label_font.h"
+#include "draw/labels/text_drawing.h"
 
 namespace marvik {
 
@@ -411,27 +412,11 @@ CanvasPoint ScanlineCanvas::TextSize(std::string_view text) {
 }
 
 void ScanlineCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) {
-  if (!font_ || !(std::abs(at.x) <= kFarthest) || !(std::abs(at.y) <= kFarthest)) return;
+  if (!font_) return;
   const bool centred = anchor == TextAnchor::Centre;
-  double pen = centred ? at.x - font_->Width(text) / 2 : at.x;
+  const double pen = centred ? at.x - font_->Width(text) / 2 : at.x;
   const double base = at.y + (centred ? (font_->Ascent() - font_->Descent()) / 2 : -font_->Descent());
-  const int line = PixelHolding(base);
-  SurfaceSink sink{surface_, PixelOf(colour)};
-  while (const char32_t character = TakeCharacter(text)) {
-    const LabelFont::Glyph& glyph = font_->GlyphOf(character);
-    const int left = PixelHolding(pen) + glyph.left;
-    const int top = line - glyph.top;
-    pen += glyph.advance;
-    const int x0 = std::max(0, -left);
-    const int x1 = std::min(glyph.width, surface_.width - left);
-    const int y1 = std::min(glyph.height, surface_.height - top);
-    for (int y = std::max(0, -top); y < y1; ++y) {
-      const uint8_t* cover = glyph.cover.data() + ptrdiff_t{y} * glyph.width;
-      for (int x = x0; x < x1; ++x) {
-        if (cover[x]) sink.Part(top + y, left + x, cover[x]);
-      }
-    }
-  }
+  DrawText(surface_, *font_, {pen, base}, text, colour);
 }
 
 }  // namespace marvik

@@ -43,7 +43,12 @@ class PictureDialog : public QDialog {
 };
 
 QString Filter() {
-  return QDialog::tr("PNG picture (*.png);;JPEG picture (*.jpg);;SVG figure (*.svg);;PDF figure (*.pdf)");
+  QStringList filters;
+  for (const PictureFormat& format : PictureFormats()) {
+    const QString kind = format.encode ? QDialog::tr("%1 picture (*.%2)") : QDialog::tr("%1 figure (*.%2)");
+    filters.append(kind.arg(ToText(format.name), ToText(format.extension)));
+  }
+  return filters.join(QStringLiteral(";;"));
 }
 
 PictureDialog::PictureDialog(QWidget* parent, const PictureRequest& initial) : QDialog(parent) {
@@ -117,7 +122,8 @@ void PictureDialog::ShowExtent() {
 // Figures made of lines have one way.
 void PictureDialog::ShowRenderer() {
   const QString suffix = QFileInfo(file_->text()).suffix().toLower();
-  renderer_->setEnabled(suffix != QLatin1String("svg") && suffix != QLatin1String("pdf"));
+  const PictureFormat* format = PictureFormatNamed(ToBytes(suffix));
+  renderer_->setEnabled(!format || format->encode);
 }
 
 void PictureDialog::Browse() {

@@ -2,8 +2,8 @@
 #include <array>
 #include <cmath>
 
-#include "app/picture/picture_recipe.h"
 #include "base/numbers.h"
+#include "picture/picture_recipe.h"
 
 namespace marvik {
 namespace {

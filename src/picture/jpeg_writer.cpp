@@ -1,6 +1,8 @@
-#include "gl/jpeg_writer.h"
+#include "picture/jpeg_writer.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <csetjmp>
 #include <cstdlib>
 #include <jpeglib.h>
@@ -38,7 +40,7 @@ struct Compressor {
 };
 
 // Between setjmp and the last call that may jump back here nothing is made that would have to be destroyed.
-bool Compress(const Image& image, std::vector<JSAMPLE>& row, Compressor& compressor) {
+bool Compress(const Image& image, double dotsPerInch, std::vector<JSAMPLE>& row, Compressor& compressor) {
   jpeg_compress_struct& info = compressor.info;
   info.err = jpeg_std_error(&compressor.errors.base);
   compressor.errors.base.error_exit = GiveUp;
@@ -52,6 +54,10 @@ bool Compress(const Image& image, std::vector<JSAMPLE>& row, Compressor& compres
   info.in_color_space = JCS_RGB;
   jpeg_set_defaults(&info);
   jpeg_set_quality(&info, kQuality, TRUE);
+  if (dotsPerInch > 0.0) {
+    info.density_unit = 1;  // dots per inch
+    info.X_density = info.Y_density = static_cast<UINT16>(std::lround(std::clamp(dotsPerInch, 1.0, 65535.0)));
+  }
   jpeg_start_compress(&info, TRUE);
   JSAMPROW samples = row.data();
   while (info.next_scanline < info.image_height) {
@@ -69,11 +75,11 @@ bool Compress(const Image& image, std::vector<JSAMPLE>& row, Compressor& compres
 
 }  // namespace
 
-std::optional<std::string> EncodeJpeg(const Image& image) {
+std::optional<std::string> EncodeJpeg(const Image& image, double dotsPerInch) {
   try {
     std::vector<JSAMPLE> row(static_cast<size_t>(image.width) * 3);
     Compressor compressor;
-    if (!Compress(image, row, compressor)) return std::nullopt;
+    if (!Compress(image, dotsPerInch, row, compressor)) return std::nullopt;
     return std::string(reinterpret_cast<const char*>(compressor.bytes), compressor.size);
   } catch (const std::bad_alloc&) {
     return std::nullopt;

@@ -1,4 +1,4 @@
-#include "gl/jpeg_writer.h"
+#include "picture/jpeg_writer.h"
 
 #include <array>
 #include <cstdlib>
@@ -76,6 +76,8 @@ TEST_F(JpegTest, IsOfQuality100WithBaselineTables) {
   EXPECT_EQ(bytes.substr(tables + 4, 65), std::string(1, '\0') + std::string(64, '\1'));
   EXPECT_NE(bytes.find("\xff\xc0"), std::string::npos) << "not the baseline process";
   EXPECT_TRUE(bytes.ends_with("\xff\xd9"));
+  const std::string sized = EncodeJpeg(Quarters(16, 16), 300.0).value();
+  EXPECT_EQ(sized.substr(13, 5), std::string("\1\1\x2c\1\x2c")) << "300 dots to the inch in both directions";
 }
 
 TEST_F(JpegTest, FailuresAreSaidAndLeaveNothing) {

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "app/workbench.h"
 #include "picture/picture_options.h"
+#include "picture/picture_subject.h"
 
 namespace marvik {
 
@@ -50,8 +50,8 @@ struct PictureRecipe : PictureLook {
   std::vector<Bond> bonds;  // those that are not plain
 };
 
-// The recipe of what is shown now.
-PictureRecipe RecipeOf(const Workbench& bench);
+// The recipe of what is shown now, and of the file that it goes to.
+PictureRecipe RecipeOf(const PictureSubject& subject, const PictureOptions& picture);
 
 // A text of one thing a line, in ASCII but for the names; numbers have a point whatever the locale.
 std::string RecipeText(const PictureRecipe& recipe);
@@ -64,8 +64,8 @@ struct RecipeReading {
 };
 RecipeReading ReadRecipe(std::string_view text);
 
-// Shows the structure as the recipe says; what it does not speak of stays or takes the usual look. Gives the names of
-// atoms and bonds that are not there.
-std::vector<std::string> ApplyRecipe(Workbench& bench, const PictureRecipe& recipe);
+// Makes the subject, view and look and atoms, what the recipe says; what it does not speak of stays or takes the usual
+// look. Gives the names of atoms and bonds that are not there.
+std::vector<std::string> ShowAsRecipe(const PictureRecipe& recipe, PictureSubject& subject);
 
 }  // namespace marvik

@@ -1,4 +1,4 @@
-#include "app/picture/picture_recipe.h"
+#include "picture/picture_recipe.h"
 
 #include <algorithm>
 #include <cmath>
@@ -52,8 +52,8 @@ std::array<std::array<double, 3>, 3> Orthonormal(const std::array<std::array<dou
   return is ? given : rows;
 }
 
-void ShowBonds(Workbench& bench, const PictureRecipe& recipe, const Names& names, std::vector<std::string>& gone) {
-  AtomList& atoms = bench.document.atoms;
+void ShowBonds(Document& document, const PictureRecipe& recipe, const Names& names, std::vector<std::string>& gone) {
+  AtomList& atoms = document.atoms;
   for (AtomRecord* atom : Atoms(atoms)) {
     for (BondRecord* bond = atom->bonds; bond; bond = bond->next) {
       bond->SetOrder(kSingle);
@@ -75,11 +75,10 @@ void ShowBonds(Workbench& bench, const PictureRecipe& recipe, const Names& names
   }
 }
 
-void ShowAtoms(Workbench& bench, const PictureRecipe& recipe, const Names& names, std::vector<std::string>& gone) {
-  AtomList& atoms = bench.document.atoms;
+void ShowAtoms(Document& document, const PictureRecipe& recipe, const Names& names, std::vector<std::string>& gone) {
+  AtomList& atoms = document.atoms;
   atoms.displaySubset.Clear();
   atoms.hiddenParts.clear();
-  bench.uniqHistory.clear();
   for (AtomRecord* atom : Atoms(atoms)) {
     atom->Set(kHidden, !recipe.peaks && atom->IsPeak());
     atom->Set(kHiddenPart, false);
@@ -113,9 +112,10 @@ void ShowAtoms(Workbench& bench, const PictureRecipe& recipe, const Names& names
 
 }  // namespace
 
-PictureRecipe RecipeOf(const Workbench& bench) {
-  const Document& document = bench.document;
-  const ViewState& view = bench.view;
+PictureRecipe RecipeOf(const PictureSubject& subject, const PictureOptions& picture) {
+  const Document& document = subject.document;
+  const ViewState& view = subject.view;
+  const RenderOptions& look = subject.look;
   PictureRecipe recipe;
   for (size_t i = 0; i < 3; ++i) std::copy_n(view.modelview[i].begin(), 3, recipe.rotation[i].begin());
   recipe.radius = view.viewRadius;
@@ -124,13 +124,13 @@ PictureRecipe RecipeOf(const Workbench& bench) {
   const double side = view.drawingSize > 0.0 ? view.drawingSize : 1.0;
   recipe.pan = {view.panX / side, view.panY / side};
   recipe.depthCue = view.depthCueLevel;
-  recipe.rendition = bench.RenditionMode;
-  recipe.labels = bench.LabelsOn;
-  recipe.hydrogenLabels = bench.HydrogenLabelsOn;
-  recipe.hybridColours = bench.HybridLabelColoration;
-  recipe.cell = bench.ShowCell;
-  recipe.probability = bench.pictures.probability;
-  recipe.picture = bench.pictureFile;
+  recipe.rendition = look.mode;
+  recipe.labels = look.labels;
+  recipe.hydrogenLabels = look.hydrogenLabels;
+  recipe.hybridColours = look.hybridLabelColoration;
+  recipe.cell = look.showCell;
+  recipe.probability = look.probability;
+  recipe.picture = picture;
   recipe.peaks = false;
   for (const AtomRecord* atom : Atoms(document.atoms, kVisibleOnly)) recipe.peaks |= atom->IsPeak();
 
@@ -150,26 +150,25 @@ PictureRecipe RecipeOf(const Workbench& bench) {
   return recipe;
 }
 
-std::vector<std::string> ApplyRecipe(Workbench& bench, const PictureRecipe& recipe) {
+std::vector<std::string> ShowAsRecipe(const PictureRecipe& recipe, PictureSubject& subject) {
   std::vector<std::string> gone;
-  const Names names = NamesOf(bench.document);
-  ShowAtoms(bench, recipe, names, gone);
-  ShowBonds(bench, recipe, names, gone);
-  bench.RenditionMode = recipe.rendition;
-  bench.LabelsOn = recipe.labels;
-  bench.HydrogenLabelsOn = recipe.hydrogenLabels;
-  bench.HybridLabelColoration = recipe.hybridColours;
-  bench.ShowCell = recipe.cell;
-  bench.pictures.probability = recipe.probability;
-  bench.pictureFile = recipe.picture;
+  const Names names = NamesOf(subject.document);
+  ShowAtoms(subject.document, recipe, names, gone);
+  ShowBonds(subject.document, recipe, names, gone);
+  RenderOptions& look = subject.look;
+  look.mode = recipe.rendition;
+  look.labels = recipe.labels;
+  look.hydrogenLabels = recipe.hydrogenLabels;
+  look.hybridLabelColoration = recipe.hybridColours;
+  look.showCell = recipe.cell;
+  look.probability = recipe.probability;
 
-  ViewState& view = bench.view;
+  ViewState& view = subject.view;
   const auto rotation = Orthonormal(recipe.rotation);
   view.modelview = IdentityMatrix4();
   for (size_t i = 0; i < 3; ++i) std::ranges::copy(rotation[i], view.modelview[i].begin());
   view.depthCueLevel = recipe.depthCue;
-  view.zoomedOnSelection = false;
-  bench.ResetViewToModel();
+  ResetView(view, subject.document);
   const Cartesian offset{recipe.centre[0], recipe.centre[1], recipe.centre[2]};
   view.fitView(recipe.radius, view.viewCentre + offset);
   view.panX = static_cast<int32_t>(std::lround(recipe.pan[0] * view.drawingSize));

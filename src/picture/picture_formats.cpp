@@ -1,0 +1,170 @@
+#include "picture/picture_formats.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "draw/canvas/pdf_canvas.h"
+#include "draw/canvas/png_strips.h"
+#include "draw/canvas/png_writer.h"
+#include "draw/canvas/scanline_canvas.h"
+#include "draw/canvas/svg_canvas.h"
+#include "draw/labels/label_font.h"
+#include "picture/gl_output.h"
+#include "picture/jpeg_writer.h"
+
+namespace marvik {
+namespace {
+
+constexpr double kPointsPerInch = 72.0;
+
+PictureBytes Refuse(UserMessages& messages, const std::string& text) {
+  messages.Show({MessageIcon::Warning, "Error: File I/O", text});
+  return {};
+}
+
+// The view fitted into a square of that side; what was moved by hand moves as far on the larger picture.
+ViewState FittedView(const PictureSubject& subject, double side) {
+  ViewState view = subject.view;
+  const double factor = view.drawingSize > 0.0 ? side / view.drawingSize : 1.0;
+  view.panX = static_cast<int32_t>(std::lround(std::clamp(view.panX * factor, -1e6, 1e6)));
+  view.panY = static_cast<int32_t>(std::lround(std::clamp(view.panY * factor, -1e6, 1e6)));
+  view.drawingSize = side;
+  view.fitView(view.viewRadius, std::nullopt);
+  return view;
+}
+
+// Points.
+int VectorSide(const PictureOptions& picture) {
+  if (!(picture.resolution > 0.0)) return picture.size;
+  return std::max(kSmallestPicture, static_cast<int>(std::lround(picture.size * kPointsPerInch / picture.resolution)));
+}
+
+bool DrawLines(PictureSubject& subject, const PictureOptions& picture, Canvas& canvas) {
+  RenderOptions options = subject.look;
+  options.exact = true;
+  options.cutOctant = true;
+  options.whiteBackground = picture.background != PictureBackground::Black;
+  options.clear = picture.background != PictureBackground::Transparent;
+  return InteractiveRenderer().Render(subject.document, FittedView(subject, VectorSide(picture)), options, canvas,
+                                      subject.goOn);
+}
+
+PictureBytes DrawSvg(PictureSubject& subject, const PictureOptions& picture) {
+  const int side = VectorSide(picture);
+  LabelFont font(side * kLabelPart);
+  SvgCanvas canvas(side, font);
+  if (!DrawLines(subject, picture, canvas)) return {};
+  return canvas.Finish();
+}
+
+PictureBytes DrawPdf(PictureSubject& subject, const PictureOptions& picture) {
+  const int side = VectorSide(picture);
+  const std::string file = FindSansFontFile();
+  LabelFont font(side * kLabelPart, file);
+  PdfPage page;
+  page.width = page.height = side;
+  page.title = subject.title;
+  PdfCanvas canvas(page, font, file);
+  if (!DrawLines(subject, picture, canvas)) return {};
+  return canvas.Finish();
+}
+
+RenderOptions PixelOptions(const PictureSubject& subject, const PictureOptions& picture) {
+  RenderOptions options = subject.look;
+  options.whiteBackground =
+      picture.background == PictureBackground::Transparent || picture.background == PictureBackground::White;
+  return options;
+}
+
+PictureBytes DrawPng(PictureSubject& subject, const PictureOptions& picture) {
+  RenderOptions options = PixelOptions(subject, picture);
+  const ViewState view = FittedView(subject, picture.size);
+  const StripDrawing drawing{picture.size, picture.background == PictureBackground::Transparent,
+                             options.labels || options.showCell};
+  InteractiveRenderer renderer;
+  return DrawPngInStrips(
+      drawing, picture.resolution,
+      [&](Canvas& canvas, bool clear) {
+        options.clear = clear;
+        return renderer.Render(subject.document, view, options, canvas, subject.goOn);
+      },
+      subject.messages);
+}
+
+std::optional<Image> DrawPixels(PictureSubject& subject, const PictureOptions& picture) {
+  Image image(picture.size, picture.size);
+  LabelFont font(picture.size * kLabelPart);
+  ScanlineCanvas canvas(image, &font);
+  if (!InteractiveRenderer().Render(subject.document, FittedView(subject, picture.size), PixelOptions(subject, picture),
+                                    canvas, subject.goOn))
+    return {};
+  return image;
+}
+
+constexpr PictureFormat kFormats[] = {
+    {"PNG", kPictureExtensions[0], "", true, DrawPng,
+     [](const Image& image, const PictureOptions& picture) {
+       return EncodePng(image, {picture.resolution, picture.background == PictureBackground::Transparent});
+     }},
+    {"JPEG", kPictureExtensions[1], "jpeg", false, nullptr,
+     [](const Image& image, const PictureOptions& picture) { return EncodeJpeg(image, picture.resolution); }},
+    {"SVG", kPictureExtensions[2], "", true, DrawSvg, nullptr},
+    {"PDF", kPictureExtensions[3], "", true, DrawPdf, nullptr},
+};
+static_assert(std::size(kFormats) == std::size(kPictureExtensions));
+
+}  // namespace
+
+std::span<const PictureFormat> PictureFormats() {
+  return kFormats;
+}
+
+const PictureFormat* PictureFormatNamed(std::string_view extension) {
+  const auto* found = std::ranges::find_if(kFormats, [&](const PictureFormat& format) {
+    return format.extension == extension || (!extension.empty() && format.alias == extension);
+  });
+  return found == std::end(kFormats) ? nullptr : found;
+}
+
+std::string PictureExtensions(bool ofPixels) {
+  std::vector<std::string_view> extensions;
+  for (const PictureFormat& format : kFormats) {
+    if (format.encode || !ofPixels) extensions.push_back(format.extension);
+  }
+  std::string text;
+  for (size_t i = 0; i < extensions.size(); ++i) {
+    if (i > 0) text += i + 1 < extensions.size() ? ", " : " and ";
+    text.append(".").append(extensions[i]);
+  }
+  return text;
+}
+
+PictureBytes DrawPicture(PictureSubject& subject, const PictureOptions& options, const std::string& format) {
+  const PictureFormat* known = PictureFormatNamed(format);
+  if (options.openGl && (!known || !known->encode))
+    return Refuse(subject.messages, "The OpenGL renderer makes " + PictureExtensions(true) + " files.");
+  if (!known) {
+    return Refuse(subject.messages, "Pictures can be written as " + PictureExtensions() + ", not as ." + format + ".");
+  }
+  if (!options.openGl && (options.size < kSmallestPicture || options.size > kLargestPicture))
+    return Refuse(subject.messages, PictureSizeRule());
+  PictureOptions possible = options;
+  if (options.background == PictureBackground::Transparent && !known->transparent)
+    possible.background = PictureBackground::White;
+  try {
+    if (!options.openGl && known->draw) {
+      auto bytes = known->draw(subject, possible);
+      if (!bytes) SayPictureStopped(subject.messages);
+      return bytes;
+    }
+    const auto image = options.openGl ? DrawGlImage(subject, possible) : DrawPixels(subject, possible);
+    if (!image && !options.openGl) SayPictureStopped(subject.messages);
+    if (!image) return {};
+    if (auto bytes = known->encode(*image, possible)) return bytes;
+  } catch (const std::bad_alloc&) {
+  }
+  return Refuse(subject.messages, "There is not enough memory for this picture.");
+}
+
+}  // namespace marvik
