@@ -314,10 +314,11 @@ TEST(GlPicture, SurvivesWhatMakesNoSense) {
 
 TEST(GlPicture, LabelsAndCellFollowTheOptions) {
   GlStage stage;
-  AtomRecord* carbon = stage.Add("C1", 3.0, 0, 0);
+  AtomRecord* oxygen = stage.Add("O1", 3.0, 0, 0);
   stage.Add("H1", -3.0, 0, 0);
+  stage.document.elements[1].colour = stage.document.elements[8].colour;
   const Image none = stage.Picture(300);
-  const auto ink = [&] { return BlobOf(stage.Picture(300), [](Rgb c) { return c.r + c.g + c.b < 150; }); };
+  const auto ink = [&] { return BlobOf(stage.Picture(300), [](Rgb c) { return c.r < 128 && c.r == c.g && c.g == c.b; }); };
   EXPECT_EQ(ink().count, 0);
   stage.options.labels = true;
   const Blob both = ink();
@@ -327,8 +328,8 @@ TEST(GlPicture, LabelsAndCellFollowTheOptions) {
   EXPECT_LT(one.count, both.count);
   EXPECT_NEAR(one.middle.x, 150 - 3.0 / 11.0 * 150, 25);
   // A label that the user moved is where he put it: half a view unit up and to the right.
-  carbon->flags2 |= kLabelPlaced;
-  carbon->labelOffsetX = carbon->labelOffsetY = 0.5f;
+  oxygen->flags2 |= kLabelPlaced;
+  oxygen->labelOffsetX = oxygen->labelOffsetY = 0.5f;
   const Blob moved = ink();
   EXPECT_NEAR(moved.middle.x, 109 + 75 + 6, 6);
   EXPECT_NEAR(moved.middle.y, 150 - 75 - 6, 6);
