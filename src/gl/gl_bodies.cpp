@@ -1,10 +1,10 @@
 #include "gl/gl_bodies.h"
 
-#include <GL/gl.h>
-#include <GL/glu.h>
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+
+#include "gl/gl_calls.h"
 
 namespace marvik {
 namespace {

@@ -1,12 +1,8 @@
-#define GL_GLEXT_PROTOTYPES
 #include "gl/gl_context.h"
 
-#include <EGL/egl.h>
-#include <EGL/eglext.h>
-#include <GL/gl.h>
-#include <GL/glext.h>
 #include <cstdlib>
 
+#include "gl/gl_calls.h"
 #include "gl/gl_light.h"
 
 namespace marvik {

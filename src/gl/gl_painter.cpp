@@ -1,12 +1,11 @@
 #include "gl/gl_painter.h"
 
-#include <GL/gl.h>
-#include <GL/glu.h>
 #include <algorithm>
 #include <cmath>
 #include <numbers>
 
 #include "draw/canvas/colours.h"
+#include "gl/gl_calls.h"
 #include "gl/gl_light.h"
 #include "gl/gl_program.h"
 #include "gl/gl_textures.h"

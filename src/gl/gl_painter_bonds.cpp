@@ -1,9 +1,9 @@
-#include <GL/gl.h>
 #include <algorithm>
 #include <cmath>
 
 #include "draw/canvas/colours.h"
 #include "draw/renderer/bond_sticks.h"
+#include "gl/gl_calls.h"
 #include "gl/gl_painter.h"
 
 namespace marvik {

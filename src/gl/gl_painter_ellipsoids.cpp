@@ -1,8 +1,8 @@
-#include <GL/gl.h>
 #include <algorithm>
 
 #include "draw/canvas/colours.h"
 #include "draw/renderer/render_frame.h"
+#include "gl/gl_calls.h"
 #include "gl/gl_painter.h"
 
 namespace marvik {

@@ -1,13 +1,11 @@
-#define GL_GLEXT_PROTOTYPES
 #include "gl/gl_picture.h"
 
-#include <GL/gl.h>
-#include <GL/glext.h>
 #include <algorithm>
 #include <cmath>
 #include <new>
 
 #include "draw/labels/text_drawing.h"
+#include "gl/gl_calls.h"
 #include "gl/gl_context.h"
 #include "gl/gl_painter.h"
 
@@ -164,6 +162,10 @@ bool renderGlScene(const GlScene& scene, int size, const GlPictureOptions& optio
   const int side = options.direct ? size : std::min(kTargetSide, (size + 2 * LargestShift(job.layers, size)) * factor);
   std::fill(image.pixels.begin(), image.pixels.end(), options.transparent ? 0u : PixelOf(scene.background));
   if (scene.atoms.empty() && scene.cellEdges.empty()) return true;
+  if (!LoadGlCalls()) {
+    error = "Could not initialize the device context.";
+    return false;
+  }
   const auto context = options.makeContext ? options.makeContext(error) : MakeOffscreenContext(error);
   if (!context) return false;
   const GlTarget target(side, side);

@@ -1,8 +1,6 @@
-#define GL_GLEXT_PROTOTYPES
 #include "gl/gl_program.h"
 
-#include <GL/gl.h>
-#include <GL/glext.h>
+#include "gl/gl_calls.h"
 
 namespace marvik {
 namespace {

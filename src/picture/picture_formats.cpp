@@ -23,6 +23,11 @@ PictureBytes Refuse(UserMessages& messages, const std::string& text) {
   return {};
 }
 
+PictureBytes Stopped(UserMessages& messages) {
+  SayPictureStopped(messages);
+  return {};
+}
+
 // The view fitted into a square of that side; what was moved by hand moves as far on the larger picture.
 ViewState FittedView(const PictureSubject& subject, double side) {
   ViewState view = subject.view;
@@ -54,11 +59,12 @@ PictureBytes DrawSvg(PictureSubject& subject, const PictureOptions& picture) {
   const int side = VectorSide(picture);
   LabelFont font(side * kLabelPart);
   SvgCanvas canvas(side, font);
-  if (!DrawLines(subject, picture, canvas)) return {};
+  if (!DrawLines(subject, picture, canvas)) return Stopped(subject.messages);
   return canvas.Finish();
 }
 
 PictureBytes DrawPdf(PictureSubject& subject, const PictureOptions& picture) {
+  if (!PdfCanvas::IsThere()) return Refuse(subject.messages, PdfCanvas::kMissing);
   const int side = VectorSide(picture);
   const std::string file = FindSansFontFile();
   LabelFont font(side * kLabelPart, file);
@@ -66,7 +72,7 @@ PictureBytes DrawPdf(PictureSubject& subject, const PictureOptions& picture) {
   page.width = page.height = side;
   page.title = subject.title;
   PdfCanvas canvas(page, font, file);
-  if (!DrawLines(subject, picture, canvas)) return {};
+  if (!DrawLines(subject, picture, canvas)) return Stopped(subject.messages);
   return canvas.Finish();
 }
 
@@ -83,13 +89,14 @@ PictureBytes DrawPng(PictureSubject& subject, const PictureOptions& picture) {
   const StripDrawing drawing{picture.size, picture.background == PictureBackground::Transparent,
                              options.labels || options.showCell};
   InteractiveRenderer renderer;
-  return DrawPngInStrips(
+  auto bytes = DrawPngInStrips(
       drawing, picture.resolution,
       [&](Canvas& canvas, bool clear) {
         options.clear = clear;
         return renderer.Render(subject.document, view, options, canvas, subject.goOn);
       },
       subject.messages);
+  return bytes ? std::move(bytes) : Stopped(subject.messages);
 }
 
 std::optional<Image> DrawPixels(PictureSubject& subject, const PictureOptions& picture) {
@@ -97,8 +104,10 @@ std::optional<Image> DrawPixels(PictureSubject& subject, const PictureOptions& p
   LabelFont font(picture.size * kLabelPart);
   ScanlineCanvas canvas(image, &font);
   if (!InteractiveRenderer().Render(subject.document, FittedView(subject, picture.size), PixelOptions(subject, picture),
-                                    canvas, subject.goOn))
+                                    canvas, subject.goOn)) {
+    SayPictureStopped(subject.messages);
     return {};
+  }
   return image;
 }
 
@@ -153,13 +162,8 @@ PictureBytes DrawPicture(PictureSubject& subject, const PictureOptions& options,
   if (options.background == PictureBackground::Transparent && !known->transparent)
     possible.background = PictureBackground::White;
   try {
-    if (!options.openGl && known->draw) {
-      auto bytes = known->draw(subject, possible);
-      if (!bytes) SayPictureStopped(subject.messages);
-      return bytes;
-    }
+    if (!options.openGl && known->draw) return known->draw(subject, possible);
     const auto image = options.openGl ? DrawGlImage(subject, possible) : DrawPixels(subject, possible);
-    if (!image && !options.openGl) SayPictureStopped(subject.messages);
     if (!image) return {};
     if (auto bytes = known->encode(*image, possible)) return bytes;
   } catch (const std::bad_alloc&) {

@@ -22,8 +22,8 @@ struct PictureFormat {
   std::string_view extension;  // lower case
   std::string_view alias;      // another extension, or ""
   bool transparent = false;    // has transparency; where it has none that is white
-  // Draws by means of its own, lines as lines; without, the picture is drawn in pixels and encoded. Nothing when it was
-  // stopped.
+  // Draws by means of its own, lines as lines; without, the picture is drawn in pixels and encoded. Nothing after a
+  // message.
   PictureBytes (*draw)(PictureSubject& subject, const PictureOptions& options) = nullptr;
   // The bytes of a finished picture; nothing when memory is gone. Formats without are made of lines.
   PictureBytes (*encode)(const Image& image, const PictureOptions& options) = nullptr;

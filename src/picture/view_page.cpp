@@ -41,6 +41,10 @@ bool DrawPage(PictureSubject& subject, Canvas& canvas) {
 }
 
 std::optional<std::string> DrawPdfPage(PictureSubject& subject) {
+  if (!PdfCanvas::IsThere()) {
+    subject.messages.Show({MessageIcon::Warning, "Error: File I/O", PdfCanvas::kMissing});
+    return {};
+  }
   const PagePlace place = PlaceOnPage(kA4Width, kA4Height);
   const std::string file = FindSansFontFile();
   LabelFont font(kPageLabelSize, file);

@@ -27,6 +27,7 @@ void AddModel(Scene& scene) {
 std::string Pdf(Scene& scene, const PdfPage& page) {
   const std::string file = FindSansFontFile();
   LabelFont font(12, file);
+  EXPECT_TRUE(PdfCanvas::IsThere());
   PdfCanvas canvas(page, font, file);
   scene.renderer.Render(scene.document, scene.view, scene.options, canvas, nullptr);
   return canvas.Finish().value_or("");
@@ -51,6 +52,7 @@ TEST(Pdf, BadCoordinatesTextAndFacesDoNotSpoilThePage) {
   LabelFont font(12, "");
   PdfPage page;
   page.width = page.height = 100;
+  ASSERT_TRUE(PdfCanvas::IsThere());
   PdfCanvas canvas(page, font, "/no/such/face");
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double infinite = std::numeric_limits<double>::infinity();

@@ -318,7 +318,9 @@ TEST(GlPicture, LabelsAndCellFollowTheOptions) {
   stage.Add("H1", -3.0, 0, 0);
   stage.document.elements[1].colour = stage.document.elements[8].colour;
   const Image none = stage.Picture(300);
-  const auto ink = [&] { return BlobOf(stage.Picture(300), [](Rgb c) { return c.r < 128 && c.r == c.g && c.g == c.b; }); };
+  const auto ink = [&] {
+    return BlobOf(stage.Picture(300), [](Rgb c) { return c.r < 128 && c.r == c.g && c.g == c.b; });
+  };
   EXPECT_EQ(ink().count, 0);
   stage.options.labels = true;
   const Blob both = ink();

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cairo-ft.h>
-#include <cairo-pdf.h>
 #include <cmath>
 #include <ft2build.h>
 #include FT_FREETYPE_H
 #include <numbers>
+
+#include "draw/canvas/cairo_calls.h"
 
 namespace marvik {
 
@@ -83,6 +83,10 @@ struct PdfCanvas::State {
     cairo_surface_destroy(surface);
   }
 };
+
+bool PdfCanvas::IsThere() {
+  return LoadCairoCalls();
+}
 
 PdfCanvas::PdfCanvas(const PdfPage& page, LabelFont& font, const std::string& fontFile)
     : state_(std::make_unique<State>()), font_(font) {

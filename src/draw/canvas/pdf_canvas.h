@@ -22,6 +22,10 @@ struct PdfPage {
 // gives the same bytes.
 class PdfCanvas : public Canvas {
  public:
+  // Whether the system has the library that writes such files, which is not loaded before. To be asked first.
+  static bool IsThere();
+  static constexpr char kMissing[] = "PDF files need the library libcairo.so.2, which is not installed.";
+
   // The font gives the widths of the labels and its size, in device units, that of the text; `fontFile` is the face
   // that is drawn, where it is none whatever sans face the system has.
   PdfCanvas(const PdfPage& page, LabelFont& font, const std::string& fontFile);

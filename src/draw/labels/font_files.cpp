@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fontconfig/fontconfig.h>
 #include <memory>
 
 #include "base/files.h"
+#include "draw/labels/fontconfig_calls.h"
 
 namespace marvik {
 namespace {
@@ -25,14 +25,14 @@ std::vector<std::string> AllFiles() {
 
 #else
 
-template <auto destroy>
+template <auto& destroy>
 struct Destroyer {
   template <class T>
   void operator()(T* made) const {
     destroy(made);
   }
 };
-template <class T, auto destroy>
+template <class T, auto& destroy>
 using Owned = std::unique_ptr<T, Destroyer<destroy> >;
 
 bool HasLatinLetters(const FcPattern* face) {
@@ -44,6 +44,7 @@ bool HasLatinLetters(const FcPattern* face) {
 // With a configuration of its own, as for the usual face.
 std::vector<std::string> AllFiles() {
   std::vector<std::string> files;
+  if (!LoadFontconfigCalls()) return files;
   const Owned<FcConfig, FcConfigDestroy> config(FcInitLoadConfigAndFonts());
   const Owned<FcPattern, FcPatternDestroy> pattern(FcNameParse(reinterpret_cast<const FcChar8*>(":scalable=true")));
   const Owned<FcObjectSet, FcObjectSetDestroy> wanted(FcObjectSetBuild(FC_FILE, FC_CHARSET, nullptr));

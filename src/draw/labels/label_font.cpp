@@ -1,6 +1,5 @@
 #include "draw/labels/label_font.h"
 
-#include <fontconfig/fontconfig.h>
 #include <ft2build.h>
 #include FT_FREETYPE_H
 
@@ -10,6 +9,7 @@
 
 #include "base/files.h"
 #include "draw/labels/bitmap_font.h"
+#include "draw/labels/fontconfig_calls.h"
 
 namespace marvik {
 
@@ -50,6 +50,7 @@ bool IsReadable(const std::string& path) {
 // With a configuration of its own, so that nothing is shared with other users of fontconfig in the process.
 std::string FileFromFontconfig() {
   std::string found;
+  if (!LoadFontconfigCalls()) return found;
   FcConfig* config = FcInitLoadConfigAndFonts();
   if (!config) return found;
   FcPattern* pattern = FcNameParse(reinterpret_cast<const FcChar8*>("Arial:scalable=true:weight=80:slant=0"));
