@@ -8,6 +8,7 @@
 #include "app/package_settings.h"
 #include "base/files.h"
 #include "base/numbers.h"
+#include "base/process_mark.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
 
@@ -24,6 +25,7 @@ class Quiet : public UserMessages {
  public:
   void Show(const UserMessage&) override {}
   bool AskYesNo(const UserMessage&, Unattended answer) override { return answer == Unattended::Yes; }
+  void RequestQuit() override {}
 };
 
 std::string Folder() {

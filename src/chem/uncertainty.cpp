@@ -33,7 +33,7 @@ Mat3 FreeShifts(const Document& document, const Fractional& place) {
     if (Length(document.matrix * moved) > kSamePlace) continue;
     ++count;
     for (int i = 0; i < 3; ++i)
-      for (int j = 0; j < 3; ++j) sum[i][j] += op.rows[static_cast<size_t>(i)][static_cast<size_t>(j)];
+      for (int j = 0; j < 3; ++j) sum[i][j] += op.r[static_cast<size_t>(i)][static_cast<size_t>(j)];
   }
   if (count == 0) return Mat3::Diagonal(1, 1, 1);
   for (int i = 0; i < 3; ++i)

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <limits>
 
+#include "crystal/site_symmetry.h"
 #include "phase/elements.h"
 #include "refine/solve/refinement.h"
 #include "refine/structure/neighbours.h"
-#include "refine/structure/site_symmetry.h"
 
 namespace marvik::phase {
 namespace {
@@ -23,7 +23,7 @@ constexpr double kDisplacementSlope = 6.0;  // of ln(electrons) with U, Å⁻²:
 // Å to the nearest image of any site, below 1.5 Å exact (no width of a cell is below 3 Å there).
 double DistanceToSites(const Structure& s, const Fractional& x, size_t except = SIZE_MAX) {
   double best = 1e30;
-  for (const GroupOperator& op : s.group.all) {
+  for (const SymmetryOperator& op : s.group.all) {
     const Fractional image = op.Apply(x);
     for (size_t i = 0; i < s.sites.size(); ++i) {
       if (i == except) continue;
@@ -189,7 +189,7 @@ double Model::Weight() const {
 void Model::FindFractions() {
   fractions_.clear();
   for (Site& site : structure.sites) {
-    const auto operations = SiteOperations(structure, site.x, kSiteTolerance);
+    const auto operations = SiteOperations(structure.group.all, structure.metric, site.x, kSiteTolerance);
     if (operations.size() > 1) site.x = ProjectOnSite(operations, site.x);
     fractions_.push_back(1.0 / static_cast<double>(std::max<size_t>(1, operations.size())));
   }
@@ -205,7 +205,7 @@ void Model::SetSites(const std::vector<Peak>& peaks, double limit) {
     if (sum >= limit || structure.sites.size() >= kMostSites) break;
     Site site;
     site.x = p.x;
-    const auto operations = SiteOperations(structure, p.x, kSiteTolerance);
+    const auto operations = SiteOperations(structure.group.all, structure.metric, p.x, kSiteTolerance);
     if (operations.size() > 1) site.x = ProjectOnSite(operations, p.x);
     if (DistanceToSites(structure, site.x) < kClosestAtoms) continue;
     const double fraction = 1.0 / static_cast<double>(std::max<size_t>(1, operations.size()));
@@ -230,12 +230,12 @@ void Model::Refine(int cycles, const Freedom& freedom) {
   DataPass pass(structure, observations_, weights);
   for (int cycle = 0; cycle < cycles; ++cycle) {
     MatchScale(structure, pass, calculated_);
-    Sums sums[DataPass::kThreads];
+    std::array<Sums, DataPass::kShares> sums;
     for (Sums& s : sums) s.blocks = BlocksOf(p, structure.sites.size());
-    pass.Run(calculated_, &p, [&](int thread, const double* rows, const Lanes& residual) {
-      sums[thread].Add(rows, residual, p, !freedom.ownDisplacements);
+    pass.Run(calculated_, &p, [&](size_t share, const double* rows, const Lanes& residual) {
+      sums[share].Add(rows, residual, p, !freedom.ownDisplacements);
     });
-    for (int t = 1; t < DataPass::kThreads; ++t) sums[0].Join(sums[t]);
+    for (size_t share = 1; share < sums.size(); ++share) sums[0].Join(sums[share]);
     std::vector<double> shifts(p.Size(), 0.0);
     constexpr double kDamping = 0.8;
     if (freedom.scale && sums[0].scale[0] > 0.0)
@@ -328,7 +328,7 @@ void Model::Recycle(double weakest) {
     if (peak.distance < kClosestAtoms) continue;
     Site site;
     site.x = peak.x;
-    const auto operations = SiteOperations(structure, peak.x, kSiteTolerance);
+    const auto operations = SiteOperations(structure.group.all, structure.metric, peak.x, kSiteTolerance);
     if (operations.size() > 1) site.x = ProjectOnSite(operations, peak.x);
     if (DistanceToSites(structure, site.x) < kClosestAtoms) continue;
     site.scatterer = static_cast<int>(structure.scatterers.size()) - 1;

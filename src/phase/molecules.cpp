@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "base/numbers.h"
+#include "crystal/symmetry.h"
 #include "refine/structure/neighbours.h"
 
 namespace marvik::phase {
@@ -30,19 +31,11 @@ NeighbourTable BondsOf(const Structure& s) {
 // The sites of one bonded group in the order of a walk along the skeleton, each with its place.
 using Fragment = std::vector<std::pair<int, Fractional>>;
 
-GroupOperator Composed(const GroupOperator& a, const GroupOperator& b) {
-  GroupOperator c;
-  const Fractional t = a.Apply({b.t[0], b.t[1], b.t[2]});
-  c.r = Product(a.r, b.r);
-  c.t = {t.x, t.y, t.z};
-  return c;
-}
-
 // Atoms are taken over in the image that is bonded to what is there already.
 void Walk(const Structure& s, const NeighbourTable& bonds, int from, std::vector<char>& seen, Fragment& fragment) {
   struct Step {
     int site;
-    GroupOperator image;
+    SymmetryOperator image;
   };
   std::vector<Step> open{{from, s.group.all.front()}};
   while (!open.empty()) {
@@ -59,9 +52,7 @@ void Walk(const Structure& s, const NeighbourTable& bonds, int from, std::vector
     });
     for (const Neighbour& n : next) {
       if (seen[static_cast<size_t>(n.site)]) continue;
-      GroupOperator op = s.group.all[static_cast<size_t>(n.operation)];
-      for (size_t i = 0; i < 3; ++i) op.t[i] += n.cell[i];
-      open.push_back({n.site, Composed(step.image, op)});
+      open.push_back({n.site, step.image * s.group.all[static_cast<size_t>(n.operation)].Shifted(n.cell)});
     }
   }
 }
@@ -98,10 +89,10 @@ void GatherMolecules(Candidate& candidate) {
   Fractional main{0.5, 0.5, 0.5};
   for (size_t f = 0; f < fragments.size(); ++f) {
     const Fractional centre = CentreOf(fragments[f]);
-    const GroupOperator* best = &s.group.all.front();
+    const SymmetryOperator* best = &s.group.all.front();
     Fractional shift;
     double least = 1e300;
-    for (const GroupOperator& op : s.group.all) {
+    for (const SymmetryOperator& op : s.group.all) {
       const Fractional moved = op.Apply(centre);
       Fractional to = main - moved;
       for (int k = 0; k < 3; ++k) to[k] = std::round(to[k]);
@@ -130,16 +121,17 @@ namespace {
 // The group of the opposite hand, and where its origin lies in the inverted frame; false where no table has it.
 bool OppositeGroup(const GroupCandidate& own, GroupCandidate& opposite, Fractional& shift) {
   gemmi::GroupOps inverted;
-  for (const GroupOperator& op : own.group.pointOperators) {
+  for (const SymmetryOperator& op : own.group.pointOperators) {
     gemmi::Op o = gemmi::Op::identity();
     for (size_t i = 0; i < 3; ++i) {
       for (size_t j = 0; j < 3; ++j) o.rot[i][j] = op.r[i][j] * gemmi::Op::DEN;
-      o.tran[i] = -RoundHalfAway(op.t[i] * gemmi::Op::DEN);
+      o.tran[i] = -RoundHalfAway(op.Translation(i) * gemmi::Op::DEN);
     }
     inverted.sym_ops.push_back(o.wrap());
   }
   for (const auto& c : own.group.centring) {
-    inverted.cen_ops.push_back({RoundHalfAway(c[0] * 24.0), RoundHalfAway(c[1] * 24.0), RoundHalfAway(c[2] * 24.0)});
+    constexpr int kParts = kTranslationParts / gemmi::Op::DEN;
+    inverted.cen_ops.push_back({c[0] / kParts, c[1] / kParts, c[2] / kParts});
   }
   opposite = own;
   // The standard origin is at most a multiple of an eighth away.
@@ -163,7 +155,7 @@ bool OppositeGroup(const GroupCandidate& own, GroupCandidate& opposite, Fraction
       if (op != gemmi::Op::identity()) opposite.symm.push_back(op.triplet());
     }
     std::string problem;
-    const auto group = MakeSpaceGroup(own.latt, opposite.symm, problem);
+    const auto group = MakeSpaceGroup(own.latt, ListOperators(own.latt, opposite.symm), problem);
     if (!group) return false;
     opposite.group = *group;
     shift = {move[0] / 24.0, move[1] / 24.0, move[2] / 24.0};

@@ -6,6 +6,7 @@
 #include "base/files.h"
 #include "base/numbers.h"
 #include "language/line_source.h"
+#include "language/tokenizer.h"
 #include "model/element_table.h"
 #include "refine/job/commands.h"
 
@@ -65,8 +66,8 @@ std::string ReadHeader(const std::string& text, Problem& problem) {
   std::vector<double> unit;
   std::string unknown;
   while (source.Next(line)) {
-    const Command command = ParseCommand(line.code);
-    const std::string& k = command.keyword;
+    const Command command = ParseInstruction(line);
+    const std::string& k = command.name;
     if (k == "END" || k == "HKLF") {
       if (k == "HKLF") problem.hklfLine = std::string(line.code);
       break;

@@ -10,7 +10,7 @@ namespace marvik::phase {
 namespace {
 
 std::string KeywordOf(const std::string& line) {
-  return ParseCommand(line).keyword;
+  return ParseInstruction(line).name;
 }
 
 std::map<int, double> CountElements(const Candidate& c) {

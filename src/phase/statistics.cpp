@@ -5,6 +5,7 @@
 #include <map>
 
 #include "base/numbers.h"
+#include "crystal/symmetry.h"
 
 namespace marvik::phase {
 namespace {
@@ -56,14 +57,12 @@ const Centring& FindCentring(Problem& problem, bool given) {
 std::vector<Rotation> HintedRotations(const Problem& problem) {
   std::vector<Rotation> rotations;
   std::string unused;
-  const auto group = MakeSpaceGroup(problem.lattice == 0 ? 1 : problem.lattice, problem.symm, unused);
+  const int lattice = problem.lattice == 0 ? 1 : problem.lattice;
+  const auto group = MakeSpaceGroup(lattice, ListOperators(lattice, problem.symm), unused);
   if (!group) return rotations;
-  for (const GroupOperator& op : group->pointOperators) {
+  for (const SymmetryOperator& op : group->pointOperators) {
     Rotation r = op.r;
-    const int det = r[0][0] * (r[1][1] * r[2][2] - r[1][2] * r[2][1]) -
-                    r[0][1] * (r[1][0] * r[2][2] - r[1][2] * r[2][0]) +
-                    r[0][2] * (r[1][0] * r[2][1] - r[1][1] * r[2][0]);
-    if (det < 0)
+    if (op.Determinant() < 0)
       for (auto& row : r)
         for (int& v : row) v = -v;
     if (std::find(rotations.begin(), rotations.end(), r) == rotations.end()) rotations.push_back(r);
@@ -159,7 +158,7 @@ void Normalise(const Metric& metric, DataStatistics& s) {
   const size_t order = s.laueGroup.pointOperators.size();
   for (size_t i = 0; i < n; ++i) {
     size_t same = 0;
-    for (const GroupOperator& op : s.laueGroup.pointOperators) same += op.ApplyToIndices(merged[i].h) == merged[i].h;
+    for (const SymmetryOperator& op : s.laueGroup.pointOperators) same += op.ApplyToIndices(merged[i].h) == merged[i].h;
     const double m = static_cast<double>(order) / static_cast<double>(std::max<size_t>(1, same));
     amplitude[i] = AmplitudeOf(merged[i]);
     weight[i + 1] = weight[i] + m;
@@ -184,7 +183,7 @@ double Completeness(const Metric& metric, const DataStatistics& s) {
   double measured = 0.0;
   for (const NormalisedReflection& r : s.normalised) {
     size_t same = 0;
-    for (const GroupOperator& op : s.laueGroup.pointOperators) same += op.ApplyToIndices(r.h) == r.h;
+    for (const SymmetryOperator& op : s.laueGroup.pointOperators) same += op.ApplyToIndices(r.h) == r.h;
     measured += static_cast<double>(s.laueGroup.pointOperators.size()) / static_cast<double>(std::max<size_t>(1, same));
   }
   const double expected = 4.0 / 3.0 * 3.14159265358979 * metric.volume / std::pow(s.dPhasing, 3) /
@@ -197,9 +196,12 @@ double Completeness(const Metric& metric, const DataStatistics& s) {
 SpaceGroup LaueSpaceGroup(const std::vector<Rotation>& rotations, const Centring& centring) {
   SpaceGroup group;
   group.centric = group.hasInversion = true;
-  group.centring = centring.points;
+  for (const auto& point : centring.points) {
+    auto& parts = group.centring.emplace_back();
+    for (size_t i = 0; i < 3; ++i) parts[i] = RoundHalfAway(point[i] * kTranslationParts);
+  }
   for (const Rotation& r : rotations) {
-    GroupOperator op;
+    SymmetryOperator op;
     op.r = r;
     group.primitive.push_back(op);
     group.pointOperators.push_back(op);
@@ -208,7 +210,7 @@ SpaceGroup LaueSpaceGroup(const std::vector<Rotation>& rotations, const Centring
     group.pointOperators.push_back(op);
   }
   for (const auto& c : group.centring) {
-    for (GroupOperator op : group.pointOperators) {
+    for (SymmetryOperator op : group.pointOperators) {
       op.t = c;
       group.all.push_back(op);
     }

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "base/numbers.h"
+#include "crystal/symmetry.h"
 #include "refine/map/transform.h"
 
 namespace marvik::phase {
@@ -234,9 +235,9 @@ class Search {
 std::vector<Search::Operation> Search::OperationsOf(const SpaceGroup& group) const {
   const Mat3 inverse = Inverse(BasisOf(data_.centring));
   std::vector<Operation> operations;
-  for (const GroupOperator& op : group.pointOperators) {
-    if (op.IsIdentityRotation()) continue;
-    const Fractional t = inverse * Fractional{op.t[0], op.t[1], op.t[2]};
+  for (const SymmetryOperator& op : group.pointOperators) {
+    if (op.r == SymmetryOperator{}.r) continue;
+    const Fractional t = inverse * op.Apply({});
     operations.push_back({OnPrimitive(op.r, data_.centring), {t.x, t.y, t.z}});
   }
   return operations;
@@ -451,7 +452,7 @@ bool FromTable(const gemmi::SpaceGroup& entry, const DataStatistics& data, Group
     candidate.symm.push_back(op.triplet());
   }
   std::string problem;
-  auto group = MakeSpaceGroup(candidate.latt, candidate.symm, problem);
+  auto group = MakeSpaceGroup(candidate.latt, ListOperators(candidate.latt, candidate.symm), problem);
   if (!group) return false;
   candidate.group = std::move(*group);
   candidate.symbol = entry.xhm();
@@ -464,20 +465,21 @@ bool SameOperations(const Search& search, const DataStatistics& data, const Grou
                     const GroupCandidate& b) {
   if (a.Order() != b.Order()) return false;
   const Mat3 inverse = Inverse(BasisOf(data.centring));
-  const auto translation = [&](const GroupOperator& op, const Fractional& origin) {
-    const Fractional t = inverse * Fractional{op.t[0], op.t[1], op.t[2]};
+  const auto translation = [&](const SymmetryOperator& op, const Fractional& origin) {
+    const Fractional t = inverse * op.Apply({});
     return search.Translation(OnPrimitive(op.r, data.centring), {t.x, t.y, t.z}, {origin.x, origin.y, origin.z});
   };
-  return std::all_of(a.group.pointOperators.begin(), a.group.pointOperators.end(), [&](const GroupOperator& op) {
-    return std::any_of(b.group.pointOperators.begin(), b.group.pointOperators.end(), [&](const GroupOperator& other) {
-      if (op.r != other.r) return false;
-      const Vector u = translation(op, a.origin), v = translation(other, b.origin);
-      for (size_t i = 0; i < 3; ++i) {
-        const double d = u[i] - v[i];
-        if (std::fabs(d - std::round(d)) > 0.04) return false;
-      }
-      return true;
-    });
+  return std::all_of(a.group.pointOperators.begin(), a.group.pointOperators.end(), [&](const SymmetryOperator& op) {
+    return std::any_of(b.group.pointOperators.begin(), b.group.pointOperators.end(),
+                       [&](const SymmetryOperator& other) {
+                         if (op.r != other.r) return false;
+                         const Vector u = translation(op, a.origin), v = translation(other, b.origin);
+                         for (size_t i = 0; i < 3; ++i) {
+                           const double d = u[i] - v[i];
+                           if (std::fabs(d - std::round(d)) > 0.04) return false;
+                         }
+                         return true;
+                       });
   });
 }
 
@@ -514,7 +516,7 @@ std::vector<GroupCandidate> GivenSpaceGroup(const Problem& problem, const DataSt
   Search search(problem, data, phases);
   GroupCandidate candidate;
   std::string sentence;
-  const auto group = MakeSpaceGroup(problem.lattice, problem.symm, sentence);
+  const auto group = MakeSpaceGroup(problem.lattice, ListOperators(problem.lattice, problem.symm), sentence);
   if (!group) return {};
   candidate.group = *group;
   candidate.symbol = group->symbol.empty() ? "as given" : group->symbol;
@@ -535,12 +537,12 @@ std::vector<AveragedReflection> AveragePhases(const DataStatistics& data, const 
     const Miller representative = candidate.group.Representative(h, true);
     if (representative != h && representative != Miller{-h[0], -h[1], -h[2]}) continue;
     std::complex<double> sum;
-    for (const GroupOperator& op : candidate.group.pointOperators) {
+    for (const SymmetryOperator& op : candidate.group.pointOperators) {
       const Miller image = data.centring.ToPrimitive(op.ApplyToIndices(h));
       const auto at = sphere.find(image);
       if (at == sphere.end()) continue;
       // F(h) = F(hR) exp(2πi h·t), each taken to the group's origin first.
-      const double shift = h[0] * op.t[0] + h[1] * op.t[1] + h[2] * op.t[2] - Dot(image, origin);
+      const double shift = op.PhaseShift(h) - Dot(image, origin);
       sum += at->second * std::polar(1.0, kTurn * shift);
     }
     averaged.push_back({h, sum / static_cast<double>(candidate.group.pointOperators.size()),

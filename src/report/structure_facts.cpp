@@ -103,7 +103,7 @@ std::vector<StructureFact> StructureFacts(const Document& document) {
   const auto zerr = NumbersOf(in.zerrLine);
   const double units = !zerr.empty() && zerr[0] > 0.0 ? zerr[0] : 1.0;
   const Contents found = FoundContents(document);
-  const double volume = CellVolume(document.cell);
+  const double volume = MakeMetric(document.cell).volume;
 
   add("Formula given", FormulaText(PerFormula(GivenContents(document), units)));
   add("Formula found", FormulaText(PerFormula(found.counts, units)));

@@ -137,23 +137,18 @@ class Published {
     CifColumn texts = FindColumn(block_, {"_space_group_symop_operation_xyz", "_symmetry_equiv_pos_as_xyz"});
     const CifColumn ids = FindColumn(block_, {"_space_group_symop_id", "_symmetry_equiv_pos_site_id"});
     for (size_t row = 0; row < texts.Rows(); ++row) {
-      SymmetryOperator op;
-      RecordingMessages messages;
-      ParseSymmetryText(texts[row], op, messages);
+      const auto op = ParseOperator(texts[row]);
+      if (!op) continue;
       double id = static_cast<double>(row + 1);
       if (ids.Rows() == texts.Rows()) ParseCifNumber(ids[row], id);
-      operators_[static_cast<int>(id)] = op;
+      operators_[static_cast<int>(id)] = *op;
     }
   }
 
   // The operator of the document that turns as this one does, for the uncertainty.
   uint32_t IndexOf(const SymmetryOperator& wanted) const {
     for (uint32_t k = 0; k < document_.symmetry.size(); ++k) {
-      const auto& rows = document_.symmetry[k].rows;
-      bool same = true;
-      for (size_t i = 0; i < 3; ++i)
-        for (size_t j = 0; j < 3; ++j) same = same && rows[i][j] == wanted.rows[i][j];
-      if (same) return k;
+      if (document_.symmetry[k].r == wanted.r) return k;
     }
     return 0;
   }

@@ -6,6 +6,7 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
+#include "crystal/symmetry.h"
 #include "phase/run.h"
 #include "refine/factors/structure_factors.h"
 
@@ -28,7 +29,7 @@ Structure StructureOf(const Crystal& crystal) {
   Structure s;
   std::string problem;
   s.metric = MakeMetric(crystal.cell);
-  s.group = *MakeSpaceGroup(crystal.latt, crystal.symm, problem);
+  s.group = *MakeSpaceGroup(crystal.latt, ListOperators(crystal.latt, crystal.symm), problem);
   s.wavelength = crystal.wavelength;
   const ElementTable table;
   const int rows[] = {6, 8, 16};
@@ -39,7 +40,7 @@ Structure StructureOf(const Crystal& crystal) {
       Site site;
       for (int k = 0; k < 3; ++k) site.x[k] = static_cast<double>(random() % 10000) / 10000.0;
       double nearest = 1e9;
-      for (const GroupOperator& op : s.group.all) {
+      for (const SymmetryOperator& op : s.group.all) {
         const Fractional image = op.Apply(site.x);
         const auto distance = [&](const Fractional& other, bool self) {
           Fractional d = image - other;

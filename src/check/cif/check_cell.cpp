@@ -5,7 +5,8 @@
 #include "base/numbers.h"
 #include "check/cif/cif_checker.h"
 #include "check/cif/cif_words.h"
-#include "files/cif/cif_space_group.h"
+#include "crystal/space_group.h"
+#include "crystal/symmetry.h"
 #include "files/cif/cif_symmetry.h"
 
 namespace marvik::cif {
@@ -284,10 +285,10 @@ class ExtraSymmetry {
     if (atoms_.size() < kFewest || atoms_.size() > kMost || !m_.group || m_.operators.size() > 24) return;
     Fill();
     for (const auto& r : LatticeRotations(m_.metric)) {
-      GroupOperator op;
+      SymmetryOperator op;
       op.r = r;
       const bool known = std::ranges::any_of(m_.group->pointOperators, [&](const auto& p) { return p.r == r; });
-      const bool identity = op.IsIdentityRotation();
+      const bool identity = op.r == SymmetryOperator{}.r;
       const bool inversion =
           r[0][0] == -1 && r[1][1] == -1 && r[2][2] == -1 && r[0][1] == 0 && r[0][2] == 0 && r[1][2] == 0;
       if (known && !identity) continue;
@@ -295,7 +296,7 @@ class ExtraSymmetry {
       const char* rule = identity ? "extra-translation" : inversion ? "extra-centre" : "extra-axis";
       if (percent < best_[rule]) continue;
       best_[rule] = percent;
-      op.t = t;
+      for (size_t k = 0; k < 3; ++k) op.t[k] = RoundHalfAway(t[k] * kTranslationParts);
       text_[rule] = Printf("%.0f %% of the atoms, by %s.", percent, OperatorText(op).c_str());
     }
     for (const auto& [rule, percent] : best_) c_.Test(rule, percent, text_[rule]);
@@ -308,7 +309,7 @@ class ExtraSymmetry {
   void Fill() {
     std::vector<Fractional> places;
     for (const size_t i : atoms_) {
-      for (const GroupOperator& op : m_.operators) {
+      for (const SymmetryOperator& op : m_.operators) {
         Fractional x = op.Apply(m_.sites[i].fract);
         for (int k = 0; k < 3; ++k) x[k] -= std::floor(x[k]);
         images_.push_back(x);
@@ -360,7 +361,7 @@ class ExtraSymmetry {
   }
 
   // The largest share of atoms that an operation with this rotation brings onto others, and its translation.
-  std::pair<double, std::array<double, 3>> Best(GroupOperator op, bool identity) const {
+  std::pair<double, std::array<double, 3>> Best(SymmetryOperator op, bool identity) const {
     constexpr double kLeast = 0.9;
     double best = 0.0;
     std::array<double, 3> translation{};
@@ -387,8 +388,9 @@ class ExtraSymmetry {
   }
 
   bool IsLattice(const Fractional& shift) const {
-    return std::ranges::any_of(m_.group->centring, [&](const std::array<double, 3>& t) {
-      Fractional d{shift.x - t[0], shift.y - t[1], shift.z - t[2]};
+    return std::ranges::any_of(m_.group->centring, [&](const std::array<int, 3>& t) {
+      constexpr double kParts = kTranslationParts;
+      Fractional d{shift.x - t[0] / kParts, shift.y - t[1] / kParts, shift.z - t[2] / kParts};
       for (int k = 0; k < 3; ++k) d[k] -= std::round(d[k]);
       return m_.metric.DistanceSquared(d, {}) < 0.25;
     });
@@ -425,7 +427,7 @@ void CheckSymmetry(CifChecker& c) {
   const CifColumn list = m.Column("_space_group_symop_operation_xyz", "_symmetry_equiv_pos_as_xyz");
   const std::string name(CifSpaceGroupName(m.block));
   const gemmi::SpaceGroup* byName = name.empty() ? nullptr : GroupNamed(name, m);
-  if (!name.empty() && !byName && HallSymbolOf(name).empty()) c.Found("symbol-unknown", name + ".");
+  if (!name.empty() && !byName && OperatorsOfName(name, m.parameters).empty()) c.Found("symbol-unknown", name + ".");
   if (list.Rows() == 0) {
     c.Found("no-operators", name.empty() ? "" : name + " alone is given.");
     return;
@@ -451,7 +453,8 @@ void CheckSymmetry(CifChecker& c) {
   if (byOps && !byOps->is_reference_setting()) c.Found("setting", std::string(byOps->hm) + ".");
   const std::string hall(m.Item("_space_group_name_hall", "_symmetry_space_group_name_hall"));
   if (!hall.empty()) {
-    const auto texts = OperatorsOfHallSymbol(hall);
+    std::vector<std::string> texts;
+    for (const SymmetryOperator& op : OperatorsOfHallSymbol(hall)) texts.push_back(OperatorText(op));
     const auto hallOps = OpsOf(texts);
     if (texts.empty()) {
       c.Found("hall-unknown", hall + ".");

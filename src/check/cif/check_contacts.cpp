@@ -187,7 +187,7 @@ class Voids {
     taken_.assign(total_, 0);
     for (const CifSite& site : m_.sites) {
       if (site.row == kUnknownRow) return 0.0;  // its size is not known
-      for (const GroupOperator& op : m_.operators) Mark(op.Apply(site.fract), ContactRadius(site.row) + kProbe);
+      for (const SymmetryOperator& op : m_.operators) Mark(op.Apply(site.fract), ContactRadius(site.row) + kProbe);
     }
     size_t largest = 0;
     for (size_t start = 0; start < total_; ++start) {

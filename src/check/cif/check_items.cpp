@@ -56,10 +56,10 @@ void Instructions(CifChecker& c, std::string_view field) {
   while (!ended && source.Next(line)) {
     SplitWords(line.code, words);
     const auto keyword = line.head.keyword;
-    if (words.empty() || line.head.include) continue;
+    if (words.empty()) continue;
     ended = keyword == InstructionKeyword::kHklf || keyword == InstructionKeyword::kEnd;
     if (keyword == InstructionKeyword::kFrag) source.TakeFragment(line);
-    if (keyword == InstructionKeyword::kAtomLine && !line.head.later) {
+    if (keyword == InstructionKeyword::kAtomLine) {
       double value = 0.0;
       atoms += words.size() > 5 && ParseWholeNumber(words[1], value) && ParseWholeNumber(words[4], value) &&
                (words[0][0] | 0x20) != 'q';

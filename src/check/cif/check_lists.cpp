@@ -4,6 +4,7 @@
 #include "base/numbers.h"
 #include "check/cif/cif_checker.h"
 #include "chem/uncertainty.h"
+#include "crystal/symmetry.h"
 
 namespace marvik::cif {
 
@@ -12,7 +13,7 @@ namespace {
 // A site at the image that a symmetry code names.
 struct Place {
   int site = -1;
-  GroupOperator op;
+  SymmetryOperator op;
   bool moved = false;
 };
 
@@ -56,7 +57,7 @@ std::optional<Place> GeometryLists::PlaceOf(CifValue label, CifValue code) const
   place.moved = true;
   const size_t underscore = code.find('_');
   if (underscore != code.npos && code.size() >= underscore + 4) {
-    for (size_t k = 0; k < 3; ++k) place.op.t[k] += code[underscore + 1 + k] - '5';
+    for (size_t k = 0; k < 3; ++k) place.op.t[k] += (code[underscore + 1 + k] - '5') * kTranslationParts;
   }
   return place;
 }

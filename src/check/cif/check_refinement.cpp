@@ -146,12 +146,8 @@ void AbsoluteStructure(CifChecker& c) {
   }
   if (!m.group || m.operators.empty()) return;
   bool rotations = true;
-  for (const GroupOperator& op : m.operators) {
-    const auto& r = op.r;
-    const int det = r[0][0] * (r[1][1] * r[2][2] - r[1][2] * r[2][1]) -
-                    r[0][1] * (r[1][0] * r[2][2] - r[1][2] * r[2][0]) +
-                    r[0][2] * (r[1][0] * r[2][1] - r[1][1] * r[2][0]);
-    rotations = rotations && det > 0;
+  for (const SymmetryOperator& op : m.operators) {
+    rotations = rotations && op.Determinant() > 0;
   }
   if (rotations) c.Found("chiral-group", "");
   if (rotations && m.Missing("_chemical_absolute_configuration")) c.Found("configuration-code", "");

@@ -6,7 +6,7 @@
 #include "base/numbers.h"
 #include "check/cif/cif_words.h"
 #include "crystal/cell_metric.h"
-#include "files/cif/cif_space_group.h"
+#include "crystal/symmetry.h"
 #include "files/cif/cif_symmetry.h"
 #include "language/tokenizer.h"
 
@@ -54,8 +54,9 @@ std::optional<SpaceGroup> GroupOfOperators(const std::vector<std::string>& texts
   std::vector<std::array<double, 3>> centring;
   for (const std::string& one : texts) {
     const auto op = ParseOperator(one);
-    if (op->IsIdentityRotation()) {
-      if (Length(Fractional{op->t[0], op->t[1], op->t[2]}) > 0.01) centring.push_back(op->t);
+    if (op->r == SymmetryOperator{}.r) {
+      const Fractional t = op->Apply({});
+      if (Length(t) > 0.01) centring.push_back({t.x, t.y, t.z});
     } else {
       others.push_back(one);
     }
@@ -75,7 +76,7 @@ std::optional<SpaceGroup> GroupOfOperators(const std::vector<std::string>& texts
                       : has(0.5, 0.5, 0.0)           ? 7
                                                      : 1;
   std::string problem;
-  auto group = MakeSpaceGroup(-lattice, others, problem);
+  auto group = MakeSpaceGroup(-lattice, ListOperators(-lattice, others), problem);
   if (!group || group->all.size() != texts.size()) return {};
   return group;
 }
@@ -215,7 +216,10 @@ void CifModel::TakeSymmetry() {
   }
   if (operatorTexts.empty()) {
     const std::string hall(Item("_space_group_name_hall", "_symmetry_space_group_name_hall"));
-    operatorTexts = OperatorsOfHallSymbol(hall.empty() ? HallSymbolOf(CifSpaceGroupName(block)) : hall);
+    const std::string name(CifSpaceGroupName(block));
+    for (const SymmetryOperator& op : hall.empty() ? OperatorsOfName(name, parameters) : OperatorsOfHallSymbol(hall)) {
+      operatorTexts.push_back(OperatorText(op));
+    }
     if (operatorTexts.empty()) operatorTexts.push_back("x,y,z");
   }
   std::vector<std::string> seen;
@@ -225,15 +229,13 @@ void CifModel::TakeSymmetry() {
       ++malformedOperators;
       continue;
     }
-    GroupOperator wrapped = *op;
-    for (double& t : wrapped.t) t -= std::floor(t + 1e-4);
-    std::string normal = OperatorText(wrapped);
+    std::string normal = OperatorText(Wrapped(*op));
     if (std::ranges::find(seen, normal) != seen.end()) {
       ++doubledOperators;
       continue;
     }
     seen.push_back(std::move(normal));
-    const bool identity = op->IsIdentityRotation() && Length(op->Apply({})) < 1e-6;
+    const bool identity = *op == SymmetryOperator{};
     operators.insert(identity ? operators.begin() : operators.end(), *op);
   }
   group = GroupOfOperators(seen);
@@ -284,7 +286,7 @@ void CifModel::TakeAtoms() {
     site.dummy = site.calcFlag == "dum";
     if (site.dummy) continue;
     int order = 0;
-    for (const GroupOperator& op : operators) {
+    for (const SymmetryOperator& op : operators) {
       Fractional d = op.Apply(site.fract) - site.fract;
       for (int i = 0; i < 3; ++i) d[i] -= std::round(d[i]);
       order += metric.DistanceSquared(d, {}) < kSamePlace * kSamePlace;
@@ -315,19 +317,9 @@ void CifModel::TakeDisplacements() {
 }
 
 void CifModel::FindBonds() {
-  SymmetryList list;
-  for (const GroupOperator& op : operators) {
-    SymmetryOperator& one = list.emplace_back();
-    for (size_t i = 0; i < 3; ++i) {
-      for (size_t j = 0; j < 3; ++j) one.rows[i][j] = op.r[i][j];
-      one.rows[i][3] = op.t[i];
-    }
-  }
   std::vector<Fractional> places;
   for (const CifSite& site : sites) places.push_back(site.fract);
-  OrthogonalisationMatrix matrix;
-  BuildOrthogonalisation(parameters, matrix);
-  const ImageSearch search(places, list, parameters, matrix, kReach);
+  const ImageSearch search(places, operators, parameters, kReach);
   near.resize(sites.size());
   bonds.resize(sites.size());
   std::vector<AtomImage> found;

@@ -11,11 +11,11 @@
 #include <unordered_map>
 #include <vector>
 
+#include "crystal/cell_metric.h"
 #include "crystal/image_search.h"
+#include "crystal/space_group.h"
 #include "files/cif/cif_elements.h"
 #include "files/cif/cif_text.h"
-#include "refine/structure/metric.h"
-#include "refine/structure/space_group.h"
 
 namespace marvik::cif {
 
@@ -98,7 +98,7 @@ class CifModel {
   Measured volume;
   Measured z;
   std::vector<std::string> operatorTexts;
-  std::vector<GroupOperator> operators;  // as listed, the identity first where it is
+  std::vector<SymmetryOperator> operators;  // as listed, the identity first where it is
   size_t malformedOperators = 0;
   size_t doubledOperators = 0;
   std::optional<SpaceGroup> group;

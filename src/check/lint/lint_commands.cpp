@@ -4,6 +4,7 @@
 
 #include "base/numbers.h"
 #include "check/lint/lint_state.h"
+#include "crystal/symmetry.h"
 #include "language/tokenizer.h"
 
 namespace marvik::lint {

@@ -5,7 +5,7 @@
 #include "base/numbers.h"
 #include "check/lint/lint_state.h"
 #include "crystal/cell_metric.h"
-#include "refine/structure/metric.h"
+#include "crystal/symmetry.h"
 
 namespace marvik::lint {
 
@@ -61,7 +61,7 @@ void Cell(LintState& state) {
 }
 
 // Whether the rotation leaves the lengths and angles of the axes as they are, within 2 %.
-bool FitsCell(const GroupOperator& op, const OrthogonalisationMatrix& matrix) {
+bool FitsCell(const SymmetryOperator& op, const OrthogonalisationMatrix& matrix) {
   constexpr double kTolerance = 0.02;
   const Fractional edges[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
   const auto image = [&](const Fractional& e) { return matrix * (op.Apply(e) - op.Apply({})); };
@@ -97,23 +97,19 @@ void Symmetry(LintState& state) {
     if (c.keyword != kSymm) continue;
     std::string text = c.command.text.substr(std::min<size_t>(4, c.command.text.size()));
     const auto op = ParseOperator(text);
-    const double determinant = op ? Determinant({{{{double(op->r[0][0]), double(op->r[0][1]), double(op->r[0][2])},
-                                                   {double(op->r[1][0]), double(op->r[1][1]), double(op->r[1][2])},
-                                                   {double(op->r[2][0]), double(op->r[2][1]), double(op->r[2][2])}}}})
-                                  : 0.0;
-    if (std::fabs(determinant) != 1.0) {
+    if (!op) {
       state.Report("symm-unreadable", c.line, text);
       continue;
     }
     if (cellKnown && !FitsCell(*op, matrix)) state.Report("symm-cell", c.line, OperatorText(*op));
-    const auto before = MakeSpaceGroup(lattice, texts, problem);
+    const auto before = MakeSpaceGroup(lattice, ListOperators(lattice, texts), problem);
     texts.push_back(text);
-    const auto after = MakeSpaceGroup(lattice, texts, problem);
+    const auto after = MakeSpaceGroup(lattice, ListOperators(lattice, texts), problem);
     if (!after) {
       state.Report("symm-no-group", c.line);
       return;
     }
-    const auto same = [&](const GroupOperator& other) { return OperatorText(other) == OperatorText(*op); };
+    const auto same = [&](const SymmetryOperator& other) { return OperatorText(other) == OperatorText(*op); };
     if (before && before->all.size() == after->all.size() && std::ranges::any_of(before->all, same) &&
         static_cast<size_t>(std::ranges::count(texts, text)) > 1) {
       state.Report("symm-repeated", c.line, OperatorText(*op), {}, {{}, {}, {}, TextEdit{c.line, c.lines, ""}});

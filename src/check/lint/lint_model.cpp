@@ -6,12 +6,12 @@
 #include "check/lint/lint_state.h"
 #include "chem/connectivity.h"
 #include "crystal/displacement.h"
+#include "crystal/site_symmetry.h"
 #include "files/res/reader.h"
 #include "language/tokenizer.h"
 #include "refine/constraints/hydrogens.h"
 #include "refine/structure/atom_names.h"
 #include "refine/structure/neighbours.h"
-#include "refine/structure/site_symmetry.h"
 
 namespace marvik::lint {
 
@@ -70,7 +70,7 @@ void ModelLint::Site(int index) {
   const marvik::Site& site = At(index);
   const LintAtom* line = LineOf(index);
   if (!line) return;
-  const size_t order = SiteOperations(structure_, site.x, kOnElement).size();
+  const size_t order = SiteOperations(structure_.group.all, structure_.metric, site.x, kOnElement).size();
   const double most = 1.0 / static_cast<double>(std::max<size_t>(order, 1));
   if (order > 1 && site.part >= 0 && site.occupancy > most * 1.02) {
     state_.Report("special-position", line->line, line->fullName,

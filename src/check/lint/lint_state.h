@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "check/finding.h"
+#include "crystal/space_group.h"
 #include "language/keywords.h"
 #include "model/element_table.h"
 #include "refine/job/commands.h"
-#include "refine/structure/space_group.h"
 
 namespace marvik::lint {
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "language/tokenizer.h"
 #include "refine/restraints/restraint_tools.h"
 
 namespace marvik {
