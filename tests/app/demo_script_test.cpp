@@ -73,7 +73,7 @@ TEST(DemoScript, SaysWhatItMadeNothingOf) {
   for (const char* line : {"BALL", "PACK 2", "UNIQ C1", "# anything", " ", "ROT A 1 20", "RENDER COLOR"})
     EXPECT_TRUE(ParseDemoLine(line).faults.empty()) << line;
   for (const char* line : {"BALLS ON", "TRMI", "PACK", "SELECT", "INSFILE ", "ROT Z 2 1", "WAIT 3 seconds",
-                           "kill; nothing=1", "please=kill"})
+                           "ROT X 1 2000000000", "kill; nothing=1", "please=kill"})
     EXPECT_EQ(ParseDemoLine(line).faults.size(), 1u) << line;
   const DemoLine longLine = ParseDemoLine(std::string(kLongestDemoLine - 4, ' ') + "BALLEXIT");
   EXPECT_EQ(longLine.faults.size(), 1u);

@@ -31,7 +31,9 @@ class BatchSession {
  public:
   BatchSession(const CommandLineOptions& commandLine, const std::string& executable, std::ostream& results,
                std::ostream& errors);
-  // An exit status.
+  // Reads the file and runs the commands. False after a message.
+  bool Open() { return Prepare() && RunSteps(); }
+  // All of it; gives an exit status.
   int Run();
   // By the angles of the command line.
   void Turn();

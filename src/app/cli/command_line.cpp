@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "app/cli/batch_run.h"
 #include "app/cli/batch_session.h"
 #include "app/open_save.h"
 #include "app/package_directory.h"
@@ -53,7 +54,7 @@ BatchSession::BatchSession(const CommandLineOptions& commandLine, const std::str
 }
 
 int BatchSession::Run() {
-  bool done = Prepare() && RunSteps();
+  bool done = Open();
   for (const BatchAction& action : options.actions) done = done && action.row->run(*this, action);
   out.flush();
   if (!out) messages.Show({MessageIcon::Warning, "Error: File I/O", "Standard output could not be written."});
@@ -140,6 +141,7 @@ int RunCommandLine(const CommandLineOptions& options, const std::string& executa
     return kStatusDone;
   }
   SetUpPackageDirectory(executable, options.packageDirectory);
+  if (!options.batch.empty()) return RunBatch(options, executable, out, err);
   return BatchSession(options, executable, out, err).Run();
 }
 

@@ -10,7 +10,8 @@ void CheckTogether(CommandLineOptions& options) {
   const auto wrong = [&](const std::string& what) {
     if (options.error.empty()) options.error = what;
   };
-  if (options.actions.size() > 1)
+  const bool batch = !options.batch.empty();
+  if (options.actions.size() > 1 && !batch)
     wrong(std::string(options.actions[1].row->name) + " cannot go together with another task");
   bool reads = false;
   std::string unknown = options.format;
@@ -19,10 +20,17 @@ void CheckTogether(CommandLineOptions& options) {
     if (action.row->formats.empty()) continue;
     if (action.value.empty()) wrong(std::string(action.row->name) + " needs the name of a file to write");
     if (action.value == "-" && options.format.empty()) wrong("Standard output needs --format");
+    if (batch && action.value.find("{name}") == std::string::npos)
+      wrong("With --batch the name of OUT holds {name}, which stands for that of each file without its extension");
     if (std::ranges::find(action.row->formats, options.format) != action.row->formats.end()) unknown.clear();
   }
   // Commands alone may be such as need no structure: opening a file, asking where a help document lies.
-  if (reads && options.file.empty()) wrong("The name of a FILE to read is missing");
+  const bool alone = options.Has("--script") || options.Has("--edit");
+  if (batch && (!reads || alone)) wrong("--batch needs something to do with each file");
+  if (batch && !options.file.empty()) wrong("--batch takes its files from the list, not from " + options.file);
+  if (!batch && (options.jobs || options.timeLimit || !options.results.empty() || !options.shard.empty()))
+    wrong("--jobs, --time-limit, --results and --shard belong to --batch");
+  if (reads && !batch && options.file.empty()) wrong("The name of a FILE to read is missing");
   if (!options.recipe.empty() && !options.Has("--picture")) wrong("--recipe belongs to --picture");
   if (options.fields && !options.Has("--list-commands")) wrong("--fields belongs to --list-commands");
   if (!unknown.empty()) wrong("There is no format " + unknown + " for this task");

@@ -68,6 +68,11 @@ struct CommandLineOptions {
   bool csv = false;
   bool yes = false;
   bool timing = false;
+  std::string batch;                     // a list of files, a folder, "-" for standard input; "" for one FILE
+  std::optional<int> jobs;               // worker processes; as many as there are processors
+  std::optional<double> timeLimit;       // seconds a file
+  std::string results;                   // the file that lines of a batch run go to
+  std::string shard;                     // "I/N"
   bool fields = false;                   // --list-commands tells of fields
   bool standardLayout = false;           // of what --write makes
   std::optional<double> skipTableBelow;  // Å: a refinement that moved less prints no table

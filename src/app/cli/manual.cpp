@@ -10,6 +10,7 @@ namespace {
 constexpr char kUsage[] = R"(marvik [FILE]                  open the window
 marvik ACTION [OPTION ...] FILE
 marvik --commands STEPS [OPTION ...] [ACTION] [FILE]
+marvik --batch LIST ACTION ... [OPTION ...]
 )";
 constexpr char kEnd[] =
     "Results go to standard output, messages to standard error. Status 0: done; 1: a warning or error was shown; "
@@ -110,7 +111,7 @@ std::string CompletionScript() {
       cases += "COMPREPLY=($(compgen -W '" + words + "' -- \"$word\")) ;;\n";
     } else if (value == "STEPS") {
       cases += "COMPREPLY=($(compgen -W \"$(\"$1\" --list-commands 2>/dev/null | cut -f 2)\" -- \"$word\")) ;;\n";
-    } else if (value == "FILE" || value == "OUT" || value == "DIR") {
+    } else if (value == "FILE" || value == "LIST" || value == "OUT" || value == "DIR") {
       cases += std::string("COMPREPLY=($(compgen ") + (value == "DIR" ? "-d" : "-f") + " -- \"$word\")) ;;\n";
     } else {
       cases += "COMPREPLY=() ;;\n";

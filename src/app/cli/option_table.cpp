@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "app/cli/batch_input.h"
 #include "app/cli/batch_session.h"
 #include "app/version.h"
 #include "base/files.h"
@@ -133,6 +134,19 @@ std::string Commands(Options& options, const std::string& value) {
   return "";
 }
 
+std::string Jobs(Options& options, const std::string& value) {
+  return TakeWhole(value, 1, 1000, "--jobs takes a number of processes from 1 to 1000", options.jobs);
+}
+
+std::string TimeLimit(Options& options, const std::string& value) {
+  return TakeNumber(value, 0.001, 1e9, "--time-limit takes seconds", options.timeLimit.emplace());
+}
+
+std::string Shard(Options& options, const std::string& value) {
+  options.shard = value;
+  return ParseShard(value) ? "" : "--shard takes I/N, the I-th of N parts, not " + value;
+}
+
 void PrintHelp(const Options&, std::ostream& out) {
   out << CommandLineHelp();
 }
@@ -151,6 +165,7 @@ void PrintCompletion(const Options&, std::ostream& out) {
 
 constexpr char kActions[] = "What to do with FILE (without an action the window opens)";
 constexpr char kAnswers[] = "Answers";
+constexpr char kBatch[] = "Many files";
 constexpr char kPictures[] = "Pictures";
 constexpr char kAll[] = "General";
 
@@ -250,6 +265,24 @@ constexpr OptionRow kOptions[] = {
      kPictures,
      "the view and looks that a picture recipe keeps; what else is given comes on top",
      Name<&Options::recipe>},
+
+    {"--batch",
+     "LIST",
+     {},
+     kBatch,
+     "do the actions, one or several, for every file of a folder or of a list, one a line (- is standard input); a "
+     "line "
+     "of JSON a file; in OUT stands {name} for each file's name",
+     Name<&Options::batch>},
+    {"--jobs", "N", {}, kBatch, "worker processes; as many as there are processors", Jobs},
+    {"--time-limit", "SECONDS", {}, kBatch, "what takes longer is given up", TimeLimit},
+    {"--results",
+     "FILE",
+     {},
+     kBatch,
+     "append the lines to FILE, and leave out files that have one there",
+     Name<&Options::results>},
+    {"--shard", "I/N", {}, kBatch, "only every N-th file from the I-th on, for N machines or array jobs", Shard},
 
     {"--list-commands",
      "",

@@ -9,6 +9,7 @@
 #include "app/commands/command_table.h"
 #include "app/package_settings.h"
 #include "base/files.h"
+#include "base/numbers.h"
 
 namespace marvik {
 namespace {
@@ -18,6 +19,7 @@ using Kind = DemoStep::Kind;
 
 constexpr long long kPause = 1000;  // ms, behind every line
 constexpr long long kKeyPause = 5;  // ms
+constexpr int kMostTurns = 100000;  // of one ROT: eight minutes
 
 constexpr int kUp = 38;
 constexpr int kDown = 40;
@@ -175,7 +177,8 @@ class LineParser {
     const auto count = direction ? scanner.Number() : std::nullopt;
     if (!count) return false;
     step.keys = RotationKeys(axis[0], *direction);
-    step.number = *count;
+    step.number = std::min(*count, kMostTurns);
+    if (*count > kMostTurns) parsed_.faults.push_back(Printf("ROT turns %d times at most.", kMostTurns));
     if (axis[0] == 'Z' && (*direction > 1 || *direction < -1)) {
       parsed_.faults.push_back("There is no fast rotation about Z; it turns at the usual speed.");
     }
