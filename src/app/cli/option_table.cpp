@@ -270,9 +270,8 @@ constexpr OptionRow kOptions[] = {
      "LIST",
      {},
      kBatch,
-     "do the actions, one or several, for every file of a folder or of a list, one a line (- is standard input); a "
-     "line "
-     "of JSON a file; in OUT stands {name} for each file's name",
+     "do the actions, one or several, for every file of a folder or of a list, one a line (- is standard input); "
+     "a line of JSON a file; in OUT stands {name} for each file's name",
      Name<&Options::batch>},
     {"--jobs", "N", {}, kBatch, "worker processes; as many as there are processors", Jobs},
     {"--time-limit", "SECONDS", {}, kBatch, "what takes longer is given up", TimeLimit},
