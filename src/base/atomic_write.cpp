@@ -1,4 +1,6 @@
 // The one way in which files are written.
+#include "base/atomic_write.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -10,7 +12,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include "base/files.h"
 #include "base/process_mark.h"
 
 namespace marvik {
@@ -21,6 +22,8 @@ namespace fs = std::filesystem;
 constexpr std::string_view kTemporaryEnd = ".new~";
 constexpr size_t kLongestName = 255;  // bytes
 constexpr mode_t kPermissionBits = 07777;
+
+enum class Durability { Flushed, Derived };
 
 class Descriptor {
  public:
@@ -127,7 +130,7 @@ bool CopyAttributes(const char* from, int to) {
 // Makes a new file of the name with the content; like `old`, where there is one, in owner, group, permissions and
 // attributes. `alike` says whether that could be had; until then nobody but the owner can read it.
 int WriteNew(const fs::path& name, std::string_view content, const struct stat* old, const fs::path& oldName,
-             bool& alike) {
+             bool& alike, Durability durability) {
   Descriptor file(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, old ? 0600 : 0666));
   if (file < 0) return errno;
   if (old) {
@@ -138,33 +141,23 @@ int WriteNew(const fs::path& name, std::string_view content, const struct stat* 
     if (alike) alike = fchmod(file, old->st_mode & kPermissionBits) == 0;
   }
   int error = WriteAll(file, content);
-  if (!error) error = Flush(file);
+  if (!error && durability == Durability::Flushed) error = Flush(file);
   return error ? error : file.Close();
 }
 
-// The old file under the name of its backup: another name for it where the file itself will be replaced, else a copy.
-// Whatever had that name is replaced in one step, a link by the file.
-int KeepBackup(const fs::path& target, const struct stat& old, const fs::path& backup, bool willBeReplaced) {
+// A copy of the old file under the name of its backup, whole before it has that name. Whatever had it is replaced in
+// one step, a link by the file. No second name for the old file: that would look like a hard link to who saves
+// meanwhile.
+int KeepBackup(const fs::path& target, const struct stat& old, const fs::path& backup) {
   const fs::path temporary = TemporaryFor(backup);
-  if (!willBeReplaced || link(target.c_str(), temporary.c_str()) != 0) {
-    const FileContent content = ReadWholeFile(target.string());
-    if (!content.complete) return content.systemError ? content.systemError : EIO;
-    bool alike = true;
-    const int error = WriteNew(temporary, content.content, &old, target, alike);
-    // A copy under another owner: for nobody else.
-    if (error) {
-      unlink(temporary.c_str());
-      return error;
-    }
-    const timespec times[2] = {old.st_atim, old.st_mtim};
-    utimensat(AT_FDCWD, temporary.c_str(), times, 0);
-  }
-  if (rename(temporary.c_str(), backup.c_str()) == 0) {
-    unlink(temporary.c_str());  // of two names for one file rename leaves both
-    return 0;
-  }
-  const int error = errno;
-  unlink(temporary.c_str());
+  const FileContent content = ReadWholeFile(target.string());
+  if (!content.complete) return content.systemError ? content.systemError : EIO;
+  bool alike = true;  // else it is for nobody but the owner
+  int error = WriteNew(temporary, content.content, &old, target, alike, Durability::Flushed);
+  const timespec times[2] = {old.st_atim, old.st_mtim};
+  if (!error) utimensat(AT_FDCWD, temporary.c_str(), times, 0);
+  if (!error && rename(temporary.c_str(), backup.c_str()) != 0) error = errno;
+  if (error) unlink(temporary.c_str());
   return error;
 }
 
@@ -179,7 +172,8 @@ int WriteInPlace(const fs::path& target, std::string_view content) {
   return error ? error : file.Close();
 }
 
-int Replace(const fs::path& target, std::string_view content, const struct stat& old, const std::string& backupPath) {
+int Replace(const fs::path& target, std::string_view content, const struct stat& old, const std::string& backupPath,
+            Durability durability) {
   const fs::path temporary = TemporaryFor(target);
   const auto giveUp = [&](int error) {
     unlink(temporary.c_str());
@@ -188,11 +182,11 @@ int Replace(const fs::path& target, std::string_view content, const struct stat&
   bool alike = old.st_nlink == 1;
   // The whole new content is on the disk in either case before the old one is touched: a full disk harms nothing.
   bool attributes = true;
-  if (const int error = WriteNew(temporary, content, &old, target, attributes)) return giveUp(error);
+  if (const int error = WriteNew(temporary, content, &old, target, attributes, durability)) return giveUp(error);
   alike = alike && attributes;
   const fs::path backup = backupPath.empty() ? fs::path() : fs::path(backupPath);
   if (!backup.empty()) {
-    if (const int error = KeepBackup(target, old, backup, alike)) return giveUp(error);
+    if (const int error = KeepBackup(target, old, backup)) return giveUp(error);
   }
   if (alike) {
     if (rename(temporary.c_str(), target.c_str()) != 0) return giveUp(errno);
@@ -200,13 +194,11 @@ int Replace(const fs::path& target, std::string_view content, const struct stat&
     return error;  // the temporary file holds the content: it stays
   }
   unlink(temporary.c_str());
-  FlushFolder(target);
+  if (durability == Durability::Flushed) FlushFolder(target);
   return 0;
 }
 
-}  // namespace
-
-int WriteFileAtomically(const std::string& path, std::string_view content, const std::string& backupPath) {
+int WriteFile(const std::string& path, std::string_view content, const std::string& backupPath, Durability durability) {
   struct stat old {};
   const bool reached = stat(path.c_str(), &old) == 0;
   if (reached && S_ISDIR(old.st_mode)) return EISDIR;
@@ -218,15 +210,25 @@ int WriteFileAtomically(const std::string& path, std::string_view content, const
     // Renaming would get round the write protection that the file's owner set.
     if (faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return errno;
     SweepTemporaries(target);
-    return Replace(target, content, old, backupPath);
+    return Replace(target, content, old, backupPath, durability);
   }
   const fs::path temporary = TemporaryFor(target);
   bool alike = true;
-  int failed = WriteNew(temporary, content, nullptr, {}, alike);
+  int failed = WriteNew(temporary, content, nullptr, {}, alike, durability);
   if (!failed && rename(temporary.c_str(), target.c_str()) != 0) failed = errno;
   if (failed) unlink(temporary.c_str());
-  if (!failed) FlushFolder(target);
+  if (!failed && durability == Durability::Flushed) FlushFolder(target);
   return failed;
+}
+
+}  // namespace
+
+int WriteFileAtomically(const std::string& path, std::string_view content, const std::string& backupPath) {
+  return WriteFile(path, content, backupPath, Durability::Flushed);
+}
+
+int WriteDerivedFile(const std::string& path, std::string_view content) {
+  return WriteFile(path, content, {}, Durability::Derived);
 }
 
 std::string WriteFault(const std::string& path, int error) {

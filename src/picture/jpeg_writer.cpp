@@ -9,7 +9,7 @@
 #include <new>
 #include <vector>
 
-#include "base/files.h"
+#include "base/atomic_write.h"
 
 namespace marvik {
 namespace {
@@ -88,7 +88,7 @@ std::optional<std::string> EncodeJpeg(const Image& image, double dotsPerInch) {
 
 bool writeJpeg(const std::string& path, const Image& image, UserMessages& messages) {
   const auto bytes = EncodeJpeg(image);
-  const int error = bytes ? WriteFileAtomically(path, *bytes) : ENOMEM;
+  const int error = bytes ? WriteDerivedFile(path, *bytes) : ENOMEM;
   if (error == 0) return true;
   const bool full = error == ENOSPC || error == EFBIG || error == EIO || error == ENOMEM;
   const std::string reason = full ? ": " + SystemErrorMessage("", error).text : "";

@@ -6,7 +6,7 @@
 #include <new>
 #include <vector>
 
-#include "base/files.h"
+#include "base/atomic_write.h"
 #include "base/numbers.h"
 #include "picture/jpeg_writer.h"
 
@@ -135,7 +135,7 @@ bool PdfPicturePage::EndDocument() {
                            image_.width, image_.height),
                     *jpeg);
   objects.Add("<</Title(" + title_ + ")>>");
-  errno = WriteFileAtomically(path_, objects.Finish(6));
+  errno = WriteDerivedFile(path_, objects.Finish(6));
   return errno == 0;
 }
 

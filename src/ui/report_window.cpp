@@ -15,6 +15,7 @@
 #include <QScrollBar>
 #include <QVBoxLayout>
 
+#include "base/atomic_write.h"
 #include "ui/text.h"
 #include "ui/text_printing.h"
 

@@ -14,7 +14,7 @@
 #include <QTextDocument>
 #include <QToolBar>
 
-#include "base/files.h"
+#include "base/atomic_write.h"
 #include "base/user_messages.h"
 #include "ui/text.h"
 

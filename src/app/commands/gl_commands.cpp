@@ -7,7 +7,7 @@
 #include "app/commands/command_handlers.h"
 #include "app/picture/picture_output.h"
 #include "app/preferences/bitmap_preferences.h"
-#include "base/files.h"
+#include "base/atomic_write.h"
 #include "base/numbers.h"
 #include "draw/canvas/png_writer.h"
 #include "picture/gl_output.h"
@@ -69,7 +69,7 @@ Drawn DrawForOutput(Workbench& bench, GlPictureOptions options, int size, bool a
 Outcome WriteScreenPicture(Workbench& bench, const Image& image, const std::string& path) {
   if (LowerExtensionOf(path) == "jpg") return writeJpeg(path, image, bench.messages) ? Outcome::Done : Outcome::Failed;
   const auto bytes = EncodePng(image);
-  const int error = bytes ? WriteFileAtomically(path, *bytes) : ENOMEM;
+  const int error = bytes ? WriteDerivedFile(path, *bytes) : ENOMEM;
   if (error == 0) return Outcome::Done;
   return Refuse(bench, "Error: File I/O", WriteFault(path, error));
 }

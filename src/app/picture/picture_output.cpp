@@ -1,6 +1,6 @@
 #include "app/picture/picture_output.h"
 
-#include "base/files.h"
+#include "base/atomic_write.h"
 
 namespace marvik {
 
@@ -19,7 +19,7 @@ bool WritePicture(Workbench& bench, const PictureOptions& options, const std::st
   const auto bytes = DrawPicture(bench, options, format.empty() ? LowerExtensionOf(path) : format);
   if (!bytes) return false;
   const StageClock clock(bench.seconds.write);
-  const int error = WriteFileAtomically(path, *bytes);
+  const int error = WriteDerivedFile(path, *bytes);
   if (error == 0) return true;
   bench.messages.Show({MessageIcon::Warning, "Error: File I/O", WriteFault(path, error)});
   return false;

@@ -7,7 +7,7 @@
 #include <vector>
 #include <zlib.h>
 
-#include "base/files.h"
+#include "base/atomic_write.h"
 
 namespace marvik {
 
@@ -139,7 +139,7 @@ std::optional<std::string> EncodePng(const Image& image, const PngOptions& optio
 
 int WritePng(const Image& image, const std::string& path, const PngOptions& options) {
   const auto bytes = EncodePng(image, options);
-  return bytes ? WriteFileAtomically(path, *bytes) : ENOMEM;
+  return bytes ? WriteDerivedFile(path, *bytes) : ENOMEM;
 }
 
 }  // namespace marvik

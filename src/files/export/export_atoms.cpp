@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/files.h"
+#include "base/atomic_write.h"
 
 namespace marvik {
 
@@ -50,7 +50,7 @@ std::optional<ExportAtoms> AtomsToExport(const Document& document, UserMessages&
 
 bool WriteExport(const std::string& path, const std::optional<std::string>& content, UserMessages& messages) {
   if (!content) return false;
-  const int error = WriteFileAtomically(path, *content);
+  const int error = WriteDerivedFile(path, *content);
   if (error == 0) return true;
   messages.Show({MessageIcon::Warning, "Error: File I/O", WriteFault(path, error)});
   return false;

@@ -13,6 +13,7 @@ namespace {
 
 constexpr size_t kDeepest = 10;
 constexpr size_t kMostFiles = 1000;
+constexpr size_t kMostBytes = 32 << 20;  // of all of them, each as often as it is opened
 
 class Includer {
  public:
@@ -84,7 +85,7 @@ class Includer {
   bool IsRefused(const std::string& name) {
     const bool itself = std::find(stack_.begin(), stack_.end(), name) != stack_.end();
     if (itself) Say("the included file " + name + " includes itself; it is left out there");
-    const bool tooMany = stack_.size() >= kDeepest || opened_ >= kMostFiles;
+    const bool tooMany = stack_.size() >= kDeepest || opened_ >= kMostFiles || bytes_ > kMostBytes;
     if (tooMany) Say("the included file " + name + " is one of too many, or too deep, and is left out");
     return itself || tooMany;
   }
@@ -101,6 +102,7 @@ class Includer {
       Say("the included file " + name + " cannot be opened");
       return std::nullopt;
     }
+    bytes_ += file.content.size();
     return std::move(file.content);
   }
 
@@ -130,6 +132,7 @@ class Includer {
   std::vector<std::string>& notes_;
   std::vector<std::string> stack_;
   size_t opened_ = 0;
+  size_t bytes_ = 0;
 };
 
 }  // namespace
