@@ -21,13 +21,6 @@ namespace fs = std::filesystem;
 // wrote it, the time, the structure's path as its bytes' numbers, size and time of the file when it was read.
 constexpr std::string_view kFirstLine = "marvik autosave 1\n";
 
-class Quiet : public UserMessages {
- public:
-  void Show(const UserMessage&) override {}
-  bool AskYesNo(const UserMessage&, Unattended answer) override { return answer == Unattended::Yes; }
-  void RequestQuit() override {}
-};
-
 std::string Folder() {
   return PackageFile("autosave/").value_or("");
 }
@@ -81,7 +74,7 @@ void Autosave::Keep() {
   if (!bench_.modified) return Remove();
   if (!file_.empty() && kept_ == bench_.changes) return;
   const std::string folder = Folder();
-  Quiet quiet;
+  RecordingMessages quiet;
   std::string text;
   if (folder.empty() || !ComposeInstructionText(bench_.document, text, quiet)) return;
   std::error_code error;

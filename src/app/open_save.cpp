@@ -4,9 +4,11 @@
 #include <filesystem>
 
 #include "app/export_output.h"
+#include "base/atomic_write.h"
 #include "files/cif/cif_translation.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
+#include "run/job_files.h"
 
 namespace marvik {
 namespace {
@@ -74,6 +76,22 @@ std::optional<bool> ReadCif(Workbench& bench, std::string& path) {
   return {};
 }
 
+void OfferLeftResult(Workbench& bench, const std::string& path) {
+  if (LowerExtensionOf(path) != "res") return;
+  JobGuard guard(BaseNameOf(path));
+  const std::string name = FileNameOf(path);
+  if (!guard.LeftResult() ||
+      !bench.messages.AskYesNo({MessageIcon::Question, "Refinement Ended Early",
+                                "A refinement of " + name +
+                                    " was ended before it was done, and the result from before it was kept.\n"
+                                    "Do you want to have that one back? What is there now stays as " +
+                                    name + ".bak."})) {
+    return;
+  }
+  if (const int error = guard.TakeLeftResult())
+    bench.messages.Show({MessageIcon::Warning, "Error: File I/O", WriteFault(path, error)});
+}
+
 }  // namespace
 
 std::string FullPath(const std::string& path) {
@@ -97,8 +115,9 @@ bool MayLoseChanges(Workbench& bench, const std::string& what) {
 
 bool OpenFile(Workbench& bench, const std::string& name) {
   if (!MayLoseChanges(bench, "open another file")) return false;
-  bench.SetBusy(true);
   std::string path = FullPath(name);
+  OfferLeftResult(bench, path);
+  bench.SetBusy(true);
   std::optional<bool> outcome;
   {
     const StageClock clock(bench.seconds.read);
@@ -124,6 +143,7 @@ bool OpenFile(Workbench& bench, const std::string& name) {
   bench.SetBusy(false);
   bench.TitleChanged();
   if (read) NoteAsRecent(bench);
+  if (read && bench.hooks.fileOpened) bench.hooks.fileOpened(bench.document.CurrentFile);
   return read;
 }
 

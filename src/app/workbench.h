@@ -50,6 +50,8 @@ struct WindowHooks {
   std::function<bool(RefinementSettings&)> editRefinement;
   std::function<void(RefinementRun&)> followRun;
   std::function<bool(const RefinementReport&)> judgeRefinement;
+  // After a file was opened: its full path.
+  std::function<void(const std::string& path)> fileOpened;
   // Shows a help document, a PDF file. False after a message.
   std::function<bool(const std::string& path)> openDocument;
   // Hands a query file to ConQuest, or says that there is none. Without a hook the file is all there is.

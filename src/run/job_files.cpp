@@ -89,11 +89,36 @@ bool JobGuard::Lock() {
   return true;
 }
 
+std::optional<std::string> JobGuard::LeftResult() {
+  if (!StampOf(copy_) || !Lock()) return std::nullopt;
+  const FileContent left = ReadWholeFile(copy_);
+  if (!left.complete) return std::nullopt;
+  if (left.content != ReadWholeFile(target_).content) return left.content;
+  std::error_code ignored;
+  fs::remove(copy_, ignored);
+  return std::nullopt;
+}
+
+int JobGuard::TakeLeftResult() {
+  const auto left = LeftResult();
+  if (!left) return ENOENT;
+  const int error = WriteFileAtomically(target_, *left, target_ + ".bak");
+  std::error_code ignored;
+  if (!error) fs::remove(copy_, ignored);
+  return error;
+}
+
 int JobGuard::KeepResult() {
   listing_ = StampOf(base_ + ".lst");
   result_ = StampOf(target_);
-  if (!result_) return 0;
   std::error_code error;
+  // What a killed run has left is nobody's to overwrite.
+  for (int i = 1; fs::exists(copy_, error); ++i) {
+    const std::string aside = base_ + ".res.old" + std::to_string(i);
+    if (!fs::exists(aside, error)) fs::rename(copy_, aside, error);
+    if (error) return error.value();
+  }
+  if (!result_) return 0;
   if (const auto real = fs::canonical(target_, error); !error) target_ = real.string();
   const int failed = CopyWithTime(target_, copy_);
   kept_ = failed == 0;

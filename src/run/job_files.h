@@ -20,6 +20,11 @@ class JobGuard {
 
   // False when another run has the folder. Folders that cannot be locked are taken to be free.
   bool Lock();
+  // The result from before a run that was killed, which never came to put it back or away. Nothing where there is none,
+  // where it is what NAME.res holds (it goes then), or while a run has the folder.
+  std::optional<std::string> LeftResult();
+  // That result becomes NAME.res; what NAME.res was stays as NAME.res.bak. 0, or the system's error number.
+  int TakeLeftResult();
   // Copies NAME.res, with its time, to NAME.res.old~ until the guard goes. 0, or the system's error number.
   int KeepResult();
   // NAME.res is there and is not the one that was kept.

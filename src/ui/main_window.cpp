@@ -350,6 +350,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     event->ignore();
     return;
   }
+  bench_.modified = false;  // what was not saved was given up
   settings_.geometry = saveGeometry();
   settings_.layout = saveState();
   settings_.Save();

@@ -14,6 +14,7 @@
 #include "ui/main_window.h"
 #include "ui/text_editor.h"
 #include "ui/window_messages.h"
+#include "ui/work_keeper.h"
 
 // Takes the resources of a static library in; the macro does not work inside a namespace.
 static void TakeResources() {
@@ -109,6 +110,8 @@ int RunWindow(int argc, char** argv, const std::string& file) {
   // Read before the window system asks for the first paint, so that the first frame holds the model.
   if (!file.empty()) window.OpenSoon(file);
   window.show();
+  WorkKeeper keeper(bench, window);
+  if (file.empty()) QTimer::singleShot(0, &keeper, [&keeper] { keeper.Offer(""); });
   LoadEditorConfiguration(bench.settings, messages);
   return QApplication::exec();
 }

@@ -85,7 +85,7 @@ TEST_F(AutosaveTest, RubbishIsNotOffered) {
   for (const char* rubbish : {"", "marvik autosave 1\n", "x\n1 2 3 4\n", "x\n1 2 3\n4\n", "x\n1 2 3 4\n-1\n\n\n",
                               "x\n1 2 3 4\n9\n/a\n\n", "x\n1 2 3 4\n1e300\n"}) {
     folder.Put("autosave/a.autosave", "marvik autosave 1\n" + std::string(rubbish));
-    EXPECT_TRUE(Autosave::Left().empty());
+    EXPECT_TRUE(Autosave::Left().empty()) << rubbish;
   }
   EXPECT_FALSE(autosave.Restore({folder / "autosave/a.autosave", "", 0}));
   EXPECT_EQ(Captions(), "Error: File Unreadable");

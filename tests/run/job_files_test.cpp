@@ -41,6 +41,33 @@ TEST_F(JobFiles, TheOldResultComesBackWhateverHappened) {
   EXPECT_FALSE(fs::exists(base + ".res"));
 }
 
+TEST_F(JobFiles, WhatAKilledRunLeftIsKeptUntilItIsTaken) {
+  Put("job.res", "half a result");
+  Put("job.res.old~", "good");
+  {
+    JobGuard running(base);
+    ASSERT_TRUE(running.Lock());
+    EXPECT_FALSE(JobGuard(base).LeftResult()) << "it is that run's";
+  }
+  // The next run puts it aside.
+  {
+    JobGuard guard(base);
+    ASSERT_EQ(guard.KeepResult(), 0);
+    EXPECT_EQ(Get("job.res.old1"), "good");
+    EXPECT_EQ(Get("job.res.old~"), "half a result");
+  }
+  EXPECT_FALSE(fs::exists(base + ".res.old~"));
+  fs::rename(base + ".res.old1", base + ".res.old~");
+  EXPECT_EQ(JobGuard(base).LeftResult(), "good");
+  EXPECT_EQ(JobGuard(base).TakeLeftResult(), 0);
+  EXPECT_EQ(Get("job.res"), "good");
+  EXPECT_EQ(Get("job.res.bak"), "half a result");
+  EXPECT_FALSE(fs::exists(base + ".res.old~"));
+  Put("job.res.old~", "good");
+  EXPECT_FALSE(JobGuard(base).LeftResult()) << "it is there already";
+  EXPECT_FALSE(fs::exists(base + ".res.old~"));
+}
+
 TEST_F(JobFiles, FollowsLinksAndKnowsAFreshListing) {
   fs::create_directory(folder + "there");
   Put("there/real.res", "old");
