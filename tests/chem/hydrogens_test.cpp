@@ -252,6 +252,77 @@ TEST_F(HydrogensTest, ThePlacementRuleDiffersForMetalBoundTrigonalAtoms) {
   EXPECT_EQ(HydrogensOn("C1")[0]->afix, 43);
 }
 
+TEST_F(HydrogensTest, CarbonWithoutRoomGetsNone) {
+  const auto count = [&](const std::string& atoms, const char* carrier) {
+    document = {};
+    Read(atoms);
+    EXPECT_TRUE(CalculateHydrogens(document, messages));
+    EXPECT_EQ(Entries().find(std::string("  ") + carrier + ";") != std::string::npos, !HydrogensOn(carrier).empty());
+    return HydrogensOn(carrier).size();
+  };
+  const std::string trigonal = Line("C1", 1, 0, 0, 0) + Line("C2", 1, 1.2, 0.7, 0) + Line("C3", 1, -1.2, 0.7, 0);
+  EXPECT_EQ(count(trigonal, "C1"), 1u);
+  EXPECT_EQ(count(trigonal + Line("Cl4", 6, 0, -1.74, 0), "C1"), 0u);
+  EXPECT_EQ(count(trigonal + Line("Cd4", 8, 0, -2.1, 0), "C1"), 0u) << "in line, where the hydrogen would be";
+  // A nitrile whose mean bond is that of a trigonal atom.
+  EXPECT_EQ(count(Line("C1", 1, 0, 0, 0) + Line("N2", 3, 1.16, 0, 0) + Line("C3", 1, -1.48, 0.05, 0), "C1"), 0u);
+  // A corner of a ball: three bonds of 1.43 Å, 0.3 Å out of their plane; a real CH has longer ones.
+  const auto corner = [&](double r, double up) {
+    return Line("C1", 1, 0, 0, up) + Line("C2", 1, r, 0, 0) + Line("C3", 1, -r / 2, 0.866 * r, 0) +
+           Line("C4", 1, -r / 2, -0.866 * r, 0);
+  };
+  EXPECT_EQ(count(corner(1.398, 0.3), "C1"), 0u);
+  EXPECT_EQ(count(corner(1.44, 0.5), "C1"), 1u);
+}
+
+TEST_F(HydrogensTest, AtomsNamedAsImpossibleHaveNoEntry) {
+  // A methyl group on an atom that has nothing else to be staggered against.
+  Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 1.53, 0, 0));
+  document.atoms.freePairs.Append(Atom("C1"), Atom("C2"));
+  document.atoms.freePairs.Remove(Atom("C1"), Atom("C2"));
+  Atom("C2")->flags2 |= kHydrogensAbsent;
+  ASSERT_TRUE(CalculateHydrogens(document, messages));
+  EXPECT_NE(Said().find("C1"), std::string::npos);
+  EXPECT_EQ(Entries(), "");
+}
+
+TEST_F(HydrogensTest, AlternativesOnOneVariableCountOnePartAtATime) {
+  // C1 carries C2 in part 1, C3 in part 2 at 109° to it, and C4: a methylene group, not a tertiary atom.
+  const auto disordered = [&](const char* second) {
+    return Line("C1", 1, 0, 0, 0) + Line("C4", 1, 0, 0, 1.53) + "PART 1 21\n" + Line("C2", 1, 1.44, 0, -0.5) +
+           Printf("PART 2 %s\n", second) + Line("C3", 1, -0.72, 1.25, -0.5) + "PART 0\n";
+  };
+  Read(disordered("-21"));
+  ASSERT_TRUE(CalculateHydrogens(document, messages));
+  EXPECT_NE(Entries().find("HFIX 23   C1;"), std::string::npos) << Entries();
+  // Two groups that are disordered each for itself are both there.
+  Read(disordered("31"));
+  ASSERT_TRUE(CalculateHydrogens(document, messages));
+  EXPECT_NE(Entries().find("HFIX 13   C1;"), std::string::npos) << Entries();
+}
+
+TEST_F(HydrogensTest, NitrogenAndWaterGoByTheirHydrogenBonds) {
+  // An amide and a pyridine nitrogen, each with an oxygen in line that has no hydrogen itself.
+  const std::string ring = Line("C1", 1, 1.16, 0.66, 0) + Line("N1", 3, 0, 0, 0);
+  const std::string acceptor = Line("C7", 1, 0, -4.1, 0) + Line("O7", 4, 0, -2.9, 0);
+  Read(ring + Line("C2", 1, -1.25, 0.72, 0) + Line("O2", 4, 1.16, 1.89, 0) + acceptor);
+  ASSERT_TRUE(CalculateHydrogens(document, messages));
+  ASSERT_EQ(HydrogensOn("N1").size(), 1u);
+  EXPECT_NE(Entries().find("HFIX 43   N1;"), std::string::npos);
+  EXPECT_LT(Distance(*HydrogensOn("N1")[0], *Atom("O7")), 2.1);
+  Read(Line("C1", 1, 1.14, 0.7, 0) + Line("N1", 3, 0, 0, 0) + Line("C2", 1, -1.14, 0.7, 0) + acceptor);
+  ASSERT_TRUE(CalculateHydrogens(document, messages));
+  EXPECT_TRUE(HydrogensOn("N1").empty()) << "117° and 1.34 Å are those of pyridine";
+  Read(Line("O1", 4, 0, 0, 0) + acceptor + Line("Cl1", 6, 3.0, 1.0, 0));
+  ASSERT_TRUE(CalculateHydrogens(document, messages));
+  ASSERT_EQ(HydrogensOn("O1").size(), 2u);
+  EXPECT_EQ(HydrogensOn("O1")[0]->afix, 3);
+  EXPECT_NEAR(AngleAt("O1", HydrogensOn("O1")[0], HydrogensOn("O1")[1]), 104.5, 1e-6);
+  const size_t before = document.atoms.LiveCount();
+  ASSERT_TRUE(CalculateHydrogens(document, messages));
+  EXPECT_EQ(document.atoms.LiveCount(), before) << "another run moves them";
+}
+
 TEST_F(HydrogensTest, TheDialogsRules) {
   ReadEthanol(Line("H9", 2, -8, 0, 0) + Line("H8", 2, -8, 3, 0));
   EXPECT_FALSE(ApplyHfixOption(document, 43, messages));

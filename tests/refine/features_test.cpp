@@ -2,10 +2,12 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
+#include "crystal/cell_metric.h"
 #include "files/res/reader.h"
 #include "refine/job/prepare.h"
 #include "refine/job/session.h"
 #include "refine/map/fourier.h"
+#include "refine/output/refined_uncertainties.h"
 #include "refine/output/tables.h"
 
 #include "models.h"
@@ -201,7 +203,23 @@ TEST(Uncertainties, ShrinkWithTheDataAndVanishForWhatRides) {
     const Measured distance = geometry.Measure({ImageOfSite(0), ImageOfSite(1)});
     EXPECT_GT(distance.su, 0.0);
     const Geometry withCell(model, r.parametrisation, r.result.covariance, {0.05, 0.05, 0.05, 0, 0.5, 0});
-    EXPECT_GT(withCell.Measure({ImageOfSite(0), ImageOfSite(1)}).su, distance.su);
+    const double both = withCell.Measure({ImageOfSite(0), ImageOfSite(1)}).su;
+    EXPECT_GT(both, distance.su);
+    // Reports on the document say the same.
+    Document document;
+    document.cell = model.metric.cell;
+    EXPECT_TRUE(BuildOrthogonalisation(document.cell, document.matrix));
+    std::array<AtomRecord, 2> atoms;
+    std::array<GeometrySite, 2> sites;
+    ElementTable table;
+    for (size_t i = 0; i < 2; ++i) {
+      atoms[i].serial = static_cast<uint32_t>(i + 1);
+      atoms[i].element = &table[6];
+      model.sites[i].atom = &atoms[i];
+      sites[i] = {&atoms[i], 0, model.sites[i].x};
+    }
+    const RefinedUncertainties source(model, r.parametrisation, r.result.covariance, {0.05, 0.05, 0.05, 0, 0.5, 0});
+    EXPECT_NEAR(*GeometryUncertainty(document, &source).OfGeometry(sites), both, 0.02 * both);
     return geometry.Raw(0, 0).su;
   };
   EXPECT_LT(sigma(0.8), 0.7 * sigma(1.2));

@@ -113,6 +113,21 @@ void KeepOnePart(const Structure& structure, std::vector<Neighbour>& around) {
   });
 }
 
+// A metal that binds the face of a ring is no neighbour of the hydrogens in it.
+void LeaveOutFaces(const Structure& structure, const HydrogenGroup& group, std::vector<Neighbour>& around) {
+  const auto isMetal = [&](const Neighbour& n) {
+    const Site& site = structure.sites[static_cast<size_t>(n.site)];
+    return IsMetal(structure.scatterers[static_cast<size_t>(site.scatterer)].row);
+  };
+  const auto place = [&](const Neighbour& n) { return structure.metric.ToCartesian(ImagePosition(structure, n)); };
+  std::vector<Cartesian> others;
+  for (const Neighbour& n : around)
+    if (!isMetal(n)) others.push_back(place(n));
+  std::erase_if(around, [&](const Neighbour& n) {
+    return isMetal(n) && BindsFace(CarrierPlace(structure, group), others, place(n));
+  });
+}
+
 // What surrounds the carrier and fits its code: no hydrogens, and no atoms of another PART than the hydrogens'.
 void FindSurroundings(const Structure& structure, const NeighbourTable& bonds, HydrogenGroup& group) {
   const Site& carrier = structure.sites[static_cast<size_t>(group.carrier)];
@@ -124,6 +139,9 @@ void FindSurroundings(const Structure& structure, const NeighbourTable& bonds, H
     group.around.push_back(n);
   }
   KeepOnePart(structure, group.around);
+  const HfixGroup* code = group.Geometry();
+  if (code && code->neighbours < 4 && group.around.size() > static_cast<size_t>(code->neighbours))
+    LeaveOutFaces(structure, group, group.around);
   group.beyond.site = -1;
   if (group.around.empty()) return;
   double best = -1.0;
