@@ -191,6 +191,20 @@ TEST_F(CommandLineTest, ReportsWhatIsSelected) {
   EXPECT_EQ(static_cast<size_t>(std::ranges::count(out.str(), '{')), 4u) << "the object, its cell and two atoms";
 }
 
+TEST_F(CommandLineTest, FindingsAreStatusOneFromErrorsOn) {
+  const std::string bad = folder.Put("bad.res", "TITL a\nCELL 0.71073 8 9 10 90 90 90\nHKLF 4\nEND\n");
+  EXPECT_EQ(Run({"--lint", bad}), 1);
+  EXPECT_NE(out.str().find("no-sfac"), std::string::npos) << out.str();
+  EXPECT_EQ(Run({"--lint", "--json", bad}), 1);
+  EXPECT_TRUE(out.str().starts_with("{\n \"findings\": [")) << out.str();
+  EXPECT_EQ(Run({"--lint", folder / "none.res"}), 1);
+  EXPECT_EQ(ErrorLines(), 1u);
+  const std::string cif = folder.Put("a.cif", "data_a\n_cell_length_a 8\n");
+  EXPECT_EQ(Run({"--check", cif}), 1);
+  EXPECT_NE(out.str().find("cell-incomplete"), std::string::npos) << out.str();
+  EXPECT_EQ(Run({"--check", folder.Put("b.cif", "data_b\n")}), 0);
+}
+
 TEST_F(CommandLineTest, DrawsPictures) {
   const auto isPng = [](const std::string& bytes, unsigned size) {
     const auto side = [&](size_t at) {

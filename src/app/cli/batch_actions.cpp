@@ -6,6 +6,9 @@
 #include "app/open_save.h"
 #include "app/picture/picture_output.h"
 #include "app/reports.h"
+#include "base/files.h"
+#include "check/cif/check_cif.h"
+#include "check/lint/lint.h"
 #include "files/res/writer.h"
 #include "report/report.h"
 
@@ -70,6 +73,32 @@ bool RefineAction(BatchSession& session, const BatchAction&) {
 bool ScriptAction(BatchSession& session, const BatchAction&) {
   PlayScript(session.bench, session.options.file, [&](const std::string& place) { session.messages.place = place; });
   return true;
+}
+
+namespace {
+
+// False from an error or level A on, and for a file that cannot be read.
+bool TellFindings(BatchSession& session, const std::optional<std::vector<Finding>>& findings) {
+  if (!findings) {
+    session.messages.Show({MessageIcon::Error, "Error: File I/O", session.options.file + " cannot be read."});
+    return false;
+  }
+  session.out << (session.options.json ? FindingsAsJson(*findings) : FindingsAsText(*findings));
+  return !IsSerious(*findings);
+}
+
+}  // namespace
+
+bool LintAction(BatchSession& session, const BatchAction&) {
+  const std::string& path = session.options.file;
+  const FileContent file = ReadWholeFile(path);
+  std::optional<std::vector<Finding>> findings;
+  if (file.opened) findings = LintInstructionText(file.content, DirectoryOf(path).empty() ? "./" : DirectoryOf(path));
+  return TellFindings(session, findings);
+}
+
+bool CheckAction(BatchSession& session, const BatchAction&) {
+  return TellFindings(session, CheckCifFile(session.options.file));
 }
 
 bool EditAction(BatchSession& session, const BatchAction&) {

@@ -63,7 +63,11 @@ int BatchSession::Run() {
 }
 
 bool BatchSession::Prepare() {
-  if (options.Has("--edit")) return true;
+  // These look at the file's text; a picture of it beside needs the model.
+  const auto readsText = [](const BatchAction& action) { return action.Is("--lint") || action.Is("--check"); };
+  const bool textAlone =
+      options.commands.empty() && !options.actions.empty() && std::ranges::all_of(options.actions, readsText);
+  if (options.Has("--edit") || textAlone) return true;
   InitElementTable(bench.document.elements, true);
   LoadPictureSettings(bench.pictures);
   if (!options.commands.empty()) LoadRecentFiles(bench.settings);
