@@ -67,7 +67,7 @@ TEST_F(EditAtoms, NamesThatCannotBeAreRefusedByTheirField) {
 TEST_F(EditAtoms, KillingAnAtomShowsTheLinesThatStillNameIt) {
   RunCommand(bench, kSelectByNameCommand, "N1");
   EXPECT_EQ(RunCommand(bench, kKillSelectedCommand), Outcome::Changed);
-  EXPECT_EQ(LastText(), "These lines still name atoms that were killed:\nFLAT C1 C2  N1 O1\nSIMU C1 > N1");
+  EXPECT_EQ(LastText(), "These lines still name atoms that were killed:\nSIMU C1 > N1\nFLAT C1 C2  N1 O1");
   messages.shown.clear();
   RunCommand(bench, kSelectByNameCommand, "O1_0 O2");
   EXPECT_EQ(RunCommand(bench, kKillSelectedCommand), Outcome::Changed);

@@ -207,7 +207,7 @@ const std::vector<CifCase> kItemCases = {
     {"operator-doubled", "'-x, -y, -z'", "'-x, -y, -z'\n'-x, -y, -z'"},
     {"operators-no-group", "'-x, -y, -z'\n", ""},
     {"system-group", "monoclinic", "orthorhombic"},
-    {"hall-unknown", "'-P 2ybc'", "'-P 2zzz'"},
+    {"hall-unknown", "'-P 2ybc'", "'-Q 2ybc'"},
     {"hall-operators", "'-P 2ybc'", "'-P 2yb'"},
     {"wavelength-radiation", "0.71073", "0.72073"},
     {"wavelength-unusual", "0.71073", "0.90000"},

@@ -11,6 +11,7 @@
 #include "check/lint/lint.h"
 #include "files/res/writer.h"
 #include "report/report.h"
+#include "run/file_comparison.h"
 
 namespace marvik {
 
@@ -99,6 +100,16 @@ bool LintAction(BatchSession& session, const BatchAction&) {
 
 bool CheckAction(BatchSession& session, const BatchAction&) {
   return TellFindings(session, CheckCifFile(session.options.file));
+}
+
+bool CompareAction(BatchSession& session, const BatchAction& action) {
+  const auto comparison = CompareFilesAt(action.value, session.options.file);
+  if (!comparison) {
+    session.messages.Show({MessageIcon::Error, "Error: File I/O", "One of the two files cannot be read."});
+    return false;
+  }
+  session.out << (session.options.json ? ComparisonAsJson(*comparison) : ComparisonAsText(*comparison));
+  return true;
 }
 
 bool EditAction(BatchSession& session, const BatchAction&) {

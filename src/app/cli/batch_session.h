@@ -60,6 +60,7 @@ bool ScriptAction(BatchSession& session, const BatchAction& action);
 // Look at the bytes of the file, whatever the reader would make of it. False from an error or level A on.
 bool LintAction(BatchSession& session, const BatchAction& action);
 bool CheckAction(BatchSession& session, const BatchAction& action);
+bool CompareAction(BatchSession& session, const BatchAction& action);
 // Needs the window; here it says so.
 bool EditAction(BatchSession& session, const BatchAction& action);
 

@@ -64,7 +64,9 @@ int BatchSession::Run() {
 
 bool BatchSession::Prepare() {
   // These look at the file's text; a picture of it beside needs the model.
-  const auto readsText = [](const BatchAction& action) { return action.Is("--lint") || action.Is("--check"); };
+  const auto readsText = [](const BatchAction& action) {
+    return action.Is("--lint") || action.Is("--check") || action.Is("--compare");
+  };
   const bool textAlone =
       options.commands.empty() && !options.actions.empty() && std::ranges::all_of(options.actions, readsText);
   if (options.Has("--edit") || textAlone) return true;

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <gemmi/elem.hpp>
 
 #include "base/numbers.h"
 #include "check/cif/cif_checker.h"
@@ -17,7 +16,7 @@ const ElementTable& Table() {
 }
 
 double Weight(int row) {
-  return row == kDeuteriumRow ? 2.014 : gemmi::Element(row).weight();
+  return Table()[row].atomicWeight;
 }
 
 double WeightOf(const std::map<int, double>& contents) {
