@@ -51,7 +51,7 @@ std::optional<Kept> Parse(std::string_view content) {
   std::string_view figures = TakeLine(content);
   for (double& number : numbers) {
     const size_t blank = std::min(figures.find(' '), figures.size());
-    if (!ParseWholeNumber(figures.substr(0, blank), number) || number < 0) return std::nullopt;
+    if (!ParseWholeNumber(figures.substr(0, blank), number)) return std::nullopt;
     figures.remove_prefix(std::min(blank + 1, figures.size()));
   }
   kept.time = static_cast<long long>(numbers[0]);

@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <poll.h>
 #include <sstream>
 #include <sys/socket.h>
@@ -23,14 +24,17 @@
 #include "base/atomic_write.h"
 #include "base/numbers.h"
 
-#include ""
-
 namespace marvik {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr int kProgressPeriod = 500;  // ms
+
+// As a string of JSON; bytes that are no UTF-8 become the replacement character.
+std::string JsonText(const std::string& text) {
+  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
 
 double SecondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
