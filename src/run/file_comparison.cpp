@@ -37,7 +37,7 @@ Lines LinesOf(std::string_view text) {
   std::vector<std::string_view> words;
   while (source.Next(line) && line.head.keyword != kEnd) {
     const InstructionKeyword keyword = line.head.keyword;
-    if (keyword == kAtomLine && !line.head.later && !line.head.include) continue;
+    if (keyword == kAtomLine) continue;
     if (std::ranges::find(kIgnored, keyword) != std::end(kIgnored)) continue;
     SplitWords(line.code, words);
     std::string plain;
