@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <unordered_set>
 
 #include "chem/connectivity.h"
 #include "model/placement.h"
@@ -80,10 +81,11 @@ void PutBack(AtomList& list, const std::vector<AtomRecord*>& restored) {
 }
 
 // What stood before an atom in the file went on to the next one when it was killed, and comes back with it.
-void TakeLinesBack(AtomList& list, AtomRecord* atom) {
+void TakeLinesBack(AtomList& list, const std::unordered_set<const AtomRecord*>& restored, AtomRecord* atom) {
   if (atom->sourceLine < 0) return;
   int32_t from = -1;
-  for (const AtomRecord* other = atom->prev; other && from < 0; other = other->prev) from = other->sourceLine;
+  for (const AtomRecord* other = atom->prev; other && from < 0; other = other->prev)
+    if (!restored.contains(other)) from = other->sourceLine;
   auto& lines = atom->next ? atom->next->MutableExtras().linesBefore : list.trailingLines;
   const auto isOurs = [&](const KeptLine& line) { return line.line > from && line.line < atom->sourceLine; };
   auto& own = atom->MutableExtras().linesBefore;
@@ -139,7 +141,8 @@ size_t RestoreAtoms(Document& document, const std::vector<AtomRecord*>& chosen, 
   std::ranges::sort(restored, {}, &AtomRecord::serial);
   list.RestoreKilledAtoms(restored);
   PutBack(list, restored);
-  for (AtomRecord* atom : restored) TakeLinesBack(list, atom);
+  const std::unordered_set<const AtomRecord*> coming(restored.begin(), restored.end());
+  for (auto atom = restored.rbegin(); atom != restored.rend(); ++atom) TakeLinesBack(list, coming, *atom);
   for (AtomRecord* atom : restored) {
     atom->Set(kHidden, false);
     FractionalToCartesian(document.matrix, *atom);

@@ -43,8 +43,7 @@ NewWord Instead(std::string_view before, std::string_view after) {
   if (!number) return {std::string(UpperCase(before) == UpperCase(after) ? before : after), false};
   const int written = DecimalsOf(after);
   if (old == now || (written >= 0 && Fixed(old, written) == after)) return {std::string(before), true};
-  const int decimals = DecimalsOf(before);
-  if (decimals < 0) return {std::string(after), true};
+  const int decimals = std::max(DecimalsOf(before), 0);
   std::string fixed = Fixed(now, decimals);
   double kept = 0.0;
   const bool exact = ParseWholeNumber(fixed, kept) && kept == now;

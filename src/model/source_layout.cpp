@@ -10,8 +10,14 @@ std::string_view BytesOf(const SourceLayout& layout, int32_t line) {
 }
 
 std::string TextOf(const SourceLayout& layout, int32_t line) {
-  const std::string_view bytes = BytesOf(layout, line);
-  return std::string(bytes.substr(0, bytes.find_last_not_of("\r\n") + 1));
+  std::string text;
+  for (const char c : BytesOf(layout, line)) {
+    if (c == '\n')
+      while (text.ends_with('\r')) text.pop_back();
+    text += layout.returnsOnly && c == '\r' ? '\n' : c;
+  }
+  text.resize(text.find_last_not_of("\r\n") + 1);
+  return text;
 }
 
 }  // namespace marvik

@@ -46,6 +46,7 @@ struct LayoutPiece {
 // reader and shared by all copies of the document.
 struct SourceLayout {
   std::string text;
+  bool returnsOnly = false;       // lines end in carriage returns alone
   std::vector<LayoutLine> lines;  // every byte of the text is in one
   std::vector<LayoutState> states;
   std::vector<LayoutPiece> pieces;
@@ -53,7 +54,7 @@ struct SourceLayout {
 
 // The bytes of a line, line end and all.
 std::string_view BytesOf(const SourceLayout& layout, int32_t line);
-// Its text without the last line end.
+// Its text without the last line end; inner ones are plain line feeds.
 std::string TextOf(const SourceLayout& layout, int32_t line);
 
 }  // namespace marvik

@@ -92,8 +92,10 @@ TEST_F(SymmetryHandlers, ReadingMovesNothing) {
   EXPECT_FALSE(bench.modified);
   EXPECT_EQ(RunCommand(bench, kFmolAfterChangesCommand), Outcome::Done);
   OpenFile(bench, apart);
-  EXPECT_NEAR(Atom("O1")->fract.x, 0.05, 1e-9) << "nor with the setting, which is for edits";
+  EXPECT_NEAR(Atom("O1")->fract.x, 0.05, 1e-9) << "what is shown is what the file holds";
   EXPECT_FALSE(bench.modified);
+  bench.RefreshAfterStructureChange(bench.FmolAfterChanges);
+  EXPECT_NEAR(Atom("O1")->fract.x, 1.05, 1e-9);
 }
 
 }  // namespace

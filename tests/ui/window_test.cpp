@@ -71,7 +71,8 @@ TEST_F(MainWindowTest, OpenAndSaveAskForNames) {
   NextFile("other", &filters);
   window->Run(kSaveAsCommand);
   EXPECT_EQ(robot.seen.takeLast().title, "Save a File");
-  EXPECT_EQ(filters.size(), 8);
+  EXPECT_EQ(filters.size(), 10);
+  EXPECT_EQ(bench.saveLayout, FileLayout::AsRead);
   EXPECT_EQ(bench.document.CurrentFile, scratch / "other.ins");
   EXPECT_TRUE(scratch.Has("other.ins"));
 

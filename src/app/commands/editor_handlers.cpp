@@ -40,7 +40,7 @@ Outcome EditFileHandler(Workbench& bench, const CommandCall&) {
   bench.ClearPick();
   const bool read = ReadInstructionFile(document, path, bench.messages);
   if (!read) Refuse(bench, "Error: File Unreadable", "This file is either missing, empty or corrupt:\n" + path);
-  bench.RefreshAfterStructureChange(read && bench.FmolAfterChanges);
+  bench.RefreshAfterStructureChange(false);
   bench.TitleChanged();
   return read ? Outcome::Done : Outcome::Failed;
 }

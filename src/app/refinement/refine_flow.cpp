@@ -350,7 +350,7 @@ bool GoBackToStep(Workbench& bench, int number) {
   bench.document = past;
   bench.ClearPick();
   bench.uniqHistory.clear();
-  bench.RefreshAfterStructureChange(bench.FmolAfterChanges);
+  bench.RefreshAfterStructureChange(false);
   bench.ResetViewToModel();
   return true;
 }

@@ -234,11 +234,8 @@ class HeaderComposer {
     if (layout_ == FileLayout::AsRead || key.empty() || isPair) return composed;
     const LayoutPiece* piece = FindPiece(document_, key);
     if (!piece || piece->lines.size() != 1 || piece->composed != composed) return composed;
-    const std::string said = TextOf(*document_.instructions.source, piece->lines.front());
-    LineSource source(said);
-    SourceLine line;
-    const bool plain = source.Next(line) && line.comment.empty() && line.lost.empty();
-    return plain && SameWords(line.code, composed) ? composed : source.KeptText(line);
+    std::string said = TextOf(*document_.instructions.source, piece->lines.front());
+    return said.find('!') == std::string::npos && SameWords(said, composed) ? composed : said;
   }
   void Add(std::string key, std::string text, int32_t line = -1) {
     if (text.empty()) return;

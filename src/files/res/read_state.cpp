@@ -19,7 +19,9 @@ std::shared_ptr<SourceLayout> LayoutOf(std::string text) {
 }  // namespace
 
 ReadState::ReadState(Document& target, std::string text, UserMessages& userMessages)
-    : document(target), messages(userMessages), layout(LayoutOf(std::move(text))), source(layout->text) {}
+    : document(target), messages(userMessages), layout(LayoutOf(std::move(text))), source(layout->text) {
+  layout->returnsOnly = source.LineEnd() == "\r";
+}
 
 bool ReadState::NextLine() {
   const char* begin = layout->text.data();

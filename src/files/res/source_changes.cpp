@@ -10,22 +10,6 @@ namespace marvik {
 
 namespace {
 
-// As kept text has it: line ends are plain line feeds.
-std::string PlainText(std::string_view bytes, bool returnsOnly) {
-  std::string text;
-  text.reserve(bytes.size());
-  for (size_t i = 0; i < bytes.size(); ++i) {
-    if (returnsOnly && bytes[i] == '\r') {
-      text += '\n';
-      continue;
-    }
-    if (bytes[i] == '\n')
-      while (text.ends_with('\r')) text.pop_back();
-    text += bytes[i];
-  }
-  return text.substr(0, text.find_last_not_of("\r\n") + 1);
-}
-
 std::string_view WithoutLineEnd(std::string_view text) {
   return text.substr(0, text.find_last_not_of("\r\n") + 1);
 }
@@ -64,8 +48,7 @@ std::string_view SourceChanges::Behind(int32_t line) const {
 void SourceChanges::Keep(const std::string& text, int32_t line, const AtomRecord* owner) {
   if (line < 0) return;
   Line kept{true, {}, owner};
-  const std::string_view bytes = BytesOf(source_, line);
-  if (WithoutLineEnd(text) != PlainText(bytes, document_.instructions.lineEnd == "\r")) kept.text = text;
+  if (WithoutLineEnd(text) != TextOf(source_, line)) kept.text = text;
   lines_[line] = std::move(kept);
 }
 
