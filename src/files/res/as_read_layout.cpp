@@ -117,12 +117,21 @@ class AsReadWriter {
 
   void NewLine() {
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-    if (out_.empty() || out_.back() == '\n' || out_.back() == '\r' || out_ == kByteOrderMark) return;
-    out_ += document_.instructions.lineEnd;
+    const std::string& lineEnd = document_.instructions.lineEnd;
+    if (out_.empty() || out_ == kByteOrderMark) return;
+    if (out_.back() != '\n' && out_.back() != '\r') out_ += lineEnd;
+    // Nothing followed the mark in the file, and it must not take what comes now.
+    if (isOpen_) out_ += lineEnd;
+    isOpen_ = false;
   }
   void Bytes(int32_t line) {
     NewLine();
     out_ += BytesOf(source_, line);
+    isOpen_ = static_cast<size_t>(line) + 1 == source_.lines.size() && EndsInMark(BytesOf(source_, line));
+  }
+  static bool EndsInMark(std::string_view text) {
+    const size_t last = text.find_last_not_of(" \t\r\n");
+    return last != std::string_view::npos && text[last] == '=';
   }
   // Composed text, whose lines end in line feeds.
   void Add(std::string_view text) {
@@ -145,6 +154,7 @@ class AsReadWriter {
       std::erase(text, '\r');
     }
     Add(text);
+    isOpen_ = EndsInMark(text);
   }
   void AddState(LayoutState::Kind kind, const AtomRecord* atom) {
     std::string text;
@@ -223,6 +233,7 @@ class AsReadWriter {
   bool behindHklf_ = false;
   bool ended_ = false;
   bool newGrown_ = false;
+  bool isOpen_ = false;  // what was written last ends in a continuation mark
 
   AtomState now_;   // what the lines that were written say
   AtomState read_;  // what the lines of the source say, those that were left out included
@@ -293,11 +304,13 @@ void AsReadWriter::Prelude(const std::vector<int32_t>& pending, const AtomRecord
     if (last[kind] >= 0) said.Set(StateAt(last[kind]));
     const bool lastSays = last[kind] >= 0 && said.Says(kind, wanted);
     const bool untouched = !removed && now_.Says(kind, read_);
-    plans[kind] = untouched && (lastSays || !atom) ? Plan::All
-                  : now_.Says(kind, wanted)        ? Plan::None
-                  : lastSays                       ? Plan::Last
-                  : atom                           ? Plan::Replace
-                                                   : Plan::None;
+    // A peak is in no AFIX group, whatever was said before it.
+    const bool any = !atom || (atom->IsPeak() && kind == LayoutState::Afix);
+    plans[kind] = untouched && (lastSays || any) ? Plan::All
+                  : now_.Says(kind, wanted)      ? Plan::None
+                  : lastSays                     ? Plan::Last
+                  : atom                         ? Plan::Replace
+                                                 : Plan::None;
   }
   for (size_t i = 0; i <= pending.size(); ++i) {
     if (i == start && atom) {
