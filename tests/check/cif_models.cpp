@@ -1,4 +1,5 @@
 #include <cmath>
+#include <locale>
 #include <sstream>
 
 #include "base/numbers.h"
@@ -20,6 +21,7 @@ std::string Rows(const std::string& atoms, double edge) {
   std::string text = kAtomItems;
   for (std::string row; std::getline(rows, row, ';');) {
     std::istringstream words(row);
+    words.imbue(std::locale::classic());
     std::string label, u = "0.03", occupancy = "1", group = ".";
     double x = 0, y = 0, z = 0;
     words >> label >> x >> y >> z >> u >> occupancy >> group;
