@@ -14,6 +14,7 @@ namespace {
 class PanelsTest : public test::WindowTest {
  protected:
   void SetUp() override {
+    window->Run(kUsualPanelsCommand);
     Load();
     view = window->Panels().Find(kModelPanelCommand)->findChild<QTableView*>();
     ASSERT_TRUE(view);
@@ -81,6 +82,7 @@ TEST_F(PanelsTest, StayAsTheyWereLeft) {
   window->Run(kStructurePanelCommand);
   window->Run(kHistoryPanelCommand);
   window->close();
+  window.reset();
   window = std::make_unique<MainWindow>(bench, messages);
   window->show();
   Settle();

@@ -51,6 +51,7 @@ WindowTest::WindowTest() {
   bench.keepsRecentFiles = true;
   window = std::make_unique<MainWindow>(bench, messages);
   area = &window->Area();
+  window->Run(kNoPanelsCommand);
   area->setFixedSize(600, 600);
   window->show();
   EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));

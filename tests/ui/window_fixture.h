@@ -41,8 +41,8 @@ class DialogRobot : public QObject {
   QList<Answer> answers_;
 };
 
-// A window of 600 nominal pixels a side with a structure whose atoms lie apart: C1 and C2 with a bond, O1, and the
-// peak Q1, all in one plane, seen along it in a cubic cell.
+// A window without panels, its picture 600 nominal pixels a side, with a structure whose atoms lie apart: C1 and C2
+// with a bond, O1, and the peak Q1, all in one plane, seen along it in a cubic cell.
 class WindowTest : public testing::Test {
  protected:
   WindowTest();
