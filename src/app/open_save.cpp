@@ -139,7 +139,7 @@ bool OpenFile(Workbench& bench, const std::string& name) {
   bench.SetModified(false);
   // What is shown is what the file holds.
   bench.RefreshAfterStructureChange(false);
-  bench.ResetViewToModel();
+  bench.ResetViewToModel(true);
   bench.SetBusy(false);
   bench.TitleChanged();
   if (read) NoteAsRecent(bench);

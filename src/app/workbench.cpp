@@ -1,6 +1,7 @@
 #include "app/workbench.h"
 
 #include "chem/connectivity.h"
+#include "draw/view/best_view.h"
 #include "edit/symmetry_commands.h"
 
 namespace marvik {
@@ -12,6 +13,8 @@ std::string Workbench::Title() const {
 RenderOptions Workbench::ScreenOptions() const {
   RenderOptions options;
   options.mode = RenditionMode;
+  options.look = look;
+  options.cutOctant = look != Look::Classic;
   options.labels = LabelsOn;
   options.hydrogenLabels = HydrogenLabelsOn;
   options.hybridLabelColoration = HybridLabelColoration;
@@ -54,8 +57,11 @@ void Workbench::ConnectAndReframe() {
 }
 
 void Workbench::FollowCentre() {
-  if (!view.zoomedOnSelection && document.MoleculeCentre != followedCentre_)
-    view.viewCentre = SphereOfModel(document).centre;
+  if (!view.zoomedOnSelection && document.MoleculeCentre != followedCentre_) {
+    const Cartesian centre = SphereOfModel(document).centre;
+    view.viewCentre = view.viewCentre + (centre - modelCentre_);
+    modelCentre_ = centre;
+  }
   followedCentre_ = document.MoleculeCentre;
 }
 
@@ -68,10 +74,21 @@ void Workbench::RefreshAfterStructureChange(bool runFmol) {
   Repaint();
 }
 
-void Workbench::ResetViewToModel() {
+void Workbench::ResetViewToModel(bool face) {
   followedCentre_ = document.MoleculeCentre;
+  modelCentre_ = SphereOfModel(document).centre;
   ResetView(view, document);
-  view.zoomedOnSelection = false;
+  if (face && look != Look::Classic) FaceBestPlane(view, document);
+  FitView();
+  fittedRadius_ = view.viewRadius;
+}
+
+bool Workbench::ViewIsFitted() const {
+  return view.viewRadius == fittedRadius_ && view.panX == 0 && view.panY == 0 && !view.zoomedOnSelection;
+}
+
+void Workbench::FitView() {
+  if (look != Look::Classic) FitFrame(view, document, ScreenOptions());
 }
 
 OpenGlSettings& Workbench::GlSettings() {

@@ -132,9 +132,10 @@ class Workbench {
   int RenditionMode = kWireFrame;
   int MouseMode = kMouseRotate;
   bool LabelsOn = true;
-  bool HydrogenLabelsOn = true;
+  bool HydrogenLabelsOn = false;
   bool HybridLabelColoration = false;
   bool ShowCell = false;
+  Look look = Look::Dark;
   bool FmolAfterChanges = true;
   bool SaveAllPending = false;
   bool keepsRecentFiles = false;  // whether a successful read enters the recent list; the window says yes
@@ -165,8 +166,13 @@ class Workbench {
   // What follows every change of which atoms there are or where they are: bonds, molecules brought together when
   // runFmol is set and nothing was generated, centre, repaint.
   void RefreshAfterStructureChange(bool runFmol);
-  // Fits the view to the whole structure again, as after loading.
-  void ResetViewToModel();
+  // Fits the view to the whole structure again; with `face` it turns to the best plane, too, as after loading. The
+  // classic look keeps the sphere about the model's middle and the rotation.
+  void ResetViewToModel(bool face = false);
+  // Whether the view still has the frame that the last reset gave it; its rotation may be another.
+  bool ViewIsFitted() const;
+  // The tightest frame as the view stands now, but in the classic look.
+  void FitView();
 
   // What "opengl.prf" said when it was first needed, and what was set since.
   OpenGlSettings& GlSettings();
@@ -187,6 +193,8 @@ class Workbench {
   uint32_t pickedBondOwner_ = 0;
   uint32_t pickedBondPartner_ = 0;
   Cartesian followedCentre_;
+  Cartesian modelCentre_;  // of the sphere about the model when the view was fitted
+  double fittedRadius_ = 0.0;
   std::optional<OpenGlSettings> glSettings_;
 };
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <new>
 
+#include "draw/canvas/scanline_canvas.h"
 #include "draw/labels/text_drawing.h"
 #include "gl/gl_calls.h"
 #include "gl/gl_context.h"
@@ -21,7 +22,6 @@ constexpr double kPixelsPerPoint = 96.0 / 72.0;  // of labels: 8 points are then
 constexpr int kStandardPoints = 8;
 constexpr int kLargestStandardBitmap = 600;
 constexpr float kLeastEmShare = 0.016666668f;
-constexpr size_t kMostRimmed = 400;  // labels; of more the rims would hide the model
 
 // Atoms that were begun, over all tiles or layers.
 class Progress {
@@ -127,20 +127,18 @@ bool DrawSampled(const Job& job, GlPainter& painter, int factor, const KeepGoing
   return complete;
 }
 
-// A rim in the background's colour keeps a label legible where it crosses a body.
 void PaintLabels(const GlScene& scene, bool rimmed, LabelFont& font, Image& image) {
-  const int rim = rimmed ? std::max(1, static_cast<int>(font.Pixels()) / kEmPerRim) : 0;
   const Surface surface{image.pixels.data(), image.width, image.height, image.width};
+  if (!scene.leaders.empty()) {
+    ScanlineCanvas canvas(image);
+    const double width = std::max(1.0, font.Pixels() / kEmPerRim);
+    for (const GlLeader& leader : scene.leaders) canvas.Line(leader.a, leader.b, {leader.colour, width});
+  }
   for (const GlLabel& label : scene.labels) {
-    if (!(std::abs(label.corner.x) < 1e6 && std::abs(label.corner.y) < 1e6)) continue;
     const CanvasPoint base{std::round(label.corner.x), std::round(label.corner.y - font.Descent())};
-    for (int dy = -rim; dy <= rim; ++dy) {
-      for (int dx = -rim; dx <= rim; ++dx) {
-        if (dx * dx + dy * dy <= rim * rim + 1)
-          DrawText(surface, font, {base.x + dx, base.y + dy}, label.text, scene.background);
-      }
-    }
-    DrawText(surface, font, base, label.text, label.colour);
+    TextLook look = label.look;
+    look.rim = rimmed && look.rim > 0.0 ? std::max(1.0, std::floor(font.Pixels() / kEmPerRim)) : 0.0;
+    DrawText(surface, font, base, label.text, look);
   }
 }
 
@@ -199,7 +197,7 @@ GlPicture RenderGlPicture(Document& document, const ViewState& view, int size, c
     picture.image.emplace(size, size);
     picture.complete = renderGlScene(scene, size, options, *picture.image, picture.error, keepGoing, progress);
     if (!picture.error.empty()) return Failed(picture.error);
-    PaintLabels(scene, !options.transparent && scene.labels.size() <= kMostRimmed, font, *picture.image);
+    PaintLabels(scene, !options.transparent, font, *picture.image);
     return picture;
   } catch (const std::bad_alloc&) {
     return Failed("Failed to create DIBSection.");

@@ -21,23 +21,29 @@ class LabelCollector : public Canvas {
 
   void Clear(Rgb) override {}
   void Lines(std::span<const LinePiece>, const Pen&) override {}
-  void Line(CanvasPoint, CanvasPoint, const Pen&) override {}
+  void Line(CanvasPoint a, CanvasPoint b, const Pen& pen) override {
+    if (inLeaders_) leaders.push_back({a, b, pen.colour});
+  }
+  void BeginGroup(std::string_view name) override { inLeaders_ = name == kLeaderGroup; }
+  void EndGroup() override { inLeaders_ = false; }
   void FillEllipse(const EllipseShape&, Rgb, const Pen&) override {}
   void DiscStack(CanvasPoint, std::span<const Disc>) override {}
   void Arc(const EllipseShape&, double, double, const Pen&) override {}
   void Polygon(std::span<const CanvasPoint>, Rgb, const Pen&) override {}
   void Polyline(std::span<const CanvasPoint>, const Pen&) override {}
-  void Text(CanvasPoint at, TextAnchor, std::string_view text, Rgb colour) override {
-    labels.push_back({at, std::string(text), colour});
+  void Text(CanvasPoint at, TextAnchor, std::string_view text, const TextLook& look) override {
+    labels.push_back({at, std::string(text), look});
   }
-  CanvasPoint TextSize(std::string_view text) override {
+  CanvasPoint TextSize(std::string_view text, size_t lowered) override {
     if (!font_) return {};
-    return {font_->Width(text), font_->Ascent() + font_->Descent()};
+    return {font_->Width(text, lowered), font_->Ascent() + font_->Descent()};
   }
 
   std::vector<GlLabel> labels;
+  std::vector<GlLeader> leaders;
 
  private:
+  bool inLeaders_ = false;
   LabelFont* font_;
 };
 
@@ -154,8 +160,13 @@ void SceneBuilder::Project(LabelFont* font) {
   InteractiveRenderer renderer;
   renderer.Render(document_, view_, options, canvas, nullptr);
   scene_.labels = std::move(canvas.labels);
+  scene_.leaders = std::move(canvas.leaders);
+  for (GlLeader& leader : scene_.leaders) {
+    if (ink_ == kWhite) leader.colour = kGrey;
+  }
   for (GlLabel& label : scene_.labels) {
-    if (label.colour == kBlack) label.colour = ink_;
+    if (label.look.colour == kBlack) label.look.colour = ink_;
+    label.look.rimColour = scene_.background;
   }
   for (AtomRecord* atom = document_.atoms.head; atom; atom = atom->next) {
     if (atom->scratch < 0) continue;

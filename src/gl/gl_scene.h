@@ -50,6 +50,13 @@ struct GlLine {
 struct GlLabel {
   CanvasPoint corner;
   std::string text;
+  TextLook look;
+};
+
+// A line from a body to its label, on the finished picture as well.
+struct GlLeader {
+  CanvasPoint a;
+  CanvasPoint b;
   Rgb colour;
 };
 
@@ -58,6 +65,7 @@ struct GlScene {
   std::vector<GlBond> bonds;
   std::vector<GlLine> cellEdges;
   std::vector<GlLabel> labels;
+  std::vector<GlLeader> leaders;
   Rgb background;
   double unit = 2.0 / 600.0;  // what one pixel of a screen picture is: the width of thin lines
   double depth = 10.0;        // nothing lies further from the origin in z

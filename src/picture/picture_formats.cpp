@@ -4,6 +4,7 @@
 #include <cmath>
 #include <new>
 
+#include "base/files.h"
 #include "draw/canvas/pdf_canvas.h"
 #include "draw/canvas/png_strips.h"
 #include "draw/canvas/png_writer.h"
@@ -12,6 +13,7 @@
 #include "draw/labels/label_font.h"
 #include "picture/gl_output.h"
 #include "picture/jpeg_writer.h"
+#include "picture/label_report.h"
 
 namespace marvik {
 namespace {
@@ -45,21 +47,55 @@ int VectorSide(const PictureOptions& picture) {
   return std::max(kSmallestPicture, static_cast<int>(std::lround(picture.size * kPointsPerInch / picture.resolution)));
 }
 
+// Without a resolution a picture counts as being printed in this width.
+constexpr double kUsualWidth = 450.0;  // points
+constexpr double kLeastLabel = 6.0;    // points, of type that can be read
+
+double PointsPerPixel(const PictureOptions& picture) {
+  return picture.resolution > 0.0 ? kPointsPerInch / picture.resolution : kUsualWidth / picture.size;
+}
+
+double LabelPoints(const PictureSubject& subject) {
+  return std::max(subject.look.labelPoints, kLeastLabel);
+}
+
+// False after a message.
+bool WriteLabelReport(const PictureSubject& subject, const PictureOptions& picture, const InteractiveRenderer& renderer,
+                      double pointsPerUnit) {
+  if (picture.labelReport.empty()) return true;
+  if (WriteFileAtomically(picture.labelReport, LabelReport(renderer.Layout(), pointsPerUnit)) == 0) return true;
+  Refuse(subject.messages, "Error opening file (" + picture.labelReport + ") for writing.");
+  return false;
+}
+
+// What a picture has whatever the screen shows.
+void ForPicture(RenderOptions& options, const PictureOptions& picture) {
+  options.selection = false;
+  const bool light = options.look == Look::Light || options.look == Look::Paper;
+  if (picture.background == PictureBackground::Black && light) options.look = Look::Dark;
+}
+
+// Nothing drawn: stopped or failed, and told.
 bool DrawLines(PictureSubject& subject, const PictureOptions& picture, Canvas& canvas) {
   RenderOptions options = subject.look;
   options.exact = true;
   options.cutOctant = true;
   options.whiteBackground = picture.background != PictureBackground::Black;
   options.clear = picture.background != PictureBackground::Transparent;
-  return InteractiveRenderer().Render(subject.document, FittedView(subject, VectorSide(picture)), options, canvas,
-                                      subject.goOn);
+  options.layout = !picture.labelReport.empty();
+  ForPicture(options, picture);
+  InteractiveRenderer renderer;
+  if (renderer.Render(subject.document, FittedView(subject, VectorSide(picture)), options, canvas, subject.goOn))
+    return WriteLabelReport(subject, picture, renderer, 1.0);
+  SayPictureStopped(subject.messages);
+  return false;
 }
 
 PictureBytes DrawSvg(PictureSubject& subject, const PictureOptions& picture) {
   const int side = VectorSide(picture);
-  LabelFont font(side * kLabelPart);
+  LabelFont font(LabelPoints(subject));
   SvgCanvas canvas(side, font);
-  if (!DrawLines(subject, picture, canvas)) return Stopped(subject.messages);
+  if (!DrawLines(subject, picture, canvas)) return {};
   return canvas.Finish();
 }
 
@@ -67,12 +103,12 @@ PictureBytes DrawPdf(PictureSubject& subject, const PictureOptions& picture) {
   if (!PdfCanvas::IsThere()) return Refuse(subject.messages, PdfCanvas::kMissing);
   const int side = VectorSide(picture);
   const std::string file = FindSansFontFile();
-  LabelFont font(side * kLabelPart, file);
+  LabelFont font(LabelPoints(subject), file);
   PdfPage page;
   page.width = page.height = side;
   page.title = subject.title;
   PdfCanvas canvas(page, font, file);
-  if (!DrawLines(subject, picture, canvas)) return Stopped(subject.messages);
+  if (!DrawLines(subject, picture, canvas)) return {};
   return canvas.Finish();
 }
 
@@ -80,6 +116,8 @@ RenderOptions PixelOptions(const PictureSubject& subject, const PictureOptions& 
   RenderOptions options = subject.look;
   options.whiteBackground =
       picture.background == PictureBackground::Transparent || picture.background == PictureBackground::White;
+  options.layout = !picture.labelReport.empty();
+  ForPicture(options, picture);
   return options;
 }
 
@@ -87,7 +125,7 @@ PictureBytes DrawPng(PictureSubject& subject, const PictureOptions& picture) {
   RenderOptions options = PixelOptions(subject, picture);
   const ViewState view = FittedView(subject, picture.size);
   const StripDrawing drawing{picture.size, picture.background == PictureBackground::Transparent,
-                             options.labels || options.showCell};
+                             options.labels || options.showCell ? LabelPoints(subject) / PointsPerPixel(picture) : 0.0};
   InteractiveRenderer renderer;
   auto bytes = DrawPngInStrips(
       drawing, picture.resolution,
@@ -96,18 +134,22 @@ PictureBytes DrawPng(PictureSubject& subject, const PictureOptions& picture) {
         return renderer.Render(subject.document, view, options, canvas, subject.goOn);
       },
       subject.messages);
-  return bytes ? std::move(bytes) : Stopped(subject.messages);
+  if (!bytes) return Stopped(subject.messages);
+  if (!WriteLabelReport(subject, picture, renderer, PointsPerPixel(picture))) return {};
+  return bytes;
 }
 
 std::optional<Image> DrawPixels(PictureSubject& subject, const PictureOptions& picture) {
   Image image(picture.size, picture.size);
-  LabelFont font(picture.size * kLabelPart);
+  LabelFont font(LabelPoints(subject) / PointsPerPixel(picture));
   ScanlineCanvas canvas(image, &font);
-  if (!InteractiveRenderer().Render(subject.document, FittedView(subject, picture.size), PixelOptions(subject, picture),
-                                    canvas, subject.goOn)) {
+  InteractiveRenderer renderer;
+  if (!renderer.Render(subject.document, FittedView(subject, picture.size), PixelOptions(subject, picture), canvas,
+                       subject.goOn)) {
     SayPictureStopped(subject.messages);
     return {};
   }
+  if (!WriteLabelReport(subject, picture, renderer, PointsPerPixel(picture))) return {};
   return image;
 }
 

@@ -9,7 +9,7 @@ namespace marvik {
 namespace {
 
 constexpr std::array<std::string_view, 4> kBackgrounds{"usual", "black", "white", "transparent"};
-constexpr std::array<std::string_view, 4> kKeys{"size", "resolution", "background", "renderer"};
+constexpr std::array<std::string_view, 5> kKeys{"size", "resolution", "background", "renderer", "label-report"};
 constexpr std::string_view kBlanks = " \t\r\n";
 
 }  // namespace
@@ -44,6 +44,8 @@ std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const P
       const auto background = BackgroundNamed(value);
       if (!background) wrong = "The background is black, white or transparent.";
       request.options.background = background.value_or(usual.background);
+    } else if (key == "label-report") {
+      request.options.labelReport = value;
     } else if (key == "renderer") {
       if (value != "interactive" && value != "opengl") wrong = "The renderer is interactive or opengl.";
       request.options.openGl = value == "opengl";

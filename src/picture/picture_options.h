@@ -24,6 +24,7 @@ struct PictureOptions {
   bool openGl = false;
   bool blackWhite = false;
   std::optional<int> layers;  // of anti-aliasing; as the settings say
+  std::string labelReport;    // a file that tells where labels, bodies and bonds stand; "" for none
 };
 
 // "usual", "black", "white" or "transparent"; nothing for anything else.

@@ -13,7 +13,7 @@ namespace marvik {
 namespace {
 
 constexpr int kUsualSide = 840;
-constexpr double kLabelPixels = 13.0;
+constexpr double kLabelPixels = 12.0;
 constexpr int kRest = 250;  // ms without a change after which the view counts as at rest
 constexpr int kGlide = 15;  // ms between frames while labels go to their places
 constexpr int kAtomsBetweenClocks = 64;

@@ -112,21 +112,41 @@ void PainterCanvas::Polyline(std::span<const CanvasPoint> points, const Pen& pen
   painter_.drawPolyline(PolygonOf(points));
 }
 
-void PainterCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) {
-  const QString shown = ToText(text);
+void PainterCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) {
   const QFontMetricsF metrics(font_);
   const bool centred = anchor == TextAnchor::Centre;
   const QPointF shift = centred
-                            ? QPointF(-metrics.horizontalAdvance(shown) / 2, (metrics.ascent() - metrics.descent()) / 2)
+                            ? QPointF(-TextSize(text, look.lowered).x / 2, (metrics.ascent() - metrics.descent()) / 2)
                             : QPointF(0.0, -metrics.descent());
-  painter_.setFont(font_);
-  painter_.setPen(ColourOf(colour));
-  painter_.drawText(PointOf(at) + shift, shown);
+  const size_t plain = std::min(look.lowered, text.size());
+  QPainterPath letters;
+  letters.addText(PointOf(at) + shift, font_, ToText(text.substr(0, plain)));
+  if (plain < text.size()) {
+    const QPointF pen(metrics.horizontalAdvance(ToText(text.substr(0, plain))), kLoweredBy * font_.pixelSize());
+    letters.addText(PointOf(at) + shift + pen, LoweredFont(), ToText(text.substr(plain)));
+  }
+  if (look.rim > 0.0) Draw(letters, {look.rimColour, 2.0 * look.rim, LineStyle::Solid});
+  if (plain == text.size()) {
+    painter_.setFont(font_);
+    painter_.setPen(ColourOf(look.colour));
+    painter_.drawText(PointOf(at) + shift, ToText(text));
+  } else {
+    painter_.fillPath(letters, ColourOf(look.colour));
+  }
 }
 
-CanvasPoint PainterCanvas::TextSize(std::string_view text) {
+QFont PainterCanvas::LoweredFont() const {
+  QFont font = font_;
+  font.setPixelSize(std::max(1, static_cast<int>(std::lround(kLoweredSize * font_.pixelSize()))));
+  return font;
+}
+
+CanvasPoint PainterCanvas::TextSize(std::string_view text, size_t lowered) {
   const QFontMetricsF metrics(font_);
-  return {metrics.horizontalAdvance(ToText(text)), metrics.ascent() + metrics.descent()};
+  const size_t plain = std::min(lowered, text.size());
+  double width = metrics.horizontalAdvance(ToText(text.substr(0, plain)));
+  if (plain < text.size()) width += QFontMetricsF(LoweredFont()).horizontalAdvance(ToText(text.substr(plain)));
+  return {width, metrics.ascent() + metrics.descent()};
 }
 
 }  // namespace marvik

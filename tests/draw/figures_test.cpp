@@ -13,6 +13,8 @@
 namespace marvik::test {
 namespace {
 
+constexpr double kLabelPart = 0.02;
+
 // A chain through the picture, with an ellipsoid, a peak and labels.
 void AddModel(Scene& scene) {
   for (int i = 0; i < 12; ++i) scene.Add(Numbered("C", i + 1), -7.0 + 1.2 * i, 0.6 * i - 4.0, 0.1 * i);
@@ -61,7 +63,7 @@ TEST(Pdf, BadCoordinatesTextAndFacesDoNotSpoilThePage) {
   canvas.Arc({{5, 5}, {infinite, 0}, {0, 1e-300}}, 0.0, 1.0, {{}, nan});
   canvas.FillSector({{5, 5}, {3, 3}, {3, 3}}, 0.0, 1.5, {1, 2, 3});
   canvas.Polygon({}, {1, 2, 3}, {{}, infinite, LineStyle::Dashed});
-  canvas.Text({nan, infinite}, TextAnchor::Centre, "\xff\x01\xc3\xa5", {});
+  canvas.Text({nan, infinite}, TextAnchor::Centre, "\xff\x01\xc3\xa5", Rgb{});
   canvas.Line({0, 0}, {1e300, -1e300}, {{}, 0.0});
   const auto pdf = canvas.Finish();
   ASSERT_TRUE(pdf);
@@ -101,7 +103,7 @@ std::string Strips(Scene& scene, int side, bool transparent) {
     scene.options.clear = clear;
     return scene.renderer.Render(scene.document, scene.view, scene.options, canvas, nullptr);
   };
-  return DrawPngInStrips({side, transparent, true}, 0.0, draw, scene.messages).value_or("");
+  return DrawPngInStrips({side, transparent, side * kLabelPart}, 0.0, draw, scene.messages).value_or("");
 }
 
 TEST(PngStrips, MeetWithoutASeam) {

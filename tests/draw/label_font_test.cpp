@@ -96,7 +96,7 @@ TEST(LabelFont, TextIsCutOffAtTheEdgesAndCoversWhatIsTransparent) {
   const auto draw = [&](double x, double y, std::string_view text, uint32_t under) {
     Image image(100, 60);
     std::ranges::fill(image.pixels, under);
-    DrawText({image.pixels.data(), 100, 60, 100}, font, {x, y}, text, {255, 255, 255});
+    DrawText({image.pixels.data(), 100, 60, 100}, font, {x, y}, text, Rgb{255, 255, 255});
     return std::ranges::count_if(image.pixels, [&](uint32_t pixel) { return pixel != under; });
   };
   const auto whole = draw(30, 40, "H", 0xff000000u);

@@ -37,7 +37,7 @@ TEST_F(SvgTest, ArcsGoTheWayTheirAxesTurn) {
 
 TEST_F(SvgTest, TextAndNamesAreEscapedAndNumbersStayFinite) {
   canvas.BeginGroup("C<1>\"");
-  canvas.Text({5, 5}, TextAnchor::Centre, "a&b\x01\xff", {0, 0, 0});
+  canvas.Text({5, 5}, TextAnchor::Centre, "a&b\x01\xff", Rgb{0, 0, 0});
   canvas.Line({std::nan(""), 1}, {std::numeric_limits<double>::infinity(), 1e300}, {{}, 2.0, LineStyle::Dashed});
   canvas.EndGroup();
   EXPECT_TRUE(Has("<g id=\"C_1__\">\n<title>C&lt;1&gt;&quot;</title>"));

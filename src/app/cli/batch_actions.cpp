@@ -46,7 +46,10 @@ bool PictureAction(BatchSession& session, const BatchAction& action) {
     bench.LabelsOn = options.labels.value_or(bench.LabelsOn);
     bench.ShowCell |= options.cell;
   }
+  // What was grown, packed or turned since it was opened is to be in the frame.
+  if (options.recipe.empty() && bench.ViewIsFitted()) bench.FitView();
   PictureOptions& picture = bench.pictureFile;
+  picture.labelReport = options.labelReport;
   picture.size = options.size.value_or(picture.size);
   picture.resolution = options.resolution.value_or(picture.resolution);
   picture.background = options.background.value_or(picture.background);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "app/commands/command_table.h"
+#include "draw/renderer/look.h"
 #include "picture/picture_options.h"
 
 namespace marvik {
@@ -59,6 +60,8 @@ struct CommandLineOptions {
   std::optional<double> resolution;
   std::optional<PictureBackground> background;
   std::string recipe;  // a picture recipe's file
+  std::string labelReport;
+  std::optional<Look> look;
   std::optional<bool> labels;
   bool cell = false;
   std::optional<bool> openGl;

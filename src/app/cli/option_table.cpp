@@ -18,6 +18,7 @@ constexpr std::string_view kWriteFormats[] = {"ins", "res", "pdb", "ct", "inp", 
 constexpr std::string_view kRenditions[] = {"wire", "ball", "ellipsoid", "pipes"};  // by DisplayMode
 constexpr std::string_view kBackgrounds[] = {"black", "white", "transparent"};
 constexpr std::string_view kRenderers[] = {"interactive", "opengl"};
+constexpr std::string_view kLooks[] = {"dark", "light", "paper", "classic"};  // by Look
 constexpr std::string_view kOnOff[] = {"on", "off"};
 constexpr std::string_view kLayouts[] = {"as-read", "standard"};
 
@@ -103,6 +104,11 @@ std::string Background(Options& options, const std::string& value) {
 
 std::string Transparent(Options& options, const std::string&) {
   return Background(options, "transparent");
+}
+
+std::string LookOption(Options& options, const std::string& value) {
+  options.look = LookNamed(value);
+  return "";
 }
 
 std::string Labels(Options& options, const std::string& value) {
@@ -280,6 +286,13 @@ constexpr OptionRow kOptions[] = {
     {"--renderer", "", kRenderers, kPictures, "opengl is lit and smooth: ball or ellipsoid, .png .jpg", Renderer},
     {"--black-white", "", {}, kPictures, "without colours, by OpenGL", BlackWhite},
     {"--layers", "N", {}, kPictures, "of anti-aliasing, by OpenGL", Layers},
+    {"--look", "", kLooks, kPictures, "colours: paper for figures, classic as the renditions were first made", LookOption},
+    {"--label-report",
+     "FILE.json",
+     {},
+     kPictures,
+     "where labels, bodies and bonds stand, in points",
+     Name<&Options::labelReport>},
     {"--recipe",
      "FILE",
      {},

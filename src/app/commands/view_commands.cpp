@@ -34,7 +34,15 @@ Outcome ShowCellHandler(Workbench& bench, const CommandCall&) {
 }
 
 Outcome ZoomHandler(Workbench& bench, const CommandCall&) {
-  if (ToggleZoomOnSelection(bench.view, bench.document)) return Outcome::Done;
+  const bool zoomed = bench.view.zoomedOnSelection;
+  if (ToggleZoomOnSelection(bench.view, bench.document)) {
+    const int32_t panX = bench.view.panX;
+    const int32_t panY = bench.view.panY;
+    if (zoomed) bench.FitView();
+    bench.view.panX = panX;
+    bench.view.panY = panY;
+    return Outcome::Done;
+  }
   return Refuse(bench, "Error: Insufficient Selections",
                 "You must select at least two atoms \nin order for Zoom to zoom in properly!");
 }
@@ -45,7 +53,7 @@ Outcome ZoomStepHandler(Workbench& bench, const CommandCall& call) {
 }
 
 Outcome ResetViewHandler(Workbench& bench, const CommandCall&) {
-  bench.ResetViewToModel();
+  bench.ResetViewToModel(true);
   return Outcome::Done;
 }
 

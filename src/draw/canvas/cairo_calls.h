@@ -18,7 +18,7 @@ namespace marvik {
   X(cairo_set_font_face) X(cairo_set_font_options) X(cairo_set_font_size) X(cairo_set_line_cap) \
   X(cairo_set_line_join) X(cairo_set_line_width) X(cairo_set_matrix) X(cairo_set_source_rgb) \
   X(cairo_show_text) X(cairo_status) X(cairo_stroke) X(cairo_surface_destroy) X(cairo_surface_finish) \
-  X(cairo_surface_status) X(cairo_toy_font_face_create) X(cairo_transform) X(cairo_translate)
+  X(cairo_surface_status) X(cairo_text_path) X(cairo_toy_font_face_create) X(cairo_transform) X(cairo_translate)
 // clang-format on
 MARVIK_CAIRO_CALLS(MARVIK_LATE_DECLARATION)
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -53,6 +54,18 @@ struct Disc {
 
 enum class TextAnchor { BottomLeft, Centre };
 
+// How a text looks beside its font.
+struct TextLook {
+  TextLook(Rgb ink) : colour(ink) {}  // NOLINT: a plain text is its colour
+  Rgb colour;
+  Rgb rimColour{};
+  double rim = 0.0;                         // device units around the letters, 0 for none
+  size_t lowered = std::string_view::npos;  // of the first byte that is a subscript, which the rest is then
+};
+// Of subscripts: their size and how far below the base line they stand, as shares of the text's size.
+inline constexpr double kLoweredSize = 0.72;
+inline constexpr double kLoweredBy = 0.18;
+
 // What the interactive renderer draws on: the screen's pixel buffer, a page, a vector figure, or a recording.
 class Canvas {
  public:
@@ -79,9 +92,10 @@ class Canvas {
   virtual void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) = 0;
   virtual void Polyline(std::span<const CanvasPoint> points, const Pen& pen) = 0;
   // UTF-8, in the canvas's label font.
-  virtual void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) = 0;
+  virtual void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) = 0;
   // Width and height in device units of a text as Text draws it.
-  virtual CanvasPoint TextSize(std::string_view text) = 0;
+  virtual CanvasPoint TextSize(std::string_view text, size_t lowered) = 0;
+  CanvasPoint TextSize(std::string_view text) { return TextSize(text, std::string_view::npos); }
   // What is drawn until EndGroup belongs to one atom or bond of this name; a device without groups ignores it.
   virtual void BeginGroup(std::string_view /*name*/) {}
   virtual void EndGroup() {}

@@ -205,19 +205,38 @@ void PdfCanvas::Polyline(std::span<const CanvasPoint> points, const Pen& pen) {
   Stroke(pen);
 }
 
-void PdfCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) {
+void PdfCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) {
+  cairo_t* cairo = state_->cairo;
   const bool centred = anchor == TextAnchor::Centre;
-  const double x = centred ? at.x - font_.Width(text) / 2 : at.x;
+  const double x = Place(centred ? at.x - font_.Width(text, look.lowered) / 2 : at.x);
   // The base line stands above the bottom of the text box by the font's descent.
-  const double y = centred ? at.y + (font_.Ascent() - font_.Descent()) / 2 : at.y - font_.Descent();
-  SetColour(colour);
-  cairo_move_to(state_->cairo, Place(x), Place(y));
-  cairo_show_text(state_->cairo, Printable(text).c_str());
-  cairo_new_path(state_->cairo);
+  const double y = Place(centred ? at.y + (font_.Ascent() - font_.Descent()) / 2 : at.y - font_.Descent());
+  const size_t plain = std::min(look.lowered, text.size());
+  const double pen = x + font_.Width(text.substr(0, plain));
+  const auto each = [&](auto draw) {
+    cairo_move_to(cairo, x, y);
+    draw(Printable(text.substr(0, plain)).c_str());
+    if (plain < text.size()) {
+      cairo_set_font_size(cairo, kLoweredSize * font_.Pixels());
+      cairo_move_to(cairo, pen, y + kLoweredBy * font_.Pixels());
+      draw(Printable(text.substr(plain)).c_str());
+      cairo_set_font_size(cairo, font_.Pixels());
+    }
+  };
+  if (look.rim > 0.0) {
+    each([&](const char* run) { cairo_text_path(cairo, run); });
+    SetColour(look.rimColour);
+    cairo_set_line_width(cairo, 2.0 * look.rim);
+    cairo_set_dash(cairo, nullptr, 0, 0.0);
+    cairo_stroke(cairo);
+  }
+  SetColour(look.colour);
+  each([&](const char* run) { cairo_show_text(cairo, run); });
+  cairo_new_path(cairo);
 }
 
-CanvasPoint PdfCanvas::TextSize(std::string_view text) {
-  return {font_.Width(text), font_.Ascent() + font_.Descent()};
+CanvasPoint PdfCanvas::TextSize(std::string_view text, size_t lowered) {
+  return {font_.Width(text, lowered), font_.Ascent() + font_.Descent()};
 }
 
 std::optional<std::string> PdfCanvas::Finish() {

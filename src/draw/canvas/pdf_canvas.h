@@ -39,8 +39,9 @@ class PdfCanvas : public Canvas {
   void FillSector(const EllipseShape& shape, double t0, double t1, Rgb fill) override;
   void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) override;
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
-  void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) override;
-  CanvasPoint TextSize(std::string_view text) override;
+  void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override;
+  using Canvas::TextSize;
+  CanvasPoint TextSize(std::string_view text, size_t lowered) override;
 
   // The whole file, nothing when memory is gone. Nothing can be drawn behind it.
   std::optional<std::string> Finish();

@@ -41,10 +41,10 @@ class StripCanvas : public Canvas {
     canvas_.Polygon(Up(points), fill, outline);
   }
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override { canvas_.Polyline(Up(points), pen); }
-  void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) override {
-    canvas_.Text(Up(at), anchor, text, colour);
+  void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override {
+    canvas_.Text(Up(at), anchor, text, look);
   }
-  CanvasPoint TextSize(std::string_view text) override { return canvas_.TextSize(text); }
+  CanvasPoint TextSize(std::string_view text, size_t lowered) override { return canvas_.TextSize(text, lowered); }
 
  private:
   CanvasPoint Up(CanvasPoint p) const { return {p.x, p.y - top_}; }
@@ -85,7 +85,7 @@ std::optional<std::string> DrawPngInStrips(const StripDrawing& drawing, double r
   Image image(side, rows);
   Image second(drawing.transparent ? side : 0, rows);
   std::optional<LabelFont> font;
-  if (drawing.labels) font.emplace(side * kLabelPart);
+  if (drawing.labelPixels > 0.0) font.emplace(drawing.labelPixels);
   PngEncoder encoder(side, side, {resolution, drawing.transparent});
   const auto drawStrip = [&](Image& target, int top, int count) {
     ScanlineCanvas canvas(target.pixels.data(), side, count, side, font ? &*font : nullptr);

@@ -9,13 +9,10 @@
 
 namespace marvik {
 
-// Of a picture's side: the labels; 12 pixels at 600.
-inline constexpr double kLabelPart = 0.02;
-
 struct StripDrawing {
   int side = 0;  // pixels
   bool transparent = false;
-  bool labels = true;  // a font is needed
+  double labelPixels = 0.0;  // em of the labels; 0: there are none
 };
 
 // Draws the whole picture on the canvas; false when it was stopped. Without `clear` what the canvas holds stays.

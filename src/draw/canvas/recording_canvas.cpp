@@ -82,13 +82,13 @@ void RecordingCanvas::Polyline(std::span<const CanvasPoint> points, const Pen& p
   text_ += "polyline " + Places(points) + ' ' + Stroke(pen) + '\n';
 }
 
-void RecordingCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) {
-  text_ += "text " + Place(at) + (anchor == TextAnchor::Centre ? " centre " : " left ") + Colour(colour) + ' ';
+void RecordingCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) {
+  text_ += "text " + Place(at) + (anchor == TextAnchor::Centre ? " centre " : " left ") + Colour(look.colour) + ' ';
   text_ += text;
   text_ += '\n';
 }
 
-CanvasPoint RecordingCanvas::TextSize(std::string_view text) {
+CanvasPoint RecordingCanvas::TextSize(std::string_view text, size_t /*lowered*/) {
   return {6.0 * static_cast<double>(text.size()), 10.0};
 }
 

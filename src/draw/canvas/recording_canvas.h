@@ -31,9 +31,10 @@ class RecordingCanvas : public Canvas {
   void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) override;
   void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) override;
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
-  void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) override;
+  void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override;
   // Six units a byte, ten units high.
-  CanvasPoint TextSize(std::string_view text) override;
+  using Canvas::TextSize;
+  CanvasPoint TextSize(std::string_view text, size_t lowered) override;
   void BeginGroup(std::string_view name) override;
   void EndGroup() override;
 

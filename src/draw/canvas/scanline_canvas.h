@@ -44,8 +44,9 @@ class ScanlineCanvas : public Canvas {
   void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) override;
   void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) override;
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
-  void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) override;
-  CanvasPoint TextSize(std::string_view text) override;
+  void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override;
+  using Canvas::TextSize;
+  CanvasPoint TextSize(std::string_view text, size_t lowered) override;
 
  private:
   PixelBox Bounds() const { return {0, 0, surface_.width - 1, surface_.height - 1}; }

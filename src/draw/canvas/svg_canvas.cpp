@@ -153,16 +153,25 @@ void SvgCanvas::Polyline(std::span<const CanvasPoint> points, const Pen& pen) {
   body_ += std::string("<polyline") + Stroke(pen) + " points=\"" + Points(points) + "\"/>\n";
 }
 
-void SvgCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, Rgb colour) {
+void SvgCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) {
   // The base line stands above the bottom of the text box by the font's descent.
   const double base =
       anchor == TextAnchor::Centre ? at.y + (font_.Ascent() - font_.Descent()) / 2 : at.y - font_.Descent();
-  body_ += std::string("<text x=\"") + Number(at.x) + "\" y=\"" + Number(base) + "\" fill=\"" + Colour(colour) + '"' +
-           (anchor == TextAnchor::Centre ? " text-anchor=\"middle\">" : ">") + Escaped(text) + "</text>\n";
+  body_ += "<text x=\"" + Number(at.x) + "\" y=\"" + Number(base) + "\" fill=\"" + Colour(look.colour) + '"';
+  if (look.rim > 0.0) {
+    body_ += " paint-order=\"stroke\" stroke=\"" + Colour(look.rimColour) + "\" stroke-width=\"" +
+             Number(2.0 * look.rim) + '"';
+  }
+  body_ += (anchor == TextAnchor::Centre ? " text-anchor=\"middle\">" : ">") + Escaped(text.substr(0, look.lowered));
+  if (look.lowered < text.size()) {
+    body_ += "<tspan dy=\"" + Number(kLoweredBy * font_.Pixels()) + "\" font-size=\"" +
+             Number(kLoweredSize * font_.Pixels()) + "\">" + Escaped(text.substr(look.lowered)) + "</tspan>";
+  }
+  body_ += "</text>\n";
 }
 
-CanvasPoint SvgCanvas::TextSize(std::string_view text) {
-  return {font_.Width(text), font_.Ascent() + font_.Descent()};
+CanvasPoint SvgCanvas::TextSize(std::string_view text, size_t lowered) {
+  return {font_.Width(text, lowered), font_.Ascent() + font_.Descent()};
 }
 
 void SvgCanvas::BeginGroup(std::string_view name) {

@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "base/files.h"
+#include "draw/canvas/canvas.h"
 #include "draw/labels/bitmap_font.h"
 #include "draw/labels/fontconfig_calls.h"
 
@@ -110,7 +111,7 @@ void LabelFont::LibraryDeleter::operator()(FT_LibraryRec_* library) const {
   FT_Done_FreeType(library);
 }
 
-LabelFont::LabelFont(double pixels, const std::string& file) {
+LabelFont::LabelFont(double pixels, const std::string& file) : file_(file) {
   FT_Library library = nullptr;
   FT_Face face = nullptr;
   if (!file.empty() && FT_Init_FreeType(&library) == 0) {
@@ -127,6 +128,7 @@ void LabelFont::SetPixels(double pixels) {
   pixels_ = pixels > kSmallestPixels ? std::min(pixels, kLargestPixels) : kSmallestPixels;
   ascii_ = {};
   others_.clear();
+  lowered_.reset();
   if (face_ && FT_Set_Char_Size(face_.get(), 0, std::lround(pixels_ * 64.0), 72, 72) != 0) face_.reset();
   if (face_) {
     ascent_ = static_cast<double>(face_->size->metrics.ascender) / 64.0;
@@ -192,8 +194,17 @@ LabelFont::Glyph LabelFont::MakeBitmapGlyph(char32_t character) const {
   return glyph;
 }
 
-double LabelFont::Width(std::string_view utf8) {
+LabelFont& LabelFont::Lowered() {
+  if (!lowered_) lowered_ = std::make_unique<LabelFont>(pixels_ * kLoweredSize, file_);
+  return *lowered_;
+}
+
+double LabelFont::Width(std::string_view utf8, size_t lowered) {
   double width = 0.0;
+  if (lowered < utf8.size()) {
+    width = Lowered().Width(utf8.substr(lowered));
+    utf8 = utf8.substr(0, lowered);
+  }
   while (const char32_t character = TakeCharacter(utf8)) width += GlyphOf(character).advance;
   return width;
 }

@@ -49,7 +49,9 @@ class LabelFont {
   // Pixels above and below the base line that a line of text takes, both positive.
   double Ascent() const { return ascent_; }
   double Descent() const { return descent_; }
-  double Width(std::string_view utf8);
+  double Width(std::string_view utf8, size_t lowered = std::string_view::npos);
+  // The same face in the size of subscripts.
+  LabelFont& Lowered();
 
  private:
   struct FaceDeleter {
@@ -70,6 +72,8 @@ class LabelFont {
   std::unique_ptr<FT_FaceRec_, FaceDeleter> face_;
   std::array<std::unique_ptr<Glyph>, 128> ascii_;
   std::unordered_map<char32_t, Glyph> others_;
+  std::string file_;
+  std::unique_ptr<LabelFont> lowered_;  // made when it is needed
 };
 
 }  // namespace marvik

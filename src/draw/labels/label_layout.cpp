@@ -5,19 +5,6 @@
 
 namespace marvik {
 
-namespace {
-
-constexpr int kRounds = 6;
-
-// How far two boxes must part in each direction, negative when they are apart there already.
-CanvasPoint Overlap(const LabelBox& a, const LabelBox& b) {
-  const double dx = std::abs((a.corner.x + a.size.x / 2) - (b.corner.x + b.size.x / 2));
-  const double dy = std::abs((a.corner.y - a.size.y / 2) - (b.corner.y - b.size.y / 2));
-  return {(a.size.x + b.size.x) / 2 - dx, (a.size.y + b.size.y) / 2 - dy};
-}
-
-}  // namespace
-
 void ClearBody(LabelBox& label) {
   const double left = label.corner.x;
   const double right = left + label.size.x;
@@ -52,84 +39,6 @@ CanvasPoint LabelCorner(CanvasPoint body, double bodyRadius, CanvasPoint size, d
                false};
   for (int i = 0; i < 3; ++i) ClearBody(box);
   return box.corner;
-}
-
-int64_t PointGrid::CellOf(double v) const {
-  return static_cast<int64_t>(std::floor(std::clamp(v / cell_, -1e9, 1e9)));
-}
-
-uint32_t PointGrid::BucketOf(int64_t column, int64_t row) const {
-  return static_cast<uint32_t>(static_cast<uint64_t>(column) * 73856093u ^ static_cast<uint64_t>(row) * 19349663u) &
-         mask_;
-}
-
-void PointGrid::Build(std::span<const CanvasPoint> points, double cell) {
-  cell_ = cell >= 1.0 ? cell : 1.0;  // a canvas without a font measures texts as nothing
-  uint32_t buckets = 64;
-  while (buckets < points.size()) buckets *= 2;
-  mask_ = buckets - 1;
-  // A counting sort: start_[b + 2] counts, then start_[b + 1] runs from the start of bucket b to its end.
-  start_.assign(buckets + 2, 0);
-  entries_.resize(points.size());
-  for (const CanvasPoint& p : points) ++start_[BucketOf(CellOf(p.x), CellOf(p.y)) + 2];
-  for (size_t i = 1; i < start_.size(); ++i) start_[i] += start_[i - 1];
-  for (uint32_t i = 0; i < points.size(); ++i) {
-    const int64_t column = CellOf(points[i].x);
-    const int64_t row = CellOf(points[i].y);
-    entries_[start_[BucketOf(column, row) + 1]++] = {column, row, i};
-  }
-}
-
-// One round of pushes of half an overlap each; false when nothing overlaps.
-bool LabelSpreader::PushApart(std::span<const LabelBox> labels, double cell) {
-  corners_.resize(labels.size());
-  for (size_t i = 0; i < labels.size(); ++i) corners_[i] = labels[i].corner;
-  grid_.Build(corners_, cell);
-  push_.assign(labels.size(), {});
-  bool any = false;
-  for (uint32_t i = 0; i < labels.size(); ++i) {
-    grid_.ForEachNear(corners_[i], [&](uint32_t j) {
-      const LabelBox& a = labels[i];
-      const LabelBox& b = labels[j];
-      if (j <= i || (a.fixed && b.fixed)) return;
-      const CanvasPoint over = Overlap(a, b);
-      if (over.x <= 0.0 || over.y <= 0.0) return;
-      any = true;
-      const double share = a.fixed || b.fixed ? 1.0 : 0.5;
-      // Texts are wide: parting them one above the other is the shorter way nearly always. The first in the list goes
-      // up or left when two stand level.
-      if (over.y <= over.x) {
-        const bool above = a.corner.y - a.size.y / 2 <= b.corner.y - b.size.y / 2;
-        push_[i].y -= above ? share * over.y : -share * over.y;
-        push_[j].y += above ? share * over.y : -share * over.y;
-      } else {
-        const bool before = a.corner.x + a.size.x / 2 <= b.corner.x + b.size.x / 2;
-        push_[i].x -= before ? share * over.x : -share * over.x;
-        push_[j].x += before ? share * over.x : -share * over.x;
-      }
-    });
-  }
-  return any;
-}
-
-void LabelSpreader::Spread(std::span<LabelBox> labels) {
-  if (labels.size() < 2) return;
-  double widest = 1.0;
-  home_.resize(labels.size());
-  for (size_t i = 0; i < labels.size(); ++i) {
-    home_[i] = labels[i].corner;
-    widest = std::max({widest, labels[i].size.x, labels[i].size.y});
-  }
-  for (int round = 0; round < kRounds && PushApart(labels, widest); ++round) {
-    for (size_t i = 0; i < labels.size(); ++i) {
-      LabelBox& label = labels[i];
-      if (label.fixed || (push_[i].x == 0.0 && push_[i].y == 0.0)) continue;
-      const double most = label.size.y;
-      label.corner.x = std::clamp(label.corner.x + push_[i].x, home_[i].x - most, home_[i].x + most);
-      label.corner.y = std::clamp(label.corner.y + push_[i].y, home_[i].y - most, home_[i].y + most);
-      ClearBody(label);
-    }
-  }
 }
 
 void LabelOccupancy::Reset(CanvasPoint origin, CanvasPoint size, double cell) {

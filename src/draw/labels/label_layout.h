@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <vector>
 
 #include "draw/canvas/canvas.h"
@@ -23,59 +22,6 @@ CanvasPoint LabelCorner(CanvasPoint body, double bodyRadius, CanvasPoint size, d
 
 // Shifts a box straight away from its atom until it is clear of it.
 void ClearBody(LabelBox& label);
-
-// Points of the plane by square cells, for looking at those near a place. Work arrays are kept.
-class PointGrid {
- public:
-  void Build(std::span<const CanvasPoint> points, double cell);
-  // visit(index) for every point in the cell of `at` and in the eight around it, cell by cell, in ascending order
-  // there.
-  template <class Visit>
-  void ForEachNear(CanvasPoint at, Visit visit) const {
-    const int64_t column = CellOf(at.x);
-    const int64_t row = CellOf(at.y);
-    for (int64_t c = column - 1; c <= column + 1; ++c) {
-      for (int64_t r = row - 1; r <= row + 1; ++r) {
-        const uint32_t bucket = BucketOf(c, r);
-        for (uint32_t k = start_[bucket]; k < start_[bucket + 1]; ++k) {
-          const Entry& entry = entries_[k];
-          // Two cells may share a bucket.
-          if (entry.column == c && entry.row == r) visit(entry.index);
-        }
-      }
-    }
-  }
-
- private:
-  struct Entry {
-    int64_t column;
-    int64_t row;
-    uint32_t index;
-  };
-  int64_t CellOf(double v) const;
-  uint32_t BucketOf(int64_t column, int64_t row) const;
-
-  double cell_ = 1.0;
-  uint32_t mask_ = 0;
-  std::vector<uint32_t> start_;
-  std::vector<Entry> entries_;
-};
-
-// Moves boxes that overlap apart, each by at most the height of a text, and keeps them clear of their own atoms. Small
-// changes of the input move the result little, so that labels glide while the model turns. Cost grows with the number
-// of labels and of overlaps.
-class LabelSpreader {
- public:
-  void Spread(std::span<LabelBox> labels);
-
- private:
-  bool PushApart(std::span<const LabelBox> labels, double cell);
-
-  std::vector<CanvasPoint> home_;
-  std::vector<CanvasPoint> corners_;
-  std::vector<CanvasPoint> push_;
-  PointGrid grid_;
-};
 
 // For more labels than anyone can read: a picture's area in small cells, where the first label to come takes its place.
 class LabelOccupancy {

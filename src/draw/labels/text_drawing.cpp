@@ -6,6 +6,8 @@
 namespace marvik {
 namespace {
 
+constexpr int kWidestRim = 24;  // pixels
+
 // Of pixels that are not premultiplied.
 uint32_t InkOver(uint32_t under, uint32_t ink, unsigned cover) {
   const unsigned below = under >> 24;
@@ -19,11 +21,8 @@ uint32_t InkOver(uint32_t under, uint32_t ink, unsigned cover) {
   return pixel;
 }
 
-}  // namespace
-
-void DrawText(const Surface& surface, LabelFont& font, CanvasPoint base, std::string_view text, Rgb colour) {
-  if (!(std::abs(base.x) <= kFarthest) || !(std::abs(base.y) <= kFarthest)) return;
-  const uint32_t ink = PixelOf(colour);
+// Where the pen stands behind the text.
+double DrawRun(const Surface& surface, LabelFont& font, CanvasPoint base, std::string_view text, uint32_t ink) {
   const int line = PixelHolding(base.y);
   double pen = base.x;
   while (const char32_t character = TakeCharacter(text)) {
@@ -42,6 +41,29 @@ void DrawText(const Surface& surface, LabelFont& font, CanvasPoint base, std::st
       }
     }
   }
+  return pen;
+}
+
+void DrawRuns(const Surface& surface, LabelFont& font, CanvasPoint base, std::string_view text, size_t lowered,
+              Rgb colour) {
+  const size_t plain = std::min(lowered, text.size());
+  const double pen = DrawRun(surface, font, base, text.substr(0, plain), PixelOf(colour));
+  if (plain == text.size()) return;
+  DrawRun(surface, font.Lowered(), {pen, base.y + kLoweredBy * font.Pixels()}, text.substr(plain), PixelOf(colour));
+}
+
+}  // namespace
+
+void DrawText(const Surface& surface, LabelFont& font, CanvasPoint base, std::string_view text, const TextLook& look) {
+  if (!(std::abs(base.x) <= kFarthest) || !(std::abs(base.y) <= kFarthest)) return;
+  const int rim = look.rim > 0.0 ? std::clamp(static_cast<int>(std::lround(look.rim)), 1, kWidestRim) : 0;
+  for (int dy = -rim; dy <= rim; ++dy) {
+    for (int dx = -rim; dx <= rim; ++dx) {
+      if ((dx != 0 || dy != 0) && dx * dx + dy * dy <= rim * rim + 1)
+        DrawRuns(surface, font, {base.x + dx, base.y + dy}, text, look.lowered, look.rimColour);
+    }
+  }
+  DrawRuns(surface, font, base, text, look.lowered, look.colour);
 }
 
 }  // namespace marvik

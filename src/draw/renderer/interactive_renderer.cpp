@@ -51,6 +51,10 @@ const std::vector<PlacedLabel>& InteractiveRenderer::Labels() const {
   return frame_->labels;
 }
 
+const FrameLayout& InteractiveRenderer::Layout() const {
+  return frame_->layout;
+}
+
 bool InteractiveRenderer::LabelsSettled() const {
   return frame_->labelsSettled;
 }
@@ -72,6 +76,7 @@ bool RenderFrame::Render(Document& document, const ViewState& view, const Render
   options_ = &options;
   canvas_ = &canvas;
   keepGoing_ = &keepGoing;
+  colours_ = ColoursOf(options.look, options.printing || options.whiteBackground);
   SetUp();
   labelsSettled = true;
   if (options.clear && !options.printing) canvas.Clear(Background());
@@ -102,7 +107,9 @@ void RenderFrame::SetUp() {
     }
   }
   if (peaks) ShadePeaks(highest);
-  selectedBonds_.assign(document_->atoms.selectedBonds.begin(), document_->atoms.selectedBonds.end());
+  selectedBonds_.clear();
+  if (options_->selection)
+    selectedBonds_.assign(document_->atoms.selectedBonds.begin(), document_->atoms.selectedBonds.end());
   std::sort(selectedBonds_.begin(), selectedBonds_.end(), std::less<const BondRecord*>());
 }
 
@@ -135,7 +142,7 @@ void RenderFrame::AddAtom(AtomRecord* atom, const ClipPoint& p) {
   frame.unknown = row == kUnknownRow;
   frame.row = static_cast<uint8_t>(row);
   frame.colour = frame.unknown ? static_cast<uint8_t>(kGreyIndex) : frame.row;
-  frame.selected = atom->Has(kSelected);
+  frame.selected = options_->selection && atom->Has(kSelected);
   atom->scratch = static_cast<int32_t>(atoms_.size());
   atoms_.push_back(frame);
 }

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
 
 #include "draw/canvas/canvas.h"
+#include "draw/labels/label_placer.h"
+#include "draw/renderer/look.h"
 #include "draw/view/view_state.h"
 #include "model/document.h"
 
@@ -12,14 +15,23 @@ namespace marvik {
 
 enum DisplayMode { kWireFrame = 0, kBallAndStick = 1, kThermalEllipsoid = 2, kPipes = 3 };
 
+// C12, C(12) or C with 12 as a subscript.
+enum class LabelForm : uint8_t { Plain, Parentheses, Lowered };
+
+// The group of the lines that lead to labels, before the labels' own.
+inline constexpr char kLeaderGroup[] = "leaders";
+
 // What a picture shows beside the view.
 struct RenderOptions {
   int mode = kWireFrame;  // anything else than the four is the wire frame
+  Look look = Look::Classic;
   bool labels = true;
   // Labels go toward their best places by small steps from where the last picture had them, so that they can be
   // followed while the model turns. Off: the picture depends on nothing but the document, the view and these options.
   bool steadyLabels = false;
-  bool hydrogenLabels = true;
+  bool hydrogenLabels = false;
+  double labelPoints = 9.0;  // of the labels' type, on paper and screen; whoever makes the canvas goes by it
+  LabelForm labelForm = LabelForm::Plain;
   bool hybridLabelColoration = false;
   bool showCell = false;
   bool printing = false;         // page units and paper colours
@@ -28,6 +40,8 @@ struct RenderOptions {
   bool cutOctant = false;        // ellipsoids show their inside in the octant toward the viewer
   double probability = 0.5;      // of thermal ellipsoids
   bool clear = true;             // off: what is there stays behind the picture
+  bool layout = false;           // Layout() is going to be asked
+  bool selection = true;         // what is selected is marked
 };
 
 // Asked before each atom; false stops the picture where it is.
@@ -38,6 +52,23 @@ struct PlacedLabel {
   const AtomRecord* atom = nullptr;
   CanvasPoint at;
   CanvasPoint size;
+  bool leader = false;  // a line leads to it
+};
+
+// What lies where in a picture, device units.
+struct FrameLayout {
+  struct Body {
+    const AtomRecord* atom;
+    EllipseShape shape;
+  };
+  struct Bond {
+    const BondRecord* bond;
+    LabelStick line;  // between the bodies
+  };
+  std::vector<PlacedLabel> labels;
+  std::vector<const AtomRecord*> leftOut;  // wanted a label and had no room
+  std::vector<Body> bodies;
+  std::vector<Bond> bonds;
 };
 
 class RenderFrame;
@@ -59,6 +90,8 @@ class InteractiveRenderer {
 
   // Of the last picture, in drawing order.
   const std::vector<PlacedLabel>& Labels() const;
+  // Of the last picture, if its options asked for it.
+  const FrameLayout& Layout() const;
   // False while labels of the last picture are still on their way: drawing it again brings them nearer, in at most a
   // few dozen pictures to where they stand without steadyLabels.
   bool LabelsSettled() const;

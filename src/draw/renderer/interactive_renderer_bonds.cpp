@@ -88,7 +88,7 @@ void RenderFrame::NameBond(const BondRecord& bond) {
 void RenderFrame::DrawBond(const FrameBond& bond) {
   CanvasPoint a;
   CanvasPoint b;
-  if (!BondEnds(bond, a, b)) return;
+  if (IsHidden(bond) || !BondEnds(bond, a, b)) return;
   if (!options_->printing && !map_.Shows(a, b, 2.0 * StickWidth(bond.width) + 4.0)) return;
   if (!Grouped()) {
     DrawSticks(bond, a, b);
@@ -108,21 +108,41 @@ void RenderFrame::DrawSticks(const FrameBond& bond, CanvasPoint a, CanvasPoint b
     canvas_->Line(a, b, {palette_[kGreyIndex], map_.unit, static_cast<LineStyle>(style)});
     return;
   }
-  const Rgb colour = kBondClassColours[bond.order];
+  const Rgb colour = Classic() ? kBondClassColours[bond.order] : colours_.bond;
   const double width = StickWidth(bond.width);
   // A dark rim keeps a stick apart from what lies behind it.
   if (style == kSolid && bond.order == kSingle && width >= kLeastRimmed * map_.unit)
     canvas_->Line(a, b, {MixColours(colour, kBlack, 0.7), width + 2.0 * map_.unit, LineStyle::Solid});
   if (bond.order == kSingle || bond.order == kPi) {
-    drawBondLine(*canvas_, colour, a, b, std::max(width, map_.unit), style);
+    DrawStick(bond, a, b, std::max(width, map_.unit), style);
     return;
   }
   const CanvasPoint across = Across(a, b);
   for (const BondStick& stick : SticksOfOrder(bond.order)) {
     const double by = stick.side * std::max(width, 2.0 * map_.unit);
-    drawBondLine(*canvas_, colour, Moved(a, across, by), Moved(b, across, by), std::max(width * stick.share, map_.unit),
-                 stick.dashed ? static_cast<int>(kDashed) : style);
+    DrawStick(bond, Moved(a, across, by), Moved(b, across, by), std::max(width * stick.share, map_.unit),
+              stick.dashed ? static_cast<int>(kDashed) : style);
   }
+}
+
+// In the colour of its class, in the look's, or each half in that of its atom.
+void RenderFrame::DrawStick(const FrameBond& bond, CanvasPoint a, CanvasPoint b, double width, int style) {
+  if (Classic() || !colours_.bondsOfAtoms) {
+    drawBondLine(*canvas_, Classic() ? kBondClassColours[bond.order] : colours_.bond, a, b, width, style);
+    return;
+  }
+  const CanvasPoint from = Centre(atoms_[bond.a]);
+  const CanvasPoint to = Centre(atoms_[bond.b]);
+  const double length = std::hypot(to.x - from.x, to.y - from.y);
+  const double hidden = length > 0.0 ? std::hypot(a.x - from.x, a.y - from.y) / length : 0.0;
+  const CanvasPoint middle = Between(a, b, std::clamp((0.5 - hidden) / std::max(1.0 - hidden, 1e-6), 0.0, 1.0));
+  drawBondLine(*canvas_, palette_[atoms_[bond.a].colour], a, middle, width, style);
+  drawBondLine(*canvas_, palette_[atoms_[bond.b].colour], middle, b, width, style);
+}
+
+// Peaks are near everything: their bonds would be webs.
+bool RenderFrame::IsHidden(const FrameBond& bond) const {
+  return !Classic() && (atoms_[bond.a].atom->IsPeak() || atoms_[bond.b].atom->IsPeak());
 }
 
 // A line along each side of a selected bond.

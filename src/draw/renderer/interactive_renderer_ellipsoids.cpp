@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "draw/renderer/render_frame.h"
@@ -8,7 +9,10 @@ namespace marvik {
 
 namespace {
 
-constexpr double kLeastLined = 4.0;  // longer half axis of the smallest ellipsoid with lines on it, pixels
+constexpr double kHydrogenBall = 0.13;  // Å, where no ellipsoid is smaller
+constexpr double kOtherBall = 0.25;     // Å, of isotropic atoms without a U of their own
+constexpr double kLargestU = 4.0;       // Å², of one that is drawn by its U
+constexpr double kLeastLined = 4.0;     // longer half axis of the smallest ellipsoid with lines on it, pixels
 constexpr double kHalfPi = 90.0 * kRadiansPerDegree;
 // Semi-axes beyond this many halves of the drawing area are as good as not finite.
 constexpr double kLongestAxis = 1e4;
@@ -64,6 +68,28 @@ void RenderFrame::SetUpEllipsoids() {
       const double length = Length(ellipsoid.axes[k]);
       ellipsoid.drawable = length > 1e-9 && length < kLongestAxis;
     }
+  }
+  if (!Classic()) SetUpIsotropicBalls();
+}
+
+// Hydrogens small, others by their U.
+void RenderFrame::SetUpIsotropicBalls() {
+  const double angstrom = view_->halfExtent > 0.0 ? map_.scale / view_->halfExtent : 0.0;
+  const double scale = ProbabilityScale(options_->probability);
+  double least = kHydrogenBall * angstrom;
+  for (const FrameEllipsoid& ellipsoid : ellipsoids_) {
+    if (!ellipsoid.drawable) continue;
+    std::array<double, 3> lengths{};
+    for (size_t k = 0; k < 3; ++k) lengths[k] = Length(ellipsoid.axes[k]) * map_.scale;
+    std::ranges::sort(lengths);
+    least = std::min(least, lengths[1]);
+  }
+  for (FrameAtom& atom : atoms_) {
+    if (atom.unknown || atom.atom->IsAnisotropic()) continue;
+    const double u = atom.atom->u[0];
+    double radius = u > 0.0 && u < kLargestU ? std::sqrt(u) * scale * angstrom : kOtherBall * angstrom;
+    if (atom.row == kHydrogenRow || atom.row == kDeuteriumRow) radius = least;
+    atom.ball = static_cast<float>(std::clamp(map_.whole ? std::floor(radius + 0.5) : radius, 1.0, 20000.0));
   }
 }
 

@@ -1,24 +1,26 @@
 #include <algorithm>
 #include <cmath>
 
+#include "draw/renderer/bond_sticks.h"
 #include "draw/renderer/render_frame.h"
 
 namespace marvik {
 
 namespace {
 
-// Up to so many labels all are shown, moved apart where they overlap. Of more, nobody could read all: nearer ones then
-// keep their places and those behind them are left out.
+// Up to so many labels each looks for a place of its own. Of more, nobody could read all: nearer ones then keep their
+// places and those behind them are left out.
 constexpr size_t kMostReadable = 1500;
-constexpr double kBodyGap = 2.0;  // between a body and its label, pixels of the screen
+constexpr size_t kMostRimmed = 400;  // of those
+constexpr double kBodyGap = 2.0;     // between a body and its label, pixels of the screen
 // A lone atom's label stands to the upper right; this is how much that counts against the directions of its bonds.
 constexpr CanvasPoint kPreferred{0.3, -0.25};
-
-// How far labels that others moved, or that change sides, go in each degree that the model turns, and at least in each
-// frame.
-constexpr double kSteerPerDegree = 9.0;  // pixels of the screen, around the atom
-constexpr double kLeastSteer = 0.15;     // radians, so that labels of large bodies arrive, too
-constexpr double kPushPerDegree = 7.0;
+// What labels under way go in each degree that the model turns, and at least in each frame; pixels of the screen.
+constexpr double kGlidePerDegree = 8.0;
+constexpr double kLeastTurn = 1e-4;    // degrees
+constexpr double kLeastLeader = 0.75;  // heights of a text between a body and its label that ask for a line
+constexpr double kLeaderInk = 0.55;
+constexpr int kCarbonRow = 6;
 
 // Degrees between two rotations, whatever their scales.
 double TurnBetween(const Matrix4& a, const Matrix4& b) {
@@ -35,10 +37,6 @@ double TurnBetween(const Matrix4& a, const Matrix4& b) {
   const double trace = 3.0 * product / std::sqrt(squareA * squareB);
   return trace < 3.0 ? std::acos(std::max(trace - 1.0, -2.0) / 2.0) / kRadiansPerDegree : 0.0;
 }
-
-// A rim in the background's colour keeps a label legible over a body; left out where there are very many.
-constexpr size_t kMostRimmed = 400;
-constexpr std::array<CanvasPoint, 4> kRim{{{-1, 0}, {1, 0}, {0, -1}, {0, 1}}};
 
 std::string_view Trimmed(std::string_view text) {
   const size_t first = text.find_first_not_of(' ');
@@ -62,31 +60,6 @@ void RenderFrame::AddLabelDirections(const FrameAtom& a, const FrameAtom& b) {
   atB = {atB.x + dx / length, atB.y + dy / length};
 }
 
-// Bodies close by on the screen turn a label away from them, the more the closer they are.
-void RenderFrame::AddCrowding() {
-  labelPoints_.resize(atoms_.size());
-  double largest = 0.0;
-  for (uint32_t i = 0; i < atoms_.size(); ++i) {
-    labelPoints_[i] = Centre(atoms_[i]);
-    largest = std::max(largest, BodyRadius(i));
-  }
-  const double text = canvas_->TextSize("C10").x;
-  labelGrid_.Build(labelPoints_, 2.0 * largest + text);
-  for (uint32_t i = 0; i < atoms_.size(); ++i) {
-    const CanvasPoint own = labelPoints_[i];
-    CanvasPoint& direction = labelDirections_[i];
-    labelGrid_.ForEachNear(own, [&](uint32_t j) {
-      const double dx = own.x - labelPoints_[j].x;
-      const double dy = own.y - labelPoints_[j].y;
-      const double distance = std::sqrt(dx * dx + dy * dy);
-      const double reach = BodyRadius(i) + BodyRadius(j) + text;
-      if (!(distance > 0.0) || distance >= reach) return;
-      const double weight = 1.5 * (1.0 - distance / reach) / distance;
-      direction = {direction.x + dx * weight, direction.y + dy * weight};
-    });
-  }
-}
-
 bool RenderFrame::WantsLabel(const AtomRecord& atom) const {
   if (atom.flags2 & kLabelOff) return false;
   if (options_->hydrogenLabels || !atom.element) return true;
@@ -101,86 +74,185 @@ Rgb RenderFrame::LabelColour(const FrameAtom& atom) const {
   return Paper() ? kBlack : kWhite;
 }
 
-// How far what is drawn for the atom reaches in a direction, with a gap.
-double RenderFrame::LabelRadius(uint32_t index, double dx, double dy) const {
-  const double gap = kBodyGap * map_.unit;
-  if (options_->mode != kThermalEllipsoid || !ellipsoids_[index].drawable) return BodyRadius(index) + gap;
-  const double length = std::hypot(dx, dy);
-  const OutlineConic outline = OutlineOf(ellipsoids_[index].axes);
-  const CanvasPoint p = map_.Vector(outline.p);
-  const CanvasPoint q = map_.Vector(outline.q);
-  if (!(length > 0.0)) return std::hypot(p.x, p.y) + gap;
-  return std::hypot((p.x * dx + p.y * dy) / length, (q.x * dx + q.y * dy) / length) + gap;
+// "C12", "C(12)" or "C12" of which the 12 is lowered.
+std::string RenderFrame::TextOf(const FrameAtom& atom, size_t& lowered) const {
+  std::string text(Trimmed(atom.atom->name));
+  lowered = std::string::npos;
+  const size_t digit = text.find_first_of("0123456789");
+  if (options_->labelForm == LabelForm::Plain || digit == 0 || digit == std::string::npos) return text;
+  if (options_->labelForm == LabelForm::Lowered) {
+    lowered = digit;
+  } else {
+    text.insert(digit, "(");
+    text += ')';
+  }
+  return text;
 }
 
+// Of two labels that want one place the atom's that says more keeps it: heavier ones, then what is no carbon, then
+// carbon, hydrogens, peaks.
+int RenderFrame::ImportanceOf(const FrameAtom& atom) const {
+  if (atom.unknown) return atom.colour >= kPeakShades ? atom.colour - kPeakShades : 0;
+  if (atom.row == kHydrogenRow || atom.row == kDeuteriumRow) return kPeakShadeCount;
+  return kPeakShadeCount + (atom.row == kCarbonRow ? 1 : 1 + atom.row);
+}
+
+EllipseShape RenderFrame::BodyShape(uint32_t index) const {
+  const CanvasPoint centre = Centre(atoms_[index]);
+  if (options_->mode == kThermalEllipsoid && ellipsoids_[index].drawable) {
+    const OutlineConic outline = OutlineOf(ellipsoids_[index].axes);
+    return {centre, map_.Vector(outline.p), map_.Vector(outline.q)};
+  }
+  const double radius = BodyRadius(index);
+  return {centre, {radius, 0.0}, {0.0, radius}};
+}
+
+// Between the two bodies, where anything is left there.
+void RenderFrame::AddStick(const BondRecord* bond, uint32_t a, uint32_t b, double halfWidth) {
+  const CanvasPoint from = Centre(atoms_[a]);
+  const CanvasPoint to = Centre(atoms_[b]);
+  if (!options_->printing && !map_.Shows(from, to, halfWidth)) return;
+  const ViewPoint delta{atoms_[b].viewX - atoms_[a].viewX, atoms_[b].viewY - atoms_[a].viewY,
+                        atoms_[b].z - atoms_[a].z};
+  const bool bodies = options_->mode >= kBallAndStick && options_->mode <= kThermalEllipsoid;
+  const double t0 = bodies ? SurfaceFraction(a, delta) : 0.0;
+  const double t1 = bodies ? 1.0 - SurfaceFraction(b, -delta) : 1.0;
+  if (!(t0 < t1)) return;
+  const auto at = [&](double t) { return CanvasPoint{from.x + (to.x - from.x) * t, from.y + (to.y - from.y) * t}; };
+  labelSticks_.push_back({at(t0), at(t1), halfWidth, false});
+  labelStickBonds_.push_back(bond);
+}
+
+// What labels are to keep off: bodies, bonds and, where nothing else is free, the edges of the cell.
+void RenderFrame::CollectObstacles() {
+  labelBodies_.clear();
+  labelBodyAtoms_.clear();
+  labelSticks_.clear();
+  labelStickBonds_.clear();
+  const bool scene = options_->mode >= kBallAndStick && options_->mode <= kPipes;
+  for (uint32_t i = 0; i < atoms_.size(); ++i) {
+    if (!options_->printing && !map_.Shows(Centre(atoms_[i]), BodyReach(i))) continue;
+    const EllipseShape shape = BodyShape(i);
+    if (!(std::hypot(shape.p.x, shape.p.y) > 0.0)) continue;
+    labelBodies_.push_back(shape);
+    labelBodyAtoms_.push_back(i);
+  }
+  if (!scene) {
+    for (uint32_t i = 0; i < atoms_.size(); ++i) {
+      for (const BondRecord* bond = atoms_[i].bonds; bond; bond = bond->next) {
+        if (bond->partner->scratch >= 0) AddStick(bond, i, FrameIndex(bond->partner), map_.unit);
+      }
+    }
+    return;
+  }
+  const double factor = options_->mode == kPipes ? 3.0 : 1.0;
+  for (const FrameBond& bond : bonds_) {
+    if (IsHidden(bond)) continue;
+    const bool line = atoms_[bond.a].unknown || atoms_[bond.b].unknown;
+    const double width = std::max(StickWidth(bond.width), map_.unit);
+    double half = 0.5 * map_.unit;
+    for (const BondStick& stick : SticksOfOrder(bond.order)) {
+      if (!line) half = std::max(half, (std::abs(stick.side) + 0.5 * stick.share) * width * factor);
+    }
+    AddStick(bond.bond, bond.a, bond.b, half);
+  }
+  for (const CellPiece& piece : cellPieces_) labelSticks_.push_back({piece.a, piece.b, 0.5 * map_.unit, true});
+}
+
+// When the model has been turned, labels stay near where they were going, so that they follow it instead of hopping;
+// at rest they find the places that a fresh picture gives them.
 void RenderFrame::SetUpSteadyLabels() {
   if (labelMemory_.size() != atoms_.size()) labelMemory_.assign(atoms_.size(), {});
-  labelStep_ = std::max(1.0, TurnBetween(view_->modelview, labelRotation_));
+  labelTurn_ = TurnBetween(view_->modelview, labelRotation_);
   labelRotation_ = view_->modelview;
 }
 
-// The direction where the sum of what a label avoids points turns round at once when that sum passes through zero; the
-// label follows at its own pace.
-CanvasPoint RenderFrame::Steered(uint32_t index, CanvasPoint direction, double width) {
-  LabelMemory& memory = labelMemory_[index];
-  const CanvasPoint last = memory.direction;
-  const uint32_t serial = atoms_[index].atom->serial;
-  const double angle =
-      std::atan2(last.x * direction.y - last.y * direction.x, last.x * direction.x + last.y * direction.y);
-  const double around = BodyRadius(index) + width / 2;
-  const double most = labelStep_ * std::max(kSteerPerDegree * map_.unit / std::max(around, map_.unit), kLeastSteer);
-  if (memory.serial == serial && std::abs(angle) > most) {
-    const double c = std::cos(most);
-    const double s = std::copysign(std::sin(most), angle);
-    direction = {last.x * c - last.y * s, last.x * s + last.y * c};
-    labelsSettled = false;
-  }
-  if (memory.serial != serial) memory = {serial, true, {}, {}, {}};
-  memory.direction = direction;
-  return direction;
-}
-
-// What the labels were moved apart by changes by small steps, too.
-void RenderFrame::SteadyPushes() {
-  const double most = kPushPerDegree * map_.unit * labelStep_;
-  for (size_t i = 0; i < labelAtoms_.size(); ++i) {
-    LabelBox& box = labelBoxes_[i];
-    if (box.fixed) continue;
-    LabelMemory& memory = labelMemory_[labelAtoms_[i]];
-    const CanvasPoint push{box.corner.x - memory.home.x, box.corner.y - memory.home.y};
-    const CanvasPoint change{push.x - memory.push.x, push.y - memory.push.y};
-    const double length = std::hypot(change.x, change.y);
-    if (memory.fresh || length <= most) {
-      memory.push = push;
-    } else {
-      memory.push = {memory.push.x + change.x / length * most, memory.push.y + change.y / length * most};
-      box.corner = {memory.home.x + memory.push.x, memory.home.y + memory.push.y};
-      ClearBody(box);
-      labelsSettled = false;
-    }
-    memory.fresh = false;
-  }
-}
-
-LabelBox RenderFrame::LabelOf(uint32_t index) {
+LabelRequest RenderFrame::RequestOf(uint32_t index) {
   const FrameAtom& atom = atoms_[index];
-  LabelBox box;
-  box.size = canvas_->TextSize(Trimmed(atom.atom->name));
-  box.body = Centre(atom);
+  LabelRequest request;
+  size_t lowered = 0;
+  const std::string text = TextOf(atom, lowered);
+  request.size = canvas_->TextSize(text, lowered);
+  request.body = BodyShape(index);
+  request.importance = ImportanceOf(atom);
   const float offsetX = atom.atom->labelOffsetX;
   const float offsetY = atom.atom->labelOffsetY;
-  box.fixed = (atom.atom->flags2 & kLabelPlaced) != 0 || offsetX != 0.0f || offsetY != 0.0f;
-  if (box.fixed && std::isfinite(offsetX) && std::isfinite(offsetY)) {
-    box.corner = {box.body.x + offsetX * map_.scale, box.body.y - offsetY * map_.scale};
-    return box;
+  const bool placed = (atom.atom->flags2 & kLabelPlaced) != 0 || offsetX != 0.0f || offsetY != 0.0f;
+  request.fixed = placed && std::isfinite(offsetX) && std::isfinite(offsetY);
+  request.corner = {request.body.centre.x + offsetX * map_.scale, request.body.centre.y - offsetY * map_.scale};
+  request.towards = {labelDirections_[index].x + kPreferred.x, labelDirections_[index].y + kPreferred.y};
+  if (!labelMemory_.empty() && labelMemory_[index].serial == atom.atom->serial && labelTurn_ > kLeastTurn)
+    request.last = labelMemory_[index].goal;
+  return request;
+}
+
+// Labels under way go around their atoms, by small steps.
+void RenderFrame::Glide(ShownLabel& label) {
+  LabelMemory& memory = labelMemory_[label.atom];
+  const FrameAtom& atom = atoms_[label.atom];
+  const CanvasPoint centre = Centre(atom);
+  const CanvasPoint goal{label.corner.x + label.size.x / 2 - centre.x, label.corner.y - label.size.y / 2 - centre.y};
+  if (memory.serial != atom.atom->serial) memory = {atom.atom->serial, goal, goal};
+  memory.goal = goal;
+  const CanvasPoint now = memory.now;
+  const double angle = std::atan2(now.x * goal.y - now.y * goal.x, now.x * goal.x + now.y * goal.y);
+  const double from = std::hypot(now.x, now.y);
+  const double to = std::hypot(goal.x, goal.y);
+  const double way = std::abs(angle) * std::max(from, to) + std::abs(to - from);
+  const double most = kGlidePerDegree * map_.unit * std::max(1.0, labelTurn_);
+  memory.now = goal;
+  if (way <= most) return;
+  const double part = most / way;
+  const double direction = std::atan2(now.y, now.x) + angle * part;
+  const double radius = from + (to - from) * part;
+  memory.now = {radius * std::cos(direction), radius * std::sin(direction)};
+  label.corner = {centre.x + memory.now.x - label.size.x / 2, centre.y + memory.now.y + label.size.y / 2};
+  label.rim = true;
+  labelsSettled = false;
+}
+
+void RenderFrame::AddLeader(ShownLabel& label) {
+  const EllipseShape body = BodyShape(label.atom);
+  label.to = {std::clamp(body.centre.x, label.corner.x, label.corner.x + label.size.x),
+              std::clamp(body.centre.y, label.corner.y - label.size.y, label.corner.y)};
+  label.from = EdgeToward(body, label.to);
+  const double gap = std::hypot(label.to.x - label.from.x, label.to.y - label.from.y);
+  label.leader = gap > kLeastLeader * label.size.y + kBodyGap * map_.unit;
+}
+
+void RenderFrame::PlaceLabels() {
+  if (options_->steadyLabels) {
+    SetUpSteadyLabels();
+  } else {
+    labelMemory_.clear();
   }
-  CanvasPoint direction{labelDirections_[index].x + kPreferred.x, labelDirections_[index].y + kPreferred.y};
-  const bool steady = !labelMemory_.empty();
-  if (steady) direction = Steered(index, direction, box.size.x);
-  box.bodyRadius = LabelRadius(index, direction.x, direction.y);
-  box.corner = LabelCorner(box.body, box.bodyRadius, box.size, direction.x, direction.y);
-  if (steady) labelMemory_[index].home = box.corner;
-  return box;
+  requests_.clear();
+  for (const DrawItem& item : items_) requests_.push_back(RequestOf(item.reference));
+  for (const CellLetter& letter : cellLetters_) {
+    LabelRequest& request = requests_.emplace_back();
+    request.size = letter.box.size;
+    request.corner = letter.box.corner;
+    request.fixed = true;
+  }
+  const auto& places = placer_.Place(requests_, labelBodies_, labelSticks_, map_.low, map_.high, kBodyGap * map_.unit);
+  for (size_t i = 0; i < items_.size(); ++i) {
+    const uint32_t index = items_[i].reference;
+    if (!places[i].shown) {
+      leftOut_.push_back(index);
+      if (!labelMemory_.empty()) labelMemory_[index].serial = 0;
+      continue;
+    }
+    ShownLabel label;
+    label.atom = index;
+    label.corner = places[i].corner;
+    label.size = requests_[i].size;
+    label.rim = !places[i].clear;
+    if (!requests_[i].fixed) {
+      if (!labelMemory_.empty()) Glide(label);
+      AddLeader(label);
+    }
+    shownLabels_.push_back(label);
+  }
 }
 
 // The labels to be shown, farther ones first.
@@ -188,28 +260,19 @@ void RenderFrame::CollectLabels() {
   items_.clear();
   for (uint32_t i = 0; i < atoms_.size(); ++i) {
     if (!options_->printing && !map_.Shows(Centre(atoms_[i]), map_.scale)) continue;
-    if (WantsLabel(*atoms_[i].atom)) items_.push_back({OrderedKey(atoms_[i].z), i});
+    if (WantsLabel(*atoms_[i].atom) && !Trimmed(atoms_[i].atom->name).empty())
+      items_.push_back({OrderedKey(atoms_[i].z), i});
   }
-  labelBoxes_.clear();
-  labelAtoms_.clear();
-  if (options_->steadyLabels && items_.size() <= kMostReadable) {
-    SetUpSteadyLabels();
+  shownLabels_.clear();
+  leftOut_.clear();
+  const bool readable = items_.size() <= kMostReadable;
+  if (readable || options_->layout) CollectObstacles();
+  if (readable) {
+    PlaceLabels();
   } else {
     labelMemory_.clear();
+    CollectNearestLabels();
   }
-  if (items_.size() <= kMostReadable) {
-    if (atoms_.size() <= 2 * kMostReadable) AddCrowding();
-    for (const DrawItem& item : items_) {
-      labelBoxes_.push_back(LabelOf(item.reference));
-      labelAtoms_.push_back(item.reference);
-    }
-    for (const CellLetter& letter : cellLetters_) labelBoxes_.push_back(letter.box);
-    spreader_.Spread(labelBoxes_);
-    labelBoxes_.resize(labelAtoms_.size());
-    if (!labelMemory_.empty()) SteadyPushes();
-    return;
-  }
-  CollectNearestLabels();
 }
 
 // Nearest first, each where no earlier one stands.
@@ -226,39 +289,63 @@ void RenderFrame::CollectNearestLabels() {
     const double away = (BodyRadius(index) + 0.5 * height) / std::max(std::sqrt(dx * dx + dy * dy), 1e-3);
     const CanvasPoint centre = Centre(atoms_[index]);
     if (occupancy_.IsTaken(centre) || occupancy_.IsTaken({centre.x + dx * away, centre.y + dy * away})) continue;
-    const LabelBox box = LabelOf(index);
+    const LabelRequest request = RequestOf(index);
+    LabelBox box{request.corner, request.size, request.body.centre, 0.0, request.fixed};
+    if (!box.fixed) {
+      const double length = std::max(std::hypot(dx, dy), 1e-9);
+      const double reach = ReachOf(request.body, {dx / length, dy / length}) + kBodyGap * map_.unit;
+      box.corner = LabelCorner(box.body, reach, box.size, dx, dy);
+    }
     if (!occupancy_.Take(box)) continue;
-    labelBoxes_.push_back(box);
-    labelAtoms_.push_back(index);
+    shownLabels_.push_back({index, box.corner, box.size, true, false, {}, {}});
   }
-  std::reverse(labelBoxes_.begin(), labelBoxes_.end());
-  std::reverse(labelAtoms_.begin(), labelAtoms_.end());
+  std::reverse(shownLabels_.begin(), shownLabels_.end());
+  if (shownLabels_.size() <= kMostRimmed) return;
+  for (ShownLabel& label : shownLabels_) label.rim = false;
 }
 
 void RenderFrame::DrawLabels() {
   cellLetters_.clear();
+  layout = {};
   if (options_->showCell) SetUpCellLetters();
-  if (Grouped() && (options_->labels || options_->showCell)) canvas_->BeginGroup("labels");
-  if (options_->labels) {
-    CollectLabels();
-    labels.reserve(labelBoxes_.size());
-    const bool rim = map_.whole && options_->mode != kWireFrame && labelBoxes_.size() <= kMostRimmed;
-    for (size_t i = 0; i < labelBoxes_.size(); ++i) {
-      const FrameAtom& atom = atoms_[labelAtoms_[i]];
-      const std::string_view text = Trimmed(atom.atom->name);
-      if (text.empty()) continue;
-      const LabelBox& box = labelBoxes_[i];
-      if (rim) {
-        for (const CanvasPoint& shift : kRim)
-          canvas_->Text({box.corner.x + shift.x, box.corner.y + shift.y}, TextAnchor::BottomLeft, text, Background());
-      }
-      canvas_->Text(box.corner, TextAnchor::BottomLeft, text, LabelColour(atom));
-      labels.push_back({atom.atom, box.corner, box.size});
+  if (options_->labels) CollectLabels();
+  if (options_->labels && std::ranges::any_of(shownLabels_, &ShownLabel::leader)) {
+    const Pen pen = ThinPen(MixColours(Background(), Paper() ? kBlack : kWhite, kLeaderInk));
+    canvas_->BeginGroup(kLeaderGroup);
+    for (const ShownLabel& label : shownLabels_) {
+      if (label.leader) canvas_->Line(label.from, label.to, pen);
     }
+    canvas_->EndGroup();
   }
+  if (!options_->labels && !options_->showCell) return;
+  if (Grouped()) canvas_->BeginGroup("labels");
+  if (options_->labels) DrawLabelTexts();
   for (const CellLetter& letter : cellLetters_)
     canvas_->Text(letter.box.corner, TextAnchor::BottomLeft, {&letter.letter, 1}, Paper() ? kBlack : kWhite);
-  if (Grouped() && (options_->labels || options_->showCell)) canvas_->EndGroup();
+  if (Grouped()) canvas_->EndGroup();
+  if (options_->layout) KeepLayout();
+}
+
+void RenderFrame::DrawLabelTexts() {
+  labels.reserve(shownLabels_.size());
+  for (const ShownLabel& label : shownLabels_) {
+    const FrameAtom& atom = atoms_[label.atom];
+    TextLook look = LabelColour(atom);
+    look.rimColour = Background();
+    // In the wire frame lines are all there is under a label.
+    look.rim = label.rim && options_->mode != kWireFrame ? map_.unit : 0.0;
+    const std::string text = TextOf(atom, look.lowered);
+    canvas_->Text(label.corner, TextAnchor::BottomLeft, text, look);
+    labels.push_back({atom.atom, label.corner, label.size, label.leader});
+  }
+}
+
+void RenderFrame::KeepLayout() {
+  layout.labels = labels;
+  for (const uint32_t index : leftOut_) layout.leftOut.push_back(atoms_[index].atom);
+  for (size_t i = 0; i < labelBodies_.size(); ++i)
+    layout.bodies.push_back({atoms_[labelBodyAtoms_[i]].atom, labelBodies_[i]});
+  for (size_t i = 0; i < labelStickBonds_.size(); ++i) layout.bonds.push_back({labelStickBonds_[i], labelSticks_[i]});
 }
 
 }  // namespace marvik

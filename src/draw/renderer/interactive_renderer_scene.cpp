@@ -10,6 +10,7 @@ namespace {
 
 constexpr double kRingGap = 3.0;  // between a body and its selection ring, pixels of the screen
 constexpr double kRingWidth = 2.0;
+constexpr size_t kCarbonRow = 6;
 
 }  // namespace
 
@@ -124,10 +125,16 @@ void RenderFrame::DrawMark(const FrameAtom& atom) {
   const double arm = MarkArm(atom);
   const std::array<CanvasPoint, 4> corners{{{c.x, c.y - arm}, {c.x + arm, c.y}, {c.x, c.y + arm}, {c.x - arm, c.y}}};
   const Rgb fill = palette_[atom.colour];
+  if (!Classic()) {
+    const std::array<CanvasPoint, 5> around{corners[0], corners[1], corners[2], corners[3], corners[0]};
+    canvas_->Polyline(around, {fill, 1.5 * map_.unit, LineStyle::Solid});
+    return;
+  }
   canvas_->Polygon(corners, fill, ThinPen(MixColours(fill, kBlack, 0.5)));
 }
 
 double RenderFrame::MarkArm(const FrameAtom& atom) const {
+  if (!Classic()) return std::max(2.5 * map_.unit, ballRadius_[kCarbonRow] / 3.0);
   return std::max(3.0 * map_.unit, 0.7 * BallRadius(atom));
 }
 

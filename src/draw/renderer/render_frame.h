@@ -9,6 +9,7 @@
 
 #include "draw/canvas/colours.h"
 #include "draw/labels/label_layout.h"
+#include "draw/labels/label_placer.h"
 #include "draw/renderer/interactive_renderer.h"
 
 namespace marvik {
@@ -70,6 +71,7 @@ struct FrameAtom {
   bool unknown = false;  // of row 105: a mark instead of a body
   bool bonded = false;
   bool selected = false;
+  float ball = 0.0f;  // radius in device units where it is not that of the element
 };
 
 struct FrameBond {
@@ -117,6 +119,7 @@ class RenderFrame {
 
   std::vector<PlacedLabel> labels;
   bool labelsSettled = true;
+  FrameLayout layout;
 
  private:
   enum Reference : uint32_t { kAtomItem = 0, kBondItem = 1u << 30, kCellItem = 2u << 30, kItemKind = 3u << 30 };
@@ -129,14 +132,20 @@ class RenderFrame {
     LabelBox box;
     char letter = ' ';
   };
-
-  // Where a label of the last frame stood.
+  struct ShownLabel {
+    uint32_t atom = 0;
+    CanvasPoint corner;
+    CanvasPoint size;
+    bool rim = false;  // something may lie under it
+    bool leader = false;
+    CanvasPoint from;  // of the line that leads to it
+    CanvasPoint to;
+  };
+  // Where the middle of a label of the last frame stood, from the middle of its atom.
   struct LabelMemory {
-    uint32_t serial = 0;    // of the atom, 0: none
-    bool fresh = true;      // not pushed yet
-    CanvasPoint direction;  // from the atom, of any length
-    CanvasPoint home;       // corner in that direction
-    CanvasPoint push;       // what other labels moved it by
+    uint32_t serial = 0;  // of the atom, 0: none
+    CanvasPoint goal;
+    CanvasPoint now;
   };
 
   // Frame set-up.
@@ -146,8 +155,9 @@ class RenderFrame {
   void AddAtom(AtomRecord* atom, const ClipPoint& p);
   void ShadePeaks(double highest);
   bool GoOn() const { return !*keepGoing_ || (*keepGoing_)(); }
-  bool Paper() const { return options_->printing || options_->whiteBackground; }
-  Rgb Background() const { return Paper() ? kWhite : kBlack; }
+  bool Paper() const { return colours_.light; }
+  Rgb Background() const { return colours_.background; }
+  bool Classic() const { return options_->look == Look::Classic; }
   CanvasPoint Centre(const FrameAtom& atom) const;
   CanvasPoint DevicePoint(const ViewPoint& v, double w = 1.0) const;
   bool InSlab(double z) const { return z >= view_->depthNear && z <= view_->depthFar; }
@@ -185,7 +195,8 @@ class RenderFrame {
   double BodyReach(uint32_t index) const;
   double SurfaceFraction(uint32_t index, const ViewPoint& delta) const;
   void SetUpBalls();
-  double BallRadius(const FrameAtom& atom) const { return ballRadius_[atom.row]; }
+  double BallRadius(const FrameAtom& atom) const { return atom.ball > 0.0f ? atom.ball : ballRadius_[atom.row]; }
+  void SetUpIsotropicBalls();
   void DrawSelection();
 
   // Ellipsoids.
@@ -198,6 +209,8 @@ class RenderFrame {
   // Bonds.
   void DrawBond(const FrameBond& bond);
   void DrawSticks(const FrameBond& bond, CanvasPoint a, CanvasPoint b);
+  void DrawStick(const FrameBond& bond, CanvasPoint a, CanvasPoint b, double width, int style);
+  bool IsHidden(const FrameBond& bond) const;
   void DrawSleeve(const FrameBond& bond);
   void SetUpPipes();
   void DrawPipes(uint32_t index);
@@ -213,15 +226,21 @@ class RenderFrame {
 
   // Labels.
   void AddLabelDirections(const FrameAtom& a, const FrameAtom& b);
-  void AddCrowding();
   void DrawLabels();
+  void DrawLabelTexts();
   void CollectLabels();
   void CollectNearestLabels();
-  LabelBox LabelOf(uint32_t index);
+  void PlaceLabels();
+  LabelRequest RequestOf(uint32_t index);
+  EllipseShape BodyShape(uint32_t index) const;
+  void CollectObstacles();
+  void AddStick(const BondRecord* bond, uint32_t a, uint32_t b, double halfWidth);
+  void KeepLayout();
   void SetUpSteadyLabels();
-  CanvasPoint Steered(uint32_t index, CanvasPoint direction, double width);
-  void SteadyPushes();
-  double LabelRadius(uint32_t index, double dx, double dy) const;
+  void Glide(ShownLabel& label);
+  void AddLeader(ShownLabel& label);
+  std::string TextOf(const FrameAtom& atom, size_t& lowered) const;
+  int ImportanceOf(const FrameAtom& atom) const;
   bool WantsLabel(const AtomRecord& atom) const;
   Rgb LabelColour(const FrameAtom& atom) const;
 
@@ -232,6 +251,7 @@ class RenderFrame {
   const KeepGoing* keepGoing_ = nullptr;
 
   DeviceMap map_;
+  LookColours colours_;
   std::array<Rgb, 256> palette_{};
   std::vector<FrameAtom> atoms_;
   std::vector<FrameBond> bonds_;
@@ -245,15 +265,18 @@ class RenderFrame {
   std::vector<CellPiece> cellPieces_;
   std::string groupName_;
   std::vector<CanvasPoint> labelDirections_;
-  std::vector<LabelBox> labelBoxes_;
-  std::vector<uint32_t> labelAtoms_;  // of the boxes
-  std::vector<CanvasPoint> labelPoints_;
+  std::vector<ShownLabel> shownLabels_;
+  std::vector<uint32_t> leftOut_;  // atoms whose labels had no room
+  std::vector<LabelRequest> requests_;
+  std::vector<EllipseShape> labelBodies_;
+  std::vector<uint32_t> labelBodyAtoms_;
+  std::vector<LabelStick> labelSticks_;
+  std::vector<const BondRecord*> labelStickBonds_;
   std::vector<LabelMemory> labelMemory_;  // by place in the frame, empty when nothing is to be remembered
   Matrix4 labelRotation_{};               // of the frame remembered
-  double labelStep_ = 0.0;                // how many degrees' worth labels may move in this frame
+  double labelTurn_ = 0.0;                // degrees since that frame
   std::vector<CellLetter> cellLetters_;
-  PointGrid labelGrid_;
-  LabelSpreader spreader_;
+  LabelPlacer placer_;
   LabelOccupancy occupancy_;
 
   // Shades of balls by element row, kept while the row keeps its colour.

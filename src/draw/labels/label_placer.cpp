@@ -1,0 +1,424 @@
+#include "draw/labels/label_placer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace marvik {
+namespace {
+
+constexpr int kDirections = 16;
+// How far beyond the body labels try to stand, in heights of a text, and what that costs. From the first one with a
+// leader on a line leads to the label.
+constexpr std::array<double, 7> kRings{0.0, 0.35, 0.9, 1.7, 2.7, 4.0, 5.5};
+constexpr std::array<float, 7> kRingCost{0.0f, 0.4f, 1.6f, 2.4f, 3.2f, 4.0f, 4.8f};
+constexpr size_t kFirstLeader = 2;
+constexpr size_t kRingsAtOnce = 2;
+
+constexpr float kTurned = 0.8f;  // on the side opposite to the best one
+constexpr float kMoved = 0.7f;   // away from where it stood before
+constexpr float kOutside = 40.0f;
+constexpr float kOnLabel = 14.0f;
+constexpr float kOnBody = 12.0f;
+constexpr float kOnStick = 9.0f;
+constexpr float kOnFaint = 0.5f;
+constexpr float kLeaderOnLabel = 7.0f;
+constexpr float kLeadersCross = 5.0f;
+constexpr float kLeaderOnBody = 2.0f;
+constexpr float kLeaderOnStick = 0.8f;
+constexpr float kTrouble = 7.0f;  // from here on a label stands on something
+constexpr int kRounds = 6;
+constexpr int kMostCells = 256;  // a side
+
+double Cross(CanvasPoint a, CanvasPoint b) {
+  return a.x * b.y - a.y * b.x;
+}
+
+CanvasPoint Minus(CanvasPoint a, CanvasPoint b) {
+  return {a.x - b.x, a.y - b.y};
+}
+
+// Whether the ellipse reaches into the box: whether the unit circle reaches into what the box becomes by the map that
+// makes the ellipse a circle.
+bool EllipseMeets(const EllipseShape& e, double left, double top, double right, double bottom) {
+  if (e.centre.x > left && e.centre.x < right && e.centre.y > top && e.centre.y < bottom) return true;
+  const double det = Cross(e.p, e.q);
+  if (!(std::abs(det) > 1e-12)) return false;
+  const auto mapped = [&](double x, double y) {
+    const CanvasPoint d{x - e.centre.x, y - e.centre.y};
+    return CanvasPoint{Cross(d, e.q) / det, Cross(e.p, d) / det};
+  };
+  const std::array<CanvasPoint, 4> corners{mapped(left, top), mapped(right, top), mapped(right, bottom),
+                                           mapped(left, bottom)};
+  for (size_t i = 0; i < 4; ++i) {
+    const CanvasPoint a = corners[i];
+    const CanvasPoint d = Minus(corners[(i + 1) % 4], a);
+    const double length = d.x * d.x + d.y * d.y;
+    const double t = length > 0.0 ? std::clamp(-(a.x * d.x + a.y * d.y) / length, 0.0, 1.0) : 0.0;
+    const double x = a.x + t * d.x;
+    const double y = a.y + t * d.y;
+    if (x * x + y * y < 1.0) return true;
+  }
+  return false;
+}
+
+// Whether a part of the line from a to b lies in the box widened by `wider`.
+bool LineMeets(CanvasPoint a, CanvasPoint b, double left, double top, double right, double bottom, double wider) {
+  double t0 = 0.0;
+  double t1 = 1.0;
+  const auto cut = [&](double from, double step, double low, double high) {
+    if (std::abs(step) < 1e-12) return from > low && from < high;
+    double u = (low - from) / step;
+    double v = (high - from) / step;
+    if (u > v) std::swap(u, v);
+    t0 = std::max(t0, u);
+    t1 = std::min(t1, v);
+    return t0 < t1;
+  };
+  return cut(a.x, b.x - a.x, left - wider, right + wider) && cut(a.y, b.y - a.y, top - wider, bottom + wider);
+}
+
+bool LinesCross(CanvasPoint a, CanvasPoint b, CanvasPoint c, CanvasPoint d) {
+  const auto side = [](CanvasPoint from, CanvasPoint to, CanvasPoint p) {
+    return Cross(Minus(to, from), Minus(p, from));
+  };
+  return side(a, b, c) * side(a, b, d) < 0.0 && side(c, d, a) * side(c, d, b) < 0.0;
+}
+
+// Of a body: the largest half axes along x and y.
+CanvasPoint HalfBox(const EllipseShape& e) {
+  return {std::hypot(e.p.x, e.q.x), std::hypot(e.p.y, e.q.y)};
+}
+
+}  // namespace
+
+double ReachOf(const EllipseShape& e, CanvasPoint u) {
+  return std::hypot(e.p.x * u.x + e.p.y * u.y, e.q.x * u.x + e.q.y * u.y);
+}
+
+CanvasPoint EdgeToward(const EllipseShape& e, CanvasPoint to) {
+  const CanvasPoint d = Minus(to, e.centre);
+  const double det = Cross(e.p, e.q);
+  if (!(std::abs(det) > 1e-12)) return e.centre;
+  const double length = std::hypot(Cross(d, e.q) / det, Cross(e.p, d) / det);
+  return length > 1.0 ? CanvasPoint{e.centre.x + d.x / length, e.centre.y + d.y / length} : e.centre;
+}
+
+void LabelPlacer::CellLists::Reset(const Box& area, double cell, size_t things) {
+  area_ = area;
+  cell_ = std::max({cell, (area.right - area.left) / kMostCells, (area.bottom - area.top) / kMostCells, 1e-6});
+  columns_ = static_cast<int>((area.right - area.left) / cell_) + 1;
+  rows_ = static_cast<int>((area.bottom - area.top) / cell_) + 1;
+  cells_.resize(static_cast<size_t>(columns_) * static_cast<size_t>(rows_));
+  for (auto& list : cells_) list.clear();
+  seen_.assign(things, 0);
+  stamp_ = 0;
+}
+
+// What lies outside the area belongs to the cells at its sides.
+LabelPlacer::CellLists::Range LabelPlacer::CellLists::CellsOf(const Box& box) const {
+  const auto cell = [this](double v, double low, int count) {
+    return static_cast<int>(std::clamp((v - low) / cell_, 0.0, count - 1.0));
+  };
+  return {cell(box.left, area_.left, columns_), cell(box.top, area_.top, rows_), cell(box.right, area_.left, columns_),
+          cell(box.bottom, area_.top, rows_)};
+}
+
+void LabelPlacer::CellLists::Add(const Box& box, uint32_t thing) {
+  const Range r = CellsOf(box);
+  for (int y = r.y0; y <= r.y1; ++y) {
+    for (int x = r.x0; x <= r.x1; ++x) cells_[static_cast<size_t>(y * columns_ + x)].push_back(thing);
+  }
+}
+
+void LabelPlacer::CellLists::Remove(const Box& box, uint32_t thing) {
+  const Range r = CellsOf(box);
+  for (int y = r.y0; y <= r.y1; ++y) {
+    for (int x = r.x0; x <= r.x1; ++x) std::erase(cells_[static_cast<size_t>(y * columns_ + x)], thing);
+  }
+}
+
+template <class Visit>
+void LabelPlacer::CellLists::ForEach(const Box& box, Visit visit) {
+  ++stamp_;
+  const Range r = CellsOf(box);
+  for (int y = r.y0; y <= r.y1; ++y) {
+    for (int x = r.x0; x <= r.x1; ++x) {
+      for (const uint32_t thing : cells_[static_cast<size_t>(y * columns_ + x)]) {
+        if (seen_[thing] == stamp_) continue;
+        seen_[thing] = stamp_;
+        visit(thing);
+      }
+    }
+  }
+}
+
+LabelPlacer::Box LabelPlacer::Reach(const Candidate& c) {
+  if (!c.leader) return c.box;
+  return {std::min(c.box.left, c.from.x), std::min(c.box.top, c.from.y), std::max(c.box.right, c.from.x),
+          std::max(c.box.bottom, c.from.y)};
+}
+
+// What a place costs whatever the other labels do.
+void LabelPlacer::Judge(uint32_t index, Candidate& c) {
+  const LabelRequest& request = requests_[index];
+  float cost = c.cost;
+  const CanvasPoint& middle = request.body.centre;
+  const bool inside =
+      middle.x > area_.left && middle.x < area_.right && middle.y > area_.top && middle.y < area_.bottom;
+  if (inside &&
+      (c.box.left < area_.left || c.box.right > area_.right || c.box.top < area_.top || c.box.bottom > area_.bottom))
+    cost += kOutside;
+  const Box reach = Reach(c);
+  bodyCells_.ForEach(reach, [&](uint32_t i) {
+    const EllipseShape& body = bodies_[i];
+    const CanvasPoint half = HalfBox(body);
+    const Box around{body.centre.x - half.x, body.centre.y - half.y, body.centre.x + half.x, body.centre.y + half.y};
+    if (!around.Meets(reach)) return;
+    if (around.Meets(c.box) && EllipseMeets(body, c.box.left, c.box.top, c.box.right, c.box.bottom)) {
+      cost += kOnBody;
+      c.clear = false;
+    }
+    if (c.leader && (body.centre.x != middle.x || body.centre.y != middle.y) &&
+        LineMeets(c.from, c.to, around.left, around.top, around.right, around.bottom, 0.0))
+      cost += kLeaderOnBody;
+  });
+  stickCells_.ForEach(reach, [&](uint32_t i) {
+    const LabelStick& stick = sticks_[i];
+    if (LineMeets(stick.a, stick.b, c.box.left, c.box.top, c.box.right, c.box.bottom, stick.halfWidth)) {
+      cost += stick.faint ? kOnFaint : kOnStick;
+      c.clear = false;
+    }
+    if (c.leader && !stick.faint && LinesCross(c.from, c.to, stick.a, stick.b)) cost += kLeaderOnStick;
+  });
+  c.cost = cost;
+}
+
+// All directions at the next distance.
+void LabelPlacer::AddRing(uint32_t index) {
+  const LabelRequest& request = requests_[index];
+  Label& label = labels_[index];
+  const size_t ring = label.rings++;
+  const double height = request.size.y;
+  CanvasPoint best = request.towards;
+  const double length = std::hypot(best.x, best.y);
+  best = length > 1e-9 && std::isfinite(length) ? CanvasPoint{best.x / length, best.y / length}
+                                                : CanvasPoint{std::sqrt(0.5), -std::sqrt(0.5)};
+  for (int k = 0; k < kDirections; ++k) {
+    const double angle = 2.0 * std::numbers::pi * k / kDirections;
+    const double c = std::cos(angle);
+    const double s = std::sin(angle);
+    const CanvasPoint u{best.x * c - best.y * s, best.x * s + best.y * c};
+    const double out = ReachOf(request.body, u) + gap_ + kRings[ring] * height;
+    const CanvasPoint corner = LabelCorner(request.body.centre, out, request.size, u.x, u.y);
+    Candidate candidate;
+    candidate.box = {corner.x, corner.y - height, corner.x + request.size.x, corner.y};
+    candidate.cost = kRingCost[ring] + kTurned * static_cast<float>(1.0 - c) / 2.0f;
+    candidate.leader = ring >= kFirstLeader;
+    if (candidate.leader) {
+      const Box& box = candidate.box;
+      candidate.to = {std::clamp(request.body.centre.x, box.left, box.right),
+                      std::clamp(request.body.centre.y, box.top, box.bottom)};
+      candidate.from = EdgeToward(request.body, candidate.to);
+    }
+    if (request.last) {
+      const double x = (candidate.box.left + candidate.box.right) / 2 - request.body.centre.x - request.last->x;
+      const double y = (candidate.box.top + candidate.box.bottom) / 2 - request.body.centre.y - request.last->y;
+      candidate.cost += kMoved * static_cast<float>(std::min(1.0, std::hypot(x, y) / (2.0 * std::max(height, 1e-6))));
+    }
+    Judge(index, candidate);
+    label.candidates.push_back(candidate);
+  }
+  label.least = std::ranges::min_element(label.candidates, {}, &Candidate::cost)->cost;
+}
+
+float LabelPlacer::Between(const Candidate& a, const Candidate& b) const {
+  float cost = a.box.Meets(b.box) ? kOnLabel : 0.0f;
+  const auto crosses = [](const Candidate& line, const Box& box) {
+    return line.leader && LineMeets(line.from, line.to, box.left, box.top, box.right, box.bottom, 0.0);
+  };
+  if (crosses(a, b.box)) cost += kLeaderOnLabel;
+  if (crosses(b, a.box)) cost += kLeaderOnLabel;
+  if (a.leader && b.leader && LinesCross(a.from, a.to, b.from, b.to)) cost += kLeadersCross;
+  return cost;
+}
+
+float LabelPlacer::Conflict(uint32_t index, const Candidate& candidate) {
+  float cost = 0.0f;
+  labelCells_.ForEach(Reach(candidate), [&](uint32_t other) {
+    if (other != index) cost += Between(candidate, Chosen(other));
+  });
+  return cost;
+}
+
+void LabelPlacer::Put(uint32_t index, uint32_t candidate) {
+  Label& label = labels_[index];
+  label.chosen = candidate;
+  label.placed = true;
+  labelCells_.Add(Reach(Chosen(index)), index);
+}
+
+void LabelPlacer::Lift(uint32_t index) {
+  Label& label = labels_[index];
+  if (label.placed) labelCells_.Remove(Reach(Chosen(index)), index);
+  label.placed = false;
+}
+
+// The cheapest place as the others stand now, looking further out while every place has something in it.
+float LabelPlacer::Best(uint32_t index, uint32_t& candidate) {
+  Label& label = labels_[index];
+  float best = 1e30f;
+  size_t looked = 0;
+  while (true) {
+    for (; looked < label.candidates.size(); ++looked) {
+      const Candidate& c = label.candidates[looked];
+      if (c.cost >= best) continue;
+      const float cost = c.cost + Conflict(index, c);
+      if (cost < best) {
+        best = cost;
+        candidate = static_cast<uint32_t>(looked);
+      }
+    }
+    if (best < kTrouble || label.rings >= kRings.size()) return best;
+    for (size_t i = 0; i < kRingsAtOnce && label.rings < kRings.size(); ++i) AddRing(index);
+  }
+}
+
+bool LabelPlacer::Improve(uint32_t index) {
+  const float now = Cost(index);
+  if (now <= labels_[index].least + 1e-4f) return false;
+  const uint32_t before = labels_[index].chosen;
+  Lift(index);
+  uint32_t best = before;
+  const float cost = Best(index, best);
+  const bool better = cost < now - 1e-3f;
+  Put(index, better ? best : before);
+  return better;
+}
+
+// Takes the place of one other label, where that finds another one that makes up for it.
+bool LabelPlacer::MakeRoom(uint32_t index) {
+  const float now = Cost(index);
+  if (now < kTrouble) return false;
+  const uint32_t before = labels_[index].chosen;
+  Lift(index);
+  for (uint32_t c = 0; c < labels_[index].candidates.size(); ++c) {
+    const Candidate& candidate = labels_[index].candidates[c];
+    if (candidate.cost >= now) continue;
+    uint32_t other = index;
+    int count = 0;
+    labelCells_.ForEach(Reach(candidate), [&](uint32_t j) {
+      if (j == index || Between(candidate, Chosen(j)) == 0.0f) return;
+      other = j;
+      ++count;
+    });
+    if (count != 1 || requests_[other].fixed) continue;
+    const float otherNow = Cost(other);
+    const uint32_t otherBefore = labels_[other].chosen;
+    Lift(other);
+    Put(index, c);
+    uint32_t otherBest = otherBefore;
+    const float otherCost = Best(other, otherBest);
+    // What stands between the two is counted once on either side.
+    if (labels_[index].candidates[c].cost + otherCost < now + otherNow - 1e-3f) {
+      Put(other, otherBest);
+      return true;
+    }
+    Lift(index);
+    Put(other, otherBefore);
+  }
+  Put(index, before);
+  return false;
+}
+
+// Of two that overlap the one that matters less goes, and so does one that stands on a body.
+void LabelPlacer::LeaveOut() {
+  for (auto it = order_.rbegin(); it != order_.rend(); ++it) {
+    const uint32_t index = *it;
+    if (requests_[index].fixed) continue;
+    const Candidate& c = Chosen(index);
+    bool room = true;
+    labelCells_.ForEach(c.box, [&](uint32_t other) {
+      if (other == index) return;
+      const Candidate& o = Chosen(other);
+      room = room && !c.box.Meets(o.box) &&
+             !(o.leader && LineMeets(o.from, o.to, c.box.left, c.box.top, c.box.right, c.box.bottom, 0.0));
+    });
+    room = room && c.cost < kOnBody;
+    if (!room) {
+      places_[index].shown = false;
+      Lift(index);
+    }
+  }
+}
+
+const std::vector<LabelPlace>& LabelPlacer::Place(std::span<const LabelRequest> labels,
+                                                  std::span<const EllipseShape> bodies,
+                                                  std::span<const LabelStick> sticks, CanvasPoint low, CanvasPoint high,
+                                                  double gap) {
+  requests_ = labels;
+  bodies_ = bodies;
+  sticks_ = sticks;
+  area_ = {low.x, low.y, high.x, high.y};
+  gap_ = gap;
+  double height = 1.0;
+  for (const LabelRequest& label : labels) height = std::max(height, label.size.y);
+  bodyCells_.Reset(area_, 2.0 * height, bodies.size());
+  stickCells_.Reset(area_, 2.0 * height, sticks.size());
+  labelCells_.Reset(area_, 2.0 * height, labels.size());
+  for (uint32_t i = 0; i < bodies.size(); ++i) {
+    const CanvasPoint half = HalfBox(bodies[i]);
+    const CanvasPoint& at = bodies[i].centre;
+    bodyCells_.Add({at.x - half.x, at.y - half.y, at.x + half.x, at.y + half.y}, i);
+  }
+  for (uint32_t i = 0; i < sticks.size(); ++i) {
+    const LabelStick& s = sticks[i];
+    stickCells_.Add({std::min(s.a.x, s.b.x) - s.halfWidth, std::min(s.a.y, s.b.y) - s.halfWidth,
+                     std::max(s.a.x, s.b.x) + s.halfWidth, std::max(s.a.y, s.b.y) + s.halfWidth},
+                    i);
+  }
+  labels_.resize(labels.size());
+  order_.resize(labels.size());
+  for (uint32_t i = 0; i < labels.size(); ++i) {
+    order_[i] = i;
+    labels_[i].candidates.clear();
+    labels_[i].rings = labels[i].fixed ? kRings.size() : 0;
+    labels_[i].placed = false;
+    if (labels[i].fixed) {
+      const CanvasPoint& corner = labels[i].corner;
+      labels_[i].candidates.push_back(
+          {{corner.x, corner.y - labels[i].size.y, corner.x + labels[i].size.x, corner.y}, {}, {}});
+      labels_[i].least = 0.0f;
+    } else {
+      for (size_t k = 0; k < kRingsAtOnce; ++k) AddRing(i);
+    }
+  }
+  std::ranges::stable_sort(order_, [&](uint32_t a, uint32_t b) {
+    if (labels[a].fixed != labels[b].fixed) return labels[a].fixed;
+    return labels[a].importance > labels[b].importance;
+  });
+  for (const uint32_t i : order_) {
+    uint32_t best = 0;
+    Best(i, best);
+    Put(i, best);
+  }
+  bool changed = true;
+  for (int round = 0; round < kRounds && changed; ++round) {
+    changed = false;
+    for (const uint32_t i : order_) changed |= Improve(i);
+    for (const uint32_t i : order_) changed |= MakeRoom(i);
+  }
+  places_.assign(labels.size(), {});
+  LeaveOut();
+  for (uint32_t i = 0; i < labels.size(); ++i) {
+    const Candidate& c = Chosen(i);
+    places_[i].corner = {c.box.left, c.box.bottom};
+    places_[i].clear = c.clear;
+    places_[i].leader = c.leader;
+    places_[i].from = c.from;
+    places_[i].to = c.to;
+  }
+  return places_;
+}
+
+}  // namespace marvik

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "draw/canvas/canvas.h"
+
+namespace marvik {
+
+// How a picture is coloured and what its lesser parts look like. Classic is what the renditions were first made as:
+// bonds in the colours of their class on black, balls by the element table. The others draw bonds in the colours of
+// their atoms (Dark) or in dark grey, hydrogens smaller than any ellipsoid, balls of isotropic atoms by their U, and
+// peaks as small hollow marks without bonds. Whatever is drawn on white takes Paper's colours.
+enum class Look : uint8_t { Dark, Light, Paper, Classic };
+
+// "dark", "light", "paper" or "classic"; nothing for anything else.
+std::optional<Look> LookNamed(std::string_view name);
+std::string_view NameOf(Look look);
+
+struct LookColours {
+  Rgb background;
+  bool light = false;  // the background
+  bool bondsOfAtoms = false;
+  Rgb bond;  // else
+};
+LookColours ColoursOf(Look look, bool onWhite);
+
+}  // namespace marvik

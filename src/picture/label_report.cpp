@@ -1,0 +1,72 @@
+#include "picture/label_report.h"
+
+#include <cmath>
+
+#include "base/numbers.h"
+
+namespace marvik {
+namespace {
+
+// Names are bytes of a file: what JSON cannot hold as it is is escaped, what is no ASCII becomes "?".
+std::string Quoted(std::string_view text) {
+  std::string quoted = "\"";
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') quoted += '\\';
+    quoted += byte < 0x20 || byte > 0x7e ? '?' : c;
+  }
+  return quoted + '"';
+}
+
+class Lists {
+ public:
+  explicit Lists(double unit) : unit_(unit) {}
+  void Begin(const char* name) {
+    text_ += text_.empty() ? "{" : "\n ],\n";
+    AppendPrintf(text_, "\"%s\": [", name);
+    first_ = true;
+  }
+  std::string& Item() {
+    text_ += first_ ? "\n  " : ",\n  ";
+    first_ = false;
+    return text_;
+  }
+  double Points(double v) const { return std::isfinite(v) ? v * unit_ : 0.0; }
+  std::string Point(CanvasPoint p) const { return Printf("[%.3f, %.3f]", Points(p.x), Points(p.y)); }
+  std::string Finish() { return text_ + "\n ]}\n"; }
+
+ private:
+  double unit_;
+  std::string text_;
+  bool first_ = true;
+};
+
+}  // namespace
+
+std::string LabelReport(const FrameLayout& layout, double pointsPerUnit) {
+  Lists lists(pointsPerUnit);
+  lists.Begin("labels");
+  for (const PlacedLabel& label : layout.labels) {
+    lists.Item() +=
+        "{\"name\": " + Quoted(label.atom->name) +
+        Printf(", \"box\": [%.3f, %.3f, %.3f, %.3f]", lists.Points(label.at.x), lists.Points(label.at.y - label.size.y),
+               lists.Points(label.at.x + label.size.x), lists.Points(label.at.y)) +
+        ", \"leader\": " + (label.leader ? "true}" : "false}");
+  }
+  lists.Begin("left_out");
+  for (const AtomRecord* atom : layout.leftOut) lists.Item() += Quoted(atom->name);
+  lists.Begin("bodies");
+  for (const FrameLayout::Body& body : layout.bodies) {
+    lists.Item() += "{\"name\": " + Quoted(body.atom->name) + ", \"centre\": " + lists.Point(body.shape.centre) +
+                    ", \"axes\": [" + lists.Point(body.shape.p) + ", " + lists.Point(body.shape.q) + "]}";
+  }
+  lists.Begin("bonds");
+  for (const FrameLayout::Bond& bond : layout.bonds) {
+    lists.Item() += "{\"names\": [" + Quoted(bond.bond->owner->name) + ", " + Quoted(bond.bond->partner->name) +
+                    "], \"ends\": [" + lists.Point(bond.line.a) + ", " + lists.Point(bond.line.b) +
+                    Printf("], \"width\": %.3f}", lists.Points(2.0 * bond.line.halfWidth));
+  }
+  return lists.Finish();
+}
+
+}  // namespace marvik
