@@ -57,9 +57,9 @@ void Workbench::ConnectAndReframe() {
 }
 
 void Workbench::FollowCentre() {
-  if (!view.zoomedOnSelection && document.MoleculeCentre != followedCentre_) {
+  if (document.MoleculeCentre != followedCentre_) {
     const Cartesian centre = SphereOfModel(document).centre;
-    view.viewCentre = view.viewCentre + (centre - modelCentre_);
+    if (!view.zoomedOnSelection) view.viewCentre = view.viewCentre + (centre - modelCentre_);
     modelCentre_ = centre;
   }
   followedCentre_ = document.MoleculeCentre;

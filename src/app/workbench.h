@@ -135,7 +135,7 @@ class Workbench {
   bool HydrogenLabelsOn = false;
   bool HybridLabelColoration = false;
   bool ShowCell = false;
-  Look look = Look::Dark;
+  Look look = Look::Classic;
   bool FmolAfterChanges = true;
   bool SaveAllPending = false;
   bool keepsRecentFiles = false;  // whether a successful read enters the recent list; the window says yes

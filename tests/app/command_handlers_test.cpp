@@ -215,13 +215,13 @@ TEST_F(HandlerTest, CheckMarksFollowTheState) {
   }
   for (int id : {106, 108, 195, 143}) {
     const bool before = CommandChecked(bench, id);
-    EXPECT_EQ(before, id == 106 || id == 108) << id;
+    EXPECT_EQ(before, id == 106) << id;
     RunCommand(bench, id);
     EXPECT_NE(CommandChecked(bench, id), before) << id;
   }
   const RenderOptions options = bench.ScreenOptions();
-  EXPECT_FALSE(options.labels || options.hydrogenLabels);
-  EXPECT_TRUE(options.hybridLabelColoration && options.showCell);
+  EXPECT_FALSE(options.labels);
+  EXPECT_TRUE(options.hydrogenLabels && options.hybridLabelColoration && options.showCell);
 
   EXPECT_TRUE(CommandChecked(bench, 121));
   bench.view.panX = 5;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "crystal/cell_metric.h"
+
 #include "render_helpers.h"
 
 namespace marvik::test {
@@ -51,10 +53,10 @@ TEST(BestView, TheFrameHoldsWhatIsDrawnAndTheCell) {
       FitFrame(scene.view, scene.document, scene.options);
       scene.Draw();
       for (const AtomRecord* atom : Atoms(scene.document.atoms)) {
-        EXPECT_GT(atom->screenX, 10);
-        EXPECT_LT(atom->screenX, 590);
-        EXPECT_GT(atom->screenY, 10);
-        EXPECT_LT(atom->screenY, 590);
+        EXPECT_GT(atom->screenX, 5);
+        EXPECT_LT(atom->screenX, 595);
+        EXPECT_GT(atom->screenY, 5);
+        EXPECT_LT(atom->screenY, 595);
       }
       for (int i = 0; cell && i < 8; ++i) {
         const Fractional corner{i & 1 ? 1.0 : 0.0, i & 2 ? 1.0 : 0.0, i & 4 ? 1.0 : 0.0};

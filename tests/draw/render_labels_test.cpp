@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
@@ -201,6 +202,10 @@ void AddRibbon(Scene& scene) {
 // How far each label went on its atom since the last picture, the greatest.
 double GreatestMove(Scene& scene, std::map<const AtomRecord*, CanvasPoint>& last) {
   double greatest = 0.0;
+  // One that was left out may come back elsewhere.
+  std::erase_if(last, [&](const auto& known) {
+    return std::ranges::find(scene.renderer.Labels(), known.first, &PlacedLabel::atom) == scene.renderer.Labels().end();
+  });
   for (const PlacedLabel& label : scene.renderer.Labels()) {
     const CanvasPoint now{label.at.x - label.atom->screenX, label.at.y - label.atom->screenY};
     const auto [known, fresh] = last.try_emplace(label.atom, now);

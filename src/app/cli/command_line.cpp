@@ -72,7 +72,7 @@ bool BatchSession::Prepare() {
   if (options.Has("--edit") || textAlone) return true;
   InitElementTable(bench.document.elements, true);
   LoadPictureSettings(bench.pictures);
-  bench.look = options.look.value_or(bench.look);
+  bench.look = options.look.value_or(Look::Dark);
   if (!options.commands.empty()) LoadRecentFiles(bench.settings);
   bench.RenditionMode =
       options.rendition.value_or(options.Has("--write") || options.openGl.value_or(false) ? kBallAndStick : kWireFrame);

@@ -13,7 +13,6 @@ constexpr int kDirections = 16;
 constexpr std::array<double, 7> kRings{0.0, 0.35, 0.9, 1.7, 2.7, 4.0, 5.5};
 constexpr std::array<float, 7> kRingCost{0.0f, 0.4f, 1.6f, 2.4f, 3.2f, 4.0f, 4.8f};
 constexpr size_t kFirstLeader = 2;
-constexpr size_t kRingsAtOnce = 2;
 
 constexpr float kTurned = 0.8f;  // on the side opposite to the best one
 constexpr float kMoved = 0.7f;   // away from where it stood before
@@ -27,7 +26,9 @@ constexpr float kLeadersCross = 5.0f;
 constexpr float kLeaderOnBody = 2.0f;
 constexpr float kLeaderOnStick = 0.8f;
 constexpr float kTrouble = 7.0f;  // from here on a label stands on something
-constexpr int kRounds = 6;
+constexpr int kRounds = 3;
+constexpr double kFullPicture = 0.35;  // of its area, by labels
+constexpr float kNoPlace = 1e30f;
 constexpr int kMostCells = 256;  // a side
 
 double Cross(CanvasPoint a, CanvasPoint b) {
@@ -117,8 +118,10 @@ void LabelPlacer::CellLists::Reset(const Box& area, double cell, size_t things) 
 
 // What lies outside the area belongs to the cells at its sides.
 LabelPlacer::CellLists::Range LabelPlacer::CellLists::CellsOf(const Box& box) const {
+  // What is no number belongs to the first.
   const auto cell = [this](double v, double low, int count) {
-    return static_cast<int>(std::clamp((v - low) / cell_, 0.0, count - 1.0));
+    const double n = (v - low) / cell_;
+    return n > 0.0 ? static_cast<int>(std::min(n, count - 1.0)) : 0;
   };
   return {cell(box.left, area_.left, columns_), cell(box.top, area_.top, rows_), cell(box.right, area_.left, columns_),
           cell(box.bottom, area_.top, rows_)};
@@ -140,7 +143,6 @@ void LabelPlacer::CellLists::Remove(const Box& box, uint32_t thing) {
 
 template <class Visit>
 void LabelPlacer::CellLists::ForEach(const Box& box, Visit visit) {
-  ++stamp_;
   const Range r = CellsOf(box);
   for (int y = r.y0; y <= r.y1; ++y) {
     for (int x = r.x0; x <= r.x1; ++x) {
@@ -153,10 +155,17 @@ void LabelPlacer::CellLists::ForEach(const Box& box, Visit visit) {
   }
 }
 
-LabelPlacer::Box LabelPlacer::Reach(const Candidate& c) {
-  if (!c.leader) return c.box;
-  return {std::min(c.box.left, c.from.x), std::min(c.box.top, c.from.y), std::max(c.box.right, c.from.x),
-          std::max(c.box.bottom, c.from.y)};
+LabelPlacer::Box LabelPlacer::LeaderBox(const Candidate& c) {
+  return {std::min(c.to.x, c.from.x), std::min(c.to.y, c.from.y), std::max(c.to.x, c.from.x),
+          std::max(c.to.y, c.from.y)};
+}
+
+// The labels whose cells a place reaches into.
+template <class Visit>
+void LabelPlacer::ForEachNear(const Candidate& candidate, Visit visit) {
+  labelCells_.NewRound();
+  labelCells_.ForEach(candidate.box, visit);
+  if (candidate.leader) labelCells_.ForEach(LeaderBox(candidate), visit);
 }
 
 // What a place costs whatever the other labels do.
@@ -169,7 +178,13 @@ void LabelPlacer::Judge(uint32_t index, Candidate& c) {
   if (inside &&
       (c.box.left < area_.left || c.box.right > area_.right || c.box.top < area_.top || c.box.bottom > area_.bottom))
     cost += kOutside;
-  const Box reach = Reach(c);
+  Box reach = c.box;
+  if (c.leader) {
+    const Box line = LeaderBox(c);
+    reach = {std::min(reach.left, line.left), std::min(reach.top, line.top), std::max(reach.right, line.right),
+             std::max(reach.bottom, line.bottom)};
+  }
+  bodyCells_.NewRound();
   bodyCells_.ForEach(reach, [&](uint32_t i) {
     const EllipseShape& body = bodies_[i];
     const CanvasPoint half = HalfBox(body);
@@ -183,6 +198,7 @@ void LabelPlacer::Judge(uint32_t index, Candidate& c) {
         LineMeets(c.from, c.to, around.left, around.top, around.right, around.bottom, 0.0))
       cost += kLeaderOnBody;
   });
+  stickCells_.NewRound();
   stickCells_.ForEach(reach, [&](uint32_t i) {
     const LabelStick& stick = sticks_[i];
     if (LineMeets(stick.a, stick.b, c.box.left, c.box.top, c.box.right, c.box.bottom, stick.halfWidth)) {
@@ -227,9 +243,10 @@ void LabelPlacer::AddRing(uint32_t index) {
       candidate.cost += kMoved * static_cast<float>(std::min(1.0, std::hypot(x, y) / (2.0 * std::max(height, 1e-6))));
     }
     Judge(index, candidate);
+    label.byCost.push_back(static_cast<uint16_t>(label.candidates.size()));
     label.candidates.push_back(candidate);
   }
-  label.least = std::ranges::min_element(label.candidates, {}, &Candidate::cost)->cost;
+  std::ranges::stable_sort(label.byCost, {}, [&](uint16_t i) { return label.candidates[i].cost; });
 }
 
 float LabelPlacer::Between(const Candidate& a, const Candidate& b) const {
@@ -245,7 +262,7 @@ float LabelPlacer::Between(const Candidate& a, const Candidate& b) const {
 
 float LabelPlacer::Conflict(uint32_t index, const Candidate& candidate) {
   float cost = 0.0f;
-  labelCells_.ForEach(Reach(candidate), [&](uint32_t other) {
+  ForEachNear(candidate, [&](uint32_t other) {
     if (other != index) cost += Between(candidate, Chosen(other));
   });
   return cost;
@@ -255,101 +272,97 @@ void LabelPlacer::Put(uint32_t index, uint32_t candidate) {
   Label& label = labels_[index];
   label.chosen = candidate;
   label.placed = true;
-  labelCells_.Add(Reach(Chosen(index)), index);
+  labelCells_.Add(Chosen(index).box, index);
+  if (Chosen(index).leader) labelCells_.Add(LeaderBox(Chosen(index)), index);
 }
 
 void LabelPlacer::Lift(uint32_t index) {
   Label& label = labels_[index];
-  if (label.placed) labelCells_.Remove(Reach(Chosen(index)), index);
+  if (label.placed) labelCells_.Remove(Chosen(index).box, index);
+  if (label.placed && Chosen(index).leader) labelCells_.Remove(LeaderBox(Chosen(index)), index);
   label.placed = false;
 }
 
 // The cheapest place as the others stand now, looking further out while every place has something in it.
 float LabelPlacer::Best(uint32_t index, uint32_t& candidate) {
   Label& label = labels_[index];
-  float best = 1e30f;
-  size_t looked = 0;
+  float best = kNoPlace;
   while (true) {
-    for (; looked < label.candidates.size(); ++looked) {
-      const Candidate& c = label.candidates[looked];
-      if (c.cost >= best) continue;
+    for (const uint16_t i : label.byCost) {
+      const Candidate& c = label.candidates[i];
+      if (c.cost >= best) break;
       const float cost = c.cost + Conflict(index, c);
-      if (cost < best) {
-        best = cost;
-        candidate = static_cast<uint32_t>(looked);
-      }
+      if (cost >= best) continue;
+      best = cost;
+      candidate = i;
     }
     if (best < kTrouble || label.rings >= kRings.size()) return best;
-    for (size_t i = 0; i < kRingsAtOnce && label.rings < kRings.size(); ++i) AddRing(index);
+    AddRing(index);
   }
 }
 
+// Puts the label where it is clear, if it can be anywhere.
+bool LabelPlacer::Settle(uint32_t index, float most) {
+  uint32_t best = 0;
+  if (Best(index, best) >= most) return false;
+  Put(index, best);
+  return true;
+}
+
+// A nearer place that has become free.
 bool LabelPlacer::Improve(uint32_t index) {
   const float now = Cost(index);
-  if (now <= labels_[index].least + 1e-4f) return false;
-  const uint32_t before = labels_[index].chosen;
+  const Label& label = labels_[index];
+  if (now <= label.candidates[label.byCost.front()].cost + 1e-4f) return false;
+  const uint32_t before = label.chosen;
   Lift(index);
   uint32_t best = before;
-  const float cost = Best(index, best);
-  const bool better = cost < now - 1e-3f;
+  const bool better = Best(index, best) < now - 1e-3f;
   Put(index, better ? best : before);
   return better;
 }
 
-// Takes the place of one other label, where that finds another one that makes up for it.
+// Takes the place of one other label that finds another one.
 bool LabelPlacer::MakeRoom(uint32_t index) {
-  const float now = Cost(index);
-  if (now < kTrouble) return false;
-  const uint32_t before = labels_[index].chosen;
-  Lift(index);
-  for (uint32_t c = 0; c < labels_[index].candidates.size(); ++c) {
+  for (const uint16_t c : labels_[index].byCost) {
     const Candidate& candidate = labels_[index].candidates[c];
-    if (candidate.cost >= now) continue;
+    if (candidate.cost >= kTrouble) return false;
     uint32_t other = index;
     int count = 0;
-    labelCells_.ForEach(Reach(candidate), [&](uint32_t j) {
+    ForEachNear(candidate, [&](uint32_t j) {
       if (j == index || Between(candidate, Chosen(j)) == 0.0f) return;
       other = j;
       ++count;
     });
     if (count != 1 || requests_[other].fixed) continue;
-    const float otherNow = Cost(other);
     const uint32_t otherBefore = labels_[other].chosen;
     Lift(other);
     Put(index, c);
-    uint32_t otherBest = otherBefore;
-    const float otherCost = Best(other, otherBest);
-    // What stands between the two is counted once on either side.
-    if (labels_[index].candidates[c].cost + otherCost < now + otherNow - 1e-3f) {
-      Put(other, otherBest);
-      return true;
-    }
+    if (Settle(other, kTrouble)) return true;
     Lift(index);
     Put(other, otherBefore);
   }
-  Put(index, before);
   return false;
 }
 
-// Of two that overlap the one that matters less goes, and so does one that stands on a body.
-void LabelPlacer::LeaveOut() {
-  for (auto it = order_.rbegin(); it != order_.rend(); ++it) {
-    const uint32_t index = *it;
-    if (requests_[index].fixed) continue;
-    const Candidate& c = Chosen(index);
-    bool room = true;
-    labelCells_.ForEach(c.box, [&](uint32_t other) {
-      if (other == index) return;
-      const Candidate& o = Chosen(other);
-      room = room && !c.box.Meets(o.box) &&
-             !(o.leader && LineMeets(o.from, o.to, c.box.left, c.box.top, c.box.right, c.box.bottom, 0.0));
-    });
-    room = room && c.cost < kOnBody;
-    if (!room) {
-      places_[index].shown = false;
-      Lift(index);
+// What matters most chooses first; who finds no clear place waits, for another to move or, in the end, for a bond to
+// stand on.
+void LabelPlacer::Solve() {
+  waiting_.clear();
+  for (const uint32_t i : order_) {
+    if (requests_[i].fixed) {
+      Put(i, 0);
+    } else if (!Settle(i, kTrouble)) {
+      waiting_.push_back(i);
     }
   }
+  for (int round = 0; round < kRounds; ++round) {
+    std::erase_if(waiting_, [&](uint32_t i) { return Settle(i, kTrouble) || MakeRoom(i); });
+    bool moved = false;
+    for (const uint32_t i : order_) moved |= labels_[i].placed && Improve(i);
+    if (!moved) break;
+  }
+  for (const uint32_t i : waiting_) Settle(i, kOnBody);
 }
 
 const std::vector<LabelPlace>& LabelPlacer::Place(std::span<const LabelRequest> labels,
@@ -365,7 +378,7 @@ const std::vector<LabelPlace>& LabelPlacer::Place(std::span<const LabelRequest> 
   for (const LabelRequest& label : labels) height = std::max(height, label.size.y);
   bodyCells_.Reset(area_, 2.0 * height, bodies.size());
   stickCells_.Reset(area_, 2.0 * height, sticks.size());
-  labelCells_.Reset(area_, 2.0 * height, labels.size());
+  labelCells_.Reset(area_, 1.5 * height, labels.size());
   for (uint32_t i = 0; i < bodies.size(); ++i) {
     const CanvasPoint half = HalfBox(bodies[i]);
     const CanvasPoint& at = bodies[i].centre;
@@ -381,36 +394,34 @@ const std::vector<LabelPlace>& LabelPlacer::Place(std::span<const LabelRequest> 
   order_.resize(labels.size());
   for (uint32_t i = 0; i < labels.size(); ++i) {
     order_[i] = i;
-    labels_[i].candidates.clear();
-    labels_[i].rings = labels[i].fixed ? kRings.size() : 0;
-    labels_[i].placed = false;
-    if (labels[i].fixed) {
-      const CanvasPoint& corner = labels[i].corner;
-      labels_[i].candidates.push_back(
-          {{corner.x, corner.y - labels[i].size.y, corner.x + labels[i].size.x, corner.y}, {}, {}});
-      labels_[i].least = 0.0f;
-    } else {
-      for (size_t k = 0; k < kRingsAtOnce; ++k) AddRing(i);
-    }
+    Label& label = labels_[i];
+    label.candidates.clear();
+    label.byCost.clear();
+    label.rings = labels[i].fixed ? kRings.size() : 0;
+    label.placed = false;
+    if (!labels[i].fixed) continue;
+    const CanvasPoint& corner = labels[i].corner;
+    label.candidates.push_back(
+        {{corner.x, corner.y - labels[i].size.y, corner.x + labels[i].size.x, corner.y}, {}, {}});
+    label.byCost.push_back(0);
   }
   std::ranges::stable_sort(order_, [&](uint32_t a, uint32_t b) {
     if (labels[a].fixed != labels[b].fixed) return labels[a].fixed;
     return labels[a].importance > labels[b].importance;
   });
-  for (const uint32_t i : order_) {
-    uint32_t best = 0;
-    Best(i, best);
-    Put(i, best);
-  }
-  bool changed = true;
-  for (int round = 0; round < kRounds && changed; ++round) {
-    changed = false;
-    for (const uint32_t i : order_) changed |= Improve(i);
-    for (const uint32_t i : order_) changed |= MakeRoom(i);
-  }
+  // Of more than can stand in the picture at all those that matter least are not tried.
+  double area = 0.0;
+  const double most = kFullPicture * (high.x - low.x) * (high.y - low.y);
+  const auto full = std::ranges::find_if(order_, [&](uint32_t i) {
+    area += labels[i].size.x * labels[i].size.y;
+    return area > most && !labels[i].fixed;
+  });
+  order_.erase(full, order_.end());
+  Solve();
   places_.assign(labels.size(), {});
-  LeaveOut();
   for (uint32_t i = 0; i < labels.size(); ++i) {
+    places_[i].shown = labels_[i].placed;
+    if (!labels_[i].placed) continue;
     const Candidate& c = Chosen(i);
     places_[i].corner = {c.box.left, c.box.bottom};
     places_[i].clear = c.clear;

@@ -69,9 +69,9 @@ class LabelPlacer {
   };
   struct Label {
     std::vector<Candidate> candidates;
+    std::vector<uint16_t> byCost;
     size_t rings = 0;     // that were looked at
     uint32_t chosen = 0;  // of the candidates
-    float least = 0.0f;   // cost of the best candidate by itself
     bool placed = false;
   };
   // Things by the cells of the picture that they reach into.
@@ -80,7 +80,8 @@ class LabelPlacer {
     void Reset(const Box& area, double cell, size_t things);
     void Add(const Box& box, uint32_t thing);
     void Remove(const Box& box, uint32_t thing);
-    // Each thing whose cells the box reaches into, once.
+    // Each thing whose cells the box reaches into, once in a round.
+    void NewRound() { ++stamp_; }
     template <class Visit>
     void ForEach(const Box& box, Visit visit);
 
@@ -98,7 +99,9 @@ class LabelPlacer {
     uint32_t stamp_ = 0;
   };
 
-  static Box Reach(const Candidate& candidate);
+  static Box LeaderBox(const Candidate& candidate);
+  template <class Visit>
+  void ForEachNear(const Candidate& candidate, Visit visit);
   void AddRing(uint32_t index);
   void Judge(uint32_t index, Candidate& candidate);
   float Between(const Candidate& a, const Candidate& b) const;
@@ -110,7 +113,8 @@ class LabelPlacer {
   float Best(uint32_t index, uint32_t& candidate);
   bool Improve(uint32_t index);
   bool MakeRoom(uint32_t index);
-  void LeaveOut();
+  bool Settle(uint32_t index, float most);
+  void Solve();
 
   std::span<const LabelRequest> requests_;
   std::span<const EllipseShape> bodies_;
@@ -118,7 +122,8 @@ class LabelPlacer {
   Box area_{};
   double gap_ = 0.0;
   std::vector<Label> labels_;
-  std::vector<uint32_t> order_;  // what matters most first
+  std::vector<uint32_t> order_;    // what matters most first
+  std::vector<uint32_t> waiting_;  // for a place
   CellLists bodyCells_;
   CellLists stickCells_;
   CellLists labelCells_;
