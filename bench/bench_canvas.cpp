@@ -133,7 +133,8 @@ void Labels(benchmark::State& state) {
   const auto places = HalfBonds(10000);
   for (auto _ : state) {
     for (const LinePiece& p : places) {
-      canvas.Text({static_cast<double>(p.x1), static_cast<double>(p.y1)}, TextAnchor::BottomLeft, "C12A", Rgb{200, 0, 0});
+      canvas.Text({static_cast<double>(p.x1), static_cast<double>(p.y1)}, TextAnchor::BottomLeft, "C12A",
+                  Rgb{200, 0, 0});
     }
     benchmark::DoNotOptimize(image.pixels.data());
   }

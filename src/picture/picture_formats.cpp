@@ -11,6 +11,7 @@
 #include "draw/canvas/scanline_canvas.h"
 #include "draw/canvas/svg_canvas.h"
 #include "draw/labels/label_font.h"
+#include "draw/surface/lit_picture.h"
 #include "picture/gl_output.h"
 #include "picture/jpeg_writer.h"
 #include "picture/label_report.h"
@@ -71,6 +72,7 @@ bool WriteLabelReport(const PictureSubject& subject, const PictureOptions& pictu
 // What a picture has whatever the screen shows.
 void ForPicture(RenderOptions& options, const PictureOptions& picture) {
   options.selection = false;
+  if (options.mode == kLitRendition && options.exact) options.mode = kThermalEllipsoid;
   const bool light = options.look == Look::Light || options.look == Look::Paper;
   if (picture.background == PictureBackground::Black && light) options.look = Look::Dark;
 }
@@ -121,7 +123,24 @@ RenderOptions PixelOptions(const PictureSubject& subject, const PictureOptions& 
   return options;
 }
 
+std::optional<Image> DrawLitPixels(PictureSubject& subject, const PictureOptions& picture) {
+  LabelFont font(LabelPoints(subject) / PointsPerPixel(picture));
+  InteractiveRenderer renderer;
+  LitPicture lit = DrawLit(subject.document, FittedView(subject, picture.size), PixelOptions(subject, picture),
+                           picture.size, picture.size, {}, &font, renderer, subject.goOn);
+  if (!lit.complete) {
+    SayPictureStopped(subject.messages);
+    return {};
+  }
+  if (!WriteLabelReport(subject, picture, renderer, PointsPerPixel(picture))) return {};
+  return std::move(lit.image);
+}
+
 PictureBytes DrawPng(PictureSubject& subject, const PictureOptions& picture) {
+  if (subject.look.mode == kLitRendition) {
+    const auto image = DrawLitPixels(subject, picture);
+    return image ? EncodePng(*image, {picture.resolution, false}) : PictureBytes();
+  }
   RenderOptions options = PixelOptions(subject, picture);
   const ViewState view = FittedView(subject, picture.size);
   const StripDrawing drawing{picture.size, picture.background == PictureBackground::Transparent,
@@ -140,6 +159,7 @@ PictureBytes DrawPng(PictureSubject& subject, const PictureOptions& picture) {
 }
 
 std::optional<Image> DrawPixels(PictureSubject& subject, const PictureOptions& picture) {
+  if (subject.look.mode == kLitRendition) return DrawLitPixels(subject, picture);
   Image image(picture.size, picture.size);
   LabelFont font(LabelPoints(subject) / PointsPerPixel(picture));
   ScanlineCanvas canvas(image, &font);

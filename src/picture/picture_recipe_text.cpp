@@ -13,7 +13,7 @@ constexpr std::string_view kBlanks = " \t\r";
 constexpr double kFarthest = 1e6;  // Å
 constexpr size_t kLongestSkipped = 60;
 
-constexpr std::array<const char*, 4> kRenditions{"wire", "ball", "ellipsoid", "pipes"};
+constexpr std::array<const char*, 5> kRenditions{"wire", "ball", "ellipsoid", "pipes", "lit"};
 constexpr std::array<const char*, 5> kOrders{"single", "double", "triple", "aromatic", "pi"};
 constexpr std::array<const char*, 3> kStyles{"solid", "dashed", "dotted"};
 constexpr std::array<const char*, 2> kSwitch{"off", "on"};
@@ -174,7 +174,7 @@ std::string Shown(std::string_view line) {
 std::string RecipeText(const PictureRecipe& r) {
   std::string text = std::string(kFirstLine) + "\n";
   const auto& m = r.rotation;
-  AppendPrintf(text, "rendition %s\nrotation", kRenditions[static_cast<size_t>(std::clamp(r.rendition, 0, 3))]);
+  AppendPrintf(text, "rendition %s\nrotation", kRenditions[static_cast<size_t>(std::clamp(r.rendition, 0, 4))]);
   for (const auto& row : m) AppendPrintf(text, "  %.9g %.9g %.9g", row[0], row[1], row[2]);
   AppendPrintf(text, "\nradius %.9g\ncentre %.9g %.9g %.9g\npan %.9g %.9g\ndepth-cue %d\n", r.radius, r.centre[0],
                r.centre[1], r.centre[2], r.pan[0], r.pan[1], r.depthCue);

@@ -1,4 +1,7 @@
+#include <algorithm>
+#include <chrono>
 #include <ostream>
+#include <vector>
 
 #include "app/cli/batch_session.h"
 #include "app/cli/script_run.h"
@@ -7,8 +10,10 @@
 #include "app/picture/picture_output.h"
 #include "app/reports.h"
 #include "base/files.h"
+#include "base/numbers.h"
 #include "check/cif/check_cif.h"
 #include "check/lint/lint.h"
+#include "draw/surface/lit_picture.h"
 #include "files/res/writer.h"
 #include "report/report.h"
 #include "run/file_comparison.h"
@@ -60,6 +65,29 @@ bool PictureAction(BatchSession& session, const BatchAction& action) {
   const auto bytes = DrawPicture(bench, picture, options.format);
   if (bytes) session.out << *bytes;
   return bytes.has_value();
+}
+
+// The median of some frames each, of a view that turns.
+bool BenchmarkViewAction(BatchSession& session, const BatchAction&) {
+  constexpr int kSide = 900;
+  Workbench& bench = session.bench;
+  bench.view.drawingSize = kSide;
+  bench.view.fitView(bench.view.viewRadius, std::nullopt);
+  LabelFont font(12.0);
+  for (const bool moving : {true, false}) {
+    LitOptions lit;
+    lit.moving = moving;
+    std::vector<double> milliseconds(moving ? 21 : 7);
+    for (double& spent : milliseconds) {
+      bench.view.rotateView(1.0, {0, 1, 0}, true);
+      const auto start = std::chrono::steady_clock::now();
+      DrawLit(bench.document, bench.view, bench.ScreenOptions(), kSide, kSide, lit, &font, bench.renderer, nullptr);
+      spent = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    }
+    std::ranges::sort(milliseconds);
+    session.out << Printf("%s %.1f ms a frame\n", moving ? "moving" : "at rest", milliseconds[milliseconds.size() / 2]);
+  }
+  return true;
 }
 
 bool ReportAction(BatchSession& session, const BatchAction& action) {

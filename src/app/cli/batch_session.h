@@ -54,6 +54,7 @@ class BatchSession {
 // The actions of the option table. False after a message.
 bool WriteAction(BatchSession& session, const BatchAction& action);
 bool PictureAction(BatchSession& session, const BatchAction& action);
+bool BenchmarkViewAction(BatchSession& session, const BatchAction& action);
 bool ReportAction(BatchSession& session, const BatchAction& action);
 bool RefineAction(BatchSession& session, const BatchAction& action);
 bool ScriptAction(BatchSession& session, const BatchAction& action);

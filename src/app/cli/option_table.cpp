@@ -15,7 +15,7 @@ namespace {
 using Options = CommandLineOptions;
 
 constexpr std::string_view kWriteFormats[] = {"ins", "res", "pdb", "ct", "inp", "wrl", "con", "glb"};
-constexpr std::string_view kRenditions[] = {"wire", "ball", "ellipsoid", "pipes"};  // by DisplayMode
+constexpr std::string_view kRenditions[] = {"wire", "ball", "ellipsoid", "pipes", "lit"};  // by DisplayMode
 constexpr std::string_view kBackgrounds[] = {"black", "white", "transparent"};
 constexpr std::string_view kRenderers[] = {"interactive", "opengl"};
 constexpr std::string_view kLooks[] = {"dark", "light", "paper", "classic"};  // by Look
@@ -225,6 +225,13 @@ constexpr OptionRow kOptions[] = {
      "tell what differs in FILE from OLD, both instruction or result files: atoms, restraints, weights, cell",
      nullptr,
      CompareAction},
+    {"--benchmark-view",
+     "",
+     {},
+     kActions,
+     "how long the lit rendition takes at 900 pixels, moving and at rest",
+     nullptr,
+     BenchmarkViewAction},
     {"--script",
      "",
      {},
@@ -286,7 +293,8 @@ constexpr OptionRow kOptions[] = {
     {"--renderer", "", kRenderers, kPictures, "opengl is lit and smooth: ball or ellipsoid, .png .jpg", Renderer},
     {"--black-white", "", {}, kPictures, "without colours, by OpenGL", BlackWhite},
     {"--layers", "N", {}, kPictures, "of anti-aliasing, by OpenGL", Layers},
-    {"--look", "", kLooks, kPictures, "colours: paper for figures, classic as the renditions were first made", LookOption},
+    {"--look", "", kLooks, kPictures, "colours: paper for figures, classic as the renditions were first made",
+     LookOption},
     {"--label-report",
      "FILE.json",
      {},

@@ -47,8 +47,8 @@ Cartesian Directed(const Cartesian& axis, const std::vector<Cartesian>& points, 
 
 // How far what is drawn for an atom reaches, Å.
 double BodyReach(const AtomRecord& atom, const Document& document, const RenderOptions& options) {
-  if (options.mode < kBallAndStick || options.mode > kPipes) return 0.0;
-  if (options.mode == kThermalEllipsoid && atom.IsAnisotropic()) {
+  if (options.mode == kWireFrame) return 0.0;
+  if (options.mode != kBallAndStick && options.mode != kPipes && atom.IsAnisotropic()) {
     const Mat3 u = CartesianTensor(atom, document.cell, document.matrix);
     const double largest = std::max({u[0][0], u[1][1], u[2][2]});
     if (largest > 0.0 && largest < 100.0) return std::sqrt(largest) * ProbabilityScale(options.probability);

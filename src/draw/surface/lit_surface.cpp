@@ -1,0 +1,515 @@
+#include "draw/surface/lit_surface.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <thread>
+
+// The inner loops are compiled for several processors; the one that runs is chosen when the program starts.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__) && \
+    !defined(__SANITIZE_THREAD__)
+#define MARVIK_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define MARVIK_CLONES
+#endif
+
+namespace marvik {
+namespace {
+
+constexpr float kNothing = -1e30f;  // depth where there is no body
+constexpr double kVast = 1e6;       // pixels
+constexpr int kBandRows = 32;
+
+// Light from the upper left, over the viewer's shoulder.
+constexpr float kLightX = -0.42f;
+constexpr float kLightY = -0.52f;
+constexpr float kLightZ = 0.744f;
+constexpr float kAmbient = 0.38f;
+constexpr float kDiffuse = 0.66f;
+constexpr float kGloss = 0.32f;
+constexpr float kOutline = 0.45f;  // of the light that is left on an edge
+constexpr float kFog = 0.28f;      // of the background over what is farthest
+constexpr float kCutFace = 0.72f;  // lightness
+constexpr float kRing = 0.35f;     // lightness of the principal ellipses
+constexpr int kShadowSamples = 8;
+constexpr float kShadowDepth = 0.55f;
+
+bool IsSound(const ViewPoint& p) {
+  return std::abs(p.x) < kVast && std::abs(p.y) < kVast && std::abs(p.z) < kVast;
+}
+
+// What the rays of a band of rows found.
+struct Grid {
+  int width = 0;
+  int height = 0;
+  std::vector<float> depth;
+  std::vector<float> normalX;
+  std::vector<float> normalY;
+  std::vector<uint32_t> colour;
+
+  Grid(int w, int h) : width(w), height(h) {
+    const size_t size = static_cast<size_t>(w) * static_cast<size_t>(h);
+    depth.assign(size, kNothing);
+    normalX.resize(size);
+    normalY.resize(size);
+    colour.resize(size);
+  }
+  size_t Row(int y) const { return static_cast<size_t>(y) * static_cast<size_t>(width); }
+};
+
+// Pointers to one row of the grid.
+struct GridRow {
+  float* depth;
+  float* normalX;
+  float* normalY;
+  uint32_t* colour;
+};
+
+GridRow RowOf(Grid& grid, int y) {
+  const size_t at = grid.Row(y);
+  return {&grid.depth[at], &grid.normalX[at], &grid.normalY[at], &grid.colour[at]};
+}
+
+struct BallRow {
+  float cx, dy, z, radius;
+};
+
+}  // namespace
+
+MARVIK_CLONES void DrawBallRow(const GridRow& given, int x0, int x1, BallRow ball, uint32_t colour) {
+  float* __restrict__ depth = given.depth;
+  float* __restrict__ normalX = given.normalX;
+  float* __restrict__ normalY = given.normalY;
+  uint32_t* __restrict__ colours = given.colour;
+  const float r2 = ball.radius * ball.radius - ball.dy * ball.dy;
+  const float scale = 1.0f / ball.radius;
+  const float ny = ball.dy * scale;
+  for (int x = x0; x <= x1; ++x) {
+    const float dx = static_cast<float>(x) - ball.cx;
+    const float rest = r2 - dx * dx;
+    const float z = ball.z + std::sqrt(rest > 0.0f ? rest : 0.0f);
+    const bool nearer = rest > 0.0f && z > depth[x];
+    depth[x] = nearer ? z : depth[x];
+    normalX[x] = nearer ? dx * scale : normalX[x];
+    normalY[x] = nearer ? ny : normalY[x];
+    colours[x] = nearer ? colour : colours[x];
+  }
+}
+
+namespace {
+
+// A stick against one row: for the ray at x the quadratic in z of the cylinder about its axis.
+struct StickRow {
+  float ax, az, my;  // of its first end; the row from there
+  float dx, dy, dz;  // unit vector along it
+  float length, radius;
+};
+
+}  // namespace
+
+MARVIK_CLONES void DrawStickRow(const GridRow& given, int x0, int x1, StickRow s, uint32_t colourA, uint32_t colourB) {
+  float* __restrict__ depth = given.depth;
+  float* __restrict__ normalX = given.normalX;
+  float* __restrict__ normalY = given.normalY;
+  uint32_t* __restrict__ colours = given.colour;
+  const float flat = std::max(1.0f - s.dz * s.dz, 1e-6f);
+  const float r2 = s.radius * s.radius;
+  const float half = 0.5f * s.length;
+  for (int x = x0; x <= x1; ++x) {
+    const float mx = static_cast<float>(x) - s.ax;
+    const float along = mx * s.dx + s.my * s.dy;
+    const float disc = s.dz * s.dz * along * along - flat * (mx * mx + s.my * s.my - along * along - r2);
+    const float t = (s.dz * along + std::sqrt(disc > 0.0f ? disc : 0.0f)) / flat;
+    const float place = along + t * s.dz;
+    const float z = s.az + t;
+    const bool nearer = disc > 0.0f && place >= 0.0f && place <= s.length && z > depth[x];
+    depth[x] = nearer ? z : depth[x];
+    normalX[x] = nearer ? (mx - place * s.dx) / s.radius : normalX[x];
+    normalY[x] = nearer ? (s.my - place * s.dy) / s.radius : normalY[x];
+    colours[x] = nearer ? (place < half ? colourA : colourB) : colours[x];
+  }
+}
+
+namespace {
+
+uint32_t Darker(uint32_t colour, float share) {
+  uint32_t result = 0xff000000u;
+  for (int shift = 0; shift < 24; shift += 8)
+    result |= static_cast<uint32_t>(static_cast<float>(colour >> shift & 255) * share) << shift;
+  return result;
+}
+
+// An ellipsoid by the map that makes it a unit ball: u = row k of `toUnit` · (point - centre).
+struct EllipsoidRays {
+  std::array<std::array<float, 3>, 3> toUnit;
+  std::array<float, 3> length;  // of the semi-axes, pixels
+  float cx, cy, cz, a;
+  uint32_t plain, ring;
+  std::array<uint32_t, 3> face;
+  bool cut;
+};
+
+void DrawEllipsoidRow(GridRow row, int x0, int x1, float dy, const EllipsoidRays& e) {
+  const float w[3] = {e.toUnit[0][2], e.toUnit[1][2], e.toUnit[2][2]};
+  for (int x = x0; x <= x1; ++x) {
+    const float dx = static_cast<float>(x) - e.cx;
+    float u[3];
+    for (size_t k = 0; k < 3; ++k) u[k] = e.toUnit[k][0] * dx + e.toUnit[k][1] * dy;
+    const float b = u[0] * w[0] + u[1] * w[1] + u[2] * w[2];
+    const float disc = b * b - e.a * (u[0] * u[0] + u[1] * u[1] + u[2] * u[2] - 1.0f);
+    if (!(disc > 0.0f)) continue;
+    float t = (-b + std::sqrt(disc)) / e.a;
+    for (size_t k = 0; k < 3; ++k) u[k] += t * w[k];
+    float gradient[3] = {u[0], u[1], u[2]};
+    uint32_t colour = e.plain;
+    if (e.cut && u[0] > 0.0f && u[1] > 0.0f && u[2] > 0.0f) {
+      // Through the octant that is not there, to the plane that the ray meets first.
+      size_t plane = 0;
+      for (size_t k = 1; k < 3; ++k) {
+        if (u[k] * w[plane] < u[plane] * w[k]) plane = k;
+      }
+      const float back = u[plane] / w[plane];
+      t -= back;
+      for (size_t k = 0; k < 3; ++k) {
+        u[k] -= back * w[k];
+        gradient[k] = k == plane ? 1.0f : 0.0f;
+      }
+      colour = e.face[plane];
+      for (size_t k = 0; k < 3; ++k) {
+        if (k != plane && std::abs(u[k]) * e.length[k] < 0.7f) colour = e.ring;
+      }
+    } else {
+      for (size_t k = 0; k < 3; ++k) {
+        if (std::abs(u[k]) * e.length[k] < 0.8f) colour = e.ring;
+      }
+    }
+    const float z = e.cz + t;
+    if (z <= row.depth[x]) continue;
+    float n[3] = {};
+    for (size_t j = 0; j < 3; ++j) {
+      for (size_t k = 0; k < 3; ++k) n[j] += e.toUnit[k][j] * gradient[k];
+    }
+    const float scale = 1.0f / std::sqrt(std::max(n[0] * n[0] + n[1] * n[1] + n[2] * n[2], 1e-20f));
+    row.depth[x] = z;
+    row.normalX[x] = n[0] * scale;
+    row.normalY[x] = n[1] * scale;
+    row.colour[x] = colour;
+  }
+}
+
+// The bodies in the units of the grid, each with the rows that it reaches into.
+class Rays {
+ public:
+  Rays(const LitScene& scene, double scale, Grid& grid) : grid_(grid), scale_(scale) {
+    bands_.resize(static_cast<size_t>((grid.height + kBandRows - 1) / kBandRows));
+    for (const LitBall& ball : scene.balls) AddBall(ball);
+    for (const LitEllipsoid& ellipsoid : scene.ellipsoids) AddEllipsoid(ellipsoid);
+    for (const LitStick& stick : scene.sticks) AddStick(stick);
+  }
+  size_t Bands() const { return bands_.size(); }
+
+  void DrawBand(size_t band) {
+    const int top = static_cast<int>(band) * kBandRows;
+    const int bottom = std::min(top + kBandRows, grid_.height) - 1;
+    for (const uint32_t entry : bands_[band]) {
+      const uint32_t index = entry >> 2;
+      switch (entry & 3u) {
+        case 0:
+          DrawBall(balls_[index], top, bottom);
+          break;
+        case 1:
+          DrawEllipsoid(ellipsoids_[index], top, bottom);
+          break;
+        default:
+          DrawStick(sticks_[index], top, bottom);
+      }
+    }
+  }
+
+ private:
+  struct Ellipsoid {
+    EllipsoidRays rays;
+    float halfX, halfY;
+  };
+
+  // A pixel's middle is half a pixel from its corner, so that grids of all resolutions agree.
+  double Placed(double v) const { return (v + 0.5) * scale_ - 0.5; }
+  ViewPoint Placed(const ViewPoint& p) const { return {Placed(p.x), Placed(p.y), p.z * scale_}; }
+
+  void Enter(double low, double high, uint32_t entry) {
+    if (!(high >= 0.0 && low < grid_.height)) return;
+    const auto first = static_cast<size_t>(std::max(low, 0.0)) / kBandRows;
+    const auto last = static_cast<size_t>(std::min(high, grid_.height - 1.0)) / kBandRows;
+    for (size_t band = first; band <= last; ++band) bands_[band].push_back(entry);
+  }
+
+  void AddBall(const LitBall& ball) {
+    if (!IsSound(ball.centre) || !(ball.radius > 0.0 && ball.radius < kVast)) return;
+    LitBall placed{Placed(ball.centre), std::max(ball.radius * scale_, 0.5), ball.colour};
+    Enter(placed.centre.y - placed.radius, placed.centre.y + placed.radius, static_cast<uint32_t>(balls_.size()) << 2);
+    balls_.push_back(placed);
+  }
+
+  void AddEllipsoid(const LitEllipsoid& given) {
+    if (!IsSound(given.centre)) return;
+    Ellipsoid e{};
+    const ViewPoint centre = Placed(given.centre);
+    double halfX = 0.0;
+    double halfY = 0.0;
+    for (size_t k = 0; k < 3; ++k) {
+      ViewPoint axis = given.axes[k] * scale_;
+      if (axis.z < 0.0) axis = -axis;
+      const double square = Dot(axis, axis);
+      if (!IsSound(axis) || !(square > 1e-6)) return;
+      e.rays.toUnit[k] = {static_cast<float>(axis.x / square), static_cast<float>(axis.y / square),
+                          static_cast<float>(std::max(axis.z / square, 1e-9))};
+      e.rays.length[k] = static_cast<float>(std::sqrt(square));
+      halfX += axis.x * axis.x;
+      halfY += axis.y * axis.y;
+    }
+    e.halfX = static_cast<float>(std::sqrt(halfX));
+    e.halfY = static_cast<float>(std::sqrt(halfY));
+    e.rays.cx = static_cast<float>(centre.x);
+    e.rays.cy = static_cast<float>(centre.y);
+    e.rays.cz = static_cast<float>(centre.z);
+    e.rays.a = 0.0f;
+    for (size_t k = 0; k < 3; ++k) e.rays.a += e.rays.toUnit[k][2] * e.rays.toUnit[k][2];
+    e.rays.plain = PixelOf(given.colour);
+    e.rays.ring = Darker(e.rays.plain, kRing);
+    for (size_t k = 0; k < 3; ++k) e.rays.face[k] = Darker(e.rays.plain, kCutFace - 0.08f * static_cast<float>(k));
+    e.rays.cut = given.cut;
+    Enter(centre.y - e.halfY, centre.y + e.halfY, static_cast<uint32_t>(ellipsoids_.size()) << 2 | 1u);
+    ellipsoids_.push_back(e);
+  }
+
+  void AddStick(const LitStick& stick) {
+    if (!IsSound(stick.a) || !IsSound(stick.b) || !(stick.radius > 0.0 && stick.radius < kVast)) return;
+    LitStick placed{Placed(stick.a), Placed(stick.b), std::max(stick.radius * scale_, 0.5), stick.colourA,
+                    stick.colourB};
+    if (!(Length(placed.b - placed.a) > 1e-3)) return;
+    Enter(std::min(placed.a.y, placed.b.y) - placed.radius, std::max(placed.a.y, placed.b.y) + placed.radius,
+          static_cast<uint32_t>(sticks_.size()) << 2 | 2u);
+    sticks_.push_back(placed);
+  }
+
+  template <class Draw>
+  void EachRow(double low, double high, double left, double right, int top, int bottom, Draw draw) {
+    const int y0 = std::max(top, static_cast<int>(std::ceil(std::max(low, -1.0))));
+    const int y1 = std::min(bottom, static_cast<int>(std::floor(std::min(high, static_cast<double>(bottom)))));
+    const int x0 = static_cast<int>(std::ceil(std::clamp(left, 0.0, static_cast<double>(grid_.width))));
+    const int x1 = static_cast<int>(std::floor(std::clamp(right, -1.0, grid_.width - 1.0)));
+    for (int y = y0; y <= y1; ++y) draw(y, x0, x1);
+  }
+
+  void DrawBall(const LitBall& ball, int top, int bottom) {
+    const ViewPoint& c = ball.centre;
+    EachRow(c.y - ball.radius, c.y + ball.radius, c.x - ball.radius, c.x + ball.radius, top, bottom,
+            [&](int y, int x0, int x1) {
+              const double dy = y - c.y;
+              const double reach = std::sqrt(std::max(ball.radius * ball.radius - dy * dy, 0.0)) + 1.0;
+              const int from = std::max(x0, static_cast<int>(c.x - reach));
+              const int to = std::min(x1, static_cast<int>(c.x + reach) + 1);
+              DrawBallRow(RowOf(grid_, y), from, to,
+                          {static_cast<float>(c.x), static_cast<float>(dy), static_cast<float>(c.z),
+                           static_cast<float>(ball.radius)},
+                          PixelOf(ball.colour));
+            });
+  }
+
+  void DrawEllipsoid(const Ellipsoid& e, int top, int bottom) {
+    EachRow(e.rays.cy - e.halfY, e.rays.cy + e.halfY, e.rays.cx - e.halfX, e.rays.cx + e.halfX, top, bottom,
+            [&](int y, int x0, int x1) {
+              DrawEllipsoidRow(RowOf(grid_, y), x0, x1, static_cast<float>(y) - e.rays.cy, e.rays);
+            });
+  }
+
+  void DrawStick(const LitStick& s, int top, int bottom) {
+    const ViewPoint d = (s.b - s.a) * (1.0 / Length(s.b - s.a));
+    const double flat = std::hypot(d.x, d.y);
+    EachRow(std::min(s.a.y, s.b.y) - s.radius, std::max(s.a.y, s.b.y) + s.radius, std::min(s.a.x, s.b.x) - s.radius,
+            std::max(s.a.x, s.b.x) + s.radius, top, bottom, [&](int y, int x0, int x1) {
+              if (std::abs(d.y) > 1e-3 * flat) {
+                // The part of the row beside the stick's line.
+                const double middle = s.a.x + (y - s.a.y) * d.x / d.y;
+                const double wide = s.radius * flat / std::abs(d.y) + 1.0;
+                x0 = std::max(x0, static_cast<int>(std::max(middle - wide, -1.0)));
+                x1 = std::min(x1, static_cast<int>(std::min(middle + wide, 1e6)) + 1);
+              }
+              DrawStickRow(RowOf(grid_, y), x0, x1,
+                           {static_cast<float>(s.a.x), static_cast<float>(s.a.z), static_cast<float>(y - s.a.y),
+                            static_cast<float>(d.x), static_cast<float>(d.y), static_cast<float>(d.z),
+                            static_cast<float>(Length(s.b - s.a)), static_cast<float>(s.radius)},
+                           PixelOf(s.colourA), PixelOf(s.colourB));
+            });
+  }
+
+  Grid& grid_;
+  double scale_;
+  std::vector<std::vector<uint32_t>> bands_;
+  std::vector<LitBall> balls_;
+  std::vector<Ellipsoid> ellipsoids_;
+  std::vector<LitStick> sticks_;
+};
+
+// Work on the bands of a picture by several threads; each takes the next that is left.
+template <class Work>
+void InThreads(size_t pieces, int threads, Work work) {
+  std::vector<std::jthread> team;
+  const size_t count = std::min(pieces, static_cast<size_t>(std::max(threads, 1)));
+  const auto share = [&](size_t first) {
+    for (size_t i = first; i < pieces; i += count) work(i);
+  };
+  for (size_t i = 1; i < count; ++i) team.emplace_back(share, i);
+  if (count > 0) share(0);
+}
+
+struct Lighting {
+  float near, far;      // depths
+  float edge;           // a step in depth that makes an outline, pixels of the grid
+  int shadowReach = 0;  // pixels of the grid; 0: none
+  uint32_t background;
+};
+
+// How much of the light reaches a point past what lies around it.
+float OpenSky(const Grid& grid, int x, int y, float depth, int reach) {
+  static constexpr std::array<std::array<float, 2>, kShadowSamples> kAround{{{1.0f, 0.0f},
+                                                                             {0.5f, 0.5f},
+                                                                             {0.0f, 1.0f},
+                                                                             {-0.35f, 0.35f},
+                                                                             {-1.0f, 0.0f},
+                                                                             {-0.6f, -0.6f},
+                                                                             {0.0f, -0.5f},
+                                                                             {0.3f, -0.3f}}};
+  float hidden = 0.0f;
+  for (const auto& [dx, dy] : kAround) {
+    const int sx = std::clamp(x + static_cast<int>(dx * static_cast<float>(reach)), 0, grid.width - 1);
+    const int sy = std::clamp(y + static_cast<int>(dy * static_cast<float>(reach)), 0, grid.height - 1);
+    const float step = grid.depth[grid.Row(sy) + static_cast<size_t>(sx)] - depth;
+    const float share = step / static_cast<float>(reach);
+    if (share > 0.15f && share < 3.0f) hidden += std::min(share, 1.0f);
+  }
+  return 1.0f - kShadowDepth * hidden / kShadowSamples;
+}
+
+void LightRow(const Grid& grid, int y, const Lighting& light, uint32_t* pixels) {
+  const size_t row = grid.Row(y);
+  const size_t above = grid.Row(std::max(y - 1, 0));
+  const size_t below = grid.Row(std::min(y + 1, grid.height - 1));
+  const float depthRange = std::max(light.near - light.far, 1.0f);
+  // Halfway between the light and the viewer.
+  const float hz = std::sqrt((1.0f + kLightZ) / 2.0f);
+  const float hx = kLightX / (2.0f * hz);
+  const float hy = kLightY / (2.0f * hz);
+  for (int x = 0; x < grid.width; ++x) {
+    const size_t at = row + static_cast<size_t>(x);
+    const float z = grid.depth[at];
+    if (z <= kNothing) {
+      pixels[x] = light.background;
+      continue;
+    }
+    const float nx = grid.normalX[at];
+    const float ny = grid.normalY[at];
+    const float nz = std::sqrt(std::max(1.0f - nx * nx - ny * ny, 0.0f));
+    const float facing = std::max(nx * kLightX + ny * kLightY + nz * kLightZ, 0.0f);
+    float shine = std::max(nx * hx + ny * hy + nz * hz, 0.0f);
+    for (int i = 0; i < 5; ++i) shine *= shine;
+    const auto left = static_cast<size_t>(std::max(x - 1, 0));
+    const auto right = static_cast<size_t>(std::min(x + 1, grid.width - 1));
+    const float lowest =
+        std::min(std::min(grid.depth[row + left], grid.depth[row + right]),
+                 std::min(grid.depth[above + static_cast<size_t>(x)], grid.depth[below + static_cast<size_t>(x)]));
+    const float step = std::clamp((z - lowest) / light.edge - 1.0f, 0.0f, 1.0f);
+    float bright = (kAmbient + kDiffuse * facing) * (1.0f - (1.0f - kOutline) * step);
+    float gloss = kGloss * shine * (1.0f - step);
+    if (light.shadowReach > 0) {
+      const float open = OpenSky(grid, x, y, z, light.shadowReach);
+      bright *= open;
+      gloss *= open;
+    }
+    const float fog = kFog * std::clamp((light.near - z) / depthRange, 0.0f, 1.0f);
+    uint32_t pixel = 0xff000000u;
+    for (int shift = 0; shift < 24; shift += 8) {
+      const float base = static_cast<float>(grid.colour[at] >> shift & 255u);
+      const float lit = std::min(base * bright + 255.0f * gloss, 255.0f);
+      const float behind = static_cast<float>(light.background >> shift & 255u);
+      pixel |= static_cast<uint32_t>(lit + (behind - lit) * fog + 0.5f) << shift;
+    }
+    pixels[x] = pixel;
+  }
+}
+
+// Two by two pixels of the grid to one.
+void HalveRow(const Image& fine, int y, uint32_t* pixels, int width) {
+  for (int x = 0; x < width; ++x) {
+    const std::array<uint32_t, 4> four{fine.At(2 * x, 2 * y), fine.At(2 * x + 1, 2 * y), fine.At(2 * x, 2 * y + 1),
+                                       fine.At(2 * x + 1, 2 * y + 1)};
+    uint32_t evens = 0x00020002u;
+    uint32_t odds = 0x00020002u;
+    for (const uint32_t p : four) {
+      evens += p & 0x00ff00ffu;
+      odds += p >> 8 & 0x00ff00ffu;
+    }
+    pixels[x] = (evens >> 2 & 0x00ff00ffu) | ((odds >> 2 & 0x00ff00ffu) << 8);
+  }
+}
+
+uint32_t MixPixels(uint32_t a, uint32_t b, uint32_t share) {
+  const uint32_t evens = ((a & 0x00ff00ffu) * (4 - share) + (b & 0x00ff00ffu) * share) >> 2 & 0x00ff00ffu;
+  const uint32_t odds = ((a >> 8 & 0x00ff00ffu) * (4 - share) + (b >> 8 & 0x00ff00ffu) * share) >> 2 & 0x00ff00ffu;
+  return evens | odds << 8;
+}
+
+// A pixel of the grid to two by two, those between neighbours mixed.
+void DoubleRow(const Image& coarse, int y, uint32_t* pixels, int width) {
+  const int near = std::min(y / 2, coarse.height - 1);
+  const int other = std::clamp(near + (y % 2 ? 1 : -1), 0, coarse.height - 1);
+  for (int x = 0; x < width; ++x) {
+    const int nearX = std::min(x / 2, coarse.width - 1);
+    const int otherX = std::clamp(nearX + (x % 2 ? 1 : -1), 0, coarse.width - 1);
+    pixels[x] = MixPixels(MixPixels(coarse.At(nearX, near), coarse.At(otherX, near), 1),
+                          MixPixels(coarse.At(nearX, other), coarse.At(otherX, other), 1), 1);
+  }
+}
+
+}  // namespace
+
+Image DrawLitSurface(const LitScene& scene, int width, int height, const LitOptions& options) {
+  Image picture(width, height);
+  if (picture.pixels.empty()) return picture;
+  const int threads = options.threads > 0 ? options.threads : static_cast<int>(std::thread::hardware_concurrency());
+  Grid grid(options.moving ? (width + 1) / 2 : 2 * width, options.moving ? (height + 1) / 2 : 2 * height);
+  const double scale = options.moving ? 0.5 : 2.0;
+  Rays rays(scene, scale, grid);
+  InThreads(rays.Bands(), threads, [&](size_t band) { rays.DrawBand(band); });
+  Lighting light{};
+  light.near = kNothing;
+  light.far = std::numeric_limits<float>::max();
+  for (const LitBall& ball : scene.balls) {
+    if (!IsSound(ball.centre)) continue;
+    light.near = std::max(light.near, static_cast<float>((ball.centre.z + ball.radius) * scale));
+    light.far = std::min(light.far, static_cast<float>((ball.centre.z - ball.radius) * scale));
+  }
+  for (const LitEllipsoid& e : scene.ellipsoids) {
+    if (!IsSound(e.centre)) continue;
+    light.near = std::max(light.near, static_cast<float>(e.centre.z * scale));
+    light.far = std::min(light.far, static_cast<float>(e.centre.z * scale));
+  }
+  light.edge = static_cast<float>(std::max(2.0, 0.006 * width * scale));
+  light.shadowReach = options.shadow && !options.moving ? std::max(2, static_cast<int>(0.02 * width * scale)) : 0;
+  light.background = PixelOf(scene.background);
+  Image lit(grid.width, grid.height);
+  InThreads(rays.Bands(), threads, [&](size_t band) {
+    const int top = static_cast<int>(band) * kBandRows;
+    for (int y = top; y < std::min(top + kBandRows, grid.height); ++y) LightRow(grid, y, light, &lit.At(0, y));
+  });
+  const auto bands = static_cast<size_t>((height + kBandRows - 1) / kBandRows);
+  InThreads(bands, threads, [&](size_t band) {
+    const int top = static_cast<int>(band) * kBandRows;
+    for (int y = top; y < std::min(top + kBandRows, height); ++y) {
+      options.moving ? DoubleRow(lit, y, &picture.At(0, y), width) : HalveRow(lit, y, &picture.At(0, y), width);
+    }
+  });
+  return picture;
+}
+
+}  // namespace marvik

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "base/vec3.h"
+#include "draw/canvas/image.h"
+
+namespace marvik {
+
+// Bodies that are lit pixel by pixel. Everything is in pixels of the picture: x to the right, y down, z to the viewer.
+struct LitBall {
+  ViewPoint centre;
+  double radius = 0.0;
+  Rgb colour;
+};
+// Three semi-axes at right angles. Cut: without the octant between those halves of the axes that come to the viewer.
+struct LitEllipsoid {
+  ViewPoint centre;
+  std::array<ViewPoint, 3> axes;
+  Rgb colour;
+  bool cut = false;
+};
+// A cylinder without ends, each half in a colour of its own.
+struct LitStick {
+  ViewPoint a;
+  ViewPoint b;
+  double radius = 0.0;
+  Rgb colourA;
+  Rgb colourB;
+};
+struct LitScene {
+  std::vector<LitBall> balls;
+  std::vector<LitEllipsoid> ellipsoids;
+  std::vector<LitStick> sticks;
+  Rgb background;
+};
+
+struct LitOptions {
+  bool moving = false;  // a grid of half the resolution, for a view that turns; at rest twice the resolution, smoothed
+  bool shadow = true;   // where much lies around, at rest
+  int threads = 0;      // 0: as many as the machine has
+};
+
+// Rays through the pixels of a grid find what is nearest, its depth and its normal; light, soft outlines and shadow
+// come from these. Intersections are true. What is not finite, or vast, is left out.
+Image DrawLitSurface(const LitScene& scene, int width, int height, const LitOptions& options);
+
+}  // namespace marvik
