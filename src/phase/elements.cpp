@@ -15,6 +15,7 @@ constexpr double kBondSpread = 0.05;  // Å beyond the usual lengths
 constexpr double kWorst = 6.0;        // of one term: no single length decides alone
 constexpr double kReach = 2.5;        // Å
 constexpr int kSweeps = 12;
+constexpr double kDisplacementSlope = 6.0;  // of ln(electrons) with U, Å⁻²: how the two trade
 
 struct Kind {
   int scatterer = 0;
@@ -309,6 +310,22 @@ std::vector<int> ElementsOf(const Problem& problem, const Structure& structure, 
   std::vector<int> elements = Assignment(problem, structure, electrons, fractions).Solve();
   if (elements.empty()) elements.assign(electrons.size(), static_cast<int>(structure.scatterers.size()) - 1);
   return elements;
+}
+
+void LevelDisplacements(const Structure& structure, std::vector<double>& electrons) {
+  // Occupancy and displacement go together; an atom moves about as its neighbours do.
+  const NeighbourTable near = ImagesWithin(structure, 2.3);
+  for (size_t i = 0; i < electrons.size(); ++i) {
+    double sum = 0.0, n = 0.0;
+    for (const Neighbour& other : near[i]) {
+      if (other.distance < 1.0) continue;
+      sum += structure.sites[static_cast<size_t>(other.site)].u[0];
+      n += 1.0;
+    }
+    if (n == 0.0) continue;
+    const double usual = sum / n * (n < 1.5 ? 1.25 : 1.0);
+    electrons[i] *= std::exp(-kDisplacementSlope * std::clamp(structure.sites[i].u[0] - usual, -0.03, 0.03));
+  }
 }
 
 }  // namespace marvik::phase

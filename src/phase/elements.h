@@ -11,4 +11,7 @@ namespace marvik::phase {
 std::vector<int> ElementsOf(const Problem& problem, const Structure& structure, const std::vector<double>& electrons,
                             const std::vector<double>& fractions);
 
+// Trades displacement for electrons: what an atom would count if it moved about as its neighbours do.
+void LevelDisplacements(const Structure& structure, std::vector<double>& electrons);
+
 }  // namespace marvik::phase

@@ -7,7 +7,6 @@
 #include "crystal/site_symmetry.h"
 #include "phase/elements.h"
 #include "refine/solve/refinement.h"
-#include "refine/structure/neighbours.h"
 
 namespace marvik::phase {
 namespace {
@@ -18,7 +17,6 @@ constexpr double kVolumePerAtom = 18.0;  // Å3
 constexpr double kLargestShift = 0.15;   // Å
 constexpr double kStartingU = 0.04;      // Å²
 constexpr size_t kMostSites = 1500;
-constexpr double kDisplacementSlope = 6.0;  // of ln(electrons) with U, Å⁻²: how the two trade
 
 // Å to the nearest image of any site, below 1.5 Å exact (no width of a cell is below 3 Å there).
 double DistanceToSites(const Structure& s, const Fractional& x, size_t except = SIZE_MAX) {
@@ -288,21 +286,7 @@ void Model::CountElectrons(bool evenly) {
     electrons_.push_back(structure.scatterers[static_cast<size_t>(site.scatterer)].electrons * site.occupancy /
                          fractions_[i]);
   }
-  if (!evenly) return;
-  // Occupancy and displacement go together; an atom moves about as its neighbours do.
-  const NeighbourTable near = ImagesWithin(structure, 2.3);
-  const std::vector<double> counted = electrons_;
-  for (size_t i = 0; i < electrons_.size(); ++i) {
-    double sum = 0.0, n = 0.0;
-    for (const Neighbour& other : near[i]) {
-      if (other.distance < 1.0) continue;
-      sum += structure.sites[static_cast<size_t>(other.site)].u[0];
-      n += 1.0;
-    }
-    if (n == 0.0) continue;
-    const double usual = sum / n * (n < 1.5 ? 1.25 : 1.0);
-    electrons_[i] *= std::exp(-kDisplacementSlope * std::clamp(structure.sites[i].u[0] - usual, -0.03, 0.03));
-  }
+  if (evenly) LevelDisplacements(structure, electrons_);
 }
 
 // Drops what is weak against the median and takes up new peaks of the map with the phases of what is left.

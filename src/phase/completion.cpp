@@ -1,0 +1,251 @@
+#include "phase/completion.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+#include "base/numbers.h"
+#include "chem/connectivity.h"
+#include "chem/hfix.h"
+#include "chem/hybridization.h"
+#include "files/res/reader.h"
+#include "phase/elements.h"
+#include "phase/molecules.h"
+#include "refine/job/session.h"
+
+namespace marvik::phase {
+namespace {
+
+constexpr int kIsotropicRounds = 3;
+constexpr double kMissingPeak = 2.0;  // e/Å3
+constexpr double kLargestU = 0.25;    // Å²
+constexpr int kMostFull = 2500;       // parameters of a full matrix; beyond, conjugate gradients
+
+// Puts lines before the first line that begins with a keyword.
+std::string WithLines(std::string text, const std::string& keyword, const std::string& lines) {
+  const size_t at = text.find("\n" + keyword);
+  if (at != std::string::npos) text.insert(at + 1, lines);
+  return text;
+}
+
+std::string WithReplaced(std::string text, const std::string& keyword, const std::string& line) {
+  const size_t at = text.find("\n" + keyword);
+  if (at == std::string::npos) return text;
+  const size_t end = text.find('\n', at + 1);
+  return text.replace(at + 1, end - at - 1, line);
+}
+
+// Without what stands behind END: peaks would be read as atoms.
+std::string UpToEnd(const std::string& text) {
+  const size_t at = text.find("\nEND");
+  return at == std::string::npos ? text : text.substr(0, at) + "\nEND\n";
+}
+
+class Completer {
+ public:
+  Completer(const Problem& problem, Candidate candidate,
+            const std::function<bool(const std::string&, double)>& progress)
+      : problem_(problem), candidate_(std::move(candidate)), progress_(progress) {}
+
+  Completion Run() {
+    if (!Isotropic() || completion_.steps.empty()) return completion_;
+    Try("anisotropic", WithLines(Last(), "WGHT", "ANIS\n"), 0.45);
+    Hydrogens();
+    Weights();
+    Try("extinction", WithLines(Last(), "WGHT", "EXTI 0.01\n"), 0.9, 0.997);
+    Remark();
+    return completion_;
+  }
+
+ private:
+  const std::string& Last() const { return completion_.steps.back().text; }
+
+  bool Tell(const std::string& what, double share) {
+    if (progress_ && !progress_(what, share)) completion_.cancelled = true;
+    return !completion_.cancelled;
+  }
+
+  // Refines the text; nothing when that fails.
+  std::unique_ptr<Session> Refined(const std::string& text) {
+    auto session = std::make_unique<Session>();
+    const LineSink silent = [](const std::string&) {};
+    RecordingMessages messages;
+    std::string sentence;
+    if (!ReadInstructionText(session->document, text, messages)) return nullptr;
+    if (!PrepareSession(*session, problem_.reflections, silent, sentence)) return nullptr;
+    if (session->parametrisation.Size() > static_cast<size_t>(kMostFull)) session->job.conjugateGradients = true;
+    if (!RefineSession(*session, silent) || session->result.failed || !session->result.problem.empty()) return nullptr;
+    return session;
+  }
+
+  bool Keep(const std::string& what, Session& session) {
+    RecordingMessages messages;
+    std::string text = UpToEnd(ComposeResult(session, messages));
+    if (text.size() < 20) return false;
+    const Residuals& r = session.result.final;
+    completion_.steps.push_back({what, std::move(text), r.r1, r.wR2, session.result.parameters});
+    weights_ = session.suggestedWeights;
+    highest_ = session.peaks.empty() ? 0.0 : session.peaks[0].height;
+    return true;
+  }
+
+  // Keeps the step when wR2 falls below this share of what it was.
+  bool Try(const std::string& what, const std::string& text, double share, double least = 1.0) {
+    if (completion_.cancelled || !Tell(what, share)) return false;
+    const auto session = Refined(text);
+    if (!session || session->result.final.wR2 > least * completion_.steps.back().wR2) return false;
+    return Keep(what, *session);
+  }
+
+  int KindOf(const Session& session, int scatterer) const {
+    const std::string& symbol = session.structure.scatterers[static_cast<size_t>(scatterer)].symbol;
+    for (size_t i = 0; i < problem_.formula.size(); ++i)
+      if (problem_.formula[i].symbol == symbol) return static_cast<int>(i);
+    return 0;
+  }
+
+  // Brings what was refined back into the candidate, looks at elements and at what is missing or wrong. Whether
+  // anything changed.
+  bool Review(const Session& session) {
+    Structure& s = candidate_.structure;
+    if (session.structure.sites.size() != s.sites.size()) return false;
+    for (size_t i = 0; i < s.sites.size(); ++i) {
+      s.sites[i].x = session.structure.sites[i].x;
+      s.sites[i].u[0] = session.structure.sites[i].u[0];
+    }
+    s.scale = session.structure.scale;
+    std::vector<double> displacements;
+    for (const Site& site : s.sites) displacements.push_back(site.u[0]);
+    const auto middle = displacements.begin() + static_cast<std::ptrdiff_t>(displacements.size() / 2);
+    std::nth_element(displacements.begin(), middle, displacements.end());
+    const double limit = std::max(0.15, std::min(kLargestU, 6.0 * *middle));
+    bool changed = false;
+    for (size_t i = s.sites.size(); i-- > 0;) {
+      if (s.sites[i].u[0] < limit || s.sites.size() < 3) continue;
+      s.sites.erase(s.sites.begin() + static_cast<std::ptrdiff_t>(i));
+      candidate_.shares.erase(candidate_.shares.begin() + static_cast<std::ptrdiff_t>(i));
+      changed = true;
+    }
+    return AddMissing(session) || ReviewElements() || changed;
+  }
+
+  bool AddMissing(const Session& session) {
+    Structure& s = candidate_.structure;
+    double there = 0.0;
+    for (const Site& site : s.sites) there += site.occupancy;
+    bool added = false;
+    int lightest = 0;
+    for (size_t i = 0; i < problem_.scatterers.size(); ++i) {
+      const int z = problem_.scatterers[i].electrons,
+                best = problem_.scatterers[static_cast<size_t>(lightest)].electrons;
+      if (z > 1 && (best <= 1 || std::abs(z - 6) < std::abs(best - 6))) lightest = static_cast<int>(i);
+    }
+    for (const Peak& peak : session.peaks) {
+      if (peak.height < std::max(kMissingPeak, 6.0 * session.mapSigma)) break;
+      if (peak.distance < 1.1 || peak.distance > 3.6 ||
+          there + peak.siteFraction > 1.15 * candidate_.expectedAtoms + 0.5)
+        continue;
+      Site site;
+      site.x = peak.x;
+      site.scatterer = lightest;
+      site.occupancy = peak.siteFraction;
+      site.u = {0.06, 0, 0, 0, 0, 0};
+      s.sites.push_back(site);
+      candidate_.shares.push_back(1.0);
+      there += peak.siteFraction;
+      added = true;
+    }
+    return added;
+  }
+
+  // An atom with too few electrons shakes more than its neighbours, one with too many less.
+  bool ReviewElements() {
+    Structure& s = candidate_.structure;
+    std::vector<double> electrons, fractions;
+    for (size_t i = 0; i < s.sites.size(); ++i) {
+      electrons.push_back(s.scatterers[static_cast<size_t>(s.sites[i].scatterer)].electrons * candidate_.shares[i]);
+      fractions.push_back(s.sites[i].occupancy / candidate_.shares[i]);
+    }
+    LevelDisplacements(s, electrons);
+    const std::vector<int> elements = ElementsOf(problem_, s, electrons, fractions);
+    bool changed = false;
+    for (size_t i = 0; i < s.sites.size(); ++i) {
+      if (candidate_.shares[i] < 0.99 || elements[i] == s.sites[i].scatterer) continue;
+      s.sites[i].scatterer = elements[i];
+      changed = true;
+    }
+    return changed;
+  }
+
+  bool Isotropic() {
+    for (int round = 0; round < kIsotropicRounds; ++round) {
+      if (!Tell("isotropic", 0.1 + 0.1 * round)) return false;
+      const auto session = Refined(WithReplaced(ComposeInstructions(problem_, candidate_), "L.S.", "L.S. 5"));
+      if (!session) return false;
+      const bool better = completion_.steps.empty() || session->result.final.r1 < completion_.steps.back().r1;
+      if (better) {
+        completion_.steps.clear();
+        if (!Keep("isotropic", *session)) return false;
+      }
+      if (round + 1 == kIsotropicRounds || !better || !Review(*session)) break;
+      GatherMolecules(candidate_);
+    }
+    return true;
+  }
+
+  void Hydrogens() {
+    const bool known = std::any_of(problem_.formula.begin(), problem_.formula.end(),
+                                   [](const FormulaEntry& e) { return e.symbol == "H" || e.symbol == "D"; });
+    if (!known || completion_.cancelled) return;
+    Document document;
+    RecordingMessages messages;
+    if (!ReadInstructionText(document, Last(), messages)) return;
+    document.RecomputePositions();
+    Connect(document, messages);
+    if (!HybridizeAll(document, messages)) return;
+    AssignHfixCodes(document);
+    std::string lines;
+    for (const HfixEntry& entry : document.atoms.hfix) lines += entry.text + "\n";
+    if (!lines.empty()) Try("hydrogens", WithLines(Last(), "WGHT", lines), 0.65);
+  }
+
+  void Weights() {
+    for (int round = 0; round < 3 && !completion_.cancelled; ++round) {
+      if (!Tell("weights", 0.75 + 0.05 * round)) return;
+      const auto session = Refined(WithReplaced(Last(), "WGHT", Printf("WGHT %9.4f %9.4f", weights_[0], weights_[1])));
+      // wR2 of other weights is another figure: R1 decides.
+      if (!session || session->result.final.r1 > 1.01 * completion_.steps.back().r1) return;
+      const std::array<double, 2> before = weights_;
+      if (completion_.steps.back().what == "weights") completion_.steps.pop_back();
+      if (!Keep("weights", *session)) return;
+      if (std::fabs(before[0] - weights_[0]) < 0.003) return;
+    }
+  }
+
+  void Remark() {
+    if (highest_ > 1.0)
+      completion_.remarks.push_back(
+          Printf("a difference peak of %.2f e/A3 is left: disorder, solvent or an atom that is missing", highest_));
+    const auto partial =
+        std::count_if(candidate_.shares.begin(), candidate_.shares.end(), [](double s) { return s < 0.99; });
+    if (partial > 0)
+      completion_.remarks.push_back(
+          Printf("%d atoms are there in part: model them as disorder or take them out", static_cast<int>(partial)));
+  }
+
+  const Problem& problem_;
+  Candidate candidate_;
+  const std::function<bool(const std::string&, double)>& progress_;
+  Completion completion_;
+  std::array<double, 2> weights_{0.1, 0.0};
+  double highest_ = 0.0;
+};
+
+}  // namespace
+
+Completion Complete(const Problem& problem, Candidate candidate,
+                    const std::function<bool(const std::string& what, double share)>& progress) {
+  return Completer(problem, std::move(candidate), progress).Run();
+}
+
+}  // namespace marvik::phase
