@@ -7,6 +7,7 @@
 #include "base/files.h"
 #include "base/numbers.h"
 #include "crystal/symmetry.h"
+#include "phase/completion.h"
 #include "phase/run.h"
 #include "refine/factors/structure_factors.h"
 
@@ -119,7 +120,7 @@ TEST(Solution, GroupAtomsAndElementsComeFromTheReflections) {
       {"P 1 21/n 1", glide},
       {"P 21 21 21",
        {{6.8, 9.4, 15.9, 90, 90, 90}, -1, {"x+1/2, -y+1/2, -z", "-x, y+1/2, -z+1/2", "-x+1/2, -y, z+1/2"}}},
-      {"C 1 2/c 1", {{15.2, 8.4, 15.6, 90, 104, 90}, 7, {"-x, y, -z+1/2"}}},
+      {"C 1 2/c 1", {{15.2, 7.4, 12.1, 90, 104, 90}, 7, {"-x, y, -z+1/2"}, "C O S", {6, 2, 1}}},
       // The cell looks orthorhombic, the intensities do not.
       {"P 1 21 1", {{7.3, 6.2, 11.6, 90, 90, 90}, -1, {"-x, y+1/2, -z"}}},
   };
@@ -165,6 +166,23 @@ TEST(Solution, TheSameSeedGivesTheSameFileOnAnyNumberOfThreads) {
   }
 }
 
+TEST(Completion, ReachesTheErrorOfTheDataAndKeepsOnlyWhatHelps) {
+  const auto [ins, hkl] = FilesOf({{7.1, 7.9, 9.6, 95, 101, 108}, 1, {}});
+  Problem problem;
+  std::string sentence;
+  ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence));
+  const Solution solution = Solve(problem, {});
+  ASSERT_TRUE(solution.solved);
+  Candidate spoiled = solution.candidates[0];
+  spoiled.structure.sites.pop_back();
+  spoiled.shares.pop_back();
+  const Completion completion = Complete(problem, spoiled, nullptr);
+  ASSERT_FALSE(completion.steps.empty());
+  EXPECT_LT(completion.steps.back().r1, 0.02);
+  for (const CompletionStep& step : completion.steps) EXPECT_NE(step.what, "hydrogens");
+  EXPECT_TRUE(Complete(problem, spoiled, [](const std::string&, double) { return false; }).cancelled);
+}
+
 TEST(Solution, NoiseIsNotSolvedAndNothingIsWritten) {
   auto [ins, hkl] = FilesOf(Monoclinic());
   std::mt19937 random(3);
@@ -177,7 +195,7 @@ TEST(Solution, NoiseIsNotSolvedAndNothingIsWritten) {
   std::remove((base + ".res").c_str());
   RunOptions options;
   options.base = base;
-  options.solve.effort = 0.001;
+  options.solve.effort = 0.0003;
   std::string said;
   EXPECT_EQ(RunSolve(options, [&](const std::string& text) { said += text; }), 1);
   EXPECT_NE(said.find("Not solved"), std::string::npos) << said;
