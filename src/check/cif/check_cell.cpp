@@ -282,9 +282,12 @@ class ExtraSymmetry {
   void Search() {
     constexpr size_t kFewest = 6;
     constexpr size_t kMost = 400;
+    constexpr size_t kMostCandidates = 50000;
     if (atoms_.size() < kFewest || atoms_.size() > kMost || !m_.group || m_.operators.size() > 24) return;
     Fill();
-    for (const auto& r : LatticeRotations(m_.metric)) {
+    const auto rotations = LatticeRotations(m_.metric);
+    if (rotations.size() * images_.size() > kMostCandidates) return;
+    for (const auto& r : rotations) {
       SymmetryOperator op;
       op.r = r;
       const bool known = std::ranges::any_of(m_.group->pointOperators, [&](const auto& p) { return p.r == r; });

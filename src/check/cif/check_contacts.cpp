@@ -64,6 +64,7 @@ class Contacts {
 
 // Bonds on the way to a neighbour, `most` + 1 when there are more; symmetry is followed by the places.
 int Contacts::BondsBetween(size_t i, const Link& link, int most) const {
+  constexpr size_t kMostSteps = 300;
   struct Step {
     int site;
     Cartesian place;
@@ -83,6 +84,7 @@ int Contacts::BondsBetween(size_t i, const Link& link, int most) const {
         next.push_back({bond.site, bond.place, !bond.Identity()});
       }
     }
+    if (next.size() > kMostSteps) return n;
     front = std::move(next);
   }
   return most + 1;

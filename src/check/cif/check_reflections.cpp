@@ -58,7 +58,10 @@ void ReflectionList::Read(const CifBlock& block) {
     double v[6] = {};
     bool all = true;
     for (size_t i = 0; i < 6; ++i) all = all && ParseCifNumber(columns[i][row], v[i]);
-    if (!all || (!status[row].empty() && status[row] != "o" && status[row] != "<")) continue;
+    const auto wild = [](double index) { return std::fabs(index) > 1000.0; };
+    if (!all || wild(v[0]) || wild(v[1]) || wild(v[2]) ||
+        (!status[row].empty() && status[row] != "o" && status[row] != "<"))
+      continue;
     Line line{{RoundHalfAway(v[0]), RoundHalfAway(v[1]), RoundHalfAway(v[2])}, v[3], v[4], v[5], 0.0};
     line.s = std::sqrt(m_.metric.SinThetaSquared(v[0], v[1], v[2]));
     lines_.push_back(line);

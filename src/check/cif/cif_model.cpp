@@ -18,6 +18,7 @@ constexpr double kReach = 4.0;          // Å around every atom
 constexpr double kBondTolerance = 0.4;  // Å beyond the radii
 constexpr double kSamePlace = 0.1;      // Å: on a symmetry element
 constexpr size_t kMostSites = 4000;
+constexpr size_t kMostNeighbours = 500;  // more only where atoms are heaped
 
 const ElementTable& Table() {
   static const ElementTable table;
@@ -54,6 +55,7 @@ std::optional<SpaceGroup> GroupOfOperators(const std::vector<std::string>& texts
   std::vector<std::array<double, 3>> centring;
   for (const std::string& one : texts) {
     const auto op = ParseOperator(one);
+    if (!op) continue;
     if (op->r == SymmetryOperator{}.r) {
       const Fractional t = op->Apply({});
       if (Length(t) > 0.01) centring.push_back({t.x, t.y, t.z});
@@ -141,7 +143,7 @@ Measured ParseMeasured(CifValue value) {
   double exponent = 0.0;
   const size_t e = value.find_first_of("eE");
   if (e != value.npos && e < value.find('(') && ParseNumber(value.substr(e + 1), exponent) > 0)
-    result.decimals -= RoundHalfAway(exponent);
+    result.decimals -= RoundHalfAway(std::clamp(exponent, -300.0, 300.0));
   result.digits = RoundHalfAway(digits);
   result.su = digits * std::pow(10.0, -result.decimals);
   return result;
@@ -204,7 +206,8 @@ void CifModel::TakeCell() {
   OrthogonalisationMatrix matrix;
   cellGiven = cellGiven && BuildOrthogonalisation(parameters, matrix);
   if (cellGiven) metric = MakeMetric(parameters);
-  cellGiven = cellGiven && metric.volume > 1.0 && metric.volume < 1e7;
+  const auto [shortest, longest] = std::minmax({parameters.a, parameters.b, parameters.c});
+  cellGiven = cellGiven && shortest > 1.0 && longest < 1000.0 && metric.volume > 1.0 && metric.volume < 1e7;
 }
 
 void CifModel::TakeSymmetry() {
@@ -325,7 +328,7 @@ void CifModel::FindBonds() {
   std::vector<AtomImage> found;
   for (size_t i = 0; i < sites.size(); ++i) {
     const CifSite& a = sites[i];
-    if (!search.FindNear(a.fract, kReach, found, 2000)) continue;
+    if (!search.FindNear(a.fract, kReach, found, kMostNeighbours)) continue;
     for (const AtomImage& image : found) {
       // The site itself, and itself brought back by a symmetry element on which it lies.
       if (image.distance < 0.02 && image.atom == i) continue;

@@ -81,7 +81,7 @@ void Symmetry(LintState& state) {
   const LintCommand* cell = Find(state, kCell);
   int lattice = 1;
   if (latt) {
-    lattice = latt->command.numbers.empty() ? 1 : RoundHalfAway(latt->command.numbers[0]);
+    lattice = latt->command.numbers.empty() ? 1 : WholeNumber(latt->command.numbers[0]);
     if (lattice == 0 || std::abs(lattice) > 7) state.Report("latt-unknown", latt->line, std::to_string(lattice));
   }
   if (lattice == 0 || std::abs(lattice) > 7) return;
