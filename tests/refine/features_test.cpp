@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <map>
 
 #include "crystal/cell_metric.h"
 #include "files/res/reader.h"
@@ -84,6 +85,30 @@ TEST(Flack, TellsTheHands) {
   EXPECT_NEAR(EstimateFlack(s).x.value, 1.0, 0.02);
   s.structure = MakeCrystal(Case("P -1"), 12, 4);
   EXPECT_FALSE(EstimateFlack(s).present);
+}
+
+TEST(TwinLaws, AreFoundInTheLatticeWithTheirFraction) {
+  GroupCase group = Case("P 1 21/c 1");
+  group.cell.beta = 90.1;  // a lattice that two axes more would fit
+  const Structure truth = MakeCrystal(group, 12, 4);
+  Session s;
+  s.structure = truth;
+  s.observations = SimulateData(truth, 0.9);
+  s.result.calculated = CalculateAt(truth, s.observations);
+  EXPECT_TRUE(FindTwinLaws(s).empty());
+  Calculated& c = s.result.calculated;
+  std::map<Miller, size_t> byIndex;
+  const auto& indices = s.observations.indices[0];
+  for (size_t i = 0; i < indices.size(); ++i) byIndex[truth.group.Representative(indices[i], true)] = i;
+  for (size_t i = 0; i < indices.size(); ++i) {
+    const auto partner =
+        byIndex.find(truth.group.Representative({indices[i][0], -indices[i][1], -indices[i][2]}, true));
+    if (partner != byIndex.end()) c.fo2[i] = 0.72 * c.fc2[i] + 0.28 * c.fc2[partner->second];
+  }
+  const std::vector<TwinCandidate> laws = FindTwinLaws(s);
+  ASSERT_FALSE(laws.empty());
+  EXPECT_NEAR(laws[0].fraction, 0.28, 0.02);
+  EXPECT_LT(laws[0].twinned, 0.3 * laws[0].single);
 }
 
 TEST(DifferenceMap, ShowsTheAtomThatIsMissing) {

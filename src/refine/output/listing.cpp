@@ -170,7 +170,8 @@ std::string DataTable(const Session& s) {
 std::string ComposeListing(const Session& s, const std::string& console) {
   const Geometry geometry(s.structure, s.parametrisation, s.result.covariance,
                           CellSigmas(s.document.instructions.zerrLine));
-  std::string out = console + DataTable(s) + OverallTable(s) + ModelTable(s, geometry) + BondTable(s, geometry);
+  std::string out = console + DataTable(s) + OverallTable(s) + ModelTable(s, geometry) + DisplacementTable(s) +
+                    PlacedHydrogenTable(s) + BondTable(s, geometry);
   const auto asked = [&](const char* keyword) {
     return std::any_of(s.job.commands.begin(), s.job.commands.end(),
                        [&](const Command& c) { return c.name == keyword; });
@@ -184,7 +185,8 @@ std::string ComposeListing(const Session& s, const std::string& console) {
   if (flack.present)
     AppendPrintf(out, "\n Flack parameter %s from %zu quotients\n", WithSu(flack.x, 3).c_str(), flack.pairs);
   AppendPrintf(out, "\n Suggested weights: WGHT %.4f %.4f\n", s.suggestedWeights[0], s.suggestedWeights[1]);
-  return out + RestraintTable(s) + VarianceTable(s) + CorrelationTable(s) + DisagreeableTable(s) + PeakTable(s);
+  return out + TwinTable(s) + RestraintTable(s) + VarianceTable(s) + CorrelationTable(s) + DisagreeableTable(s) +
+         PeakTable(s);
 }
 
 }  // namespace marvik

@@ -28,6 +28,20 @@ struct RestraintLine {
 std::vector<RestraintLine> RestraintLinesOf(const Session& session);
 std::string RestraintTable(const Session& session);
 
+// A rotation of the lattice that is none of the crystal, with the fraction of a second component under it that fits Fo²
+// best, and R1 of the strong reflections that it relates, without and with that fraction.
+struct TwinCandidate {
+  std::array<int, 9> matrix{};
+  double fraction = 0.0;
+  double single = 0.0;
+  double twinned = 0.0;
+};
+// Those that would lower R1, best first; for data that are not refined as those of a twin.
+std::vector<TwinCandidate> FindTwinLaws(const Session& session);
+std::string TwinTable(const Session& session);
+std::string DisplacementTable(const Session& session);    // principal values, and atoms that may be split
+std::string PlacedHydrogenTable(const Session& session);  // of riding groups
+
 // Whole files.
 std::string ComposeListing(const Session& session, const std::string& console);
 std::string ComposeCif(const Session& session);

@@ -1,0 +1,147 @@
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <set>
+
+#include "base/numbers.h"
+#include "refine/output/tables.h"
+
+namespace marvik {
+namespace {
+
+constexpr double kSameMetric = 0.03;        // of an edge times an edge
+constexpr double kLeastFraction = 0.03;     // of a twin component that is worth a line
+constexpr double kLeastGain = 0.02;         // of R1
+constexpr double kLargeDisplacement = 0.1;  // Å²; what is larger in one direction alone may be two atoms
+constexpr double kElongation = 3.0;         // largest principal value against the mean of the others
+
+using Matrix = std::array<int, 9>;
+
+// Rotations of the lattice, whose elements are -1, 0 and 1, that leave its metric nearly as it is.
+std::vector<Matrix> LatticeRotations(const Metric& metric) {
+  std::vector<Matrix> found;
+  const Mat3 m = metric.orthogonal;
+  const Mat3 g = Transposed(m) * m;
+  Matrix r{};
+  for (int code = 0; code < 19683; ++code) {
+    for (int i = 0, rest = code; i < 9; ++i, rest /= 3) r[static_cast<size_t>(i)] = rest % 3 - 1;
+    const int determinant =
+        r[0] * (r[4] * r[8] - r[5] * r[7]) - r[1] * (r[3] * r[8] - r[5] * r[6]) + r[2] * (r[3] * r[7] - r[4] * r[6]);
+    if (determinant != 1) continue;
+    Mat3 rotation;
+    for (size_t i = 0; i < 9; ++i) rotation.m[i / 3][i % 3] = r[i];
+    const Mat3 image = Transposed(rotation) * g * rotation;
+    bool same = true;
+    for (size_t i = 0; i < 9; ++i) {
+      const size_t row = i / 3, column = i % 3;
+      const double size = std::sqrt(g.m[row][row] * g.m[column][column]);
+      same = same && std::fabs(image.m[row][column] - g.m[row][column]) < kSameMetric * size;
+    }
+    if (same) found.push_back(r);
+  }
+  return found;
+}
+
+Miller Turned(const Miller& h, const Matrix& r) {
+  Miller out{};
+  for (size_t i = 0; i < 3; ++i) out[i] = h[0] * r[i] + h[1] * r[3 + i] + h[2] * r[6 + i];
+  return out;
+}
+
+double R1Of(const Calculated& c, const std::vector<std::pair<size_t, size_t>>& pairs, double fraction) {
+  double top = 0.0;
+  double bottom = 0.0;
+  for (const auto& [i, j] : pairs) {
+    if (c.fo2[i] <= 2.0 * c.sigma[i]) continue;
+    const double fo = std::sqrt(c.fo2[i]);
+    top += std::fabs(fo - std::sqrt(std::max(0.0, (1.0 - fraction) * c.fc2[i] + fraction * c.fc2[j])));
+    bottom += fo;
+  }
+  return bottom > 0.0 ? top / bottom : 0.0;
+}
+
+}  // namespace
+
+std::vector<TwinCandidate> FindTwinLaws(const Session& s) {
+  std::vector<TwinCandidate> found;
+  if (s.observations.Components() != 1) return found;
+  const SpaceGroup& group = s.structure.group;
+  const Calculated& c = s.result.calculated;
+  const std::vector<Miller>& indices = s.observations.indices[0];
+  std::map<Miller, size_t> byIndex;
+  for (size_t i = 0; i < indices.size(); ++i) byIndex[group.Representative(indices[i], false)] = i;
+  std::set<Miller> known{group.Representative({3, 5, 8}, true)};
+  for (const Matrix& r : LatticeRotations(s.structure.metric)) {
+    // Laws that differ by an operation of the Laue group are one.
+    if (!known.insert(group.Representative(Turned({3, 5, 8}, r), true)).second) continue;
+    std::vector<std::pair<size_t, size_t>> pairs;
+    double top = 0.0;
+    double bottom = 0.0;
+    for (size_t i = 0; i < indices.size(); ++i) {
+      const auto partner = byIndex.find(group.Representative(Turned(indices[i], r), false));
+      if (partner == byIndex.end()) continue;
+      pairs.emplace_back(i, partner->second);
+      const double difference = c.fc2[partner->second] - c.fc2[i];
+      top += c.weight[i] * (c.fo2[i] - c.fc2[i]) * difference;
+      bottom += c.weight[i] * difference * difference;
+    }
+    if (pairs.size() * 2 < indices.size() || bottom <= 0.0) continue;
+    TwinCandidate law{r, std::clamp(top / bottom, 0.0, 0.5), R1Of(c, pairs, 0.0), 0.0};
+    law.twinned = R1Of(c, pairs, law.fraction);
+    if (law.fraction > kLeastFraction && law.twinned < law.single * (1.0 - kLeastGain)) found.push_back(law);
+  }
+  std::sort(found.begin(), found.end(),
+            [](const TwinCandidate& a, const TwinCandidate& b) { return a.twinned < b.twinned; });
+  return found;
+}
+
+std::string TwinTable(const Session& s) {
+  std::string out;
+  for (const TwinCandidate& law : FindTwinLaws(s)) {
+    if (out.empty())
+      out = "\n Twin laws of the lattice that would lower R1: law, estimated fraction, R1 without and with it\n";
+    out += " TWIN ";
+    for (size_t i = 0; i < 9; ++i) AppendPrintf(out, " %d", law.matrix[i]);
+    AppendPrintf(out, "  2   BASF %.3f   %.4f %.4f\n", law.fraction, law.single, law.twinned);
+  }
+  return out;
+}
+
+std::string DisplacementTable(const Session& s) {
+  std::string out = "\n Principal mean square displacements (A2)\n";
+  const Metric& metric = s.structure.metric;
+  for (const Site& site : s.structure.sites) {
+    if (!site.anisotropic) continue;
+    const Eigen3 axes = SymmetricEigen(metric.CartesianU(site.u));
+    const auto& u = axes.values;
+    AppendPrintf(out, " %-8s %8.4f %8.4f %8.4f", site.label.c_str(), u[2], u[1], u[0]);
+    if (u[0] <= 0.0) out += "  not positive";
+    const double others = 0.5 * (u[0] + u[1]);
+    if (u[2] > kLargeDisplacement && u[2] > kElongation * others) {
+      // Two atoms at a distance d to either side show as d² more along the line.
+      const Fractional step = metric.ToFractional(axes.Vector<CartesianSpace>(2) * std::sqrt(u[2] - others));
+      const Fractional a = site.x + step;
+      const Fractional b = site.x - step;
+      AppendPrintf(out, "  may be split into %.4f %.4f %.4f and %.4f %.4f %.4f", a.x, a.y, a.z, b.x, b.y, b.z);
+    }
+    out += "\n";
+  }
+  return out;
+}
+
+std::string PlacedHydrogenTable(const Session& s) {
+  std::string out;
+  for (const HydrogenGroup& g : s.hydrogens) {
+    if (out.empty()) out = "\n How hydrogens are placed: carrier, AFIX, X-H (A), hydrogens\n";
+    const Site& carrier = s.structure.sites[static_cast<size_t>(g.carrier)];
+    AppendPrintf(out, " %-8s %4d %7.3f ", carrier.label.c_str(), 10 * g.m + g.n, g.distance);
+    for (const int h : g.hydrogens) out += " " + s.structure.sites[static_cast<size_t>(h)].label;
+    if (!g.idealised) out += "  ride where they are";
+    if (g.Rotates()) out += "  torsion refined";
+    if (g.Stretches()) out += "  distance refined";
+    out += "\n";
+  }
+  return out;
+}
+
+}  // namespace marvik
