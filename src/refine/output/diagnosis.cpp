@@ -117,7 +117,7 @@ std::string DisplacementTable(const Session& s) {
     AppendPrintf(out, " %-8s %8.4f %8.4f %8.4f", site.label.c_str(), u[2], u[1], u[0]);
     if (u[0] <= 0.0) out += "  not positive";
     const double others = 0.5 * (u[0] + u[1]);
-    if (u[2] > kLargeDisplacement && u[2] > kElongation * others) {
+    if (!site.hydrogen && u[0] > 0.0 && u[2] > kLargeDisplacement && u[2] > kElongation * others) {
       // Two atoms at a distance d to either side show as d² more along the line.
       const Fractional step = metric.ToFractional(axes.Vector<CartesianSpace>(2) * std::sqrt(u[2] - others));
       const Fractional a = site.x + step;
