@@ -152,6 +152,7 @@ TEST_F(DrawingTest, AKeyStopsALongFrame) {
 TEST_F(DrawingTest, WhereFramesTakeLongTheViewMovesAsAWireFrame) {
   Load();
   bench.RenditionMode = kBallAndStick;
+  bench.LabelsOn = false;  // they would go to their places by small steps
   area->Redraw();
   Settle();
   const QImage full = area->Frame().copy();
