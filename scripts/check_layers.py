@@ -18,6 +18,16 @@ DIRECT = {
     "gl": "draw", "picture": "draw gl", "report": "chem", "app": "edit run picture report check", "ui": "app",
     "programs": "ui app phase", "bench": "app phase", "fuzz": "app refine", "support": "model",
 }
+# Facts that stand in one folder: a type or function of such a name is defined nowhere else in src.
+HOME = {
+    "crystal": r"Metric|MakeMetric|\w*Symmetry?Operat(or|ion)s?|GroupOperat(or|ion)s?|ParseOperator|OperatorText|"
+               r"SpaceGroup|MakeSpaceGroup|Site(Operations|Symmetry\w*)|FitsCell|CellVolume|Reciprocal(Edges|Cell)|"
+               r"Orthogonal\w*|UeqWeights|SinTheta\w*|NeighbourGrid|ImageSearch|RotatedTensor",
+    "chem": r"TorsionAngle|HydrogenDistance|PartsMayBond|CellSigmas",
+    "language": r"ParseInstruction",
+    "files": r"CifReader|ParseCifNumber",
+}
+DEFINITION = re.compile(r"(?:struct|class) (\w+)(?: final)?(?: :[^{]*)? \{|(?!return|using|else)[\w:<>,&* ]+[ *&](\w+)\([^;]*$")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 TOOLKIT = re.compile(r"Q[A-Z]\w*(/\w+)?$|Qt\w*/|moc_|ui_|.*\.moc$")
 
@@ -42,6 +52,10 @@ def faults_of(path):
     lines = (ROOT / path).read_text(encoding="utf-8", errors="replace").splitlines()
     faults = [f"{path}: {len(lines)} lines, {LONGEST} at most"] if len(lines) > LONGEST else []
     for number, line in enumerate(lines, 1):
+        known = DEFINITION.match(line) if path.parts[0] == "src" else None
+        for home, names in HOME.items():
+            if known and home != layer and re.fullmatch(names, known[1] or known[2]):
+                faults.append(f"{path}:{number}: {known[1] or known[2]} belongs to src/{home} alone")
         match = INCLUDE.match(line)
         if not match:
             continue

@@ -45,11 +45,7 @@ std::string BondsAndAnglesText(const Document& document, const AtomRecord& atom)
 }
 
 double ListedUeq(const Document& document, const AtomRecord& atom) {
-  if (atom.IsAnisotropic()) {
-    const Mat3 tensor = TensorOf(DisplacementFrame(document.cell, document.matrix), atom);
-    return (tensor[0][0] + tensor[1][1] + tensor[2][2]) / 3.0;
-  }
-  if (!IsTied(atom)) return atom.u[0];
+  if (atom.IsAnisotropic() || !IsTied(atom)) return PlainUeq(atom, MakeMetric(document.cell));
   for (const AtomRecord* before = atom.prev; before; before = before->prev)
     if (!IsTied(*before) && !before->IsPeak()) return -atom.u[0] * ListedUeq(document, *before);
   return std::numeric_limits<double>::quiet_NaN();

@@ -210,6 +210,18 @@ std::vector<std::array<double, 3>> SpaceGroup::PolarDirections() const {
   return directions;
 }
 
+bool FitsCell(const SymmetryOperator& op, const Metric& metric, double tolerance) {
+  const Fractional edges[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+  const auto image = [&](size_t i) { return metric.ToCartesian(op.Apply(edges[i]) - op.Apply({})); };
+  for (size_t i = 0; i < 3; ++i)
+    for (size_t j = i; j < 3; ++j) {
+      const auto a = metric.ToCartesian(edges[i]);
+      const auto b = metric.ToCartesian(edges[j]);
+      if (std::fabs(Dot(image(i), image(j)) - Dot(a, b)) > tolerance * Length(a) * Length(b)) return false;
+    }
+  return true;
+}
+
 std::vector<SymmetryOperator> OperatorsOfHallSymbol(std::string_view symbol) {
   std::string tidy = Tidy(symbol);
   std::array<int, 3> shift{};

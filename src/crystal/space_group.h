@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "crystal/crystal.h"
+#include "crystal/cell_metric.h"
 
 namespace marvik {
 
@@ -31,6 +31,9 @@ struct SpaceGroup {
 // The group that a LATT code and the SYMM lines of a list stand for, whatever else the list holds. Nothing, with a
 // sentence in `problem`, when a line is unreadable or the operators make no group.
 std::optional<SpaceGroup> MakeSpaceGroup(int latticeCode, const SymmetryList& list, std::string& problem);
+
+// Whether the rotation leaves lengths and angles alone, within a fraction of the product of two edges.
+bool FitsCell(const SymmetryOperator& op, const Metric& metric, double tolerance);
 
 // The operations of a Hall symbol ("-P 2ybc"; S. R. Hall, Acta Cryst. A37 (1981) 517-525), blanks or
 // underscores between its parts, with a shift of origin in twelfths (0 0 1) behind it or none; the identity first. None

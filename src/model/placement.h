@@ -26,4 +26,9 @@ inline Mat3 CartesianTensor(const AtomRecord& atom, const CellParameters& cell, 
   return TensorOf(DisplacementFrame(cell, matrix), atom);
 }
 
+// Ueq of an anisotropic atom, the value of any other as it stands in the file, Å².
+inline double PlainUeq(const AtomRecord& atom, const Metric& metric) {
+  return atom.IsAnisotropic() ? metric.Ueq(atom.u) : atom.u[0];
+}
+
 }  // namespace marvik

@@ -21,7 +21,7 @@ QString Counted(size_t count, const char* one, const char* many) {
 QString DisplacementText(const Document& document, const AtomRecord& atom) {
   if (!atom.IsAnisotropic()) return QStringLiteral("Uiso %1 Å²").arg(Number(atom.u[0], 4));
   const Mat3 tensor = CartesianTensor(atom, document.cell, document.matrix);
-  const QString text = QStringLiteral("Ueq %1 Å²").arg(Number((tensor[0][0] + tensor[1][1] + tensor[2][2]) / 3.0, 4));
+  const QString text = QStringLiteral("Ueq %1 Å²").arg(Number(PlainUeq(atom, MakeMetric(document.cell)), 4));
   return EllipsoidAxes(tensor).positiveDefinite ? text : text + QStringLiteral(", not positive definite");
 }
 

@@ -5,11 +5,14 @@
 #include "base/numbers.h"
 #include "check/lint/lint_state.h"
 #include "crystal/cell_metric.h"
+#include "crystal/space_group.h"
 #include "crystal/symmetry.h"
 
 namespace marvik::lint {
 
 namespace {
+
+constexpr double kCellTolerance = 0.02;
 
 using enum InstructionKeyword;
 
@@ -60,22 +63,6 @@ void Cell(LintState& state) {
   }
 }
 
-// Whether the rotation leaves the lengths and angles of the axes as they are, within 2 %.
-bool FitsCell(const SymmetryOperator& op, const OrthogonalisationMatrix& matrix) {
-  constexpr double kTolerance = 0.02;
-  const Fractional edges[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-  const auto image = [&](const Fractional& e) { return matrix * (op.Apply(e) - op.Apply({})); };
-  for (size_t i = 0; i < 3; ++i) {
-    for (size_t j = i; j < 3; ++j) {
-      const Cartesian a = matrix * edges[i];
-      const Cartesian b = matrix * edges[j];
-      if (std::fabs(Dot(image(edges[i]), image(edges[j])) - Dot(a, b)) > kTolerance * Length(a) * Length(b))
-        return false;
-    }
-  }
-  return true;
-}
-
 void Symmetry(LintState& state) {
   const LintCommand* latt = Find(state, kLatt);
   const LintCommand* cell = Find(state, kCell);
@@ -85,12 +72,13 @@ void Symmetry(LintState& state) {
     if (lattice == 0 || std::abs(lattice) > 7) state.Report("latt-unknown", latt->line, std::to_string(lattice));
   }
   if (lattice == 0 || std::abs(lattice) > 7) return;
-  OrthogonalisationMatrix matrix;
-  bool cellKnown = cell && cell->command.numbers.size() >= 7;
-  if (cellKnown) {
+  CellParameters edges;
+  if (cell && cell->command.numbers.size() >= 7) {
     const auto& v = cell->command.numbers;
-    cellKnown = BuildOrthogonalisation({v[1], v[2], v[3], v[4], v[5], v[6]}, matrix);
+    edges = {v[1], v[2], v[3], v[4], v[5], v[6]};
   }
+  const bool cellKnown = cell && cell->command.numbers.size() >= 7 && IsPossible(edges);
+  const Metric metric = MakeMetric(edges);
   std::vector<std::string> texts;
   std::string problem;
   for (const LintCommand& c : state.commands) {
@@ -101,7 +89,7 @@ void Symmetry(LintState& state) {
       state.Report("symm-unreadable", c.line, text);
       continue;
     }
-    if (cellKnown && !FitsCell(*op, matrix)) state.Report("symm-cell", c.line, OperatorText(*op));
+    if (cellKnown && !FitsCell(*op, metric, kCellTolerance)) state.Report("symm-cell", c.line, OperatorText(*op));
     const auto before = MakeSpaceGroup(lattice, ListOperators(lattice, texts), problem);
     texts.push_back(text);
     const auto after = MakeSpaceGroup(lattice, ListOperators(lattice, texts), problem);
@@ -109,8 +97,7 @@ void Symmetry(LintState& state) {
       state.Report("symm-no-group", c.line);
       return;
     }
-    const auto same = [&](const SymmetryOperator& other) { return OperatorText(other) == OperatorText(*op); };
-    if (before && before->all.size() == after->all.size() && std::ranges::any_of(before->all, same) &&
+    if (before && std::ranges::find(before->all, Wrapped(*op)) != before->all.end() &&
         static_cast<size_t>(std::ranges::count(texts, text)) > 1) {
       state.Report("symm-repeated", c.line, OperatorText(*op), {}, {{}, {}, {}, TextEdit{c.line, c.lines, ""}});
     }

@@ -11,6 +11,7 @@ namespace marvik {
 namespace {
 
 constexpr size_t kLongestOperator = 70;
+constexpr double kCellTolerance = 0.01;
 
 // The first three components, x1 x2 x3 written as x y z; empty when these are no three.
 std::string SpacePart(std::string_view text) {
@@ -27,23 +28,6 @@ std::string SpacePart(std::string_view text) {
     at = std::min(comma + 1, text.size());
   }
   return part.size() > kLongestOperator ? std::string() : part;
-}
-
-// Whether every rotation leaves the lengths of the cell's edges and the angles between them alone.
-bool FitsCell(const std::vector<SymmetryOperator>& operators, const Metric& metric) {
-  constexpr double kTolerance = 0.01;  // of the product of two edges
-  const Fractional edges[] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-  const auto fits = [&](const SymmetryOperator& op) {
-    const auto image = [&](size_t i) { return metric.ToCartesian(op.Apply(edges[i]) - op.Apply({})); };
-    for (size_t i = 0; i < 3; ++i)
-      for (size_t j = i; j < 3; ++j) {
-        const Cartesian a = metric.ToCartesian(edges[i]);
-        const Cartesian b = metric.ToCartesian(edges[j]);
-        if (std::fabs(Dot(image(i), image(j)) - Dot(a, b)) > kTolerance * Length(a) * Length(b)) return false;
-      }
-    return true;
-  };
-  return std::ranges::all_of(operators, fits);
 }
 
 }  // namespace
@@ -75,7 +59,8 @@ CifSymmetry ReadCifSymmetry(const CifBlock& block, const Metric& metric) {
   const CifValue name = CifSpaceGroupName(block);
   for (const auto& [source, operators] :
        {std::pair{hall, OperatorsOfHallSymbol(hall)}, {name, OperatorsOfName(name, metric.cell)}}) {
-    if (operators.empty() || !FitsCell(operators, metric)) continue;
+    const auto fits = [&](const SymmetryOperator& op) { return FitsCell(op, metric, kCellTolerance); };
+    if (operators.empty() || !std::ranges::all_of(operators, fits)) continue;
     for (const SymmetryOperator& op : operators) symmetry.Add(OperatorText(op, ","));
     symmetry.source = source;
     return symmetry;

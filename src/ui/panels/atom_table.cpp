@@ -49,12 +49,11 @@ AtomTable::AtomTable(Edits edits, QObject* parentObject)
 void AtomTable::Update(const Document& document) {
   std::vector<Row> fresh;
   fresh.reserve(atoms_.size());
-  const DisplacementFrame frame(document.cell, document.matrix);
+  const Metric metric = MakeMetric(document.cell);
   for (const AtomRecord* atom : Atoms(document.atoms)) {
     Row row{atom->serial, atom->name, std::string(atom->element->Symbol()), atom->part};
     row.occupancy = DecodedOccupancy(*atom, document.instructions);
-    const Mat3 tensor = atom->IsAnisotropic() ? TensorOf(frame, *atom) : Mat3{};
-    row.u = atom->IsAnisotropic() ? (tensor[0][0] + tensor[1][1] + tensor[2][2]) / 3.0 : atom->u[0];
+    row.u = PlainUeq(*atom, metric);
     row.peak = atom->peakHeight;
     const ElementColour colour = atom->element->colour;
     row.colour = static_cast<uint32_t>(RedOf(colour) << 16 | GreenOf(colour) << 8 | BlueOf(colour));
