@@ -256,7 +256,9 @@ bool ParseCifNumber(CifValue value, double& number, double* uncertainty) {
   value.remove_prefix(used);
   while (value.starts_with(' ')) value.remove_prefix(1);
   if (value.empty()) return true;
-  if (!value.starts_with('(')) return false;
+  // Old databases have 7.060+2 for 7.060(2).
+  const bool isPlus = value.starts_with('+') && value.find_first_not_of("0123456789", 1) == value.npos;
+  if (!value.starts_with('(') && !(isPlus && value.size() > 1)) return false;
   double digits = 0.0;
   value.remove_prefix(1);
   used = ParseNumber(value, digits);

@@ -7,7 +7,9 @@
 #include "base/numbers.h"
 #include "crystal/site_symmetry.h"
 #include "files/cif/cif_atoms.h"
+#include "files/cif/cif_conditions.h"
 #include "files/cif/cif_symmetry.h"
+#include "files/cif/cif_uncertainties.h"
 #include "files/res/reader.h"
 #include "language/composed_line.h"
 #include "language/tokenizer.h"
@@ -74,12 +76,13 @@ class CifComposer {
       const size_t order = SiteOperations(operators, metric, atom.fract, kSamePlace).size();
       shares_.push_back(1.0 / static_cast<double>(std::max<size_t>(order, 1)));
     }
+    const CifConditions conditions = ReadCifConditions(block_);
     Title();
-    text_ += cellLines_;
+    CellLines(conditions.wavelength);
     text_ += "LATT -1\n";
     for (const std::string& line : symmetry_.lines) text_ += "SYMM " + line + "\n";
     Elements();
-    text_ += "WGHT 0.10000\nFVAR 0.50000\n";
+    text_ += conditions.measurement + conditions.refinement + "FVAR 0.50000\n";
     AtomLines();
     text_ += "HKLF 4\nEND\n";
     Notices();
@@ -88,6 +91,7 @@ class CifComposer {
 
  private:
   bool TakeCell();
+  void CellLines(const std::string& wavelength);
   void Title();
   void Elements();
   void AtomLines();
@@ -106,7 +110,8 @@ class CifComposer {
   std::vector<double> shares_;  // of each atom, 1 / order of its site symmetry
   std::vector<int> sfac_;
   CifLosses losses_;
-  std::string cellLines_;
+  std::string cellText_;  // the six values, each behind a blank
+  std::string cellSu_;
   std::string text_;
   std::string notices_;
 };
@@ -122,29 +127,32 @@ bool CifComposer::TakeCell() {
       {"_cell_length_c", &CellParameters::c, false},     {"_cell_angle_alpha", &CellParameters::alpha, true},
       {"_cell_angle_beta", &CellParameters::beta, true}, {"_cell_angle_gamma", &CellParameters::gamma, true},
   };
-  cellLines_ = "CELL 0.71073";
-  std::string zerr = "ZERR";
   for (const Item& item : kItems) {
     const CifValue value = FindColumn(block_, {item.name})[0];
     double uncertainty = 0.0;
-    if (!ParseCifNumber(value, cell_.*item.field, &uncertainty)) {
+    if (!ParseMeasuredCifNumber(value, cell_.*item.field, uncertainty)) {
       // A right angle need not be given.
       if (!item.isAngle || !value.empty()) return false;
       cell_.*item.field = 90.0;
     }
-    const std::string_view number = value.substr(0, value.find_first_of(" ("));
-    cellLines_ += ' ';
+    double same = 0.0;
+    const std::string_view number = value.substr(0, ParseNumber(value, same));
+    cellText_ += ' ';
     if (value.empty()) {
-      cellLines_ += "90";
+      cellText_ += "90";
     } else if (number.size() <= kLongestNumber) {
-      cellLines_ += number;
+      cellText_ += number;
     } else {
-      AppendPrintf(cellLines_, "%.7g", cell_.*item.field);
+      AppendPrintf(cellText_, "%.7g", cell_.*item.field);
     }
-    AppendPrintf(zerr, " %g", uncertainty * (item.isAngle ? 0.1 : 0.001));
+    AppendPrintf(cellSu_, " %.6g", uncertainty);
   }
-  cellLines_ = LineOf(cellLines_) + "\n" + LineOf(zerr) + "\n";
   return IsPossible(cell_);
+}
+
+void CifComposer::CellLines(const std::string& wavelength) {
+  text_ += LineOf("CELL " + wavelength + cellText_) + "\n";
+  text_ += LineOf(Printf("ZERR %.6g", FormulaUnits()) + cellSu_) + "\n";
 }
 
 void CifComposer::Title() {
@@ -267,8 +275,10 @@ void CifComposer::Notices() {
 }  // namespace
 
 std::optional<CifTranslation> TranslateCif(std::string_view cif) {
-  CifReader reader(cif, {"_atom_site_", "_cell_", "_symmetry_", "_space_group_", "_chemical_formula_sum",
-                         "_database_code_", "_cod_database_code"});
+  CifReader reader(
+      cif, {"_atom_site_", "_cell_", "_symmetry_", "_space_group_", "_chemical_formula_sum", "_database_code_",
+            "_cod_database_code", "_diffrn_radiation_wavelength", "_diffrn_ambient_temperature", "_exptl_crystal_size_",
+            "_refine_ls_weighting_details", "_refine_ls_extinction_"});
   CifBlock block;
   while (reader.Next(block)) {
     if (!HasAtoms(block)) continue;

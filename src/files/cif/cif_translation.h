@@ -17,10 +17,10 @@ struct CifTranslation {
 
 // Translates the first block that has atoms. Nothing when there is none, or its cell is missing or impossible.
 //
-// The header holds fixed values where an instruction file needs more than a CIF says: wavelength 0.71073, LATT -1 (the
-// operators are written out), WGHT 0.1, FVAR 0.5. ZERR has no formula units, and its uncertainties are the digits in
-// parentheses times 0.001 (lengths) or 0.1 (angles) however many decimals there are. Occupancies are those of an
-// instruction file: divided by the order of the site symmetry, held fixed.
+// Wavelength, formula units, uncertainties of the cell, temperature, crystal size, weights and extinction are the CIF's
+// own. The header holds fixed values where an instruction file needs more than it says: wavelength 0.71073, LATT -1
+// (the operators are written out), WGHT 0.1, FVAR 0.5. Occupancies are those of an instruction file: divided by the
+// order of the site symmetry, held fixed.
 std::optional<CifTranslation> TranslateCif(std::string_view cif);
 
 // Reads a CIF, shows what could not be taken over, and gives the result file to open: its translation, or the one that

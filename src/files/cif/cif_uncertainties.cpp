@@ -3,6 +3,7 @@
 #include <cmath>
 #include <unordered_map>
 
+#include "base/numbers.h"
 #include "files/cif/cif_atoms.h"
 
 namespace marvik {
@@ -20,7 +21,7 @@ bool ParseMeasuredCifNumber(CifValue value, double& number, double& uncertainty)
   double units = 0.0;
   uncertainty = 0.0;
   if (!ParseCifNumber(value, number, &units)) return false;
-  const std::string_view digits = value.substr(0, value.find_first_of(" ("));
+  const std::string_view digits = value.substr(0, ParseNumber(value, number));
   const size_t point = digits.find('.');
   const size_t end = std::min(digits.find_first_of("eE"), digits.size());
   double exponent = 0.0;

@@ -61,7 +61,7 @@ TEST(CifTranslation, WritesTheLinesInTheirOrder) {
   EXPECT_EQ(TextOf(cif),
             "TITL  ABCDEF01 P 21/c\n"
             "CELL 0.71073 10.123 10.1234 20 90 90.12 90.0\n"
-            "ZERR 0.004 0.005 0 0 0.3 0\n"
+            "ZERR 4 0.004 0.0005 0 0 0.03 0\n"
             "LATT -1\n"
             "SYMM -X, 1/2+Y, 1/2-Z\nSYMM -x,-y,-z\nSYMM x,1/2-y,1/2+z\n"
             "SFAC C H O\n"
@@ -71,6 +71,38 @@ TEST(CifTranslation, WritesTheLinesInTheirOrder) {
             "O1    3   0.50000  0.123456   0.25000  11.00000   0.05000\n"
             "C2    1   0.50000   0.50000   0.50000  10.25000   0.02000\n"
             "HKLF 4\nEND\n");
+}
+
+TEST(CifTranslation, TakesTheConditionsOfTheExperiment) {
+  const std::string atoms = kRows + "C1 0.1 0.2 0.3\n";
+  const std::string text =
+      TextOf(kHead + "_cell_formula_units_Z 4\n_diffrn_ambient_temperature 100(2)\n_exptl_crystal_size_max 0.30\n" +
+             "_exptl_crystal_size_mid 0.2\n_exptl_crystal_size_min .10\n_refine_ls_extinction_coef 0.0071(4)\n" +
+             "_refine_ls_extinction_method 'X, "
+             "Fc^*^=kFc[1+0.001xFc^2^\\l^3^/sin(2\\q)]^-1/4^'\n_refine_ls_weighting_details\n" +
+             " 'calc w=1/[\\s^2^(Fo^2^)+(0.0604P)^2^+1.2300P] where P=(Fo^2^+2Fc^2^)/3'\n" +
+             "loop_ _diffrn_radiation_wavelength_id _diffrn_radiation_wavelength 1 ? 2 1.54178\n" + atoms);
+  EXPECT_NE(text.find("\nCELL 1.54178 10.123 "), std::string::npos) << text;
+  EXPECT_NE(text.find("\nTEMP -173.15\nSIZE 0.3 0.2 0.1\nWGHT 0.0604 1.23\nEXTI 0.0071\nFVAR "), std::string::npos)
+      << text;
+  // What has another meaning, or none, is left out.
+  const std::string other = TextOf(
+      kHead + "_diffrn_ambient_temperature ?\n_exptl_crystal_size_max 0.30\n_refine_ls_extinction_coef 440.561\n" +
+      "_refine_ls_extinction_method Zachariasen\n_refine_ls_weighting_details 'w=1/[\\s^2^(F)+0.0004F^2^]'\n" +
+      "_diffrn_radiation_wavelength 0\n" + atoms);
+  EXPECT_NE(other.find("\nCELL 0.71073 "), std::string::npos) << other;
+  EXPECT_NE(other.find("\nUNIT 1\nWGHT 0.10000\nFVAR "), std::string::npos) << other;
+}
+
+TEST(CifTranslation, OldWaysOfUncertaintyAndRepeatedOperatorsAreUnderstood) {
+  const std::string old =
+      "data_x\n_cell_length_a 7.060+2\n_cell_length_b 7.06\n_cell_length_c 7.06E0(1)\n" + kRows + "C1 0.25+1 0 0\n";
+  EXPECT_NE(TextOf(old).find("\nCELL 0.71073 7.060 7.06 7.06E0 90 90 90\nZERR 1 0.002 0 0.01 0 0 0\n"),
+            std::string::npos)
+      << TextOf(old);
+  const std::string twice = kHead + "loop_ _symmetry_equiv_pos_as_xyz x,y,z -x,-y,-z '1-x, -y, -z' x,y,z\n" + kRows +
+                            "C1 0 0 0 C2 0.1 0.2 0.3\n";
+  EXPECT_NE(TextOf(twice).find("\nSYMM -x,-y,-z\nSFAC C\nUNIT 3\n"), std::string::npos) << TextOf(twice);
 }
 
 TEST(CifTranslation, MissingNamesHaveFallbacks) {
@@ -83,7 +115,7 @@ TEST(CifTranslation, MissingNamesHaveFallbacks) {
   EXPECT_NE(TextOf(formula).find("\nSFAC C H O N\nUNIT 2 8 4 4\n"), std::string::npos) << TextOf(formula);
   EXPECT_EQ(NoticesOf(kHead + kRows + "C1 0 0 0"), "There are no symmetry operators; P 1 is assumed.");
   const std::string lengths = "data_\n_cell_length_a 5 _cell_length_b 5 _cell_length_c 5\n" + kRows + "C1 0 0 0";
-  EXPECT_NE(TextOf(lengths).find("\nCELL 0.71073 5 5 5 90 90 90\nZERR 0 0 0 0 0 0\n"), std::string::npos);
+  EXPECT_NE(TextOf(lengths).find("\nCELL 0.71073 5 5 5 90 90 90\nZERR 1 0 0 0 0 0 0\n"), std::string::npos);
 }
 
 TEST(CifTranslation, RefusesWhatIsNoStructure) {
