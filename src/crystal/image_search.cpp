@@ -19,6 +19,13 @@ bool IsUsable(const Fractional& f) {
   return std::fabs(f.x) < kFarthestCell && std::fabs(f.y) < kFarthestCell && std::fabs(f.z) < kFarthestCell;
 }
 
+// Whole cells apart.
+bool IsSamePlace(const Fractional& a, const Fractional& b) {
+  constexpr double kTolerance = 0.01;  // of an edge
+  const auto near = [](double d) { return std::fabs(d - std::round(d)) < kTolerance; };
+  return near(a.x - b.x) && near(a.y - b.y) && near(a.z - b.z);
+}
+
 Fractional Shifted(const Fractional& f, const std::array<int32_t, 3>& t) {
   return {f.x + t[0], f.y + t[1], f.z + t[2]};
 }
@@ -41,10 +48,12 @@ ImageSearch::ImageSearch(std::span<const Fractional> atoms, std::vector<Symmetry
   }
   padded_ = copies < kMostSites;
   std::vector<Cartesian> points;
-  for (uint32_t atom = 0; atom < atoms_.size(); ++atom)
+  for (uint32_t atom = 0; atom < atoms_.size(); ++atom) {
+    size_t order = 0;
     for (uint32_t op = 0; op < operators_.size(); ++op) {
       const Fractional image = Image(atom, op);
       if (!IsUsable(image) || operators_[op].Determinant() == 0) continue;
+      order += IsSamePlace(image, atoms_[atom]);
       std::array<int32_t, 3> low{}, high{};
       for (int i = 0; i < 3; ++i) {
         const auto k = static_cast<size_t>(i);
@@ -59,6 +68,8 @@ ImageSearch::ImageSearch(std::span<const Fractional> atoms, std::vector<Symmetry
             points.push_back(matrix_ * Shifted(image, {x, y, z}));
           }
     }
+    siteOrder_ = std::max(siteOrder_, order);
+  }
   if (padded_) grid_.Build(points, std::clamp(reach, 1.0, 4.0));
 }
 
@@ -78,6 +89,7 @@ void ImageSearch::Take(const Site& site, const std::array<int32_t, 3>& shift, co
 
 bool ImageSearch::FindNear(const Fractional& place, double radius, std::vector<AtomImage>& found, size_t most) const {
   found.clear();
+  most = most > std::numeric_limits<size_t>::max() / siteOrder_ ? most : most * siteOrder_;
   if (!IsUsable(place) || !(radius >= 0.0)) return true;
   const Cartesian centre = matrix_ * place;
   std::array<int32_t, 3> home{};

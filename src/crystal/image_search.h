@@ -46,7 +46,8 @@ class ImageSearch {
       : ImageSearch(atoms, std::vector<SymmetryOperator>(operators.begin(), operators.end()), cell, reach) {}
 
   // Every image within `radius` of `place`, ordered by atom, operator and tx, ty, tz, as nested plain loops meet them.
-  // `found` is emptied first. False, and none is found, when there are more than `most`.
+  // `found` is emptied first. False, and none is found, when there are more than `most` for each of the images that the
+  // atom of the highest site symmetry has in one place.
   bool FindNear(const Fractional& place, double radius, std::vector<AtomImage>& found,
                 size_t most = std::numeric_limits<size_t>::max()) const;
 
@@ -67,7 +68,8 @@ class ImageSearch {
   std::array<double, 3> reciprocal_{};
   std::vector<Site> sites_;
   NeighbourGrid grid_;
-  bool padded_ = true;  // false: the cell is so small against the reach that copies are enumerated when asked for
+  size_t siteOrder_ = 1;  // the most images that one atom has in one place
+  bool padded_ = true;    // false: the cell is so small against the reach that copies are enumerated when asked for
 };
 
 }  // namespace marvik
