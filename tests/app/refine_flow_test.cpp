@@ -317,7 +317,6 @@ TEST_F(RefineFlow, NothingIsLostInAReadOnlyFolder) {
 // A limit on the size of files stands for a full disk: the write that goes beyond it fails half-way.
 TEST_F(RefineFlow, NothingIsLostWhereTheDiskIsFull) {
   const std::string remarks(4000, '\n');
-  bench.saveLayout = FileLayout::Standard;  // which leaves them out of job.ins
   const struct {
     rlim_t limit;
     std::string model, steps, caption, part;
