@@ -96,6 +96,13 @@ Outcome HfixHandler(Workbench& bench, const CommandCall& call) {
   return Outcome::Changed;
 }
 
+Outcome TableOf(Workbench& bench, ReportKind kind) {
+  if (!bench.document.atoms.head) return Refuse(bench, "Geometry", "There are no atoms to tell of.");
+  ReportRequest request;
+  request.kind = kind;
+  return ShowReport(bench, request);
+}
+
 Outcome AtomInformationHandler(Workbench& bench, const CommandCall& call) {
   constexpr int kInfoOnSelected = 197;
   if (!bench.document.atoms.head) return Refuse(bench, "Atom Information", "There are no atoms to tell of.");

@@ -3,6 +3,7 @@
 #include "app/commands/command_table.h"
 #include "app/workbench.h"
 #include "edit/edit_fields.h"
+#include "report/report.h"
 
 // The work behind the rows of the command table; one function may serve several ids.
 namespace marvik {
@@ -51,6 +52,11 @@ Outcome DeleteBondHandler(Workbench& bench, const CommandCall& call);
 Outcome HybridizeHandler(Workbench& bench, const CommandCall& call);
 Outcome HydrogensHandler(Workbench& bench, const CommandCall& call);
 Outcome HfixHandler(Workbench& bench, const CommandCall& call);
+Outcome TableOf(Workbench& bench, ReportKind kind);
+template <ReportKind kind>
+Outcome TableHandler(Workbench& bench, const CommandCall&) {
+  return TableOf(bench, kind);
+}
 Outcome AtomInformationHandler(Workbench& bench, const CommandCall& call);
 Outcome PlaneHandler(Workbench& bench, const CommandCall& call);
 Outcome BondsAndAnglesHandler(Workbench& bench, const CommandCall& call);
