@@ -155,17 +155,19 @@ TEST_F(DrawingTest, WhereFramesTakeLongTheViewMovesAsAWireFrame) {
   bench.LabelsOn = false;  // they would go to their places by small steps
   area->Redraw();
   Settle();
+  ASSERT_TRUE(QTest::qWaitFor([this] { return bench.renderer.LabelsSettled(); })) << "labels under way";
+  Settle();
   const QImage full = area->Frame().copy();
+  const auto isFull = [&] { return area->Frame() == full; };
   area->SetSlowFrame(1e6);
   area->RedrawMoving();
   Settle();
-  EXPECT_EQ(area->Frame(), full);
+  EXPECT_TRUE(QTest::qWaitFor(isFull));
   area->SetSlowFrame(0.0);
   area->RedrawMoving();
   Settle();
   EXPECT_NE(area->Frame(), full);
-  QTest::qWait(300);  // at rest
-  EXPECT_EQ(area->Frame(), full);
+  EXPECT_TRUE(QTest::qWaitFor(isFull)) << "at rest";
 }
 
 TEST_F(DrawingTest, AnEmptyDocumentShowsWhatToDo) {
