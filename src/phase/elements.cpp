@@ -11,6 +11,7 @@ namespace {
 
 constexpr double kSpread = 0.08;      // of ln(electrons)
 constexpr double kCountPrice = 2.0;   // for each atom more or less than the formula has
+constexpr double kHeavyPrice = 10.0;  // the same for a heavy atom more
 constexpr double kBondSpread = 0.05;  // Å beyond the usual lengths
 constexpr double kWorst = 6.0;        // of one term: no single length decides alone
 constexpr double kReach = 2.5;        // Å
@@ -233,10 +234,14 @@ class Assignment {
     return false;
   }
 
+  // One heavy atom too many is seldom in a formula; light ones are solvent or disorder.
   double CountsPrice() const {
     double price = 0.0;
-    for (size_t k = 0; k < kinds_.size(); ++k)
-      if (kinds_[k].expected >= 0.0) price += kCountPrice * std::fabs(found_[k] - kinds_[k].expected);
+    for (size_t k = 0; k < kinds_.size(); ++k) {
+      if (kinds_[k].expected < 0.0) continue;
+      const double more = found_[k] - kinds_[k].expected;
+      price += (more > 0.0 && kinds_[k].z > 10 ? kHeavyPrice : kCountPrice) * std::fabs(more);
+    }
     return price;
   }
 
