@@ -104,7 +104,7 @@ constexpr std::array<KeywordRow, kAllKeywords> kTable{{
     {kAnsr, "ANSR", Takes::Numbers, KeptPlace::Body, true, "anisotropic scaling is not done"},
     {kBede, "BEDE", Takes::Names, KeptPlace::Body, true, "bond densities are not modelled"},
     {kLone, "LONE", Takes::Names, KeptPlace::Body, true, "lone pairs are not modelled"},
-    {kNeut, "NEUT", Takes::Numbers, KeptPlace::BeforeSfac, true, "X-ray scattering factors are used unless SFAC gives its own"},
+    {kNeut, "NEUT", Takes::Numbers, KeptPlace::BeforeSfac, true, nullptr},
     {kPrig, "PRIG", Takes::Numbers, KeptPlace::Body, true, "the rigid-bond analysis is not printed"},
     {kRigu, "RIGU", Takes::Names, KeptPlace::Body, true, nullptr},
     {kTwst, "TWST", Takes::Numbers, KeptPlace::Body, true, "twin statistics are not made"},

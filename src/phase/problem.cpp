@@ -136,10 +136,7 @@ bool ReadReflections(const std::string& text, Problem& problem, std::string& sen
     return false;
   }
   HklFile file = ParseHklFile(text, format);
-  if (file.badLines > 0)
-    problem.notes.push_back(Printf("%d lines of the reflection file cannot be read", file.badLines));
-  if (file.wideColumns)
-    problem.notes.push_back("the columns of the reflection file look wider than 8: intensities may be cut");
+  for (const std::string& note : file.notes) problem.notes.push_back("reflection file: " + note);
   size_t unmeasured = 0;
   for (Reflection& r : file.reflections) {
     const bool indices = std::all_of(r.h.begin(), r.h.end(), [](int i) { return std::abs(i) < 500; });

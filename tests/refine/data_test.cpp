@@ -27,7 +27,9 @@ TEST(ReflectionFile, ReadsFixedColumnsThatTouch) {
       "   5   5   5  999.00    1.00\n";
   const HklFile file = ParseHklFile(text, {});
   ASSERT_EQ(file.reflections.size(), 3u);
-  EXPECT_EQ(file.badLines, 1);
+  ASSERT_EQ(file.notes.size(), 2u);
+  EXPECT_EQ(file.notes[0], "line 4 and 0 more cannot be read");
+  EXPECT_EQ(file.notes[1], "line 5, blank or of zeros, ends it; 1 reflections behind it are not read");
   EXPECT_EQ(file.reflections[1].h, (Miller{-10, -11, -12}));
   EXPECT_DOUBLE_EQ(file.reflections[1].intensity, 99999.99);
   EXPECT_DOUBLE_EQ(file.reflections[1].sigma, 12345.67);
@@ -43,15 +45,33 @@ TEST(ReflectionFile, ReadsFixedColumnsThatTouch) {
   EXPECT_DOUBLE_EQ(turned.reflections[0].sigma, 9.0);
 }
 
-TEST(ReflectionFile, SuspectsColumnsThatAreWiderThanEight) {
-  std::string wide;
-  std::string plain;
-  for (int i = 1; i < 60; ++i) {
-    wide += Printf("%4d%4d%4d%12.4f%12.4f\n", i, 1, 2, 1000.0 + i, 3.0);
-    plain += Printf("%4d%4d%4d%8.2f%8.2f\n", i, 1, 2, 1000.0 + i, 3.0);
+TEST(ReflectionFile, ReadsOtherLayoutsAndLineEndsAndSaysSo) {
+  const auto lines = [](const char* format, const char* end) {
+    std::string text;
+    for (int i = 1; i < 60; ++i) text += Printf(format, i, 1, -2, 1000.0 + i, 3.0) + end;
+    return text;
+  };
+  const std::pair<const char*, size_t> layouts[] = {
+      {"%4d%4d%4d%8.2f%8.2f", 0}, {"%4d%4d%4d%12.4f%12.4f", 1}, {"%d %d %d %.3f %.2f", 1}};
+  for (const auto& [layout, notes] : layouts) {
+    for (const char* end : {"\n", "\r\n", "\r"}) {
+      const HklFile file = ParseHklFile(lines(layout, end), {});
+      ASSERT_EQ(file.reflections.size(), 59u) << layout;
+      EXPECT_EQ(file.reflections[40].h, (Miller{41, 1, -2}));
+      EXPECT_DOUBLE_EQ(file.reflections[40].intensity, 1041.0);
+      EXPECT_DOUBLE_EQ(file.reflections[40].sigma, 3.0);
+      EXPECT_EQ(file.notes.size(), notes) << layout;
+    }
   }
-  EXPECT_TRUE(ParseHklFile(wide, {}).wideColumns);
-  EXPECT_FALSE(ParseHklFile(plain, {}).wideColumns);
+  const HklFile third =
+      ParseHklFile(lines("%4d%4d%4d%8.2f%8.2f", "\n"), ParseHklf("HKLF 4 1 0.333333 0 0 0 1 0 0 0 1"));
+  EXPECT_EQ(third.reflections.size(), 19u) << "every third has whole indices";
+  ASSERT_EQ(third.notes.size(), 1u);
+  EXPECT_EQ(third.notes[0].find("line 1 and 39 more have no whole indices"), 0u) << third.notes[0];
+  TwinLaw law;
+  law.present = true;
+  law.matrix = {1.0 / 3.0, 0, 0, 0, 1, 0, 0, 0, 1};
+  EXPECT_EQ(MakeObservations(ParseHklFile(lines("%4d%4d%4d%8.2f%8.2f", "\n"), {}).reflections, law).apart, 40u);
 }
 
 TEST(Merging, FollowsTheGroupAndTheMergCode) {

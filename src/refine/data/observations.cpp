@@ -9,12 +9,25 @@
 namespace marvik {
 namespace {
 
-Miller Twinned(const TwinLaw& twin, const Miller& h) {
-  Miller out{};
+using Indices = std::array<double, 3>;
+
+Indices Twinned(const TwinLaw& twin, const Indices& h) {
+  Indices out{};
   for (size_t i = 0; i < 3; ++i) {
-    out[i] = WholeNumber(twin.matrix[3 * i] * h[0] + twin.matrix[3 * i + 1] * h[1] + twin.matrix[3 * i + 2] * h[2]);
+    for (size_t j = 0; j < 3; ++j) out[i] += twin.matrix[3 * i + j] * h[j];
   }
   return out;
+}
+
+// False where an index is so far from a whole number that no reflection of the component falls on the measured one.
+bool Round(const Indices& h, Miller& out) {
+  constexpr double kOverlap = 0.2;
+  bool whole = true;
+  for (size_t i = 0; i < 3; ++i) {
+    out[i] = WholeNumber(h[i]);
+    whole = whole && std::fabs(h[i] - out[i]) < kOverlap;
+  }
+  return whole;
 }
 
 }  // namespace
@@ -30,13 +43,19 @@ Observations MakeObservations(const std::vector<Reflection>& merged, const TwinL
   for (const Reflection& r : merged) {
     o.intensity.push_back(r.intensity);
     o.sigma.push_back(r.sigma);
-    Miller h = r.h;
+    Indices h{static_cast<double>(r.h[0]), static_cast<double>(r.h[1]), static_cast<double>(r.h[2])};
+    const Indices opposite{-h[0], -h[1], -h[2]};
+    bool overlaps = true;
     for (int c = 0; c < n; ++c) {
-      if (c == half) h = {-r.h[0], -r.h[1], -r.h[2]};
-      o.indices[static_cast<size_t>(c)].push_back(h);
-      o.batch[static_cast<size_t>(c)].push_back(batches ? r.batch : c + 1);
+      if (c == half) h = opposite;
+      Miller whole{};
+      const bool there = Round(h, whole);
+      overlaps = overlaps && there;
+      o.indices[static_cast<size_t>(c)].push_back(whole);
+      o.batch[static_cast<size_t>(c)].push_back(!there ? 0 : batches ? r.batch : c + 1);
       h = Twinned(twin, h);
     }
+    o.apart += !overlaps;
   }
   return o;
 }

@@ -24,6 +24,7 @@ struct Observations {
   std::vector<std::vector<int>> batch;       // [component][observation]
 
   bool batchScales = false;
+  size_t apart = 0;  // observations that not every component of a twin law reaches, for want of whole indices
 
   size_t Size() const { return intensity.size(); }
   size_t Components() const { return indices.size(); }

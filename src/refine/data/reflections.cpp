@@ -10,39 +10,6 @@
 namespace marvik {
 namespace {
 
-constexpr double kLargestIntensity = 1e30;
-
-// A fixed column: an empty one is 0, one that holds no number makes the line bad.
-bool Column(std::string_view line, size_t at, size_t width, double& value) {
-  value = 0.0;
-  if (at >= line.size()) return true;
-  std::string_view field = line.substr(at, width);
-  while (!field.empty() && field.front() == ' ') field.remove_prefix(1);
-  while (!field.empty() && (field.back() == ' ' || field.back() == '\r' || field.back() == '\t'))
-    field.remove_suffix(1);
-  return field.empty() || ParseWholeNumber(field, value);
-}
-
-// Numbers of a line split at blanks: what a file with wider columns means.
-int BlankSeparated(std::string_view line, std::array<double, 6>& values) {
-  int n = 0;
-  std::vector<std::string_view> words;
-  SplitWords(line, words);
-  for (const std::string_view word : words) {
-    if (n >= 6 || !ParseWholeNumber(word, values[static_cast<size_t>(n)])) break;
-    ++n;
-  }
-  return n;
-}
-
-// Whether the line means other numbers when it is split at blanks, with the same indices.
-bool LooksWide(std::string_view line, const std::array<double, 6>& v) {
-  std::array<double, 6> free{};
-  if (BlankSeparated(line, free) < 5 || free[0] != v[0] || free[1] != v[1] || free[2] != v[2]) return false;
-  const auto differ = [](double a, double b) { return std::fabs(a - b) > 1e-3 * std::fabs(a); };
-  return differ(free[3], v[3]) || differ(free[4], v[4]);
-}
-
 struct Keyed {
   Miller key{};
   Reflection reflection;
@@ -143,56 +110,6 @@ class Gate {
 };
 
 }  // namespace
-
-HklFormat ParseHklf(const std::string& line) {
-  HklFormat format;
-  const Command command = ParseInstruction(line);
-  const auto& n = command.numbers;
-  if (!n.empty()) format.code = WholeNumber(n[0]);
-  if (n.size() > 1 && n[1] != 0.0) format.scale = n[1];
-  if (n.size() >= 11) std::copy(n.begin() + 2, n.begin() + 11, format.matrix.begin());
-  if (n.size() > 11 && n[11] > 0.0) format.sigmaScale = n[11];
-  return format;
-}
-
-HklFile ParseHklFile(const std::string& content, const HklFormat& format) {
-  HklFile file;
-  size_t suspicious = 0;
-  for (size_t at = 0; at < content.size();) {
-    size_t end = content.find('\n', at);
-    if (end == std::string::npos) end = content.size();
-    const std::string_view line(content.data() + at, end - at);
-    at = end + 1;
-    if (line.find_first_not_of(" \r\t") == std::string_view::npos) break;
-    std::array<double, 6> v{};
-    bool good = true;
-    for (size_t i = 0; i < 3; ++i) good = Column(line, 4 * i, 4, v[i]) && good;
-    good = Column(line, 12, 8, v[3]) && Column(line, 20, 8, v[4]) && good;
-    double batch = 0.0;
-    good = Column(line, 28, 4, batch) && good;
-    // Squares of intensities are summed.
-    good = good && std::fabs(v[3]) < kLargestIntensity && std::fabs(v[4]) < kLargestIntensity;
-    if (!good) {
-      ++file.badLines;
-      if (file.badLines > 20 && file.reflections.empty()) break;
-      continue;
-    }
-    if (v[0] == 0.0 && v[1] == 0.0 && v[2] == 0.0) break;
-    if (file.reflections.size() < 200 && LooksWide(line, v)) ++suspicious;
-    Reflection r;
-    for (size_t i = 0; i < 3; ++i) {
-      const double index =
-          format.matrix[3 * i] * v[0] + format.matrix[3 * i + 1] * v[1] + format.matrix[3 * i + 2] * v[2];
-      r.h[i] = WholeNumber(index);
-    }
-    r.intensity = v[3] * format.scale;
-    r.sigma = std::fabs(v[4] * format.scale * format.sigmaScale);
-    r.batch = batch == 0.0 ? 1 : WholeNumber(batch);
-    file.reflections.push_back(r);
-  }
-  file.wideColumns = suspicious > 20 && suspicious * 2 > std::min<size_t>(200, file.reflections.size());
-  return file;
-}
 
 std::vector<Reflection> MergeReflections(const std::vector<Reflection>& raw, const SpaceGroup& group,
                                          const Metric& metric, const DataLimits& limits, int merge,

@@ -26,11 +26,10 @@ HklFormat ParseHklf(const std::string& line);
 
 struct HklFile {
   std::vector<Reflection> reflections;
-  int badLines = 0;
-  bool wideColumns = false;  // the columns of intensities look wider than eight characters
+  std::vector<std::string> notes;  // what is strange about it, with the numbers of lines
 };
-// Fixed columns (3I4, 2F8, I4), so that touching ones are told apart; ends at a line of zeros, at a blank line or with
-// the file.
+// Fixed columns (3I4, 2F8, I4), so that touching ones are told apart, or numbers between blanks where most lines make
+// no sense by columns. Ends at a line of zeros, at a blank line or with the file; lines end with LF, CRLF or CR.
 HklFile ParseHklFile(const std::string& content, const HklFormat& format);
 
 struct DataLimits {

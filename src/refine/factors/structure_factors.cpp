@@ -154,7 +154,7 @@ MARVIK_CLONES void ApplyIsotropic(const Lanes& s2, double uiso, int rows, bool d
 MARVIK_CLONES void FillForm(const Scatterer& s, const Lanes& s2, double* form) {
   for (size_t i = 0; i < kBlock; ++i) {
     double f = s.c + s.fPrime;
-    for (size_t j = 0; j < 4; ++j) f += s.a[j] * Exponential(-s.b[j] * s2[i]);
+    for (size_t j = 0; j < 5; ++j) f += s.a[j] * Exponential(-s.b[j] * s2[i]);
     form[i] = f;
   }
 }

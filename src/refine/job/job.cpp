@@ -57,6 +57,45 @@ double FirstNumber(const std::string& line, double otherwise) {
   return NumberOr(command.numbers, 0, otherwise);
 }
 
+// Parts of instructions that are otherwise carried out: the keyword, what makes the part be there, what is said.
+struct PartNote {
+  const char* keyword;
+  bool (*there)(const Command& command);
+  const char* text;
+};
+bool Names(const Command& c, const char* word) {
+  return std::any_of(c.words.begin(), c.words.end(), [&](const std::string& w) { return UpperCase(w) == word; });
+}
+constexpr PartNote kPartNotes[] = {
+    {"OMIT", [](const Command& c) { return !c.words.empty(); }, "atoms are not left out of the map"},
+    {"BIND", [](const Command& c) { return c.words.empty() && c.numbers.size() >= 2; }, "parts are not joined"},
+    {"CONN", [](const Command& c) { return c.words.empty() && !c.numbers.empty(); },
+     "without atoms it has no effect; the largest number of bonds is not limited for all"},
+    {"ANIS", [](const Command& c) { return Names(c, "$H"); }, "hydrogens stay isotropic"},
+    {"DISP", [](const Command& c) { return c.numbers.size() > 2; }, "the absorption coefficient is not used"},
+    {"CONF", [](const Command& c) { return !c.words.empty() || !c.numbers.empty(); },
+     "every torsion angle is listed, whatever atoms and limits it names"},
+    {"WPDB", [](const Command&) { return true; }, "no file of that kind is written"},
+};
+
+void NoteParts(const Document& document, const std::vector<Command>& commands, std::vector<std::string>& notes) {
+  for (const PartNote& part : kPartNotes) {
+    const auto with = std::find_if(commands.begin(), commands.end(),
+                                   [&](const Command& c) { return c.name == part.keyword && part.there(c); });
+    if (with != commands.end()) notes.push_back(with->text + ": " + part.text);
+  }
+  const std::pair<const char*, size_t> most[] = {{"ACTA", 0}, {"FMAP", 1}, {"PLAN", 1}};
+  for (const auto& [keyword, count] : most) {
+    if (ParseInstruction(TextInFile(document, keyword)).numbers.size() > count)
+      notes.push_back(std::string(keyword) + Printf(": what stands behind number %zu has no effect", count));
+  }
+  for (const double weight : ParseInstruction(TextInFile(document, "WGHT")).numbers) {
+    if (weight >= 0.0) continue;
+    notes.push_back("WGHT: a negative value may leave reflections without a weight");
+    break;
+  }
+}
+
 }  // namespace
 
 std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Command>& commands) {
@@ -70,6 +109,7 @@ std::vector<std::string> UnsupportedNotes(const Document& document, const std::v
   }
   if (ParseInstruction(TextInFile(document, "L.S.")).numbers.size() > 1)
     notes.push_back("L.S. and CGLS: no reflections are set aside, only the cycles are read");
+  NoteParts(document, commands, notes);
   return notes;
 }
 

@@ -62,10 +62,7 @@ std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflectio
   const FileContent hkl = ReadWholeFile(base + ".hkl");
   if (!hkl.opened) return "CANNOT OPEN FILE " + base + ".hkl";
   HklFile file = ParseHklFile(hkl.content, ParseHklf(s.document.instructions.hklfLine));
-  if (file.badLines > 0) s.notes.push_back(Printf("%d lines of the reflection file cannot be read", file.badLines));
-  if (file.wideColumns) {
-    s.notes.push_back("the columns of the reflection file look wider than 8: intensities may be cut; check R(int)");
-  }
+  for (const std::string& note : file.notes) s.notes.push_back(FileNameOf(base) + ".hkl: " + note);
   raw = std::move(file.reflections);
   return raw.empty() ? "NO REFLECTIONS IN " + base + ".hkl" : std::string();
 }

@@ -125,6 +125,10 @@ bool PrepareData(Session& s, const std::vector<Reflection>& raw, const LineSink&
                         : MergeReflections(raw, group, metric, s.job.limits, s.job.merge, s.merging);
   s.observations =
       overlapped ? MakeOverlappedObservations(s.merged) : MakeObservations(s.merged, s.job.twin, s.job.limits.batches);
+  if (s.observations.apart > 0)
+    print(
+        Printf(" Note: TWIN: %zu reflections have no whole indices under the law; only those components that do count",
+               s.observations.apart));
   const MergeStatistics& m = s.merging;
   print(Printf(" %zu reflections read, %zu absent, %zu outside limits, %zu unique, R(int) = %.4f, R(sigma) = %.4f",
                m.read, m.absent, m.outside + m.omitted, m.unique, m.rInt, m.rSigma));

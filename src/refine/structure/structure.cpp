@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <gemmi/c4322.hpp>
 #include <gemmi/fprime.hpp>
 #include <gemmi/it92.hpp>
+#include <gemmi/neutron92.hpp>
 
 #include "base/numbers.h"
 #include "language/scatterers.h"
@@ -17,10 +19,30 @@ constexpr double kElectronVoltAngstrom = 12398.4198;
 constexpr double kFarthest = 1000.0;   // cells
 constexpr double kShortestEdge = 1.5;  // Å; no crystal has one, and neighbours would be without number
 
-double WavelengthOf(const Document& document) {
+constexpr double kElectronWavelength = 0.05;  // Å; below it the beam is one of electrons
+constexpr double kUsualWavelength = 0.71073;
+
+double WavelengthOf(const Document& document, std::vector<std::string>& notes) {
   const std::vector<std::string> words = ParseInstruction(document.instructions.cellLine).all;
   double value = 0.0;
-  return !words.empty() && ParseWholeNumber(words[0], value) && value > 0.0 ? value : 0.71073;
+  if (!words.empty() && ParseWholeNumber(words[0], value) && value > 0.0) return value;
+  notes.push_back(Printf("CELL gives no wavelength; %.5f A is taken", kUsualWavelength));
+  return kUsualWavelength;
+}
+
+// Words of SFAC that are no elements; a file that gives their scattering factors itself is free to name them.
+void NoteStrangeLabels(const Document& document, std::vector<std::string>& notes) {
+  const std::vector<std::string> words = ParseInstruction(TextInFile(document, "SFAC")).all;
+  for (size_t i = 0; i < words.size(); ++i) {
+    double number = 0.0;
+    if (ParseWholeNumber(words[i], number)) return;
+    std::string letters;
+    for (const char c : words[i]) {
+      if (std::isalpha(static_cast<unsigned char>(c))) letters += c;
+    }
+    if (gemmi::find_element(letters.c_str()) == gemmi::El::X)
+      notes.push_back("SFAC: " + words[i] + " is no element; it scatters like carbon");
+  }
 }
 
 void ApplyDisp(const std::vector<Command>& commands, std::vector<Scatterer>& scatterers) {
@@ -36,15 +58,26 @@ void ApplyDisp(const std::vector<Command>& commands, std::vector<Scatterer>& sca
   }
 }
 
-void FillScatterers(const Document& document, Structure& structure) {
+void FillScatterers(const Document& document, Structure& structure, std::vector<std::string>& notes) {
+  const std::vector<Command> commands = InstructionsOf(document);
+  const bool neutrons =
+      std::any_of(commands.begin(), commands.end(), [](const Command& c) { return c.name == "NEUT"; });
+  const Radiation radiation = neutrons                                     ? Radiation::Neutrons
+                              : structure.wavelength < kElectronWavelength ? Radiation::Electrons
+                                                                           : Radiation::XRays;
+  if (radiation == Radiation::Neutrons) notes.push_back("NEUT: neutron scattering lengths of Sears (1992), in fm");
+  if (radiation == Radiation::Electrons)
+    notes.push_back("the wavelength is that of electrons: scattering factors of International Tables C, 4.3.2.2");
+  NoteStrangeLabels(document, notes);
   const Instructions& in = document.instructions;
   for (size_t entry = 0; entry < in.sfac.size(); ++entry) {
-    Scatterer s = TabulatedScatterer(document.elements[in.sfac[entry]], structure.wavelength);
+    Scatterer s = TabulatedScatterer(document.elements[in.sfac[entry]], structure.wavelength, radiation);
     const SfacForm form = entry < in.sfacForms.size() ? in.sfacForms[entry] : SfacForm{};
     const auto& own = form.coefficients;
     if (form.radius > 0.0) s.radius = form.radius;
     if (form.weight > 0.0) s.weight = form.weight;
     if (form.longForm && std::any_of(own.begin(), own.end(), [](double v) { return v != 0.0; })) {
+      s.a[4] = 0.0;
       for (size_t i = 0; i < 4; ++i) s.a[i] = own[2 * i], s.b[i] = own[2 * i + 1];
       s.c = own[8];
       s.fPrime = own[9];
@@ -108,7 +141,7 @@ double Structure::Ueq(const Site& site) const {
   return site.anisotropic ? metric.Ueq(site.u) : site.u[0];
 }
 
-Scatterer TabulatedScatterer(const ElementInfo& element, double wavelength) {
+Scatterer TabulatedScatterer(const ElementInfo& element, double wavelength, Radiation radiation) {
   Scatterer s;
   s.symbol = std::string(element.Symbol());
   s.row = element.atomicNumber;
@@ -116,13 +149,23 @@ Scatterer TabulatedScatterer(const ElementInfo& element, double wavelength) {
   s.weight = element.atomicWeight;
   const int z = element.atomicNumber == kDeuteriumRow ? 1 : element.atomicNumber;
   s.electrons = z > 103 ? 6 : z;
-  using Table = gemmi::IT92<double>;
   const auto el = static_cast<gemmi::El>(s.electrons > 98 ? 98 : s.electrons);
-  const auto& f = Table::get(el);
-  for (int i = 0; i < 4; ++i) {
-    s.a[static_cast<size_t>(i)] = f.a(i);
-    s.b[static_cast<size_t>(i)] = f.b(i);
+  const auto take = [&](const auto& f, int gaussians) {
+    for (int i = 0; i < gaussians; ++i) {
+      s.a[static_cast<size_t>(i)] = f.a(i);
+      s.b[static_cast<size_t>(i)] = f.b(i);
+    }
+  };
+  if (radiation == Radiation::Neutrons) {
+    s.c = gemmi::Neutron92<double>::get(element.atomicNumber == kDeuteriumRow ? gemmi::El::D : el).c();
+    return s;
   }
+  if (radiation == Radiation::Electrons) {
+    take(gemmi::C4322<double>::get(el), 5);
+    return s;
+  }
+  const auto& f = gemmi::IT92<double>::get(el);
+  take(f, 4);
   s.c = f.c();
   if (s.electrons >= 3 && s.electrons <= 92 && wavelength > 0.01) {
     s.fPrime = gemmi::cromer_liberman(s.electrons, kElectronVoltAngstrom / wavelength, &s.fDoublePrime);
@@ -140,8 +183,8 @@ bool BuildStructure(Document& document, Structure& structure, std::vector<std::s
     problem = "THE CELL IS IMPOSSIBLE";
     return false;
   }
-  structure.wavelength = WavelengthOf(document);
-  FillScatterers(document, structure);
+  structure.wavelength = WavelengthOf(document, notes);
+  FillScatterers(document, structure, notes);
   ApplyDisp(InstructionsOf(document), structure.scatterers);
   structure.scale = document.instructions.scaleFactor > 0.0 ? document.instructions.scaleFactor : 1.0;
   structure.freeVariables.assign(document.instructions.freeVariables.begin(),

@@ -23,8 +23,8 @@ enum RawParameter { kRawX = 0, kRawOccupancy = 3, kRawU = 4 };
 struct Scatterer {
   std::string symbol;
   int row = 0;  // of the element table
-  std::array<double, 4> a{};
-  std::array<double, 4> b{};
+  std::array<double, 5> a{};
+  std::array<double, 5> b{};
   double c = 0.0;
   double fPrime = 0.0;
   double fDoublePrime = 0.0;
@@ -86,7 +86,11 @@ void StoreStructure(const Structure& structure, Document& document);
 // Recomputes every value that is coded with a free variable.
 void ApplyFreeVariables(Structure& structure);
 
-// Scattering factors of one SFAC entry at a wavelength in Å, without what the file says about them.
-Scatterer TabulatedScatterer(const ElementInfo& element, double wavelength);
+enum class Radiation { XRays, Electrons, Neutrons };
+// Scattering factors of one SFAC entry at a wavelength in Å, without what the file says about them: X-rays by
+// International Tables C, 6.1.1.4, with f' and f'' by Cromer & Liberman, J. Chem. Phys. 53 (1970) 1891; electrons by
+// International Tables C, 4.3.2.2, in Å; neutrons by the bound coherent lengths of V. F. Sears, Neutron News 3 (1992)
+// 26, in fm.
+Scatterer TabulatedScatterer(const ElementInfo& element, double wavelength, Radiation radiation = Radiation::XRays);
 
 }  // namespace marvik
