@@ -22,6 +22,7 @@ using enum InstructionKeyword;
 constexpr double kOnElement = 0.1;  // Å from a symmetry element: on it
 constexpr double kCoincide = 0.5;   // Å
 constexpr size_t kMostSites = 20000;
+constexpr double kLargestRadius = 4.0;  // Å
 
 class ModelLint {
  public:
@@ -33,6 +34,9 @@ class ModelLint {
     std::string problem;
     if (!ReadInstructionText(document_, std::string(state_.text), unheard)) return;
     if (!BuildStructure(document_, structure_, notes, problem) || structure_.sites.size() > kMostSites) return;
+    // A radius that SFAC gives wrongly would make everything a neighbour of everything.
+    if (std::ranges::any_of(structure_.scatterers, [](const Scatterer& f) { return !(f.radius < kLargestRadius); }))
+      return;
     for (const LintCommand& c : state_.commands) commands_.push_back(c.command);
     bonds_ = MakeBonds(structure_, document_, commands_);
     for (const LintAtom& atom : state_.atoms) atoms_.emplace(atom.fullName, &atom);
