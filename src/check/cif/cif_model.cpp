@@ -241,6 +241,7 @@ void CifModel::TakeSymmetry() {
     const bool identity = *op == SymmetryOperator{};
     operators.insert(identity ? operators.begin() : operators.end(), *op);
   }
+  if (operators.empty()) operators.emplace_back();  // none of them could be read
   group = GroupOfOperators(seen);
 }
 
