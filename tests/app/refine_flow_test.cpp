@@ -322,7 +322,7 @@ TEST_F(RefineFlow, NothingIsLostWhereTheDiskIsFull) {
     std::string model, steps, caption, part;
   } cases[] = {
       {100, kModel, "copy\nsay finished\n", "Error: File I/O", "job.ins"},
-      {2000, kModel + remarks, "copy\nsay finished\n", "Error: File I/O", "job.res could not be kept safe"},
+      {2000, kModel + remarks, "copy\nsay finished\n", "Error: File I/O", "job.ins"},
       {2000, kModel, "copy new.res\nsay finished\n", "Error: Refinement Failed", "ended without finishing"},
       {2000, kModel, "flood 100000 80\ncopy\nsay finished\n", "Error: Refinement Failed", "ended without finishing"},
   };
