@@ -240,7 +240,7 @@ TEST(Problem, BadInputGetsASentence) {
   ones.replace(ones.find("UNIT"), std::string::npos, "UNIT 1 1 1\nHKLF 4\nEND\n");
   EXPECT_TRUE(MakeProblem(ones, "   1   1   1    0.00    0.00\n" + hkl, problem, sentence)) << sentence;
   EXPECT_FALSE(problem.formulaFits);
-  EXPECT_EQ(problem.notes.size(), 2u);
+  EXPECT_GE(problem.notes.size(), 2u);
 }
 
 }  // namespace
