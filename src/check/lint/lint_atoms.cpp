@@ -98,7 +98,7 @@ void Displacement(LintState& state, const LintAtom& atom, bool sawCarrier) {
   }
   std::array<double, 6> tensor{};
   for (size_t i = 0; i < 6; ++i) tensor[i] = Decoded(state, atom.values[kU + i]);
-  const double mean = (tensor[0] + tensor[1] + tensor[2]) / 3.0;
+  const double mean = state.metric ? state.metric->Ueq(tensor) : (tensor[0] + tensor[1] + tensor[2]) / 3.0;
   details.value = mean;
   if (mean > kLargestMean) state.Report("u-large", atom.line, atom.fullName, Printf("%.3f", mean), details);
 }

@@ -53,6 +53,8 @@ void Cell(LintState& state) {
   if (!BuildOrthogonalisation(parameters, matrix)) {
     state.Report("cell-impossible", cell->line,
                  Printf("%.6g %.6g %.6g %.6g %.6g %.6g", v[1], v[2], v[3], v[4], v[5], v[6]));
+  } else {
+    state.metric = MakeMetric(parameters);
   }
   if (!zerr) return state.Report("no-zerr", cell->line);
   ExpectNumbers(state, *zerr);

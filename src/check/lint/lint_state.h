@@ -2,12 +2,14 @@
 
 #include <array>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "check/finding.h"
+#include "crystal/cell_metric.h"
 #include "crystal/space_group.h"
 #include "language/keywords.h"
 #include "model/element_table.h"
@@ -63,7 +65,8 @@ class LintState {
   std::set<std::string> residueClasses;
   std::set<int> residueNumbers{0};
   double wavelength = 0.0;
-  int lastLine = 0;  // of the last instruction before HKLF
+  std::optional<Metric> metric;  // of a possible cell
+  int lastLine = 0;              // of the last instruction before HKLF
   int hklfCode = 0;
   bool includes = false;  // atoms and their like may stand in other files
 };
