@@ -9,12 +9,22 @@
 namespace marvik {
 namespace {
 
+constexpr double kStraight = 155.0;  // degrees
+
 Cartesian Towards(const Structure& structure, const Cartesian& from, const Neighbour& n) {
   return Normalised(structure.metric.ToCartesian(ImagePosition(structure, n)) - from);
 }
 
 Cartesian CarrierPlace(const Structure& structure, const HydrogenGroup& group) {
   return structure.metric.ToCartesian(structure.sites[static_cast<size_t>(group.carrier)].x);
+}
+
+// Whether the atom beyond stands so far off the bond that it tells one torsion from another.
+bool IsBent(const Structure& structure, const HydrogenGroup& group) {
+  if (group.beyond.site < 0) return false;
+  const Cartesian next = structure.metric.ToCartesian(ImagePosition(structure, group.around[0]));
+  const Cartesian far = structure.metric.ToCartesian(ImagePosition(structure, group.beyond));
+  return Angle(next, CarrierPlace(structure, group), far) < kStraight;
 }
 
 // The direction from which torsions of a terminal group are counted.
@@ -75,11 +85,11 @@ std::optional<std::vector<Cartesian>> Directions(const Structure& structure, con
   }
   const TorsionFit now = PresentTorsion(structure, group);
   double torsion = now.torsion;
-  if (group.beyond.site >= 0 && group.m == 3 && !group.Rotates()) {
+  if (group.m == 3 && !group.Rotates() && IsBent(structure, group)) {
     const double third = 120.0 * kRadiansPerDegree;
     torsion = third / 2.0 + third * std::round((torsion - third / 2.0) / third);
   }
-  if (group.beyond.site >= 0 && group.m == 9) {
+  if (group.m == 9 && IsBent(structure, group)) {
     const double half = 180.0 * kRadiansPerDegree;
     torsion = half * std::round(torsion / half);
   }
@@ -144,14 +154,12 @@ void FindSurroundings(const Structure& structure, const NeighbourTable& bonds, H
     LeaveOutFaces(structure, group, group.around);
   group.beyond.site = -1;
   if (group.around.empty()) return;
-  double best = -1.0;
   for (const Neighbour& n : bonds[static_cast<size_t>(group.around[0].site)]) {
     const Site& other = structure.sites[static_cast<size_t>(n.site)];
     if (other.hydrogen || n.site == group.carrier || !PartsMeet(side, other, n.IsIdentity())) continue;
     // Only what lies in the carrier's own asymmetric unit with the neighbour: images of images are not followed.
     if (!group.around[0].IsIdentity()) continue;
-    const double weight = structure.scatterers[static_cast<size_t>(other.scatterer)].electrons - 1e-3 * n.distance;
-    if (weight > best) best = weight, group.beyond = n;
+    if (group.beyond.site < 0 || n.distance > group.beyond.distance) group.beyond = n;
   }
 }
 

@@ -17,8 +17,10 @@ struct HydrogenGroup {
   std::vector<int> hydrogens;
   double distance = 0.0;          // X-H in Å; 0 for what the geometry and the temperature ask for
   std::vector<Neighbour> around;  // bonded to the carrier, no hydrogens
-  Neighbour beyond;               // bonded to around[0] and not the carrier; site -1 without one
-  bool idealised = false;         // whether coordinates are recomputed before each cycle
+  // Bonded to around[0] and not the carrier, by the longest bond: what published methyl groups are staggered to. Site
+  // -1 without one.
+  Neighbour beyond;
+  bool idealised = false;  // whether coordinates are recomputed before each cycle
 
   // Null for a geometry that is not known.
   const HfixGroup* Geometry() const { return FindHfixGroup(m); }
