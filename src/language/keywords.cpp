@@ -99,7 +99,7 @@ constexpr std::array<KeywordRow, kAllKeywords> kTable{{
     {kEnd, "END ", Takes::Text, KeptPlace::Body, false, "has no effect here"},
     {kMpla, "MPLA", Takes::Names, KeptPlace::Body, true, nullptr},
     {kAtomLine, "", Takes::Text, KeptPlace::Body, false, "has no effect here"},
-    {kAbin, "ABIN", Takes::Numbers, KeptPlace::Body, true, "corrections to the calculated structure factors are not read"},
+    {kAbin, "ABIN", Takes::Numbers, KeptPlace::Body, true, nullptr},
     {kAnsc, "ANSC", Takes::Numbers, KeptPlace::Body, true, "anisotropic scaling is not done"},
     {kAnsr, "ANSR", Takes::Numbers, KeptPlace::Body, true, "anisotropic scaling is not done"},
     {kBede, "BEDE", Takes::Names, KeptPlace::Body, true, "bond densities are not modelled"},
@@ -109,7 +109,7 @@ constexpr std::array<KeywordRow, kAllKeywords> kTable{{
     {kRigu, "RIGU", Takes::Names, KeptPlace::Body, true, nullptr},
     {kTwst, "TWST", Takes::Numbers, KeptPlace::Body, true, "twin statistics are not made"},
     {kWigl, "WIGL", Takes::Numbers, KeptPlace::Body, true, "coordinates are not shaken"},
-    {kXnpd, "XNPD", Takes::Numbers, KeptPlace::Body, true, "displacement tensors are not forced to be positive"},
+    {kXnpd, "XNPD", Takes::Numbers, KeptPlace::Body, true, nullptr},
     {kInclude, "+", Takes::Text, KeptPlace::BeforeAtom, false, "has no effect here"},
 }};
 // clang-format on

@@ -99,6 +99,12 @@ bool Transform(const HklFormat& format, const Fields& v, Miller& h) {
   return true;
 }
 
+// An amplitude and its σ made an intensity.
+void Square(double& f, double& sigma) {
+  sigma = std::max(2.0 * std::fabs(f) * sigma, sigma * sigma);
+  f *= std::fabs(f);
+}
+
 }  // namespace
 
 HklFormat ParseHklf(const std::string& line) {
@@ -133,6 +139,7 @@ HklFile ParseHklFile(const std::string& content, const HklFormat& format) {
       if (fractional++ == 0) firstFractional = at + 1;
       continue;
     }
+    if (format.code == 3) Square(v[3], v[4]);
     r.intensity = v[3] * format.scale;
     r.sigma = std::fabs(v[4] * format.scale * format.sigmaScale);
     r.batch = v[5] == 0.0 ? 1 : WholeNumber(v[5]);

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <map>
 
+#include "base/numbers.h"
 #include "refine/job/commands.h"
 
 namespace marvik {
@@ -92,6 +94,69 @@ int LargestBatch(const std::vector<Reflection>& raw) {
   int most = 1;
   for (const Reflection& r : raw) most = std::max(most, std::abs(r.batch));
   return most;
+}
+
+std::vector<AddedFactor> ParseFabFile(std::string_view content) {
+  std::vector<AddedFactor> factors;
+  while (!content.empty()) {
+    const size_t end = std::min(content.find_first_of("\r\n"), content.size());
+    const std::string_view line = content.substr(0, end);
+    content.remove_prefix(std::min(end + 1, content.size()));
+    std::vector<std::string_view> words;
+    if (line.size() > 12) {
+      words = {line.substr(0, 4), line.substr(4, 4), line.substr(8, 4)};
+      std::vector<std::string_view> rest;
+      SplitWords(line.substr(12), rest);
+      words.insert(words.end(), rest.begin(), rest.end());
+    }
+    std::array<double, 5> v{};
+    const auto reads = [&] {
+      bool good = words.size() >= 5;
+      for (size_t i = 0; good && i < 5; ++i) good = ParseWholeNumber(words[i], v[i]) && std::fabs(v[i]) < 1e12;
+      return good && v[0] == std::floor(v[0]) && v[1] == std::floor(v[1]) && v[2] == std::floor(v[2]);
+    };
+    if (!reads()) {
+      SplitWords(line, words);
+      if (!reads()) continue;
+    }
+    const Miller h{WholeNumber(v[0]), WholeNumber(v[1]), WholeNumber(v[2])};
+    if (h == Miller{} && v[3] == 0.0 && v[4] == 0.0) break;
+    factors.push_back({h, {v[3], v[4]}});
+  }
+  return factors;
+}
+
+size_t AddFactors(const std::vector<AddedFactor>& factors, const Structure& structure, double k, double u,
+                  Observations& observations) {
+  constexpr double kPi = 3.14159265358979323846;
+  std::map<Miller, std::complex<double>> all;
+  for (const AddedFactor& factor : factors) {
+    for (const SymmetryOperator& op : structure.group.all) {
+      // F(hR) = F(h) exp(-2πi h·t).
+      const Miller turned = op.ApplyToIndices(factor.h);
+      double phase = 0.0;
+      for (size_t i = 0; i < 3; ++i) phase -= 2.0 * kPi * factor.h[i] * op.Translation(i);
+      all.emplace(turned, factor.f * std::polar(1.0, phase));
+    }
+  }
+  // Opposites that neither the file nor the group gives.
+  const std::map<Miller, std::complex<double>> given = all;
+  for (const auto& [h, f] : given) all.emplace(Miller{-h[0], -h[1], -h[2]}, std::conj(f));
+  std::vector<bool> lacks(observations.Size());
+  observations.added.assign(observations.Components(), std::vector<std::complex<double>>(observations.Size()));
+  for (size_t c = 0; c < observations.Components(); ++c) {
+    for (size_t i = 0; i < observations.Size(); ++i) {
+      const Miller& h = observations.indices[c][i];
+      const auto found = all.find(h);
+      if (found == all.end()) {
+        lacks[i] = lacks[i] || observations.batch[c][i] != 0;
+        continue;
+      }
+      const double s2 = structure.metric.SinThetaSquared(h[0], h[1], h[2]);
+      observations.added[c][i] = k * std::exp(-8.0 * kPi * kPi * u * s2) * found->second;
+    }
+  }
+  return static_cast<size_t>(std::count(lacks.begin(), lacks.end(), true));
 }
 
 }  // namespace marvik

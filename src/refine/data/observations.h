@@ -1,5 +1,7 @@
 #pragma once
 
+#include <complex>
+#include <string_view>
 #include <vector>
 
 #include "refine/data/reflections.h"
@@ -23,6 +25,7 @@ struct Observations {
   std::vector<std::vector<Miller>> indices;  // [component][observation]
   std::vector<std::vector<int>> batch;       // [component][observation]
 
+  std::vector<std::vector<std::complex<double>>> added;  // [component][observation], to F; empty for nothing
   bool batchScales = false;
   size_t apart = 0;  // observations that not every component of a twin law reaches, for want of whole indices
 
@@ -38,5 +41,17 @@ Observations MakeObservations(const std::vector<Reflection>& merged, const TwinL
 Observations MakeOverlappedObservations(const std::vector<Reflection>& raw);
 // At least one.
 int LargestBatch(const std::vector<Reflection>& raw);
+
+// A part of F that the atoms do not make, such as that of a solvent region, in electrons per cell.
+struct AddedFactor {
+  Miller h{};
+  std::complex<double> f;
+};
+// Lines of h k l A B, numbers between blanks or h k l in columns of four; ends at a line of zeros.
+std::vector<AddedFactor> ParseFabFile(std::string_view content);
+// Fills `added` with k·exp(-8π²U s²)·(A + iB), symmetry and Friedel opposites applied. How many observations have a
+// component without one.
+size_t AddFactors(const std::vector<AddedFactor>& factors, const Structure& structure, double k, double u,
+                  Observations& observations);
 
 }  // namespace marvik

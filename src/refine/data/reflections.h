@@ -15,7 +15,7 @@ struct Reflection {
   int batch = 1;
 };
 
-// HKLF n s r11 ... r33 sm: only 4 and 5 hold intensities.
+// HKLF n s r11 ... r33 sm: 4 and 5 hold intensities, 3 amplitudes, which are squared on reading.
 struct HklFormat {
   int code = 4;
   double scale = 1.0;

@@ -78,38 +78,51 @@ constexpr PartNote kPartNotes[] = {
     {"WPDB", [](const Command&) { return true; }, "no file of that kind is written"},
 };
 
-void NoteParts(const Document& document, const std::vector<Command>& commands, std::vector<std::string>& notes) {
+void NoteParts(const Document& document, const std::vector<Command>& commands, const LinePlaces& places,
+               std::vector<std::string>& notes) {
   for (const PartNote& part : kPartNotes) {
     const auto with = std::find_if(commands.begin(), commands.end(),
                                    [&](const Command& c) { return c.name == part.keyword && part.there(c); });
-    if (with != commands.end()) notes.push_back(with->text + ": " + part.text);
+    if (with != commands.end()) notes.push_back(with->text + ": " + part.text + places.Of(with->keyword));
   }
   const std::pair<const char*, size_t> most[] = {{"ACTA", 0}, {"FMAP", 1}, {"PLAN", 1}};
   for (const auto& [keyword, count] : most) {
-    if (ParseInstruction(TextInFile(document, keyword)).numbers.size() > count)
-      notes.push_back(std::string(keyword) + Printf(": what stands behind number %zu has no effect", count));
+    const Command command = ParseInstruction(TextInFile(document, keyword));
+    if (command.numbers.size() <= count) continue;
+    notes.push_back(
+        keyword +
+        (count == 0 ? ": its numbers have no effect" : Printf(": what stands behind number %zu has no effect", count)) +
+        places.Of(command.keyword));
   }
   for (const double weight : ParseInstruction(TextInFile(document, "WGHT")).numbers) {
     if (weight >= 0.0) continue;
-    notes.push_back("WGHT: a negative value may leave reflections without a weight");
+    notes.push_back("WGHT: a negative value may leave reflections without a weight" +
+                    places.Of(InstructionKeyword::kWght));
     break;
   }
 }
 
 }  // namespace
 
-std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Command>& commands) {
+std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Command>& commands,
+                                          const LinePlaces& places) {
   std::vector<std::string> notes;
   std::vector<std::string> said;
   for (const Command& command : commands) {
     const char* reason = RowOf(command.keyword).notRefined;
     if (!reason || std::find(said.begin(), said.end(), command.name) != said.end()) continue;
     said.push_back(command.name);
-    notes.push_back(command.name + ": " + reason);
+    const std::string word = ": " + command.text.substr(0, command.text.find_first_of(kSeparators)) + ": ";
+    const bool isAtom = std::any_of(places.notes.begin(), places.notes.end(),
+                                    [&](const std::string& note) { return note.find(word) != std::string::npos; });
+    if (isAtom && command.keyword == InstructionKeyword::kAtomLine) continue;
+    notes.push_back(command.name + ": " + reason + places.Of(command.keyword));
   }
   if (ParseInstruction(TextInFile(document, "L.S.")).numbers.size() > 1)
-    notes.push_back("L.S. and CGLS: no reflections are set aside, only the cycles are read");
-  NoteParts(document, commands, notes);
+    notes.push_back(
+        "L.S. and CGLS: no reflections are set aside, only the cycles are read" +
+        places.Of(document.settings.RefinementType == "CGLS" ? InstructionKeyword::kCgls : InstructionKeyword::kLs));
+  NoteParts(document, commands, places, notes);
   return notes;
 }
 
@@ -117,12 +130,12 @@ bool IsWrittenList(int code) {
   return code >= 2 && code <= 6;
 }
 
-Job MakeJob(const Document& document) {
+Job MakeJob(const Document& document, const LinePlaces& places) {
   Job job;
   const RefinementSettings& s = document.settings;
   job.fragments = FragmentsOf(document, job.notes);
   job.commands = WithIncludes(InstructionsOf(document), document.WorkingDirectory, job.fragments, job.notes);
-  const std::vector<std::string> unsupported = UnsupportedNotes(document, job.commands);
+  const std::vector<std::string> unsupported = UnsupportedNotes(document, job.commands, places);
   job.notes.insert(job.notes.end(), unsupported.begin(), unsupported.end());
   job.conjugateGradients = s.RefinementType == "CGLS";
   job.cycles = s.RefinementType.empty() ? 0 : std::max(0, s.Cycles);
@@ -134,12 +147,13 @@ Job MakeJob(const Document& document) {
   job.peaks = std::abs(WholeNumber(s.PlanPeaks));
   if (!s.ListLine.empty()) job.list = WholeNumber(FirstNumber(s.ListLine, 0.0));
   if (job.list != 0 && !IsWrittenList(job.list)) {
-    job.notes.push_back(Printf("LIST %d: only 2 to 6 are written", job.list));
+    job.notes.push_back(Printf("LIST %d: only 2 to 6 are written", job.list) + places.Of(InstructionKeyword::kList));
   }
   if (s.FourierCode >= 2 && s.FourierCode <= 4) {
     job.map = static_cast<MapKind>(s.FourierCode);
   } else {
-    job.notes.push_back(Printf("FMAP %d: the map is a difference map (FMAP 2)", s.FourierCode));
+    job.notes.push_back(Printf("FMAP %d: the map is a difference map (FMAP 2)", s.FourierCode) +
+                        places.Of(InstructionKeyword::kFmap));
   }
   job.temperature = FirstNumber(document.instructions.tempLine, 20.0);
   job.bondHydrogens = UpperCase(s.BondLine).find("$H") != std::string::npos;
@@ -147,6 +161,8 @@ Job MakeJob(const Document& document) {
     if (command.name == "DAMP") {
       job.damping = NumberOr(command.numbers, 0, 0.7);
       job.largestShift = NumberOr(command.numbers, 1, 15.0);
+    } else if (command.name == "XNPD") {
+      job.leastU = std::clamp(NumberOr(command.numbers, 0, 0.001), 0.0, 1.0);
     } else if (command.name == "TWIN") {
       ReadTwin(command, job.twin);
     } else if (command.name == "SPEC") {

@@ -8,6 +8,7 @@
 #include "refine/constraints/parameters.h"
 #include "refine/data/reflections.h"
 #include "refine/job/commands.h"
+#include "refine/job/line_places.h"
 #include "refine/map/fourier.h"
 #include "refine/solve/least_squares.h"
 
@@ -26,6 +27,7 @@ struct Job {
   DataLimits limits;
   TwinLaw twin;
   ParameterOptions parameters;
+  double leastU = 0.0;  // XNPD: principal displacements below it are raised to it, Å²; 0 leaves them
   MapKind map = MapKind::Difference;
   int peaks = 20;
   bool bondHydrogens = false;  // BOND $H
@@ -37,13 +39,15 @@ struct Job {
   std::vector<std::string> notes;  // one line each, for the start of the run
 };
 
-// Reads the document's instructions; what cannot be done is said in `notes`.
-Job MakeJob(const Document& document);
+// Reads the document's instructions; what cannot be done is said in `notes`, with the line of the file where `places`
+// know it.
+Job MakeJob(const Document& document, const LinePlaces& places = {});
 
 // Whether LIST with this code writes a file.
 bool IsWrittenList(int code);
 
 // Lines about instructions that have no effect here.
-std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Command>& commands);
+std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Command>& commands,
+                                          const LinePlaces& places);
 
 }  // namespace marvik

@@ -55,6 +55,8 @@ std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflectio
   if (!ins.opened) return "CANNOT OPEN FILE " + base + ".ins";
   PrintedMessages messages(print);
   s.name = FileNameOf(base);
+  s.places = FindPlaces(ins.content, s.name + ".ins");
+  s.notes = s.places.notes;
   const std::string directory = DirectoryOf(base);
   if (!ReadInstructionText(s.document, TakeIncludes(ins.content, directory, s.notes), messages))
     return base + ".ins IS NOT AN INSTRUCTION FILE WITH A POSSIBLE CELL";
@@ -64,6 +66,13 @@ std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflectio
   HklFile file = ParseHklFile(hkl.content, ParseHklf(s.document.instructions.hklfLine));
   for (const std::string& note : file.notes) s.notes.push_back(FileNameOf(base) + ".hkl: " + note);
   raw = std::move(file.reflections);
+  if (s.places.first.contains(InstructionKeyword::kAbin)) {
+    const FileContent fab = ReadWholeFile(base + ".fab");
+    s.added = ParseFabFile(fab.content);
+    if (s.added.empty())
+      s.notes.push_back("ABIN: " + s.name + (fab.opened ? ".fab has no line of h k l A B" : ".fab is not there") +
+                        "; nothing is added" + s.places.Of(InstructionKeyword::kAbin));
+  }
   return raw.empty() ? "NO REFLECTIONS IN " + base + ".hkl" : std::string();
 }
 

@@ -32,12 +32,13 @@ std::vector<std::vector<int>> SetsOf(const Structure& structure, const Job& job,
 bool ReadInstructions(Session& s, const LineSink& print, std::string& problem) {
   PrintedMessages messages(print);
   PrepareDocument(s.document, messages, s.fresh, s.notes);
-  s.job = MakeJob(s.document);
+  s.job = MakeJob(s.document, s.places);
   for (const std::string& note : s.notes) {
     if (std::find(s.job.notes.begin(), s.job.notes.end(), note) == s.job.notes.end()) s.job.notes.push_back(note);
   }
-  if (s.job.hkl.code != 4 && s.job.hkl.code != 5)
-    problem = Printf("HKLF %d IS NOT REFINED AGAINST, ONLY 4 AND 5", s.job.hkl.code);
+  if (s.job.hkl.code < 3 || s.job.hkl.code > 5)
+    problem = Printf("HKLF %d IS NOT REFINED AGAINST, ONLY 3, 4 AND 5", s.job.hkl.code) +
+              s.places.Of(InstructionKeyword::kHklf);
   return problem.empty();
 }
 
@@ -114,6 +115,21 @@ bool PrepareModel(Session& s, const std::vector<Reflection>& raw, std::string& p
   return true;
 }
 
+// ABIN n1 n2: k·exp(-8π²U s²)·(A + iB) is added to F; k and U are 1 and 0, or the free variables n1 and n2 as they are.
+void AddAbin(Session& s, const LineSink& print) {
+  const auto abin =
+      std::find_if(s.job.commands.begin(), s.job.commands.end(), [](const Command& c) { return c.name == "ABIN"; });
+  if (abin == s.job.commands.end() || s.added.empty()) return;
+  const auto variable = [&](size_t at, double otherwise) {
+    const int number = at < abin->numbers.size() ? WholeNumber(abin->numbers[at]) : 0;
+    const bool there = number > 1 && static_cast<size_t>(number - 2) < s.structure.freeVariables.size();
+    return there ? s.structure.freeVariables[static_cast<size_t>(number - 2)] : otherwise;
+  };
+  const size_t missing = AddFactors(s.added, s.structure, variable(0, 1.0), variable(1, 0.0), s.observations);
+  print(Printf(" Note: ABIN: what %s.fab says is added to the structure factors%s", s.name.c_str(),
+               missing > 0 ? Printf("; %zu reflections have no line in it", missing).c_str() : ""));
+}
+
 bool PrepareData(Session& s, const std::vector<Reflection>& raw, const LineSink& print, std::string& problem) {
   const bool overlapped = s.job.hkl.code == 5;
   if (s.job.merge >= 4) {
@@ -125,6 +141,7 @@ bool PrepareData(Session& s, const std::vector<Reflection>& raw, const LineSink&
                         : MergeReflections(raw, group, metric, s.job.limits, s.job.merge, s.merging);
   s.observations =
       overlapped ? MakeOverlappedObservations(s.merged) : MakeObservations(s.merged, s.job.twin, s.job.limits.batches);
+  AddAbin(s, print);
   if (s.observations.apart > 0)
     print(
         Printf(" Note: TWIN: %zu reflections have no whole indices under the law; only those components that do count",

@@ -18,6 +18,8 @@ struct Session {
   std::string name;                // stands in the CIF
   Document document;               // in: what to refine; after RefineSession with the refined values
   std::vector<std::string> notes;  // said before the first cycle, besides those of the job
+  LinePlaces places;               // of the instruction file that the document was read from
+  std::vector<AddedFactor> added;  // what ABIN adds to the structure factors
   Job job;
   std::vector<AtomRecord*> fresh;  // first hydrogens of groups made from HFIX whose torsion is not known yet
   Structure structure;

@@ -52,7 +52,7 @@ double R1Of(const Calculated& c, const std::vector<std::pair<size_t, size_t>>& p
   double top = 0.0;
   double bottom = 0.0;
   for (const auto& [i, j] : pairs) {
-    if (c.fo2[i] <= 2.0 * c.sigma[i]) continue;
+    if (!IsStrong(c.fo2[i], c.sigma[i])) continue;
     const double fo = std::sqrt(c.fo2[i]);
     top += std::fabs(fo - std::sqrt(std::max(0.0, (1.0 - fraction) * c.fc2[i] + fraction * c.fc2[j])));
     bottom += fo;

@@ -32,7 +32,7 @@ Residuals MakeResiduals(const Calculated& c, size_t parameters) {
     const double gap = std::fabs(fo - std::sqrt(std::max(0.0, c.fc2[i])));
     top += gap;
     bottom += fo;
-    if (c.fo2[i] > 2.0 * c.sigma[i]) {
+    if (IsStrong(c.fo2[i], c.sigma[i])) {
       topStrong += gap;
       bottomStrong += fo;
       ++r.strong;
@@ -138,6 +138,16 @@ void DataPass::LoadIndices(size_t block, size_t component, IndexBlock& out) cons
   }
 }
 
+void DataPass::AddToFactors(size_t block, size_t component, FactorWorkspace& w) const {
+  if (observations_.added.empty()) return;
+  const auto& added = observations_.added[component];
+  for (size_t i = 0; i < kBlock; ++i) {
+    const std::complex<double>& f = added[std::min(block * kBlock + i, observations_.Size() - 1)];
+    w.a[i] += f.real();
+    w.b[i] += f.imag();
+  }
+}
+
 void DataPass::AddComponent(Worker& w, size_t component, const Parametrisation& parametrisation) const {
   const ComponentLanes& c = w.components[component];
   for (size_t i = 0; i < kBlock; ++i) w.factor[i] = w.rootWeight[i] * BatchFactor(c.batch[i]) * c.slope[i];
@@ -216,6 +226,7 @@ void DataPass::RunBlock(Worker& w, size_t block, Calculated& out, const Parametr
   for (size_t c = 0; c < components; ++c) {
     LoadIndices(block, c, w.indices);
     model_->Evaluate(w.indices, parametrisation && components == 1, *w.workspace);
+    AddToFactors(block, c, *w.workspace);
     if (c == 0) w.s2 = w.indices.s2, w.a = w.workspace->a, w.b = w.workspace->b;
     ComponentLanes& lanes = w.components[c];
     Correct(structure_, w.indices, *w.workspace, lanes);
@@ -232,6 +243,7 @@ void DataPass::RunBlock(Worker& w, size_t block, Calculated& out, const Parametr
     if (components > 1) {
       LoadIndices(block, c, w.indices);
       model_->Evaluate(w.indices, true, *w.workspace);
+      AddToFactors(block, c, *w.workspace);
     }
     AddComponent(w, c, *parametrisation);
   }

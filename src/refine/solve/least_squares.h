@@ -30,9 +30,15 @@ struct Calculated {
   std::vector<double> s2;
 };
 
+// Fo > 4σ(Fo), that is Fo² not below 2σ(Fo²): published counts take in those that are equal to it, which are many in
+// files with few digits.
+inline bool IsStrong(double fo2, double sigma) {
+  return fo2 >= 2.0 * sigma * (1.0 - 1e-9);
+}
+
 struct Residuals {
   double wR2 = 0.0;
-  double r1 = 0.0;  // over Fo² > 2σ(Fo²), that is Fo > 4σ(Fo)
+  double r1 = 0.0;  // over the strong ones
   double r1All = 0.0;
   double goof = 0.0;
   size_t strong = 0;
@@ -68,6 +74,7 @@ class DataPass {
                 const BlockConsumer& consume, size_t at) const;
   void Resize(Calculated& calculated) const;
   void LoadIndices(size_t block, size_t component, IndexBlock& out) const;
+  void AddToFactors(size_t block, size_t component, FactorWorkspace& workspace) const;
   double BatchFactor(int batch) const;
   void AddComponent(Worker& worker, size_t component, const Parametrisation& parametrisation) const;
   void AddOverallRows(Worker& worker, const Parametrisation& parametrisation) const;

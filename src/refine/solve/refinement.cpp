@@ -322,10 +322,30 @@ bool AllFinite(const std::vector<double>& v) {
   return std::all_of(v.begin(), v.end(), [](double x) { return std::isfinite(x); });
 }
 
-// A displacement that ran below zero would grow the atom without bounds: isotropic ones are brought back.
-void TameDisplacements(Structure& structure) {
+// A displacement that ran below zero would grow the atom without bounds: isotropic ones are brought back, and the
+// principal values of tensors are where XNPD asks for it (leastU).
+void TameDisplacements(Structure& structure, double leastU) {
   for (Site& site : structure.sites) {
     if (!site.anisotropic && site.u[0] < 0.001 && site.code[kRawU] == 0.0) site.u[0] = 0.001;
+    if (!site.anisotropic || leastU <= 0.0) continue;
+    const Metric& metric = structure.metric;
+    const Eigen3 axes = SymmetricEigen(metric.CartesianU(site.u));
+    if (axes.values[0] >= leastU) continue;
+    Mat3 raised;
+    for (int k = 0; k < 3; ++k)
+      for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+          raised[i][static_cast<size_t>(j)] += std::max(leastU, axes.values[static_cast<size_t>(k)]) *
+                                               axes.vectors[k][static_cast<size_t>(i)] *
+                                               axes.vectors[k][static_cast<size_t>(j)];
+    const Mat3 beta = metric.fractional * raised * Transposed(metric.fractional);
+    for (int i = 0; i < 3; ++i)
+      for (int j = i; j < 3; ++j) {
+        const auto at = static_cast<size_t>(TensorIndex(i, j));
+        if (site.code[kRawU + at] == 0.0)
+          site.u[at] = beta[i][static_cast<size_t>(j)] / (metric.reciprocalEdges[static_cast<size_t>(i)] *
+                                                          metric.reciprocalEdges[static_cast<size_t>(j)]);
+      }
   }
 }
 
@@ -348,14 +368,15 @@ struct LastGood {
 };
 
 // Back to the last good model and a third of the step from there; false when that was tried three times.
-bool StepBack(LastGood& last, Structure& structure, Parametrisation& parametrisation, const LineSink& print) {
+bool StepBack(LastGood& last, Structure& structure, Parametrisation& parametrisation, double leastU,
+              const LineSink& print) {
   structure = last.structure;
   if (++last.cuts > 3) return false;
   for (double& s : last.shifts) s *= 0.3;
   print(" The shifts of the last cycle made the fit worse and are cut to a third");
   parametrisation.Refresh(structure);
   parametrisation.Apply(last.shifts, structure);
-  TameDisplacements(structure);
+  TameDisplacements(structure, leastU);
   return true;
 }
 
@@ -409,6 +430,7 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
   RefinementResult result;
   result.parameters = parametrisation.Size();
   Cycler cycler(job, structure, parametrisation, observations, restraints);
+  if (job.leastU > 0.0) TameDisplacements(structure, job.leastU);
   StartScale(structure, cycler.Pass(), result.calculated, print);
   Damper damper(parametrisation);
   LastGood last{structure, 1e30, std::vector<double>(result.parameters), 0};
@@ -419,7 +441,7 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
     report.restrainedGoof = RestrainedGoof(report.before, result.parameters, cycler.Sums());
     const bool hopeless = !AllFinite(solution.shifts) || !std::isfinite(report.before.wR2);
     if (cycle > 1 && (hopeless || report.before.wR2 > last.wR2 * kWorse + 0.05)) {
-      if (StepBack(last, structure, parametrisation, print)) continue;
+      if (StepBack(last, structure, parametrisation, job.leastU, print)) continue;
       result.problem = Divergence(result);
       break;
     }
@@ -437,7 +459,7 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
     last.wR2 = report.before.wR2;
     last.shifts = solution.shifts;
     parametrisation.Apply(solution.shifts, structure);
-    TameDisplacements(structure);
+    TameDisplacements(structure, job.leastU);
     PrintCycle(static_cast<size_t>(cycle), report, result.parameters, print);
     if (held > 0) print(Printf("            the shifts of %zu parameters were cut to their limits", held));
     result.lastShift = report.largestShift;
@@ -449,7 +471,7 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
     cycler.Pass().Run(result.calculated);
     const double wR2 = MakeResiduals(result.calculated, result.parameters).wR2;
     if (wR2 <= last.wR2 * kWorse + 0.05) break;
-    if (StepBack(last, structure, parametrisation, print)) continue;
+    if (StepBack(last, structure, parametrisation, job.leastU, print)) continue;
     result.problem = Divergence(result);
   }
   cycler.Finish(result);
