@@ -133,7 +133,8 @@ FileComparison CompareFiles(std::string_view before, std::string_view after, con
   const Lines newLines = LinesOf(after);
   auto names = oldLines.values;
   names.insert(newLines.values.begin(), newLines.values.end());
-  for (const auto& [name, unused] : names) {
+  for (const auto& entry : names) {
+    const std::string& name = entry.first;
     const auto value = [&](const Lines& lines) { return lines.values.contains(name) ? lines.values.at(name) : ""; };
     if (value(oldLines) != value(newLines)) result.values.push_back({name, value(oldLines), value(newLines)});
   }

@@ -53,7 +53,7 @@ bool IsPattern(std::string_view word) {
 // Whether an atom of that name is there, whatever the residue that a line is for.
 class Names {
  public:
-  explicit Names(const LintState& state) : state_(state) {
+  explicit Names(const LintState& state) {
     for (const LintAtom& atom : state.atoms) {
       plain_.insert(atom.name);
       full_.insert(atom.name + "_" + std::to_string(atom.residue));
@@ -94,7 +94,6 @@ class Names {
   std::map<std::string, bool> equivalents_;  // and whether it is used
 
  private:
-  const LintState& state_;
   std::unordered_set<std::string> plain_, full_;
 };
 

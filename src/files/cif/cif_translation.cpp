@@ -61,7 +61,7 @@ std::string EmbeddedResultFile(const CifBlock& block) {
 // Composes the result file of one block.
 class CifComposer {
  public:
-  CifComposer(const CifBlock& block, UserMessages& messages) : block_(block), messages_(messages) {}
+  explicit CifComposer(const CifBlock& block) : block_(block) {}
 
   std::optional<CifTranslation> Compose() {
     if (!TakeCell()) return {};
@@ -102,7 +102,6 @@ class CifComposer {
   void Notice(size_t count, const char* what);
 
   const CifBlock& block_;
-  UserMessages& messages_;
   CifSymmetry symmetry_;
   CellParameters cell_;
   std::vector<FormulaElement> formula_;
@@ -282,8 +281,7 @@ std::optional<CifTranslation> TranslateCif(std::string_view cif) {
   CifBlock block;
   while (reader.Next(block)) {
     if (!HasAtoms(block)) continue;
-    RecordingMessages unheard;
-    return CifComposer(block, unheard).Compose();
+    return CifComposer(block).Compose();
   }
   return {};
 }

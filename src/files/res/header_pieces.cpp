@@ -26,7 +26,7 @@ std::vector<size_t> SfacOrder(const Document& document, FileLayout layout) {
     if (!SfacLabel(document, i).empty()) order.push_back(i);
   }
   if (layout == FileLayout::Standard)
-    std::ranges::stable_partition(order, [&](size_t entry) { return !IsLongForm(document, entry); });
+    std::stable_partition(order.begin(), order.end(), [&](size_t entry) { return !IsLongForm(document, entry); });
   return order;
 }
 

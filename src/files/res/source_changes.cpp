@@ -16,7 +16,7 @@ std::string_view WithoutLineEnd(std::string_view text) {
 
 }  // namespace
 
-SourceChanges::SourceChanges(const Document& document) : document_(document), source_(*document.instructions.source) {
+SourceChanges::SourceChanges(const Document& document) : source_(*document.instructions.source) {
   std::vector<HeaderPiece> pieces = ComposeHeader(document, FileLayout::AsRead);
   Compare(pieces);
   Insert(pieces);

@@ -36,7 +36,6 @@ class SourceChanges {
   void Keep(const std::string& text, int32_t line, const AtomRecord* owner);
   void Insert(const std::vector<HeaderPiece>& pieces);
 
-  const Document& document_;
   const SourceLayout& source_;
   std::unordered_map<int32_t, Line> lines_;  // the kept ones, and composed ones that have changed
   std::unordered_map<int32_t, std::string> before_;
