@@ -150,8 +150,7 @@ double LimitedShift(const Parameter& p, const Structure& s, double shift) {
 
 }  // namespace
 
-Model::Model(const Problem& problem, const DataStatistics& data, const GroupCandidate& candidate)
-    : problem_(problem), data_(data) {
+Model::Model(const Problem& problem, const DataStatistics& data, const GroupCandidate& candidate) : problem_(problem) {
   structure.metric = problem.metric;
   structure.group = candidate.group;
   structure.wavelength = problem.wavelength;

@@ -52,7 +52,6 @@ class Model {
   double Weight() const;  // Σ of the fractions
 
   const Problem& problem_;
-  const DataStatistics& data_;
   Observations observations_;
   Calculated calculated_;
   Residuals residuals_;

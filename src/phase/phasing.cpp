@@ -97,7 +97,7 @@ void MakePatterson(Setting& s) {
   }
   s.patterson.resize(s.Points());
   TransformToReal(s.grid, c.data(), s.patterson.data());
-  const auto [n1, n2, n3] = s.grid;
+  const size_t n1 = s.grid[0], n2 = s.grid[1], n3 = s.grid[2];
   const auto at = [&](size_t i, size_t j, size_t k) { return s.patterson[((i % n1) * n2 + j % n2) * n3 + k % n3]; };
   std::vector<std::pair<float, std::uint32_t>> peaks;
   for (size_t i = 0; i < n1; ++i) {

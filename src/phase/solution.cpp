@@ -86,8 +86,7 @@ class Solver {
   }
 
   void TrySet(const DataStatistics& data, const PhaseSet& set) {
-    const auto groups =
-        options_.groupAsGiven ? GivenSpaceGroup(problem_, data, set) : RankSpaceGroups(problem_, data, set);
+    const auto groups = options_.groupAsGiven ? GivenSpaceGroup(problem_, data, set) : RankSpaceGroups(data, set);
     size_t tried = 0;
     for (const GroupCandidate& group : groups) {
       const bool known = std::any_of(solution_.candidates.begin(), solution_.candidates.end(),

@@ -135,7 +135,7 @@ void Overlap::Climb(Vector& u) const {
 }
 
 void Overlap::FindPeaks() {
-  const auto [n1, n2, n3] = grid;
+  const size_t n1 = grid[0], n2 = grid[1], n3 = grid[2];
   const auto at = [&](size_t i, size_t j, size_t k) { return map[((i % n1) * n2 + j % n2) * n3 + k % n3]; };
   std::vector<std::pair<float, Vector>> found;
   for (size_t i = 0; i < n1; ++i) {
@@ -176,8 +176,7 @@ Sphere SphereOf(const PhaseSet& phases) {
 
 class Search {
  public:
-  Search(const Problem& problem, const DataStatistics& data, const PhaseSet& phases)
-      : problem_(problem), data_(data), sphere_(SphereOf(phases)) {
+  Search(const DataStatistics& data, const PhaseSet& phases) : data_(data), sphere_(SphereOf(phases)) {
     for (const PhasedReflection& r : phases.reflections) {
       if (r.e > 1.0f && r.s2 < 0.25f) strong_.push_back(&r);
     }
@@ -225,7 +224,6 @@ class Search {
   std::vector<Operation> OperationsOf(const SpaceGroup& group) const;
   void RefineOrigin(const std::vector<Operation>& operations, Vector& origin);
 
-  const Problem& problem_;
   const DataStatistics& data_;
   Sphere sphere_;
   std::vector<const PhasedReflection*> strong_;
@@ -485,9 +483,8 @@ bool SameOperations(const Search& search, const DataStatistics& data, const Grou
 
 }  // namespace
 
-std::vector<GroupCandidate> RankSpaceGroups(const Problem& problem, const DataStatistics& data,
-                                            const PhaseSet& phases) {
-  Search search(problem, data, phases);
+std::vector<GroupCandidate> RankSpaceGroups(const DataStatistics& data, const PhaseSet& phases) {
+  Search search(data, phases);
   std::vector<GroupCandidate> candidates;
   for (const gemmi::SpaceGroup& entry : gemmi::spacegroup_tables::main) {
     GroupCandidate candidate;
@@ -513,7 +510,7 @@ std::vector<GroupCandidate> RankSpaceGroups(const Problem& problem, const DataSt
 
 std::vector<GroupCandidate> GivenSpaceGroup(const Problem& problem, const DataStatistics& data,
                                             const PhaseSet& phases) {
-  Search search(problem, data, phases);
+  Search search(data, phases);
   GroupCandidate candidate;
   std::string sentence;
   const auto group = MakeSpaceGroup(problem.lattice, ListOperators(problem.lattice, problem.symm), sentence);

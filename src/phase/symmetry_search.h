@@ -26,7 +26,7 @@ struct GroupCandidate {
 
 // Every group of the lattice whose rotations the Laue class has, by how well the phases fit: those that do, of highest
 // order first. Groups that differ by their origin alone are one.
-std::vector<GroupCandidate> RankSpaceGroups(const Problem& problem, const DataStatistics& data, const PhaseSet& phases);
+std::vector<GroupCandidate> RankSpaceGroups(const DataStatistics& data, const PhaseSet& phases);
 // The header's group at its best origin alone.
 std::vector<GroupCandidate> GivenSpaceGroup(const Problem& problem, const DataStatistics& data, const PhaseSet& phases);
 

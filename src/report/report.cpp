@@ -148,9 +148,11 @@ std::optional<Report> CentroidReport(const AtomSet& members) {
 
 void AddTable(Report& report, ReportTable table) {
   if (table.Rows() == 0) return;
-  std::string lines = table.Aligned();
-  for (size_t at = 0; (at = lines.find('\n', at)) != std::string::npos; at += 2) lines.insert(at, 1, '\r');
-  report.text += kEnd + table.name + kEnd + lines;
+  report.text += kEnd + table.name + kEnd;
+  for (const char c : table.Aligned()) {
+    if (c == '\n') report.text += '\r';
+    report.text += c;
+  }
   report.tables.push_back(std::move(table));
 }
 

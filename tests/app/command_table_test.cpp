@@ -294,12 +294,12 @@ void RunAll(Workbench& bench, const std::string& folder) {
 }
 
 TEST_F(BenchTest, EveryCommandSurvivesALargeDocument) {
-  constexpr int kAtoms = 1000;
-  bench.document.cell = {160, 300, 20, 90, 90, 90};
+  constexpr int kAtoms = 20000;
+  bench.document.cell = {160, 320, 20, 90, 90, 90};
   ASSERT_TRUE(BuildOrthogonalisation(bench.document.cell, bench.document.matrix));
   for (int i = 1; i <= kAtoms; ++i) {
     test::AddAtom(bench.document, test::Numbered(i % 7 ? "C" : "Q", i),
-                  {1.4 * (i % 100) / 160, 1.4 * (i / 100) / 300, 0.5});
+                  {1.54 * (i % 100) / 160, 1.54 * (i / 100) / 320, 0.5});
   }
   bench.RefreshAfterStructureChange(false);
   bench.document.CurrentFile = folder / "large.ins";

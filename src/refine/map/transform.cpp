@@ -1,8 +1,3 @@
-// The vector version asks aligned_alloc for sizes that are no multiple of the alignment, which the address sanitizer
-// does not allow.
-#ifdef __SANITIZE_ADDRESS__
-#define POCKETFFT_NO_VECTORS
-#endif
 #define POCKETFFT_CACHE_SIZE 32
 
 #include "refine/map/transform.h"
