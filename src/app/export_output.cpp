@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "app/commands/gl_commands.h"
 #include "base/files.h"
+#include "draw/surface/lit_picture.h"
 #include "files/export/conquest_query.h"
 #include "files/export/gltf.h"
 #include "files/export/text_exports.h"
@@ -16,7 +18,7 @@ using Bytes = std::optional<std::string>;
 SceneOptions OptionsOf(const Workbench& bench) {
   const RenderOptions screen = bench.ScreenOptions();
   SceneOptions options;
-  options.ellipsoids = screen.mode == kThermalEllipsoid;
+  options.ellipsoids = FlatRendition(bench.document, screen.mode) == kThermalEllipsoid;
   options.probability = screen.probability;
   options.labels = screen.labels;
   options.hydrogenLabels = screen.hydrogenLabels;
@@ -37,8 +39,7 @@ Bytes AtomsInput(Workbench& bench, const std::string&) {
 }
 
 Bytes Vrml(Workbench& bench, const std::string&) {
-  if (bench.RenditionMode == kBallAndStick || bench.RenditionMode == kThermalEllipsoid)
-    return ComposeVrml(bench.document, OptionsOf(bench), bench.messages);
+  if (IsOpenGlRendition(bench)) return ComposeVrml(bench.document, OptionsOf(bench), bench.messages);
   bench.messages.Show({MessageIcon::Warning, "Invalid Display Choice",
                        "VRML structure display is currently implemented only for\n"
                        "Ball and Stick models and Thermal Ellipsoid models."});

@@ -1,6 +1,8 @@
 #include "app/workbench.h"
 
+#include "app/commands/command_table.h"
 #include "chem/connectivity.h"
+#include "draw/surface/lit_picture.h"
 #include "draw/view/best_view.h"
 #include "edit/symmetry_commands.h"
 
@@ -14,6 +16,7 @@ RenderOptions Workbench::ScreenOptions() const {
   RenderOptions options;
   options.mode = RenditionMode;
   options.look = look;
+  options.safeColours = SafeColours;
   options.cutOctant = look != Look::Classic;
   options.labels = LabelsOn;
   options.hydrogenLabels = HydrogenLabelsOn;
@@ -21,6 +24,16 @@ RenderOptions Workbench::ScreenOptions() const {
   options.showCell = ShowCell;
   options.probability = pictures.probability;
   return options;
+}
+
+void Workbench::SetLook(Look chosen) {
+  if (look == chosen) return;
+  const bool frames = (chosen == Look::Classic || look == Look::Classic) && ViewIsFitted();
+  if (chosen == Look::Classic && RenditionMode == kLitRendition) RenditionMode = kWireFrame;
+  if (hooks.showPanel && (chosen == Look::Classic || look == Look::Classic))
+    hooks.showPanel(chosen == Look::Classic ? kNoPanelsCommand : kUsualPanelsCommand, true);
+  look = chosen;
+  if (frames) ResetViewToModel();
 }
 
 void Workbench::PickAtom(const AtomRecord* atom) {

@@ -69,6 +69,7 @@ struct WindowHooks {
   // Shows or hides a panel, or all of them, by the command that does so; says whether one is shown.
   std::function<void(int command, bool on)> showPanel;
   std::function<bool(int command)> isPanelShown;
+  std::function<bool()> isDesktopDark;
   // Shows a dialog of the window that changes nothing by itself, by its command.
   std::function<void(int command)> showTool;
   // Takes a report: a window beside the model, or the command line's output.
@@ -136,6 +137,8 @@ class Workbench {
   bool HybridLabelColoration = false;
   bool ShowCell = false;
   Look look = Look::Classic;
+  bool lookFollowsDesktop = false;
+  bool SafeColours = false;
   bool FmolAfterChanges = true;
   bool SaveAllPending = false;
   bool keepsRecentFiles = false;  // whether a successful read enters the recent list; the window says yes
@@ -147,6 +150,8 @@ class Workbench {
 
   // "Marvik" without a file, else the name of the current file. The mark of unsaved changes is the window's.
   std::string Title() const;
+  // Classic is the bare picture as stated, a wire frame where it was lit; another look after it has the usual panels.
+  void SetLook(Look chosen);
   // What the interactive renderer is to draw on the screen.
   RenderOptions ScreenOptions() const;
 

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 
+#include "draw/surface/lit_picture.h"
+
 namespace marvik {
 
 GlPictureOptions GlOptionsOf(const PictureSubject& subject, const PictureOptions& picture) {
   GlPictureOptions options;
-  options.mode = subject.look.mode;
+  options.mode = FlatRendition(subject.document, subject.look.mode);
   options.labels = subject.look.labels;
   options.hydrogenLabels = subject.look.hydrogenLabels;
   options.hybridLabelColoration = subject.look.hybridLabelColoration;

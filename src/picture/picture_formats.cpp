@@ -70,9 +70,9 @@ bool WriteLabelReport(const PictureSubject& subject, const PictureOptions& pictu
 }
 
 // What a picture has whatever the screen shows.
-void ForPicture(RenderOptions& options, const PictureOptions& picture) {
+void ForPicture(RenderOptions& options, const Document& document, const PictureOptions& picture) {
   options.selection = false;
-  if (options.mode == kLitRendition && options.exact) options.mode = kThermalEllipsoid;
+  if (options.exact) options.mode = FlatRendition(document, options.mode);
   const bool light = options.look == Look::Light || options.look == Look::Paper;
   if (picture.background == PictureBackground::Black && light) options.look = Look::Dark;
 }
@@ -85,7 +85,7 @@ bool DrawLines(PictureSubject& subject, const PictureOptions& picture, Canvas& c
   options.whiteBackground = picture.background != PictureBackground::Black;
   options.clear = picture.background != PictureBackground::Transparent;
   options.layout = !picture.labelReport.empty();
-  ForPicture(options, picture);
+  ForPicture(options, subject.document, picture);
   InteractiveRenderer renderer;
   if (renderer.Render(subject.document, FittedView(subject, VectorSide(picture)), options, canvas, subject.goOn))
     return WriteLabelReport(subject, picture, renderer, 1.0);
@@ -119,7 +119,7 @@ RenderOptions PixelOptions(const PictureSubject& subject, const PictureOptions& 
   options.whiteBackground =
       picture.background == PictureBackground::Transparent || picture.background == PictureBackground::White;
   options.layout = !picture.labelReport.empty();
-  ForPicture(options, picture);
+  ForPicture(options, subject.document, picture);
   return options;
 }
 

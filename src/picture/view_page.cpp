@@ -5,6 +5,7 @@
 
 #include "draw/canvas/pdf_canvas.h"
 #include "draw/labels/label_font.h"
+#include "draw/surface/lit_picture.h"
 #include "picture/gl_output.h"
 
 namespace marvik {
@@ -37,6 +38,7 @@ bool DrawPage(PictureSubject& subject, Canvas& canvas) {
   view.deviceOriginY = static_cast<int32_t>(std::lround(view.panY * step));
   RenderOptions options = subject.look;
   options.printing = true;
+  options.mode = FlatRendition(subject.document, options.mode);
   return InteractiveRenderer().Render(subject.document, view, options, canvas, subject.goOn);
 }
 

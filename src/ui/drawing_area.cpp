@@ -6,6 +6,7 @@
 
 #include "draw/canvas/scanline_canvas.h"
 #include "draw/labels/label_font.h"
+#include "draw/renderer/look.h"
 #include "ui/key_state.h"
 #include "ui/text.h"
 
@@ -14,8 +15,11 @@ namespace {
 
 constexpr int kUsualSide = 840;
 constexpr double kLabelPixels = 12.0;
-constexpr int kRest = 250;  // ms without a change after which the view counts as at rest
-constexpr int kGlide = 15;  // ms between frames while labels go to their places
+constexpr int kRest = 250;          // ms without a change after which the view counts as at rest
+constexpr int kLitRest = 60;        // the same for the lit rendition, whose frames are seldom slow
+constexpr double kSlowLit = 150;    // ms; where frames of half the grid take longer, a wire frame moves
+constexpr double kSlowLabels = 12;  // ms
+constexpr int kGlide = 15;          // ms between frames while labels go to their places
 constexpr int kAtomsBetweenClocks = 64;
 
 // Lets the view's square lie in the middle of the whole area for one frame; for everyone else it is all there is.
@@ -82,9 +86,9 @@ void DrawingArea::Redraw() {
 
 void DrawingArea::RedrawMoving() {
   Redraw();
-  if (bench_.RenditionMode == kWireFrame || fullFrame_ <= slowFrame_) return;
+  if (bench_.RenditionMode == kWireFrame || (!IsLit() && fullFrame_ <= slowFrame_)) return;
   moving_ = true;
-  restTimer_.start();
+  restTimer_.start(IsLit() ? kLitRest : kRest);
 }
 
 void DrawingArea::HoldFrames(bool on) {
@@ -95,7 +99,12 @@ void DrawingArea::HoldFrames(bool on) {
 void DrawingArea::SetDragging(bool on) {
   if (dragging_ == on) return;
   dragging_ = on;
-  if (bench_.RenditionMode != kWireFrame) Redraw();
+  // A lit model that is held still is shown in full.
+  if (bench_.RenditionMode != kWireFrame && !(IsLit() && on)) Redraw();
+}
+
+bool DrawingArea::IsLit() const {
+  return bench_.RenditionMode == kLitRendition;
 }
 
 void DrawingArea::SetBand(const QRect& rectangle) {
@@ -138,25 +147,56 @@ void DrawingArea::DrawFrame(bool gliding) {
   canvas_->SetTarget(pixels, size.width(), size.height(), stride);
 
   RenderOptions options = bench_.ScreenOptions();
-  const bool wire = dragging_ || moving_;
+  const bool quick = IsLit() ? moving_ : dragging_ || moving_;
+  const bool wire = quick && (!IsLit() || coarseFrame_ > kSlowLit);
   if (wire) options.mode = kWireFrame;
-  // A model that takes long to draw is not drawn again and again for its labels.
-  options.steadyLabels = gliding && (wire || fullFrame_ <= slowFrame_);
   const SquareInArea square(bench_.view, size);
   clock_.start();
   nextPoll_ = firstPoll_;
   asked_ = 0;
-  interrupted_ =
-      !bench_.renderer.Render(bench_.document, bench_.view, options, *canvas_, [this] { return KeepGoing(); });
-  if (!wire) fullFrame_ = static_cast<double>(clock_.nsecsElapsed()) / 1e6;
+  bool labelsWait = false;
+  const auto goOn = [this] { return KeepGoing(); };
+  if (IsLit() && !wire) {
+    // Where labels take long to find their places the model does not wait for them.
+    const bool fresh = DrawSurface(options, quick);
+    options.steadyLabels = gliding;
+    options.carriedLabels = gliding && fresh && labelTime_ > kSlowLabels;
+    const qint64 start = clock_.nsecsElapsed();
+    interrupted_ = !DrawOverLit(bench_.document, bench_.view, options, *canvas_, bench_.renderer, goOn);
+    if (!options.carriedLabels) labelTime_ = static_cast<double>(clock_.nsecsElapsed() - start) / 1e6;
+    labelsWait = options.carriedLabels && !quick;
+  } else {
+    // A model that takes long to draw is not drawn again and again for its labels.
+    options.steadyLabels = gliding && (wire || fullFrame_ <= slowFrame_);
+    interrupted_ = !bench_.renderer.Render(bench_.document, bench_.view, options, *canvas_, goOn);
+  }
+  if (!wire && !IsLit()) fullFrame_ = static_cast<double>(clock_.nsecsElapsed()) / 1e6;
   stale_ = false;
   ++framesDrawn_;
-  if (bench_.renderer.LabelsSettled() || interrupted_) {
+  if ((bench_.renderer.LabelsSettled() && !labelsWait) || interrupted_) {
     glideTimer_.stop();
   } else {
     glideTimer_.start();
   }
   if (interrupted_) Q_EMIT Interrupted();
+}
+
+bool DrawingArea::DrawSurface(const RenderOptions& options, bool coarse) {
+  LitOptions lit;
+  lit.moving = coarse;
+  const Image& surface =
+      surface_.Draw(BuildLitScene(bench_.document, bench_.view, options), frame_.width(), frame_.height(), lit);
+  for (int y = 0; y < surface.height; ++y) {
+    const uint32_t* row = surface.pixels.data() + static_cast<ptrdiff_t>(y) * surface.width;
+    std::copy_n(row, surface.width, reinterpret_cast<uint32_t*>(frame_.scanLine(y)));
+  }
+  if (coarse && surface_.WasDrawn()) coarseFrame_ = static_cast<double>(clock_.nsecsElapsed()) / 1e6;
+  return surface_.WasDrawn();
+}
+
+QColor DrawingArea::Background() const {
+  const Rgb colour = ColoursOf(bench_.look, false).background;
+  return {colour.r, colour.g, colour.b};
 }
 
 bool DrawingArea::KeepGoing() {
@@ -214,11 +254,13 @@ void DrawingArea::InvertBand(QImage& shown) const {
 void DrawingArea::paintEvent(QPaintEvent*) {
   const QSize size = DeviceSize();
   if (held_ == 0 && (stale_ || frame_.size() != size)) {
+    // The first frame is not waited for.
+    if (framesDrawn_ == 0) RedrawMoving();
     DrawFrame(true);
     if (frame_ != underneath_) picture_ = underneath_ = QImage();
   }
   QPainter painter(this);
-  if (frame_.size() != size) painter.fillRect(rect(), Qt::black);
+  if (frame_.size() != size) painter.fillRect(rect(), Background());
   if (!frame_.isNull()) {
     const QPointF corner = FromDevice(QPointF(size.width() - frame_.width(), size.height() - frame_.height()) / 2);
     QImage& shown = picture_.size() == frame_.size() ? picture_ : frame_;
@@ -238,7 +280,8 @@ void DrawingArea::PaintMarks(QPainter& painter) const {
   const auto ring = [&](uint32_t serial, Qt::PenStyle style) {
     const AtomRecord* atom = serial ? bench_.document.atoms.FindSerial(serial) : nullptr;
     if (!atom) return;
-    painter.setPen(QPen(QColor(255, 210, 80), 1.6, style));
+    const bool light = ColoursOf(bench_.look, false).light;
+    painter.setPen(QPen(light ? QColor(176, 90, 0) : QColor(255, 210, 80), 1.6, style));
     painter.drawEllipse(FromDevice(QPointF(atom->screenX + 0.5, atom->screenY + 0.5)), 11.0, 11.0);
   };
   if (!startMark_ && !targetMark_) return;
@@ -269,11 +312,14 @@ void DrawingArea::PaintHint(QPainter& painter) const {
   const double pad = 16.0;
   QRectF place = QRectF(rect()).adjusted(pad, 0, -pad, 0);
   double y = height() / 2.0 - 46.0;
+  const bool light = ColoursOf(bench_.look, false).light;
+  const QColor first = light ? QColor(40, 46, 52) : QColor(215, 222, 230);
+  const QColor others = light ? QColor(88, 96, 104) : QColor(150, 160, 170);
   for (qsizetype i = 0; i < lines.size(); ++i) {
     QFont lineFont = font();
     lineFont.setPointSizeF(font().pointSizeF() * (i == 0 ? 1.5 : 1.0));
     painter.setFont(lineFont);
-    painter.setPen(i == 0 ? QColor(215, 222, 230) : QColor(135, 145, 156));
+    painter.setPen(i == 0 ? first : others);
     place.setTop(y);
     place.setHeight(height());
     QRectF used;

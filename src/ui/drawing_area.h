@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "app/workbench.h"
+#include "draw/surface/lit_picture.h"
 
 namespace marvik {
 
@@ -16,7 +17,7 @@ class LabelFont;
 class ScanlineCanvas;
 
 // Where the model is drawn. The view's square, whose side is the smaller side of the area in device pixels, lies in the
-// middle and gives scale and centre; what reaches beyond it is drawn as far as the area goes. All is black around.
+// middle and gives scale and centre; what reaches beyond it is drawn as far as the area goes.
 class DrawingArea : public QWidget {
   Q_OBJECT
 
@@ -26,7 +27,8 @@ class DrawingArea : public QWidget {
 
   // Asks for a new frame. Many requests before the next paint make one.
   void Redraw();
-  // The same while the view keeps changing: where a frame takes long it is a wire frame until the changes pause.
+  // The same while the view keeps changing: where a frame takes long it is a wire frame until the changes pause, and a
+  // lit one has half the grid.
   void RedrawMoving();
   // While held (calls nest) paints show the frame that is there, because the document may be half changed.
   void HoldFrames(bool on);
@@ -80,6 +82,10 @@ class DrawingArea : public QWidget {
   void FitToSize();
   // Gliding: labels may be on their way for a few frames more; otherwise they are put in their places.
   void DrawFrame(bool gliding);
+  // True where rays were needed.
+  bool DrawSurface(const RenderOptions& options, bool coarse);
+  bool IsLit() const;
+  QColor Background() const;
   bool KeepGoing();
   void InvertBand(QImage& shown) const;
   void PaintMarks(QPainter& painter) const;
@@ -92,6 +98,9 @@ class DrawingArea : public QWidget {
   QImage underneath_;  // the frame that the picture was shown on
   std::unique_ptr<LabelFont> font_;
   std::unique_ptr<ScanlineCanvas> canvas_;
+  LitCache surface_;
+  double labelTime_ = 0.0;    // ms that placing the labels over a lit surface took
+  double coarseFrame_ = 0.0;  // ms that the last lit frame of half the grid took
   bool stale_ = true;
   int held_ = 0;
   bool dragging_ = false;

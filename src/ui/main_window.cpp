@@ -63,6 +63,7 @@ QString FirstLocalFile(const QMimeData* data) {
 
 MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(bench) {
   settings_.Load();
+  settings_.ShowIn(bench_);
   RestorePictureOptions(bench_, settings_.dialogValues.value(QStringLiteral("picture")));
   area_ = new DrawingArea(bench, this);
   setCentralWidget(area_);
@@ -141,6 +142,8 @@ void MainWindow::SetUpPanels() {
   setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
   bench_.hooks.showPanel = [this](int command, bool on) { ShowPanel(command, on); };
   bench_.hooks.isPanelShown = [this](int command) { return panels_->IsShown(command); };
+  bench_.hooks.isDesktopDark = [] { return QGuiApplication::palette().window().color().lightness() < 128; };
+  if (bench_.lookFollowsDesktop) Run(kDesktopLookCommand);
   bench_.hooks.showTool = [this](int command) { ShowTool(command); };
 }
 
@@ -351,6 +354,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     return;
   }
   bench_.modified = false;  // what was not saved was given up
+  settings_.TakeFrom(bench_);
   settings_.geometry = saveGeometry();
   settings_.layout = saveState();
   settings_.Save();
@@ -370,6 +374,7 @@ void MainWindow::dropEvent(QDropEvent* event) {
 
 void MainWindow::changeEvent(QEvent* event) {
   if (event->type() == QEvent::ActivationChange && isActiveWindow()) refreshTimer_.start();
+  if (event->type() == QEvent::PaletteChange && panels_ && bench_.lookFollowsDesktop) Run(kDesktopLookCommand);
   QMainWindow::changeEvent(event);
 }
 

@@ -30,11 +30,14 @@ constexpr Reason kReasons[] = {
 
 // Commands of which one is always in force are shown as such.
 QActionGroup* GroupOf(QMenu& menu, int id) {
-  const bool isMouseMode = id == kPanCommand || id == kRotateCommand;
-  const bool isRendition =
-      id == kWireFrameCommand || id == kBallAndStickCommand || id == kThermalEllipsoidCommand || id == kPipesCommand;
-  if (!isMouseMode && !isRendition) return nullptr;
-  const QString name = isMouseMode ? QStringLiteral("mouse mode") : QStringLiteral("rendition");
+  static constexpr std::pair<int, const char*> kGroups[] = {
+      {kPanCommand, "mouse mode"},         {kRotateCommand, "mouse mode"}, {kWireFrameCommand, "rendition"},
+      {kBallAndStickCommand, "rendition"}, {kPipesCommand, "rendition"},   {kThermalEllipsoidCommand, "rendition"},
+      {kLitCommand, "rendition"},          {kDarkLookCommand, "look"},     {kLightLookCommand, "look"},
+      {kPaperLookCommand, "look"},         {kClassicLookCommand, "look"},  {kDesktopLookCommand, "look"}};
+  const auto row = std::ranges::find(kGroups, id, &std::pair<int, const char*>::first);
+  if (row == std::end(kGroups)) return nullptr;
+  const QString name = QString::fromUtf8(row->second);
   auto* group = menu.findChild<QActionGroup*>(name);
   if (!group) {
     group = new QActionGroup(&menu);
@@ -64,6 +67,7 @@ constexpr ToolRow kTools[] = {
     {kWireFrameCommand, "Wire"},
     {kBallAndStickCommand, "Ball"},
     {kThermalEllipsoidCommand, "Ellipsoid"},
+    {kLitCommand, "Lit"},
     {0, ""},
     {kLabelsCommand, "Labels"},
     {kShowCellCommand, "Cell"},

@@ -17,11 +17,38 @@ constexpr QLatin1String kSelect("dialogs/select");
 constexpr QLatin1String kPack("dialogs/pack");
 constexpr QLatin1String kDialogValues("values/");
 constexpr const char* kDialogNames[] = {"select", "sort", "group label", "picture"};
+constexpr QLatin1String kRendition("view/rendition");
+constexpr QLatin1String kLook("view/look");
+constexpr QLatin1String kLookFollows("view/lookFollowsDesktop");
+constexpr QLatin1String kSafeColours("view/safeColours");
+constexpr QLatin1String kLabels("view/labels");
+constexpr QLatin1String kHydrogenLabels("view/hydrogenLabels");
+constexpr QLatin1String kHybridColours("view/hybridColours");
 constexpr QLatin1String kCloseRun("refinement/closeRunWhenFinished");
 constexpr QLatin1String kSkipResult("refinement/skipsResult");
 constexpr QLatin1String kSkipBelow("refinement/skipsResultBelow");
 
 }  // namespace
+
+void WindowSettings::ShowIn(Workbench& bench) const {
+  bench.RenditionMode = rendition;
+  bench.look = look;
+  bench.lookFollowsDesktop = lookFollowsDesktop;
+  bench.SafeColours = safeColours;
+  bench.LabelsOn = labels;
+  bench.HydrogenLabelsOn = hydrogenLabels;
+  bench.HybridLabelColoration = hybridColours;
+}
+
+void WindowSettings::TakeFrom(const Workbench& bench) {
+  rendition = bench.RenditionMode;
+  look = bench.look;
+  lookFollowsDesktop = bench.lookFollowsDesktop;
+  safeColours = bench.SafeColours;
+  labels = bench.LabelsOn;
+  hydrogenLabels = bench.HydrogenLabelsOn;
+  hybridColours = bench.HybridLabelColoration;
+}
 
 void WindowSettings::Load() {
   const auto path = PackageFile(kFile);
@@ -37,6 +64,13 @@ void WindowSettings::Load() {
     const QString key = QString::fromUtf8(name);
     dialogValues.insert(key, file.value(kDialogValues + key).toString());
   }
+  rendition = std::clamp(file.value(kRendition, rendition).toInt(), 0, kLitRendition);
+  look = LookNamed(file.value(kLook).toString().toStdString()).value_or(look);
+  lookFollowsDesktop = file.value(kLookFollows, lookFollowsDesktop).toBool();
+  safeColours = file.value(kSafeColours, safeColours).toBool();
+  labels = file.value(kLabels, labels).toBool();
+  hydrogenLabels = file.value(kHydrogenLabels, hydrogenLabels).toBool();
+  hybridColours = file.value(kHybridColours, hybridColours).toBool();
   closeRunWhenFinished = file.value(kCloseRun, closeRunWhenFinished).toBool();
   skipsResult = file.value(kSkipResult, skipsResult).toBool();
   skipsResultBelow = file.value(kSkipBelow, skipsResultBelow).toDouble();
@@ -58,6 +92,13 @@ void WindowSettings::Save() const {
     const QString key = QString::fromUtf8(name);
     file.setValue(kDialogValues + key, dialogValues.value(key));
   }
+  file.setValue(kRendition, rendition);
+  file.setValue(kLook, ToText(NameOf(look)));
+  file.setValue(kLookFollows, lookFollowsDesktop);
+  file.setValue(kSafeColours, safeColours);
+  file.setValue(kLabels, labels);
+  file.setValue(kHydrogenLabels, hydrogenLabels);
+  file.setValue(kHybridColours, hybridColours);
   file.setValue(kCloseRun, closeRunWhenFinished);
   file.setValue(kSkipResult, skipsResult);
   file.setValue(kSkipBelow, skipsResultBelow);

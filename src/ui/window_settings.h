@@ -5,6 +5,9 @@
 #include <QList>
 #include <QString>
 
+#include "app/workbench.h"
+#include "draw/surface/lit_picture.h"
+
 namespace marvik {
 
 // What the window remembers between sessions, in "marvikui.ini" in the package directory. Without that directory the
@@ -17,9 +20,20 @@ struct WindowSettings {
   QString selectText;                    // last entered under Select
   QString packText;                      // and under Pack
   QHash<QString, QString> dialogValues;  // and in the dialogs that edit atoms, by their names
+  int rendition = kLitRendition;         // as of the first start
+  Look look = Look::Dark;
+  bool lookFollowsDesktop = false;
+  bool safeColours = false;
+  bool labels = true;
+  bool hydrogenLabels = false;
+  bool hybridColours = false;
   bool closeRunWhenFinished = false;
   bool skipsResult = true;          // accepts a refinement unasked when nothing moved
   double skipsResultBelow = 0.001;  // Å, what counts as nothing
+
+  // How structures are shown, from and to the workbench.
+  void ShowIn(Workbench& bench) const;
+  void TakeFrom(const Workbench& bench);
 
   void Load();
   void Save() const;

@@ -51,7 +51,8 @@ WindowTest::WindowTest() {
   bench.keepsRecentFiles = true;
   window = std::make_unique<MainWindow>(bench, messages);
   area = &window->Area();
-  window->Run(kNoPanelsCommand);
+  // As stated, without panels.
+  window->Run(kClassicLookCommand);
   area->setFixedSize(600, 600);
   window->show();
   EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));

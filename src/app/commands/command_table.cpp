@@ -8,6 +8,7 @@
 #include "app/preferences/opengl_preferences.h"
 #include "app/refinement/refine_fields.h"
 #include "app/workbench.h"
+#include "draw/surface/lit_picture.h"
 #include "edit/edit_atom.h"
 #include "edit/edit_label.h"
 #include "edit/edit_part.h"
@@ -36,6 +37,11 @@ bool IsDemoRunning(const Workbench& bench) {
 template <int id>
 bool IsPanelShown(const Workbench& bench) {
   return bench.hooks.isPanelShown && bench.hooks.isPanelShown(id);
+}
+template <int id>
+bool IsLook(const Workbench& bench) {
+  if (bench.lookFollowsDesktop) return id == kDesktopLookCommand;
+  return id == kDarkLookCommand + static_cast<int>(bench.look);
 }
 bool IsZoomed(const Workbench& bench) {
   return bench.view.zoomedOnSelection;
@@ -188,6 +194,14 @@ constexpr CommandRow kRows[] = {
     {553, "hydrogen-bonds-table", "&Hydrogen Bonds", "", "", None, Atoms, TableHandler<ReportKind::HydrogenBonds>,
      nullptr, ""},
     {554, "contacts-table", "Short &Contacts", "", "", None, Atoms, TableHandler<ReportKind::Contacts>, nullptr, ""},
+    {560, "look-dark", "&Dark", "", "", None, Always, LookHandler, IsLook<kDarkLookCommand>, ""},
+    {561, "look-light", "&Light", "", "", None, Always, LookHandler, IsLook<kLightLookCommand>, ""},
+    {562, "look-paper", "&Paper", "", "", None, Always, LookHandler, IsLook<kPaperLookCommand>, ""},
+    {563, "look-classic", "&Classic", "", "", None, Always, LookHandler, IsLook<kClassicLookCommand>, ""},
+    {564, "look-desktop", "&As the Desktop", "", "", None, Always, LookHandler, IsLook<kDesktopLookCommand>, ""},
+    {565, "safe-colours", "Colour-&Blind Safe", "", "[on|off]", None, Always, SafeColoursHandler,
+     IsOn<&Workbench::SafeColours>, ""},
+    {566, "lit", "&Lit", "Ctrl+5", "", None, Always, RenditionHandler, IsRendition<kLitRendition>, ""},
     {10101, "recent-file-1", "Recent File &1", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10102, "recent-file-2", "Recent File &2", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10103, "recent-file-3", "Recent File &3", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},

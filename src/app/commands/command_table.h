@@ -102,6 +102,12 @@ enum CommandId : int {
   kNoPanelsCommand = 539,
   kPaletteCommand = 540,
   kKeySheetCommand = 541,
+  kDarkLookCommand = 560,
+  kLightLookCommand = 561,
+  kPaperLookCommand = 562,
+  kClassicLookCommand = 563,
+  kDesktopLookCommand = 564,
+  kLitCommand = 566,
   kFirstRecentFileCommand = 10101,  // to 10104
 };
 inline constexpr int kRecentFileCount = 4;

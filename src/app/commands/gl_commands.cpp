@@ -10,6 +10,7 @@
 #include "base/atomic_write.h"
 #include "base/numbers.h"
 #include "draw/canvas/png_writer.h"
+#include "draw/surface/lit_picture.h"
 #include "picture/gl_output.h"
 #include "picture/jpeg_writer.h"
 #include "picture/picture_page.h"
@@ -81,7 +82,8 @@ std::span<const FieldRange> PictureFileField() {
 }
 
 bool IsOpenGlRendition(const Workbench& bench) {
-  return bench.RenditionMode == kBallAndStick || bench.RenditionMode == kThermalEllipsoid;
+  const int mode = FlatRendition(bench.document, bench.RenditionMode);
+  return mode == kBallAndStick || mode == kThermalEllipsoid;
 }
 
 bool RefuseOtherRenditions(Workbench& bench) {

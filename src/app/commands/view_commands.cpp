@@ -2,23 +2,31 @@
 
 #include "app/commands/command_handlers.h"
 #include "base/numbers.h"
+#include "draw/surface/lit_picture.h"
 
 namespace marvik {
 
 Outcome RenditionHandler(Workbench& bench, const CommandCall& call) {
-  switch (call.id) {
-    case kBallAndStickCommand:
-      bench.RenditionMode = kBallAndStick;
-      break;
-    case kThermalEllipsoidCommand:
-      bench.RenditionMode = kThermalEllipsoid;
-      break;
-    case kPipesCommand:
-      bench.RenditionMode = kPipes;
-      break;
-    default:
-      bench.RenditionMode = kWireFrame;
-  }
+  static constexpr std::pair<int, int> kModes[] = {{kWireFrameCommand, kWireFrame},
+                                                   {kBallAndStickCommand, kBallAndStick},
+                                                   {kThermalEllipsoidCommand, kThermalEllipsoid},
+                                                   {kPipesCommand, kPipes},
+                                                   {kLitCommand, kLitRendition}};
+  bench.RenditionMode = std::ranges::find(kModes, call.id, &std::pair<int, int>::first)->second;
+  return Outcome::Done;
+}
+
+Outcome LookHandler(Workbench& bench, const CommandCall& call) {
+  bench.lookFollowsDesktop = call.id == kDesktopLookCommand;
+  const bool dark = !bench.hooks.isDesktopDark || bench.hooks.isDesktopDark();
+  bench.SetLook(!bench.lookFollowsDesktop ? static_cast<Look>(call.id - kDarkLookCommand)
+                : dark                    ? Look::Dark
+                                          : Look::Light);
+  return Outcome::Done;
+}
+
+Outcome SafeColoursHandler(Workbench& bench, const CommandCall&) {
+  bench.SafeColours = !bench.SafeColours;
   return Outcome::Done;
 }
 

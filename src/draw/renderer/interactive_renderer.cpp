@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "draw/renderer/cell_box.h"
 #include "draw/renderer/render_frame.h"
 
 namespace marvik {
@@ -19,8 +20,6 @@ constexpr Rgb kSelectionOnWhite{200, 0, 200};
 constexpr double kOutsideSlab = 0.6;
 // A line of one pixel on the screen is one of 0.2 mm on paper.
 constexpr double kPageUnit = 20.0;
-// Thin lines of pictures of twice this side are two pixels wide, and so on.
-constexpr double kSidePerUnit = 1000.0;
 
 int16_t To16Bits(double v) {
   return static_cast<int16_t>(std::lround(std::clamp(v, -32768.0, 32767.0)));
@@ -183,17 +182,15 @@ void RenderFrame::SetUpMap() {
 void RenderFrame::SetUpColours() {
   const bool paper = Paper();
   for (int row = 0; row < kElementRows; ++row)
-    palette_[static_cast<size_t>(row)] = LegibleOn(RgbOf(document_->elements[row].colour), paper);
-  const Rgb peak = LegibleOn(RgbOf(document_->elements[kUnknownRow].colour), paper);
+    palette_[static_cast<size_t>(row)] =
+        LegibleOn(ElementColourOf(document_->elements, row, options_->safeColours), paper);
+  const Rgb peak = LegibleOn(ElementColourOf(document_->elements, kUnknownRow, options_->safeColours), paper);
   for (int i = 0; i < kPeakShadeCount; ++i)
     palette_[static_cast<size_t>(kPeakShades + i)] =
         MixColours(Background(), peak, 0.35 + 0.65 * i / (kPeakShadeCount - 1));
   palette_[kGreyIndex] = options_->printing ? kBlack : kUnknownBondOnScreen;
   palette_[kSelectionIndex] = paper ? kSelectionOnWhite : kSelectionOnBlack;
-  palette_[kCellA] = LegibleOn({255, 0, 0}, paper);
-  palette_[kCellB] = LegibleOn({0, 200, 0}, paper);
-  palette_[kCellC] = LegibleOn({0, 0, 255}, paper);
-  palette_[kCellEdge] = paper ? Rgb{90, 90, 90} : Rgb{170, 170, 170};
+  std::ranges::copy(CellColoursOn(paper), palette_.begin() + kCellA);
   for (size_t i = 0; i < kPaletteSize; ++i)
     palette_[i + kDimIndex] = MixColours(Background(), palette_[i], kOutsideSlab);
 }
@@ -228,7 +225,7 @@ bool RenderFrame::IsSelected(const BondRecord* bond) const {
 }
 
 Rgb RenderFrame::ElementRgb(const FrameAtom& atom) const {
-  return atom.unknown ? palette_[atom.colour] : RgbOf(document_->elements[atom.row].colour);
+  return atom.unknown ? palette_[atom.colour] : ElementColourOf(document_->elements, atom.row, options_->safeColours);
 }
 
 }  // namespace marvik

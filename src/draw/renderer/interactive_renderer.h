@@ -25,10 +25,13 @@ inline constexpr char kLeaderGroup[] = "leaders";
 struct RenderOptions {
   int mode = kWireFrame;  // anything else than the four is the wire frame
   Look look = Look::Classic;
+  bool safeColours = false;  // of elements, for colour-blind eyes
   bool labels = true;
   // Labels go toward their best places by small steps from where the last picture had them, so that they can be
   // followed while the model turns. Off: the picture depends on nothing but the document, the view and these options.
   bool steadyLabels = false;
+  // Labels go along with their atoms from where the last picture with steady ones had them; none looks for a place.
+  bool carriedLabels = false;
   bool hydrogenLabels = false;
   double labelPoints = 9.0;  // of the labels' type, on paper and screen; whoever makes the canvas goes by it
   LabelForm labelForm = LabelForm::Plain;
@@ -42,6 +45,7 @@ struct RenderOptions {
   bool clear = true;             // off: what is there stays behind the picture
   bool layout = false;           // Layout() is going to be asked
   bool selection = true;         // what is selected is marked
+  bool bodies = true;            // off: only what stands over atoms, bonds and cell: marks and texts
 };
 
 // Asked before each atom; false stops the picture where it is.

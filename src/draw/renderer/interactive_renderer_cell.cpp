@@ -1,6 +1,7 @@
 #include <array>
 #include <cmath>
 
+#include "draw/renderer/cell_box.h"
 #include "draw/renderer/render_frame.h"
 
 namespace marvik {
@@ -10,35 +11,9 @@ namespace {
 // In the scene an edge is cut into so many pieces, each in its own place in the depth order.
 constexpr int kPiecesPerEdge = 24;
 
-struct Corner {
-  Fractional at;
-  char letter;
-};
-constexpr std::array<Corner, 8> kCorners{{{{1, 1, 1}, ' '},
-                                          {{0, 1, 1}, ' '},
-                                          {{1, 0, 1}, ' '},
-                                          {{1, 1, 0}, ' '},
-                                          {{0, 0, 1}, 'c'},
-                                          {{0, 1, 0}, 'b'},
-                                          {{1, 0, 0}, 'a'},
-                                          {{0, 0, 0}, 'o'}}};
-struct Edge {
-  size_t from;
-  size_t to;
-  uint8_t colour;
-};
-constexpr std::array<Edge, 12> kEdges{{{7, 6, kCellA},
-                                       {7, 5, kCellB},
-                                       {7, 4, kCellC},
-                                       {6, 3, kCellEdge},
-                                       {6, 2, kCellEdge},
-                                       {5, 3, kCellEdge},
-                                       {5, 1, kCellEdge},
-                                       {4, 2, kCellEdge},
-                                       {4, 1, kCellEdge},
-                                       {3, 0, kCellEdge},
-                                       {2, 0, kCellEdge},
-                                       {1, 0, kCellEdge}}};
+uint8_t ColourOf(const CellEdge& edge) {
+  return static_cast<uint8_t>(kCellA + static_cast<uint8_t>(edge.axis));
+}
 
 ViewPoint Along(const ViewPoint& a, const ViewPoint& b, double t) {
   return a + (b - a) * t;
@@ -49,7 +24,7 @@ ViewPoint Along(const ViewPoint& a, const ViewPoint& b, double t) {
 // All corners in view coordinates; false when one is out of reach.
 bool RenderFrame::CellCorners(std::array<ViewPoint, 8>& corners) const {
   for (size_t i = 0; i < corners.size(); ++i) {
-    corners[i] = view_->transformPoint(document_->matrix * kCorners[i].at - view_->viewCentre).p;
+    corners[i] = view_->transformPoint(document_->matrix * kCellCorners[i].at - view_->viewCentre).p;
     if (!IsFinite(corners[i]) || Length(corners[i]) > 1e6) return false;
   }
   return true;
@@ -58,7 +33,7 @@ bool RenderFrame::CellCorners(std::array<ViewPoint, 8>& corners) const {
 void RenderFrame::SetUpCellBox() {
   std::array<ViewPoint, 8> corners;
   if (!CellCorners(corners)) return;
-  for (const Edge& edge : kEdges) {
+  for (const CellEdge& edge : kCellEdges) {
     const CanvasPoint a = DevicePoint(corners[edge.from]);
     const CanvasPoint b = DevicePoint(corners[edge.to]);
     const auto at = [&](double t) { return CanvasPoint{a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t}; };
@@ -66,7 +41,7 @@ void RenderFrame::SetUpCellBox() {
       const double t0 = static_cast<double>(i) / kPiecesPerEdge;
       const double t1 = (i + 1.0) / kPiecesPerEdge;
       const double z = Along(corners[edge.from], corners[edge.to], (t0 + t1) / 2.0).z;
-      const auto colour = InSlab(z) ? edge.colour : static_cast<uint8_t>(edge.colour + kDimIndex);
+      const auto colour = InSlab(z) ? ColourOf(edge) : static_cast<uint8_t>(ColourOf(edge) + kDimIndex);
       cellPieces_.push_back({at(t0), at(t1), static_cast<float>(z), colour});
     }
   }
@@ -76,7 +51,7 @@ void RenderFrame::SetUpCellBox() {
 void RenderFrame::drawCellBox(double near, double far) {
   std::array<ViewPoint, 8> corners;
   if (!CellCorners(corners)) return;
-  for (const Edge& edge : kEdges) {
+  for (const CellEdge& edge : kCellEdges) {
     const ViewPoint& p = corners[edge.from];
     const ViewPoint& q = corners[edge.to];
     const CanvasPoint a = DevicePoint(p);
@@ -93,7 +68,7 @@ void RenderFrame::drawCellBox(double near, double far) {
       if (!(cuts[i] < cuts[i + 1])) continue;
       const double z = Along(p, q, (cuts[i] + cuts[i + 1]) / 2.0).z;
       const bool inside = z >= near && z <= far;
-      const Rgb colour = palette_[inside ? edge.colour : edge.colour + kDimIndex];
+      const Rgb colour = palette_[inside ? ColourOf(edge) : ColourOf(edge) + kDimIndex];
       canvas_->Line(at(cuts[i]), at(cuts[i + 1]), ThinPen(colour));
     }
   }
@@ -105,12 +80,12 @@ void RenderFrame::SetUpCellLetters() {
   if (!CellCorners(corners)) return;
   const CanvasPoint middle = DevicePoint(Along(corners[0], corners[7], 0.5));
   for (size_t i = 0; i < corners.size(); ++i) {
-    if (kCorners[i].letter == ' ') continue;
-    const std::string_view text(&kCorners[i].letter, 1);
+    if (kCellCorners[i].letter == ' ') continue;
+    const std::string_view text(&kCellCorners[i].letter, 1);
     const CanvasPoint at = DevicePoint(corners[i]);
     const CanvasPoint size = canvas_->TextSize(text);
     const CanvasPoint corner = LabelCorner(at, 2.0 * map_.unit, size, at.x - middle.x, at.y - middle.y);
-    cellLetters_.push_back({{corner, size, at, 0.0, true}, kCorners[i].letter});
+    cellLetters_.push_back({{corner, size, at, 0.0, true}, kCellCorners[i].letter});
   }
 }
 

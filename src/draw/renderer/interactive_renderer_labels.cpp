@@ -220,6 +220,25 @@ void RenderFrame::AddLeader(ShownLabel& label) {
   label.leader = gap > kLeastLeader * label.size.y + kBodyGap * map_.unit;
 }
 
+void RenderFrame::CarryLabels() {
+  if (labelMemory_.size() != atoms_.size()) return;
+  for (const DrawItem& item : items_) {
+    const LabelRequest request = RequestOf(item.reference);
+    const LabelMemory& memory = labelMemory_[item.reference];
+    if (!request.fixed && memory.serial != atoms_[item.reference].atom->serial) continue;
+    ShownLabel label;
+    label.atom = item.reference;
+    label.size = request.size;
+    label.rim = true;
+    const CanvasPoint& centre = request.body.centre;
+    label.corner = request.fixed ? request.corner
+                                 : CanvasPoint{centre.x + memory.now.x - label.size.x / 2,
+                                               centre.y + memory.now.y + label.size.y / 2};
+    if (!request.fixed) AddLeader(label);
+    shownLabels_.push_back(label);
+  }
+}
+
 void RenderFrame::PlaceLabels() {
   if (options_->steadyLabels) {
     SetUpSteadyLabels();
@@ -266,8 +285,10 @@ void RenderFrame::CollectLabels() {
   shownLabels_.clear();
   leftOut_.clear();
   const bool readable = items_.size() <= kMostReadable;
-  if (readable || options_->layout) CollectObstacles();
-  if (readable) {
+  if ((readable && !options_->carriedLabels) || options_->layout) CollectObstacles();
+  if (readable && options_->carriedLabels) {
+    CarryLabels();
+  } else if (readable) {
     PlaceLabels();
   } else {
     labelMemory_.clear();

@@ -39,7 +39,7 @@ bool RenderFrame::renderScene() {
   if (options_->mode == kPipes) SetUpPipes();
   cellPieces_.clear();
   if (options_->showCell) SetUpCellBox();
-  if (!DrawInDepthOrder()) return false;
+  if (options_->bodies && !DrawInDepthOrder()) return false;
   DrawSelection();
   return true;
 }

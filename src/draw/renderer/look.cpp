@@ -13,7 +13,27 @@ constexpr Rgb kLightGround{247, 247, 244};
 constexpr Rgb kPaperBond{84, 84, 84};
 constexpr Rgb kDarkBond{176, 176, 176};
 
+constexpr Rgb kSafeCarbon{138, 138, 138};
+constexpr Rgb kSafeMetal{204, 121, 167};
+struct SafeColour {
+  int row;
+  Rgb colour;
+};
+constexpr SafeColour kSafeColours[] = {
+    {1, {255, 255, 255}}, {5, {86, 180, 233}},    {6, kSafeCarbon},
+    {7, {0, 114, 178}},   {8, {213, 94, 0}},      {9, {0, 158, 115}},
+    {14, {230, 159, 0}},  {15, {230, 159, 0}},    {16, {240, 228, 66}},
+    {17, {0, 158, 115}},  {34, {240, 228, 66}},   {35, {0, 158, 115}},
+    {53, {0, 158, 115}},  {104, {255, 255, 255}}, {kUnknownRow, {240, 228, 66}},
+};
+
 }  // namespace
+
+Rgb ElementColourOf(const ElementTable& elements, int row, bool safe) {
+  if (!safe) return RgbOf(elements[row].colour);
+  const auto found = std::ranges::find(kSafeColours, row, &SafeColour::row);
+  return found == std::end(kSafeColours) ? kSafeMetal : found->colour;
+}
 
 std::optional<Look> LookNamed(std::string_view name) {
   const auto found = std::ranges::find(kLooks, name);

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "draw/canvas/canvas.h"
+#include "model/element_table.h"
 
 namespace marvik {
 
@@ -25,5 +26,9 @@ struct LookColours {
   Rgb bond;  // else
 };
 LookColours ColoursOf(Look look, bool onWhite);
+
+// The colour of an element's row; safe: one of the eight that the colour-blind tell apart (M. Okabe, K. Ito, "Color
+// Universal Design", 2008), by what the element is, whatever the table says.
+Rgb ElementColourOf(const ElementTable& elements, int row, bool safe);
 
 }  // namespace marvik

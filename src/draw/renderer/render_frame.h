@@ -230,6 +230,7 @@ class RenderFrame {
   void DrawLabelTexts();
   void CollectLabels();
   void CollectNearestLabels();
+  void CarryLabels();
   void PlaceLabels();
   LabelRequest RequestOf(uint32_t index);
   EllipseShape BodyShape(uint32_t index) const;

@@ -6,6 +6,7 @@
 #include "draw/canvas/colours.h"
 #include "draw/canvas/scanline_canvas.h"
 #include "draw/renderer/bond_sticks.h"
+#include "draw/renderer/cell_box.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -18,35 +19,10 @@ constexpr double kStickFactor = 1.5;    // wider than lines are drawn
 constexpr size_t kCarbonRow = 6;
 constexpr Rgb kPeakColour{215, 195, 60};
 constexpr Rgb kGrey{128, 128, 128};
-
-// Texts, and the lines that lead to them, of what the interactive renderer draws.
-class TextsOnly : public Canvas {
- public:
-  explicit TextsOnly(Canvas& canvas) : canvas_(canvas) {}
-  void Clear(Rgb) override {}
-  void Lines(std::span<const LinePiece>, const Pen&) override {}
-  void Line(CanvasPoint a, CanvasPoint b, const Pen& pen) override {
-    if (leaders_) canvas_.Line(a, b, pen);
-  }
-  void FillEllipse(const EllipseShape&, Rgb, const Pen&) override {}
-  void DiscStack(CanvasPoint, std::span<const Disc>) override {}
-  void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) override {
-    if (pen.width >= 2.0) canvas_.Arc(shape, t0, t1, pen);  // rings about what is selected
-  }
-  void FillSector(const EllipseShape&, double, double, Rgb) override {}
-  void Polygon(std::span<const CanvasPoint>, Rgb, const Pen&) override {}
-  void Polyline(std::span<const CanvasPoint>, const Pen&) override {}
-  void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override {
-    canvas_.Text(at, anchor, text, look);
-  }
-  CanvasPoint TextSize(std::string_view text, size_t lowered) override { return canvas_.TextSize(text, lowered); }
-  void BeginGroup(std::string_view name) override { leaders_ = name == kLeaderGroup; }
-  void EndGroup() override { leaders_ = false; }
-
- private:
-  Canvas& canvas_;
-  bool leaders_ = false;
-};
+constexpr double kFaintestPeak = 0.35;  // share of the colour
+constexpr double kDash = 0.16;          // Å, of a dashed bond; gaps are as long
+constexpr double kDotGap = 0.16;        // Å from dot to dot
+constexpr double kCellEdge = 0.55;      // pixels for each pixel of a thin line
 
 class Builder {
  public:
@@ -62,8 +38,10 @@ class Builder {
   }
 
   LitScene Build() {
-    scene_.background = ColoursOf(options_.look, options_.printing || options_.whiteBackground).background;
+    colours_ = ColoursOf(options_.look, options_.printing || options_.whiteBackground);
+    scene_.background = colours_.background;
     FindSmallest();
+    if (options_.showCell) AddCell();
     for (const AtomRecord* atom : Atoms(document_.atoms, kVisibleOnly)) {
       if (!IsFinite(atom->position)) continue;
       AddAtom(*atom);
@@ -76,17 +54,22 @@ class Builder {
   }
 
  private:
-  ViewPoint At(const AtomRecord& atom) const {
-    const ViewPoint p = view_.transformPoint(atom.position - view_.viewCentre).p;
+  ViewPoint At(const AtomRecord& atom) const { return At(atom.position); }
+  ViewPoint At(const Cartesian& position) const {
+    const ViewPoint p = view_.transformPoint(position - view_.viewCentre).p;
     return {originX_ + p.x * scale_, originY_ - p.y * scale_, p.z * scale_};
   }
   int RowOf(const AtomRecord& atom) const {
     return atom.element ? std::clamp(atom.element->atomicNumber, 0, kUnknownRow) : kUnknownRow;
   }
   Rgb ColourOfAtom(const AtomRecord& atom) const {
-    if (atom.IsPeak()) return kPeakColour;
+    if (atom.IsPeak()) {
+      const double share = highest_ > 0.0 ? std::abs(atom.peakHeight) / highest_ : 1.0;
+      return MixColours(scene_.background, LegibleOn(kPeakColour, colours_.light),
+                        kFaintestPeak + (1.0 - kFaintestPeak) * std::clamp(share, 0.0, 1.0));
+    }
     const int row = RowOf(atom);
-    return row == kUnknownRow ? kGrey : RgbOf(document_.elements[row].colour);
+    return row == kUnknownRow ? kGrey : ElementColourOf(document_.elements, row, options_.safeColours);
   }
   static bool IsHydrogenRow(int row) { return row == kHydrogenRow || row == kDeuteriumRow; }
 
@@ -106,6 +89,8 @@ class Builder {
   void FindSmallest() {
     smallest_ = kHydrogenBall * angstrom_;
     for (const AtomRecord* atom : Atoms(document_.atoms, kVisibleOnly)) {
+      if (atom->IsPeak() && std::isfinite(atom->peakHeight))
+        highest_ = std::max(highest_, std::abs(double{atom->peakHeight}));
       if (!atom->IsAnisotropic() || RowOf(*atom) == kUnknownRow) continue;
       std::array<ViewPoint, 3> axes;
       if (!AxesOf(*atom, axes)) continue;
@@ -145,8 +130,41 @@ class Builder {
         length > 0.0 ? ViewPoint{-(b.y - a.y) / length, (b.x - a.x) / length, 0.0} : ViewPoint{1.0, 0.0, 0.0};
     for (const BondStick& stick : SticksOfOrder(bond.Order())) {
       const ViewPoint shift = across * (stick.side * width);
-      scene_.sticks.push_back(
-          {a + shift, b + shift, 0.5 * width * stick.share, ColourOfAtom(atom), ColourOfAtom(partner)});
+      AddStick({a + shift, b + shift, 0.5 * width * stick.share, ColourOfAtom(atom), ColourOfAtom(partner)},
+               stick.dashed ? kDashed : bond.Style());
+    }
+  }
+
+  void AddStick(const LitStick& stick, int style) {
+    if (style == kSolid) return scene_.sticks.push_back(stick);
+    const double step = (style == kDashed ? 2.0 * kDash : kDotGap) * angstrom_;
+    const double length = Length(stick.b - stick.a);
+    if (!(step > 0.0 && length < 1000.0 * step)) return;
+    const int pieces = std::max(1, static_cast<int>(length / step));
+    for (int i = 0; i < pieces; ++i) {
+      const double middle = (i + 0.5) / pieces;
+      const Rgb colour = middle < 0.5 ? stick.colourA : stick.colourB;
+      const ViewPoint at = stick.a + (stick.b - stick.a) * middle;
+      const ViewPoint half = (stick.b - stick.a) * (0.25 / pieces);
+      if (style == kDashed) {
+        scene_.sticks.push_back({at - half, at + half, stick.radius, colour, colour});
+        scene_.balls.push_back({at - half, stick.radius, colour});
+        scene_.balls.push_back({at + half, stick.radius, colour});
+      } else {
+        scene_.balls.push_back({at, stick.radius, colour});
+      }
+    }
+  }
+
+  void AddCell() {
+    const CellColours colours = CellColoursOn(colours_.light);
+    const double radius = kCellEdge * std::max(1.0, view_.drawingSize / kSidePerUnit);
+    for (const CellEdge& edge : kCellEdges) {
+      const Cartesian a = document_.matrix * kCellCorners[edge.from].at;
+      const Cartesian b = document_.matrix * kCellCorners[edge.to].at;
+      if (!IsFinite(a) || !IsFinite(b)) continue;
+      const Rgb colour = colours[static_cast<size_t>(edge.axis)];
+      scene_.sticks.push_back({At(a), At(b), radius, colour, colour});
     }
   }
 
@@ -160,25 +178,51 @@ class Builder {
   double originY_ = 0.0;
   double probability_ = 1.0;
   double smallest_ = 1.0;  // ellipsoid, pixels
+  double highest_ = 0.0;   // peak
+  LookColours colours_;
   bool anisotropic_ = false;
   LitScene scene_;
 };
 
 }  // namespace
 
+int FlatRendition(const Document& document, int mode) {
+  if (mode != kLitRendition) return mode;
+  for (const AtomRecord* atom : Atoms(document.atoms, kVisibleOnly)) {
+    if (atom->IsAnisotropic()) return kThermalEllipsoid;
+  }
+  return kBallAndStick;
+}
+
 LitScene BuildLitScene(const Document& document, const ViewState& view, const RenderOptions& options) {
   return Builder(document, view, options).Build();
 }
 
+const Image& LitCache::Draw(LitScene scene, int width, int height, const LitOptions& options) {
+  const bool same =
+      surface_.width == width && surface_.height == height && moving_ == options.moving && scene == scene_;
+  drawn_ = !same;
+  if (same) return surface_;
+  surface_ = Image();  // never two at a time
+  surface_ = DrawLitSurface(scene, width, height, options);
+  scene_ = std::move(scene);
+  moving_ = options.moving;
+  return surface_;
+}
+
+bool DrawOverLit(Document& document, const ViewState& view, const RenderOptions& options, Canvas& canvas,
+                 InteractiveRenderer& renderer, const KeepGoing& keepGoing) {
+  RenderOptions over = options;
+  over.mode = FlatRendition(document, kLitRendition);
+  over.clear = over.bodies = false;
+  return renderer.Render(document, view, over, canvas, keepGoing);
+}
+
 LitPicture DrawLit(Document& document, const ViewState& view, const RenderOptions& options, int width, int height,
                    const LitOptions& lit, LabelFont* font, InteractiveRenderer& renderer, const KeepGoing& keepGoing) {
-  const LitScene scene = BuildLitScene(document, view, options);
-  LitPicture picture{DrawLitSurface(scene, width, height, lit), false};
+  LitPicture picture{DrawLitSurface(BuildLitScene(document, view, options), width, height, lit), false};
   ScanlineCanvas canvas(picture.image, font);
-  TextsOnly texts(canvas);
-  RenderOptions over = options;
-  over.mode = scene.ellipsoids.empty() ? kBallAndStick : kThermalEllipsoid;
-  picture.complete = renderer.Render(document, view, over, texts, keepGoing);
+  picture.complete = DrawOverLit(document, view, options, canvas, renderer, keepGoing);
   return picture;
 }
 

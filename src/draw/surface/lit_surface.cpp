@@ -19,6 +19,7 @@ namespace {
 constexpr float kNothing = -1e30f;  // depth where there is no body
 constexpr double kVast = 1e6;       // pixels
 constexpr int kBandRows = 32;
+constexpr int kStripBands = 8;  // drawn before their rows are lit
 
 // Light from the upper left, over the viewer's shoulder.
 constexpr float kLightX = -0.42f;
@@ -38,23 +39,24 @@ bool IsSound(const ViewPoint& p) {
   return std::abs(p.x) < kVast && std::abs(p.y) < kVast && std::abs(p.z) < kVast;
 }
 
-// What the rays of a band of rows found.
+// What the rays found, of the last rows that were drawn: those that are to be lit and those that shade them.
 struct Grid {
   int width = 0;
   int height = 0;
+  int kept = 0;  // rows, whole bands
   std::vector<float> depth;
   std::vector<float> normalX;
   std::vector<float> normalY;
   std::vector<uint32_t> colour;
 
-  Grid(int w, int h) : width(w), height(h) {
-    const size_t size = static_cast<size_t>(w) * static_cast<size_t>(h);
-    depth.assign(size, kNothing);
+  Grid(int w, int h, int rows) : width(w), height(h), kept(rows) {
+    const size_t size = static_cast<size_t>(w) * static_cast<size_t>(rows);
+    depth.resize(size);
     normalX.resize(size);
     normalY.resize(size);
     colour.resize(size);
   }
-  size_t Row(int y) const { return static_cast<size_t>(y) * static_cast<size_t>(width); }
+  size_t Row(int y) const { return static_cast<size_t>(y % kept) * static_cast<size_t>(width); }
 };
 
 // Pointers to one row of the grid.
@@ -211,6 +213,8 @@ class Rays {
   void DrawBand(size_t band) {
     const int top = static_cast<int>(band) * kBandRows;
     const int bottom = std::min(top + kBandRows, grid_.height) - 1;
+    std::fill_n(grid_.depth.begin() + static_cast<ptrdiff_t>(grid_.Row(top)),
+                static_cast<size_t>(bottom - top + 1) * static_cast<size_t>(grid_.width), kNothing);
     for (const uint32_t entry : bands_[band]) {
       const uint32_t index = entry >> 2;
       switch (entry & 3u) {
@@ -439,10 +443,10 @@ void LightRow(const Grid& grid, int y, const Lighting& light, uint32_t* pixels) 
 }
 
 // Two by two pixels of the grid to one.
-void HalveRow(const Image& fine, int y, uint32_t* pixels, int width) {
+void HalveRow(const Image& fine, uint32_t* pixels, int width) {
   for (int x = 0; x < width; ++x) {
-    const std::array<uint32_t, 4> four{fine.At(2 * x, 2 * y), fine.At(2 * x + 1, 2 * y), fine.At(2 * x, 2 * y + 1),
-                                       fine.At(2 * x + 1, 2 * y + 1)};
+    const std::array<uint32_t, 4> four{fine.At(2 * x, 0), fine.At(2 * x + 1, 0), fine.At(2 * x, 1),
+                                       fine.At(2 * x + 1, 1)};
     uint32_t evens = 0x00020002u;
     uint32_t odds = 0x00020002u;
     for (const uint32_t p : four) {
@@ -471,43 +475,67 @@ void DoubleRow(const Image& coarse, int y, uint32_t* pixels, int width) {
   }
 }
 
+Lighting LightingOf(const LitScene& scene, int width, double scale, const LitOptions& options) {
+  Lighting light{};
+  light.near = kNothing;
+  light.far = std::numeric_limits<float>::max();
+  const auto take = [&](const ViewPoint& centre, double radius) {
+    if (!IsSound(centre)) return;
+    light.near = std::max(light.near, static_cast<float>((centre.z + radius) * scale));
+    light.far = std::min(light.far, static_cast<float>((centre.z - radius) * scale));
+  };
+  for (const LitBall& ball : scene.balls) take(ball.centre, ball.radius);
+  for (const LitEllipsoid& ellipsoid : scene.ellipsoids) take(ellipsoid.centre, 0.0);
+  light.edge = static_cast<float>(std::max(2.0, 0.006 * width * scale));
+  light.shadowReach = options.shadow && !options.moving ? std::max(2, static_cast<int>(0.02 * width * scale)) : 0;
+  light.background = PixelOf(scene.background);
+  return light;
+}
+
 }  // namespace
 
 Image DrawLitSurface(const LitScene& scene, int width, int height, const LitOptions& options) {
   Image picture(width, height);
   if (picture.pixels.empty()) return picture;
   const int threads = options.threads > 0 ? options.threads : static_cast<int>(std::thread::hardware_concurrency());
-  Grid grid(options.moving ? (width + 1) / 2 : 2 * width, options.moving ? (height + 1) / 2 : 2 * height);
-  const double scale = options.moving ? 0.5 : 2.0;
+  const bool moving = options.moving;
+  const double scale = moving ? 0.5 : 2.0;
+  const Lighting light = LightingOf(scene, width, scale, options);
+  const int margin = light.shadowReach + 2;
+  const int bandsKept = kStripBands + (2 * margin + kBandRows - 1) / kBandRows;
+  Grid grid(moving ? (width + 1) / 2 : 2 * width, moving ? (height + 1) / 2 : 2 * height, bandsKept * kBandRows);
   Rays rays(scene, scale, grid);
-  InThreads(rays.Bands(), threads, [&](size_t band) { rays.DrawBand(band); });
-  Lighting light{};
-  light.near = kNothing;
-  light.far = std::numeric_limits<float>::max();
-  for (const LitBall& ball : scene.balls) {
-    if (!IsSound(ball.centre)) continue;
-    light.near = std::max(light.near, static_cast<float>((ball.centre.z + ball.radius) * scale));
-    light.far = std::min(light.far, static_cast<float>((ball.centre.z - ball.radius) * scale));
+  Image coarse(moving ? grid.width : 0, grid.height);
+  // Strip by strip, so that there is never the whole of the fine grid; rows are lit as soon as those that shade them
+  // are there.
+  int lit = 0;
+  for (size_t first = 0; first < rays.Bands(); first += kStripBands) {
+    const size_t last = std::min(first + kStripBands, rays.Bands());
+    InThreads(last - first, threads, [&](size_t i) { rays.DrawBand(first + i); });
+    const int drawn = static_cast<int>(last) * kBandRows - margin;
+    const int ready = last == rays.Bands() ? grid.height : std::max(lit, drawn - drawn % 2);
+    const auto pieces = static_cast<size_t>((ready - lit + kBandRows - 1) / kBandRows);
+    InThreads(pieces, threads, [&](size_t piece) {
+      const int top = lit + static_cast<int>(piece) * kBandRows;
+      const int bottom = std::min(top + kBandRows, ready);
+      if (moving) {
+        for (int y = top; y < bottom; ++y) LightRow(grid, y, light, &coarse.At(0, y));
+        return;
+      }
+      Image fine(grid.width, 2);
+      for (int y = top; y < bottom; y += 2) {
+        LightRow(grid, y, light, &fine.At(0, 0));
+        LightRow(grid, y + 1, light, &fine.At(0, 1));
+        HalveRow(fine, &picture.At(0, y / 2), width);
+      }
+    });
+    lit = ready;
   }
-  for (const LitEllipsoid& e : scene.ellipsoids) {
-    if (!IsSound(e.centre)) continue;
-    light.near = std::max(light.near, static_cast<float>(e.centre.z * scale));
-    light.far = std::min(light.far, static_cast<float>(e.centre.z * scale));
-  }
-  light.edge = static_cast<float>(std::max(2.0, 0.006 * width * scale));
-  light.shadowReach = options.shadow && !options.moving ? std::max(2, static_cast<int>(0.02 * width * scale)) : 0;
-  light.background = PixelOf(scene.background);
-  Image lit(grid.width, grid.height);
-  InThreads(rays.Bands(), threads, [&](size_t band) {
-    const int top = static_cast<int>(band) * kBandRows;
-    for (int y = top; y < std::min(top + kBandRows, grid.height); ++y) LightRow(grid, y, light, &lit.At(0, y));
-  });
+  if (!moving) return picture;
   const auto bands = static_cast<size_t>((height + kBandRows - 1) / kBandRows);
   InThreads(bands, threads, [&](size_t band) {
     const int top = static_cast<int>(band) * kBandRows;
-    for (int y = top; y < std::min(top + kBandRows, height); ++y) {
-      options.moving ? DoubleRow(lit, y, &picture.At(0, y), width) : HalveRow(lit, y, &picture.At(0, y), width);
-    }
+    for (int y = top; y < std::min(top + kBandRows, height); ++y) DoubleRow(coarse, y, &picture.At(0, y), width);
   });
   return picture;
 }

@@ -14,6 +14,7 @@ struct LitBall {
   ViewPoint centre;
   double radius = 0.0;
   Rgb colour;
+  friend bool operator==(const LitBall&, const LitBall&) = default;
 };
 // Three semi-axes at right angles. Cut: without the octant between those halves of the axes that come to the viewer.
 struct LitEllipsoid {
@@ -21,6 +22,7 @@ struct LitEllipsoid {
   std::array<ViewPoint, 3> axes;
   Rgb colour;
   bool cut = false;
+  friend bool operator==(const LitEllipsoid&, const LitEllipsoid&) = default;
 };
 // A cylinder without ends, each half in a colour of its own.
 struct LitStick {
@@ -29,12 +31,14 @@ struct LitStick {
   double radius = 0.0;
   Rgb colourA;
   Rgb colourB;
+  friend bool operator==(const LitStick&, const LitStick&) = default;
 };
 struct LitScene {
   std::vector<LitBall> balls;
   std::vector<LitEllipsoid> ellipsoids;
   std::vector<LitStick> sticks;
   Rgb background;
+  friend bool operator==(const LitScene&, const LitScene&) = default;
 };
 
 struct LitOptions {
