@@ -41,7 +41,7 @@ Reflection MeanOf(const Keyed* first, const Keyed* last, MergeStatistics& statis
   const double internal = deviation / (static_cast<double>(n) * std::sqrt(static_cast<double>(n) - 1.0));
   mean.sigma = std::max(external, internal);
   statistics.rIntMembers += n;
-  if (internal > 5.0 * external) ++statistics.inconsistent;
+  if (internal > 5.0 * external) statistics.inconsistent.push_back({mean.h, n, mean.intensity, external, internal});
   return mean;
 }
 

@@ -43,6 +43,15 @@ struct DataLimits {
   bool batches = false;  // batches have scales of their own: equivalents of different ones are not merged
 };
 
+// Equivalents that agree worse than their own σ say.
+struct Disagreement {
+  Miller h{};
+  size_t members = 0;
+  double mean = 0.0;
+  double expected = 0.0;  // σ of the mean from those of the members
+  double found = 0.0;     // and from how they scatter
+};
+
 struct MergeStatistics {
   size_t read = 0;
   size_t absent = 0;
@@ -50,9 +59,9 @@ struct MergeStatistics {
   size_t outside = 0;            // beyond SHEL or the 2θ limit, weak with OMIT, or in a group without an end
   size_t omitted = 0;
   size_t unique = 0;
-  size_t inconsistent = 0;  // equivalents that disagree by more than five σ of the mean
-  double rInt = 0.0;        // Σ|I - <I>| / Σ I over groups with more than one member
-  double rSigma = 0.0;      // Σσ / ΣI of the unique data
+  std::vector<Disagreement> inconsistent;  // by more than five σ of the mean
+  double rInt = 0.0;                       // Σ|I - <I>| / Σ I over groups with more than one member
+  double rSigma = 0.0;                     // Σσ / ΣI of the unique data
   size_t rIntMembers = 0;
   Miller lowest{};
   Miller highest{};

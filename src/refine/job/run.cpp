@@ -92,6 +92,7 @@ int Work(const std::string& base, const LineSink& print, const std::string& said
                r.final.strong, r.final.r1All, r.final.all, r.parameters, r.restraints));
   for (const std::string& name : NotPositiveAtoms(s.structure))
     print(" ** The displacement of " + name + " is not positive **");
+  if (const std::string one = DominantReflection(s); !one.empty()) print(" ** " + one + " **");
   PrintPeaks(s, print);
   PrintedMessages messages(print);
   const std::string text = ComposeResult(s, messages);

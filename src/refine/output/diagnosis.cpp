@@ -17,8 +17,9 @@ constexpr double kElongation = 3.0;         // largest principal value against t
 
 using Matrix = std::array<int, 9>;
 
-// Rotations of the lattice, whose elements are -1, 0 and 1, that leave its metric nearly as it is.
-std::vector<Matrix> LatticeRotations(const Metric& metric) {
+}  // namespace
+
+std::vector<std::array<int, 9>> LatticeRotations(const Metric& metric) {
   std::vector<Matrix> found;
   const Mat3 m = metric.orthogonal;
   const Mat3 g = Transposed(m) * m;
@@ -41,6 +42,8 @@ std::vector<Matrix> LatticeRotations(const Metric& metric) {
   }
   return found;
 }
+
+namespace {
 
 Miller Turned(const Miller& h, const Matrix& r) {
   Miller out{};

@@ -3,6 +3,7 @@
 
 #include "base/numbers.h"
 #include "chem/uncertainty.h"
+#include "refine/output/linear_study.h"
 #include "refine/output/tables.h"
 
 namespace marvik {
@@ -158,7 +159,7 @@ std::string DataTable(const Session& s) {
                m.read, m.absent, m.absentMeanRatio, m.outside, m.omitted);
   AppendPrintf(
       out, " %zu unique; R(int) = %.4f from %zu equivalents, %zu inconsistent; R(sigma) = %.4f; theta %.2f to %.2f\n",
-      m.unique, m.rInt, m.rIntMembers, m.inconsistent, m.rSigma, m.thetaMin, m.thetaMax);
+      m.unique, m.rInt, m.rIntMembers, m.inconsistent.size(), m.rSigma, m.thetaMin, m.thetaMax);
   out += "\n Scattering factors: f' and f\"\n";
   for (const Scatterer& f : s.structure.scatterers)
     AppendPrintf(out, " %-4s %9.4f %9.4f\n", f.symbol.c_str(), f.fPrime, f.fDoublePrime);
@@ -181,12 +182,12 @@ std::string ComposeListing(const Session& s, const std::string& console) {
   out += PlaneTable(s) + RequestedTable(s, geometry);
   if (s.result.friedelFactor > 1.0) out += "\n" + FriedelSentence(s.result.friedelFactor) + "\n";
   if (s.result.blockSigmas) out += "\n Uncertainties are those of each atom alone: the full matrix was not formed\n";
-  const FlackResult flack = EstimateFlack(s);
-  if (flack.present)
-    AppendPrintf(out, "\n Flack parameter %s from %zu quotients\n", WithSu(flack.x, 3).c_str(), flack.pairs);
+  out += HandTable(s);
   AppendPrintf(out, "\n Suggested weights: WGHT %.4f %.4f\n", s.suggestedWeights[0], s.suggestedWeights[1]);
-  return out + TwinTable(s) + RestraintTable(s) + VarianceTable(s) + CorrelationTable(s) + DisagreeableTable(s) +
-         PeakTable(s);
+  const LinearStudy study = StudyLinearly(s);
+  return out + TwinTable(s) + MissedSymmetryTable(s) + StrangeElementTable(s) + RestraintTable(s) +
+         RestraintCostTable(s, study) + CompletenessTable(s) + InconsistentTable(s) + VarianceTable(s) +
+         CorrelationTable(s) + DisagreeableTable(s) + InfluenceTable(s, study) + PeakTable(s);
 }
 
 }  // namespace marvik

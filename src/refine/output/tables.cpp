@@ -236,46 +236,4 @@ std::string FriedelSentence(double factor) {
       std::sqrt(factor));
 }
 
-FlackResult EstimateFlack(const Session& s) {
-  FlackResult flack;
-  if (s.structure.group.hasInversion || s.observations.Components() > 1) return flack;
-  const Calculated& c = s.result.calculated;
-  std::map<Miller, size_t> index;
-  for (size_t i = 0; i < s.observations.Size(); ++i)
-    index[s.structure.group.Representative(s.observations.indices[0][i], false)] = i;
-  double sumW = 0.0;
-  double sumWX = 0.0;
-  double sumWXX = 0.0;
-  size_t pairs = 0;
-  for (const auto& [h, i] : index) {
-    const Miller opposite = s.structure.group.Representative({-h[0], -h[1], -h[2]}, false);
-    const auto other = index.find(opposite);
-    if (other == index.end() || other->second <= i) continue;
-    const size_t j = other->second;
-    const double sumO = c.fo2[i] + c.fo2[j];
-    const double sumC = c.fc2[i] + c.fc2[j];
-    const double sigma = std::hypot(c.sigma[i], c.sigma[j]);
-    if (sumO < 6.0 * sigma || sumC <= 0.0) continue;
-    const double observed = (c.fo2[i] - c.fo2[j]) / sumO;
-    const double calculated = (c.fc2[i] - c.fc2[j]) / sumC;
-    const double su = 2.0 * std::hypot(c.fo2[j] * c.sigma[i], c.fo2[i] * c.sigma[j]) / (sumO * sumO);
-    // An observed quotient is (1 - 2x) times the calculated one.
-    if (std::fabs(calculated) < 1e-4 || su <= 0.0) continue;
-    const double x = 0.5 * (1.0 - observed / calculated);
-    const double w = std::pow(2.0 * calculated / su, 2);
-    sumW += w;
-    sumWX += w * x;
-    sumWXX += w * x * x;
-    ++pairs;
-  }
-  if (pairs < 3 || sumW <= 0.0) return flack;
-  flack.present = true;
-  flack.pairs = pairs;
-  flack.x.value = sumWX / sumW;
-  // The scatter of the quotients widens what their σ alone would give.
-  const double chi2 = std::max(1.0, (sumWXX - sumWX * sumWX / sumW) / static_cast<double>(pairs - 1));
-  flack.x.su = std::sqrt(chi2 / sumW);
-  return flack;
-}
-
 }  // namespace marvik

@@ -28,6 +28,8 @@ struct RestraintLine {
 std::vector<RestraintLine> RestraintLinesOf(const Session& session);
 std::string RestraintTable(const Session& session);
 
+// Rotations of the lattice, whose elements are -1, 0 and 1, that leave its metric within 3 % as it is.
+std::vector<std::array<int, 9>> LatticeRotations(const Metric& metric);
 // A rotation of the lattice that is none of the crystal, with the fraction of a second component under it that fits Fo²
 // best, and R1 of the strong reflections that it relates, without and with that fraction.
 struct TwinCandidate {
@@ -60,12 +62,46 @@ std::vector<BondAngle> AnglesOf(const Session& session);
 bool IsListedBond(const Session& session, int site, const Neighbour& n);
 
 // Flack's parameter from the quotients (I+ - I-)/(I+ + I-) of Friedel pairs (Parsons, Flack & Wagner, Acta Cryst. B69
-// (2013) 249), for groups without a centre whose data are not twinned. Pairs that say little are left out.
+// (2013) 249), for groups without a centre; of twins where the law turns no hand into the other. Pairs that say little
+// are left out.
 struct FlackResult {
+  struct Pair {
+    Miller h{};
+    double observed = 0.0;  // quotients
+    double calculated = 0.0;
+    double weight = 0.0;  // share of the whole
+  };
   bool present = false;
   Measured x;
   size_t pairs = 0;
+  std::vector<Pair> strongest;  // that weigh most
 };
 FlackResult EstimateFlack(const Session& session);
+
+// The probability of the hand from the differences of Friedel pairs, by Bayes' theorem with errors distributed
+// normally (R. W. W. Hooft, L. H. Straver & A. L. Spek, J. Appl. Cryst. 41 (2008) 96-103).
+struct HooftResult {
+  bool present = false;
+  Measured y;             // 0 for the right hand, 1 for the wrong one
+  double right = 0.0;     // probability that the hand is right, the other hand being all else that may be,
+  double rightOf3 = 0.0;  // or a racemic twin too,
+  double racemic = 0.0;
+  double wrongOf3 = 0.0;
+  size_t pairs = 0;
+};
+HooftResult EstimateHooft(const Session& session);
+std::string HandTable(const Session& session);
+
+struct LinearStudy;  // linear_study.h
+std::string RestraintCostTable(const Session& session, const LinearStudy& study);
+std::string InfluenceTable(const Session& session, const LinearStudy& study);
+std::string StrangeElementTable(const Session& session);
+
+std::string CompletenessTable(const Session& session);  // by shells of resolution
+std::string InconsistentTable(const Session& session);  // equivalents that do not agree
+// Symmetry that the group has not: of the model's own atoms, and conditions on reflections that the data keep.
+std::string MissedSymmetryTable(const Session& session);
+// A sentence on one reflection that makes more than a quarter of R1 or of the misfit, "" without one.
+std::string DominantReflection(const Session& session);
 
 }  // namespace marvik

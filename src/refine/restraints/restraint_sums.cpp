@@ -34,8 +34,15 @@ bool IsHeld(const Structure& structure, const Parametrisation& parametrisation,
 
 std::vector<ParameterEquation> MakeEquations(const Structure& structure, const Parametrisation& parametrisation,
                                              const RestraintList& restraints, RestraintSums& sums) {
+  std::vector<const Restraint*> all;
+  for (const auto& restraint : restraints) all.push_back(restraint.get());
+  return MakeEquations(structure, parametrisation, all, sums);
+}
+
+std::vector<ParameterEquation> MakeEquations(const Structure& structure, const Parametrisation& parametrisation,
+                                             std::span<const Restraint* const> restraints, RestraintSums& sums) {
   std::vector<RestraintEquation> raw;
-  for (const auto& restraint : restraints) restraint->Evaluate(structure, raw);
+  for (const Restraint* restraint : restraints) restraint->Evaluate(structure, raw);
   std::vector<ParameterEquation> equations;
   for (const RestraintEquation& equation : raw) {
     ParameterEquation e;

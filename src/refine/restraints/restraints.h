@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,8 @@ struct RestraintSums {
 // The equations of the restraints with the weights sums.scale/σ².
 std::vector<ParameterEquation> MakeEquations(const Structure& structure, const Parametrisation& parametrisation,
                                              const RestraintList& restraints, RestraintSums& sums);
+std::vector<ParameterEquation> MakeEquations(const Structure& structure, const Parametrisation& parametrisation,
+                                             std::span<const Restraint* const> restraints, RestraintSums& sums);
 
 // Holds the origin of a polar group: the sum of the coordinate shifts along each free direction, weighted by squared
 // scattering power, is zero (Flack & Schwarzenbach, Acta Cryst. A44 (1988) 499). Nothing is added for a direction along
