@@ -5,10 +5,13 @@
 #include <map>
 
 #include "chem/connectivity.h"
+#include "crystal/image_search.h"
 #include "refine/structure/atom_names.h"
 
 namespace marvik {
 namespace {
+
+constexpr double kSamePlace = 0.01;  // Å
 
 struct Limits {
   std::vector<double> radius;
@@ -80,36 +83,16 @@ Mat3 ImageRotation(const Structure& structure, int operation) {
 }
 
 NeighbourTable ImagesWithin(const Structure& structure, double reach) {
+  std::vector<Fractional> places;
+  for (const Site& site : structure.sites) places.push_back(site.x);
+  const ImageSearch search(places, structure.group.all, structure.metric.cell, reach);
   NeighbourTable table(structure.sites.size());
-  const auto& edges = structure.metric.reciprocalEdges;
-  std::array<double, 3> span{};
-  for (size_t i = 0; i < 3; ++i) span[i] = reach * edges[i];
-  for (size_t b = 0; b < structure.sites.size(); ++b) {
-    for (size_t op = 0; op < structure.group.all.size(); ++op) {
-      const Fractional image = structure.group.all[op].Apply(structure.sites[b].x);
-      for (size_t a = 0; a < structure.sites.size(); ++a) {
-        const Fractional d = image - structure.sites[a].x;
-        std::array<int, 3> low{};
-        std::array<int, 3> high{};
-        bool empty = false;
-        for (int i = 0; i < 3; ++i) {
-          const auto at = static_cast<size_t>(i);
-          low[at] = static_cast<int>(std::ceil(-span[at] - d[i]));
-          high[at] = static_cast<int>(std::floor(span[at] - d[i]));
-          empty = empty || low[at] > high[at];
-        }
-        if (empty) continue;
-        for (int i = low[0]; i <= high[0]; ++i) {
-          for (int j = low[1]; j <= high[1]; ++j) {
-            for (int k = low[2]; k <= high[2]; ++k) {
-              const Fractional end{d.x + i, d.y + j, d.z + k};
-              const double d2 = structure.metric.DistanceSquared(end, {});
-              if (d2 > reach * reach || d2 < 1e-4) continue;
-              table[a].push_back({static_cast<int>(b), static_cast<int>(op), {i, j, k}, std::sqrt(d2)});
-            }
-          }
-        }
-      }
+  std::vector<AtomImage> found;
+  for (size_t a = 0; a < places.size(); ++a) {
+    search.FindNear(places[a], reach, found);
+    for (const AtomImage& image : found) {
+      if (image.distance >= kSamePlace)
+        table[a].push_back({static_cast<int>(image.atom), static_cast<int>(image.op), image.t, image.distance});
     }
   }
   for (auto& list : table) {
