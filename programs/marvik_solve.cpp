@@ -4,14 +4,25 @@
 
 #include "phase/run.h"
 
+using marvik::phase::Work;
+
 int main(int argc, char** argv) {
   marvik::phase::RunOptions options;
-  bool help = false, wrong = false;
+  bool help = false, wrong = false, fromModel = false, oneStep = false;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
     const bool value = i + 1 < argc;
     if (word == "--complete") {
-      options.complete = true;
+      options.work = fromModel ? Work::Complete : Work::SolveAndComplete;
+    } else if (word == "--from-model") {
+      fromModel = true;
+      options.work = Work::Complete;
+    } else if (word == "--one-step") {
+      oneStep = true;
+    } else if (word == "--reflections" && value) {
+      options.reflections = argv[++i];
+    } else if (word == "--table" && value) {
+      options.table = argv[++i];
     } else if (word == "--space-group" && value && std::strcmp(argv[i + 1], "as-given") == 0) {
       options.solve.groupAsGiven = true;
       ++i;
@@ -29,12 +40,20 @@ int main(int argc, char** argv) {
       wrong = true;
     }
   }
+  if (oneStep && fromModel) options.work = Work::NextStep;
+  wrong = wrong || (oneStep && !fromModel);
   if (help || wrong || options.base.empty()) {
     std::puts(
-        "usage: marvik-solve NAME [--complete] [--space-group as-given] [--seed N] [--threads N]\n"
-        "Solves the structure from the cell and elements of NAME.ins and the reflections of NAME.hkl; writes "
-        "NAME.res,\n"
-        "other candidates to NAME_b.res and so on.");
+        "usage: marvik-solve NAME [--complete | --from-model [--one-step]] [--space-group as-given] [--seed N]\n"
+        "                    [--threads N] [--reflections FILE] [--table FILE]\n"
+        "Solves the structure from the cell and elements of NAME.ins and the reflections of NAME.hkl (or FILE); "
+        "writes\n"
+        "NAME.res, other candidates to NAME_b.res and so on, and enters each step into the folder NAME_steps.\n"
+        "  --complete     goes on: anisotropic, twinning, hydrogens, weights, extinction\n"
+        "  --from-model   the same from the model in NAME.res, or in NAME.ins without one\n"
+        "  --one-step     only the next step of that\n"
+        "  --space-group  as-given: LATT and SYMM are the truth, not a hint\n"
+        "  --table        a table of what was found, columns parted by tabs");
     return help ? 0 : 2;
   }
   return marvik::phase::RunSolve(options, [](const std::string& text) {

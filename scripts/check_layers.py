@@ -14,7 +14,7 @@ LONGEST = 600  # lines
 # The arrows of docs/ARCHITECTURE.md; CMakeLists.txt links by the same.
 DIRECT = {
     "base": "", "crystal": "base", "model": "crystal", "language": "model", "files": "language", "chem": "language",
-    "edit": "chem files", "refine": "chem files", "phase": "refine", "check": "refine", "run": "files", "draw": "chem",
+    "edit": "chem files", "refine": "chem files", "phase": "refine run", "check": "refine", "run": "files", "draw": "chem",
     "gl": "draw", "picture": "draw gl", "report": "chem", "app": "edit run picture report check", "ui": "app",
     "programs": "ui app phase", "bench": "app phase", "fuzz": "app refine", "support": "model",
 }

@@ -3,13 +3,16 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <set>
 
 #include "base/numbers.h"
 #include "chem/connectivity.h"
 #include "chem/hfix.h"
 #include "chem/hybridization.h"
+#include "crystal/site_symmetry.h"
 #include "files/res/reader.h"
 #include "phase/elements.h"
+#include "phase/lattice.h"
 #include "phase/molecules.h"
 #include "refine/job/session.h"
 
@@ -19,6 +22,9 @@ namespace {
 constexpr int kIsotropicRounds = 3;
 constexpr double kMissingPeak = 2.0;  // e/Å3
 constexpr double kLargestU = 0.25;    // Å²
+constexpr double kSmeared = 3.5;      // times the usual displacement
+constexpr size_t kMostLaws = 5;       // of twinning
+constexpr double kTwinGain = 0.96;    // of R1, that a share more needs
 constexpr int kMostFull = 2500;       // parameters of a full matrix; beyond, conjugate gradients
 
 // Puts lines before the first line that begins with a keyword.
@@ -41,23 +47,41 @@ std::string UpToEnd(const std::string& text) {
   return at == std::string::npos ? text : text.substr(0, at) + "\nEND\n";
 }
 
+double Median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return middle == values.end() ? 0.0 : *middle;
+}
+
 class Completer {
  public:
-  Completer(const Problem& problem, Candidate candidate,
-            const std::function<bool(const std::string&, double)>& progress)
+  Completer(const Problem& problem, Candidate candidate, const StepProgress& progress)
       : problem_(problem), candidate_(std::move(candidate)), progress_(progress) {}
 
-  Completion Run() {
-    if (!Isotropic() || completion_.steps.empty()) return completion_;
-    Try("anisotropic", WithLines(Last(), "WGHT", "ANIS\n"), 0.45);
-    Hydrogens();
-    Weights();
-    Try("extinction", WithLines(Last(), "WGHT", "EXTI 0.01\n"), 0.9, 0.997);
-    Remark();
+  Completion FromSolution(bool oneStep) {
+    if (Isotropic() && !completion_.steps.empty()) GoOn(oneStep, 1);
+    return completion_;
+  }
+
+  // Refines the model as it stands first.
+  Completion FromModel(const std::string& text, bool oneStep) {
+    const auto session = Tell("as it stands", 0.1) ? Refined(text) : nullptr;
+    if (session && Keep("as it stands", *session)) GoOn(oneStep, 2);
     return completion_;
   }
 
  private:
+  // With `oneStep` until there are so many.
+  void GoOn(bool oneStep, size_t enough) {
+    const auto stages = {&Completer::Twin, &Completer::Anisotropic, &Completer::Hydrogens, &Completer::Weights,
+                         &Completer::Extinction};
+    for (const auto stage : stages) {
+      if (completion_.cancelled || (oneStep && completion_.steps.size() >= enough)) break;
+      (this->*stage)();
+    }
+    Remark();
+  }
+
   const std::string& Last() const { return completion_.steps.back().text; }
 
   bool Tell(const std::string& what, double share) {
@@ -83,7 +107,9 @@ class Completer {
     std::string text = UpToEnd(ComposeResult(session, messages));
     if (text.size() < 20) return false;
     const Residuals& r = session.result.final;
-    completion_.steps.push_back({what, std::move(text), r.r1, r.wR2, session.result.parameters});
+    completion_.steps.push_back(
+        {what, std::move(text), "", r.r1, r.wR2, session.result.parameters, session.structure.sites.size()});
+    CountKinds(session.structure);
     weights_ = session.suggestedWeights;
     highest_ = session.peaks.empty() ? 0.0 : session.peaks[0].height;
     return true;
@@ -116,9 +142,7 @@ class Completer {
     s.scale = session.structure.scale;
     std::vector<double> displacements;
     for (const Site& site : s.sites) displacements.push_back(site.u[0]);
-    const auto middle = displacements.begin() + static_cast<std::ptrdiff_t>(displacements.size() / 2);
-    std::nth_element(displacements.begin(), middle, displacements.end());
-    const double limit = std::max(0.15, std::min(kLargestU, 6.0 * *middle));
+    const double limit = std::max(0.15, std::min(kLargestU, 6.0 * Median(displacements)));
     bool changed = false;
     for (size_t i = s.sites.size(); i-- > 0;) {
       if (s.sites[i].u[0] < limit || s.sites.size() < 3) continue;
@@ -193,10 +217,80 @@ class Completer {
     return true;
   }
 
+  void CountKinds(const Structure& s) {
+    isotropic_ = hydrogens_ = 0;
+    smeared_.clear();
+    std::vector<double> ueq;
+    for (const Site& site : s.sites) ueq.push_back(s.Ueq(site));
+    const double usual = Median(ueq);
+    for (size_t i = 0; i < s.sites.size(); ++i) {
+      const Site& site = s.sites[i];
+      hydrogens_ += site.hydrogen;
+      isotropic_ += !site.hydrogen && !site.anisotropic;
+      if (!site.hydrogen && ueq[i] > std::max(0.12, kSmeared * usual)) smeared_ += " " + site.label;
+    }
+  }
+
+  // Laws of twinning that the lattice allows and the group does not have, one for each way to lie.
+  std::vector<Rotation> TwinLaws() const {
+    const auto& known = KnownCentrings();
+    const auto lattice = std::find_if(known.begin(), known.end(),
+                                      [&](const Centring& c) { return c.latt == std::abs(candidate_.group.latt); });
+    std::set<Rotation> own;
+    for (const SymmetryOperator& op : candidate_.group.group.pointOperators) {
+      Rotation r = op.r;
+      if (op.Determinant() < 0)
+        for (auto& row : r)
+          for (int& v : row) v = -v;
+      own.insert(r);
+    }
+    std::set<Rotation> covered = own;
+    std::vector<Rotation> laws;
+    for (const Rotation& r : MetricSymmetry(problem_.metric, lattice == known.end() ? known[0] : *lattice)) {
+      if (covered.count(r)) continue;
+      laws.push_back(r);
+      for (const Rotation& o : own) covered.insert(Product(o, r));
+    }
+    return laws;
+  }
+
+  // Each law with a share of its own; the best stays when it explains much.
+  void Twin() {
+    if (Last().find("\nTWIN") != std::string::npos) return;
+    std::vector<Rotation> laws = TwinLaws();
+    if (laws.size() > kMostLaws) laws.resize(kMostLaws);
+    std::unique_ptr<Session> best;
+    std::string said;
+    for (const Rotation& r : laws) {
+      if (!Tell("twinning", 0.4)) return;
+      std::string law;
+      for (size_t i = 0; i < 9; ++i) law += Printf(" %d", r[i % 3][i / 3]);  // of indices as columns
+      auto session = Refined(WithLines(Last(), "WGHT", "TWIN" + law + " 2\nBASF 0.3\n"));
+      if (!session || session->structure.batchFractions.empty()) continue;
+      const double share = session->structure.batchFractions[0];
+      if (share < 0.02 || share > 0.98) continue;
+      if (session->result.final.r1 > kTwinGain * (best ? best->result.final.r1 : completion_.steps.back().r1)) continue;
+      best = std::move(session);
+      said = Printf("twin by the law%s, share of the second part %.3f", law.c_str(), share);
+    }
+    if (!best || !Keep("twin", *best)) return;
+    completion_.steps.back().remark = said;
+    completion_.remarks.push_back(said);
+  }
+
+  void Anisotropic() {
+    if (isotropic_ > 0) Try("anisotropic", WithLines(Last(), "WGHT", "ANIS\n"), 0.45);
+  }
+
+  void Extinction() {
+    if (Last().find("\nEXTI") == std::string::npos)
+      Try("extinction", WithLines(Last(), "WGHT", "EXTI 0.01\n"), 0.9, 0.997);
+  }
+
   void Hydrogens() {
     const bool known = std::any_of(problem_.formula.begin(), problem_.formula.end(),
                                    [](const FormulaEntry& e) { return e.symbol == "H" || e.symbol == "D"; });
-    if (!known || completion_.cancelled) return;
+    if (!known || hydrogens_ > 0) return;
     Document document;
     RecordingMessages messages;
     if (!ReadInstructionText(document, Last(), messages)) return;
@@ -226,26 +320,61 @@ class Completer {
     if (highest_ > 1.0)
       completion_.remarks.push_back(
           Printf("a difference peak of %.2f e/A3 is left: disorder, solvent or an atom that is missing", highest_));
-    const auto partial =
-        std::count_if(candidate_.shares.begin(), candidate_.shares.end(), [](double s) { return s < 0.99; });
-    if (partial > 0)
-      completion_.remarks.push_back(
-          Printf("%d atoms are there in part: model them as disorder or take them out", static_cast<int>(partial)));
+    std::string partial;
+    for (size_t i = 0; i < candidate_.structure.sites.size(); ++i)
+      if (candidate_.shares[i] < 0.99) partial += " " + candidate_.structure.sites[i].name;
+    if (!partial.empty())
+      completion_.remarks.push_back("there in part:" + partial + "; model them as disorder or take them out");
+    if (!smeared_.empty())
+      completion_.remarks.push_back("smeared out:" + smeared_ + "; look for a second place or another element");
   }
 
   const Problem& problem_;
   Candidate candidate_;
-  const std::function<bool(const std::string&, double)>& progress_;
+  const StepProgress& progress_;
   Completion completion_;
   std::array<double, 2> weights_{0.1, 0.0};
+  int isotropic_ = 0;  // atoms but hydrogen
+  int hydrogens_ = 0;
+  std::string smeared_;  // names of atoms that move about too much
   double highest_ = 0.0;
 };
 
 }  // namespace
 
-Completion Complete(const Problem& problem, Candidate candidate,
-                    const std::function<bool(const std::string& what, double share)>& progress) {
-  return Completer(problem, std::move(candidate), progress).Run();
+Completion Complete(const Problem& problem, Candidate candidate, const StepProgress& progress) {
+  return Completer(problem, std::move(candidate), progress).FromSolution(false);
+}
+
+Completion CompleteModel(const Problem& problem, const std::string& text, bool oneStep, const StepProgress& progress,
+                         std::string& sentence) {
+  Session session;
+  RecordingMessages messages;
+  if (!ReadInstructionText(session.document, text, messages)) {
+    sentence = "the model cannot be read";
+    return {};
+  }
+  if (!PrepareSession(
+          session, problem.reflections, [](const std::string&) {}, sentence))
+    return {};
+  Candidate candidate;
+  candidate.group.group = session.structure.group;
+  candidate.group.symbol = session.structure.group.symbol;
+  candidate.group.latt = problem.lattice;
+  candidate.group.symm = problem.symm;
+  candidate.structure = session.structure;
+  candidate.expectedAtoms = AtomsToExpect(problem, session.structure.group);
+  bool plain = session.restraints.empty() && session.structure.batchFractions.empty() && session.hydrogens.empty() &&
+               session.rigid.empty();
+  for (Site& site : candidate.structure.sites) {
+    plain = plain && !site.anisotropic && !site.hydrogen && site.part == 0;
+    const auto operations = SiteOperations(session.structure.group.all, session.structure.metric, site.x, 0.1);
+    candidate.shares.push_back(
+        std::min(1.0, site.occupancy * static_cast<double>(std::max<size_t>(1, operations.size()))));
+    site.atom = nullptr;
+  }
+  Completer completer(problem, std::move(candidate), progress);
+  return plain ? completer.FromSolution(oneStep) : completer.FromModel(text, oneStep);
 }
 
 }  // namespace marvik::phase

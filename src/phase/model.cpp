@@ -169,12 +169,16 @@ Model::Model(const Problem& problem, const DataStatistics& data, const GroupCand
   MergeStatistics unused;
   observations_ =
       MakeObservations(MergeReflections(problem.reflections, structure.group, problem.metric, limits, 4, unused), {});
+  expected_ = AtomsToExpect(problem, structure.group);
+}
+
+double AtomsToExpect(const Problem& problem, const SpaceGroup& group) {
   double atoms = 0.0;
   for (size_t i = 0; i < problem.formula.size(); ++i) {
     if (problem.scatterers[i].electrons > 1) atoms += problem.formula[i].count;
   }
   if (!problem.formulaFits) atoms = problem.metric.volume / kVolumePerAtom;
-  expected_ = atoms / static_cast<double>(structure.group.all.size());
+  return atoms / static_cast<double>(group.all.size());
 }
 
 double Model::Weight() const {

@@ -16,6 +16,9 @@ struct Freedom {
   bool ownDisplacements = false;  // else one U for all
 };
 
+// But hydrogen, in the asymmetric unit.
+double AtomsToExpect(const Problem& problem, const SpaceGroup& group);
+
 // An isotropic model in one space group, made from phases and improved by itself: atoms come from maps, wrong ones go.
 class Model {
  public:

@@ -172,13 +172,14 @@ bool MakeProblem(const std::string& instructions, const std::string& reflections
   return ReadReflections(reflections, problem, sentence);
 }
 
-bool ReadProblem(const std::string& base, Problem& problem, std::string& sentence) {
+bool ReadProblem(const std::string& instructions, const std::string& reflections, Problem& problem,
+                 std::string& sentence) {
   std::string content[2];
   int i = 0;
-  for (const char* extension : {".ins", ".hkl"}) {
-    FileContent file = ReadWholeFile(base + extension);
+  for (const std::string& path : {instructions, reflections}) {
+    FileContent file = ReadWholeFile(path);
     if (!file.opened || !file.complete) {
-      sentence = base + extension + (file.opened ? " cannot be read to its end" : " cannot be opened");
+      sentence = path + (file.opened ? " cannot be read to its end" : " cannot be opened");
       return false;
     }
     content[i++] = std::move(file.content);

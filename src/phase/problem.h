@@ -31,8 +31,9 @@ struct Problem {
   bool formulaFits = false;
 };
 
-// Reads NAME.ins and NAME.hkl. False, with a sentence that says what to do, when they cannot be used.
-bool ReadProblem(const std::string& base, Problem& problem, std::string& sentence);
+// Reads an instruction and a reflection file. False, with a sentence that says what to do, when they cannot be used.
+bool ReadProblem(const std::string& instructions, const std::string& reflections, Problem& problem,
+                 std::string& sentence);
 bool MakeProblem(const std::string& instructions, const std::string& reflections, Problem& problem,
                  std::string& sentence);
 

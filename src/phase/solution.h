@@ -49,6 +49,8 @@ Solution Solve(Problem& problem, const SolveOptions& options);
 
 // Text of an instruction file with the candidate's group and atoms, ready to refine.
 std::string ComposeInstructions(const Problem& problem, const Candidate& candidate);
+// What its asymmetric unit holds, "C19.78 N2.333".
+std::string FormulaOf(const Problem& problem, const Candidate& candidate);
 // The table of candidates and what there is to say about the data.
 std::string ComposeReport(const Problem& problem, const Solution& solution);
 
