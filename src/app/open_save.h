@@ -59,6 +59,11 @@ inline constexpr FileFilter kListingFilters[] = {
     {"Results Files (*.RES)", "*.RES"},
     {"All Files (*.*)", "*.*"},
 };
+inline constexpr FileFilter kReflectionFilters[] = {
+    {"Reflection Files (*.HKL)", "*.HKL"},
+    {"Files with Reflections in Them (*.CIF)", "*.CIF"},
+    {"All Files (*.*)", "*.*"},
+};
 inline constexpr FileFilter kSaveFilters[] = {
     {".INS File", "*.ins"},
     {".RES File", "*.res"},

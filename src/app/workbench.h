@@ -31,6 +31,7 @@ struct ReportRequest;
 
 class RefinementRun;
 struct RefinementReport;
+struct FoundModels;
 
 // By which the core tells a window that something is to be shown anew. All may be empty: then nobody is looking.
 struct WindowHooks {
@@ -50,6 +51,9 @@ struct WindowHooks {
   std::function<bool(RefinementSettings&)> editRefinement;
   std::function<void(RefinementRun&)> followRun;
   std::function<bool(const RefinementReport&)> judgeRefinement;
+  // Which model of a solution or completion is taken, nothing for none; `show` puts one into the window meanwhile.
+  // Without it the proposed one is.
+  std::function<std::optional<size_t>(const FoundModels&, const std::function<void(size_t row)>& show)> chooseModel;
   // After a file was opened: its full path.
   std::function<void(const std::string& path)> fileOpened;
   // Shows a help document, a PDF file. False after a message.

@@ -55,6 +55,9 @@ class RefinementRun {
   const std::deque<std::string>& LastLines() const { return lastLines_; }
   const ProgressCurve& Curve() const { return curve_; }
 
+  // What is going on, for whoever shows it, and whether there are figures of cycles to be drawn.
+  std::string title = "Refine";
+  bool hasCycles = true;
   // May be set before Start: each line as the run dialog shows it, and the program's text as it came.
   std::function<void(std::string_view)> onShownLine;
   std::function<void(std::string_view)> onText;

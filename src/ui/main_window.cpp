@@ -27,6 +27,7 @@
 #include "ui/dialogs/edit_dialogs.h"
 #include "ui/dialogs/file_dialogs.h"
 #include "ui/dialogs/hfix_dialog.h"
+#include "ui/dialogs/new_job_dialog.h"
 #include "ui/dialogs/opengl_preferences_dialog.h"
 #include "ui/dialogs/picture_dialog.h"
 #include "ui/drawing_area.h"
@@ -275,6 +276,10 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
   }
   if (id == kHfixCommand) return AskHfixOption(this);
   if (id == kRefinementStepCommand) return refinement_->AskStep();
+  if (id == kNewFromReflectionsCommand) {
+    const auto path = OpenFileDialog(this, DialogDirectory(), kReflectionFilters);
+    return path ? AskNewJob(this, PathToBytes(*path)) : std::nullopt;
+  }
   if (EditDialogs::Handles(id)) return edit_->Ask(id);
   if (id == kAtomPreferencesCommand) return AskAtomPreferences(this, bench_);
   if (id == kOpenGlPreferencesCommand) return AskOpenGlPreferences(this, bench_, *area_);

@@ -63,6 +63,7 @@ constexpr ToolRow kTools[] = {
     {kRedoCommand, "Redo"},
     {0, ""},
     {kRefineCommand, "Refine"},
+    {kSolveCommand, "Solve"},
     {0, ""},
     {kWireFrameCommand, "Wire"},
     {kBallAndStickCommand, "Ball"},

@@ -5,6 +5,7 @@
 #include <QScopedValueRollback>
 
 #include "app/refinement/refine_flow.h"
+#include "ui/dialogs/found_models_dialog.h"
 #include "ui/dialogs/refinement_control_dialog.h"
 #include "ui/dialogs/refinement_history_dialog.h"
 #include "ui/dialogs/refinement_result_dialog.h"
@@ -21,19 +22,32 @@ RefinementWindows::RefinementWindows(Workbench& bench, QWidget& owner, WindowSet
   };
   bench.hooks.followRun = [this](RefinementRun& run) { FollowRun(run); };
   bench.hooks.judgeRefinement = [this](const RefinementReport& report) { return Judge(report); };
+  bench.hooks.chooseModel = [this](const FoundModels& found, const std::function<void(size_t row)>& show) {
+    return Choose(found, show);
+  };
 }
 
 void RefinementWindows::FollowRun(RefinementRun& run) {
   RunDialog dialog(&owner_, run, settings_.closeRunWhenFinished);
+  Wait(dialog);
+  settings_.closeRunWhenFinished = dialog.ClosesWhenFinished();
+}
+
+// The model can be turned and looked at meanwhile; what would change it waits.
+void RefinementWindows::Wait(QDialog& dialog) {
   running_ = &dialog;
-  // The model can be turned and looked at meanwhile; what would change it waits.
   const QScopedValueRollback<bool> flag(bench_.refining, true);
   QEventLoop loop;
   QObject::connect(&dialog, &QDialog::finished, &loop, &QEventLoop::quit);
   dialog.show();
   bench_.Repaint();
   loop.exec();
-  settings_.closeRunWhenFinished = dialog.ClosesWhenFinished();
+}
+
+std::optional<size_t> RefinementWindows::Choose(const FoundModels& found, const std::function<void(size_t row)>& show) {
+  FoundModelsDialog dialog(&owner_, found, show);
+  Wait(dialog);
+  return dialog.result() == QDialog::Accepted ? std::optional(dialog.Row()) : std::nullopt;
 }
 
 bool RefinementWindows::CancelRun() {

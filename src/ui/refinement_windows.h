@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDialog>
 #include <QPointer>
 #include <functional>
 #include <optional>
@@ -12,8 +13,6 @@ class QWidget;
 
 namespace marvik {
 
-class RunDialog;
-
 // The dialogs of a refinement, put into the hooks of a workbench.
 class RefinementWindows {
  public:
@@ -23,18 +22,20 @@ class RefinementWindows {
 
   // Shows the history of the job and gives the number of the step to go back to.
   std::optional<std::string> AskStep();
-  // Cancels the run in progress; false when there is none.
+  // Cancels the run in progress, or the choice of its result; false when there is none.
   bool CancelRun();
 
  private:
   void FollowRun(RefinementRun& run);
   bool Judge(const RefinementReport& report);
+  std::optional<size_t> Choose(const FoundModels& found, const std::function<void(size_t row)>& show);
+  void Wait(QDialog& dialog);
 
   Workbench& bench_;
   QWidget& owner_;
   WindowSettings& settings_;
   std::function<void(const QString&)> say_;
-  QPointer<RunDialog> running_;
+  QPointer<QDialog> running_;
 };
 
 }  // namespace marvik

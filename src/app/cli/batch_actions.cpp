@@ -106,10 +106,6 @@ bool ReportAction(BatchSession& session, const BatchAction& action) {
   return text.has_value();
 }
 
-bool RefineAction(BatchSession& session, const BatchAction&) {
-  return RunCommand(session.bench, kRefineCommand) == Outcome::Done;
-}
-
 bool ScriptAction(BatchSession& session, const BatchAction&) {
   PlayScript(session.bench, session.options.file, [&](const std::string& place) { session.messages.place = place; });
   return true;

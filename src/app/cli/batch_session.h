@@ -56,7 +56,6 @@ bool WriteAction(BatchSession& session, const BatchAction& action);
 bool PictureAction(BatchSession& session, const BatchAction& action);
 bool BenchmarkViewAction(BatchSession& session, const BatchAction& action);
 bool ReportAction(BatchSession& session, const BatchAction& action);
-bool RefineAction(BatchSession& session, const BatchAction& action);
 bool ScriptAction(BatchSession& session, const BatchAction& action);
 // Look at the bytes of the file, whatever the reader would make of it. False from an error or level A on.
 bool LintAction(BatchSession& session, const BatchAction& action);

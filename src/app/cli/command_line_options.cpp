@@ -11,8 +11,13 @@ void CheckTogether(CommandLineOptions& options) {
     if (options.error.empty()) options.error = what;
   };
   const bool batch = !options.batch.empty();
-  if (options.actions.size() > 1 && !batch)
-    wrong(std::string(options.actions[1].row->name) + " cannot go together with another task");
+  // What finds the model comes before what is made of it, wherever it stands.
+  const auto leads = [](const BatchAction& action) { return action.Is("--solve") || action.Is("--complete"); };
+  std::ranges::stable_partition(options.actions, leads);
+  for (size_t i = 1; i < options.actions.size() && !batch; ++i) {
+    if (!leads(options.actions[i - 1]))
+      wrong(std::string(options.actions[i].row->name) + " cannot go together with another task");
+  }
   bool reads = false;
   std::string unknown = options.format;
   for (const BatchAction& action : options.actions) {

@@ -169,6 +169,11 @@ void PrintCompletion(const Options&, std::ostream& out) {
   out << CompletionScript();
 }
 
+template <int command>
+bool CommandAction(BatchSession& session, const BatchAction&) {
+  return RunCommand(session.bench, command) == Outcome::Done;
+}
+
 constexpr char kActions[] = "What to do with FILE (without an action the window opens)";
 constexpr char kAnswers[] = "Answers";
 constexpr char kBatch[] = "Many files";
@@ -203,7 +208,24 @@ constexpr OptionRow kOptions[] = {
      "refine FILE with the program that the package directory's script names; what it prints goes to standard output, "
      "then a table of what moved; NAME.res is the result",
      nullptr,
-     RefineAction},
+     CommandAction<kRefineCommand>},
+    {"--solve",
+     "",
+     {},
+     kActions,
+     "solve FILE, an instruction file with cell and elements, from NAME.hkl: space group and atoms; NAME.res is the "
+     "result",
+     nullptr,
+     CommandAction<kSolveCommand>},
+    {"--complete",
+     "",
+     {},
+     kActions,
+     "complete the model in FILE: missing atoms, twinning, anisotropic, hydrogens, weights, extinction; NAME.res is "
+     "the "
+     "result",
+     nullptr,
+     CommandAction<kCompleteCommand>},
     {"--lint",
      "",
      {},

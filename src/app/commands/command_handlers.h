@@ -103,6 +103,9 @@ Outcome RecountUnitHandler(Workbench& bench, const CommandCall& call);
 // refine_flow.cpp
 Outcome RefineHandler(Workbench& bench, const CommandCall& call);
 Outcome RefinementStepHandler(Workbench& bench, const CommandCall& call);
+Outcome SolveHandler(Workbench& bench, const CommandCall& call);
+Outcome CompleteHandler(Workbench& bench, const CommandCall& call);
+Outcome NewFromReflectionsHandler(Workbench& bench, const CommandCall& call);
 
 // editor_handlers.cpp
 Outcome ListingHandler(Workbench& bench, const CommandCall& call);

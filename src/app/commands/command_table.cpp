@@ -6,7 +6,9 @@
 #include "app/preferences/atom_preferences.h"
 #include "app/preferences/bitmap_preferences.h"
 #include "app/preferences/opengl_preferences.h"
+#include "app/refinement/new_job.h"
 #include "app/refinement/refine_fields.h"
+#include "app/refinement/solve_flow.h"
 #include "app/workbench.h"
 #include "draw/surface/lit_picture.h"
 #include "edit/edit_atom.h"
@@ -180,6 +182,11 @@ constexpr CommandRow kRows[] = {
     {511, "recount-unit", "Recount &UNIT", "", "", Structure, Atoms, RecountUnitHandler, nullptr, ""},
     {520, "refinement-history", "Refinement &History...", "", "STEP", Structure, Always, RefinementStepHandler, nullptr,
      ""},
+    {521, "solve", "&Solve", "", "[FIELD=VALUE ...]", Structure, Always, SolveHandler, nullptr, "", SolveFields},
+    {522, "complete", "&Complete", "", "[FIELD=VALUE ...]", Structure, Atoms, CompleteHandler, nullptr, "",
+     CompleteFields},
+    {523, "new-from-reflections", "&New from Reflections...", "", "FIELD=VALUE ...", Structure, Always,
+     NewFromReflectionsHandler, nullptr, "", NewFromReflectionsFields},
     {530, "structure-panel", "&Structure", "F3", "[on|off]", None, Always, PanelHandler, IsPanelShown<530>, ""},
     {531, "refinement-panel", "&Refinement", "F4", "[on|off]", None, Always, PanelHandler, IsPanelShown<531>, ""},
     {532, "model-panel", "&Model", "F5", "[on|off]", None, Always, PanelHandler, IsPanelShown<532>, ""},

@@ -70,10 +70,6 @@ void FillMissing(CyclePoint& figures, const CyclePoint& by) {
   }
 }
 
-int CountAtoms(const Document& document) {
-  return CountIf(document, [](const AtomRecord& atom) { return !atom.IsPeak() && !atom.generated; });
-}
-
 // One refinement of a job from the confirmed settings on.
 class Refinement {
  public:
@@ -237,19 +233,7 @@ class Refinement {
   void Accept() {
     EnterHistory();
     if (resultIsForeign_) guard_.LeaveCopy(base_ + ".res.bak");
-    bench_.document = fresh_;
-    bench_.ClearPick();
-    bench_.uniqHistory.clear();
-    bench_.RefreshAfterStructureChange(false);
-    bench_.ResetViewToModel();
-    // The file stays as the program wrote it. That is what a backup would keep: nothing that the user made.
-    bench_.document.CurrentFile = base_ + ".res";
-    bench_.document.WorkingDirectory = DirectoryOf(base_);
-    bench_.document.stamp = StampOf(base_ + ".res");
-    NoteWritten(bench_, base_ + ".res");
-    bench_.SetModified(false);
-    bench_.TitleChanged();
-    NoteAsRecent(bench_);
+    TakeResult(bench_, fresh_, base_);
   }
 
   void EnterHistory() {
@@ -280,6 +264,26 @@ class Refinement {
 
 }  // namespace
 
+int CountAtoms(const Document& document) {
+  return CountIf(document, [](const AtomRecord& atom) { return !atom.IsPeak() && !atom.generated; });
+}
+
+void TakeResult(Workbench& bench, const Document& result, const std::string& base) {
+  bench.document = result;
+  bench.ClearPick();
+  bench.uniqHistory.clear();
+  bench.RefreshAfterStructureChange(false);
+  bench.ResetViewToModel();
+  // The file stays as the program wrote it. That is what a backup would keep: nothing that the user made.
+  bench.document.CurrentFile = base + ".res";
+  bench.document.WorkingDirectory = DirectoryOf(base);
+  bench.document.stamp = StampOf(base + ".res");
+  NoteWritten(bench, base + ".res");
+  bench.SetModified(false);
+  bench.TitleChanged();
+  NoteAsRecent(bench);
+}
+
 std::string JobBase(const Workbench& bench) {
   return bench.document.CurrentFile.empty() ? "" : BaseNameOf(bench.document.CurrentFile);
 }
@@ -301,6 +305,10 @@ bool MayRefine(Workbench& bench) {
     return Warn(bench, "Error: Duplicate Atom Names Found",
                 "Refinement could not proceed because atom name duplications were found.");
   }
+  return HasReflections(bench);
+}
+
+bool HasReflections(Workbench& bench) {
   const std::string base = JobBase(bench);
   if (base.find('\\') != std::string::npos) {
     return Warn(bench, "Error: Refinement Failed",

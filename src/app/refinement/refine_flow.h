@@ -17,6 +17,8 @@ std::string JobBase(const Workbench& bench);
 // The checks before a refinement, each with its message: peaks, elements that SFAC does not name, names that occur
 // twice, no reflection file.
 bool MayRefine(Workbench& bench);
+// The last of them.
+bool HasReflections(Workbench& bench);
 
 // The whole of Refine: checks, settings, NAME.ins, the run, NAME.res read back, and its acceptance, by the window's
 // hooks where there are any. Until a result is accepted the model is as it was but for the settings, and a run that
@@ -25,6 +27,11 @@ bool MayRefine(Workbench& bench);
 enum class RefineEnd { Refused, Cancelled, Failed, Discarded, Accepted };
 // Fields (app/refinement/refine_fields.h) stand for the dialog of the settings.
 RefineEnd Refine(Workbench& bench, const std::string& fields = {});
+
+// Atoms that a file holds, peaks left out.
+int CountAtoms(const Document& document);
+// The document read from NAME.res as a program has just written it becomes the current one.
+void TakeResult(Workbench& bench, const Document& result, const std::string& base);
 
 // Puts the model of a step of the job's history in place. False after a message.
 bool GoBackToStep(Workbench& bench, int number);

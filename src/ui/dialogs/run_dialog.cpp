@@ -26,7 +26,7 @@ constexpr int kRows = 22;
 
 RunDialog::RunDialog(QWidget* parentWidget, RefinementRun& run, bool closeWhenFinished)
     : QDialog(parentWidget), run_(run) {
-  setWindowTitle(tr("Refine"));
+  setWindowTitle(ToText(run.title));
   text_ = new QPlainTextEdit;
   text_->setObjectName(QString::number(kRunText));
   text_->setReadOnly(true);
@@ -38,6 +38,7 @@ RunDialog::RunDialog(QWidget* parentWidget, RefinementRun& run, bool closeWhenFi
   const QFontMetrics metrics(font);
   text_->setMinimumSize(metrics.horizontalAdvance(QLatin1Char('0')) * kColumns, metrics.height() * kRows);
   plots_ = new ProgressPlots(this);
+  plots_->setVisible(run.hasCycles);
   status_ = new QLabel(tr("Starting..."));
   status_->setTextFormat(Qt::PlainText);
   close_ = new QCheckBox(tr("C&lose when finished"));

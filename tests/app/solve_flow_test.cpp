@@ -1,0 +1,126 @@
+#include "app/refinement/solve_flow.h"
+
+#include <cmath>
+#include <complex>
+
+#include "app/bench_fixture.h"
+#include "app/commands/command_table.h"
+#include "app/open_save.h"
+#include "base/numbers.h"
+
+namespace marvik {
+namespace {
+
+constexpr double kPlaces[][3] = {{0.11, 0.21, 0.13}, {0.27, 0.31, 0.20}, {0.40, 0.17, 0.31}, {0.33, 0.43, 0.08},
+                                 {0.17, 0.09, 0.35}, {0.06, 0.38, 0.30}, {0.46, 0.40, 0.44}};
+constexpr char kHeader[] =
+    "TITL seven atoms\nCELL 0.71073 6.1 7.3 8.2 94 101 98\nZERR 2 0.001 0.001 0.001 0 0 0\nLATT -1\nSFAC C\nUNIT 14\n"
+    "HKLF 4\nEND\n";
+
+// Intensities of seven carbon atoms and their opposites, as points that move.
+std::string Reflections() {
+  const Metric metric = MakeMetric({6.1, 7.3, 8.2, 94, 101, 98});
+  std::string text;
+  for (int h = -7; h <= 7; ++h)
+    for (int k = -9; k <= 9; ++k)
+      for (int l = 0; l <= 10; ++l) {
+        const double s2 = metric.SinThetaSquared(h, k, l);
+        if (s2 > 0.35 || s2 == 0.0) continue;
+        double sum = 0.0;
+        for (const auto& x : kPlaces) sum += 2.0 * std::cos(2.0 * M_PI * (h * x[0] + k * x[1] + l * x[2]));
+        const double f = sum * 6.0 * std::exp(-4.0 * s2);
+        text += Printf("%4d%4d%4d%8.2f%8.2f\n", h, k, l, f * f, 0.02 * f * f + 0.1);
+      }
+  return text;
+}
+
+class SolveFlow : public test::BenchTest {
+ protected:
+  SolveFlow() {
+    folder.Put("job.hkl", Reflections());
+    EXPECT_TRUE(OpenFile(bench, folder.Put("job.ins", kHeader)));
+  }
+  void ExpectUntouched() {
+    EXPECT_EQ(folder.Get("job.ins"), kHeader);
+    EXPECT_FALSE(folder.Has("job.res") || folder.Has("job_steps"));
+    EXPECT_EQ(bench.document.atoms.head, nullptr);
+    EXPECT_EQ(bench.document.CurrentFile, folder / "job.ins");
+  }
+};
+
+TEST_F(SolveFlow, FindsCompletesAndIsUndone) {
+  ASSERT_EQ(RunCommand(bench, kSolveCommand), Outcome::Done) << Captions();
+  EXPECT_EQ(CountAtoms(bench.document), 7);
+  EXPECT_EQ(bench.document.CurrentFile, folder / "job.res");
+  EXPECT_EQ(StepHistory(folder / "job").Steps().size(), 2u);
+  EXPECT_EQ(ReadWholeFile(StepHistory(folder / "job").Steps()[0].path).content, kHeader);
+  const std::string solved = folder.Get("job.res");
+
+  ASSERT_EQ(RunCommand(bench, kCompleteCommand, "steps=next"), Outcome::Done) << Captions();
+  const auto steps = StepHistory(folder / "job").Steps();
+  ASSERT_EQ(steps.size(), 3u) << "one step only";
+  EXPECT_LT(steps.back().r1.value_or(1.0), steps[1].r1.value_or(0.0));
+  RunCommand(bench, kUndoCommand);
+  EXPECT_EQ(folder.Get("job.res.bak") + folder.Get("job.res.old~"), "") << "both were our own";
+  RunCommand(bench, kUndoCommand);
+  EXPECT_EQ(bench.document.atoms.head, nullptr);
+  EXPECT_NE(folder.Get("job.res"), solved);
+}
+
+TEST_F(SolveFlow, NothingChangesUntilAModelIsTaken) {
+  size_t shown = 0;
+  bench.hooks.chooseModel = [&](const FoundModels& found, const auto& show) -> std::optional<size_t> {
+    show(found.proposed);
+    shown = static_cast<size_t>(CountAtoms(bench.document));
+    EXPECT_EQ(found.rows[found.proposed].Cell(found, "space group"), "P -1");
+    return std::nullopt;
+  };
+  EXPECT_EQ(RunCommand(bench, kSolveCommand), Outcome::Cancelled);
+  EXPECT_EQ(shown, 7u);
+  ExpectUntouched();
+  bench.hooks.followRun = [&](RefinementRun& run) {
+    run.Start(messages);
+    run.Terminate(messages);
+  };
+  EXPECT_EQ(RunCommand(bench, kSolveCommand), Outcome::Cancelled);
+  ExpectUntouched();
+  bench.hooks.followRun = {};
+  EXPECT_EQ(Captions(), "");
+  EXPECT_EQ(RunCommand(bench, kSolveCommand, "seed=x"), Outcome::Failed);
+  EXPECT_EQ(RunCommand(bench, kSolveCommand, "group=mine"), Outcome::Failed);
+  folder.Put("job.hkl", "   1   0   0    1.00    0.10\n");
+  EXPECT_EQ(RunCommand(bench, kSolveCommand), Outcome::Failed);
+  EXPECT_NE(messages.shown.back().text.find("only 1 reflections"), std::string::npos) << messages.shown.back().text;
+  EXPECT_EQ(Captions(), "Error: Field Not Accepted|Error: Field Not Accepted|Error: Solve Failed");
+  ExpectUntouched();
+}
+
+TEST_F(SolveFlow, NewFromReflectionsAsksBeforeItOverwrites) {
+  const std::string fields = "hkl='" + (folder / "job.hkl") + "' title=again";
+  const auto quoted = [&](std::string text) {
+    std::ranges::replace(text, '\'', '"');
+    return text;
+  };
+  EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, quoted(fields)), Outcome::Failed);
+  EXPECT_EQ(messages.asked.back().caption, "File Exists");
+  EXPECT_EQ(folder.Get("job.ins"), kHeader);
+  messages.answers = {true};
+  messages.asked.clear();
+  EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, quoted(fields)), Outcome::Done) << Captions();
+  EXPECT_EQ(folder.Get("job.ins.bak"), kHeader);
+  EXPECT_EQ(folder.Get("job.ins").substr(0, 34), "TITL again\nCELL 0.71073 6.1000 7.3");
+  EXPECT_EQ(bench.document.instructions.title, "again");
+
+  folder.Put("other.hkl", Reflections());
+  const std::string other = "hkl=\"" + (folder / "other.hkl") + "\" ";
+  for (const char* wrong :
+       {"", "cell=1,2,3", "cell=6,7,8,90,90,90", "cell=6,7,8,90,90,90 wavelength=0.7 formula=?", "z=-1"})
+    EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, other + wrong), Outcome::Failed) << wrong;
+  EXPECT_FALSE(folder.Has("other.ins"));
+  EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, other + "cell=6,7,8,90,90,90 wavelength=0.7 formula=C7"),
+            Outcome::Done);
+  EXPECT_NE(folder.Get("other.ins").find("UNIT 28\n"), std::string::npos) << folder.Get("other.ins");
+}
+
+}  // namespace
+}  // namespace marvik

@@ -1,0 +1,54 @@
+#include <QLineEdit>
+#include <QTest>
+#include <QTreeWidget>
+
+#include "app/refinement/solve_flow.h"
+#include "ui/dialogs/found_models_dialog.h"
+#include "ui/dialogs/new_job_dialog.h"
+
+#include "window_fixture.h"
+
+namespace marvik {
+namespace {
+
+class SolveWindow : public test::WindowTest {};
+
+TEST_F(SolveWindow, ModelsAreShownAndOneIsChosen) {
+  const FoundModels found = ReadFoundModels(
+      "file\tmodel\tspace group\tR1\n/a\tcandidate a\tP -1\t0.1\n/b\tcandidate b\tP 1\t0.2\n/c\tweights\t\t0.05\n");
+  ASSERT_EQ(found.rows.size(), 3u);
+  EXPECT_EQ(found.proposed, 2u) << "the end of a completion";
+  std::vector<size_t> shown;
+  const auto show = [&](size_t row) { shown.push_back(row); };
+  robot.Next([](QWidget& dialog) {
+    auto* table = dialog.findChild<QTreeWidget*>(QStringLiteral("models"));
+    QTest::keyClick(table, Qt::Key_Up);
+    QTest::keyClick(&dialog, Qt::Key_Return);
+  });
+  EXPECT_EQ(bench.hooks.chooseModel(found, show), std::optional<size_t>(1));
+  EXPECT_EQ(shown, (std::vector<size_t>{2, 1}));
+  EXPECT_FALSE(bench.refining);
+  robot.Next([](QWidget& dialog) { QTest::keyClick(&dialog, Qt::Key_Escape); });
+  EXPECT_FALSE(bench.hooks.chooseModel(found, show));
+}
+
+TEST_F(SolveWindow, ANewJobIsFilledFromWhatLiesBeside) {
+  scratch.Put("new.hkl", "");
+  scratch.Put("new.p4p", "CELL 7.5 10.3 12.1 90 108 90\nCHEM C7 H13 Cl N2\n");
+  robot.Next([&](QWidget& dialog) {
+    ExpectKeyboardReachable(dialog);
+    EXPECT_EQ(dialog.findChild<QLineEdit*>(QStringLiteral("cell"))->text(), "7.5, 10.3, 12.1, 90, 108, 90");
+    static_cast<QDialog&>(dialog).accept();
+    EXPECT_TRUE(dialog.isVisible()) << "the wavelength is missing";
+    EXPECT_NE(robot.seen.back().text.indexOf(QLatin1String("wavelength")), -1);
+    Type(dialog, "wavelength", "0.71073");
+    Press(dialog, Qt::Key_Return);
+  });
+  const auto argument = AskNewJob(window.get(), scratch / "new.hkl");
+  ASSERT_TRUE(argument);
+  EXPECT_NE(argument->find("formula=\"C7 H13 Cl N2\""), std::string::npos) << *argument;
+  EXPECT_NE(argument->find("wavelength=0.71073"), std::string::npos) << *argument;
+}
+
+}  // namespace
+}  // namespace marvik
