@@ -93,7 +93,8 @@ std::string ComposeReport(const Problem& problem, const Solution& solution) {
           Printf(" %c   %-14s %6.3f %6.3f  %6.2f %5.2f %5.3f  %5zu %8.1f  %s%s%s\n", letter++, c.group.symbol.c_str(),
                  c.group.mean, c.group.least, c.group.absences, c.merit.correlation, c.r1, c.structure.sites.size(),
                  c.expectedAtoms, FormulaOf(problem, c).c_str(), c.remark.empty() ? "" : "; ", c.remark.c_str());
-      if (c.flackError > 0.0 && c.flackError < 0.3) text += Printf("     hand: Flack parameter %.2f(%.2f)\n", c.flack, c.flackError);
+      if (c.flackError > 0.0 && c.flackError < 0.3)
+        text += Printf("     hand: Flack parameter %.2f(%.2f)\n", c.flack, c.flackError);
     }
   }
   if (!solution.solved) text += " Not solved: " + solution.sentence + ".\n";

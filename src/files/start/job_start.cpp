@@ -206,11 +206,13 @@ double LikelyUnits(std::string_view formula, const CellParameters& cell) {
       if (element.row == row || (row == 1 && IsHydrogenRow(element.row))) volume = each;
     one += volume * element.count;
   }
-  const bool threefold = std::fabs(cell.gamma - 120.0) < 0.5 || (cell.alpha == cell.beta && cell.alpha == cell.gamma);
+  const bool cubic = cell.a == cell.b && cell.b == cell.c && cell.alpha == 90.0;
+  const bool threefold = std::fabs(cell.gamma - 120.0) < 0.5 ||
+                         (cell.alpha == cell.beta && cell.alpha == cell.gamma && cell.alpha != 90.0);
   const double wanted = MakeMetric(cell).volume / std::max(one, 1.0);
   double best = 1.0;
   for (const double z : {2.0, 3.0, 4.0, 6.0, 8.0, 9.0, 12.0, 16.0, 18.0, 24.0, 32.0, 36.0, 48.0, 64.0, 96.0, 192.0}) {
-    if (!threefold && std::fmod(z, 3.0) == 0.0) continue;
+    if (!cubic && z > 2.0 && threefold != (std::fmod(z, 3.0) == 0.0)) continue;
     if (std::fabs(std::log(z / wanted)) < std::fabs(std::log(best / wanted))) best = z;
   }
   return best;
