@@ -211,7 +211,8 @@ TEST(Menus, KeepTheFixedPositions) {
   const auto bar = MenuOf(MenuKind::Bar);
   EXPECT_EQ(
       Spelled(TopMenu(bar, "&File").items),
-      "&Open..., &Save, Save &As..., Save A&ll..., -, &View Listing..., -, &Print..., -, Recent &Files, -, E&xit");
+      "&Open..., &Save, Save &As..., Save A&ll..., -, &View Listing..., -, &Print..., -, Recent &Files, -, E&xit, -, "
+      "&New from Reflections...");
   const MenuNode& recent = TopMenu(bar, "&File").items[9];
   EXPECT_TRUE(recent.IsMenu());
   EXPECT_EQ(recent.id, 228);
