@@ -60,10 +60,11 @@ std::optional<bool> ReadCif(Workbench& bench, std::string& path) {
   path = FullPath(BaseNameOf(cif) + "_cif.res");
   Document& document = bench.document;
   CifOutcome outcome = CifOutcome::Failed;
+  std::string reason;
   if (bench.keepsRecentFiles) {
-    outcome = TranslateCifToRes(cif, path, bench.messages);
+    outcome = TranslateCifToRes(cif, path, bench.messages, &reason);
     if (outcome == CifOutcome::Done) return ReadInstructionFile(document, path, bench.messages);
-  } else if (const auto text = ResultFileOfCif(cif, bench.messages)) {
+  } else if (const auto text = ResultFileOfCif(cif, bench.messages, &reason)) {
     if (!ReadInstructionText(document, *text, bench.messages)) return false;
     document.CurrentFile = path;
     document.WorkingDirectory = DirectoryOf(path);
@@ -71,7 +72,8 @@ std::optional<bool> ReadCif(Workbench& bench, std::string& path) {
   }
   if (outcome == CifOutcome::Failed) {
     bench.messages.Show(
-        {MessageIcon::Warning, "Translation Error:", "Couldn't translate the .cif file to the .res format."});
+        {MessageIcon::Warning, "Translation Error:",
+         "Couldn't translate the .cif file to the .res format." + (reason.empty() ? "" : "\n" + reason)});
   }
   return {};
 }

@@ -66,6 +66,22 @@ TEST_F(BenchTest, ACifThatCannotBeTranslatedChangesNothing) {
   EXPECT_FALSE(folder.Has("x_cif.res"));
   EXPECT_EQ(bench.Title(), "small.res");
   EXPECT_TRUE(bench.document.atoms.head);
+  const std::string atoms = kSmallCif + std::string(kSmallCif).find("loop_ _atom");
+  const std::pair<std::string, const char*> kReasons[] = {
+      {"nothing\n", "It has no data block, so it is no CIF."},
+      {"data_x\n", "It has no atom sites with fractional coordinates."},
+      {"data_x\ndata_y\n", "None of its 2 data blocks has atom sites with fractional coordinates."},
+      {"data_x\n" + atoms, "data_x has no _cell_length_a."},
+      {"data_x _cell_length_a a\n" + atoms, "data_x has no number for _cell_length_a: \"a\"."},
+      {"data_x _cell_length_a 9 _cell_length_b 0 _cell_length_c 9 " + atoms,
+       "The cell of data_x is impossible: 9 0 9 90 90 90."},
+  };
+  for (const auto& [text, reason] : kReasons) {
+    messages.shown.clear();
+    EXPECT_FALSE(OpenFile(bench, folder.Put("r.cif", text)));
+    ASSERT_FALSE(messages.shown.empty());
+    EXPECT_TRUE(messages.shown[0].text.ends_with(std::string(".\n") + reason)) << messages.shown[0].text;
+  }
 }
 
 TEST_F(BenchTest, ACifOpensAsItsTranslation) {

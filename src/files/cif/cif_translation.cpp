@@ -63,14 +63,17 @@ class CifComposer {
  public:
   explicit CifComposer(const CifBlock& block) : block_(block) {}
 
-  std::optional<CifTranslation> Compose() {
-    if (!TakeCell()) return {};
+  std::optional<CifTranslation> Compose(std::string& reason) {
+    if (!TakeCell(reason)) return {};
     const Metric metric = MakeMetric(cell_);
     symmetry_ = ReadCifSymmetry(block_, metric);
     const CifValue formula = FindColumn(block_, {"_chemical_formula_sum"})[0];
     formula_ = ParseFormula(formula);
     atoms_ = ReadCifAtoms(block_, cell_, formula_, losses_);
-    if (atoms_.empty()) return {};
+    if (atoms_.empty()) {
+      reason = "No atom site of data_" + std::string(block_.name) + " can be taken over.";
+      return {};
+    }
     const std::vector<SymmetryOperator> operators(symmetry_.operators.begin(), symmetry_.operators.end());
     for (const CifAtom& atom : atoms_) {
       const size_t order = SiteOperations(operators, metric, atom.fract, kSamePlace).size();
@@ -90,7 +93,7 @@ class CifComposer {
   }
 
  private:
-  bool TakeCell();
+  bool TakeCell(std::string& reason);
   void CellLines(const std::string& wavelength);
   void Title();
   void Elements();
@@ -115,7 +118,7 @@ class CifComposer {
   std::string notices_;
 };
 
-bool CifComposer::TakeCell() {
+bool CifComposer::TakeCell(std::string& reason) {
   struct Item {
     const char* name;
     double CellParameters::*field;
@@ -131,7 +134,11 @@ bool CifComposer::TakeCell() {
     double uncertainty = 0.0;
     if (!ParseMeasuredCifNumber(value, cell_.*item.field, uncertainty)) {
       // A right angle need not be given.
-      if (!item.isAngle || !value.empty()) return false;
+      if (!item.isAngle || !value.empty()) {
+        reason = "data_" + std::string(block_.name) + (value.empty() ? " has no " : " has no number for ") + item.name +
+                 (value.empty() ? "." : ": \"" + LineOf(std::string(value)) + "\".");
+        return false;
+      }
       cell_.*item.field = 90.0;
     }
     double same = 0.0;
@@ -146,7 +153,9 @@ bool CifComposer::TakeCell() {
     }
     AppendPrintf(cellSu_, " %.6g", uncertainty);
   }
-  return IsPossible(cell_);
+  if (IsPossible(cell_)) return true;
+  reason = "The cell of data_" + std::string(block_.name) + " is impossible:" + cellText_ + ".";
+  return false;
 }
 
 void CifComposer::CellLines(const std::string& wavelength) {
@@ -273,23 +282,29 @@ void CifComposer::Notices() {
 
 }  // namespace
 
-std::optional<CifTranslation> TranslateCif(std::string_view cif) {
+std::optional<CifTranslation> TranslateCif(std::string_view cif, std::string* reason) {
   CifReader reader(
       cif, {"_atom_site_", "_cell_", "_symmetry_", "_space_group_", "_chemical_formula_sum", "_database_code_",
             "_cod_database_code", "_diffrn_radiation_wavelength", "_diffrn_ambient_temperature", "_exptl_crystal_size_",
             "_refine_ls_weighting_details", "_refine_ls_extinction_"});
   CifBlock block;
+  std::string unused;
+  std::string& why = reason ? *reason : unused;
+  size_t blocks = 0;
   while (reader.Next(block)) {
-    if (!HasAtoms(block)) continue;
-    return CifComposer(block).Compose();
+    blocks += !block.name.empty();
+    if (HasAtoms(block)) return CifComposer(block).Compose(why);
   }
+  why = blocks == 0   ? "It has no data block, so it is no CIF."
+        : blocks == 1 ? "It has no atom sites with fractional coordinates."
+                      : Printf("None of its %zu data blocks has atom sites with fractional coordinates.", blocks);
   return {};
 }
 
-std::optional<std::string> ResultFileOfCif(const std::string& cifName, UserMessages& messages) {
+std::optional<std::string> ResultFileOfCif(const std::string& cifName, UserMessages& messages, std::string* reason) {
   const FileContent file = ReadWholeFile(cifName);
   if (!file.opened || file.outOfMemory) return {};
-  auto translation = TranslateCif(file.content);
+  auto translation = TranslateCif(file.content, reason);
   if (!translation) return {};
   if (!translation->embedded.empty() &&
       messages.AskYesNo({MessageIcon::Question, "Result File in the CIF",
@@ -302,8 +317,9 @@ std::optional<std::string> ResultFileOfCif(const std::string& cifName, UserMessa
   return std::move(translation->text);
 }
 
-CifOutcome TranslateCifToRes(const std::string& cifName, const std::string& outputName, UserMessages& messages) {
-  const auto text = ResultFileOfCif(cifName, messages);
+CifOutcome TranslateCifToRes(const std::string& cifName, const std::string& outputName, UserMessages& messages,
+                             std::string* reason) {
+  const auto text = ResultFileOfCif(cifName, messages, reason);
   if (!text) return CifOutcome::Failed;
   const FileContent existing = ReadWholeFile(outputName);
   if (existing.opened) {
