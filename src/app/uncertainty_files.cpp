@@ -3,8 +3,13 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdio>
+#include <functional>
 #include <map>
 #include <set>
+
+#include "base/numbers.h"
+#include "check/data_uncertainties.h"
 
 namespace marvik {
 namespace {
@@ -99,20 +104,69 @@ CifUncertainties UncertaintiesInListing(std::string_view text) {
   return found;
 }
 
-std::unique_ptr<ListedUncertainties> FindUncertainties(const Document& document, UncertaintyFile& file) {
+namespace {
+
+// Whether the listing is one of marvik-refine.
+bool IsOwnListing(const std::string& path) {
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (!file) return false;
+  constexpr std::string_view kHead = " marvik-refine:";
+  char head[32] = {};
+  const size_t got = std::fread(head, 1, kHead.size(), file);
+  std::fclose(file);
+  return std::string_view(head, got) == kHead;
+}
+
+void Mix(size_t& key, const std::string& text) {
+  key = key * 1099511628211u ^ std::hash<std::string>()(text);
+}
+
+// Stamps of the files, the cell, and all that is refined of the atoms.
+size_t KeyOf(const Document& document, const std::string& hklPath) {
+  size_t key = std::hash<std::string>()(hklPath);
+  if (const auto stamp = StampOf(hklPath))
+    Mix(key, std::to_string(stamp->size) + " " + std::to_string(stamp->nanoseconds));
+  Mix(key, document.instructions.cellLine + document.instructions.zerrLine);
+  for (const AtomRecord* atom : Atoms(document.atoms, kNoGenerated)) {
+    if (atom->IsPeak()) continue;
+    std::string text = std::to_string(atom->serial);
+    for (int i = 0; i < 3; ++i) AppendPrintf(text, " %.7g", atom->fract[i]);
+    for (const double u : atom->u) AppendPrintf(text, " %.7g", u);
+    Mix(key, text + Printf(" %.7g", atom->occupancy));
+  }
+  return key;
+}
+
+std::shared_ptr<const UncertaintySource> FromData(const Document& document, UncertaintyFile& file) {
+  const std::string base = BaseNameOf(document.CurrentFile);
+  if (!IsOwnListing(base + ".lst") || !StampOf(base + ".hkl")) return nullptr;
+  const size_t key = KeyOf(document, base + ".hkl");
+  if (key != file.fromDataKey) {
+    file.fromDataKey = key;
+    file.fromData = UncertaintiesFromData(document, base + ".hkl");
+  }
+  return file.fromData;
+}
+
+}  // namespace
+
+std::shared_ptr<const UncertaintySource> FindUncertainties(const Document& document, UncertaintyFile& file) {
   if (document.CurrentFile.empty()) return nullptr;
+  if (auto full = FromData(document, file)) return full;
   for (const std::string& path : FilesBeside(document.CurrentFile)) {
     const auto stamp = StampOf(path);
     if (!stamp) continue;
     const bool isCif = path.ends_with(".cif");
     if (file.path != path || file.stamp != stamp) {
       const FileContent read = ReadWholeFile(path);
-      file = {path, stamp, isCif ? ReadCifUncertainties(read.content) : UncertaintiesInListing(read.content)};
+      file.path = path;
+      file.stamp = stamp;
+      file.listed = isCif ? ReadCifUncertainties(read.content) : UncertaintiesInListing(read.content);
     }
     const auto cell = isCif ? file.listed.cellSu : CellSigmas(document.instructions.zerrLine);
     const bool hasCell = cell != std::array<double, 6>{};
     auto found =
-        std::make_unique<ListedUncertainties>(document, cell,
+        std::make_shared<ListedUncertainties>(document, cell,
                                               "S.u. from the coordinates in " + FileNameOf(path) +
                                                   (!hasCell ? ""
                                                    : isCif  ? " and its cell"

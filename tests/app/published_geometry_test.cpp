@@ -125,9 +125,13 @@ class Published {
         site.rounding[k] = Rounding(value);
       }
       if (!complete) continue;
+      double nearest = 3e-5 + site.rounding[0] + site.rounding[1] + site.rounding[2];
       for (const AtomRecord* atom : Atoms(document_.atoms)) {
         const Fractional d = atom->fract - site.fract;
-        if (std::fabs(d.x) + std::fabs(d.y) + std::fabs(d.z) < 3e-5) site.atom = atom;
+        const double apart = std::fabs(d.x) + std::fabs(d.y) + std::fabs(d.z);
+        if (atom->IsPeak() || apart >= nearest) continue;
+        nearest = apart;
+        site.atom = atom;
       }
       if (site.atom) sites_[label] = site;
     }
@@ -245,7 +249,18 @@ TEST_F(PublishedGeometry, IsWhatTheCoordinatesGive) {
   for (const auto& path : files) {
     const std::string text = ReadWholeFile(path.string()).content;
     bench.modified = false;
-    if (!OpenFile(bench, folder.Put(path.filename().string(), text))) continue;
+    // What was refined is opened as its result, with the reflections and a listing of a run.
+    const std::string base = path.string().substr(0, path.string().find(".published"));
+    std::string opened = path.filename().string();
+    if (base != path.string()) {
+      opened = FileNameOf(base) + ".res";
+      folder.Put(opened, ReadWholeFile(base + ".res").content);
+      folder.Put(FileNameOf(base) + ".hkl", ReadWholeFile(base + ".hkl").content);
+      folder.Put(FileNameOf(base) + ".lst", " marvik-refine: full-matrix least squares on F squared\n");
+    } else {
+      folder.Put(opened, text);
+    }
+    if (!OpenFile(bench, folder / opened)) continue;
     UncertaintyFile state;
     const auto source = FindUncertainties(bench.document, state);
     Published published(text, bench.document, source.get());
@@ -262,7 +277,7 @@ TEST_F(PublishedGeometry, IsWhatTheCoordinatesGive) {
   EXPECT_GT(all.values, 0u);
   EXPECT_EQ(all.turned, 0u);
   EXPECT_GE(static_cast<double>(all.equal), 0.98 * static_cast<double>(all.values));
-  EXPECT_GE(static_cast<double>(all.close), 0.9 * static_cast<double>(all.sigmas));
+  EXPECT_GE(static_cast<double>(all.close), 0.95 * static_cast<double>(all.sigmas));
   EXPECT_GE(static_cast<double>(free.close), 0.95 * static_cast<double>(free.sigmas));
 }
 
