@@ -124,22 +124,26 @@ std::string WithBarredThree(std::string name) {
 }
 
 // What the packaged tables call it.
-std::string SymbolOf(const SpaceGroup& group) {
+void Name(SpaceGroup& group) {
   gemmi::GroupOps ops;
   for (const SymmetryOperator& op : group.pointOperators) {
     gemmi::Op& known = ops.sym_ops.emplace_back();
     for (size_t i = 0; i < 3; ++i) {
-      if (op.t[i] % kPartsOfTwentyFourth != 0) return {};
+      if (op.t[i] % kPartsOfTwentyFourth != 0) return;
       known.tran[i] = op.t[i] / kPartsOfTwentyFourth;
       for (size_t j = 0; j < 3; ++j) known.rot[i][j] = op.r[i][j] * gemmi::Op::DEN;
     }
   }
   for (const auto& c : group.centring) {
-    if (std::ranges::any_of(c, [](int t) { return t % kPartsOfTwentyFourth != 0; })) return {};
+    if (std::ranges::any_of(c, [](int t) { return t % kPartsOfTwentyFourth != 0; })) return;
     ops.cen_ops.push_back({c[0] / kPartsOfTwentyFourth, c[1] / kPartsOfTwentyFourth, c[2] / kPartsOfTwentyFourth});
   }
   const gemmi::SpaceGroup* known = gemmi::find_spacegroup_by_ops(ops);
-  return known ? known->xhm() : std::string();
+  if (!known) return;
+  group.symbol = known->xhm();
+  group.hall = known->hall;
+  group.system = known->crystal_system_str();
+  group.number = known->number;
 }
 
 SpaceGroup Sorted(const std::vector<SymmetryOperator>& operations) {
@@ -165,7 +169,7 @@ SpaceGroup Sorted(const std::vector<SymmetryOperator>& operations) {
       for (size_t i = 0; i < 3; ++i) op.t[i] += c[i];
       group.all.push_back(Wrapped(op));
     }
-  group.symbol = SymbolOf(group);
+  Name(group);
   return group;
 }
 

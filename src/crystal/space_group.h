@@ -18,7 +18,11 @@ struct SpaceGroup {
   std::vector<std::array<int, 3>> centring;      // in kTranslationParts, the zero vector first
   std::vector<SymmetryOperator> all;             // every operation, the identity first
   std::vector<SymmetryOperator> pointOperators;  // one per rotation part, improper ones included
-  std::string symbol;                            // of a known setting, else empty
+  // Of a known setting, else empty and 0: "P 1 21/c 1", "-P 2ybc", "monoclinic".
+  std::string symbol;
+  std::string hall;
+  std::string system;
+  int number = 0;  // of International Tables A
 
   bool IsAbsent(const Miller& h) const;
   // The largest index triple (by l, then k, then h) among the equivalents; Friedel opposites count as equivalent when

@@ -4,7 +4,7 @@
 #include "base/numbers.h"
 #include "check/cif/cif_checker.h"
 #include "check/cif/cif_words.h"
-#include "refine/structure/structure.h"
+#include "refine/structure/absorption.h"
 
 namespace marvik::cif {
 
@@ -191,34 +191,6 @@ void Electrons(CifChecker& c, const std::map<int, double>& contents) {
 
 }  // namespace
 
-// σ of an atom = photoelectric + scattering. The first is 2·r·λ·f'' by the optical theorem; the second the integral of
-// the Thomson cross section times f(s)² + S(s) over all directions, with the incoherent factor S = Z - Σ f²/Z and the
-// Klein-Nishina reduction for it (International Tables C, 4.2.4 and 7.4.3).
-double AbsorptionCoefficient(const std::map<int, double>& contents, double wavelength, double volume) {
-  constexpr double kRadius = 2.8179403e-5;  // Å, of the electron
-  constexpr double kPi = 3.14159265358979;
-  const double energy = 12.398 / wavelength / 511.0;  // of the photon, in electron masses
-  double sum = 0.0;                                   // Å²
-  for (const auto& [row, n] : contents) {
-    if (row == kUnknownRow || row <= 0) continue;
-    const auto s = TabulatedScatterer(Table()[row], wavelength);
-    double scattered = 0.0;
-    constexpr int kSteps = 60;
-    for (int i = 0; i < kSteps; ++i) {
-      const double cosine = -1.0 + (2.0 * i + 1.0) / kSteps;
-      const double stol2 = (1.0 - cosine) / 2.0 / (wavelength * wavelength);
-      double f = s.c;
-      for (size_t k = 0; k < 4; ++k) f += s.a[k] * std::exp(-s.b[k] * stol2);
-      f = std::max(f, 0.0);
-      const double compton = 1.0 / std::pow(1.0 + energy * (1.0 - cosine), 2);
-      const double incoherent = std::max(0.0, s.electrons - f * f / s.electrons) * compton;
-      scattered += (1.0 + cosine * cosine) / 2.0 * (f * f + incoherent) * 2.0 / kSteps;
-    }
-    sum += n * (2.0 * kRadius * wavelength * std::max(s.fDoublePrime, 0.0) + 2.0 * kPi * kRadius * kRadius * scattered);
-  }
-  return sum / volume * 1e7;
-}
-
 std::map<int, double> FormulaContents(const CifModel& model) {
   auto contents = CountsOf(model.formula);
   const double z = model.z.value > 0.0 ? model.z.value : 1.0;
@@ -263,7 +235,12 @@ void CheckContents(CifChecker& c) {
   Electrons(c, contents);
   const Measured mu = m.Number("_exptl_absorpt_coefficient_mu");
   if (!mu.Given() || !m.xray || !(m.wavelength.value > 0.2) || contents.empty()) return;
-  const double calculated = AbsorptionCoefficient(contents, m.wavelength.value, m.metric.volume);
+  double area = 0.0;
+  for (const auto& [row, n] : contents) {
+    if (row != kUnknownRow && row > 0)
+      area += n * AbsorptionCrossSection(TabulatedScatterer(Table()[row], m.wavelength.value), m.wavelength.value);
+  }
+  const double calculated = AbsorptionCoefficient(area, m.metric.volume);
   const double rounding = 0.6 * std::pow(10.0, -mu.decimals) / calculated;
   c.Test("mu-formula", std::max(0.0, std::fabs(mu.value / calculated - 1.0) - rounding),
          Printf("%.3f given, %.3f calculated.", mu.value, calculated));

@@ -52,8 +52,6 @@ void CheckItems(CifChecker& checker);
 void CheckEmbedded(CifChecker& checker);
 void CheckReflections(CifChecker& checker, const CifBlock* reflections);
 
-// Linear absorption coefficient in 1/mm of what is in a cell, by element; see the source for the formula.
-double AbsorptionCoefficient(const std::map<int, double>& contents, double wavelength, double volume);
 // Contents of the cell by Z times the formula, by row of the element table.
 std::map<int, double> FormulaContents(const CifModel& model);
 // Unique reflections up to sin θ / λ, Friedel opposites being one; 0 where there would be too many to count.

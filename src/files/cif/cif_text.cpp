@@ -238,15 +238,27 @@ std::string UnfoldedText(std::string_view field) {
     if (!TakeLine(field, line).starts_with(prefix)) return std::string(field);
   std::string text;
   while (at < field.size()) {
-    std::string_view line = TakeLine(field, at).substr(prefix.size());
+    const size_t start = at;
+    const size_t end = start + TakeLine(field, at).size();
+    const std::string_view line = field.substr(start + prefix.size(), end - start - prefix.size());
     const std::string_view folded = WithoutTrailingBlanks(line);
     if (isFolded && folded.ends_with('\\')) {
       text += folded.substr(0, folded.size() - 1);
     } else {
-      text.append(line).append("\n");
+      text.append(line).append(end < at ? field.substr(end, at - end) : "\n");
     }
   }
   return text;
+}
+
+std::string AttachedLines(std::string_view field) {
+  std::string text = UnfoldedText(field);
+  if (text != field) return text;
+  // The field begins behind the semicolon, and the last line end belongs to its delimiter.
+  const bool crlf = field.find("\r\n") != kNone;
+  const size_t first = field.starts_with("\r\n") ? 2 : field.starts_with('\n') || field.starts_with('\r') ? 1 : 0;
+  text.erase(0, first);
+  return text.empty() ? text : text + (crlf && !text.ends_with('\r') ? "\r\n" : "\n");
 }
 
 bool ParseCifNumber(CifValue value, double& number, double* uncertainty) {

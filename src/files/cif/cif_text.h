@@ -93,6 +93,9 @@ CifColumn FindColumn(const CifBlock& block, std::initializer_list<std::string_vi
 // A text field without the protocols for long lines ("\" at line ends) and for line prefixes.
 std::string UnfoldedText(std::string_view field);
 
+// The lines of a file that was put into a text field, each with its line end.
+std::string AttachedLines(std::string_view field);
+
 // The number a value begins with when nothing but an uncertainty follows, 7.060(2) or 7.060+2; false for anything else.
 // `uncertainty` gets its number, 0 without one: the digits as they stand, not scaled.
 bool ParseCifNumber(CifValue value, double& number, double* uncertainty = nullptr);

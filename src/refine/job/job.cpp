@@ -72,9 +72,6 @@ constexpr PartNote kPartNotes[] = {
     {"CONN", [](const Command& c) { return c.words.empty() && !c.numbers.empty(); },
      "without atoms it has no effect; the largest number of bonds is not limited for all"},
     {"ANIS", [](const Command& c) { return Names(c, "$H"); }, "hydrogens stay isotropic"},
-    {"DISP", [](const Command& c) { return c.numbers.size() > 2; }, "the absorption coefficient is not used"},
-    {"CONF", [](const Command& c) { return !c.words.empty() || !c.numbers.empty(); },
-     "every torsion angle is listed, whatever atoms and limits it names"},
     {"WPDB", [](const Command&) { return true; }, "no file of that kind is written"},
 };
 

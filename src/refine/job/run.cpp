@@ -7,9 +7,11 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
+#include "files/cif/cif_completion.h"
 #include "files/res/reader.h"
 #include "refine/job/includes.h"
 #include "refine/job/session.h"
+#include "refine/output/cif_file.h"
 #include "refine/output/tables.h"
 
 namespace marvik {
@@ -50,7 +52,8 @@ void PrintPeaks(const Session& s, const LineSink& print) {
 }
 
 // NAME.ins and NAME.hkl; a sentence when one of them is missing or is not what it should be.
-std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflection>& raw, const LineSink& print) {
+std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflection>& raw, std::string& hklText,
+                      const LineSink& print) {
   const FileContent ins = ReadWholeFile(base + ".ins");
   if (!ins.opened) return "CANNOT OPEN FILE " + base + ".ins";
   PrintedMessages messages(print);
@@ -61,7 +64,7 @@ std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflectio
   if (!ReadInstructionText(s.document, TakeIncludes(ins.content, directory, s.notes), messages))
     return base + ".ins IS NOT AN INSTRUCTION FILE WITH A POSSIBLE CELL";
   s.document.WorkingDirectory = directory;
-  const FileContent hkl = ReadWholeFile(base + ".hkl");
+  FileContent hkl = ReadWholeFile(base + ".hkl");
   if (!hkl.opened) return "CANNOT OPEN FILE " + base + ".hkl";
   HklFile file = ParseHklFile(hkl.content, ParseHklf(s.document.instructions.hklfLine));
   for (const std::string& note : file.notes) s.notes.push_back(FileNameOf(base) + ".hkl: " + note);
@@ -73,6 +76,7 @@ std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflectio
       s.notes.push_back("ABIN: " + s.name + (fab.opened ? ".fab has no line of h k l A B" : ".fab is not there") +
                         "; nothing is added" + s.places.Of(InstructionKeyword::kAbin));
   }
+  hklText = std::move(hkl.content);
   return raw.empty() ? "NO REFLECTIONS IN " + base + ".hkl" : std::string();
 }
 
@@ -82,7 +86,8 @@ int Work(const std::string& base, const LineSink& print, const std::string& said
   print(" " + base);
   Session s;
   std::vector<Reflection> raw;
-  std::string problem = ReadFiles(base, s, raw, print);
+  std::string hklText;
+  std::string problem = ReadFiles(base, s, raw, hklText, print);
   if (!problem.empty() || !PrepareSession(s, raw, print, problem)) return Fail(print, problem);
   if (!RefineSession(s, print)) return Fail(print, s.result.problem);
   const RefinementResult& r = s.result;
@@ -101,7 +106,10 @@ int Work(const std::string& base, const LineSink& print, const std::string& said
   s.bonds = MakeBonds(s.structure, s.document, s.job.commands);
   TrimBonds(s.bonds, print);
   if (WriteFileAtomically(base + ".lst", ComposeListing(s, said)) != 0) print(" ** CANNOT WRITE " + base + ".lst **");
-  if (WriteFileAtomically(base + ".cif", ComposeCif(s)) != 0) print(" ** CANNOT WRITE " + base + ".cif **");
+  s.coverage = MeasureCoverage(raw, s.structure.group, s.structure.metric, s.job.limits, s.merging.thetaMax);
+  const std::string known = ReadWholeFile(base + kPublicationFile).content;
+  const std::string cif = CompletedCif(ComposeCif(s, {text, hklText}), known);
+  if (WriteFileAtomically(base + ".cif", cif) != 0) print(" ** CANNOT WRITE " + base + ".cif **");
   if (IsWrittenList(s.job.list) && WriteFileAtomically(base + ".fcf", ComposeReflectionList(s)) != 0) {
     print(" ** CANNOT WRITE " + base + ".fcf **");
   }

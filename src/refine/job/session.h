@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "model/document.h"
+#include "refine/data/coverage.h"
 #include "refine/job/job.h"
 #include "refine/map/fourier.h"
 #include "refine/solve/refinement.h"
@@ -29,6 +30,7 @@ struct Session {
   Parametrisation parametrisation;
   RestraintList restraints;
   MergeStatistics merging;
+  Coverage coverage;  // for the CIF; whoever composes one fills it
   std::vector<Reflection> merged;
   Observations observations;
   RefinementResult result;  // figures of every cycle, covariance matrix, Fc

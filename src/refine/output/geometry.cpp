@@ -162,9 +162,4 @@ std::string OperationNames::Suffix(const SiteImage& image) {
   return Printf("_$%zu", operations_.size());
 }
 
-std::string OperationNames::CifCode(const Neighbour& n) {
-  if (n.IsIdentity()) return ".";
-  return Printf("%d_%d%d%d", n.operation + 1, 5 + n.cell[0], 5 + n.cell[1], 5 + n.cell[2]);
-}
-
 }  // namespace marvik

@@ -47,8 +47,6 @@ class OperationNames {
  public:
   // "" for the identity, else "_$1" style.
   std::string Suffix(const SiteImage& image);
-  // CIF codes: "." or "3_655".
-  static std::string CifCode(const Neighbour& n);
   const std::vector<SymmetryOperator>& Operations() const { return operations_; }
 
  private:

@@ -6,6 +6,7 @@
 
 #include "base/numbers.h"
 #include "crystal/symmetry.h"
+#include "refine/output/geometry_lists.h"
 
 namespace marvik {
 namespace {
@@ -22,10 +23,6 @@ std::string OperationLegend(const OperationNames& names) {
   return out;
 }
 
-bool IsHydrogen(const Session& s, int site) {
-  return s.structure.sites[static_cast<size_t>(site)].hydrogen;
-}
-
 std::string HydrogenBondLine(const Session& s, const Geometry& geometry, OperationNames& names, const SiteImage& donor,
                              const SiteImage& hydrogen, const SiteImage& acceptor) {
   const auto text = [&](const std::vector<SiteImage>& images, int digits) {
@@ -37,55 +34,7 @@ std::string HydrogenBondLine(const Session& s, const Geometry& geometry, Operati
                 text({donor, acceptor}, 3).c_str(), text({donor, hydrogen, acceptor}, 1).c_str());
 }
 
-bool IsAcceptor(const Session& s, int site) {
-  const int z =
-      s.structure.scatterers[static_cast<size_t>(s.structure.sites[static_cast<size_t>(site)].scatterer)].electrons;
-  return z == 7 || z == 8 || z == 9 || z == 16 || z == 17 || z == 35 || z == 53;
-}
-
-// Every D-H...A with H...A shorter than the acceptor's radius + 2 Å and an angle above 110°.
-void SearchHydrogenBonds(const Session& s, const Geometry& geometry, OperationNames& names, std::string& out) {
-  const NeighbourTable near = ImagesWithin(s.structure, 3.4);
-  for (size_t h = 0; h < near.size(); ++h) {
-    const auto& bonded = s.bonds[h];
-    if (!IsHydrogen(s, static_cast<int>(h)) || bonded.empty() || !IsAcceptor(s, bonded[0].site)) continue;
-    const SiteImage donor = ImageOf(s.structure, bonded[0]);
-    const SiteImage hydrogen = ImageOf(s.structure, Neighbour{static_cast<int>(h), 0, {}, 0.0});
-    for (const Neighbour& n : near[h]) {
-      const Site& site = s.structure.sites[static_cast<size_t>(n.site)];
-      const double radius = s.structure.scatterers[static_cast<size_t>(site.scatterer)].radius;
-      const bool same = n.site == donor.site && n.operation == bonded[0].operation && n.cell == bonded[0].cell;
-      if (same || !IsAcceptor(s, n.site) || n.distance > radius + 2.0) continue;
-      if (!PartsMeet(s.structure.sites[h], site, n.IsIdentity())) continue;
-      const SiteImage acceptor = ImageOf(s.structure, n);
-      if (geometry.Measure({donor, hydrogen, acceptor}).value < 110.0) continue;
-      out += HydrogenBondLine(s, geometry, names, donor, hydrogen, acceptor);
-    }
-  }
-}
-
 }  // namespace
-
-bool IsListedBond(const Session& s, int site, const Neighbour& n) {
-  return s.job.bondHydrogens || (!IsHydrogen(s, site) && !IsHydrogen(s, n.site));
-}
-
-std::vector<BondAngle> AnglesOf(const Session& s) {
-  std::vector<BondAngle> angles;
-  for (size_t b = 0; b < s.bonds.size(); ++b) {
-    const auto& list = s.bonds[b];
-    for (size_t i = 0; i < list.size(); ++i) {
-      for (size_t j = i + 1; j < list.size(); ++j) {
-        if (!IsListedBond(s, static_cast<int>(b), list[i]) || !IsListedBond(s, static_cast<int>(b), list[j])) continue;
-        const Site& first = s.structure.sites[static_cast<size_t>(list[i].site)];
-        const Site& second = s.structure.sites[static_cast<size_t>(list[j].site)];
-        if (first.part * second.part != 0 && first.part != second.part) continue;
-        angles.push_back({static_cast<int>(b), list[i], list[j]});
-      }
-    }
-  }
-  return angles;
-}
 
 std::string BondTable(const Session& s, const Geometry& geometry) {
   std::string out = "\n Bond lengths (A) and angles (degrees)\n";
@@ -115,29 +64,10 @@ std::string BondTable(const Session& s, const Geometry& geometry) {
 std::string TorsionTable(const Session& s, const Geometry& geometry) {
   std::string out = "\n Torsion angles (degrees)\n";
   OperationNames names;
-  for (size_t b = 0; b < s.bonds.size(); ++b) {
-    const SiteImage second = ImageOf(s.structure, Neighbour{static_cast<int>(b), 0, {}, 0.0});
-    for (const Neighbour& c : s.bonds[b]) {
-      if (!c.IsIdentity() || c.site <= static_cast<int>(b) || IsHydrogen(s, static_cast<int>(b)) ||
-          IsHydrogen(s, c.site))
-        continue;
-      for (const Neighbour& a : s.bonds[b]) {
-        for (const Neighbour& d : s.bonds[static_cast<size_t>(c.site)]) {
-          if (IsHydrogen(s, a.site) || IsHydrogen(s, d.site)) continue;
-          if ((a.site == c.site && a.IsIdentity()) || (d.site == static_cast<int>(b) && d.IsIdentity())) continue;
-          if (!PartsMeet(s.structure.sites[static_cast<size_t>(a.site)], s.structure.sites[static_cast<size_t>(d.site)],
-                         true))
-            continue;
-          const SiteImage first = ImageOf(s.structure, a);
-          const SiteImage third = ImageOf(s.structure, c);
-          const SiteImage fourth = ImageOf(s.structure, d);
-          AppendPrintf(out, " %-8s - %-6s - %-6s - %-8s %12s\n", (LabelOf(s, a.site) + names.Suffix(first)).c_str(),
-                       LabelOf(s, static_cast<int>(b)).c_str(), LabelOf(s, c.site).c_str(),
-                       (LabelOf(s, d.site) + names.Suffix(fourth)).c_str(),
-                       WithSu(geometry.Measure({first, second, third, fourth}), 1).c_str());
-        }
-      }
-    }
+  const auto name = [&](const SiteImage& image) { return LabelOf(s, image.site) + names.Suffix(image); };
+  for (const FourAtoms& t : TorsionsOf(s, geometry)) {
+    AppendPrintf(out, " %-8s - %-6s - %-6s - %-8s %12s\n", name(t[0]).c_str(), name(t[1]).c_str(), name(t[2]).c_str(),
+                 name(t[3]).c_str(), WithSu(geometry.Measure({t[0], t[1], t[2], t[3]}), 1).c_str());
   }
   return out + OperationLegend(names);
 }
@@ -145,27 +75,8 @@ std::string TorsionTable(const Session& s, const Geometry& geometry) {
 std::string HydrogenBondTable(const Session& s, const Geometry& geometry) {
   std::string out = "\n Hydrogen bonds:           D-H, H...A, D...A (A), D-H...A (degrees)\n";
   OperationNames names;
-  for (const Command& command : s.job.commands) {
-    if (command.name != "HTAB") continue;
-    if (command.words.size() < 2) {
-      SearchHydrogenBonds(s, geometry, names, out);
-      continue;
-    }
-    const ResolvedNames resolved = ResolveAtoms(s.structure, command, s.job.commands, command.words);
-    if (resolved.images.size() < 2) continue;
-    const SiteImage& donor = resolved.images[0];
-    const SiteImage& acceptor = resolved.images[1];
-    double best = 110.0;
-    std::string line;
-    for (const Neighbour& h : s.bonds[static_cast<size_t>(donor.site)]) {
-      if (!IsHydrogen(s, h.site)) continue;
-      const SiteImage hydrogen = ImageOf(s.structure, h);
-      const double angle = geometry.Measure({donor, hydrogen, acceptor}).value;
-      if (angle < best) continue;
-      best = angle;
-      line = HydrogenBondLine(s, geometry, names, donor, hydrogen, acceptor);
-    }
-    out += line;
+  for (const HydrogenBondSites& bond : HydrogenBondsOf(s, geometry)) {
+    out += HydrogenBondLine(s, geometry, names, bond.donor, bond.hydrogen, bond.acceptor);
   }
   return out + OperationLegend(names);
 }

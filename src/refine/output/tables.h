@@ -44,22 +44,9 @@ std::string TwinTable(const Session& session);
 std::string DisplacementTable(const Session& session);    // principal values, and atoms that may be split
 std::string PlacedHydrogenTable(const Session& session);  // of riding groups
 
-// Whole files.
 std::string ComposeListing(const Session& session, const std::string& console);
-std::string ComposeCif(const Session& session);
-// LIST 4 (h k l Fc² Fo² σ) and LIST 6 (h k l Fo² σ Fc phase), as CIF loops.
-std::string ComposeReflectionList(const Session& session);
 
 std::string FriedelSentence(double factor);
-
-// Every three atoms a-b-c of the bond table, b in the middle.
-struct BondAngle {
-  int middle;
-  Neighbour first;
-  Neighbour second;
-};
-std::vector<BondAngle> AnglesOf(const Session& session);
-bool IsListedBond(const Session& session, int site, const Neighbour& n);
 
 // Flack's parameter from the quotients (I+ - I-)/(I+ + I-) of Friedel pairs (Parsons, Flack & Wagner, Acta Cryst. B69
 // (2013) 249), for groups without a centre; of twins where the law turns no hand into the other. Pairs that say little

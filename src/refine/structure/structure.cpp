@@ -54,6 +54,8 @@ void ApplyDisp(const std::vector<Command>& commands, std::vector<Scatterer>& sca
       if (UpperCase(s.symbol) != symbol) continue;
       if (command.numbers.size() > 0) s.fPrime = command.numbers[0];
       if (command.numbers.size() > 1) s.fDoublePrime = command.numbers[1];
+      if (command.numbers.size() > 2) s.crossSection = command.numbers[2];
+      s.isOwn = true;
     }
   }
 }
@@ -82,6 +84,8 @@ void FillScatterers(const Document& document, Structure& structure, std::vector<
       s.c = own[8];
       s.fPrime = own[9];
       s.fDoublePrime = own[10];
+      s.crossSection = own[11];
+      s.isOwn = true;
     }
     structure.scatterers.push_back(s);
   }

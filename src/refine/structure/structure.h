@@ -30,7 +30,9 @@ struct Scatterer {
   double fDoublePrime = 0.0;
   double radius = 0.77;  // Å
   double weight = 12.0;
+  double crossSection = 0.0;  // barn, 0 where the file does not say
   int electrons = 6;
+  bool isOwn = false;  // the file gives its dispersion itself
 };
 
 struct Site {
