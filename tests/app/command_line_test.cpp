@@ -6,6 +6,7 @@
 
 #include "app/bench_fixture.h"
 #include "app/commands/command_table.h"
+#include "files/cif/cif_writer.h"
 
 namespace marvik {
 namespace {
@@ -206,6 +207,31 @@ TEST_F(CommandLineTest, FindingsAreStatusOneFromErrorsOn) {
   EXPECT_EQ(Run({"--check", cif}), 1);
   EXPECT_NE(out.str().find("cell-incomplete"), std::string::npos) << out.str();
   EXPECT_EQ(Run({"--check", folder.Put("b.cif", "data_b\n")}), 0);
+}
+
+TEST_F(CommandLineTest, FilesThatACifCarriesComeOutAsTheyWere) {
+  const std::string res = "TITL a\nREM \n;begins with a semicolon\nCELL 0.71073 8 9 10 90 90 90\nSFAC C\nHKLF 4\nEND\n";
+  const std::string hkl = "   1   0   0  123.45    1.20   1\r\n   0   1   0   12.00    0.50   1\r\n";
+  CifWriter writer;
+  writer.Block("first one/x");
+  writer.Field("_iucr_refine_instructions_details", res);
+  writer.Field("_iucr_refine_reflections_details", hkl);
+  writer.Block("listed");
+  writer.Loop(
+      {"_refln_index_h", "_refln_index_k", "_refln_index_l", "_refln_F_squared_meas", "_refln_F_squared_sigma"});
+  writer.Row({"1", "-2", "13", "20000.5", "10"});
+  const std::string cif = folder.Put("x.cif", writer.Text());
+  ASSERT_EQ(Run({"--extract", cif}), 0) << err.str();
+  EXPECT_EQ(folder.Get("first_one_x.res"), res);
+  EXPECT_EQ(folder.Get("first_one_x.hkl"), hkl);
+  EXPECT_EQ(folder.Get("listed.hkl"), "   1  -2  13 2000.05    1.00\n   0   0   0    0.00    0.00\n");
+  EXPECT_EQ(Run({"--extract", cif}), 0) << "what is there already is no reason to stop";
+  folder.Put("listed.hkl", "mine");
+  EXPECT_EQ(Run({"--extract", cif}), 1);
+  EXPECT_EQ(folder.Get("listed.hkl"), "mine");
+  EXPECT_EQ(Run({"--extract", "--yes", cif}), 0) << err.str();
+  EXPECT_NE(folder.Get("listed.hkl"), "mine");
+  EXPECT_EQ(Run({"--extract", folder.Put("none.cif", "data_a\n_cell_length_a 8\n")}), 1);
 }
 
 TEST_F(CommandLineTest, DrawsPictures) {

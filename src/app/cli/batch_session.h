@@ -61,7 +61,13 @@ bool ScriptAction(BatchSession& session, const BatchAction& action);
 bool LintAction(BatchSession& session, const BatchAction& action);
 bool CheckAction(BatchSession& session, const BatchAction& action);
 bool CompareAction(BatchSession& session, const BatchAction& action);
+// Writes the files that a CIF carries beside it, or where --into says.
+bool ExtractAction(BatchSession& session, const BatchAction& action);
 // Needs the window; here it says so.
 bool EditAction(BatchSession& session, const BatchAction& action);
+
+// What to refine of a CIF that carries reflections: NAME.res beside them, written out, or the CIF where there are none.
+// "" after a message.
+std::string JobOfCif(BatchSession& session);
 
 }  // namespace marvik

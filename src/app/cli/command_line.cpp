@@ -65,7 +65,7 @@ int BatchSession::Run() {
 bool BatchSession::Prepare() {
   // These look at the file's text; a picture of it beside needs the model.
   const auto readsText = [](const BatchAction& action) {
-    return action.Is("--lint") || action.Is("--check") || action.Is("--compare");
+    return action.Is("--lint") || action.Is("--check") || action.Is("--compare") || action.Is("--extract");
   };
   const bool textAlone =
       options.commands.empty() && !options.actions.empty() && std::ranges::all_of(options.actions, readsText);
@@ -90,7 +90,12 @@ bool BatchSession::Prepare() {
   if (options.Has("--script")) return true;
   // What nobody asked for must not move an atom of a file that nobody looks at.
   bench.FmolAfterChanges = false;
-  if (!options.file.empty() && !OpenFile(bench, options.file)) return false;
+  std::string file = options.file;
+  if (options.Has("--refine") && LowerExtensionOf(file) == "cif") {
+    file = JobOfCif(*this);
+    if (file.empty()) return false;
+  }
+  if (!file.empty() && !OpenFile(bench, file)) return false;
   Turn();
   return true;
 }
