@@ -7,23 +7,24 @@
 namespace marvik {
 namespace {
 
-constexpr size_t kLongWeight = 255;  // characters of an edit that are read
-constexpr size_t kLongOmit = 80;
 constexpr double kSmallestSecondOmit = 1.0;  // below it the parameter counts as absent
+constexpr double kLargestTwoTheta = 180.0;
 
 std::string Shown(double value) {
   return Printf("%f", value);
 }
 
-double ReadNumber(const std::string& text, size_t longest) {
-  double value = 0.0;
+// Puts what an edit holds where it belongs; a value whose text was left alone keeps the digits that it does not show.
+// False, after a message, for what is no number.
+bool TakeNumber(const std::string& text, const char* what, double& value, UserMessages& messages) {
   const size_t start = text.find_first_not_of(" \t");
-  if (start == std::string::npos || start >= longest) return 0.0;
-  return ParseNumber(std::string_view(text).substr(start, longest - start), value) ? value : 0.0;
-}
-
-const std::array<double, 6>& SuggestedColumn(const RefinementSettings& settings) {
-  return settings.SuggestedWeightCount > 0 ? settings.SuggestedWeights : settings.Weights;
+  const size_t end = text.find_last_not_of(" \t");
+  const std::string number = start == std::string::npos ? "" : text.substr(start, end - start + 1);
+  if (number == Shown(value)) return true;
+  if (ParseWholeNumber(number, value)) return true;
+  messages.Show(
+      {MessageIcon::Warning, "Not a Number:", std::string(what) + ": a number is wanted, not \"" + number + "\"."});
+  return false;
 }
 
 int ListCode(const std::string& line) {
@@ -42,13 +43,26 @@ void TakeSpin(int shown, int32_t& value) {
   if (shown != InSpinRange(value)) value = shown;
 }
 
-void TakeWeights(const ControlState& state, RefinementSettings& settings) {
+bool TakeWeights(const ControlState& state, RefinementSettings& settings, UserMessages& messages) {
+  const auto before = settings.Weights;
+  const int32_t countBefore = settings.WeightCount;
   for (size_t i = 0; i < kWeightRows; ++i) {
     const WeightRow& row = state.weights[i];
     if (!row.suggested && !row.previous) continue;
-    settings.Weights[i] = ReadNumber(row.suggested ? row.suggestedText : row.previousText, kLongWeight);
+    const char name[] = {'W', 'e', 'i', 'g', 'h', 't', ' ', static_cast<char>('a' + static_cast<int>(i)), '\0'};
+    double value = row.suggested ? settings.SuggestedWeights[i] : settings.Weights[i];
+    if (!TakeNumber(row.suggested ? row.suggestedText : row.previousText, name, value, messages)) return false;
+    settings.Weights[i] = value;
     settings.WeightCount = static_cast<int32_t>(i) + 1;
   }
+  // The last of six has no row.
+  if (countBefore > static_cast<int32_t>(kWeightRows) && settings.WeightCount == kWeightRows)
+    settings.WeightCount = countBefore;
+  if (settings.Weights != before || settings.WeightCount != countBefore) {
+    settings.PreviousWeightCount = countBefore;
+    settings.PreviousWeights = before;
+  }
+  return true;
 }
 
 bool TakeOmit(const ControlState& state, RefinementSettings& settings, UserMessages& messages) {
@@ -56,13 +70,21 @@ bool TakeOmit(const ControlState& state, RefinementSettings& settings, UserMessa
     messages.Show({MessageIcon::Warning, "First Omit Parameter Unchecked:",
                    "You may not specify a second OMIT parameter without confirming\n"
                    "(by clicking on the check box) the use of the first OMIT parameter."});
-    settings.Weights = settings.PreviousWeights;
     return false;
   }
   settings.OmitOn = state.omit;
-  if (state.omit) settings.OmitSigmas = ReadNumber(state.omitSigmas, kLongOmit);
-  if (state.omit && state.omitSecond) settings.OmitTwoTheta = ReadNumber(state.omitTwoTheta, kLongOmit);
-  return true;
+  if (!state.omit) return true;
+  if (!TakeNumber(state.omitSigmas, "OMIT, nSigmas", settings.OmitSigmas, messages)) return false;
+  if (!state.omitSecond) {
+    // A negative one is a lower limit, which has no box.
+    if (settings.OmitTwoTheta > kSmallestSecondOmit) settings.OmitTwoTheta = 0.0;
+    return true;
+  }
+  if (!TakeNumber(state.omitTwoTheta, "OMIT, 2theta", settings.OmitTwoTheta, messages)) return false;
+  if (settings.OmitTwoTheta > kSmallestSecondOmit && settings.OmitTwoTheta <= kLargestTwoTheta) return true;
+  messages.Show(
+      {MessageIcon::Warning, "Not an Angle:", "OMIT, 2theta: more than 1 and at most 180 degrees are wanted."});
+  return false;
 }
 
 }  // namespace
@@ -89,12 +111,11 @@ ControlState OpenControl(RefinementSettings& settings) {
   state.omitSecond = settings.OmitOn && settings.OmitTwoTheta > kSmallestSecondOmit;
   if (state.omitSecond) state.omitTwoTheta = Shown(settings.OmitTwoTheta);
   if (settings.ExtinctionOn) state.extinction = Shown(settings.Extinction);
-  const int suggested = settings.SuggestedWeightCount > 0 ? settings.SuggestedWeightCount : settings.WeightCount;
   for (size_t i = 0; i < kWeightRows; ++i) {
     WeightRow& row = state.weights[i];
-    row.suggested = static_cast<int>(i) < suggested;
-    if (row.suggested) row.suggestedText = Shown(SuggestedColumn(settings)[i]);
-    if (static_cast<int>(i) < settings.PreviousWeightCount) row.previousText = Shown(settings.PreviousWeights[i]);
+    row.previous = static_cast<int>(i) < settings.WeightCount;
+    if (row.previous) row.previousText = Shown(settings.Weights[i]);
+    if (static_cast<int>(i) < settings.SuggestedWeightCount) row.suggestedText = Shown(settings.SuggestedWeights[i]);
   }
   return state;
 }
@@ -106,12 +127,12 @@ void ChooseRefinementType(ControlState& state, RefinementSettings& settings, boo
 
 void ClickPreviousWeight(ControlState& state, const RefinementSettings& settings, size_t row) {
   state.weights[row].suggested = false;
-  state.weights[row].previousText = Shown(settings.PreviousWeights[row]);
+  state.weights[row].previousText = Shown(settings.Weights[row]);
 }
 
 void ClickSuggestedWeight(ControlState& state, const RefinementSettings& settings, size_t row) {
   state.weights[row].previous = false;
-  state.weights[row].suggestedText = Shown(SuggestedColumn(settings)[row]);
+  state.weights[row].suggestedText = Shown(settings.SuggestedWeights[row]);
 }
 
 std::array<bool, 2 * kWeightRows + 2> EditsEnabled(const ControlState& state) {
@@ -125,10 +146,11 @@ std::array<bool, 2 * kWeightRows + 2> EditsEnabled(const ControlState& state) {
   return enabled;
 }
 
-bool ConfirmControl(const ControlState& state, RefinementSettings& settings, UserMessages& messages) {
-  settings.PreviousWeightCount = settings.WeightCount;
-  settings.PreviousWeights = settings.Weights;
-  TakeWeights(state, settings);
+bool ConfirmControl(const ControlState& state, RefinementSettings& given, UserMessages& messages) {
+  RefinementSettings settings = given;
+  if (!TakeWeights(state, settings, messages) || !TakeOmit(state, settings, messages)) return false;
+  settings.ExtinctionOn = !state.extinction.empty();
+  if (settings.ExtinctionOn && !TakeNumber(state.extinction, "Extinction", settings.Extinction, messages)) return false;
   settings.Invert = state.invert;
   settings.Aniso = state.aniso;
   settings.Acta = state.acta;
@@ -138,9 +160,6 @@ bool ConfirmControl(const ControlState& state, RefinementSettings& settings, Use
   } else if (settings.BondLine.size() < 4) {
     settings.BondLine = "BOND";
   }
-  if (!TakeOmit(state, settings, messages)) return false;
-  settings.ExtinctionOn = !state.extinction.empty();
-  if (settings.ExtinctionOn) settings.Extinction = ReadNumber(state.extinction, kLongOmit);
   TakeSpin(state.planPeaks, settings.PlanPeaks);
   TakeSpin(state.cycles, settings.Cycles);
   // A file without the instruction says nothing about the type: then what the dialog showed holds.
@@ -151,6 +170,7 @@ bool ConfirmControl(const ControlState& state, RefinementSettings& settings, Use
     settings.ListLine = "LIST " + std::to_string(state.list);
   }
   if (state.fourier >= 0) settings.FourierCode = state.fourier + 2;
+  given = settings;
   return true;
 }
 

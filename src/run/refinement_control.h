@@ -9,7 +9,8 @@
 
 namespace marvik {
 
-// One parameter of the weighting scheme: at most one of the two boxes is checked.
+// One parameter of the weighting scheme: at most one of the two boxes is checked. Previous is what is in force, the
+// weights of the last refinement, and ticked where the file has one; Suggested waits to be ticked.
 struct WeightRow {
   bool previous = false;
   bool suggested = false;
@@ -53,7 +54,7 @@ struct ControlState {
 };
 
 // What opening the dialog shows. Sets the priority back to normal: a choice lasts for one run. The Suggested column is
-// what the last refinement suggests (WGHT behind END), else the weights of the file.
+// what the last refinement suggests (WGHT behind END).
 ControlState OpenControl(RefinementSettings& settings);
 
 // The clicks with rules of their own. The type is set at once, whatever becomes of the dialog. A weight box has been
@@ -65,8 +66,9 @@ void ClickSuggestedWeight(ControlState& state, const RefinementSettings& setting
 // How the edits look: those of the Previous column, the Suggested column, and the two of OMIT, each as its box is.
 std::array<bool, 2 * kWeightRows + 2> EditsEnabled(const ControlState& state);
 
-// OK. False, after the message, when only the second OMIT parameter is confirmed: the dialog stays open. Text that is
-// no number reads as 0.
+// OK. False, after the message and with nothing changed, for text that is no number where one is in use, and when only
+// the second OMIT parameter is confirmed: the dialog stays open. What was not touched stays as it is, to the last
+// digit.
 bool ConfirmControl(const ControlState& state, RefinementSettings& settings, UserMessages& messages);
 
 }  // namespace marvik

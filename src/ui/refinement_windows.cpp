@@ -56,6 +56,17 @@ bool RefinementWindows::CancelRun() {
   return true;
 }
 
+bool RefinementWindows::PeaksMayGo(const std::function<bool()>& kill) {
+  int peaks = 0;
+  for (const AtomRecord* atom : Atoms(bench_.document.atoms)) peaks += atom->IsPeak() ? 1 : 0;
+  if (peaks == 0 || bench_.refining) return true;
+  const std::string which = peaks == 1 ? "the peak" : "the " + std::to_string(peaks) + " peaks";
+  return bench_.messages.AskYesNo({MessageIcon::Question, "Refine",
+                                   "Peaks are no atoms that can be refined. Kill " + which + " and refine?"},
+                                  Unattended::Yes) &&
+         kill();
+}
+
 bool RefinementWindows::Judge(const RefinementReport& report) {
   const ResultSkipping skipping{settings_.skipsResult, settings_.skipsResultBelow};
   if (MaySkipResult(report, skipping)) {

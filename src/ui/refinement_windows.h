@@ -24,6 +24,8 @@ class RefinementWindows {
   std::optional<std::string> AskStep();
   // Cancels the run in progress, or the choice of its result; false when there is none.
   bool CancelRun();
+  // Peaks cannot be refined: asks whether `kill` may take them out first. False when they stay.
+  bool PeaksMayGo(const std::function<bool()>& kill);
 
  private:
   void FollowRun(RefinementRun& run);

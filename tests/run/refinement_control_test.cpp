@@ -36,8 +36,8 @@ TEST_F(Control, OpensOnTheSettings) {
   settings.ExtinctionOn = true;
   settings.Extinction = 0.0125;
   settings.BondLine = "BOND $H";
-  settings.PreviousWeightCount = 1;
-  settings.PreviousWeights[0] = 0.1;
+  settings.SuggestedWeightCount = 1;
+  settings.SuggestedWeights[0] = 0.1;
   settings.PriorityClass = kHighPriority;
   const ControlState state = OpenControl(settings);
   EXPECT_EQ(state.list, 4);
@@ -48,24 +48,30 @@ TEST_F(Control, OpensOnTheSettings) {
   EXPECT_EQ(state.omitSigmas, "-2.500000");
   EXPECT_EQ(state.omitTwoTheta, "52.000000");
   EXPECT_EQ(state.extinction, "0.012500");
-  EXPECT_EQ(state.weights[1].suggestedText, "0.400000");
-  EXPECT_EQ(state.weights[2].suggestedText, "");
-  EXPECT_TRUE(state.weights[1].suggested && !state.weights[2].suggested);
-  EXPECT_EQ(state.weights[0].previousText, "0.100000");
-  EXPECT_FALSE(state.weights[0].previous);
+  EXPECT_EQ(state.weights[1].previousText, "0.400000");
+  EXPECT_EQ(state.weights[2].previousText, "");
+  EXPECT_TRUE(state.weights[1].previous && !state.weights[2].previous);
+  EXPECT_EQ(state.weights[0].suggestedText, "0.100000");
+  EXPECT_FALSE(state.weights[0].suggested);
   EXPECT_EQ(settings.PriorityClass, kNormalPriority) << "a priority lasts for one run";
   EXPECT_EQ(state.priority, kNormalPriority);
   const auto enabled = EditsEnabled(state);
-  EXPECT_TRUE(!enabled[0] && enabled[5] && enabled[6] && !enabled[7] && enabled[10] && enabled[11]);
+  EXPECT_TRUE(enabled[0] && enabled[1] && !enabled[2] && !enabled[5] && enabled[10] && enabled[11]);
 }
 
-TEST_F(Control, ConfirmedUnchangedChangesOnlyThePreviousWeights) {
+TEST_F(Control, ConfirmedUntouchedChangesNothing) {
   settings.BondLine = "BOND 0.5";
   settings.ListLine = "LIST 2";
-  RefinementSettings before = settings;
+  settings.WeightCount = 6;
+  settings.Weights[0] = 0.05123456789;
+  settings.SuggestedWeightCount = 2;
+  settings.SuggestedWeights = {0.2, 0.3, 0, 0, 0, 0};
+  settings.OmitOn = settings.ExtinctionOn = true;
+  settings.OmitSigmas = -1.0 / 3;
+  settings.OmitTwoTheta = -2.5;
+  settings.Extinction = 1e-9;
+  const RefinementSettings before = settings;
   ASSERT_TRUE(Edit([](ControlState&) {}));
-  before.PreviousWeightCount = 2;
-  before.PreviousWeights = before.Weights;
   EXPECT_EQ(settings, before);
 }
 
@@ -104,8 +110,8 @@ TEST_F(Control, TheTypeIsSetAtTheClick) {
 
 TEST_F(Control, TheHighestCheckedWeightIsTheCount) {
   ASSERT_TRUE(Edit([](ControlState& state) {
-    for (WeightRow& row : state.weights) row.suggested = false;
-    state.weights[0] = {false, true, "", "0.07abc"};
+    for (WeightRow& row : state.weights) row.previous = false;
+    state.weights[0] = {false, true, "", " 0.07 "};
     state.weights[2] = {true, false, "0.3", "0.9"};
   }));
   EXPECT_EQ(settings.WeightCount, 3);
@@ -119,8 +125,6 @@ TEST_F(Control, TheHighestCheckedWeightIsTheCount) {
 }
 
 TEST_F(Control, WeightBoxesExcludeEachOtherAndReload) {
-  settings.PreviousWeightCount = 2;
-  settings.PreviousWeights = {0.01, 0.02, 0, 0, 0, 0};
   settings.SuggestedWeightCount = 2;
   settings.SuggestedWeights = {0.0345, 1.25, 0, 0, 0, 0};
   ControlState state = OpenControl(settings);
@@ -129,15 +133,16 @@ TEST_F(Control, WeightBoxesExcludeEachOtherAndReload) {
   state.weights[1].previousText = "typed";
   ClickPreviousWeight(state, settings, 1);
   EXPECT_FALSE(state.weights[1].suggested);
-  EXPECT_EQ(state.weights[1].previousText, "0.020000");
+  EXPECT_EQ(state.weights[1].previousText, "0.400000");
   state.weights[1].suggested = true;
   state.weights[1].suggestedText.clear();
   ClickSuggestedWeight(state, settings, 1);
   EXPECT_FALSE(state.weights[1].previous);
   EXPECT_EQ(state.weights[1].suggestedText, "1.250000");
   ASSERT_TRUE(Confirm(state));
-  EXPECT_EQ(settings.Weights[0], 0.0345);
-  EXPECT_EQ(settings.PreviousWeights[0], 0.05) << "the weights that were in force";
+  EXPECT_EQ(settings.Weights[0], 0.05) << "still in force";
+  EXPECT_EQ(settings.Weights[1], 1.25);
+  EXPECT_EQ(settings.PreviousWeights[1], 0.4);
 }
 
 TEST_F(Control, RefusesTheSecondOmitParameterAlone) {
@@ -155,32 +160,53 @@ TEST_F(Control, RefusesTheSecondOmitParameterAlone) {
   EXPECT_EQ(messages.shown[0].text,
             "You may not specify a second OMIT parameter without confirming\n"
             "(by clicking on the check box) the use of the first OMIT parameter.");
-  EXPECT_EQ(settings.Weights[0], 0.05) << "put back";
-  EXPECT_TRUE(settings.Acta) << "not put back";
-  EXPECT_EQ(settings.BondLine, "");
-  EXPECT_EQ(settings.PlanPeaks, 20) << "not reached";
-  EXPECT_FALSE(settings.OmitOn);
+  EXPECT_EQ(settings.Weights[0], 0.05);
+  EXPECT_EQ(settings.BondLine, "BOND $H");
+  EXPECT_EQ(settings.PlanPeaks, 20);
+  EXPECT_FALSE(settings.OmitOn || settings.Acta);
+}
+
+TEST_F(Control, RefusesWhatIsNoNumberWhereOneIsInUse) {
+  const RefinementSettings before = settings;
+  const auto refused = [&](auto change) {
+    const bool stays = !Edit(change) && settings == before;
+    return stays && !messages.shown.empty() ? messages.shown.back().text : "taken";
+  };
+  EXPECT_EQ(refused([](ControlState& state) { state.weights[1].previousText = "0.4x"; }),
+            "Weight b: a number is wanted, not \"0.4x\".");
+  EXPECT_EQ(refused([](ControlState& state) { state.extinction = "none"; }),
+            "Extinction: a number is wanted, not \"none\".");
+  EXPECT_EQ(refused([](ControlState& state) { state.omit = true; }), "OMIT, nSigmas: a number is wanted, not \"\".");
+  EXPECT_EQ(refused([](ControlState& state) {
+              state.omit = state.omitSecond = true;
+              state.omitSigmas = "-2";
+              state.omitTwoTheta = "200";
+            }),
+            "OMIT, 2theta: more than 1 and at most 180 degrees are wanted.");
+  EXPECT_TRUE(Edit([](ControlState& state) { state.weights[2].suggestedText = state.omitSigmas = "not in use"; }));
 }
 
 TEST_F(Control, ReadsTheOtherControls) {
   ASSERT_TRUE(Edit([](ControlState& state) {
     state.omit = state.omitSecond = state.bond = state.invert = state.aniso = true;
     state.omitSigmas = "  4";
-    state.omitTwoTheta = std::string(79, ' ') + "51.5";  // beyond the 80 characters that are read
-    state.extinction = "none";
+    state.omitTwoTheta = "51.5";
+    state.extinction = "0.01";
     state.list = 5;
     state.fourier = 2;
     state.priority = kRealtimePriority;
   }));
   EXPECT_TRUE(settings.OmitOn && settings.Invert && settings.Aniso && !settings.Acta);
   EXPECT_EQ(settings.OmitSigmas, 4);
-  EXPECT_EQ(settings.OmitTwoTheta, 5);
+  EXPECT_EQ(settings.OmitTwoTheta, 51.5);
   EXPECT_TRUE(settings.ExtinctionOn);
-  EXPECT_EQ(settings.Extinction, 0) << "text that is no number";
+  EXPECT_EQ(settings.Extinction, 0.01);
   EXPECT_EQ(settings.ListLine, "LIST 5");
   EXPECT_EQ(settings.FourierCode, 4);
   EXPECT_EQ(settings.BondLine, "BOND");
   EXPECT_EQ(settings.PriorityClass, 256u);
+  ASSERT_TRUE(Edit([](ControlState& state) { state.omitSecond = false; }));
+  EXPECT_EQ(settings.OmitTwoTheta, 0) << "its box is off";
   ASSERT_TRUE(Edit([](ControlState& state) {
     state.omit = state.omitSecond = false;
     state.extinction.clear();

@@ -75,17 +75,17 @@ TEST_F(RefineWindow, ControlDialogMovesTheSettings) {
   EXPECT_TRUE(Control<QRadioButton>(dialog, kNormalRadio)->isChecked());
   EXPECT_EQ(Control<QComboBox>(dialog, kListCombo)->currentText(), "LIST 6");
   EXPECT_EQ(Control<QComboBox>(dialog, kFourierCombo)->currentText(), "Difference Map");
-  EXPECT_EQ(Control<QLineEdit>(dialog, 1043)->text(), "0.400000");
-  EXPECT_TRUE(LooksEnabled(dialog, 1043) && !LooksEnabled(dialog, 1056) && !LooksEnabled(dialog, kOmitSigmasEdit));
+  EXPECT_EQ(Control<QLineEdit>(dialog, 1056)->text(), "0.400000");
+  EXPECT_TRUE(LooksEnabled(dialog, 1056) && !LooksEnabled(dialog, 1043) && !LooksEnabled(dialog, kOmitSigmasEdit));
   robot.Next([](QWidget&) {});
   dialog.show();
   Settle();
   // Checking a row's other box moves the mark; the look of the edits follows, and they can be typed in all the same.
-  QTest::mouseClick(Control<QCheckBox>(dialog, 1210), Qt::LeftButton, {}, QPoint(5, 5));
-  EXPECT_FALSE(Control<QCheckBox>(dialog, 1211)->isChecked());
-  EXPECT_TRUE(LooksEnabled(dialog, 1056) && !LooksEnabled(dialog, 1043));
-  QTest::keyClicks(Control<QLineEdit>(dialog, 1043), "7");
-  EXPECT_NE(Control<QLineEdit>(dialog, 1043)->text(), "0.400000");
+  QTest::mouseClick(Control<QCheckBox>(dialog, 1211), Qt::LeftButton, {}, QPoint(5, 5));
+  EXPECT_FALSE(Control<QCheckBox>(dialog, 1210)->isChecked());
+  EXPECT_TRUE(LooksEnabled(dialog, 1043) && !LooksEnabled(dialog, 1056));
+  QTest::keyClicks(Control<QLineEdit>(dialog, 1056), "7");
+  EXPECT_NE(Control<QLineEdit>(dialog, 1056)->text(), "0.400000");
   QTest::mouseClick(Control<QRadioButton>(dialog, kCglsRadio), Qt::LeftButton, {}, QPoint(5, 5));
   EXPECT_EQ(settings.RefinementType, "CGLS") << "at once";
   // The refusal keeps the dialog open.
@@ -95,7 +95,7 @@ TEST_F(RefineWindow, ControlDialogMovesTheSettings) {
   EXPECT_TRUE(dialog.isVisible());
   Control<QCheckBox>(dialog, kOmitBox)->click();
   Control<QLineEdit>(dialog, kOmitSigmasEdit)->setText(QStringLiteral("3.5"));
-  Control<QLineEdit>(dialog, 1056)->setText(QStringLiteral("0.25"));
+  Control<QLineEdit>(dialog, 1043)->setText(QStringLiteral("0.25"));
   auto* cycles = Control<QSpinBox>(dialog, kCyclesSpin);
   cycles->setValue(1200);
   Control<QRadioButton>(dialog, kIdleRadio)->click();
@@ -211,6 +211,32 @@ TEST_F(RefineWindow, LongOutputKeepsTheDialogAlive) {
     EXPECT_TRUE(text->toPlainText().endsWith(QLatin1String("finished")));
   });
   EXPECT_EQ(window->Run(kRefineCommand), Outcome::Done);
+}
+
+TEST_F(RefineWindow, PeaksAndEscapeAreAskedAbout) {
+  scratch.Put("model.steps", "say  wR2 = 0.3 before cycle 1\ncopy new.res\nsay finished\n");
+  std::string moved = original;
+  moved.replace(moved.find("O1 2 0.70"), 9, "O1 2 0.71");
+  scratch.Put("new.res", moved);
+  window->Run(kUndoCommand);
+  ASSERT_TRUE(Atom("Q1"));
+  robot.NextButton("No");
+  EXPECT_EQ(window->Run(kRefineCommand), Outcome::Cancelled);
+  EXPECT_TRUE(robot.seen.back().text.endsWith(QLatin1String("Kill the peak and refine?")));
+  EXPECT_TRUE(Atom("Q1"));
+  const auto escape = [](QWidget& dialog) { QTest::keyClick(&dialog, Qt::Key_Escape); };
+  robot.NextButton("Yes");
+  robot.Next(Accept);
+  NextRun("OK");
+  robot.Next([&](QWidget& dialog) {
+    robot.NextButton("No");
+    escape(dialog);
+    EXPECT_TRUE(dialog.isVisible()) << "the result is kept";
+    dialog.activateWindow();
+    Alt(dialog, Qt::Key_A);
+  });
+  EXPECT_EQ(window->Run(kRefineCommand), Outcome::Done);
+  EXPECT_EQ(Atom("O1")->fract.x, 0.71);
 }
 
 TEST(ResultDialog, IsLeftOutOnlyWhenNothingHappened) {

@@ -8,6 +8,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLocale>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -77,7 +78,7 @@ RefinementResultDialog::RefinementResultDialog(QWidget* parentWidget, const Refi
   tables->addWidget(PeakTable(report.changes));
   layout->addLayout(tables, 1);
 
-  skip_ = new QCheckBox(tr("Accept without &asking when nothing moves by more than"));
+  skip_ = new QCheckBox(tr("Accept without as&king when nothing moves by more than"));
   skip_->setChecked(skipping.on);
   below_ = new QDoubleSpinBox;
   below_->setLocale(QLocale::c());
@@ -96,9 +97,18 @@ RefinementResultDialog::RefinementResultDialog(QWidget* parentWidget, const Refi
   (report.doubtful ? discard : accept)->setDefault(true);
   (report.doubtful ? discard : accept)->setFocus();
   connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-  connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+  connect(buttons, &QDialogButtonBox::rejected, this, [this] { done(Rejected); });
   layout->addLayout(line);
   layout->addWidget(buttons);
+}
+
+// Escape and the window's own button; the Discard button says what it does.
+void RefinementResultDialog::reject() {
+  QMessageBox box(QMessageBox::Question, tr("Discard the Result?"), tr("The result of this refinement will be lost."),
+                  QMessageBox::Yes | QMessageBox::No, this);
+  box.setInformativeText(tr("Discard it?"));
+  box.setDefaultButton(QMessageBox::No);
+  if (box.exec() == QMessageBox::Yes) done(Rejected);
 }
 
 ResultSkipping RefinementResultDialog::Skipping() const {

@@ -18,6 +18,8 @@ class RefinementResultDialog : public QDialog {
   RefinementResultDialog(QWidget* parentWidget, const RefinementReport& report, const ResultSkipping& skipping);
   ResultSkipping Skipping() const;
 
+  void reject() override;
+
  private:
   QWidget* Figures(const RefinementReport& report);
   QTreeWidget* AtomTable(const ModelChanges& changes);
