@@ -120,33 +120,36 @@ bool OpenFile(Workbench& bench, const std::string& name) {
   std::string path = FullPath(name);
   OfferLeftResult(bench, path);
   bench.SetBusy(true);
+  Document before = bench.document;
   std::optional<bool> outcome;
   {
     const StageClock clock(bench.seconds.read);
     outcome = LowerExtensionOf(path) == "cif" ? ReadCif(bench, path)
                                               : ReadInstructionFile(bench.document, path, bench.messages);
   }
-  if (!outcome) {
+  if (!outcome || !*outcome) {
+    // What was there stays as it was: structure, name, history.
+    if (outcome) bench.document = std::move(before);
     bench.SetBusy(false);
+    if (outcome) {
+      bench.messages.Show(
+          {MessageIcon::Warning, "Error: File Unreadable", "This file is either missing, empty or corrupt:\n" + name});
+    }
     return false;
-  }
-  const bool read = *outcome;
-  if (!read) {
-    bench.messages.Show(
-        {MessageIcon::Warning, "Error: File Unreadable", "This file is either missing, empty or corrupt:\n" + name});
   }
   bench.ClearPick();
   bench.history.Clear();
   bench.uniqHistory.clear();
   bench.SetModified(false);
+  bench.NoteState();
   // What is shown is what the file holds.
   bench.RefreshAfterStructureChange(false);
   bench.ResetViewToModel(true);
   bench.SetBusy(false);
   bench.TitleChanged();
-  if (read) NoteAsRecent(bench);
-  if (read && bench.hooks.fileOpened) bench.hooks.fileOpened(bench.document.CurrentFile);
-  return read;
+  NoteAsRecent(bench);
+  if (bench.hooks.fileOpened) bench.hooks.fileOpened(bench.document.CurrentFile);
+  return true;
 }
 
 void NoteAsRecent(Workbench& bench) {

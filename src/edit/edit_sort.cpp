@@ -166,7 +166,7 @@ bool BeginsSection(const AtomRecord& atom) {
   return !atom.Extras().linesBefore.empty() && !OnlySame(atom);
 }
 
-AtomVector SortedAtoms(const AtomVector& atoms, const KeyMaker& keys) {
+AtomVector SortedAtoms(const AtomVector& atoms, const KeyMaker& keys, std::vector<std::string>& held) {
   AtomVector sorted;
   for (size_t i = 0; i < atoms.size();) {
     size_t end = i + 1;
@@ -175,7 +175,11 @@ AtomVector SortedAtoms(const AtomVector& atoms, const KeyMaker& keys) {
                              atoms.begin() + static_cast<std::ptrdiff_t>(end));
     const bool begins = BeginsSection(*section.front());
     const std::vector<KeptLine> lines = begins ? section.front()->Extras().linesBefore : std::vector<KeptLine>();
-    AtomVector inner = FreezesSection(lines) ? section : SortedSection(section, keys);
+    AtomVector inner = SortedSection(section, keys);
+    if (FreezesSection(lines) && inner != section) {
+      held.push_back(lines.front().text);
+      inner = section;
+    }
     if (begins && inner.front() != section.front()) {
       section.front()->MutableExtras().linesBefore.clear();
       auto& target = inner.front()->MutableExtras().linesBefore;
@@ -266,11 +270,11 @@ SortResult SortAtoms(Document& document, const AtomOrder& order) {
   }
   const KeyMaker keys(document, order);
   const std::vector<NamedRange> ranges = RangesOf(document);
-  AtomVector sorted = SortedAtoms(atoms, keys);
+  SortResult result;
+  AtomVector sorted = SortedAtoms(atoms, keys, result.held);
   std::ranges::stable_sort(peaks, {}, [&](const AtomRecord* peak) { return keys.Of(*peak).number; });
   sorted.insert(sorted.end(), grown.begin(), grown.end());
   sorted.insert(sorted.end(), peaks.begin(), peaks.end());
-  SortResult result;
   result.changed = sorted != before;
   if (!result.changed) return result;
   for (AtomRecord* atom : before) list.Unlink(atom);

@@ -24,6 +24,7 @@ std::vector<int> ElementsInFile(const Document& document);
 // stand divide the list, and no atom crosses them; behind a SAME line that is kept as text nothing moves.
 struct SortResult {
   bool changed = false;
+  std::vector<std::string> held;          // lines behind which atoms would have moved and may not
   std::vector<std::string> brokenRanges;  // lines with a range such as "C1 > C6" that now spans other atoms
 };
 SortResult SortAtoms(Document& document, const AtomOrder& order);

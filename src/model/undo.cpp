@@ -78,18 +78,20 @@ bool SameContent(const Document& a, const Document& b) {
 }
 
 UndoHistory::Step UndoHistory::Snapshot(const Document& document, std::string name) {
-  return {std::move(name), std::make_unique<Document>(document), BytesOf(document)};
+  return {std::move(name), std::make_unique<Document>(document), BytesOf(document), 0};
 }
 
 void UndoHistory::Begin(const Document& before, std::string name) {
   pending_ = Snapshot(before, std::move(name));
+  pending_.state = state_;
 }
 
-bool UndoHistory::Settle(const Document& after) {
+bool UndoHistory::Settle(const Document& after, bool changesFile) {
   Step step = std::exchange(pending_, {});
   if (!step.document || SameContent(*step.document, after)) return false;
   undo_.push_back(std::move(step));
   redo_.clear();
+  if (changesFile) state_ = ++lastState_;
   Trim();
   return true;
 }
@@ -131,6 +133,7 @@ bool UndoHistory::Move(std::deque<Step>& from, std::deque<Step>& to, Document& d
   Step step = std::move(from.back());
   from.pop_back();
   to.push_back(Snapshot(document, step.name));
+  to.back().state = std::exchange(state_, step.state);
   Replace(document, *step.document);
   return true;
 }
@@ -158,6 +161,7 @@ void UndoHistory::Clear() {
   undo_.clear();
   redo_.clear();
   pending_ = {};
+  state_ = ++lastState_;
 }
 
 }  // namespace marvik

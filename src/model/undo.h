@@ -24,8 +24,10 @@ class UndoHistory {
   // Takes the state before a command. Settle afterwards keeps it as a step when the document really changed; until then
   // the redo steps stay.
   void Begin(const Document& before, std::string name);
-  // True when a step was kept.
-  bool Settle(const Document& after);
+  // True when a step was kept. A step that changes nothing that a file holds is of the same State().
+  bool Settle(const Document& after, bool changesFile = true);
+  // Which state of the structure is there: a number that comes back with it.
+  uint64_t State() const { return state_; }
 
   // Puts the previous or next state in place; the present selection is carried over to the atoms that are still there.
   // False when there is none.
@@ -45,6 +47,7 @@ class UndoHistory {
     std::string name;
     std::unique_ptr<Document> document;
     size_t bytes = 0;
+    uint64_t state = 0;
   };
   static Step Snapshot(const Document& document, std::string name);
   static void Replace(Document& document, Document& by);
@@ -55,6 +58,8 @@ class UndoHistory {
   std::deque<Step> undo_;
   std::deque<Step> redo_;
   Step pending_;
+  uint64_t state_ = 0;
+  uint64_t lastState_ = 0;
 };
 
 }  // namespace marvik

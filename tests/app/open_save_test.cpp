@@ -32,21 +32,45 @@ TEST_F(BenchTest, OpeningShowsTheStructure) {
   EXPECT_NEAR(bench.view.halfExtent, 1.1 * bench.view.viewRadius, 1e-9);
 }
 
-TEST_F(BenchTest, AFailedReadLeavesNothingToSave) {
+TEST_F(BenchTest, AFailedReadLeavesEverythingAsItWas) {
   ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
   EXPECT_FALSE(OpenFile(bench, folder / "missing.res"));
   ASSERT_EQ(messages.shown.size(), 1u);
   EXPECT_EQ(messages.shown[0].caption, "Error: File Unreadable");
   EXPECT_EQ(messages.shown[0].text, "This file is either missing, empty or corrupt:\n" + (folder / "missing.res"));
-  EXPECT_FALSE(bench.document.atoms.head);
-  EXPECT_EQ(bench.document.CurrentFile, "");
-  EXPECT_EQ(bench.Title(), "Marvik");
+  EXPECT_TRUE(Atom("C1"));
+  EXPECT_EQ(bench.document.CurrentFile, folder / "small.res");
   for (const char* bad : {"", "no instruction file\n", "TITL x\nCELL 0.7 0 10 10 90 90 90\n"}) {
     EXPECT_FALSE(OpenFile(bench, folder.Put("bad.res", bad))) << bad;
-    EXPECT_EQ(bench.Title(), "Marvik");
+    EXPECT_EQ(bench.Title(), "small.res");
   }
+  EXPECT_TRUE(bench.document.atoms.FindBond(Atom("C1"), Atom("C2")));
   EXPECT_FALSE(OpenFile(bench, folder / ""));
   EXPECT_EQ(folder.Get("small.res"), kSmallFile);
+}
+
+TEST_F(BenchTest, UndoToTheSavedStateIsNoChange) {
+  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
+  const auto rename = [&](const char* text) {
+    ASSERT_EQ(RunCommand(bench, kRenameAtomCommand, text), Outcome::Changed);
+  };
+  rename("C1 C8");
+  EXPECT_TRUE(bench.modified);
+  RunCommand(bench, kUndoCommand);
+  EXPECT_FALSE(bench.modified);
+  RunCommand(bench, kRedoCommand);
+  EXPECT_TRUE(bench.modified);
+  ASSERT_EQ(RunCommand(bench, kSaveCommand), Outcome::Done);
+  // What only the view shows is no change, forth and back.
+  ASSERT_EQ(RunCommand(bench, kSelectAtomsCommand, "C2"), Outcome::Done);
+  ASSERT_EQ(RunCommand(bench, 243), Outcome::Changed);
+  EXPECT_FALSE(bench.modified);
+  for (const int id : {kUndoCommand, kRedoCommand, kUndoCommand}) {
+    ASSERT_EQ(RunCommand(bench, id), Outcome::Changed);
+    EXPECT_FALSE(bench.modified) << id;
+  }
+  RunCommand(bench, kUndoCommand);
+  EXPECT_TRUE(bench.modified) << "before what was saved";
 }
 
 constexpr char kSmallCif[] =

@@ -105,6 +105,12 @@ Outcome SortHandler(Workbench& bench, const CommandCall& call) {
   const auto order = ParseAtomOrder(SplitEditArguments(call.argument), fault);
   if (!order) return RefuseField(bench, fault);
   const SortResult result = SortAtoms(bench.document, *order);
+  if (!result.held.empty()) {
+    std::string text = "The atoms behind these lines keep their order, which means something there:";
+    const size_t shown = std::min(result.held.size(), kMostLines);
+    for (size_t i = 0; i < shown; ++i) text += "\n" + result.held[i];
+    bench.messages.Show({MessageIcon::Information, "Sort Atoms", text});
+  }
   if (!result.changed) return Outcome::Done;
   bench.ConnectAndReframe();
   if (!result.brokenRanges.empty()) {

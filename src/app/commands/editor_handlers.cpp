@@ -30,7 +30,8 @@ Outcome ListingHandler(Workbench& bench, const CommandCall&) {
   return RunEditor(bench, listing, false) ? Outcome::Done : Outcome::Failed;
 }
 
-// The file is written, edited and read again; undoing brings back the structure as it was before.
+// The file is written, edited and read again; undoing brings back the structure as it was before. Text that cannot be
+// read stays in the file, and the structure as it was.
 Outcome EditFileHandler(Workbench& bench, const CommandCall&) {
   Document& document = bench.document;
   document.atoms.RebuildBackwardLinks();
@@ -38,8 +39,13 @@ Outcome EditFileHandler(Workbench& bench, const CommandCall&) {
   const std::string path = document.CurrentFile;
   if (!RunEditor(bench, path, true)) return Outcome::Failed;
   bench.ClearPick();
+  Document before = document;
   const bool read = ReadInstructionFile(document, path, bench.messages);
-  if (!read) Refuse(bench, "Error: File Unreadable", "This file is either missing, empty or corrupt:\n" + path);
+  if (!read) {
+    document = std::move(before);
+    bench.SetModified(true);
+    Refuse(bench, "Error: File Unreadable", "This file is either missing, empty or corrupt:\n" + path);
+  }
   bench.RefreshAfterStructureChange(false);
   bench.TitleChanged();
   return read ? Outcome::Done : Outcome::Failed;

@@ -9,7 +9,7 @@ Outcome UndoHandler(Workbench& bench, const CommandCall& call) {
   }
   bench.ClearPick();
   bench.FollowCentre();
-  bench.SetModified(true);
+  bench.SetModified(!bench.IsAsSaved());
   return Outcome::Changed;
 }
 
