@@ -4,6 +4,8 @@
 # NAME.res may be read; an exit status other than 0 tells it that something went wrong.
 #
 # To use a refinement program of your own, name it in this line, for example  program=/usr/local/bin/myprogram
-program=${MARVIK_BIN:-}marvik-refine
+# What Preferences names comes before it, with its options.
+program=${MARVIK_ENGINE:-${MARVIK_BIN:-}marvik-refine}
 
-exec "$program" "$1"
+# shellcheck disable=SC2086  # options are words
+exec "$program" $MARVIK_ENGINE_OPTIONS "$1"

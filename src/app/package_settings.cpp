@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <span>
 #include <string_view>
 
 #include "base/files.h"
@@ -10,6 +11,7 @@ namespace marvik {
 namespace {
 
 constexpr size_t kLongestPath = 256;
+constexpr size_t kRecentFileSlots = 4;  // of "marvikrf.ini"
 
 bool IsBlank(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v';
@@ -73,7 +75,7 @@ void LoadRecentFiles(PackageSettings& settings) {
   const auto path = PackageFile("marvikrf.ini");
   if (!path) return;
   std::ifstream in(*path, std::ios::binary);
-  for (std::string& slot : settings.RecentFiles) {
+  for (std::string& slot : std::span(settings.RecentFiles).first<kRecentFileSlots>()) {
     std::string line;
     if (!std::getline(in, line)) return;
     if (line.ends_with('\r')) line.pop_back();
@@ -85,8 +87,8 @@ bool NoteRecentFile(PackageSettings& settings, const std::string& path) {
   auto& slots = settings.RecentFiles;
   if (path == slots[0]) return false;
   // Everything above the slot that held it moves down by one; a new path, like the last one, pushes the last out.
-  const size_t from = path == slots[1] ? 1 : path == slots[2] ? 2 : 3;
-  for (size_t i = from; i > 0; --i) slots[i] = slots[i - 1];
+  const auto held = std::find(slots.begin(), slots.end() - 1, path);
+  std::move_backward(slots.begin(), held, held + 1);
   slots[0] = path;
   SaveRecentFiles(settings);
   return true;
@@ -96,7 +98,7 @@ void SaveRecentFiles(const PackageSettings& settings) {
   const auto path = PackageFile("marvikrf.ini");
   if (!path) return;
   std::string text;
-  for (const std::string& slot : settings.RecentFiles) text += slot + "\n";
+  for (const std::string& slot : std::span(settings.RecentFiles).first<kRecentFileSlots>()) text += slot + "\n";
   WriteFileAtomically(*path, text);
 }
 

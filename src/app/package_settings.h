@@ -11,9 +11,12 @@ namespace marvik {
 // What the small text files of the package directory say. The directory is the value of the variable "QTRN$SYSTEM:";
 // without it every default stands, silently.
 struct PackageSettings {
-  std::string SystemDirectory;             // from the SYSD line of "qtrn.ini"
-  std::string EditorCommand = "notepad";   // from "marvik.ini"
-  std::array<std::string, 4> RecentFiles;  // from "marvikrf.ini", full paths, latest first
+  std::string SystemDirectory;            // from the SYSD line of "qtrn.ini"
+  std::string EditorCommand = "notepad";  // from "marvik.ini"
+  // Full paths, latest first. The first four are in "marvikrf.ini"; the window keeps the others.
+  std::array<std::string, 10> RecentFiles;
+  std::string Engine;         // the refinement program, "" for what the script names
+  std::string EngineOptions;  // for it, parted by blanks
 };
 
 // A file of the package directory, with a separator put between where the directory's name has none at its end.

@@ -187,6 +187,11 @@ class Workbench {
   OpenGlSettings& GlSettings();
 
   void SetModified(bool on);
+  // Whether undo and redo have come back to the state that a file holds. NoteState, after each command, keeps that one.
+  bool IsAsSaved() const { return history.State() == savedState_; }
+  void NoteState() {
+    if (!modified) savedState_ = history.State();
+  }
   void Repaint() const;
   void TitleChanged() const;
   void SetBusy(bool on) const;
@@ -198,6 +203,7 @@ class Workbench {
   std::set<std::string> remarksShown;
 
  private:
+  uint64_t savedState_ = 0;
   uint32_t pickedAtom_ = 0;
   uint32_t pickedBondOwner_ = 0;
   uint32_t pickedBondPartner_ = 0;

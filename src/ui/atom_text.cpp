@@ -25,6 +25,19 @@ QString DisplacementText(const Document& document, const AtomRecord& atom) {
   return EllipsoidAxes(tensor).positiveDefinite ? text : text + QStringLiteral(", not positive definite");
 }
 
+QString NeighboursText(const AtomRecord& atom) {
+  constexpr qsizetype kMost = 6;
+  QStringList bonded;
+  for (const BondRecord* bond = atom.bonds; bond; bond = bond->next) {
+    if (bonded.size() == kMost) {
+      bonded << QStringLiteral("…");
+      break;
+    }
+    bonded << QStringLiteral("%1 %2").arg(ToText(bond->partner->name), Number(Distance(atom, *bond->partner), 3));
+  }
+  return bonded.isEmpty() ? QString() : QStringLiteral("– ") + bonded.join(QStringLiteral(", "));
+}
+
 }  // namespace
 
 QString DescribeAtom(const Document& document, const AtomRecord& atom) {
@@ -44,6 +57,7 @@ QString DescribeAtom(const Document& document, const AtomRecord& atom) {
       parts << QStringLiteral("residue %1 %2").arg(residue.number).arg(ToText(residue.className)).trimmed();
   }
   if (atom.generated != 0) parts << QStringLiteral("symmetry image");
+  if (const QString bonded = NeighboursText(atom); !bonded.isEmpty()) parts << bonded;
   return parts.join(QStringLiteral("   "));
 }
 

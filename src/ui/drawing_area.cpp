@@ -1,12 +1,14 @@
 #include "ui/drawing_area.h"
 
 #include <QPainter>
+#include <QPainterPath>
 #include <QScreen>
 #include <cmath>
 
 #include "draw/canvas/scanline_canvas.h"
 #include "draw/labels/label_font.h"
 #include "draw/renderer/look.h"
+#include "draw/view/picking.h"
 #include "ui/key_state.h"
 #include "ui/text.h"
 
@@ -15,11 +17,15 @@ namespace {
 
 constexpr int kUsualSide = 840;
 constexpr double kLabelPixels = 12.0;
-constexpr int kRest = 250;          // ms without a change after which the view counts as at rest
-constexpr int kLitRest = 60;        // the same for the lit rendition, whose frames are seldom slow
-constexpr double kSlowLit = 150;    // ms; where frames of half the grid take longer, a wire frame moves
-constexpr double kSlowLabels = 12;  // ms
-constexpr int kGlide = 15;          // ms between frames while labels go to their places
+constexpr int kRest = 250;           // ms without a change after which the view counts as at rest
+constexpr int kLitRest = 60;         // the same for the lit rendition, whose frames are seldom slow
+constexpr double kSlowLit = 150;     // ms; where frames of half the grid take longer, a wire frame moves
+constexpr double kSlowLabels = 12;   // ms
+constexpr int kGlide = 15;           // ms between frames while labels go to their places
+constexpr double kBondSlack = 2.0;   // nominal pixels beside a stick that still hit it
+constexpr double kLoneMark = 6.0;    // radius of the mark about an atom without a body, nominal pixels
+constexpr double kHoverRoom = 1.12;  // of a body
+constexpr double kHoverWidth = 2.0;
 constexpr int kAtomsBetweenClocks = 64;
 
 // Lets the view's square lie in the middle of the whole area for one frame; for everyone else it is all there is.
@@ -269,11 +275,65 @@ void DrawingArea::paintEvent(QPaintEvent*) {
     InvertBand(shown);
   }
   if (held_ == 0) {
+    PaintHover(painter);
     PaintMarks(painter);
     PaintHint(painter);
   }
   painter.end();
   Q_EMIT Painted();
+}
+
+FrameHit DrawingArea::HitAt(const QPointF& position) const {
+  const QPointF at = ToDevice(position);
+  const double ratio = devicePixelRatioF();
+  // The records of a frame that is to be drawn anew may be gone.
+  FrameHit hit;
+  if (!stale_) hit = bench_.renderer.At({at.x(), at.y()}, kBondSlack * ratio);
+  if (hit.atom || hit.bond) return hit;
+  const AtomList& atoms = bench_.document.atoms;
+  if (const AtomRecord* atom = hitTestAtom(atoms, at.x(), at.y(), ratio)) {
+    hit.atom = atom;
+    const double reach = kLoneMark * ratio;
+    const CanvasPoint centre{atom->screenX + 0.5, atom->screenY + 0.5};
+    const auto body = stale_ ? std::nullopt : bench_.renderer.BodyOf(*atom);
+    const bool round = body && std::hypot(body->p.x, body->p.y) > reach;
+    hit.body = round ? *body : EllipseShape{centre, {reach, 0.0}, {0.0, reach}};
+  } else if (const BondRecord* bond = hitTestBond(atoms, at.x(), at.y(), ratio).bond) {
+    hit.bond = bond;
+    hit.from = {bond->owner->screenX + 0.5, bond->owner->screenY + 0.5};
+    hit.to = {bond->partner->screenX + 0.5, bond->partner->screenY + 0.5};
+  }
+  return hit;
+}
+
+void DrawingArea::SetPointer(const std::optional<QPointF>& position) {
+  pointer_ = position;
+  update();
+}
+
+void DrawingArea::PaintHover(QPainter& painter) const {
+  if (!pointer_ || dragging_ || stale_) return;
+  const FrameHit hit = HitAt(*pointer_);
+  if (!hit.atom && !hit.bond) return;
+  const bool light = ColoursOf(bench_.look, false).light;
+  painter.save();
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.scale(1.0 / devicePixelRatioF(), 1.0 / devicePixelRatioF());
+  QPen pen(light ? QColor(0, 95, 170, 210) : QColor(255, 255, 255, 200), kHoverWidth * devicePixelRatioF());
+  pen.setCapStyle(Qt::RoundCap);
+  painter.setPen(pen);
+  if (hit.bond) {
+    const auto between = [&](double t) {
+      return QPointF(hit.from.x + (hit.to.x - hit.from.x) * t, hit.from.y + (hit.to.y - hit.from.y) * t);
+    };
+    painter.drawLine(between(0.25), between(0.75));
+  } else {
+    const EllipseShape& e = hit.body;
+    QPainterPath path;
+    path.addEllipse(QPointF(0, 0), kHoverRoom, kHoverRoom);
+    painter.drawPath(QTransform(e.p.x, e.p.y, e.q.x, e.q.y, e.centre.x, e.centre.y).map(path));
+  }
+  painter.restore();
 }
 
 void DrawingArea::PaintMarks(QPainter& painter) const {

@@ -7,6 +7,7 @@
 #include <array>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "app/workbench.h"
 #include "draw/surface/lit_picture.h"
@@ -39,6 +40,11 @@ class DrawingArea : public QWidget {
   void SetBand(const QRect& rectangle);
   // Rings about the atom that a pick starts from and the one it has named, by serial number, 0 for none.
   void SetMarks(uint32_t start, uint32_t target);
+  // What is drawn at a position of mouse events, in the frame that is shown: the foremost body, stick or label, else
+  // the nearest atom or bond within reach.
+  FrameHit HitAt(const QPointF& position) const;
+  // Where the pointer is, so that what is under it lights up; nothing while it is elsewhere or drags.
+  void SetPointer(const std::optional<QPointF>& position);
   // The frame that an Escape key press asks for must not be stopped by that same key.
   void IgnoreHeldKey() { ignoreHeldKey_ = true; }
 
@@ -89,6 +95,7 @@ class DrawingArea : public QWidget {
   bool KeepGoing();
   void InvertBand(QImage& shown) const;
   void PaintMarks(QPainter& painter) const;
+  void PaintHover(QPainter& painter) const;
   void PaintHint(QPainter& painter) const;
   QStringList HintLines() const;
 
@@ -112,6 +119,7 @@ class DrawingArea : public QWidget {
   QRect band_;
   uint32_t startMark_ = 0;
   uint32_t targetMark_ = 0;
+  std::optional<QPointF> pointer_;
 
   QElapsedTimer clock_;
   // Frames shorter than this are not worth stopping, and asking for the keyboard costs as much as drawing many atoms.

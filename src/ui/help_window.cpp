@@ -9,10 +9,9 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
-#include <QProcess>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QScrollBar>
-#include <QStandardPaths>
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
@@ -29,22 +28,6 @@ constexpr char kGuide[] = "Marvik_Users";
 constexpr char kContents[] = "Marvik_TOC";
 constexpr char kWindowChapter[] = "the-window";
 
-// The program that opens a file as the desktop has it set up, "" where the toolkit does that itself.
-QString Opener() {
-#if defined(__unix__) && !defined(__APPLE__)
-  return QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
-#else
-  return {};
-#endif
-}
-
-constexpr bool kNeedsOpener =
-#if defined(__unix__) && !defined(__APPLE__)
-    true;
-#else
-    false;
-#endif
-
 }  // namespace
 
 HelpWindow::HelpWindow(const Workbench& bench, QWidget* parentWidget)
@@ -53,47 +36,115 @@ HelpWindow::HelpWindow(const Workbench& bench, QWidget* parentWidget)
   text_ = new QTextBrowser;
   text_->setOpenLinks(false);
   connect(text_, &QTextBrowser::anchorClicked, this, &HelpWindow::Follow);
-  auto* contents = new QPushButton(tr("&Contents"));
-  contents->setAutoDefault(false);
-  connect(contents, &QPushButton::clicked, this, [this] { Show(QString::fromUtf8(kContents), QString()); });
+  const auto button = [this](const QString& label, const QString& tip, auto work) {
+    auto* added = new QPushButton(label);
+    added->setAutoDefault(false);
+    added->setToolTip(tip);
+    connect(added, &QPushButton::clicked, this, work);
+    return added;
+  };
+  back_ = button(tr("&Back"), tr("Where you were before (Alt+Left)"), [this] { Step(-1); });
+  forward_ = button(tr("For&ward"), tr("Forward again (Alt+Right)"), [this] { Step(1); });
+  back_->setShortcut(QKeySequence::Back);
+  forward_->setShortcut(QKeySequence::Forward);
+  auto* contents = button(tr("&Contents"), tr("The list of all documents"),
+                          [this] { Show(QString::fromUtf8(kContents), QString()); });
   auto* search = new QLineEdit;
   search->setPlaceholderText(tr("Find: Enter shows the next place"));
+  search->setAccessibleName(tr("Find"));
   search->setClearButtonEnabled(true);
   connect(search, &QLineEdit::returnPressed, this, [this, search] { Find(search->text()); });
+  auto* all = button(tr("In &All"), tr("Looks in all documents"), [this, search] { SearchAll(search->text()); });
   auto* line = new QHBoxLayout;
-  line->addWidget(contents);
+  for (QWidget* widget : std::initializer_list<QWidget*>{back_, forward_, contents}) line->addWidget(widget);
   line->addWidget(search, 1);
+  line->addWidget(all);
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(line);
   layout->addWidget(text_, 1);
-  resize(640, 620);
+  resize(680, 640);
   text_->setFocus();
 }
 
 bool HelpWindow::Show(const QString& name, const QString& slug) {
-  if (name != name_) {
-    const auto path = FindHelpFile(bench_, ToBytes(name) + ".md");
-    QFile file(path ? PathToText(*path) : QString());
-    if (!path || !file.open(QIODevice::ReadOnly)) return false;
-    text_->document()->setBaseUrl(QUrl::fromLocalFile(QFileInfo(file).absolutePath() + QLatin1Char('/')));
-    text_->setSearchPaths({QFileInfo(file).absolutePath()});
-    text_->setMarkdown(QString::fromUtf8(file.readAll()));
+  if (!Load({name, slug})) return false;
+  places_.resize(at_ + 1);
+  places_.append({name, slug});
+  at_ = places_.size() - 1;
+  back_->setEnabled(at_ > 0);
+  forward_->setEnabled(false);
+  raise();
+  activateWindow();
+  return true;
+}
+
+void HelpWindow::Step(int by) {
+  if (at_ + by < 0 || at_ + by >= places_.size() || !Load(places_[at_ + by])) return;
+  at_ += by;
+  back_->setEnabled(at_ > 0);
+  forward_->setEnabled(at_ + 1 < places_.size());
+}
+
+void HelpWindow::SearchAll(const QString& text) {
+  if (!text.trimmed().isEmpty()) Show(QString(), text.trimmed());
+}
+
+bool HelpWindow::Load(const Place& place) {
+  const bool isSearch = place.name.isEmpty();
+  if (isSearch || place.name != name_) {
+    QString markdown;
+    if (isSearch) {
+      markdown = Found(place.slug);
+    } else {
+      const auto path = FindHelpFile(bench_, ToBytes(place.name) + ".md");
+      QFile file(path ? PathToText(*path) : QString());
+      if (!path || !file.open(QIODevice::ReadOnly)) return false;
+      text_->document()->setBaseUrl(QUrl::fromLocalFile(QFileInfo(file).absolutePath() + QLatin1Char('/')));
+      text_->setSearchPaths({QFileInfo(file).absolutePath()});
+      markdown = QString::fromUtf8(file.readAll());
+    }
+    text_->setMarkdown(markdown);
     StyleHelp(*text_->document(), font().pointSizeF(), 560);
-    name_ = name;
+    name_ = place.name;
     setWindowTitle(text_->document()->begin().text());
   }
   // The layout is made for the window's width, which it has once it is shown.
   show();
-  const QTextBlock heading = FindHelpHeading(*text_->document(), slug);
+  const QTextBlock heading = isSearch ? QTextBlock() : FindHelpHeading(*text_->document(), place.slug);
   text_->moveCursor(QTextCursor::Start);
   if (heading.isValid()) {
     text_->setTextCursor(QTextCursor(heading));
-    const QRectF place = text_->document()->documentLayout()->blockBoundingRect(heading);
-    text_->verticalScrollBar()->setValue(static_cast<int>(place.top()));
+    const QRectF where = text_->document()->documentLayout()->blockBoundingRect(heading);
+    text_->verticalScrollBar()->setValue(static_cast<int>(where.top()));
   }
-  raise();
-  activateWindow();
   return true;
+}
+
+// As Markdown: under the title of each document the headings whose texts have it, with the first such line.
+QString HelpWindow::Found(const QString& text) const {
+  QString page = QStringLiteral("# %1\n").arg(tr("Found: %1").arg(text));
+  bool any = false;
+  for (const HelpDocument& document : HelpDocuments()) {
+    const auto path = FindHelpFile(bench_, std::string(document.name) + ".md");
+    QFile file(path ? PathToText(*path) : QString());
+    if (!path || !file.open(QIODevice::ReadOnly)) continue;
+    QString heading = QString::fromUtf8(document.title);
+    QString listed;
+    QString entries;
+    for (const QString& line : QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'))) {
+      if (line.startsWith(QLatin1Char('#'))) heading = line.mid(line.indexOf(QLatin1Char(' ')) + 1).trimmed();
+      if (heading == listed || !line.contains(text, Qt::CaseInsensitive)) continue;
+      listed = heading;
+      static const QRegularExpression marks(QStringLiteral("\\]\\([^)]*\\)|[#|*`\\[\\]]"));
+      entries += QStringLiteral("- [%1](%2.md#%3) %4\n")
+                     .arg(heading, QString::fromUtf8(document.name), HelpSlug(heading),
+                          line.startsWith(QLatin1Char('#')) ? QString() : QString(line).remove(marks).trimmed());
+    }
+    if (entries.isEmpty()) continue;
+    any = true;
+    page += QStringLiteral("\n## %1\n\n%2").arg(QString::fromUtf8(document.title), entries);
+  }
+  return any ? page : page + QLatin1Char('\n') + tr("No document has it.");
 }
 
 QString HelpWindow::TopHeading() const {
@@ -174,36 +225,10 @@ bool ContextHelp::Show(QWidget* beside, const QString& name, const QString& slug
   return false;
 }
 
-void ContextHelp::SayNoViewer(const std::string& path, const QString& caption, const QString& text) {
-  QMessageBox(QMessageBox::Warning, caption, text, QMessageBox::Ok, &main_).exec();
-  Show(&main_, QFileInfo(PathToText(path)).completeBaseName(), QString());
-}
-
 bool ContextHelp::OpenDocument(const std::string& path) {
-  const auto none = [this, path] {
-    SayNoViewer(path, QStringLiteral("Error: Couldn't Find Acrobat Reader"),
-                QStringLiteral("Please install Adobe's Acrobat Reader.\n"
-                               "See https://get.adobe.com/reader, or install any other viewer of PDF files."));
-  };
-  const QString opener = Opener();
-  if (opener.isEmpty() && (kNeedsOpener || !QDesktopServices::openUrl(QUrl::fromLocalFile(PathToText(path))))) {
-    none();
-    return false;
-  }
-  if (opener.isEmpty()) return true;
-  auto* process = new QProcess;  // nobody's child: a viewer that it waits for outlives this program
-  process->setStandardOutputFile(QProcess::nullDevice());
-  process->setStandardErrorFile(QProcess::nullDevice());
-  // It may stay as long as the viewer does, so nobody waits; 3 and 4 are its words for "nothing that opens this".
-  connect(process, &QProcess::finished, process, &QObject::deleteLater);
-  connect(process, &QProcess::finished, this, [none](int status, QProcess::ExitStatus end) {
-    if (end == QProcess::NormalExit && (status == 3 || status == 4)) none();
-  });
-  process->start(opener, {PathToText(path)});
-  if (process->waitForStarted()) return true;
-  SayNoViewer(path, QStringLiteral("Could Not Create Child Process for Adobe Acrobat"), process->errorString());
-  process->deleteLater();
-  return false;
+  const QString name = QFileInfo(PathToText(path)).completeBaseName();
+  if (FindHelpFile(bench_, ToBytes(name) + ".md")) return Show(&main_, name, QString());
+  return QDesktopServices::openUrl(QUrl::fromLocalFile(PathToText(path)));
 }
 
 }  // namespace marvik

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <QList>
 #include <QObject>
 #include <QWidget>
 #include <string>
 
+class QPushButton;
 class QTextBrowser;
 
 namespace marvik {
@@ -20,6 +22,8 @@ class HelpWindow : public QWidget {
 
   // Shows a document at a heading, "" for its beginning. False when the document is not there.
   bool Show(const QString& name, const QString& slug);
+  // Lists where all documents have that text, each place a link.
+  void SearchAll(const QString& text);
   // What is shown now, for the tests.
   QString TopHeading() const;
 
@@ -27,11 +31,22 @@ class HelpWindow : public QWidget {
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
+  struct Place {
+    QString name;  // of a document, "" for what was found
+    QString slug;  // or what was sought
+  };
+  bool Load(const Place& place);
+  void Step(int by);
   void Follow(const QUrl& link);
   void Find(const QString& text);
+  QString Found(const QString& text) const;
 
   const Workbench& bench_;
   QTextBrowser* text_ = nullptr;
+  QPushButton* back_ = nullptr;
+  QPushButton* forward_ = nullptr;
+  QList<Place> places_;
+  qsizetype at_ = -1;
   QString name_;
 };
 
@@ -46,8 +61,8 @@ class ContextHelp : public QObject {
   // While a command runs, what comes up belongs to it.
   int runningCommand = 0;
 
-  // Opens a PDF file with the desktop's viewer; where there is none it says so and shows the same document itself.
-  // False after a message when that could not be done either.
+  // Shows the document of a PDF file in the program's own window, or that file with the desktop's viewer where its text
+  // is not there. False after a message.
   bool OpenDocument(const std::string& path);
 
  protected:
@@ -56,7 +71,6 @@ class ContextHelp : public QObject {
  private:
   bool Show(QWidget* beside, const QString& name, const QString& slug);
   void ShowFor(QWidget* window);
-  void SayNoViewer(const std::string& path, const QString& caption, const QString& text);
 
   const Workbench& bench_;
   QWidget& main_;

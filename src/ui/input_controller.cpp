@@ -12,6 +12,7 @@
 
 #include "base/numbers.h"
 #include "draw/view/picking.h"
+#include "ui/atom_keys.h"
 #include "ui/atom_text.h"
 #include "ui/text.h"
 
@@ -20,7 +21,8 @@ namespace {
 
 // A press and release within this distance is a click.
 constexpr double kClickReach = 3.0;
-constexpr int kWheelStep = 120;          // eighths of a degree
+constexpr double kWheelStep = 120;       // eighths of a degree
+constexpr double kAnglePerPixel = 4.0;   // where a touch pad tells no pixels
 constexpr double kZoomStep = 11.0 / 12;  // of the radius that is shown; what one step of a zooming drag does
 constexpr double kLabelStep = 0.0025;    // view units for each pixel of a drag
 constexpr double kLabelReach = 0.5;
@@ -124,6 +126,7 @@ void InputController::MouseMove(const QMouseEvent& event) {
     case Gesture::Pressed:
       if ((position - pressed_).manhattanLength() <= kClickReach) return;
       gesture_ = event.modifiers() & Qt::ShiftModifier ? Gesture::Band : Gesture::Turning;
+      area_.SetPointer(std::nullopt);
       area_.SetDragging(gesture_ == Gesture::Turning && !LabelPending());
       return MouseMove(event);
     case Gesture::Turning:
@@ -202,13 +205,13 @@ void InputController::ToggleBand(const QRect& band) {
 }
 
 AtomRecord* InputController::AtomAt(const QPointF& position) const {
-  const QPointF at = area_.ToDevice(position);
-  return hitTestAtom(bench_.document.atoms, at.x(), at.y(), area_.devicePixelRatioF());
+  const AtomRecord* atom = area_.HitAt(position).atom;
+  return atom ? bench_.document.atoms.FindSerial(atom->serial) : nullptr;
 }
 
 BondRecord* InputController::BondAt(const QPointF& position) const {
-  const QPointF at = area_.ToDevice(position);
-  return hitTestBond(bench_.document.atoms, at.x(), at.y(), area_.devicePixelRatioF()).bond;
+  const BondRecord* bond = area_.HitAt(position).bond;
+  return bond ? bench_.document.atoms.FindBond(bond->owner, bond->partner) : nullptr;
 }
 
 void InputController::Click(const QPointF& position) {
@@ -242,16 +245,29 @@ void InputController::ShowContextMenu(const QPointF& position) {
 }
 
 void InputController::Wheel(const QWheelEvent& event) {
-  wheelRest_ += event.angleDelta().y();
-  const int steps = wheelRest_ / kWheelStep;
-  wheelRest_ -= steps * kWheelStep;
-  if (steps != 0) ZoomBy(std::pow(kZoomStep, steps));
+  // Two fingers move the model; Ctrl makes them zoom, as a wheel does.
+  const bool fingers = event.phase() != Qt::NoScrollPhase || event.deviceType() == QInputDevice::DeviceType::TouchPad;
+  if (fingers && !(event.modifiers() & Qt::ControlModifier)) {
+    const QPointF way = event.pixelDelta().isNull() ? QPointF(event.angleDelta()) / kAnglePerPixel : event.pixelDelta();
+    return MoveBy(way * area_.devicePixelRatioF());
+  }
+  if (event.angleDelta().y() != 0) ZoomBy(std::pow(kZoomStep, event.angleDelta().y() / kWheelStep), event.position());
+}
+
+void InputController::MoveBy(const QPointF& pixels) {
+  const QPoint before(bench_.view.panX, bench_.view.panY);
+  if (exactPan_.toPoint() != before) exactPan_ = before;
+  exactPan_ += pixels;
+  const QPoint now = exactPan_.toPoint();
+  bench_.view.panX = now.x();
+  bench_.view.panY = now.y();
+  area_.RedrawMoving();
 }
 
 bool InputController::NativeGesture(QEvent& event) {
   const auto& gesture = static_cast<QNativeGestureEvent&>(event);
   if (gesture.gestureType() != Qt::ZoomNativeGesture) return false;
-  ZoomBy(1.0 / std::clamp(1.0 + gesture.value(), 0.2, 5.0));
+  ZoomBy(1.0 / std::clamp(1.0 + gesture.value(), 0.2, 5.0), gesture.position());
   return true;
 }
 
@@ -260,14 +276,26 @@ bool InputController::Pinch(QEvent& event) {
   if (!pinch) return false;
   // The first finger of the two has started to turn the model.
   if (pinch->state() == Qt::GestureStarted) EndGesture();
+  const QPointF middle = area_.mapFromGlobal(pinch->centerPoint());
+  if (pinch->changeFlags() & QPinchGesture::CenterPointChanged && pinch->state() != Qt::GestureStarted)
+    MoveBy((pinch->centerPoint() - pinch->lastCenterPoint()) * area_.devicePixelRatioF());
   if (pinch->changeFlags() & QPinchGesture::ScaleFactorChanged && pinch->scaleFactor() > 0.0) {
-    ZoomBy(1.0 / std::clamp(pinch->scaleFactor(), 0.2, 5.0));
+    ZoomBy(1.0 / std::clamp(pinch->scaleFactor(), 0.2, 5.0), middle);
   }
   return true;
 }
 
-void InputController::ZoomBy(double factor) {
-  bench_.view.fitView(bench_.view.viewRadius * factor, std::nullopt);
+// What is under the pointer stays there, but in the classic look.
+void InputController::ZoomBy(double factor, const QPointF& at) {
+  const double before = bench_.view.viewRadius;
+  bench_.view.fitView(before * factor, std::nullopt);
+  const double larger = before / bench_.view.viewRadius;
+  if (bench_.look != Look::Classic && std::isfinite(larger)) {
+    const QPointF middle = area_.ToDevice(QPointF(area_.width(), area_.height()) / 2.0);
+    const QPoint pan(bench_.view.panX, bench_.view.panY);
+    if (exactPan_.toPoint() != pan) exactPan_ = pan;
+    MoveBy((area_.ToDevice(at) - middle - exactPan_) * (1.0 - larger));
+  }
   area_.RedrawMoving();
   hoverTimer_.start();
 }
@@ -289,7 +317,54 @@ bool InputController::KeyPress(const QKeyEvent& event) {
       run_(event.key() == Qt::Key_Plus ? kZoomInCommand : kZoomOutCommand, {});
       return true;
     default:
-      return LabelPending() && LabelKeyPress(event) ? true : ViewKeyPress(event);
+      if (LabelPending() && LabelKeyPress(event)) return true;
+      return ViewKeyPress(event) || AtomKeyPress(event);
+  }
+}
+
+// A letter alone acts on the atom under the pointer, else on what is selected.
+bool InputController::AtomKeyPress(const QKeyEvent& event) {
+  const auto key = std::ranges::find(AtomKeys(), event.key(), &AtomKey::key);
+  if (key == AtomKeys().end() || (event.modifiers() & ~Qt::KeypadModifier) || PickPending() || LabelPending())
+    return false;
+  AtomArray& selection = bench_.document.atoms.selection;
+  AtomRecord* atom = inside_ ? AtomAt(hover_) : nullptr;
+  std::vector<uint32_t> chosen;
+  for (const AtomRecord* selected : selection) chosen.push_back(selected->serial);
+  if (!atom && chosen.empty()) {
+    Q_EMIT StatusText(tr("%1: put the pointer on an atom, or select some").arg(tr(key->what)));
+  } else if (!key->command) {
+    MakeElements(*key, atom ? std::vector<uint32_t>{atom->serial} : chosen);
+  } else if (atom && key->pickedCommand) {
+    bench_.PickAtom(atom);
+    run_(key->pickedCommand, {});
+    bench_.ClearPick();
+  } else if (atom) {
+    // Commands of the selection act on this atom alone, and what was selected is so again.
+    selection.Clear();
+    selection.Append(atom);
+    run_(key->command, {});
+    AtomArray& now = bench_.document.atoms.selection;
+    now.Clear();
+    for (const uint32_t serial : chosen) {
+      if (AtomRecord* back = bench_.document.atoms.FindSerial(serial)) now.Append(back);
+    }
+    bench_.Repaint();
+  } else {
+    run_(key->command, {});
+  }
+  hoverTimer_.start();
+  return true;
+}
+
+// An element goes with the name.
+void InputController::MakeElements(const AtomKey& key, const std::vector<uint32_t>& serials) {
+  for (const uint32_t serial : serials) {
+    const AtomRecord* atom = bench_.document.atoms.FindSerial(serial);
+    const std::string symbol = atom ? SymbolOf(key, *atom) : std::string();
+    if (symbol.empty() || (!atom->IsPeak() && atom->element->Symbol() == symbol)) continue;
+    const std::string name = NameAs(bench_.document, *atom, symbol);
+    if (run_(kRenameAtomCommand, Printf("#%u ", serial) + name) != Outcome::Changed) return;
   }
 }
 
@@ -416,6 +491,7 @@ QString InputController::PendingText() const {
 }
 
 void InputController::UpdateHover() {
+  area_.SetPointer(inside_ && gesture_ == Gesture::None ? std::optional(hover_) : std::nullopt);
   if (PickPending()) {
     const AtomRecord* atom = inside_ ? AtomAt(hover_) : nullptr;
     return Q_EMIT StatusText(atom ? PendingText() + QStringLiteral("   (%1)").arg(ToText(atom->name)) : PendingText());

@@ -4,8 +4,10 @@
 #include <QPointF>
 #include <QTimer>
 #include <functional>
+#include <vector>
 
 #include "app/commands/command_table.h"
+#include "ui/atom_keys.h"
 #include "ui/drawing_area.h"
 
 class QKeyEvent;
@@ -16,7 +18,8 @@ namespace marvik {
 
 // What mouse, keys and touch do in the drawing area:
 // left button turns the model (Ctrl moves it, Alt zooms, Ctrl + Alt turns it about the viewing axis), Shift + left
-// draws the rubber band, a click without movement selects; the middle button moves, the wheel and a pinch zoom, the
+// draws the rubber band, a click without movement selects; the middle button and two fingers move, the wheel and a
+// pinch zoom where they are, letters act on the atom under the pointer, the
 // right button opens the menu of what it points at. Pending operations: a pick that names an atom for a command.
 class InputController : public QObject {
   Q_OBJECT
@@ -73,9 +76,12 @@ class InputController : public QObject {
   void Wheel(const QWheelEvent& event);
   bool NativeGesture(QEvent& event);
   bool Pinch(QEvent& event);
-  void ZoomBy(double factor);
+  void ZoomBy(double factor, const QPointF& at);
+  void MoveBy(const QPointF& pixels);
   bool KeyPress(const QKeyEvent& event);
   bool ViewKeyPress(const QKeyEvent& event);
+  bool AtomKeyPress(const QKeyEvent& event);
+  void MakeElements(const AtomKey& key, const std::vector<uint32_t>& serials);
   bool LabelKeyPress(const QKeyEvent& event);
   void DragLabel(int dx, int dy);
   void PlaceLabel(double x, double y);
@@ -97,7 +103,7 @@ class InputController : public QObject {
   QPointF last_;     // up to where the view has followed the pointer
   Pick pick_;
   LabelMove label_;
-  int wheelRest_ = 0;
+  QPointF exactPan_;  // of the view, device pixels
   QPointF hover_;
   bool inside_ = false;
   QTimer hoverTimer_;

@@ -7,6 +7,7 @@
 #include <QVBoxLayout>
 
 #include "app/commands/command_table.h"
+#include "ui/atom_keys.h"
 #include "ui/text.h"
 
 namespace marvik {
@@ -52,6 +53,9 @@ QString SheetText() {
   }
   html += QStringLiteral("<h3>%1</h3><table>").arg(QDialog::tr("Picture"));
   for (const PictureKey& key : kPictureKeys) html += Row(QDialog::tr(key.keys), QDialog::tr(key.what));
+  html += QStringLiteral("</table><h3>%1</h3><table>")
+              .arg(QDialog::tr("On the atom under the pointer, else the selected ones"));
+  for (const AtomKey& key : AtomKeys()) html += Row(QString::fromUtf8(key.name), QDialog::tr(key.what));
   return html + QStringLiteral("</table>");
 }
 

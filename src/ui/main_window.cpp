@@ -9,6 +9,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QProcess>
 #include <QPushButton>
 #include <QScreen>
 #include <QStatusBar>
@@ -17,6 +18,7 @@
 
 #include "app/commands/gl_commands.h"
 #include "app/open_save.h"
+#include "app/package_settings.h"
 #include "ui/atom_text.h"
 #include "ui/command_palette.h"
 #include "ui/conquest.h"
@@ -30,6 +32,7 @@
 #include "ui/dialogs/new_job_dialog.h"
 #include "ui/dialogs/opengl_preferences_dialog.h"
 #include "ui/dialogs/picture_dialog.h"
+#include "ui/dialogs/preferences_dialog.h"
 #include "ui/drawing_area.h"
 #include "ui/help_window.h"
 #include "ui/input_controller.h"
@@ -43,6 +46,7 @@
 #include "ui/report_window.h"
 #include "ui/text.h"
 #include "ui/text_editor.h"
+#include "ui/tour.h"
 #include "ui/window_messages.h"
 
 namespace marvik {
@@ -52,12 +56,13 @@ constexpr int kMessageTime = 4000;  // ms
 constexpr int kRecentCommands = 10;
 constexpr int kDemoTextTime = 10000;  // ms; usually the next comes first
 
-QString FirstLocalFile(const QMimeData* data) {
-  if (!data) return {};
+QStringList LocalFiles(const QMimeData* data) {
+  QStringList paths;
+  if (!data) return paths;
   for (const QUrl& url : data->urls()) {
-    if (url.isLocalFile()) return url.toLocalFile();
+    if (url.isLocalFile()) paths << url.toLocalFile();
   }
-  return {};
+  return paths;
 }
 
 }  // namespace
@@ -171,6 +176,8 @@ void MainWindow::ShowPanel(int command, bool on) {
 
 void MainWindow::ShowTool(int command) {
   if (command == kKeySheetCommand) return ShowKeySheet(this);
+  if (command == kPreferencesCommand) return ShowPreferences();
+  if (command == kTourCommand) return ShowTour(true);
   CommandPalette palette(this, bench_, settings_.recentCommands);
   const QPoint top = area_->mapToGlobal(QPoint(area_->width() / 2, area_->height() / 8));
   palette.move(top - QPoint(palette.sizeHint().width() / 2, 0));
@@ -201,6 +208,8 @@ void MainWindow::SetUpStatusBar() {
 
 Outcome MainWindow::Run(int id, const std::string& argument) {
   // What waits for a click speaks of the structure as it is now.
+  if (id == kRefineCommand && !refinement_->PeaksMayGo([this] { return Run(kKillPeaksCommand) == Outcome::Changed; }))
+    return Outcome::Cancelled;
   const CommandRow* row = FindCommand(id);
   if (row && row->effect != CommandEffect::None) input_->CancelPending();
   ++running_;
@@ -367,14 +376,33 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
-  if (!FirstLocalFile(event->mimeData()).isEmpty()) event->acceptProposedAction();
+  if (!LocalFiles(event->mimeData()).isEmpty()) event->acceptProposedAction();
 }
 
+// The first file comes into this window, each other one into a window of its own.
 void MainWindow::dropEvent(QDropEvent* event) {
-  const QString path = FirstLocalFile(event->mimeData());
-  if (path.isEmpty()) return;
+  const QStringList paths = LocalFiles(event->mimeData());
+  if (paths.isEmpty()) return;
   event->acceptProposedAction();
-  OpenSoon(PathToBytes(path));
+  for (const QString& path : paths.mid(1)) QProcess::startDetached(QCoreApplication::applicationFilePath(), {path});
+  OpenSoon(PathToBytes(paths.front()));
+}
+
+void MainWindow::RestoreSession() {
+  if (settings_.restoresSession && QFileInfo(settings_.lastFile).isFile()) OpenSoon(PathToBytes(settings_.lastFile));
+}
+
+void MainWindow::ShowTour(bool always) {
+  if (always || (!settings_.tourSeen && PackageFile(""))) new Tour(*this);
+  settings_.tourSeen = true;
+}
+
+void MainWindow::ShowPreferences() {
+  PreferencesDialog dialog(this, bench_, settings_);
+  if (dialog.exec() != QDialog::Accepted) return;
+  QTimer::singleShot(0, this, [this, chosen = dialog.Chosen()] {
+    for (const auto& [id, argument] : chosen) Run(id, argument);
+  });
 }
 
 void MainWindow::changeEvent(QEvent* event) {

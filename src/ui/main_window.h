@@ -35,6 +35,10 @@ class MainWindow : public QMainWindow {
 
   // The one way from the window to a command.
   Outcome Run(int id, const std::string& argument = {});
+  // At the start without a file: the structure that was open last, where the user wants that.
+  void RestoreSession();
+  // Shows the tour, at the first start only or at any time.
+  void ShowTour(bool always);
   // Opens a file once the event that asked for it is done with.
   void OpenSoon(const std::string& path);
 
@@ -57,6 +61,7 @@ class MainWindow : public QMainWindow {
   void RestoreLayout();
   void ShowPanel(int command, bool on);
   void ShowTool(int command);
+  void ShowPreferences();
   void Refresh();
   void ShowTitle();
   void ShowBusy(bool on);

@@ -111,6 +111,8 @@ int RunWindow(int argc, char** argv, const std::string& file) {
   if (!file.empty()) window.OpenSoon(file);
   window.show();
   WorkKeeper keeper(bench, window);
+  if (file.empty()) window.RestoreSession();
+  if (!IsSet("MARVIK_WINDOW_TIMING")) QTimer::singleShot(0, &window, [&window] { window.ShowTour(false); });
   if (file.empty()) QTimer::singleShot(0, &keeper, [&keeper] { keeper.Offer(""); });
   LoadEditorConfiguration(bench.settings, messages);
   return QApplication::exec();

@@ -8,6 +8,7 @@
 namespace marvik {
 namespace {
 
+constexpr size_t kOwnSlots = 4;  // recent files that "marvikrf.ini" holds
 constexpr char kFile[] = "marvikui.ini";
 constexpr QLatin1String kGeometry("window/geometry");
 constexpr QLatin1String kLayout("window/layout");
@@ -24,6 +25,12 @@ constexpr QLatin1String kSafeColours("view/safeColours");
 constexpr QLatin1String kLabels("view/labels");
 constexpr QLatin1String kHydrogenLabels("view/hydrogenLabels");
 constexpr QLatin1String kHybridColours("view/hybridColours");
+constexpr QLatin1String kTourSeen("window/tourSeen");
+constexpr QLatin1String kRestoresSession("files/restoresSession");
+constexpr QLatin1String kLastFile("files/last");
+constexpr QLatin1String kOlderFiles("files/older");
+constexpr QLatin1String kEngine("refinement/program");
+constexpr QLatin1String kEngineOptions("refinement/options");
 constexpr QLatin1String kCloseRun("refinement/closeRunWhenFinished");
 constexpr QLatin1String kSkipResult("refinement/skipsResult");
 constexpr QLatin1String kSkipBelow("refinement/skipsResultBelow");
@@ -38,6 +45,11 @@ void WindowSettings::ShowIn(Workbench& bench) const {
   bench.LabelsOn = labels;
   bench.HydrogenLabelsOn = hydrogenLabels;
   bench.HybridLabelColoration = hybridColours;
+  bench.settings.Engine = PathToBytes(engine);
+  bench.settings.EngineOptions = PathToBytes(engineOptions);
+  auto& slots = bench.settings.RecentFiles;
+  for (qsizetype i = 0; i < olderFiles.size() && kOwnSlots + static_cast<size_t>(i) < slots.size(); ++i)
+    slots[kOwnSlots + static_cast<size_t>(i)] = PathToBytes(olderFiles[i]);
 }
 
 void WindowSettings::TakeFrom(const Workbench& bench) {
@@ -48,6 +60,12 @@ void WindowSettings::TakeFrom(const Workbench& bench) {
   labels = bench.LabelsOn;
   hydrogenLabels = bench.HydrogenLabelsOn;
   hybridColours = bench.HybridLabelColoration;
+  lastFile = PathToText(bench.document.CurrentFile);
+  engine = PathToText(bench.settings.Engine);
+  engineOptions = PathToText(bench.settings.EngineOptions);
+  olderFiles.clear();
+  const auto& slots = bench.settings.RecentFiles;
+  for (size_t i = kOwnSlots; i < slots.size() && !slots[i].empty(); ++i) olderFiles << PathToText(slots[i]);
 }
 
 void WindowSettings::Load() {
@@ -71,6 +89,12 @@ void WindowSettings::Load() {
   labels = file.value(kLabels, labels).toBool();
   hydrogenLabels = file.value(kHydrogenLabels, hydrogenLabels).toBool();
   hybridColours = file.value(kHybridColours, hybridColours).toBool();
+  tourSeen = file.value(kTourSeen, tourSeen).toBool();
+  restoresSession = file.value(kRestoresSession, restoresSession).toBool();
+  lastFile = file.value(kLastFile).toString();
+  olderFiles = file.value(kOlderFiles).toStringList();
+  engine = file.value(kEngine).toString();
+  engineOptions = file.value(kEngineOptions).toString();
   closeRunWhenFinished = file.value(kCloseRun, closeRunWhenFinished).toBool();
   skipsResult = file.value(kSkipResult, skipsResult).toBool();
   skipsResultBelow = file.value(kSkipBelow, skipsResultBelow).toDouble();
@@ -99,6 +123,12 @@ void WindowSettings::Save() const {
   file.setValue(kLabels, labels);
   file.setValue(kHydrogenLabels, hydrogenLabels);
   file.setValue(kHybridColours, hybridColours);
+  file.setValue(kTourSeen, tourSeen);
+  file.setValue(kRestoresSession, restoresSession);
+  file.setValue(kLastFile, lastFile);
+  file.setValue(kOlderFiles, olderFiles);
+  file.setValue(kEngine, engine);
+  file.setValue(kEngineOptions, engineOptions);
   file.setValue(kCloseRun, closeRunWhenFinished);
   file.setValue(kSkipResult, skipsResult);
   file.setValue(kSkipBelow, skipsResultBelow);

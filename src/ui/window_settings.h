@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include "app/workbench.h"
 #include "draw/surface/lit_picture.h"
@@ -27,6 +28,12 @@ struct WindowSettings {
   bool labels = true;
   bool hydrogenLabels = false;
   bool hybridColours = false;
+  bool tourSeen = false;
+  bool restoresSession = false;  // opens lastFile when started without one
+  QString lastFile;
+  QString engine;
+  QString engineOptions;
+  QStringList olderFiles;  // of the recent ones, behind those that have a file of their own
   bool closeRunWhenFinished = false;
   bool skipsResult = true;          // accepts a refinement unasked when nothing moved
   double skipsResultBelow = 0.001;  // Å, what counts as nothing

@@ -18,8 +18,7 @@ class GesturesTest : public WindowTest {
  protected:
   GesturesTest() { Load(); }
 
-  void Wheel(int delta) {
-    const QPointF at(300, 300);
+  void Wheel(int delta, QPointF at = {300, 300}) {
     QWheelEvent event(at, area->mapToGlobal(at), {}, {0, delta}, Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase,
                       false);
     QCoreApplication::sendEvent(area, &event);
@@ -138,16 +137,69 @@ TEST_F(GesturesTest, RubberBandTogglesWhatLiesInside) {
   EXPECT_EQ(SelectedNames(), "C1 O1 Q1");
 }
 
-TEST_F(GesturesTest, WheelZoomsInWholeStepsThatUndoEachOther) {
+TEST_F(GesturesTest, WheelZoomsBySharesOfAStepThatUndoEachOther) {
   const double start = bench.view.viewRadius;
   Wheel(120);
   EXPECT_NEAR(bench.view.viewRadius, start * 11 / 12, 1e-9);
-  Wheel(60);
-  EXPECT_NEAR(bench.view.viewRadius, start * 11 / 12, 1e-9);
-  Wheel(60);
+  Wheel(30);
+  EXPECT_NEAR(bench.view.viewRadius, start * std::pow(11.0 / 12, 1.25), 1e-9);
+  Wheel(90);
   EXPECT_NEAR(bench.view.viewRadius, start * 121 / 144, 1e-9);
   Wheel(-240);
   EXPECT_NEAR(bench.view.viewRadius, start, 1e-9);
+}
+
+TEST_F(GesturesTest, ZoomKeepsWhatIsUnderThePointer) {
+  window->Run(kDarkLookCommand);
+  Settle();
+  const QPointF place = At("O1");
+  const QPoint before(bench.view.panX, bench.view.panY);
+  for (const int delta : {120, 240, 50}) Wheel(delta, place);
+  Settle();
+  EXPECT_LT((At("O1") - place).manhattanLength(), 3.0);
+  Wheel(-410, place);
+  EXPECT_EQ(QPoint(bench.view.panX, bench.view.panY), before);
+}
+
+TEST_F(GesturesTest, PicksWhatIsDrawnFrontFirst) {
+  window->Run(kBallAndStickCommand);
+  AtomRecord* c1 = Atom("C1");
+  AtomRecord* o1 = Atom("O1");
+  o1->position = c1->position;
+  o1->position.z += 2.0;  // along the line of sight
+  area->Redraw();
+  Settle();
+  ASSERT_LT((At("O1") - At("C1")).manhattanLength(), 3.0);
+  AtomRecord* front = o1->view.z > c1->view.z ? o1 : c1;
+  const QPointF place = At(front->name.c_str());
+  EXPECT_EQ(area->HitAt(place).atom, front);
+  EXPECT_EQ(area->HitAt(place + QPointF(3, 2)).atom, front) << "anywhere in its disc";
+  EXPECT_TRUE(area->HitAt(Between("C1", "C2")).bond);
+  front->Set(kHidden, true);
+  area->Redraw();
+  Settle();
+  EXPECT_EQ(area->HitAt(place).atom, front == o1 ? c1 : o1);
+  // A label is its atom.
+  const auto& labels = bench.renderer.Labels();
+  ASSERT_FALSE(labels.empty());
+  const PlacedLabel label = labels.front();
+  const QPointF middle(label.at.x + label.size.x / 2, label.at.y - label.size.y / 2);
+  EXPECT_EQ(area->HitAt(area->FromDevice(middle)).atom, label.atom);
+}
+
+TEST_F(GesturesTest, LettersActOnTheAtomUnderThePointer) {
+  const uint32_t serial = Atom("C1")->serial;
+  Mouse(QEvent::MouseMove, At("C1"), Qt::NoButton, Qt::NoButton);
+  QTest::qWait(40);
+  QTest::keyClick(area, Qt::Key_O);
+  Settle();
+  ASSERT_TRUE(bench.document.atoms.FindSerial(serial));
+  EXPECT_EQ(bench.document.atoms.FindSerial(serial)->element->Symbol(), "O");
+  EXPECT_EQ(bench.document.atoms.FindSerial(serial)->name, "O2") << "O1 is there";
+  QTest::keyClick(area, Qt::Key_K);
+  Settle();
+  EXPECT_FALSE(bench.document.atoms.FindSerial(serial));
+  EXPECT_EQ(bench.history.UndoNames().size(), 2u);
 }
 
 TEST_F(GesturesTest, KeysActOnTheView) {

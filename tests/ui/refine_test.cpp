@@ -95,6 +95,7 @@ TEST_F(RefineWindow, ControlDialogMovesTheSettings) {
   EXPECT_TRUE(dialog.isVisible());
   Control<QCheckBox>(dialog, kOmitBox)->click();
   Control<QLineEdit>(dialog, kOmitSigmasEdit)->setText(QStringLiteral("3.5"));
+  Control<QLineEdit>(dialog, kOmitTwoThetaEdit)->setText(QStringLiteral("50"));
   Control<QLineEdit>(dialog, 1043)->setText(QStringLiteral("0.25"));
   auto* cycles = Control<QSpinBox>(dialog, kCyclesSpin);
   cycles->setValue(1200);

@@ -34,6 +34,7 @@ constexpr PictureRow kPictures[] = {
     {"wire.png", "azathiop", "", kWireFrame, {0, 0, 0}, 560, false},
     {"ball.png", "azathiop", "", kBallAndStick, {0, 0, 0}, 560, false},
     {"ellipsoid.png", "oligomer", "", kThermalEllipsoid, {0, 0, 0}, 560, false},
+    {"lit.png", "oligomer", "", kLitRendition, {0, 0, 0}, 560, false},
     {"pipes.png", "azathiop", "", kPipes, {0, 0, 0}, 560, false},
     {"peaks.png", "azastart", "", kBallAndStick, {0, 0, 0}, 900, true},
     {"finished.png", "azathiop", "", kBallAndStick, {0, 0, 0}, 900, true},
@@ -78,7 +79,9 @@ class Photographer : public QObject {
     if (event->type() != QEvent::Show || !widget || !widget->isWindow() || widget == &main_) return false;
     QTimer::singleShot(0, widget, [this, widget] {
       taken = widget->grab().save(target);
-      widget->close();
+      // Closing one that would lose something brings up a question.
+      auto* dialog = qobject_cast<QDialog*>(widget);
+      dialog ? dialog->done(QDialog::Rejected) : static_cast<void>(widget->close());
     });
     return false;
   }

@@ -191,6 +191,7 @@ constexpr CommandRow kRows[] = {
     {531, "refinement-panel", "&Refinement", "F4", "[on|off]", None, Always, PanelHandler, IsPanelShown<531>, ""},
     {532, "model-panel", "&Model", "F5", "[on|off]", None, Always, PanelHandler, IsPanelShown<532>, ""},
     {533, "history-panel", "&History", "F8", "[on|off]", None, Always, PanelHandler, IsPanelShown<533>, ""},
+    {535, "geometry-panel", "&Geometry", "F7", "[on|off]", None, Always, PanelHandler, IsPanelShown<535>, ""},
     {538, "usual-panels", "&Usual Panels", "", "", None, Always, PanelHandler, nullptr, ""},
     {539, "no-panels", "&None", "F9", "", None, Always, PanelHandler, nullptr, ""},
     {540, "find-command", "&Find a Command...", "Ctrl+Space", "", None, Always, WindowHandler, nullptr, ""},
@@ -209,10 +210,18 @@ constexpr CommandRow kRows[] = {
     {565, "safe-colours", "Colour-&Blind Safe", "", "[on|off]", None, Always, SafeColoursHandler,
      IsOn<&Workbench::SafeColours>, ""},
     {566, "lit", "&Lit", "Ctrl+5", "", None, Always, RenditionHandler, IsRendition<kLitRendition>, ""},
+    {570, "preferences", "Pre&ferences...", "Ctrl+,", "", None, Always, WindowHandler, nullptr, ""},
+    {571, "tour", "Tour of the &Window", "", "", None, Always, WindowHandler, nullptr, ""},
     {10101, "recent-file-1", "Recent File &1", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10102, "recent-file-2", "Recent File &2", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10103, "recent-file-3", "Recent File &3", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10104, "recent-file-4", "Recent File &4", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
+    {10105, "recent-file-5", "Recent File &5", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
+    {10106, "recent-file-6", "Recent File &6", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
+    {10107, "recent-file-7", "Recent File &7", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
+    {10108, "recent-file-8", "Recent File &8", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
+    {10109, "recent-file-9", "Recent File &9", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
+    {10110, "recent-file-10", "Recent File 1&0", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
 };
 static_assert(std::ranges::adjacent_find(kRows, std::ranges::greater_equal{}, &CommandRow::id) == std::end(kRows));
 
@@ -321,8 +330,9 @@ Outcome RunCommand(Workbench& bench, int id, const std::string& argument) {
   }
   if (row->effect != None) bench.history.Begin(bench.document, PlainText(*row));
   const Outcome outcome = row->run(bench, call);
-  if (row->effect != None) bench.history.Settle(bench.document);
+  if (row->effect != None) bench.history.Settle(bench.document, row->effect == Structure);
   if (outcome == Outcome::Changed && row->effect == Structure) bench.SetModified(true);
+  bench.NoteState();
   bench.Repaint();
   return outcome;
 }

@@ -72,6 +72,7 @@ enum CommandId : int {
   kDeselectCommand = 184,
   kHfixCommand = 192,
   kRestoreCommand = 193,
+  kKillPeaksCommand = 203,
   kAtomPreferencesCommand = 206,
   kColourScreenCommand = 208,
   kColourPrinterCommand = 209,
@@ -101,6 +102,7 @@ enum CommandId : int {
   kRefinementPanelCommand = 531,
   kModelPanelCommand = 532,
   kHistoryPanelCommand = 533,
+  kGeometryPanelCommand = 535,
   kUsualPanelsCommand = 538,
   kNoPanelsCommand = 539,
   kPaletteCommand = 540,
@@ -111,9 +113,11 @@ enum CommandId : int {
   kClassicLookCommand = 563,
   kDesktopLookCommand = 564,
   kLitCommand = 566,
-  kFirstRecentFileCommand = 10101,  // to 10104
+  kPreferencesCommand = 570,
+  kTourCommand = 571,
+  kFirstRecentFileCommand = 10101,  // to 10110
 };
-inline constexpr int kRecentFileCount = 4;
+inline constexpr int kRecentFileCount = 10;
 
 struct CommandCall {
   int id = 0;

@@ -135,6 +135,9 @@ class Refinement {
     // Shells drop the package directory's own variable.
     command.environment = {{"MARVIK_BIN", DirectoryOf(ExecutablePath(""))},
                            {"MARVIK_PACKAGE", PackageFile("").value_or("")}};
+    if (!bench_.settings.Engine.empty()) command.environment.push_back({"MARVIK_ENGINE", bench_.settings.Engine});
+    if (!bench_.settings.EngineOptions.empty())
+      command.environment.push_back({"MARVIK_ENGINE_OPTIONS", bench_.settings.EngineOptions});
     return command;
   }
 

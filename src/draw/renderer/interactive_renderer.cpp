@@ -54,6 +54,14 @@ const FrameLayout& InteractiveRenderer::Layout() const {
   return frame_->layout;
 }
 
+FrameHit InteractiveRenderer::At(CanvasPoint point, double slack) const {
+  return frame_->At(point, slack);
+}
+
+std::optional<EllipseShape> InteractiveRenderer::BodyOf(const AtomRecord& atom) const {
+  return frame_->BodyOf(atom);
+}
+
 bool InteractiveRenderer::LabelsSettled() const {
   return frame_->labelsSettled;
 }
@@ -80,8 +88,15 @@ bool RenderFrame::Render(Document& document, const ViewState& view, const Render
   labelsSettled = true;
   if (options.clear && !options.printing) canvas.Clear(Background());
   const bool scene = options.mode >= kBallAndStick && options.mode <= kPipes;
-  if (!(scene ? renderScene() : renderWireFrame(view.depthNear, view.depthFar))) return false;
+  if (!(scene ? renderScene() : renderWireFrame(view.depthNear, view.depthFar))) {
+    atoms_.clear();
+    labels.clear();
+    return false;
+  }
   DrawLabels();
+  // What is asked about the picture goes by how it was drawn.
+  drawnOptions_ = options;
+  options_ = &drawnOptions_;
   return true;
 }
 

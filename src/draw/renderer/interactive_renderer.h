@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "draw/canvas/canvas.h"
@@ -75,6 +76,15 @@ struct FrameLayout {
   std::vector<Bond> bonds;
 };
 
+// What the last picture shows at a point: an atom, by its body or its label, or a bond; nothing where it is empty.
+struct FrameHit {
+  const AtomRecord* atom = nullptr;
+  const BondRecord* bond = nullptr;
+  EllipseShape body;  // of the atom
+  CanvasPoint from;   // of the bond
+  CanvasPoint to;
+};
+
 class RenderFrame;
 
 // Draws the structure with plain two-dimensional drawing calls. Keeps its work arrays from frame to frame.
@@ -96,6 +106,11 @@ class InteractiveRenderer {
   const std::vector<PlacedLabel>& Labels() const;
   // Of the last picture, if its options asked for it.
   const FrameLayout& Layout() const;
+  // What is drawn at that point of the last picture, the foremost first, labels before all; in the wire frame labels
+  // alone. To be asked only while the atoms and bonds of that picture are there. A bond can be missed by `slack`.
+  FrameHit At(CanvasPoint point, double slack) const;
+  // The body of an atom of the last picture; nothing for one that it does not show.
+  std::optional<EllipseShape> BodyOf(const AtomRecord& atom) const;
   // False while labels of the last picture are still on their way: drawing it again brings them nearer, in at most a
   // few dozen pictures to where they stand without steadyLabels.
   bool LabelsSettled() const;

@@ -123,6 +123,16 @@ void RenderFrame::AddStick(const BondRecord* bond, uint32_t a, uint32_t b, doubl
   labelStickBonds_.push_back(bond);
 }
 
+// Of all its sticks together.
+double RenderFrame::HalfWidth(const FrameBond& bond) const {
+  double half = 0.5 * map_.unit;
+  if (atoms_[bond.a].unknown || atoms_[bond.b].unknown) return half;
+  const double width = std::max(StickWidth(bond.width), map_.unit) * (options_->mode == kPipes ? 3.0 : 1.0);
+  for (const BondStick& stick : SticksOfOrder(bond.order))
+    half = std::max(half, (std::abs(stick.side) + 0.5 * stick.share) * width);
+  return half;
+}
+
 // What labels are to keep off: bodies, bonds and, where nothing else is free, the edges of the cell.
 void RenderFrame::CollectObstacles() {
   labelBodies_.clear();
@@ -145,16 +155,8 @@ void RenderFrame::CollectObstacles() {
     }
     return;
   }
-  const double factor = options_->mode == kPipes ? 3.0 : 1.0;
   for (const FrameBond& bond : bonds_) {
-    if (IsHidden(bond)) continue;
-    const bool line = atoms_[bond.a].unknown || atoms_[bond.b].unknown;
-    const double width = std::max(StickWidth(bond.width), map_.unit);
-    double half = 0.5 * map_.unit;
-    for (const BondStick& stick : SticksOfOrder(bond.order)) {
-      if (!line) half = std::max(half, (std::abs(stick.side) + 0.5 * stick.share) * width * factor);
-    }
-    AddStick(bond.bond, bond.a, bond.b, half);
+    if (!IsHidden(bond)) AddStick(bond.bond, bond.a, bond.b, HalfWidth(bond));
   }
   for (const CellPiece& piece : cellPieces_) labelSticks_.push_back({piece.a, piece.b, 0.5 * map_.unit, true});
 }

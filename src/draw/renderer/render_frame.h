@@ -117,6 +117,9 @@ class RenderFrame {
   bool Render(Document& document, const ViewState& view, const RenderOptions& options, Canvas& canvas,
               const KeepGoing& keepGoing);
 
+  FrameHit At(CanvasPoint point, double slack) const;
+  std::optional<EllipseShape> BodyOf(const AtomRecord& atom) const;
+
   std::vector<PlacedLabel> labels;
   bool labelsSettled = true;
   FrameLayout layout;
@@ -235,6 +238,7 @@ class RenderFrame {
   LabelRequest RequestOf(uint32_t index);
   EllipseShape BodyShape(uint32_t index) const;
   void CollectObstacles();
+  double HalfWidth(const FrameBond& bond) const;
   void AddStick(const BondRecord* bond, uint32_t a, uint32_t b, double halfWidth);
   void KeepLayout();
   void SetUpSteadyLabels();
@@ -250,6 +254,7 @@ class RenderFrame {
   const RenderOptions* options_ = nullptr;
   Canvas* canvas_ = nullptr;
   const KeepGoing* keepGoing_ = nullptr;
+  RenderOptions drawnOptions_;  // of the last picture
 
   DeviceMap map_;
   LookColours colours_;

@@ -69,7 +69,10 @@ class Builder {
                         kFaintestPeak + (1.0 - kFaintestPeak) * std::clamp(share, 0.0, 1.0));
     }
     const int row = RowOf(atom);
-    return row == kUnknownRow ? kGrey : ElementColourOf(document_.elements, row, options_.safeColours);
+    if (row == kUnknownRow) return kGrey;
+    const Rgb colour = ElementColourOf(document_.elements, row, options_.safeColours);
+    // The dark blues and reds of the element table are hard to see on black.
+    return options_.look == Look::Dark && !colours_.light ? LegibleOn(colour, false) : colour;
   }
   static bool IsHydrogenRow(int row) { return row == kHydrogenRow || row == kDeuteriumRow; }
 

@@ -3,6 +3,7 @@
 #include <QMainWindow>
 #include <algorithm>
 
+#include "ui/panels/geometry_panel.h"
 #include "ui/panels/history_panel.h"
 #include "ui/panels/model_panel.h"
 #include "ui/panels/refinement_panel.h"
@@ -27,6 +28,8 @@ constexpr PanelKind kPanels[] = {
      [](Workbench& bench, const CommandRunner& run) -> Panel* { return new RefinementPanel(bench, run); }},
     {kModelPanelCommand, "model", Qt::RightDockWidgetArea, true,
      [](Workbench& bench, const CommandRunner& run) -> Panel* { return new ModelPanel(bench, run); }},
+    {kGeometryPanelCommand, "geometry", Qt::RightDockWidgetArea, false,
+     [](Workbench& bench, const CommandRunner&) -> Panel* { return new GeometryPanel(bench); }},
     {kHistoryPanelCommand, "history", Qt::RightDockWidgetArea, false,
      [](Workbench& bench, const CommandRunner& run) -> Panel* { return new HistoryPanel(bench, run); }},
 };

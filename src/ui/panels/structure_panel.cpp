@@ -12,7 +12,8 @@ namespace marvik {
 StructurePanel::StructurePanel(const Workbench& bench) : bench_(bench) {
   auto* inside = new QWidget;
   rows_ = new QFormLayout(inside);
-  rows_->setRowWrapPolicy(QFormLayout::WrapLongRows);
+  rows_->setRowWrapPolicy(QFormLayout::WrapAllRows);
+  rows_->setVerticalSpacing(2);
   rows_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
   auto* scroll = new QScrollArea;
   scroll->setWidgetResizable(true);
@@ -34,7 +35,10 @@ void StructurePanel::Follow() {
     value->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     value->setWordWrap(true);
     value->setAccessibleName(ToText(fact.caption));
-    rows_->addRow(ToText(fact.caption), value);
+    value->setContentsMargins(8, 0, 0, 4);
+    auto* caption = new QLabel(ToText(fact.caption));
+    caption->setForegroundRole(QPalette::PlaceholderText);
+    rows_->addRow(caption, value);
   }
   shown_ = std::move(facts);
 }

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "model/document.h"
+
+namespace marvik {
+
+// Keys that act on the atom under the pointer, else on what is selected.
+struct AtomKey {
+  int key;  // of the toolkit
+  const char* name;
+  const char* what;
+  const char* symbol;     // of the element that it makes, "" for none
+  int step = 0;           // among the elements of the keys
+  int command = 0;        // for a selection
+  int pickedCommand = 0;  // for one atom, 0 for the same
+};
+std::span<const AtomKey> AtomKeys();
+
+// The symbol that the key makes of an atom; "" where there is none.
+std::string SymbolOf(const AtomKey& key, const AtomRecord& atom);
+// What an atom is called as another element: with its number where that is free in its residue, else with the first
+// that is.
+std::string NameAs(const Document& document, const AtomRecord& atom, const std::string& symbol);
+
+}  // namespace marvik
