@@ -77,11 +77,10 @@ TEST_F(RunTest, RefinesWritesItsFilesAndMovesNothingWhenFedAgain) {
 TEST_F(RunTest, MakesHydrogensAndTensorsThatInstructionsAskFor) {
   Simulate("full", kEthanol, 0.8);
   fs::copy_file(Path("full.hkl"), Path("bare.hkl"));
-  Write(
-      "bare.ins",
-      std::string(kHead) +
-          "ANIS\nHFIX 23 C1\nHFIX 137 C2\nHFIX 147 O1\nWIGL\nWGHT 0.02\nFVAR 0.8\nO1 3 0.30 0.21 0.33 10.9 0.03\n"
-          "C1 1 0.458 0.303 0.40 11 0.03\nC2 1 0.65 0.241 0.388 11 0.045\nHKLF 4\nEND\n");
+  Write("bare.ins",
+        std::string(kHead) +
+            "ANIS\nHFIX 23 C1\nHFIX 137 C2\nHFIX 147 O1\nWIGL\nWGHT 0.02\nFVAR 0.8\nO1 3 0.30 0.21 0.33 10.9 0.03\n"
+            "C1 1 0.458 0.303 0.40 11 0.03\nC2 1 0.65 0.241 0.388 11 0.045\nHKLF 4\nEND\n");
   ASSERT_EQ(Run("bare"), 0) << Said();
   EXPECT_LT(Last("R1 = "), 0.03) << Said();
   EXPECT_NE(Said().find("Note: WIGL"), std::string::npos) << "what has no effect is said";
