@@ -3,6 +3,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QScreen>
+#include <algorithm>
 #include <cmath>
 
 #include "draw/canvas/scanline_canvas.h"
@@ -332,8 +333,28 @@ void DrawingArea::PaintHover(QPainter& painter) const {
     QPainterPath path;
     path.addEllipse(QPointF(0, 0), kHoverRoom, kHoverRoom);
     painter.drawPath(QTransform(e.p.x, e.p.y, e.q.x, e.q.y, e.centre.x, e.centre.y).map(path));
+    PaintName(painter, hit);
   }
   painter.restore();
+}
+
+// Of an atom that has no label in the picture.
+void DrawingArea::PaintName(QPainter& painter, const FrameHit& hit) const {
+  const auto& labels = bench_.renderer.Labels();
+  if (std::ranges::find(labels, hit.atom, &PlacedLabel::atom) != labels.end()) return;
+  QFont letters = font();
+  letters.setPixelSize(static_cast<int>(std::lround(kLabelPixels * devicePixelRatioF())));
+  painter.setFont(letters);
+  const QString name = ToText(hit.atom->name);
+  const QFontMetricsF metrics(letters);
+  const double reach = std::max(std::hypot(hit.body.p.x, hit.body.q.x), kLoneMark) * kHoverRoom;
+  QRectF box = metrics.boundingRect(name).adjusted(-3, -1, 3, 1);
+  box.moveBottomLeft(QPointF(hit.body.centre.x + reach, hit.body.centre.y - reach / 2));
+  QColor ground = Background();
+  ground.setAlpha(190);
+  painter.fillRect(box, ground);
+  painter.setPen(ColoursOf(bench_.look, false).light ? Qt::black : Qt::white);
+  painter.drawText(box, Qt::AlignCenter, name);
 }
 
 void DrawingArea::PaintMarks(QPainter& painter) const {

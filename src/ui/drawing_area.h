@@ -96,6 +96,7 @@ class DrawingArea : public QWidget {
   void InvertBand(QImage& shown) const;
   void PaintMarks(QPainter& painter) const;
   void PaintHover(QPainter& painter) const;
+  void PaintName(QPainter& painter, const FrameHit& hit) const;
   void PaintHint(QPainter& painter) const;
   QStringList HintLines() const;
 

@@ -1,5 +1,6 @@
 #include "ui/main_window.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDir>
@@ -72,6 +73,7 @@ MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(benc
   settings_.ShowIn(bench_);
   RestorePictureOptions(bench_, settings_.dialogValues.value(QStringLiteral("picture")));
   area_ = new DrawingArea(bench, this);
+  area_->setAccessibleName(tr("Picture of the structure"));
   setCentralWidget(area_);
   input_ =
       new InputController(bench, *area_, [this](int id, const std::string& argument) { return Run(id, argument); });
@@ -245,9 +247,25 @@ void MainWindow::Refresh() {
   if (bonds) selected += (atoms ? QStringLiteral(", ") : QString()) + tr("%1 bonds selected").arg(bonds);
   selectionText_->setText(selected);
   selectionText_->setVisible(!selected.isEmpty());
+  SpeakSelection();
   countsText_->setText(DescribeCounts(document));
   fileText_->setText(document.CurrentFile.empty() ? tr("No file") : ToText(bench_.Title()));
   fileText_->setToolTip(PathToText(document.CurrentFile));
+}
+
+// What a screen reader tells of the picture.
+void MainWindow::SpeakSelection() {
+  constexpr size_t kMost = 8;
+  const AtomArray& selection = bench_.document.atoms.selection;
+  QStringList names;
+  for (size_t i = 0; i < std::min(selection.Size(), kMost); ++i) names << ToText(selection[i]->name);
+  if (selection.Size() > kMost) names << tr("and %1 more").arg(selection.Size() - kMost);
+  const QString spoken =
+      names.isEmpty() ? DescribeCounts(bench_.document) : tr("Selected: %1").arg(names.join(QStringLiteral(", ")));
+  if (area_->accessibleDescription() == spoken) return;
+  area_->setAccessibleDescription(spoken);
+  QAccessibleEvent event(area_, QAccessible::DescriptionChanged);
+  QAccessible::updateAccessibility(&event);
 }
 
 void MainWindow::ShowTitle() {

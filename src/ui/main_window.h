@@ -64,6 +64,7 @@ class MainWindow : public QMainWindow {
   void ShowPreferences();
   void Refresh();
   void ShowTitle();
+  void SpeakSelection();
   void ShowBusy(bool on);
   void ShowContextMenu(MenuKind kind, const QPoint& place);
   void SayDone(int id, Outcome outcome);

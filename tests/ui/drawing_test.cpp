@@ -36,6 +36,24 @@ TEST_F(DrawingTest, ManyRequestsMakeOneFrameAndAnUnchangedOneIsShownAgain) {
   EXPECT_EQ(area->FramesDrawn(), before + 1);
 }
 
+TEST_F(DrawingTest, ALitModelIsCoarseWhileItMovesAndWholeAtRest) {
+  Load();
+  window->Run(kLitCommand);
+  bench.LabelsOn = false;
+  area->Redraw();
+  Settle();
+  const QImage whole = area->Frame().copy();
+  area->RedrawMoving();
+  Settle();
+  EXPECT_NE(area->Frame(), whole);
+  EXPECT_TRUE(QTest::qWaitFor([&] { return area->Frame() == whole; }, 2000)) << "by itself";
+  // A ring comes and goes over the surface that is there; the body under it stays.
+  Click(At("O1"));
+  EXPECT_NE(area->Frame(), whole);
+  Click(At("O1"));
+  EXPECT_EQ(area->Frame(), whole);
+}
+
 TEST_F(DrawingTest, LabelsOnTheirWayArriveByThemselves) {
   Load();
   area->SetSlowFrame(1e6);

@@ -1,5 +1,7 @@
+#include <QComboBox>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPlainTextEdit>
 #include <QTableView>
 #include <QTest>
 #include <QTreeWidget>
@@ -44,6 +46,21 @@ TEST_F(PanelsTest, TheTableAndThePictureSelectTheSameAtoms) {
   view->clearSelection();
   Settle();
   EXPECT_EQ(SelectedNames(), "");
+}
+
+TEST_F(PanelsTest, GeometryIsMeasuredAlongTheSelection) {
+  window->Run(kGeometryPanelCommand, "on");
+  auto* panel = window->Panels().Find(kGeometryPanelCommand);
+  ASSERT_TRUE(panel);
+  auto* measured = panel->findChildren<QPlainTextEdit*>().front();
+  EXPECT_EQ(measured->toPlainText(), "");
+  for (const char* name : {"C1", "C2", "O1"}) Click(At(name));
+  const QString text = measured->toPlainText();
+  EXPECT_TRUE(text.contains(QStringLiteral("C1–C2 ")) && text.contains(QStringLiteral("1.5000"))) << text.toStdString();
+  EXPECT_TRUE(text.contains(QStringLiteral("C1–C2–O1"))) << text.toStdString();
+  auto* kind = panel->findChild<QComboBox*>();
+  kind->setCurrentIndex(kind->findText(QStringLiteral("Bonds")));
+  EXPECT_TRUE(panel->findChildren<QPlainTextEdit*>()[1]->toPlainText().contains(QStringLiteral("C2")));
 }
 
 TEST_F(PanelsTest, EditsInPlaceAreCommandsThatUndoKnows) {

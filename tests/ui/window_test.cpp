@@ -1,3 +1,5 @@
+#include <QCheckBox>
+#include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QDropEvent>
 #include <QFileDialog>
@@ -13,6 +15,7 @@
 #include <QUrl>
 
 #include "ui/dialogs/argument_dialogs.h"
+#include "ui/panels/panel_set.h"
 
 #include "window_fixture.h"
 
@@ -55,6 +58,58 @@ TEST_F(MainWindowTest, TitleAndStatusFollowTheFile) {
   EXPECT_EQ(StatusTexts(), "2 atoms, 1 peak, 1 bond|model.res");
   window->Run(kSaveCommand);
   EXPECT_FALSE(window->isWindowModified());
+}
+
+TEST_F(MainWindowTest, ANewUserSeesItLitAndWhatIsChosenIsRemembered) {
+  window.reset();
+  std::filesystem::remove(scratch / "pkg/marvikui.ini");
+  for (const bool isNew : {true, false}) {
+    Workbench session(messages);
+    MainWindow again(session, messages);
+    EXPECT_EQ(session.RenditionMode, isNew ? kLitRendition : kPipes);
+    EXPECT_EQ(session.look, isNew ? Look::Dark : Look::Paper);
+    EXPECT_EQ(session.SafeColours, !isNew);
+    again.Run(kPaperLookCommand);
+    again.Run(kPipesCommand);
+    again.Run(565, "on");
+    EXPECT_TRUE(again.Panels().IsShown(kModelPanelCommand));
+    again.Run(kClassicLookCommand);
+    EXPECT_FALSE(again.Panels().IsShown(kModelPanelCommand)) << "the bare picture";
+    again.Run(kPaperLookCommand);
+    EXPECT_TRUE(again.Panels().IsShown(kModelPanelCommand));
+    again.close();
+  }
+}
+
+TEST_F(MainWindowTest, PreferencesAreFoundByWordsAndComeIntoForce) {
+  bench.LabelsOn = true;
+  robot.Next([](QWidget& dialog) {
+    auto* search = dialog.findChildren<QLineEdit*>().front();
+    const auto box = [&](const char* text) {
+      for (auto* found : dialog.findChildren<QCheckBox*>()) {
+        if (found->text() == QLatin1String(text)) return found;
+      }
+      return static_cast<QCheckBox*>(nullptr);
+    };
+    search->setText(QStringLiteral("label hydr"));
+    EXPECT_TRUE(box("Hydrogen Labels")->isVisible());
+    EXPECT_FALSE(box("Labels")->isVisible());
+    search->setText(QStringLiteral("threads"));
+    EXPECT_FALSE(box("Hydrogen Labels")->isVisible());
+    search->clear();
+    ASSERT_TRUE(box("Labels"));
+    box("Labels")->click();
+    box("Geometry")->click();
+    auto* look = dialog.findChildren<QComboBox*>()[1];
+    look->setCurrentIndex(look->findText(QStringLiteral("Light")));
+    ExpectKeyboardReachable(dialog);
+    static_cast<QDialog&>(dialog).accept();
+  });
+  window->Run(kPreferencesCommand);
+  QTest::qWait(20);
+  EXPECT_FALSE(bench.LabelsOn);
+  EXPECT_EQ(bench.look, Look::Light);
+  EXPECT_TRUE(window->Panels().IsShown(kGeometryPanelCommand));
 }
 
 TEST_F(MainWindowTest, OpenAndSaveAskForNames) {

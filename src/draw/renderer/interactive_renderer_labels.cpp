@@ -63,6 +63,7 @@ void RenderFrame::AddLabelDirections(const FrameAtom& a, const FrameAtom& b) {
 bool RenderFrame::WantsLabel(const AtomRecord& atom) const {
   if (atom.flags2 & kLabelOff) return false;
   if (options_->hydrogenLabels || !atom.element) return true;
+  if (!Classic() && options_->selection && atom.Has(kSelected)) return true;
   return !atom.IsHydrogen();
 }
 
