@@ -68,6 +68,11 @@ TEST_F(DiagnosisTest, SaysWhatARestraintCosts) {
   EXPECT_GT(cost, 0.002);
   EXPECT_NEAR(study.restraints[0].gain, cost, 0.3 * cost) << "one linear step tells it";
   EXPECT_LT(std::fabs(study.restraints[1].gain), 0.02 * cost);
+  // The window takes these sections out of the listing by their heads.
+  const std::string listing = ComposeListing(tied, "");
+  for (const char* head : {"\n Worst restraints: target, value, sigma, chi squared\n DFIX ", "\n\n What each restraint",
+                           "\n\n Most influential"})
+    EXPECT_NE(listing.find(head), std::string::npos) << head;
   // What nothing but a restraint determines.
   Session held;
   Refine(held, With(kHeader + "SUMP 0.5 0.01 1 2\n" + kAtoms, "FVAR 1", "FVAR 1 0.5"), "d");

@@ -250,7 +250,21 @@ TEST(ResultDialog, IsLeftOutOnlyWhenNothingHappened) {
   EXPECT_FALSE(MaySkipResult(report, {true, 0.001}));
   report.doubtful = true;
   report.changes.atoms.resize(5000, {"C1", AtomFate::Moved, 0.1, {}});
+  TakeDiagnosis("another program\n\n Worst restraints: x\n DFIX 1 2 3 4 C1 C2\n", report);
+  EXPECT_TRUE(report.restraints.empty());
+  TakeDiagnosis(
+      " marvik-refine: full-matrix\n\n Twin laws of the lattice: law\n TWIN -1 0 0\n\n Worst restraints: target, "
+      "value\n"
+      " DFIX     1.5000     1.5410   0.0200      4.20  C1 C2\n RIGU     0.0000     0.0010   0.0040      0.06  C1 C2\n\n"
+      " Analysis of variance\n 1 2 3\n",
+      report);
   RefinementResultDialog dialog(nullptr, report, {false, 0.25});
+  const auto* restraints = dialog.findChild<QTreeWidget*>(QStringLiteral("restraints"));
+  ASSERT_TRUE(restraints);
+  ASSERT_EQ(restraints->topLevelItemCount(), 2);
+  EXPECT_EQ(restraints->topLevelItem(0)->text(4) + restraints->topLevelItem(0)->text(5), QLatin1String("4.20C1 C2"));
+  EXPECT_EQ(dialog.findChild<QPlainTextEdit*>(QStringLiteral("diagnosis"))->toPlainText(),
+            QLatin1String("Twin laws of the lattice: law\n TWIN -1 0 0\n"));
   EXPECT_EQ(dialog.Skipping().below, 0.25);
   EXPECT_EQ(dialog.findChild<QTreeWidget*>(QStringLiteral("atoms"))->topLevelItemCount(), 1001);
   for (const QPushButton* button : dialog.findChildren<QPushButton*>()) {

@@ -222,7 +222,9 @@ class Refinement {
   void FillReport(const RefinementRun& run) {
     std::string uncertain;
     if (StampOf(base_ + ".cif") != cifBefore_) uncertain = ReadWholeFile(base_ + ".cif").content;
-    if (uncertain.empty() && guard_.ListingIsNew()) uncertain = ReadWholeFile(base_ + ".lst").content;
+    const std::string listing = guard_.ListingIsNew() ? ReadWholeFile(base_ + ".lst").content : std::string();
+    if (uncertain.empty()) uncertain = listing;
+    TakeDiagnosis(listing, report_);
     report_.resultName = NameOf(".res");
     report_.changes = CompareModels(bench_.document, fresh_, FindUncertainties(uncertain, fresh_));
     const auto& points = run.Curve().Points();

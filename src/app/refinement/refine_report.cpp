@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/numbers.h"
+#include "language/tokenizer.h"
 
 namespace marvik {
 namespace {
@@ -11,6 +12,43 @@ constexpr size_t kAtomsListed = 10;
 constexpr size_t kPeaksListed = 5;
 
 }  // namespace
+
+void TakeDiagnosis(std::string_view listing, RefinementReport& report) {
+  constexpr std::string_view kOwn = " marvik-refine:";
+  constexpr std::string_view kRestraints = " Worst restraints";
+  constexpr std::string_view kSections[] = {
+      " Twin laws",           " Symmetry of the model", " Reflections that look absent",  " Atoms that may be",
+      " What each restraint", " Flack parameter",       " Equivalents that do not agree", " Most influential"};
+  if (!listing.starts_with(kOwn)) return;
+  enum class In { Nothing, Restraints, Section } in = In::Nothing;
+  while (!listing.empty()) {
+    const size_t end = std::min(listing.find('\n'), listing.size());
+    const std::string_view line = listing.substr(0, end);
+    listing.remove_prefix(std::min(end + 1, listing.size()));
+    const auto begins = [&](std::string_view head) { return line.starts_with(head); };
+    if (line.empty()) {
+      in = In::Nothing;
+    } else if (begins(kRestraints)) {
+      in = In::Restraints;
+    } else if (in == In::Nothing && std::ranges::any_of(kSections, begins)) {
+      in = In::Section;
+      report.diagnosis += report.diagnosis.empty() ? "" : "\n";
+      report.diagnosis.append(line.substr(1)).append("\n");
+    } else if (in == In::Section) {
+      report.diagnosis.append(line).append("\n");
+    } else if (in == In::Restraints) {
+      std::vector<std::string_view> words;
+      SplitWords(line, words);
+      if (words.size() < 6) continue;
+      RestraintRow row;
+      for (size_t i = 0; i < words.size(); ++i) {
+        std::string& cell = row[std::min<size_t>(i, 5)];
+        cell.append(cell.empty() ? "" : " ").append(words[i]);
+      }
+      report.restraints.push_back(std::move(row));
+    }
+  }
+}
 
 std::string FigureText(const std::optional<double>& figure, int digits) {
   return figure ? Printf("%.*f", digits, *figure) : "-";

@@ -1,10 +1,16 @@
 #pragma once
 
+#include <array>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "run/model_changes.h"
 
 namespace marvik {
+
+// A restraint as the listing has it: kind, target, value, sigma, chi squared, atoms.
+using RestraintRow = std::array<std::string, 6>;
 
 // What is shown before a refined model takes the place of the old one.
 struct RefinementReport {
@@ -12,8 +18,10 @@ struct RefinementReport {
   ModelChanges changes;
   CyclePoint before;  // figures of merit of the old result, else of the first cycle
   CyclePoint after;
-  std::string note;       // anything out of the ordinary, a sentence; "" for nothing
-  bool doubtful = false;  // the note speaks against the result: nobody accepts it unasked
+  std::vector<RestraintRow> restraints;  // the worst first
+  std::string diagnosis;                 // what the listing says against the model, section by section
+  std::string note;                      // anything out of the ordinary, a sentence; "" for nothing
+  bool doubtful = false;                 // the note speaks against the result: nobody accepts it unasked
 };
 
 // When the table of what a refinement did is left out and its result accepted at once.
@@ -21,6 +29,9 @@ struct ResultSkipping {
   bool on = true;
   double below = 0.001;  // Å: the largest shift that counts as nothing
 };
+
+// Takes the restraints and the diagnosis out of a listing of marvik-refine; leaves them empty for any other.
+void TakeDiagnosis(std::string_view listing, RefinementReport& report);
 
 // Whether a result is so plain that nobody need look at it.
 bool MaySkipResult(const RefinementReport& report, const ResultSkipping& skipping);

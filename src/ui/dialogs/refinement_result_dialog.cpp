@@ -3,15 +3,19 @@
 #include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
+#include <QFontDatabase>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLocale>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTabWidget>
 #include <QTreeWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "base/numbers.h"
 #include "ui/text.h"
@@ -73,10 +77,7 @@ RefinementResultDialog::RefinementResultDialog(QWidget* parentWidget, const Refi
     layout->addWidget(note);
   }
   layout->addWidget(Figures(report));
-  auto* tables = new QHBoxLayout;
-  tables->addWidget(AtomTable(report.changes));
-  tables->addWidget(PeakTable(report.changes));
-  layout->addLayout(tables, 1);
+  layout->addWidget(Pages(report), 1);
 
   skip_ = new QCheckBox(tr("Accept without as&king when nothing moves by more than"));
   skip_->setChecked(skipping.on);
@@ -145,6 +146,36 @@ QWidget* RefinementResultDialog::Figures(const RefinementReport& report) {
   }
   grid->setColumnStretch(6, 1);
   return box;
+}
+
+QWidget* RefinementResultDialog::Pages(const RefinementReport& report) {
+  auto* changes = new QWidget;
+  auto* tables = new QHBoxLayout(changes);
+  tables->setContentsMargins(0, 0, 0, 0);
+  tables->addWidget(AtomTable(report.changes));
+  tables->addWidget(PeakTable(report.changes));
+  if (report.restraints.empty() && report.diagnosis.empty()) return changes;
+  auto* pages = new QTabWidget;
+  pages->setObjectName(QStringLiteral("pages"));
+  pages->addTab(changes, tr("&Changes"));
+  if (!report.restraints.empty()) {
+    QTreeWidget* table = Table({tr("Kind"), tr("Target"), tr("Value"), tr("Sigma"), tr("Chi²"), tr("Atoms")});
+    table->setObjectName(QStringLiteral("restraints"));
+    for (const RestraintRow& row : report.restraints) AddRow(*table, {row.begin(), row.end()}, 4);
+    FitColumns(*table);
+    table->setMinimumWidth(std::min(table->minimumWidth(), 600));  // the atoms of a plane may be many
+    pages->addTab(table, tr("&Restraints"));
+  }
+  if (!report.diagnosis.empty()) {
+    auto* text = new QPlainTextEdit(ToText(report.diagnosis));
+    text->setObjectName(QStringLiteral("diagnosis"));
+    text->setReadOnly(true);
+    text->setLineWrapMode(QPlainTextEdit::NoWrap);
+    text->setTabChangesFocus(true);
+    text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    pages->addTab(text, tr("Dia&gnosis"));
+  }
+  return pages;
 }
 
 QTreeWidget* RefinementResultDialog::AtomTable(const ModelChanges& changes) {

@@ -24,6 +24,8 @@ class RefinementResultDialog : public QDialog {
   QWidget* Figures(const RefinementReport& report);
   QTreeWidget* AtomTable(const ModelChanges& changes);
   QTreeWidget* PeakTable(const ModelChanges& changes);
+  // With pages for restraints and diagnosis where there are some.
+  QWidget* Pages(const RefinementReport& report);
 
   QCheckBox* skip_ = nullptr;
   QDoubleSpinBox* below_ = nullptr;
