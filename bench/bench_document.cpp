@@ -54,9 +54,11 @@ void Write(benchmark::State& state) {
   if (!Load(state, document)) return;
   RecordingMessages messages;
   std::string text;
-  for (auto _ : state) ComposeInstructionText(document, text, messages);
+  WriteOptions options;
+  options.layout = state.range(1) ? FileLayout::Standard : FileLayout::AsRead;
+  for (auto _ : state) ComposeInstructionText(document, text, messages, options);
 }
-BENCHMARK(Write)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(Write)->ArgNames({"atoms", "standard"})->ArgsProduct({{100000}, {0, 1}})->Unit(benchmark::kMillisecond);
 
 void Connectivity(benchmark::State& state) {
   Document document;

@@ -4,7 +4,9 @@
 #include <filesystem>
 
 #include "app/export_output.h"
+#include "app/structure_text.h"
 #include "base/atomic_write.h"
+#include "edit/symmetry_commands.h"
 #include "files/cif/cif_translation.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
@@ -109,6 +111,7 @@ std::string FullPath(const std::string& path) {
 }
 
 bool MayLoseChanges(Workbench& bench, const std::string& what) {
+  if (bench.modified && bench.hooks.mayLoseChanges) return bench.hooks.mayLoseChanges(what);
   return !bench.modified || bench.messages.AskYesNo({MessageIcon::Question, "Unsaved Changes",
                                                      "The structure has changes that were not saved.\n"
                                                      "Do you want to lose them and " +
@@ -150,6 +153,32 @@ bool OpenFile(Workbench& bench, const std::string& name) {
   NoteAsRecent(bench);
   if (bench.hooks.fileOpened) bench.hooks.fileOpened(bench.document.CurrentFile);
   return true;
+}
+
+bool ChangedOnDisk(Workbench& bench) {
+  Document& document = bench.document;
+  const auto now = document.CurrentFile.empty() ? std::nullopt : StampOf(document.CurrentFile);
+  if (!now || !document.stamp || *now == *document.stamp) return false;
+  const FileContent file = ReadWholeFile(document.CurrentFile);
+  if (!file.opened) return false;
+  const auto& source = document.instructions.source;
+  const auto written = bench.writtenFiles.find(IdentityOf(document.CurrentFile));
+  const bool isAsRead = written == bench.writtenFiles.end() || written->second != *document.stamp;
+  const bool same = (isAsRead && source && file.content == source->text) ||
+                    (!bench.modified && file.content == TextOfStructure(bench));
+  if (same) document.stamp = now;
+  return !same;
+}
+
+void KeepDespiteDisk(Workbench& bench) {
+  bench.document.stamp = StampOf(bench.document.CurrentFile);
+  bench.SetModified(true);
+}
+
+size_t AtomsApart(const Document& document) {
+  Document copy = document;
+  RecordingMessages unheard;
+  return FormMolecules(copy, false, unheard);
 }
 
 void NoteAsRecent(Workbench& bench) {

@@ -18,6 +18,15 @@ bool OpenFile(Workbench& bench, const std::string& name);
 // Whether what would lose unsaved changes may go on: yes without any, else the user is asked. `what` ends the question.
 bool MayLoseChanges(Workbench& bench, const std::string& what);
 
+// Whether another program has written the current file since it was read or saved. One that says the same still, only
+// later, does not count.
+bool ChangedOnDisk(Workbench& bench);
+// The structure stays as it is although its file is another now: it counts as changed, and a save asks nothing.
+void KeepDespiteDisk(Workbench& bench);
+
+// How many atoms FMOL would move.
+size_t AtomsApart(const Document& document);
+
 // Writes the current file, "noname.ins" in the current directory when there is none.
 bool SaveCurrentFile(Workbench& bench);
 

@@ -76,6 +76,14 @@ struct WindowHooks {
   std::function<bool()> isDesktopDark;
   // Shows a dialog of the window that changes nothing by itself, by its command.
   std::function<void(int command)> showTool;
+  // Shows a text in a window beside the model; the command line prints it.
+  std::function<void(const std::string& title, const std::string& text)> showText;
+  // What is being typed becomes part of the structure before something else is done with it. False when the user wants
+  // to go on typing.
+  std::function<bool()> settleText;
+  // Asks whether unsaved changes may be lost, or saves them first; `what` is what comes next. Without it the question
+  // is one of yes and no.
+  std::function<bool(const std::string& what)> mayLoseChanges;
   // Takes a report: a window beside the model, or the command line's output.
   std::function<void(const ReportRequest& request)> showReport;
 };

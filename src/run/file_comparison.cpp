@@ -150,19 +150,23 @@ FileComparison CompareFiles(std::string_view before, std::string_view after, con
   return result;
 }
 
+FileComparison CompareTexts(std::string_view before, std::string_view after, const std::string& path) {
+  Document document;
+  RecordingMessages unheard;
+  ReadInstructionText(document, std::string(after), unheard);
+  Uncertainties uncertainties;
+  for (const char* extension : {".cif", ".lst"}) {
+    if (uncertainties.empty())
+      uncertainties = FindUncertainties(ReadWholeFile(BaseNameOf(path) + extension).content, document);
+  }
+  return CompareFiles(before, after, uncertainties);
+}
+
 std::optional<FileComparison> CompareFilesAt(const std::string& before, const std::string& after) {
   const FileContent old = ReadWholeFile(before);
   const FileContent now = ReadWholeFile(after);
   if (!old.opened || !now.opened) return {};
-  Document document;
-  RecordingMessages unheard;
-  ReadInstructionText(document, now.content, unheard);
-  Uncertainties uncertainties;
-  for (const char* extension : {".cif", ".lst"}) {
-    if (uncertainties.empty())
-      uncertainties = FindUncertainties(ReadWholeFile(BaseNameOf(after) + extension).content, document);
-  }
-  return CompareFiles(old.content, now.content, uncertainties);
+  return CompareTexts(old.content, now.content, after);
 }
 
 std::string ComparisonAsJson(const FileComparison& comparison) {

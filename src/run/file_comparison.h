@@ -27,7 +27,9 @@ struct FileComparison {
 
 // Places as they stand. `uncertainties` are those of the newer file.
 FileComparison CompareFiles(std::string_view before, std::string_view after, const Uncertainties& uncertainties);
-// The same with those that NAME.cif or NAME.lst beside the newer file gives. Nothing when a file cannot be read.
+// The same with those that NAME.cif or NAME.lst beside the path of the newer file gives.
+FileComparison CompareTexts(std::string_view before, std::string_view after, const std::string& path);
+// Nothing when a file cannot be read.
 std::optional<FileComparison> CompareFilesAt(const std::string& before, const std::string& after);
 
 // {"values", "atoms": [{"name", "before", "after"}], "renamed": [{"before", "after"}], "moved": [{"atom", "shift",

@@ -53,7 +53,10 @@ constexpr Synonyms kSynonyms[] = {
     {501, "forward again repeat"},
     {503, "fit home centre center"},
     {504, "export image figure png svg pdf jpeg"},
+    {507, "difference diff versions steps"},
+    {508, "read again revert file"},
     {510, "rename label"},
+    {534, "text lint findings edit file"},
 };
 
 }  // namespace

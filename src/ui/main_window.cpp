@@ -27,6 +27,7 @@
 #include "ui/dialogs/argument_dialogs.h"
 #include "ui/dialogs/atom_preferences_dialog.h"
 #include "ui/dialogs/bitmap_preferences_dialog.h"
+#include "ui/dialogs/compare_dialog.h"
 #include "ui/dialogs/edit_dialogs.h"
 #include "ui/dialogs/file_dialogs.h"
 #include "ui/dialogs/hfix_dialog.h"
@@ -35,6 +36,7 @@
 #include "ui/dialogs/picture_dialog.h"
 #include "ui/dialogs/preferences_dialog.h"
 #include "ui/drawing_area.h"
+#include "ui/file_watch.h"
 #include "ui/help_window.h"
 #include "ui/input_controller.h"
 #include "ui/key_sheet.h"
@@ -47,6 +49,7 @@
 #include "ui/report_window.h"
 #include "ui/text.h"
 #include "ui/text_editor.h"
+#include "ui/text_window.h"
 #include "ui/tour.h"
 #include "ui/window_messages.h"
 
@@ -153,6 +156,19 @@ void MainWindow::SetUpPanels() {
   bench_.hooks.isDesktopDark = [] { return QGuiApplication::palette().window().color().lightness() < 128; };
   if (bench_.lookFollowsDesktop) Run(kDesktopLookCommand);
   bench_.hooks.showTool = [this](int command) { ShowTool(command); };
+  bench_.hooks.settleText = [this] { return panels_->Settle(); };
+  bench_.hooks.mayLoseChanges = [this](const std::string& what) {
+    return MayLose(tr("before you %1").arg(ToText(what)));
+  };
+  bench_.hooks.showText = [this](const std::string& title, const std::string& text) {
+    ShowTextWindow(*this, ToText(title), ToText(text));
+  };
+  notices_ = new NoticeBar(this);
+  addToolBarBreak();
+  addToolBar(notices_);
+  watch_ = new FileWatch(
+      bench_, *notices_, [this](int id, const std::string& argument) { return Run(id, argument); },
+      [this] { return running_ == 0 && !bench_.refining && !QApplication::activeModalWidget(); });
 }
 
 void MainWindow::RestoreLayout() {
@@ -163,6 +179,7 @@ void MainWindow::RestoreLayout() {
     resize(size);
   }
   if (settings_.layout.isEmpty() || !restoreState(settings_.layout)) panels_->ShowUsual();
+  notices_->ShowIfNeeded();
 }
 
 void MainWindow::ShowPanel(int command, bool on) {
@@ -220,6 +237,8 @@ Outcome MainWindow::Run(int id, const std::string& argument) {
   help_->runningCommand = outer;
   --running_;
   SayDone(id, outcome);
+  const bool opens = id == kOpenCommand || id == kReadFileCommand || (row && row->rule == EnabledRule::RecentFile);
+  if (opens && outcome == Outcome::Done) watch_->FileOpened();
   return outcome;
 }
 
@@ -240,6 +259,7 @@ void MainWindow::Refresh() {
   edit_->Follow();
   reports_->Follow();
   panels_->Follow();
+  watch_->Follow();
   const Document& document = bench_.document;
   const size_t atoms = document.atoms.selection.Size();
   const size_t bonds = document.atoms.selectedBonds.size();
@@ -301,6 +321,7 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
     const QString name = PathToText(BaseNameOf(bench_.Title()) + ".recipe");
     return AskRecipeFile(this, DialogDirectory(), name, id == kSaveRecipeCommand);
   }
+  if (id == kCompareCommand) return AskComparison(this, bench_);
   if (id == kHfixCommand) return AskHfixOption(this);
   if (id == kRefinementStepCommand) return refinement_->AskStep();
   if (id == kNewFromReflectionsCommand) {
@@ -359,10 +380,14 @@ std::optional<std::string> MainWindow::AskFile(int id) {
 }
 
 bool MainWindow::MayClose() {
-  if (quitNow_ || !bench_.modified) return true;
+  return quitNow_ || (panels_->Settle() && MayLose(tr("before leaving")));
+}
+
+bool MainWindow::MayLose(const QString& before) {
+  if (!bench_.modified) return true;
   QMessageBox box(QMessageBox::Question, tr("Unsaved Changes"), tr("The structure has changes that were not saved."),
                   QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
-  box.setInformativeText(tr("Do you want to save them before leaving?"));
+  box.setInformativeText(tr("Do you want to save them %1?").arg(before));
   box.setDefaultButton(QMessageBox::Save);
   box.button(QMessageBox::Discard)->setText(tr("&Don't Save"));
   const int answer = box.exec();
@@ -424,7 +449,10 @@ void MainWindow::ShowPreferences() {
 }
 
 void MainWindow::changeEvent(QEvent* event) {
-  if (event->type() == QEvent::ActivationChange && isActiveWindow()) refreshTimer_.start();
+  if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
+    refreshTimer_.start();
+    watch_->CheckSoon();
+  }
   if (event->type() == QEvent::PaletteChange && panels_ && bench_.lookFollowsDesktop) Run(kDesktopLookCommand);
   QMainWindow::changeEvent(event);
 }

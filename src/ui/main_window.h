@@ -16,8 +16,10 @@ class DemoPlayer;
 class DrawingArea;
 class ContextHelp;
 class EditDialogs;
+class FileWatch;
 class InputController;
 class MenuSet;
+class NoticeBar;
 class PanelSet;
 class RefinementWindows;
 class ReportWindows;
@@ -46,6 +48,7 @@ class MainWindow : public QMainWindow {
   InputController& Input() { return *input_; }
   MenuSet& Menus() { return *menus_; }
   PanelSet& Panels() { return *panels_; }
+  NoticeBar& Notices() { return *notices_; }
   ReportWindows& Reports() { return *reports_; }
 
  protected:
@@ -69,6 +72,7 @@ class MainWindow : public QMainWindow {
   void ShowContextMenu(MenuKind kind, const QPoint& place);
   void SayDone(int id, Outcome outcome);
   bool MayClose();
+  bool MayLose(const QString& before);
   std::optional<std::string> AskArgument(int id);
   std::optional<std::string> AskFile(int id);
   std::optional<std::string> AskText(const CommandRow& row);
@@ -80,6 +84,8 @@ class MainWindow : public QMainWindow {
   InputController* input_ = nullptr;
   MenuSet* menus_ = nullptr;
   PanelSet* panels_ = nullptr;
+  NoticeBar* notices_ = nullptr;
+  FileWatch* watch_ = nullptr;
   EditDialogs* edit_ = nullptr;
   ReportWindows* reports_ = nullptr;
   ContextHelp* help_ = nullptr;

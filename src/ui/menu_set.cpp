@@ -113,19 +113,20 @@ void MenuSet::Fill(QMenu& menu, const std::vector<MenuNode>& nodes, bool inBar) 
   }
 }
 
-QAction* MenuSet::AddCommand(QMenu& menu, const MenuNode& node, bool inBar) {
+QAction* MenuSet::AddCommand(QMenu& menu, const MenuNode& node, bool inBar) const {
   QString text = QString::fromStdString(node.text);
   const CommandRow* row = FindCommand(node.id);
   const QString shortcut = QString::fromUtf8(row ? row->shortcut : "");
   // A second entry with a shortcut would make it ambiguous; what is behind the tab is only shown.
-  if (!inBar && !shortcut.isEmpty()) {
+  const bool owns = inBar && !ActionOf(node.id);
+  if (!owns && !shortcut.isEmpty()) {
     text += QLatin1Char('\t') + QKeySequence(shortcut).toString(QKeySequence::NativeText);
   }
   QAction* action = menu.addAction(text);
   action->setData(node.id);
   action->setCheckable(row && row->checked);
   action->setActionGroup(GroupOf(menu, node.id));
-  if (inBar && !shortcut.isEmpty()) action->setShortcut(QKeySequence(shortcut));
+  if (owns && !shortcut.isEmpty()) action->setShortcut(QKeySequence(shortcut));
   if (node.id == kExitCommand) action->setMenuRole(QAction::QuitRole);
   if (node.id == kAboutCommand) action->setMenuRole(QAction::AboutRole);
   return action;

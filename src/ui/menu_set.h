@@ -39,7 +39,7 @@ class MenuSet : public QObject {
 
  private:
   void Fill(QMenu& menu, const std::vector<MenuNode>& nodes, bool inBar);
-  static QAction* AddCommand(QMenu& menu, const MenuNode& node, bool inBar);
+  QAction* AddCommand(QMenu& menu, const MenuNode& node, bool inBar) const;
   void ShowState(QAction& action) const;
 
   const Workbench& bench_;

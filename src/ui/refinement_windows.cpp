@@ -4,6 +4,7 @@
 #include <QEventLoop>
 #include <QScopedValueRollback>
 
+#include "app/commands/command_table.h"
 #include "app/refinement/refine_flow.h"
 #include "ui/dialogs/found_models_dialog.h"
 #include "ui/dialogs/refinement_control_dialog.h"
@@ -90,7 +91,9 @@ std::optional<std::string> RefinementWindows::AskStep() {
     return std::nullopt;
   }
   RefinementHistoryDialog dialog(&owner_, std::move(steps));
-  if (dialog.exec() != QDialog::Accepted || dialog.Number() < 0) return std::nullopt;
+  const bool accepted = dialog.exec() == QDialog::Accepted;
+  if (!dialog.Comparison().empty()) RunCommand(bench_, kCompareCommand, dialog.Comparison());
+  if (!accepted || dialog.Number() < 0) return std::nullopt;
   return std::to_string(dialog.Number());
 }
 

@@ -47,7 +47,9 @@ const std::map<int, const char*> kArguments = {
     {239, "%A"},
     {241, "%B"},
     {246, "%B"},
+    {507, ""},
     {510, "%A %N"},
+    {512, "1 0 REM of one's own"},
     {520, "1"},
 };
 

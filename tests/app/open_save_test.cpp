@@ -147,6 +147,20 @@ TEST_F(BenchTest, UnsavedChangesAreAskedAbout) {
   EXPECT_EQ(messages.asked.size(), 2u);
 }
 
+// In standard layout what goes is shown, each by what it is.
+TEST_F(BenchTest, SecondInstructionsAreNoRemarks) {
+  std::string text = kSmallFile;
+  text.insert(text.find("REM first"), "L.S. 7 ! more\nPLAN 5\nPLAN 9\n");
+  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", text)));
+  bench.saveLayout = FileLayout::Standard;
+  ASSERT_TRUE(SaveCurrentFile(bench));
+  ASSERT_EQ(messages.shown.size(), 1u);
+  EXPECT_EQ(
+      messages.shown[0].text,
+      "Remarks and comments are not kept. These will not be in small.res:\nREM first remark\n\nOf instructions that "
+      "are given twice the last one holds. These will not be in small.res:\nL.S. 4\nPLAN 5");
+}
+
 TEST_F(BenchTest, OnlyAWindowKeepsRecentFiles) {
   const WithVariable package(kPackageVariable, folder / "");
   const std::string path = folder.Put("small.res", kSmallFile);

@@ -80,6 +80,7 @@ bool BatchSession::Prepare() {
   bench.hooks.showReport = [this](const ReportRequest& request) {
     if (const auto report = ComposeReport(bench, request)) out << PlainLines(report->text);
   };
+  bench.hooks.showText = [this](const std::string&, const std::string& text) { out << text; };
   bench.ShowCell = options.cell;
   bench.hooks.openDocument = [this](const std::string& path) {
     out << path << '\n';

@@ -111,6 +111,12 @@ Outcome NewFromReflectionsHandler(Workbench& bench, const CommandCall& call);
 Outcome ListingHandler(Workbench& bench, const CommandCall& call);
 Outcome EditFileHandler(Workbench& bench, const CommandCall& call);
 
+// text_commands.cpp
+Outcome CompareHandler(Workbench& bench, const CommandCall& call);
+std::span<const FieldRange> CompareFields();
+Outcome EditLinesHandler(Workbench& bench, const CommandCall& call);
+Outcome ReloadHandler(Workbench& bench, const CommandCall& call);
+
 // preference_handlers.cpp
 Outcome AtomPreferencesHandler(Workbench& bench, const CommandCall& call);
 Outcome OpenGlPreferencesHandler(Workbench& bench, const CommandCall& call);

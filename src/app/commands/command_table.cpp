@@ -178,8 +178,11 @@ constexpr CommandRow kRows[] = {
      None, Always, SavePictureHandler, nullptr, "", SavePictureFields},
     {505, "save-recipe", "Save Picture &Recipe...", "", "FILE", None, Always, SaveRecipeHandler, nullptr, ""},
     {506, "apply-recipe", "&Apply Picture Recipe...", "", "FILE", Drawing, Always, ApplyRecipeHandler, nullptr, ""},
+    {507, "compare", "&Compare...", "", "old=WHAT new=WHAT", None, Always, CompareHandler, nullptr, "", CompareFields},
+    {508, "reload", "Re&load from Disk", "Ctrl+Shift+O", "", Structure, Always, ReloadHandler, nullptr, ""},
     {510, "rename", "Re&name Atom...", "F2", "[ATOM] NAME", Structure, PickedOrSelected, RenameHandler, nullptr, ""},
     {511, "recount-unit", "Recount &UNIT", "", "", Structure, Atoms, RecountUnitHandler, nullptr, ""},
+    {512, "edit-lines", "Edit Lines", "", "LINE COUNT [TEXT]", Structure, Always, EditLinesHandler, nullptr, ""},
     {520, "refinement-history", "Refinement &History...", "", "STEP", Structure, Always, RefinementStepHandler, nullptr,
      ""},
     {521, "solve", "&Solve", "", "[FIELD=VALUE ...]", Structure, Always, SolveHandler, nullptr, "", SolveFields},
@@ -191,6 +194,7 @@ constexpr CommandRow kRows[] = {
     {531, "refinement-panel", "&Refinement", "F4", "[on|off]", None, Always, PanelHandler, IsPanelShown<531>, ""},
     {532, "model-panel", "&Model", "F5", "[on|off]", None, Always, PanelHandler, IsPanelShown<532>, ""},
     {533, "history-panel", "&History", "F8", "[on|off]", None, Always, PanelHandler, IsPanelShown<533>, ""},
+    {534, "instructions-panel", "&Instructions", "F6", "[on|off]", None, Always, PanelHandler, IsPanelShown<534>, ""},
     {535, "geometry-panel", "&Geometry", "F7", "[on|off]", None, Always, PanelHandler, IsPanelShown<535>, ""},
     {538, "usual-panels", "&Usual Panels", "", "", None, Always, PanelHandler, nullptr, ""},
     {539, "no-panels", "&None", "F9", "", None, Always, PanelHandler, nullptr, ""},
@@ -229,6 +233,13 @@ static_assert(std::ranges::adjacent_find(kRows, std::ranges::greater_equal{}, &C
 bool WaitsForRefinement(const CommandRow& row) {
   constexpr int kFiles[] = {kSaveCommand, kSaveAsCommand, kSaveAllCommand, kUndoCommand, kRedoCommand};
   return row.effect != None || std::ranges::find(kFiles, row.id) != std::end(kFiles);
+}
+
+// What asks for the text that is being typed to be part of the structure first.
+bool TakesTypedText(const CommandRow& row) {
+  constexpr int kOthers[] = {kCompareCommand, kExitCommand};
+  return row.id != kEditLinesCommand &&
+         (WaitsForRefinement(row) || std::ranges::find(kOthers, row.id) != std::end(kOthers));
 }
 
 void Explain(const Workbench& bench, const CommandRow& row, const std::string& sentence) {
@@ -314,6 +325,7 @@ Outcome RunCommand(Workbench& bench, int id, const std::string& argument) {
     return Outcome::Failed;
   }
   if (const EditFault fault = ArgumentFault(*row, argument)) return RefuseField(bench, fault);
+  if (TakesTypedText(*row) && bench.hooks.settleText && !bench.hooks.settleText()) return Outcome::Cancelled;
   CommandCall call{id, argument};
   if (row->TakesOnOff() && !argument.empty()) {
     if (row->checked(bench) == (argument == "on")) return Outcome::Done;

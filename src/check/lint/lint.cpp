@@ -247,6 +247,9 @@ void Scanner::Instruction(SourceLine& line) {
   }
   Repeated(c);
   State(c);
+  // Names of a pair are those of the residue that the line stands in.
+  if (IsIn(c.keyword, {kBind, kFree}) && c.command.residue.empty() && residue_.number != 0)
+    c.command.residue = std::to_string(residue_.number);
   if (c.keyword == kSfac) {
     std::vector<std::string_view> words;
     SplitWords(line.head.arguments, words);

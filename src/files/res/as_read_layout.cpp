@@ -175,10 +175,19 @@ class AsReadWriter {
     } else {
       std::string composed;
       atoms_.Line(atom, composed);
-      const auto placed = hasLine ? InColumns(BytesOf(source_, atom.sourceLine), WordsInFile(composed)) : std::nullopt;
+      const auto placed = hasLine ? Placed(BytesOf(source_, atom.sourceLine), composed) : std::nullopt;
       placed ? AddLine(*placed) : Add(composed);
     }
     if (atom.IsPeak()) now_.afix = read_.afix = 0;
+  }
+  // What a line left to be taken for granted, it need not say now.
+  static std::optional<std::string> Placed(std::string_view bytes, std::string_view composed) {
+    std::vector<std::string_view> words = WordsInFile(composed);
+    const size_t had = WordsInFile(bytes).size();
+    constexpr std::pair<size_t, std::string_view> kUsual[] = {{7, "0.050000"}, {6, "11.000000"}};
+    for (const auto& [count, value] : kUsual)
+      if (words.size() == count && count > had && words.back() == value) words.pop_back();
+    return InColumns(bytes, words);
   }
   // Atoms that have no place of their own in the file, with what belongs to them.
   void Loose(std::vector<const AtomRecord*>& atoms) {

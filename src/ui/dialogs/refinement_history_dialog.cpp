@@ -24,6 +24,7 @@ RefinementHistoryDialog::RefinementHistoryDialog(QWidget* parentWidget, std::vec
   table_->setHeaderLabels({tr("Step"), tr("Accepted"), tr("R1"), tr("Atoms")});
   table_->setRootIsDecorated(false);
   table_->setAlternatingRowColors(true);
+  table_->setSelectionMode(QAbstractItemView::ExtendedSelection);
   for (const RefinementStep& step : steps_) {
     const QDateTime time = QDateTime::fromSecsSinceEpoch(step.time);
     new QTreeWidgetItem(table_, {step.number == 0 ? tr("0 (before the first)") : QString::number(step.number),
@@ -37,9 +38,12 @@ RefinementHistoryDialog::RefinementHistoryDialog(QWidget* parentWidget, std::vec
   table_->setMinimumSize(fontMetrics().averageCharWidth() * 80, fontMetrics().height() * 16);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
   QPushButton* look = buttons->addButton(tr("&Look..."), QDialogButtonBox::ActionRole);
+  QPushButton* compare = buttons->addButton(tr("Co&mpare"), QDialogButtonBox::ActionRole);
+  compare->setToolTip(tr("Two chosen steps, or one with the structure as it is now"));
   QPushButton* back = buttons->addButton(tr("&Go Back"), QDialogButtonBox::AcceptRole);
   back->setDefault(true);
   connect(look, &QPushButton::clicked, this, &RefinementHistoryDialog::Look);
+  connect(compare, &QPushButton::clicked, this, &RefinementHistoryDialog::Compare);
   connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
   connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   connect(table_, &QTreeWidget::itemDoubleClicked, this, &QDialog::accept);
@@ -54,6 +58,16 @@ RefinementHistoryDialog::RefinementHistoryDialog(QWidget* parentWidget, std::vec
 int RefinementHistoryDialog::Number() const {
   const int row = table_->indexOfTopLevelItem(table_->currentItem());
   return row < 0 ? -1 : steps_[static_cast<size_t>(row)].number;
+}
+
+void RefinementHistoryDialog::Compare() {
+  std::vector<int> numbers;
+  for (QTreeWidgetItem* item : table_->selectedItems())
+    numbers.push_back(steps_[static_cast<size_t>(table_->indexOfTopLevelItem(item))].number);
+  if (numbers.empty()) return;
+  const auto [oldest, newest] = std::ranges::minmax(numbers);
+  comparison_ = "old=" + std::to_string(oldest) + " new=" + (numbers.size() > 1 ? std::to_string(newest) : "current");
+  reject();
 }
 
 void RefinementHistoryDialog::Look() {

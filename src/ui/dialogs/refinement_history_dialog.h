@@ -17,11 +17,15 @@ class RefinementHistoryDialog : public QDialog {
   RefinementHistoryDialog(QWidget* parentWidget, std::vector<RefinementStep> steps);
   // The chosen step.
   int Number() const;
+  // The argument of a comparison when that was wanted: of two chosen steps, or of one with the structure as it is.
+  const std::string& Comparison() const { return comparison_; }
 
  private:
   void Look();
+  void Compare();
 
   std::vector<RefinementStep> steps_;
+  std::string comparison_;
   QTreeWidget* table_ = nullptr;
 };
 

@@ -5,6 +5,7 @@
 
 #include "ui/panels/geometry_panel.h"
 #include "ui/panels/history_panel.h"
+#include "ui/panels/instructions_panel.h"
 #include "ui/panels/model_panel.h"
 #include "ui/panels/refinement_panel.h"
 #include "ui/panels/structure_panel.h"
@@ -32,6 +33,8 @@ constexpr PanelKind kPanels[] = {
      [](Workbench& bench, const CommandRunner&) -> Panel* { return new GeometryPanel(bench); }},
     {kHistoryPanelCommand, "history", Qt::RightDockWidgetArea, false,
      [](Workbench& bench, const CommandRunner& run) -> Panel* { return new HistoryPanel(bench, run); }},
+    {kInstructionsPanelCommand, "instructions", Qt::BottomDockWidgetArea, false,
+     [](Workbench& bench, const CommandRunner& run) -> Panel* { return new InstructionsPanel(bench, run); }},
 };
 
 const PanelKind& KindOf(int command) {
@@ -97,6 +100,11 @@ void PanelSet::Follow() {
     // A panel behind another of a tabbed group is brought up to date when it comes to the front.
     if (entry.panel && entry.panel->isVisible()) entry.panel->Follow();
   }
+}
+
+bool PanelSet::Settle() {
+  const auto may = [](const Entry& entry) { return !entry.panel || entry.panel->Settle(); };
+  return std::ranges::all_of(entries_, may);
 }
 
 Panel* PanelSet::Find(int command) const {

@@ -25,6 +25,8 @@ class Panel : public QWidget {
   using QWidget::QWidget;
   // The document, the selection or the view is another. Called while the panel is seen, at most once an event round.
   virtual void Follow() = 0;
+  // What is being typed becomes part of the structure; false when the user wants to go on typing.
+  virtual bool Settle() { return true; }
 };
 
 // The panels beside the picture: each in a dock of its own, which the user moves, closes and finds as it was at the
@@ -43,6 +45,7 @@ class PanelSet : public QObject {
   void HideAll();
   // What the user sees is brought up to date.
   void Follow();
+  bool Settle();
   Panel* Find(int command) const;
 
  private:

@@ -157,6 +157,23 @@ TEST(Reader, KeptLinesComeOutInTheirPlaces) {
             "C2     1   0.000000  0.000000  0.000000 11.000000  0.050000\nMOVE 1\n");
 }
 
+TEST(Reader, ANumberOnSfacDecidesWhereBothAreThere) {
+  ReadDocument r(kCellLines + "SFAC C CA\nUNIT 1 1\nCA 1 0 0 0\nCA1 2 0 0 0\nC1 2 0 0 0\n");
+  EXPECT_EQ(Elements(r.document), "C Ca Ca ");
+  ASSERT_EQ(r.messages.shown.size(), 1u);
+  EXPECT_NE(r.messages.shown[0].text.find("CA 1, C1 2"), std::string::npos) << r.messages.shown[0].text;
+}
+
+TEST(Reader, StateWithoutANumberEndsTheState) {
+  ReadDocument r(kCellLines + "LATT\nSFAC C H\nUNIT 1 1\nPART 2 21\nAFIX 43\nC1 1 0 0 0\nPART\nAFIX\nC2 1 0 0 0\n");
+  EXPECT_EQ(r.document.latticeCode, 1);
+  EXPECT_EQ(r.Atom("C1")->part, 2);
+  EXPECT_EQ(r.Atom("C1")->afix, 43);
+  EXPECT_EQ(r.Atom("C2")->part, 0);
+  EXPECT_FALSE(r.Atom("C2")->partHasOccupancy);
+  EXPECT_EQ(r.Atom("C2")->afix, 0);
+}
+
 TEST(Reader, ResiduesPartsAndGroupsAreStateOfTheAtoms) {
   ReadDocument r(kHeader +
                  "FVAR 1 0.5\nC1 1 0 0 0\nRESI 5 CCF3\nPART 1 21\nC1 1 0 0 0\nRESI A:7 LYS\nPART 2 -21\nC1 1 0 0 0\n"
@@ -215,6 +232,10 @@ TEST(Reader, PairsAreResolvedWhenAllAtomsAreKnown) {
   EXPECT_EQ(r.document.atoms.freePairs.pairs.size(), 2u);
   EXPECT_EQ(r.SavedFrom("PLAN", "FVAR"),
             "PLAN 20\nBIND C1 C9\nBIND 1 2\nFREE C1 C2_$1\nBIND C1 C2\nFREE C1_5 C2\nFREE C1_5 C2\n");
+  // Within a residue those of the residue are meant.
+  ReadDocument inside(kHeader + "C1 1 0 0 0\nC2 1 0 0 0\nRESI 5\nC1 1 0 0 0\nC2 1 0 0 0\nBIND C1 C2\n");
+  ASSERT_EQ(inside.document.atoms.bindPairs.pairs.size(), 1u);
+  EXPECT_EQ(inside.document.atoms.bindPairs.pairs[0].first, inside.Atom("C2")->next);
 }
 
 TEST(Reader, WhatStandsBehindTheEndStaysThere) {

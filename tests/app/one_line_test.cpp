@@ -1,0 +1,122 @@
+// What one edit does to a file, on every file that there is: only lines that name the atom differ.
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "app/bench_fixture.h"
+#include "app/commands/command_table.h"
+#include "app/open_save.h"
+#include "app/structure_text.h"
+#include "language/line_source.h"
+#include "language/tokenizer.h"
+
+#include "support/structures.h"
+
+namespace marvik::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The name of a word: "C1_2" and "C1_$1" are C1.
+std::string NameIn(std::string_view word) {
+  return UpperCase(word.substr(0, word.find('_')));
+}
+
+bool IsState(InstructionKeyword keyword) {
+  using enum InstructionKeyword;
+  return keyword == kPart || keyword == kAfix || keyword == kResi || keyword == kMole;
+}
+
+// The instructions of a text, blank lines and all, but for those that hold a name and, when `states` says so, PART,
+// AFIX, RESI and MOLE.
+std::vector<std::string> Others(const std::string& text, const std::vector<std::string>& names, bool states) {
+  std::vector<std::string> lines;
+  LineSource source(text);
+  SourceLine line;
+  std::vector<std::string_view> words;
+  const char* at = text.data();
+  while (source.Next(line)) {
+    SplitWords(line.code, words);
+    const bool named = std::ranges::any_of(
+        words, [&](std::string_view word) { return std::ranges::find(names, NameIn(word)) != names.end(); });
+    std::string bytes(at, source.Position());
+    at = source.Position();
+    // The blank lines before one that goes are nobody's.
+    if (named || (states && IsState(line.head.keyword))) bytes.resize(bytes.find_first_not_of("\r\n"));
+    while (bytes.ends_with('\n') || bytes.ends_with('\r')) bytes.pop_back();
+    if (!bytes.empty()) lines.push_back(bytes);
+    if (named || (states && IsState(line.head.keyword))) lines.pop_back();
+  }
+  return lines;
+}
+
+class OneLine : public BenchTest {
+ protected:
+  void Check(const std::string& path) {
+    SCOPED_TRACE(path);
+    const std::string copy = folder / fs::path(path).filename().string();
+    fs::copy_file(path, copy, fs::copy_options::overwrite_existing);
+    bench.FmolAfterChanges = false;
+    bench.SetModified(false);
+    if (!OpenFile(bench, copy)) return;
+    text_ = ReadWholeFile(path).content;
+    ASSERT_EQ(TextOfStructure(bench), text_) << "opened and saved";
+    std::vector<uint32_t> atoms;
+    for (const AtomRecord* atom : Atoms(bench.document.atoms))
+      if (!atom->IsPeak() && !atom->generated) atoms.push_back(atom->serial);
+    if (atoms.empty()) return;
+    ++checked_;
+    for (const size_t index : {size_t{0}, atoms.size() / 2, atoms.size() - 1}) Edits(atoms[index]);
+  }
+
+  void Edits(uint32_t serial) {
+    const AtomRecord* atom = bench.document.atoms.FindSerial(serial);
+    const std::string name = UpperCase(atom->name);
+    SCOPED_TRACE(name);
+    const std::string reference = "#" + std::to_string(serial);
+    One(kEditAtomCommand, "x=0.4321", serial, {name}, false);
+    One(kRenameAtomCommand, reference + " " + std::string(atom->element->Symbol()) + "9Z9", serial,
+        {name, UpperCase(atom->element->Symbol()) + "9Z9"}, false);
+    One(kKillSelectedCommand, "", serial, {name}, true);
+    // A new atom: the one that was killed comes back, as it was.
+    RunCommand(bench, kSelectAtomsCommand, "=" + reference);
+    RunCommand(bench, kKillSelectedCommand);
+    RunCommand(bench, kRestoreCommand, "*");
+    EXPECT_EQ(Others(TextOfStructure(bench), {name}, true), Others(text_, {name}, true)) << "added";
+    while (CommandEnabled(bench, kUndoCommand)) RunCommand(bench, kUndoCommand);
+    EXPECT_EQ(TextOfStructure(bench), text_);
+  }
+
+  void One(int id, const std::string& argument, uint32_t serial, const std::vector<std::string>& names, bool states) {
+    SCOPED_TRACE(std::to_string(id) + "=" + argument);
+    RunCommand(bench, kSelectAtomsCommand, "=#" + std::to_string(serial));
+    RunCommand(bench, id, argument);
+    EXPECT_EQ(Captions(), "");
+    const std::string now = TextOfStructure(bench);
+    EXPECT_NE(now, text_);
+    EXPECT_EQ(Others(now, names, states), Others(text_, names, states));
+    RunCommand(bench, kUndoCommand);
+    EXPECT_EQ(TextOfStructure(bench), text_) << "a step back";
+  }
+
+  std::string text_;
+  int checked_ = 0;
+};
+
+TEST_F(OneLine, DiffersOnTheExamples) {
+  for (const std::string& path : ExampleFiles()) Check(path);
+  EXPECT_GE(checked_, 5);
+}
+
+TEST_F(OneLine, DiffersOnEveryRealFile) {
+  const char* data = std::getenv("MARVIK_REAL_DATA");
+  if (!data) GTEST_SKIP() << "MARVIK_REAL_DATA names no folder";
+  for (const auto& entry : fs::recursive_directory_iterator(data)) {
+    const std::string extension = LowerExtensionOf(entry.path().string());
+    if (extension == "res" || extension == "ins") Check(entry.path().string());
+  }
+  EXPECT_GE(checked_, 40);
+}
+
+}  // namespace
+}  // namespace marvik::test
