@@ -27,8 +27,8 @@ bool IsState(InstructionKeyword keyword) {
   return keyword == kPart || keyword == kAfix || keyword == kResi || keyword == kMole;
 }
 
-// The instructions of a text, blank lines and all, but for those that hold a name and, when `states` says so, PART,
-// AFIX, RESI and MOLE.
+// The instructions of a text, each with the blank lines before it, but for those that hold a name and, when `states`
+// says so, PART, AFIX, RESI and MOLE.
 std::vector<std::string> Others(const std::string& text, const std::vector<std::string>& names, bool states) {
   std::vector<std::string> lines;
   LineSource source(text);
@@ -39,15 +39,18 @@ std::vector<std::string> Others(const std::string& text, const std::vector<std::
     SplitWords(line.code, words);
     const bool named = std::ranges::any_of(
         words, [&](std::string_view word) { return std::ranges::find(names, NameIn(word)) != names.end(); });
-    std::string bytes(at, source.Position());
+    const std::string bytes(at, source.Position());
     at = source.Position();
-    // The blank lines before one that goes are nobody's.
-    if (named || (states && IsState(line.head.keyword))) bytes.resize(bytes.find_first_not_of("\r\n"));
-    while (bytes.ends_with('\n') || bytes.ends_with('\r')) bytes.pop_back();
-    if (!bytes.empty()) lines.push_back(bytes);
-    if (named || (states && IsState(line.head.keyword))) lines.pop_back();
+    if (!named && !(states && IsState(line.head.keyword))) lines.push_back(bytes);
   }
   return lines;
+}
+
+// Where two lists part, nothing where they do not.
+std::string Parting(const std::vector<std::string>& a, const std::vector<std::string>& b) {
+  const auto [p, q] = std::ranges::mismatch(a, b);
+  if (p == a.end() && q == b.end()) return "";
+  return (p == a.end() ? "the end" : *p) + "\nagainst " + (q == b.end() ? "the end" : *q);
 }
 
 class OneLine : public BenchTest {
@@ -72,17 +75,20 @@ class OneLine : public BenchTest {
   void Edits(uint32_t serial) {
     const AtomRecord* atom = bench.document.atoms.FindSerial(serial);
     const std::string name = UpperCase(atom->name);
+    const std::string other = UpperCase(atom->element->Symbol()) + "9Z";
     SCOPED_TRACE(name);
     const std::string reference = "#" + std::to_string(serial);
-    One(kEditAtomCommand, "x=0.4321", serial, {name}, false);
-    One(kRenameAtomCommand, reference + " " + std::string(atom->element->Symbol()) + "9Z9", serial,
-        {name, UpperCase(atom->element->Symbol()) + "9Z9"}, false);
+    std::vector<std::string> moved{name};  // hydrogens ride along
+    for (const AtomRecord* rider : Atoms(bench.document.atoms))
+      if (rider->parent == atom) moved.push_back(UpperCase(rider->name));
+    One(kEditAtomCommand, "x=0.4321", serial, moved, false);
+    One(kRenameAtomCommand, reference + " " + other, serial, {name, other}, false);
     One(kKillSelectedCommand, "", serial, {name}, true);
     // A new atom: the one that was killed comes back, as it was.
     RunCommand(bench, kSelectAtomsCommand, "=" + reference);
     RunCommand(bench, kKillSelectedCommand);
     RunCommand(bench, kRestoreCommand, "*");
-    EXPECT_EQ(Others(TextOfStructure(bench), {name}, true), Others(text_, {name}, true)) << "added";
+    EXPECT_EQ(Parting(Others(TextOfStructure(bench), {name}, true), Others(text_, {name}, true)), "") << "added";
     while (CommandEnabled(bench, kUndoCommand)) RunCommand(bench, kUndoCommand);
     EXPECT_EQ(TextOfStructure(bench), text_);
   }
@@ -90,11 +96,9 @@ class OneLine : public BenchTest {
   void One(int id, const std::string& argument, uint32_t serial, const std::vector<std::string>& names, bool states) {
     SCOPED_TRACE(std::to_string(id) + "=" + argument);
     RunCommand(bench, kSelectAtomsCommand, "=#" + std::to_string(serial));
-    RunCommand(bench, id, argument);
-    EXPECT_EQ(Captions(), "");
+    EXPECT_EQ(RunCommand(bench, id, argument), Outcome::Changed);
     const std::string now = TextOfStructure(bench);
-    EXPECT_NE(now, text_);
-    EXPECT_EQ(Others(now, names, states), Others(text_, names, states));
+    EXPECT_EQ(Parting(Others(now, names, states), Others(text_, names, states)), "");
     RunCommand(bench, kUndoCommand);
     EXPECT_EQ(TextOfStructure(bench), text_) << "a step back";
   }

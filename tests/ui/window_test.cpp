@@ -173,6 +173,21 @@ TEST_F(MainWindowTest, ClosingProtectsUnsavedChanges) {
   EXPECT_EQ(robot.seen.size(), 3);
 }
 
+TEST_F(MainWindowTest, OpeningAnotherFileProtectsThemToo) {
+  Load();
+  const std::string path = PutSmall();
+  ASSERT_EQ(window->Run(kRenameAtomCommand, "C1 C7"), Outcome::Changed);
+  for (const char* button : {"Cancel", "Save"}) {
+    robot.NextButton(button);
+    EXPECT_EQ(window->Run(kReadFileCommand, path),
+              std::string_view(button) == "Save" ? Outcome::Done : Outcome::Failed);
+    EXPECT_EQ(Atom("C7") == nullptr, std::string_view(button) == "Save");
+  }
+  EXPECT_NE(scratch.Get("model.res").find("\nC7 "), std::string::npos);
+  ASSERT_EQ(robot.seen.size(), 2);
+  EXPECT_EQ(robot.seen[0].title, "Unsaved Changes");
+}
+
 TEST_F(MainWindowTest, ADroppedFileIsOpened) {
   const std::string path = PutSmall();
   QMimeData data;

@@ -91,7 +91,9 @@ InstructionsPanel::Source InstructionsPanel::SourceNow() const {
 void InstructionsPanel::Follow() {
   editor_->setReadOnly(bench_.refining);
   const bool anew = !source_ || *source_ != SourceNow();
-  if (anew) ShowText(!source_ || source_->file != bench_.document.CurrentFile);
+  const bool opened = !source_ || (source_->file != bench_.document.CurrentFile &&
+                                   source_->layout != bench_.document.instructions.source);
+  if (anew) ShowText(opened);
   ShowSelection(anew);
 }
 
@@ -112,7 +114,9 @@ void InstructionsPanel::ShowText(bool anew) {
   QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
   const QString decoded = decoder(QByteArrayView(now.Text().data(), static_cast<qsizetype>(now.Text().size())));
   const bool utf8 = !decoder.hasError();
-  hasControls_ = std::ranges::any_of(now.Text(), [](unsigned char c) { return (c < 32 && c != '\t') || c == 127; });
+  hasControls_ = false;
+  for (size_t i = 0; i < now.Count() && !hasControls_; ++i)
+    hasControls_ = std::ranges::any_of(now.Line(i), [](unsigned char c) { return (c < 32 && c != '\t') || c == 127; });
   size_t first = 0, last = 0;  // the latter counted from the end
   const size_t fewest = std::min(now.Count(), base_.Count());
   while (first < fewest && now.Line(first) == base_.Line(first)) ++first;
@@ -122,6 +126,7 @@ void InstructionsPanel::ShowText(bool anew) {
   const auto typedBehind = static_cast<size_t>(typed.behind);
   const size_t oldCount = base_.Count();
   base_ = std::move(now);
+  const int longer = static_cast<int>(base_.Count()) - static_cast<int>(oldCount);
   if (anew || utf8 != utf8_) {
     utf8_ = utf8;
     editor_->SetUnchanged();
@@ -130,12 +135,12 @@ void InstructionsPanel::ShowText(bool anew) {
     // All of it stands before what is being typed, if anything is.
     const QStringList lines = Shown(base_, first, base_.Count() - last);
     editor_->ShowLines(static_cast<int>(first), static_cast<int>(oldCount - last - first), lines);
-    const int longer = static_cast<int>(base_.Count()) - static_cast<int>(oldCount);
     if (typed.first >= 0) editor_->SetChanged(typed.first + longer, typed.behind);
-  } else if (last <= typedBehind && oldCount - first <= typedBehind) {
+  } else if (oldCount - first <= typedBehind) {
     const int count = static_cast<int>(oldCount - last - first);
     const int at = editor_->blockCount() - static_cast<int>(oldCount - first);
     editor_->ShowLines(at, count, Shown(base_, first, base_.Count() - last));
+    editor_->SetChanged(typed.first, typed.behind + longer);
   } else {
     // Both at one place: what is typed stands, and is what will be taken over.
     editor_->SetChanged(static_cast<int>(std::min(first, typedFirst)), static_cast<int>(std::min(last, typedBehind)));
