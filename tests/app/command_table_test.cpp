@@ -213,7 +213,7 @@ TEST(Menus, KeepTheFixedPositions) {
   EXPECT_EQ(
       Spelled(TopMenu(bar, "&File").items),
       "&Open..., &Save, Save &As..., Save A&ll..., -, &View Listing..., -, &Print..., -, Recent &Files, -, E&xit, -, "
-      "&New from Reflections..., &Compare..., Relo&ad from Disk");
+      "&New from Reflections..., &Compare..., &Reload from Disk");
   const MenuNode& recent = TopMenu(bar, "&File").items[9];
   EXPECT_TRUE(recent.IsMenu());
   EXPECT_EQ(recent.id, 228);

@@ -179,7 +179,7 @@ constexpr CommandRow kRows[] = {
     {505, "save-recipe", "Save Picture &Recipe...", "", "FILE", None, Always, SaveRecipeHandler, nullptr, ""},
     {506, "apply-recipe", "&Apply Picture Recipe...", "", "FILE", Drawing, Always, ApplyRecipeHandler, nullptr, ""},
     {507, "compare", "&Compare...", "", "old=WHAT new=WHAT", None, Always, CompareHandler, nullptr, "", CompareFields},
-    {508, "reload", "Relo&ad from Disk", "Ctrl+Shift+O", "", Structure, Always, ReloadHandler, nullptr, ""},
+    {508, "reload", "&Reload from Disk", "Ctrl+Shift+O", "", Structure, Always, ReloadHandler, nullptr, ""},
     {510, "rename", "Re&name Atom...", "F2", "[ATOM] NAME", Structure, PickedOrSelected, RenameHandler, nullptr, ""},
     {511, "recount-unit", "Recount &UNIT", "", "", Structure, Atoms, RecountUnitHandler, nullptr, ""},
     {512, "edit-lines", "Edit Lines", "", "LINE COUNT [TEXT]", Structure, Always, EditLinesHandler, nullptr, ""},
