@@ -22,7 +22,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # A face for labels that is always there, and the libraries that are loaded when they are needed.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "fonts-dejavu-core, libfontconfig1, libcairo2")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "fonts-dejavu-core, libfontconfig1, libcairo2, libtiff6")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libegl1, libopengl0, libglu1-mesa")
 set(CPACK_RESOURCE_FILE_LICENSE "${CMAKE_SOURCE_DIR}/LICENSE")
 include(CPack)

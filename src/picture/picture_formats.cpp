@@ -15,6 +15,7 @@
 #include "picture/gl_output.h"
 #include "picture/jpeg_writer.h"
 #include "picture/label_report.h"
+#include "picture/tiff_writer.h"
 
 namespace marvik {
 namespace {
@@ -96,19 +97,22 @@ bool DrawLines(PictureSubject& subject, const PictureOptions& picture, Canvas& c
 PictureBytes DrawSvg(PictureSubject& subject, const PictureOptions& picture) {
   const int side = VectorSide(picture);
   LabelFont font(LabelPoints(subject));
-  SvgCanvas canvas(side, font);
+  SvgCanvas canvas(side, picture.FirstRow(side), picture.Rows(side), font);
   if (!DrawLines(subject, picture, canvas)) return {};
   return canvas.Finish();
 }
 
-PictureBytes DrawPdf(PictureSubject& subject, const PictureOptions& picture) {
-  if (!PdfCanvas::IsThere()) return Refuse(subject.messages, PdfCanvas::kMissing);
+template <bool eps>
+PictureBytes DrawPage(PictureSubject& subject, const PictureOptions& picture) {
   const int side = VectorSide(picture);
   const std::string file = FindSansFontFile();
   LabelFont font(LabelPoints(subject), file);
   PdfPage page;
-  page.width = page.height = side;
+  page.width = side;
+  page.height = picture.Rows(side);
+  page.corner.y = picture.FirstRow(side);
   page.title = subject.title;
+  page.eps = eps;
   PdfCanvas canvas(page, font, file);
   if (!DrawLines(subject, picture, canvas)) return {};
   return canvas.Finish();
@@ -123,6 +127,15 @@ RenderOptions PixelOptions(const PictureSubject& subject, const PictureOptions& 
   return options;
 }
 
+Image KeptRows(Image& image, const PictureOptions& picture) {
+  const int rows = picture.Rows(image.height);
+  if (rows == image.height) return std::move(image);
+  Image kept(image.width, rows);
+  std::copy_n(image.pixels.begin() + std::ptrdiff_t{picture.FirstRow(image.height)} * image.width, kept.pixels.size(),
+              kept.pixels.begin());
+  return kept;
+}
+
 std::optional<Image> DrawLitPixels(PictureSubject& subject, const PictureOptions& picture) {
   LabelFont font(LabelPoints(subject) / PointsPerPixel(picture));
   InteractiveRenderer renderer;
@@ -133,7 +146,7 @@ std::optional<Image> DrawLitPixels(PictureSubject& subject, const PictureOptions
     return {};
   }
   if (!WriteLabelReport(subject, picture, renderer, PointsPerPixel(picture))) return {};
-  return std::move(lit.image);
+  return KeptRows(lit.image, picture);
 }
 
 PictureBytes DrawPng(PictureSubject& subject, const PictureOptions& picture) {
@@ -143,7 +156,8 @@ PictureBytes DrawPng(PictureSubject& subject, const PictureOptions& picture) {
   }
   RenderOptions options = PixelOptions(subject, picture);
   const ViewState view = FittedView(subject, picture.size);
-  const StripDrawing drawing{picture.size, picture.background == PictureBackground::Transparent,
+  const StripDrawing drawing{picture.size, picture.FirstRow(picture.size), picture.Rows(picture.size),
+                             picture.background == PictureBackground::Transparent,
                              options.labels || options.showCell ? LabelPoints(subject) / PointsPerPixel(picture) : 0.0};
   InteractiveRenderer renderer;
   auto bytes = DrawPngInStrips(
@@ -170,18 +184,58 @@ std::optional<Image> DrawPixels(PictureSubject& subject, const PictureOptions& p
     return {};
   }
   if (!WriteLabelReport(subject, picture, renderer, PointsPerPixel(picture))) return {};
-  return image;
+  return KeptRows(image, picture);
+}
+
+std::optional<Image> DrawAnyPixels(PictureSubject& subject, const PictureOptions& picture) {
+  return picture.openGl ? DrawGlImage(subject, picture) : DrawPixels(subject, picture);
+}
+
+// Where there is anything in the picture, from a small one of it with a margin above and below. False after a message.
+bool FindContent(PictureSubject& subject, bool lines, PictureOptions& picture) {
+  constexpr int kSide = 600;
+  constexpr double kMargin = 0.02;  // of the side
+  PictureOptions small = picture;
+  small.labelReport.clear();
+  small.size = std::min(picture.size, kSide);
+  small.resolution =
+      kPointsPerInch * small.size / (lines ? VectorSide(picture) : picture.size * PointsPerPixel(picture));
+  if (lines && small.background != PictureBackground::Black) small.background = PictureBackground::White;
+  const auto image = DrawAnyPixels(subject, small);
+  if (!image) return false;
+  const auto row = [&](int y) { return image->pixels.begin() + std::ptrdiff_t{y} * image->width; };
+  const auto isEmpty = [&](int y) {
+    return std::all_of(row(y), row(y + 1), [&](uint32_t pixel) { return pixel == image->pixels.front(); });
+  };
+  int first = 0, last = image->height - 1;
+  while (first < last && isEmpty(first)) ++first;
+  while (last > first && isEmpty(last)) --last;
+  if (first == last) return true;  // nothing at all
+  const double side = image->height;
+  picture.cutAbove = std::max(first / side - kMargin, 0.0);
+  picture.kept = std::min((last + 1) / side + kMargin, 1.0) - picture.cutAbove;
+  return true;
+}
+
+const char* MissingPdf() {
+  return PdfCanvas::IsThere() ? nullptr : PdfCanvas::kMissing;
+}
+const char* MissingTiff() {
+  return TiffIsThere() ? nullptr : kTiffMissing;
 }
 
 constexpr PictureFormat kFormats[] = {
-    {"PNG", kPictureExtensions[0], "", true, DrawPng,
+    {"PNG", kPictureExtensions[0], "", true, DrawPng, nullptr,
      [](const Image& image, const PictureOptions& picture) {
        return EncodePng(image, {picture.resolution, picture.background == PictureBackground::Transparent});
      }},
-    {"JPEG", kPictureExtensions[1], "jpeg", false, nullptr,
+    {"JPEG", kPictureExtensions[1], "jpeg", false, nullptr, nullptr,
      [](const Image& image, const PictureOptions& picture) { return EncodeJpeg(image, picture.resolution); }},
-    {"SVG", kPictureExtensions[2], "", true, DrawSvg, nullptr},
-    {"PDF", kPictureExtensions[3], "", true, DrawPdf, nullptr},
+    {"SVG", kPictureExtensions[2], "", true, DrawSvg, nullptr, nullptr},
+    {"PDF", kPictureExtensions[3], "", true, DrawPage<false>, MissingPdf, nullptr},
+    {"TIFF", kPictureExtensions[4], "tiff", false, nullptr, MissingTiff,
+     [](const Image& image, const PictureOptions& picture) { return EncodeTiff(image, picture.resolution); }},
+    {"EPS", kPictureExtensions[5], "", true, DrawPage<true>, MissingPdf, nullptr},
 };
 static_assert(std::size(kFormats) == std::size(kPictureExtensions));
 
@@ -223,10 +277,14 @@ PictureBytes DrawPicture(PictureSubject& subject, const PictureOptions& options,
   PictureOptions possible = options;
   if (options.background == PictureBackground::Transparent && !known->transparent)
     possible.background = PictureBackground::White;
+  if (const char* why = known->missing ? known->missing() : nullptr) return Refuse(subject.messages, why);
   try {
+    const bool lines = !options.openGl && !known->encode;
+    if (options.trim && !FindContent(subject, lines, possible)) return {};
     if (!options.openGl && known->draw) return known->draw(subject, possible);
-    const auto image = options.openGl ? DrawGlImage(subject, possible) : DrawPixels(subject, possible);
+    auto image = DrawAnyPixels(subject, possible);
     if (!image) return {};
+    if (options.openGl) *image = KeptRows(*image, possible);
     if (auto bytes = known->encode(*image, possible)) return bytes;
   } catch (const std::bad_alloc&) {
   }

@@ -12,7 +12,7 @@
 namespace marvik {
 
 // In the order of the table.
-inline constexpr std::string_view kPictureExtensions[] = {"png", "jpg", "svg", "pdf"};
+inline constexpr std::string_view kPictureExtensions[] = {"png", "jpg", "svg", "pdf", "tif", "eps"};
 
 using PictureBytes = std::optional<std::string>;
 
@@ -25,6 +25,8 @@ struct PictureFormat {
   // Draws by means of its own, lines as lines; without, the picture is drawn in pixels and encoded. Nothing after a
   // message.
   PictureBytes (*draw)(PictureSubject& subject, const PictureOptions& options) = nullptr;
+  // Why such files cannot be made here, null where they can; without, they always can.
+  const char* (*missing)() = nullptr;
   // The bytes of a finished picture; nothing when memory is gone. Formats without are made of lines.
   PictureBytes (*encode)(const Image& image, const PictureOptions& options) = nullptr;
 };

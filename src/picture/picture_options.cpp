@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "base/numbers.h"
 
@@ -9,7 +10,8 @@ namespace marvik {
 namespace {
 
 constexpr std::array<std::string_view, 4> kBackgrounds{"usual", "black", "white", "transparent"};
-constexpr std::array<std::string_view, 5> kKeys{"size", "resolution", "background", "renderer", "label-report"};
+constexpr std::array<std::string_view, 7> kKeys{"size",    "resolution",   "background", "renderer",
+                                                "journal", "label-report", "trim"};
 constexpr std::string_view kBlanks = " \t\r\n";
 
 }  // namespace
@@ -22,6 +24,24 @@ std::optional<PictureBackground> BackgroundNamed(std::string_view name) {
 
 std::string_view NameOf(PictureBackground background) {
   return kBackgrounds[static_cast<size_t>(background)];
+}
+
+int PictureOptions::Rows(int side) const {
+  return std::clamp(static_cast<int>(std::ceil(kept * side)), 1, side - FirstRow(side));
+}
+
+const JournalPreset* JournalPresetNamed(std::string_view name) {
+  const auto* found = std::ranges::find(kJournalPresets, name, &JournalPreset::name);
+  return found == std::end(kJournalPresets) ? nullptr : found;
+}
+
+void ApplyJournal(const JournalPreset& preset, double resolution, PictureOptions& options) {
+  constexpr double kMillimetresPerInch = 25.4;
+  options.resolution = resolution > 0.0 ? resolution : preset.resolution;
+  options.size = std::clamp(RoundHalfAway(preset.width / kMillimetresPerInch * options.resolution), kSmallestPicture,
+                            kLargestPicture);
+  options.background = PictureBackground::White;
+  options.trim = true;
 }
 
 std::string PictureSizeRule() {
@@ -46,6 +66,13 @@ std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const P
       request.options.background = background.value_or(usual.background);
     } else if (key == "label-report") {
       request.options.labelReport = value;
+    } else if (key == "journal") {
+      const JournalPreset* preset = JournalPresetNamed(value);
+      if (!preset) wrong = "The journal is single-column or double-column.";
+      if (preset) ApplyJournal(*preset, 0.0, request.options);
+    } else if (key == "trim") {
+      if (value != "on" && value != "off") wrong = "The trim is on or off.";
+      request.options.trim = value == "on";
     } else if (key == "renderer") {
       if (value != "interactive" && value != "opengl") wrong = "The renderer is interactive or opengl.";
       request.options.openGl = value == "opengl";
@@ -74,7 +101,7 @@ std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const P
 std::string PictureArgument(const PictureRequest& request) {
   const PictureOptions& o = request.options;
   return Printf("size=%d resolution=%.9g background=", o.size, o.resolution) + std::string(NameOf(o.background)) +
-         (o.openGl ? " renderer=opengl " : " renderer=interactive ") + request.path;
+         (o.trim ? " trim=on" : "") + (o.openGl ? " renderer=opengl " : " renderer=interactive ") + request.path;
 }
 
 }  // namespace marvik

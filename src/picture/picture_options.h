@@ -25,7 +25,25 @@ struct PictureOptions {
   bool blackWhite = false;
   std::optional<int> layers;  // of anti-aliasing; as the settings say
   std::string labelReport;    // a file that tells where labels, bodies and bonds stand; "" for none
+  // The square is as wide as it is, but no higher than what stands in it.
+  bool trim = false;
+  double cutAbove = 0.0;  // shares of the side, found while drawing where `trim` is set
+  double kept = 1.0;
+
+  int FirstRow(int side) const { return static_cast<int>(cutAbove * side); }
+  int Rows(int side) const;
 };
+
+// What journals want of a figure: its width on paper and how fine it is.
+struct JournalPreset {
+  std::string_view name;
+  double width = 0.0;       // mm
+  double resolution = 0.0;  // dots per inch
+};
+inline constexpr JournalPreset kJournalPresets[] = {{"single-column", 84.0, 600.0}, {"double-column", 170.0, 600.0}};
+const JournalPreset* JournalPresetNamed(std::string_view name);
+// Size, resolution, white background and a height that fits. With `resolution` above 0 that instead of the preset's.
+void ApplyJournal(const JournalPreset& preset, double resolution, PictureOptions& options);
 
 // "usual", "black", "white" or "transparent"; nothing for anything else.
 std::optional<PictureBackground> BackgroundNamed(std::string_view name);

@@ -103,7 +103,7 @@ std::string Strips(Scene& scene, int side, bool transparent) {
     scene.options.clear = clear;
     return scene.renderer.Render(scene.document, scene.view, scene.options, canvas, nullptr);
   };
-  return DrawPngInStrips({side, transparent, side * kLabelPart}, 0.0, draw, scene.messages).value_or("");
+  return DrawPngInStrips({side, 0, side, transparent, side * kLabelPart}, 0.0, draw, scene.messages).value_or("");
 }
 
 TEST(PngStrips, MeetWithoutASeam) {

@@ -55,6 +55,8 @@ bool PictureAction(BatchSession& session, const BatchAction& action) {
   if (options.recipe.empty() && bench.ViewIsFitted()) bench.FitView();
   PictureOptions& picture = bench.pictureFile;
   picture.labelReport = options.labelReport;
+  if (options.journal) ApplyJournal(*options.journal, options.resolution.value_or(0.0), picture);
+  picture.trim |= options.trim;
   picture.size = options.size.value_or(picture.size);
   picture.resolution = options.resolution.value_or(picture.resolution);
   picture.background = options.background.value_or(picture.background);

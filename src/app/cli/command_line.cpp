@@ -72,10 +72,12 @@ bool BatchSession::Prepare() {
   if (options.Has("--edit") || textAlone) return true;
   InitElementTable(bench.document.elements, true);
   LoadPictureSettings(bench.pictures);
-  bench.look = options.look.value_or(Look::Dark);
+  bench.look = options.look.value_or(options.journal ? Look::Paper : Look::Dark);
   if (!options.commands.empty()) LoadRecentFiles(bench.settings);
   bench.RenditionMode =
-      options.rendition.value_or(options.Has("--write") || options.openGl.value_or(false) ? kBallAndStick : kWireFrame);
+      options.rendition.value_or(options.journal                                            ? kThermalEllipsoid
+                                 : options.Has("--write") || options.openGl.value_or(false) ? kBallAndStick
+                                                                                            : kWireFrame);
   bench.LabelsOn = options.labels.value_or(true);
   bench.hooks.showReport = [this](const ReportRequest& request) {
     if (const auto report = ComposeReport(bench, request)) out << PlainLines(report->text);

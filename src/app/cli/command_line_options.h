@@ -59,6 +59,8 @@ struct CommandLineOptions {
   std::array<double, 3> rotate{};  // degrees about the screen's X, Y, Z, in this order
   std::optional<int> size;         // pixels
   std::optional<double> resolution;
+  const JournalPreset* journal = nullptr;
+  bool trim = false;
   std::optional<PictureBackground> background;
   std::string recipe;  // a picture recipe's file
   std::string labelReport;

@@ -19,6 +19,7 @@ constexpr std::string_view kRenditions[] = {"wire", "ball", "ellipsoid", "pipes"
 constexpr std::string_view kBackgrounds[] = {"black", "white", "transparent"};
 constexpr std::string_view kRenderers[] = {"interactive", "opengl"};
 constexpr std::string_view kLooks[] = {"dark", "light", "paper", "classic"};  // by Look
+constexpr std::string_view kJournals[] = {kJournalPresets[0].name, kJournalPresets[1].name};
 constexpr std::string_view kOnOff[] = {"on", "off"};
 constexpr std::string_view kLayouts[] = {"as-read", "standard"};
 
@@ -81,6 +82,11 @@ std::string Resolution(Options& options, const std::string& value) {
   static_assert(kLargestResolution == 10000.0);
   return TakeNumber(value, 1.0, kLargestResolution, "--resolution takes dots per inch, 1 to 10000",
                     options.resolution.emplace());
+}
+
+std::string Journal(Options& options, const std::string& value) {
+  options.journal = JournalPresetNamed(value);
+  return "";
 }
 
 std::string SkipTable(Options& options, const std::string& value) {
@@ -195,7 +201,7 @@ constexpr OptionRow kOptions[] = {
      "OUT",
      {},
      kActions,
-     "draw FILE: .png .jpg .svg .pdf",
+     "draw FILE: .png .jpg .svg .pdf .tif .eps",
      nullptr,
      PictureAction,
      nullptr,
@@ -319,9 +325,20 @@ constexpr OptionRow kOptions[] = {
     {"--cell", "", {}, kPictures, "show the unit cell", Flag<&Options::cell>},
     {"--size", "PIXELS", {}, kPictures, "of a side, 16 to 16384", Size},
     {"--resolution", "DPI", {}, kPictures, "dots per inch, 1 to 10000", Resolution},
+    {"--journal", "", kJournals, kPictures,
+     "a figure for a column of 84 mm or two of 170 mm: that wide at 600 dpi or --resolution, white, trimmed, in the "
+     "paper "
+     "look, as ellipsoids",
+     Journal},
+    {"--trim",
+     "",
+     {},
+     kPictures,
+     "as wide as --size says, and no higher than what there is to see",
+     Flag<&Options::trim>},
     {"--background", "", kBackgrounds, kPictures, "what the picture stands on", Background},
     {"--transparent", "", {}, kPictures, "the same as --background transparent", Transparent},
-    {"--renderer", "", kRenderers, kPictures, "opengl is lit and smooth: ball or ellipsoid, .png .jpg", Renderer},
+    {"--renderer", "", kRenderers, kPictures, "opengl is lit and smooth: ball or ellipsoid, .png .jpg .tif", Renderer},
     {"--black-white", "", {}, kPictures, "without colours, by OpenGL", BlackWhite},
     {"--layers", "N", {}, kPictures, "of anti-aliasing, by OpenGL", Layers},
     {"--look", "", kLooks, kPictures, "colours: paper for figures, classic as the renditions were first made",

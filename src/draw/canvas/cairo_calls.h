@@ -2,6 +2,7 @@
 
 #include <cairo-ft.h>
 #include <cairo-pdf.h>
+#include <cairo-ps.h>
 
 #include "base/late_library.h"
 
@@ -14,7 +15,9 @@ namespace marvik {
   X(cairo_font_options_destroy) X(cairo_font_options_set_hint_metrics) X(cairo_font_options_set_hint_style) \
   X(cairo_ft_font_face_create_for_ft_face) X(cairo_get_matrix) X(cairo_line_to) X(cairo_move_to) \
   X(cairo_new_path) X(cairo_paint) X(cairo_pdf_surface_create_for_stream) \
-  X(cairo_pdf_surface_restrict_to_version) X(cairo_pdf_surface_set_metadata) X(cairo_scale) X(cairo_set_dash) \
+  X(cairo_pdf_surface_restrict_to_version) X(cairo_pdf_surface_set_metadata) \
+  X(cairo_ps_surface_create_for_stream) X(cairo_ps_surface_dsc_comment) X(cairo_ps_surface_set_eps) \
+  X(cairo_scale) X(cairo_set_dash) \
   X(cairo_set_font_face) X(cairo_set_font_options) X(cairo_set_font_size) X(cairo_set_line_cap) \
   X(cairo_set_line_join) X(cairo_set_line_width) X(cairo_set_matrix) X(cairo_set_source_rgb) \
   X(cairo_show_text) X(cairo_status) X(cairo_stroke) X(cairo_surface_destroy) X(cairo_surface_finish) \

@@ -70,6 +70,31 @@ std::string Printable(std::string_view text) {
   return s;
 }
 
+cairo_surface_t* PdfSurface(const PdfPage& page, std::string& bytes) {
+  cairo_surface_t* surface = cairo_pdf_surface_create_for_stream(Append, &bytes, page.width, page.height);
+  cairo_pdf_surface_restrict_to_version(surface, CAIRO_PDF_VERSION_1_5);
+  if (!page.title.empty())
+    cairo_pdf_surface_set_metadata(surface, CAIRO_PDF_METADATA_TITLE, Printable(page.title).c_str());
+  // The time of day would make every file another.
+  cairo_pdf_surface_set_metadata(surface, CAIRO_PDF_METADATA_CREATE_DATE, nullptr);
+  return surface;
+}
+
+cairo_surface_t* EpsSurface(const PdfPage& page, std::string& bytes) {
+  constexpr size_t kLongestComment = 200;  // the format has 255 characters a line
+  cairo_surface_t* surface = cairo_ps_surface_create_for_stream(Append, &bytes, page.width, page.height);
+  cairo_ps_surface_set_eps(surface, true);
+  if (!page.title.empty())
+    cairo_ps_surface_dsc_comment(surface, ("%%Title: " + Printable(page.title).substr(0, kLongestComment)).c_str());
+  return surface;
+}
+
+// In EPS there is no call that leaves the time of day out.
+void DropCreationDate(std::string& bytes) {
+  const size_t at = bytes.starts_with("%!PS") ? bytes.find("%%CreationDate:") : bytes.npos;
+  if (at != bytes.npos) bytes.erase(at, bytes.find('\n', at) - at + 1);
+}
+
 }  // namespace
 
 struct PdfCanvas::State {
@@ -91,13 +116,8 @@ bool PdfCanvas::IsThere() {
 PdfCanvas::PdfCanvas(const PdfPage& page, LabelFont& font, const std::string& fontFile)
     : state_(std::make_unique<State>()), font_(font) {
   const double unit = page.unit > 0.0 ? page.unit : 1.0;
-  state_->surface = cairo_pdf_surface_create_for_stream(Append, &state_->bytes, page.width, page.height);
   state_->thinnest = page.thinnest / unit;
-  cairo_pdf_surface_restrict_to_version(state_->surface, CAIRO_PDF_VERSION_1_5);
-  if (!page.title.empty())
-    cairo_pdf_surface_set_metadata(state_->surface, CAIRO_PDF_METADATA_TITLE, Printable(page.title).c_str());
-  // The time of day would make every file another.
-  cairo_pdf_surface_set_metadata(state_->surface, CAIRO_PDF_METADATA_CREATE_DATE, nullptr);
+  state_->surface = page.eps ? EpsSurface(page, state_->bytes) : PdfSurface(page, state_->bytes);
   cairo_t* cairo = state_->cairo = cairo_create(state_->surface);
   cairo_set_line_cap(cairo, CAIRO_LINE_CAP_ROUND);
   cairo_set_line_join(cairo, CAIRO_LINE_JOIN_ROUND);
@@ -243,6 +263,7 @@ std::optional<std::string> PdfCanvas::Finish() {
   const bool drawn = cairo_status(state_->cairo) == CAIRO_STATUS_SUCCESS;
   cairo_surface_finish(state_->surface);
   if (!drawn || cairo_surface_status(state_->surface) != CAIRO_STATUS_SUCCESS) return std::nullopt;
+  DropCreationDate(state_->bytes);
   return std::move(state_->bytes);
 }
 

@@ -16,15 +16,16 @@ struct PdfPage {
   CanvasPoint corner;     // of the page's upper left, in device units
   double thinnest = 0.5;  // points, of lines
   std::string title;
+  bool eps = false;  // encapsulated PostScript instead
 };
 
-// One page as PDF: curves for ellipses and arcs, real text in an embedded subset of the label face. The same drawing
-// gives the same bytes.
+// One page as PDF or EPS: curves for ellipses and arcs, real text in an embedded subset of the label face. The same
+// drawing gives the same bytes.
 class PdfCanvas : public Canvas {
  public:
   // Whether the system has the library that writes such files, which is not loaded before. To be asked first.
   static bool IsThere();
-  static constexpr char kMissing[] = "PDF files need the library libcairo.so.2, which is not installed.";
+  static constexpr char kMissing[] = "PDF and EPS files need the library libcairo.so.2, which is not installed.";
 
   // The font gives the widths of the labels and its size, in device units, that of the text; `fontFile` is the face
   // that is drawn, where it is none whatever sans face the system has.

@@ -81,12 +81,13 @@ uint32_t Uncovered(uint32_t onBlack, uint32_t onWhite) {
 std::optional<std::string> DrawPngInStrips(const StripDrawing& drawing, double resolution, const DrawWhole& draw,
                                            UserMessages& messages) {
   const int side = drawing.side;
-  const int rows = std::clamp(kPixelsAtOnce / std::max(side, 1), 1, side);
+  const int end = drawing.first + drawing.rows;
+  const int rows = std::clamp(kPixelsAtOnce / std::max(side, 1), 1, drawing.rows);
   Image image(side, rows);
   Image second(drawing.transparent ? side : 0, rows);
   std::optional<LabelFont> font;
   if (drawing.labelPixels > 0.0) font.emplace(drawing.labelPixels);
-  PngEncoder encoder(side, side, {resolution, drawing.transparent});
+  PngEncoder encoder(side, drawing.rows, {resolution, drawing.transparent});
   const auto drawStrip = [&](Image& target, int top, int count) {
     ScanlineCanvas canvas(target.pixels.data(), side, count, side, font ? &*font : nullptr);
     StripCanvas strip(canvas, top);
@@ -94,21 +95,21 @@ std::optional<std::string> DrawPngInStrips(const StripDrawing& drawing, double r
     canvas.Clear(&target == &image ? Rgb{0, 0, 0} : Rgb{255, 255, 255});
     return draw(strip, false);
   };
-  for (int top = 0; top < side; top += rows) {
-    const int count = std::min(rows, side - top);
-    if (rows < side && !messages.ReportProgress(top, side)) return {};
+  for (int top = drawing.first; top < end; top += rows) {
+    const int count = std::min(rows, end - top);
+    if (rows < drawing.rows && !messages.ReportProgress(top - drawing.first, drawing.rows)) return {};
     bool whole = drawStrip(image, top, count);
     if (whole && drawing.transparent) {
       whole = drawStrip(second, top, count);
       std::ranges::transform(image.pixels, second.pixels, image.pixels.begin(), Uncovered);
     }
     if (!whole) {
-      if (rows < side) messages.ReportProgress(side, side);
+      if (rows < drawing.rows) messages.ReportProgress(drawing.rows, drawing.rows);
       return {};
     }
     if (!encoder.Rows(image.pixels.data(), count)) throw std::bad_alloc();
   }
-  if (rows < side) messages.ReportProgress(side, side);
+  if (rows < drawing.rows) messages.ReportProgress(drawing.rows, drawing.rows);
   auto bytes = encoder.Finish();
   if (!bytes) throw std::bad_alloc();
   return bytes;

@@ -103,8 +103,6 @@ std::string Points(std::span<const CanvasPoint> points) {
 
 }  // namespace
 
-SvgCanvas::SvgCanvas(double side, LabelFont& font) : side_(side), font_(font) {}
-
 void SvgCanvas::Clear(Rgb colour) {
   body_ = "<rect width=\"100%\" height=\"100%\" fill=\"" + Colour(colour) + "\"/>\n";
 }
@@ -201,9 +199,10 @@ void SvgCanvas::EndGroup() {
 
 std::string SvgCanvas::Finish() const {
   const std::string side = Number(side_);
+  const std::string height = Number(height_);
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" version=\"1.1\" "
          "width=\"" +
-         side + "pt\" height=\"" + side + "pt\" viewBox=\"0 0 " + side + ' ' + side + "\">\n" +
+         side + "pt\" height=\"" + height + "pt\" viewBox=\"0 " + Number(top_) + ' ' + side + ' ' + height + "\">\n" +
          "<g fill=\"none\" stroke-linecap=\"round\" stroke-linejoin=\"round\" font-family=\"Arial, Liberation Sans, "
          "Helvetica, sans-serif\" font-size=\"" +
          Number(font_.Pixels()) + "\">\n" + body_ + "</g>\n</svg>\n";

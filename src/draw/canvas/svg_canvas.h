@@ -14,8 +14,11 @@ namespace marvik {
 // device unit is one point. What is nearer is painted later, so hidden parts are hidden.
 class SvgCanvas : public Canvas {
  public:
-  // Side of the square in points; the font gives the widths of the labels and its size is that of the text.
-  SvgCanvas(double side, LabelFont& font);
+  // Side of the square in points, of which the figure shows `height` from `top` on (all of it by itself); the font
+  // gives the widths of the labels and its size is that of the text.
+  SvgCanvas(double side, LabelFont& font) : SvgCanvas(side, 0.0, side, font) {}
+  SvgCanvas(double side, double top, double height, LabelFont& font)
+      : side_(side), top_(top), height_(height), font_(font) {}
 
   void Clear(Rgb colour) override;
   void Lines(std::span<const LinePiece> pieces, const Pen& pen) override;
@@ -38,6 +41,8 @@ class SvgCanvas : public Canvas {
   std::string TakeId(std::string_view name);
 
   double side_;
+  double top_;
+  double height_;
   LabelFont& font_;
   std::string body_;
   std::unordered_set<std::string> ids_;
