@@ -15,7 +15,7 @@ LONGEST = 600  # lines
 DIRECT = {
     "base": "", "crystal": "base", "model": "crystal", "language": "model", "files": "language", "chem": "language",
     "edit": "chem files", "refine": "chem files", "phase": "refine run", "check": "refine", "run": "files", "draw": "chem",
-    "gl": "draw", "picture": "draw gl", "report": "chem", "app": "edit run picture report check", "ui": "app",
+    "gl": "draw", "picture": "draw gl", "report": "chem", "publish": "check", "app": "edit run picture report publish", "ui": "app",
     "programs": "ui app phase", "bench": "app phase", "fuzz": "app refine phase", "support": "model",
 }
 # Facts that stand in one folder: a type or function of such a name is defined nowhere else in src.

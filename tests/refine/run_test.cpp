@@ -61,7 +61,8 @@ TEST_F(RunTest, RefinesWritesItsFilesAndMovesNothingWhenFedAgain) {
     EXPECT_NE(lst.find(text), std::string::npos) << text;
   }
   const std::string cif = Read("a.cif");
-  for (const char* text : {"data_a", "_refine_ls_R_factor_gt", "_geom_bond_distance", "'-x, y+1/2, -z+1/2'", "C2 H6 O"}) {
+  for (const char* text :
+       {"data_a", "_refine_ls_R_factor_gt", "_geom_bond_distance", "'-x, y+1/2, -z+1/2'", "C2 H6 O"}) {
     EXPECT_NE(cif.find(text), std::string::npos) << text;
   }
   fs::copy_file(Path("a.res"), Path("b.ins"));

@@ -61,6 +61,8 @@ bool ScriptAction(BatchSession& session, const BatchAction& action);
 bool LintAction(BatchSession& session, const BatchAction& action);
 bool CheckAction(BatchSession& session, const BatchAction& action);
 bool CompareAction(BatchSession& session, const BatchAction& action);
+// From the CIF of FILE's refinement.
+bool DocumentAction(BatchSession& session, const BatchAction& action);
 // Writes the files that a CIF carries beside it, or where --into says.
 bool ExtractAction(BatchSession& session, const BatchAction& action);
 // Needs the window; here it says so.

@@ -52,6 +52,7 @@ struct CommandLineOptions {
   std::string file;
   std::string format;  // an extension without its dot, lower case; "" goes by the output's name
   std::string select;
+  std::string documentTemplate;
   std::string into;  // a folder that extracted files go to; "" for the CIF's own
   std::string packageDirectory;
   std::vector<CommandStep> commands;

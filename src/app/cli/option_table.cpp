@@ -15,6 +15,7 @@ namespace {
 using Options = CommandLineOptions;
 
 constexpr std::string_view kWriteFormats[] = {"ins", "res", "pdb", "ct", "inp", "wrl", "con", "glb"};
+constexpr std::string_view kDocumentFormats[] = {"html", "tex", "md"};
 constexpr std::string_view kRenditions[] = {"wire", "ball", "ellipsoid", "pipes", "lit"};  // by DisplayMode
 constexpr std::string_view kBackgrounds[] = {"black", "white", "transparent"};
 constexpr std::string_view kRenderers[] = {"interactive", "opengl"};
@@ -246,6 +247,15 @@ constexpr OptionRow kOptions[] = {
      "validate FILE, a CIF, as journals do, with NAME.fcf beside it; status 1 from level A on",
      nullptr,
      CheckAction},
+    {"--report-document",
+     "OUT",
+     {},
+     kActions,
+     "tables and paragraphs for a paper from FILE, a CIF, or the CIF beside it, by --template: .html .tex .md",
+     nullptr,
+     DocumentAction,
+     nullptr,
+     kDocumentFormats},
     {"--extract",
      "",
      {},
@@ -298,6 +308,13 @@ constexpr OptionRow kOptions[] = {
      "what to write where OUT is -, standard output, or has another extension",
      Format},
     {"--into", "DIR", {}, kAll, "the folder for the files of --extract", Name<&Options::into>},
+    {"--template",
+     "NAME",
+     {},
+     kAll,
+     "what --report-document fills: tables, crystal-data, coordinates, bonds, angles, torsions, hydrogen-bonds, "
+     "experimental, service, or a file",
+     Name<&Options::documentTemplate>},
     {"--layout", "", kLayouts, kAll,
      "what --write makes of .ins and .res: every line that no edit concerns as it was, or the program's own layout",
      Layout},

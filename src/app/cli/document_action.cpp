@@ -1,0 +1,70 @@
+#include <filesystem>
+#include <ostream>
+
+#include "app/cli/batch_session.h"
+#include "app/package_directory.h"
+#include "app/picture/picture_output.h"
+#include "base/atomic_write.h"
+#include "base/files.h"
+#include "check/cif/check_cif.h"
+#include "publish/document.h"
+
+namespace marvik {
+namespace {
+
+constexpr char kDefaultTemplate[] = "tables";
+
+// A file of that name, or one of the templates: the user's own before those of the installation.
+std::optional<std::string> TemplateText(const std::string& name, const std::string& extension) {
+  std::vector<std::string> places{name};
+  if (const auto package = EnvironmentValue(kPackageVariable))
+    places.push_back(*package + "templates/" + name + "." + extension);
+  places.push_back(TemplateDirectory(ExecutablePath("")) + "templates/" + name + "." + extension);
+  for (const std::string& place : places) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(place, error)) continue;
+    FileContent file = ReadWholeFile(place);
+    if (file.opened) return std::move(file.content);
+  }
+  return std::nullopt;
+}
+
+bool Tell(BatchSession& session, const std::string& sentence) {
+  session.messages.Show({MessageIcon::Error, "Error: File I/O", sentence});
+  return false;
+}
+
+}  // namespace
+
+bool DocumentAction(BatchSession& session, const BatchAction& action) {
+  const CommandLineOptions& options = session.options;
+  const std::string extension = !options.format.empty() ? options.format : LowerExtensionOf(action.value);
+  const auto kind = DocumentKindOf(extension);
+  if (!kind) return Tell(session, "A document is .html, .tex or .md.");
+  const std::string name = options.documentTemplate.empty() ? kDefaultTemplate : options.documentTemplate;
+  const auto text = TemplateText(name, extension);
+  if (!text) return Tell(session, "There is no template " + name + " for ." + extension + " files.");
+  const std::string& file = options.file;
+  const std::string cif = LowerExtensionOf(file) == "cif" ? file : BaseNameOf(file) + ".cif";
+  const FileContent content = ReadWholeFile(cif);
+  if (!content.opened) return Tell(session, cif + " cannot be read; a document is made from the CIF of a refinement.");
+  DocumentSource source{content.content, {}, {}};
+  const auto findings = CheckCifFile(cif);
+  if (findings) source.findings = *findings;
+  if (text->find("{{figure}}") != text->npos && action.value != "-") {
+    const std::string picture = BaseNameOf(action.value) + ".png";
+    if (!WritePicture(session.bench, session.bench.pictureFile, picture, "png")) return false;
+    source.figure = FileNameOf(picture);
+  }
+  std::string problem;
+  const auto document = FillTemplate(
+      *text, *kind, source, [&](const std::string& part) { return TemplateText(part, extension); }, problem);
+  if (!document) return Tell(session, "Template " + name + ": " + problem);
+  if (action.value == "-") {
+    session.out << *document;
+    return true;
+  }
+  return WriteFileAtomically(action.value, *document) == 0 || Tell(session, action.value + " could not be written.");
+}
+
+}  // namespace marvik
