@@ -4,6 +4,7 @@
 
 #include "base/numbers.h"
 #include "files/export/export_atoms.h"
+#include "language/tokenizer.h"
 
 namespace marvik {
 
@@ -13,10 +14,14 @@ std::optional<std::string> ComposePdb(const Document& document, const std::strin
   std::string text = Printf("COMPND  %s                                 \n", fileName.c_str());
   int serial = 0;
   for (const AtomRecord* atom : atoms->Atoms()) {
-    constexpr size_t kLabelWidth = 4;
-    const int gap = 23 - static_cast<int>(std::min<size_t>(std::max(atom->name.size(), kLabelWidth) - kLabelWidth, 14));
-    AppendPrintf(text, "HETATM%5d%4s%*.3f%8.3f%8.3f\n", ++serial, atom->name.c_str(), gap, atom->position.x,
-                 atom->position.y, -atom->position.z);
+    // Readers look for the element in columns 77 and 78, or take the first two of the name, 13 and 14: a symbol of one
+    // letter stands in the second of them, unless a name of four needs the room.
+    constexpr size_t kNameWidth = 4;
+    const std::string symbol = UpperCase(atom->element->Symbol());
+    const std::string name = (symbol.size() > 1 || atom->name.size() >= kNameWidth ? "" : " ") + atom->name;
+    const int gap = 22 - static_cast<int>(std::min<size_t>(std::max(name.size(), kNameWidth) - kNameWidth, 14));
+    AppendPrintf(text, "HETATM%5d %-4s%*.3f%8.3f%8.3f%24s\n", ++serial, name.c_str(), gap, atom->position.x,
+                 atom->position.y, -atom->position.z, symbol.c_str());
   }
   for (const AtomRecord* atom : atoms->Atoms()) {
     std::string partners;

@@ -28,8 +28,8 @@ TEST_F(ExportTest, ToTheByte) {
   const std::string blanks(30, ' ');
   EXPECT_EQ(ComposePdb(document, "two.pdb", messages),
             "COMPND  two.pdb                                 \n"
-            "HETATM    1  C1                  1.000   2.000  -1.500\n"
-            "HETATM    2  O1                  2.200   2.000  -1.500\n" +
+            "HETATM    1  C1                  1.000   2.000  -1.500                       C\n"
+            "HETATM    2  O1                  2.200   2.000  -1.500                       O\n" +
                 std::string(carbonOwns ? "CONECT    1    2" : "CONECT    2    1") + blanks + "\n\nEND\n");
   EXPECT_EQ(ComposeConnectionTable(document, messages),
             std::string("two\n2 1\n1.000000 2.000000 1.500000 C1\n2.200000 2.000000 1.500000 O1\n") +
@@ -53,10 +53,25 @@ TEST_F(ExportTest, OnlyVisibleAtomsAndTheirBonds) {
   EXPECT_EQ(ComposeConQuestQuery(document, messages), "T1 *CONN\nEND\nQUEST T1\n");
 }
 
+// The element is where readers look for it: ends in column 14 of the name, and in column 78.
+TEST_F(ExportTest, NamesAreAlignedByTheirElement) {
+  Read(
+      "TITL t\nCELL 0.71 10 10 10 90 90 90\nZERR 1 0 0 0 0 0 0\nLATT -1\nSFAC C H Si Ca\nUNIT 1 1 1 1\nFVAR 1\n"
+      "C10 1 0.1 0.1 0.1 11 0.05\nSI1 3 0.3 0.3 0.3 11 0.05\nH10A 2 0.5 0.5 0.5 11 0.05\nCA1 4 0.7 0.7 0.7 11 0.05\n"
+      "HKLF 4\nEND\n");
+  const std::string pdb = *ComposePdb(document, "x", messages);
+  for (const char* name : {"    1  C10 ", "    2 SI1  ", "    3 H10A ", "    4 CA1  "})
+    EXPECT_NE(pdb.find(std::string("HETATM") + name), std::string::npos) << pdb;
+  for (size_t at = pdb.find("HETATM"), i = 0; i < 4; ++i, at = pdb.find("HETATM", at + 1)) {
+    constexpr const char* kElements[] = {" C\n", "SI\n", " H\n", "CA\n"};
+    EXPECT_EQ(pdb.substr(at + 76, 3), kElements[i]);
+  }
+}
+
 TEST_F(ExportTest, LongLabelsKeepTheColumns) {
   Atom("N1")->name = "N123AB";
   const std::string pdb = *ComposePdb(document, "x", messages);
-  const size_t line = pdb.find("N123AB") - 11;
+  const size_t line = pdb.find("N123AB") - 12;
   const std::string x = pdb.substr(line + 30, 8);
   EXPECT_EQ(x, Printf("%8.3f", Atom("N123AB")->position.x)) << pdb.substr(line, 60);
 }
