@@ -52,7 +52,7 @@ TEST_F(PanelsTest, GeometryIsMeasuredAlongTheSelection) {
   window->Run(kGeometryPanelCommand, "on");
   auto* panel = window->Panels().Find(kGeometryPanelCommand);
   ASSERT_TRUE(panel);
-  auto* measured = panel->findChildren<QPlainTextEdit*>().front();
+  auto* measured = panel->findChild<QPlainTextEdit*>(QStringLiteral("measured"));
   EXPECT_EQ(measured->toPlainText(), "");
   for (const char* name : {"C1", "C2", "O1"}) Click(At(name));
   const QString text = measured->toPlainText();
@@ -60,7 +60,8 @@ TEST_F(PanelsTest, GeometryIsMeasuredAlongTheSelection) {
   EXPECT_TRUE(text.contains(QStringLiteral("C1–C2–O1"))) << text.toStdString();
   auto* kind = panel->findChild<QComboBox*>();
   kind->setCurrentIndex(kind->findText(QStringLiteral("Bonds")));
-  EXPECT_TRUE(panel->findChildren<QPlainTextEdit*>()[1]->toPlainText().contains(QStringLiteral("C2")));
+  EXPECT_TRUE(
+      panel->findChild<QPlainTextEdit*>(QStringLiteral("report"))->toPlainText().contains(QStringLiteral("C2")));
 }
 
 TEST_F(PanelsTest, EditsInPlaceAreCommandsThatUndoKnows) {

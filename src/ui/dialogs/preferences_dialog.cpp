@@ -22,7 +22,6 @@ PreferencesDialog::PreferencesDialog(QWidget* parentWidget, Workbench& bench, Wi
   auto* search = new QLineEdit;
   search->setPlaceholderText(tr("Search: labels, colours, engine"));
   search->setAccessibleName(tr("Search the preferences"));
-  search->setClearButtonEnabled(true);
   connect(search, &QLineEdit::textChanged, this, &PreferencesDialog::Search);
   auto* page = new QWidget;
   auto* sections = new QVBoxLayout(page);

@@ -48,8 +48,10 @@ QPlainTextEdit* TextField(const QString& name) {
 
 GeometryPanel::GeometryPanel(Workbench& bench) : bench_(bench) {
   measured_ = TextField(tr("Measured along the selected atoms"));
+  measured_->setObjectName(QStringLiteral("measured"));
   measured_->setPlaceholderText(tr("Select two atoms for a distance, three for an angle, four for a torsion angle."));
   report_ = TextField(tr("Report"));
+  report_->setObjectName(QStringLiteral("report"));
   kind_ = new QComboBox;
   kind_->setAccessibleName(tr("Report"));
   kind_->setToolTip(tr("A report on the selected atoms, or on all"));
