@@ -151,12 +151,12 @@ TEST_F(InstructionsTest, CursorAndPictureSelectTheSameAtoms) {
   editor->setFocus();
   ASSERT_TRUE(QTest::qWaitFor([this] { return editor->hasFocus(); }));
   Put(LineOf("O1"), 4);
-  QTest::qWait(100);
-  EXPECT_EQ(SelectedNames(), "O1");
+  const auto selects = [this](const char* names) { return QTest::qWaitFor([&] { return SelectedNames() == names; }); };
+  EXPECT_TRUE(selects("O1"));
   Put(LineOf("C1"));
   QTest::keyClick(editor, Qt::Key_Down, Qt::ShiftModifier);
-  QTest::qWait(100);
-  EXPECT_EQ(SelectedNames(), "C1 C2");
+  EXPECT_TRUE(selects("C1 C2")) << SelectedNames();
+  Settle();
   window->Run(kDeselectCommand);
   area->setFocus();
   Click(At("Q1"));
