@@ -27,7 +27,7 @@ bool IsState(InstructionKeyword keyword) {
   return keyword == kPart || keyword == kAfix || keyword == kResi || keyword == kMole;
 }
 
-// The instructions of a text, each with the blank lines before it, but for those that hold a name and, when `states`
+// The instructions of a text, and its blank lines, but for those that hold a name and, when `states`
 // says so, PART, AFIX, RESI and MOLE.
 std::vector<std::string> Others(const std::string& text, const std::vector<std::string>& names, bool states) {
   std::vector<std::string> lines;
@@ -39,7 +39,8 @@ std::vector<std::string> Others(const std::string& text, const std::vector<std::
     SplitWords(line.code, words);
     const bool named = std::ranges::any_of(
         words, [&](std::string_view word) { return std::ranges::find(names, NameIn(word)) != names.end(); });
-    const std::string bytes(at, source.Position());
+    lines.insert(lines.end(), static_cast<size_t>(std::count(at, line.raw.data(), '\n')), "");
+    const std::string bytes(line.raw.data(), source.Position());
     at = source.Position();
     if (!named && !(states && IsState(line.head.keyword))) lines.push_back(bytes);
   }

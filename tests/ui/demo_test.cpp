@@ -67,11 +67,11 @@ TEST_F(DemoWindow, AsksBeforeTheUsersChangesAreLost) {
   PutScript("INSFILE model.res\nSELECT C1\nKILL\nINSFILE model.res\nTELP\nWAIT 60\n");
   scratch.Put("pkg/egs/model.res", scratch.Get("model.res"));
   bench.SetModified(true);
-  robot.NextButton("No");
+  robot.NextButton("Cancel");
   Entry()->trigger();
   EXPECT_EQ(bench.DemoRunning, 0);
   // Agreed to once; what the demo itself changes is no question.
-  robot.NextButton("Yes");
+  robot.NextButton("Don't Save");
   Entry()->trigger();
   ASSERT_TRUE(Until([&] { return bench.RenditionMode == kThermalEllipsoid; }));
   EXPECT_EQ(robot.seen.size(), 2);
@@ -84,7 +84,7 @@ TEST_F(DemoWindow, AsksBeforeTheUsersChangesAreLost) {
   ASSERT_TRUE(Until([&] { return bench.RenditionMode == kWireFrame; }));
   window->Run(kSelectByNameCommand, "O1");
   window->Run(kKillSelectedCommand);
-  robot.NextButton("No");
+  robot.NextButton("Cancel");
   ASSERT_TRUE(Until([&] { return bench.DemoRunning == 0; }));
   EXPECT_FALSE(Atom("O1"));
   EXPECT_TRUE(bench.modified);
