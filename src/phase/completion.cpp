@@ -15,17 +15,20 @@
 #include "phase/lattice.h"
 #include "phase/molecules.h"
 #include "refine/job/session.h"
+#include "refine/output/tables.h"
 
 namespace marvik::phase {
 namespace {
 
 constexpr int kIsotropicRounds = 3;
-constexpr double kMissingPeak = 2.0;  // e/Å3
-constexpr double kLargestU = 0.25;    // Å²
-constexpr double kSmeared = 3.5;      // times the usual displacement
-constexpr size_t kMostLaws = 5;       // of twinning
-constexpr double kTwinGain = 0.96;    // of R1, that a share more needs
-constexpr int kMostFull = 2500;       // parameters of a full matrix; beyond, conjugate gradients
+constexpr double kMissingPeak = 2.0;    // e/Å3
+constexpr double kLargestU = 0.25;      // Å²
+constexpr double kSmeared = 3.5;        // times the usual displacement
+constexpr double kHydrogenPeak = 0.25;  // e/Å3
+constexpr double kExactBonds = 0.03;    // Å, how exact lengths are after full-matrix refinement
+constexpr size_t kMostLaws = 5;         // of twinning
+constexpr double kTwinGain = 0.96;      // of R1, that a share more needs
+constexpr int kMostFull = 2500;         // parameters of a full matrix; beyond, conjugate gradients
 
 // Puts lines before the first line that begins with a keyword.
 std::string WithLines(std::string text, const std::string& keyword, const std::string& lines) {
@@ -73,8 +76,8 @@ class Completer {
  private:
   // With `oneStep` until there are so many.
   void GoOn(bool oneStep, size_t enough) {
-    const auto stages = {&Completer::Twin, &Completer::Anisotropic, &Completer::Hydrogens, &Completer::Weights,
-                         &Completer::Extinction};
+    const auto stages = {&Completer::Twin,         &Completer::Anisotropic, &Completer::Hydrogens,
+                         &Completer::MapHydrogens, &Completer::Weights,     &Completer::Extinction};
     for (const auto stage : stages) {
       if (completion_.cancelled || (oneStep && completion_.steps.size() >= enough)) break;
       (this->*stage)();
@@ -111,6 +114,10 @@ class Completer {
         {what, std::move(text), "", r.r1, r.wR2, session.result.parameters, session.structure.sites.size()});
     CountKinds(session.structure);
     weights_ = session.suggestedWeights;
+    missing_.clear();
+    for (const Peak& peak : session.peaks)
+      if (peak.height > std::max(kHydrogenPeak, 3.5 * session.mapSigma)) missing_.push_back(peak);
+    flack_ = EstimateFlack(session);
     highest_ = session.peaks.empty() ? 0.0 : session.peaks[0].height;
     return true;
   }
@@ -191,7 +198,7 @@ class Completer {
       fractions.push_back(s.sites[i].occupancy / candidate_.shares[i]);
     }
     LevelDisplacements(s, electrons);
-    const std::vector<int> elements = ElementsOf(problem_, s, electrons, fractions);
+    const std::vector<int> elements = ElementsOf(problem_, s, electrons, fractions, kExactBonds);
     bool changed = false;
     for (size_t i = 0; i < s.sites.size(); ++i) {
       if (candidate_.shares[i] < 0.99 || elements[i] == s.sites[i].scatterer) continue;
@@ -303,6 +310,46 @@ class Completer {
     if (!lines.empty()) Try("hydrogens", WithLines(Last(), "WGHT", lines), 0.65);
   }
 
+  // Those that no geometry tells, of water and of groups on special positions, as the map shows them.
+  void MapHydrogens() {
+    const auto hydrogen = std::find_if(problem_.formula.begin(), problem_.formula.end(),
+                                       [](const FormulaEntry& e) { return e.symbol == "H"; });
+    if (hydrogen == problem_.formula.end() || missing_.empty()) return;
+    Document document;
+    RecordingMessages messages;
+    if (!ReadInstructionText(document, Last(), messages)) return;
+    std::vector<const AtomRecord*> atoms;
+    std::vector<Fractional> hydrogens;
+    for (const AtomRecord* atom : Atoms(document.atoms)) {
+      if (atom->IsHydrogen()) hydrogens.push_back(atom->fract);
+      if (!atom->IsHydrogen() && !atom->IsPeak()) atoms.push_back(atom);
+    }
+    const Metric& metric = problem_.metric;
+    std::string lines, restraints;
+    int count = 0;
+    for (const Peak& peak : missing_) {
+      const AtomRecord* parent = nullptr;
+      double nearest = 1.15;
+      for (const AtomRecord* atom : atoms) {
+        const double d = std::sqrt(metric.DistanceSquared(peak.x, atom->fract));
+        if (d < nearest) nearest = d, parent = atom;
+      }
+      const int z = parent ? parent->element->atomicNumber : 0;
+      const bool taken = std::any_of(hydrogens.begin(), hydrogens.end(), [&](const Fractional& h) {
+        return metric.DistanceSquared(peak.x, h) < 1.2 * 1.2;
+      });
+      if (nearest < 0.65 || taken || (z != 6 && z != 7 && z != 8)) continue;
+      hydrogens.push_back(peak.x);
+      const std::string name = Printf("H%c%02d", 'M', ++count);
+      lines += Printf("%s %d %.5f %.5f %.5f %.5f 10.05\n", name.c_str(),
+                      static_cast<int>(hydrogen - problem_.formula.begin()) + 1, peak.x.x, peak.x.y, peak.x.z,
+                      10.0 + peak.siteFraction);
+      restraints += Printf("DFIX %.2f 0.02 ", z == 6 ? 0.95 : z == 7 ? 0.88 : 0.84) + parent->name + " " + name + "\n";
+    }
+    if (count > 0)
+      Try("map hydrogens", WithLines(WithLines(Last(), "WGHT", restraints), "HKLF", "AFIX 0\n" + lines), 0.7, 0.97);
+  }
+
   void Weights() {
     for (int round = 0; round < 3 && !completion_.cancelled; ++round) {
       if (!Tell("weights", 0.75 + 0.05 * round)) return;
@@ -325,6 +372,9 @@ class Completer {
       if (candidate_.shares[i] < 0.99) partial += " " + candidate_.structure.sites[i].name;
     if (!partial.empty())
       completion_.remarks.push_back("there in part:" + partial + "; model them as disorder or take them out");
+    if (flack_.present && flack_.x.su > 0.0 && flack_.x.su < 0.3)
+      completion_.remarks.push_back(Printf("hand: Flack parameter %.2f(%.2f)", flack_.x.value, flack_.x.su) +
+                                    (flack_.x.value - 3.0 * flack_.x.su > 0.5 ? "; the other hand is right" : ""));
     if (!smeared_.empty())
       completion_.remarks.push_back("smeared out:" + smeared_ + "; look for a second place or another element");
   }
@@ -336,6 +386,8 @@ class Completer {
   std::array<double, 2> weights_{0.1, 0.0};
   int isotropic_ = 0;  // atoms but hydrogen
   int hydrogens_ = 0;
+  std::vector<Peak> missing_;  // of the difference map
+  FlackResult flack_;
   std::string smeared_;  // names of atoms that move about too much
   double highest_ = 0.0;
 };

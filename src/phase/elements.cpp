@@ -12,10 +12,11 @@ namespace {
 constexpr double kSpread = 0.08;      // of ln(electrons)
 constexpr double kCountPrice = 2.0;   // for each atom more or less than the formula has
 constexpr double kHeavyPrice = 10.0;  // the same for a heavy atom more
-constexpr double kBondSpread = 0.05;  // Å beyond the usual lengths
 constexpr double kWorst = 6.0;        // of one term: no single length decides alone
 constexpr double kReach = 2.5;        // Å
 constexpr int kSweeps = 12;
+constexpr double kLightBond = 1.75;         // Å, at most between light atoms
+constexpr double kGeminalPrice = 3.5;       // of two hydroxyls or amines on one carbon
 constexpr double kDisplacementSlope = 6.0;  // of ln(electrons) with U, Å⁻²: how the two trade
 
 struct Kind {
@@ -33,7 +34,7 @@ struct BondRange {
 };
 constexpr BondRange kBonds[] = {
     {5, 5, 1.65, 1.90, 0},   {5, 6, 1.53, 1.65, 0},   {5, 7, 1.37, 1.62, 0},   {5, 8, 1.33, 1.50, 0},
-    {5, 9, 1.32, 1.43, 0},   {6, 6, 1.18, 1.58, 0},   {6, 7, 1.13, 1.50, 0},   {6, 8, 1.18, 1.45, 0},
+    {5, 9, 1.32, 1.43, 0},   {6, 6, 1.18, 1.58, 0},   {6, 7, 1.13, 1.52, 0},   {6, 8, 1.18, 1.45, 0},
     {6, 9, 1.28, 1.40, 0},   {7, 7, 1.09, 1.45, 0.5}, {7, 8, 1.20, 1.44, 0.5}, {7, 9, 1.36, 1.42, 4},
     {8, 8, 1.43, 1.49, 3},   {8, 9, 1.40, 1.44, 5},   {9, 9, 1.41, 1.42, 6},   {6, 14, 1.83, 1.92, 0},
     {8, 14, 1.58, 1.68, 0},  {7, 14, 1.70, 1.78, 0},  {6, 15, 1.76, 1.88, 0},  {7, 15, 1.55, 1.72, 0},
@@ -47,11 +48,11 @@ bool IsNonmetal(int z) {
   return (z >= 5 && z <= 9) || (z >= 14 && z <= 17) || (z >= 33 && z <= 35) || z == 53;
 }
 
-double BondPrice(int a, int b, double d) {
+double BondPrice(int a, int b, double d, double spread) {
   if (a > b) std::swap(a, b);
   for (const BondRange& r : kBonds) {
     if (r.a != a || r.b != b) continue;
-    const double beyond = std::max({0.0, r.shortest - d, d - r.longest}) / kBondSpread;
+    const double beyond = std::max({0.0, r.shortest - d, d - r.longest}) / spread;
     return r.price + std::min(kWorst, 0.5 * beyond * beyond);
   }
   return 2.0;
@@ -85,9 +86,9 @@ double CoordinationPrice(int z, size_t bonds, size_t metals) {
 }
 
 // What an atom at the end of a chain tells by its one bond to carbon.
-double EndPrice(int z, double d) {
+double EndPrice(int z, double d, double spread) {
   const auto outside = [&](double low, double high) {
-    const double beyond = std::max({0.0, low - d, d - high}) / kBondSpread;
+    const double beyond = std::max({0.0, low - d, d - high}) / spread;
     return std::min(2.5, 0.5 * beyond * beyond);
   };
   switch (z) {
@@ -107,8 +108,8 @@ double EndPrice(int z, double d) {
 class Assignment {
  public:
   Assignment(const Problem& problem, const Structure& structure, const std::vector<double>& electrons,
-             const std::vector<double>& fractions)
-      : fractions_(fractions) {
+             const std::vector<double>& fractions, double bondSpread)
+      : fractions_(fractions), spread_(bondSpread) {
     FindKinds(problem, structure);
     for (const double e : electrons) logs_.push_back(std::log(std::max(e, 0.3)));
     const NeighbourTable table = ImagesWithin(structure, kReach);
@@ -117,6 +118,7 @@ class Assignment {
       for (const Neighbour& n : list)
         if (n.distance > 1.0) bonds_.back().push_back({static_cast<size_t>(n.site), n.distance});
     }
+    FindGeminal();
   }
 
   std::vector<int> Solve() {
@@ -207,7 +209,7 @@ class Assignment {
     const int z = kinds_[kind_[site]].z;
     double price = 0.0;
     size_t bonds = 0, metals = 0;
-    double only = 0.0;
+    double only = 0.0, longest = 0.0;
     int to = 0;
     for (const Bond& b : bonds_[site]) {
       const int other = kinds_[kind_[b.other]].z;
@@ -215,13 +217,40 @@ class Assignment {
       if (!Bonded(z, other, b.length) || InRotor(site, b)) continue;
       ++bonds;
       only = b.length;
+      longest = std::max(longest, b.length);
       to = other;
-      price += 0.5 * BondPrice(z, other, b.length);
+      price += 0.5 * BondPrice(z, other, b.length, spread_);
     }
     if (!IsNonmetal(z)) return price;
-    price += CoordinationPrice(z, bonds, metals);
-    if (bonds == 1 && metals == 0 && to == 6) price += EndPrice(z, only);
+    // A cation NR4 has bonds as long as those of carbon.
+    const bool cation = z == 7 && bonds == 4 && metals == 0 && longest < 1.58;
+    price += cation ? 1.0 : CoordinationPrice(z, bonds, metals);
+    if (bonds == 1 && metals == 0 && to == 6) price += EndPrice(z, only, spread_);
+    if (geminal_[site] && (z == 7 || z == 8)) price += kGeminalPrice;
+    if (z == 9 && bonds > 0 && metals > 0) price += kGeminalPrice;
     return price;
+  }
+
+  size_t LightBonds(size_t site) const {
+    return static_cast<size_t>(std::count_if(bonds_[site].begin(), bonds_[site].end(), [&](const Bond& b) {
+      return b.length < kLightBond && !InRotor(site, b);
+    }));
+  }
+
+  // Ends of a tetrahedral atom that are as short as C-F and not alone: CF3, CF2.
+  void FindGeminal() {
+    geminal_.assign(bonds_.size(), false);
+    for (size_t centre = 0; centre < bonds_.size(); ++centre) {
+      std::vector<size_t> ends;
+      size_t neighbours = 0;
+      for (const Bond& b : bonds_[centre]) {
+        if (b.length > kLightBond) continue;
+        ++neighbours;
+        if (b.length > 1.22 && b.length < 1.43 && LightBonds(b.other) == 1) ends.push_back(b.other);
+      }
+      if (neighbours < 4 || ends.size() < 2) continue;
+      for (const size_t end : ends) geminal_[end] = true;
+    }
   }
 
   // Two ends of one atom that lie nearer to each other than to it belong to two orientations.
@@ -305,14 +334,16 @@ class Assignment {
   std::vector<std::vector<Bond>> bonds_;
   std::vector<size_t> kind_;
   std::vector<double> found_;
+  std::vector<bool> geminal_;
+  double spread_;
   double scale_ = 0.0;
 };
 
 }  // namespace
 
 std::vector<int> ElementsOf(const Problem& problem, const Structure& structure, const std::vector<double>& electrons,
-                            const std::vector<double>& fractions) {
-  std::vector<int> elements = Assignment(problem, structure, electrons, fractions).Solve();
+                            const std::vector<double>& fractions, double bondSpread) {
+  std::vector<int> elements = Assignment(problem, structure, electrons, fractions, bondSpread).Solve();
   if (elements.empty()) elements.assign(electrons.size(), static_cast<int>(structure.scatterers.size()) - 1);
   return elements;
 }

@@ -11,6 +11,7 @@ namespace {
 
 constexpr double kGoodEnough = 0.20;  // R1 that needs no second opinion
 constexpr size_t kMostCandidates = 5;
+constexpr double kPseudoSymmetry = 0.82;  // of R1, that half the operations fall below where the others are false
 
 class Solver {
  public:
@@ -89,8 +90,11 @@ class Solver {
     const auto groups = options_.groupAsGiven ? GivenSpaceGroup(problem_, data, set) : RankSpaceGroups(data, set);
     size_t tried = 0;
     for (const GroupCandidate& group : groups) {
-      const bool known = std::any_of(solution_.candidates.begin(), solution_.candidates.end(),
-                                     [&](const Candidate& c) { return c.group.symbol == group.symbol && c.r1 < 0.27; });
+      const bool known = std::any_of(solution_.candidates.begin(), solution_.candidates.end(), [&](const Candidate& c) {
+        // Of the subgroups of a model that may be right one tells whether its symmetry is real.
+        return c.Right() && (c.group.symbol == group.symbol || 2 * group.Order() < c.group.Order() ||
+                             (weighed_ && group.Order() < c.group.Order()));
+      });
       if (known || (tried > 0 && !WorthTrying(group))) continue;
       if (tried++ >= (set.merit.Accepted() ? 3u : 1u) || !Tell("model in " + group.symbol, 0.6)) return;
       Build(data, set, group);
@@ -115,6 +119,9 @@ class Solver {
     c.correlation = model.Correlation();
     c.expectedAtoms = model.ExpectedAtoms();
     c.shares = model.Shares();
+    weighed_ =
+        weighed_ || std::any_of(solution_.candidates.begin(), solution_.candidates.end(),
+                                [&](const Candidate& o) { return o.Right() && c.group.Order() < o.group.Order(); });
     solution_.candidates.push_back(std::move(c));
   }
 
@@ -129,6 +136,7 @@ class Solver {
     }
     candidates = std::move(kept);
     solution_.solved = !candidates.empty() && candidates[0].Right();
+    Weigh();
     for (Candidate& c : candidates) {
       DecideHand(problem_, c);
       GatherMolecules(c);
@@ -137,6 +145,25 @@ class Solver {
       std::erase_if(candidates, [](const Candidate& c) { return !c.Right(); });
     } else if (solution_.sentence.empty()) {
       solution_.sentence = WhyNot();
+    }
+  }
+
+  // Says of groups beside the first how they compare with it: half the symmetry has twice the atoms and fits better by
+  // that alone.
+  void Weigh() {
+    auto& candidates = solution_.candidates;
+    for (size_t i = 1; i < candidates.size(); ++i) {
+      const Candidate &first = candidates[0], &c = candidates[i];
+      const double ratio = c.r1 / std::max(first.r1, 1e-6);
+      if (c.group.Order() == first.group.Order()) {
+        candidates[i].remark = Printf("as symmetric as %s, R1 %.2f times as high", first.group.symbol.c_str(), ratio);
+      } else if (c.group.Order() < first.group.Order()) {
+        candidates[i].remark = Printf("fewer operations than %s, R1 %.2f of it: ", first.group.symbol.c_str(), ratio) +
+                               (ratio < kPseudoSymmetry ? "its symmetry may be false, complete both" : "no better");
+      } else {
+        candidates[0].remark = Printf("R1 %.2f of %s: that symmetry is only near", 1.0 / ratio, c.group.symbol.c_str());
+        candidates[i].remark = "more symmetry than the data bear";
+      }
     }
   }
 
@@ -156,6 +183,7 @@ class Solver {
   Solution& solution_;
   std::vector<Rotation> tried_;
   double bestBefore_ = 2.0;
+  bool weighed_ = false;  // against a subgroup
 };
 
 }  // namespace
