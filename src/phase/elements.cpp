@@ -16,6 +16,8 @@ constexpr double kWorst = 6.0;        // of one term: no single length decides a
 constexpr double kReach = 2.5;        // Å
 constexpr int kSweeps = 12;
 constexpr double kLightBond = 1.75;         // Å, at most between light atoms
+constexpr double kBridgePrice = 8.0;        // of fluorine between carbon and a metal
+constexpr double kSwapPrice = 15.0;         // in electrons, that no chemistry makes up for
 constexpr double kGeminalPrice = 3.5;       // of two hydroxyls or amines on one carbon
 constexpr double kDisplacementSlope = 6.0;  // of ln(electrons) with U, Å⁻²: how the two trade
 
@@ -111,6 +113,7 @@ class Assignment {
              const std::vector<double>& fractions, double bondSpread)
       : fractions_(fractions), spread_(bondSpread) {
     FindKinds(problem, structure);
+    FindSpreads(structure);
     for (const double e : electrons) logs_.push_back(std::log(std::max(e, 0.3)));
     const NeighbourTable table = ImagesWithin(structure, kReach);
     for (const auto& list : table) {
@@ -151,8 +154,19 @@ class Assignment {
     for (Kind& k : kinds_) k.share = std::max(0.003, k.share / std::max(sum, 1e-9));
   }
 
+  // What moves about more than usual says less by its electrons.
+  void FindSpreads(const Structure& structure) {
+    std::vector<double> u;
+    for (const Site& site : structure.sites) u.push_back(site.u[0]);
+    if (u.empty()) return;
+    const auto middle = u.begin() + static_cast<std::ptrdiff_t>(u.size() / 2);
+    std::nth_element(u.begin(), middle, u.end());
+    for (const Site& site : structure.sites)
+      spreads_.push_back(kSpread * std::clamp(site.u[0] / std::max(*middle, 1e-4), 1.0, 2.0));
+  }
+
   double Electrons(size_t site, size_t kind) const {
-    const double d = (logs_[site] - scale_ - std::log(static_cast<double>(kinds_[kind].z))) / kSpread;
+    const double d = (logs_[site] - scale_ - std::log(static_cast<double>(kinds_[kind].z))) / spreads_[site];
     // Far off, the price grows slowly: what is disordered has too few of any.
     const double squared = d * d < 9.0 ? d * d : 6.0 * std::fabs(d) - 9.0;
     return 0.5 * squared - std::log(kinds_[kind].share);
@@ -166,7 +180,7 @@ class Assignment {
       for (size_t i = 0; i < logs_.size(); ++i) {
         double least = std::numeric_limits<double>::max();
         for (size_t k = 0; k < kinds_.size(); ++k) least = std::min(least, Electrons(i, k));
-        sum += fractions_[i] * std::min(least, 20.0);
+        sum += fractions_[i] * std::min(least, 20.0) * kSpread / spreads_[i];
       }
       sum += 0.02 * static_cast<double>(logs_.size()) * scale_ * scale_;
       if (sum < best) best = sum, chosen = scale_;
@@ -187,7 +201,7 @@ class Assignment {
       const bool changed = ChangeOne(), swapped = SwapTwo();
       std::vector<double> offsets;
       for (size_t i = 0; i < logs_.size(); ++i)
-        offsets.push_back(logs_[i] - std::log(static_cast<double>(kinds_[kind_[i]].z)));
+        if (spreads_[i] <= kSpread) offsets.push_back(logs_[i] - std::log(static_cast<double>(kinds_[kind_[i]].z)));
       const auto middle = offsets.begin() + static_cast<std::ptrdiff_t>(offsets.size() / 2);
       std::nth_element(offsets.begin(), middle, offsets.end());
       scale_ = 0.5 * (scale_ + *middle);
@@ -209,7 +223,7 @@ class Assignment {
     const int z = kinds_[kind_[site]].z;
     double price = 0.0;
     size_t bonds = 0, metals = 0;
-    double only = 0.0, longest = 0.0;
+    double only = 0.0, longest = 0.0, sum = 0.0;
     int to = 0;
     for (const Bond& b : bonds_[site]) {
       const int other = kinds_[kind_[b.other]].z;
@@ -218,6 +232,7 @@ class Assignment {
       ++bonds;
       only = b.length;
       longest = std::max(longest, b.length);
+      sum += b.length;
       to = other;
       price += 0.5 * BondPrice(z, other, b.length, spread_);
     }
@@ -227,7 +242,9 @@ class Assignment {
     price += cation ? 1.0 : CoordinationPrice(z, bonds, metals);
     if (bonds == 1 && metals == 0 && to == 6) price += EndPrice(z, only, spread_);
     if (geminal_[site] && (z == 7 || z == 8)) price += kGeminalPrice;
-    if (z == 9 && bonds > 0 && metals > 0) price += kGeminalPrice;
+    if (z == 9 && bonds > 0 && metals > 0) price += kBridgePrice;
+    // Furans and esters apart, two short bonds are those of carbon or nitrogen, the more so on a metal.
+    if (z == 8 && bonds == 2 && sum < 2.77) price += metals > 0 ? 4.0 : 1.5;
     return price;
   }
 
@@ -277,7 +294,8 @@ class Assignment {
   // All that changes when these sites change.
   double Around(size_t a, size_t b) const {
     double price = Electrons(a, kind_[a]) + (b != a ? Electrons(b, kind_[b]) : 0.0) + CountsPrice();
-    std::vector<size_t> touched{a, b};
+    std::vector<size_t>& touched = touched_;
+    touched.assign({a, b});
     for (const size_t site : {a, b})
       for (const Bond& bond : bonds_[site]) touched.push_back(bond.other);
     std::sort(touched.begin(), touched.end());
@@ -316,6 +334,7 @@ class Assignment {
       for (size_t j = i + 1; j < kind_.size(); ++j) {
         const size_t a = kind_[i], b = kind_[j];
         if (a == b || std::fabs(logs_[i] - logs_[j]) > 0.5) continue;
+        if (Electrons(i, b) + Electrons(j, a) > Electrons(i, a) + Electrons(j, b) + kSwapPrice) continue;
         const double before = Around(i, j);
         Set(i, b), Set(j, a);
         if (Around(i, j) < before - 1e-9) {
@@ -335,6 +354,8 @@ class Assignment {
   std::vector<size_t> kind_;
   std::vector<double> found_;
   std::vector<bool> geminal_;
+  std::vector<double> spreads_;  // of ln(electrons), by site
+  mutable std::vector<size_t> touched_;
   double spread_;
   double scale_ = 0.0;
 };
