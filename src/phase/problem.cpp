@@ -15,6 +15,7 @@ namespace {
 
 constexpr size_t kMostReflections = 5000000;
 constexpr size_t kFewestReflections = 30;
+constexpr double kShortestXRays = 0.1;       // Å
 constexpr double kLargestVolume = 200000.0;  // Å3
 
 // Instructions of the header that a solution carries on, apart from those that it decides itself.
@@ -102,6 +103,11 @@ std::string ReadHeader(const std::string& text, Problem& problem) {
   if (!cell) return "there is no CELL with a wavelength and six parameters";
   if (!(problem.wavelength > 0.005 && problem.wavelength < 10.0))
     return Printf("the wavelength of %g A on CELL is impossible", problem.wavelength);
+  if (problem.wavelength < kShortestXRays)
+    problem.notes.push_back(
+        Printf("%g A is a wavelength of electrons; the scattering factors are those of X-rays, which "
+               "makes elements unsure",
+               problem.wavelength));
   problem.metric = MakeMetric(parameters);
   if (!(problem.metric.volume > 20.0) || std::min({parameters.a, parameters.b, parameters.c}) < 1.5)
     return "the cell on CELL is impossible";

@@ -137,6 +137,7 @@ class Solver {
     candidates = std::move(kept);
     solution_.solved = !candidates.empty() && candidates[0].Right();
     Weigh();
+    CompareWithFormula();
     for (Candidate& c : candidates) {
       DecideHand(problem_, c);
       GatherMolecules(c);
@@ -165,6 +166,16 @@ class Solver {
         candidates[i].remark = "more symmetry than the data bear";
       }
     }
+  }
+
+  void CompareWithFormula() {
+    if (!solution_.solved || !problem_.formulaFits) return;
+    const Candidate& first = solution_.candidates[0];
+    double found = 0.0;
+    for (const Site& site : first.structure.sites) found += site.occupancy;
+    if (found < 0.75 * first.expectedAtoms || found > 1.25 * first.expectedAtoms)
+      problem_.notes.push_back(
+          Printf("%.1f atoms are there where UNIT has %.1f: are formula and Z right?", found, first.expectedAtoms));
   }
 
   std::string WhyNot() const {

@@ -219,7 +219,6 @@ SpaceGroup LaueSpaceGroup(const std::vector<Rotation>& rotations, const Centring
 }
 
 bool AnalyseData(Problem& problem, const AnalysisOptions& options, DataStatistics& s, std::string& sentence) {
-  s.centring = FindCentring(problem, options.given);
   s.meanIOverSigma = MeanRatio(problem.reflections);
   if (s.meanIOverSigma < 0.3) {
     sentence =
@@ -227,6 +226,7 @@ bool AnalyseData(Problem& problem, const AnalysisOptions& options, DataStatistic
                s.meanIOverSigma);
     return false;
   }
+  s.centring = FindCentring(problem, options.given);
   DataLimits limits;
   limits.omitSigmas = 0.0;
   limits.wavelength = problem.wavelength;
