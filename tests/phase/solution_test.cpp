@@ -1,17 +1,13 @@
 #include "phase/solution.h"
 
-#include <algorithm>
 #include <cmath>
-#include <complex>
 #include <gtest/gtest.h>
-#include <map>
 #include <random>
 
 #include "base/files.h"
 #include "base/numbers.h"
 #include "crystal/symmetry.h"
 #include "phase/completion.h"
-#include "phase/elements.h"
 #include "phase/run.h"
 #include "refine/factors/structure_factors.h"
 
@@ -187,102 +183,6 @@ TEST(Completion, ReachesTheErrorOfTheDataAndKeepsOnlyWhatHelps) {
   EXPECT_TRUE(Complete(problem, spoiled, [](const std::string&, double) { return false; }).cancelled);
 }
 
-// Two parts that a twofold axis along a makes of a monoclinic crystal whose angle is 90°.
-TEST(Completion, FindsTheShareOfATwin) {
-  Crystal crystal{{7.3, 9.1, 11.4, 90, 90, 90}, 1, {"-x, y+1/2, -z+1/2"}};
-  crystal.counts = {8, 2, 1};
-  const auto [ins, hkl] = FilesOf(crystal);
-  Problem problem;
-  std::string sentence;
-  ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence)) << sentence;
-  std::map<Miller, double> single;
-  const SpaceGroup group = StructureOf(crystal).group;
-  for (const Reflection& r : problem.reflections) single[group.Representative(r.h, true)] = r.intensity;
-  constexpr double kShare = 0.3;
-  for (Reflection& r : problem.reflections) {
-    const auto other = single.find(group.Representative({r.h[0], -r.h[1], -r.h[2]}, true));
-    r.intensity = (1.0 - kShare) * r.intensity + kShare * (other == single.end() ? 0.0 : other->second);
-  }
-  const Solution solution = Solve(problem, {});
-  ASSERT_TRUE(solution.solved) << solution.sentence;
-  EXPECT_EQ(solution.candidates[0].group.symbol, "P 1 21/c 1");
-  const Completion completion = Complete(problem, solution.candidates[0], nullptr);
-  const auto twin = std::find_if(completion.steps.begin(), completion.steps.end(),
-                                 [](const CompletionStep& step) { return step.what == "twin"; });
-  ASSERT_NE(twin, completion.steps.end());
-  EXPECT_NE(twin->remark.find("second part 0.3"), std::string::npos) << twin->remark;
-  EXPECT_LT(completion.steps.back().r1, 0.05);
-
-  // From the file of the solution it is found again, one step at a time, and what a user set stays.
-  const std::string text = ComposeInstructions(problem, solution.candidates[0]);
-  problem.lattice = solution.candidates[0].group.latt;
-  problem.symm = solution.candidates[0].group.symm;
-  EXPECT_EQ(CompleteModel(problem, text, true, nullptr, sentence).steps.size(), 1u);
-  std::string fixed = twin->text;
-  fixed.insert(fixed.find("WGHT"), "DFIX 1.9 0.5 C1 C2\n");
-  const Completion next = CompleteModel(problem, fixed, true, nullptr, sentence);
-  ASSERT_EQ(next.steps.size(), 2u) << sentence;
-  EXPECT_EQ(next.steps[0].what, "as it stands");
-  EXPECT_NE(next.steps[1].text.find("\nDFIX"), std::string::npos);
-  EXPECT_NE(next.steps[1].text.find("\nTWIN"), std::string::npos);
-}
-
-// Right phases pass, and random ones of the same structure do not, nor does the group of more symmetry.
-TEST(Solution, FiguresOfMeritTellRightFromWrong) {
-  const auto [ins, hkl] = FilesOf(Monoclinic());
-  Problem problem;
-  std::string sentence;
-  ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence));
-  DataStatistics data;
-  ASSERT_TRUE(AnalyseData(problem, {}, data, sentence)) << sentence;
-  EXPECT_EQ(data.laue.size(), 2u);
-  EXPECT_GT(data.completeness, 0.95);
-  PhasingOptions options;
-  options.threads = 1;
-  const std::vector<PhaseSet> sets = FindPhases(data, options);
-  ASSERT_FALSE(sets.empty());
-  EXPECT_TRUE(sets[0].merit.Accepted()) << sets[0].merit.correlation;
-  const auto groups = RankSpaceGroups(problem, data, sets[0]);
-  ASSERT_GT(groups.size(), 1u);
-  EXPECT_EQ(groups[0].symbol, "P 1 21/c 1");
-  EXPECT_GT(groups[0].least, 0.75);
-  for (const GroupCandidate& g : groups)
-    if (g.Order() == groups[0].Order() && g.symbol != groups[0].symbol) EXPECT_FALSE(g.Fits()) << g.symbol;
-  PhaseSet wrong = sets[0];
-  std::mt19937 random(5);
-  for (PhasedReflection& r : wrong.reflections)
-    r.phase = std::polar(1.0f, static_cast<float>(random() % 6283) / 1000.0f);
-  for (const GroupCandidate& g : RankSpaceGroups(problem, data, wrong))
-    if (g.Order() > 1) EXPECT_FALSE(g.Fits()) << g.symbol << g.mean;
-}
-
-TEST(Elements, BondsAndCountsTellWhatElectronsDoNot) {
-  Problem problem;
-  std::string sentence;
-  std::string rows;
-  for (int i = 1; i < 60; ++i) rows += Printf("%4d%4d%4d%8.2f%8.2f\n", i % 5, i / 5, 1, 10.0, 1.0);
-  // Trifluoroacetic acid: CF3-C(=O)-OH, the electrons of F and O given alike.
-  ASSERT_TRUE(MakeProblem("CELL 0.71 5 5 6 90 90 90\nSFAC C F O\nUNIT 2 3 2\nHKLF 4\nEND\n", rows, problem, sentence))
-      << sentence;
-  Structure s;
-  s.metric = problem.metric;
-  s.group = *MakeSpaceGroup(-1, ListOperators(-1, {}), sentence);
-  s.scatterers = problem.scatterers;
-  const double places[][3] = {{2.00, 2.00, 2.00}, {2.00, 2.00, 3.54}, {3.25, 2.00, 1.53}, {1.38, 3.08, 1.53},
-                              {1.38, 0.92, 1.53}, {3.05, 2.00, 4.14}, {0.87, 2.00, 4.23}};
-  for (const auto& x : places) {
-    Site site;
-    site.x = {x[0] / 5, x[1] / 5, x[2] / 6};
-    site.u = {0.04, 0, 0, 0, 0, 0};
-    s.sites.push_back(site);
-  }
-  const std::vector<double> fractions(7, 1.0);
-  const std::vector<int> expected{0, 0, 1, 1, 1, 2, 2};
-  EXPECT_EQ(ElementsOf(problem, s, {6.1, 5.8, 8.4, 8.6, 8.5, 8.4, 8.6}, fractions), expected);
-  problem.formulaFits = false;
-  EXPECT_EQ(ElementsOf(problem, s, {6.1, 5.8, 8.4, 8.6, 8.5, 8.1, 8.0}, fractions), expected);
-}
-
 TEST(Solution, NoiseIsNotSolvedAndNothingIsWritten) {
   auto [ins, hkl] = FilesOf(Monoclinic());
   std::mt19937 random(3);
@@ -341,10 +241,6 @@ TEST(Problem, BadInputGetsASentence) {
   EXPECT_TRUE(MakeProblem(ones, "   1   1   1    0.00    0.00\n" + hkl, problem, sentence)) << sentence;
   EXPECT_FALSE(problem.formulaFits);
   EXPECT_GE(problem.notes.size(), 2u);
-  std::string electrons = ins;
-  electrons.replace(electrons.find("0.71073"), 7, "0.02510");
-  EXPECT_TRUE(MakeProblem(electrons, hkl, problem, sentence)) << sentence;
-  EXPECT_NE(problem.notes.back().find("electrons"), std::string::npos);
 }
 
 }  // namespace
