@@ -73,10 +73,12 @@ std::string Fault(const CoreItem& item, std::string_view value) {
 
 class CifTest : public RunTest {
  protected:
-  void RunPair(const std::string& name, const std::string& end = ".res") {
-    const fs::path pairs = fs::path(RealData()) / "pairs";
-    fs::copy_file(pairs / (name + end), Path(name + ".ins"));
-    fs::copy_file(pairs / (name + ".hkl"), Path(name + ".hkl"));
+  void RunPair(const std::string& name) {
+    const std::string pairs = std::string(RealData()) + "/pairs/";
+    fs::copy_file(pairs + name + ".hkl", Path(name + ".hkl"));
+    // The model is the refined one: a cycle gives the figures.
+    Write(name + ".ins",
+          std::regex_replace(ReadWholeFile(pairs + name + ".res").content, std::regex("\nL\\.S\\.[^\n]*"), "\nL.S. 1"));
     ASSERT_EQ(Run(name), 0) << Said();
     cif_ = Read(name + ".cif");
     CifReader reader(cif_, {"_"});
@@ -101,7 +103,7 @@ TEST_F(CifTest, WhatIsWrittenIsAmongTheCoreItems) {
   ASSERT_GT(items.size(), 1000u);
   // Core items of CIF 1.1 whose old names the table lacks, the attached files, and a range that is a wish.
   const std::regex own(".*/(neti|su_max|su_mean)|_iucr_refine_.*|_diffrn_source|.*_fraction_full");
-  for (const char* name : {"urea_p421m", "salt_p212121", "small_46", "centred_r", "disorder_4fv"}) {
+  for (const char* name : {"urea_p421m", "small_46", "centred_r"}) {
     SCOPED_TRACE(name);
     RunPair(name);
     size_t looked = 0;
