@@ -44,6 +44,7 @@ std::vector<std::string> Others(const std::string& text, const std::vector<std::
     at = source.Position();
     if (!named && !(states && IsState(line.head.keyword))) lines.push_back(bytes);
   }
+  lines.insert(lines.end(), static_cast<size_t>(std::count(at, text.data() + text.size(), '\n')), "");
   return lines;
 }
 
