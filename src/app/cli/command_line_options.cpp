@@ -13,7 +13,7 @@ void CheckTogether(CommandLineOptions& options) {
   const bool batch = !options.batch.empty();
   // What finds the model comes before what is made of it, wherever it stands.
   const auto leads = [](const BatchAction& action) { return action.Is("--solve") || action.Is("--complete"); };
-  std::ranges::stable_partition(options.actions, leads);
+  std::stable_partition(options.actions.begin(), options.actions.end(), leads);
   for (size_t i = 1; i < options.actions.size() && !batch; ++i) {
     if (!leads(options.actions[i - 1]))
       wrong(std::string(options.actions[i].row->name) + " cannot go together with another task");

@@ -181,7 +181,9 @@ class Study {
     std::map<size_t, std::vector<size_t>> byBlock;
     for (size_t i = 0; i < count; ++i) byBlock[order[i] / kBlock].push_back(order[i]);
     Calculated calculated;
-    for (const auto& [block, observations] : byBlock) {
+    for (const auto& entry : byBlock) {
+      const size_t block = entry.first;
+      const std::vector<size_t>& observations = entry.second;
       pass_.RunBlocks(block, block + 1, calculated, s_.parametrisation,
                       [&](size_t, const double* rows, const Lanes& residual) {
                         for (const size_t at : observations) AddInfluence(at, rows, residual[at % kBlock]);
