@@ -109,8 +109,8 @@ std::string Difference(const Document& a, const Document& b) {
     for (size_t i = 0; i < 10; ++i) same = same && Near(p->codedValues[i], q->codedValues[i]);
     if (!same) return "atom " + p->name;
     // Two groups of one code stay two.
-    if (p->next && q->next && p->afix == p->next->afix && p->part == p->next->part && p->residue == p->next->residue &&
-        (p->afixGroup == p->next->afixGroup) != (q->afixGroup == q->next->afixGroup))
+    if (p->afix != 0 && p->next && q->next && p->afix == p->next->afix && p->part == p->next->part &&
+        p->residue == p->next->residue && (p->afixGroup == p->next->afixGroup) != (q->afixGroup == q->next->afixGroup))
       return "the group of " + p->name;
   }
   if (q) return "more atoms";

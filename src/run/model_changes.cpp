@@ -29,10 +29,24 @@ bool IsFileAtom(const AtomRecord& atom) {
 
 using AtomsByName = std::unordered_map<std::string, const AtomRecord*>;
 
+// Keys for the atoms of a document as they are asked for: the name, and where one comes again its turn.
+class NameKeys {
+ public:
+  std::string Next(const std::string& name) {
+    std::string key = Capitals(name);
+    const int turn = ++turns_[key];
+    return turn == 1 ? key : key + '#' + std::to_string(turn);
+  }
+
+ private:
+  std::unordered_map<std::string, int> turns_;
+};
+
 AtomsByName FileAtomsOf(const Document& document) {
   AtomsByName atoms;
+  NameKeys keys;
   for (const AtomRecord* atom : Atoms(document.atoms)) {
-    if (IsFileAtom(*atom)) atoms.try_emplace(Capitals(FullName(document, *atom)), atom);
+    if (IsFileAtom(*atom)) atoms.emplace(keys.Next(FullName(document, *atom)), atom);
   }
   return atoms;
 }
@@ -143,10 +157,11 @@ ModelChanges CompareModels(const Document& before, const Document& after, const 
   ModelChanges changes;
   const AtomsByName old = FileAtomsOf(before);
   const AtomsByName now = FileAtomsOf(after);
+  NameKeys oldKeys, newKeys;
   for (const AtomRecord* atom : Atoms(after.atoms)) {
     if (!IsFileAtom(*atom)) continue;
     const std::string name = FullName(after, *atom);
-    const auto match = old.find(Capitals(name));
+    const auto match = old.find(newKeys.Next(name));
     if (match == old.end()) {
       changes.atoms.push_back({name, AtomFate::Added, 0.0, {}});
       ++changes.added;
@@ -157,7 +172,7 @@ ModelChanges CompareModels(const Document& before, const Document& after, const 
   }
   for (const AtomRecord* atom : Atoms(before.atoms)) {
     const std::string name = IsFileAtom(*atom) ? FullName(before, *atom) : "";
-    if (name.empty() || now.contains(Capitals(name))) continue;
+    if (name.empty() || now.contains(oldKeys.Next(name))) continue;
     changes.atoms.push_back({name, AtomFate::Gone, 0.0, {}});
     ++changes.gone;
   }

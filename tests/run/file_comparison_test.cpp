@@ -29,6 +29,10 @@ TEST(FileComparison, TellsInCrystallographersTerms) {
 TEST(FileComparison, SameFilesSayTheSame) {
   EXPECT_TRUE(CompareFiles(kOld, kOld, {}).Same());
   EXPECT_EQ(ComparisonAsText(CompareFiles(kNew, kNew, {})), "The two say the same.\n");
+  std::string twice = kOld;
+  twice.insert(twice.find("HKLF"), "C1 1 0.7 0.2 0.9 11 0.02\n");  // two atoms of one name
+  EXPECT_TRUE(CompareFiles(twice, twice, {}).Same());
+  EXPECT_EQ(ComparisonAsText(CompareFiles(kOld, twice, {})), "C1 is new\n");
   EXPECT_TRUE(CompareFiles("", "no file at all", {}).Same());
   EXPECT_FALSE(CompareFilesAt("/nowhere/a.res", "/nowhere/b.res"));
 }
