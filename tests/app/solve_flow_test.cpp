@@ -120,6 +120,24 @@ TEST_F(SolveFlow, NewFromReflectionsAsksBeforeItOverwrites) {
   EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, other + "cell=6,7,8,90,90,90 wavelength=0.7 formula=C7"),
             Outcome::Done);
   EXPECT_NE(folder.Get("other.ins").find("UNIT 28\n"), std::string::npos) << folder.Get("other.ins");
+
+  // Reflections of another name are not those of the job beside them.
+  const std::string raw = "hkl=\"" + folder.Put("job.raw", Reflections()) + "\"";
+  EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, raw), Outcome::Failed);
+  EXPECT_NE(messages.shown.back().text.find("job.raw cannot be read"), std::string::npos);
+}
+
+TEST_F(SolveFlow, NewFromReflectionsWritesNothingUntilAllMayBeWritten) {
+  const std::string mine = folder.Get("job.hkl");
+  std::string cif = "data_x\n_refln_text\n;\n";
+  for (int h = 1; h < 30; ++h) cif += Printf("%4d   0   0   10.00    1.00\n", h);
+  folder.Put("job.cif", cif + ";\n");
+  messages.answers = {true, false};  // the reflections may go, the instructions may not
+  EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, "hkl=\"" + (folder / "job.cif") + "\" title=again"),
+            Outcome::Failed);
+  EXPECT_EQ(messages.asked.size(), 2u);
+  EXPECT_EQ(folder.Get("job.hkl"), mine);
+  EXPECT_EQ(folder.Get("job.ins"), kHeader);
 }
 
 }  // namespace

@@ -24,17 +24,25 @@ bool IsCif(const std::string& path) {
   return LowerExtensionOf(path).starts_with("cif");
 }
 
-// False after a message; asks before it takes the place of something else.
-bool PutFile(Workbench& bench, const std::string& path, const std::string& text) {
+bool Holds(const std::string& path, const std::string& text) {
   const FileContent existing = ReadWholeFile(path);
-  if (existing.opened && existing.content == text) return true;
-  if (existing.opened && !bench.messages.AskYesNo({MessageIcon::Question, "File Exists",
-                                                   FileNameOf(path) +
-                                                       " exists already and differs from what would be written.\n"
-                                                       "Do you want to overwrite it? Its content stays as " +
-                                                       FileNameOf(path) + ".bak."}))
-    return false;
-  const int error = WriteFileAtomically(path, text, existing.opened ? path + ".bak" : "");
+  return existing.opened && existing.content == text;
+}
+
+// Asks before something else loses its place.
+bool MayPut(Workbench& bench, const std::string& path, const std::string& text) {
+  return !ReadWholeFile(path).opened || Holds(path, text) ||
+         bench.messages.AskYesNo({MessageIcon::Question, "File Exists",
+                                  FileNameOf(path) +
+                                      " exists already and differs from what would be written.\n"
+                                      "Do you want to overwrite it? Its content stays as " +
+                                      FileNameOf(path) + ".bak."});
+}
+
+// False after a message.
+bool Put(Workbench& bench, const std::string& path, const std::string& text) {
+  if (Holds(path, text)) return true;
+  const int error = WriteFileAtomically(path, text, ReadWholeFile(path).opened ? path + ".bak" : "");
   if (error) bench.messages.Show(SystemErrorMessage("Error: File I/O", error));
   return error == 0;
 }
@@ -62,7 +70,7 @@ EditFault ApplyJobFields(const EditArguments& arguments, JobStart& start) {
   for (const EditArguments::Field& field : arguments.fields) {
     const FieldRange& range = *FindField(kFields, field.key);
     if (field.key == "cell") {
-      double v[6];
+      double v[6] = {};
       size_t count = 0;
       std::string_view rest = field.value;
       for (; !rest.empty() && count < 6; ++count) {
@@ -111,7 +119,9 @@ bool NewFromReflections(Workbench& bench, const EditArguments& arguments) {
   JobStart start = KnownOfJob(path);
   if (const EditFault fault = ApplyJobFields(arguments, start)) return RefuseField(bench, fault), false;
   const std::string base = BaseNameOf(path);
-  const bool carried = IsCif(path) || !ReadWholeFile(base + ".hkl").opened;
+  const std::string hkl = base + ".hkl";
+  const std::string ins = base + ".ins";
+  const bool carried = path != hkl || !ReadWholeFile(hkl).opened;
   if (carried && start.reflections.empty())
     return Refuse(bench, kCaption, FileNameOf(path) + " cannot be read, or holds no reflections."), false;
   if (start.title.empty()) start.title = FileNameOf(base);
@@ -119,10 +129,11 @@ bool NewFromReflections(Workbench& bench, const EditArguments& arguments) {
   const std::string text = ComposeJobStart(start, sentence);
   if (text.empty()) return Refuse(bench, kCaption, sentence), false;
   if (!MayLoseChanges(bench, "begin another structure")) return false;
-  if (carried && !PutFile(bench, base + ".hkl", start.reflections)) return false;
-  if (!PutFile(bench, base + ".ins", text)) return false;
+  // Nothing is written before everything may be.
+  if ((carried && !MayPut(bench, hkl, start.reflections)) || !MayPut(bench, ins, text)) return false;
+  if ((carried && !Put(bench, hkl, start.reflections)) || !Put(bench, ins, text)) return false;
   bench.SetModified(false);
-  return OpenFile(bench, base + ".ins");
+  return OpenFile(bench, ins);
 }
 
 Outcome NewFromReflectionsHandler(Workbench& bench, const CommandCall& call) {
