@@ -231,6 +231,7 @@ TEST_F(CommandLineTest, FilesThatACifCarriesComeOutAsTheyWere) {
   EXPECT_EQ(folder.Get("listed.hkl"), "mine");
   EXPECT_EQ(Run({"--extract", "--yes", cif}), 0) << err.str();
   EXPECT_NE(folder.Get("listed.hkl"), "mine");
+  EXPECT_EQ(folder.Get("listed.hkl.bak"), "mine");
   EXPECT_EQ(Run({"--extract", folder.Put("none.cif", "data_a\n_cell_length_a 8\n")}), 1);
 }
 

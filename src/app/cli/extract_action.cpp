@@ -19,13 +19,14 @@ std::string FolderFor(const CommandLineOptions& options) {
 bool WriteAttachment(BatchSession& session, const std::string& path, const std::string& content) {
   const FileContent old = ReadWholeFile(path);
   if (old.opened && old.content == content) return true;
-  if (old.opened && !session.messages.AskYesNo({MessageIcon::Question, "Overwrite File?",
-                                                path + " exists and holds something else. Overwrite it?"},
-                                               Unattended::No)) {
+  if (old.opened &&
+      !session.messages.AskYesNo({MessageIcon::Question, "Overwrite File?",
+                                  path + " exists and holds something else. Overwrite it? Its content stays as .bak."},
+                                 Unattended::No)) {
     session.messages.Show({MessageIcon::Warning, "Error: File I/O", path + " exists; --yes writes over it."});
     return false;
   }
-  if (WriteFileAtomically(path, content) == 0) return true;
+  if (WriteFileAtomically(path, content, old.opened ? path + ".bak" : "") == 0) return true;
   session.messages.Show({MessageIcon::Error, "Error: File I/O", path + " could not be written."});
   return false;
 }
