@@ -226,9 +226,9 @@ void MainWindow::SetUpStatusBar() {
 }
 
 Outcome MainWindow::Run(int id, const std::string& argument) {
-  // What waits for a click speaks of the structure as it is now.
   if (id == kRefineCommand && !refinement_->PeaksMayGo([this] { return Run(kKillPeaksCommand) == Outcome::Changed; }))
     return Outcome::Cancelled;
+  // What waits for a click speaks of the structure as it is now.
   const CommandRow* row = FindCommand(id);
   if (row && row->effect != CommandEffect::None) input_->CancelPending();
   ++running_;

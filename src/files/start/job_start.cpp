@@ -171,10 +171,8 @@ JobStart ReadInstructionStart(std::string_view text) {
   for (size_t i = 0; i < document.instructions.sfac.size() && i < document.instructions.unit.size(); ++i) {
     if (!ParseWholeNumber(document.instructions.unit[i], number) || !(number > 0.0)) continue;
     const double count = number / std::max(1.0, start.units);
-    {
-      start.formula +=
-          Printf("%s%s%g", start.formula.empty() ? "" : " ", SymbolOf(document.instructions.sfac[i]).c_str(), count);
-    }
+    start.formula +=
+        Printf("%s%s%g", start.formula.empty() ? "" : " ", SymbolOf(document.instructions.sfac[i]).c_str(), count);
   }
   return start;
 }
