@@ -9,6 +9,7 @@
 #include <set>
 
 #include "base/numbers.h"
+#include "base/words.h"
 #include "check/data_uncertainties.h"
 
 namespace marvik {
@@ -16,12 +17,6 @@ namespace {
 
 // Fractional: two places that are the same but for rounding.
 constexpr double kSamePlace = 2e-5;
-
-std::string Lowered(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return result;
-}
 
 // Whole cells apart counts as the same where a coordinate was too large for an instruction file.
 bool IsNear(const AtomRecord& atom, const CifUncertainAtom& listed, double least, double most) {
@@ -48,14 +43,14 @@ std::vector<std::pair<const AtomRecord*, const CifUncertainAtom*>> Match(const D
   std::multimap<std::string, const AtomRecord*> byLabel;
   std::multimap<double, const AtomRecord*> byX;
   for (const AtomRecord* atom : Atoms(document.atoms, kNoGenerated)) {
-    byLabel.emplace(Lowered(atom->name), atom);
+    byLabel.emplace(LowerCase(atom->name), atom);
     byX.emplace(atom->fract.x, atom);
   }
   std::vector<std::pair<const AtomRecord*, const CifUncertainAtom*>> pairs;
   std::set<const AtomRecord*> taken;
   std::vector<const CifUncertainAtom*> rest;
   for (const CifUncertainAtom& atom : listed.atoms) {
-    const auto [from, to] = byLabel.equal_range(Lowered(atom.label));
+    const auto [from, to] = byLabel.equal_range(LowerCase(atom.label));
     const auto found = std::find_if(from, to, [&](const auto& entry) {
       return !taken.contains(entry.second) && IsNear(*entry.second, atom, 0.0015, 0.005);
     });

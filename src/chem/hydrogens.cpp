@@ -1,7 +1,6 @@
 #include "chem/hydrogens.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <limits>
 
@@ -9,6 +8,7 @@
 #include "chem/connectivity.h"
 #include "chem/hfix.h"
 #include "chem/hybridization.h"
+#include "language/tokenizer.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -42,13 +42,8 @@ bool IsAcceptor(const AtomRecord& atom) {
   return std::find(std::begin(kAcceptors), std::end(kAcceptors), atom.element->atomicNumber) != std::end(kAcceptors);
 }
 
-std::string InCapitals(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return text;
-}
-
 std::string KeyOf(int32_t residue, const std::string& label) {
-  return std::to_string(residue).append(":").append(InCapitals(label));
+  return std::to_string(residue).append(":").append(UpperCase(label));
 }
 
 // Hydroxyl groups have a hydrogen of their own to give.
@@ -59,7 +54,7 @@ bool MayDonate(const AtomRecord& atom) {
 // "H12" for C12.
 std::string StemOf(const AtomRecord& carrier) {
   const std::string symbol(carrier.element->Symbol());
-  const bool named = InCapitals(carrier.name).starts_with(InCapitals(symbol));
+  const bool named = UpperCase(carrier.name).starts_with(UpperCase(symbol));
   return std::string("H").append(named ? carrier.name.substr(symbol.size()) : carrier.name);
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/numbers.h"
+#include "base/words.h"
 #include "language/tokenizer.h"
 
 namespace marvik {
@@ -52,12 +53,6 @@ void AppendWithBlank(std::string& to, std::string_view what) {
   if (what.empty()) return;
   if (!to.empty()) to += ' ';
   to += what;
-}
-
-std::string_view Trimmed(std::string_view text) {
-  const size_t first = text.find_first_not_of(kBlanks);
-  if (first == kNone) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
 }
 
 }  // namespace
@@ -114,7 +109,7 @@ bool LineSource::Next(SourceLine& line) {
 void LineSource::TakeContinued(std::string_view first, size_t sign, SourceLine& line) {
   code_ = first.substr(0, sign);
   comment_ = line.comment;
-  lost_ = Trimmed(first.substr(sign + 1, line.code.size() - sign - 1));
+  lost_ = Trimmed(first.substr(sign + 1, line.code.size() - sign - 1), kBlanks);
   std::string_view last = first;
   while (sign != kNone && at_ < text_.size()) {
     last = NextPhysical();
@@ -124,7 +119,7 @@ void LineSource::TakeContinued(std::string_view first, size_t sign, SourceLine& 
     code_ += ' ';
     code_ += code.substr(0, sign);
     AppendWithBlank(comment_, last.substr(comment));
-    if (sign != kNone) AppendWithBlank(lost_, Trimmed(code.substr(sign + 1)));
+    if (sign != kNone) AppendWithBlank(lost_, Trimmed(code.substr(sign + 1), kBlanks));
   }
   // Marks that were not the last of their line are no words.
   std::replace(code_.begin(), code_.end(), '=', ' ');

@@ -1,9 +1,9 @@
 #include "publish/document.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "base/numbers.h"
+#include "base/words.h"
 #include "files/cif/cif_text.h"
 #include "publish/document_text.h"
 
@@ -19,8 +19,8 @@ struct Row {
 };
 
 std::string Lower(std::string_view name) {
-  std::string lower(name);
-  for (char& c : lower) c = c == '.' ? '_' : static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  std::string lower = LowerCase(name);
+  std::ranges::replace(lower, '.', '_');
   return lower;
 }
 
@@ -149,12 +149,6 @@ class Filler {
     std::string atoms;
     for (const std::string& atom : row.finding->atoms) atoms += (atoms.empty() ? "" : " ") + atom;
     return atoms;
-  }
-
-  static std::string_view Trimmed(std::string_view text) {
-    while (!text.empty() && static_cast<unsigned char>(text.front()) <= ' ') text.remove_prefix(1);
-    while (!text.empty() && static_cast<unsigned char>(text.back()) <= ' ') text.remove_suffix(1);
-    return text;
   }
 
   DocumentKind kind_;

@@ -5,6 +5,7 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
+#include "base/words.h"
 #include "chem/atom_geometry.h"
 #include "chem/hybridization.h"
 #include "chem/report_numbers.h"
@@ -25,12 +26,6 @@ AtomSet MembersOf(const Document& document, const ReportRequest& request) {
   return atoms;
 }
 
-std::string Trimmed(std::string text) {
-  text.erase(0, text.find_first_not_of(' '));
-  text.erase(text.find_last_not_of(' ') + 1);
-  return text;
-}
-
 Report AtomInformation(const Document& document, const AtomSet& atoms) {
   Report report{ReportKind::AtomInformation,
                 "Atom Information",
@@ -47,7 +42,7 @@ Report AtomInformation(const Document& document, const AtomSet& atoms) {
     atom->peakHeight != 0.0 ? table.Number(atom->peakHeight, 2) : table.Missing();
     table.Text(atom->element->Symbol());
     for (int i = 0; i < 3; ++i) table.Number(atom->fract[i], 5);
-    table.Text(Trimmed(HybridizationName(atom->Hybridization())));
+    table.Text(std::string(Trimmed(HybridizationName(atom->Hybridization()), " ")));
     table.Integer(atom->charge);
     table.Number(ListedUeq(document, *atom), 5);
     if (atom->IsAnisotropic() && !EllipsoidAxes(TensorOf(frame, *atom)).positiveDefinite)

@@ -5,6 +5,7 @@
 
 #include "base/numbers.h"
 #include "crystal/image_search.h"
+#include "language/tokenizer.h"
 
 namespace marvik {
 namespace {
@@ -17,12 +18,6 @@ std::string FullName(const Document& document, const AtomRecord& atom) {
   return atom.name + "_" + (residue.chain.empty() ? "" : residue.chain + ":") + std::to_string(residue.number);
 }
 
-std::string Capitals(std::string text) {
-  for (char& c : text)
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
-  return text;
-}
-
 bool IsFileAtom(const AtomRecord& atom) {
   return !atom.IsPeak() && !atom.generated && !atom.Has(kFromGrownSection);
 }
@@ -33,7 +28,7 @@ using AtomsByName = std::unordered_map<std::string, const AtomRecord*>;
 class NameKeys {
  public:
   std::string Next(const std::string& name) {
-    std::string key = Capitals(name);
+    std::string key = UpperCase(name);
     const int turn = ++turns_[key];
     return turn == 1 ? key : key + '#' + std::to_string(turn);
   }
@@ -103,7 +98,7 @@ AtomChange ShiftOf(const std::string& name, const AtomRecord& from, const AtomRe
                    const OrthogonalisationMatrix& matrix, const Uncertainties& uncertainties) {
   const Fractional moved = to.fract - from.fract;
   AtomChange change{name, AtomFate::Moved, Length(matrix * moved), {}};
-  const auto found = uncertainties.find(Capitals(name));
+  const auto found = uncertainties.find(UpperCase(name));
   if (found == uncertainties.end()) return change;
   for (int i = 0; i < 3; ++i) {
     const double uncertainty = found->second[static_cast<size_t>(i)];
@@ -146,7 +141,7 @@ Uncertainties FindUncertainties(std::string_view text, const Document& document)
   ForEachLine(text, [&](std::string_view line) {
     const auto words = WordsOf(line, kMostWords);
     if (words.size() < 4) return;
-    const std::string name = Capitals(std::string(words[0]));
+    const std::string name = UpperCase(std::string(words[0]));
     if (!atoms.contains(name) || found.contains(name)) return;
     if (const auto uncertainty = CoordinatesOn(words)) found.emplace(name, *uncertainty);
   });
@@ -188,7 +183,7 @@ ModelChanges CompareModels(const Document& before, const Document& after, const 
 CyclePoint FiguresOfResult(std::string_view text) {
   ProgressCurve curve;
   ForEachLine(text, [&](std::string_view line) {
-    if (Capitals(std::string(line.substr(0, 4))) == "REM ") curve.Take(line);
+    if (UpperCase(std::string(line.substr(0, 4))) == "REM ") curve.Take(line);
   });
   return curve.Points().empty() ? CyclePoint{} : curve.Points().back();
 }

@@ -3,18 +3,13 @@
 
 #include "app/commands/command_table.h"
 #include "base/numbers.h"
+#include "base/words.h"
 #include "edit/edit_fields.h"
 
 namespace marvik {
 namespace {
 
 constexpr int kLargestNumber = 1000000;
-
-std::string_view Trimmed(std::string_view text) {
-  const size_t first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
 
 std::vector<std::string_view> Split(std::string_view text, char separator) {
   std::vector<std::string_view> parts;

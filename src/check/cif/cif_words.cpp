@@ -4,14 +4,6 @@
 
 namespace marvik::cif {
 
-std::string LowerCase(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
-  }
-  return lower;
-}
-
 std::string Squeezed(std::string_view text) {
   std::string kept = LowerCase(text);
   std::erase_if(kept, [](char c) { return !(c >= 'a' && c <= 'z') && !(c >= '0' && c <= '9'); });

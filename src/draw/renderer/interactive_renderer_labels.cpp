@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/words.h"
 #include "draw/renderer/bond_sticks.h"
 #include "draw/renderer/render_frame.h"
 
@@ -38,12 +39,6 @@ double TurnBetween(const Matrix4& a, const Matrix4& b) {
   return trace < 3.0 ? std::acos(std::max(trace - 1.0, -2.0) / 2.0) / kRadiansPerDegree : 0.0;
 }
 
-std::string_view Trimmed(std::string_view text) {
-  const size_t first = text.find_first_not_of(' ');
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
 }  // namespace
 
 // Each end of a bond remembers where the bond runs on the screen, so that its label can stand on the other side; a bond
@@ -77,7 +72,7 @@ Rgb RenderFrame::LabelColour(const FrameAtom& atom) const {
 
 // "C12", "C(12)" or "C12" of which the 12 is lowered.
 std::string RenderFrame::TextOf(const FrameAtom& atom, size_t& lowered) const {
-  std::string text(Trimmed(atom.atom->name));
+  std::string text(Trimmed(atom.atom->name, " "));
   lowered = std::string::npos;
   const size_t digit = text.find_first_of("0123456789");
   if (options_->labelForm == LabelForm::Plain || digit == 0 || digit == std::string::npos) return text;
@@ -282,7 +277,7 @@ void RenderFrame::CollectLabels() {
   items_.clear();
   for (uint32_t i = 0; i < atoms_.size(); ++i) {
     if (!options_->printing && !map_.Shows(Centre(atoms_[i]), map_.scale)) continue;
-    if (WantsLabel(*atoms_[i].atom) && !Trimmed(atoms_[i].atom->name).empty())
+    if (WantsLabel(*atoms_[i].atom) && !Trimmed(atoms_[i].atom->name, " ").empty())
       items_.push_back({OrderedKey(atoms_[i].z), i});
   }
   shownLabels_.clear();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 
+#include "base/words.h"
 #include "files/cif/cif_text.h"
 #include "files/cif/cif_writer.h"
 
@@ -15,12 +16,6 @@ constexpr std::string_view kUsersOwn[] = {"_chemical_formula_moiety"};
 constexpr std::string_view kAttached = "_iucr_refine_";
 
 using Kind = CifTokens::Kind;
-
-std::string LowerCase(std::string_view name) {
-  std::string lower(name);
-  for (char& c : lower) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-  return lower;
-}
 
 std::string AsWritten(const CifTokens& tokens) {
   if (tokens.isTextField) return "\n;" + std::string(tokens.text) + "\n;";

@@ -5,6 +5,7 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
+#include "base/words.h"
 #include "files/cif/cif_elements.h"
 #include "files/cif/cif_text.h"
 #include "files/res/reader.h"
@@ -39,10 +40,9 @@ size_t NumbersOf(std::string_view text, double* values, size_t most) {
   return count;
 }
 
-std::string Trimmed(std::string_view text) {
-  const size_t begin = std::min(text.find_first_not_of(" \t'\""), text.size());
-  text.remove_prefix(begin);
-  return std::string(text.substr(0, text.find_last_not_of(" \t'\"") + 1));
+// Without blanks and quotes around it.
+std::string Bare(std::string_view text) {
+  return std::string(Trimmed(text, " \t'\""));
 }
 
 bool TakeCell(JobStart& start, const double* values) {
@@ -57,7 +57,7 @@ bool HoldsReflections(std::string_view text) {
   size_t rows = 0;
   while (!text.empty() && rows < kFewestRows) {
     const std::string_view line = NextLine(text);
-    if (Trimmed(line).empty()) continue;
+    if (Bare(line).empty()) continue;
     double v[3];
     if (line.size() < 20 || line.size() > 80) return false;
     for (size_t i = 0; i < 3; ++i)
@@ -106,10 +106,10 @@ JobStart ReadParameterFile(std::string_view text) {
       // The anode, then wavelengths: the mean comes first.
       const std::string_view behind = rest.substr(std::min(rest.find_first_of("0123456789"), rest.size()));
       if (NumbersOf(behind, values, 1) == 1 && values[0] > 0.1 && values[0] < 5.0) start.wavelength = values[0];
-    } else if (key == "CHEM" && Trimmed(rest) != "?") {
-      start.formula = Trimmed(rest);
+    } else if (key == "CHEM" && Bare(rest) != "?") {
+      start.formula = Bare(rest);
     } else if (key == "TITLE") {
-      start.title = Trimmed(rest);
+      start.title = Bare(rest);
     }
   }
   return start;
@@ -138,7 +138,7 @@ JobStart ReadCifStart(std::string_view text) {
       start.errors[i] = digits * std::pow(10.0, -decimals);
     }
     if (all) TakeCell(start, values);
-    start.formula = Trimmed(FindColumn(block, {"_chemical_formula_sum"})[0]);
+    start.formula = Bare(FindColumn(block, {"_chemical_formula_sum"})[0]);
     double number = 0.0;
     if (ParseCifNumber(FindColumn(block, {"_cell_formula_units_z"})[0], number) && number > 0.0) start.units = number;
     if (ParseCifNumber(FindColumn(block, {"_diffrn_radiation_wavelength"})[0], number) && number > 0.1 && number < 5.0)
