@@ -168,9 +168,12 @@ class EveryCommand : public test::BenchTest {
     return lines;
   }
 
-  // Every command with nothing chosen and no argument, then with atoms and a bond chosen, then with its argument.
-  void RunAll() {
+  // Every command with nothing chosen and no argument, then with atoms and a bond chosen, then with its argument; or
+  // one command in `stride`, of which it begins with another one each time.
+  void RunAll(size_t stride = 1) {
+    size_t place = opened_;
     for (const CommandRow& row : CommandTable()) {
+      if (++place % stride != 0) continue;
       if (row.id == kUndoCommand || row.id == kRedoCommand) continue;  // run behind every other
       Choose(row, false);
       RunOne(row, "");
@@ -181,17 +184,17 @@ class EveryCommand : public test::BenchTest {
       if (!argument.empty()) RunOne(row, argument);
       if (HasFatalFailure()) return;
     }
-    EXPECT_TRUE(quit_);
+    EXPECT_TRUE(quit_ || stride > 1);
   }
 
-  void RunAllOver(const std::string& path) {
+  void RunAllOver(const std::string& path, size_t stride = 1) {
     SCOPED_TRACE(path);
     const std::string copy = folder / fs::path(path).filename().string();
     fs::copy_file(path, copy, fs::copy_options::overwrite_existing);
     bench.SetModified(false);
     if (!OpenFile(bench, copy)) return;
     ++opened_;
-    RunAll();
+    RunAll(stride);
   }
 
  private:
@@ -201,7 +204,7 @@ class EveryCommand : public test::BenchTest {
   bool quit_ = false;
 
  protected:
-  int opened_ = 0;
+  size_t opened_ = 0;
 };
 
 TEST_F(EveryCommand, SurvivesAnEmptyDocument) {
@@ -218,6 +221,7 @@ TEST_F(EveryCommand, CanBeUndoneOnEveryExample) {
   }
 }
 
+// Each file gets a fifth of the commands, each command a fifth of the files.
 TEST_F(EveryCommand, CanBeUndoneOnEveryRealFile) {
   const char* data = std::getenv("MARVIK_REAL_DATA");
   if (!data) GTEST_SKIP() << "MARVIK_REAL_DATA names no folder";
@@ -227,8 +231,8 @@ TEST_F(EveryCommand, CanBeUndoneOnEveryRealFile) {
     if (extension == "res" || extension == "ins" || extension == "cif") files.insert(entry.path().string());
   }
   EXPECT_GE(files.size(), 40u);
-  for (const std::string& path : files) RunAllOver(path);
-  EXPECT_GE(opened_, 40);
+  for (const std::string& path : files) RunAllOver(path, 5);
+  EXPECT_GE(opened_, 40u);
 }
 
 }  // namespace
