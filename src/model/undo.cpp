@@ -1,6 +1,6 @@
 #include "model/undo.h"
 
-#include <cstring>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 
@@ -20,17 +20,18 @@ bool SameBonds(const AtomRecord& a, const AtomRecord& b) {
   return !p && !q;
 }
 
+// What a step may change of an atom; links, marks of the moment and what is computed from these are left out.
+auto ValuesOf(const AtomRecord& a) {
+  return std::tie(a.serial, a.name, a.element->atomicNumber, a.fract, a.u, a.uCount, a.occupancy, a.part,
+                  a.partHasOccupancy, a.partOccupancy, a.codedValues, a.peakHeight, a.afix, a.afixGroup, a.mole,
+                  a.residue, a.generated, a.symmetryCode, a.flags2, a.hydrogenCount, a.charge, a.elementFromSfac,
+                  a.sfacNumber, a.afterEnd, a.afterHklf, a.labelOffsetX, a.labelOffsetY, a.extras);
+}
+
 bool SameAtom(const AtomRecord& a, const AtomRecord& b) {
   constexpr uint8_t kNotSelected = static_cast<uint8_t>(~kSelected);
-  return a.serial == b.serial && a.name == b.name && a.element->atomicNumber == b.element->atomicNumber &&
-         a.fract == b.fract && a.u == b.u && a.uCount == b.uCount && a.occupancy == b.occupancy && a.part == b.part &&
-         a.partHasOccupancy == b.partHasOccupancy && a.partOccupancy == b.partOccupancy &&
-         a.codedValues == b.codedValues && a.peakHeight == b.peakHeight && a.afix == b.afix &&
-         a.afixGroup == b.afixGroup && a.mole == b.mole && a.residue == b.residue && a.generated == b.generated &&
-         (a.flags & kNotSelected) == (b.flags & kNotSelected) && a.flags2 == b.flags2 &&
-         a.hydrogenCount == b.hydrogenCount && a.charge == b.charge && a.labelOffsetX == b.labelOffsetX &&
-         a.labelOffsetY == b.labelOffsetY && SerialOf(a.parent) == SerialOf(b.parent) && a.extras == b.extras &&
-         SameBonds(a, b);
+  return ValuesOf(a) == ValuesOf(b) && (a.flags & kNotSelected) == (b.flags & kNotSelected) &&
+         SerialOf(a.parent) == SerialOf(b.parent) && SameBonds(a, b);
 }
 
 bool SamePairs(const PairList& a, const PairList& b) {

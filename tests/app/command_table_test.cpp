@@ -1,7 +1,6 @@
 #include "app/commands/command_table.h"
 
 #include <algorithm>
-#include <map>
 #include <set>
 
 #include "app/bench_fixture.h"
@@ -14,128 +13,23 @@ namespace {
 
 using test::BenchTest;
 
-// Every numbered command of the program and the text of its entry; "" where only the number is fixed.
-const std::map<int, std::string> kCommands = {
-    {100, "&Open..."},
-    {101, "&Save"},
-    {102, "Save &As..."},
-    {230, "Save A&ll..."},
-    {166, "&View Listing..."},
-    {154, "&Print..."},
-    {10101, ""},
-    {10102, ""},
-    {10103, ""},
-    {10104, ""},
-    {104, "E&xit"},
-    {148, "&Edit Current File..."},
-    {203, "Kill all &Q-Peaks"},
-    {193, "&Restore Killed Atom(s)..."},
-    {229, "&FMOL after significant structure changes"},
-    {103, "&Refine"},
-    {144, "&Select..."},
-    {184, "&Deselect All"},
-    {114, "&Edit..."},
-    {167, "Change &Part..."},
-    {192, "Set H&FIX..."},
-    {237, "&Bond With..."},
-    {238, "B&ond With..."},
-    {246, "&Move Near..."},
-    {241, "&Move Near..."},
-    {239, "S&ame..."},
-    {116, "&Uniq"},
-    {129, "&Uniq"},
-    {189, "&Single"},
-    {190, "&Double"},
-    {191, "&Triple"},
-    {235, "&Aromatic"},
-    {236, "&Pi"},
-    {224, "&Solid"},
-    {225, "&Dashed"},
-    {226, "D&otted"},
-    {219, "0.02&5"},
-    {217, "0.&1 (Default)"},
-    {218, "0.&2"},
-    {220, "&Custom..."},
-    {113, "&Kill Selected"},
-    {115, "&Sort..."},
-    {140, "Info on &All"},
-    {197, "&Info on Selected"},
-    {145, "&Plane"},
-    {146, "&Weighted Plane"},
-    {138, "&Grow"},
-    {142, "Pac&k..."},
-    {139, "T&rim"},
-    {200, "&FMOL"},
-    {212, "unUNI&Q"},
-    {151, "&Hybridize All"},
-    {153, "&Calculate Hydrogens"},
-    {119, "&Zoom"},
-    {120, "&Pan"},
-    {121, "R&otate"},
-    {168, "&Hide Part..."},
-    {243, "Hide S&elected"},
-    {244, "Hide &Unselected"},
-    {245, "Show &All"},
-    {107, "&Depth Cue..."},
-    {123, "&Wire Frame"},
-    {124, "&Ball and Stick"},
-    {125, "&Thermal Ellipsoid"},
-    {158, "&Pipes"},
-    {206, "&Atom Preferences..."},
-    {216, "Open&GL Preferences..."},
-    {106, "&Labels"},
-    {108, "&Hydrogen Labels"},
-    {195, "H&ybrid Label Coloration"},
-    {204, ""},
-    {205, ""},
-    {183, "&Group Label..."},
-    {185, "&Find Duplicate Labels"},
-    {208, "To &Screen"},
-    {210, "To &Screen"},
-    {209, "To &Printer..."},
-    {211, "To &Printer..."},
-    {214, "To High-Quality &JPEG File..."},
-    {215, "To High-Quality &JPEG File..."},
-    {300, "&About"},
-    {242, "&Quick Commands"},
-    {247, "&Marvik 4.0 Supplement"},
-    {231, "&Table of Contents"},
-    {232, "&Overview"},
-    {234, "Tutor&ial"},
-    {233, "&User's Guide"},
-    {159, "D&emo"},
-    {127, "&Select"},
-    {186, "&Select"},
-    {128, "&Edit"},
-    {130, "&Delete"},
-    {136, "&Delete"},
-    {134, "&Info"},
-    {137, "&Bonds and Angles"},
-    {155, "E&nviroment"},
-    {141, "&Centroid"},
-    {143, "Show &Cell"},
-    {213, "&Toggle Label"},
-    {196, "&Position Label..."},
-    {118, ""},
-    {160, ""},
-    {163, ""},
-    {164, ""},
-};
+// What scripts and recipes of years call by number.
+constexpr int kNumbered[] = {
+    100, 101, 102, 103, 104, 106, 107, 108, 113, 114, 115, 116, 118, 119, 120, 121, 123,   124,   125,   127,  128,
+    129, 130, 134, 136, 137, 138, 139, 140, 141, 142, 143, 144, 145, 146, 148, 151, 153,   154,   155,   158,  159,
+    160, 163, 164, 166, 167, 168, 183, 184, 185, 186, 189, 190, 191, 192, 193, 195, 196,   197,   200,   203,  204,
+    205, 206, 208, 209, 210, 211, 212, 213, 214, 215, 216, 217, 218, 219, 220, 224, 225,   226,   229,   230,  231,
+    232, 233, 234, 235, 236, 237, 238, 239, 241, 242, 243, 244, 245, 246, 247, 300, 10101, 10102, 10103, 10104};
 
 // Commands whose work is missing: none.
 const std::set<int> kGreyed;
 
-TEST(CommandTable, HoldsEveryCommandWithItsText) {
-  for (const auto& [id, text] : kCommands) {
-    const CommandRow* row = FindCommand(id);
-    ASSERT_TRUE(row) << id;
-    if (!text.empty()) {
-      EXPECT_EQ(row->text, text) << id;
-    }
-    EXPECT_STRNE(row->text, "") << id;
-  }
+TEST(CommandTable, HoldsEveryNumber) {
+  for (const int id : kNumbered) EXPECT_TRUE(FindCommand(id)) << id;
   for (const CommandRow& row : CommandTable()) {
-    EXPECT_TRUE(kCommands.contains(row.id) || (row.id >= 500 && row.id < 1000) || row.id > 10104) << row.id;
+    EXPECT_STRNE(row.text, "") << row.id;
+    EXPECT_TRUE(std::ranges::binary_search(kNumbered, row.id) || (row.id >= 500 && row.id < 1000) || row.id > 10104)
+        << row.id;
   }
   EXPECT_FALSE(FindCommand(228));
 }
