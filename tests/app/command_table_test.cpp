@@ -127,7 +127,8 @@ TEST(Menus, SpellTheContextMenus) {
             "&Edit, -, &Toggle Label, &Position Label..., -, &Delete");
   EXPECT_EQ(Spelled(MenuOf(MenuKind::BondPopup)),
             "&Select, &Info, [&Order: &Single, &Double, &Triple, &Aromatic, &Pi], "
-            "[&Width: 0.02&5, 0.&1 (Default), 0.&2, &Custom], [St&yle: &Solid, &Dashed, D&otted], -, &Delete");
+            "[&Width: 0.02&5, 0.&1 (Default), 0.&2, &Custom], [St&yle: &Solid, &Dashed, D&otted], -, &Delete, -, "
+            "A&long Bond, &Normal of Bond");
   const auto background = MenuOf(MenuKind::BackgroundPopup);
   EXPECT_EQ(Spelled(background),
             "&Wireframe, &Ball and Stick, &Thermal Ellipsoid, &Pipes, -, &Labels, &Hydrogen Labels, "

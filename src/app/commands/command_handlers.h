@@ -72,6 +72,8 @@ Outcome ShowCellHandler(Workbench& bench, const CommandCall& call);
 Outcome ZoomHandler(Workbench& bench, const CommandCall& call);
 Outcome ZoomStepHandler(Workbench& bench, const CommandCall& call);
 Outcome ResetViewHandler(Workbench& bench, const CommandCall& call);
+Outcome DirectionHandler(Workbench& bench, const CommandCall& call);
+Outcome FacePlaneHandler(Workbench& bench, const CommandCall& call);
 Outcome MouseModeHandler(Workbench& bench, const CommandCall& call);
 Outcome DepthCueHandler(Workbench& bench, const CommandCall& call);
 

@@ -120,6 +120,9 @@ enum CommandId : int {
   kLitCommand = 566,
   kPreferencesCommand = 570,
   kTourCommand = 571,
+  kViewDirectionCommand = 580,  // the first of six: a b c a* b* c*
+  kViewBestPlaneCommand = 586,
+  kViewAlongBondCommand = 588,
   kFirstRecentFileCommand = 10101,  // to 10110
 };
 inline constexpr int kRecentFileCount = 10;

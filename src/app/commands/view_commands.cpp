@@ -2,9 +2,112 @@
 
 #include "app/commands/command_handlers.h"
 #include "base/numbers.h"
+#include "chem/mean_plane.h"
 #include "draw/surface/lit_picture.h"
+#include "draw/view/best_view.h"
+#include "language/atom_names.h"
 
 namespace marvik {
+namespace {
+
+// The atoms that the argument names, else those of the picked or the one selected bond, else the selected ones. Empty
+// after a message about a name.
+AtomSet AimedAt(Workbench& bench, const CommandCall& call) {
+  AtomSet atoms;
+  std::string names = call.argument;
+  std::ranges::replace(names, ',', ' ');
+  for (size_t at = names.find_first_not_of(' '); at < names.size(); at = names.find_first_not_of(' ', at)) {
+    const std::string name = names.substr(at, names.find(' ', at) - at);
+    at += name.size();
+    atoms.push_back(FindAtomByText(bench.document, name));
+    if (atoms.back()) continue;
+    Refuse(bench, "Error: No Atoms Selected", "Couldn't find " + name + " in the atom list.");
+    return {};
+  }
+  if (!atoms.empty()) return atoms;
+  const AtomList& list = bench.document.atoms;
+  const BondRecord* bond = bench.PickedBond();
+  if (!bond && list.selectedBonds.size() == 1 && list.selection.Empty()) bond = list.selectedBonds.front();
+  if (bond) return {bond->owner, bond->partner};
+  if (!list.selection.Empty()) atoms = ReportedAtoms(bench.document);
+  return atoms;
+}
+
+// What points to the right (0), upward (1) and to the viewer (2) now.
+Cartesian NowAt(const Workbench& bench, size_t row) {
+  const auto& r = bench.view.modelview[row];
+  return {-r[0], -r[1], -r[2]};
+}
+
+// Where the view was fitted it is fitted to the new silhouette.
+template <class Turn>
+bool TurnFitted(Workbench& bench, Turn turn) {
+  const bool fitted = bench.ViewIsFitted();
+  if (!turn(bench.view)) return false;
+  bench.view.fitView(bench.view.viewRadius, std::nullopt);
+  if (fitted) bench.ResetViewToModel();
+  return true;
+}
+
+}  // namespace
+
+// Along an axis the next one but one points up: b to the right and c up along a.
+Outcome DirectionHandler(Workbench& bench, const CommandCall& call) {
+  Cartesian toward;
+  Cartesian up{0.0, 1.0, 0.0};
+  if (call.id >= kViewAlongBondCommand) {
+    const AtomSet ends = AimedAt(bench, call);
+    if (ends.empty() && !call.argument.empty()) return Outcome::Failed;
+    if (ends.size() != 2)
+      return Refuse(bench, "Error: Insufficient Selections", "This view needs a bond, or two atoms, picked or named.");
+    const Cartesian bond = Normalised(ends[1]->position - ends[0]->position);
+    // What stands up now stays up as far as it can.
+    if (call.id == kViewAlongBondCommand) {
+      toward = bond;
+      up = std::abs(Dot(NowAt(bench, 1), bond)) < 0.999 ? NowAt(bench, 1) : NowAt(bench, 0);
+    } else {
+      toward = NowAt(bench, 2) - bond * Dot(NowAt(bench, 2), bond);
+      if (Length(toward) < 1e-3) toward = NowAt(bench, 1);
+      up = Cross(toward, bond);
+      if (Dot(up, NowAt(bench, 1)) < 0.0) up = -up;
+    }
+  } else {
+    const int which = call.id - kViewDirectionCommand;
+    const auto edge = [&](int i) {
+      Fractional unit;
+      unit[i % 3] = 1.0;
+      return bench.document.matrix * unit;
+    };
+    // The frame is mirrored: which way a cross product points is asked of the edge.
+    const Cartesian normal = Cross(edge(which + 1), edge(which + 2));
+    toward = which < 3 ? edge(which) : Dot(normal, edge(which)) < 0.0 ? -normal : normal;
+    up = edge(which + 2);
+  }
+  if (TurnFitted(bench, [&](ViewState& view) { return LookAlong(view, toward, up); })) return Outcome::Done;
+  return Refuse(bench, "View", "There is no such direction here: the cell or the bond has no length.");
+}
+
+Outcome FacePlaneHandler(Workbench& bench, const CommandCall& call) {
+  if (call.id == kViewBestPlaneCommand) {
+    TurnFitted(bench, [&](ViewState& view) {
+      FaceBestPlane(view, bench.document);
+      return true;
+    });
+    return Outcome::Done;
+  }
+  const AtomSet members = AimedAt(bench, call);
+  if (members.empty() && !call.argument.empty()) return Outcome::Failed;
+  const auto plane = FitMeanPlane(bench.document, members, false);
+  if (members.size() < 3 || !plane || !plane->isDetermined) {
+    return Refuse(bench, "Error: Insufficient Selections",
+                  "This view needs three or more atoms, picked or named, that do not stand on one line.");
+  }
+  // From the nearer side, the first two across the picture.
+  const Cartesian across = members[1]->position - members[0]->position;
+  const Cartesian toward = Dot(plane->normal, NowAt(bench, 2)) < 0.0 ? -plane->normal : plane->normal;
+  TurnFitted(bench, [&](ViewState& view) { return LookAlong(view, toward, Cross(across, toward)); });
+  return Outcome::Done;
+}
 
 Outcome RenditionHandler(Workbench& bench, const CommandCall& call) {
   static constexpr std::pair<int, int> kModes[] = {{kWireFrameCommand, kWireFrame},

@@ -57,6 +57,15 @@ double BodyReach(const AtomRecord& atom, const Document& document, const RenderO
   return radius > 0.0 && radius < 10.0 ? kBallFactor * radius : 0.3;
 }
 
+void SetRows(ViewState& view, const Cartesian& across, const Cartesian& up, const Cartesian& toward) {
+  const std::array<Cartesian, 3> rows{across, up, toward};
+  for (size_t i = 0; i < 3; ++i) {
+    view.modelview[i][0] = rows[i].x;
+    view.modelview[i][1] = rows[i].y;
+    view.modelview[i][2] = rows[i].z;
+  }
+}
+
 }  // namespace
 
 void FaceBestPlane(ViewState& view, const Document& document) {
@@ -76,13 +85,18 @@ void FaceBestPlane(ViewState& view, const Document& document) {
   const auto vector = [&](int i) { return Cartesian{eigen.vectors[i][0], eigen.vectors[i][1], eigen.vectors[i][2]}; };
   const Cartesian across = Directed(vector(2), points, centre);
   const Cartesian toward = Directed(vector(0), points, centre);
-  const Cartesian up = Cross(toward, across);
-  const std::array<Cartesian, 3> rows{across, up, toward};
-  for (size_t i = 0; i < 3; ++i) {
-    view.modelview[i][0] = rows[i].x;
-    view.modelview[i][1] = rows[i].y;
-    view.modelview[i][2] = rows[i].z;
-  }
+  SetRows(view, across, Cross(toward, across), toward);
+}
+
+bool LookAlong(ViewState& view, const Cartesian& toward, const Cartesian& up) {
+  const Cartesian across = Cross(up, toward);
+  const double length = Length(across);
+  if (!std::isfinite(length) || !(length > 1e-4 * Length(up) * Length(toward))) return false;
+  view.modelview = IdentityMatrix4();
+  // The frame is mirrored and the projection inverts.
+  const Cartesian forward = Normalised(toward);
+  SetRows(view, across / length, -Cross(forward, across / length), -forward);
+  return true;
 }
 
 void FitFrame(ViewState& view, const Document& document, const RenderOptions& options) {
