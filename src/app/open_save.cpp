@@ -170,6 +170,11 @@ bool ChangedOnDisk(Workbench& bench) {
   return !same;
 }
 
+bool GoneFromDisk(const Workbench& bench) {
+  const Document& document = bench.document;
+  return document.stamp && !document.CurrentFile.empty() && !StampOf(document.CurrentFile);
+}
+
 void KeepDespiteDisk(Workbench& bench) {
   bench.document.stamp = StampOf(bench.document.CurrentFile);
   bench.SetModified(true);

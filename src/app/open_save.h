@@ -21,6 +21,8 @@ bool MayLoseChanges(Workbench& bench, const std::string& what);
 // Whether another program has written the current file since it was read or saved. One that says the same still, only
 // later, does not count.
 bool ChangedOnDisk(Workbench& bench);
+// Whether the file that is open was there and is no more.
+bool GoneFromDisk(const Workbench& bench);
 // The structure stays as it is although its file is another now: it counts as changed, and a save asks nothing.
 void KeepDespiteDisk(Workbench& bench);
 

@@ -11,6 +11,7 @@ namespace {
 
 constexpr int kSettling = 300;  // ms: who writes a file may not be done at the first sign of it
 const QString kDisk = QStringLiteral("disk");
+const QString kGone = QStringLiteral("gone");
 const QString kMolecules = QStringLiteral("molecules");
 
 }  // namespace
@@ -30,8 +31,7 @@ FileWatch::FileWatch(Workbench& bench, NoticeBar& notices, CommandRunner run, st
 }
 
 void FileWatch::FileOpened() {
-  notices_.Withdraw(kDisk);
-  notices_.Withdraw(kMolecules);
+  for (const QString& subject : {kDisk, kGone, kMolecules}) notices_.Withdraw(subject);
   openedAt_ = bench_.changes;
   if (!bench_.document.atoms.head) return;
   const auto copy = std::make_shared<const Document>(bench_.document);
@@ -54,7 +54,7 @@ void FileWatch::TellOfMolecules(size_t atoms) {
 void FileWatch::Follow() {
   if (watched_ != bench_.document.CurrentFile) WatchCurrent();
   if (bench_.changes != openedAt_) notices_.Withdraw(kMolecules);
-  if (notices_.Tells(kDisk)) CheckSoon();
+  if (notices_.Tells(kDisk) || notices_.Tells(kGone)) CheckSoon();
 }
 
 void FileWatch::WatchCurrent() {
@@ -67,13 +67,24 @@ void FileWatch::WatchCurrent() {
   if (file.exists()) watcher_.addPath(file.absoluteFilePath());
 }
 
+// What is shown may be the only copy: it counts as unsaved.
+void FileWatch::TellThatItIsGone(const QString& name) {
+  notices_.Withdraw(kDisk);
+  if (notices_.Tells(kGone)) return;
+  bench_.SetModified(true);
+  notices_.Tell(kGone, tr("%1 is no longer on the disk: this window may hold the only copy.").arg(name),
+                {{tr("Save"), [this] { run_(kSaveCommand, {}); }}});
+}
+
 void FileWatch::Check() {
   if (!isFree_()) return CheckSoon();
   // A file that was renamed over the old one is not watched yet.
   WatchCurrent();
+  const QString name = PathToText(FileNameOf(watched_));
+  if (GoneFromDisk(bench_)) return TellThatItIsGone(name);
+  notices_.Withdraw(kGone);
   if (!ChangedOnDisk(bench_)) return notices_.Withdraw(kDisk);
   if (notices_.Tells(kDisk)) return;
-  const QString name = PathToText(FileNameOf(watched_));
   notices_.Tell(kDisk,
                 bench_.modified
                     ? tr("%1 was changed by another program, and there are changes here that were not saved.").arg(name)

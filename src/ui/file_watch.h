@@ -9,8 +9,8 @@
 
 namespace marvik {
 
-// Notices by itself that another program has written the file that is open, in place or by renaming another over it,
-// and that the molecules of a file just opened lie in pieces; tells so in the notices.
+// Notices by itself that another program has written the file that is open, in place or by renaming another over it, or
+// has taken it away, and that the molecules of a file just opened lie in pieces; tells so in the notices.
 class FileWatch : public QObject {
   Q_OBJECT
 
@@ -28,6 +28,7 @@ class FileWatch : public QObject {
  private:
   void WatchCurrent();
   void Check();
+  void TellThatItIsGone(const QString& name);
   void TellOfMolecules(size_t atoms);
 
   Workbench& bench_;

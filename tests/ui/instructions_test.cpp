@@ -220,6 +220,14 @@ TEST_F(InstructionsTest, AFileThatChangesIsToldAndCanBeReadAgain) {
   EXPECT_TRUE(Atom("O8"));
   EXPECT_EQ(Shown(), text + "REM\n");
   EXPECT_TRUE(QTest::qWaitFor([&] { return !window->Notices().isVisible(); }, 3000));
+  // Taken away, nothing is to be lost by closing.
+  EXPECT_FALSE(bench.modified);
+  std::filesystem::remove(scratch / "model.res");
+  ASSERT_TRUE(told());
+  EXPECT_TRUE(bench.modified);
+  press("Save");
+  EXPECT_TRUE(QTest::qWaitFor([&] { return !window->Notices().isVisible(); }, 3000));
+  EXPECT_EQ(scratch.Get("model.res"), text + "REM\n");
   EXPECT_TRUE(robot.seen.isEmpty());
 }
 
