@@ -155,7 +155,20 @@ TEST_F(RefineWindow, WholeFlowByKeyAndClicks) {
   robot.Next([](QWidget&) {});  // closes alone
   EXPECT_EQ(window->Run(kRefineCommand), Outcome::Done);
   EXPECT_EQ(robot.seen.size(), 7);
-  // Every step is there to go back to.
+  // Every step is there to be compared and to go back to.
+  robot.Next([](QWidget& dialog) {
+    auto* steps = dialog.findChild<QTreeWidget*>(QStringLiteral("steps"));
+    steps->setCurrentItem(steps->topLevelItem(3));
+    for (auto* button : dialog.findChildren<QPushButton*>())
+      if (button->text() == QLatin1String("Co&mpare")) return QTest::mouseClick(button, Qt::LeftButton);
+    ADD_FAILURE();
+  });
+  EXPECT_EQ(window->Run(kRefinementStepCommand), Outcome::Cancelled);
+  bool compared = false;
+  for (const QWidget* top : QApplication::topLevelWidgets())
+    for (const auto* view : top->findChildren<QPlainTextEdit*>())
+      compared = compared || view->toPlainText().contains(QLatin1String("O1 "));
+  EXPECT_TRUE(compared);
   robot.Next([](QWidget& dialog) {
     auto* steps = dialog.findChild<QTreeWidget*>(QStringLiteral("steps"));
     EXPECT_EQ(steps->topLevelItemCount(), 4);
