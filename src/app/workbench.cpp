@@ -23,6 +23,9 @@ RenderOptions Workbench::ScreenOptions() const {
   options.hybridLabelColoration = HybridLabelColoration;
   options.showCell = ShowCell;
   options.probability = pictures.probability;
+  options.figure = figure;
+  options.labelPoints = labelPoints;
+  options.labelForm = labelForm;
   return options;
 }
 

@@ -149,6 +149,9 @@ class Workbench {
   bool HybridLabelColoration = false;
   bool ShowCell = false;
   Look look = Look::Classic;
+  FigureChoices figure;
+  double labelPoints = 9.0;
+  LabelForm labelForm = LabelForm::Plain;
   bool lookFollowsDesktop = false;
   bool SafeColours = false;
   bool FmolAfterChanges = true;

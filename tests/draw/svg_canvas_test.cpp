@@ -9,7 +9,7 @@ namespace {
 
 class SvgTest : public testing::Test {
  protected:
-  bool Has(const std::string& part) const { return canvas.Finish().find(part) != std::string::npos; }
+  bool Has(const std::string& part) const { return canvas.Document().find(part) != std::string::npos; }
 
   LabelFont font{12};
   SvgCanvas canvas{400, font};
@@ -19,11 +19,11 @@ TEST_F(SvgTest, EllipsesAreTrueEllipsesWhateverTheirConjugateAxes) {
   // The same ellipse, once by its own axes and once by two skew conjugate half axes.
   canvas.FillEllipse({{100, 50}, {20, 0}, {0, 10}}, {255, 0, 0}, {{}, 0.0});
   EXPECT_TRUE(Has("<ellipse cx=\"100\" cy=\"50\" rx=\"20\" ry=\"10\" transform=\"rotate(0 100 50)\""))
-      << canvas.Finish();
+      << canvas.Document();
   const double h = std::sqrt(0.5);
   canvas.Clear({255, 255, 255});
   canvas.FillEllipse({{100, 50}, {20 * h, 10 * h}, {-20 * h, 10 * h}}, {255, 0, 0}, {{}, 0.0});
-  EXPECT_TRUE(Has("rx=\"20\" ry=\"10\" transform=\"rotate(0 100 50)\"")) << canvas.Finish();
+  EXPECT_TRUE(Has("rx=\"20\" ry=\"10\" transform=\"rotate(0 100 50)\"")) << canvas.Document();
   canvas.FillEllipse({{10, 10}, {3, 4}, {-4, 3}}, {0, 0, 0}, {{}, 0.0});
   EXPECT_TRUE(Has("<circle cx=\"10\" cy=\"10\" r=\"5\""));
 }
@@ -53,12 +53,12 @@ TEST_F(SvgTest, NoIdIsThereTwiceNorBeginsWithADigit) {
     canvas.EndGroup();
   }
   for (const char* id : {"\"C1\"", "\"C1.2\"", "\"C1.2.2\"", "\"C1.3\"", "\"_1C\"", "\"_\""})
-    EXPECT_TRUE(Has(std::string("<g id=") + id + ">")) << id << canvas.Finish();
+    EXPECT_TRUE(Has(std::string("<g id=") + id + ">")) << id << canvas.Document();
 }
 
 TEST_F(SvgTest, SectorsAreWedges) {
   canvas.FillSector({{0, 0}, {10, 0}, {0, 10}}, 0.0, std::acos(-1.0) / 2, {1, 2, 3});
-  EXPECT_TRUE(Has("d=\"M0 0L10 0A10 10 0 0 1 7.07 7.07A10 10 0 0 1 0 10Z\"")) << canvas.Finish();
+  EXPECT_TRUE(Has("d=\"M0 0L10 0A10 10 0 0 1 7.07 7.07A10 10 0 0 1 0 10Z\"")) << canvas.Document();
 }
 
 }  // namespace

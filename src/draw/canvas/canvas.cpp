@@ -24,4 +24,11 @@ CanvasPoint PointOn(const EllipseShape& e, double t) {
   return {e.centre.x + c * e.p.x + s * e.q.x, e.centre.y + c * e.p.y + s * e.q.y};
 }
 
+void Canvas::Facet(std::span<const CanvasPoint> points, Rgb, double, const Pen& outline) {
+  std::vector<CanvasPoint> around(points.begin(), points.end());
+  if (around.empty()) return;
+  around.push_back(around.front());
+  Polyline(around, outline);
+}
+
 }  // namespace marvik

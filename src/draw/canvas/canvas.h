@@ -2,7 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace marvik {
@@ -90,6 +92,8 @@ class Canvas {
   // What lies between the centre and that part, as a wedge without an outline.
   virtual void FillSector(const EllipseShape& shape, double t0, double t1, Rgb fill);
   virtual void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) = 0;
+  // A polygon that lets through what lies behind it; a device that cannot has the outline alone.
+  virtual void Facet(std::span<const CanvasPoint> points, Rgb fill, double opacity, const Pen& outline);
   virtual void Polyline(std::span<const CanvasPoint> points, const Pen& pen) = 0;
   // UTF-8, in the canvas's label font.
   virtual void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) = 0;
@@ -99,6 +103,17 @@ class Canvas {
   // What is drawn until EndGroup belongs to one atom or bond of this name; a device without groups ignores it.
   virtual void BeginGroup(std::string_view /*name*/) {}
   virtual void EndGroup() {}
+};
+
+// A vector figure that becomes a file.
+class FigureCanvas : public Canvas {
+ public:
+  // What is drawn until EndFrame stands in a rectangle of that upper left corner and size, where `origin` comes to lie
+  // at the corner, and is cut off at its sides.
+  virtual void BeginFrame(CanvasPoint corner, CanvasPoint size, CanvasPoint origin) = 0;
+  virtual void EndFrame() = 0;
+  // The whole file, nothing when memory is gone. Nothing can be drawn behind it.
+  virtual std::optional<std::string> Finish() = 0;
 };
 
 }  // namespace marvik

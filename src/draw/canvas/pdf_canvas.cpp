@@ -220,6 +220,14 @@ void PdfCanvas::Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen
   Fill(fill, outline);
 }
 
+void PdfCanvas::Facet(std::span<const CanvasPoint> points, Rgb fill, double opacity, const Pen& outline) {
+  Path(points);
+  cairo_close_path(state_->cairo);
+  cairo_set_source_rgba(state_->cairo, fill.r / 255.0, fill.g / 255.0, fill.b / 255.0, opacity);
+  cairo_fill_preserve(state_->cairo);
+  Stroke(outline);
+}
+
 void PdfCanvas::Polyline(std::span<const CanvasPoint> points, const Pen& pen) {
   Path(points);
   Stroke(pen);
@@ -257,6 +265,22 @@ void PdfCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, c
 
 CanvasPoint PdfCanvas::TextSize(std::string_view text, size_t lowered) {
   return {font_.Width(text, lowered), font_.Ascent() + font_.Descent()};
+}
+
+void PdfCanvas::BeginFrame(CanvasPoint corner, CanvasPoint size, CanvasPoint origin) {
+  cairo_t* cairo = state_->cairo;
+  cairo_save(cairo);
+  cairo_rectangle(cairo, Place(corner.x), Place(corner.y), Place(size.x), Place(size.y));
+  cairo_clip(cairo);
+  cairo_translate(cairo, Place(corner.x - origin.x), Place(corner.y - origin.y));
+}
+
+void PdfCanvas::EndFrame() {
+  cairo_restore(state_->cairo);
+}
+
+void PdfCanvas::NewPage() {
+  cairo_show_page(state_->cairo);
 }
 
 std::optional<std::string> PdfCanvas::Finish() {

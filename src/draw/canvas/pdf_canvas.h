@@ -19,9 +19,9 @@ struct PdfPage {
   bool eps = false;  // encapsulated PostScript instead
 };
 
-// One page as PDF or EPS: curves for ellipses and arcs, real text in an embedded subset of the label face. The same
-// drawing gives the same bytes.
-class PdfCanvas : public Canvas {
+// Pages as PDF, or one as EPS: curves for ellipses and arcs, real text in an embedded subset of the label face. The
+// same drawing gives the same bytes.
+class PdfCanvas : public FigureCanvas {
  public:
   // Whether the system has the library that writes such files, which is not loaded before. To be asked first.
   static bool IsThere();
@@ -39,13 +39,17 @@ class PdfCanvas : public Canvas {
   void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) override;
   void FillSector(const EllipseShape& shape, double t0, double t1, Rgb fill) override;
   void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) override;
+  void Facet(std::span<const CanvasPoint> points, Rgb fill, double opacity, const Pen& outline) override;
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
   void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override;
   using Canvas::TextSize;
   CanvasPoint TextSize(std::string_view text, size_t lowered) override;
 
-  // The whole file, nothing when memory is gone. Nothing can be drawn behind it.
-  std::optional<std::string> Finish();
+  void BeginFrame(CanvasPoint corner, CanvasPoint size, CanvasPoint origin) override;
+  void EndFrame() override;
+  // Of the same size.
+  void NewPage();
+  std::optional<std::string> Finish() override;
 
  private:
   struct State;

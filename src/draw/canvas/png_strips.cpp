@@ -40,6 +40,9 @@ class StripCanvas : public Canvas {
   void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) override {
     canvas_.Polygon(Up(points), fill, outline);
   }
+  void Facet(std::span<const CanvasPoint> points, Rgb fill, double opacity, const Pen& outline) override {
+    canvas_.Facet(Up(points), fill, opacity, outline);
+  }
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override { canvas_.Polyline(Up(points), pen); }
   void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override {
     canvas_.Text(Up(at), anchor, text, look);

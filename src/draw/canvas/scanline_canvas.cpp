@@ -267,6 +267,21 @@ void ScanlineCanvas::Polygon(std::span<const CanvasPoint> points, Rgb fill, cons
   Polyline(points_, outline);
 }
 
+void ScanlineCanvas::Facet(std::span<const CanvasPoint> points, Rgb fill, double opacity, const Pen& outline) {
+  Extent extent;
+  if (!Measure(points, extent)) return;
+  const PixelBox box = Common(extent, 0.0, Bounds());
+  const ConvexRows convex(points);
+  if (!IsEmpty(box) && convex.Valid()) {
+    mask_.assign(static_cast<size_t>(box.x1 - box.x0 + 1) * static_cast<size_t>(box.y1 - box.y0 + 1), 0);
+    MaskSink sink{mask_.data(), box};
+    FillRows(convex, box, options_.smoothEdges, sink);
+    for (uint8_t& cover : mask_) cover = static_cast<uint8_t>(cover * std::clamp(opacity, 0.0, 1.0));
+    DrawMask(box, PixelOf(fill));
+  }
+  Canvas::Facet(points, fill, opacity, outline);
+}
+
 // Even-odd rule.
 void ScanlineCanvas::FillPolygon(std::span<const CanvasPoint> points, uint32_t colour) {
   Extent extent;

@@ -43,6 +43,7 @@ class ScanlineCanvas : public Canvas {
   void DiscStack(CanvasPoint centre, std::span<const Disc> discs) override;
   void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) override;
   void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) override;
+  void Facet(std::span<const CanvasPoint> points, Rgb fill, double opacity, const Pen& outline) override;
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
   void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override;
   using Canvas::TextSize;

@@ -104,7 +104,8 @@ std::string Points(std::span<const CanvasPoint> points) {
 }  // namespace
 
 void SvgCanvas::Clear(Rgb colour) {
-  body_ = "<rect width=\"100%\" height=\"100%\" fill=\"" + Colour(colour) + "\"/>\n";
+  if (frames_ == 0) body_.clear();
+  body_ += "<rect width=\"100%\" height=\"100%\" fill=\"" + Colour(colour) + "\"/>\n";
 }
 
 void SvgCanvas::Lines(std::span<const LinePiece> pieces, const Pen& pen) {
@@ -145,6 +146,11 @@ void SvgCanvas::FillSector(const EllipseShape& shape, double t0, double t1, Rgb 
 void SvgCanvas::Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) {
   body_ +=
       std::string("<polygon fill=\"") + Colour(fill) + '"' + Stroke(outline) + " points=\"" + Points(points) + "\"/>\n";
+}
+
+void SvgCanvas::Facet(std::span<const CanvasPoint> points, Rgb fill, double opacity, const Pen& outline) {
+  body_ += "<polygon fill=\"" + Colour(fill) + "\" fill-opacity=\"" + Number(opacity) + '"' + Stroke(outline) +
+           " points=\"" + Points(points) + "\"/>\n";
 }
 
 void SvgCanvas::Polyline(std::span<const CanvasPoint> points, const Pen& pen) {
@@ -197,7 +203,18 @@ void SvgCanvas::EndGroup() {
   body_ += "</g>\n";
 }
 
-std::string SvgCanvas::Finish() const {
+void SvgCanvas::BeginFrame(CanvasPoint corner, CanvasPoint size, CanvasPoint origin) {
+  ++frames_;
+  body_ += "<svg x=\"" + Number(corner.x) + "\" y=\"" + Number(corner.y) + "\" width=\"" + Number(size.x) +
+           "\" height=\"" + Number(size.y) + "\" viewBox=\"" + Pair(origin) + ' ' + Pair(size) + "\">\n";
+}
+
+void SvgCanvas::EndFrame() {
+  --frames_;
+  body_ += "</svg>\n";
+}
+
+std::string SvgCanvas::Document() const {
   const std::string side = Number(side_);
   const std::string height = Number(height_);
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" version=\"1.1\" "

@@ -12,7 +12,7 @@ namespace marvik {
 // A vector figure as SVG 1.1 text: true ellipses and arcs, real text, one group for each atom and bond with its label
 // as id. What an id cannot hold becomes "_" (the label is the group's title then), and equal ones get ".2", ".3". One
 // device unit is one point. What is nearer is painted later, so hidden parts are hidden.
-class SvgCanvas : public Canvas {
+class SvgCanvas : public FigureCanvas {
  public:
   // Side of the square in points, of which the figure shows `height` from `top` on (all of it by itself); the font
   // gives the widths of the labels and its size is that of the text.
@@ -27,15 +27,18 @@ class SvgCanvas : public Canvas {
   void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) override;
   void FillSector(const EllipseShape& shape, double t0, double t1, Rgb fill) override;
   void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) override;
+  void Facet(std::span<const CanvasPoint> points, Rgb fill, double opacity, const Pen& outline) override;
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
   void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override;
   using Canvas::TextSize;
   CanvasPoint TextSize(std::string_view text, size_t lowered) override;
   void BeginGroup(std::string_view name) override;
   void EndGroup() override;
+  void BeginFrame(CanvasPoint corner, CanvasPoint size, CanvasPoint origin) override;
+  void EndFrame() override;
 
-  // The whole document.
-  std::string Finish() const;
+  std::string Document() const;
+  std::optional<std::string> Finish() override { return Document(); }
 
  private:
   std::string TakeId(std::string_view name);
@@ -45,6 +48,7 @@ class SvgCanvas : public Canvas {
   double height_;
   LabelFont& font_;
   std::string body_;
+  int frames_ = 0;
   std::unordered_set<std::string> ids_;
   std::unordered_map<std::string, int> idCounts_;
 };

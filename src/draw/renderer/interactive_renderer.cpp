@@ -83,7 +83,8 @@ bool RenderFrame::Render(Document& document, const ViewState& view, const Render
   options_ = &options;
   canvas_ = &canvas;
   keepGoing_ = &keepGoing;
-  colours_ = ColoursOf(options.look, options.printing || options.whiteBackground);
+  colours_ = ColoursOf(options.look, options.printing || options.whiteBackground || options.blackWhite);
+  if (options.blackWhite) colours_ = {kWhite, true, false, kWhite};
   SetUp();
   labelsSettled = true;
   if (options.clear && !options.printing) canvas.Clear(Background());
@@ -104,6 +105,7 @@ void RenderFrame::SetUp() {
   SetUpMap();
   SetUpColours();
   SetUpBalls();
+  scheme_.SetUp(*document_, options_->figure.colourBy);
   atoms_.clear();
   labels.clear();
   double highest = 0.0;
@@ -156,6 +158,8 @@ void RenderFrame::AddAtom(AtomRecord* atom, const ClipPoint& p) {
   frame.unknown = row == kUnknownRow;
   frame.row = static_cast<uint8_t>(row);
   frame.colour = frame.unknown ? static_cast<uint8_t>(kGreyIndex) : frame.row;
+  if (const auto shade = scheme_.ShadeOf(*atom); shade && !frame.unknown)
+    frame.colour = static_cast<uint8_t>(kSchemeShade + *shade);
   frame.selected = options_->selection && atom->Has(kSelected);
   atom->scratch = static_cast<int32_t>(atoms_.size());
   atoms_.push_back(frame);
@@ -206,6 +210,10 @@ void RenderFrame::SetUpColours() {
   palette_[kGreyIndex] = options_->printing ? kBlack : kUnknownBondOnScreen;
   palette_[kSelectionIndex] = paper ? kSelectionOnWhite : kSelectionOnBlack;
   std::ranges::copy(CellColoursOn(paper), palette_.begin() + kCellA);
+  for (int i = 0; i < kSchemeShades; ++i)
+    palette_[static_cast<size_t>(kSchemeShade + i)] =
+        LegibleOn(ColourScheme::ColourOf(options_->figure.colourBy, i), paper);
+  if (options_->blackWhite) std::fill_n(palette_.begin(), kPaletteSize, kBlack);
   for (size_t i = 0; i < kPaletteSize; ++i)
     palette_[i + kDimIndex] = MixColours(Background(), palette_[i], kOutsideSlab);
 }
@@ -240,6 +248,9 @@ bool RenderFrame::IsSelected(const BondRecord* bond) const {
 }
 
 Rgb RenderFrame::ElementRgb(const FrameAtom& atom) const {
+  if (options_->blackWhite) return kWhite;
+  if (atom.colour >= kSchemeShade && !atom.unknown)
+    return ColourScheme::ColourOf(options_->figure.colourBy, atom.colour - kSchemeShade);
   return atom.unknown ? palette_[atom.colour] : ElementColourOf(document_->elements, atom.row, options_->safeColours);
 }
 

@@ -8,6 +8,7 @@
 
 #include "draw/canvas/canvas.h"
 #include "draw/labels/label_placer.h"
+#include "draw/renderer/colour_scheme.h"
 #include "draw/renderer/look.h"
 #include "draw/view/view_state.h"
 #include "model/document.h"
@@ -21,6 +22,16 @@ enum class LabelForm : uint8_t { Plain, Parentheses, Lowered };
 
 // The group of the lines that lead to labels, before the labels' own.
 inline constexpr char kLeaderGroup[] = "leaders";
+
+// What a figure shows beside atoms, bonds and labels.
+struct FigureChoices {
+  ColourBy colourBy = ColourBy::Element;
+  bool tripod = false;             // the directions of a, b and c, lower left
+  bool scaleBar = false;           // lower right
+  bool legend = false;             // what the colours stand for, upper left
+  bool hydrogensByU = false;       // among ellipsoids; else all of one small size
+  std::vector<uint8_t> polyhedra;  // rows of the elements in their middle
+};
 
 // What a picture shows beside the view.
 struct RenderOptions {
@@ -42,11 +53,13 @@ struct RenderOptions {
   bool whiteBackground = false;  // paper colours on a pixel canvas
   bool exact = false;            // vector figures: positions and sizes are not cut to whole pixels
   bool cutOctant = false;        // ellipsoids show their inside in the octant toward the viewer
-  double probability = 0.5;      // of thermal ellipsoids
-  bool clear = true;             // off: what is there stays behind the picture
-  bool layout = false;           // Layout() is going to be asked
-  bool selection = true;         // what is selected is marked
-  bool bodies = true;            // off: only what stands over atoms, bonds and cell: marks and texts
+  FigureChoices figure;
+  double probability = 0.5;  // of thermal ellipsoids
+  bool clear = true;         // off: what is there stays behind the picture
+  bool layout = false;       // Layout() is going to be asked
+  bool selection = true;     // what is selected is marked
+  bool blackWhite = false;   // patterns of lines and dots by the element table instead of colours, on white
+  bool bodies = true;        // off: only what stands over atoms, bonds and cell: marks and texts
 };
 
 // Asked before each atom; false stops the picture where it is.

@@ -79,6 +79,12 @@ void RenderFrame::SetUpBalls() {
 void RenderFrame::DrawBall(const FrameAtom& atom) {
   const double radius = BallRadius(atom);
   const Rgb colour = ElementRgb(atom);
+  if (options_->blackWhite) {
+    const EllipseShape shape{Centre(atom), {std::max(radius, 0.5), 0.0}, {0.0, std::max(radius, 0.5)}};
+    canvas_->FillEllipse(shape, kWhite, ThinPen(kBlack));
+    DrawPattern(shape, document_->elements[atom.row].texture);
+    return;
+  }
   if (options_->printing) {
     canvas_->DiscStack(Centre(atom), PageDiscs(radius, PageBallShades(colour)));
     return;

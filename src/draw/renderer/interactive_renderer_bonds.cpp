@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <span>
 
 #include "draw/renderer/bond_sticks.h"
 #include "draw/renderer/render_frame.h"
@@ -23,6 +24,8 @@ struct Strip {
 };
 constexpr std::array<Strip, 4> kPipeStrips{
     {{1.0, 0.0, 0.55, 0.0}, {0.82, 0.0, 0.25, 0.0}, {0.6, -0.1, 0.0, 0.0}, {0.22, -0.2, 0.0, 0.55}}};
+
+constexpr std::array<Strip, 2> kPlainStrips{{{1.0, 0.0, 1.0, 0.0}, {0.7, 0.0, 0.0, 0.0}}};  // black and white
 
 CanvasPoint Between(CanvasPoint a, CanvasPoint b, double t) {
   return {a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t};
@@ -108,11 +111,13 @@ void RenderFrame::DrawSticks(const FrameBond& bond, CanvasPoint a, CanvasPoint b
     canvas_->Line(a, b, {palette_[kGreyIndex], map_.unit, static_cast<LineStyle>(style)});
     return;
   }
-  const Rgb colour = Classic() ? kBondClassColours[bond.order] : colours_.bond;
+  const Rgb colour = Classic() && !options_->blackWhite ? kBondClassColours[bond.order] : colours_.bond;
   const double width = StickWidth(bond.width);
   // A dark rim keeps a stick apart from what lies behind it.
   if (style == kSolid && bond.order == kSingle && width >= kLeastRimmed * map_.unit)
-    canvas_->Line(a, b, {MixColours(colour, kBlack, 0.7), width + 2.0 * map_.unit, LineStyle::Solid});
+    canvas_->Line(
+        a, b,
+        {MixColours(colour, kBlack, options_->blackWhite ? 1.0 : 0.7), width + 2.0 * map_.unit, LineStyle::Solid});
   if (bond.order == kSingle || bond.order == kPi) {
     DrawStick(bond, a, b, std::max(width, map_.unit), style);
     return;
@@ -127,8 +132,11 @@ void RenderFrame::DrawSticks(const FrameBond& bond, CanvasPoint a, CanvasPoint b
 
 // In the colour of its class, in the look's, or each half in that of its atom.
 void RenderFrame::DrawStick(const FrameBond& bond, CanvasPoint a, CanvasPoint b, double width, int style) {
-  if (Classic() || !colours_.bondsOfAtoms) {
-    drawBondLine(*canvas_, Classic() ? kBondClassColours[bond.order] : colours_.bond, a, b, width, style);
+  if (Classic() || !colours_.bondsOfAtoms || options_->blackWhite) {
+    const bool hollow = style == kSolid && bond.order == kSingle && width >= kLeastRimmed * map_.unit;
+    if (options_->blackWhite && !hollow) return drawBondLine(*canvas_, kBlack, a, b, width, style);
+    drawBondLine(*canvas_, Classic() && !options_->blackWhite ? kBondClassColours[bond.order] : colours_.bond, a, b,
+                 width, style);
     return;
   }
   const CanvasPoint from = Centre(atoms_[bond.a]);
@@ -188,9 +196,11 @@ void RenderFrame::DrawPipes(uint32_t index) {
   const double radius = PipeRadius(index);
   // Strips of less than a pixel are left out: what is left is a line in the atom's own colour.
   const bool thin = map_.whole && radius < kThinPipe;
-  for (const Strip& strip : kPipeStrips) {
-    if (thin && &strip != &kPipeStrips.front()) break;
-    const Rgb shade = thin ? colour : StripColour(colour, strip);
+  const std::span<const Strip> strips =
+      options_->blackWhite ? std::span<const Strip>(kPlainStrips) : std::span<const Strip>(kPipeStrips);
+  for (const Strip& strip : strips) {
+    if (thin && &strip != &strips.front()) break;
+    const Rgb shade = thin && !options_->blackWhite ? colour : StripColour(colour, strip);
     const Pen none{shade, 0.0, LineStyle::Solid};
     if (!atom.unknown && (options_->printing || map_.Shows(centre, radius))) {
       const double shift = strip.place * radius * std::sqrt(2.0);
@@ -203,7 +213,7 @@ void RenderFrame::DrawPipes(uint32_t index) {
       const CanvasPoint end = Between(centre, Centre(other), 0.5);
       if (!options_->printing && !map_.Shows(centre, end, radius)) continue;
       if (atom.unknown || other.unknown) {
-        if (&strip == &kPipeStrips.front()) canvas_->Line(centre, end, ThinPen(palette_[kGreyIndex]));
+        if (&strip == &strips.front()) canvas_->Line(centre, end, ThinPen(palette_[kGreyIndex]));
         continue;
       }
       const CanvasPoint across = Across(centre, end);

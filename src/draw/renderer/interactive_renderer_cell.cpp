@@ -84,6 +84,9 @@ void RenderFrame::SetUpCellLetters() {
     const std::string_view text(&kCellCorners[i].letter, 1);
     const CanvasPoint at = DevicePoint(corners[i]);
     const CanvasPoint size = canvas_->TextSize(text);
+    // An axis toward the viewer has its end on the origin.
+    const CanvasPoint fromOrigin{at.x - DevicePoint(corners[7]).x, at.y - DevicePoint(corners[7]).y};
+    if (!Classic() && i < 7 && std::hypot(fromOrigin.x, fromOrigin.y) < size.y) continue;
     const CanvasPoint corner = LabelCorner(at, 2.0 * map_.unit, size, at.x - middle.x, at.y - middle.y);
     cellLetters_.push_back({{corner, size, at, 0.0, true}, kCellCorners[i].letter});
   }

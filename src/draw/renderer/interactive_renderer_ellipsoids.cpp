@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 
+#include "chem/atom_geometry.h"
 #include "draw/renderer/render_frame.h"
 #include "model/placement.h"
 
@@ -88,7 +89,10 @@ void RenderFrame::SetUpIsotropicBalls() {
     if (atom.unknown || atom.atom->IsAnisotropic()) continue;
     const double u = atom.atom->u[0];
     double radius = u > 0.0 && u < kLargestU ? std::sqrt(u) * scale * angstrom : kOtherBall * angstrom;
-    if (atom.row == kHydrogenRow || atom.row == kDeuteriumRow) radius = least;
+    if (IsHydrogenRow(atom.row)) {
+      const double own = options_->figure.hydrogensByU ? ListedUeq(*document_, *atom.atom) : 0.0;
+      radius = own > 0.0 && own < kLargestU ? std::sqrt(own) * scale * angstrom : least;
+    }
     atom.ball = static_cast<float>(std::clamp(map_.whole ? std::floor(radius + 0.5) : radius, 1.0, 20000.0));
   }
 }
@@ -100,7 +104,7 @@ void RenderFrame::DrawEllipsoid(const FrameAtom& atom, const FrameEllipsoid& ell
   }
   const CanvasPoint centre = Centre(atom);
   const Rgb fill = ElementRgb(atom);
-  const Rgb line = InkOn(fill);
+  const Rgb line = options_->blackWhite ? kBlack : InkOn(fill);
   const OutlineConic outline = OutlineOf(ellipsoid.axes);
   const EllipseShape shape{centre, map_.Vector(outline.p), map_.Vector(outline.q)};
   if (map_.whole && Length(outline.p) * map_.scale < kLeastLined) {
@@ -108,7 +112,8 @@ void RenderFrame::DrawEllipsoid(const FrameAtom& atom, const FrameEllipsoid& ell
     canvas_->FillEllipse(Thickened(shape), fill, {fill, 0.0, LineStyle::Solid});
     return;
   }
-  canvas_->FillEllipse(shape, fill, ThinPen(Paper() ? MixColours(fill, kBlack, 0.75) : line));
+  canvas_->FillEllipse(shape, fill, ThinPen(Paper() && !options_->blackWhite ? MixColours(fill, kBlack, 0.75) : line));
+  if (options_->blackWhite) DrawPattern(shape, document_->elements[atom.row].texture);
   if (options_->cutOctant) DrawOctant(centre, ellipsoid, fill);
   for (size_t k = 0; k < 3; ++k) {
     const ViewPoint& p = ellipsoid.axes[k];
@@ -121,13 +126,14 @@ void RenderFrame::DrawEllipsoid(const FrameAtom& atom, const FrameEllipsoid& ell
 // The octant between the halves of the axes that come toward the viewer is taken out: the three quarters of the
 // principal planes that bound it cover all of it, each in a shade of its own, with the axes where they meet.
 void RenderFrame::DrawOctant(CanvasPoint centre, const FrameEllipsoid& ellipsoid, Rgb fill) {
-  constexpr std::array<double, 3> kDarker{0.5, 0.3, 0.4};
+  constexpr std::array<double, 3> kShade{0.5, 0.3, 0.4};
   std::array<CanvasPoint, 3> axes;
   for (size_t k = 0; k < 3; ++k) axes[k] = map_.Vector(ellipsoid.axes[k] * (ellipsoid.axes[k].z < 0.0 ? -1.0 : 1.0));
   for (size_t k = 0; k < 3; ++k)
-    canvas_->FillSector({centre, axes[k], axes[(k + 1) % 3]}, 0.0, kHalfPi, MixColours(fill, kBlack, kDarker[k]));
+    canvas_->FillSector({centre, axes[k], axes[(k + 1) % 3]}, 0.0, kHalfPi,
+                        MixColours(fill, kBlack, options_->blackWhite ? 0.0 : kShade[k]));
   for (const CanvasPoint& axis : axes)
-    canvas_->Line(centre, {centre.x + axis.x, centre.y + axis.y}, ThinPen(InkOn(fill)));
+    canvas_->Line(centre, {centre.x + axis.x, centre.y + axis.y}, ThinPen(options_->blackWhite ? kBlack : InkOn(fill)));
 }
 
 double RenderFrame::BoxArm(const FrameAtom& atom) const {
@@ -141,7 +147,7 @@ void RenderFrame::DrawCrossedBox(const FrameAtom& atom) {
   const std::array<CanvasPoint, 4> corners{
       {{c.x - arm, c.y - arm}, {c.x + arm, c.y - arm}, {c.x + arm, c.y + arm}, {c.x - arm, c.y + arm}}};
   const Rgb fill = ElementRgb(atom);
-  const Pen pen = ThinPen(InkOn(fill));
+  const Pen pen = ThinPen(options_->blackWhite ? kBlack : InkOn(fill));
   canvas_->Polygon(corners, fill, pen);
   canvas_->Line(corners[0], corners[2], pen);
   canvas_->Line(corners[1], corners[3], pen);

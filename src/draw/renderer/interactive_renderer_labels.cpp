@@ -63,6 +63,7 @@ bool RenderFrame::WantsLabel(const AtomRecord& atom) const {
 }
 
 Rgb RenderFrame::LabelColour(const FrameAtom& atom) const {
+  if (options_->blackWhite) return kBlack;
   if (options_->hybridLabelColoration && !atom.unknown) {
     const auto code = static_cast<size_t>(atom.atom->Hybridization());
     return kHybridLabelColours[std::min(code, kHybridLabelColours.size() - 1)];
@@ -336,6 +337,7 @@ void RenderFrame::DrawLabels() {
     }
     canvas_->EndGroup();
   }
+  DrawCorners();
   if (!options_->labels && !options_->showCell) return;
   if (Grouped()) canvas_->BeginGroup("labels");
   if (options_->labels) DrawLabelTexts();

@@ -39,6 +39,7 @@ bool RenderFrame::renderScene() {
   if (options_->mode == kPipes) SetUpPipes();
   cellPieces_.clear();
   if (options_->showCell) SetUpCellBox();
+  SetUpPolyhedra();
   if (options_->bodies && !DrawInDepthOrder()) return false;
   DrawSelection();
   return true;
@@ -77,6 +78,7 @@ void RenderFrame::SortScene() {
     }
   }
   for (uint32_t i = 0; i < cellPieces_.size(); ++i) items_.push_back({OrderedKey(cellPieces_[i].z), kCellItem | i});
+  for (uint32_t i = 0; i < facets_.size(); ++i) items_.push_back({OrderedKey(facets_[i].z), kFacetItem | i});
   for (uint32_t i = 0; i < atoms_.size(); ++i) items_.push_back({OrderedKey(atoms_[i].z), kAtomItem | i});
   SortItems(items_, itemScratch_);
 }
@@ -94,6 +96,9 @@ bool RenderFrame::DrawInDepthOrder() {
         canvas_->Line(piece.a, piece.b, ThinPen(palette_[piece.colour]));
         break;
       }
+      case kFacetItem:
+        DrawFacet(facets_[index]);
+        break;
       default:
         if (!GoOn()) return false;
         if (Grouped()) canvas_->BeginGroup(atoms_[index].atom->name);

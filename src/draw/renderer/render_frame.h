@@ -10,6 +10,7 @@
 #include "draw/canvas/colours.h"
 #include "draw/labels/label_layout.h"
 #include "draw/labels/label_placer.h"
+#include "draw/renderer/colour_scheme.h"
 #include "draw/renderer/interactive_renderer.h"
 
 namespace marvik {
@@ -51,7 +52,8 @@ enum PaletteIndex : uint8_t {
   kCellB,
   kCellC,
   kCellEdge,
-  kPaletteSize,
+  kSchemeShade,
+  kPaletteSize = kSchemeShade + kSchemeShades,
 };
 // Added to an index: 60 % brightness, outside the depth slab.
 inline constexpr uint8_t kDimIndex = 128;
@@ -125,11 +127,22 @@ class RenderFrame {
   FrameLayout layout;
 
  private:
-  enum Reference : uint32_t { kAtomItem = 0, kBondItem = 1u << 30, kCellItem = 2u << 30, kItemKind = 3u << 30 };
+  enum Reference : uint32_t {
+    kAtomItem = 0,
+    kBondItem = 1u << 30,
+    kCellItem = 2u << 30,
+    kFacetItem = 3u << 30,
+    kItemKind = 3u << 30
+  };
   struct CellPiece {
     CanvasPoint a, b;
     float z = 0.0f;
     uint8_t colour = 0;
+  };
+  struct Facet {
+    std::vector<CanvasPoint> corners;
+    float z = 0.0f;
+    uint32_t centre = 0;  // its atom
   };
   struct CellLetter {
     LabelBox box;
@@ -200,6 +213,7 @@ class RenderFrame {
   void SetUpBalls();
   double BallRadius(const FrameAtom& atom) const { return atom.ball > 0.0f ? atom.ball : ballRadius_[atom.row]; }
   void SetUpIsotropicBalls();
+  void DrawPattern(const EllipseShape& shape, int texture);
   void DrawSelection();
 
   // Ellipsoids.
@@ -221,6 +235,11 @@ class RenderFrame {
   double StickWidth(double width) const;
   bool BondEnds(const FrameBond& bond, CanvasPoint& a, CanvasPoint& b) const;
 
+  // Polyhedra.
+  void SetUpPolyhedra();
+  void AddPolyhedron(uint32_t centre, const std::vector<uint32_t>& corners);
+  void DrawFacet(const Facet& facet);
+
   // Cell box.
   bool CellCorners(std::array<ViewPoint, 8>& corners) const;
   void SetUpCellBox();
@@ -231,6 +250,10 @@ class RenderFrame {
   void AddLabelDirections(const FrameAtom& a, const FrameAtom& b);
   void DrawLabels();
   void DrawLabelTexts();
+  void DrawCorners();
+  void DrawTripod();
+  void DrawScaleBar();
+  void DrawLegend();
   void CollectLabels();
   void CollectNearestLabels();
   void CarryLabels();
@@ -258,6 +281,7 @@ class RenderFrame {
 
   DeviceMap map_;
   LookColours colours_;
+  ColourScheme scheme_;
   std::array<Rgb, 256> palette_{};
   std::vector<FrameAtom> atoms_;
   std::vector<FrameBond> bonds_;
@@ -269,6 +293,7 @@ class RenderFrame {
   std::vector<uint32_t> pipeStart_;  // of each atom's entries in pipes_
   std::vector<uint32_t> pipes_;      // indices into bonds_
   std::vector<CellPiece> cellPieces_;
+  std::vector<Facet> facets_;
   std::string groupName_;
   std::vector<CanvasPoint> labelDirections_;
   std::vector<ShownLabel> shownLabels_;

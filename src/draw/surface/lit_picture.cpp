@@ -39,6 +39,7 @@ class Builder {
 
   LitScene Build() {
     colours_ = ColoursOf(options_.look, options_.printing || options_.whiteBackground);
+    scheme_.SetUp(document_, options_.figure.colourBy);
     scene_.background = colours_.background;
     FindSmallest();
     if (options_.showCell) AddCell();
@@ -70,7 +71,9 @@ class Builder {
     }
     const int row = RowOf(atom);
     if (row == kUnknownRow) return kGrey;
-    const Rgb colour = ElementColourOf(document_.elements, row, options_.safeColours);
+    const auto shade = scheme_.ShadeOf(atom);
+    const Rgb colour = shade ? ColourScheme::ColourOf(options_.figure.colourBy, *shade)
+                             : ElementColourOf(document_.elements, row, options_.safeColours);
     // The dark blues and reds of the element table are hard to see on black.
     return options_.look == Look::Dark && !colours_.light ? LegibleOn(colour, false) : colour;
   }
@@ -183,6 +186,7 @@ class Builder {
   double smallest_ = 1.0;  // ellipsoid, pixels
   double highest_ = 0.0;   // peak
   LookColours colours_;
+  ColourScheme scheme_;
   bool anisotropic_ = false;
   LitScene scene_;
 };
