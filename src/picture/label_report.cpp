@@ -20,7 +20,7 @@ std::string Quoted(std::string_view text) {
 
 class Lists {
  public:
-  explicit Lists(double unit) : unit_(unit) {}
+  Lists(double unit, double top) : unit_(unit), top_(top) {}
   void Begin(const char* name) {
     text_ += text_.empty() ? "{" : "\n ],\n";
     AppendPrintf(text_, "\"%s\": [", name);
@@ -32,25 +32,28 @@ class Lists {
     return text_;
   }
   double Points(double v) const { return std::isfinite(v) ? v * unit_ : 0.0; }
-  std::string Point(CanvasPoint p) const { return Printf("[%.3f, %.3f]", Points(p.x), Points(p.y)); }
+  double Row(double y) const { return Points(y - top_); }
+  std::string Axis(CanvasPoint p) const { return Printf("[%.3f, %.3f]", Points(p.x), Points(p.y)); }
+  std::string Point(CanvasPoint p) const { return Axis({p.x, p.y - top_}); }
   std::string Finish() { return text_ + "\n ]}\n"; }
 
  private:
   double unit_;
+  double top_;
   std::string text_;
   bool first_ = true;
 };
 
 }  // namespace
 
-std::string LabelReport(const FrameLayout& layout, double pointsPerUnit) {
-  Lists lists(pointsPerUnit);
+std::string LabelReport(const FrameLayout& layout, double pointsPerUnit, double top) {
+  Lists lists(pointsPerUnit, top);
   lists.Begin("labels");
   for (const PlacedLabel& label : layout.labels) {
     lists.Item() +=
         "{\"name\": " + Quoted(label.atom->name) +
-        Printf(", \"box\": [%.3f, %.3f, %.3f, %.3f]", lists.Points(label.at.x), lists.Points(label.at.y - label.size.y),
-               lists.Points(label.at.x + label.size.x), lists.Points(label.at.y)) +
+        Printf(", \"box\": [%.3f, %.3f, %.3f, %.3f]", lists.Points(label.at.x), lists.Row(label.at.y - label.size.y),
+               lists.Points(label.at.x + label.size.x), lists.Row(label.at.y)) +
         ", \"leader\": " + (label.leader ? "true}" : "false}");
   }
   lists.Begin("left_out");
@@ -58,7 +61,7 @@ std::string LabelReport(const FrameLayout& layout, double pointsPerUnit) {
   lists.Begin("bodies");
   for (const FrameLayout::Body& body : layout.bodies) {
     lists.Item() += "{\"name\": " + Quoted(body.atom->name) + ", \"centre\": " + lists.Point(body.shape.centre) +
-                    ", \"axes\": [" + lists.Point(body.shape.p) + ", " + lists.Point(body.shape.q) + "]}";
+                    ", \"axes\": [" + lists.Axis(body.shape.p) + ", " + lists.Axis(body.shape.q) + "]}";
   }
   lists.Begin("bonds");
   for (const FrameLayout::Bond& bond : layout.bonds) {

@@ -37,6 +37,10 @@ const PictureFormat* PictureFormatNamed(std::string_view extension);
 // ".png, .jpg, .svg and .pdf"; or only those that can take a picture of pixels.
 std::string PictureExtensions(bool ofPixels = false);
 
+// The format, null after a message where such pictures cannot be made.
+const PictureFormat* PossibleFormat(UserMessages& messages, const PictureOptions& options, const std::string& format);
+inline constexpr char kNoMemoryForPicture[] = "There is not enough memory for this picture.";
+
 // What the screen shows of the subject, with its view fitted into a square, as the bytes of a picture file of that
 // format (an extension). Nothing after a message, which is also what it gives when it was stopped. The atoms' screen
 // positions are those of the picture then.

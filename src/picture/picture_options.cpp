@@ -10,8 +10,8 @@ namespace marvik {
 namespace {
 
 constexpr std::array<std::string_view, 4> kBackgrounds{"usual", "black", "white", "transparent"};
-constexpr std::array<std::string_view, 7> kKeys{"size",    "resolution",   "background", "renderer",
-                                                "journal", "label-report", "trim"};
+constexpr std::array<std::string_view, 8> kKeys{"size",    "resolution",   "background", "renderer",
+                                                "journal", "label-report", "trim",       "frames"};
 constexpr std::string_view kBlanks = " \t\r\n";
 
 }  // namespace
@@ -24,6 +24,12 @@ std::optional<PictureBackground> BackgroundNamed(std::string_view name) {
 
 std::string_view NameOf(PictureBackground background) {
   return kBackgrounds[static_cast<size_t>(background)];
+}
+
+std::optional<PictureFrames> FramesNamed(std::string_view name) {
+  const auto* found = std::ranges::find(kPictureFrames, name);
+  if (found == std::end(kPictureFrames)) return {};
+  return static_cast<PictureFrames>(found - kPictureFrames);
 }
 
 int PictureOptions::Rows(int side) const {
@@ -70,6 +76,10 @@ std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const P
       const JournalPreset* preset = JournalPresetNamed(value);
       if (!preset) wrong = "The journal is single-column or double-column.";
       if (preset) ApplyJournal(*preset, 0.0, request.options);
+    } else if (key == "frames") {
+      const auto frames = FramesNamed(value);
+      if (!frames) wrong = "The frames are one, stereo or axes.";
+      request.options.frames = frames.value_or(usual.frames);
     } else if (key == "trim") {
       if (value != "on" && value != "off") wrong = "The trim is on or off.";
       request.options.trim = value == "on";
@@ -101,7 +111,10 @@ std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const P
 std::string PictureArgument(const PictureRequest& request) {
   const PictureOptions& o = request.options;
   return Printf("size=%d resolution=%.9g background=", o.size, o.resolution) + std::string(NameOf(o.background)) +
-         (o.trim ? " trim=on" : "") + (o.openGl ? " renderer=opengl " : " renderer=interactive ") + request.path;
+         (o.trim ? " trim=on" : "") +
+         (o.frames == PictureFrames::One ? ""
+                                         : " frames=" + std::string(kPictureFrames[static_cast<size_t>(o.frames)])) +
+         (o.openGl ? " renderer=opengl " : " renderer=interactive ") + request.path;
 }
 
 }  // namespace marvik

@@ -15,11 +15,16 @@ inline constexpr int kMostLayers = 100;
 // Usual is black for pictures of pixels, as the screen has it, and white for figures made of lines.
 enum class PictureBackground : uint8_t { Usual, Black, White, Transparent };
 
+// What of a structure stands side by side in a picture: itself, what the left and the right eye see of it, or its views
+// along a, b and c.
+enum class PictureFrames : uint8_t { One, Stereo, Axes };
+
 // How large a picture file is and what it stands on; what it shows is the subject's.
 struct PictureOptions {
   int size = 600;           // pixels a side
   double resolution = 0.0;  // dots per inch; 0: none, and figures made of lines have a point for each pixel
   PictureBackground background = PictureBackground::Usual;
+  PictureFrames frames = PictureFrames::One;
   // Of the OpenGL renderer.
   bool openGl = false;
   bool blackWhite = false;
@@ -48,6 +53,9 @@ void ApplyJournal(const JournalPreset& preset, double resolution, PictureOptions
 // "usual", "black", "white" or "transparent"; nothing for anything else.
 std::optional<PictureBackground> BackgroundNamed(std::string_view name);
 std::string_view NameOf(PictureBackground background);
+// "one", "stereo" or "axes"; nothing for anything else.
+inline constexpr std::string_view kPictureFrames[] = {"one", "stereo", "axes"};
+std::optional<PictureFrames> FramesNamed(std::string_view name);
 
 // A picture file as one line of text: "size=1200 resolution=300 background=white renderer=opengl FILE". What is not
 // given is as in `usual`. Nothing, with a sentence in `wrong`, for what makes no sense.

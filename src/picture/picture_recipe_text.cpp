@@ -184,7 +184,8 @@ std::string RecipeText(const PictureRecipe& r) {
   if (r.picture.resolution > 0.0) AppendPrintf(text, "resolution %.9g\n", r.picture.resolution);
   if (r.picture.background != PictureBackground::Usual)
     text.append("background ").append(NameOf(r.picture.background)).append("\n");
-  if (r.picture.openGl) AppendPrintf(text, "renderer opengl\nblack-white %s\n", kSwitch[r.picture.blackWhite]);
+  if (r.picture.openGl) text += "renderer opengl\n";
+  if (r.picture.openGl || r.picture.blackWhite) AppendPrintf(text, "black-white %s\n", kSwitch[r.picture.blackWhite]);
   if (r.picture.layers) AppendPrintf(text, "layers %d\n", *r.picture.layers);
   for (const std::string& name : r.hidden) text.append("hidden ").append(name).append("\n");
   for (const std::string& name : r.labelsOff) text.append("no-label ").append(name).append("\n");

@@ -219,19 +219,9 @@ Report StructureReport(const Document& document, const ReportRequest& request, c
   return report;
 }
 
-// "R1 =  0.0364 for ..." of the remarks that a refinement left in its result.
 nlohmann::ordered_json FigureOf(const Document& document, std::string_view name) {
-  nlohmann::ordered_json figure;
-  for (const std::string& line : document.instructions.droppedRemarks) {
-    const size_t at = line.find(name);
-    if (at == std::string::npos || (at > 0 && std::isalnum(static_cast<unsigned char>(line[at - 1])))) continue;
-    size_t from = at + name.size();
-    if (const size_t s = line.find("S =", from); s == from + 1) from = s + 3;
-    from = line.find_first_not_of(" =", from);
-    if (double value = 0.0; from != std::string::npos && ParseNumber(std::string_view(line).substr(from), value) > 0)
-      figure = value;
-  }
-  return figure;
+  const auto figure = FigureOfMerit(document, name);
+  return figure ? nlohmann::ordered_json(*figure) : nlohmann::ordered_json();
 }
 
 std::string ReportJson(const Document& document, const Report& report) {
@@ -253,6 +243,21 @@ std::string ReportJson(const Document& document, const Report& report) {
 }
 
 }  // namespace
+
+// "R1 =  0.0364 for ..."
+std::optional<double> FigureOfMerit(const Document& document, std::string_view name) {
+  std::optional<double> figure;
+  for (const std::string& line : document.instructions.droppedRemarks) {
+    const size_t at = line.find(name);
+    if (at == std::string::npos || (at > 0 && std::isalnum(static_cast<unsigned char>(line[at - 1])))) continue;
+    size_t from = at + name.size();
+    if (const size_t s = line.find("S =", from); s == from + 1) from = s + 3;
+    from = line.find_first_not_of(" =", from);
+    if (double value = 0.0; from != std::string::npos && ParseNumber(std::string_view(line).substr(from), value) > 0)
+      figure = value;
+  }
+  return figure;
+}
 
 std::optional<ReportKind> ReportKindOf(std::string_view name) {
   const auto found = std::ranges::find(kReportNames, name);

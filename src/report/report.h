@@ -65,6 +65,10 @@ struct Report {
 std::optional<Report> ComposeReport(const Document& document, const ReportRequest& request,
                                     const UncertaintySource* uncertainties);
 
+// Of the result that the document was read from: "R1 =", "wR2 =" or "GooF =" of its remarks; nothing where they do not
+// say.
+std::optional<double> FigureOfMerit(const Document& document, std::string_view name);
+
 enum class ReportFormat { Text, Json, Csv };
 // As the command line prints it. Text: that of a plane or a centroid, else its table with the basis of the
 // uncertainties behind. JSON: one object with the file, its title, cell and figures of merit, and the rows under the

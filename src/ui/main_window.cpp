@@ -321,6 +321,8 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
     const QString name = PathToText(BaseNameOf(bench_.Title()) + ".recipe");
     return AskRecipeFile(this, DialogDirectory(), name, id == kSaveRecipeCommand);
   }
+  if (id == kSaveStyleCommand || id == kApplyStyleCommand)
+    return AskStyleFile(this, DialogDirectory(), id == kSaveStyleCommand);
   if (id == kCompareCommand) return AskComparison(this, bench_);
   if (id == kHfixCommand) return AskHfixOption(this);
   if (id == kRefinementStepCommand) return refinement_->AskStep();

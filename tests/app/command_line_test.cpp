@@ -279,6 +279,33 @@ TEST_F(CommandLineTest, DrawsPictures) {
   EXPECT_TRUE(folder.Get("b.pdf").starts_with("%PDF-"));
 }
 
+TEST_F(CommandLineTest, SeveralFilesAreASheetWithAFrameForEach) {
+  const std::string refined =
+      folder.Put("refined.res", std::string(test::kSmallFile) + "REM R1 = 0.0364 for 345 Fo > 4sig(Fo)\n");
+  const std::string cif = folder.Put("paper.cif",
+                                     "data_x\n_cell_length_a 5\n_cell_length_b 5\n_cell_length_c 5\n"
+                                     "_cell_angle_alpha 90\n_cell_angle_beta 90\n_cell_angle_gamma 90\n"
+                                     "_refine_ls_R_factor_gt 0.0412\nloop_\n_atom_site_label\n_atom_site_fract_x\n"
+                                     "_atom_site_fract_y\n_atom_site_fract_z\nC1 0.1 0.1 0.1\n");
+  EXPECT_EQ(Run({"--picture", folder / "sheet.svg", refined, cif}), 0) << err.str();
+  for (const char* words : {">refined<", ">R1 = 0.0364<", ">paper<", ">R1 = 0.0412<"})
+    EXPECT_NE(folder.Get("sheet.svg").find(words), std::string::npos) << words;
+  // What cannot be read has its frame and its line, and the others theirs.
+  EXPECT_EQ(Run({"--picture", folder / "sheet.svg", folder.Put("bad.res", "TITL\n"), refined}), 1);
+  EXPECT_TRUE(err.str().starts_with(folder / "bad.res: ")) << err.str();
+  for (const char* words : {">bad<", "missing,", ">R1 = 0.0364<"})
+    EXPECT_NE(folder.Get("sheet.svg").find(words), std::string::npos) << words;
+  std::vector<std::string> many{"--picture", folder / "many.pdf"};
+  many.insert(many.end(), 13, refined);
+  EXPECT_EQ(Run(many), 0) << err.str();
+  EXPECT_NE(folder.Get("many.pdf").find("/Count 2"), std::string::npos) << "twelve on a page";
+  many[1] = folder / "many.png";
+  EXPECT_EQ(Run(many), 1);
+  EXPECT_EQ(Run({"--picture", folder / "a.pdf", "--frames", "stereo", file, file}), 2);
+  EXPECT_EQ(Run({"--report", "atoms", file, file}), 2);
+  EXPECT_EQ(Run({"--picture", folder / "packed.png", "--packing", "--rendition", "ball", refined}), 0) << err.str();
+}
+
 TEST_F(CommandLineTest, TimingIsTheLastLine) {
   EXPECT_EQ(Run({"--timing", "--picture", folder / "a.png", file}), 0);
   const std::regex line(

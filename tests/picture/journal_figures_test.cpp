@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <map>
 
+#include "base/files.h"
 #include "files/res/reader.h"
 #include "picture/picture_formats.h"
 #include "picture/tiff_writer.h"
@@ -84,6 +85,85 @@ TEST_F(Figure, IsCutAlikeInEveryFormat) {
   EXPECT_EQ(svgWidth, width);
   EXPECT_EQ(svgHeight, height);
   EXPECT_LT(height, width / 2);
+}
+
+// The number behind a text, from a place on.
+double NumberBehind(const std::string& text, const std::string& mark, size_t from = 0) {
+  const size_t at = text.find(mark, from);
+  return at == text.npos ? -1e9 : std::atof(text.c_str() + at + mark.size());
+}
+
+std::string Report(const PictureOptions& options) {
+  return ReadWholeFile(options.labelReport).content;
+}
+
+TEST_F(Figure, ALabelReportCountsFromTheCornerOfTheTrimmedPicture) {
+  for (const std::string format : {"svg", "png"}) {
+    PictureOptions options;
+    options.size = 450;
+    options.labelReport = testing::TempDir() + "label_report_" + format + ".json";
+    ASSERT_TRUE(Drawn(format, options));
+    const double whole = NumberBehind(Report(options), "\"centre\": [", 0);
+    const double wholeY = NumberBehind(Report(options), ", ", Report(options).find("\"centre\": ["));
+    options.trim = true;
+    const auto bytes = Drawn(format, options);
+    const std::string report = Report(options);
+    EXPECT_EQ(NumberBehind(report, "\"centre\": ["), whole);
+    const double y = NumberBehind(report, ", ", report.find("\"centre\": ["));
+    EXPECT_LT(y, wholeY - 100);
+    if (format == "svg") {
+      EXPECT_NEAR(wholeY - y, NumberBehind(*bytes, "viewBox=\"0 "), 0.01);
+    }
+  }
+}
+
+TEST_F(Figure, OfAStereoPairTheLeftEyeSeesWhatIsNearFurtherToTheRight) {
+  look.mode = kBallAndStick;
+  document.atoms.head->position = document.atoms.head->position + Cartesian{0, 0, -1.2};  // nearer
+  PictureOptions options;
+  options.size = 500;
+  options.frames = PictureFrames::Stereo;
+  const auto svg = Drawn("svg", options);
+  ASSERT_TRUE(svg);
+  EXPECT_NE(svg->find("<svg x=\"255\" y=\"0\" width=\"245\""), svg->npos) << "the second frame";
+  const auto middle = [&](const char* group) { return NumberBehind(*svg, "cx=\"", svg->find(group)); };
+  EXPECT_GT(middle("<g id=\"C1\">") - middle("<g id=\"C2\">"),
+            middle("<g id=\"C1.2\">") - middle("<g id=\"C2.2\">") + 2);
+  options.trim = true;
+  EXPECT_LT(NumberBehind(*Drawn("svg", options), "pt\" height=\""), 220);
+  options.frames = PictureFrames::Axes;
+  for (const char* words : {">along a<", ">along b<", ">along c<"})
+    EXPECT_NE(Drawn("svg", options)->find(words), std::string::npos) << words;
+  for (const char* format : {"png", "jpg", "pdf", "eps", "tif"}) EXPECT_TRUE(Drawn(format, options)) << format;
+  options.size = 40;
+  EXPECT_FALSE(Drawn("png", options)) << "frames of 12 pixels";
+}
+
+TEST_F(Figure, BlackAndWhiteHasNothingBetween) {
+  PictureOptions options;
+  options.size = 450;
+  options.blackWhite = true;
+  for (const int mode : {kWireFrame, kBallAndStick, kThermalEllipsoid, kPipes}) {
+    look.mode = mode;
+    const auto svg = Drawn("svg", options);
+    ASSERT_TRUE(svg);
+    for (size_t at = svg->find('#'); at != svg->npos; at = svg->find('#', at + 1)) {
+      const std::string colour = svg->substr(at, 7);
+      EXPECT_TRUE(colour == "#000000" || colour == "#ffffff") << colour << " in rendition " << mode;
+    }
+  }
+  // Lines of a pattern end on the outline of their body.
+  look.mode = kBallAndStick;
+  look.labels = false;
+  document.elements[8].texture = 2;
+  const auto svg = Drawn("svg", options);
+  const size_t body = svg->find("<g id=\"O1\">");
+  const double x = NumberBehind(*svg, "cx=\"", body), r = NumberBehind(*svg, "r=\"", svg->find("<circle", body));
+  const size_t line = svg->find("<path", body);
+  ASSERT_LT(line, svg->find("</g>", body));
+  const double y = NumberBehind(*svg, "cy=\"", body), lineX = NumberBehind(*svg, "d=\"M", line);
+  const double lineY = NumberBehind(*svg, " ", svg->find("d=\"M", line));
+  EXPECT_NEAR(std::hypot(lineX - x, lineY - y), r, 0.02);
 }
 
 TEST_F(Figure, WithoutAtomsKeepsItsSquare) {

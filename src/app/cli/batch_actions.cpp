@@ -41,9 +41,29 @@ bool WriteAction(BatchSession& session, const BatchAction& action) {
   return true;
 }
 
-bool PictureAction(BatchSession& session, const BatchAction& action) {
+void ApplyPictureOptions(const CommandLineOptions& options, PictureOptions& picture) {
+  picture.labelReport = options.labelReport;
+  if (options.journal) ApplyJournal(*options.journal, options.resolution.value_or(0.0), picture);
+  picture.trim |= options.trim;
+  picture.size = options.size.value_or(picture.size);
+  picture.resolution = options.resolution.value_or(picture.resolution);
+  picture.background = options.background.value_or(picture.background);
+  picture.frames = options.frames.value_or(options.packing ? PictureFrames::Axes : picture.frames);
+  picture.openGl = options.openGl.value_or(picture.openGl);
+  picture.blackWhite |= options.blackWhite;
+  if (options.layers) picture.layers = options.layers;
+}
+
+bool PreparePicture(BatchSession& session) {
   const CommandLineOptions& options = session.options;
   Workbench& bench = session.bench;
+  if (!options.style.empty()) {
+    if (RunCommand(bench, kApplyStyleCommand, options.style) == Outcome::Failed) return false;
+    if (options.look) bench.SetLook(*options.look);
+    bench.RenditionMode = options.rendition.value_or(bench.RenditionMode);
+    bench.LabelsOn = options.labels.value_or(bench.LabelsOn);
+    bench.ShowCell |= options.cell;
+  }
   if (!options.recipe.empty()) {
     if (RunCommand(bench, kApplyRecipeCommand, options.recipe) == Outcome::Failed) return false;
     session.Turn();
@@ -51,18 +71,26 @@ bool PictureAction(BatchSession& session, const BatchAction& action) {
     bench.LabelsOn = options.labels.value_or(bench.LabelsOn);
     bench.ShowCell |= options.cell;
   }
+  if (options.packing) {
+    if (RunCommand(bench, kPackCommand, "0,1,0,1,0,1") == Outcome::Failed) return false;
+    bench.ShowCell = true;
+    bench.LabelsOn = options.labels.value_or(false);
+  }
+  if (!options.peaks.value_or(!options.journal && options.files.empty()) && options.recipe.empty()) {
+    for (AtomRecord* atom : Atoms(bench.document.atoms))
+      if (atom->IsPeak()) atom->Set(kHidden, true);
+  }
   // What was grown, packed or turned since it was opened is to be in the frame.
   if (options.recipe.empty() && bench.ViewIsFitted()) bench.FitView();
-  PictureOptions& picture = bench.pictureFile;
-  picture.labelReport = options.labelReport;
-  if (options.journal) ApplyJournal(*options.journal, options.resolution.value_or(0.0), picture);
-  picture.trim |= options.trim;
-  picture.size = options.size.value_or(picture.size);
-  picture.resolution = options.resolution.value_or(picture.resolution);
-  picture.background = options.background.value_or(picture.background);
-  picture.openGl = options.openGl.value_or(picture.openGl);
-  picture.blackWhite |= options.blackWhite;
-  if (options.layers) picture.layers = options.layers;
+  ApplyPictureOptions(options, bench.pictureFile);
+  return true;
+}
+
+bool PictureAction(BatchSession& session, const BatchAction& action) {
+  if (!PreparePicture(session)) return false;
+  const CommandLineOptions& options = session.options;
+  Workbench& bench = session.bench;
+  const PictureOptions& picture = bench.pictureFile;
   if (action.value != "-") return WritePicture(bench, picture, action.value, options.format);
   const auto bytes = DrawPicture(bench, picture, options.format);
   if (bytes) session.out << *bytes;

@@ -54,6 +54,11 @@ class BatchSession {
 // The actions of the option table. False after a message.
 bool WriteAction(BatchSession& session, const BatchAction& action);
 bool PictureAction(BatchSession& session, const BatchAction& action);
+// Makes the session's structure and settings what the picture is to show. False after a message.
+bool PreparePicture(BatchSession& session);
+void ApplyPictureOptions(const CommandLineOptions& options, PictureOptions& picture);
+// One picture of the several files; gives an exit status.
+int RunSheet(const CommandLineOptions& options, const std::string& executable, std::ostream& out, std::ostream& err);
 bool BenchmarkViewAction(BatchSession& session, const BatchAction& action);
 bool ReportAction(BatchSession& session, const BatchAction& action);
 bool ScriptAction(BatchSession& session, const BatchAction& action);

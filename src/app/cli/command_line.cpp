@@ -74,10 +74,10 @@ bool BatchSession::Prepare() {
   LoadPictureSettings(bench.pictures);
   bench.look = options.look.value_or(options.journal ? Look::Paper : Look::Dark);
   if (!options.commands.empty()) LoadRecentFiles(bench.settings);
-  bench.RenditionMode =
-      options.rendition.value_or(options.journal                                            ? kThermalEllipsoid
-                                 : options.Has("--write") || options.openGl.value_or(false) ? kBallAndStick
-                                                                                            : kWireFrame);
+  bench.RenditionMode = options.rendition.value_or(
+      options.journal                                                                  ? kThermalEllipsoid
+      : options.Has("--write") || options.blackWhite || options.openGl.value_or(false) ? kBallAndStick
+                                                                                       : kWireFrame);
   bench.LabelsOn = options.labels.value_or(true);
   bench.hooks.showReport = [this](const ReportRequest& request) {
     if (const auto report = ComposeReport(bench, request)) out << PlainLines(report->text);
@@ -157,6 +157,7 @@ int RunCommandLine(const CommandLineOptions& options, const std::string& executa
   }
   SetUpPackageDirectory(executable, options.packageDirectory);
   if (!options.batch.empty()) return RunBatch(options, executable, out, err);
+  if (!options.files.empty()) return RunSheet(options, executable, out, err);
   return BatchSession(options, executable, out, err).Run();
 }
 

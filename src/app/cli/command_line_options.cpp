@@ -3,6 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "base/files.h"
+#include "picture/picture_formats.h"
+
 namespace marvik {
 namespace {
 
@@ -17,6 +20,14 @@ void CheckTogether(CommandLineOptions& options) {
   for (size_t i = 1; i < options.actions.size() && !batch; ++i) {
     if (!leads(options.actions[i - 1]))
       wrong(std::string(options.actions[i].row->name) + " cannot go together with another task");
+  }
+  // Figures of lines have patterns of their own.
+  if (options.blackWhite && !options.openGl && options.Has("--picture")) {
+    const BatchAction& picture =
+        *std::ranges::find_if(options.actions, [](const BatchAction& a) { return a.Is("--picture"); });
+    const PictureFormat* format =
+        PictureFormatNamed(options.format.empty() ? LowerExtensionOf(picture.value) : options.format);
+    options.openGl = format && format->encode;
   }
   bool reads = false;
   std::string unknown = options.format;
@@ -36,7 +47,13 @@ void CheckTogether(CommandLineOptions& options) {
   if (!batch && (options.jobs || options.timeLimit || !options.results.empty() || !options.shard.empty()))
     wrong("--jobs, --time-limit, --results and --shard belong to --batch");
   if (reads && !batch && options.file.empty()) wrong("The name of a FILE to read is missing");
+  const bool frames =
+      options.packing || !options.files.empty() || options.frames.value_or(PictureFrames::One) != PictureFrames::One;
+  if (frames && !options.labelReport.empty()) wrong("--label-report tells of a picture with one frame");
+  if (!options.files.empty() && (options.packing || options.frames))
+    wrong("A sheet of several structures has one frame of each");
   if (!options.recipe.empty() && !options.Has("--picture")) wrong("--recipe belongs to --picture");
+  if (!options.style.empty() && !options.Has("--picture")) wrong("--style belongs to --picture");
   if (options.fields && !options.Has("--list-commands")) wrong("--fields belongs to --list-commands");
   if (!unknown.empty()) wrong("There is no format " + unknown + " for this task");
 }
@@ -58,8 +75,11 @@ bool Take(const OptionRow& row, const CLI::results_t& values, CommandLineOptions
 }
 
 void TakeFiles(const CLI::results_t& files, CommandLineOptions& options) {
-  if (files.size() > 1) options.error = "Only one FILE can be given; there are " + files[0] + " and " + files[1];
-  if (files.size() == 1 && files[0].empty()) options.error = "The name of FILE is empty";
+  const bool sheet = options.actions.size() == 1 && options.Has("--picture") && options.batch.empty();
+  if (files.size() > 1 && !sheet)
+    options.error = "Only one FILE can be given; there are " + files[0] + " and " + files[1];
+  if (std::ranges::any_of(files, &std::string::empty)) options.error = "The name of FILE is empty";
+  if (files.size() > 1) options.files = files;
   if (!files.empty()) options.file = files[0];
 }
 

@@ -50,7 +50,8 @@ std::span<const OptionRow> OptionTable();
 struct CommandLineOptions {
   std::vector<BatchAction> actions;
   std::string file;
-  std::string format;  // an extension without its dot, lower case; "" goes by the output's name
+  std::vector<std::string> files;  // all of them, where a sheet is made of several
+  std::string format;              // an extension without its dot, lower case; "" goes by the output's name
   std::string select;
   std::string documentTemplate;
   std::string into;  // a folder that extracted files go to; "" for the CIF's own
@@ -60,13 +61,17 @@ struct CommandLineOptions {
   std::array<double, 3> rotate{};  // degrees about the screen's X, Y, Z, in this order
   std::optional<int> size;         // pixels
   std::optional<double> resolution;
+  std::optional<PictureFrames> frames;
+  bool packing = false;
   const JournalPreset* journal = nullptr;
   bool trim = false;
   std::optional<PictureBackground> background;
+  std::string style;   // a picture style's file
   std::string recipe;  // a picture recipe's file
   std::string labelReport;
   std::optional<Look> look;
   std::optional<bool> labels;
+  std::optional<bool> peaks;
   bool cell = false;
   std::optional<bool> openGl;
   bool blackWhite = false;

@@ -75,7 +75,7 @@ std::string Layers(Options& options, const std::string& value) {
 }
 
 std::string BlackWhite(Options& options, const std::string&) {
-  options.openGl = options.blackWhite = true;
+  options.blackWhite = true;
   return "";
 }
 
@@ -87,6 +87,11 @@ std::string Resolution(Options& options, const std::string& value) {
 
 std::string Journal(Options& options, const std::string& value) {
   options.journal = JournalPresetNamed(value);
+  return "";
+}
+
+std::string Frames(Options& options, const std::string& value) {
+  options.frames = FramesNamed(value);
   return "";
 }
 
@@ -120,6 +125,11 @@ std::string LookOption(Options& options, const std::string& value) {
 
 std::string Labels(Options& options, const std::string& value) {
   options.labels = value == "on";
+  return "";
+}
+
+std::string Peaks(Options& options, const std::string& value) {
+  options.peaks = value == "on";
   return "";
 }
 
@@ -202,7 +212,7 @@ constexpr OptionRow kOptions[] = {
      "OUT",
      {},
      kActions,
-     "draw FILE: .png .jpg .svg .pdf .tif .eps",
+     "draw FILE: .png .jpg .svg .pdf .tif .eps; several FILEs make a sheet with a frame for each, paged in .pdf",
      nullptr,
      PictureAction,
      nullptr,
@@ -339,6 +349,7 @@ constexpr OptionRow kOptions[] = {
      Rendition},
     {"--rotate", "X,Y,Z", {}, kPictures, "turn about the axes of the screen, in degrees", Rotate},
     {"--labels", "", kOnOff, kPictures, "the names of atoms", Labels},
+    {"--peaks", "", kOnOff, kPictures, "difference peaks; off in figures for journals and on sheets", Peaks},
     {"--cell", "", {}, kPictures, "show the unit cell", Flag<&Options::cell>},
     {"--size", "PIXELS", {}, kPictures, "of a side, 16 to 16384", Size},
     {"--resolution", "DPI", {}, kPictures, "dots per inch, 1 to 10000", Resolution},
@@ -347,6 +358,14 @@ constexpr OptionRow kOptions[] = {
      "paper "
      "look, as ellipsoids",
      Journal},
+    {"--frames", "", kPictureFrames, kPictures,
+     "stereo: what the left and the right eye see, side by side; axes: the views along a, b and c", Frames},
+    {"--packing",
+     "",
+     {},
+     kPictures,
+     "fill the unit cell with whole molecules and draw it along a, b and c",
+     Flag<&Options::packing>},
     {"--trim",
      "",
      {},
@@ -356,7 +375,12 @@ constexpr OptionRow kOptions[] = {
     {"--background", "", kBackgrounds, kPictures, "what the picture stands on", Background},
     {"--transparent", "", {}, kPictures, "the same as --background transparent", Transparent},
     {"--renderer", "", kRenderers, kPictures, "opengl is lit and smooth: ball or ellipsoid, .png .jpg .tif", Renderer},
-    {"--black-white", "", {}, kPictures, "without colours, by OpenGL", BlackWhite},
+    {"--black-white",
+     "",
+     {},
+     kPictures,
+     "without colours, a pattern for each element: by OpenGL, in .svg .pdf .eps with lines and dots",
+     BlackWhite},
     {"--layers", "N", {}, kPictures, "of anti-aliasing, by OpenGL", Layers},
     {"--look", "", kLooks, kPictures, "colours: paper for figures, classic as the renditions were first made",
      LookOption},
@@ -366,6 +390,12 @@ constexpr OptionRow kOptions[] = {
      kPictures,
      "where labels, bodies and bonds stand, in points",
      Name<&Options::labelReport>},
+    {"--style",
+     "FILE",
+     {},
+     kPictures,
+     "all choices of a figure that a picture style keeps; what else is given comes on top",
+     Name<&Options::style>},
     {"--recipe",
      "FILE",
      {},

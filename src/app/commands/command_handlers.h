@@ -133,6 +133,11 @@ Outcome PrintHandler(Workbench& bench, const CommandCall& call);
 Outcome SavePictureHandler(Workbench& bench, const CommandCall& call);
 Outcome SaveRecipeHandler(Workbench& bench, const CommandCall& call);
 Outcome ApplyRecipeHandler(Workbench& bench, const CommandCall& call);
+Outcome FigureHandler(Workbench& bench, const CommandCall& call);
+std::span<const FieldRange> FigureFields();
+Outcome SaveStyleHandler(Workbench& bench, const CommandCall& call);
+Outcome ApplyStyleHandler(Workbench& bench, const CommandCall& call);
+Outcome CornerHandler(Workbench& bench, const CommandCall& call);
 
 // help_documents.cpp
 Outcome HelpHandler(Workbench& bench, const CommandCall& call);

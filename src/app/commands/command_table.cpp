@@ -33,6 +33,10 @@ template <bool Workbench::*flag>
 bool IsOn(const Workbench& bench) {
   return bench.*flag;
 }
+template <bool FigureChoices::*flag>
+bool IsInFigure(const Workbench& bench) {
+  return bench.figure.*flag;
+}
 bool IsDemoRunning(const Workbench& bench) {
   return bench.DemoRunning != 0;
 }
@@ -227,6 +231,15 @@ constexpr CommandRow kRows[] = {
      ""},
     {588, "view-along-bond", "A&long Bond", "", "[ATOM ATOM]", None, Always, DirectionHandler, nullptr, ""},
     {589, "view-across-bond", "&Normal of Bond", "", "[ATOM ATOM]", None, Always, DirectionHandler, nullptr, ""},
+    {650, "figure", "&Figure Choices...", "", "FIELD=VALUE ...", None, Always, FigureHandler, nullptr, "",
+     FigureFields},
+    {651, "save-style", "Save Picture S&tyle...", "", "FILE", None, Always, SaveStyleHandler, nullptr, ""},
+    {652, "apply-style", "Apply Pict&ure Style...", "", "FILE", None, Always, ApplyStyleHandler, nullptr, ""},
+    {653, "tripod", "&Directions of the Axes", "", "[on|off]", None, Always, CornerHandler,
+     IsInFigure<&FigureChoices::tripod>, ""},
+    {654, "scale-bar", "Sca&le Bar", "", "[on|off]", None, Always, CornerHandler, IsInFigure<&FigureChoices::scaleBar>,
+     ""},
+    {655, "legend", "Le&gend", "", "[on|off]", None, Always, CornerHandler, IsInFigure<&FigureChoices::legend>, ""},
     {10101, "recent-file-1", "Recent File &1", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10102, "recent-file-2", "Recent File &2", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10103, "recent-file-3", "Recent File &3", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},

@@ -64,6 +64,7 @@ enum CommandId : int {
   kPipesCommand = 158,
   kReadFileCommand = 160,
   kSelectByNameCommand = 163,
+  kPackCommand = 142,
   kPackCountCommand = 164,
   kChangePartCommand = 167,
   kHidePartCommand = 168,
@@ -123,6 +124,12 @@ enum CommandId : int {
   kViewDirectionCommand = 580,  // the first of six: a b c a* b* c*
   kViewBestPlaneCommand = 586,
   kViewAlongBondCommand = 588,
+  kFigureCommand = 650,
+  kSaveStyleCommand = 651,
+  kApplyStyleCommand = 652,
+  kTripodCommand = 653,
+  kScaleBarCommand = 654,
+  kLegendCommand = 655,
   kFirstRecentFileCommand = 10101,  // to 10110
 };
 inline constexpr int kRecentFileCount = 10;

@@ -12,7 +12,10 @@ constexpr size_t kMostNamed = 8;
 constexpr FieldRange kPictureFields[] = {{"size", "Pixels a side", kSmallestPicture, kLargestPicture},
                                          {"resolution", "Dots per inch", 0, kLargestResolution},
                                          WordField("background", "Background", "usual|black|white|transparent"),
-                                         WordField("renderer", "Renderer", "interactive|opengl")};
+                                         WordField("renderer", "Renderer", "interactive|opengl"),
+                                         WordField("journal", "Column", "single-column|double-column"),
+                                         WordField("trim", "No empty rows", "on|off"),
+                                         WordField("frames", "Side by side", "one|stereo|axes")};
 
 bool WriteBytes(Workbench& bench, const std::string& path, std::string_view bytes) {
   const int error = WriteFileAtomically(path, bytes);
@@ -50,6 +53,55 @@ Outcome SavePictureHandler(Workbench& bench, const CommandCall& call) {
   const bool written = WritePicture(bench, request->options, request->path, "");
   bench.SetBusy(false);
   return written ? Outcome::Done : Outcome::Failed;
+}
+
+std::span<const FieldRange> FigureFields() {
+  static const std::vector<FieldRange> fields = [] {
+    std::vector<FieldRange> all;
+    for (const StyleField& field : StyleFields())
+      all.push_back({field.key, field.caption, field.low, field.high, field.words});
+    return all;
+  }();
+  return fields;
+}
+
+// Sets what is named of all that a style holds; the rest stays.
+Outcome FigureHandler(Workbench& bench, const CommandCall& call) {
+  const EditArguments words = SplitEditArguments(call.argument);
+  PictureStyle style = StyleOf(bench);
+  std::string wrong = words.atoms.empty() ? "" : words.atoms + " is no field with a value.";
+  for (const EditArguments::Field& field : words.fields)
+    if (wrong.empty()) wrong = SetStyleField(style, field.key, field.value);
+  if (!wrong.empty()) return Refuse(bench, "Command Usage Error:", wrong);
+  ApplyStyle(bench, style);
+  return Outcome::Done;
+}
+
+Outcome SaveStyleHandler(Workbench& bench, const CommandCall& call) {
+  return WriteBytes(bench, call.argument, StyleText(StyleOf(bench))) ? Outcome::Done : Outcome::Failed;
+}
+
+Outcome ApplyStyleHandler(Workbench& bench, const CommandCall& call) {
+  const FileContent file = ReadWholeFile(call.argument);
+  if (!file.opened || !file.complete)
+    return Refuse(bench, "Error: File I/O", "The picture style " + call.argument + " could not be read.");
+  PictureStyle style = StyleOf(bench);
+  const StyleReading reading = ReadStyle(file.content, style);
+  if (!reading.refusal.empty()) return Refuse(bench, "Error: Picture Style", call.argument + reading.refusal);
+  ApplyStyle(bench, style);
+  if (!reading.skipped.empty())
+    bench.messages.Show(
+        {MessageIcon::Information, "Picture Style",
+         "These lines of the style were not understood and left out: " + SomeOf(reading.skipped) + "."});
+  return Outcome::Done;
+}
+
+Outcome CornerHandler(Workbench& bench, const CommandCall& call) {
+  bool& shown = call.id == kTripodCommand     ? bench.figure.tripod
+                : call.id == kScaleBarCommand ? bench.figure.scaleBar
+                                              : bench.figure.legend;
+  shown = !shown;
+  return Outcome::Done;
 }
 
 // With the name of a file the page goes there as PDF, without one to the printer that the user chooses.

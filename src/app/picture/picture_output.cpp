@@ -25,6 +25,29 @@ bool WritePicture(Workbench& bench, const PictureOptions& options, const std::st
   return false;
 }
 
+PictureStyle StyleOf(const Workbench& bench) {
+  return {bench.ScreenOptions(), bench.pictureFile};
+}
+
+void ApplyStyle(Workbench& bench, const PictureStyle& style) {
+  const bool fitted = bench.ViewIsFitted();
+  const RenderOptions& look = style.look;
+  if (look.look != bench.look) bench.lookFollowsDesktop = false;
+  bench.SetLook(look.look);
+  bench.RenditionMode = look.mode;
+  bench.SafeColours = look.safeColours;
+  bench.LabelsOn = look.labels;
+  bench.HydrogenLabelsOn = look.hydrogenLabels;
+  bench.HybridLabelColoration = look.hybridLabelColoration;
+  bench.ShowCell = look.showCell;
+  bench.pictures.probability = look.probability;
+  bench.figure = look.figure;
+  bench.labelPoints = look.labelPoints;
+  bench.labelForm = look.labelForm;
+  bench.pictureFile = style.picture;
+  if (fitted) bench.FitView();
+}
+
 PictureRecipe RecipeOf(Workbench& bench) {
   return RecipeOf(SubjectOf(bench), bench.pictureFile);
 }

@@ -7,6 +7,7 @@
 #include "app/workbench.h"
 #include "picture/picture_formats.h"
 #include "picture/picture_recipe.h"
+#include "picture/picture_style.h"
 
 namespace marvik {
 
@@ -20,6 +21,10 @@ std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& o
 
 // The same into a file, by its extension unless a format is given. False after a message, with the file as it was.
 bool WritePicture(Workbench& bench, const PictureOptions& options, const std::string& path, const std::string& format);
+
+// What a style holds, as it is now; and made so. A picture that was fitted is fitted again.
+PictureStyle StyleOf(const Workbench& bench);
+void ApplyStyle(Workbench& bench, const PictureStyle& style);
 
 // The recipe of what is shown now.
 PictureRecipe RecipeOf(Workbench& bench);

@@ -196,17 +196,34 @@ void RestorePictureOptions(Workbench& bench, const QString& remembered) {
   if (const auto last = ParsePictureRequest(ToBytes(remembered), {}, wrong)) bench.pictureFile = last->options;
 }
 
-std::optional<std::string> AskRecipeFile(QWidget* parent, const QString& directory, const QString& suggested,
-                                         bool save) {
-  QFileDialog dialog(parent, save ? QFileDialog::tr("Save Picture Recipe") : QFileDialog::tr("Apply Picture Recipe"));
+namespace {
+
+std::optional<std::string> AskNamed(QWidget* parent, const QString& title, const QString& kind,
+                                    const QString& extension, const QString& directory, const QString& suggested,
+                                    bool save) {
+  QFileDialog dialog(parent, title);
   dialog.setAcceptMode(save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
   dialog.setFileMode(save ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
-  dialog.setNameFilters({QFileDialog::tr("Picture recipes (*.recipe)"), QFileDialog::tr("All files (*)")});
-  dialog.setDefaultSuffix(QStringLiteral("recipe"));
+  dialog.setNameFilters({kind, QFileDialog::tr("All files (*)")});
+  dialog.setDefaultSuffix(extension);
   dialog.setDirectory(directory);
   if (!suggested.isEmpty()) dialog.selectFile(suggested);
   if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return std::nullopt;
   return PathToBytes(dialog.selectedFiles().constFirst());
+}
+
+}  // namespace
+
+std::optional<std::string> AskStyleFile(QWidget* parent, const QString& directory, bool save) {
+  return AskNamed(parent, save ? QFileDialog::tr("Save Picture Style") : QFileDialog::tr("Apply Picture Style"),
+                  QFileDialog::tr("Picture styles (*.style)"), QStringLiteral("style"), directory,
+                  save ? QStringLiteral("figures.style") : QString(), save);
+}
+
+std::optional<std::string> AskRecipeFile(QWidget* parent, const QString& directory, const QString& suggested,
+                                         bool save) {
+  return AskNamed(parent, save ? QFileDialog::tr("Save Picture Recipe") : QFileDialog::tr("Apply Picture Recipe"),
+                  QFileDialog::tr("Picture recipes (*.recipe)"), QStringLiteral("recipe"), directory, suggested, save);
 }
 
 }  // namespace marvik

@@ -15,6 +15,8 @@ std::optional<std::string> AskPicture(QWidget* parent, const Workbench& bench, c
 // What is remembered from an earlier session becomes what the next picture is made with.
 void RestorePictureOptions(Workbench& bench, const QString& remembered);
 
+// The name of a picture style to write, or of one to read.
+std::optional<std::string> AskStyleFile(QWidget* parent, const QString& directory, bool save);
 // The name of a picture recipe to write, or of one to read.
 std::optional<std::string> AskRecipeFile(QWidget* parent, const QString& directory, const QString& suggested,
                                          bool save);
