@@ -4,11 +4,16 @@
 #include <QDialog>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <array>
+#include <cstdio>
+#include <sstream>
 
-#include "app/cli/command_line_options.h"
+#include "app/cli/command_line.h"
 #include "app/package_directory.h"
 #include "app/picture/picture_output.h"
 #include "run/refinement_run.h"
@@ -115,6 +120,21 @@ bool Draw(const PictureRow& row, const QString& examples, const QString& folder)
   return WritePicture(bench, options, PathToBytes(folder + QLatin1Char('/') + QString::fromUtf8(row.name)), "png");
 }
 
+// The words of a shell's line, between blanks or single quotes.
+bool RunGallery(const QString& command, const QString& examples, const QString& folder) {
+  std::vector<std::string> words;
+  for (QString word : QProcess::splitCommand(QString(command).replace(QLatin1Char('\''), QLatin1Char('"')))) {
+    if (word.startsWith(QLatin1String("gallery-"))) word.prepend(folder + QLatin1Char('/'));
+    if (word.endsWith(QLatin1String(".res"))) word.prepend(examples + QLatin1Char('/'));
+    words.push_back(PathToBytes(word));
+  }
+  std::ostringstream out;
+  std::ostringstream err;
+  const int status = RunCommandLine(ParseCommandLine(words), {}, out, err);
+  if (status != 0) std::fputs(err.str().c_str(), stderr);
+  return status == 0;
+}
+
 // A refinement of which only the result is shown.
 void RefineUnseen(Workbench& bench, UserMessages& messages) {
   bench.hooks.editRefinement = [](RefinementSettings&) { return true; };
@@ -157,20 +177,37 @@ bool Photograph(const ShotRow& row, const QString& examples, const QString& fold
 
 }  // namespace
 
-QStringList HelpPictureNames() {
+QStringList GalleryCommands(const QString& sources) {
+  static const QRegularExpression kCommand(QStringLiteral("^    marvik (--picture gallery-\\S+\\.png .*)$"),
+                                           QRegularExpression::MultilineOption);
+  QStringList commands;
+  for (const QFileInfo& entry : QDir(sources).entryInfoList({QStringLiteral("*.md")}, QDir::Files)) {
+    QFile file(entry.filePath());
+    if (!file.open(QIODevice::ReadOnly)) continue;
+    const QString text = QString::fromUtf8(file.readAll());
+    for (auto match = kCommand.globalMatch(text); match.hasNext();) commands << match.next().captured(1);
+  }
+  return commands;
+}
+
+QStringList HelpPictureNames(const QStringList& gallery) {
   QStringList names;
+  for (const QString& command : gallery) names << command.section(QLatin1Char(' '), 1, 1);
   for (const PictureRow& row : kPictures) names << QString::fromUtf8(row.name);
   for (const ShotRow& row : kShots) names << QString::fromUtf8(row.name);
   return names;
 }
 
-QStringList MakeHelpPictures(const QString& examples, const QString& folder) {
+QStringList MakeHelpPictures(const QStringList& gallery, const QString& examples, const QString& folder) {
   // Nothing of the user's own settings is to show.
   const QTemporaryDir package;
   SetUpPackageDirectory({}, PathToBytes(package.path()));
   const QString script = QStringLiteral("/zqfrommarvik.bat");
   QFile::copy(examples + QStringLiteral("/..") + script, package.path() + script);
   QStringList faults;
+  for (const QString& command : gallery) {
+    if (!RunGallery(command, examples, folder)) faults << QStringLiteral("%1 failed").arg(command);
+  }
   for (const PictureRow& row : kPictures) {
     if (!Draw(row, examples, folder))
       faults << QStringLiteral("%1 could not be drawn").arg(QString::fromUtf8(row.name));

@@ -27,9 +27,9 @@ bool WriteText(const QString& path, const QString& text) {
   return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
 }
 
-QStringList Make(const HelpSource& source, const QString& examples, const QString& out) {
+QStringList Make(const HelpSource& source, const QStringList& gallery, const QString& examples, const QString& out) {
   QDir().mkpath(out + QStringLiteral("/pictures"));
-  QStringList faults = MakeHelpPictures(examples, out + QStringLiteral("/pictures"));
+  QStringList faults = MakeHelpPictures(gallery, examples, out + QStringLiteral("/pictures"));
   HelpPageNumbers numbers;
   // The table of contents comes last, when the pages of the others are known.
   const auto documents = HelpDocuments();
@@ -64,8 +64,9 @@ int main(int argc, char** argv) {
     std::fputs("make_help SOURCES EXAMPLES OUT | make_help --check SOURCES\n", stderr);
     return 2;
   }
-  const HelpSource source = ReadHelpSource(words[check ? 1 : 0], HelpPictureNames());
+  const QStringList gallery = GalleryCommands(words[check ? 1 : 0]);
+  const HelpSource source = ReadHelpSource(words[check ? 1 : 0], HelpPictureNames(gallery));
   if (check) return Report(source.faults);
   Report(source.faults);  // a document with a hole is better than none; the tests see to it that there is none
-  return Report(Make(source, words[1], words[2]));
+  return Report(Make(source, gallery, words[1], words[2]));
 }
