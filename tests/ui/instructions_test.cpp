@@ -137,6 +137,13 @@ TEST_F(InstructionsTest, FindingsStandAtTheirLinesAndAreRepairedByAClick) {
   EXPECT_TRUE(missing);
   ASSERT_TRUE(unknown);
   EXPECT_TRUE(list->isVisible());
+  // An instruction with a fault is coloured as what is none.
+  const auto colourOf = [this](int line) {
+    const auto formats = editor->document()->findBlockByNumber(line - 1).layout()->formats();
+    return formats.isEmpty() ? QColor() : formats.first().format.foreground().color();
+  };
+  EXPECT_EQ(colourOf(8), colourOf(7));
+  EXPECT_NE(colourOf(8), colourOf(9));
   ASSERT_FALSE(unknown->text(2).isEmpty());
   Q_EMIT list->itemClicked(unknown, 2);
   Wait();

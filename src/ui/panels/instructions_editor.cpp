@@ -10,6 +10,7 @@
 #include <QTextBlock>
 #include <QToolTip>
 #include <algorithm>
+#include <functional>
 
 #include "base/numbers.h"
 #include "language/keywords.h"
@@ -27,10 +28,11 @@ bool IsDark(const QPalette& palette) {
   return palette.color(QPalette::Base).lightness() < 128;
 }
 
-// Colours a line by what the reader takes it for.
+// Colours a line by what the reader takes it for: by its shape while it is typed, and as wrong once it was found so.
 class Colours : public QSyntaxHighlighter {
  public:
-  Colours(QTextDocument* document, bool dark) : QSyntaxHighlighter(document) {
+  Colours(QTextDocument* document, bool dark, std::function<bool(int line)> isWrong)
+      : QSyntaxHighlighter(document), isWrong_(std::move(isWrong)) {
     const auto set = [](QTextCharFormat& format, const char* colour) { format.setForeground(QColor(colour)); };
     set(keyword_, dark ? "#7fb4ff" : "#00509e");
     set(atom_, dark ? "#8fd694" : "#1c6b2a");
@@ -53,7 +55,10 @@ class Colours : public QSyntaxHighlighter {
                                                                                                             : kClosed);
     if (end < text.size()) setFormat(end, static_cast<int>(text.size()) - end, remark_);
     if (continues) return;
-    if (keyword == InstructionKeyword::kRem) {
+    if (isWrong_(currentBlock().blockNumber())) {
+      const int first = FirstWord(text);
+      if (first >= 0) setFormat(first, WordEnd(text, first) - first, unknown_);
+    } else if (keyword == InstructionKeyword::kRem) {
       setFormat(0, end, remark_);
     } else if (keyword == InstructionKeyword::kAtomLine) {
       const int first = FirstWord(text);
@@ -84,6 +89,7 @@ class Colours : public QSyntaxHighlighter {
     return words.size() >= 5 && !isNumber(words[0]) && std::all_of(words.begin() + 1, words.begin() + 5, isNumber);
   }
 
+  std::function<bool(int)> isWrong_;
   QTextCharFormat keyword_, atom_, remark_, unknown_;
 };
 
@@ -114,7 +120,7 @@ InstructionsEditor::InstructionsEditor(QWidget* parentWidget) : QPlainTextEdit(p
   setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
   setLineWrapMode(NoWrap);
   setAccessibleName(tr("Instructions"));
-  new Colours(document(), IsDark(palette()));
+  colours_ = new Colours(document(), IsDark(palette()), [this](int line) { return IsWrong(line); });
   margin_ = new LineMargin(*this);
   connect(this, &QPlainTextEdit::blockCountChanged, this, [this] { setViewportMargins(MarginWidth(), 0, 0, 0); });
   connect(this, &QPlainTextEdit::updateRequest, this, [this](const QRect& rectangle, int dy) {
@@ -208,8 +214,23 @@ void InstructionsEditor::SetUnchanged() {
 }
 
 void InstructionsEditor::SetMarks(std::map<int, Mark> marks) {
-  marks_ = std::move(marks);
+  marks_.swap(marks);
+  const QScopedValueRollback<bool> quiet(quiet_, true);
+  const auto recolour = [this](int line) { colours_->rehighlightBlock(document()->findBlockByNumber(line)); };
+  const auto wasWrong = [&marks](int line) {
+    const auto before = marks.find(line);
+    return before != marks.end() && before->second.level == FindingLevel::Error;
+  };
+  for (const auto& [line, mark] : marks_)
+    if (IsWrong(line) != wasWrong(line)) recolour(line);
+  for (const auto& [line, mark] : marks)
+    if (!marks_.contains(line) && wasWrong(line)) recolour(line);
   margin_->update();
+}
+
+bool InstructionsEditor::IsWrong(int line) const {
+  const auto mark = marks_.find(line);
+  return mark != marks_.end() && mark->second.level == FindingLevel::Error;
 }
 
 void InstructionsEditor::SetSelectedLines(const std::vector<std::pair<int, int>>& lines) {

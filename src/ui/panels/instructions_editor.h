@@ -9,10 +9,12 @@
 
 #include "check/finding.h"
 
+class QSyntaxHighlighter;
+
 namespace marvik {
 
-// The text of an instruction file line by line: coloured by what the lines are, with their numbers and a mark beside
-// each that has a finding. It knows which lines the user has changed since they were shown.
+// The text of an instruction file line by line: coloured by what the program understood, with their numbers and a mark
+// beside each that has a finding. It knows which lines the user has changed since they were shown.
 class InstructionsEditor : public QPlainTextEdit {
   Q_OBJECT
 
@@ -68,9 +70,11 @@ class InstructionsEditor : public QPlainTextEdit {
   void PaintMargin(QPaintEvent* event, QWidget& margin);
   int MarginWidth() const;
   int LineAtY(int y) const;
+  bool IsWrong(int line) const;
   bool ShowTip(const QPoint& place, const QPoint& global, QWidget& over);
 
   QWidget* margin_ = nullptr;
+  QSyntaxHighlighter* colours_ = nullptr;
   std::map<int, Mark> marks_;
   Changed changed_;
   bool quiet_ = false;
