@@ -29,6 +29,9 @@ constexpr AtomKey kKeys[] = {
     {Qt::Key_Period, ".", "the element behind", "", 1},
     {Qt::Key_H, "H", "set HFIX", "", 0, kHfixCommand},
     {Qt::Key_K, "K", "kill it", "", 0, kKillSelectedCommand, kKillAtomCommand},
+    {Qt::Key_D, "D", "split it in two, on the selected peaks or along its axis", "", 0, kSplitCommand, kSplitCommand,
+     "parts=2"},
+    {Qt::Key_J, "J", "join its parts", "", 0, kJoinCommand, kJoinCommand},
     {Qt::Key_T, "T", "its label on and off", "", 0, kSelectedLabelsOffCommand, kToggleLabelCommand},
 };
 

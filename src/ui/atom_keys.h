@@ -16,6 +16,7 @@ struct AtomKey {
   int step = 0;           // among the elements of the keys
   int command = 0;        // for a selection
   int pickedCommand = 0;  // for one atom, 0 for the same
+  const char* argument = "";
 };
 std::span<const AtomKey> AtomKeys();
 

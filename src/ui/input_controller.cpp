@@ -337,13 +337,13 @@ bool InputController::AtomKeyPress(const QKeyEvent& event) {
     MakeElements(*key, atom ? std::vector<uint32_t>{atom->serial} : chosen);
   } else if (atom && key->pickedCommand) {
     bench_.PickAtom(atom);
-    run_(key->pickedCommand, {});
+    run_(key->pickedCommand, key->argument);
     bench_.ClearPick();
   } else if (atom) {
     // Commands of the selection act on this atom alone, and what was selected is so again.
     selection.Clear();
     selection.Append(atom);
-    run_(key->command, {});
+    run_(key->command, key->argument);
     AtomArray& now = bench_.document.atoms.selection;
     now.Clear();
     for (const uint32_t serial : chosen) {
@@ -351,7 +351,7 @@ bool InputController::AtomKeyPress(const QKeyEvent& event) {
     }
     bench_.Repaint();
   } else {
-    run_(key->command, {});
+    run_(key->command, key->argument);
   }
   hoverTimer_.start();
   return true;

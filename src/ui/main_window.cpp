@@ -29,6 +29,7 @@
 #include "ui/dialogs/bitmap_preferences_dialog.h"
 #include "ui/dialogs/compare_dialog.h"
 #include "ui/dialogs/edit_dialogs.h"
+#include "ui/dialogs/field_dialog.h"
 #include "ui/dialogs/file_dialogs.h"
 #include "ui/dialogs/hfix_dialog.h"
 #include "ui/dialogs/new_job_dialog.h"
@@ -351,6 +352,12 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
     if (bench_.document.atoms.selection.Empty() && !bench_.PickedAtom()) return std::string();
     input_->StartPick(id);
     return std::nullopt;
+  }
+  if (id == kSplitCommand) {
+    QString& remembered = settings_.dialogValues[QString::fromUtf8(row->name)];
+    const auto text = AskFields(this, *row, ToBytes(remembered));
+    if (text) remembered = ToText(*text);
+    return text;
   }
   return AskText(*row);
 }

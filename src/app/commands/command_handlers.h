@@ -102,6 +102,12 @@ Outcome RestoreHandler(Workbench& bench, const CommandCall& call);
 Outcome SameHandler(Workbench& bench, const CommandCall& call);
 Outcome RecountUnitHandler(Workbench& bench, const CommandCall& call);
 
+// The atoms that an editing command is for: those that the argument names, else the clicked one for a command of the
+// atom popup, else the selected ones in the order of selection. Empty after a message; images cannot be edited.
+std::vector<AtomRecord*> AtomsToEdit(Workbench& bench, const std::string& names, bool fromPopup);
+// The text of a command that the caller may leave out: then the window is asked. Nothing when it was cancelled.
+std::optional<std::string> TextOf(Workbench& bench, const CommandCall& call);
+
 // refine_flow.cpp
 Outcome RefineHandler(Workbench& bench, const CommandCall& call);
 Outcome RefinementStepHandler(Workbench& bench, const CommandCall& call);

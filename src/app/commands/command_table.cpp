@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "app/commands/command_handlers.h"
+#include "app/commands/model_handlers.h"
 #include "app/preferences/atom_preferences.h"
 #include "app/preferences/bitmap_preferences.h"
 #include "app/preferences/opengl_preferences.h"
@@ -14,6 +14,7 @@
 #include "edit/edit_atom.h"
 #include "edit/edit_label.h"
 #include "edit/edit_part.h"
+#include "edit/edit_split.h"
 
 namespace marvik {
 namespace {
@@ -126,7 +127,7 @@ constexpr CommandRow kRows[] = {
     {196, "position-label", "&Position Label...", "", "ATOM X Y", Drawing, PickedAtom, PlaceLabelHandler, nullptr, ""},
     {197, "info-selected", "&Info on Selected", "", "", None, Atoms, AtomInformationHandler, nullptr, ""},
     {200, "fmol", "&FMOL", "", "", Structure, Atoms, FmolHandler, nullptr, ""},
-    {203, "kill-peaks", "Kill all &Q-Peaks", "", "", Structure, Always, KillPeaksHandler, nullptr, ""},
+    {203, "kill-peaks", "Kill all &Q-Peaks", "Ctrl+Shift+K", "", Structure, Always, KillPeaksHandler, nullptr, ""},
     {204, "selected-labels-off", "Labels of Selected O&ff", "", "", Drawing, Selection, AtomLabelHandler, nullptr, ""},
     {205, "selected-labels-on", "Labels of Selected O&n", "", "", Drawing, Selection, AtomLabelHandler, nullptr, ""},
     {206, "atom-preferences", "&Atom Preferences...", "", "FIELD=VALUE ...", None, Always, AtomPreferencesHandler,
@@ -231,6 +232,9 @@ constexpr CommandRow kRows[] = {
      ""},
     {588, "view-along-bond", "A&long Bond", "", "[ATOM ATOM]", None, Always, DirectionHandler, nullptr, ""},
     {589, "view-across-bond", "&Normal of Bond", "", "[ATOM ATOM]", None, Always, DirectionHandler, nullptr, ""},
+    {600, "split", "S&plit...", "Ctrl+Shift+D", "[ATOMS] FIELD=VALUE ...", Structure, PickedOrSelected, SplitHandler,
+     nullptr, "", SplitFields},
+    {601, "join", "&Join", "Ctrl+Shift+J", "[ATOMS]", Structure, PickedOrSelected, JoinHandler, nullptr, ""},
     {650, "figure", "&Figure Choices...", "", "FIELD=VALUE ...", None, Always, FigureHandler, nullptr, "",
      FigureFields},
     {651, "save-style", "Save Picture S&tyle...", "", "FILE", None, Always, SaveStyleHandler, nullptr, ""},

@@ -124,6 +124,8 @@ enum CommandId : int {
   kViewDirectionCommand = 580,  // the first of six: a b c a* b* c*
   kViewBestPlaneCommand = 586,
   kViewAlongBondCommand = 588,
+  kSplitCommand = 600,
+  kJoinCommand = 601,
   kFigureCommand = 650,
   kSaveStyleCommand = 651,
   kApplyStyleCommand = 652,

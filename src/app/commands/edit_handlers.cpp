@@ -20,8 +20,8 @@ namespace {
 constexpr char kNoneSelected[] = "Error: No Atoms Selected";
 constexpr size_t kMostLines = 20;
 
-// The atoms that an editing command is for: those that the argument names, else the clicked one for a command of the
-// atom popup, else the selected ones in the order of selection. Empty after a message; images cannot be edited.
+}  // namespace
+
 std::vector<AtomRecord*> AtomsToEdit(Workbench& bench, const std::string& names, bool fromPopup) {
   const AtomArray& selection = bench.document.atoms.selection;
   std::vector<AtomRecord*> atoms(selection.begin(), selection.end());
@@ -37,13 +37,10 @@ std::vector<AtomRecord*> AtomsToEdit(Workbench& bench, const std::string& names,
   return {};
 }
 
-// The text of a command that the caller may leave out: then the window is asked. Nothing when it was cancelled.
 std::optional<std::string> TextOf(Workbench& bench, const CommandCall& call) {
   if (!call.argument.empty() || !bench.hooks.askArgument) return call.argument;
   return bench.hooks.askArgument(call.id);
 }
-
-}  // namespace
 
 Outcome EditAtomHandler(Workbench& bench, const CommandCall& call) {
   constexpr int kFromAtomPopup = 128;

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "app/commands/command_table.h"
+
+class QWidget;
+
+namespace marvik {
+
+// A dialog made from the fields of a command's row: a list for words, a line for anything else. Gives the argument,
+// with the fields that were filled in, nothing when it was cancelled.
+std::optional<std::string> AskFields(QWidget* parent, const CommandRow& row, const std::string& before);
+
+}  // namespace marvik
