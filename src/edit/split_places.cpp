@@ -17,7 +17,7 @@ constexpr double kSmallestDistance = 0.3;  // Å, of parts along an axis
 constexpr double kPeakReach = 3.2;         // Å, of the peaks that are an atom's parts
 constexpr double kMostStrain = 0.6;        // Å, of the distances from such a peak to the atom's neighbours
 constexpr double kFarWeight = 0.1;         // of the way to the peak beside that
-constexpr double kLeastLeft = 0.4;         // of the displacement along the line of the parts
+constexpr double kLeastLeft = 0.2;         // of the displacement along the line of the parts
 constexpr double kMostStart = 2.5;         // times the usual Ueq, for a refinement to start from
 
 Mat3 Rotation(const Cartesian& axis, double degrees) {

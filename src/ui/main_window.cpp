@@ -42,6 +42,7 @@
 #include "ui/input_controller.h"
 #include "ui/key_sheet.h"
 #include "ui/key_state.h"
+#include "ui/measure_marks.h"
 #include "ui/menu_set.h"
 #include "ui/page_printing.h"
 #include "ui/panels/panel_set.h"
@@ -81,6 +82,7 @@ MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(benc
   setCentralWidget(area_);
   input_ =
       new InputController(bench, *area_, [this](int id, const std::string& argument) { return Run(id, argument); });
+  new MeasureMarks(bench, *area_);
   menus_ = new MenuSet(bench, *menuBar(), [this](int id) { Run(id); });
   SetUpStatusBar();
   connect(input_, &InputController::StatusText, pointerText_, &QLabel::setText);
@@ -353,7 +355,8 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
     input_->StartPick(id);
     return std::nullopt;
   }
-  if (id == kSplitCommand) {
+  constexpr int kRestrainCommand = 605;
+  if (id == kSplitCommand || id == kRestrainCommand) {
     QString& remembered = settings_.dialogValues[QString::fromUtf8(row->name)];
     const auto text = AskFields(this, *row, ToBytes(remembered));
     if (text) remembered = ToText(*text);

@@ -51,6 +51,11 @@ const std::map<int, const char*> kArguments = {
     {510, "%A %N"},
     {512, "1 0 REM of one's own"},
     {520, "1"},
+    {602, "next"},
+    {603, "0.5"},
+    {605, "kind=similar %A %B"},
+    {607, "1"},
+    {613, "%A %B"},
 };
 
 class EveryCommand : public test::BenchTest {

@@ -14,6 +14,7 @@
 #include "edit/edit_atom.h"
 #include "edit/edit_label.h"
 #include "edit/edit_part.h"
+#include "edit/edit_restraint.h"
 #include "edit/edit_split.h"
 
 namespace marvik {
@@ -232,9 +233,26 @@ constexpr CommandRow kRows[] = {
      ""},
     {588, "view-along-bond", "A&long Bond", "", "[ATOM ATOM]", None, Always, DirectionHandler, nullptr, ""},
     {589, "view-across-bond", "&Normal of Bond", "", "[ATOM ATOM]", None, Always, DirectionHandler, nullptr, ""},
-    {600, "split", "S&plit...", "Ctrl+Shift+D", "[ATOMS] FIELD=VALUE ...", Structure, PickedOrSelected, SplitHandler,
+    {600, "split", "Spl&it...", "Ctrl+Shift+D", "[ATOMS] FIELD=VALUE ...", Structure, PickedOrSelected, SplitHandler,
      nullptr, "", SplitFields},
     {601, "join", "&Join", "Ctrl+Shift+J", "[ATOMS]", Structure, PickedOrSelected, JoinHandler, nullptr, ""},
+    {602, "show-part", "&Step through Parts", "Ctrl+Shift+A", "[NUMBER|all|next]", Drawing, Always, ShowPartHandler,
+     nullptr, ""},
+    {603, "peak-level", "Hide &Weak Peaks...", "", "HEIGHT", Drawing, Atoms, PeakLevelHandler, nullptr, ""},
+    {604, "split-candidates", "C&andidates to Split", "", "[TRIES]", None, Atoms, SplitCandidatesHandler, nullptr,
+     ""},
+    {605, "restrain", "&Restrain...", "Ctrl+Shift+R", "[ATOMS] kind=KIND ...", Structure, Atoms, RestrainHandler,
+     nullptr, "", RestraintFields},
+    {606, "restraints", "&List of Restraints", "", "", None, Atoms, RestraintsHandler, nullptr, ""},
+    {607, "remove-restraint", "Remo&ve Restraint...", "", "NUMBER", Structure, Atoms, RemoveRestraintHandler, nullptr,
+     ""},
+    {608, "measure", "&Measure", "Ctrl+M", "[ATOMS]", Structure, Atoms, MeasureHandler, nullptr, ""},
+    {609, "measurements", "List of Meas&urements", "", "", None, Atoms, MeasurementsHandler, nullptr, ""},
+    {610, "parts-panel", "P&arts", "", "[on|off]", None, Always, PanelHandler, IsPanelShown<610>, ""},
+    {611, "restraints-panel", "R&estraints", "", "[on|off]", None, Always, PanelHandler, IsPanelShown<611>, ""},
+    {612, "remove-measurements", "Remo&ve Measurements", "", "[NUMBER]", Structure, Atoms, RemoveMeasuresHandler,
+     nullptr, ""},
+    {613, "measure-groups", "Planes and C&entroids...", "", "GROUPS", None, Atoms, MeasureGroupsHandler, nullptr, ""},
     {650, "figure", "&Figure Choices...", "", "FIELD=VALUE ...", None, Always, FigureHandler, nullptr, "",
      FigureFields},
     {651, "save-style", "Save Picture S&tyle...", "", "FILE", None, Always, SaveStyleHandler, nullptr, ""},

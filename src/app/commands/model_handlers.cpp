@@ -2,7 +2,11 @@
 
 #include <algorithm>
 
+#include "app/split_candidates.h"
+#include "base/numbers.h"
+#include "edit/edit_part.h"
 #include "edit/edit_split.h"
+#include "edit/part_list.h"
 
 namespace marvik {
 namespace {
@@ -11,6 +15,15 @@ constexpr char kSplit[] = "Split";
 constexpr char kJoin[] = "Join";
 
 }  // namespace
+
+Outcome ShowList(Workbench& bench, const std::string& title, const std::string& text) {
+  if (bench.hooks.showText) {
+    bench.hooks.showText(title, text);
+  } else {
+    bench.messages.Show({MessageIcon::Information, title, text});
+  }
+  return Outcome::Done;
+}
 
 // Peaks that are chosen with the atoms are where the parts go.
 Outcome SplitHandler(Workbench& bench, const CommandCall& call) {
@@ -42,6 +55,56 @@ Outcome JoinHandler(Workbench& bench, const CommandCall& call) {
   if (!refusal.empty()) return Refuse(bench, kJoin, refusal);
   bench.ConnectAndReframe();
   return Outcome::Changed;
+}
+
+// "5": for so many of the list R1 is worked out; without a number for three.
+Outcome SplitCandidatesHandler(Workbench& bench, const CommandCall& call) {
+  constexpr FieldRange kTries{"tries", "Tries", 0.0, 100.0};
+  EditFault fault;
+  const int tries = call.argument.empty() ? 3 : ReadFieldInteger(kTries, call.argument, fault).value_or(0);
+  if (fault) return RefuseField(bench, fault);
+  std::vector<SplitCandidate> candidates = FindSplitCandidates(bench.document);
+  if (candidates.empty())
+    return Refuse(bench, kSplit, "No atom looks split: none is long, has a peak beside it, or moves along a bond.");
+  bench.SetBusy(true);
+  const auto now = tries > 0 ? TrySplits(bench.document, candidates, static_cast<size_t>(tries)) : std::nullopt;
+  bench.SetBusy(false);
+  return ShowList(bench, "Atoms That May Be Split", CandidateText(candidates, now));
+}
+
+// "2" shows the second alternative of every disorder alone, "all" every one, "next" the next one, then all.
+Outcome ShowPartHandler(Workbench& bench, const CommandCall& call) {
+  Document& document = bench.document;
+  const int most = MostAlternatives(document);
+  if (most == 0) return Refuse(bench, "Parts", "There is no disorder: all atoms are in PART 0 or a negative one.");
+  const FieldRange range{"part", "Alternative", 1.0, static_cast<double>(most)};
+  EditFault fault;
+  int wanted = 0;
+  if (call.argument.empty() || call.argument == "next") {
+    wanted = (ShownAlternative(document) + 1) % (most + 1);
+  } else if (call.argument != "all") {
+    wanted = ReadFieldInteger(range, call.argument, fault).value_or(0);
+  }
+  if (fault) return RefuseField(bench, fault);
+  HideParts(document, wanted == 0 ? std::vector<int>() : PartsBeside(document, wanted));
+  bench.ConnectAndReframe();
+  return Outcome::Changed;
+}
+
+// Peaks below this height are hidden, others shown.
+Outcome PeakLevelHandler(Workbench& bench, const CommandCall& call) {
+  constexpr FieldRange kLevel{"level", "Height", 0.0, 1e6};
+  EditFault fault;
+  const auto level = ReadFieldNumber(kLevel, call.argument, fault);
+  if (!level) return RefuseField(bench, fault);
+  bool changed = false;
+  for (AtomRecord* atom : Atoms(bench.document.atoms)) {
+    if (!atom->IsPeak() || atom->Has(kHidden) == (atom->peakHeight < *level)) continue;
+    atom->Set(kHidden, atom->peakHeight < *level);
+    if (atom->Has(kHidden) && atom->Has(kSelected)) bench.document.atoms.selection.Remove(atom);
+    changed = true;
+  }
+  return changed ? Outcome::Changed : Outcome::Done;
 }
 
 }  // namespace marvik

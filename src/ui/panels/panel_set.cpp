@@ -7,7 +7,9 @@
 #include "ui/panels/history_panel.h"
 #include "ui/panels/instructions_panel.h"
 #include "ui/panels/model_panel.h"
+#include "ui/panels/parts_panel.h"
 #include "ui/panels/refinement_panel.h"
+#include "ui/panels/restraints_panel.h"
 #include "ui/panels/structure_panel.h"
 #include "ui/text.h"
 
@@ -31,6 +33,10 @@ constexpr PanelKind kPanels[] = {
      [](Workbench& bench, const CommandRunner& run) -> Panel* { return new ModelPanel(bench, run); }},
     {kGeometryPanelCommand, "geometry", Qt::RightDockWidgetArea, false,
      [](Workbench& bench, const CommandRunner&) -> Panel* { return new GeometryPanel(bench); }},
+    {610, "parts", Qt::RightDockWidgetArea, false,
+     [](Workbench& bench, const CommandRunner& run) -> Panel* { return new PartsPanel(bench, run); }},
+    {611, "restraints", Qt::RightDockWidgetArea, false,
+     [](Workbench& bench, const CommandRunner& run) -> Panel* { return new RestraintsPanel(bench, run); }},
     {kHistoryPanelCommand, "history", Qt::RightDockWidgetArea, false,
      [](Workbench& bench, const CommandRunner& run) -> Panel* { return new HistoryPanel(bench, run); }},
     {kInstructionsPanelCommand, "instructions", Qt::BottomDockWidgetArea, false,

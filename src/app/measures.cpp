@@ -1,0 +1,273 @@
+#include "app/measures.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "app/uncertainty_files.h"
+#include "base/mat3.h"
+#include "base/numbers.h"
+#include "chem/report_numbers.h"
+#include "crystal/symmetry.h"
+#include "edit/edit_elements.h"
+#include "language/atom_names.h"
+#include "language/atom_references.h"
+#include "language/instruction.h"
+#include "language/residues.h"
+#include "language/tokenizer.h"
+
+namespace marvik {
+namespace {
+
+constexpr const char* kLabels[] = {"", "", "Dist", "Angl", "Tors"};
+
+// The operator of an image that GROW or PACK made, with its translation.
+std::optional<SymmetryOperator> OperatorOf(const Document& document, const AtomRecord& atom) {
+  const int code = atom.symmetryCode;
+  const auto op = static_cast<size_t>(code / 1000 - 1);
+  if (code < 1000 || op >= document.symmetry.size()) return std::nullopt;
+  return document.symmetry[op].Shifted({code / 100 % 10 - 5, code / 10 % 10 - 5, code % 10 - 5});
+}
+
+// "$1" of the EQIV line of this operation, made where there is none.
+std::string EquivalentOf(Document& document, const SymmetryOperator& operation) {
+  int next = 1;
+  for (const Instruction& line : InstructionsOf(document)) {
+    if (line.keyword != InstructionKeyword::kEqiv || line.all.empty()) continue;
+    const std::string& symbol = line.all[0];
+    const auto parsed = ParseOperator(line.text.substr(line.text.find(symbol) + symbol.size()));
+    if (parsed && *parsed == operation) return symbol;
+    double number = 0.0;
+    if (ParseWholeNumber(std::string_view(symbol).substr(1), number))
+      next = std::max(next, static_cast<int>(number) + 1);
+  }
+  const std::string symbol = Printf("$%d", next);
+  document.instructions.kept.push_back({KeptPlace::First, "EQIV " + symbol + " " + OperatorText(operation), -1});
+  return symbol;
+}
+
+// The image of an atom by an operation that is one of the document's but for whole cells.
+std::optional<GeometrySite> ImageBy(const Document& document, const AtomRecord& atom,
+                                    const SymmetryOperator& operation) {
+  for (uint32_t k = 0; k < document.symmetry.size(); ++k) {
+    const SymmetryOperator& own = document.symmetry[k];
+    std::array<int, 3> cells{};
+    bool same = own.r == operation.r;
+    for (size_t i = 0; i < 3; ++i) {
+      same = same && (operation.t[i] - own.t[i]) % kTranslationParts == 0;
+      cells[i] = (operation.t[i] - own.t[i]) / kTranslationParts;
+    }
+    if (!same) continue;
+    const int code = 1000 * (static_cast<int>(k) + 1) + 100 * (cells[0] + 5) + 10 * (cells[1] + 5) + cells[2] + 5;
+    return GeometrySite{&atom, k, operation.Apply(atom.fract), code};
+  }
+  return std::nullopt;
+}
+
+GeometrySite SiteFor(const Document& document, const AtomRecord& atom) {
+  const AtomRecord* source = atom.generated ? document.atoms.FindSerial(atom.sourceSerial) : nullptr;
+  const auto operation = source ? OperatorOf(document, atom) : std::nullopt;
+  const auto image = operation ? ImageBy(document, *source, *operation) : std::nullopt;
+  return image ? *image : GeometrySite{&atom, 0, atom.fract};
+}
+
+// Some places and what they stand for.
+struct Group {
+  enum Kind { Place, Centroid, Plane } kind = Place;
+  std::vector<GeometrySite> sites;
+};
+
+Cartesian CentreOf(std::span<const Cartesian> places) {
+  Cartesian sum;
+  for (const Cartesian& place : places) sum += place;
+  return sum / static_cast<double>(places.size());
+}
+Cartesian NormalOf(std::span<const Cartesian> places) {
+  const Cartesian centre = CentreOf(places);
+  Mat3 sums;
+  for (const Cartesian& place : places) {
+    const Cartesian d = place - centre;
+    for (int i = 0; i < 3; ++i)
+      for (int j = 0; j < 3; ++j) sums[i][static_cast<size_t>(j)] += d[i] * d[j];
+  }
+  return SymmetricEigen(sums).Vector<CartesianSpace>(0);
+}
+
+// Values of a row of groups, by the places of all their sites one behind the other.
+class GroupValues {
+ public:
+  GroupValues(Workbench& bench, const std::vector<Group>& groups)
+      : document_(bench.document),
+        groups_(groups),
+        source_(FindUncertainties(bench.document, bench.reports.uncertainties)),
+        uncertainty_(bench.document, source_.get()) {
+    for (const Group& group : groups)
+      for (const GeometrySite& site : group.sites) {
+        sites_.push_back(site);
+        places_.push_back(document_.matrix * site.fract);
+      }
+  }
+  std::span<const Cartesian> Of(std::span<const Cartesian> places, size_t group) const {
+    size_t at = 0;
+    for (size_t i = 0; i < group; ++i) at += groups_[i].sites.size();
+    return places.subspan(at, groups_[group].sites.size());
+  }
+  std::string Line(const char* what, int decimals, const char* unit,
+                   const GeometryUncertainty::Quantity& quantity) const {
+    return Printf("%-40s %s %s\n", what,
+                  WithUncertainty(quantity(places_), uncertainty_.Of(sites_, quantity), decimals).c_str(), unit);
+  }
+
+ private:
+  const Document& document_;
+  const std::vector<Group>& groups_;
+  std::shared_ptr<const UncertaintySource> source_;
+  GeometryUncertainty uncertainty_;
+  std::vector<GeometrySite> sites_;
+  std::vector<Cartesian> places_;
+};
+
+std::vector<Group> ParseGroups(const Document& document, const std::string& text, std::string& fault) {
+  std::string spaced;
+  for (const char c : text) spaced += c == '[' ? std::string("[ ") : c == ']' ? std::string(" ]") : std::string(1, c);
+  std::vector<std::string_view> words;
+  SplitWords(spaced, words);
+  std::vector<Group> groups;
+  bool open = false;
+  for (const std::string_view word : words) {
+    if (word == "plane[" || word == "centroid[") {
+      groups.push_back({word == "plane[" ? Group::Plane : Group::Centroid, {}});
+      open = true;
+    } else if (word == "]") {
+      open = false;
+    } else if (const AtomRecord* atom = FindAtomByText(document, word)) {
+      if (!open) groups.push_back({});
+      groups.back().sites.push_back(SiteFor(document, *atom));
+    } else {
+      fault = "Couldn't find " + std::string(word) + " in the atom list.";
+    }
+  }
+  for (const Group& group : groups) {
+    if (group.sites.empty()) fault = "A group has no atoms.";
+    if (group.kind == Group::Plane && group.sites.size() < 3) fault = "A plane needs three atoms or more.";
+  }
+  return groups;
+}
+
+}  // namespace
+
+std::string Measure::Text() const {
+  return WithUncertainty(value, su, sites.size() == 2 ? 4 : 2) + (sites.size() == 2 ? " Å" : "°");
+}
+
+std::vector<Measure> MeasuresOf(Workbench& bench) {
+  const Document& document = bench.document;
+  std::vector<Measure> measures;
+  const std::vector<Instruction> lines = InstructionsOf(document);
+  const auto isMeasure = [](const Instruction& line) { return line.keyword == InstructionKeyword::kRtab; };
+  if (std::ranges::none_of(lines, isMeasure)) return measures;
+  std::vector<NamedSite> named;
+  std::vector<const AtomRecord*> atoms;
+  for (const AtomRecord* atom : Atoms(document.atoms)) {
+    if (IsGrownAtom(*atom)) continue;
+    atoms.push_back(atom);
+    named.push_back(NamedSiteOf(document, *atom));
+  }
+  const AtomNameIndex index(std::move(named));
+  const auto source = FindUncertainties(document, bench.reports.uncertainties);
+  const GeometryUncertainty uncertainty(document, source.get());
+  for (const Instruction& line : lines) {
+    if (!isMeasure(line) || line.all.size() < 3 || line.all.size() > 5) continue;
+    Measure measure{line.all[0], {}, {}, 0.0, {}};
+    const std::vector<std::string> words(line.all.begin() + 1, line.all.end());
+    std::vector<Cartesian> places;
+    for (const NamedAtoms::Named& name : AtomsNamed(index, line, words, {}).atoms) {
+      GeometrySite site{atoms[static_cast<size_t>(name.site)], 0, atoms[static_cast<size_t>(name.site)]->fract};
+      for (const Instruction& eqiv : lines) {
+        if (name.equivalent.empty() || eqiv.keyword != InstructionKeyword::kEqiv || eqiv.all.empty() ||
+            eqiv.all[0] != name.equivalent)
+          continue;
+        const auto parsed = ParseOperator(eqiv.text.substr(eqiv.text.find(name.equivalent) + name.equivalent.size()));
+        const auto image = parsed ? ImageBy(document, *site.atom, *parsed) : std::nullopt;
+        if (image) site = *image;
+      }
+      measure.sites.push_back(site);
+      places.push_back(document.matrix * site.fract);
+    }
+    const auto value = measure.sites.size() == words.size() ? GeometryOf(places) : std::nullopt;
+    if (!value) continue;
+    for (const std::string& word : words) measure.names += (measure.names.empty() ? "" : "–") + word;
+    measure.value = *value;
+    measure.su = uncertainty.OfGeometry(measure.sites);
+    measures.push_back(std::move(measure));
+  }
+  return measures;
+}
+
+std::string AddMeasure(Document& document, const std::vector<const AtomRecord*>& atoms) {
+  if (atoms.size() < 2 || atoms.size() > 4)
+    return "Choose two atoms for a distance, three for an angle, four for a torsion angle.";
+  std::vector<Cartesian> places;
+  for (const AtomRecord* atom : atoms) {
+    if (atom->IsPeak()) return atom->name + " is a peak: only atoms are measured for keeps.";
+    places.push_back(atom->position);
+  }
+  if (!GeometryOf(places)) return "There is nothing to be measured: atoms at one place, or in line.";
+  std::string line = std::string("RTAB ") + kLabels[atoms.size()];
+  for (const AtomRecord* atom : atoms) {
+    const std::string name = QualifiedName(document, *atom);
+    line += " " + name;
+    const auto operation = IsGrownAtom(*atom) ? OperatorOf(document, *atom) : std::nullopt;
+    if (operation) line += (name.find('_') == name.npos ? "_" : "") + EquivalentOf(document, *operation);
+  }
+  for (const KeptLine& kept : document.instructions.kept)
+    if (kept.text == line) return "This is measured already: " + line;
+  document.instructions.kept.push_back({KeptPlace::Body, line, -1});
+  return {};
+}
+
+bool RemoveMeasures(Document& document, std::optional<size_t> at) {
+  size_t count = 0;
+  return std::erase_if(document.instructions.kept, [&](const KeptLine& line) {
+           if (HeadOf(line.text).keyword != InstructionKeyword::kRtab) return false;
+           return !at || count++ == *at;
+         }) > 0;
+}
+
+std::string MeasureGroups(Workbench& bench, const std::string& text, std::string& fault) {
+  const std::vector<Group> groups = ParseGroups(bench.document, text, fault);
+  const auto planes = std::ranges::count(groups, Group::Plane, &Group::kind);
+  if (fault.empty() && (groups.size() < 2 || groups.size() > 4 || (planes > 0 && groups.size() > 2)))
+    fault = "Two planes, a plane and a place, or two to four places are measured.";
+  if (!fault.empty()) return {};
+  const GroupValues values(bench, groups);
+  using Places = std::span<const Cartesian>;
+  const auto centre = [&](Places p, size_t i) { return CentreOf(values.Of(p, i)); };
+  const auto normal = [&](Places p, size_t i) { return NormalOf(values.Of(p, i)); };
+  const auto distance = [&](Places p) { return Length(centre(p, 1) - centre(p, 0)); };
+  if (planes == 0) {
+    const auto quantity = [&](Places p) {
+      std::vector<Cartesian> points;
+      for (size_t i = 0; i < groups.size(); ++i) points.push_back(centre(p, i));
+      return GeometryOf(points).value_or(0.0);
+    };
+    constexpr const char* kNames[] = {"", "", "Distance", "Angle", "Torsion angle"};
+    return values.Line(kNames[groups.size()], groups.size() == 2 ? 4 : 2, groups.size() == 2 ? "Å" : "°", quantity);
+  }
+  const size_t first = groups[0].kind == Group::Plane ? 0 : 1;
+  const auto height = [&](Places p) {
+    return std::fabs(Dot(normal(p, first), centre(p, 1 - first) - centre(p, first)));
+  };
+  if (planes == 1) return values.Line("Distance from the plane", 4, "Å", height);
+  const auto angle = [&](Places p) {
+    return std::acos(std::min(1.0, std::fabs(Dot(normal(p, 0), normal(p, 1))))) * kDegreesPerRadian;
+  };
+  const auto slip = [&](Places p) {
+    return std::sqrt(std::max(0.0, std::pow(distance(p), 2) - std::pow(height(p), 2)));
+  };
+  return values.Line("Angle between the planes", 2, "°", angle) +
+         values.Line("Distance of the centroids", 4, "Å", distance) +
+         values.Line("Second centroid from the first plane", 4, "Å", height) +
+         values.Line("Shift along the first plane", 4, "Å", slip);
+}
+
+}  // namespace marvik

@@ -1,0 +1,125 @@
+#include "app/split_candidates.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/numbers.h"
+#include "check/model_trials.h"
+#include "chem/atom_geometry.h"
+#include "crystal/cell_metric.h"
+#include "edit/edit_elements.h"
+#include "edit/edit_split.h"
+#include "report/report_table.h"
+
+namespace marvik {
+namespace {
+
+constexpr double kElongated = 2.0;     // of the longest to the middle axis of U
+constexpr double kWideSpread = 0.45;   // Å
+constexpr double kStrongPeak = 0.5;    // e/Å³
+constexpr double kRigidLimit = 0.02;   // Å²
+constexpr double kPeakReach = 2.4;     // Å
+constexpr double kSameDistance = 0.4;  // Å, of a peak to the atom's neighbours
+constexpr int kCycles = 4;
+
+bool MayBeSplit(const AtomRecord& atom) {
+  return !atom.IsPeak() && !atom.IsHydrogen() && !IsGrownAtom(atom) && atom.part == 0;
+}
+
+// Whether a peak stands about as far from a neighbour of the atom as the atom itself.
+bool FitsNeighbours(const Document& document, const AtomRecord& atom, const AtomRecord& peak) {
+  for (const AtomRecord* neighbour : BondedAtoms(document, atom)) {
+    if (neighbour->IsHydrogen() || neighbour->IsPeak()) continue;
+    const double change = Distance(neighbour->position, atom.position) - Distance(neighbour->position, peak.position);
+    if (std::fabs(change) < kSameDistance) return true;
+  }
+  return false;
+}
+
+SplitCandidate Judge(const Document& document, const Metric& metric, const AtomRecord& atom) {
+  SplitCandidate candidate{atom.serial, atom.name, 1.0, 0.0, 0.0, {}, 0.0, 0.0, {}, {}};
+  if (atom.IsAnisotropic()) {
+    const Mat3 tensor = metric.CartesianU(atom.u);
+    const Eigen3 eigen = SymmetricEigen(tensor);
+    if (eigen.values[1] > 0.0) candidate.ratio = eigen.values[2] / eigen.values[1];
+    candidate.spread = 2.0 * std::sqrt(std::max(eigen.values[2] - eigen.values[1], 0.0));
+    for (const AtomRecord* other : BondedAtoms(document, atom)) {
+      if (!other->IsAnisotropic() || other->IsHydrogen()) continue;
+      const Cartesian way = Normalised(metric.ToCartesian(other->fract) - metric.ToCartesian(atom.fract));
+      const Mat3 theirs = metric.CartesianU(other->u);
+      candidate.hirshfeld = std::max(candidate.hirshfeld, Dot(way, tensor * way) - Dot(way, theirs * way));
+    }
+  }
+  for (const AtomRecord* peak : Atoms(document.atoms)) {
+    if (!peak->IsPeak() || peak->peakHeight < kStrongPeak) continue;
+    const double distance = Distance(peak->position, atom.position);
+    if (distance > kPeakReach || distance < 0.3 || !FitsNeighbours(document, atom, *peak)) continue;
+    if (peak->peakHeight > candidate.peak) candidate.peaks.assign(1, peak->serial);
+    candidate.peak = std::max(candidate.peak, peak->peakHeight);
+  }
+  const bool swings = candidate.ratio > kElongated && candidate.spread > kWideSpread;
+  const double stiff = candidate.hirshfeld > kRigidLimit ? candidate.hirshfeld / kRigidLimit : 0.0;
+  if (swings || candidate.peak > 0.0 || stiff > 0.0)
+    candidate.score = (swings ? candidate.spread / kWideSpread : 0.0) + candidate.peak / kStrongPeak + 0.5 * stiff;
+  candidate.split = Printf("#%u", atom.serial);
+  for (const uint32_t peak : candidate.peaks) AppendPrintf(candidate.split, " to=#%u", peak);
+  return candidate;
+}
+
+}  // namespace
+
+std::vector<SplitCandidate> FindSplitCandidates(const Document& document) {
+  const Metric metric = MakeMetric(document.cell);
+  std::vector<SplitCandidate> candidates;
+  for (const AtomRecord* atom : Atoms(document.atoms)) {
+    if (!MayBeSplit(*atom)) continue;
+    SplitCandidate candidate = Judge(document, metric, *atom);
+    if (candidate.score > 0.0) candidates.push_back(std::move(candidate));
+  }
+  std::ranges::stable_sort(candidates, std::ranges::greater(), &SplitCandidate::score);
+  return candidates;
+}
+
+std::optional<double> TrySplits(const Document& document, std::vector<SplitCandidate>& candidates, size_t tries) {
+  const std::string path = document.WorkingDirectory + BaseNameOf(FileNameOf(document.CurrentFile)) + ".hkl";
+  const auto r1 = [&](Document& trial) {
+    std::vector<AtomRecord*> peaks;
+    for (AtomRecord* atom : Atoms(trial.atoms))
+      if (atom->IsPeak()) peaks.push_back(atom);
+    trial.atoms.KillAtoms(peaks);
+    return R1After(trial, path, kCycles);
+  };
+  Document plain = document;
+  const auto now = r1(plain);
+  for (size_t i = 0; now && i < std::min(tries, candidates.size()); ++i) {
+    Document trial = document;
+    RecordingMessages unheard;
+    EditFault fault;
+    const auto request = ParseSplit(trial, SplitEditArguments(candidates[i].split), fault);
+    AtomRecord* atom = trial.atoms.FindSerial(candidates[i].atom);
+    if (!request || !atom || !SplitAtoms(trial, {atom}, *request, unheard).empty()) continue;
+    candidates[i].r1 = r1(trial);
+  }
+  return now;
+}
+
+std::string CandidateText(const std::vector<SplitCandidate>& candidates, std::optional<double> now) {
+  std::string text;
+  if (now)
+    text = Printf(
+        "R1 is %.4f after %d cycles as it stands; the last column is that after a split of the atom "
+        "alone and as many.\n\n",
+        *now, kCycles);
+  ReportTable table({"Atom", "U3/U2", "Spread/Å", "Peak", "Along bond/Å²", "R1"});
+  for (const SplitCandidate& c : candidates) {
+    table.Text(c.name);
+    table.Number(c.ratio, 1);
+    table.Number(c.spread, 2);
+    c.peak > 0.0 ? table.Number(c.peak, 2) : table.Missing();
+    c.hirshfeld > kRigidLimit ? table.Number(c.hirshfeld, 3) : table.Missing();
+    c.r1 ? table.Number(*c.r1, 4) : table.Missing();
+  }
+  return text + table.Aligned();
+}
+
+}  // namespace marvik

@@ -1,0 +1,43 @@
+#include "check/model_trials.h"
+
+#include "base/files.h"
+#include "refine/job/session.h"
+
+namespace marvik {
+namespace {
+
+constexpr double kMostProducts = 4e10;  // of derivatives for all cycles; seconds of work
+
+}  // namespace
+
+std::vector<RestraintLine> RestraintsAsTheyAre(const Document& document, std::string& problem) {
+  Session session;
+  session.document = document;
+  session.job = MakeJob(session.document);
+  if (!BuildStructure(session.document, session.structure, session.job.notes, problem)) return {};
+  session.bonds = MakeBonds(session.structure, session.document, session.job.commands);
+  session.restraints = MakeRestraints(session.structure, session.job.commands, session.bonds, session.job.notes);
+  return RestraintLinesOf(session);
+}
+
+std::optional<double> R1After(const Document& document, const std::string& hklPath, int cycles) {
+  const LineSink quiet = [](const std::string&) {};
+  Session session;
+  session.document = document;
+  session.document.settings.RefinementType = "L.S.";
+  session.document.settings.Cycles = cycles;
+  session.name = BaseNameOf(FileNameOf(hklPath));
+  const HklFile file = ParseHklFile(ReadWholeFile(hklPath).content, ParseHklf(document.instructions.hklfLine));
+  std::string problem;
+  if (!PrepareSession(session, file.reflections, quiet, problem)) return std::nullopt;
+  const double parameters = static_cast<double>(session.parametrisation.Size());
+  const double data = static_cast<double>(session.observations.Size());
+  if (parameters >= data || parameters * parameters * data * cycles > kMostProducts) return std::nullopt;
+  session.job.cycles = cycles;
+  session.result =
+      Refine(session.job, session.structure, session.parametrisation, session.observations, session.restraints, quiet);
+  if (session.result.failed || !session.result.problem.empty()) return std::nullopt;
+  return session.result.final.r1;
+}
+
+}  // namespace marvik

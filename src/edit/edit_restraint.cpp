@@ -1,0 +1,138 @@
+#include "edit/edit_restraint.h"
+
+#include <algorithm>
+
+#include "base/numbers.h"
+#include "chem/atom_geometry.h"
+#include "crystal/cell_metric.h"
+#include "language/composed_line.h"
+#include "language/instruction.h"
+#include "language/residues.h"
+
+namespace marvik {
+namespace {
+
+struct Kind {
+  const char* keyword;
+  size_t least;     // atoms
+  size_t together;  // that belong together
+  bool hasTarget;
+  bool hasSigma;
+};
+// In the order of the field's words.
+constexpr Kind kKinds[] = {
+    {"DFIX", 2, 2, true, true},   {"DANG", 2, 2, true, true},   {"SADI", 4, 2, false, true},
+    {"FLAT", 4, 1, false, true},  {"RIGU", 2, 1, false, true},  {"SIMU", 2, 1, false, true},
+    {"ISOR", 1, 1, false, true},  {"CHIV", 1, 1, true, true},   {"DELU", 2, 1, false, true},
+    {"EADP", 2, 1, false, false}, {"EXYZ", 2, 1, false, false}, {"BUMP", 0, 1, false, true},
+};
+constexpr std::array<FieldRange, 3> kFields{{
+    WordField("kind", "Kind",
+              "distance|angle|same|flat|rigid|similar|isotropic|chirality|bonds|equal-u|equal-xyz|bumps"),
+    {"target", "Target in Å or Å³", -100.0, 100.0},
+    {"sigma", "Standard uncertainty", 0.0001, 10.0},
+}};
+
+bool Restrains(const std::string& name) {
+  constexpr std::string_view kOthers[] = {"SAME", "SUMP", "NCSY"};
+  return std::ranges::find(kKinds, name, &Kind::keyword) != std::end(kKinds) ||
+         std::ranges::find(kOthers, name) != std::end(kOthers);
+}
+
+std::string FaultOf(const Document& document, const std::vector<AtomRecord*>& atoms, const Kind& kind) {
+  for (const AtomRecord* atom : atoms)
+    if (atom->IsPeak()) return atom->name + " is a peak: make an atom of it first.";
+  if (atoms.size() < kind.least)
+    return Printf("%s needs at least %zu atoms, and %zu are chosen.", kind.keyword, kind.least, atoms.size());
+  if (atoms.size() % kind.together != 0)
+    return Printf("%s takes pairs of atoms, and %zu are chosen.", kind.keyword, atoms.size());
+  if (kind.keyword != std::string_view("CHIV")) return {};
+  for (const AtomRecord* atom : atoms) {
+    const auto bonded = BondedAtoms(document, *atom);
+    const auto heavy = std::ranges::count_if(bonded, [](const AtomRecord* b) { return !b->IsHydrogen(); });
+    if (heavy != 3) return Printf("CHIV needs three neighbours, and %s has %td.", atom->name.c_str(), heavy);
+  }
+  return {};
+}
+
+double PresentTarget(const std::vector<AtomRecord*>& atoms) {
+  double sum = 0.0;
+  for (size_t i = 0; i + 1 < atoms.size(); i += 2) sum += Distance(atoms[i]->position, atoms[i + 1]->position);
+  return sum / (static_cast<double>(atoms.size()) / 2.0);
+}
+
+}  // namespace
+
+std::span<const FieldRange> RestraintFields() {
+  return kFields;
+}
+
+std::optional<RestraintRequest> ParseRestraint(const EditArguments& arguments, EditFault& fault) {
+  fault = UnknownFieldFault(arguments, kFields);
+  RestraintRequest request;
+  const std::string* word = arguments.Find("kind");
+  std::string_view words = kFields[0].words;
+  while (word && !fault && !words.empty() && words.substr(0, words.find('|')) != *word) {
+    words.remove_prefix(std::min(words.size(), words.find('|') == words.npos ? words.size() : words.find('|') + 1));
+    ++request.kind;
+  }
+  if (!fault && (!word || words.empty()))
+    fault = {"kind", std::string("Kind: one of ") + kFields[0].words + " is wanted."};
+  const auto number = [&](const FieldRange& field) -> std::optional<double> {
+    const std::string* text = fault ? nullptr : arguments.Find(field.key);
+    return text ? ReadFieldNumber(field, *text, fault) : std::nullopt;
+  };
+  request.target = number(kFields[1]);
+  request.sigma = number(kFields[2]);
+  if (fault) return std::nullopt;
+  const Kind& kind = kKinds[request.kind];
+  if (request.target && !kind.hasTarget) fault = {"target", std::string("Target: ") + kind.keyword + " has none."};
+  if (request.sigma && !kind.hasSigma) fault = {"sigma", std::string("Uncertainty: ") + kind.keyword + " has none."};
+  return fault ? std::nullopt : std::optional(request);
+}
+
+std::string AddRestraint(Document& document, const std::vector<AtomRecord*>& atoms, const RestraintRequest& request) {
+  const Kind& kind = kKinds[request.kind];
+  const bool isAngle = kind.keyword == std::string_view("DANG") && atoms.size() == 3;
+  const std::vector<AtomRecord*> chosen = isAngle ? std::vector{atoms[0], atoms[2]} : atoms;
+  if (std::string fault = FaultOf(document, chosen, kind); !fault.empty()) return fault;
+  ComposedLine line(kind.keyword);
+  if (kind.hasTarget) {
+    const double present = kind.together == 2 ? PresentTarget(chosen) : 0.0;
+    const bool isPlain = kind.together == 1 && !request.target && !request.sigma;
+    if (!isPlain) line.Add(" " + FieldText(request.target.value_or(present), 3));
+  }
+  if (request.sigma) line.Add(" " + FieldText(*request.sigma, 4));
+  if (kind.least > 0)
+    for (const AtomRecord* atom : chosen) line.Add(" " + QualifiedName(document, *atom));
+  for (const KeptLine& kept : document.instructions.kept)
+    if (kept.text == line.Text()) return "This restraint is there already: " + line.Text();
+  document.instructions.kept.push_back({KeptPlace::Body, line.Text(), -1});
+  return {};
+}
+
+std::vector<std::string> RestraintTexts(const Document& document) {
+  std::vector<std::string> texts;
+  for (const Instruction& line : InstructionsOf(document))
+    if (Restrains(line.name)) texts.push_back(line.text);
+  return texts;
+}
+
+bool RemoveRestraint(Document& document, size_t at) {
+  const std::string* wanted = nullptr;
+  size_t count = 0;
+  ForEachInstructionText(document, [&](const InstructionText& place) {
+    const Instruction line = ParseInstruction(place.text);
+    if (line.keyword != InstructionKeyword::kAtomLine && Restrains(line.name) && count++ == at) wanted = &place.text;
+  });
+  if (!wanted) return false;
+  const auto erase = [&](std::vector<KeptLine>& lines) {
+    return std::erase_if(lines, [&](const KeptLine& line) { return &line.text == wanted; }) > 0;
+  };
+  if (erase(document.instructions.kept) || erase(document.atoms.trailingLines)) return true;
+  for (AtomRecord* atom : Atoms(document.atoms))
+    if (!atom->extras.empty() && erase(atom->MutableExtras().linesBefore)) return true;
+  return false;
+}
+
+}  // namespace marvik

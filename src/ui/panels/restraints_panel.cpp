@@ -1,0 +1,96 @@
+#include "ui/panels/restraints_panel.h"
+
+#include <QPushButton>
+#include <QShortcut>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+#include <map>
+
+#include "check/model_trials.h"
+#include "edit/edit_restraint.h"
+#include "language/instruction.h"
+#include "ui/text.h"
+
+namespace marvik {
+namespace {
+
+constexpr int kRestrainCommand = 605;
+constexpr int kRemoveRestraintCommand = 607;
+
+QTreeWidgetItem* LineItem(const RestraintLine& line) {
+  const auto number = [](double value) { return QString::number(value, 'f', 4); };
+  auto* item = new QTreeWidgetItem;
+  item->setText(0, ToText(line.atoms));
+  item->setText(1, QString::number(line.chi2, 'f', 2));
+  item->setText(2, number(line.target));
+  item->setText(3, number(line.value));
+  item->setText(4, number(line.sigma));
+  return item;
+}
+
+}  // namespace
+
+RestraintsPanel::RestraintsPanel(Workbench& bench, CommandRunner run) : bench_(bench), run_(std::move(run)) {
+  list_ = new QTreeWidget;
+  list_->setAccessibleName(tr("Restraints"));
+  list_->setHeaderLabels({tr("Restraint"), tr("χ²"), tr("Target"), tr("Value"), tr("Sigma")});
+  auto* add = new QPushButton(tr("&Add..."));
+  auto* remove = new QPushButton(tr("&Delete"));
+  auto* buttons = new QHBoxLayout;
+  buttons->addWidget(add);
+  buttons->addWidget(remove);
+  buttons->addStretch();
+  auto* layout = new QVBoxLayout(this);
+  layout->setContentsMargins(2, 2, 2, 2);
+  layout->addWidget(list_, 1);
+  layout->addLayout(buttons);
+  connect(add, &QPushButton::clicked, this, [this] { run_(kRestrainCommand, {}); });
+  connect(remove, &QPushButton::clicked, this, &RestraintsPanel::Remove);
+  connect(new QShortcut(QKeySequence::Delete, list_, nullptr, nullptr, Qt::WidgetShortcut), &QShortcut::activated, this,
+          &RestraintsPanel::Remove);
+  connect(list_, &QTreeWidget::itemClicked, this, [this](const QTreeWidgetItem* item) { SelectAtoms(item); });
+}
+
+void RestraintsPanel::Follow() {
+  if (changes_ == bench_.changes && file_ == bench_.document.CurrentFile) return;
+  changes_ = bench_.changes;
+  file_ = bench_.document.CurrentFile;
+  std::string problem;
+  std::map<std::string, std::vector<RestraintLine>> lines;
+  const std::vector<std::string> texts = RestraintTexts(bench_.document);
+  if (!texts.empty())
+    for (RestraintLine& line : RestraintsAsTheyAre(bench_.document, problem))
+      lines[line.instruction].push_back(std::move(line));
+  list_->clear();
+  for (const std::string& text : texts) {
+    auto* item = new QTreeWidgetItem(list_);
+    item->setText(0, ToText(text));
+    double chi2 = 0.0;
+    for (const RestraintLine& line : lines[text]) {
+      item->addChild(LineItem(line));
+      chi2 += line.chi2;
+    }
+    if (!lines[text].empty()) item->setText(1, QString::number(chi2, 'f', 2));
+  }
+  for (int column = 1; column < 5; ++column) list_->resizeColumnToContents(column);
+}
+
+// Names as instructions have them are names of the selection too, but for images and ranges.
+void RestraintsPanel::SelectAtoms(const QTreeWidgetItem* item) {
+  const std::string text = ToBytes(item->text(0));
+  const std::string names = item->parent() ? text : [&] {
+    std::string words;
+    for (const std::string& word : ParseInstruction(text).words) words += word + " ";
+    return words;
+  }();
+  if (!names.empty() && names.find('$') == std::string::npos) run_(kSelectAtomsCommand, names);
+}
+
+void RestraintsPanel::Remove() {
+  const QTreeWidgetItem* item = list_->currentItem();
+  if (!item) return;
+  const int row = list_->indexOfTopLevelItem(item->parent() ? item->parent() : const_cast<QTreeWidgetItem*>(item));
+  run_(kRemoveRestraintCommand, std::to_string(row + 1));
+}
+
+}  // namespace marvik

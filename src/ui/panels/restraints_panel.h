@@ -1,0 +1,30 @@
+#pragma once
+
+#include "ui/panels/panel_set.h"
+
+class QTreeWidget;
+class QTreeWidgetItem;
+
+namespace marvik {
+
+// The restraints of the model with what they cost and hold, in the order of the file; the parts of each below it. A
+// click selects the atoms, Delete takes the restraint away.
+class RestraintsPanel : public Panel {
+  Q_OBJECT
+
+ public:
+  RestraintsPanel(Workbench& bench, CommandRunner run);
+  void Follow() override;
+
+ private:
+  void SelectAtoms(const QTreeWidgetItem* item);
+  void Remove();
+
+  Workbench& bench_;
+  CommandRunner run_;
+  QTreeWidget* list_ = nullptr;
+  unsigned changes_ = ~0u;
+  std::string file_;
+};
+
+}  // namespace marvik
