@@ -439,8 +439,24 @@ void MainWindow::dropEvent(QDropEvent* event) {
   const QStringList paths = LocalFiles(event->mimeData());
   if (paths.isEmpty()) return;
   event->acceptProposedAction();
-  for (const QString& path : paths.mid(1)) QProcess::startDetached(QCoreApplication::applicationFilePath(), {path});
-  OpenSoon(PathToBytes(paths.front()));
+  if (paths.size() == 1) return OpenSoon(PathToBytes(paths.front()));
+  // Whoever drops waits until this is left.
+  QTimer::singleShot(0, this, [this, paths] { OpenDropped(paths); });
+}
+
+// The first here, others in windows of their own: a handful of them, and not unasked.
+void MainWindow::OpenDropped(const QStringList& paths) {
+  constexpr qsizetype kMostWindows = 8;
+  const QString question =
+      paths.size() > kMostWindows
+          ? tr("Open the first %1 of the %2 files that were dropped, each in a window of its own?")
+                .arg(kMostWindows)
+                .arg(paths.size())
+          : tr("Open the %1 files that were dropped, each in a window of its own?").arg(paths.size());
+  if (!bench_.messages.AskYesNo({MessageIcon::Question, "Open", ToBytes(question)})) return;
+  for (const QString& path : paths.mid(1, kMostWindows - 1))
+    QProcess::startDetached(QCoreApplication::applicationFilePath(), {path});
+  Run(kReadFileCommand, PathToBytes(paths.front()));
 }
 
 void MainWindow::RestoreSession() {

@@ -62,6 +62,7 @@ class MainWindow : public QMainWindow {
   void SetUpStatusBar();
   void SetUpPanels();
   void RestoreLayout();
+  void OpenDropped(const QStringList& paths);
   void ShowPanel(int command, bool on);
   void ShowTool(int command);
   void ShowPreferences();

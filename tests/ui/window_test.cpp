@@ -201,6 +201,26 @@ TEST_F(MainWindowTest, ADroppedFileIsOpened) {
   EXPECT_EQ(bench.document.CurrentFile, path);
 }
 
+TEST_F(MainWindowTest, ManyDroppedFilesAreAskedAbout) {
+  const std::string before = bench.document.CurrentFile;
+  for (const int count : {3, 40}) {
+    QMimeData data;
+    QList<QUrl> urls;
+    for (int i = 0; i < count; ++i)
+      urls << QUrl::fromLocalFile(QString::fromStdString(scratch / ("a" + std::to_string(i) + ".res")));
+    data.setUrls(urls);
+    QDropEvent drop({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    robot.NextButton("No");
+    QCoreApplication::sendEvent(window.get(), &drop);
+    QTest::qWait(20);
+    ASSERT_FALSE(robot.seen.isEmpty());
+    EXPECT_TRUE(robot.seen.back().text.contains(count == 3 ? QStringLiteral("the 3 files")
+                                                           : QStringLiteral("first 8 of the 40")))
+        << robot.seen.back().text.toStdString();
+    EXPECT_EQ(bench.document.CurrentFile, before);
+  }
+}
+
 TEST_F(MainWindowTest, DepthCueDialogMovesByItsSteps) {
   robot.Next([](QWidget& dialog) {
     auto* bar = dialog.findChild<QScrollBar*>();

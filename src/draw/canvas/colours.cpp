@@ -76,10 +76,14 @@ Rgb MixColours(Rgb from, Rgb to, double t) {
 
 Rgb LegibleOn(Rgb colour, bool whiteBackground) {
   constexpr double kDarkest = 115.0;
-  constexpr double kLightest = 175.0;
+  constexpr double kLightest = 0.36;  // of white: a contrast of 2.5 or more
+  if (whiteBackground) {
+    // Squares are near enough to what the eye makes of a channel.
+    const double light =
+        (0.2126 * colour.r * colour.r + 0.7152 * colour.g * colour.g + 0.0722 * colour.b * colour.b) / (255.0 * 255.0);
+    return light <= kLightest ? colour : MixColours(colour, kBlack, 1.0 - std::sqrt(kLightest / light));
+  }
   const double luminance = Luminance(colour);
-  if (whiteBackground)
-    return luminance <= kLightest ? colour : MixColours(colour, kBlack, (luminance - kLightest) / luminance);
   return luminance >= kDarkest ? colour : MixColours(colour, kWhite, (kDarkest - luminance) / (255.0 - luminance));
 }
 

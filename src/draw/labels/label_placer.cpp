@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 namespace marvik {
 namespace {
@@ -88,7 +89,7 @@ bool LinesCross(CanvasPoint a, CanvasPoint b, CanvasPoint c, CanvasPoint d) {
 
 // Of a body: the largest half axes along x and y.
 CanvasPoint HalfBox(const EllipseShape& e) {
-  return {std::hypot(e.p.x, e.q.x), std::hypot(e.p.y, e.q.y)};
+  return {std::sqrt(e.p.x * e.p.x + e.q.x * e.q.x), std::sqrt(e.p.y * e.p.y + e.q.y * e.q.y)};
 }
 
 }  // namespace
@@ -178,6 +179,10 @@ void LabelPlacer::Judge(uint32_t index, Candidate& c) {
   if (inside &&
       (c.box.left < area_.left || c.box.right > area_.right || c.box.top < area_.top || c.box.bottom > area_.bottom))
     cost += kOutside;
+  // What costs that much is never taken: how much more it is does not matter.
+  const auto settled = [&cost] { return cost >= kOnBody; };
+  c.cost = cost;
+  if (settled()) return;
   Box reach = c.box;
   if (c.leader) {
     const Box line = LeaderBox(c);
@@ -186,6 +191,7 @@ void LabelPlacer::Judge(uint32_t index, Candidate& c) {
   }
   bodyCells_.NewRound();
   bodyCells_.ForEach(reach, [&](uint32_t i) {
+    if (settled()) return;
     const EllipseShape& body = bodies_[i];
     const CanvasPoint half = HalfBox(body);
     const Box around{body.centre.x - half.x, body.centre.y - half.y, body.centre.x + half.x, body.centre.y + half.y};
@@ -198,9 +204,17 @@ void LabelPlacer::Judge(uint32_t index, Candidate& c) {
         LineMeets(c.from, c.to, around.left, around.top, around.right, around.bottom, 0.0))
       cost += kLeaderOnBody;
   });
+  c.cost = cost;
+  if (settled()) return;
   stickCells_.NewRound();
   stickCells_.ForEach(reach, [&](uint32_t i) {
+    if (settled()) return;
     const LabelStick& stick = sticks_[i];
+    const double wide = stick.halfWidth;
+    // Most are in the same cells and nowhere near.
+    if (std::max(stick.a.x, stick.b.x) + wide < reach.left || std::min(stick.a.x, stick.b.x) - wide > reach.right ||
+        std::max(stick.a.y, stick.b.y) + wide < reach.top || std::min(stick.a.y, stick.b.y) - wide > reach.bottom)
+      return;
     if (LineMeets(stick.a, stick.b, c.box.left, c.box.top, c.box.right, c.box.bottom, stick.halfWidth)) {
       cost += stick.faint ? kOnFaint : kOnStick;
       c.clear = false;
@@ -209,6 +223,16 @@ void LabelPlacer::Judge(uint32_t index, Candidate& c) {
   });
   c.cost = cost;
 }
+
+// Cosine and sine of each direction from the best one.
+const std::array<std::pair<double, double>, kDirections> kTurns = [] {
+  std::array<std::pair<double, double>, kDirections> turns;
+  for (int k = 0; k < kDirections; ++k) {
+    const double angle = 2.0 * std::numbers::pi * k / kDirections;
+    turns[static_cast<size_t>(k)] = {std::cos(angle), std::sin(angle)};
+  }
+  return turns;
+}();
 
 // All directions at the next distance.
 void LabelPlacer::AddRing(uint32_t index) {
@@ -221,9 +245,7 @@ void LabelPlacer::AddRing(uint32_t index) {
   best = length > 1e-9 && std::isfinite(length) ? CanvasPoint{best.x / length, best.y / length}
                                                 : CanvasPoint{std::sqrt(0.5), -std::sqrt(0.5)};
   for (int k = 0; k < kDirections; ++k) {
-    const double angle = 2.0 * std::numbers::pi * k / kDirections;
-    const double c = std::cos(angle);
-    const double s = std::sin(angle);
+    const auto [c, s] = kTurns[static_cast<size_t>(k)];
     const CanvasPoint u{best.x * c - best.y * s, best.x * s + best.y * c};
     const double out = ReachOf(request.body, u) + gap_ + kRings[ring] * height;
     const CanvasPoint corner = LabelCorner(request.body.centre, out, request.size, u.x, u.y);
@@ -252,7 +274,8 @@ void LabelPlacer::AddRing(uint32_t index) {
 float LabelPlacer::Between(const Candidate& a, const Candidate& b) const {
   float cost = a.box.Meets(b.box) ? kOnLabel : 0.0f;
   const auto crosses = [](const Candidate& line, const Box& box) {
-    return line.leader && LineMeets(line.from, line.to, box.left, box.top, box.right, box.bottom, 0.0);
+    return line.leader && LeaderBox(line).Meets(box) &&
+           LineMeets(line.from, line.to, box.left, box.top, box.right, box.bottom, 0.0);
   };
   if (crosses(a, b.box)) cost += kLeaderOnLabel;
   if (crosses(b, a.box)) cost += kLeaderOnLabel;
