@@ -1,3 +1,4 @@
+#include <new>
 #include <ostream>
 #include <sstream>
 
@@ -55,16 +56,15 @@ bool AddFile(const CommandLineOptions& options, const std::string& executable, P
   return !session.messages.hasProblem;
 }
 
-}  // namespace
-
-int RunSheet(const CommandLineOptions& options, const std::string& executable, std::ostream& out, std::ostream& err) {
+// False when a warning or an error was shown for a file.
+bool DrawSheet(const CommandLineOptions& options, const std::string& executable, LineMessages& messages,
+               std::ostream& out, std::ostream& err) {
   const std::string& path = options.actions[0].value;
-  LineMessages messages(err, options.yes);
   PictureOptions picture;
   ApplyPictureOptions(options, picture);
   const std::string format = options.format.empty() ? LowerExtensionOf(path) : options.format;
   const auto sheet = PictureSheet::Make(picture, format, options.files.size(), messages);
-  if (!sheet) return kStatusProblem;
+  if (!sheet) return false;
   bool good = true;
   for (const std::string& file : options.files) {
     CommandLineOptions own = options;
@@ -79,6 +79,19 @@ int RunSheet(const CommandLineOptions& options, const std::string& executable, s
     if (!out) messages.Show({MessageIcon::Warning, "Error: File I/O", "Standard output could not be written."});
   } else if (const int error = WriteDerivedFile(path, *bytes)) {
     messages.Show({MessageIcon::Warning, "Error: File I/O", WriteFault(path, error)});
+  }
+  return good;
+}
+
+}  // namespace
+
+int RunSheet(const CommandLineOptions& options, const std::string& executable, std::ostream& out, std::ostream& err) {
+  LineMessages messages(err, options.yes);
+  bool good = false;
+  try {
+    good = DrawSheet(options, executable, messages, out, err);
+  } catch (const std::bad_alloc&) {
+    messages.Show({MessageIcon::Warning, "Error: File I/O", kNoMemoryForPicture});
   }
   return good && !messages.hasProblem ? kStatusDone : kStatusProblem;
 }

@@ -179,7 +179,7 @@ void LabelPlacer::Judge(uint32_t index, Candidate& c) {
   if (inside &&
       (c.box.left < area_.left || c.box.right > area_.right || c.box.top < area_.top || c.box.bottom > area_.bottom))
     cost += kOutside;
-  // What costs that much is never taken: how much more it is does not matter.
+  // What costs that much is not taken: how much more it is does not matter.
   const auto settled = [&cost] { return cost >= kOnBody; };
   c.cost = cost;
   if (settled()) return;
@@ -265,6 +265,7 @@ void LabelPlacer::AddRing(uint32_t index) {
       candidate.cost += kMoved * static_cast<float>(std::min(1.0, std::hypot(x, y) / (2.0 * std::max(height, 1e-6))));
     }
     Judge(index, candidate);
+    if (candidate.cost >= kOnBody) continue;
     label.byCost.push_back(static_cast<uint16_t>(label.candidates.size()));
     label.candidates.push_back(candidate);
   }
