@@ -184,7 +184,8 @@ QStringList GalleryCommands(const QString& sources) {
   for (const QFileInfo& entry : QDir(sources).entryInfoList({QStringLiteral("*.md")}, QDir::Files)) {
     QFile file(entry.filePath());
     if (!file.open(QIODevice::ReadOnly)) continue;
-    const QString text = QString::fromUtf8(file.readAll());
+    static const QRegularExpression kContinued(QStringLiteral(" \\\\\n *"));
+    const QString text = QString::fromUtf8(file.readAll()).replace(kContinued, QStringLiteral(" "));
     for (auto match = kCommand.globalMatch(text); match.hasNext();) commands << match.next().captured(1);
   }
   return commands;

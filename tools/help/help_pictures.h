@@ -5,7 +5,8 @@
 
 namespace marvik {
 
-// Commands of the gallery: lines "marvik --picture gallery-NAME.png ... EXAMPLE.res" of the documents in `sources`.
+// Commands of the gallery: lines "marvik --picture gallery-NAME.png ... EXAMPLE.res" of the documents in `sources`,
+// which may go on behind a backslash.
 QStringList GalleryCommands(const QString& sources);
 
 // The names of all pictures of the help documents, those of the gallery included.
