@@ -111,27 +111,6 @@ double ElectronsPerCell(const Structure& structure) {
 
 }  // namespace
 
-float DensityMap::At(long i, long j, long k) const {
-  return values[(Wrap(i, size[0]) * size[1] + Wrap(j, size[1])) * size[2] + Wrap(k, size[2])];
-}
-
-double DensityMap::Interpolate(const Fractional& x) const {
-  long at[3];
-  double part[3];
-  for (int i = 0; i < 3; ++i) {
-    const double v = x[i] * static_cast<double>(size[static_cast<size_t>(i)]);
-    at[i] = static_cast<long>(std::floor(v));
-    part[i] = v - std::floor(v);
-  }
-  double sum = 0.0;
-  for (int n = 0; n < 8; ++n) {
-    const int a = n >> 2 & 1, b = n >> 1 & 1, c = n & 1;
-    const double w = (a ? part[0] : 1 - part[0]) * (b ? part[1] : 1 - part[1]) * (c ? part[2] : 1 - part[2]);
-    sum += w * static_cast<double>(At(at[0] + a, at[1] + b, at[2] + c));
-  }
-  return sum;
-}
-
 std::map<Miller, MeanAmplitude> MeanAmplitudes(const Structure& structure, const Observations& observations,
                                                const Calculated& calculated) {
   std::map<Miller, MeanAmplitude> means;
@@ -228,7 +207,7 @@ std::vector<std::complex<double>> Analyse(const DensityMap& map, double volume, 
 }
 
 DensityMap MakeMap(const Structure& structure, const Observations& observations, const Calculated& calculated,
-                   MapKind kind) {
+                   MapKind kind, double step) {
   const double observed = kind == MapKind::TwiceObserved ? 2.0 : 1.0;
   const double subtracted = kind == MapKind::Observed ? 0.0 : 1.0;
   std::vector<MapCoefficient> terms;
@@ -241,7 +220,7 @@ DensityMap MakeMap(const Structure& structure, const Observations& observations,
     terms.push_back({observations.indices[0][mean.first], f / std::abs(f) * amplitude});
   }
   return Synthesise(structure.group, structure.metric.volume,
-                    GridSize(structure.metric, structure.group, observations.indices[0]), terms);
+                    GridSize(structure.metric, structure.group, observations.indices[0], step), terms);
 }
 
 std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, size_t count, bool holes) {

@@ -6,21 +6,11 @@
 #include <span>
 #include <vector>
 
+#include "crystal/density_map.h"
 #include "refine/solve/least_squares.h"
 #include "refine/structure/structure.h"
 
 namespace marvik {
-
-// A map of electron density over the whole cell, e/Å³.
-struct DensityMap {
-  std::array<size_t, 3> size{};
-  std::vector<float> values;  // the last index runs fastest
-  double sigma = 0.0;         // root mean square deviation from the mean
-
-  float At(long i, long j, long k) const;
-  // Trilinear interpolation.
-  double Interpolate(const Fractional& x) const;
-};
 
 // One of each set of equivalents; Friedel opposites are conjugates of each other.
 struct MapCoefficient {
@@ -29,17 +19,15 @@ struct MapCoefficient {
 };
 // Points along the edges for these indices and their equivalents: steps of at most `step` Å, sizes with the factors 2,
 // 3 and 5, 10⁸ points at most.
+inline constexpr double kMapStep = 0.22;  // Å
 std::array<size_t, 3> GridSize(const Metric& metric, const SpaceGroup& group, std::span<const Miller> indices,
-                               double step = 0.22);
+                               double step = kMapStep);
 // The density, 1/V Σ F(h) exp(-2πi hx) over all equivalents of the coefficients; indices that the grid cannot hold are
 // left out.
 DensityMap Synthesise(const SpaceGroup& group, double volume, const std::array<size_t, 3>& size,
                       std::span<const MapCoefficient> coefficients);
 // The reverse: F(h) = V/n Σ ρ(x) exp(2πi hx), for each of the indices that the grid holds, 0 for others.
 std::vector<std::complex<double>> Analyse(const DensityMap& map, double volume, std::span<const Miller> indices);
-
-// The codes of FMAP.
-enum class MapKind { Difference = 2, Observed = 3, TwiceObserved = 4 };
 
 // Fo of every unique reflection (Friedel opposites are one), on the absolute scale and as far as the first component
 // goes: what twin components and extinction add to Fo² is taken off in proportion to the calculated intensities.
@@ -57,7 +45,7 @@ std::map<Miller, MeanAmplitude> MeanAmplitudes(const Structure& structure, const
 // Density from Fo - Fc, Fo or 2 Fo - Fc, the latter two with F(000), and the calculated phases, Fo - Fc weighted. Each
 // observation stands for all its equivalents.
 DensityMap MakeMap(const Structure& structure, const Observations& observations, const Calculated& calculated,
-                   MapKind kind = MapKind::Difference);
+                   MapKind kind = MapKind::Difference, double step = kMapStep);
 
 struct Peak {
   Fractional x;
