@@ -13,6 +13,7 @@
 namespace marvik {
 namespace {
 
+constexpr double kFineLine = 0.35;                // width of a net's lines against others
 constexpr double kChannel = 0.00392156862745098;  // 1/255
 constexpr float kShininess = 100.0f;
 constexpr float kAmbientInPrint[] = {1.0f, 1.0f, 1.0f, 1.0f};
@@ -69,7 +70,7 @@ bool GlPainter::ShowsAnything(const GlWindow& window) {
                      [&](const GlAtom& atom) { return Sees(atom.at, atom.Reach()); }) ||
          std::any_of(scene_.bonds.begin(), scene_.bonds.end(),
                      [&](const GlBond& bond) { return Sees(bond.a, bond.b, 4.0 * bond.radius + kMargin); }) ||
-         std::any_of(scene_.cellEdges.begin(), scene_.cellEdges.end(),
+         std::any_of(scene_.lines.begin(), scene_.lines.end(),
                      [&](const GlLine& edge) { return Sees(edge.a, edge.b, kMargin); });
 }
 
@@ -132,7 +133,7 @@ bool GlPainter::Draw(const GlLayer& layer, const std::function<bool()>& before) 
       if (Sees(bond.a, bond.b, 4.0 * bond.radius + 3.0 * scene_.unit)) drawBondGl(bond);
     }
   }
-  if (finished) DrawCell();
+  if (finished) DrawLines();
   glPopMatrix();
   return finished;
 }
@@ -243,17 +244,20 @@ void GlPainter::DrawCrossedBox(const GlAtom& atom) {
 }
 
 // Plain lines, without regard to light.
-void GlPainter::DrawCell() const {
-  if (scene_.cellEdges.empty()) return;
+void GlPainter::DrawLines() const {
+  if (scene_.lines.empty()) return;
   Shade(false);
-  glLineWidth(static_cast<float>(Pixels(scene_.unit) * style_.factor));
-  glBegin(GL_LINES);
-  for (const GlLine& edge : scene_.cellEdges) {
-    SetColour(style_.colour ? edge.colour : kBlack, false);
-    glVertex3d(edge.a.x, edge.a.y, edge.a.z);
-    glVertex3d(edge.b.x, edge.b.y, edge.b.z);
+  for (const bool fine : {false, true}) {
+    glLineWidth(static_cast<float>(Pixels(scene_.unit) * style_.factor * (fine ? kFineLine : 1.0)));
+    glBegin(GL_LINES);
+    for (const GlLine& line : scene_.lines) {
+      if (line.fine != fine) continue;
+      SetColour(style_.colour ? line.colour : kBlack, false);
+      glVertex3d(line.a.x, line.a.y, line.a.z);
+      glVertex3d(line.b.x, line.b.y, line.b.z);
+    }
+    glEnd();
   }
-  glEnd();
   Shade(true);
 }
 

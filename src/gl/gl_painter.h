@@ -64,7 +64,7 @@ class GlPainter {
   void DrawCutFaces(const GlAtom& atom);
   void DrawStick(const ViewPoint& a, const ViewPoint& b, double radius, int style, Rgb colourA, Rgb colourB);
   void DrawRod(const ViewPoint& a, const ViewPoint& b, double radius, bool closed);
-  void DrawCell() const;
+  void DrawLines() const;
 
   const GlScene& scene_;
   GlStyle style_;

@@ -159,7 +159,7 @@ bool renderGlScene(const GlScene& scene, int size, const GlPictureOptions& optio
   const int factor = options.direct ? 1 : FactorFor(job);
   const int side = options.direct ? size : std::min(kTargetSide, (size + 2 * LargestShift(job.layers, size)) * factor);
   std::fill(image.pixels.begin(), image.pixels.end(), options.transparent ? 0u : PixelOf(scene.background));
-  if (scene.atoms.empty() && scene.cellEdges.empty()) return true;
+  if (scene.atoms.empty() && scene.lines.empty()) return true;
   if (!LoadGlCalls()) {
     error = "Could not initialize the device context.";
     return false;

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "draw/canvas/colours.h"
+#include "draw/density/density_net.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -99,9 +100,10 @@ class SceneBuilder {
     AddAtoms();
     AddBonds();
     if (options_.showCell) AddCell();
+    if (options_.net) AddNet();
     for (const GlAtom& atom : scene_.atoms)
       scene_.depth = std::max(scene_.depth, std::abs(atom.at.z) + atom.Reach() + 2.0);
-    for (const GlLine& edge : scene_.cellEdges)
+    for (const GlLine& edge : scene_.lines)
       scene_.depth = std::max({scene_.depth, std::abs(edge.a.z) + 2.0, std::abs(edge.b.z) + 2.0});
     return std::move(scene_);
   }
@@ -112,6 +114,7 @@ class SceneBuilder {
   void AddAtoms();
   void AddBonds();
   void AddCell();
+  void AddNet();
   ViewPoint Placed(const ViewPoint& view) const { return view * scale_ + shift_; }
   GlAtom AtomOf(const AtomRecord& record) const;
   bool SetAxes(const AtomRecord& record, GlAtom& atom) const;
@@ -154,6 +157,7 @@ void SceneBuilder::Project(LabelFont* font) {
   options.hybridLabelColoration = options_.hybridLabelColoration && options_.colour;
   options.showCell = options_.showCell && font;
   options.probability = options_.probability;
+  options.net = options_.net;
   options.exact = true;
   options.whiteBackground = true;
   LabelCollector canvas(font);
@@ -267,8 +271,17 @@ void SceneBuilder::AddCell() {
     for (size_t axis = 0; axis < 3; ++axis) {
       const size_t j = i | size_t{1} << axis;
       if (j == i) continue;
-      scene_.cellEdges.push_back({corners[i], corners[j], i == 0 && options_.colour ? kAxisColours[axis] : ink_});
+      scene_.lines.push_back({corners[i], corners[j], i == 0 && options_.colour ? kAxisColours[axis] : ink_});
     }
+  }
+}
+
+void SceneBuilder::AddNet() {
+  const bool light = ink_ != kWhite;
+  const auto placed = [&](const Cartesian& p) { return Placed(view_.transformPoint(p - view_.viewCentre).p); };
+  for (const NetLine& line : options_.net->lines) {
+    const GlLine edge{placed(line.a), placed(line.b), ColourOf(line.tone, light, false), true};
+    if (IsFinite(edge.a) && IsFinite(edge.b) && Length(edge.a) < kFarthest) scene_.lines.push_back(edge);
   }
 }
 

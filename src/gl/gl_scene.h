@@ -44,6 +44,7 @@ struct GlLine {
   ViewPoint a;
   ViewPoint b;
   Rgb colour;
+  bool fine = false;  // of a net
 };
 
 // Text on the finished picture, its lower left corner in pixels from the upper left one.
@@ -63,7 +64,7 @@ struct GlLeader {
 struct GlScene {
   std::vector<GlAtom> atoms;
   std::vector<GlBond> bonds;
-  std::vector<GlLine> cellEdges;
+  std::vector<GlLine> lines;  // edges of the cell, nets
   std::vector<GlLabel> labels;
   std::vector<GlLeader> leaders;
   Rgb background;

@@ -13,6 +13,7 @@ GlPictureOptions GlOptionsOf(const PictureSubject& subject, const PictureOptions
   options.hydrogenLabels = subject.look.hydrogenLabels;
   options.hybridLabelColoration = subject.look.hybridLabelColoration;
   options.showCell = subject.look.showCell;
+  options.net = subject.look.net;
   options.probability = subject.look.probability;
   options.settings = subject.openGl();
   options.colour = !picture.blackWhite;

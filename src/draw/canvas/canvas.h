@@ -76,6 +76,11 @@ class Canvas {
   virtual void Clear(Rgb colour) = 0;
   // A batch in one pen.
   virtual void Lines(std::span<const LinePiece> pieces, const Pen& pen) = 0;
+  // The same in parts of a device unit: `scale` units each.
+  virtual void ScaledLines(std::span<const LinePiece> pieces, double scale, const Pen& pen) {
+    if (scale == 1.0) return Lines(pieces, pen);
+    for (const LinePiece& p : pieces) Line({p.x1 * scale, p.y1 * scale}, {p.x2 * scale, p.y2 * scale}, pen);
+  }
   virtual void Line(CanvasPoint a, CanvasPoint b, const Pen& pen) = 0;
   // Filled and outlined; a pen of width 0 leaves the outline off.
   virtual void FillEllipse(const EllipseShape& shape, Rgb fill, const Pen& outline) = 0;

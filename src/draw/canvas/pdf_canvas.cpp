@@ -184,10 +184,14 @@ void PdfCanvas::Clear(Rgb colour) {
 }
 
 void PdfCanvas::Lines(std::span<const LinePiece> pieces, const Pen& pen) {
+  ScaledLines(pieces, 1.0, pen);
+}
+
+void PdfCanvas::ScaledLines(std::span<const LinePiece> pieces, double scale, const Pen& pen) {
   if (pieces.empty()) return;
   for (const LinePiece& p : pieces) {
-    cairo_move_to(state_->cairo, p.x1, p.y1);
-    cairo_line_to(state_->cairo, p.x2, p.y2);
+    cairo_move_to(state_->cairo, p.x1 * scale, p.y1 * scale);
+    cairo_line_to(state_->cairo, p.x2 * scale, p.y2 * scale);
   }
   Stroke(pen);
 }

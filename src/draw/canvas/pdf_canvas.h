@@ -34,6 +34,7 @@ class PdfCanvas : public FigureCanvas {
 
   void Clear(Rgb colour) override;
   void Lines(std::span<const LinePiece> pieces, const Pen& pen) override;
+  void ScaledLines(std::span<const LinePiece> pieces, double scale, const Pen& pen) override;
   void Line(CanvasPoint a, CanvasPoint b, const Pen& pen) override;
   void FillEllipse(const EllipseShape& shape, Rgb fill, const Pen& outline) override;
   void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) override;

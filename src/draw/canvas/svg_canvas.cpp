@@ -115,6 +115,14 @@ void SvgCanvas::Lines(std::span<const LinePiece> pieces, const Pen& pen) {
   body_ += "\"/>\n";
 }
 
+void SvgCanvas::ScaledLines(std::span<const LinePiece> pieces, double scale, const Pen& pen) {
+  if (pieces.empty()) return;
+  body_ += std::string("<path") + Stroke(pen) + " d=\"";
+  for (const LinePiece& p : pieces)
+    body_ += 'M' + Pair({p.x1 * scale, p.y1 * scale}) + 'L' + Pair({p.x2 * scale, p.y2 * scale});
+  body_ += "\"/>\n";
+}
+
 void SvgCanvas::Line(CanvasPoint a, CanvasPoint b, const Pen& pen) {
   body_ += std::string("<path") + Stroke(pen) + " d=\"M" + Pair(a) + 'L' + Pair(b) + "\"/>\n";
 }

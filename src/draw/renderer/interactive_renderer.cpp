@@ -94,6 +94,7 @@ bool RenderFrame::Render(Document& document, const ViewState& view, const Render
     labels.clear();
     return false;
   }
+  DrawNetTexts();
   DrawLabels();
   // What is asked about the picture goes by how it was drawn.
   drawnOptions_ = options;

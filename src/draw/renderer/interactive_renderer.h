@@ -15,6 +15,8 @@
 
 namespace marvik {
 
+struct DensityNet;
+
 enum DisplayMode { kWireFrame = 0, kBallAndStick = 1, kThermalEllipsoid = 2, kPipes = 3 };
 
 // C12, C(12) or C with 12 as a subscript.
@@ -59,7 +61,8 @@ struct RenderOptions {
   bool layout = false;       // Layout() is going to be asked
   bool selection = true;     // what is selected is marked
   bool blackWhite = false;   // patterns of lines and dots by the element table instead of colours, on white
-  bool bodies = true;        // off: only what stands over atoms, bonds and cell: marks and texts
+  std::shared_ptr<const DensityNet> net{};  // lines of electron density among the bodies; may be null
+  bool bodies = true;                       // off: only what stands over atoms, bonds and cell: marks and texts
 };
 
 // Asked before each atom; false stops the picture where it is.

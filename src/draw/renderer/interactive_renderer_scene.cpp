@@ -40,6 +40,8 @@ bool RenderFrame::renderScene() {
   cellPieces_.clear();
   if (options_->showCell) SetUpCellBox();
   SetUpPolyhedra();
+  netPieces_.clear();
+  SetUpNet();
   if (options_->bodies && !DrawInDepthOrder()) return false;
   DrawSelection();
   return true;
@@ -80,6 +82,7 @@ void RenderFrame::SortScene() {
   for (uint32_t i = 0; i < cellPieces_.size(); ++i) items_.push_back({OrderedKey(cellPieces_[i].z), kCellItem | i});
   for (uint32_t i = 0; i < facets_.size(); ++i) items_.push_back({OrderedKey(facets_[i].z), kFacetItem | i});
   for (uint32_t i = 0; i < atoms_.size(); ++i) items_.push_back({OrderedKey(atoms_[i].z), kAtomItem | i});
+  AddNetItems();
   SortItems(items_, itemScratch_);
 }
 
@@ -98,6 +101,9 @@ bool RenderFrame::DrawInDepthOrder() {
       }
       case kFacetItem:
         DrawFacet(facets_[index]);
+        break;
+      case kNetItem:
+        DrawNetLayer(index);
         break;
       default:
         if (!GoOn()) return false;

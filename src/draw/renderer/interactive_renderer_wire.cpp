@@ -30,6 +30,7 @@ int ZoneOf(double z, double near, double far) {
 bool RenderFrame::renderWireFrame(double near, double far) {
   pieces_.resize(kColours * kStyles);
   for (auto& bucket : pieces_) bucket.clear();
+  DrawNet();
   if (Grouped()) return DrawWireGroups(near, far);
   labelDirections_.assign(options_->labels ? atoms_.size() : 0, {});
   for (uint32_t i = 0; i < atoms_.size(); ++i) {
@@ -51,6 +52,7 @@ bool RenderFrame::renderWireFrame(double near, double far) {
 bool RenderFrame::DrawWireGroups(double near, double far) {
   CollectBonds();
   cellPieces_.clear();
+  netPieces_.clear();
   SortScene();
   labelDirections_.assign(labelDirections_.size(), {});
   if (options_->showCell) drawCellBox(near, far);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "draw/canvas/colours.h"
+#include "draw/density/density_net.h"
 #include "draw/labels/label_layout.h"
 #include "draw/labels/label_placer.h"
 #include "draw/renderer/colour_scheme.h"
@@ -129,10 +130,11 @@ class RenderFrame {
  private:
   enum Reference : uint32_t {
     kAtomItem = 0,
-    kBondItem = 1u << 30,
-    kCellItem = 2u << 30,
-    kFacetItem = 3u << 30,
-    kItemKind = 3u << 30
+    kBondItem = 1u << 29,
+    kCellItem = 2u << 29,
+    kFacetItem = 3u << 29,
+    kNetItem = 4u << 29,
+    kItemKind = 7u << 29
   };
   struct CellPiece {
     CanvasPoint a, b;
@@ -246,6 +248,15 @@ class RenderFrame {
   void drawCellBox(double near, double far);
   void SetUpCellLetters();
 
+  // Nets of electron density.
+  void SetUpNet();
+  CanvasPoint NetPoint(const ViewPoint& p) const;
+  Rgb NetColour(NetTone tone) const;
+  void AddNetItems();
+  void DrawNetLayer(uint32_t layer);
+  void DrawNet();
+  void DrawNetTexts();
+
   // Labels.
   void AddLabelDirections(const FrameAtom& a, const FrameAtom& b);
   void DrawLabels();
@@ -294,6 +305,9 @@ class RenderFrame {
   std::vector<uint32_t> pipes_;      // indices into bonds_
   std::vector<CellPiece> cellPieces_;
   std::vector<Facet> facets_;
+  std::vector<std::vector<LinePiece>> netPieces_;  // by layer of depth and tone
+  std::array<double, 2> netDepths_{};              // where the layers begin, and how deep they are in all
+  std::vector<ViewPoint> netEnds_;
   std::string groupName_;
   std::vector<CanvasPoint> labelDirections_;
   std::vector<ShownLabel> shownLabels_;

@@ -5,6 +5,7 @@
 
 #include "draw/canvas/colours.h"
 #include "draw/canvas/scanline_canvas.h"
+#include "draw/density/density_net.h"
 #include "draw/renderer/bond_sticks.h"
 #include "draw/renderer/cell_box.h"
 #include "model/placement.h"
@@ -43,6 +44,7 @@ class Builder {
     scene_.background = colours_.background;
     FindSmallest();
     if (options_.showCell) AddCell();
+    if (options_.net) AddNet();
     for (const AtomRecord* atom : Atoms(document_.atoms, kVisibleOnly)) {
       if (!IsFinite(atom->position)) continue;
       AddAtom(*atom);
@@ -172,6 +174,16 @@ class Builder {
       const Rgb colour = colours[static_cast<size_t>(edge.axis)];
       scene_.sticks.push_back({At(a), At(b), radius, colour, colour});
     }
+  }
+
+  void AddNet() {
+    std::array<Rgb, kNetTones> colours;
+    for (size_t tone = 0; tone < kNetTones; ++tone)
+      colours[tone] = ColourOf(static_cast<NetTone>(tone), colours_.light, options_.safeColours);
+    scene_.lineWidth = std::max(1.0, view_.drawingSize / kSidePerUnit);
+    scene_.lines.reserve(options_.net->lines.size());
+    for (const NetLine& line : options_.net->lines)
+      scene_.lines.push_back({At(line.a), At(line.b), colours[static_cast<size_t>(line.tone)]});
   }
 
   const Document& document_;

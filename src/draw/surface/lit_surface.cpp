@@ -5,6 +5,9 @@
 #include <limits>
 #include <thread>
 
+#include "draw/canvas/colours.h"
+#include "draw/surface/grid_rows.h"
+
 // The inner loops are compiled for several processors; the one that runs is chosen when the program starts.
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__) && \
     !defined(__SANITIZE_THREAD__)
@@ -30,6 +33,8 @@ constexpr float kDiffuse = 0.66f;
 constexpr float kGloss = 0.32f;
 constexpr float kOutline = 0.45f;  // of the light that is left on an edge
 constexpr float kFog = 0.28f;      // of the background over what is farthest
+constexpr float kLineFog = 0.6f;   // the same over lines
+constexpr int kWidestLine = 64;
 constexpr float kCutFace = 0.72f;  // lightness
 constexpr float kRing = 0.35f;     // lightness of the principal ellipses
 constexpr int kShadowSamples = 8;
@@ -48,13 +53,19 @@ struct Grid {
   std::vector<float> normalX;
   std::vector<float> normalY;
   std::vector<uint32_t> colour;
+  // Lines in front of the bodies; empty where there are none.
+  std::vector<float> lineDepth;
+  std::vector<uint32_t> lineColour;
 
-  Grid(int w, int h, int rows) : width(w), height(h), kept(rows) {
+  Grid(int w, int h, int rows, bool lines) : width(w), height(h), kept(rows) {
     const size_t size = static_cast<size_t>(w) * static_cast<size_t>(rows);
     depth.resize(size);
     normalX.resize(size);
     normalY.resize(size);
     colour.resize(size);
+    if (!lines) return;
+    lineDepth.resize(size);
+    lineColour.resize(size);
   }
   size_t Row(int y) const { return static_cast<size_t>(y % kept) * static_cast<size_t>(width); }
 };
@@ -207,6 +218,8 @@ class Rays {
     for (const LitBall& ball : scene.balls) AddBall(ball);
     for (const LitEllipsoid& ellipsoid : scene.ellipsoids) AddEllipsoid(ellipsoid);
     for (const LitStick& stick : scene.sticks) AddStick(stick);
+    lineWidth_ = std::clamp(static_cast<int>(std::lround(scene.lineWidth * scale)), 1, kWidestLine);
+    for (const LitLine& line : scene.lines) AddLine(line);
   }
   size_t Bands() const { return bands_.size(); }
 
@@ -215,6 +228,9 @@ class Rays {
     const int bottom = std::min(top + kBandRows, grid_.height) - 1;
     std::fill_n(grid_.depth.begin() + static_cast<ptrdiff_t>(grid_.Row(top)),
                 static_cast<size_t>(bottom - top + 1) * static_cast<size_t>(grid_.width), kNothing);
+    if (!grid_.lineDepth.empty())
+      std::fill_n(grid_.lineDepth.begin() + static_cast<ptrdiff_t>(grid_.Row(top)),
+                  static_cast<size_t>(bottom - top + 1) * static_cast<size_t>(grid_.width), kNothing);
     for (const uint32_t entry : bands_[band]) {
       const uint32_t index = entry >> 2;
       switch (entry & 3u) {
@@ -224,8 +240,11 @@ class Rays {
         case 1:
           DrawEllipsoid(ellipsoids_[index], top, bottom);
           break;
-        default:
+        case 2:
           DrawStick(sticks_[index], top, bottom);
+          break;
+        default:
+          DrawLine(lines_[index], top, bottom);
       }
     }
   }
@@ -296,6 +315,14 @@ class Rays {
     sticks_.push_back(placed);
   }
 
+  void AddLine(const LitLine& line) {
+    if (!IsSound(line.a) || !IsSound(line.b)) return;
+    const LitLine placed{Placed(line.a), Placed(line.b), line.colour};
+    Enter(std::min(placed.a.y, placed.b.y) - lineWidth_, std::max(placed.a.y, placed.b.y) + lineWidth_,
+          static_cast<uint32_t>(lines_.size()) << 2 | 3u);
+    lines_.push_back(placed);
+  }
+
   template <class Draw>
   void EachRow(double low, double high, double left, double right, int top, int bottom, Draw draw) {
     const int y0 = std::max(top, static_cast<int>(std::ceil(std::max(low, -1.0))));
@@ -347,12 +374,49 @@ class Rays {
             });
   }
 
+  // Step by step along the longer of its sides, some pixels across; its bodies are in the grid already.
+  void DrawLine(const LitLine& line, int top, int bottom) {
+    const ViewPoint way = line.b - line.a;
+    const bool flat = std::abs(way.x) > std::abs(way.y);
+    const double steps = std::max(std::abs(flat ? way.x : way.y), 1.0);
+    double from = 0.0;
+    double to = 1.0;
+    Narrow(line.a.y, way.y, top - lineWidth_, bottom + lineWidth_, from, to);
+    Narrow(line.a.x, way.x, -lineWidth_, grid_.width + lineWidth_, from, to);
+    const uint32_t colour = PixelOf(line.colour);
+    for (double step = std::floor(from * steps); step <= to * steps; step += 1.0) {
+      const ViewPoint p = line.a + way * (step / steps);
+      const double across = (flat ? p.y : p.x) - 0.5 * (lineWidth_ - 1);
+      for (int i = 0; i < lineWidth_; ++i) {
+        const int x = static_cast<int>(std::lround(flat ? p.x : across + i));
+        const int y = static_cast<int>(std::lround(flat ? across + i : p.y));
+        if (x < 0 || x >= grid_.width || y < top || y > bottom) continue;
+        const size_t at = grid_.Row(y) + static_cast<size_t>(x);
+        const auto z = static_cast<float>(p.z);
+        if (z <= grid_.depth[at] || z <= grid_.lineDepth[at]) continue;
+        grid_.lineDepth[at] = z;
+        grid_.lineColour[at] = colour;
+      }
+    }
+  }
+
+  // The part of a way, given as shares of it, that lies between two bounds.
+  static void Narrow(double start, double way, double low, double high, double& from, double& to) {
+    if (std::abs(way) < 1e-9) return;
+    const double a = (low - start) / way;
+    const double b = (high - start) / way;
+    from = std::max(from, std::min(a, b));
+    to = std::min(to, std::max(a, b));
+  }
+
   Grid& grid_;
   double scale_;
+  int lineWidth_ = 1;
   std::vector<std::vector<uint32_t>> bands_;
   std::vector<LitBall> balls_;
   std::vector<Ellipsoid> ellipsoids_;
   std::vector<LitStick> sticks_;
+  std::vector<LitLine> lines_;
 };
 
 // Work on the bands of a picture by several threads; each takes the next that is left.
@@ -404,9 +468,16 @@ void LightRow(const Grid& grid, int y, const Lighting& light, uint32_t* pixels) 
   const float hz = std::sqrt((1.0f + kLightZ) / 2.0f);
   const float hx = kLightX / (2.0f * hz);
   const float hy = kLightY / (2.0f * hz);
+  const bool hasLines = !grid.lineDepth.empty();
+  const Rgb background = ColourOf(light.background);
   for (int x = 0; x < grid.width; ++x) {
     const size_t at = row + static_cast<size_t>(x);
     const float z = grid.depth[at];
+    if (hasLines && grid.lineDepth[at] > z) {
+      const float fog = kLineFog * std::clamp((light.near - grid.lineDepth[at]) / depthRange, 0.0f, 1.0f);
+      pixels[x] = PixelOf(MixColours(ColourOf(grid.lineColour[at]), background, static_cast<double>(fog)));
+      continue;
+    }
     if (z <= kNothing) {
       pixels[x] = light.background;
       continue;
@@ -442,39 +513,6 @@ void LightRow(const Grid& grid, int y, const Lighting& light, uint32_t* pixels) 
   }
 }
 
-// Two by two pixels of the grid to one.
-void HalveRow(const Image& fine, uint32_t* pixels, int width) {
-  for (int x = 0; x < width; ++x) {
-    const std::array<uint32_t, 4> four{fine.At(2 * x, 0), fine.At(2 * x + 1, 0), fine.At(2 * x, 1),
-                                       fine.At(2 * x + 1, 1)};
-    uint32_t evens = 0x00020002u;
-    uint32_t odds = 0x00020002u;
-    for (const uint32_t p : four) {
-      evens += p & 0x00ff00ffu;
-      odds += p >> 8 & 0x00ff00ffu;
-    }
-    pixels[x] = (evens >> 2 & 0x00ff00ffu) | ((odds >> 2 & 0x00ff00ffu) << 8);
-  }
-}
-
-uint32_t MixPixels(uint32_t a, uint32_t b, uint32_t share) {
-  const uint32_t evens = ((a & 0x00ff00ffu) * (4 - share) + (b & 0x00ff00ffu) * share) >> 2 & 0x00ff00ffu;
-  const uint32_t odds = ((a >> 8 & 0x00ff00ffu) * (4 - share) + (b >> 8 & 0x00ff00ffu) * share) >> 2 & 0x00ff00ffu;
-  return evens | odds << 8;
-}
-
-// A pixel of the grid to two by two, those between neighbours mixed.
-void DoubleRow(const Image& coarse, int y, uint32_t* pixels, int width) {
-  const int near = std::min(y / 2, coarse.height - 1);
-  const int other = std::clamp(near + (y % 2 ? 1 : -1), 0, coarse.height - 1);
-  for (int x = 0; x < width; ++x) {
-    const int nearX = std::min(x / 2, coarse.width - 1);
-    const int otherX = std::clamp(nearX + (x % 2 ? 1 : -1), 0, coarse.width - 1);
-    pixels[x] = MixPixels(MixPixels(coarse.At(nearX, near), coarse.At(otherX, near), 1),
-                          MixPixels(coarse.At(nearX, other), coarse.At(otherX, other), 1), 1);
-  }
-}
-
 Lighting LightingOf(const LitScene& scene, int width, double scale, const LitOptions& options) {
   Lighting light{};
   light.near = kNothing;
@@ -503,7 +541,8 @@ Image DrawLitSurface(const LitScene& scene, int width, int height, const LitOpti
   const Lighting light = LightingOf(scene, width, scale, options);
   const int margin = light.shadowReach + 2;
   const int bandsKept = kStripBands + (2 * margin + kBandRows - 1) / kBandRows;
-  Grid grid(moving ? (width + 1) / 2 : 2 * width, moving ? (height + 1) / 2 : 2 * height, bandsKept * kBandRows);
+  Grid grid(moving ? (width + 1) / 2 : 2 * width, moving ? (height + 1) / 2 : 2 * height, bandsKept * kBandRows,
+            !scene.lines.empty());
   Rays rays(scene, scale, grid);
   Image coarse(moving ? grid.width : 0, grid.height);
   // Strip by strip, so that there is never the whole of the fine grid; rows are lit as soon as those that shade them

@@ -33,10 +33,19 @@ struct LitStick {
   Rgb colourB;
   friend bool operator==(const LitStick&, const LitStick&) = default;
 };
+// A thin line without shade, hidden by bodies.
+struct LitLine {
+  ViewPoint a;
+  ViewPoint b;
+  Rgb colour;
+  friend bool operator==(const LitLine&, const LitLine&) = default;
+};
 struct LitScene {
   std::vector<LitBall> balls;
   std::vector<LitEllipsoid> ellipsoids;
   std::vector<LitStick> sticks;
+  std::vector<LitLine> lines;
+  double lineWidth = 1.0;
   Rgb background;
   friend bool operator==(const LitScene&, const LitScene&) = default;
 };
