@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "app/density.h"
 #include "app/export_output.h"
 #include "app/structure_text.h"
 #include "base/atomic_write.h"
@@ -151,6 +152,7 @@ bool OpenFile(Workbench& bench, const std::string& name) {
   bench.SetBusy(false);
   bench.TitleChanged();
   NoteAsRecent(bench);
+  FollowDensity(bench);
   if (bench.hooks.fileOpened) bench.hooks.fileOpened(bench.document.CurrentFile);
   return true;
 }

@@ -1,6 +1,7 @@
 #include "app/workbench.h"
 
 #include "app/commands/command_table.h"
+#include "app/density.h"
 #include "chem/connectivity.h"
 #include "draw/surface/lit_picture.h"
 #include "draw/view/best_view.h"
@@ -22,6 +23,7 @@ RenderOptions Workbench::ScreenOptions() const {
   options.hydrogenLabels = HydrogenLabelsOn;
   options.hybridLabelColoration = HybridLabelColoration;
   options.showCell = ShowCell;
+  if (density) options.net = density->NetOf(document, view.viewCentre);
   options.probability = pictures.probability;
   options.figure = figure;
   options.labelPoints = labelPoints;

@@ -30,6 +30,7 @@ class PicturePage;
 struct ReportRequest;
 
 class RefinementRun;
+struct DensityState;
 struct RefinementReport;
 struct FoundModels;
 
@@ -86,6 +87,11 @@ struct WindowHooks {
   std::function<bool(const std::string& what)> mayLoseChanges;
   // Takes a report: a window beside the model, or the command line's output.
   std::function<void(const ReportRequest& request)> showReport;
+  // Does work off the window's thread, then what it gives in the window's; without it whoever has work does it itself.
+  // Work that waits gives way to newer one.
+  std::function<void(std::function<std::function<void()>()> work)> inBackground;
+  // Says something where it is soon gone again; nobody has to answer.
+  std::function<void(const std::string& text)> tell;
 };
 
 // What the reports of a session remember.
@@ -138,6 +144,7 @@ class Workbench {
   PictureOptions pictureFile;  // of the picture file saved last
   StageSeconds seconds;
   ReportState reports;
+  std::shared_ptr<DensityState> density;  // null until it is first asked for
   UndoHistory history;
   std::string installedDirectory;  // what the installation brings for the package directory, "" when not known
   std::vector<std::vector<uint32_t>> uniqHistory;  // serials of what was shown before each UNIQ, empty for everything

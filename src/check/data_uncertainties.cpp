@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "base/files.h"
-#include "refine/job/session.h"
+#include "check/data_session.h"
 #include "refine/output/refined_uncertainties.h"
 
 namespace marvik {
@@ -16,20 +16,12 @@ constexpr double kLargestR1 = 0.3;      // beyond it the reflections are those o
 class DataUncertainties : public UncertaintySource {
  public:
   bool Make(const Document& document, const std::string& hklPath) {
-    const LineSink quiet = [](const std::string&) {};
-    session_.document = document;
-    session_.document.settings.RefinementType = "L.S.";
-    session_.document.settings.Cycles = 0;
-    session_.name = BaseNameOf(FileNameOf(hklPath));
-    const HklFile file =
-        ParseHklFile(ReadWholeFile(hklPath).content, ParseHklf(session_.document.instructions.hklfLine));
-    std::string problem;
-    if (!PrepareSession(session_, file.reflections, quiet, problem)) return false;
+    if (!PrepareFromData(document, hklPath, session_).empty()) return false;
     Session& s = session_;
     const double parameters = static_cast<double>(s.parametrisation.Size());
     const double data = static_cast<double>(s.observations.Size());
     if (parameters * parameters * data > kMostProducts || parameters >= data) return false;
-    s.job.cycles = 0;
+    const LineSink quiet = [](const std::string&) {};
     s.result = Refine(s.job, s.structure, s.parametrisation, s.observations, s.restraints, quiet);
     if (s.result.failed || !(s.result.final.r1 < kLargestR1) || !s.result.singular.empty()) return false;
     const auto cell = CellSigmas(s.document.instructions.zerrLine);

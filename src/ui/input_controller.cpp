@@ -245,11 +245,16 @@ void InputController::ShowContextMenu(const QPointF& position) {
 }
 
 void InputController::Wheel(const QWheelEvent& event) {
-  // Two fingers move the model; Ctrl makes them zoom, as a wheel does.
+  // Two fingers move the model; Ctrl makes them zoom, as a wheel does, which with Ctrl sets the level of the density.
   const bool fingers = event.phase() != Qt::NoScrollPhase || event.deviceType() == QInputDevice::DeviceType::TouchPad;
   if (fingers && !(event.modifiers() & Qt::ControlModifier)) {
     const QPointF way = event.pixelDelta().isNull() ? QPointF(event.angleDelta()) / kAnglePerPixel : event.pixelDelta();
     return MoveBy(way * area_.devicePixelRatioF());
+  }
+  if (event.modifiers() & Qt::ControlModifier && !fingers && event.angleDelta().y() != 0 &&
+      CommandChecked(bench_, kDensityCommand)) {
+    run_(event.angleDelta().y() > 0 ? kDensityRaiseCommand : kDensityLowerCommand, {});
+    return;
   }
   if (event.angleDelta().y() != 0) ZoomBy(std::pow(kZoomStep, event.angleDelta().y() / kWheelStep), event.position());
 }

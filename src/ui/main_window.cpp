@@ -21,6 +21,7 @@
 #include "app/open_save.h"
 #include "app/package_settings.h"
 #include "ui/atom_text.h"
+#include "ui/background.h"
 #include "ui/command_palette.h"
 #include "ui/conquest.h"
 #include "ui/demo_player.h"
@@ -110,6 +111,7 @@ MainWindow::~MainWindow() {
 }
 
 void MainWindow::SetUpHooks(WindowMessages& messages) {
+  background_ = new Background(this);
   messages.parent = this;
   messages.beforeBox = [this] { area_->HoldFrames(true); };
   messages.afterBox = [this] { area_->HoldFrames(false); };
@@ -143,6 +145,8 @@ void MainWindow::SetUpHooks(WindowMessages& messages) {
     area_->ShowPicture(picture, around);
   };
   bench_.hooks.choosePrinter = [this] { return ChoosePrinterPage(this, *area_, bench_.messages); };
+  bench_.hooks.inBackground = [this](Background::Work work) { background_->Start(std::move(work)); };
+  bench_.hooks.tell = [this](const std::string& text) { statusBar()->showMessage(ToText(text), kMessageTime); };
   bench_.hooks.showReport = [this](const ReportRequest& request) { reports_->Show(request); };
 }
 

@@ -13,6 +13,7 @@ class QLabel;
 namespace marvik {
 
 class DemoPlayer;
+class Background;
 class DrawingArea;
 class ContextHelp;
 class EditDialogs;
@@ -90,6 +91,7 @@ class MainWindow : public QMainWindow {
   EditDialogs* edit_ = nullptr;
   ReportWindows* reports_ = nullptr;
   ContextHelp* help_ = nullptr;
+  Background* background_ = nullptr;
   QLabel* pointerText_ = nullptr;
   QLabel* selectionText_ = nullptr;
   QLabel* countsText_ = nullptr;

@@ -5,6 +5,8 @@
 #include <QWheelEvent>
 #include <cmath>
 
+#include "app/density.h"
+#include "base/numbers.h"
 #include "draw/view/view_state.h"
 
 #include "window_fixture.h"
@@ -18,9 +20,8 @@ class GesturesTest : public WindowTest {
  protected:
   GesturesTest() { Load(); }
 
-  void Wheel(int delta, QPointF at = {300, 300}) {
-    QWheelEvent event(at, area->mapToGlobal(at), {}, {0, delta}, Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase,
-                      false);
+  void Wheel(int delta, QPointF at = {300, 300}, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+    QWheelEvent event(at, area->mapToGlobal(at), {}, {0, delta}, Qt::NoButton, modifiers, Qt::NoScrollPhase, false);
     QCoreApplication::sendEvent(area, &event);
   }
   // Does something with the menu that the next press of the right button opens.
@@ -147,6 +148,26 @@ TEST_F(GesturesTest, WheelZoomsBySharesOfAStepThatUndoEachOther) {
   EXPECT_NEAR(bench.view.viewRadius, start * 121 / 144, 1e-9);
   Wheel(-240);
   EXPECT_NEAR(bench.view.viewRadius, start, 1e-9);
+}
+
+TEST_F(GesturesTest, WithCtrlTheWheelSetsTheLevelOfDensityWhereThatIsShown) {
+  std::string reflections;
+  for (int h = 1; h < 9; ++h)
+    for (int k = 0; k < 9; ++k)
+      reflections += Printf("%4d%4d%4d%8.2f%8.2f\n", h, k, 1 + (h + k) % 5, 20.0 + 3.0 * h, 1.0);
+  scratch.Put("model.hkl", reflections);
+  const double start = bench.view.viewRadius;
+  Wheel(120, {300, 300}, Qt::ControlModifier);
+  EXPECT_LT(bench.view.viewRadius, start) << "without density it zooms";
+  const double zoomed = bench.view.viewRadius;
+  window->Run(kDensityCommand);
+  ASSERT_TRUE(QTest::qWaitFor([&] { return bench.density->data.map != nullptr; }, 20000));
+  const double level = bench.density->Threshold();
+  Wheel(120, {300, 300}, Qt::ControlModifier);
+  EXPECT_NEAR(bench.density->Threshold(), 1.15 * level, 1e-6);
+  Wheel(-120, {300, 300}, Qt::ControlModifier);
+  EXPECT_NEAR(bench.density->Threshold(), level, 1e-6);
+  EXPECT_EQ(bench.view.viewRadius, zoomed);
 }
 
 TEST_F(GesturesTest, ZoomKeepsWhatIsUnderThePointer) {

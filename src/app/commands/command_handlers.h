@@ -2,6 +2,7 @@
 
 #include "app/commands/command_table.h"
 #include "app/workbench.h"
+#include "crystal/density_map.h"
 #include "edit/edit_fields.h"
 #include "report/report.h"
 
@@ -74,12 +75,24 @@ Outcome ZoomStepHandler(Workbench& bench, const CommandCall& call);
 Outcome ResetViewHandler(Workbench& bench, const CommandCall& call);
 Outcome DirectionHandler(Workbench& bench, const CommandCall& call);
 Outcome FacePlaneHandler(Workbench& bench, const CommandCall& call);
+// The atoms that the argument names, else those of the picked or the one selected bond, else the selected ones. Empty
+// after a message about a name.
+AtomSet AimedAt(Workbench& bench, const CommandCall& call);
+// Turns the plane of three or more atoms to the viewer.
+Outcome FacePlane(Workbench& bench, const AtomSet& members);
 Outcome MouseModeHandler(Workbench& bench, const CommandCall& call);
 Outcome DepthCueHandler(Workbench& bench, const CommandCall& call);
 
 // The fields that rows of the table list, beside their handlers or where they are read.
 std::span<const FieldRange> PictureFileField();   // gl_commands.cpp
 std::span<const FieldRange> SavePictureFields();  // picture_commands.cpp
+
+// density_commands.cpp
+Outcome DensityHandler(Workbench& bench, const CommandCall& call);
+Outcome DensityLevelHandler(Workbench& bench, const CommandCall& call);
+Outcome DensityPlaneHandler(Workbench& bench, const CommandCall& call);
+bool IsDensityShown(const Workbench& bench, std::optional<MapKind> kind);
+bool IsPlaneContoured(const Workbench& bench);
 
 // symmetry_handlers.cpp
 Outcome GrowHandler(Workbench& bench, const CommandCall& call);

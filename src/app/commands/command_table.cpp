@@ -51,6 +51,13 @@ bool IsLook(const Workbench& bench) {
   if (bench.lookFollowsDesktop) return id == kDesktopLookCommand;
   return id == kDarkLookCommand + static_cast<int>(bench.look);
 }
+bool ShowsDensity(const Workbench& bench) {
+  return IsDensityShown(bench, std::nullopt);
+}
+template <MapKind kind>
+bool ShowsMap(const Workbench& bench) {
+  return IsDensityShown(bench, kind);
+}
 bool IsZoomed(const Workbench& bench) {
   return bench.view.zoomedOnSelection;
 }
@@ -233,6 +240,16 @@ constexpr CommandRow kRows[] = {
      ""},
     {588, "view-along-bond", "A&long Bond", "", "[ATOM ATOM]", None, Always, DirectionHandler, nullptr, ""},
     {589, "view-across-bond", "&Normal of Bond", "", "[ATOM ATOM]", None, Always, DirectionHandler, nullptr, ""},
+    {590, "density", "Electron &Density", "Ctrl+Shift+F", "[on|off]", None, Always, DensityHandler, ShowsDensity, ""},
+    {591, "density-fo-fc", "&Fo-Fc", "", "", None, Always, DensityHandler, ShowsMap<MapKind::Difference>, ""},
+    {592, "density-2fo-fc", "&2Fo-Fc", "", "", None, Always, DensityHandler, ShowsMap<MapKind::TwiceObserved>, ""},
+    {593, "density-fo", "F&o", "", "", None, Always, DensityHandler, ShowsMap<MapKind::Observed>, ""},
+    {594, "density-level", "&Level...", "", "LEVEL[s]", None, Always, DensityLevelHandler, nullptr, ""},
+    {595, "density-raise", "&Raise Level", "", "", None, Always, DensityLevelHandler, nullptr, ""},
+    {596, "density-lower", "Lo&wer Level", "", "", None, Always, DensityLevelHandler, nullptr, ""},
+    {597, "density-plane", "&Contours in a Plane", "", "[ATOM ATOM ATOM ...|off]", None, Always, DensityPlaneHandler,
+     IsPlaneContoured, ""},
+    {598, "density-peaks", "&Peaks and Holes", "", "", None, Atoms, TableHandler<ReportKind::Peaks>, nullptr, ""},
     {600, "split", "Spl&it...", "Ctrl+Shift+D", "[ATOMS] FIELD=VALUE ...", Structure, PickedOrSelected, SplitHandler,
      nullptr, "", SplitFields},
     {601, "join", "&Join", "Ctrl+Shift+J", "[ATOMS]", Structure, PickedOrSelected, JoinHandler, nullptr, ""},

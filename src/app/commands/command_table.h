@@ -124,6 +124,13 @@ enum CommandId : int {
   kViewDirectionCommand = 580,  // the first of six: a b c a* b* c*
   kViewBestPlaneCommand = 586,
   kViewAlongBondCommand = 588,
+  kDensityCommand = 590,
+  kDensityDifferenceCommand = 591,
+  kDensityTwiceCommand = 592,
+  kDensityObservedCommand = 593,
+  kDensityLevelCommand = 594,
+  kDensityRaiseCommand = 595,
+  kDensityLowerCommand = 596,
   kSplitCommand = 600,
   kJoinCommand = 601,
   kFigureCommand = 650,

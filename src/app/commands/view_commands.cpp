@@ -10,8 +10,24 @@
 namespace marvik {
 namespace {
 
-// The atoms that the argument names, else those of the picked or the one selected bond, else the selected ones. Empty
-// after a message about a name.
+// What points to the right (0), upward (1) and to the viewer (2) now.
+Cartesian NowAt(const Workbench& bench, size_t row) {
+  const auto& r = bench.view.modelview[row];
+  return {-r[0], -r[1], -r[2]};
+}
+
+// Where the view was fitted it is fitted to the new silhouette.
+template <class Turn>
+bool TurnFitted(Workbench& bench, Turn turn) {
+  const bool fitted = bench.ViewIsFitted();
+  if (!turn(bench.view)) return false;
+  bench.view.fitView(bench.view.viewRadius, std::nullopt);
+  if (fitted) bench.ResetViewToModel();
+  return true;
+}
+
+}  // namespace
+
 AtomSet AimedAt(Workbench& bench, const CommandCall& call) {
   AtomSet atoms;
   std::string names = call.argument;
@@ -32,24 +48,6 @@ AtomSet AimedAt(Workbench& bench, const CommandCall& call) {
   if (!list.selection.Empty()) atoms = ReportedAtoms(bench.document);
   return atoms;
 }
-
-// What points to the right (0), upward (1) and to the viewer (2) now.
-Cartesian NowAt(const Workbench& bench, size_t row) {
-  const auto& r = bench.view.modelview[row];
-  return {-r[0], -r[1], -r[2]};
-}
-
-// Where the view was fitted it is fitted to the new silhouette.
-template <class Turn>
-bool TurnFitted(Workbench& bench, Turn turn) {
-  const bool fitted = bench.ViewIsFitted();
-  if (!turn(bench.view)) return false;
-  bench.view.fitView(bench.view.viewRadius, std::nullopt);
-  if (fitted) bench.ResetViewToModel();
-  return true;
-}
-
-}  // namespace
 
 // Along an axis the next one but one points up: b to the right and c up along a.
 Outcome DirectionHandler(Workbench& bench, const CommandCall& call) {
@@ -96,7 +94,10 @@ Outcome FacePlaneHandler(Workbench& bench, const CommandCall& call) {
     return Outcome::Done;
   }
   const AtomSet members = AimedAt(bench, call);
-  if (members.empty() && !call.argument.empty()) return Outcome::Failed;
+  return members.empty() && !call.argument.empty() ? Outcome::Failed : FacePlane(bench, members);
+}
+
+Outcome FacePlane(Workbench& bench, const AtomSet& members) {
   const auto plane = FitMeanPlane(bench.document, members, false);
   if (members.size() < 3 || !plane || !plane->isDetermined) {
     return Refuse(bench, "Error: Insufficient Selections",

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "app/commands/command_handlers.h"
+#include "app/density.h"
 #include "app/open_save.h"
 #include "app/package_directory.h"
 #include "app/refinement/refine_fields.h"
@@ -287,6 +288,7 @@ void TakeResult(Workbench& bench, const Document& result, const std::string& bas
   bench.SetModified(false);
   bench.TitleChanged();
   NoteAsRecent(bench);
+  FollowDensity(bench);
 }
 
 std::string JobBase(const Workbench& bench) {
@@ -365,6 +367,7 @@ bool GoBackToStep(Workbench& bench, int number) {
   bench.uniqHistory.clear();
   bench.RefreshAfterStructureChange(false);
   bench.ResetViewToModel();
+  FollowDensity(bench);
   return true;
 }
 

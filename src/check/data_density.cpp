@@ -1,0 +1,85 @@
+#include "check/data_density.h"
+
+#include <algorithm>
+
+#include "base/numbers.h"
+#include "check/data_session.h"
+#include "crystal/image_search.h"
+#include "crystal/symmetry.h"
+
+namespace marvik {
+namespace {
+
+constexpr double kNeighbourReach = 3.5;  // Å
+constexpr size_t kNeighbours = 3;
+constexpr double kDoubtfulR1 = 0.3;
+
+std::vector<std::string> NotesOn(const Session& s, const DensityMap& map, double r1) {
+  std::vector<std::string> notes;
+  if (s.observations.Components() > 1)
+    notes.push_back("Of a twin, what the other components add is taken off as the model has it.");
+  if (std::ranges::any_of(s.job.commands, [](const Command& c) { return c.name == "NEUT"; }))
+    notes.push_back("These are neutrons: the map is of scattering lengths, fm/Å³, whatever is called e/Å³.");
+  const CellParameters& cell = s.structure.metric.cell;
+  const std::array<double, 3> edges{cell.a, cell.b, cell.c};
+  for (size_t i = 0; i < 3; ++i) {
+    if (edges[i] / static_cast<double>(map.size[i]) <= 1.05 * kDensityStep) continue;
+    notes.push_back(
+        Printf("The cell is so large that the points of the map are up to %.2f Å apart, and what is finer is left out.",
+               edges[i] / static_cast<double>(map.size[i])));
+    break;
+  }
+  if (r1 > kDoubtfulR1) notes.push_back(Printf("R1 is %.2f: are these the reflections of this structure?", r1));
+  return notes;
+}
+
+std::vector<DensityPeak> PeaksOf(const Session& s, const ImageSearch& search, const DensityMap& map, size_t count,
+                                 bool holes) {
+  std::vector<DensityPeak> peaks;
+  for (const Peak& found : FindPeaks(s.structure, map, count, holes)) {
+    DensityPeak peak{found.x, found.height, found.siteFraction, {}};
+    std::vector<AtomImage> images;
+    search.FindNear(found.x, kNeighbourReach, images);
+    std::ranges::stable_sort(images, {}, &AtomImage::distance);
+    for (const AtomImage& image : images) {
+      if (peak.nearest.size() == kNeighbours) break;
+      const SymmetryOperator op = s.structure.group.all[image.op].Shifted(image.t);
+      // An atom on a symmetry element is there once.
+      const auto& known = peak.nearest;
+      const std::string& label = s.structure.sites[image.atom].label;
+      if (!known.empty() && known.back().atom == label && image.distance - known.back().distance < 1e-3) continue;
+      peak.nearest.push_back({label, op == SymmetryOperator{} ? "" : OperatorText(op), image.distance});
+    }
+    peaks.push_back(std::move(peak));
+  }
+  return peaks;
+}
+
+}  // namespace
+
+DataDensity DensityFromData(const Document& document, const std::string& hklPath, MapKind kind, size_t count) {
+  DataDensity density;
+  Session s;
+  density.problem = PrepareFromData(document, hklPath, s);
+  if (!density.problem.empty()) return density;
+  Calculated calculated;
+  DataPass pass(s.structure, s.observations, s.job.weights);
+  MatchScale(s.structure, pass, calculated);
+  const auto make = [&](MapKind which) {
+    return std::make_shared<const DensityMap>(MakeMap(s.structure, s.observations, calculated, which, kDensityStep));
+  };
+  density.map = make(kind);
+  density.reflections = s.observations.Size();
+  density.r1 = MakeResiduals(calculated, 0).r1;
+  density.notes = NotesOn(s, *density.map, density.r1);
+  if (count == 0) return density;
+  const auto difference = kind == MapKind::Difference ? density.map : make(MapKind::Difference);
+  std::vector<Fractional> places;
+  for (const Site& site : s.structure.sites) places.push_back(site.x);
+  const ImageSearch search(places, s.structure.group.all, s.structure.metric.cell, kNeighbourReach);
+  density.peaks = PeaksOf(s, search, *difference, count, false);
+  density.holes = PeaksOf(s, search, *difference, count, true);
+  return density;
+}
+
+}  // namespace marvik

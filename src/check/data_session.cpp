@@ -1,0 +1,30 @@
+#include "check/data_session.h"
+
+#include "base/files.h"
+#include "base/numbers.h"
+
+namespace marvik {
+
+std::string PrepareFromData(const Document& document, const std::string& hklPath, Session& session) {
+  const std::string name = FileNameOf(hklPath);
+  const HklFormat format = ParseHklf(document.instructions.hklfLine);
+  if (format.code < 3 || format.code > 5)
+    return Printf("HKLF %d is not read: only reflections of HKLF 3, 4 and 5 are.", format.code);
+  const FileContent content = ReadWholeFile(hklPath);
+  if (!content.opened) return name + " is not there: a map needs the reflections beside the structure.";
+  const HklFile file = ParseHklFile(content.content, format);
+  if (file.reflections.empty()) return name + " holds no reflections.";
+  session.document = document;
+  session.document.settings.RefinementType = "L.S.";
+  session.document.settings.Cycles = 0;
+  session.name = BaseNameOf(name);
+  session.added = ParseFabFile(ReadWholeFile(BaseNameOf(hklPath) + ".fab").content);
+  std::string problem;
+  const LineSink quiet = [](const std::string&) {};
+  if (!PrepareSession(session, file.reflections, quiet, problem))
+    return "The model cannot be calculated against " + name + ": " + problem + ".";
+  session.job.cycles = 0;
+  return {};
+}
+
+}  // namespace marvik

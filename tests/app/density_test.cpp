@@ -1,0 +1,106 @@
+#include "app/density.h"
+
+#include <algorithm>
+
+#include "app/bench_fixture.h"
+#include "app/commands/command_table.h"
+#include "app/open_save.h"
+#include "app/picture/picture_output.h"
+#include "app/reports.h"
+#include "draw/surface/lit_picture.h"
+
+namespace marvik {
+namespace {
+
+using test::BenchTest;
+
+class DensityTest : public BenchTest {
+ protected:
+  // A published structure with its reflections, copied to where a test may change it. False without the files.
+  bool OpenReal(const std::string& name) {
+    const std::string from = EnvironmentValue("MARVIK_REAL_DATA").value_or("") + "/pairs/" + name;
+    const FileContent res = ReadWholeFile(from + ".res");
+    const FileContent hkl = ReadWholeFile(from + ".hkl");
+    if (!res.opened || !hkl.opened) return false;
+    folder.Put("real.hkl", hkl.content);
+    return OpenFile(bench, folder.Put("real.res", res.content));
+  }
+  std::string Texts() {
+    std::string list;
+    for (const UserMessage& message : messages.shown) list += message.text + "|";
+    messages.shown.clear();
+    return list;
+  }
+};
+
+TEST_F(DensityTest, RefusalsAreOneSentenceEachAndLeaveItOff) {
+  EXPECT_EQ(RunCommand(bench, 590), Outcome::Failed);
+  EXPECT_EQ(Texts(), "The structure has no file yet, so that no reflections lie beside it.|");
+  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile)));
+  EXPECT_EQ(RunCommand(bench, 591), Outcome::Failed);
+  EXPECT_EQ(Texts(), "small.hkl is not there: a map needs the reflections beside the structure.|");
+  folder.Put("small.hkl", "");
+  EXPECT_EQ(RunCommand(bench, 597, "C1 N1 O1"), Outcome::Failed);
+  EXPECT_EQ(Texts(), "small.hkl holds no reflections.|");
+  bench.document.instructions.hklfLine = "HKLF 6";
+  EXPECT_EQ(RunCommand(bench, 590, "on"), Outcome::Failed);
+  EXPECT_EQ(BatchReport(bench, ReportKind::Peaks, ReportFormat::Text), std::nullopt);
+  EXPECT_EQ(Texts(),
+            "HKLF 6 is not read: only reflections of HKLF 3, 4 and 5 are.|"
+            "HKLF 6 is not read: only reflections of HKLF 3, 4 and 5 are.|");
+  EXPECT_FALSE(CommandChecked(bench, 590));
+  EXPECT_EQ(bench.ScreenOptions().net, nullptr);
+  for (const char* level : {"0", "-1", "s", "3x", "1e9"}) EXPECT_EQ(RunCommand(bench, 594, level), Outcome::Failed);
+}
+
+TEST_F(DensityTest, AMapOfARealStructureIsDrawnInEveryFormat) {
+  if (!OpenReal("plain_p21c")) GTEST_SKIP() << "no real data";
+  ASSERT_EQ(RunCommand(bench, 592), Outcome::Done) << Texts();
+  ASSERT_EQ(RunCommand(bench, 594, "1.5"), Outcome::Done);
+  const auto net = bench.ScreenOptions().net;
+  ASSERT_TRUE(net);
+  EXPECT_EQ(net, bench.ScreenOptions().net) << "kept while nothing changes";
+  // Every atom of the model but hydrogens stands in density.
+  for (const AtomRecord* atom : Atoms(bench.document.atoms, kVisibleOnly)) {
+    if (atom->IsPeak() || atom->element->atomicNumber == kHydrogenRow || atom->occupancy < 0.9) continue;
+    EXPECT_GT(bench.density->data.map->Interpolate(atom->fract), 1.5) << atom->name;
+  }
+  for (const int mode : {int{kWireFrame}, int{kThermalEllipsoid}, kLitRendition}) {
+    bench.RenditionMode = mode;
+    PictureOptions picture;
+    picture.size = 300;
+    for (const char* format : {"png", "svg", "pdf"}) {
+      RunCommand(bench, 590, "on");
+      const auto drawn = DrawPicture(bench, picture, format);
+      RunCommand(bench, 590, "off");
+      const auto plain = DrawPicture(bench, picture, format);
+      ASSERT_TRUE(drawn && plain);
+      EXPECT_GT(drawn->size(), plain->size() + plain->size() / 10) << format << " " << mode;
+    }
+    RunCommand(bench, 592);
+  }
+  RunCommand(bench, 144, "C1 C2 C3");
+  EXPECT_EQ(RunCommand(bench, 597), Outcome::Done) << Texts();
+  EXPECT_FALSE(bench.ScreenOptions().net->texts.empty());
+  EXPECT_TRUE(CommandChecked(bench, 597));
+  EXPECT_EQ(RunCommand(bench, 597, "off"), Outcome::Done);
+  EXPECT_TRUE(bench.ScreenOptions().net->texts.empty());
+  EXPECT_EQ(bench.history.UndoName(), "");
+}
+
+// The result file holds the peaks that the refinement program found.
+TEST_F(DensityTest, PeaksAreThoseOfTheRefinement) {
+  if (!OpenReal("plain_p21c")) GTEST_SKIP() << "no real data";
+  const DataDensity data = DensityFromData(bench.document, folder / "real.hkl", MapKind::Difference, 20);
+  ASSERT_TRUE(data.map) << data.problem;
+  const AtomRecord* highest = nullptr;
+  for (const AtomRecord* atom : Atoms(bench.document.atoms))
+    if (atom->IsPeak() && (!highest || atom->peakHeight > highest->peakHeight)) highest = atom;
+  ASSERT_TRUE(highest);
+  EXPECT_NEAR(data.peaks.front().height, highest->peakHeight, 0.1 * highest->peakHeight);
+  ASSERT_FALSE(data.peaks.front().nearest.empty());
+  EXPECT_LT(data.holes.front().height, 0.0);
+}
+
+}  // namespace
+}  // namespace marvik
