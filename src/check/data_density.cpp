@@ -65,20 +65,19 @@ DataDensity DensityFromData(const Document& document, const std::string& hklPath
   Calculated calculated;
   DataPass pass(s.structure, s.observations, s.job.weights);
   MatchScale(s.structure, pass, calculated);
-  const auto make = [&](MapKind which) {
-    return std::make_shared<const DensityMap>(MakeMap(s.structure, s.observations, calculated, which, kDensityStep));
-  };
-  density.map = make(kind);
+  density.map =
+      std::make_shared<const DensityMap>(MakeMap(s.structure, s.observations, calculated, kind, kDensityStep));
   density.reflections = s.observations.Size();
   density.r1 = MakeResiduals(calculated, 0).r1;
   density.notes = NotesOn(s, *density.map, density.r1);
   if (count == 0) return density;
-  const auto difference = kind == MapKind::Difference ? density.map : make(MapKind::Difference);
+  // On the grid of a refinement, so that these are its peaks.
+  const DensityMap difference = MakeMap(s.structure, s.observations, calculated);
   std::vector<Fractional> places;
   for (const Site& site : s.structure.sites) places.push_back(site.x);
   const ImageSearch search(places, s.structure.group.all, s.structure.metric.cell, kNeighbourReach);
-  density.peaks = PeaksOf(s, search, *difference, count, false);
-  density.holes = PeaksOf(s, search, *difference, count, true);
+  density.peaks = PeaksOf(s, search, difference, count, false);
+  density.holes = PeaksOf(s, search, difference, count, true);
   return density;
 }
 
