@@ -57,6 +57,8 @@ constexpr Synonyms kSynonyms[] = {
     {508, "read again revert file"},
     {510, "rename label"},
     {534, "text lint findings edit file"},
+    {630, "cif validate publish alerts findings editor"},
+    {631, "cif colour size missing items question marks"},
 };
 
 }  // namespace

@@ -37,6 +37,7 @@
 #include "ui/dialogs/opengl_preferences_dialog.h"
 #include "ui/dialogs/picture_dialog.h"
 #include "ui/dialogs/preferences_dialog.h"
+#include "ui/dialogs/publication_dialog.h"
 #include "ui/drawing_area.h"
 #include "ui/file_watch.h"
 #include "ui/help_window.h"
@@ -330,6 +331,7 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
   }
   if (id == kSaveStyleCommand || id == kApplyStyleCommand)
     return AskStyleFile(this, DialogDirectory(), id == kSaveStyleCommand);
+  if (id == kPublicationCommand) return AskPublication(this, bench_);
   if (id == kCompareCommand) return AskComparison(this, bench_);
   if (id == kHfixCommand) return AskHfixOption(this);
   if (id == kRefinementStepCommand) return refinement_->AskStep();

@@ -65,6 +65,8 @@ bool ScriptAction(BatchSession& session, const BatchAction& action);
 // Look at the bytes of the file, whatever the reader would make of it. False from an error or level A on.
 bool LintAction(BatchSession& session, const BatchAction& action);
 bool CheckAction(BatchSession& session, const BatchAction& action);
+// Prints every item that is the user's to give.
+bool PublicationAction(BatchSession& session, const BatchAction& action);
 bool CompareAction(BatchSession& session, const BatchAction& action);
 // From the CIF of FILE's refinement.
 bool DocumentAction(BatchSession& session, const BatchAction& action);

@@ -162,6 +162,7 @@ Outcome CornerHandler(Workbench& bench, const CommandCall& call);
 Outcome HelpHandler(Workbench& bench, const CommandCall& call);
 
 // panel_handlers.cpp
+Outcome PublicationHandler(Workbench& bench, const CommandCall& call);
 Outcome PanelHandler(Workbench& bench, const CommandCall& call);
 Outcome WindowHandler(Workbench& bench, const CommandCall& call);
 

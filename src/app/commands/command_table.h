@@ -133,6 +133,8 @@ enum CommandId : int {
   kDensityLowerCommand = 596,
   kSplitCommand = 600,
   kJoinCommand = 601,
+  kJournalPanelCommand = 630,
+  kPublicationCommand = 631,
   kFigureCommand = 650,
   kSaveStyleCommand = 651,
   kApplyStyleCommand = 652,

@@ -11,7 +11,8 @@ namespace marvik {
 namespace {
 
 // Computed as a proposal only.
-constexpr std::string_view kUsersOwn[] = {"_chemical_formula_moiety"};
+constexpr std::string_view kUsersOwn[] = {"_chemical_formula_moiety", "_diffrn_radiation_type",
+                                          "_refine_special_details"};
 // Behind these nothing is put in.
 constexpr std::string_view kAttached = "_iucr_refine_";
 
@@ -50,10 +51,11 @@ std::vector<Block> BlocksOf(std::string_view text) {
     }
     const bool isLoop = kind == Kind::Loop;
     if (isLoop) kind = tokens.Next();
-    if (kind != Kind::Name || blocks.empty()) {
+    if (kind != Kind::Name) {
       if (!isLoop) kind = tokens.Next();
       continue;
     }
+    if (blocks.empty()) blocks.push_back({"", {}, text.size()});
     Piece piece;
     piece.isLoop = isLoop;
     piece.begin = place();
@@ -71,13 +73,13 @@ std::vector<Block> BlocksOf(std::string_view text) {
   return blocks;
 }
 
-KnownItems KnownOf(const Block& block) {
+KnownItems KnownOf(const Block& block, bool withUnknown = false) {
   KnownItems known;
   for (const Piece& piece : block.pieces) {
     if (piece.values.empty()) continue;
     if (piece.isLoop) {
       known.loops.push_back({piece.names, piece.values});
-    } else if (piece.values[0] != "?") {
+    } else if (withUnknown || piece.values[0] != "?") {
       known.items[LowerCase(piece.names[0])] = {piece.names[0], piece.values[0]};
     }
   }
@@ -104,7 +106,8 @@ struct Change {
   std::string text;
 };
 
-void ChangesOf(std::string_view cif, const Block& block, const KnownItems& known, std::vector<Change>& changes) {
+void ChangesOf(std::string_view cif, const Block& block, const KnownItems& known, const KnownItems& before,
+               std::vector<Change>& changes) {
   std::set<std::string> there;
   size_t behind = block.end;
   for (const Piece& piece : block.pieces) {
@@ -115,12 +118,13 @@ void ChangesOf(std::string_view cif, const Block& block, const KnownItems& known
     if (piece.isLoop || piece.values.empty()) continue;
     const std::string name = LowerCase(piece.names[0]);
     const auto item = known.items.find(name);
-    if (item == known.items.end()) continue;
-    const bool own = std::ranges::find(kUsersOwn, name) != std::end(kUsersOwn);
-    if (piece.values[0] != "?" && !own) continue;
+    const auto old = before.items.find(name);
+    const bool wasKnown = old != before.items.end() && old->second.value == piece.values[0];
+    if (item == known.items.end() && !wasKnown) continue;
+    if (piece.values[0] != "?" && !IsUsersOwn(name) && !wasKnown) continue;
     // A text field begins on a line of its own.
     size_t begin = piece.valueBegin;
-    const std::string& value = item->second.value;
+    const std::string value = item == known.items.end() ? "?" : item->second.value;
     const bool atStart = begin > 0 && cif[begin - 1] == '\n';
     changes.push_back({begin, piece.valueEnd, value.starts_with('\n') && atStart ? value.substr(1) : value});
   }
@@ -147,6 +151,12 @@ const Block* BlockNamed(const std::vector<Block>& blocks, std::string_view name)
 
 }  // namespace
 
+std::vector<KnownBlock> ReadKnownBlocks(std::string_view cif, bool withUnknown) {
+  std::vector<KnownBlock> known;
+  for (const Block& block : BlocksOf(cif)) known.push_back({block.name, KnownOf(block, withUnknown)});
+  return known;
+}
+
 KnownItems ReadKnownItems(std::string_view cif, std::string_view block) {
   const std::vector<Block> blocks = BlocksOf(cif);
   const Block* chosen = BlockNamed(blocks, block);
@@ -162,11 +172,29 @@ std::string ComposeKnownItems(const KnownItems& known, std::string_view block) {
   return text;
 }
 
-std::string CompletedCif(std::string_view cif, std::string_view known) {
-  const std::vector<Block> source = BlocksOf(known);
-  if (source.empty()) return std::string(cif);
+bool IsUsersOwn(std::string_view item) {
+  return std::ranges::find(kUsersOwn, LowerCase(item)) != std::end(kUsersOwn);
+}
+
+std::string PlainValue(std::string_view written) {
+  CifTokens tokens(written);
+  if (tokens.Next() != Kind::Value) return {};
+  if (!tokens.isTextField) return std::string(tokens.text);
+  // The text begins on the line behind the semicolon.
+  const std::string lines = UnfoldedText(tokens.text);
+  return lines.substr(lines.starts_with("\r\n") ? 2 : lines.starts_with('\n') ? 1 : 0);
+}
+
+std::string CompletedCif(std::string_view cif, std::string_view known, std::string_view before) {
+  const std::vector<Block> source = BlocksOf(known), earlier = BlocksOf(before);
+  if (source.empty() && earlier.empty()) return std::string(cif);
+  const auto itemsFor = [](const std::vector<Block>& blocks, const std::string& name) {
+    const Block* block = BlockNamed(blocks, name);
+    return block ? KnownOf(*block) : KnownItems{};
+  };
   std::vector<Change> changes;
-  for (const Block& block : BlocksOf(cif)) ChangesOf(cif, block, KnownOf(*BlockNamed(source, block.name)), changes);
+  for (const Block& block : BlocksOf(cif))
+    ChangesOf(cif, block, itemsFor(source, block.name), itemsFor(earlier, block.name), changes);
   std::ranges::stable_sort(changes, {}, &Change::begin);
   std::string out;
   size_t at = 0;

@@ -87,6 +87,7 @@ void JobStart::FillFrom(const JobStart& other) {
   // A number of units goes with its formula.
   take(units, other.units, units == 0.0 && (formula.empty() || formula == other.formula));
   take(formula, other.formula, formula.empty());
+  take(sizes, other.sizes, sizes.empty());
   take(reflections, other.reflections, reflections.empty());
 }
 
@@ -108,6 +109,13 @@ JobStart ReadParameterFile(std::string_view text) {
       if (NumbersOf(behind, values, 1) == 1 && values[0] > 0.1 && values[0] < 5.0) start.wavelength = values[0];
     } else if (key == "CHEM" && Bare(rest) != "?") {
       start.formula = Bare(rest);
+    } else if (key == "CCOLOR" && Bare(rest) != "?") {
+      start.colour = Bare(rest);
+    } else if (key == "MORPH" && Bare(rest) != "?") {
+      start.shape = Bare(rest);
+    } else if (key == "CSIZE") {
+      const bool given = NumbersOf(rest, values, 3) == 3 && *std::min_element(values, values + 3) > 0.0;
+      if (given) start.sizes.assign(values, values + 3);
     } else if (key == "TITLE") {
       start.title = Bare(rest);
     }
@@ -245,6 +253,7 @@ std::string ComposeJobStart(const JobStart& start, std::string& sentence) {
   text += "\nUNIT";
   for (const FormulaElement& element : elements)
     text += Printf(" %g", std::round(element.count * units * 100.0) / 100.0);
+  if (start.sizes.size() == 3) text += Printf("\nSIZE %.3f %.3f %.3f", start.sizes[0], start.sizes[1], start.sizes[2]);
   return text + "\nHKLF 4\nEND\n";
 }
 

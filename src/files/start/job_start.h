@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "crystal/cell_metric.h"
 
@@ -19,12 +20,14 @@ struct JobStart {
   std::string formula;             // of one unit, "C10 H12 O3"
   double units = 0.0;              // Z
   std::string reflections;         // lines of HKLF 4 that the file carries
+  std::string colour, shape;       // of the crystal
+  std::vector<double> sizes;       // of the crystal, mm, three or none
 
   // Takes over what is missing here.
   void FillFrom(const JobStart& other);
 };
 
-// Parameter files of diffractometers: lines CELL, CELLSD, SOURCE, CHEM, TITLE.
+// Parameter files of diffractometers: lines CELL, CELLSD, SOURCE, CHEM, TITLE, CCOLOR, MORPH, CSIZE.
 JobStart ReadParameterFile(std::string_view text);
 // CIFs, those that diffractometers write (.cif_od) among them. Reflections in a text field are told by their columns.
 JobStart ReadCifStart(std::string_view text);

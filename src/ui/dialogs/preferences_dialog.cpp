@@ -28,7 +28,7 @@ PreferencesDialog::PreferencesDialog(QWidget* parentWidget, Workbench& bench, Wi
   AddPicture(*sections);
   auto* panels = Section(*sections, tr("Panels"));
   for (const int id : {kStructurePanelCommand, kRefinementPanelCommand, kModelPanelCommand, kGeometryPanelCommand,
-                       kHistoryPanelCommand, kInstructionsPanelCommand})
+                       kHistoryPanelCommand, kInstructionsPanelCommand, kJournalPanelCommand})
     Switch(*panels, id, "panel dock beside");
   AddRefinement(*sections);
   auto* start = Section(*sections, tr("Start"));

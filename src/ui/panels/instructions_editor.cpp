@@ -15,6 +15,7 @@
 #include "base/numbers.h"
 #include "language/keywords.h"
 #include "language/tokenizer.h"
+#include "ui/panels/finding_list.h"
 
 namespace marvik {
 
@@ -254,19 +255,6 @@ void InstructionsEditor::GoTo(int line) {
   centerCursor();
 }
 
-QColor InstructionsEditor::ColourOf(FindingLevel level) {
-  switch (level) {
-    case FindingLevel::A:
-    case FindingLevel::Error:
-      return {0xD9, 0x30, 0x25};
-    case FindingLevel::B:
-    case FindingLevel::Warning:
-      return {0xE0, 0x8A, 0x00};
-    default:
-      return {0x3B, 0x7D, 0xD8};
-  }
-}
-
 int InstructionsEditor::MarginWidth() const {
   const int digits = static_cast<int>(QString::number(std::max(999, blockCount())).size());
   return fontMetrics().horizontalAdvance(QLatin1Char('9')) * digits + fontMetrics().height() + 6;
@@ -296,7 +284,7 @@ void InstructionsEditor::PaintMargin(QPaintEvent* event, QWidget& margin) {
     const auto mark = marks_.find(line);
     if (mark == marks_.end()) continue;
     painter.setPen(Qt::NoPen);
-    painter.setBrush(ColourOf(mark->second.level));
+    painter.setBrush(FindingList::ColourOf(mark->second.level));
     const double side = height * 0.55;
     painter.drawEllipse(QRectF((height - side) / 2 + 1, box.top() + (height - side) / 2, side, side));
   }

@@ -49,7 +49,6 @@ class InstructionsEditor : public QPlainTextEdit {
   // Lines behind which something is selected.
   void SetSelectedLines(const std::vector<std::pair<int, int>>& lines);
   void GoTo(int line);
-  static QColor ColourOf(FindingLevel level);
 
  Q_SIGNALS:
   // The user has changed the text.

@@ -1,6 +1,5 @@
 #include "ui/panels/instructions_panel.h"
 
-#include <QHeaderView>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
@@ -8,12 +7,12 @@
 #include <QSplitter>
 #include <QStringDecoder>
 #include <QTextBlock>
-#include <QTreeWidget>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <set>
 
 #include "check/lint/lint.h"
+#include "ui/panels/finding_list.h"
 #include "ui/panels/instructions_editor.h"
 #include "ui/text.h"
 
@@ -25,22 +24,13 @@ constexpr int kTakePause = 900;
 constexpr int kLintPause = 250;
 constexpr int kCursorPause = 60;
 constexpr size_t kMostFindings = 300;
-enum Column { kLineColumn, kTextColumn, kRepairColumn };
 
 }  // namespace
 
 InstructionsPanel::InstructionsPanel(Workbench& bench, CommandRunner run)
     : bench_(bench), run_(std::move(run)), background_(this) {
   editor_ = new InstructionsEditor;
-  list_ = new QTreeWidget;
-  list_->setAccessibleName(tr("Findings"));
-  list_->setHeaderLabels({tr("Line"), tr("Finding"), QString()});
-  list_->setRootIsDecorated(false);
-  list_->setUniformRowHeights(true);
-  list_->header()->setStretchLastSection(false);
-  list_->header()->setSectionResizeMode(kTextColumn, QHeaderView::Stretch);
-  list_->header()->setSectionResizeMode(kRepairColumn, QHeaderView::ResizeToContents);
-  list_->setColumnWidth(kLineColumn, list_->fontMetrics().horizontalAdvance(QLatin1Char('0')) * 8);
+  list_ = new FindingList(tr("Line"), QString());
   list_->hide();
   state_ = new QLabel;
   state_->setTextFormat(Qt::PlainText);
@@ -73,15 +63,16 @@ InstructionsPanel::InstructionsPanel(Workbench& bench, CommandRunner run)
   connect(editor_, &InstructionsEditor::FocusLeft, this, [this] { TakeOver(); });
   connect(editor_, &InstructionsEditor::MarkClicked, this, [this](int line) {
     for (int row = 0; row < list_->topLevelItemCount(); ++row)
-      if (list_->topLevelItem(row)->text(kLineColumn).toInt() == line + 1)
+      if (list_->topLevelItem(row)->text(FindingList::kMarkColumn).toInt() == line + 1)
         return list_->setCurrentItem(list_->topLevelItem(row));
   });
   connect(editor_, &QPlainTextEdit::cursorPositionChanged, this, [this] {
     if (editor_->hasFocus()) cursorTimer_.start();
   });
   connect(list_, &QTreeWidget::itemClicked, this, &InstructionsPanel::Chosen);
-  connect(list_, &QTreeWidget::itemActivated, this,
-          [this](QTreeWidgetItem* item, int column) { Chosen(item, column == kRepairColumn ? kTextColumn : column); });
+  connect(list_, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item, int column) {
+    Chosen(item, column == FindingList::kLastColumn ? FindingList::kTextColumn : column);
+  });
 }
 
 InstructionsPanel::Source InstructionsPanel::SourceNow() const {
@@ -218,7 +209,7 @@ void InstructionsPanel::resizeEvent(QResizeEvent* event) {
 void InstructionsPanel::Say(const QString& text, bool wrong) {
   state_->setText(text);
   QPalette colours = palette();
-  if (wrong) colours.setColor(QPalette::WindowText, InstructionsEditor::ColourOf(FindingLevel::Error));
+  if (wrong) colours.setColor(QPalette::WindowText, FindingList::ColourOf(FindingLevel::Error));
   state_->setPalette(colours);
 }
 
@@ -253,27 +244,25 @@ void InstructionsPanel::ShowFindings(std::vector<Finding> findings) {
 }
 
 void InstructionsPanel::AddFinding(const Finding& finding) {
-  auto* item = new QTreeWidgetItem(
-      list_, {finding.line > 0 ? QString::number(finding.line) : QString(), ToText(finding.text), QString()});
-  item->setForeground(kLineColumn, InstructionsEditor::ColourOf(finding.level));
-  item->setData(kLineColumn, Qt::UserRole, static_cast<int>(&finding - findings_.data()));
-  for (const int column : {kLineColumn, kTextColumn, kRepairColumn}) item->setToolTip(column, ToText(finding.repair));
+  QTreeWidgetItem* item = list_->Add(finding, static_cast<size_t>(&finding - findings_.data()),
+                                     finding.line > 0 ? QString::number(finding.line) : QString());
   if (!finding.edit) return;
-  item->setText(kRepairColumn, tr("Repair"));
-  item->setForeground(kRepairColumn, palette().color(QPalette::Link));
+  item->setText(FindingList::kLastColumn, tr("Repair"));
+  item->setForeground(FindingList::kLastColumn, palette().color(QPalette::Link));
   QFont font = list_->font();
   font.setUnderline(true);
-  item->setFont(kRepairColumn, font);
+  item->setFont(FindingList::kLastColumn, font);
 }
 
 void InstructionsPanel::Chosen(QTreeWidgetItem* item, int column) {
-  const auto index = static_cast<size_t>(item->data(kLineColumn, Qt::UserRole).toInt());
+  const auto index = FindingList::IndexOf(*item);
   if (index >= findings_.size()) return;
   const Finding finding = findings_[index];
   if (finding.line > 0) editor_->GoTo(finding.line - 1);
   cursorTimer_.start();
   // What was found in an older text may stand elsewhere now.
-  if (column == kRepairColumn && finding.edit && !lintTimer_.isActive() && !background_.IsBusy()) Repair(*finding.edit);
+  if (column == FindingList::kLastColumn && finding.edit && !lintTimer_.isActive() && !background_.IsBusy())
+    Repair(*finding.edit);
 }
 
 void InstructionsPanel::Repair(const TextEdit& edit) {

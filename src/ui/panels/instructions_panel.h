@@ -9,11 +9,11 @@
 
 class QLabel;
 class QSplitter;
-class QTreeWidget;
 class QTreeWidgetItem;
 
 namespace marvik {
 
+class FindingList;
 class InstructionsEditor;
 
 // The file as a save would write it, live: what is typed becomes part of the structure when the typing pauses, in one
@@ -73,7 +73,7 @@ class InstructionsPanel : public Panel {
   CommandRunner run_;
   InstructionsEditor* editor_ = nullptr;
   QSplitter* splitter_ = nullptr;
-  QTreeWidget* list_ = nullptr;
+  FindingList* list_ = nullptr;
   QLabel* state_ = nullptr;
   QTimer takeTimer_;
   QTimer lintTimer_;

@@ -6,6 +6,7 @@
 #include "ui/panels/geometry_panel.h"
 #include "ui/panels/history_panel.h"
 #include "ui/panels/instructions_panel.h"
+#include "ui/panels/journal_panel.h"
 #include "ui/panels/model_panel.h"
 #include "ui/panels/parts_panel.h"
 #include "ui/panels/refinement_panel.h"
@@ -41,6 +42,8 @@ constexpr PanelKind kPanels[] = {
      [](Workbench& bench, const CommandRunner& run) -> Panel* { return new HistoryPanel(bench, run); }},
     {kInstructionsPanelCommand, "instructions", Qt::BottomDockWidgetArea, false,
      [](Workbench& bench, const CommandRunner& run) -> Panel* { return new InstructionsPanel(bench, run); }},
+    {kJournalPanelCommand, "journal", Qt::BottomDockWidgetArea, false,
+     [](Workbench& bench, const CommandRunner& run) -> Panel* { return new JournalPanel(bench, run); }},
 };
 
 const PanelKind& KindOf(int command) {

@@ -1,0 +1,96 @@
+#include "publish/publication.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "base/files.h"
+
+namespace marvik {
+namespace {
+
+constexpr char kCif[] =
+    "data_a\n_exptl_crystal_colour ?\n_exptl_crystal_size_max ?\n_cell_measurement_theta_max 25.1\n"
+    "_exptl_absorpt_correction_T_min ?\n_other_item ?\ndata_b\n_exptl_crystal_colour ?\n";
+
+const PublicationRow& RowOf(const std::vector<PublicationRow>& rows, const std::string& item) {
+  return *std::ranges::find(rows, item, &PublicationRow::item);
+}
+
+TEST(Publication, ValuesAreHeldAgainstWhatTheirItemsTake) {
+  for (const auto& [item, value] :
+       std::initializer_list<std::pair<const char*, const char*>>{{"_exptl_absorpt_correction_T_min", "0.7461(3)"},
+                                                                  {"_EXPTL_ABSORPT.correction_t_max", "."},
+                                                                  {"_exptl_absorpt_correction_type", "multi-scan"},
+                                                                  {"_exptl_crystal_colour", "dark ochre"},
+                                                                  {"_not_in_the_table", "5 apples"}})
+    EXPECT_EQ(PublicationFault(item, value), "") << item;
+  EXPECT_EQ(PublicationFault("_exptl_absorpt_correction_T_min", "1.2"),
+            "_exptl_absorpt_correction_T_min takes 0 to 1, not 1.2.");
+  EXPECT_NE(PublicationFault("_cell_measurement_reflns_used", "many"), "");
+  EXPECT_NE(PublicationFault("_exptl_absorpt_correction_type", "SADABS-like"), "");
+}
+
+TEST(Publication, ListingsAndParameterFilesFillWhatIsOpen) {
+  const auto folder = std::filesystem::path(testing::TempDir()) / ("publication" + std::to_string(getpid()));
+  std::filesystem::create_directories(folder);
+  const auto put = [&](const char* name, const char* text) { WriteFileAtomically((folder / name).string(), text); };
+  put("a.p4p", "CELL 1 2 3 90 90 90\nCCOLOR  \"dark red\"\nMORPH ?\nCSIZE 0.1 0.3 0.2 0 0\n");
+  put("a.abs",
+      "\n *** Scaling 3.1 ***\nEstimated minimum and maximum transmission:  0.61  0.75\r\n"
+      "Absorption correction: Multi-Scan\nTmax = 7.5\n");
+  put("a.sum", "Crystal colour: blue\nReflections used for unit cell: 3012\nTheta range for cell: 2.5 - 27.1\n");
+  const auto sources = SourcesBeside((folder / "a").string());
+  std::filesystem::remove_all(folder);
+  ASSERT_EQ(sources.size(), 3U);
+  const auto rows = PublicationRows(kCif, "a", "", sources);
+  const auto& colour = RowOf(rows, "_exptl_crystal_colour");
+  ASSERT_EQ(colour.proposals.size(), 2U);
+  EXPECT_EQ(colour.proposals[0].value + " " + colour.proposals[0].from, "dark red a.p4p");
+  EXPECT_EQ(colour.proposals[1].value, "blue");
+  EXPECT_TRUE(RowOf(rows, "_cell_measurement_theta_max").isFixed) << "the refinement's values are no one's to change";
+  EXPECT_TRUE(RowOf(rows, "_other_item").value.empty());
+  const std::string filling = FillingOf(rows, sources);
+  for (const char* line :
+       {"_exptl_crystal_size_max 0.300\n", "_exptl_crystal_size_min 0.100\n", "_exptl_absorpt_correction_T_max 0.75\n",
+        "_exptl_absorpt_correction_type multi-scan\n", "_exptl_absorpt_process_details 'Scaling 3.1'\n",
+        "_cell_measurement_reflns_used 3012\n", "_cell_measurement_theta_min 2.5\n"})
+    EXPECT_NE(filling.find(line), std::string::npos) << line << filling;
+  EXPECT_EQ(filling.find("_exptl_crystal_description"), std::string::npos);
+  EXPECT_EQ(filling.find("theta_max"), std::string::npos);
+}
+
+TEST(Publication, ChangesAreKeptByBlockAndTakenBack) {
+  std::string problem;
+  const auto first =
+      ChangedPublication("", "_exptl_crystal_colour red\n_refine_special_details\n;\nTwo\nlines\n;\n", "a", problem);
+  ASSERT_TRUE(first) << problem;
+  const std::string cif = CompletedCif(kCif, *first);
+  EXPECT_NE(cif.find("_exptl_crystal_colour red\n_exptl_crystal_size_max ?"), std::string::npos) << cif;
+  EXPECT_NE(cif.find(";\nTwo\nlines\n;"), std::string::npos);
+  // Another block begins with what stood for all.
+  const auto second = ChangedPublication(*first, "data_b\n_exptl_crystal_colour '\\a-blue'\n", "a", problem);
+  ASSERT_TRUE(second) << problem;
+  EXPECT_EQ(RowOf(PublicationRows(kCif, "b", *second, {}), "_refine_special_details").value, "Two\nlines");
+  EXPECT_EQ(RowOf(PublicationRows(kCif, "a", *second, {}), "_exptl_crystal_colour").value, "red");
+  // What was taken out is open again in a CIF that has it from there, and only there.
+  const auto third = ChangedPublication(*first, "_exptl_crystal_colour ?\n", "a", problem);
+  ASSERT_TRUE(third);
+  const std::string reopened = CompletedCif(cif, *third, *first);
+  EXPECT_NE(reopened.find("_exptl_crystal_colour ?\n_exptl_crystal_size_max ?"), std::string::npos) << reopened;
+  EXPECT_NE(CompletedCif("data_a\n_exptl_crystal_colour pink\n", *third, *first).find("pink"), std::string::npos);
+  EXPECT_FALSE(ChangedPublication(*first, "_exptl_absorpt_correction_T_min 3\n", "a", problem));
+  EXPECT_FALSE(ChangedPublication(*first, "loop_\n_atom_site_label\nC1\n", "a", problem)) << "no loop of a user's";
+}
+
+TEST(Publication, FindingsGetTheJournalsFormForReplies) {
+  const Finding finding{"formula-atoms", FindingLevel::A, {}, 0, {}, {}, "So it is.", "", {}};
+  const ReplyForm form = ReplyTo(finding, "x");
+  EXPECT_EQ(form.item, "_vrf_PLAT041_x");
+  EXPECT_EQ(form.text, "PROBLEM: So it is.\nRESPONSE: ");
+  EXPECT_EQ(ReplyTo(Finding{}, "x").item, "");
+}
+
+}  // namespace
+}  // namespace marvik
