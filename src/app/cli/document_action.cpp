@@ -2,11 +2,12 @@
 #include <ostream>
 
 #include "app/cli/batch_session.h"
-#include "app/package_directory.h"
+#include "app/journal_files.h"
 #include "app/picture/picture_output.h"
 #include "base/atomic_write.h"
 #include "base/files.h"
 #include "check/cif/check_cif.h"
+#include "picture/report_page.h"
 #include "publish/document.h"
 
 namespace marvik {
@@ -16,17 +17,10 @@ constexpr char kDefaultTemplate[] = "tables";
 
 // A file of that name, or one of the templates: the user's own before those of the installation.
 std::optional<std::string> TemplateText(const std::string& name, const std::string& extension) {
-  std::vector<std::string> places{name};
-  if (const auto package = EnvironmentValue(kPackageVariable))
-    places.push_back(*package + "templates/" + name + "." + extension);
-  places.push_back(TemplateDirectory(ExecutablePath("")) + "templates/" + name + "." + extension);
-  for (const std::string& place : places) {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(place, error)) continue;
-    FileContent file = ReadWholeFile(place);
-    if (file.opened) return std::move(file.content);
-  }
-  return std::nullopt;
+  std::error_code error;
+  const bool isPath = std::filesystem::is_regular_file(name, error);
+  FileContent file = ReadWholeFile(isPath ? name : PackageFile("templates", name, extension));
+  return file.opened ? std::optional(std::move(file.content)) : std::nullopt;
 }
 
 bool Tell(BatchSession& session, const std::string& sentence) {
@@ -39,10 +33,13 @@ bool Tell(BatchSession& session, const std::string& sentence) {
 bool DocumentAction(BatchSession& session, const BatchAction& action) {
   const CommandLineOptions& options = session.options;
   const std::string extension = !options.format.empty() ? options.format : LowerExtensionOf(action.value);
-  const auto kind = DocumentKindOf(extension);
-  if (!kind) return Tell(session, "A document is .html, .tex or .md.");
+  // A page is set from a template in Markdown.
+  const bool isPage = extension == "pdf";
+  const std::string templates = isPage ? "md" : extension;
+  const auto kind = DocumentKindOf(templates);
+  if (!kind) return Tell(session, "A document is .html, .tex, .md or .pdf.");
   const std::string name = options.documentTemplate.empty() ? kDefaultTemplate : options.documentTemplate;
-  const auto text = TemplateText(name, extension);
+  const auto text = TemplateText(name, templates);
   if (!text) return Tell(session, "There is no template " + name + " for ." + extension + " files.");
   const std::string& file = options.file;
   const std::string cif = LowerExtensionOf(file) == "cif" ? file : BaseNameOf(file) + ".cif";
@@ -51,15 +48,25 @@ bool DocumentAction(BatchSession& session, const BatchAction& action) {
   DocumentSource source{content.content, {}, {}};
   const auto findings = CheckCifFile(cif);
   if (findings) source.findings = *findings;
-  if (text->find("{{figure}}") != text->npos && action.value != "-") {
+  if (isPage) {
+    source.figure = "view";
+    RunCommand(session.bench, kKillPeaksCommand);
+    if (!options.rendition) session.bench.RenditionMode = kThermalEllipsoid;
+    session.bench.FitView();
+  } else if (text->find("{{figure}}") != text->npos && action.value != "-") {
     const std::string picture = BaseNameOf(action.value) + ".png";
     if (!WritePicture(session.bench, session.bench.pictureFile, picture, "png")) return false;
     source.figure = FileNameOf(picture);
   }
   std::string problem;
-  const auto document = FillTemplate(
-      *text, *kind, source, [&](const std::string& part) { return TemplateText(part, extension); }, problem);
+  auto document = FillTemplate(
+      *text, *kind, source, [&](const std::string& part) { return TemplateText(part, templates); }, problem);
   if (!document) return Tell(session, "Template " + name + ": " + problem);
+  if (isPage) {
+    PictureSubject subject = SubjectOf(session.bench);
+    document = DrawReportPage(subject, *document);
+    if (!document) return false;
+  }
   if (action.value == "-") {
     session.out << *document;
     return true;

@@ -15,7 +15,7 @@ namespace {
 using Options = CommandLineOptions;
 
 constexpr std::string_view kWriteFormats[] = {"ins", "res", "pdb", "ct", "inp", "wrl", "con", "glb"};
-constexpr std::string_view kDocumentFormats[] = {"html", "tex", "md"};
+constexpr std::string_view kDocumentFormats[] = {"html", "tex", "md", "pdf"};
 constexpr std::string_view kRenditions[] = {"wire", "ball", "ellipsoid", "pipes", "lit"};  // by DisplayMode
 constexpr std::string_view kBackgrounds[] = {"black", "white", "transparent"};
 constexpr std::string_view kRenderers[] = {"interactive", "opengl"};
@@ -257,11 +257,20 @@ constexpr OptionRow kOptions[] = {
      "validate FILE, a CIF, as journals do, with NAME.fcf beside it; status 1 from level A on",
      nullptr,
      CheckAction},
+    {"--publication",
+     "",
+     {},
+     kActions,
+     "list what the CIF of FILE leaves to its author: item, value, unit, what it takes, meaning, and what files beside "
+     "propose; --commands 'publication=...' sets it",
+     nullptr,
+     PublicationAction},
     {"--report-document",
      "OUT",
      {},
      kActions,
-     "tables and paragraphs for a paper from FILE, a CIF, or the CIF beside it, by --template: .html .tex .md",
+     "tables and paragraphs for a paper from FILE, a CIF, or the CIF beside it, by --template: .html .tex .md, or one "
+     "page of .pdf",
      nullptr,
      DocumentAction,
      nullptr,
