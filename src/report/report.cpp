@@ -204,18 +204,25 @@ Report EnvironmentReport(const Document& document, const AtomRecord& atom, doubl
   return report;
 }
 
+bool HasBothHands(const Document& document) {
+  return std::ranges::any_of(document.symmetry, [](const SymmetryOperator& op) { return op.Determinant() < 0; });
+}
+
 Report StructureReport(const Document& document, const ReportRequest& request, const GeometryUncertainty& uncertainty) {
   constexpr const char* kTitles[] = {
       "Atoms", "Bonds", "Angles", "Torsion Angles", "Hydrogen Bonds", "Contacts", "Environment", "",
-      "",      "",      "",       "Hybridization"};
+      "",      "",      "",       "Hybridization",  "Chirality"};
   const char* title = kTitles[static_cast<size_t>(request.kind)];
   Report report{request.kind, title, title, title + std::string(kEnd), {}, {}, {}};
-  if (request.kind != ReportKind::Hybrid) report.basis = BasisOf(uncertainty);
+  const bool isWithoutNumbers = request.kind == ReportKind::Hybrid || request.kind == ReportKind::Chirality;
+  if (!isWithoutNumbers) report.basis = BasisOf(uncertainty);
   ReportTable table = StructureTable(document, request.kind, uncertainty, request.radius);
   if (table.Rows() == 0) report.text += std::string(kEnd) + "There are none." + kEnd;
   AddTable(report, table);
   report.tables = {std::move(table)};
-  if (request.kind != ReportKind::Hybrid) report.text += kEnd + uncertainty.Basis() + kEnd;
+  if (request.kind == ReportKind::Chirality && HasBothHands(document))
+    report.text += std::string(kEnd) + "Symmetry makes the other hand as well." + kEnd;
+  if (!isWithoutNumbers) report.text += kEnd + uncertainty.Basis() + kEnd;
   return report;
 }
 

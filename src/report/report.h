@@ -28,6 +28,7 @@ enum class ReportKind : uint8_t {
   Centroid,
   Hybrid,
   Peaks,  // composed where the reflections are read
+  Chirality,
   // About one atom.
   BondsAndAngles,
   Environment,
@@ -36,9 +37,9 @@ enum class ReportKind : uint8_t {
 };
 
 // Reports that go by names on the command line, in the order of their kinds.
-inline constexpr std::array<std::string_view, 13> kReportNames{
+inline constexpr std::array<std::string_view, 14> kReportNames{
     "atoms",  "bonds", "angles",         "torsions", "hydrogen-bonds", "contacts", "environment",
-    "planes", "plane", "weighted-plane", "centroid", "hybrid",         "peaks"};
+    "planes", "plane", "weighted-plane", "centroid", "hybrid",         "peaks",    "chirality"};
 std::optional<ReportKind> ReportKindOf(std::string_view name);
 
 // What a report is about, by serial numbers, so that it can be composed anew when the structure has changed. Without

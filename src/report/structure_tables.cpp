@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "chem/atom_geometry.h"
+#include "chem/chirality.h"
 #include "chem/crystal_fragments.h"
 #include "chem/hybridization.h"
 #include "chem/structure_geometry.h"
@@ -52,6 +53,23 @@ ReportTable HybridTable(const Document& document) {
     table.Text(name);
     table.Integer(atom->hydrogenCount);
     table.Integer(atom->charge);
+  }
+  return table;
+}
+
+ReportTable ChiralityTable(const Document& document) {
+  ReportTable table({"atoms", "symmetry", "value", "su", "label", "part", "ranked"});
+  const auto reported = ReportedAtoms(document);
+  for (const StereoCentre& centre : FindStereoCentres(document)) {
+    if (std::ranges::find(reported, centre.atom) == reported.end()) continue;
+    table.Texts({centre.atom->name});
+    table.Texts({""});
+    table.Measured(std::nan(""), {}, 0);
+    table.Text(std::string(1, centre.label));
+    table.Integer(centre.part);
+    std::string ranked;
+    for (const AtomRecord* atom : centre.ranked) ranked += (ranked.empty() ? "" : " > ") + atom->name;
+    table.Text(ranked);
   }
   return table;
 }
@@ -174,6 +192,8 @@ ReportTable StructureTable(const Document& document, ReportKind kind, const Geom
       return ValueTable(TorsionsOf(document, StructureBonds(document), uncertainty), 1);
     case ReportKind::Hybrid:
       return HybridTable(document);
+    case ReportKind::Chirality:
+      return ChiralityTable(document);
     default:
       return SurroundingsTable(document, kind, uncertainty, radius);
   }
