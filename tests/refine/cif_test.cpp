@@ -221,5 +221,26 @@ TEST_F(CifTest, TellsOfWhatItCarriesAndOfWhatTheUserKnows) {
   EXPECT_EQ(Said().find("CONF"), std::string::npos);
 }
 
+TEST_F(CifTest, ChargesStandWhereTheyBalance) {
+  const std::string head =
+      "TITL b\nCELL 0.71073 6.1 6.3 6.2 90 90 90\nZERR 1 0.001 0.001 0.001 0 0 0\nLATT -1\nSFAC H N CL\nUNIT 4 1 1\n"
+      "L.S. 1\nACTA\nWGHT 0.1\nFVAR 1\n";
+  const std::string ammonium =
+      "N1 2 0.5 0.5 0.5 11 0.03\nH1 1 0.582 0.580 0.581 11 0.04\nH2 1 0.418 0.420 0.581 11 0.04\n"
+      "H3 1 0.418 0.580 0.419 11 0.04\n";
+  const std::string last = "H4 1 0.582 0.420 0.419 11 0.04\n", chloride = "CL1 3 0.02 0.01 0.03 11 0.03\nHKLF 4\nEND\n";
+  const auto moiety = [&](const char* name, const std::string& ins) {
+    Simulate(name, ins, 0.6);
+    Write(std::string(name) + ".ins", ins);
+    EXPECT_EQ(Run(name), 0) << Said();
+    cif_ = Read(std::string(name) + ".cif");
+    CifReader reader(cif_, {"_"});
+    EXPECT_TRUE(reader.Next(block_));
+    return Item("_chemical_formula_moiety");
+  };
+  EXPECT_EQ(moiety("b", head + ammonium + last + chloride), "H4 N 1+, Cl 1-");
+  EXPECT_EQ(moiety("c", head + ammonium + chloride), "") << "ammonia and an anion do not balance";
+}
+
 }  // namespace
 }  // namespace marvik

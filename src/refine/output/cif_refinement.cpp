@@ -114,6 +114,12 @@ void WriteDetails(const Session& s, CifWriter& cif) {
   if (s.structure.hasSolvent)
     AppendPrintf(details, " Diffuse solvent by Babinet's principle: g = %.3f, U = %.3f\n", s.structure.solventScale,
                  s.structure.solventU);
+  if (!s.added.empty())
+    AppendPrintf(
+        details,
+        " A solvent mask: the contributions of %zu reflections in %s.fab were added to the calculated structure\n"
+        " factors (ABIN). Formula, weight, density, F(000) and \\m hold what UNIT says.\n",
+        s.added.size(), s.name.c_str());
   if (details.empty()) {
     cif.Item("_refine_special_details", "?");
   } else {

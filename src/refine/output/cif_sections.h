@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 
 #include "files/cif/cif_writer.h"
 #include "refine/output/geometry.h"
@@ -28,8 +29,11 @@ std::string Shortest(double value, int decimals);
 // are bonded to each other.
 std::vector<std::string> AssembliesOf(const Session& session);
 
-// The chemical units of the model, "C12 H10 N O, 2(H2 O)", charges unknown; "" where one has no end, or where the
-// occupancies of what is alike add up to no simple number.
+// The formal charge that its bonds leave an atom; nothing where they do not make it sure, as with metals.
+std::optional<int> FormalCharge(const Session& session, int site);
+// The chemical units of the model, "C12 H10 N O, 2(H2 O)"; "" where one has no end, or where the occupancies of what is
+// alike add up to no simple number. With charges, "C8 H20 N 1+, Cl 1-", where those of all units, but for one kind at
+// most, follow from their bonds and their sum leaves that one a whole number.
 std::string MoietyFormula(const Session& session);
 
 }  // namespace marvik

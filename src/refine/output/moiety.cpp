@@ -15,6 +15,7 @@ struct Unit {
   Contents contents;
   double atoms = 0.0;
   double perCell = 0.0;  // how many there are, by occupancy
+  std::optional<double> charge = 0.0;
 };
 
 std::array<long, 3> PlaceKey(const Fractional& x) {
@@ -69,6 +70,12 @@ bool FollowBonds(const Session& s, size_t start, std::vector<bool>& known, Unit&
     const double n = inCell(site) / units / occupancy;
     unit.contents[symbol] += n;
     unit.atoms += n;
+    const auto charge = FormalCharge(s, site);
+    if (charge && unit.charge) {
+      *unit.charge += n * *charge;
+    } else {
+      unit.charge.reset();
+    }
   }
   unit.perCell = units * occupancy;
   return true;
@@ -94,6 +101,41 @@ std::string HillFormula(Contents contents) {
   return formula;
 }
 
+// All units of a formula.
+struct Kind {
+  double count = 0.0;  // in the formula unit
+  double atoms = 0.0;
+  std::optional<double> charge;
+};
+
+bool IsWhole(double n) {
+  return std::fabs(n - std::round(n)) < 0.05;
+}
+
+// The charge of the one kind that has none is what balances the others. False where nothing is charged, or not all is
+// sure.
+bool BalanceCharges(std::map<std::string, Kind>& kinds) {
+  double sum = 0.0;
+  Kind* open = nullptr;
+  bool charged = false;
+  for (auto& [formula, kind] : kinds) {
+    if (!kind.charge) {
+      if (open) return false;
+      open = &kind;
+      continue;
+    }
+    if (!IsWhole(*kind.charge)) return false;
+    charged = charged || std::fabs(*kind.charge) > 0.5;
+    sum += kind.count * *kind.charge;
+  }
+  if (open) open->charge = -sum / open->count;
+  return charged && (open ? IsWhole(*open->charge) : std::fabs(sum) < 0.02);
+}
+
+std::string ChargeText(double charge) {
+  return std::fabs(charge) < 0.5 ? "" : Printf(" %.0f%c", std::fabs(charge), charge > 0.0 ? '+' : '-');
+}
+
 }  // namespace
 
 std::string MoietyFormula(const Session& s) {
@@ -102,21 +144,30 @@ std::string MoietyFormula(const Session& s) {
   const double z = zerr.numbers.empty() ? 0.0 : zerr.numbers[0];
   if (!(z > 0.0)) return {};
   std::vector<bool> known(s.structure.sites.size(), false);
-  std::map<std::string, std::pair<double, double>> units;  // formula: how many, atoms
+  std::map<std::string, Kind> kinds;
+  bool lone = false;
   for (size_t i = 0; i < known.size(); ++i) {
     if (known[i]) continue;
     Unit unit;
     if (!FollowBonds(s, i, known, unit)) return {};
     const std::string formula = HillFormula(unit.contents);
-    // An atom alone is an ion, whose charge is the user's to say, or lacks its hydrogens.
-    if (formula.empty() || unit.atoms < 1.5) return {};
-    units[formula].first += unit.perCell / z;
-    units[formula].second = unit.atoms;
+    if (formula.empty()) return {};
+    lone = lone || unit.atoms < 1.5;
+    Kind& kind = kinds[formula];
+    // Of isomers one may be charged.
+    const bool agrees = kind.count == 0.0 || kind.charge == unit.charge;
+    kind.charge = agrees ? unit.charge : std::nullopt;
+    kind.count += unit.perCell / z;
+    kind.atoms = unit.atoms;
   }
   std::vector<std::pair<double, std::string>> order;
-  for (const auto& [formula, unit] : units) {
-    const std::string number = Shortest(unit.first, 2);
-    order.emplace_back(-unit.second, number == "1" ? formula : number + "(" + formula + ")");
+  const bool charged = BalanceCharges(kinds);
+  // An atom alone is an ion, whose charge is the user's to say, or lacks its hydrogens.
+  if (lone && !charged) return {};
+  for (const auto& [formula, kind] : kinds) {
+    const std::string number = Shortest(kind.count, 2);
+    const std::string whole = formula + (charged ? ChargeText(*kind.charge) : "");
+    order.emplace_back(-kind.atoms, number == "1" ? whole : number + "(" + whole + ")");
   }
   std::sort(order.begin(), order.end());
   std::string text;
