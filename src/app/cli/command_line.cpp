@@ -99,6 +99,8 @@ bool BatchSession::Prepare() {
     if (file.empty()) return false;
   }
   if (!file.empty() && !OpenFile(bench, file)) return false;
+  // A result file that a CIF carries ends with the peaks of its last map.
+  if (file != options.file) RunCommand(bench, kKillPeaksCommand);
   Turn();
   return true;
 }
