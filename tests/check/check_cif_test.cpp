@@ -120,6 +120,25 @@ TEST(CheckCif, ReflectionsAreComparedWithTheFigures) {
   }
 }
 
+// A label that names two elements does not say how much of each; a flag P without an occupancy is an atom in part.
+TEST(CheckCif, WhatTheListLeavesOpenIsNotJudged) {
+  const std::string cell =
+      "data_x\n_cell_length_a 9\n_cell_length_b 9\n_cell_length_c 9\n_cell_angle_alpha 90\n_cell_angle_beta 90\n"
+      "_cell_angle_gamma 90\n_cell_formula_units_Z 1\nloop_\n_space_group_symop_operation_xyz\nx,y,z\n";
+  const std::string weight =
+      cell +
+      "_chemical_formula_sum 'Br0.5 Cl0.5'\n_chemical_formula_weight 57.68\nloop_\n_atom_site_label\n"
+      "_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n";
+  ExpectShown("weight-atoms", weight + "Cl1 0 0 0\n", weight + "Cl,Br(1) 0 0 0\n");
+  const auto hydroxyl = [&](const std::string& flags) {
+    return cell +
+           "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n"
+           "_atom_site_refinement_flags\nO1 0 0 0 .\nH1 0.0911 0 0 " +
+           flags + "\n";
+  };
+  ExpectShown("donor-oxygen", hydroxyl("R"), hydroxyl("RP"));
+}
+
 // Whatever is cut off, and blocks of every kind, are looked at without harm; a hundred atoms take at most 30 ms.
 TEST(CheckCif, CostOfRealFiles) {
   const char* folder = std::getenv("MARVIK_REAL_DATA");

@@ -94,7 +94,7 @@ void Contacts::Hydrogens(size_t i, const Link& link) {
   const CifSite& a = m_.sites[i];
   const CifSite& b = At(link);
   if (m_.bonds[i].empty() || m_.bonds[static_cast<size_t>(link.site)].empty()) return;
-  if (link.distance > 2.4) return;
+  if (link.distance > 2.4 || !a.Full() || !b.Full()) return;
   const int carrierA = m_.bonds[i][0].site;
   const int carrierB = m_.bonds[static_cast<size_t>(link.site)][0].site;
   const bool within = Within(i, link);
@@ -154,7 +154,7 @@ void Contacts::Donor(size_t i) {
   if (m_.bonds[i].empty()) return;
   const Link& carrier = m_.bonds[i][0];
   const CifSite& d = At(carrier);
-  if ((d.row != 7 && d.row != 8) || !d.Full()) return;
+  if ((d.row != 7 && d.row != 8) || !d.Full() || !h.Full()) return;
   for (const Link& link : m_.near[i]) {
     const CifSite& a = At(link);
     if (!(IsDonorOrAcceptor(a.row) || IsHalogen(a.row) || a.row == 34) || Length(link.place - carrier.place) < 0.05)

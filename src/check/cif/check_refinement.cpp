@@ -391,7 +391,7 @@ void Displacements::RigidBond(size_t i, const Link& link) {
 void Displacements::MeanTensors() {
   std::map<int, std::pair<Mat3, int>> sums;
   for (size_t i = 0; i < m_.sites.size(); ++i) {
-    if (!m_.sites[i].hasUij || !m_.sites[i].Full()) continue;
+    if (!m_.sites[i].hasUij || !m_.sites[i].Full() || m_.sites[i].Hydrogen()) continue;
     auto& [sum, count] = sums[m_.sites[i].residue];
     for (int x = 0; x < 3; ++x) {
       for (size_t y = 0; y < 3; ++y) sum[x][y] += tensors_[i][x][y];

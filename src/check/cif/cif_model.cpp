@@ -245,6 +245,19 @@ void CifModel::TakeSymmetry() {
   group = GroupOfOperators(seen);
 }
 
+namespace {
+
+// "Cl,Br(1)", "Fe/Co2".
+bool NamesSeveralElements(std::string_view label, std::string_view type) {
+  const size_t mark = label.find_first_of(",/");
+  if (!type.empty() || mark == label.npos || mark == 0) return false;
+  const std::string_view second =
+      label.substr(mark + 1, label.find_first_not_of("abcdefghijklmnopqrstuvwxyz", mark + 2) - mark - 1);
+  return RowOfAtomType(label.substr(0, mark)) != kUnknownRow && RowOfAtomType(second) != kUnknownRow;
+}
+
+}  // namespace
+
 void CifModel::TakeAtoms() {
   const CifColumn x = Column("_atom_site_fract_x");
   if (!x.loop || x.Rows() > kMostSites) return;
@@ -288,6 +301,8 @@ void CifModel::TakeAtoms() {
     site.calcFlag = LowerCase(calc[row]);
     site.refinementFlags = std::string(flags[row]) + std::string(posn[row]) + std::string(adp[row]);
     site.dummy = site.calcFlag == "dum";
+    site.partial = !site.occupancy.Given() && site.refinementFlags.find('P') != std::string::npos;
+    mixed = mixed || NamesSeveralElements(site.label, type[row]);
     if (site.dummy) continue;
     int order = 0;
     for (const SymmetryOperator& op : operators) {
@@ -394,6 +409,7 @@ void CifModel::FindResidues() {
 }
 
 std::map<int, double> CifModel::AtomsInCell() const {
+  if (mixed) return {};
   std::map<int, double> counts;
   for (const CifSite& site : sites) {
     // On a special position a negative part has its whole multiplicity in the occupancy.

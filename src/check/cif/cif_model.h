@@ -46,14 +46,15 @@ struct CifSite {
   std::string assembly;
   std::string calcFlag;
   std::string refinementFlags;
-  int order = 1;       // of the site symmetry
-  bool dummy = false;  // calc flag dum
+  int order = 1;         // of the site symmetry
+  bool dummy = false;    // calc flag dum
+  bool partial = false;  // flagged so, without an occupancy
   const char* at = nullptr;
   int residue = 0;
 
   bool Hydrogen() const { return row == kHydrogenRow || row == kDeuteriumRow; }
   double Occupancy() const { return occupancy.Given() ? occupancy.value : 1.0; }
-  bool Full() const { return part == 0 && Occupancy() > 0.999; }
+  bool Full() const { return part == 0 && Occupancy() > 0.999 && !partial; }
   // Its coordinates are calculated, not refined.
   bool Calculated() const { return calcFlag == "calc" || calcFlag == "c" || calcFlag == "calculated"; }
 };
@@ -82,7 +83,8 @@ class CifModel {
   bool Missing(std::string_view name, std::string_view older = {}) const;
   int LineOf(const char* place) const;
 
-  // Counted from the list of atoms, in one cell. Those in parts that share a place count by occupancy.
+  // Counted from the list of atoms, in one cell. Those in parts that share a place count by occupancy. Nothing where a
+  // label names several elements, "Cl,Br(1)", whose shares the list does not tell.
   std::map<int, double> AtomsInCell() const;
   double sinThetaMax() const;  // sin θ / λ, 0 when not known
   bool Centrosymmetric() const { return group && group->hasInversion; }
@@ -111,6 +113,7 @@ class CifModel {
   std::vector<std::vector<Link>> bonds;  // those that are bonds
   std::unordered_map<std::string, int> siteOf;
   bool disordered = false;
+  bool mixed = false;  // a label names several elements
   bool polymer = false;
   int heaviest = 0;  // atomic number
 
