@@ -19,7 +19,7 @@ def main():
     missing = []
     for document in documents:
         text = document.read_text().replace("FOLDER", "*")
-        named = [(m.start(), m[1]) for m in re.finditer(r"\]\(([^)#\s:]+)(?:#[^)]*)?\)", text)]
+        named = [(m.start(), m[1]) for m in re.finditer(r"\]\(([^)#\s:{]+)(?:#[^)]*)?\)", text)]
         for m in re.finditer(r"`([\w.*-]+(?:/[\w.*-]+)+/?)`", text):
             if m[1].split("/")[0] in FOLDERS:
                 named.append((m.start(), m[1]))

@@ -270,6 +270,7 @@ constexpr CommandRow kRows[] = {
      nullptr, ""},
     {613, "measure-groups", "Planes and C&entroids...", "", "GROUPS", None, Atoms, MeasureGroupsHandler, nullptr, ""},
     {630, "journal-panel", "&Check for Journal", "F10", "[on|off]", None, Always, PanelHandler, IsPanelShown<630>, ""},
+    {630, "journal-panel", "Check for &Journal", "F10", "[on|off]", None, Always, PanelHandler, IsPanelShown<630>, ""},
     {631, "publication", "&Publication Items...", "", "ITEMS|FILE", None, Always, PublicationHandler, nullptr, ""},
     {650, "figure", "&Figure Choices...", "", "FIELD=VALUE ...", None, Always, FigureHandler, nullptr, "",
      FigureFields},
