@@ -23,6 +23,17 @@ std::string AsWritten(const CifTokens& tokens) {
   return tokens.isUnknown ? std::string(tokens.text) : CifValueText(tokens.text);
 }
 
+// How many quotes stand before a value and behind it; the last may be missing.
+std::pair<size_t, size_t> QuotesAround(std::string_view text, const CifTokens& tokens) {
+  const auto begin = static_cast<size_t>(tokens.text.data() - text.data());
+  const char quote = begin > 0 ? text[begin - 1] : ' ';
+  if (quote != '\'' && quote != '"') return {0, 0};
+  const std::string_view behind = text.substr(begin + tokens.text.size());
+  const std::string three(3, quote);
+  if (begin >= 3 && text.substr(begin - 3, 3) == three && behind.starts_with(three)) return {3, 3};
+  return {1, behind.starts_with(quote) ? 1 : 0};
+}
+
 // One item or loop with its place in the text.
 struct Piece {
   std::vector<std::string> names;
@@ -63,9 +74,9 @@ std::vector<Block> BlocksOf(std::string_view text) {
       piece.names.emplace_back(tokens.text);
     for (; kind == Kind::Value && (isLoop || piece.values.empty()); kind = tokens.Next()) {
       piece.values.push_back(AsWritten(tokens));
-      const bool quoted = !tokens.isTextField && place() > 0 && (text[place() - 1] == '\'' || text[place() - 1] == '"');
-      piece.valueBegin = place() - (tokens.isTextField || quoted ? 1 : 0);
-      piece.valueEnd = place() + tokens.text.size() + (quoted ? 1 : 0);
+      const auto [before, behind] = tokens.isTextField ? std::pair{size_t{1}, size_t{0}} : QuotesAround(text, tokens);
+      piece.valueBegin = place() - before;
+      piece.valueEnd = place() + tokens.text.size() + behind;
       if (tokens.isTextField) piece.valueEnd = std::min(text.find(';', piece.valueEnd), text.size() - 1) + 1;
     }
     blocks.back().pieces.push_back(std::move(piece));

@@ -131,8 +131,8 @@ std::string CifTextField(std::string_view lines) {
 }
 
 std::string CifValueText(std::string_view value) {
-  if (value.empty()) return "?";
   const std::string coded = CifMarkup(value);
+  if (coded.empty()) return "?";
   if (coded == "?" || coded == "." || IsBare(coded)) return coded;
   const bool oneLine = coded.find('\n') == coded.npos && coded.size() < kLongestLine - kNameColumn;
   for (const char quote : {'\'', '"'}) {
