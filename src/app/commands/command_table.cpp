@@ -269,7 +269,6 @@ constexpr CommandRow kRows[] = {
     {612, "remove-measurements", "Remo&ve Measurements", "", "[NUMBER]", Structure, Atoms, RemoveMeasuresHandler,
      nullptr, ""},
     {613, "measure-groups", "Planes and C&entroids...", "", "GROUPS", None, Atoms, MeasureGroupsHandler, nullptr, ""},
-    {630, "journal-panel", "&Check for Journal", "F10", "[on|off]", None, Always, PanelHandler, IsPanelShown<630>, ""},
     {630, "journal-panel", "Check for &Journal", "F10", "[on|off]", None, Always, PanelHandler, IsPanelShown<630>, ""},
     {631, "publication", "&Publication Items...", "", "ITEMS|FILE", None, Always, PublicationHandler, nullptr, ""},
     {650, "figure", "&Figure Choices...", "", "FIELD=VALUE ...", None, Always, FigureHandler, nullptr, "",
