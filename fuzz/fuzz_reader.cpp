@@ -48,12 +48,6 @@ void RequireSettled(const Document& document, FileLayout layout, const std::stri
 // What is not edited comes back byte for byte; edits that the bytes choose are saved and read back.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
-  std::string joined = text;
-  JoinContinuationLines(joined);
-  std::vector<std::string> words;
-  std::vector<double> values;
-  Tokenize(text, words, values, kReaderTokens);
-
   Document document;
   RecordingMessages messages;
   if (!ReadInstructionText(document, text, messages)) return 0;

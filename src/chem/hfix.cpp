@@ -154,12 +154,6 @@ void SetHfixEntry(Document& document, AtomRecord* carrier, int code) {
   }
 }
 
-const HfixEntry* FindHfixEntry(const AtomList& atoms, const AtomRecord* carrier) {
-  for (const HfixEntry& entry : atoms.hfix)
-    if (entry.carrier == carrier) return &entry;
-  return nullptr;
-}
-
 bool RemoveHfixEntry(AtomList& atoms, const AtomRecord* carrier) {
   return carrier && std::erase_if(atoms.hfix, [&](const HfixEntry& entry) { return entry.carrier == carrier; }) > 0;
 }

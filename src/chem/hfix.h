@@ -31,7 +31,6 @@ HydrogenCodes CodesFor(const AtomRecord& atom, HydrogenBuilder& builder);
 std::string HfixLine(const Document& document, const AtomRecord& carrier, int code);
 // The program's entry for a carrier, made or replaced; lines read from a file stay as they are.
 void SetHfixEntry(Document& document, AtomRecord* carrier, int code);
-const HfixEntry* FindHfixEntry(const AtomList& atoms, const AtomRecord* carrier);
 // False when there was none.
 bool RemoveHfixEntry(AtomList& atoms, const AtomRecord* carrier);
 

@@ -333,10 +333,6 @@ bool HydrogenBuilder::Put(int afix, const HfixGroup& group, const std::vector<Ca
   return true;
 }
 
-bool PlaceHydrogens(Document& document, int code, AtomRecord* carrier, UserMessages& messages) {
-  return HydrogenBuilder(document, messages).Place(code, carrier);
-}
-
 void TellOfFailures(const std::vector<const AtomRecord*>& carriers, UserMessages& messages) {
   if (carriers.empty()) return;
   std::string labels;

@@ -67,9 +67,6 @@ class HydrogenBuilder {
   size_t added_ = 0;
 };
 
-// One group for itself.
-bool PlaceHydrogens(Document& document, int code, AtomRecord* carrier, UserMessages& messages);
-
 // The message that names carriers whose hydrogens could not be placed; none for an empty list.
 void TellOfFailures(const std::vector<const AtomRecord*>& carriers, UserMessages& messages);
 

@@ -100,12 +100,6 @@ bool NeighbourGrid::FindRange(const Cartesian& centre, double radius, Range& ran
   return true;
 }
 
-void NeighbourGrid::CollectWithin(const Cartesian& centre, double radius, std::vector<uint32_t>& found) const {
-  found.clear();
-  ForEachWithin(centre, radius, [&](uint32_t index, double) { found.push_back(index); });
-  std::sort(found.begin(), found.end());
-}
-
 namespace {
 
 // Sorts pairs of indices below `count`, few of which share their first: by counting, then within each group.

@@ -38,9 +38,6 @@ class NeighbourGrid {
     ForEachPlace(centre, radius, [&](uint32_t at, double distance) { visit(indices_[at], distance); });
   }
 
-  // The indices of the same points, ascending: what a plain loop over the points would meet. `found` is emptied first.
-  void CollectWithin(const Cartesian& centre, double radius, std::vector<uint32_t>& found) const;
-
  private:
   friend std::optional<std::vector<IndexPair>> ClosePairs(std::span<const Cartesian>, std::span<const double>, double,
                                                           size_t);

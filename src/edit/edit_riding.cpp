@@ -111,14 +111,6 @@ int32_t NextAfixGroup(const Document& document) {
   return last + 1;
 }
 
-std::vector<AtomRecord*> RidersOf(const AtomList& atoms, const AtomRecord* parent) {
-  std::vector<AtomRecord*> riders;
-  for (AtomRecord* atom : Atoms(atoms)) {
-    if (atom->parent == parent) riders.push_back(atom);
-  }
-  return riders;
-}
-
 void MoveBehindParent(AtomList& atoms, AtomRecord* atom) {
   AtomRecord* parent = atom->parent;
   atoms.Unlink(atom);

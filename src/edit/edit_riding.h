@@ -16,9 +16,6 @@ void SetAfix(Document& document, AtomRecord* atom, int code, int32_t group);
 // Links an atom behind its parent and the hydrogens that ride on that already.
 void MoveBehindParent(AtomList& atoms, AtomRecord* atom);
 
-// The hydrogens that ride on an atom, in list order.
-std::vector<AtomRecord*> RidersOf(const AtomList& atoms, const AtomRecord* parent);
-
 // "Restore Killed Atom(s)": takes chosen atoms out of the killed list. Each goes back behind the live atom that was
 // made or read last before it, never into the middle of another AFIX group; riding hydrogens go behind their parent,
 // found by the AFIX group they stood in, else as the nearest C, N or O within bonding reach. Hydrogens that find none

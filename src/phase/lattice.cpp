@@ -58,20 +58,6 @@ Miller Centring::FromPrimitive(const Miller& h) const {
   return out;
 }
 
-Fractional Centring::ToCell(const Fractional& x) const {
-  const auto along = [&](size_t j) { return x.x * p[0][j] + x.y * p[1][j] + x.z * p[2][j]; };
-  return {along(0), along(1), along(2)};
-}
-
-Metric PrimitiveMetric(const Metric& cell, const Centring& centring) {
-  std::array<Cartesian, 3> v;
-  for (size_t i = 0; i < 3; ++i) v[i] = cell.ToCartesian({centring.p[i][0], centring.p[i][1], centring.p[i][2]});
-  const auto angle = [&](size_t i, size_t j) {
-    return std::acos(Dot(v[i], v[j]) / (Length(v[i]) * Length(v[j]))) * kDegreesPerRadian;
-  };
-  return MakeMetric({Length(v[0]), Length(v[1]), Length(v[2]), angle(1, 2), angle(0, 2), angle(0, 1)});
-}
-
 Rotation Product(const Rotation& a, const Rotation& b) {
   Rotation c{};
   for (size_t i = 0; i < 3; ++i)

@@ -21,11 +21,9 @@ struct Centring {
   bool Allows(const Miller& h) const;
   Miller ToPrimitive(const Miller& h) const;
   Miller FromPrimitive(const Miller& h) const;
-  Fractional ToCell(const Fractional& primitive) const;
 };
 
 const std::vector<Centring>& KnownCentrings();
-Metric PrimitiveMetric(const Metric& cell, const Centring& centring);
 
 // Rotations of the user's cell (proper ones, as matrices on its axes) that leave its metric and the lattice alone, the
 // identity first. Edges may differ by 0.6 %, angles by as much.

@@ -186,12 +186,13 @@ TEST_F(HydrogensTest, GroupsThatCannotBeBuiltAreNamedAndTheOthersBuilt) {
 TEST_F(HydrogensTest, SurroundingsWithoutADirectionAreRefused) {
   Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 1.5, 0, 0) + Line("C3", 1, -1.5, 0, 0) + Line("C4", 1, 0, 8, 0));
   for (const int code : {23, 43, 13, 137, 93, 163, 83, 99})
-    EXPECT_FALSE(PlaceHydrogens(document, code, Atom("C1"), messages));
-  for (const int code : {23, 43, 13, 137, 147, 163}) EXPECT_FALSE(PlaceHydrogens(document, code, Atom("C4"), messages));
+    EXPECT_FALSE(HydrogenBuilder(document, messages).Place(code, Atom("C1")));
+  for (const int code : {23, 43, 13, 137, 147, 163})
+    EXPECT_FALSE(HydrogenBuilder(document, messages).Place(code, Atom("C4")));
   EXPECT_EQ(document.atoms.LiveCount(), 4u);
   // Where everything beyond lies in line any torsion will do.
   Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 1.46, 0, 0) + Line("N2", 3, 2.6, 0, 0));
-  ASSERT_TRUE(PlaceHydrogens(document, 137, Atom("C1"), messages));
+  ASSERT_TRUE(HydrogenBuilder(document, messages).Place(137, Atom("C1")));
   for (const AtomRecord* h : HydrogensOn("C1")) EXPECT_NEAR(AngleAt("C1", h, Atom("C2")), 109.47, 0.01);
 }
 

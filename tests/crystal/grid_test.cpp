@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
@@ -21,6 +22,13 @@ std::vector<uint32_t> PlainSearch(const std::vector<Cartesian>& points, const Ca
   return found;
 }
 
+std::vector<uint32_t> Within(const NeighbourGrid& grid, const Cartesian& centre, double radius) {
+  std::vector<uint32_t> found;
+  grid.ForEachWithin(centre, radius, [&](uint32_t index, double) { found.push_back(index); });
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
 TEST(NeighbourGrid, FindsWhatALoopFinds) {
   std::mt19937 random(11);
   size_t total = 0;
@@ -35,13 +43,12 @@ TEST(NeighbourGrid, FindsWhatALoopFinds) {
       if (random() % 10 == 0) p = {std::round(p.x), std::round(p.y), std::round(p.z)};
     }
     const NeighbourGrid grid(points, run % 5 == 0 ? 0.0 : std::pow(10.0, static_cast<int>(random() % 4) - 2));
-    std::vector<uint32_t> found;
     for (int k = 0; k < 20; ++k) {
       Cartesian centre{place(random), place(random), place(random)};
       if (!points.empty() && k % 2) centre = points[random() % points.size()];
       const double radii[] = {0.0, 1.0, 2.0, spread * 0.3, spread * 5, 1e300, kInfinity, -1.0, std::nan("")};
       const double radius = radii[random() % 9];
-      grid.CollectWithin(centre, radius, found);
+      const std::vector<uint32_t> found = Within(grid, centre, radius);
       ASSERT_EQ(found, PlainSearch(points, centre, radius)) << "run " << run << " radius " << radius;
       total += found.size();
     }
@@ -58,10 +65,8 @@ TEST(NeighbourGrid, MissesNothingAtTheEdgeOfARadius) {
         for (int k = 0; k < 3; ++k) points.push_back({i + shift, j - shift, k + 2 * shift});
     for (const double cell : {0.5, 1.0, 0.1, 3.0}) {
       const NeighbourGrid grid(points, cell);
-      std::vector<uint32_t> found;
       for (const Cartesian& centre : points) {
-        grid.CollectWithin(centre, 1.0, found);
-        ASSERT_EQ(found, PlainSearch(points, centre, 1.0)) << shift << ' ' << cell;
+        ASSERT_EQ(Within(grid, centre, 1.0), PlainSearch(points, centre, 1.0)) << shift << ' ' << cell;
       }
     }
   }

@@ -32,17 +32,6 @@ TEST(RenderScene, BallsAndTheStickBetweenThem) {
   EXPECT_EQ(scene.canvas.Count("disc"), 16);
 }
 
-TEST(RenderScene, SmallBallsAreDots) {
-  RecordingCanvas canvas;
-  drawShadedBall(canvas, {255, 0, 0}, {5, 5}, 0);
-  drawShadedBall(canvas, {255, 0, 0}, {5, 5}, 1);
-  EXPECT_EQ(canvas.Recorded(), "disc 5 5 r 0.5 #ff0000\ndisc 5 5 r 1 #ff0000\n");
-  canvas.Forget();
-  drawShadedBall(canvas, {255, 0, 0}, {5, 5}, 2);
-  EXPECT_EQ(canvas.Recorded().find("disc 3.5 3.5 r 1 #ac0000\n"), 0u);
-  EXPECT_EQ(canvas.Count("disc"), 8);
-}
-
 TEST(RenderScene, DepthOrderIsStable) {
   float last = -1e9f;
   const std::vector<float> values{0.5f, -3.0f, 1e-20f, -1e-20f, 0.0f, -0.0f, 7e5f, -7e5f, 0.5f};

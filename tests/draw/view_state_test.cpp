@@ -145,43 +145,6 @@ TEST(ViewState, PixelsRoundHalfAwayFlipAndStayWithin16Bits) {
   EXPECT_EQ(pixel(kNan, 0).x, -32768);
 }
 
-TEST(ViewState, SegmentsAreTestedAgainstTheDepthWindow) {
-  ViewState view;
-  const auto at = [](double z) { return ClipPoint{{0.25, -0.5, z}, 1.0}; };
-  EXPECT_TRUE(view.projectSegment(at(0.1), at(-0.1), 0.1, -0.1));
-  EXPECT_FALSE(view.projectSegment(at(0.1001), at(0), 0.1, -0.1));
-  EXPECT_FALSE(view.projectSegment(at(0), at(-0.1001), 0.1, -0.1));
-  // A level of 0 leaves only what lies exactly in the middle plane.
-  EXPECT_TRUE(view.projectSegment(at(0), at(0), 0.0, 0.0));
-  EXPECT_FALSE(view.projectSegment(at(0), at(1e-9), 0.0, 0.0));
-
-  view.deviceOriginX = 2;
-  view.deviceOriginY = 3;
-  const auto page = view.projectSegmentForPrint(at(0), {{-0.5, 1.0, 0}, 9.0}, 1.0, -1.0);
-  ASSERT_TRUE(page);
-  EXPECT_DOUBLE_EQ(page->x1, 0.25 * 10160 + 72 + 9741);
-  EXPECT_DOUBLE_EQ(page->y1, -0.5 * 10160 - (27 + 3429) * 4);
-  EXPECT_DOUBLE_EQ(page->x2, -0.5 * 10160 + 72 + 9741);
-  EXPECT_DOUBLE_EQ(page->y2, 1.0 * 10160 - (27 + 3429) * 4);
-  EXPECT_FALSE(view.projectSegmentForPrint(at(2), at(0), 1.0, -1.0));
-}
-
-TEST(ViewState, DepthClippingInterpolates) {
-  ViewPoint p{0, 0, -2};
-  ViewPoint q{4, 8, 2};
-  ASSERT_TRUE(ViewState::clipSegmentToDepth(p, q, -1.0, 1.0));
-  EXPECT_EQ(p, (ViewPoint{3, 6, 1})) << "the nearer end comes first";
-  EXPECT_EQ(q, (ViewPoint{1, 2, -1}));
-  ViewPoint a{1, 1, 0.5};
-  ViewPoint b{2, 2, 0.5};
-  EXPECT_TRUE(ViewState::clipSegmentToDepth(a, b, 0.5, 0.5));
-  EXPECT_EQ(a, (ViewPoint{1, 1, 0.5}));
-  EXPECT_FALSE(ViewState::clipSegmentToDepth(a, b, -1.0, 0.4));
-  EXPECT_FALSE(ViewState::clipSegmentToDepth(a, b, 0.6, 1.0));
-  ViewPoint bad{0, 0, kNan};
-  EXPECT_FALSE(ViewState::clipSegmentToDepth(a, bad, -1.0, 1.0) && ViewState::clipSegmentToDepth(bad, a, -1.0, 1.0));
-}
-
 TEST(ViewState, SphereHoldsWhatIsDisplayed) {
   Document document;
   EXPECT_DOUBLE_EQ(SphereOfModel(document).radius, 0.5);

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/numbers.h"
 #include "language/keywords.h"
 #include "language/line_source.h"
 
@@ -12,15 +11,6 @@ namespace {
 
 using Strings = std::vector<std::string>;
 using enum InstructionKeyword;
-
-struct Tokens {
-  explicit Tokens(const std::string& line, int maxTokens = kReaderTokens) {
-    count = Tokenize(line, texts, values, maxTokens);
-  }
-  int count;
-  Strings texts;
-  std::vector<double> values;
-};
 
 // The logical lines of a text, as their code or as they are kept.
 Strings Codes(const std::string& text) {
@@ -80,49 +70,6 @@ TEST(Keywords, TheReaderAlsoKnowsShortLinesResiduesAndLaterKeywords) {
   EXPECT_EQ(HeadOf("+file").keyword, kInclude);
   for (int code = 0; code < kAllKeywords; ++code)
     EXPECT_EQ(static_cast<int>(RowOf(static_cast<InstructionKeyword>(code)).keyword), code);
-}
-
-TEST(Tokenizer, WordsAndValues) {
-  Tokens t("C1  1,0.1\t-2.5 1.5A x\n");
-  EXPECT_EQ(t.count, 6);
-  EXPECT_EQ(t.texts[3], "-2.5");
-  EXPECT_EQ(t.values[4], 1.5);
-  EXPECT_TRUE(IsMissing(t.values[0]));
-  EXPECT_TRUE(IsMissing(t.values[5]));
-  EXPECT_TRUE(IsMissing(t.values[6]));
-  EXPECT_EQ(t.values.size(), 128u);
-  Tokens comma("1.5,2.5");
-  EXPECT_EQ(comma.count, 2);
-  EXPECT_EQ(comma.values[1], 2.5);
-  EXPECT_EQ(Tokens(" ,\t").count, 0);
-}
-
-TEST(Tokenizer, TheLastSlotTakesTheRest) {
-  Tokens rest("a b  3 4 ", 3);
-  EXPECT_EQ(rest.count, 3);
-  EXPECT_EQ(rest.texts[2], " 3 4 ");
-  EXPECT_TRUE(IsMissing(rest.values[2]));
-  EXPECT_EQ(Tokens("a b 3", 3).values[2], 3.0);
-  Tokens empty("a b ", 3);
-  EXPECT_EQ(empty.count, 3);
-  EXPECT_EQ(empty.texts[2], "");
-  EXPECT_EQ(empty.values[2], 0.0);
-  EXPECT_EQ(Tokens("a b", 3).count, 2);
-}
-
-TEST(Tokenizer, ItsLimits) {
-  const Tokens longLine(std::string(300, 'x') + std::string(211, ' ') + "lost");
-  EXPECT_EQ(longLine.count, 1);
-  EXPECT_EQ(longLine.texts[0].size(), 79u);
-  std::string many;
-  for (int i = 0; i < 200; ++i) many += "1 ";
-  EXPECT_EQ(Tokens(many).count, 128);
-}
-
-TEST(Continuation, JoinedByTheLetter) {
-  std::string text = "=\na = lost\nb=1=\nc\nREM R = 0.1\nFVAR 1\nend =";
-  JoinContinuationLines(text);
-  EXPECT_EQ(text, "=\na        b=1  c\nREM R       FVAR 1\nend =");
 }
 
 TEST(LineSource, WhatIsContinuedAndWhatIsNot) {

@@ -229,10 +229,6 @@ void ScanlineCanvas::PlainOutline(const EllipseShape& shape, uint32_t colour) {
   }
 }
 
-void ScanlineCanvas::SetOptions(ScanlineOptions options) {
-  options_ = options;
-}
-
 void ScanlineCanvas::DiscStack(CanvasPoint centre, std::span<const Disc> discs) {
   const double x = std::nearbyint(centre.x);
   const double y = std::nearbyint(centre.y);

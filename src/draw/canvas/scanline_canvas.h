@@ -34,7 +34,6 @@ class ScanlineCanvas : public Canvas {
 
   // Goes on drawing elsewhere, keeping the pictures of disc stacks.
   void SetTarget(uint32_t* pixels, int width, int height, ptrdiff_t stride);
-  void SetOptions(ScanlineOptions options);
 
   void Clear(Rgb colour) override;
   void Lines(std::span<const LinePiece> pieces, const Pen& pen) override;

@@ -138,10 +138,6 @@ class InteractiveRenderer {
   std::unique_ptr<RenderFrame> frame_;
 };
 
-// Eight discs over one another, each lighter, smaller and further to the upper left than the last, inside the square of
-// side 2·radius around the centre; whole pixels. A radius below 2, which would leave nothing to see, gives a dot.
-void drawShadedBall(Canvas& canvas, Rgb colour, CanvasPoint centre, int radiusPixels);
-
 // A solid stick of more than one unit is drawn twice: forth with the whole width, back with a fifth of it. Widths in
 // device units, at least the thinnest line; `style` is a BondStyle.
 void drawBondLine(Canvas& canvas, Rgb colour, CanvasPoint a, CanvasPoint b, double width, int style);

@@ -63,10 +63,6 @@ void DrawWholeBall(Canvas& canvas, CanvasPoint centre, int radius, const std::ar
 
 }  // namespace
 
-void drawShadedBall(Canvas& canvas, Rgb colour, CanvasPoint centre, int radiusPixels) {
-  DrawWholeBall(canvas, centre, std::clamp(radiusPixels, 0, static_cast<int>(kLargestBall)), BallShades(colour));
-}
-
 void RenderFrame::SetUpBalls() {
   for (size_t row = 0; row < ballRadius_.size(); ++row) {
     const double drawRadius = document_->elements[static_cast<int>(row)].drawRadius;

@@ -15,8 +15,6 @@ constexpr double kLargestRadius = 1e30;
 constexpr double kZoomIn = 0.8333333;
 constexpr double kZoomOut = 1.1111111;
 
-constexpr double kPageUnitsPerView = 10160.0;  // hundredths of a millimetre: 4 inches
-
 Matrix4 operator*(const Matrix4& a, const Matrix4& b) {
   Matrix4 product{};
   for (size_t i = 0; i < 4; ++i) {
@@ -149,10 +147,6 @@ ClipPoint ViewState::transformPoint(const Cartesian& relativeToCentre) const {
   return Apply(combined, relativeToCentre);
 }
 
-ClipPoint ViewState::transformByProjection(const Cartesian& p) const {
-  return Apply(projection, p);
-}
-
 PixelPoint ViewState::toPixel(const ClipPoint& c) const {
   const double w = c.w > 1e-6 ? c.w : 1e-6;
   const double x = w == 1.0 ? c.p.x : c.p.x / w;
@@ -162,37 +156,6 @@ PixelPoint ViewState::toPixel(const ClipPoint& c) const {
   // Counted in halves, since the middle of an odd viewport lies at one; the halving cuts toward zero.
   return {To16Bits((2 * (right + deviceOriginX) + viewportWidth) / 2),
           To16Bits((2 * (fullHeight - 1 - up + deviceOriginY) - viewportHeight) / 2)};
-}
-
-std::optional<ViewState::PixelSegment> ViewState::projectSegment(const ClipPoint& p, const ClipPoint& q, double far,
-                                                                 double near) const {
-  if (p.p.z > far || p.p.z < near || q.p.z > far || q.p.z < near) return std::nullopt;
-  return PixelSegment{toPixel(p), toPixel(q)};
-}
-
-std::optional<ViewState::PageSegment> ViewState::projectSegmentForPrint(const ClipPoint& p, const ClipPoint& q,
-                                                                        double far, double near) const {
-  if (p.p.z > far || p.p.z < near || q.p.z > far || q.p.z < near) return std::nullopt;
-  const auto pageX = [this](const ClipPoint& c) { return c.p.x * kPageUnitsPerView + deviceOriginX * 36.0 + 9741.0; };
-  const auto pageY = [this](const ClipPoint& c) {
-    return c.p.y * kPageUnitsPerView - (deviceOriginY * 9.0 + 3429.0) * 4.0;
-  };
-  return PageSegment{pageX(p), pageY(p), pageX(q), pageY(q)};
-}
-
-bool ViewState::clipSegmentToDepth(ViewPoint& p, ViewPoint& q, double near, double far) {
-  if (near > far) std::swap(near, far);
-  if (q.z > p.z) std::swap(p, q);
-  if (!(p.z >= near && q.z <= far)) return false;
-  const ViewPoint a = p;
-  const ViewPoint b = q;
-  const auto cut = [&](double z) {
-    const double t = (z - a.z) / (b.z - a.z);
-    return ViewPoint{a.x + (b.x - a.x) * t, a.y + (b.y - a.y) * t, z};
-  };
-  if (p.z > far) p = cut(far);
-  if (q.z < near) q = cut(near);
-  return true;
 }
 
 void ViewState::fitView(double radius, const std::optional<Cartesian>& centre) {

@@ -64,24 +64,8 @@ class ViewState {
   // zero length, which nothing in the program asks for: the caller ends the program.
   bool rotateView(double angle, std::array<double, 3> axis, bool postFlag);
   ClipPoint transformPoint(const Cartesian& relativeToCentre) const;
-  ClipPoint transformByProjection(const Cartesian& p) const;
   // Pixel of a transformed point, without the depth test; clamped to 16 bits.
   PixelPoint toPixel(const ClipPoint& p) const;
-  // Both ends as pixels, nothing when either lies outside near..far.
-  struct PixelSegment {
-    PixelPoint p;
-    PixelPoint q;
-  };
-  std::optional<PixelSegment> projectSegment(const ClipPoint& p, const ClipPoint& q, double far, double near) const;
-  // In hundredths of a millimetre on a page, one normalised unit being 10160.
-  struct PageSegment {
-    double x1, y1, x2, y2;
-  };
-  std::optional<PageSegment> projectSegmentForPrint(const ClipPoint& p, const ClipPoint& q, double far,
-                                                    double near) const;
-  // Orders the ends so that the nearer one (greater z) comes first and cuts them at the planes, in whichever order
-  // these are given; false when nothing is left.
-  static bool clipSegmentToDepth(ViewPoint& p, ViewPoint& q, double near, double far);
   void fitView(double radius, const std::optional<Cartesian>& centre);
 
  private:

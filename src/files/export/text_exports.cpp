@@ -59,19 +59,4 @@ std::optional<std::string> ComposeAtomsInput(const Document& document, UserMessa
   return text;
 }
 
-bool ExportPdb(const Document& document, const std::string& directory, const std::string& fileName,
-               UserMessages& messages) {
-  return WriteExport(directory + fileName, ComposePdb(document, fileName, messages), messages);
-}
-
-bool ExportConnectionTable(const Document& document, const std::string& directory, const std::string& fileName,
-                           UserMessages& messages) {
-  return WriteExport(directory + fileName, ComposeConnectionTable(document, messages), messages);
-}
-
-bool ExportAtomsInput(const Document& document, const std::string& directory, const std::string& fileName,
-                      UserMessages& messages) {
-  return WriteExport(directory + fileName, ComposeAtomsInput(document, messages), messages);
-}
-
 }  // namespace marvik

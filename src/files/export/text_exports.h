@@ -19,12 +19,4 @@ std::optional<std::string> ComposeConnectionTable(const Document& document, User
 // Input of the ATOMS drawing program; in the program's mirrored frame.
 std::optional<std::string> ComposeAtomsInput(const Document& document, UserMessages& messages);
 
-// The same into directory + fileName, whole or not at all. False after a message.
-bool ExportPdb(const Document& document, const std::string& directory, const std::string& fileName,
-               UserMessages& messages);
-bool ExportConnectionTable(const Document& document, const std::string& directory, const std::string& fileName,
-                           UserMessages& messages);
-bool ExportAtomsInput(const Document& document, const std::string& directory, const std::string& fileName,
-                      UserMessages& messages);
-
 }  // namespace marvik

@@ -73,15 +73,6 @@ Fractional ImagePosition(const Structure& structure, const Neighbour& n) {
   return {x.x + n.cell[0], x.y + n.cell[1], x.z + n.cell[2]};
 }
 
-Mat3 ImageRotation(const Structure& structure, int operation) {
-  Mat3 m;
-  const auto& r = structure.group.all[static_cast<size_t>(operation)].r;
-  for (size_t i = 0; i < 3; ++i) {
-    for (size_t j = 0; j < 3; ++j) m.m[i][j] = r[i][j];
-  }
-  return m;
-}
-
 NeighbourTable ImagesWithin(const Structure& structure, double reach) {
   std::vector<Fractional> places;
   for (const Site& site : structure.sites) places.push_back(site.x);

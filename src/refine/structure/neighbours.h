@@ -20,8 +20,6 @@ struct Neighbour {
 using NeighbourTable = std::vector<std::vector<Neighbour>>;
 
 Fractional ImagePosition(const Structure& structure, const Neighbour& n);
-// The rotation of an image as a matrix on fractional vectors.
-Mat3 ImageRotation(const Structure& structure, int operation);
 
 // All images within a distance in Å of every site, nearest first; the site itself and what lies within 0.01 Å of it are
 // left out.

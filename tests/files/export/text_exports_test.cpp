@@ -7,6 +7,7 @@
 #include "base/files.h"
 #include "base/numbers.h"
 #include "files/export/conquest_query.h"
+#include "files/export/export_atoms.h"
 #include "files/export/export_fixture.h"
 
 #if __has_include(<gemmi/pdb.hpp>)
@@ -81,10 +82,11 @@ TEST_F(ExportTest, APeakOrAnUnwritableTargetLeavesNothing) {
   std::filesystem::create_directory(folder);
   const std::string directory = folder.string() + "/";
   const auto exportAll = [&](const std::string& where) {
-    return ExportPdb(document, where, "x.pdb", messages) || ExportConnectionTable(document, where, "x.ct", messages) ||
-           ExportAtomsInput(document, where, "x.inp", messages);
+    return WriteExport(where + "x.pdb", ComposePdb(document, "x.pdb", messages), messages) ||
+           WriteExport(where + "x.ct", ComposeConnectionTable(document, messages), messages) ||
+           WriteExport(where + "x.inp", ComposeAtomsInput(document, messages), messages);
   };
-  EXPECT_TRUE(ExportPdb(document, directory, "good.pdb", messages));
+  EXPECT_TRUE(WriteExport(directory + "good.pdb", ComposePdb(document, "good.pdb", messages), messages));
   EXPECT_TRUE(ReadWholeFile(directory + "good.pdb").content.starts_with("COMPND  good.pdb  "));
   EXPECT_FALSE(exportAll(directory + "none/"));
   ASSERT_EQ(messages.shown.size(), 3u);
