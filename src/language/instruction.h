@@ -20,6 +20,7 @@ struct Instruction {
   std::vector<std::string> words;      // all that are not, in order
   std::vector<std::string> all;        // every word behind the keyword
   std::string text;                    // on one line, without comments
+  std::string place;                   // " (job.ins, line 7)" for what is said about it, where that is known
   const AtomRecord* before = nullptr;  // the atom that the line stood before, where that matters
 };
 Instruction ParseInstruction(const SourceLine& line);

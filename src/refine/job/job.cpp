@@ -80,7 +80,7 @@ void NoteParts(const Document& document, const std::vector<Command>& commands, c
   for (const PartNote& part : kPartNotes) {
     const auto with = std::find_if(commands.begin(), commands.end(),
                                    [&](const Command& c) { return c.name == part.keyword && part.there(c); });
-    if (with != commands.end()) notes.push_back(with->text + ": " + part.text + places.Of(with->keyword));
+    if (with != commands.end()) notes.push_back(with->text + ": " + part.text + with->place);
   }
   const std::pair<const char*, size_t> most[] = {{"ACTA", 0}, {"FMAP", 1}, {"PLAN", 1}};
   for (const auto& [keyword, count] : most) {
@@ -113,7 +113,7 @@ std::vector<std::string> UnsupportedNotes(const Document& document, const std::v
     const bool isAtom = std::any_of(places.notes.begin(), places.notes.end(),
                                     [&](const std::string& note) { return note.find(word) != std::string::npos; });
     if (isAtom && command.keyword == InstructionKeyword::kAtomLine) continue;
-    notes.push_back(command.name + ": " + reason + places.Of(command.keyword));
+    notes.push_back(command.name + ": " + reason + command.place);
   }
   if (ParseInstruction(TextInFile(document, "L.S.")).numbers.size() > 1)
     notes.push_back(
@@ -131,7 +131,9 @@ Job MakeJob(const Document& document, const LinePlaces& places) {
   Job job;
   const RefinementSettings& s = document.settings;
   job.fragments = FragmentsOf(document, job.notes);
-  job.commands = WithIncludes(InstructionsOf(document), document.WorkingDirectory, job.fragments, job.notes);
+  std::vector<Command> given = InstructionsOf(document);
+  for (Command& command : given) command.place = places.Of(command);
+  job.commands = WithIncludes(given, document.WorkingDirectory, job.fragments, job.notes);
   const std::vector<std::string> unsupported = UnsupportedNotes(document, job.commands, places);
   job.notes.insert(job.notes.end(), unsupported.begin(), unsupported.end());
   job.conjugateGradients = s.RefinementType == "CGLS";

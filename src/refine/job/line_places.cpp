@@ -5,7 +5,6 @@
 #include <cmath>
 
 #include "base/numbers.h"
-#include "language/instruction.h"
 #include "language/line_source.h"
 #include "language/tokenizer.h"
 
@@ -54,6 +53,11 @@ std::string LinePlaces::Of(InstructionKeyword keyword) const {
   return found == first.end() ? std::string() : Printf(" (%s, line %d)", file.c_str(), found->second);
 }
 
+std::string LinePlaces::Of(const Instruction& instruction) const {
+  const auto found = texts.find(instruction.text);
+  return found == texts.end() ? Of(instruction.keyword) : Printf(" (%s, line %d)", file.c_str(), found->second);
+}
+
 LinePlaces FindPlaces(std::string_view text, const std::string& file) {
   LinePlaces places;
   places.file = file;
@@ -67,6 +71,7 @@ LinePlaces FindPlaces(std::string_view text, const std::string& file) {
     number += static_cast<int>(std::count(counted, line.raw.data(), end));
     counted = line.raw.data();
     places.first.emplace(line.head.keyword, number);
+    if (line.head.keyword != InstructionKeyword::kAtomLine) places.texts.emplace(line.code, number);
     if (line.head.keyword == InstructionKeyword::kHklf) break;
     if (line.head.keyword == InstructionKeyword::kFrag) source.TakeFragment(line);
     if (line.head.keyword == InstructionKeyword::kSfac) elements += CountElements(ParseInstruction(line));

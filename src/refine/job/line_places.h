@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "language/keywords.h"
+#include "language/instruction.h"
 
 namespace marvik {
 
@@ -13,10 +13,12 @@ namespace marvik {
 struct LinePlaces {
   std::string file;                         // name without its folder
   std::map<InstructionKeyword, int> first;  // the first line of each, from 1
+  std::map<std::string, int> texts;         // the first line of each text of an instruction
   std::vector<std::string> notes;           // atom lines that are not taken as they stand, with their lines
 
   // " (job.ins, line 7)", "" where it is not known.
   std::string Of(InstructionKeyword keyword) const;
+  std::string Of(const Instruction& instruction) const;
 };
 
 // Reads the text of an instruction file up to its HKLF or END.

@@ -176,7 +176,8 @@ void ApplyHfix(Document& document, const Structure& structure, const std::vector
     }
     for (const int residue : ResiduesOf(structure, command)) {
       const ResolvedNames names = ResolveAtoms(structure, command, commands, command.words, residue);
-      for (const std::string& missing : names.missing) notes.push_back("HFIX: there is no atom " + missing);
+      for (const std::string& missing : names.missing)
+        notes.push_back("HFIX: there is no atom " + missing + command.place);
       for (const SiteImage& image : names.images) {
         const auto& around = bonds[static_cast<size_t>(image.site)];
         const Site& site = structure.sites[static_cast<size_t>(image.site)];
@@ -219,8 +220,9 @@ std::array<double, 6> TensorOfIsotropic(const Metric& metric, double u) {
 }
 
 void PrepareDocument(Document& document, UserMessages& messages, std::vector<AtomRecord*>& fresh,
-                     std::vector<std::string>& notes) {
-  const std::vector<Command> commands = InstructionsOf(document);
+                     std::vector<std::string>& notes, const LinePlaces& places) {
+  std::vector<Command> commands = InstructionsOf(document);
+  for (Command& command : commands) command.place = places.Of(command);
   ApplyMoves(document, commands, notes);
   Structure structure;
   std::vector<std::string> unused;

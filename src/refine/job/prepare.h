@@ -5,6 +5,7 @@
 
 #include "base/user_messages.h"
 #include "model/document.h"
+#include "refine/job/line_places.h"
 #include "refine/structure/structure.h"
 
 namespace marvik {
@@ -13,7 +14,7 @@ namespace marvik {
 // (and the inversion setting), ANIS and HFIX. Hydrogens made from HFIX stand behind their carrier; `fresh` gets those
 // whose torsion is yet to be found. Sentences about what could not be done go to `notes`.
 void PrepareDocument(Document& document, UserMessages& messages, std::vector<AtomRecord*>& fresh,
-                     std::vector<std::string>& notes);
+                     std::vector<std::string>& notes, const LinePlaces& places = {});
 
 // U of an isotropic atom as a tensor in file order.
 std::array<double, 6> TensorOfIsotropic(const Metric& metric, double u);

@@ -20,7 +20,8 @@ std::vector<std::vector<int>> SetsOf(const Structure& structure, const Job& job,
     if (command.name != keyword) continue;
     for (const int residue : ResiduesOf(structure, command)) {
       const ResolvedNames names = ResolveAtoms(structure, command, job.commands, command.words, residue);
-      for (const std::string& missing : names.missing) notes.push_back(command.name + ": there is no atom " + missing);
+      for (const std::string& missing : names.missing)
+        notes.push_back(command.name + ": there is no atom " + missing + command.place);
       std::vector<int> set;
       for (const SiteImage& image : names.images) set.push_back(image.site);
       if (set.size() > 1) sets.push_back(set);
@@ -31,7 +32,7 @@ std::vector<std::vector<int>> SetsOf(const Structure& structure, const Job& job,
 
 bool ReadInstructions(Session& s, const LineSink& print, std::string& problem) {
   PrintedMessages messages(print);
-  PrepareDocument(s.document, messages, s.fresh, s.notes);
+  PrepareDocument(s.document, messages, s.fresh, s.notes, s.places);
   s.job = MakeJob(s.document, s.places);
   for (const std::string& note : s.notes) {
     if (std::find(s.job.notes.begin(), s.job.notes.end(), note) == s.job.notes.end()) s.job.notes.push_back(note);

@@ -152,7 +152,7 @@ RestraintList MakeRestraints(const Structure& structure, const std::vector<Comma
     const Command command = WithDefaults(given, defaults);
     const std::vector<int> residues = maker->byResidue ? ResiduesOf(structure, command) : std::vector<int>{0};
     if (residues.empty()) {
-      notes.push_back(command.name + "_" + command.residue + ": there is no such residue");
+      notes.push_back(command.name + "_" + command.residue + ": there is no such residue" + command.place);
       continue;
     }
     const size_t before = list.size();
@@ -161,7 +161,7 @@ RestraintList MakeRestraints(const Structure& structure, const std::vector<Comma
     for (const int residue : residues) {
       ResolvedNames names = ResolveAtoms(structure, command, commands, InEveryResidue(structure, command), residue);
       for (const std::string& missing : names.missing) {
-        const std::string note = command.name + ": there is no atom " + missing;
+        const std::string note = command.name + ": there is no atom " + missing + command.place;
         if (std::find(notes.begin(), notes.end(), note) == notes.end()) notes.push_back(note);
       }
       if (!names.missing.empty() && !maker->everyAtom) continue;
@@ -174,7 +174,8 @@ RestraintList MakeRestraints(const Structure& structure, const std::vector<Comma
     }
     if (across) maker->make(input, list);
     for (size_t i = before; i < list.size(); ++i) list[i]->text = command.text;
-    if (list.size() == before && command.name != "BUMP") notes.push_back(command.text + ": makes no restraint");
+    if (list.size() == before && command.name != "BUMP")
+      notes.push_back(command.text + ": makes no restraint" + command.place);
   }
   MergeSets(list);
   return list;
