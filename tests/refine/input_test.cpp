@@ -82,7 +82,7 @@ TEST_F(InputTest, SaysWhereItDoesNotTakeALineAsItStands) {
       {"C2 1 ", "C2 1.5 ", "line 15: C2: is not refined: 1.5 is no SFAC number"},
       {"11 0.045", "11 nan", "line 15: C2: nan is no number; the usual value is taken"},
       {"WGHT", "ISOR C1\nISOR C1 C9\nWGHT", "ISOR: there is no atom C9 (s.ins, line 12)"},
-      {"WGHT", "HFIX 43 C8\nWGHT", "HFIX: there is no atom C8 (s.ins, line 11)"},
+      {"WGHT", "HFIX 43 C8\nWGHT", "HFIX 43 C8: H is not on SFAC (s.ins, line 11)"},
       {"WGHT", "HOPE 2\nWGHT", "HOPE: anisotropic scaling is not done (s.ins, line 11)"},
       {"WGHT", "LIST 9\nWGHT", "LIST 9: only 2 to 6 are written (s.ins, line 11)"},
       {"WGHT", "ABIN\nWGHT", "ABIN: s.fab is not there; nothing is added (s.ins, line 11)"},

@@ -171,7 +171,8 @@ void ApplyHfix(Document& document, const Structure& structure, const std::vector
     HfixRequest request{code / 10, code % 10, command.numbers.size() > 1 ? command.numbers[1] : 0.0,
                         command.numbers.size() > 2 ? command.numbers[2] : 0.0};
     if (!FindHfixGroup(request.m) || !hasHydrogen) {
-      notes.push_back(command.text + (hasHydrogen ? ": this geometry is not known" : ": H is not on SFAC"));
+      notes.push_back(command.text + std::string(hasHydrogen ? ": this geometry is not known" : ": H is not on SFAC") +
+                      command.place);
       continue;
     }
     for (const int residue : ResiduesOf(structure, command)) {
