@@ -80,7 +80,12 @@ int AtomNameIndex::Find(const AtomReference& reference, const ResidueNumber& fro
 
 std::vector<ResidueNumber> ResiduesOf(const AtomNameIndex& index, const Instruction& instruction) {
   if (instruction.residue.empty()) return {{}};
-  if (const auto number = ParseResidueNumber(instruction.residue)) return {*number};
+  if (const auto number = ParseResidueNumber(instruction.residue)) {
+    const bool isThere = std::ranges::any_of(index.Sites(), [&](const NamedSite& site) {
+      return site.residue.number == number->number && (number->chain.empty() || site.residue.chain == number->chain);
+    });
+    return isThere ? std::vector<ResidueNumber>{*number} : std::vector<ResidueNumber>{};
+  }
   std::vector<ResidueNumber> residues;
   for (const NamedSite& site : index.Sites()) {
     const bool fits = instruction.residue == "*" || site.className == instruction.residue;

@@ -82,6 +82,8 @@ TEST_F(InputTest, SaysWhereItDoesNotTakeALineAsItStands) {
       {"C2 1 ", "C2 1.5 ", "line 15: C2: is not refined: 1.5 is no SFAC number"},
       {"11 0.045", "11 nan", "line 15: C2: nan is no number; the usual value is taken"},
       {"WGHT", "ISOR C1\nISOR C1 C9\nWGHT", "ISOR: there is no atom C9 (s.ins, line 12)"},
+      {"WGHT", "CONF C1 C2 O1 C7\nWGHT", "CONF: there is no atom C7 (s.ins, line 11)"},
+      {"WGHT", "SADI_7 C1 O1 C2 O1\nWGHT", "SADI_7: there is no such residue (s.ins, line 11)"},
       {"WGHT", "HFIX 43 C8\nWGHT", "HFIX 43 C8: H is not on SFAC (s.ins, line 11)"},
       {"WGHT", "HOPE 2\nWGHT", "HOPE: anisotropic scaling is not done (s.ins, line 11)"},
       {"WGHT", "LIST 9\nWGHT", "LIST 9: only 2 to 6 are written (s.ins, line 11)"},

@@ -30,6 +30,23 @@ std::vector<std::vector<int>> SetsOf(const Structure& structure, const Job& job,
   return sets;
 }
 
+// Bonds and lines of tables that are left out because of a name: restraints and constraints tell of theirs themselves.
+void NoteMissingNames(Session& s) {
+  constexpr std::string_view kKeywords[] = {"BIND", "FREE", "CONF", "HTAB", "MPLA", "RTAB"};
+  for (const Command& command : s.job.commands) {
+    if (std::ranges::find(kKeywords, command.name) == std::end(kKeywords)) continue;
+    std::vector<std::string> words = command.words;
+    if (command.name == "RTAB" && !words.empty()) words.erase(words.begin());
+    const std::vector<int> residues = ResiduesOf(s.structure, command);
+    if (residues.empty())
+      s.job.notes.push_back(command.name + "_" + command.residue + ": there is no such residue" + command.place);
+    for (const int residue : residues) {
+      for (const std::string& missing : ResolveAtoms(s.structure, command, s.job.commands, words, residue).missing)
+        s.job.notes.push_back(command.name + ": there is no atom " + missing + command.place);
+    }
+  }
+}
+
 bool ReadInstructions(Session& s, const LineSink& print, std::string& problem) {
   PrintedMessages messages(print);
   PrepareDocument(s.document, messages, s.fresh, s.notes, s.places);
@@ -96,6 +113,7 @@ bool PrepareModel(Session& s, const std::vector<Reflection>& raw, std::string& p
   if (!BuildStructure(s.document, s.structure, s.job.notes, problem)) return false;
   s.job.limits.wavelength = s.structure.wavelength;
   s.bonds = MakeBonds(s.structure, s.document, s.job.commands);
+  NoteMissingNames(s);
   s.job.parameters.sameCoordinates = SetsOf(s.structure, s.job, "EXYZ", s.job.notes);
   s.job.parameters.sameDisplacements = SetsOf(s.structure, s.job, "EADP", s.job.notes);
   s.job.parameters.restrainedVariables = VariablesOfRestraints(s.job);
