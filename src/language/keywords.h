@@ -38,9 +38,10 @@ struct KeywordRow {
   InstructionKeyword keyword;
   std::string_view spelling;  // four characters; "REM ", "CON " and "END " with their blank, four blanks for kBlank
   Takes takes;
-  KeptPlace place;         // of a line that is kept as text; BeforeAtom for what acts from where it stands
-  bool staysInRun;         // a refinement reads it and leaves the line as it is
-  const char* notRefined;  // why the engine does not act on it, null where it does or needs not
+  KeptPlace place;           // of a line that is kept as text; BeforeAtom for what acts from where it stands
+  bool staysInRun;           // a refinement reads it and leaves the line as it is
+  const char* notRefined;    // why the engine does not act on it, null where it does or needs not
+  std::string_view meaning;  // in a few words, UTF-8
 
   bool TakesNames() const { return takes == Takes::Names || takes == Takes::LabelNames; }
 };

@@ -1,6 +1,7 @@
 #include "help_source.h"
 
 #include <QFile>
+#include <QMap>
 #include <QRegularExpression>
 #include <QSet>
 #include <QTextDocument>
@@ -9,6 +10,7 @@
 #include "app/commands/command_table.h"
 #include "app/help_documents.h"
 #include "app/version.h"
+#include "language/keywords.h"
 #include "ui/help_text.h"
 #include "ui/text.h"
 
@@ -128,6 +130,7 @@ class Writer {
   QString Expanded(const QString& name, QString text) {
     text.replace(QStringLiteral("{{reference}}"), Reference());
     text.replace(QStringLiteral("{{keys}}"), Keys());
+    text.replace(QStringLiteral("{{instructions}}"), Instructions());
     text.replace(QStringLiteral("{{version}}"), QString::fromUtf8(kProgramVersion));
     static const QRegularExpression number(QStringLiteral("\\{\\{([0-9]+)\\}\\}"));
     for (auto match = number.match(text); match.hasMatch(); match = number.match(text)) {
@@ -189,6 +192,18 @@ class Writer {
       seen << id;
       text += QStringLiteral("| %1 | {{%2}} |\n").arg(QString::fromUtf8(row.shortcut)).arg(id);
     }
+    return text;
+  }
+
+  static QString Instructions() {
+    QMap<QString, QString> meanings;
+    for (int code = 0; code < kAllKeywords; ++code) {
+      const KeywordRow& row = RowOf(static_cast<InstructionKeyword>(code));
+      if (!row.meaning.empty()) meanings[ToText(row.spelling).trimmed()] = ToText(row.meaning);
+    }
+    QString text = QStringLiteral("| instruction | what it does |\n|---|---|\n");
+    for (const auto& [spelling, meaning] : meanings.asKeyValueRange())
+      text += QStringLiteral("| %1 | %2 |\n").arg(spelling, meaning);
     return text;
   }
 

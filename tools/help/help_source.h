@@ -16,6 +16,7 @@ struct HelpSource {
 //   {{103}}        becomes a link to the description of that command, with its place in the menus
 //   {{reference}}  the descriptions of commands.md, in the order of the menus
 //   {{keys}}       a table of the shortcuts
+//   {{instructions}}  a table of the instructions of a file
 //   {{contents}}   links to the chapters and sections of the document
 //   {{all}}        the same of every other document
 //   {{version}}    the number of this program

@@ -14,6 +14,7 @@ constexpr double kSmallestRadius = 0.5;
 constexpr double kLargestRadius = 1e30;
 constexpr double kZoomIn = 0.8333333;
 constexpr double kZoomOut = 1.1111111;
+constexpr double kPageUnitsPerView = 10160.0;  // hundredths of a millimetre: 4 inches
 
 Matrix4 operator*(const Matrix4& a, const Matrix4& b) {
   Matrix4 product{};
@@ -156,6 +157,16 @@ PixelPoint ViewState::toPixel(const ClipPoint& c) const {
   // Counted in halves, since the middle of an odd viewport lies at one; the halving cuts toward zero.
   return {To16Bits((2 * (right + deviceOriginX) + viewportWidth) / 2),
           To16Bits((2 * (fullHeight - 1 - up + deviceOriginY) - viewportHeight) / 2)};
+}
+
+std::optional<ViewState::PageSegment> ViewState::projectSegmentForPrint(const ClipPoint& p, const ClipPoint& q,
+                                                                        double far, double near) const {
+  if (p.p.z > far || p.p.z < near || q.p.z > far || q.p.z < near) return std::nullopt;
+  const auto pageX = [this](const ClipPoint& c) { return c.p.x * kPageUnitsPerView + deviceOriginX * 36.0 + 9741.0; };
+  const auto pageY = [this](const ClipPoint& c) {
+    return c.p.y * kPageUnitsPerView - (deviceOriginY * 9.0 + 3429.0) * 4.0;
+  };
+  return PageSegment{pageX(p), pageY(p), pageX(q), pageY(q)};
 }
 
 void ViewState::fitView(double radius, const std::optional<Cartesian>& centre) {

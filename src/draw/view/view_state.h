@@ -66,6 +66,13 @@ class ViewState {
   ClipPoint transformPoint(const Cartesian& relativeToCentre) const;
   // Pixel of a transformed point, without the depth test; clamped to 16 bits.
   PixelPoint toPixel(const ClipPoint& p) const;
+  // Both ends in hundredths of a millimetre on a page, one normalised unit being 10160; nothing when either lies
+  // outside near..far.
+  struct PageSegment {
+    double x1, y1, x2, y2;
+  };
+  std::optional<PageSegment> projectSegmentForPrint(const ClipPoint& p, const ClipPoint& q, double far,
+                                                    double near) const;
   void fitView(double radius, const std::optional<Cartesian>& centre);
 
  private:

@@ -16,6 +16,7 @@
 #include "language/keywords.h"
 #include "language/tokenizer.h"
 #include "ui/panels/finding_list.h"
+#include "ui/text.h"
 
 namespace marvik {
 
@@ -291,12 +292,13 @@ void InstructionsEditor::PaintMargin(QPaintEvent* event, QWidget& margin) {
 }
 
 bool InstructionsEditor::ShowTip(const QPoint& place, const QPoint& global, QWidget& over) {
-  const auto mark = marks_.find(LineAtY(place.y()));
-  if (mark == marks_.end()) {
-    QToolTip::hideText();
-  } else {
-    QToolTip::showText(global, mark->second.text, &over);
-  }
+  const int line = LineAtY(place.y());
+  const auto mark = marks_.find(line);
+  const KeywordRow& row = RowOf(HeadOf(LineText(line).toStdString()).keyword);
+  QString text = mark != marks_.end() ? mark->second.text : QString();
+  if (text.isEmpty() && !row.meaning.empty())
+    text = ToText(row.spelling).trimmed() + QStringLiteral(": ") + ToText(row.meaning);
+  text.isEmpty() ? QToolTip::hideText() : QToolTip::showText(global, text, &over);
   return true;
 }
 
