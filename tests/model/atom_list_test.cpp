@@ -191,8 +191,9 @@ TEST_F(AtomListTest, KillAllFreesOneKindOfRecordAndKeepsTheOther) {
   EXPECT_EQ(list_.RecordCount(), 0u);
   const AtomList copy = list_;  // nothing may refer to what is gone
   EXPECT_EQ(FaultsOf(copy), "");
-  Add("N1");
+  list_.selection.Append(Add("N1"));
   list_.DestroyAll();
+  EXPECT_TRUE(list_.selection.Empty());
   EXPECT_EQ(list_.RecordCount(), 0u);
   EXPECT_EQ(FaultsOf(list_), "");
 }

@@ -30,6 +30,10 @@ TEST(StructureFacts, AddUpWhatTheCellHolds) {
   EXPECT_EQ(facts["Wavelength"], "1.54178 Å");
   // 2 · (12.011 + 15.999 + 65.38 / 2) Da in 1315.0 Å³
   EXPECT_EQ(facts["Density"], "0.153 g/cm³");
+  // Without a Z the contents of the cell are the formula.
+  document.instructions.zerrLine = "ZERR 0 0 0 0 0 0 0";
+  for (const StructureFact& fact : StructureFacts(document)) facts[fact.caption] = fact.value;
+  EXPECT_EQ(facts["Formula given"], "C4 O8 Zn2");
   EXPECT_TRUE(StructureFacts(Document()).empty());
 }
 
