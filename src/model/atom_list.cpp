@@ -11,7 +11,7 @@ const AtomExtras& AtomRecord::Extras() const {
 }
 
 AtomExtras& AtomRecord::MutableExtras() {
-  if (extras.empty()) extras.emplace_back();
+  if (extras.empty()) extras.Make();
   return extras.front();
 }
 

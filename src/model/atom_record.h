@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -68,6 +69,29 @@ struct AtomExtras {
   friend bool operator==(const AtomExtras&, const AtomExtras&) = default;
 };
 
+// Extras or none, copied with the record that has them: a record is small, and most have none.
+class OptionalExtras {
+ public:
+  OptionalExtras() = default;
+  OptionalExtras(const OptionalExtras& other)
+      : held_(other.held_ ? std::make_unique<AtomExtras>(*other.held_) : nullptr) {}
+  OptionalExtras(OptionalExtras&&) noexcept = default;
+  OptionalExtras& operator=(OptionalExtras other) noexcept {
+    held_.swap(other.held_);
+    return *this;
+  }
+  bool empty() const { return !held_; }
+  AtomExtras& front() { return *held_; }
+  const AtomExtras& front() const { return *held_; }
+  void Make() { held_ = std::make_unique<AtomExtras>(); }
+  friend bool operator==(const OptionalExtras& a, const OptionalExtras& b) {
+    return a.held_ && b.held_ ? *a.held_ == *b.held_ : !a.held_ && !b.held_;
+  }
+
+ private:
+  std::unique_ptr<AtomExtras> held_;
+};
+
 // Whether an AFIX code (10·m + n) lets atoms ride on the one before them.
 constexpr bool IsRidingCode(int afix) {
   const int n = afix % 10;
@@ -85,8 +109,8 @@ struct AtomRecord {
   ElementInfo* element = nullptr;
   std::string name;  // bare, no padding
   int8_t createMark = 1;
-  int16_t part = 0;
   int8_t partHasOccupancy = 0;
+  int16_t part = 0;
   float partOccupancy = 0.0f;
   // As they stood in the file when coded with free variables, 0 where the plain value applies: x y z, occupancy, u[6].
   std::array<double, 10> codedValues{};
@@ -115,18 +139,19 @@ struct AtomRecord {
   int32_t moleculeNumber = 0;    // scratch of whoever numbers connected fragments
   int32_t scratch = 0;
   uint32_t slot = 0;        // place in the pool
-  int32_t sourceLine = -1;  // of the source layout, -1 for an atom that was made since
   uint64_t sourceHash = 0;  // of what was written for it right after reading
+  int32_t sourceLine = -1;  // of the source layout, -1 for an atom that was made since
 
-  // Written by the interactive renderer each frame, read by picking until the next.
-  ViewPoint view;
-  double viewW = 1.0;
-  int16_t screenX = 0;
-  int16_t screenY = 0;
   float labelOffsetX = 0.0f;  // view units, each within ±0.5
   float labelOffsetY = 0.0f;
 
-  std::vector<AtomExtras> extras;  // none or one
+  // Written by the interactive renderer each frame, read by picking until the next.
+  int16_t screenX = 0;
+  int16_t screenY = 0;
+  double viewW = 1.0;
+  ViewPoint view;
+
+  OptionalExtras extras;
 
   bool Has(AtomFlag f) const { return (flags & f) != 0; }
   void Set(AtomFlag f, bool on) { flags = static_cast<uint8_t>(on ? flags | f : flags & ~f); }

@@ -29,9 +29,9 @@ struct LayoutLine {
 struct LayoutState {
   enum Kind : uint8_t { Part, Afix, Mole, Residue, Kinds };
   Kind kind = Part;
+  bool hasOccupancy = false;
   int32_t value = 0;  // RESI: index into the document's residues
   int32_t group = 0;  // AFIX: as the atoms' afixGroup
-  bool hasOccupancy = false;
   float occupancy = 0.0f;
 };
 

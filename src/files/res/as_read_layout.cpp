@@ -161,7 +161,7 @@ class AsReadWriter {
     atoms_.State(kind, atom, text);
     Add(text);
     const AtomState wanted = atom ? StateOf(*atom) : AtomState{};
-    LayoutState state{kind, 0, wanted.afixGroup, wanted.hasOccupancy, wanted.occupancy};
+    LayoutState state{kind, wanted.hasOccupancy, 0, wanted.afixGroup, wanted.occupancy};
     state.value = kind == LayoutState::Part   ? wanted.part
                   : kind == LayoutState::Afix ? wanted.afix
                   : kind == LayoutState::Mole ? wanted.mole

@@ -129,20 +129,20 @@ void HandlePart(ReadState& s) {
   s.partOccupancy.reset();
   const bool given = s.words.size() > 1 && ParseWholeNumber(s.words[1], occupancy);
   if (given) s.partOccupancy = static_cast<float>(std::clamp(occupancy, -kLimit, kLimit));
-  s.NoteState({LayoutState::Part, s.part, 0, given, s.partOccupancy.value_or(0.0f)});
+  s.NoteState({LayoutState::Part, given, s.part, 0, s.partOccupancy.value_or(0.0f)});
   if (HasMore(s, given ? 2 : 1)) s.Drop(s.Kept());
 }
 
 void HandleAfix(ReadState& s) {
   if (!TakeState(s, std::numeric_limits<int16_t>::min(), std::numeric_limits<int16_t>::max(), s.afix)) return;
-  s.NoteState({LayoutState::Afix, s.afix, ++s.afixGroup});
+  s.NoteState({LayoutState::Afix, false, s.afix, ++s.afixGroup});
   s.afixWords = TextBehind(s, 1);
   if (s.afix == 0 && HasMore(s, 1)) s.Drop(s.Kept());
 }
 
 void HandleMole(ReadState& s) {
   if (!TakeState(s, 0, std::numeric_limits<uint16_t>::max(), s.mole)) return;
-  s.NoteState({LayoutState::Mole, s.mole});
+  s.NoteState({LayoutState::Mole, false, s.mole});
   if (HasMore(s, 1)) s.Drop(s.Kept());
 }
 
@@ -165,7 +165,7 @@ int ResidueOf(ReadState& s, std::string_view arguments, const std::string& text)
 
 void HandleResi(ReadState& s) {
   s.residue = ResidueOf(s, s.line.head.arguments, s.Kept());
-  s.NoteState({LayoutState::Residue, s.residue});
+  s.NoteState({LayoutState::Residue, false, s.residue});
   if (s.residue >= 0) {
     s.stateResidues.push_back(s.residue);
   } else if (HasMore(s, 1)) {
