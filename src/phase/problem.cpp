@@ -5,10 +5,10 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
+#include "language/instruction.h"
 #include "language/line_source.h"
 #include "language/tokenizer.h"
 #include "model/element_table.h"
-#include "refine/job/commands.h"
 
 namespace marvik::phase {
 namespace {
@@ -21,7 +21,7 @@ constexpr double kLargestVolume = 200000.0;  // Å3
 // Instructions of the header that a solution carries on, apart from those that it decides itself.
 constexpr const char* kCarried[] = {"TITL", "CELL", "ZERR", "NEUT", "SFAC", "DISP", "UNIT", "TEMP", "SIZE"};
 
-bool NumberAt(const Command& command, size_t at, double& value) {
+bool NumberAt(const Instruction& command, size_t at, double& value) {
   if (at >= command.numbers.size()) return false;
   value = command.numbers[at];
   return std::isfinite(value);
@@ -52,7 +52,7 @@ void AddElement(Problem& problem, const std::string& word, std::string& unknown)
 }
 
 // SFAC with the coefficients of one element: a1 b1 ... a4 b4 c.
-void TakeCoefficients(Problem& problem, const Command& command) {
+void TakeCoefficients(Problem& problem, const Instruction& command) {
   if (problem.scatterers.empty() || command.numbers.size() < 9) return;
   Scatterer& s = problem.scatterers.back();
   for (size_t i = 0; i < 4; ++i) s.a[i] = command.numbers[2 * i], s.b[i] = command.numbers[2 * i + 1];
@@ -67,7 +67,7 @@ std::string ReadHeader(const std::string& text, Problem& problem) {
   std::vector<double> unit;
   std::string unknown;
   while (source.Next(line)) {
-    const Command command = ParseInstruction(line);
+    const Instruction command = ParseInstruction(line);
     const std::string& k = command.name;
     if (k == "END" || k == "HKLF") {
       if (k == "HKLF") problem.hklfLine = std::string(line.code);

@@ -4,7 +4,7 @@
 
 #include "base/numbers.h"
 #include "phase/solution.h"
-#include "refine/job/commands.h"
+#include "language/instruction.h"
 
 namespace marvik::phase {
 namespace {

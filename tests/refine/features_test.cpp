@@ -31,7 +31,7 @@ struct Refined {
   Parametrisation parametrisation;
 };
 
-Refined RefineModel(Structure& model, const Observations& o, int cycles, std::vector<Command> commands = {},
+Refined RefineModel(Structure& model, const Observations& o, int cycles, std::vector<Instruction> commands = {},
                     std::vector<RigidGroup> rigid = {}, bool gradients = false) {
   Job job;
   job.conjugateGradients = gradients;
@@ -197,7 +197,7 @@ TEST(Blocks, HoldTheAtomsOfOtherCycles) {
     Structure model = truth;
     for (Site& site : model.sites) site.x.x += 0.002;
     const double start = model.sites[1].x.x;
-    const std::vector<Command> blocks{ParseInstruction("BLOC 1 -1 X1"), ParseInstruction("BLOC 2 -2 X2")};
+    const std::vector<Instruction> blocks{ParseInstruction("BLOC 1 -1 X1"), ParseInstruction("BLOC 2 -2 X2")};
     RefineModel(model, o, 1, blocks, {}, gradients);
     EXPECT_NE(model.sites[0].x.x, start);
     EXPECT_DOUBLE_EQ(model.sites[1].x.x, start) << "X2 has its turn in the second cycle";
@@ -275,7 +275,7 @@ TEST(Preparation, MovesAtomsAndTakesTheInstructionsOut) {
   EXPECT_NEAR(c2->fract.z, 0.4, 1e-6) << "a tied one cannot";
   ASSERT_EQ(notes.size(), 1u);
   EXPECT_NEAR(document.atoms.FindAtom("O1")->fract.z, 0.7, 1e-12);
-  for (const Command& command : InstructionsOf(document)) EXPECT_NE(command.name, "MOVE");
+  for (const Instruction& command : InstructionsOf(document)) EXPECT_NE(command.name, "MOVE");
 }
 
 }  // namespace

@@ -147,7 +147,7 @@ TEST(Solver, SetsAsideEveryDependentParameterInOnePass) {
 // deviation(model + d) = deviation(model) - Σ slope·d for every equation of every kind of restraint.
 TEST(Restraints, SlopesAgreeWithNumericalDifferences) {
   Structure s = MakeChain();
-  std::vector<Command> commands;
+  std::vector<Instruction> commands;
   for (const char* line :
        {"EQIV $1 x+1, y, z", "DFIX 1.5 0.02 C1 C2 C3 C4_$1", "DANG 2.5 C1 C3", "DFIX 21 C2 C3",
         "SADI C1 C2 C2 C3 C3 C4", "SADI C1 C2 C2 C3", "FLAT C1 C2 C3 C4 C5", "CHIV 2.0 0.1 C3", "DELU", "RIGU C1 > C8",
@@ -211,7 +211,7 @@ TEST(Restraints, WeighAndCountAsPublishedRefinementsDo) {
   const Document document;
   const NeighbourTable bonds = MakeBonds(s, document, {});
   const auto equations = [&](std::initializer_list<const char*> lines) {
-    std::vector<Command> commands;
+    std::vector<Instruction> commands;
     for (const char* line : lines) commands.push_back(ParseInstruction(line));
     std::vector<RestraintEquation> all;
     for (const auto& restraint : MakeRestraints(s, commands, bonds, notes)) restraint->Evaluate(s, all);
@@ -336,9 +336,9 @@ TEST(Names, AreFoundInResiduesRangesAndElements) {
   s.sites[4].residueClass = "TOL";
   s.sites[4].name = "C1";
   s.sites[5].hydrogen = true;
-  const std::vector<Command> none;
+  const std::vector<Instruction> none;
   const auto sites = [&](const char* line, int residue = 0) {
-    const Command command = ParseInstruction(line);
+    const Instruction command = ParseInstruction(line);
     std::vector<int> found;
     for (const SiteImage& image : ResolveAtoms(s, command, none, command.words, residue).images)
       found.push_back(image.site);

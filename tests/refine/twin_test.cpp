@@ -62,7 +62,7 @@ class TwinTest : public RunTest {
     }
     EXPECT_NEAR(result.instructions.scaleFactor, truth_.scale, 0.003);
     std::vector<double> found;
-    for (const Command& c : InstructionsOf(result)) {
+    for (const Instruction& c : InstructionsOf(result)) {
       if (c.name == "BASF") found = c.numbers;
       if (c.name != "SWAT") continue;
       EXPECT_NEAR(c.numbers[0], solventG_, 0.03);

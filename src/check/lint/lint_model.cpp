@@ -64,7 +64,7 @@ class ModelLint {
   LintState& state_;
   Document document_;
   Structure structure_;
-  std::vector<Command> commands_;
+  std::vector<Instruction> commands_;
   NeighbourTable bonds_;
   std::unordered_map<std::string, const LintAtom*> atoms_;
   std::map<std::pair<int, int>, double> targets_;

@@ -11,9 +11,9 @@
 #include "check/finding.h"
 #include "crystal/cell_metric.h"
 #include "crystal/space_group.h"
+#include "language/instruction.h"
 #include "language/keywords.h"
 #include "model/element_table.h"
-#include "refine/job/commands.h"
 
 namespace marvik::lint {
 
@@ -31,7 +31,7 @@ struct LintAtom {
 
 // An instruction, with where it stands.
 struct LintCommand {
-  Command command;
+  Instruction command;
   InstructionKeyword keyword = InstructionKeyword::kAtomLine;
   int line = 0;
   int lines = 1;

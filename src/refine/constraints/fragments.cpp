@@ -2,7 +2,7 @@
 
 #include "base/numbers.h"
 #include "language/line_source.h"
-#include "refine/job/commands.h"
+#include "language/instruction.h"
 
 namespace marvik {
 namespace {

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
-#include "refine/job/commands.h"
+#include "language/instruction.h"
 
 namespace marvik {
 namespace {

@@ -2,9 +2,9 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "language/instruction.h"
 #include "language/tokenizer.h"
 #include "refine/data/reflections.h"
-#include "refine/job/commands.h"
 
 namespace marvik {
 namespace {
@@ -109,7 +109,7 @@ void Square(double& f, double& sigma) {
 
 HklFormat ParseHklf(const std::string& line) {
   HklFormat format;
-  const Command command = ParseInstruction(line);
+  const Instruction command = ParseInstruction(line);
   const auto& n = command.numbers;
   if (!n.empty()) format.code = WholeNumber(n[0]);
   if (n.size() > 1 && n[1] != 0.0) format.scale = n[1];

@@ -6,7 +6,7 @@
 #include <map>
 
 #include "base/numbers.h"
-#include "refine/job/commands.h"
+#include "language/instruction.h"
 
 namespace marvik {
 namespace {

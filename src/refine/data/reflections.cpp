@@ -5,7 +5,7 @@
 
 #include "base/numbers.h"
 #include "language/tokenizer.h"
-#include "refine/job/commands.h"
+#include "language/instruction.h"
 
 namespace marvik {
 namespace {

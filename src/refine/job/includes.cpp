@@ -44,7 +44,7 @@ class Includer {
     }
   }
 
-  void Add(std::string_view text, const AtomRecord* before, std::vector<Command>& commands,
+  void Add(std::string_view text, const AtomRecord* before, std::vector<Instruction>& commands,
            std::vector<Fragment>& fragments) {
     LineSource source(text);
     SourceLine line;
@@ -56,7 +56,7 @@ class Includer {
       } else if (line.head.keyword == InstructionKeyword::kFrag && source.TakeFragment(line)) {
         fragments.push_back(ReadFragment(line.raw, notes_));
       } else if (line.head.keyword != InstructionKeyword::kBlank && line.head.keyword != InstructionKeyword::kRem) {
-        Command command = ParseInstruction(line);
+        Instruction command = ParseInstruction(line);
         command.before = before;
         if (!command.name.empty()) commands.push_back(std::move(command));
       }
@@ -144,11 +144,11 @@ std::string TakeIncludes(const std::string& text, const std::string& directory, 
   return out;
 }
 
-std::vector<Command> WithIncludes(const std::vector<Command>& commands, const std::string& directory,
-                                  std::vector<Fragment>& fragments, std::vector<std::string>& notes) {
-  std::vector<Command> all;
+std::vector<Instruction> WithIncludes(const std::vector<Instruction>& commands, const std::string& directory,
+                                      std::vector<Fragment>& fragments, std::vector<std::string>& notes) {
+  std::vector<Instruction> all;
   Includer includer(directory, notes);
-  for (const Command& command : commands) {
+  for (const Instruction& command : commands) {
     if (command.keyword == InstructionKeyword::kInclude) {
       includer.Add(command.text, command.before, all, fragments);
     } else {

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "language/instruction.h"
 #include "refine/constraints/fragments.h"
-#include "refine/job/commands.h"
 
 namespace marvik {
 
@@ -18,7 +18,7 @@ namespace marvik {
 std::string TakeIncludes(const std::string& text, const std::string& directory, std::vector<std::string>& notes);
 
 // The commands with those of the files that are still to be included in their place. Fragments go to `fragments`.
-std::vector<Command> WithIncludes(const std::vector<Command>& commands, const std::string& directory,
-                                  std::vector<Fragment>& fragments, std::vector<std::string>& notes);
+std::vector<Instruction> WithIncludes(const std::vector<Instruction>& commands, const std::string& directory,
+                                      std::vector<Fragment>& fragments, std::vector<std::string>& notes);
 
 }  // namespace marvik

@@ -14,7 +14,7 @@ double NumberOr(const std::vector<double>& numbers, size_t at, double otherwise)
   return at < numbers.size() ? numbers[at] : otherwise;
 }
 
-void ReadTwin(const Command& command, TwinLaw& twin) {
+void ReadTwin(const Instruction& command, TwinLaw& twin) {
   twin.present = true;
   if (command.numbers.size() >= 9) std::copy_n(command.numbers.begin(), 9, twin.matrix.begin());
   const bool bare = command.numbers.size() == 1;
@@ -23,14 +23,14 @@ void ReadTwin(const Command& command, TwinLaw& twin) {
   if (twin.components == 0) twin.components = 2;
 }
 
-void ReadOmit(const Document& document, const std::vector<Command>& commands, DataLimits& limits) {
+void ReadOmit(const Document& document, const std::vector<Instruction>& commands, DataLimits& limits) {
   const RefinementSettings& s = document.settings;
   if (s.OmitOn) {
     limits.omitSigmas = s.OmitSigmas;
     if (s.OmitTwoTheta > 1.0) limits.twoThetaHigh = s.OmitTwoTheta;
     if (s.OmitTwoTheta < -1.0) limits.twoThetaLow = -s.OmitTwoTheta;
   }
-  for (const Command& command : commands) {
+  for (const Instruction& command : commands) {
     if (command.name == "OMIT" && command.numbers.size() == 3) {
       limits.omitted.push_back(
           {WholeNumber(command.numbers[0]), WholeNumber(command.numbers[1]), WholeNumber(command.numbers[2])});
@@ -53,38 +53,38 @@ void ReadWeights(const RefinementSettings& s, WeightScheme& weights) {
 }
 
 double FirstNumber(const std::string& line, double otherwise) {
-  const Command command = ParseInstruction(line);
+  const Instruction command = ParseInstruction(line);
   return NumberOr(command.numbers, 0, otherwise);
 }
 
 // Parts of instructions that are otherwise carried out: the keyword, what makes the part be there, what is said.
 struct PartNote {
   const char* keyword;
-  bool (*there)(const Command& command);
+  bool (*there)(const Instruction& command);
   const char* text;
 };
-bool Names(const Command& c, const char* word) {
+bool Names(const Instruction& c, const char* word) {
   return std::any_of(c.words.begin(), c.words.end(), [&](const std::string& w) { return UpperCase(w) == word; });
 }
 constexpr PartNote kPartNotes[] = {
-    {"OMIT", [](const Command& c) { return !c.words.empty(); }, "atoms are not left out of the map"},
-    {"BIND", [](const Command& c) { return c.words.empty() && c.numbers.size() >= 2; }, "parts are not joined"},
-    {"CONN", [](const Command& c) { return c.words.empty() && !c.numbers.empty(); },
+    {"OMIT", [](const Instruction& c) { return !c.words.empty(); }, "atoms are not left out of the map"},
+    {"BIND", [](const Instruction& c) { return c.words.empty() && c.numbers.size() >= 2; }, "parts are not joined"},
+    {"CONN", [](const Instruction& c) { return c.words.empty() && !c.numbers.empty(); },
      "without atoms it has no effect; the largest number of bonds is not limited for all"},
-    {"ANIS", [](const Command& c) { return Names(c, "$H"); }, "hydrogens stay isotropic"},
-    {"WPDB", [](const Command&) { return true; }, "no file of that kind is written"},
+    {"ANIS", [](const Instruction& c) { return Names(c, "$H"); }, "hydrogens stay isotropic"},
+    {"WPDB", [](const Instruction&) { return true; }, "no file of that kind is written"},
 };
 
-void NoteParts(const Document& document, const std::vector<Command>& commands, const LinePlaces& places,
+void NoteParts(const Document& document, const std::vector<Instruction>& commands, const LinePlaces& places,
                std::vector<std::string>& notes) {
   for (const PartNote& part : kPartNotes) {
     const auto with = std::find_if(commands.begin(), commands.end(),
-                                   [&](const Command& c) { return c.name == part.keyword && part.there(c); });
+                                   [&](const Instruction& c) { return c.name == part.keyword && part.there(c); });
     if (with != commands.end()) notes.push_back(with->text + ": " + part.text + with->place);
   }
   const std::pair<const char*, size_t> most[] = {{"ACTA", 0}, {"FMAP", 1}, {"PLAN", 1}};
   for (const auto& [keyword, count] : most) {
-    const Command command = ParseInstruction(TextInFile(document, keyword));
+    const Instruction command = ParseInstruction(TextInFile(document, keyword));
     if (command.numbers.size() <= count) continue;
     notes.push_back(
         keyword +
@@ -101,11 +101,11 @@ void NoteParts(const Document& document, const std::vector<Command>& commands, c
 
 }  // namespace
 
-std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Command>& commands,
+std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Instruction>& commands,
                                           const LinePlaces& places) {
   std::vector<std::string> notes;
   std::vector<std::string> said;
-  for (const Command& command : commands) {
+  for (const Instruction& command : commands) {
     const char* reason = RowOf(command.keyword).notRefined;
     if (!reason || std::find(said.begin(), said.end(), command.name) != said.end()) continue;
     said.push_back(command.name);
@@ -131,8 +131,8 @@ Job MakeJob(const Document& document, const LinePlaces& places) {
   Job job;
   const RefinementSettings& s = document.settings;
   job.fragments = FragmentsOf(document, job.notes);
-  std::vector<Command> given = InstructionsOf(document);
-  for (Command& command : given) command.place = places.Of(command);
+  std::vector<Instruction> given = InstructionsOf(document);
+  for (Instruction& command : given) command.place = places.Of(command);
   job.commands = WithIncludes(given, document.WorkingDirectory, job.fragments, job.notes);
   const std::vector<std::string> unsupported = UnsupportedNotes(document, job.commands, places);
   job.notes.insert(job.notes.end(), unsupported.begin(), unsupported.end());
@@ -156,7 +156,7 @@ Job MakeJob(const Document& document, const LinePlaces& places) {
   }
   job.temperature = FirstNumber(document.instructions.tempLine, 20.0);
   job.bondHydrogens = UpperCase(s.BondLine).find("$H") != std::string::npos;
-  for (const Command& command : job.commands) {
+  for (const Instruction& command : job.commands) {
     if (command.name == "DAMP") {
       job.damping = NumberOr(command.numbers, 0, 0.7);
       job.largestShift = NumberOr(command.numbers, 1, 15.0);

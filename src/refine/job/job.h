@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "language/instruction.h"
 #include "refine/constraints/fragments.h"
 #include "refine/constraints/parameters.h"
 #include "refine/data/reflections.h"
-#include "refine/job/commands.h"
 #include "refine/job/line_places.h"
 #include "refine/map/fourier.h"
 #include "refine/solve/least_squares.h"
@@ -34,7 +34,7 @@ struct Job {
   int list = 0;
   double temperature = 20.0;  // °C
   std::vector<double> size;   // SIZE, mm
-  std::vector<Command> commands;
+  std::vector<Instruction> commands;
   std::vector<Fragment> fragments;
   std::vector<std::string> notes;  // one line each, for the start of the run
 };
@@ -47,7 +47,7 @@ Job MakeJob(const Document& document, const LinePlaces& places = {});
 bool IsWrittenList(int code);
 
 // Lines about instructions that have no effect here.
-std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Command>& commands,
+std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Instruction>& commands,
                                           const LinePlaces& places);
 
 }  // namespace marvik

@@ -31,17 +31,17 @@ void MoveAtom(AtomRecord& atom, const std::array<double, 4>& move, std::vector<s
   }
 }
 
-void ApplyMoves(Document& document, const std::vector<Command>& commands, std::vector<std::string>& notes) {
+void ApplyMoves(Document& document, const std::vector<Instruction>& commands, std::vector<std::string>& notes) {
   std::array<double, 4> move{0, 0, 0, 1};
   if (document.settings.Invert) move = {1, 1, 1, -1};
-  for (const Command& command : commands) {
+  for (const Instruction& command : commands) {
     if (command.name == "MOVE" && !command.before && command.numbers.size() >= 3) {
       std::copy_n(command.numbers.begin(), 3, move.begin());
       move[3] = command.numbers.size() > 3 && command.numbers[3] < 0.0 ? -1.0 : 1.0;
     }
   }
   for (AtomRecord* atom : Atoms(document.atoms)) {
-    for (const Command& command : commands) {
+    for (const Instruction& command : commands) {
       if (command.name != "MOVE" || command.before != atom || command.numbers.size() < 3) continue;
       std::copy_n(command.numbers.begin(), 3, move.begin());
       move[3] = command.numbers.size() > 3 && command.numbers[3] < 0.0 ? -1.0 : 1.0;
@@ -60,7 +60,7 @@ void MakeAnisotropic(AtomRecord& atom, const Metric& metric) {
   atom.uCount = 6;
 }
 
-void ApplyAnis(Document& document, const Structure& structure, const std::vector<Command>& commands) {
+void ApplyAnis(Document& document, const Structure& structure, const std::vector<Instruction>& commands) {
   const auto some = [&](AtomRecord* from, int count) {
     for (AtomRecord* atom = from; atom && count > 0; atom = atom->next) {
       if (atom->IsHydrogen() || !IsModelAtom(*atom)) continue;
@@ -68,7 +68,7 @@ void ApplyAnis(Document& document, const Structure& structure, const std::vector
       --count;
     }
   };
-  const auto carryOut = [&](const Command& command, AtomRecord* from) {
+  const auto carryOut = [&](const Instruction& command, AtomRecord* from) {
     if (!command.words.empty() || !command.residue.empty()) {
       for (const int residue : ResiduesOf(structure, command)) {
         std::vector<SiteImage> images = ResolveAtoms(structure, command, commands, command.words, residue).images;
@@ -87,7 +87,7 @@ void ApplyAnis(Document& document, const Structure& structure, const std::vector
     const std::string text = TextInFile(document, "ANIS");
     carryOut(ParseInstruction(text.empty() ? "ANIS" : text), document.atoms.head);
   }
-  for (const Command& command : commands) {
+  for (const Instruction& command : commands) {
     if (command.name == "ANIS")
       carryOut(command, command.before ? const_cast<AtomRecord*>(command.before) : document.atoms.head);
   }
@@ -158,14 +158,14 @@ void AddHydrogens(Document& document, AtomRecord& carrier, const HfixRequest& re
   }
 }
 
-void ApplyHfix(Document& document, const Structure& structure, const std::vector<Command>& commands,
+void ApplyHfix(Document& document, const Structure& structure, const std::vector<Instruction>& commands,
                UserMessages& messages, std::vector<AtomRecord*>& fresh, std::vector<std::string>& notes) {
   const NeighbourTable bonds = MakeBonds(structure, document, commands);
   int group = 0;
   for (const AtomRecord* atom : Atoms(document.atoms)) group = std::max(group, atom->afixGroup);
   const bool hasHydrogen = std::find(document.instructions.sfac.begin(), document.instructions.sfac.end(),
                                      kHydrogenRow) != document.instructions.sfac.end();
-  for (const Command& command : commands) {
+  for (const Instruction& command : commands) {
     if (command.name != "HFIX" || command.numbers.empty()) continue;
     const int code = WholeNumber(command.numbers[0]);
     HfixRequest request{code / 10, code % 10, command.numbers.size() > 1 ? command.numbers[1] : 0.0,
@@ -222,8 +222,8 @@ std::array<double, 6> TensorOfIsotropic(const Metric& metric, double u) {
 
 void PrepareDocument(Document& document, UserMessages& messages, std::vector<AtomRecord*>& fresh,
                      std::vector<std::string>& notes, const LinePlaces& places) {
-  std::vector<Command> commands = InstructionsOf(document);
-  for (Command& command : commands) command.place = places.Of(command);
+  std::vector<Instruction> commands = InstructionsOf(document);
+  for (Instruction& command : commands) command.place = places.Of(command);
   ApplyMoves(document, commands, notes);
   Structure structure;
   std::vector<std::string> unused;

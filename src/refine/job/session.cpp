@@ -16,7 +16,7 @@ constexpr int kMostBatches = 200;
 std::vector<std::vector<int>> SetsOf(const Structure& structure, const Job& job, const char* keyword,
                                      std::vector<std::string>& notes) {
   std::vector<std::vector<int>> sets;
-  for (const Command& command : job.commands) {
+  for (const Instruction& command : job.commands) {
     if (command.name != keyword) continue;
     for (const int residue : ResiduesOf(structure, command)) {
       const ResolvedNames names = ResolveAtoms(structure, command, job.commands, command.words, residue);
@@ -33,7 +33,7 @@ std::vector<std::vector<int>> SetsOf(const Structure& structure, const Job& job,
 // Bonds and lines of tables that are left out because of a name: restraints and constraints tell of theirs themselves.
 void NoteMissingNames(Session& s) {
   constexpr std::string_view kKeywords[] = {"BIND", "FREE", "CONF", "HTAB", "MPLA", "RTAB"};
-  for (const Command& command : s.job.commands) {
+  for (const Instruction& command : s.job.commands) {
     if (std::ranges::find(kKeywords, command.name) == std::end(kKeywords)) continue;
     std::vector<std::string> words = command.words;
     if (command.name == "RTAB" && !words.empty()) words.erase(words.begin());
@@ -63,7 +63,7 @@ bool ReadInstructions(Session& s, const LineSink& print, std::string& problem) {
 // Free variables that restraints tie distances to or sum up.
 std::vector<int> VariablesOfRestraints(const Job& job) {
   std::vector<int> variables;
-  for (const Command& command : job.commands) {
+  for (const Instruction& command : job.commands) {
     const auto& n = command.numbers;
     if ((command.name == "DFIX" || command.name == "DANG") && !n.empty()) {
       const int variable = SplitCodedValue(n[0]).variable;
@@ -117,7 +117,7 @@ bool PrepareModel(Session& s, const std::vector<Reflection>& raw, std::string& p
   s.job.parameters.sameCoordinates = SetsOf(s.structure, s.job, "EXYZ", s.job.notes);
   s.job.parameters.sameDisplacements = SetsOf(s.structure, s.job, "EADP", s.job.notes);
   s.job.parameters.restrainedVariables = VariablesOfRestraints(s.job);
-  for (const Command& command : s.job.commands) {
+  for (const Instruction& command : s.job.commands) {
     if (command.name == "BASF") {
       for (const double v : command.numbers) s.structure.batchFractions.push_back(v);
     } else if (command.name == "SWAT") {
@@ -137,7 +137,7 @@ bool PrepareModel(Session& s, const std::vector<Reflection>& raw, std::string& p
 // ABIN n1 n2: k·exp(-8π²U s²)·(A + iB) is added to F; k and U are 1 and 0, or the free variables n1 and n2 as they are.
 void AddAbin(Session& s, const LineSink& print) {
   const auto abin =
-      std::find_if(s.job.commands.begin(), s.job.commands.end(), [](const Command& c) { return c.name == "ABIN"; });
+      std::find_if(s.job.commands.begin(), s.job.commands.end(), [](const Instruction& c) { return c.name == "ABIN"; });
   if (abin == s.job.commands.end() || s.added.empty()) return;
   const auto variable = [&](size_t at, double otherwise) {
     const int number = at < abin->numbers.size() ? WholeNumber(abin->numbers[at]) : 0;

@@ -26,7 +26,7 @@ Contents UnitContents(const Session& s) {
 }
 
 double FormulaUnits(const Session& s) {
-  const Command zerr = ParseInstruction(s.document.instructions.zerrLine);
+  const Instruction zerr = ParseInstruction(s.document.instructions.zerrLine);
   return zerr.numbers.size() != 6 && !zerr.numbers.empty() && zerr.numbers[0] > 0.0
              ? zerr.numbers[0]
              : static_cast<double>(s.structure.group.all.size());
@@ -47,8 +47,8 @@ double SumOver(const Session& s, const Property& property) {
 }
 
 bool IsXRay(const Session& s) {
-  return s.structure.wavelength >= 0.05 &&
-         std::none_of(s.job.commands.begin(), s.job.commands.end(), [](const Command& c) { return c.name == "NEUT"; });
+  return s.structure.wavelength >= 0.05 && std::none_of(s.job.commands.begin(), s.job.commands.end(),
+                                                        [](const Instruction& c) { return c.name == "NEUT"; });
 }
 
 std::string Formula(const Session& s, double z) {

@@ -115,7 +115,7 @@ std::vector<BondAngle> AnglesOf(const Session& s) {
 
 std::vector<FourAtoms> TorsionsOf(const Session& s, const Geometry& geometry) {
   std::vector<FourAtoms> found;
-  for (const Command& command : s.job.commands) {
+  for (const Instruction& command : s.job.commands) {
     if (command.name != "CONF") continue;
     if (!command.words.empty()) {
       for (const int residue : ResiduesOf(s.structure, command)) {
@@ -141,7 +141,7 @@ std::vector<FourAtoms> TorsionsOf(const Session& s, const Geometry& geometry) {
 
 std::vector<HydrogenBondSites> HydrogenBondsOf(const Session& s, const Geometry& geometry) {
   std::vector<HydrogenBondSites> found;
-  for (const Command& command : s.job.commands) {
+  for (const Instruction& command : s.job.commands) {
     if (command.name != "HTAB") continue;
     if (command.words.size() < 2) {
       SearchHydrogenBonds(s, geometry, command.numbers.empty() ? 2.0 : command.numbers[0], found);

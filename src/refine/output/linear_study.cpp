@@ -286,7 +286,7 @@ std::vector<SiteElectrons> FindStrangeElements(const Session& s) {
   std::vector<SiteElectrons> found;
   const bool xrays = s.structure.wavelength > 0.05 &&
                      std::none_of(s.job.commands.begin(), s.job.commands.end(),
-                                  [](const Command& c) { return c.keyword == InstructionKeyword::kNeut; });
+                                  [](const Instruction& c) { return c.keyword == InstructionKeyword::kNeut; });
   if (!xrays || s.result.final.r1 > 0.25 || s.bonds.size() != sites.size()) return found;
   const Parametrisation p = OccupanciesAndDisplacements(s.structure);
   if (IsTooLarge(s, p.Size())) return found;

@@ -175,7 +175,7 @@ std::string ComposeListing(const Session& s, const std::string& console) {
                     PlacedHydrogenTable(s) + BondTable(s, geometry);
   const auto asked = [&](const char* keyword) {
     return std::any_of(s.job.commands.begin(), s.job.commands.end(),
-                       [&](const Command& c) { return c.name == keyword; });
+                       [&](const Instruction& c) { return c.name == keyword; });
   };
   if (asked("CONF")) out += TorsionTable(s, geometry);
   if (asked("HTAB")) out += HydrogenBondTable(s, geometry);

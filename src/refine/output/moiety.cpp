@@ -140,7 +140,7 @@ std::string ChargeText(double charge) {
 
 std::string MoietyFormula(const Session& s) {
   if (s.bonds.size() != s.structure.sites.size()) return {};
-  const Command zerr = ParseInstruction(s.document.instructions.zerrLine);
+  const Instruction zerr = ParseInstruction(s.document.instructions.zerrLine);
   const double z = zerr.numbers.empty() ? 0.0 : zerr.numbers[0];
   if (!(z > 0.0)) return {};
   std::vector<bool> known(s.structure.sites.size(), false);

@@ -85,7 +85,7 @@ std::string PlaneTable(const Session& s) {
   std::string out;
   Cartesian last;
   bool haveLast = false;
-  for (const Command& command : s.job.commands) {
+  for (const Instruction& command : s.job.commands) {
     if (command.name != "MPLA") continue;
     const ResolvedNames resolved = ResolveAtoms(s.structure, command, s.job.commands, command.words);
     size_t defining = resolved.images.size();
@@ -125,7 +125,7 @@ std::string PlaneTable(const Session& s) {
 
 std::string RequestedTable(const Session& s, const Geometry& geometry) {
   std::string out;
-  for (const Command& command : s.job.commands) {
+  for (const Instruction& command : s.job.commands) {
     if (command.name != "RTAB" || command.all.size() < 3) continue;
     const std::vector<std::string> atoms(command.all.begin() + 1, command.all.end());
     for (const int residue : ResiduesOf(s.structure, command)) {

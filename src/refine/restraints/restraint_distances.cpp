@@ -143,7 +143,7 @@ void MakeSadi(const RestraintInput& input, RestraintList& list) {
   if (pairs.size() > 1) list.push_back(std::make_unique<EqualDistances>(pairs, sigma));
 }
 
-bool NamesAClass(const Command& command) {
+bool NamesAClass(const Instruction& command) {
   double number = 0.0;
   return !command.residue.empty() && !ParseWholeNumber(command.residue, number);
 }

@@ -25,16 +25,16 @@ bool IsAsListed(const Structure& structure, const Neighbour& n);
 // Makers, one family each; the sites are those that the instruction names, in its order.
 struct RestraintInput {
   const Structure& structure;
-  const Command& command;
-  const std::vector<Command>& commands;
+  const Instruction& command;
+  const std::vector<Instruction>& commands;
   const NeighbourTable& bonds;
   std::vector<SiteImage> images;  // resolved for one residue
   int residue;
 };
-double NumberAt(const Command& command, size_t at, double otherwise);
+double NumberAt(const Instruction& command, size_t at, double otherwise);
 
 // Whether the suffix is the name of a residue class or "*", not a residue number.
-bool NamesAClass(const Command& command);
+bool NamesAClass(const Instruction& command);
 
 void MergeSets(RestraintList& list);
 

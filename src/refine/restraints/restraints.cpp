@@ -23,7 +23,7 @@ constexpr Maker kMakers[] = {
     {"RIGU", MakeRigu, true, true},        {"SIMU", MakeSimu, true, true},  {"ISOR", MakeIsor, true, true},
 };
 
-std::vector<SiteImage> EveryAtom(const Structure& structure, const Command& command, int residue) {
+std::vector<SiteImage> EveryAtom(const Structure& structure, const Instruction& command, int residue) {
   std::vector<SiteImage> images;
   for (size_t i = 0; i < structure.sites.size(); ++i) {
     const Site& site = structure.sites[i];
@@ -34,7 +34,7 @@ std::vector<SiteImage> EveryAtom(const Structure& structure, const Command& comm
 }
 
 // DEFS sd sf su ss: other default uncertainties. They are put where the instruction gives none of its own.
-Command WithDefaults(Command command, const std::vector<double>& defaults) {
+Instruction WithDefaults(Instruction command, const std::vector<double>& defaults) {
   if (defaults.empty()) return command;
   const auto set = [&](size_t at, size_t which, double factor) {
     if (which < defaults.size() && command.numbers.size() == at) command.numbers.push_back(defaults[which] * factor);
@@ -51,7 +51,7 @@ Command WithDefaults(Command command, const std::vector<double>& defaults) {
 }
 
 // "SADI Al1 O1_*" means Al1 with the O1 of every residue that has one, 0 among them: the words once for each.
-std::vector<std::string> InEveryResidue(const Structure& structure, const Command& command) {
+std::vector<std::string> InEveryResidue(const Structure& structure, const Instruction& command) {
   const auto everywhere = [](const std::string& word) { return word.ends_with("_*"); };
   const auto wild = std::find_if(command.words.begin(), command.words.end(), everywhere);
   if (wild == command.words.end()) return command.words;
@@ -67,7 +67,7 @@ std::vector<std::string> InEveryResidue(const Structure& structure, const Comman
 
 }  // namespace
 
-double NumberAt(const Command& command, size_t at, double otherwise) {
+double NumberAt(const Instruction& command, size_t at, double otherwise) {
   return at < command.numbers.size() ? command.numbers[at] : otherwise;
 }
 
@@ -140,16 +140,16 @@ double TensorWithSlopes(const Structure& structure, int site, const Mat3& m, dou
   return value;
 }
 
-RestraintList MakeRestraints(const Structure& structure, const std::vector<Command>& commands,
+RestraintList MakeRestraints(const Structure& structure, const std::vector<Instruction>& commands,
                              const NeighbourTable& bonds, std::vector<std::string>& notes) {
   RestraintList list;
   std::vector<double> defaults;
-  for (const Command& given : commands) {
+  for (const Instruction& given : commands) {
     if (given.name == "DEFS") defaults = given.numbers;
     const auto maker =
         std::find_if(std::begin(kMakers), std::end(kMakers), [&](const Maker& m) { return given.name == m.name; });
     if (maker == std::end(kMakers)) continue;
-    const Command command = WithDefaults(given, defaults);
+    const Instruction command = WithDefaults(given, defaults);
     const std::vector<int> residues = maker->byResidue ? ResiduesOf(structure, command) : std::vector<int>{0};
     if (residues.empty()) {
       notes.push_back(command.name + "_" + command.residue + ": there is no such residue" + command.place);

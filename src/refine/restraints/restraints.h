@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "language/instruction.h"
 #include "refine/constraints/parameters.h"
-#include "refine/job/commands.h"
 #include "refine/solve/solver.h"
 #include "refine/structure/neighbours.h"
 #include "refine/structure/structure.h"
@@ -45,7 +45,7 @@ class Restraint {
 using RestraintList = std::vector<std::unique_ptr<Restraint>>;
 
 // The restraints of the instructions. What cannot be understood is said in `notes`.
-RestraintList MakeRestraints(const Structure& structure, const std::vector<Command>& commands,
+RestraintList MakeRestraints(const Structure& structure, const std::vector<Instruction>& commands,
                              const NeighbourTable& bonds, std::vector<std::string>& notes);
 
 // An equation in terms of the refined parameters: weight·(Σ slope·shift - deviation)² is added to what is minimised.

@@ -26,7 +26,7 @@ struct Block {
 
 std::vector<Block> BlocksOf(const Job& job, const Structure& structure) {
   std::vector<Block> blocks;
-  for (const Command& command : job.commands) {
+  for (const Instruction& command : job.commands) {
     if (command.name != "BLOC") continue;
     std::vector<int> sites;
     for (const int residue : ResiduesOf(structure, command)) {

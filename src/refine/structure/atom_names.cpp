@@ -22,8 +22,8 @@ const AtomNameIndex& NamesOf(const Structure& structure) {
   return *structure.names;
 }
 
-bool FindEquivalent(const std::vector<Command>& commands, const std::string& symbol, SymmetryOperator& operation) {
-  for (const Command& command : commands) {
+bool FindEquivalent(const std::vector<Instruction>& commands, const std::string& symbol, SymmetryOperator& operation) {
+  for (const Instruction& command : commands) {
     if (command.name != "EQIV" || command.all.empty() || command.all[0] != symbol) continue;
     const size_t at = command.text.find(symbol);
     std::string text = command.text.substr(at + symbol.size());
@@ -42,14 +42,15 @@ bool FindEquivalent(const std::vector<Command>& commands, const std::string& sym
 
 }  // namespace
 
-std::vector<int> ResiduesOf(const Structure& structure, const Command& command) {
+std::vector<int> ResiduesOf(const Structure& structure, const Instruction& command) {
   std::vector<int> numbers;
   for (const ResidueNumber& residue : ResiduesOf(NamesOf(structure), command)) numbers.push_back(residue.number);
   return numbers;
 }
 
-ResolvedNames ResolveAtoms(const Structure& structure, const Command& command, const std::vector<Command>& commands,
-                           const std::vector<std::string>& names, int residue) {
+ResolvedNames ResolveAtoms(const Structure& structure, const Instruction& command,
+                           const std::vector<Instruction>& commands, const std::vector<std::string>& names,
+                           int residue) {
   const NamedAtoms named = AtomsNamed(NamesOf(structure), command, names, {residue, ""});
   ResolvedNames result{{}, named.missing};
   for (const NamedAtoms::Named& atom : named.atoms) {

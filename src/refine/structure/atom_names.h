@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "refine/job/commands.h"
+#include "language/instruction.h"
 #include "refine/structure/structure.h"
 
 namespace marvik {
@@ -22,12 +22,13 @@ struct ResolvedNames {
 
 // The residues that an instruction speaks of: the one number, every residue of a class, every residue ("*"), or, with
 // no suffix, residue 0. Instructions of a class are applied to each of its residues in turn.
-std::vector<int> ResiduesOf(const Structure& structure, const Command& command);
+std::vector<int> ResiduesOf(const Structure& structure, const Instruction& command);
 
 // Names in the order given: C1, C1_2 (residue), C1_$1 (EQIV), $C (all atoms of an element), C1 > C6 and C1 < C6
 // (ranges in list order, without hydrogens). Names that are not there are listed as missing. `residue` is where plain
 // names are looked up first; then residue 0.
-ResolvedNames ResolveAtoms(const Structure& structure, const Command& command, const std::vector<Command>& commands,
-                           const std::vector<std::string>& names, int residue = 0);
+ResolvedNames ResolveAtoms(const Structure& structure, const Instruction& command,
+                           const std::vector<Instruction>& commands, const std::vector<std::string>& names,
+                           int residue = 0);
 
 }  // namespace marvik

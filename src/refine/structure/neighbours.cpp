@@ -18,13 +18,13 @@ struct Limits {
   std::vector<int> most;
 };
 
-Limits LimitsOf(const Structure& structure, const std::vector<Command>& commands) {
+Limits LimitsOf(const Structure& structure, const std::vector<Instruction>& commands) {
   Limits limits;
   for (const Site& site : structure.sites) {
     limits.radius.push_back(structure.scatterers[static_cast<size_t>(site.scatterer)].radius);
     limits.most.push_back(1000);
   }
-  for (const Command& command : commands) {
+  for (const Instruction& command : commands) {
     if (command.name != "CONN" || command.numbers.empty()) continue;
     for (const SiteImage& image : ResolveAtoms(structure, command, commands, command.words).images) {
       const auto at = static_cast<size_t>(image.site);
@@ -102,7 +102,8 @@ NeighbourTable ImagesWithin(const Structure& structure, double reach) {
   return table;
 }
 
-NeighbourTable MakeBonds(const Structure& structure, const Document& document, const std::vector<Command>& commands) {
+NeighbourTable MakeBonds(const Structure& structure, const Document& document,
+                         const std::vector<Instruction>& commands) {
   const Limits limits = LimitsOf(structure, commands);
   double largest = 0.0;
   for (const double r : limits.radius) largest = std::max(largest, r);

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "refine/job/commands.h"
+#include "language/instruction.h"
 #include "refine/structure/structure.h"
 
 namespace marvik {
@@ -27,7 +27,8 @@ NeighbourTable ImagesWithin(const Structure& structure, double reach);
 
 // Bonds by the sum of radii + 0.5 Å, within PART rules (equal or one of them 0; a negative PART not across symmetry),
 // with FREE, BIND and CONN heeded. Two hydrogens are never bonded.
-NeighbourTable MakeBonds(const Structure& structure, const Document& document, const std::vector<Command>& commands);
+NeighbourTable MakeBonds(const Structure& structure, const Document& document,
+                         const std::vector<Instruction>& commands);
 
 bool PartsMeet(const Site& a, const Site& b, bool identity);
 

@@ -8,9 +8,9 @@
 #include <gemmi/neutron92.hpp>
 
 #include "base/numbers.h"
+#include "language/instruction.h"
 #include "language/scatterers.h"
 #include "language/tokenizer.h"
-#include "refine/job/commands.h"
 
 namespace marvik {
 namespace {
@@ -45,8 +45,8 @@ void NoteStrangeLabels(const Document& document, std::vector<std::string>& notes
   }
 }
 
-void ApplyDisp(const std::vector<Command>& commands, std::vector<Scatterer>& scatterers) {
-  for (const Command& command : commands) {
+void ApplyDisp(const std::vector<Instruction>& commands, std::vector<Scatterer>& scatterers) {
+  for (const Instruction& command : commands) {
     if (command.name != "DISP" || command.words.empty()) continue;
     std::string symbol = UpperCase(command.words[0]);
     if (!symbol.empty() && symbol[0] == '$') symbol.erase(0, 1);
@@ -61,9 +61,9 @@ void ApplyDisp(const std::vector<Command>& commands, std::vector<Scatterer>& sca
 }
 
 void FillScatterers(const Document& document, Structure& structure, std::vector<std::string>& notes) {
-  const std::vector<Command> commands = InstructionsOf(document);
+  const std::vector<Instruction> commands = InstructionsOf(document);
   const bool neutrons =
-      std::any_of(commands.begin(), commands.end(), [](const Command& c) { return c.name == "NEUT"; });
+      std::any_of(commands.begin(), commands.end(), [](const Instruction& c) { return c.name == "NEUT"; });
   const Radiation radiation = neutrons                                     ? Radiation::Neutrons
                               : structure.wavelength < kElectronWavelength ? Radiation::Electrons
                                                                            : Radiation::XRays;
