@@ -14,40 +14,52 @@ MeasureMarks::MeasureMarks(Workbench& bench, DrawingArea& area) : QObject(&area)
 }
 
 // The atom that stands where a site is, if the picture shows it.
-const AtomRecord* MeasureMarks::Shown(const GeometrySite& site) const {
+const AtomRecord* MeasureMarks::Shown(const Site& site) const {
   const AtomList& atoms = bench_.document.atoms;
   const AtomRecord* found = nullptr;
-  if (site.IsIdentity()) {
-    found = atoms.FindSerial(site.atom->serial);
+  if (site.symmetryCode == GeometrySite::kIdentityCode) {
+    found = atoms.FindSerial(site.serial);
   } else {
     for (const AtomRecord* atom : Atoms(atoms))
-      if (atom->sourceSerial == site.atom->serial && atom->symmetryCode == site.symmetryCode) found = atom;
+      if (atom->sourceSerial == site.serial && atom->symmetryCode == site.symmetryCode) found = atom;
   }
   return found && atoms.Passes(found, kVisibleOnly) ? found : nullptr;
 }
 
-void MeasureMarks::Paint() {
-  if (bench_.changes != changes_ || bench_.document.CurrentFile != file_) {
-    changes_ = bench_.changes;
-    file_ = bench_.document.CurrentFile;
-    measures_ = MeasuresOf(bench_);
+// Undo back to what the file holds is no change, and a file opened again is another document.
+void MeasureMarks::Update() {
+  const uint64_t state = bench_.history.State();
+  const std::optional<FileStamp>& stamp = bench_.document.stamp;
+  if (bench_.changes == changes_ && state == state_ && stamp == stamp_) return;
+  changes_ = bench_.changes;
+  state_ = state;
+  stamp_ = stamp;
+  marks_.clear();
+  for (const Measure& measure : MeasuresOf(bench_)) {
+    Mark mark{{}, measure.Text()};
+    for (const GeometrySite& site : measure.sites) mark.sites.push_back({site.atom->serial, site.symmetryCode});
+    marks_.push_back(std::move(mark));
   }
-  if (measures_.empty() || bench_.document.instructions.kept.empty()) return;
+}
+
+void MeasureMarks::Paint() {
+  Update();
+  if (marks_.empty()) return;
   QPainter painter(&area_);
   painter.setRenderHint(QPainter::Antialiasing);
   const bool light = ColoursOf(bench_.look, false).light;
   const QColor ink = light ? QColor(0, 90, 130) : QColor(130, 220, 255);
-  for (const Measure& measure : measures_) {
+  for (const Mark& mark : marks_) {
     QPolygonF line;
-    for (const GeometrySite& site : measure.sites) {
+    for (const Site& site : mark.sites) {
       const AtomRecord* atom = Shown(site);
       if (atom) line << area_.FromDevice(QPointF(atom->screenX + 0.5, atom->screenY + 0.5));
     }
-    if (line.size() != static_cast<qsizetype>(measure.sites.size())) continue;
+    if (line.size() != static_cast<qsizetype>(mark.sites.size())) continue;
     painter.setPen(QPen(ink, 1.4, Qt::DashLine));
     painter.drawPolyline(line);
     const QPointF middle = line.size() == 3 ? line[1] : (line[line.size() / 2 - 1] + line[line.size() / 2]) / 2.0;
-    const QString text = ToText(measure.Text());
+    const QString text = ToText(mark.text);
     QRectF box = painter.fontMetrics().boundingRect(text);
     box.moveCenter(middle + QPointF(0, line.size() == 3 ? -14 : 0));
     QColor ground = light ? QColor(255, 255, 255, 210) : QColor(0, 0, 0, 190);

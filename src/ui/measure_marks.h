@@ -17,14 +17,24 @@ class MeasureMarks : public QObject {
   MeasureMarks(Workbench& bench, DrawingArea& area);
 
  private:
+  struct Site {
+    uint32_t serial;
+    int32_t symmetryCode;
+  };
+  struct Mark {
+    std::vector<Site> sites;
+    std::string text;
+  };
   void Paint();
-  const AtomRecord* Shown(const GeometrySite& site) const;
+  void Update();
+  const AtomRecord* Shown(const Site& site) const;
 
   Workbench& bench_;
   DrawingArea& area_;
-  std::vector<Measure> measures_;  // of the state of the document below
+  std::vector<Mark> marks_;  // of the state of the document below
   unsigned changes_ = ~0u;
-  std::string file_;
+  uint64_t state_ = ~0ull;
+  std::optional<FileStamp> stamp_;
 };
 
 }  // namespace marvik

@@ -48,6 +48,28 @@ TEST_F(PanelsTest, TheTableAndThePictureSelectTheSameAtoms) {
   EXPECT_EQ(SelectedNames(), "");
 }
 
+TEST_F(PanelsTest, MeasuresAreDrawnAndGoWithTheStepThatMadeThem) {
+  const QImage before = area->grab().toImage();
+  window->Run(FindCommand("measure")->id, "C1 O1");
+  Settle();
+  EXPECT_NE(area->grab().toImage(), before);
+  window->Run(kUndoCommand);
+  Settle();
+  EXPECT_EQ(area->grab().toImage(), before);
+}
+
+TEST_F(PanelsTest, RestraintsAndPartsAreListedAndChangedThere) {
+  window->Run(FindCommand("restrain")->id, "kind=distance target=1.4 C1 C2");
+  window->Run(FindCommand("split")->id, "C2 to=Q1");
+  window->Run(FindCommand("restraints-panel")->id, "on");
+  window->Run(FindCommand("parts-panel")->id, "on");
+  Settle();
+  auto* restraints = window->Panels().Find(FindCommand("restraints-panel")->id)->findChild<QTreeWidget*>();
+  ASSERT_GT(restraints->topLevelItemCount(), 0);
+  EXPECT_EQ(restraints->topLevelItem(0)->text(0), QStringLiteral("DFIX 1.4 C1 C2"));
+  EXPECT_EQ(restraints->topLevelItem(0)->child(0)->text(2), QStringLiteral("1.4000"));
+}
+
 TEST_F(PanelsTest, GeometryIsMeasuredAlongTheSelection) {
   window->Run(kGeometryPanelCommand, "on");
   auto* panel = window->Panels().Find(kGeometryPanelCommand);

@@ -42,7 +42,8 @@ std::optional<std::string> AskFields(QWidget* parent, const CommandRow& row, con
   auto* form = new QFormLayout;
   std::vector<std::pair<const char*, QWidget*>> inputs;
   for (const FieldRange& field : row.fields()) {
-    const std::string* text = present.Find(field.key);
+    // Atoms, places and numbers are those of one time.
+    const std::string* text = field.words[0] ? present.Find(field.key) : nullptr;
     inputs.emplace_back(field.key, InputFor(field, text ? ToText(*text) : QString()));
     inputs.back().second->setObjectName(QString::fromUtf8(field.key));
     form->addRow(QDialog::tr(field.caption), inputs.back().second);

@@ -52,8 +52,9 @@ RestraintsPanel::RestraintsPanel(Workbench& bench, CommandRunner run) : bench_(b
 }
 
 void RestraintsPanel::Follow() {
-  if (changes_ == bench_.changes && file_ == bench_.document.CurrentFile) return;
+  if (changes_ == bench_.changes && state_ == bench_.history.State() && file_ == bench_.document.CurrentFile) return;
   changes_ = bench_.changes;
+  state_ = bench_.history.State();
   file_ = bench_.document.CurrentFile;
   std::string problem;
   std::map<std::string, std::vector<RestraintLine>> lines;

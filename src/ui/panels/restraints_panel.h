@@ -24,6 +24,7 @@ class RestraintsPanel : public Panel {
   CommandRunner run_;
   QTreeWidget* list_ = nullptr;
   unsigned changes_ = ~0u;
+  uint64_t state_ = ~0ull;
   std::string file_;
 };
 
