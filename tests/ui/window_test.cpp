@@ -209,6 +209,8 @@ TEST_F(MainWindowTest, ManyDroppedFilesAreAskedAbout) {
     for (int i = 0; i < count; ++i)
       urls << QUrl::fromLocalFile(QString::fromStdString(scratch / ("a" + std::to_string(i) + ".res")));
     data.setUrls(urls);
+    QDragEnterEvent enter({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(window.get(), &enter);
     QDropEvent drop({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     robot.NextButton("No");
     QCoreApplication::sendEvent(window.get(), &drop);
