@@ -3,8 +3,8 @@
 #include <map>
 
 #include "base/numbers.h"
-#include "phase/solution.h"
 #include "language/instruction.h"
+#include "phase/solution.h"
 
 namespace marvik::phase {
 namespace {

@@ -1,8 +1,8 @@
 #include "refine/constraints/fragments.h"
 
 #include "base/numbers.h"
-#include "language/line_source.h"
 #include "language/instruction.h"
+#include "language/line_source.h"
 
 namespace marvik {
 namespace {

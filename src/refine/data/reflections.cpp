@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include "base/numbers.h"
-#include "language/tokenizer.h"
 #include "language/instruction.h"
+#include "language/tokenizer.h"
 
 namespace marvik {
 namespace {
