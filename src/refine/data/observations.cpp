@@ -7,6 +7,7 @@
 
 #include "base/numbers.h"
 #include "language/instruction.h"
+#include "language/tokenizer.h"
 
 namespace marvik {
 namespace {

@@ -5,6 +5,7 @@
 
 #include "base/numbers.h"
 #include "crystal/site_symmetry.h"
+#include "language/tokenizer.h"
 #include "refine/output/cif_sections.h"
 
 namespace marvik {

@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "language/tokenizer.h"
 #include "refine/output/tables.h"
 
 namespace marvik {
