@@ -18,7 +18,7 @@ std::vector<std::string> NotesOn(const Session& s, const DensityMap& map, double
   std::vector<std::string> notes;
   if (s.observations.Components() > 1)
     notes.push_back("Of a twin, what the other components add is taken off as the model has it.");
-  if (std::ranges::any_of(s.job.commands, [](const Command& c) { return c.name == "NEUT"; }))
+  if (std::ranges::any_of(s.job.commands, [](const Instruction& c) { return c.name == "NEUT"; }))
     notes.push_back("These are neutrons: the map is of scattering lengths, fm/Å³, whatever is called e/Å³.");
   const CellParameters& cell = s.structure.metric.cell;
   const std::array<double, 3> edges{cell.a, cell.b, cell.c};
