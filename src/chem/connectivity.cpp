@@ -5,6 +5,7 @@
 #include <limits>
 #include <new>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "crystal/neighbour_grid.h"
@@ -43,6 +44,10 @@ struct Walk {
   std::vector<double> radii;  // NaN where the part is hidden, which bonds to nothing
 
   explicit Walk(AtomList& list) {
+    const size_t count = list.LiveCount();
+    atoms.reserve(count);
+    positions.reserve(count);
+    radii.reserve(count);
     for (AtomRecord* atom : Atoms(list)) {
       atom->scratch = static_cast<int32_t>(atoms.size());
       atom->Set(kHiddenPart, list.IsPartHidden(atom->part));
@@ -70,12 +75,13 @@ struct Walk {
     return indexed;
   }
 
-  bool MayBond(uint32_t i) const { return IsFinite(positions[i]) && !atoms[i]->Has(kHiddenPart); }
+  bool MayBond(uint32_t i) const { return IsFinite(atoms[i]->position) && !atoms[i]->Has(kHiddenPart); }
 };
 
-// In the order of the double loop; nothing when there are too many to be true.
-std::optional<std::vector<IndexPair>> BondedPairs(const AtomList& list, const Walk& walk) {
-  auto pairs = ClosePairs(walk.positions, walk.radii, kBondTolerance, MostBonds(walk.atoms.size()));
+// In the order of the double loop, with positions and radii used up; nothing when there are too many to be true.
+std::optional<std::vector<IndexPair>> BondedPairs(const AtomList& list, Walk& walk) {
+  auto pairs =
+      ClosePairs(std::move(walk.positions), std::move(walk.radii), kBondTolerance, MostBonds(walk.atoms.size()));
   if (!pairs) return std::nullopt;
   std::erase_if(*pairs, [&](const IndexPair& pair) {
     return !PartsMayBond(walk.atoms[pair.first]->part, walk.atoms[pair.second]->part);
@@ -114,7 +120,7 @@ void Connect(Document& document, UserMessages& messages) {
   list.RemoveAllBonds();
   document.MoleculeCentre = {};
   try {
-    const Walk walk(list);
+    Walk walk(list);
     document.MoleculeCentre = MeanOf(walk.positions);
     const auto pairs = BondedPairs(list, walk);
     if (!pairs) {

@@ -132,27 +132,32 @@ double UsualReach(std::span<const double> radii, double tolerance) {
 
 }  // namespace
 
-std::optional<std::vector<IndexPair>> ClosePairs(std::span<const Cartesian> points, std::span<const double> radii,
+std::optional<std::vector<IndexPair>> ClosePairs(std::vector<Cartesian> points, std::vector<double> radii,
                                                  double tolerance, size_t most) {
-  const NeighbourGrid grid(points, UsualReach(radii, tolerance));
+  const size_t count = points.size();
   std::vector<IndexPair> pairs;
-  pairs.reserve(std::min(most, points.size() * 3 / 2));
   bool tooMany = false;
-  std::vector<double> radiusAt(grid.indices_.size());
-  for (size_t at = 0; at < radiusAt.size(); ++at) radiusAt[at] = radii[grid.indices_[at]];
-  for (uint32_t own = 0; own < radiusAt.size() && !tooMany; ++own) {
-    // The point with the larger radius finds the other, so that nobody looks farther than twice its own radius.
-    const double radius = radiusAt[own];
-    grid.ForEachPlace(grid.points_[own], 2.0 * radius + tolerance, [&](uint32_t at, double distance) {
-      const double other = radiusAt[at];
-      if (!(other < radius || (other == radius && at < own)) || !(distance <= radius + other + tolerance)) return;
-      tooMany = pairs.size() >= most;
-      const auto [first, second] = std::minmax(grid.indices_[own], grid.indices_[at]);
-      if (!tooMany) pairs.push_back({first, second});
-    });
+  {  // What is needed no more is freed at once: this is where a large structure takes the most memory.
+    const NeighbourGrid grid(points, UsualReach(radii, tolerance));
+    points = {};
+    std::vector<double> radiusAt(grid.indices_.size());
+    for (size_t at = 0; at < radiusAt.size(); ++at) radiusAt[at] = radii[grid.indices_[at]];
+    radii = {};
+    pairs.reserve(std::min(most, count * 3 / 2));
+    for (uint32_t own = 0; own < radiusAt.size() && !tooMany; ++own) {
+      // The point with the larger radius finds the other, so that nobody looks farther than twice its own radius.
+      const double radius = radiusAt[own];
+      grid.ForEachPlace(grid.points_[own], 2.0 * radius + tolerance, [&](uint32_t at, double distance) {
+        const double other = radiusAt[at];
+        if (!(other < radius || (other == radius && at < own)) || !(distance <= radius + other + tolerance)) return;
+        tooMany = pairs.size() >= most;
+        const auto [first, second] = std::minmax(grid.indices_[own], grid.indices_[at]);
+        if (!tooMany) pairs.push_back({first, second});
+      });
+    }
   }
   if (tooMany) return std::nullopt;
-  SortPairs(points.size(), pairs);
+  SortPairs(count, pairs);
   return pairs;
 }
 

@@ -39,8 +39,7 @@ class NeighbourGrid {
   }
 
  private:
-  friend std::optional<std::vector<IndexPair>> ClosePairs(std::span<const Cartesian>, std::span<const double>, double,
-                                                          size_t);
+  friend std::optional<std::vector<IndexPair>> ClosePairs(std::vector<Cartesian>, std::vector<double>, double, size_t);
   using Cell = std::array<int32_t, 3>;
   struct Range {
     Cell low{};
@@ -102,8 +101,8 @@ class NeighbourGrid {
 
 // All pairs first < second whose distance is at most radii[first] + radii[second] + tolerance (Å), ordered by first,
 // then second, as a plain double loop gives them. Points that are not finite and NaN radii pair with nothing. Nothing
-// at all when there are more than `most`.
-std::optional<std::vector<IndexPair>> ClosePairs(std::span<const Cartesian> points, std::span<const double> radii,
+// at all when there are more than `most`. Points and radii are freed as soon as the grid has them.
+std::optional<std::vector<IndexPair>> ClosePairs(std::vector<Cartesian> points, std::vector<double> radii,
                                                  double tolerance, size_t most);
 
 }  // namespace marvik

@@ -53,12 +53,11 @@ class ScreenPlaces {
  public:
   explicit ScreenPlaces(Document& document) {
     for (AtomRecord* atom = document.atoms.head; atom; atom = atom->next)
-      places_.push_back({atom, atom->view, atom->viewW, atom->screenX, atom->screenY, atom->scratch});
+      places_.push_back({atom, atom->view, atom->screenX, atom->screenY, atom->scratch});
   }
   ~ScreenPlaces() {
     for (const Place& place : places_) {
       place.atom->view = place.view;
-      place.atom->viewW = place.viewW;
       place.atom->screenX = place.screenX;
       place.atom->screenY = place.screenY;
       place.atom->scratch = place.scratch;
@@ -71,7 +70,6 @@ class ScreenPlaces {
   struct Place {
     AtomRecord* atom;
     ViewPoint view;
-    double viewW;
     int16_t screenX, screenY;
     int32_t scratch;
   };

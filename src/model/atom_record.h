@@ -148,7 +148,6 @@ struct AtomRecord {
   // Written by the interactive renderer each frame, read by picking until the next.
   int16_t screenX = 0;
   int16_t screenY = 0;
-  double viewW = 1.0;
   ViewPoint view;
 
   OptionalExtras extras;

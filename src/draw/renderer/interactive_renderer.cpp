@@ -116,7 +116,6 @@ void RenderFrame::SetUp() {
     if (!document_->atoms.Passes(atom, kVisibleOnly)) continue;
     const ClipPoint p = view_->transformPoint(atom->position - view_->viewCentre);
     atom->view = p.p;
-    atom->viewW = p.w;
     AddAtom(atom, p);
     if (atom->IsPeak()) {
       peaks = true;
