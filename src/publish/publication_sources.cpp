@@ -15,7 +15,8 @@ namespace {
 constexpr size_t kLongestLine = 400;
 
 void Put(KnownItems& items, const std::string& name, const std::string& value) {
-  if (!value.empty() && value != "?") items.items.try_emplace(LowerCase(name), name, CifValueText(CifMarkup(value)));
+  if (!value.empty() && value != "?")
+    items.items.try_emplace(LowerCase(name), KnownItems::Item{name, CifValueText(CifMarkup(value))});
 }
 
 // Largest first.
