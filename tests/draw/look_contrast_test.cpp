@@ -16,7 +16,7 @@ double Contrast(Rgb a, Rgb b) {
     return s <= 0.04045 ? s / 12.92 : std::pow((s + 0.055) / 1.055, 2.4);
   };
   const auto luminance = [&](Rgb c) { return 0.2126 * linear(c.r) + 0.7152 * linear(c.g) + 0.0722 * linear(c.b); };
-  const auto [low, high] = std::minmax(luminance(a), luminance(b));
+  const auto [low, high] = std::minmax({luminance(a), luminance(b)});
   return (high + 0.05) / (low + 0.05);
 }
 
