@@ -167,7 +167,7 @@ TEST_F(RefineWindow, WholeFlowByKeyAndClicks) {
   bool compared = false;
   for (const QWidget* top : QApplication::topLevelWidgets())
     for (const auto* view : top->findChildren<QPlainTextEdit*>())
-      compared = compared || view->toPlainText().contains(QLatin1String("O1 "));
+      compared = compared || view->toPlainText().contains(QLatin1String("O1 moved by 0.1000"));
   EXPECT_TRUE(compared);
   robot.Next([](QWidget& dialog) {
     auto* steps = dialog.findChild<QTreeWidget*>(QStringLiteral("steps"));

@@ -40,9 +40,14 @@ void NoteMissingNames(Session& s) {
     const std::vector<int> residues = ResiduesOf(s.structure, command);
     if (residues.empty())
       s.job.notes.push_back(command.name + "_" + command.residue + ": there is no such residue" + command.place);
+    // The residue before the first and behind the last is nobody's fault.
+    const auto isNeighbour = [](const std::string& name) { return name.ends_with("_+") || name.ends_with("_-"); };
     for (const int residue : residues) {
-      for (const std::string& missing : ResolveAtoms(s.structure, command, s.job.commands, words, residue).missing)
-        s.job.notes.push_back(command.name + ": there is no atom " + missing + command.place);
+      for (const std::string& missing : ResolveAtoms(s.structure, command, s.job.commands, words, residue).missing) {
+        const std::string note = command.name + ": there is no atom " + missing + command.place;
+        if (!isNeighbour(missing) && std::ranges::find(s.job.notes, note) == s.job.notes.end())
+          s.job.notes.push_back(note);
+      }
     }
   }
 }
