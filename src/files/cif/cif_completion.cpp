@@ -23,23 +23,12 @@ std::string AsWritten(const CifTokens& tokens) {
   return tokens.isUnknown ? std::string(tokens.text) : CifValueText(tokens.text);
 }
 
-// How many quotes stand before a value and behind it; the last may be missing.
-std::pair<size_t, size_t> QuotesAround(std::string_view text, const CifTokens& tokens) {
-  const auto begin = static_cast<size_t>(tokens.text.data() - text.data());
-  const char quote = begin > 0 ? text[begin - 1] : ' ';
-  if (quote != '\'' && quote != '"') return {0, 0};
-  const std::string_view behind = text.substr(begin + tokens.text.size());
-  const std::string three(3, quote);
-  if (begin >= 3 && text.substr(begin - 3, 3) == three && behind.starts_with(three)) return {3, 3};
-  return {1, behind.starts_with(quote) ? 1 : 0};
-}
-
 // One item or loop with its place in the text.
 struct Piece {
   std::vector<std::string> names;
   std::vector<std::string> values;
   bool isLoop = false;
-  size_t begin = 0;       // of its first name, or of loop_
+  size_t begin = 0;       // of its name, or of loop_
   size_t valueBegin = 0;  // of an item
   size_t valueEnd = 0;
 };
@@ -52,15 +41,15 @@ struct Block {
 std::vector<Block> BlocksOf(std::string_view text) {
   std::vector<Block> blocks;
   CifTokens tokens(text);
-  const auto place = [&] { return static_cast<size_t>(tokens.text.data() - text.data()); };
   for (Kind kind = tokens.Next(); kind != Kind::End;) {
     if (kind == Kind::Block) {
-      if (!blocks.empty()) blocks.back().end = place() - std::string_view("data_").size();
+      if (!blocks.empty()) blocks.back().end = tokens.begin;
       blocks.push_back({std::string(tokens.text), {}, text.size()});
       kind = tokens.Next();
       continue;
     }
     const bool isLoop = kind == Kind::Loop;
+    const size_t begin = tokens.begin;
     if (isLoop) kind = tokens.Next();
     if (kind != Kind::Name) {
       if (!isLoop) kind = tokens.Next();
@@ -69,15 +58,13 @@ std::vector<Block> BlocksOf(std::string_view text) {
     if (blocks.empty()) blocks.push_back({"", {}, text.size()});
     Piece piece;
     piece.isLoop = isLoop;
-    piece.begin = place();
+    piece.begin = begin;
     for (; kind == Kind::Name && (isLoop || piece.names.empty()); kind = tokens.Next())
       piece.names.emplace_back(tokens.text);
     for (; kind == Kind::Value && (isLoop || piece.values.empty()); kind = tokens.Next()) {
       piece.values.push_back(AsWritten(tokens));
-      const auto [before, behind] = tokens.isTextField ? std::pair{size_t{1}, size_t{0}} : QuotesAround(text, tokens);
-      piece.valueBegin = place() - before;
-      piece.valueEnd = place() + tokens.text.size() + behind;
-      if (tokens.isTextField) piece.valueEnd = std::min(text.find(';', piece.valueEnd), text.size() - 1) + 1;
+      piece.valueBegin = tokens.begin;
+      piece.valueEnd = tokens.End();
     }
     blocks.back().pieces.push_back(std::move(piece));
   }

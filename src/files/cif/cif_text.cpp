@@ -77,6 +77,7 @@ CifTokens::Kind CifTokens::Next() {
       if (at_ == all_.size()) break;
       continue;
     }
+    begin = at_;
     if (c == ';' && AtLineStart()) return TextField();
     if (c == '\'' || c == '"') return Quoted();
     if (isVersion2_ && (c == '[' || c == '{')) return Bracketed();
@@ -103,19 +104,19 @@ CifTokens::Kind CifTokens::TextField() {
 
 CifTokens::Kind CifTokens::Quoted() {
   const char quote = all_[at_];
-  const size_t begin = at_ + 1;
-  if (isVersion2_ && all_.substr(begin).starts_with(std::string(2, quote))) {
-    const size_t end = all_.find(std::string(3, quote), begin + 2);
-    if (end == kNone) return Given(all_.substr(begin + 2), all_.size());
-    return Given(all_.substr(begin + 2, end - begin - 2), end + 3);
+  const size_t inside = at_ + 1;
+  if (isVersion2_ && all_.substr(inside).starts_with(std::string(2, quote))) {
+    const size_t end = all_.find(std::string(3, quote), inside + 2);
+    if (end == kNone) return Given(all_.substr(inside + 2), all_.size());
+    return Given(all_.substr(inside + 2, end - inside - 2), end + 3);
   }
-  for (size_t i = begin; i < all_.size() && !IsLineEnd(all_[i]); ++i) {
+  for (size_t i = inside; i < all_.size() && !IsLineEnd(all_[i]); ++i) {
     if (all_[i] == quote && (i + 1 == all_.size() || IsBlank(all_[i + 1]))) {
-      return Given(all_.substr(begin, i - begin), i + 1);
+      return Given(all_.substr(inside, i - inside), i + 1);
     }
   }
-  const size_t end = LineEndFrom(all_, begin);
-  return Given(WithoutTrailingBlanks(all_.substr(begin, end - begin)), end);
+  const size_t end = LineEndFrom(all_, inside);
+  return Given(WithoutTrailingBlanks(all_.substr(inside, end - inside)), end);
 }
 
 // A list or table as one value: nothing that is looked for is in one.
@@ -133,7 +134,6 @@ CifTokens::Kind CifTokens::Bracketed() {
 }
 
 CifTokens::Kind CifTokens::Bare() {
-  const size_t begin = at_;
   while (at_ < all_.size() && !IsBlank(all_[at_])) ++at_;
   text = all_.substr(begin, at_ - begin);
   if (text[0] == '_') return Kind::Name;

@@ -22,6 +22,8 @@ class CifTokens {
 
   // Of a value what is between its quotes, of a block or frame its name, of a data name the name as it stands.
   std::string_view text;
+  size_t begin = 0;  // of the whole token in the CIF: its quotes, data_, save_ or global_ too
+  size_t End() const { return at_; }
   bool isUnknown = false;    // the value is "?" or "." without quotes
   bool isTextField = false;  // the value stood between semicolons
 

@@ -94,6 +94,10 @@ TEST(CifCompletion, FillsWhatIsUnknownAndLeavesTheRest) {
   EXPECT_EQ(CompletedCif(cif, ""), cif);
   const std::string kept = ComposeKnownItems(ReadKnownItems(known), "x");
   EXPECT_EQ(CompletedCif(cif, kept + known.substr(known.find("data_b"))), done) << "it can be kept and read again";
+  EXPECT_EQ(
+      CompletedCif("data_a\n_cell_length_a 5\nglobal_\nloop_\n_iucr_refine_x\n1\n", "data_a\n_diffrn_source tube\n"),
+      "data_a\n_cell_length_a 5\n_diffrn_source tube\n\nglobal_\n_diffrn_source tube\n\nloop_\n_iucr_refine_x\n1\n")
+      << "before the block without a name, and before a whole loop";
 }
 
 }  // namespace
