@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -53,6 +54,25 @@ int WriteAll(int descriptor, std::string_view content) {
     content.remove_prefix(static_cast<size_t>(written));
   }
   return 0;
+}
+
+// Puts the content into the file that is open under a descriptor; 0 or the error number.
+using Filling = std::function<int(int)>;
+
+Filling With(std::string_view content) {
+  return [content](int file) { return WriteAll(file, content); };
+}
+
+int CopyAll(const fs::path& from, int to) {
+  Descriptor file(open(from.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  std::vector<char> buffer(1 << 16);
+  for (;;) {
+    const ssize_t got = file < 0 ? -1 : read(file, buffer.data(), buffer.size());
+    if (got < 0 && file >= 0 && errno == EINTR) continue;
+    if (got < 0) return errno;
+    if (got == 0) return 0;
+    if (const int error = WriteAll(to, {buffer.data(), static_cast<size_t>(got)})) return error;
+  }
 }
 
 int Flush(int descriptor) {
@@ -129,8 +149,8 @@ bool CopyAttributes(const char* from, int to) {
 
 // Makes a new file of the name with the content; like `old`, where there is one, in owner, group, permissions and
 // attributes. `alike` says whether that could be had; until then nobody but the owner can read it.
-int WriteNew(const fs::path& name, std::string_view content, const struct stat* old, const fs::path& oldName,
-             bool& alike, Durability durability) {
+int WriteNew(const fs::path& name, const Filling& fill, const struct stat* old, const fs::path& oldName, bool& alike,
+             Durability durability) {
   Descriptor file(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, old ? 0600 : 0666));
   if (file < 0) return errno;
   if (old) {
@@ -140,7 +160,7 @@ int WriteNew(const fs::path& name, std::string_view content, const struct stat* 
     alike = CopyAttributes(oldName.c_str(), file) && alike;
     if (alike) alike = fchmod(file, old->st_mode & kPermissionBits) == 0;
   }
-  int error = WriteAll(file, content);
+  int error = fill(file);
   if (!error && durability == Durability::Flushed) error = Flush(file);
   return error ? error : file.Close();
 }
@@ -150,10 +170,9 @@ int WriteNew(const fs::path& name, std::string_view content, const struct stat* 
 // meanwhile.
 int KeepBackup(const fs::path& target, const struct stat& old, const fs::path& backup) {
   const fs::path temporary = TemporaryFor(backup);
-  const FileContent content = ReadWholeFile(target.string());
-  if (!content.complete) return content.systemError ? content.systemError : EIO;
   bool alike = true;  // else it is for nobody but the owner
-  int error = WriteNew(temporary, content.content, &old, target, alike, Durability::Flushed);
+  const Filling fill = [&](int file) { return CopyAll(target, file); };
+  int error = WriteNew(temporary, fill, &old, target, alike, Durability::Flushed);
   const timespec times[2] = {old.st_atim, old.st_mtim};
   if (!error) utimensat(AT_FDCWD, temporary.c_str(), times, 0);
   if (!error && rename(temporary.c_str(), backup.c_str()) != 0) error = errno;
@@ -182,7 +201,7 @@ int Replace(const fs::path& target, std::string_view content, const struct stat&
   bool alike = old.st_nlink == 1;
   // The whole new content is on the disk in either case before the old one is touched: a full disk harms nothing.
   bool attributes = true;
-  if (const int error = WriteNew(temporary, content, &old, target, attributes, durability)) return giveUp(error);
+  if (const int error = WriteNew(temporary, With(content), &old, target, attributes, durability)) return giveUp(error);
   alike = alike && attributes;
   const fs::path backup = backupPath.empty() ? fs::path() : fs::path(backupPath);
   if (!backup.empty()) {
@@ -214,7 +233,7 @@ int WriteFile(const std::string& path, std::string_view content, const std::stri
   }
   const fs::path temporary = TemporaryFor(target);
   bool alike = true;
-  int failed = WriteNew(temporary, content, nullptr, {}, alike, durability);
+  int failed = WriteNew(temporary, With(content), nullptr, {}, alike, durability);
   if (!failed && rename(temporary.c_str(), target.c_str()) != 0) failed = errno;
   if (failed) unlink(temporary.c_str());
   if (!failed && durability == Durability::Flushed) FlushFolder(target);
