@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <benchmark/benchmark.h>
 #include <random>
 #include <string>
 
 #include "draw/canvas/scanline_canvas.h"
 #include "draw/labels/label_font.h"
+#include "draw/labels/label_placer.h"
 #include "draw/renderer/interactive_renderer.h"
 #include "gl/gl_picture.h"
 
@@ -73,6 +75,35 @@ BENCHMARK(Frame)
     ->Args({20000, kBallAndStick, 1})
     ->Args({100000, kWireFrame, 0})
     ->Args({100000, kWireFrame, 1});
+
+// Labels of all atoms of a made-up solid in a figure whose area is `room` times that of the labels.
+void PlaceLabels(benchmark::State& state) {
+  const auto count = static_cast<size_t>(state.range(0));
+  const CanvasPoint size{22.0, 10.0};
+  const double side = std::sqrt(static_cast<double>(count) * size.x * size.y * static_cast<double>(state.range(1)));
+  const Document document = Chains(static_cast<int>(count));
+  const double edge = std::cbrt(static_cast<double>(count) * 12.0);
+  const double scale = side / edge;
+  std::vector<LabelRequest> labels;
+  std::vector<EllipseShape> bodies;
+  std::vector<LabelStick> sticks;
+  const auto at = [&](const AtomRecord& atom) { return CanvasPoint{atom.position.x * scale, atom.position.y * scale}; };
+  for (const AtomRecord* atom = document.atoms.head; atom; atom = atom->next) {
+    bodies.push_back({at(*atom), {0.2 * scale, 0.0}, {0.0, 0.15 * scale}});
+    LabelRequest& label = labels.emplace_back();
+    label.size = size;
+    label.body = bodies.back();
+    label.importance = static_cast<int>(labels.size() % 3);
+    if (!atom->bonds) continue;
+    sticks.push_back({at(*atom), at(*atom->bonds->partner), 0.05 * scale, false});
+  }
+  LabelPlacer placer;
+  int64_t shown = 0;
+  for (auto _ : state)
+    shown = std::ranges::count_if(placer.Place(labels, bodies, sticks, {0, 0}, {side, side}, 2.0), &LabelPlace::shown);
+  state.counters["shown"] = static_cast<double>(shown);
+}
+BENCHMARK(PlaceLabels)->ArgNames({"labels", "room"})->Unit(benchmark::kMillisecond)->Args({1000, 30})->Args({1000, 5});
 
 // The context is made anew for each picture, as in the program.
 void OpenGlPicture(benchmark::State& state) {

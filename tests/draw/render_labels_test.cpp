@@ -106,11 +106,10 @@ TEST(LabelPlacer, BodiesAndNumbersThatAreNoneDoNoHarm) {
 TEST(RenderLabels, CornersTouchTheirBodiesInEveryDirection) {
   for (int i = 0; i < 72; ++i) {
     const double angle = i * 5.0 * kRadiansPerDegree;
-    LabelBox l{{}, {30, 10}, {100, 50}, 12.0, false};
-    l.corner = LabelCorner(l.body, l.bodyRadius, l.size, std::cos(angle), std::sin(angle));
-    const double x = std::clamp(l.body.x, l.corner.x, l.corner.x + l.size.x);
-    const double y = std::clamp(l.body.y, l.corner.y - l.size.y, l.corner.y);
-    const double distance = std::hypot(l.body.x - x, l.body.y - y);
+    const CanvasPoint body{100, 50};
+    const CanvasPoint corner = LabelCorner(body, 12.0, {30, 10}, std::cos(angle), std::sin(angle));
+    const double distance = std::hypot(body.x - std::clamp(body.x, corner.x, corner.x + 30),
+                                       body.y - std::clamp(body.y, corner.y - 10, corner.y));
     EXPECT_GE(distance, 11.9) << i;
     EXPECT_LE(distance, 16.0) << i;
   }

@@ -5,25 +5,8 @@
 
 namespace marvik {
 
-void ClearBody(LabelBox& label) {
-  const double left = label.corner.x;
-  const double right = left + label.size.x;
-  const double bottom = label.corner.y;
-  const double top = bottom - label.size.y;
-  const double nearX = std::clamp(label.body.x, left, right) - label.body.x;
-  const double nearY = std::clamp(label.body.y, top, bottom) - label.body.y;
-  const double distance = std::sqrt(nearX * nearX + nearY * nearY);
-  if (distance >= label.bodyRadius) return;
-  const double awayX = left + label.size.x / 2 - label.body.x;
-  const double awayY = bottom - label.size.y / 2 - label.body.y;
-  const double length = std::hypot(awayX, awayY);
-  if (length <= 0.0) return;
-  label.corner.x += awayX / length * (label.bodyRadius - distance);
-  label.corner.y += awayY / length * (label.bodyRadius - distance);
-}
-
 CanvasPoint LabelCorner(CanvasPoint body, double bodyRadius, CanvasPoint size, double dx, double dy) {
-  const double length = std::hypot(dx, dy);
+  const double length = std::sqrt(dx * dx + dy * dy);
   if (!(length > 1e-9) || !std::isfinite(length)) return LabelCorner(body, bodyRadius, size, 1.0, -1.0);
   dx /= length;
   dy /= length;
@@ -31,14 +14,18 @@ CanvasPoint LabelCorner(CanvasPoint body, double bodyRadius, CanvasPoint size, d
   // where the ray leaves it, softened to an ellipse so that it does not jerk as the direction turns.
   const double halfX = std::max(size.x / 2, 1e-9);
   const double halfY = std::max(size.y / 2, 1e-9);
-  const double reach = 1.0 / std::hypot(dx / halfX, dy / halfY);
-  LabelBox box{{body.x + dx * (bodyRadius + reach) - size.x / 2, body.y + dy * (bodyRadius + reach) + size.y / 2},
-               size,
-               body,
-               bodyRadius,
-               false};
-  for (int i = 0; i < 3; ++i) ClearBody(box);
-  return box.corner;
+  const double acrossX = dx * halfY;
+  const double acrossY = dy * halfX;
+  double out = bodyRadius + halfX * halfY / std::sqrt(acrossX * acrossX + acrossY * acrossY);
+  // A corner of the box may still lie in the circle: further out until it does not.
+  for (int i = 0; i < 3; ++i) {
+    const double x = std::max(std::abs(dx) * out - halfX, 0.0);
+    const double y = std::max(std::abs(dy) * out - halfY, 0.0);
+    const double square = x * x + y * y;
+    if (square >= bodyRadius * bodyRadius) break;
+    out += bodyRadius - std::sqrt(square);
+  }
+  return {body.x + dx * out - size.x / 2, body.y + dy * out + size.y / 2};
 }
 
 void LabelOccupancy::Reset(CanvasPoint origin, CanvasPoint size, double cell) {

@@ -7,21 +7,15 @@
 
 namespace marvik {
 
-// One label to be placed. Device units, y down.
+// Where a label stands. Device units, y down.
 struct LabelBox {
   CanvasPoint corner;  // bottom left of the text
   CanvasPoint size;
-  CanvasPoint body;         // middle of what is drawn for the atom
-  double bodyRadius = 0.0;  // of what is drawn in the label's direction, a gap included
-  bool fixed = false;       // placed by the user
 };
 
 // The box of a text of that size that touches the circle around `body` from outside, in the direction (dx, dy), which
 // need not be a unit vector; without a direction the box stands to the upper right.
 CanvasPoint LabelCorner(CanvasPoint body, double bodyRadius, CanvasPoint size, double dx, double dy);
-
-// Shifts a box straight away from its atom until it is clear of it.
-void ClearBody(LabelBox& label);
 
 // For more labels than anyone can read: a picture's area in small cells, where the first label to come takes its place.
 class LabelOccupancy {

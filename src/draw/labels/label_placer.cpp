@@ -29,8 +29,7 @@ constexpr float kLeaderOnStick = 0.8f;
 constexpr float kTrouble = 7.0f;  // from here on a label stands on something
 constexpr int kRounds = 3;
 constexpr double kFullPicture = 0.35;  // of its area, by labels
-constexpr float kNoPlace = 1e30f;
-constexpr int kMostCells = 256;  // a side
+constexpr int kMostCells = 256;        // a side
 
 double Cross(CanvasPoint a, CanvasPoint b) {
   return a.x * b.y - a.y * b.x;
@@ -40,44 +39,16 @@ CanvasPoint Minus(CanvasPoint a, CanvasPoint b) {
   return {a.x - b.x, a.y - b.y};
 }
 
-// Whether the ellipse reaches into the box: whether the unit circle reaches into what the box becomes by the map that
-// makes the ellipse a circle.
-bool EllipseMeets(const EllipseShape& e, double left, double top, double right, double bottom) {
-  if (e.centre.x > left && e.centre.x < right && e.centre.y > top && e.centre.y < bottom) return true;
-  const double det = Cross(e.p, e.q);
-  if (!(std::abs(det) > 1e-12)) return false;
-  const auto mapped = [&](double x, double y) {
-    const CanvasPoint d{x - e.centre.x, y - e.centre.y};
-    return CanvasPoint{Cross(d, e.q) / det, Cross(e.p, d) / det};
-  };
-  const std::array<CanvasPoint, 4> corners{mapped(left, top), mapped(right, top), mapped(right, bottom),
-                                           mapped(left, bottom)};
-  for (size_t i = 0; i < 4; ++i) {
-    const CanvasPoint a = corners[i];
-    const CanvasPoint d = Minus(corners[(i + 1) % 4], a);
-    const double length = d.x * d.x + d.y * d.y;
-    const double t = length > 0.0 ? std::clamp(-(a.x * d.x + a.y * d.y) / length, 0.0, 1.0) : 0.0;
-    const double x = a.x + t * d.x;
-    const double y = a.y + t * d.y;
-    if (x * x + y * y < 1.0) return true;
-  }
-  return false;
-}
-
-// Whether a part of the line from a to b lies in the box widened by `wider`.
-bool LineMeets(CanvasPoint a, CanvasPoint b, double left, double top, double right, double bottom, double wider) {
-  double t0 = 0.0;
-  double t1 = 1.0;
-  const auto cut = [&](double from, double step, double low, double high) {
-    if (std::abs(step) < 1e-12) return from > low && from < high;
-    double u = (low - from) / step;
-    double v = (high - from) / step;
-    if (u > v) std::swap(u, v);
-    t0 = std::max(t0, u);
-    t1 = std::min(t1, v);
-    return t0 < t1;
-  };
-  return cut(a.x, b.x - a.x, left - wider, right + wider) && cut(a.y, b.y - a.y, top - wider, bottom + wider);
+// Whether a part of the line from a to b lies in the box: the box of the line does, and the corners of the other box
+// lie on both sides of the line.
+bool LineMeets(CanvasPoint a, CanvasPoint b, double left, double top, double right, double bottom) {
+  if (std::max(a.x, b.x) <= left || std::min(a.x, b.x) >= right || std::max(a.y, b.y) <= top ||
+      std::min(a.y, b.y) >= bottom)
+    return false;
+  const CanvasPoint d = Minus(b, a);
+  const CanvasPoint middle{(left + right) / 2, (top + bottom) / 2};
+  const double wide = std::abs(d.y) * (right - left) / 2 + std::abs(d.x) * (bottom - top) / 2;
+  return std::abs(Cross(d, Minus(middle, a))) <= wide;
 }
 
 bool LinesCross(CanvasPoint a, CanvasPoint b, CanvasPoint c, CanvasPoint d) {
@@ -95,20 +66,57 @@ CanvasPoint HalfBox(const EllipseShape& e) {
 }  // namespace
 
 double ReachOf(const EllipseShape& e, CanvasPoint u) {
-  return std::hypot(e.p.x * u.x + e.p.y * u.y, e.q.x * u.x + e.q.y * u.y);
+  const double p = e.p.x * u.x + e.p.y * u.y;
+  const double q = e.q.x * u.x + e.q.y * u.y;
+  return std::sqrt(p * p + q * q);
 }
 
 CanvasPoint EdgeToward(const EllipseShape& e, CanvasPoint to) {
   const CanvasPoint d = Minus(to, e.centre);
   const double det = Cross(e.p, e.q);
   if (!(std::abs(det) > 1e-12)) return e.centre;
-  const double length = std::hypot(Cross(d, e.q) / det, Cross(e.p, d) / det);
+  const double alongP = Cross(d, e.q) / det;
+  const double alongQ = Cross(e.p, d) / det;
+  const double length = std::sqrt(alongP * alongP + alongQ * alongQ);
   return length > 1.0 ? CanvasPoint{e.centre.x + d.x / length, e.centre.y + d.y / length} : e.centre;
+}
+
+LabelPlacer::Body::Body(const EllipseShape& e) : centre(e.centre) {
+  const CanvasPoint half = HalfBox(e);
+  box = {centre.x - half.x, centre.y - half.y, centre.x + half.x, centre.y + half.y};
+  const double det = Cross(e.p, e.q);
+  flat = !(std::abs(det) > 1e-12);
+  if (flat) return;
+  toCircleX = {e.q.y / det, -e.q.x / det};
+  toCircleY = {-e.p.y / det, e.p.x / det};
+}
+
+// Whether the unit circle reaches into what the box becomes by the map that makes the ellipse a circle.
+bool LabelPlacer::Body::Meets(const Box& o) const {
+  if (!box.Meets(o)) return false;
+  if (centre.x > o.left && centre.x < o.right && centre.y > o.top && centre.y < o.bottom) return true;
+  if (flat) return false;
+  const auto mapped = [&](double x, double y) {
+    return CanvasPoint{x * toCircleX.x + y * toCircleX.y, x * toCircleY.x + y * toCircleY.y};
+  };
+  const CanvasPoint corner = mapped(o.left - centre.x, o.top - centre.y);
+  const CanvasPoint across = mapped(o.right - o.left, 0.0);
+  const CanvasPoint down = mapped(0.0, o.bottom - o.top);
+  const auto near = [](CanvasPoint a, CanvasPoint d) {
+    const double length = d.x * d.x + d.y * d.y;
+    const double t = length > 0.0 ? std::clamp(-(a.x * d.x + a.y * d.y) / length, 0.0, 1.0) : 0.0;
+    const double x = a.x + t * d.x;
+    const double y = a.y + t * d.y;
+    return x * x + y * y < 1.0;
+  };
+  return near(corner, across) || near(corner, down) || near({corner.x + down.x, corner.y + down.y}, across) ||
+         near({corner.x + across.x, corner.y + across.y}, down);
 }
 
 void LabelPlacer::CellLists::Reset(const Box& area, double cell, size_t things) {
   area_ = area;
   cell_ = std::max({cell, (area.right - area.left) / kMostCells, (area.bottom - area.top) / kMostCells, 1e-6});
+  perCell_ = 1.0 / cell_;
   columns_ = static_cast<int>((area.right - area.left) / cell_) + 1;
   rows_ = static_cast<int>((area.bottom - area.top) / cell_) + 1;
   cells_.resize(static_cast<size_t>(columns_) * static_cast<size_t>(rows_));
@@ -121,7 +129,7 @@ void LabelPlacer::CellLists::Reset(const Box& area, double cell, size_t things) 
 LabelPlacer::CellLists::Range LabelPlacer::CellLists::CellsOf(const Box& box) const {
   // What is no number belongs to the first.
   const auto cell = [this](double v, double low, int count) {
-    const double n = (v - low) / cell_;
+    const double n = (v - low) * perCell_;
     return n > 0.0 ? static_cast<int>(std::min(n, count - 1.0)) : 0;
   };
   return {cell(box.left, area_.left, columns_), cell(box.top, area_.top, rows_), cell(box.right, area_.left, columns_),
@@ -150,7 +158,7 @@ void LabelPlacer::CellLists::ForEach(const Box& box, Visit visit) {
       for (const uint32_t thing : cells_[static_cast<size_t>(y * columns_ + x)]) {
         if (seen_[thing] == stamp_) continue;
         seen_[thing] = stamp_;
-        visit(thing);
+        if (visit(thing)) return;
       }
     }
   }
@@ -165,63 +173,61 @@ LabelPlacer::Box LabelPlacer::LeaderBox(const Candidate& c) {
 template <class Visit>
 void LabelPlacer::ForEachNear(const Candidate& candidate, Visit visit) {
   labelCells_.NewRound();
-  labelCells_.ForEach(candidate.box, visit);
-  if (candidate.leader) labelCells_.ForEach(LeaderBox(candidate), visit);
+  bool stopped = false;
+  const auto stopping = [&](uint32_t i) { return stopped = visit(i); };
+  labelCells_.ForEach(candidate.box, stopping);
+  if (candidate.leader && !stopped) labelCells_.ForEach(LeaderBox(candidate), stopping);
 }
 
-// What a place costs whatever the other labels do.
+// What a place costs whatever the other labels do. What costs as much as a body is not taken: how much more it is does
+// not matter.
 void LabelPlacer::Judge(uint32_t index, Candidate& c) {
-  const LabelRequest& request = requests_[index];
-  float cost = c.cost;
-  const CanvasPoint& middle = request.body.centre;
+  const EllipseShape& own = requests_[index].body;
+  const CanvasPoint& middle = own.centre;
   const bool inside =
       middle.x > area_.left && middle.x < area_.right && middle.y > area_.top && middle.y < area_.bottom;
   if (inside &&
-      (c.box.left < area_.left || c.box.right > area_.right || c.box.top < area_.top || c.box.bottom > area_.bottom))
-    cost += kOutside;
-  // What costs that much is not taken: how much more it is does not matter.
-  const auto settled = [&cost] { return cost >= kOnBody; };
-  c.cost = cost;
-  if (settled()) return;
-  Box reach = c.box;
-  if (c.leader) {
-    const Box line = LeaderBox(c);
-    reach = {std::min(reach.left, line.left), std::min(reach.top, line.top), std::max(reach.right, line.right),
-             std::max(reach.bottom, line.bottom)};
+      (c.box.left < area_.left || c.box.right > area_.right || c.box.top < area_.top || c.box.bottom > area_.bottom)) {
+    c.cost += kOutside;
+    return;
   }
   bodyCells_.NewRound();
-  bodyCells_.ForEach(reach, [&](uint32_t i) {
-    if (settled()) return;
-    const EllipseShape& body = bodies_[i];
-    const CanvasPoint half = HalfBox(body);
-    const Box around{body.centre.x - half.x, body.centre.y - half.y, body.centre.x + half.x, body.centre.y + half.y};
-    if (!around.Meets(reach)) return;
-    if (around.Meets(c.box) && EllipseMeets(body, c.box.left, c.box.top, c.box.right, c.box.bottom)) {
-      cost += kOnBody;
+  bodyCells_.ForEach(c.box, [&](uint32_t i) {
+    if (!boxedBodies_[i].Meets(c.box)) return false;
+    c.cost += kOnBody;
+    return true;
+  });
+  const auto settled = [&c] { return c.cost >= kOnBody; };
+  if (settled()) return;
+  stickCells_.NewRound();
+  stickCells_.ForEach(c.box, [&](uint32_t i) {
+    const LabelStick& stick = sticks_[i];
+    const double wide = stick.halfWidth;
+    if (LineMeets(stick.a, stick.b, c.box.left - wide, c.box.top - wide, c.box.right + wide, c.box.bottom + wide)) {
+      c.cost += stick.faint ? kOnFaint : kOnStick;
       c.clear = false;
     }
-    if (c.leader && (body.centre.x != middle.x || body.centre.y != middle.y) &&
-        LineMeets(c.from, c.to, around.left, around.top, around.right, around.bottom, 0.0))
-      cost += kLeaderOnBody;
+    return settled();
   });
-  c.cost = cost;
+  if (settled() || !c.leader) return;
+  c.to = {std::clamp(middle.x, c.box.left, c.box.right), std::clamp(middle.y, c.box.top, c.box.bottom)};
+  c.from = EdgeToward(own, c.to);
+  const Box reach = LeaderBox(c);
+  bodyCells_.NewRound();
+  bodyCells_.ForEach(reach, [&](uint32_t i) {
+    const Body& body = boxedBodies_[i];
+    if ((body.centre.x != middle.x || body.centre.y != middle.y) &&
+        LineMeets(c.from, c.to, body.box.left, body.box.top, body.box.right, body.box.bottom))
+      c.cost += kLeaderOnBody;
+    return settled();
+  });
   if (settled()) return;
   stickCells_.NewRound();
   stickCells_.ForEach(reach, [&](uint32_t i) {
-    if (settled()) return;
     const LabelStick& stick = sticks_[i];
-    const double wide = stick.halfWidth;
-    // Most are in the same cells and nowhere near.
-    if (std::max(stick.a.x, stick.b.x) + wide < reach.left || std::min(stick.a.x, stick.b.x) - wide > reach.right ||
-        std::max(stick.a.y, stick.b.y) + wide < reach.top || std::min(stick.a.y, stick.b.y) - wide > reach.bottom)
-      return;
-    if (LineMeets(stick.a, stick.b, c.box.left, c.box.top, c.box.right, c.box.bottom, stick.halfWidth)) {
-      cost += stick.faint ? kOnFaint : kOnStick;
-      c.clear = false;
-    }
-    if (c.leader && !stick.faint && LinesCross(c.from, c.to, stick.a, stick.b)) cost += kLeaderOnStick;
+    if (!stick.faint && LinesCross(c.from, c.to, stick.a, stick.b)) c.cost += kLeaderOnStick;
+    return settled();
   });
-  c.cost = cost;
 }
 
 // Cosine and sine of each direction from the best one.
@@ -253,12 +259,6 @@ void LabelPlacer::AddRing(uint32_t index) {
     candidate.box = {corner.x, corner.y - height, corner.x + request.size.x, corner.y};
     candidate.cost = kRingCost[ring] + kTurned * static_cast<float>(1.0 - c) / 2.0f;
     candidate.leader = ring >= kFirstLeader;
-    if (candidate.leader) {
-      const Box& box = candidate.box;
-      candidate.to = {std::clamp(request.body.centre.x, box.left, box.right),
-                      std::clamp(request.body.centre.y, box.top, box.bottom)};
-      candidate.from = EdgeToward(request.body, candidate.to);
-    }
     if (request.last) {
       const double x = (candidate.box.left + candidate.box.right) / 2 - request.body.centre.x - request.last->x;
       const double y = (candidate.box.top + candidate.box.bottom) / 2 - request.body.centre.y - request.last->y;
@@ -276,7 +276,7 @@ float LabelPlacer::Between(const Candidate& a, const Candidate& b) const {
   float cost = a.box.Meets(b.box) ? kOnLabel : 0.0f;
   const auto crosses = [](const Candidate& line, const Box& box) {
     return line.leader && LeaderBox(line).Meets(box) &&
-           LineMeets(line.from, line.to, box.left, box.top, box.right, box.bottom, 0.0);
+           LineMeets(line.from, line.to, box.left, box.top, box.right, box.bottom);
   };
   if (crosses(a, b.box)) cost += kLeaderOnLabel;
   if (crosses(b, a.box)) cost += kLeaderOnLabel;
@@ -284,10 +284,12 @@ float LabelPlacer::Between(const Candidate& a, const Candidate& b) const {
   return cost;
 }
 
-float LabelPlacer::Conflict(uint32_t index, const Candidate& candidate) {
+// With the other labels as they stand; no more of it is found once it is `enough`.
+float LabelPlacer::Conflict(uint32_t index, const Candidate& candidate, float enough) {
   float cost = 0.0f;
   ForEachNear(candidate, [&](uint32_t other) {
     if (other != index) cost += Between(candidate, Chosen(other));
+    return cost >= enough;
   });
   return cost;
 }
@@ -307,15 +309,16 @@ void LabelPlacer::Lift(uint32_t index) {
   label.placed = false;
 }
 
-// The cheapest place as the others stand now, looking further out while every place has something in it.
-float LabelPlacer::Best(uint32_t index, uint32_t& candidate) {
+// The cheapest place of less than `most` as the others stand now, looking further out while every place has something
+// in it.
+float LabelPlacer::Best(uint32_t index, uint32_t& candidate, float most) {
   Label& label = labels_[index];
-  float best = kNoPlace;
+  float best = most;
   while (true) {
     for (const uint16_t i : label.byCost) {
       const Candidate& c = label.candidates[i];
       if (c.cost >= best) break;
-      const float cost = c.cost + Conflict(index, c);
+      const float cost = c.cost + Conflict(index, c, best - c.cost);
       if (cost >= best) continue;
       best = cost;
       candidate = i;
@@ -328,7 +331,7 @@ float LabelPlacer::Best(uint32_t index, uint32_t& candidate) {
 // Puts the label where it is clear, if it can be anywhere.
 bool LabelPlacer::Settle(uint32_t index, float most) {
   uint32_t best = 0;
-  if (Best(index, best) >= most) return false;
+  if (Best(index, best, most) >= most) return false;
   Put(index, best);
   return true;
 }
@@ -341,7 +344,8 @@ bool LabelPlacer::Improve(uint32_t index) {
   const uint32_t before = label.chosen;
   Lift(index);
   uint32_t best = before;
-  const bool better = Best(index, best) < now - 1e-3f;
+  const float most = now - 1e-3f;
+  const bool better = Best(index, best, most) < most;
   Put(index, better ? best : before);
   return better;
 }
@@ -354,9 +358,9 @@ bool LabelPlacer::MakeRoom(uint32_t index) {
     uint32_t other = index;
     int count = 0;
     ForEachNear(candidate, [&](uint32_t j) {
-      if (j == index || Between(candidate, Chosen(j)) == 0.0f) return;
+      if (j == index || Between(candidate, Chosen(j)) == 0.0f) return false;
       other = j;
-      ++count;
+      return ++count > 1;
     });
     if (count != 1 || requests_[other].fixed) continue;
     const uint32_t otherBefore = labels_[other].chosen;
@@ -394,7 +398,6 @@ const std::vector<LabelPlace>& LabelPlacer::Place(std::span<const LabelRequest> 
                                                   std::span<const LabelStick> sticks, CanvasPoint low, CanvasPoint high,
                                                   double gap) {
   requests_ = labels;
-  bodies_ = bodies;
   sticks_ = sticks;
   area_ = {low.x, low.y, high.x, high.y};
   gap_ = gap;
@@ -403,11 +406,8 @@ const std::vector<LabelPlace>& LabelPlacer::Place(std::span<const LabelRequest> 
   bodyCells_.Reset(area_, 2.0 * height, bodies.size());
   stickCells_.Reset(area_, 2.0 * height, sticks.size());
   labelCells_.Reset(area_, 1.5 * height, labels.size());
-  for (uint32_t i = 0; i < bodies.size(); ++i) {
-    const CanvasPoint half = HalfBox(bodies[i]);
-    const CanvasPoint& at = bodies[i].centre;
-    bodyCells_.Add({at.x - half.x, at.y - half.y, at.x + half.x, at.y + half.y}, i);
-  }
+  boxedBodies_.assign(bodies.begin(), bodies.end());
+  for (uint32_t i = 0; i < bodies.size(); ++i) bodyCells_.Add(boxedBodies_[i].box, i);
   for (uint32_t i = 0; i < sticks.size(); ++i) {
     const LabelStick& s = sticks[i];
     stickCells_.Add({std::min(s.a.x, s.b.x) - s.halfWidth, std::min(s.a.y, s.b.y) - s.halfWidth,

@@ -55,9 +55,19 @@ class LabelPlacer {
                                        double gap);
 
  private:
+  static constexpr float kNoPlace = 1e30f;
   struct Box {
     double left, top, right, bottom;
     bool Meets(const Box& o) const { return left < o.right && o.left < right && top < o.bottom && o.top < bottom; }
+  };
+  struct Body {
+    Body(const EllipseShape& shape);
+    bool Meets(const Box& o) const;
+    CanvasPoint centre;
+    Box box;
+    CanvasPoint toCircleX;  // rows of the map that makes it the unit circle
+    CanvasPoint toCircleY;
+    bool flat;
   };
   struct Candidate {
     Box box;
@@ -80,7 +90,7 @@ class LabelPlacer {
     void Reset(const Box& area, double cell, size_t things);
     void Add(const Box& box, uint32_t thing);
     void Remove(const Box& box, uint32_t thing);
-    // Each thing whose cells the box reaches into, once in a round.
+    // Each thing whose cells the box reaches into, once in a round, until `visit` says that it is enough.
     void NewRound() { ++stamp_; }
     template <class Visit>
     void ForEach(const Box& box, Visit visit);
@@ -92,6 +102,7 @@ class LabelPlacer {
     Range CellsOf(const Box& box) const;
     Box area_{};
     double cell_ = 1.0;
+    double perCell_ = 1.0;
     int columns_ = 1;
     int rows_ = 1;
     std::vector<std::vector<uint32_t>> cells_;
@@ -105,19 +116,19 @@ class LabelPlacer {
   void AddRing(uint32_t index);
   void Judge(uint32_t index, Candidate& candidate);
   float Between(const Candidate& a, const Candidate& b) const;
-  float Conflict(uint32_t index, const Candidate& candidate);
-  float Cost(uint32_t index) { return Chosen(index).cost + Conflict(index, Chosen(index)); }
+  float Conflict(uint32_t index, const Candidate& candidate, float enough);
+  float Cost(uint32_t index) { return Chosen(index).cost + Conflict(index, Chosen(index), kNoPlace); }
   const Candidate& Chosen(uint32_t index) const { return labels_[index].candidates[labels_[index].chosen]; }
   void Put(uint32_t index, uint32_t candidate);
   void Lift(uint32_t index);
-  float Best(uint32_t index, uint32_t& candidate);
+  float Best(uint32_t index, uint32_t& candidate, float most);
   bool Improve(uint32_t index);
   bool MakeRoom(uint32_t index);
   bool Settle(uint32_t index, float most);
   void Solve();
 
   std::span<const LabelRequest> requests_;
-  std::span<const EllipseShape> bodies_;
+  std::vector<Body> boxedBodies_;
   std::span<const LabelStick> sticks_;
   Box area_{};
   double gap_ = 0.0;

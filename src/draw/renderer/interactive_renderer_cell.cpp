@@ -88,7 +88,7 @@ void RenderFrame::SetUpCellLetters() {
     const CanvasPoint fromOrigin{at.x - DevicePoint(corners[7]).x, at.y - DevicePoint(corners[7]).y};
     if (!Classic() && i < 7 && std::hypot(fromOrigin.x, fromOrigin.y) < size.y) continue;
     const CanvasPoint corner = LabelCorner(at, 2.0 * map_.unit, size, at.x - middle.x, at.y - middle.y);
-    cellLetters_.push_back({{corner, size, at, 0.0, true}, kCellCorners[i].letter});
+    cellLetters_.push_back({{corner, size}, kCellCorners[i].letter});
   }
 }
 

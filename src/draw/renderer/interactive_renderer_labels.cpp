@@ -310,11 +310,11 @@ void RenderFrame::CollectNearestLabels() {
     const CanvasPoint centre = Centre(atoms_[index]);
     if (occupancy_.IsTaken(centre) || occupancy_.IsTaken({centre.x + dx * away, centre.y + dy * away})) continue;
     const LabelRequest request = RequestOf(index);
-    LabelBox box{request.corner, request.size, request.body.centre, 0.0, request.fixed};
-    if (!box.fixed) {
+    LabelBox box{request.corner, request.size};
+    if (!request.fixed) {
       const double length = std::max(std::hypot(dx, dy), 1e-9);
       const double reach = ReachOf(request.body, {dx / length, dy / length}) + kBodyGap * map_.unit;
-      box.corner = LabelCorner(box.body, reach, box.size, dx, dy);
+      box.corner = LabelCorner(request.body.centre, reach, box.size, dx, dy);
     }
     if (!occupancy_.Take(box)) continue;
     shownLabels_.push_back({index, box.corner, box.size, true, false, {}, {}});
