@@ -15,7 +15,8 @@ namespace {
 constexpr int kCarbon = 6, kNitrogen = 7, kOxygen = 8, kSilicon = 14, kPhosphorus = 15, kSulphur = 16;
 constexpr int kSpheres = 14;
 constexpr size_t kMostNodes = 30000;
-constexpr double kFlat = 0.2;  // Å: an atom nearer to the plane of three neighbours has no fourth
+constexpr double kLongest = 1.85;  // Å, of a bond between carbon, nitrogen and oxygen; across a small ring it is none
+constexpr double kFlat = 0.2;      // Å: an atom nearer to the plane of three neighbours has no fourth
 
 int NumberOf(const AtomRecord& atom) {
   return ChemicalNumber(atom);
@@ -28,7 +29,7 @@ class BondGraph {
       : bonds_(bonds), metric_(metric), part_(part) {
     for (const AtomRecord* atom : Atoms(document.atoms)) {
       if (atom->IsPeak() || IsGenerated(*atom) || !InPart(*atom)) continue;
-      around_[atom->serial] = Kept(bonds.NeighboursOf(*atom));
+      around_[atom->serial] = Kept(bonds.SiteOf(*atom), bonds.NeighboursOf(*atom));
       extra_[atom->serial].assign(around_[atom->serial].size(), 0);
       missing_[atom->serial] = MissingOf(*atom);
       atoms_.push_back(atom);
@@ -39,7 +40,7 @@ class BondGraph {
   bool InPart(const AtomRecord& atom) const { return atom.part == 0 || std::abs(atom.part) == part_; }
   const std::vector<const AtomRecord*>& All() const { return atoms_; }
   std::vector<GeometrySite> Around(const GeometrySite& site) const {
-    return site.IsIdentity() ? around_.at(site.atom->serial) : Kept(bonds_.NeighboursOf(site));
+    return site.IsIdentity() ? around_.at(site.atom->serial) : Kept(site, bonds_.NeighboursOf(site));
   }
   // How many duplicates the k-th neighbour counts for, and those of no neighbour in particular.
   int Duplicates(const AtomRecord& atom, size_t k) const {
@@ -51,8 +52,13 @@ class BondGraph {
   GeometrySite SiteOf(const AtomRecord& atom) const { return bonds_.SiteOf(atom); }
 
  private:
-  std::vector<GeometrySite> Kept(std::vector<GeometrySite> sites) const {
-    std::erase_if(sites, [&](const GeometrySite& site) { return site.atom->IsPeak() || !InPart(*site.atom); });
+  std::vector<GeometrySite> Kept(const GeometrySite& centre, std::vector<GeometrySite> sites) const {
+    const auto isLight = [](const AtomRecord& a) { return NumberOf(a) >= kCarbon && NumberOf(a) <= kOxygen; };
+    std::erase_if(sites, [&](const GeometrySite& site) {
+      const bool across =
+          isLight(*centre.atom) && isLight(*site.atom) && Length(PlaceOf(site) - PlaceOf(centre)) > kLongest;
+      return across || site.atom->IsPeak() || !InPart(*site.atom);
+    });
     return sites;
   }
 

@@ -58,6 +58,13 @@ TEST_F(ChiralityTest, ADoubleBondCountsTwice) {
   EXPECT_EQ(Labels(), "C1R ");
 }
 
+// Two carbons across a ring are within the radii of a bond: a flat atom gets no fourth ligand from it.
+TEST_F(ChiralityTest, AcrossARingIsNoBond) {
+  Read(first + Line("N1", kN, 1.35, 0.1, 0) + Line("C2", kC, -0.75, 1.3, 0) + Line("C3", kC, -0.5, -1.98, 0.2) +
+       Line("O1", kO, -0.4, -1.3, -0.1));
+  EXPECT_EQ(Labels(), "");
+}
+
 TEST_F(ChiralityTest, MassesPartWhatNumbersDoNotAndTheRestIsNotSaid) {
   const std::string two = first + Put("O1", kO, 0, 1.43) + Put("C2", kC, 1, 1.52);
   Read(two + Put("D1", kD, 2, 0.98) + Put("H1", kH, 3, 0.98));
