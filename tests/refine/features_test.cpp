@@ -83,6 +83,21 @@ TEST(Flack, TellsTheHands) {
   for (Site& site : s.structure.sites) site.x = -site.x;
   s.result.calculated = CalculateAt(s.structure, s.observations);
   EXPECT_NEAR(EstimateFlack(s).x.value, 1.0, 0.02);
+  // With one of each pair there are no quotients, and the fit tells the hands.
+  s.observations = SimulateData(truth, 0.9);
+  for (Miller& h : s.observations.indices[0]) h = truth.group.Representative(h, true);
+  for (const double hand : {0.0, 1.0}) {
+    s.structure = truth;
+    for (Site& site : s.structure.sites) site.x = hand > 0.0 ? -site.x : site.x;
+    s.result.calculated = CalculateAt(s.structure, s.observations);
+    const Calculated wanted = CalculateAt(truth, s.observations);
+    for (size_t i = 0; i < wanted.fc2.size(); ++i) s.result.calculated.fo2[i] = 1.01 * wanted.fc2[i];
+    EXPECT_FALSE(EstimateFlack(s).present);
+    ASSERT_TRUE(FitHand(s));
+    EXPECT_NEAR(FitHand(s)->value, hand, 0.01);
+  }
+  s.structure = MakeCrystal(Case("P -1"), 12, 4);
+  EXPECT_FALSE(FitHand(s));
   s.structure = MakeCrystal(Case("P -1"), 12, 4);
   EXPECT_FALSE(EstimateFlack(s).present);
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <optional>
 
 #include "base/numbers.h"
 #include "refine/output/tables.h"
@@ -74,6 +75,29 @@ FlackResult EstimateFlack(const Session& s) {
   return flack;
 }
 
+std::optional<Measured> FitHand(const Session& s) {
+  if (s.structure.group.hasInversion || s.observations.Components() != 1) return std::nullopt;
+  Observations opposite = s.observations;
+  for (Miller& h : opposite.indices[0]) h = {-h[0], -h[1], -h[2]};
+  for (auto& component : opposite.added)
+    for (auto& f : component) f = std::conj(f);
+  Calculated other;
+  DataPass(s.structure, opposite, s.job.weights).Run(other);
+  // Fo² = (1 + k) [Fc² + x (Fc²(-h) - Fc²)], linear in k and x (1 + k).
+  const Calculated& c = s.result.calculated;
+  double xx = 0.0, xk = 0.0, kk = 0.0, xd = 0.0, kd = 0.0, dd = 0.0;
+  for (size_t i = 0; i < c.fo2.size(); ++i) {
+    const double w = c.weight[i], x = other.fc2[i] - c.fc2[i], k = c.fc2[i], d = c.fo2[i] - c.fc2[i];
+    xx += w * x * x, xk += w * x * k, kk += w * k * k, xd += w * x * d, kd += w * k * d, dd += w * d * d;
+  }
+  const double determinant = xx * kk - xk * xk;
+  if (c.fo2.size() <= s.result.parameters || determinant <= 1e-12 * xx * kk) return std::nullopt;
+  const double slope = (xd * kk - kd * xk) / determinant, k = (kd * xx - xd * xk) / determinant;
+  if (k <= -1.0) return std::nullopt;
+  const double left = (dd - slope * xd - k * kd) / static_cast<double>(c.fo2.size() - s.result.parameters);
+  return Measured{slope / (1.0 + k), std::sqrt(std::max(0.0, left) * kk / determinant) / (1.0 + k)};
+}
+
 HooftResult EstimateHooft(const Session& s) {
   HooftResult hooft;
   const Calculated& c = s.result.calculated;
@@ -117,6 +141,9 @@ std::string HandTable(const Session& s) {
   if (flack.present)
     AppendPrintf(out, "\n Flack parameter %s from %zu quotients%s\n", WithSu(flack.x, 3).c_str(), flack.pairs,
                  s.observations.Components() > 1 ? " of the twin" : "");
+  if (const auto fit = flack.present ? std::nullopt : FitHand(s))
+    AppendPrintf(out, "\n Flack parameter %s from a fit of all intensities, for want of quotients\n",
+                 WithSu(*fit, 3).c_str());
   const HooftResult hooft = EstimateHooft(s);
   if (hooft.present) {
     AppendPrintf(out,

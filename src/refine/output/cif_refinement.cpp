@@ -1,6 +1,9 @@
+#include <algorithm>
 #include <cmath>
 
 #include "base/numbers.h"
+#include "chem/chirality.h"
+#include "chem/connectivity.h"
 #include "refine/output/cif_sections.h"
 
 namespace marvik {
@@ -18,7 +21,7 @@ StrongFigures FiguresOfStrong(const Session& s) {
   double bottom = 0.0;
   size_t n = 0;
   for (size_t i = 0; i < c.fo2.size(); ++i) {
-    if (!(c.fo2[i] > 2.0 * c.sigma[i])) continue;
+    if (!IsStrong(c.fo2[i], c.sigma[i])) continue;
     top += c.weight[i] * std::pow(c.fo2[i] - c.fc2[i], 2);
     bottom += c.weight[i] * c.fo2[i] * c.fo2[i];
     ++n;
@@ -83,13 +86,29 @@ void WriteAbsoluteStructure(const Session& s, CifWriter& cif) {
     return;
   }
   const FlackResult flack = EstimateFlack(s);
+  const std::optional<Measured> fit = flack.present ? std::nullopt : FitHand(s);
   cif.Item("_refine_ls_abs_structure_details",
            flack.present
                ? Printf("Flack x from %zu quotients (I+ - I-)/(I+ + I-) (Parsons, Flack & Wagner, Acta Cryst. "
                         "B69 (2013) 249-259)",
                         flack.pairs)
-               : "?");
-  cif.Item("_refine_ls_abs_structure_Flack", flack.present ? WithSu(flack.x, 3) : "?");
+           : fit ? "No quotients; Flack x from a fit of all intensities (Flack, Acta Cryst. A39 (1983) 876-881)"
+                 : "?");
+  cif.Item("_refine_ls_abs_structure_Flack", flack.present ? WithSu(flack.x, 3) : fit ? WithSu(*fit, 3) : "?");
+}
+
+// Stereocentres by their labels: of one hand where no operation turns it into the other, else as the list has them.
+std::string HandSentence(const Session& s) {
+  Document bonded = s.document;
+  RecordingMessages messages;
+  Connect(bonded, messages);
+  const std::string labels = ChiralitySentence(FindStereoCentres(bonded));
+  if (labels.empty()) return "";
+  const auto isImproper = [](const SymmetryOperator& op) { return op.Determinant() < 0; };
+  return (std::ranges::any_of(s.structure.group.all, isImproper)
+              ? " Stereocentres of the atoms as listed (the crystal holds both hands): "
+              : " Stereocentres of the model (sequence rules 1 and 2): ") +
+         labels + ".\n";
 }
 
 void WriteDetails(const Session& s, CifWriter& cif) {
@@ -120,6 +139,7 @@ void WriteDetails(const Session& s, CifWriter& cif) {
         " A solvent mask: the contributions of %zu reflections in %s.fab were added to the calculated structure\n"
         " factors (ABIN). Formula, weight, density, F(000) and \\m hold what UNIT says.\n",
         s.added.size(), s.name.c_str());
+  details += HandSentence(s);
   if (details.empty()) {
     cif.Item("_refine_special_details", "?");
   } else {

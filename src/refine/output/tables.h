@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "refine/job/session.h"
@@ -64,6 +65,9 @@ struct FlackResult {
   std::vector<Pair> strongest;  // that weigh most
 };
 FlackResult EstimateFlack(const Session& session);
+// The same where there are no pairs, from a fit of all intensities by x and a scale (H. D. Flack, Acta Cryst. A39
+// (1983) 876); nothing for twins and where the hands do not differ.
+std::optional<Measured> FitHand(const Session& session);
 
 // The probability of the hand from the differences of Friedel pairs, by Bayes' theorem with errors distributed
 // normally (R. W. W. Hooft, L. H. Straver & A. L. Spek, J. Appl. Cryst. 41 (2008) 96-103).
