@@ -75,6 +75,8 @@ void Instructions(CifChecker& c, std::string_view field) {
     const int n = counts.contains(one.keyword) ? counts[one.keyword] : 0;
     c.Test(one.rule, n, Printf("%d times.", n), {}, field.data());
   }
+  if (counts.contains("ABIN") && !c.model.Column("_iucr_refine_fab_details").loop)
+    c.Found("embedded-mask", "", {}, field.data());
   c.Test("instructions-afix1", rigid, Printf("%d times.", rigid), {}, field.data());
   c.Test("instructions-omit", omitted, Printf("%d.", omitted), {}, field.data());
   if (atoms > 0 && static_cast<size_t>(atoms) != c.model.sites.size() && !c.model.sites.empty()) {

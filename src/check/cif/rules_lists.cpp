@@ -75,6 +75,7 @@ constexpr RuleRow kRows[] = {
     {"embedded-reflections", "PLAT008, PLAT010, PLAT015", kIsG, "The reflections are not in the CIF.", "Embed them."},
     {"embedded-model", "PLAT001", kIsB, "The embedded result file has another number of atoms than the CIF.",
      "Embed the one of this refinement."},
+    {"embedded-mask", "PLAT016", kIsG, "A solvent mask was used (ABIN), and its file is not in the CIF.", "Embed it."},
     {"instructions-afix1", "PLAT169", NoteAbove(0.0), "The instructions hold AFIX 1 so many times.", "Say why."},
     {"instructions-eadp", "PLAT171", NoteAbove(0.0), "The instructions hold EADP so many times.",
      "Describe the constraints."},

@@ -7,6 +7,7 @@
 
 #include "base/numbers.h"
 #include "files/cif/cif_text.h"
+#include "language/tokenizer.h"
 
 namespace marvik {
 namespace {
@@ -32,12 +33,22 @@ bool IsReflectionList(std::string_view text) {
   return true;
 }
 
+// Lines of h k l A B, the numbers of any form, and remarks behind them.
+bool IsMask(std::string_view text) {
+  const size_t start = std::min(text.find_first_not_of("\r\n"), text.size());
+  std::vector<std::string_view> words;
+  SplitWords(text.substr(start, text.find('\n', start) - start), words);
+  double number = 0.0;
+  return words.size() >= 3 &&
+         std::ranges::all_of(words, [&](std::string_view w) { return ParseNumber(w, number) > 0; });
+}
+
 const char* KindOf(std::string_view item, std::string_view text) {
   const std::string_view head = text.substr(0, 20000);
   if (Holds(head, "CELL") && Holds(head, "SFAC")) return "res";
   if (Holds(head, "data_") && head.find("_refln_index_h") != head.npos) return "fcf";
-  if (!IsReflectionList(text)) return nullptr;
-  return item.find("fab") != item.npos ? "fab" : "hkl";
+  if (item.find("fab") != item.npos) return IsMask(text) ? "fab" : nullptr;
+  return IsReflectionList(text) ? "hkl" : nullptr;
 }
 
 std::string FileNameOfBlock(std::string_view block) {

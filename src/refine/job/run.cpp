@@ -52,7 +52,7 @@ void PrintPeaks(const Session& s, const LineSink& print) {
 }
 
 // NAME.ins and NAME.hkl; a sentence when one of them is missing or is not what it should be.
-std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflection>& raw, std::string& hklText,
+std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflection>& raw, CifAttachments& files,
                       const LineSink& print) {
   const FileContent ins = ReadWholeFile(base + ".ins");
   if (!ins.opened) return "CANNOT OPEN FILE " + base + ".ins";
@@ -72,11 +72,12 @@ std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflectio
   if (s.places.first.contains(InstructionKeyword::kAbin)) {
     const FileContent fab = ReadWholeFile(base + ".fab");
     s.added = ParseFabFile(fab.content);
+    files.mask = s.added.empty() ? "" : fab.content;
     if (s.added.empty())
       s.notes.push_back("ABIN: " + s.name + (fab.opened ? ".fab has no line of h k l A B" : ".fab is not there") +
                         "; nothing is added" + s.places.Of(InstructionKeyword::kAbin));
   }
-  hklText = std::move(hkl.content);
+  files.reflections = std::move(hkl.content);
   return raw.empty() ? "NO REFLECTIONS IN " + base + ".hkl" : std::string();
 }
 
@@ -86,8 +87,8 @@ int Work(const std::string& base, const LineSink& print, const std::string& said
   print(" " + base);
   Session s;
   std::vector<Reflection> raw;
-  std::string hklText;
-  std::string problem = ReadFiles(base, s, raw, hklText, print);
+  CifAttachments files;
+  std::string problem = ReadFiles(base, s, raw, files, print);
   if (!problem.empty() || !PrepareSession(s, raw, print, problem)) return Fail(print, problem);
   if (!RefineSession(s, print)) return Fail(print, s.result.problem);
   const RefinementResult& r = s.result;
@@ -108,7 +109,8 @@ int Work(const std::string& base, const LineSink& print, const std::string& said
   if (WriteFileAtomically(base + ".lst", ComposeListing(s, said)) != 0) print(" ** CANNOT WRITE " + base + ".lst **");
   s.coverage = MeasureCoverage(raw, s.structure.group, s.structure.metric, s.job.limits, s.merging.thetaMax);
   const std::string known = ReadWholeFile(base + kPublicationFile).content;
-  const std::string cif = CompletedCif(ComposeCif(s, {text, hklText}), known);
+  files.result = text;
+  const std::string cif = CompletedCif(ComposeCif(s, files), known);
   if (WriteFileAtomically(base + ".cif", cif) != 0) print(" ** CANNOT WRITE " + base + ".cif **");
   if (IsWrittenList(s.job.list) && WriteFileAtomically(base + ".fcf", ComposeReflectionList(s)) != 0) {
     print(" ** CANNOT WRITE " + base + ".fcf **");

@@ -35,8 +35,12 @@ std::string ComposeCif(const Session& s, const CifAttachments& attachments) {
   WriteAtoms(s, geometry, cif);
   WriteGeometry(s, geometry, cif);
   cif.Gap();
-  if (!attachments.result.empty()) cif.Field("_iucr_refine_instructions_details", attachments.result);
-  if (!attachments.reflections.empty()) cif.Field("_iucr_refine_reflections_details", attachments.reflections);
+  const std::pair<const char*, const std::string&> files[] = {
+      {"_iucr_refine_instructions_details", attachments.result},
+      {"_iucr_refine_reflections_details", attachments.reflections},
+      {"_iucr_refine_fab_details", attachments.mask}};
+  for (const auto& [item, text] : files)
+    if (!text.empty()) cif.Field(item, text);
   return cif.Text();
 }
 

@@ -10,6 +10,7 @@ namespace marvik {
 struct CifAttachments {
   std::string result;       // NAME.res
   std::string reflections;  // NAME.hkl
+  std::string mask;         // NAME.fab
 };
 
 // Everything about a refined structure that can be computed, by the names of the core dictionary of CIF 1.1; what only
