@@ -2,8 +2,10 @@
 #include <cstdlib>
 #include <map>
 #include <regex>
+#include <set>
 
 #include "base/files.h"
+#include "files/cif/cif_attachments.h"
 #include "files/cif/cif_completion.h"
 #include "files/cif/cif_text.h"
 
@@ -103,7 +105,7 @@ TEST_F(CifTest, WhatIsWrittenIsAmongTheCoreItems) {
   ASSERT_GT(items.size(), 1000u);
   // Core items of CIF 1.1 whose old names the table lacks, the attached files, and a range that is a wish.
   const std::regex own(".*/(neti|su_max|su_mean)|_iucr_refine_.*|_diffrn_source|.*_fraction_full");
-  for (const char* name : {"urea_p421m", "small_46", "centred_r"}) {
+  for (const char* name : {"urea_p421m", "small_46", "centred_r", "disorder_4fv"}) {
     SCOPED_TRACE(name);
     RunPair(name);
     size_t looked = 0;
@@ -113,9 +115,17 @@ TEST_F(CifTest, WhatIsWrittenIsAmongTheCoreItems) {
       while (reader.Next(block)) {
         for (const CifLoop& loop : block.loops) {
           EXPECT_FALSE(loop.isCut) << loop.names[0];
+          std::vector<bool> isOwn;
+          for (const std::string& column : loop.names) isOwn.push_back(std::regex_match(column, own));
+          std::set<std::string> rows;
+          for (size_t i = 0; i + loop.names.size() <= loop.values.size(); i += loop.names.size()) {
+            std::string row;
+            for (size_t k = 0; k < loop.names.size(); ++k) row += std::string(loop.values[i + k]) + " ";
+            EXPECT_TRUE(rows.insert(row).second) << row << "stands twice";
+          }
           for (size_t i = 0; i < loop.values.size(); ++i) {
             const std::string& item = loop.names[i % loop.names.size()];
-            if (std::regex_match(item, own)) continue;
+            if (isOwn[i % loop.names.size()]) continue;
             const auto known = items.find(item);
             EXPECT_NE(known, items.end()) << item;
             if (known == items.end()) continue;
@@ -219,6 +229,26 @@ TEST_F(CifTest, TellsOfWhatItCarriesAndOfWhatTheUserKnows) {
   EXPECT_EQ(AttachedLines(FindColumn(block_, {"_iucr_refine_instructions_details"})[0]), Read("a.res"));
   EXPECT_EQ(AttachedLines(FindColumn(block_, {"_iucr_refine_reflections_details"})[0]), Read("a.hkl"));
   EXPECT_EQ(Said().find("CONF"), std::string::npos);
+}
+
+TEST_F(CifTest, CarriesTheMaskAndTellsTheHand) {
+  const std::string ins =
+      "TITL c\nCELL 0.71073 8 8 8 90 90 90\nZERR 2 0.001 0.001 0.001 0 0 0\nLATT -1\nSYMM -X, 0.5+Y, -Z\nSFAC C O F\n"
+      "UNIT 4 2 2\nL.S. 2\nACTA\nABIN\nWGHT 0.1\nFVAR 1\nC1 1 0.5 0.5 0.5 11 0.03\nF1 3 0.597 0.597 0.597 11 0.03\n"
+      "O1 2 0.603 0.397 0.397 11 0.03\nC2 1 0.39 0.61 0.39 11 0.03\nHKLF 4\nEND\n";
+  Simulate("c", ins, 0.9);
+  Write("c.ins", ins);
+  const std::string mask =
+      "   1   0   0   0.1000  -0.200E-1\n   2   0   0   0.1000   0.2000\n   0   0   0 0 0\n; end\n";
+  Write("c.fab", mask);
+  ASSERT_EQ(Run("c"), 0) << Said();
+  cif_ = Read("c.cif");
+  EXPECT_NE(cif_.find("sequence rules 1 and 2): S at C1."), std::string::npos);
+  std::map<std::string, std::string> files;
+  for (const CifAttachment& file : AttachmentsOf(cif_)) files[file.extension] = file.content;
+  EXPECT_EQ(files["fab"], mask);
+  EXPECT_EQ(files["hkl"], Read("c.hkl"));
+  EXPECT_EQ(files["res"], Read("c.res"));
 }
 
 TEST_F(CifTest, ChargesStandWhereTheyBalance) {

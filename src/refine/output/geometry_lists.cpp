@@ -160,7 +160,18 @@ std::vector<HydrogenBondSites> HydrogenBondsOf(const Session& s, const Geometry&
     }
     if (widest) found.push_back({donor, Beyond(s, donor, *widest), acceptor});
   }
-  return found;
+  // A search finds what is asked for by name as well.
+  const auto isSame = [](const SiteImage& a, const SiteImage& b) {
+    return a.site == b.site && a.operation == b.operation;
+  };
+  std::vector<HydrogenBondSites> once;
+  for (const HydrogenBondSites& bond : found) {
+    const bool known = std::ranges::any_of(once, [&](const HydrogenBondSites& o) {
+      return isSame(o.donor, bond.donor) && isSame(o.hydrogen, bond.hydrogen) && isSame(o.acceptor, bond.acceptor);
+    });
+    if (!known) once.push_back(bond);
+  }
+  return once;
 }
 
 }  // namespace marvik
