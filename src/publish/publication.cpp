@@ -1,5 +1,3 @@
-#include "publish/publication.h"
-
 #include <algorithm>
 #include <cctype>
 #include <set>
@@ -7,6 +5,7 @@
 #include "base/words.h"
 #include "check/cif/check_cif.h"
 #include "files/cif/cif_writer.h"
+#include "publish/publication_loops.h"
 
 namespace marvik {
 namespace {
@@ -25,9 +24,22 @@ const KnownItems::Item* ItemOf(const KnownItems* items, const std::string& lower
 
 // Loops that a user has, and no refinement.
 bool IsUsersLoop(const KnownItems::Loop& loop) {
-  constexpr std::string_view kCategories[] = {"_publ_author", "_audit_author", "_exptl_crystal_face"};
-  const std::string name = LowerCase(loop.names[0]);
-  return std::ranges::any_of(kCategories, [&](std::string_view category) { return name.starts_with(category); });
+  return std::ranges::any_of(PublicationFields(),
+                             [&](const PublicationField& field) { return field.IsLoop() && IsLoopOf(loop, field); });
+}
+
+bool SaysNothing(const KnownItems::Loop& loop) {
+  return std::ranges::all_of(loop.values, [](const std::string& value) { return value == "?"; });
+}
+
+// The value of an item, or the lines of the loop that it begins; nothing where it is not there or "?".
+std::optional<std::string> ValueIn(const KnownItems* items, const std::string& item, const PublicationField* field) {
+  const KnownItems::Item* found = ItemOf(items, LowerCase(item));
+  if (found && found->value != "?") return PlainValue(found->value);
+  if (!items || !field || !field->IsLoop()) return std::nullopt;
+  for (const KnownItems::Loop& loop : items->loops)
+    if (IsLoopOf(loop, *field) && !SaysNothing(loop)) return LinesOfLoop(loop, *field);
+  return std::nullopt;
 }
 
 bool Overlap(const KnownItems::Loop& a, const KnownItems::Loop& b) {
@@ -36,23 +48,18 @@ bool Overlap(const KnownItems::Loop& a, const KnownItems::Loop& b) {
 
 PublicationRow RowOf(const std::string& item, const KnownItems* said, const KnownItems* kept,
                      std::span<const PublicationSource> sources) {
-  const std::string lower = LowerCase(item);
   PublicationRow row{item, FindPublicationField(item), {}, false, false, {}};
-  const KnownItems::Item* known = ItemOf(kept, lower);
-  const KnownItems::Item* there = ItemOf(said, lower);
-  if (known) {
-    row.value = PlainValue(known->value);
+  if (const auto known = ValueIn(kept, item, row.field)) {
+    row.value = *known;
     row.isKept = true;
-  } else if (there && there->value != "?") {
-    row.value = PlainValue(there->value);
-    row.isFixed = !IsUsersOwn(item);
+  } else if (const auto there = ValueIn(said, item, row.field)) {
+    row.value = *there;
+    row.isFixed = !IsUsersOwn(item) && !(row.field && row.field->IsLoop());
   }
   for (const PublicationSource& source : sources) {
-    const KnownItems::Item* offered = ItemOf(&source.items, lower);
-    if (!offered) continue;
-    std::string value = PlainValue(offered->value);
-    if (value != row.value && PublicationFault(item, value).empty())
-      row.proposals.push_back({std::move(value), source.name});
+    auto value = ValueIn(&source.items, item, row.field);
+    if (value && *value != row.value && PublicationFault(item, *value).empty())
+      row.proposals.push_back({std::move(*value), source.name});
   }
   return row;
 }
@@ -81,19 +88,17 @@ std::vector<PublicationRow> PublicationRows(std::string_view cif, std::string_vi
 }
 
 std::string ItemChange(const std::string& item, const std::string& value) {
+  const PublicationField* field = FindPublicationField(item);
+  if (field && field->IsLoop()) return LoopOfLines(value == "?" ? "" : value, *field);
   const std::string written = CifValueText(CifMarkup(value));
   return item + (written.starts_with('\n') ? "" : " ") + written + "\n";
 }
 
-std::string FillingOf(std::span<const PublicationRow> rows, std::span<const PublicationSource> sources) {
+std::string FillingOf(std::span<const PublicationRow> rows) {
   std::string changes;
   for (const PublicationRow& row : rows)
     if (row.value.empty() && !row.proposals.empty()) changes += ItemChange(row.item, row.proposals[0].value);
-  KnownItems loops;
-  for (const PublicationSource& source : sources)
-    std::ranges::copy_if(source.items.loops, std::back_inserter(loops.loops), IsUsersLoop);
-  const std::string text = ComposeKnownItems(loops, "");
-  return loops.loops.empty() ? changes : changes + text.substr(text.find("loop_"));
+  return changes;
 }
 
 std::optional<std::string> ChangedPublication(std::string_view kept, std::string_view changes, const std::string& block,
@@ -108,8 +113,12 @@ std::optional<std::string> ChangedPublication(std::string_view kept, std::string
     for (const auto& [lower, item] : change.known.items) {
       problem = PublicationFault(item.name, PlainValue(item.value));
       if (!problem.empty()) return std::nullopt;
+      std::erase_if(at->known.loops, [&](const auto& loop) { return Overlap(loop, {{item.name}, {}}); });
+      const PublicationField* field = FindPublicationField(item.name);
       if (item.value == "?") {
         at->known.items.erase(lower);
+      } else if (field && field->IsLoop()) {
+        at->known.loops.push_back({{item.name}, {item.value}});
       } else {
         at->known.items[lower] = item;
       }
@@ -118,7 +127,7 @@ std::optional<std::string> ChangedPublication(std::string_view kept, std::string
     for (const KnownItems::Loop& loop : change.known.loops) {
       if (!IsUsersLoop(loop)) continue;
       std::erase_if(at->known.loops, [&](const KnownItems::Loop& old) { return Overlap(old, loop); });
-      at->known.loops.push_back(loop);
+      if (!SaysNothing(loop)) at->known.loops.push_back(loop);
       ++count;
     }
   }

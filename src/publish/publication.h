@@ -20,7 +20,9 @@ struct PublicationField {
   const char* words = "";  // parted by "|": all that are allowed, or with "..." at the end those that are usual
   double low = 0.0;        // low > high: no number
   double high = -1.0;
+  const char* more = "";  // of a loop that begins with the item: its other columns, parted by blanks
 
+  bool IsLoop() const { return *more; }
   bool IsNumber() const { return low <= high; }
   bool IsOnlyWords() const;
 };
@@ -48,7 +50,7 @@ std::vector<PublicationSource> SourcesBeside(const std::string& base);
 struct PublicationRow {
   std::string item;
   const PublicationField* field = nullptr;
-  std::string value;     // as text, "" where it is open
+  std::string value;     // as text, "" where it is open; of a loop its lines
   bool isKept = false;   // it comes from the kept file, not from the refinement
   bool isFixed = false;  // the refinement's, and no user's to change
   struct Proposal {
@@ -60,9 +62,9 @@ struct PublicationRow {
 // Every "?" of the block, every kept item, and every field, in the order of the fields. `block` "" is the first one.
 std::vector<PublicationRow> PublicationRows(std::string_view cif, std::string_view block, std::string_view kept,
                                             std::span<const PublicationSource> sources);
-// What the sources say of rows that are open, and loops of authors and faces, as changes.
-std::string FillingOf(std::span<const PublicationRow> rows, std::span<const PublicationSource> sources);
-// One item as a change.
+// What the sources propose for rows that are open, as changes.
+std::string FillingOf(std::span<const PublicationRow> rows);
+// One item as a change; a loop's value are its lines (publication_loops.h). "?" and "" take it out.
 std::string ItemChange(const std::string& item, const std::string& value);
 
 // The kept file with changes: a CIF whose items take the place of those that are there; "?" takes one out. Items

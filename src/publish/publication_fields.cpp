@@ -3,7 +3,7 @@
 #include "base/numbers.h"
 #include "base/words.h"
 #include "files/cif/cif_text.h"
-#include "publish/publication.h"
+#include "publish/publication_loops.h"
 
 namespace marvik {
 namespace {
@@ -20,6 +20,12 @@ constexpr PublicationField kFields[] = {
     {"_publ_contact_author_name", "Who answers questions: family name, given names"},
     {"_publ_contact_author_address", "The address of the contact author"},
     {"_publ_contact_author_email", "The e-mail address of the contact author"},
+    {"_publ_author_name",
+     "The authors, a line for each: family name, given names | address | e-mail | ORCID | footnote. A line that begins "
+     "with a blank goes on with the address",
+     "", "", 0.0, -1.0, "_publ_author_address _publ_author_email _publ_author_id_ORCID _publ_author_footnote"},
+    {"_audit_author_name", "Who made the CIF, a line for each: family name, given names | address", "", "", 0.0, -1.0,
+     "_audit_author_address"},
     {"_publ_requested_journal", "The journal that it is sent to"},
     {"_chemical_name_systematic", "Name by the rules of nomenclature"},
     {"_chemical_name_common", "Trivial name"},
@@ -38,6 +44,8 @@ constexpr PublicationField kFields[] = {
     {"_exptl_crystal_size_max", "Longest edge of the crystal", "mm", "", 0.0, 100.0},
     {"_exptl_crystal_size_mid", "Middle edge of the crystal", "mm", "", 0.0, 100.0},
     {"_exptl_crystal_size_min", "Shortest edge of the crystal", "mm", "", 0.0, 100.0},
+    {"_exptl_crystal_face_index_h", "Faces of the crystal, a line for each: h | k | l | distance from its centre in mm",
+     "", "", 0.0, -1.0, "_exptl_crystal_face_index_k _exptl_crystal_face_index_l _exptl_crystal_face_perp_dist"},
     {"_exptl_crystal_recrystallization_method", "How the crystal was grown: solvent, temperature, time"},
     {"_exptl_crystal_density_meas", "Measured density", "Mg m^-3^", "", 0.0, 100.0},
     {"_exptl_crystal_density_method", "How the density was measured", "", "not measured|flotation in aqueous KI..."},
@@ -125,6 +133,7 @@ std::string AllowedText(const PublicationField& field) {
 std::string PublicationFault(std::string_view item, std::string_view value) {
   const PublicationField* field = FindPublicationField(item);
   if (!field || value.empty() || value == "?" || value == ".") return "";
+  if (field->IsLoop()) return LoopFault(value, *field);
   double number = 0.0;
   const bool outside =
       field->IsNumber() && !(ParseCifNumber(value, number) && number >= field->low && number <= field->high);

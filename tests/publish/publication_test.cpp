@@ -51,7 +51,7 @@ TEST(Publication, ListingsAndParameterFilesFillWhatIsOpen) {
   EXPECT_EQ(colour.proposals[1].value, "blue");
   EXPECT_TRUE(RowOf(rows, "_cell_measurement_theta_max").isFixed) << "the refinement's values are no one's to change";
   EXPECT_TRUE(RowOf(rows, "_other_item").value.empty());
-  const std::string filling = FillingOf(rows, sources);
+  const std::string filling = FillingOf(rows);
   for (const char* line :
        {"_exptl_crystal_size_max 0.300\n", "_exptl_crystal_size_min 0.100\n", "_exptl_absorpt_correction_T_max 0.75\n",
         "_exptl_absorpt_correction_type multi-scan\n", "_exptl_absorpt_process_details 'Scaling 3.1'\n",
@@ -82,6 +82,29 @@ TEST(Publication, ChangesAreKeptByBlockAndTakenBack) {
   EXPECT_NE(CompletedCif("data_a\n_exptl_crystal_colour pink\n", *third, *first).find("pink"), std::string::npos);
   EXPECT_FALSE(ChangedPublication(*first, "_exptl_absorpt_correction_T_min 3\n", "a", problem));
   EXPECT_FALSE(ChangedPublication(*first, "loop_\n_atom_site_label\nC1\n", "a", problem)) << "no loop of a user's";
+}
+
+TEST(Publication, LoopsOfAuthorsAreEditedAsLines) {
+  const char kLines[] = "Müller, A. | Institute\n  Some Town | | 0000-0001\nO'Hara, \"B.\"";
+  std::string problem;
+  const auto kept = ChangedPublication("", ItemChange("_publ_author_name", kLines), "a", problem);
+  ASSERT_TRUE(kept) << problem;
+  EXPECT_NE(kept->find("'M\\\"uller, A.'"), std::string::npos) << *kept;
+  EXPECT_EQ(kept->find("_publ_author_footnote"), std::string::npos) << "no column without a need";
+  const PublicationRow row = RowOf(PublicationRows(kCif, "a", *kept, {}), "_publ_author_name");
+  EXPECT_EQ(row.value, "M\\\"uller, A. | Institute\n  Some Town | | 0000-0001\nO'Hara, \"B.\"");
+  EXPECT_EQ(*ChangedPublication(*kept, ItemChange("_publ_author_name", row.value), "a", problem), *kept);
+  EXPECT_TRUE(
+      RowOf(PublicationRows(CompletedCif(kCif, *kept), "a", "", {}), "_publ_author_name").value.starts_with("M"));
+  const auto none = ChangedPublication(*kept, ItemChange("_publ_author_name", "?"), "a", problem);
+  ASSERT_TRUE(none);
+  EXPECT_EQ(none->find("_publ_author"), std::string::npos);
+  EXPECT_NE(PublicationFault("_exptl_crystal_face_index_h", "1 | 0 | 0 | 0.1 | 7"), "");
+  // Another CIF proposes its authors.
+  const PublicationSource source{"other.cif", ReadKnownItems("data_o\nloop_\n_publ_author_name\n'C, D.'\n'E, F.'\n")};
+  const auto rows = PublicationRows(kCif, "a", "", std::span(&source, 1));
+  EXPECT_EQ(RowOf(rows, "_publ_author_name").proposals.at(0).value, "C, D.\nE, F.");
+  EXPECT_NE(FillingOf(rows).find("_publ_author_name\n 'C, D.'\n 'E, F.'\n"), std::string::npos);
 }
 
 TEST(Publication, FindingsGetTheJournalsFormForReplies) {

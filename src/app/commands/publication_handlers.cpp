@@ -24,7 +24,7 @@ std::optional<std::string> ChangesFrom(PublicationState& state, const std::strin
   }
   std::string changes;
   for (const std::string& block : state.blocks) {
-    const std::string filling = FillingOf(state.Rows(block), state.beside);
+    const std::string filling = FillingOf(state.Rows(block));
     if (!filling.empty()) changes += "data_" + block + "\n" + filling;
   }
   return changes;

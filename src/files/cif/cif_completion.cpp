@@ -98,6 +98,12 @@ std::string LoopText(const KnownItems::Loop& loop) {
   return text.ends_with('\n') ? text : text + "\n";
 }
 
+bool Holds(const std::vector<KnownItems::Loop>& loops, const Piece& piece) {
+  return piece.isLoop && std::ranges::any_of(loops, [&](const KnownItems::Loop& loop) {
+           return loop.names == piece.names && loop.values == piece.values;
+         });
+}
+
 struct Change {
   size_t begin;
   size_t end;
@@ -109,6 +115,10 @@ void ChangesOf(std::string_view cif, const Block& block, const KnownItems& known
   std::set<std::string> there;
   size_t behind = block.end;
   for (const Piece& piece : block.pieces) {
+    if (Holds(before.loops, piece) && !Holds(known.loops, piece)) {
+      changes.push_back({piece.begin, piece.valueEnd, ""});
+      continue;
+    }
     for (const std::string& name : piece.names) there.insert(LowerCase(name));
     if (piece.names[0].starts_with(kAttached)) behind = std::min(behind, piece.begin);
   }

@@ -47,7 +47,6 @@ class PublicationDialog : public QDialog {
   PublicationState state_;
   std::vector<PublicationRow> rows_;
   std::map<std::string, std::map<std::string, std::string>> changes_;  // by block and item
-  std::map<std::string, std::string> loops_;                           // by block
   QComboBox *block_ = nullptr, *show_ = nullptr, *fill_ = nullptr, *proposals_ = nullptr;
   QTreeWidget* list_ = nullptr;
   QLabel *meaning_ = nullptr, *fault_ = nullptr;
@@ -224,7 +223,6 @@ void PublicationDialog::Fill(const PublicationSource* only) {
   const auto sources = only ? std::vector<PublicationSource>{*only} : state_.beside;
   for (const PublicationRow& row : PublicationRows(state_.cif, Block(), state_.kept, sources))
     if (ValueOf(row).empty() && !row.proposals.empty()) changes_[Block()][row.item] = row.proposals[0].value;
-  loops_[Block()] += FillingOf({}, sources);
   ShowRows();
 }
 
@@ -234,7 +232,6 @@ std::string PublicationDialog::Changes() const {
     std::string items;
     if (const auto changed = changes_.find(block); changed != changes_.end())
       for (const auto& [item, value] : changed->second) items += ChangeOf(item, value);
-    if (const auto loops = loops_.find(block); loops != loops_.end()) items += loops->second;
     if (!items.empty()) text += "data_" + block + "\n" + items;
   }
   return text;

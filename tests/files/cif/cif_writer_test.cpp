@@ -100,5 +100,26 @@ TEST(CifCompletion, FillsWhatIsUnknownAndLeavesTheRest) {
       << "before the block without a name, and before a whole loop";
 }
 
+// What stands in quotes ends where they end, also where one is missing or threefold; loops that came from what was
+// known before follow what is known now.
+TEST(CifCompletion, TakesValuesAndLoopsWithTheirEnds) {
+  for (const auto& [old, kept] : std::initializer_list<std::pair<const char*, const char*>>{
+           {"'pale red'", ""}, {"\"it's\"", ""}, {"'a'b'", ""}, {"'open", ""}}) {
+    const std::string cif = std::string("data_a\n_refine_special_details ") + old + kept + "\n_cell_length_a 5\n";
+    EXPECT_EQ(CompletedCif(cif, "data_a\n_refine_special_details 'in its place'\n"),
+              "data_a\n_refine_special_details 'in its place'\n_cell_length_a 5\n")
+        << old;
+  }
+  const std::string before = "data_a\nloop_\n_publ_author_name\n'A, B.'\n\"O'C\"\n";
+  const std::string cif = CompletedCif("data_a\n_cell_length_a 5\n", before);
+  const std::string now = "data_a\nloop_\n_publ_author_name\n_publ_author_address\n'A, B.' Here\n";
+  const std::string done = CompletedCif(cif, now, before);
+  EXPECT_EQ(done.find("O'C"), std::string::npos) << done;
+  EXPECT_NE(done.find(" _publ_author_address\n'A, B.' Here\n"), std::string::npos) << done;
+  EXPECT_EQ(CompletedCif(done, now, now), done);
+  EXPECT_EQ(CompletedCif(done, "data_a\n", now).find("_publ_author"), std::string::npos);
+  EXPECT_NE(CompletedCif(cif, now, "data_a\n").find("O'C"), std::string::npos) << "the CIF's own";
+}
+
 }  // namespace
 }  // namespace marvik::test
