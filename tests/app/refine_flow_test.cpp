@@ -163,6 +163,8 @@ TEST_F(RefineFlow, AcceptedResultTakesThePlaceOfTheModel) {
   const std::string text = ReportText(seen);
   EXPECT_NE(text.find("C1              0.0500      5.00\n"), std::string::npos) << text;
   EXPECT_NE(text.find("Q1     0.77 e/Å³, far from all atoms\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("Checks of the CIF: A "), std::string::npos)
+      << "what the editor would say of the new CIF" << text;
 
   // One step back and forth, and the history by its own command.
   EXPECT_EQ(bench.history.UndoName(), "Refine");

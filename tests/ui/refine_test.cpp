@@ -276,7 +276,11 @@ TEST(ResultDialog, IsLeftOutOnlyWhenNothingHappened) {
       " DFIX     1.5000     1.5410   0.0200      4.20  C1 C2\n RIGU     0.0000     0.0010   0.0040      0.06  C1 C2\n\n"
       " Analysis of variance\n 1 2 3\n",
       report);
+  report.findings = {{"shift", FindingLevel::B, {"C1"}, 0, {}, {}, "It has not converged.", "", {}},
+                     {"void", FindingLevel::G, {}, 0, {}, {}, "There is a void.", "", {}}};
   RefinementResultDialog dialog(nullptr, report, {false, 0.25});
+  EXPECT_EQ(dialog.findChild<QTreeWidget*>(QStringLiteral("findings"))->topLevelItem(0)->text(1),
+            QLatin1String("It has not converged."));
   const auto* restraints = dialog.findChild<QTreeWidget*>(QStringLiteral("restraints"));
   ASSERT_TRUE(restraints);
   ASSERT_EQ(restraints->topLevelItemCount(), 2);

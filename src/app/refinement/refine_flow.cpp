@@ -11,6 +11,7 @@
 #include "app/package_directory.h"
 #include "app/refinement/refine_fields.h"
 #include "base/numbers.h"
+#include "check/cif/check_cif.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
 #include "language/atom_names.h"
@@ -20,6 +21,7 @@ namespace marvik {
 namespace {
 
 constexpr char kFailed[] = "Error: Refinement Failed";
+constexpr int kMostChecked = 1000;  // atoms: the CIFs of more are left to the panel, which does not keep one waiting
 constexpr double kCellTolerance = 1e-3;  // Å and degrees: result files may round
 
 bool Warn(Workbench& bench, const std::string& caption, const std::string& text) {
@@ -222,7 +224,11 @@ class Refinement {
 
   void FillReport(const RefinementRun& run) {
     std::string uncertain;
-    if (StampOf(base_ + ".cif") != cifBefore_) uncertain = ReadWholeFile(base_ + ".cif").content;
+    if (StampOf(base_ + ".cif") != cifBefore_) {
+      uncertain = ReadWholeFile(base_ + ".cif").content;
+      if (CountAtoms(fresh_) <= kMostChecked)
+        report_.findings = CheckCifFile(base_ + ".cif").value_or(std::vector<Finding>());
+    }
     const std::string listing = guard_.ListingIsNew() ? ReadWholeFile(base_ + ".lst").content : std::string();
     if (uncertain.empty()) uncertain = listing;
     TakeDiagnosis(listing, report_);

@@ -10,6 +10,7 @@ namespace {
 
 constexpr size_t kAtomsListed = 10;
 constexpr size_t kPeaksListed = 5;
+constexpr size_t kFindingsListed = 5;
 
 }  // namespace
 
@@ -73,6 +74,14 @@ bool MaySkipResult(const RefinementReport& report, const ResultSkipping& skippin
          changes.largestShift <= skipping.below;
 }
 
+std::string LevelCounts(std::span<const Finding> findings) {
+  std::string text;
+  for (const FindingLevel level : {FindingLevel::A, FindingLevel::B, FindingLevel::C, FindingLevel::G})
+    text += (text.empty() ? "" : "   ") + std::string(NameOf(level)) + " " +
+            std::to_string(std::ranges::count(findings, level, &Finding::level));
+  return text;
+}
+
 std::string ReportText(const RefinementReport& report) {
   std::string text;
   const auto figure = [&](const char* name, const std::optional<double>& before, const std::optional<double>& after,
@@ -96,6 +105,11 @@ std::string ReportText(const RefinementReport& report) {
   for (size_t i = 0; i < std::min(kPeaksListed, changes.peaks.size()); ++i) {
     const PeakReport& peak = changes.peaks[i];
     AppendPrintf(text, "%-4s %6.2f e/Å³, %s\n", peak.name.c_str(), peak.height, PeakText(peak).c_str());
+  }
+  if (!report.findings.empty()) text += "Checks of the CIF: " + LevelCounts(report.findings) + "\n";
+  for (size_t i = 0; i < std::min(kFindingsListed, report.findings.size()); ++i) {
+    const Finding& finding = report.findings[i];
+    if (finding.level <= FindingLevel::B) text += std::string(NameOf(finding.level)) + " " + finding.text + "\n";
   }
   return text;
 }

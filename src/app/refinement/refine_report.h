@@ -1,10 +1,12 @@
 #pragma once
 
 #include <array>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "check/finding.h"
 #include "run/model_changes.h"
 
 namespace marvik {
@@ -20,6 +22,7 @@ struct RefinementReport {
   CyclePoint after;
   std::vector<RestraintRow> restraints;  // the worst first
   std::string diagnosis;                 // what the listing says against the model, section by section
+  std::vector<Finding> findings;         // what the journals' tests say of the new CIF, the worst first
   std::string note;                      // anything out of the ordinary, a sentence; "" for nothing
   bool doubtful = false;                 // the note speaks against the result: nobody accepts it unasked
 };
@@ -36,7 +39,10 @@ void TakeDiagnosis(std::string_view listing, RefinementReport& report);
 // Whether a result is so plain that nobody need look at it.
 bool MaySkipResult(const RefinementReport& report, const ResultSkipping& skipping);
 
-// The report as lines of text: the figures, the atoms that moved most, and the highest peaks.
+// "A 0   B 2   C 5   G 14"
+std::string LevelCounts(std::span<const Finding> findings);
+
+// The report as lines of text: the figures, the atoms that moved most, the highest peaks, and the worst findings.
 std::string ReportText(const RefinementReport& report);
 
 // Cells of the report's tables, as the dialog and the text show them; "-" for what is not known.

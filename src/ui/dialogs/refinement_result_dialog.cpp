@@ -154,7 +154,7 @@ QWidget* RefinementResultDialog::Pages(const RefinementReport& report) {
   tables->setContentsMargins(0, 0, 0, 0);
   tables->addWidget(AtomTable(report.changes));
   tables->addWidget(PeakTable(report.changes));
-  if (report.restraints.empty() && report.diagnosis.empty()) return changes;
+  if (report.restraints.empty() && report.diagnosis.empty() && report.findings.empty()) return changes;
   auto* pages = new QTabWidget;
   pages->setObjectName(QStringLiteral("pages"));
   pages->addTab(changes, tr("&Changes"));
@@ -174,6 +174,15 @@ QWidget* RefinementResultDialog::Pages(const RefinementReport& report) {
     text->setTabChangesFocus(true);
     text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     pages->addTab(text, tr("Dia&gnosis"));
+  }
+  if (!report.findings.empty()) {
+    QTreeWidget* table = Table({tr("Level"), tr("Finding")});
+    table->setObjectName(QStringLiteral("findings"));
+    for (const Finding& finding : report.findings)
+      AddRow(*table, {std::string(NameOf(finding.level)), finding.text}, 0);
+    FitColumns(*table);
+    table->setMinimumWidth(std::min(table->minimumWidth(), 600));
+    pages->addTab(table, tr("&Journal:  %1").arg(ToText(LevelCounts(report.findings))));
   }
   return pages;
 }

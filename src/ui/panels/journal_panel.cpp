@@ -11,6 +11,7 @@
 #include <algorithm>
 
 #include "app/journal_files.h"
+#include "app/refinement/refine_report.h"
 #include "check/cif/check_cif.h"
 #include "ui/dialogs/publication_dialog.h"
 #include "ui/panels/finding_list.h"
@@ -156,11 +157,7 @@ void JournalPanel::Say() {
     return state_->setText(tr("There is no CIF of this structure yet; a refinement writes it."));
   const QString name = PathToText(FileNameOf(source_->cif));
   if (!readable_ && !background_.IsBusy()) return state_->setText(tr("%1 cannot be read.").arg(name));
-  QStringList counts;
-  for (const FindingLevel level : kLevels)
-    counts << ToText(NameOf(level)) + QLatin1Char(' ') +
-                  QString::number(std::ranges::count(findings_, level, &Finding::level));
-  QString text = name + QStringLiteral(":  ") + counts.join(QStringLiteral("   "));
+  QString text = name + QStringLiteral(":  ") + ToText(LevelCounts(findings_));
   if (bench_.modified) text += QStringLiteral("   ") + tr("The model has changed since: refine it.");
   state_->setText(text);
 }
