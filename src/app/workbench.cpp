@@ -26,9 +26,29 @@ RenderOptions Workbench::ScreenOptions() const {
   if (density) options.net = density->NetOf(document, view.viewCentre);
   options.probability = pictures.probability;
   options.figure = figure;
+  options.contacts = Contacts();
   options.labelPoints = labelPoints;
   options.labelForm = labelForm;
   return options;
+}
+
+std::shared_ptr<const std::vector<DrawnContact>> Workbench::Contacts() const {
+  if (!figure.hydrogenBonds && !figure.shortContacts) return nullptr;
+  size_t key = figure.hydrogenBonds + 2 * figure.shortContacts;
+  const auto mix = [&key](auto value) { key = (key ^ std::hash<decltype(value)>()(value)) * 1099511628211u; };
+  for (const AtomRecord* atom : Atoms(document.atoms)) {
+    mix(atom);
+    mix(atom->serial);
+    mix(atom->element);
+    mix(atom->part);
+    mix(document.atoms.Passes(atom, kVisibleOnly));
+    for (int i = 0; i < 3; ++i) mix(atom->position[i]);
+  }
+  if (!contacts_ || key != contactsKey_)
+    contacts_ = std::make_shared<std::vector<DrawnContact>>(
+        ContactsShown(document, figure.hydrogenBonds, figure.shortContacts));
+  contactsKey_ = key;
+  return contacts_;
 }
 
 void Workbench::SetLook(Look chosen) {

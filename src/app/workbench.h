@@ -176,6 +176,8 @@ class Workbench {
   void SetLook(Look chosen);
   // What the interactive renderer is to draw on the screen.
   RenderOptions ScreenOptions() const;
+  // The hydrogen bonds and short contacts that the figure shows, null for none. Kept until the atoms shown are others.
+  std::shared_ptr<const std::vector<DrawnContact>> Contacts() const;
 
   // The atom or bond that a context menu was opened on. The window picks before it shows the menu and clears the pick
   // once the command has run. They are kept by serial number, so that nothing dangles when the structure changes.
@@ -229,6 +231,8 @@ class Workbench {
   Cartesian modelCentre_;  // of the sphere about the model when the view was fitted
   double fittedRadius_ = 0.0;
   std::optional<OpenGlSettings> glSettings_;
+  mutable std::shared_ptr<const std::vector<DrawnContact>> contacts_;
+  mutable size_t contactsKey_ = 0;
 };
 
 }  // namespace marvik

@@ -31,11 +31,13 @@ struct GlPictureOptions {
   bool hybridLabelColoration = false;
   bool showCell = false;
   std::shared_ptr<const DensityNet> net{};  // as in RenderOptions
-  double probability = 0.5;                 // of thermal ellipsoids
-  int labelPointSize = 8;                   // see properPointSize
-  bool transparent = false;                 // nothing behind the model: pixels carry their cover in the top byte
-  bool direct = false;      // every layer is drawn by itself: slow, the reference for the quick way; never transparent
-  OpenGlSettings settings;  // of a default font path: DefaultOpenGlSettings
+  std::shared_ptr<const std::vector<DrawnContact>> contacts{};
+  bool paleMates = false;
+  double probability = 0.5;  // of thermal ellipsoids
+  int labelPointSize = 8;    // see properPointSize
+  bool transparent = false;  // nothing behind the model: pixels carry their cover in the top byte
+  bool direct = false;       // every layer is drawn by itself: slow, the reference for the quick way; never transparent
+  OpenGlSettings settings;   // of a default font path: DefaultOpenGlSettings
   GlContextMaker makeContext;  // empty: a context without a window
 };
 

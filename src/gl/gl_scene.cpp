@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "chem/crystal_fragments.h"
 #include "draw/canvas/colours.h"
 #include "draw/density/density_net.h"
 #include "model/placement.h"
@@ -193,6 +194,7 @@ GlAtom SceneBuilder::AtomOf(const AtomRecord& record) const {
   atom.at = Placed(record.view);
   atom.radius = element.drawRadius > 0.0 ? std::min(2.0 * element.drawRadius / view_.viewRadius, kLongestAxis) : 0.0;
   atom.colour = row == kUnknownRow ? PeakColour(record) : RgbOf(element.colour);
+  if (options_.paleMates && IsGenerated(record)) atom.colour = MixColours(scene_.background, atom.colour, kPaleInk);
   atom.texture = element.texture;
   const double least = 3.0 * scene_.unit;
   if (row == kUnknownRow) {
@@ -232,6 +234,11 @@ void SceneBuilder::AddAtoms() {
 }
 
 void SceneBuilder::AddBonds() {
+  std::vector<std::vector<DrawnContact>> contacts(drawn_.size());
+  if (options_.contacts) {
+    for (const DrawnContact& contact : *options_.contacts)
+      if (contact.from->scratch >= 0) contacts[static_cast<size_t>(contact.from->scratch)].push_back(contact);
+  }
   for (size_t i = 0; i < drawn_.size(); ++i) {
     scene_.atoms[i].firstBond = static_cast<uint32_t>(scene_.bonds.size());
     for (const BondRecord* record = drawn_[i]->bonds; record; record = record->next) {
@@ -253,6 +260,12 @@ void SceneBuilder::AddBonds() {
         bond.order = kSingle;
       }
       scene_.bonds.push_back(bond);
+    }
+    for (const DrawnContact& contact : contacts[i]) {
+      if (contact.to->scratch < 0) continue;
+      const Rgb colour = ContactColour(contact.hydrogenBond, ink_ != kWhite);
+      const GlAtom& to = scene_.atoms[static_cast<size_t>(contact.to->scratch)];
+      scene_.bonds.push_back({scene_.atoms[i].at, to.at, scene_.unit, colour, colour, kSingle, kDashed});
     }
   }
 }

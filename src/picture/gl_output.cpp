@@ -14,6 +14,8 @@ GlPictureOptions GlOptionsOf(const PictureSubject& subject, const PictureOptions
   options.hybridLabelColoration = subject.look.hybridLabelColoration;
   options.showCell = subject.look.showCell;
   options.net = subject.look.net;
+  options.contacts = subject.look.contacts;
+  options.paleMates = subject.look.figure.paleMates;
   options.probability = subject.look.probability;
   options.settings = subject.openGl();
   options.colour = !picture.blackWhite;

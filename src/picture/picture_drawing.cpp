@@ -28,9 +28,9 @@ void ForPicture(RenderOptions& options, const Document& document, const PictureO
   if (picture.background == PictureBackground::Black && light) options.look = Look::Dark;
 }
 
-std::optional<Image> DrawLitPixels(PictureSubject& subject, const PictureOptions& picture) {
+std::optional<Image> DrawLitPixels(PictureSubject& subject, const PictureOptions& picture,
+                                   InteractiveRenderer& renderer) {
   LabelFont font(LabelPoints(subject) / PointsPerPixel(picture));
-  InteractiveRenderer renderer;
   LitPicture lit = DrawLit(subject.document, FittedView(subject, picture.size), PixelOptions(subject, picture),
                            picture.size, picture.size, {}, &font, renderer, subject.goOn);
   if (!lit.complete) {
@@ -41,11 +41,11 @@ std::optional<Image> DrawLitPixels(PictureSubject& subject, const PictureOptions
   return KeptRows(lit.image, picture);
 }
 
-std::optional<Image> DrawPlainPixels(PictureSubject& subject, const PictureOptions& picture) {
+std::optional<Image> DrawPlainPixels(PictureSubject& subject, const PictureOptions& picture,
+                                     InteractiveRenderer& renderer) {
   Image image(picture.size, picture.size);
   LabelFont font(LabelPoints(subject) / PointsPerPixel(picture));
   ScanlineCanvas canvas(image, &font);
-  InteractiveRenderer renderer;
   if (!renderer.Render(subject.document, FittedView(subject, picture.size), PixelOptions(subject, picture), canvas,
                        subject.goOn)) {
     SayPictureStopped(subject.messages);
@@ -108,13 +108,18 @@ bool DrawLines(PictureSubject& subject, const PictureOptions& picture, double si
 }
 
 std::optional<Image> DrawPixels(PictureSubject& subject, const PictureOptions& picture) {
+  InteractiveRenderer renderer;
+  return DrawPixels(subject, picture, renderer);
+}
+
+std::optional<Image> DrawPixels(PictureSubject& subject, const PictureOptions& picture, InteractiveRenderer& renderer) {
   if (picture.openGl) {
     auto image = DrawGlImage(subject, picture);
     if (image) *image = KeptRows(*image, picture);
     return image;
   }
-  return subject.look.mode == kLitRendition && !picture.blackWhite ? DrawLitPixels(subject, picture)
-                                                                   : DrawPlainPixels(subject, picture);
+  return subject.look.mode == kLitRendition && !picture.blackWhite ? DrawLitPixels(subject, picture, renderer)
+                                                                   : DrawPlainPixels(subject, picture, renderer);
 }
 
 Image KeptRows(Image& image, const PictureOptions& picture) {

@@ -31,6 +31,8 @@ RenderOptions PixelOptions(const PictureSubject& subject, const PictureOptions& 
 bool DrawLines(PictureSubject& subject, const PictureOptions& picture, double side, Canvas& canvas);
 // The square cut to the rows that are kept, by the renderer that the options name. Nothing after a message.
 std::optional<Image> DrawPixels(PictureSubject& subject, const PictureOptions& picture);
+// The same by a renderer that remembers where labels stood; OpenGL has its own.
+std::optional<Image> DrawPixels(PictureSubject& subject, const PictureOptions& picture, InteractiveRenderer& renderer);
 Image KeptRows(Image& image, const PictureOptions& picture);
 
 // False after a message.

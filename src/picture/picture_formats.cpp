@@ -13,6 +13,7 @@
 #include "picture/jpeg_writer.h"
 #include "picture/picture_drawing.h"
 #include "picture/picture_sheet.h"
+#include "picture/picture_turn.h"
 #include "picture/tiff_writer.h"
 
 namespace marvik {
@@ -73,7 +74,7 @@ const char* MissingTiff() {
 }
 
 constexpr PictureFormat kFormats[] = {
-    {"PNG", kPictureExtensions[0], "", true, DrawPng, nullptr,
+    {"PNG", kPictureExtensions[0], kTurnExtension, true, DrawPng, nullptr,
      [](const Image& image, const PictureOptions& picture) {
        return EncodePng(image, {picture.resolution, picture.background == PictureBackground::Transparent});
      }},
@@ -137,6 +138,14 @@ PictureBytes DrawPicture(PictureSubject& subject, const PictureOptions& options,
   if (options.background == PictureBackground::Transparent && !known->transparent)
     possible.background = PictureBackground::White;
   try {
+    if (options.frames == PictureFrames::Turn || format == kTurnExtension) {
+      if (known->extension != kPictureExtensions[0])
+        return RefusePicture(subject.messages, "A turn is written as .png or .apng, not as ." + format + ".");
+      possible.trim = false;
+      possible.labelReport.clear();
+      if (possible.background == PictureBackground::Transparent) possible.background = PictureBackground::White;
+      return DrawTurn(subject, possible);
+    }
     if (options.frames != PictureFrames::One) return DrawFrames(subject, possible, format);
     const bool lines = !options.openGl && !known->encode;
     if (options.trim && !FindContent(subject, lines, possible)) return {};

@@ -12,6 +12,7 @@
 namespace marvik {
 
 // In the order of the table.
+inline constexpr std::string_view kTurnExtension = "apng";
 inline constexpr std::string_view kPictureExtensions[] = {"png", "jpg", "svg", "pdf", "tif", "eps"};
 
 using PictureBytes = std::optional<std::string>;

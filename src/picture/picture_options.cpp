@@ -78,7 +78,7 @@ std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const P
       if (preset) ApplyJournal(*preset, 0.0, request.options);
     } else if (key == "frames") {
       const auto frames = FramesNamed(value);
-      if (!frames) wrong = "The frames are one, stereo or axes.";
+      if (!frames) wrong = "The frames are one, stereo, axes or turn.";
       request.options.frames = frames.value_or(usual.frames);
     } else if (key == "trim") {
       if (value != "on" && value != "off") wrong = "The trim is on or off.";

@@ -16,8 +16,8 @@ inline constexpr int kMostLayers = 100;
 enum class PictureBackground : uint8_t { Usual, Black, White, Transparent };
 
 // What of a structure stands side by side in a picture: itself, what the left and the right eye see of it, or its views
-// along a, b and c.
-enum class PictureFrames : uint8_t { One, Stereo, Axes };
+// along a, b and c. A turn has its frames one after another.
+enum class PictureFrames : uint8_t { One, Stereo, Axes, Turn };
 
 // How large a picture file is and what it stands on; what it shows is the subject's.
 struct PictureOptions {
@@ -53,8 +53,8 @@ void ApplyJournal(const JournalPreset& preset, double resolution, PictureOptions
 // "usual", "black", "white" or "transparent"; nothing for anything else.
 std::optional<PictureBackground> BackgroundNamed(std::string_view name);
 std::string_view NameOf(PictureBackground background);
-// "one", "stereo" or "axes"; nothing for anything else.
-inline constexpr std::string_view kPictureFrames[] = {"one", "stereo", "axes"};
+// "one", "stereo", "axes" or "turn"; nothing for anything else.
+inline constexpr std::string_view kPictureFrames[] = {"one", "stereo", "axes", "turn"};
 std::optional<PictureFrames> FramesNamed(std::string_view name);
 
 // A picture file as one line of text: "size=1200 resolution=300 background=white renderer=opengl FILE". What is not

@@ -59,6 +59,9 @@ constexpr Synonyms kSynonyms[] = {
     {534, "text lint findings edit file"},
     {630, "cif validate publish alerts findings editor"},
     {631, "cif colour size missing items question marks"},
+    {656, "dashed contacts grow"},
+    {657, "dashed van der waals"},
+    {658, "grown packed generated shade"},
 };
 
 }  // namespace

@@ -1,4 +1,6 @@
+#include <cstdio>
 #include <gtest/gtest.h>
+#include <memory>
 #include <tuple>
 
 #include "draw/renderer/render_frame.h"
@@ -166,6 +168,53 @@ TEST(RenderScene, CellBox) {
   const size_t ball = scenery.find("disc");
   EXPECT_LT(scenery.find("line"), ball);
   EXPECT_NE(scenery.find("line", ball), std::string::npos);
+}
+
+TEST(RenderScene, ContactsAreDashedBetweenTheBodiesInEveryRendition) {
+  Scene scene;
+  scene.options.look = Look::Paper;
+  AtomRecord* a = scene.Add("H1", 1.5, 0, 0);
+  AtomRecord* b = scene.Add("O1", -1.5, 0, 0);
+  scene.options.contacts = std::make_shared<std::vector<DrawnContact>>(1, DrawnContact{a, b, true});
+  // Balls of 7 and 12 pixels whose middles are 82 apart.
+  for (const auto& [mode, line] : {std::pair{kWireFrame, "line 259 299 341 299 #0060aa w1.6 dashed\n"},
+                                   {kBallAndStick, "line 266.039 299 328.933 299 #0060aa w1.6 dashed\n"}}) {
+    scene.options.mode = mode;
+    EXPECT_EQ(Only(scene.Draw(), "line"), line) << mode;
+  }
+  scene.options.exact = true;
+  for (const int mode : {kWireFrame, kPipes}) {
+    scene.options.mode = mode;
+    EXPECT_NE(scene.Draw().find("begin H1...O1\nline"), std::string::npos) << mode;
+  }
+  b->Set(kHidden, true);
+  EXPECT_EQ(Only(scene.Draw(), "line"), "");
+}
+
+TEST(RenderScene, PaleMatesAndTaperedBonds) {
+  Scene scene(kBallAndStick);
+  scene.options.look = Look::Paper;
+  scene.Add("C1", 0, 0, -3);
+  scene.Add("O1", 0.8, 0, -4)->generated = 1;
+  Connect(scene.document, scene.messages);
+  const std::string full = scene.Draw();
+  scene.options.figure.paleMates = true;
+  const std::string pale = scene.Draw();
+  EXPECT_NE(pale, full);
+  EXPECT_EQ(Only(Only(pale, "disc"), "disc").substr(0, 40), Only(full, "disc").substr(0, 40));  // C1 as before
+  EXPECT_NE(Only(pale, "line"), Only(full, "line"));
+  // The half widths at either end of the quad, of a bond that comes toward the viewer.
+  scene.options.figure.paleMates = false;
+  scene.options.figure.taperedBonds = true;
+  const std::string quad = Only(scene.Draw(), "polygon");
+  double x[4], y[4];
+  ASSERT_EQ(std::sscanf(quad.c_str(), "polygon %lf %lf, %lf %lf, %lf %lf, %lf %lf", x, y, x + 1, y + 1, x + 2, y + 2,
+                        x + 3, y + 3),
+            8)
+      << quad;
+  const double far = std::abs(y[0] - y[3]), near = std::abs(y[1] - y[2]);
+  EXPECT_GT(near, far + 0.05);
+  EXPECT_LT(near, 1.5 * far);
 }
 
 }  // namespace

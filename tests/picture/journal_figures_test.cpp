@@ -1,6 +1,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <map>
+#include <zlib.h>
 
 #include "base/files.h"
 #include "files/res/reader.h"
@@ -172,6 +173,55 @@ TEST_F(Figure, WithoutAtomsKeepsItsSquare) {
   options.size = 100;
   options.trim = true;
   EXPECT_EQ(TiffTags(*Drawn("tif", options))[257], 100u);
+}
+
+// Type and data of each chunk, "" where a check sum is wrong.
+std::vector<std::pair<std::string, std::string>> PngChunks(const std::string& file) {
+  const auto number = [&](size_t at) {
+    uint32_t n = 0;
+    for (size_t i = 0; i < 4; ++i) n = n << 8 | static_cast<unsigned char>(file[at + i]);
+    return n;
+  };
+  std::vector<std::pair<std::string, std::string>> chunks;
+  for (size_t at = 8; at + 12 <= file.size();) {
+    const size_t length = number(at);
+    if (length > file.size() - at - 12) break;
+    const uLong sum = crc32(0, reinterpret_cast<const Bytef*>(file.data() + at + 4), static_cast<uInt>(length + 4));
+    chunks.emplace_back(sum == number(at + 8 + length) ? file.substr(at + 4, 4) : "", file.substr(at + 8, length));
+    at += length + 12;
+  }
+  return chunks;
+}
+
+TEST_F(Figure, TurnsInAnAnimatedFileWhoseFramesAreInOrder) {
+  PictureOptions options;
+  options.size = 64;
+  const auto bytes = Drawn("apng", options);
+  ASSERT_TRUE(bytes);
+  const auto chunks = PngChunks(*bytes);
+  std::string order;
+  uint32_t sequence = 0, controls = 0;
+  std::map<std::string, std::string> frames;  // first bytes of what each holds
+  for (const auto& [type, data] : chunks) {
+    if (order.empty() || !order.ends_with(type)) order += type;
+    if (type == "fcTL" || type == "fdAT") {
+      EXPECT_EQ(data.substr(0, 4), std::string({0, 0, 0, static_cast<char>(sequence)}));
+      ++sequence;
+    }
+    if (type == "fcTL") {
+      ++controls;
+      EXPECT_EQ(data.substr(4, 8), chunks[0].second.substr(0, 8));
+    }
+    if (type == "fdAT") frames[data.substr(4)] = type;
+  }
+  EXPECT_TRUE(order.starts_with("IHDRacTLfcTLIDATfcTLfdATfcTL")) << order;
+  EXPECT_TRUE(order.ends_with("fdATIEND")) << order;
+  EXPECT_EQ(controls, 72u);
+  EXPECT_GT(frames.size(), 30u);  // it does turn
+  options.frames = PictureFrames::Turn;
+  EXPECT_EQ(Drawn("png", options), bytes);
+  EXPECT_FALSE(Drawn("svg", options));
+  EXPECT_EQ(messages.shown.back().text, "A turn is written as .png or .apng, not as .svg.");
 }
 
 }  // namespace

@@ -76,6 +76,9 @@ bool PreparePicture(BatchSession& session) {
     bench.ShowCell = true;
     bench.LabelsOn = options.labels.value_or(false);
   }
+  // On a sheet each has the rendition that suits it.
+  if (!options.files.empty() && !options.rendition && options.style.empty() && options.recipe.empty())
+    bench.RenditionMode = FlatRendition(bench.document, kLitRendition);
   if (!options.peaks.value_or(!options.journal && options.files.empty()) && options.recipe.empty()) {
     for (AtomRecord* atom : Atoms(bench.document.atoms))
       if (atom->IsPeak()) atom->Set(kHidden, true);

@@ -368,7 +368,9 @@ constexpr OptionRow kOptions[] = {
      "look, as ellipsoids",
      Journal},
     {"--frames", "", kPictureFrames, kPictures,
-     "stereo: what the left and the right eye see, side by side; axes: the views along a, b and c", Frames},
+     "stereo: what the left and the right eye see, side by side; axes: the views along a, b and c; turn: an "
+     "animated .png (or .apng, which turns by itself)",
+     Frames},
     {"--packing",
      "",
      {},

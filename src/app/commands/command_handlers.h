@@ -156,7 +156,7 @@ Outcome FigureHandler(Workbench& bench, const CommandCall& call);
 std::span<const FieldRange> FigureFields();
 Outcome SaveStyleHandler(Workbench& bench, const CommandCall& call);
 Outcome ApplyStyleHandler(Workbench& bench, const CommandCall& call);
-Outcome CornerHandler(Workbench& bench, const CommandCall& call);
+Outcome FigureToggleHandler(Workbench& bench, const CommandCall& call);
 
 // help_documents.cpp
 Outcome HelpHandler(Workbench& bench, const CommandCall& call);

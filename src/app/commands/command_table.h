@@ -141,6 +141,8 @@ enum CommandId : int {
   kTripodCommand = 653,
   kScaleBarCommand = 654,
   kLegendCommand = 655,
+  kHydrogenBondsCommand = 656,
+  kShortContactsCommand = 657,
   kFirstRecentFileCommand = 10101,  // to 10110
 };
 inline constexpr int kRecentFileCount = 10;

@@ -3,6 +3,7 @@
 #include "app/commands/command_handlers.h"
 #include "app/picture/picture_output.h"
 #include "base/files.h"
+#include "base/numbers.h"
 #include "picture/view_page.h"
 
 namespace marvik {
@@ -15,7 +16,7 @@ constexpr FieldRange kPictureFields[] = {{"size", "Pixels a side", kSmallestPict
                                          WordField("renderer", "Renderer", "interactive|opengl"),
                                          WordField("journal", "Column", "single-column|double-column"),
                                          WordField("trim", "No empty rows", "on|off"),
-                                         WordField("frames", "Side by side", "one|stereo|axes")};
+                                         WordField("frames", "Side by side", "one|stereo|axes|turn")};
 
 bool WriteBytes(Workbench& bench, const std::string& path, std::string_view bytes) {
   const int error = WriteFileAtomically(path, bytes);
@@ -96,11 +97,20 @@ Outcome ApplyStyleHandler(Workbench& bench, const CommandCall& call) {
   return Outcome::Done;
 }
 
-Outcome CornerHandler(Workbench& bench, const CommandCall& call) {
-  bool& shown = call.id == kTripodCommand     ? bench.figure.tripod
-                : call.id == kScaleBarCommand ? bench.figure.scaleBar
-                                              : bench.figure.legend;
+Outcome FigureToggleHandler(Workbench& bench, const CommandCall& call) {
+  static constexpr bool FigureChoices::*kFlags[] = {&FigureChoices::tripod,        &FigureChoices::scaleBar,
+                                                    &FigureChoices::legend,        &FigureChoices::hydrogenBonds,
+                                                    &FigureChoices::shortContacts, &FigureChoices::paleMates,
+                                                    &FigureChoices::taperedBonds};
+  bool& shown = bench.figure.*kFlags[call.id - kTripodCommand];
   shown = !shown;
+  const bool contacts = call.id == kHydrogenBondsCommand || call.id == kShortContactsCommand;
+  if (!contacts || !shown || !bench.hooks.tell) return Outcome::Done;
+  const bool bonds = call.id == kHydrogenBondsCommand;
+  const auto count = std::ranges::count(*bench.Contacts(), bonds, &DrawnContact::hydrogenBond);
+  bench.hooks.tell(Printf("%d %s%s between atoms that are shown%s", static_cast<int>(count),
+                          bonds ? "hydrogen bond" : "short contact", count == 1 ? "" : "s",
+                          count == 0 ? "; Grow and Pack show those between molecules" : ""));
   return Outcome::Done;
 }
 

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "chem/crystal_fragments.h"
 #include "draw/renderer/cell_box.h"
 #include "draw/renderer/render_frame.h"
 
@@ -86,6 +87,7 @@ bool RenderFrame::Render(Document& document, const ViewState& view, const Render
   colours_ = ColoursOf(options.look, options.printing || options.whiteBackground || options.blackWhite);
   if (options.blackWhite) colours_ = {kWhite, true, false, kWhite};
   SetUp();
+  SetUpContacts();
   labelsSettled = true;
   if (options.clear && !options.printing) canvas.Clear(Background());
   const bool scene = options.mode >= kBallAndStick && options.mode <= kPipes;
@@ -161,6 +163,7 @@ void RenderFrame::AddAtom(AtomRecord* atom, const ClipPoint& p) {
   if (const auto shade = scheme_.ShadeOf(*atom); shade && !frame.unknown)
     frame.colour = static_cast<uint8_t>(kSchemeShade + *shade);
   frame.selected = options_->selection && atom->Has(kSelected);
+  frame.pale = options_->figure.paleMates && !options_->blackWhite && IsGenerated(*atom);
   atom->scratch = static_cast<int32_t>(atoms_.size());
   atoms_.push_back(frame);
 }
@@ -250,8 +253,13 @@ bool RenderFrame::IsSelected(const BondRecord* bond) const {
 Rgb RenderFrame::ElementRgb(const FrameAtom& atom) const {
   if (options_->blackWhite) return kWhite;
   if (atom.colour >= kSchemeShade && !atom.unknown)
-    return ColourScheme::ColourOf(options_->figure.colourBy, atom.colour - kSchemeShade);
-  return atom.unknown ? palette_[atom.colour] : ElementColourOf(document_->elements, atom.row, options_->safeColours);
+    return Paled(atom, ColourScheme::ColourOf(options_->figure.colourBy, atom.colour - kSchemeShade));
+  return Paled(atom, atom.unknown ? palette_[atom.colour]
+                                  : ElementColourOf(document_->elements, atom.row, options_->safeColours));
+}
+
+Rgb RenderFrame::Paled(const FrameAtom& atom, Rgb colour) const {
+  return atom.pale ? MixColours(Background(), colour, kPaleInk) : colour;
 }
 
 }  // namespace marvik

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "chem/drawn_contacts.h"
 #include "draw/canvas/canvas.h"
 #include "draw/labels/label_placer.h"
 #include "draw/renderer/colour_scheme.h"
@@ -32,6 +33,10 @@ struct FigureChoices {
   bool scaleBar = false;           // lower right
   bool legend = false;             // what the colours stand for, upper left
   bool hydrogensByU = false;       // among ellipsoids; else all of one small size
+  bool hydrogenBonds = false;      // dashed, between atoms that are shown
+  bool shortContacts = false;      // the same
+  bool paleMates = false;          // atoms that were grown or packed nearer to the background
+  bool taperedBonds = false;       // wider toward the viewer; not in the lit rendition and not by OpenGL
   std::vector<uint8_t> polyhedra;  // rows of the elements in their middle
 };
 
@@ -62,7 +67,9 @@ struct RenderOptions {
   bool selection = true;     // what is selected is marked
   bool blackWhite = false;   // patterns of lines and dots by the element table instead of colours, on white
   std::shared_ptr<const DensityNet> net{};  // lines of electron density among the bodies; may be null
-  bool bodies = true;                       // off: only what stands over atoms, bonds and cell: marks and texts
+  // What the figure has of hydrogen bonds and short contacts; may be null.
+  std::shared_ptr<const std::vector<DrawnContact>> contacts{};
+  bool bodies = true;  // off: only what stands over atoms, bonds and cell: marks and texts
 };
 
 // Asked before each atom; false stops the picture where it is.

@@ -15,6 +15,7 @@ constexpr double kPipeFactor = 3.0;
 constexpr double kLeastRimmed = 4.0;     // width of the thinnest stick with a rim, pixels
 constexpr double kThinPipe = 2.0;        // half a width in pixels
 constexpr float kLonePipeWidth = 0.15f;  // Å, of an atom without bonds
+constexpr double kTaper = 0.45;          // of a bond's width, from the middle of the view to its front
 // Strips of a pipe: their share of its width, their place across it, and their lightness.
 struct Strip {
   double share;
@@ -111,13 +112,11 @@ void RenderFrame::DrawSticks(const FrameBond& bond, CanvasPoint a, CanvasPoint b
     canvas_->Line(a, b, {palette_[kGreyIndex], map_.unit, static_cast<LineStyle>(style)});
     return;
   }
-  const Rgb colour = Classic() && !options_->blackWhite ? kBondClassColours[bond.order] : colours_.bond;
+  const Rgb colour = BondColour(bond);
   const double width = StickWidth(bond.width);
   // A dark rim keeps a stick apart from what lies behind it.
   if (style == kSolid && bond.order == kSingle && width >= kLeastRimmed * map_.unit)
-    canvas_->Line(
-        a, b,
-        {MixColours(colour, kBlack, options_->blackWhite ? 1.0 : 0.7), width + 2.0 * map_.unit, LineStyle::Solid});
+    DrawPiece(bond, a, b, MixColours(colour, kBlack, options_->blackWhite ? 1.0 : 0.7), width, 2.0 * map_.unit, style);
   if (bond.order == kSingle || bond.order == kPi) {
     DrawStick(bond, a, b, std::max(width, map_.unit), style);
     return;
@@ -134,9 +133,7 @@ void RenderFrame::DrawSticks(const FrameBond& bond, CanvasPoint a, CanvasPoint b
 void RenderFrame::DrawStick(const FrameBond& bond, CanvasPoint a, CanvasPoint b, double width, int style) {
   if (Classic() || !colours_.bondsOfAtoms || options_->blackWhite) {
     const bool hollow = style == kSolid && bond.order == kSingle && width >= kLeastRimmed * map_.unit;
-    if (options_->blackWhite && !hollow) return drawBondLine(*canvas_, kBlack, a, b, width, style);
-    drawBondLine(*canvas_, Classic() && !options_->blackWhite ? kBondClassColours[bond.order] : colours_.bond, a, b,
-                 width, style);
+    DrawPiece(bond, a, b, options_->blackWhite && !hollow ? kBlack : BondColour(bond), width, 0.0, style);
     return;
   }
   const CanvasPoint from = Centre(atoms_[bond.a]);
@@ -144,8 +141,39 @@ void RenderFrame::DrawStick(const FrameBond& bond, CanvasPoint a, CanvasPoint b,
   const double length = std::hypot(to.x - from.x, to.y - from.y);
   const double hidden = length > 0.0 ? std::hypot(a.x - from.x, a.y - from.y) / length : 0.0;
   const CanvasPoint middle = Between(a, b, std::clamp((0.5 - hidden) / std::max(1.0 - hidden, 1e-6), 0.0, 1.0));
-  drawBondLine(*canvas_, palette_[atoms_[bond.a].colour], a, middle, width, style);
-  drawBondLine(*canvas_, palette_[atoms_[bond.b].colour], middle, b, width, style);
+  DrawPiece(bond, a, middle, palette_[LineColour(atoms_[bond.a])], width, 0.0, style);
+  DrawPiece(bond, middle, b, palette_[LineColour(atoms_[bond.b])], width, 0.0, style);
+}
+
+// In the looks in which bonds have one colour; pale where it leads to a symmetry mate that is.
+Rgb RenderFrame::BondColour(const FrameBond& bond) const {
+  const Rgb colour = Classic() && !options_->blackWhite ? kBondClassColours[bond.order] : colours_.bond;
+  return Paled(atoms_[atoms_[bond.a].pale ? bond.a : bond.b], colour);
+}
+
+// Of a bond's width, at a place on it.
+double RenderFrame::NearnessFactor(const FrameBond& bond, CanvasPoint at) const {
+  const FrameAtom& a = atoms_[bond.a];
+  const FrameAtom& b = atoms_[bond.b];
+  const CanvasPoint from = Centre(a);
+  const CanvasPoint along{Centre(b).x - from.x, Centre(b).y - from.y};
+  const double square = along.x * along.x + along.y * along.y;
+  const double t = square > 0.0 ? ((at.x - from.x) * along.x + (at.y - from.y) * along.y) / square : 0.5;
+  return std::clamp(1.0 + kTaper * (a.z + (b.z - a.z) * std::clamp(t, 0.0, 1.0)), 0.4, 1.6);
+}
+
+// A part of one of its sticks; `rim` is how much wider than the stick it is.
+void RenderFrame::DrawPiece(const FrameBond& bond, CanvasPoint a, CanvasPoint b, Rgb colour, double width, double rim,
+                            int style) {
+  if (!options_->figure.taperedBonds || style != kSolid) {
+    if (rim == 0.0) return drawBondLine(*canvas_, colour, a, b, width, style);
+    return canvas_->Line(a, b, {colour, width + rim, LineStyle::Solid});
+  }
+  const CanvasPoint across = Across(a, b);
+  const auto half = [&](CanvasPoint at) { return 0.5 * (std::max(width * NearnessFactor(bond, at), map_.unit) + rim); };
+  const std::array<CanvasPoint, 4> quad{
+      {Moved(a, across, half(a)), Moved(b, across, half(b)), Moved(b, across, -half(b)), Moved(a, across, -half(a))}};
+  canvas_->Polygon(quad, colour, {colour, 0.0, LineStyle::Solid});
 }
 
 // Peaks are near everything: their bonds would be webs.

@@ -104,19 +104,28 @@ EllipseShape RenderFrame::BodyShape(uint32_t index) const {
   return {centre, {radius, 0.0}, {0.0, radius}};
 }
 
-// Between the two bodies, where anything is left there.
-void RenderFrame::AddStick(const BondRecord* bond, uint32_t a, uint32_t b, double halfWidth) {
-  const CanvasPoint from = Centre(atoms_[a]);
-  const CanvasPoint to = Centre(atoms_[b]);
-  if (!options_->printing && !map_.Shows(from, to, halfWidth)) return;
+// What is left between the two bodies. False where that is nothing.
+bool RenderFrame::FreeLine(uint32_t a, uint32_t b, CanvasPoint& from, CanvasPoint& to) const {
+  const CanvasPoint start = Centre(atoms_[a]);
+  const CanvasPoint end = Centre(atoms_[b]);
   const ViewPoint delta{atoms_[b].viewX - atoms_[a].viewX, atoms_[b].viewY - atoms_[a].viewY,
                         atoms_[b].z - atoms_[a].z};
   const bool bodies = options_->mode >= kBallAndStick && options_->mode <= kThermalEllipsoid;
   const double t0 = bodies ? SurfaceFraction(a, delta) : 0.0;
   const double t1 = bodies ? 1.0 - SurfaceFraction(b, -delta) : 1.0;
-  if (!(t0 < t1)) return;
-  const auto at = [&](double t) { return CanvasPoint{from.x + (to.x - from.x) * t, from.y + (to.y - from.y) * t}; };
-  labelSticks_.push_back({at(t0), at(t1), halfWidth, false});
+  const auto at = [&](double t) {
+    return CanvasPoint{start.x + (end.x - start.x) * t, start.y + (end.y - start.y) * t};
+  };
+  from = at(t0);
+  to = at(t1);
+  return t0 < t1 && (options_->printing || map_.Shows(from, to, 4.0 * map_.unit));
+}
+
+void RenderFrame::AddStick(const BondRecord* bond, uint32_t a, uint32_t b, double halfWidth) {
+  LabelStick stick;
+  stick.halfWidth = halfWidth;
+  if (!FreeLine(a, b, stick.a, stick.b)) return;
+  labelSticks_.push_back(stick);
   labelStickBonds_.push_back(bond);
 }
 
@@ -130,7 +139,7 @@ double RenderFrame::HalfWidth(const FrameBond& bond) const {
   return half;
 }
 
-// What labels are to keep off: bodies, bonds and, where nothing else is free, the edges of the cell.
+// What labels are to keep off: bodies, bonds and, where nothing else is free, contacts and the edges of the cell.
 void RenderFrame::CollectObstacles() {
   labelBodies_.clear();
   labelBodyAtoms_.clear();
@@ -150,11 +159,16 @@ void RenderFrame::CollectObstacles() {
         if (bond->partner->scratch >= 0) AddStick(bond, i, FrameIndex(bond->partner), map_.unit);
       }
     }
-    return;
+  } else {
+    for (const FrameBond& bond : bonds_) {
+      if (!IsHidden(bond)) AddStick(bond.bond, bond.a, bond.b, HalfWidth(bond));
+    }
   }
-  for (const FrameBond& bond : bonds_) {
-    if (!IsHidden(bond)) AddStick(bond.bond, bond.a, bond.b, HalfWidth(bond));
+  for (const FrameContact& contact : contacts_) {
+    LabelStick stick{{}, {}, 0.5 * map_.unit, true};
+    if (FreeLine(contact.from, contact.to, stick.a, stick.b)) labelSticks_.push_back(stick);
   }
+  if (!scene) return;
   for (const CellPiece& piece : cellPieces_) labelSticks_.push_back({piece.a, piece.b, 0.5 * map_.unit, true});
 }
 

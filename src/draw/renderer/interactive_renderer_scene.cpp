@@ -81,6 +81,10 @@ void RenderFrame::SortScene() {
   }
   for (uint32_t i = 0; i < cellPieces_.size(); ++i) items_.push_back({OrderedKey(cellPieces_[i].z), kCellItem | i});
   for (uint32_t i = 0; i < facets_.size(); ++i) items_.push_back({OrderedKey(facets_[i].z), kFacetItem | i});
+  for (uint32_t i = 0; i < contacts_.size(); ++i) {
+    const float z = 0.5f * (atoms_[contacts_[i].from].z + atoms_[contacts_[i].to].z);
+    items_.push_back({OrderedKey(z), kContactItem | i});
+  }
   for (uint32_t i = 0; i < atoms_.size(); ++i) items_.push_back({OrderedKey(atoms_[i].z), kAtomItem | i});
   AddNetItems();
   SortItems(items_, itemScratch_);
@@ -104,6 +108,9 @@ bool RenderFrame::DrawInDepthOrder() {
         break;
       case kNetItem:
         DrawNetLayer(index);
+        break;
+      case kContactItem:
+        DrawContact(contacts_[index]);
         break;
       default:
         if (!GoOn()) return false;

@@ -32,6 +32,7 @@ bool RenderFrame::renderWireFrame(double near, double far) {
   for (auto& bucket : pieces_) bucket.clear();
   DrawNet();
   if (Grouped()) return DrawWireGroups(near, far);
+  for (const FrameContact& contact : contacts_) DrawContact(contact);
   labelDirections_.assign(options_->labels ? atoms_.size() : 0, {});
   for (uint32_t i = 0; i < atoms_.size(); ++i) {
     if (i % kAtomsBetweenQuestions == 0 && !GoOn()) return false;
@@ -63,6 +64,8 @@ bool RenderFrame::DrawWireGroups(double near, double far) {
       AddWireBond(atoms_[FrameIndex(bond.owner)], atoms_[FrameIndex(bond.partner)], &bond, near, far);
       NameBond(bond);
       DrawWireGroup(groupName_);
+    } else if ((item.reference & kItemKind) == kContactItem) {
+      DrawContact(contacts_[index]);
     } else {
       if (!GoOn()) return false;
       const FrameAtom& atom = atoms_[index];
@@ -96,8 +99,8 @@ void RenderFrame::AddWireBond(FrameAtom& a, FrameAtom& b, const BondRecord* bond
     return;
   }
   const bool grey = a.unknown || b.unknown;
-  const uint8_t colourA = grey ? static_cast<uint8_t>(kGreyIndex) : a.colour;
-  const uint8_t colourB = grey ? static_cast<uint8_t>(kGreyIndex) : b.colour;
+  const uint8_t colourA = grey ? static_cast<uint8_t>(kGreyIndex) : LineColour(a);
+  const uint8_t colourB = grey ? static_cast<uint8_t>(kGreyIndex) : LineColour(b);
   // Where the bond changes its colour or passes a plane of the depth slab, in order.
   std::array<double, 5> cuts{0.0, 1.0};
   size_t count = 2;
@@ -116,7 +119,7 @@ void RenderFrame::AddWireBond(FrameAtom& a, FrameAtom& b, const BondRecord* bond
   for (size_t i = 0; i + 1 < count; ++i) {
     const double middle = (cuts[i] + cuts[i + 1]) / 2.0;
     uint8_t colour = middle < 0.5 ? colourA : colourB;
-    if (ZoneOf(a.z + (b.z - a.z) * middle, near, far) != 0) colour += kDimIndex;
+    if (ZoneOf(a.z + (b.z - a.z) * middle, near, far) != 0) colour |= kDimIndex;
     AddWirePiece(a, b, bond, cuts[i], cuts[i + 1], colour);
   }
   if (IsSelected(bond)) {
@@ -167,7 +170,7 @@ void RenderFrame::AddParallel(const FrameAtom& a, const FrameAtom& b, double sid
 // A cross for an atom without bonds, a diamond for a peak, a ring around a selected atom.
 void RenderFrame::AddWireMarks(const FrameAtom& atom) {
   const double unit = map_.unit * map_.fixedPoint;
-  const auto colour = InSlab(atom.z) ? atom.colour : static_cast<uint8_t>(atom.colour + kDimIndex);
+  const auto colour = InSlab(atom.z) ? LineColour(atom) : static_cast<uint8_t>(atom.colour | kDimIndex);
   const double x = atom.x;
   const double y = atom.y;
   if (atom.unknown) {

@@ -35,6 +35,11 @@ Rgb ElementColourOf(const ElementTable& elements, int row, bool safe) {
   return found == std::end(kSafeColours) ? kSafeMetal : found->colour;
 }
 
+Rgb ContactColour(bool hydrogenBond, bool onLight) {
+  if (hydrogenBond) return onLight ? Rgb{0, 96, 170} : Rgb{110, 195, 255};
+  return onLight ? Rgb{125, 125, 125} : Rgb{150, 150, 150};
+}
+
 std::optional<Look> LookNamed(std::string_view name) {
   const auto found = std::ranges::find(kLooks, name);
   if (found == kLooks.end()) return {};

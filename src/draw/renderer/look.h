@@ -19,6 +19,9 @@ enum class Look : uint8_t { Dark, Light, Paper, Classic };
 std::optional<Look> LookNamed(std::string_view name);
 std::string_view NameOf(Look look);
 
+// Share of the colour of a symmetry mate that is to be paler, on the background.
+inline constexpr double kPaleInk = 0.45;
+
 struct LookColours {
   Rgb background;
   bool light = false;  // the background
@@ -26,6 +29,9 @@ struct LookColours {
   Rgb bond;  // else
 };
 LookColours ColoursOf(Look look, bool onWhite);
+
+// Of the dashes of hydrogen bonds and of short contacts.
+Rgb ContactColour(bool hydrogenBond, bool onLight);
 
 // The colour of an element's row; safe: one of the eight that the colour-blind tell apart (M. Okabe, K. Ito, "Color
 // Universal Design", 2008), by what the element is, whatever the table says.

@@ -74,6 +74,7 @@ struct FrameAtom {
   bool unknown = false;  // of row 105: a mark instead of a body
   bool bonded = false;
   bool selected = false;
+  bool pale = false;  // a symmetry mate of what the file holds
   float ball = 0.0f;  // radius in device units where it is not that of the element
 };
 
@@ -134,6 +135,7 @@ class RenderFrame {
     kCellItem = 2u << 29,
     kFacetItem = 3u << 29,
     kNetItem = 4u << 29,
+    kContactItem = 5u << 29,
     kItemKind = 7u << 29
   };
   struct CellPiece {
@@ -145,6 +147,11 @@ class RenderFrame {
     std::vector<CanvasPoint> corners;
     float z = 0.0f;
     uint32_t centre = 0;  // its atom
+  };
+  struct FrameContact {
+    uint32_t from = 0;
+    uint32_t to = 0;
+    bool hydrogenBond = false;
   };
   struct CellLetter {
     LabelBox box;
@@ -185,6 +192,10 @@ class RenderFrame {
   // Only devices that are not made of pixels keep groups.
   bool Grouped() const { return !map_.whole; }
   Rgb ElementRgb(const FrameAtom& atom) const;
+  Rgb Paled(const FrameAtom& atom, Rgb colour) const;
+  uint8_t LineColour(const FrameAtom& atom) const {
+    return static_cast<uint8_t>(atom.pale ? atom.colour | kDimIndex : atom.colour);
+  }
 
   // Wire frame.
   bool renderWireFrame(double near, double far);
@@ -231,11 +242,18 @@ class RenderFrame {
   void DrawStick(const FrameBond& bond, CanvasPoint a, CanvasPoint b, double width, int style);
   bool IsHidden(const FrameBond& bond) const;
   void DrawSleeve(const FrameBond& bond);
+  void DrawPiece(const FrameBond& bond, CanvasPoint a, CanvasPoint b, Rgb colour, double width, double rim, int style);
+  double NearnessFactor(const FrameBond& bond, CanvasPoint at) const;
+  Rgb BondColour(const FrameBond& bond) const;
   void SetUpPipes();
   void DrawPipes(uint32_t index);
   double PipeRadius(uint32_t index) const;
   double StickWidth(double width) const;
   bool BondEnds(const FrameBond& bond, CanvasPoint& a, CanvasPoint& b) const;
+
+  // Hydrogen bonds and short contacts.
+  void SetUpContacts();
+  void DrawContact(const FrameContact& contact);
 
   // Polyhedra.
   void SetUpPolyhedra();
@@ -273,6 +291,7 @@ class RenderFrame {
   EllipseShape BodyShape(uint32_t index) const;
   void CollectObstacles();
   double HalfWidth(const FrameBond& bond) const;
+  bool FreeLine(uint32_t a, uint32_t b, CanvasPoint& from, CanvasPoint& to) const;
   void AddStick(const BondRecord* bond, uint32_t a, uint32_t b, double halfWidth);
   void KeepLayout();
   void SetUpSteadyLabels();
@@ -305,6 +324,7 @@ class RenderFrame {
   std::vector<uint32_t> pipes_;      // indices into bonds_
   std::vector<CellPiece> cellPieces_;
   std::vector<Facet> facets_;
+  std::vector<FrameContact> contacts_;
   std::vector<std::vector<LinePiece>> netPieces_;  // by layer of depth and tone
   std::array<double, 2> netDepths_{};              // where the layers begin, and how deep they are in all
   std::vector<ViewPoint> netEnds_;

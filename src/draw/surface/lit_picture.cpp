@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "chem/crystal_fragments.h"
 #include "draw/canvas/colours.h"
 #include "draw/canvas/scanline_canvas.h"
 #include "draw/density/density_net.h"
@@ -23,6 +24,7 @@ constexpr Rgb kGrey{128, 128, 128};
 constexpr double kFaintestPeak = 0.35;  // share of the colour
 constexpr double kDash = 0.16;          // Å, of a dashed bond; gaps are as long
 constexpr double kDotGap = 0.16;        // Å from dot to dot
+constexpr double kContactPen = 0.8;     // pixels for each pixel of a thin line
 constexpr double kCellEdge = 0.55;      // pixels for each pixel of a thin line
 
 class Builder {
@@ -53,6 +55,7 @@ class Builder {
           AddBond(*atom, *bond);
       }
     }
+    if (options_.contacts) AddContacts();
     return std::move(scene_);
   }
 
@@ -66,6 +69,10 @@ class Builder {
     return atom.element ? std::clamp(atom.element->atomicNumber, 0, kUnknownRow) : kUnknownRow;
   }
   Rgb ColourOfAtom(const AtomRecord& atom) const {
+    const Rgb colour = FullColourOf(atom);
+    return options_.figure.paleMates && IsGenerated(atom) ? MixColours(scene_.background, colour, kPaleInk) : colour;
+  }
+  Rgb FullColourOf(const AtomRecord& atom) const {
     if (atom.IsPeak()) {
       const double share = highest_ > 0.0 ? std::abs(atom.peakHeight) / highest_ : 1.0;
       return MixColours(scene_.background, LegibleOn(kPeakColour, colours_.light),
@@ -161,6 +168,15 @@ class Builder {
       } else {
         scene_.balls.push_back({at, stick.radius, colour});
       }
+    }
+  }
+
+  void AddContacts() {
+    for (const DrawnContact& contact : *options_.contacts) {
+      if (!IsFinite(contact.from->position) || !IsFinite(contact.to->position)) continue;
+      const Rgb colour = ContactColour(contact.hydrogenBond, colours_.light);
+      const double radius = kContactPen * std::max(1.0, view_.drawingSize / kSidePerUnit);
+      AddStick({At(*contact.from), At(*contact.to), radius, colour, colour}, kDashed);
     }
   }
 

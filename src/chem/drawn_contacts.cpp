@@ -1,0 +1,63 @@
+#include "chem/drawn_contacts.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "chem/hybridization.h"
+
+namespace marvik {
+namespace {
+
+constexpr double kSamePlace = 0.05;  // Å
+
+// Finds the atom that is drawn where an image stands: itself, or what was grown or packed there.
+class ShownAtoms {
+ public:
+  explicit ShownAtoms(const Document& document) {
+    for (const AtomRecord* atom : Atoms(document.atoms, kVisibleOnly)) bySource_[SourceOf(*atom)].push_back(atom);
+  }
+  const AtomRecord* At(const NeighbourImage& image) const {
+    const auto images = bySource_.find(SourceOf(*image.atom));
+    if (images == bySource_.end()) return nullptr;
+    const auto at = std::ranges::find_if(
+        images->second, [&](const AtomRecord* atom) { return Distance(atom->position, image.position) <= kSamePlace; });
+    return at == images->second.end() ? nullptr : *at;
+  }
+
+ private:
+  static uint32_t SourceOf(const AtomRecord& atom) { return atom.sourceSerial ? atom.sourceSerial : atom.serial; }
+  std::unordered_map<uint32_t, std::vector<const AtomRecord*>> bySource_;
+};
+
+}  // namespace
+
+std::vector<DrawnContact> ContactsShown(const Document& document, bool hydrogenBonds, bool shortContacts) {
+  std::vector<DrawnContact> contacts;
+  double longest = 0.0;  // radius
+  for (const AtomRecord* atom : Atoms(document.atoms, kVisibleOnly))
+    longest = std::max(longest, VanDerWaalsRadius(ChemicalNumber(*atom)));
+  if (longest == 0.0) return contacts;
+  const ShownAtoms shown(document);
+  const GeometryUncertainty none(document, nullptr);
+  const EnvironmentSearch search(document, 2.0 * longest, none);
+  for (const AtomRecord* atom : Atoms(document.atoms)) {
+    const bool isShown = document.atoms.Passes(atom, kVisibleOnly);
+    const bool isDonated = hydrogenBonds && atom->IsHydrogen();
+    if (atom->IsPeak() || !(isDonated || (shortContacts && isShown))) continue;
+    const Environment around = search.About(*atom, 2.0 * longest);
+    for (const HydrogenBond& bond : around.hydrogenBonds) {
+      const AtomRecord* from = isShown ? atom : shown.At(bond.donor);
+      const AtomRecord* to = shown.At(bond.acceptor);
+      if (isDonated && from && to) contacts.push_back({from, to, true});
+    }
+    if (!shortContacts || !isShown) continue;
+    for (const EnvironmentContact& contact : around.contacts) {
+      if (contact.kind != ContactKind::Short) continue;
+      const AtomRecord* to = shown.At(contact.image);
+      if (to && to->serial > atom->serial) contacts.push_back({atom, to, false});
+    }
+  }
+  return contacts;
+}
+
+}  // namespace marvik
