@@ -124,7 +124,9 @@ void Connect(Document& document, UserMessages& messages) {
     document.MoleculeCentre = MeanOf(walk.positions);
     const auto pairs = BondedPairs(list, walk);
     if (!pairs) {
-      ReportNoMemory(messages);
+      messages.Show({MessageIcon::Warning, "Error: Atoms Too Close",
+                     "More than " + std::to_string(MostBonds(walk.atoms.size())) +
+                         " pairs of atoms stand within bonding distance: no bonds are drawn."});
       return;
     }
     for (const IndexPair& pair : *pairs)

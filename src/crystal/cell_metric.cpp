@@ -7,6 +7,8 @@ namespace marvik {
 
 namespace {
 
+constexpr double kShortestEdge = 0.1;  // Å: below, everything bonds to countless images of itself
+
 double Cosine(double degrees) {
   return std::cos(degrees * kRadiansPerDegree);
 }
@@ -23,7 +25,7 @@ double OppositeCosine(const CellParameters& cell) {
 }  // namespace
 
 bool IsPossible(const CellParameters& cell) {
-  const auto edge = [](double v) { return std::isfinite(v) && v > 0.0; };
+  const auto edge = [](double v) { return std::isfinite(v) && v >= kShortestEdge; };
   const auto angle = [](double v) { return v > 0.0 && v < 180.0; };
   return edge(cell.a) && edge(cell.b) && edge(cell.c) && angle(cell.alpha) && angle(cell.beta) && angle(cell.gamma) &&
          1.0 - OppositeCosine(cell) * OppositeCosine(cell) > 0.0;

@@ -41,7 +41,7 @@ struct Metric {
   Mat3 CartesianU(const std::array<double, 6>& u) const;
 };
 
-// False for an edge <= 0, an angle outside 0..180, angles that do not fit together, or anything not finite.
+// False for an edge below 0.1 Å, an angle outside 0..180, angles that do not fit together, or anything not finite.
 bool IsPossible(const CellParameters& cell);
 
 // Of an impossible cell the numbers mean nothing.

@@ -71,7 +71,7 @@ void PackMolecule(const Document& document, const CrystalFragments& fragments,
 
 }  // namespace
 
-size_t Grow(Document& document, UserMessages& messages) {
+size_t Grow(Document& document, UserMessages& messages, double most) {
   const CrystalFragments fragments(document);
   if (fragments.RefuseCrowded(messages)) return 0;
   std::vector<bool> infinite(fragments.Members().size());
@@ -93,7 +93,11 @@ size_t Grow(Document& document, UserMessages& messages) {
       const bool enough = !maker.AddFragment(fragment, {image.op, image.t}, added);
       total += added.size();
       if (!infinite[fragment]) seeds.insert(seeds.end(), added.begin(), added.end());
-      if (enough || static_cast<double>(total) > kMostPackedAtoms) {
+      if (enough || static_cast<double>(total) > most) {
+        if (!enough) {
+          messages.Show({MessageIcon::Warning, "Error: Too Many Atoms",
+                         "GROW ended after " + std::to_string(total) + " atoms; there would be more."});
+        }
         Connect(document, messages);
         return total;
       }

@@ -13,8 +13,10 @@ namespace marvik {
 // ones, appended in the list. Those read or made by hand are the file atoms.
 
 // Adds the image of a whole fragment of file atoms wherever one of its atoms would bond to an atom that is there, until
-// nothing is missing. What would go on for ever gets one shell. Gives the number of atoms added.
-size_t Grow(Document& document, UserMessages& messages);
+// nothing is missing. What would go on for ever gets one shell. Ends, with a message, when there are more than `most`.
+// Gives the number of atoms added.
+inline constexpr double kMostPackedAtoms = 300000.0;
+size_t Grow(Document& document, UserMessages& messages, double most = kMostPackedAtoms);
 
 struct PackBox {
   std::array<double, 3> low{0.0, 0.0, 0.0};  // fractional, along a, b, c
@@ -26,7 +28,6 @@ struct PackResult {
   double expected = 0.0;  // atoms the box would take, before atoms on special positions are counted once
   size_t added = 0;
 };
-inline constexpr double kMostPackedAtoms = 300000.0;
 PackResult Pack(Document& document, const PackBox& box, UserMessages& messages);
 
 // Removes generated atoms: the selected ones if any is selected, else all. Gives their number.

@@ -46,9 +46,9 @@ TEST(Orthogonalisation, LengthsAgreeWithTheMetricTensor) {
 TEST(Orthogonalisation, RefusesImpossibleCells) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const CellParameters impossible[] = {
-      {0, 10, 10, 90, 90, 90},   {10, -1, 10, 90, 90, 90},  {10, 10, nan, 90, 90, 90},
-      {10, 10, 10, 0, 90, 90},   {10, 10, 10, 90, 180, 90}, {10, 10, 10, 90, 90, nan},
-      {10, 10, 10, 30, 30, 120}, {10, 10, 10, 60, 60, 120}, {1 / 0.0, 1, 1, 90, 90, 90}};
+      {0, 10, 10, 90, 90, 90},     {10, -1, 10, 90, 90, 90},   {10, 10, nan, 90, 90, 90}, {10, 10, 10, 0, 90, 90},
+      {10, 10, 10, 90, 180, 90},   {10, 10, 10, 90, 90, nan},  {10, 10, 10, 30, 30, 120}, {10, 10, 10, 60, 60, 120},
+      {1 / 0.0, 1, 1, 90, 90, 90}, {0.099, 10, 10, 90, 90, 90}};
   for (const CellParameters& cell : impossible) {
     OrthogonalisationMatrix matrix;
     matrix.m[4] = 7;

@@ -83,6 +83,13 @@ TEST(Grow, APolymerGrowsOneShellPerCommand) {
   EXPECT_EQ(s.BondCount(), 4u);
 }
 
+TEST(Grow, SaysWhereItEnds) {
+  Structure s({2.0, 2.0, 12, 90, 90, 90}, -1, {}, {{"Fe1", 0.5, 0.5, 0.5}});
+  EXPECT_EQ(Grow(s.document, s.messages, 2.0), 3u);
+  ASSERT_EQ(s.messages.shown.size(), 1u);
+  EXPECT_EQ(s.messages.shown[0].text, "GROW ended after 3 atoms; there would be more.");
+}
+
 TEST(Grow, AtomsOnSpecialPositionsAreNotDoubled) {
   // A linear C-Fe-C with iron on the centre: the image shares the iron.
   Structure s({10, 10, 10, 90, 90, 90}, 1, {}, {{"Fe1", 0, 0, 0}, {"C1", 0.19, 0, 0}, {"O1", 0.305, 0, 0}});
