@@ -223,7 +223,7 @@ std::vector<Finding> CheckCif(std::string_view text, std::string_view reflection
 
 std::optional<std::vector<Finding>> CheckCifFile(const std::string& path) {
   const FileContent file = ReadWholeFile(path);
-  if (!file.opened || file.outOfMemory) return {};
+  if (!file.complete || file.content.empty()) return {};
   const FileContent list = ReadWholeFile(BaseNameOf(path) + ".fcf");
   return CheckCif(file.content, list.content);
 }
