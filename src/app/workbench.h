@@ -218,9 +218,9 @@ class Workbench {
 
   // Files that this program wrote since it started, as it left them: overwriting them again keeps no backup.
   std::map<std::string, FileStamp> writtenFiles;
-  // Files whose remarks were already shown as lost by saving.
   FileLayout saveLayout = FileLayout::AsRead;
-  std::set<std::string> remarksShown;
+  std::set<std::string> remarksShown;     // files whose remarks were already shown as lost by saving
+  std::set<std::string> includesAllowed;  // files of other folders that may be included
 
  private:
   uint64_t savedState_ = 0;

@@ -112,6 +112,30 @@ TEST_F(RefineFlow, ChecksInOrderBeforeAnythingIsWritten) {
   EXPECT_EQ(messages.shown.at(0).text, "noname.hkl couldn't be found!");
 }
 
+TEST_F(RefineFlow, AsksOnceAboutIncludesOfOtherFolders) {
+  fs::create_directory(folder / "other");
+  folder.Put("other/rest.txt", "ISOR C1\n");
+  folder.Put("near.txt", "ISOR O1\n");
+  std::string model = kModel;
+  model.insert(model.find("FVAR"), "+near.txt\n+gone.txt\n+../other/rest.txt\n");
+  fs::create_directory(folder / "in");
+  folder.Put("in/near.txt", "ISOR O1\n");
+  Start("in/job", model);
+  folder.Put("in/new.res", Moved());
+  folder.Put("in/job.steps", "copy new.res\nsay finished\n");
+  messages.answers = {false, true};
+  EXPECT_EQ(Refine(bench), RefineEnd::Cancelled);
+  ASSERT_EQ(messages.asked.size(), 1u);
+  EXPECT_EQ(messages.asked[0].text,
+            "The instructions include files that lie in other folders:\n../other/rest.txt\n"
+            "Their lines may come into the result. Refine with them?");
+  EXPECT_FALSE(folder.Has("in/job.ins"));
+  EXPECT_EQ(Refine(bench), RefineEnd::Accepted) << Captions();
+  Start("in/job", model);
+  EXPECT_EQ(Refine(bench), RefineEnd::Accepted) << Captions();
+  EXPECT_EQ(messages.asked.size(), 2u);
+}
+
 TEST_F(RefineFlow, FieldsStandForTheDialog) {
   Start("job");
   Steps("copy new.res\nsay finished\n");

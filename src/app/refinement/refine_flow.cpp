@@ -15,6 +15,8 @@
 #include "files/res/reader.h"
 #include "files/res/writer.h"
 #include "language/atom_names.h"
+#include "language/included_file.h"
+#include "language/instruction.h"
 #include "run/child_process.h"
 
 namespace marvik {
@@ -321,6 +323,24 @@ bool MayRefine(Workbench& bench) {
   return HasReflections(bench);
 }
 
+bool MayInclude(Workbench& bench) {
+  std::string files;
+  std::set<std::string> paths;
+  for (const Instruction& line : InstructionsOf(bench.document)) {
+    if (line.keyword != InstructionKeyword::kInclude || line.all.empty()) continue;
+    const std::string directory = DirectoryOf(JobBase(bench));
+    const std::string path = IncludedPath(line.all[0], directory);
+    if (!LiesOutside(path, directory) || bench.includesAllowed.contains(path) || !paths.insert(path).second) continue;
+    files += "\n" + line.all[0];
+  }
+  if (!paths.empty() && !bench.messages.AskYesNo({MessageIcon::Question, "Files in Other Folders",
+                                                  "The instructions include files that lie in other folders:" + files +
+                                                      "\nTheir lines may come into the result. Refine with them?"}))
+    return false;
+  bench.includesAllowed.merge(paths);
+  return true;
+}
+
 bool HasReflections(Workbench& bench) {
   const std::string base = JobBase(bench);
   if (base.find('\\') != std::string::npos) {
@@ -349,7 +369,7 @@ RefineEnd Refine(Workbench& bench, const std::string& fields) {
   before.PreviousWeights = now.PreviousWeights;
   before.PriorityClass = now.PriorityClass;
   if (now != before) bench.SetModified(true);
-  return confirmed ? Refinement(bench, JobBase(bench)).Do() : RefineEnd::Cancelled;
+  return confirmed && MayInclude(bench) ? Refinement(bench, JobBase(bench)).Do() : RefineEnd::Cancelled;
 }
 
 bool GoBackToStep(Workbench& bench, int number) {

@@ -19,6 +19,8 @@ std::string JobBase(const Workbench& bench);
 bool MayRefine(Workbench& bench);
 // The last of them.
 bool HasReflections(Workbench& bench);
+// Asks, once in a session, about included files that lie in other folders.
+bool MayInclude(Workbench& bench);
 
 // The whole of Refine: checks, settings, NAME.ins, the run, NAME.res read back, and its acceptance, by the window's
 // hooks where there are any. Until a result is accepted the model is as it was but for the settings, and a run that

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "base/files.h"
+#include "language/included_file.h"
 #include "language/line_source.h"
 
 namespace marvik {
@@ -14,6 +15,22 @@ namespace {
 constexpr size_t kDeepest = 10;
 constexpr size_t kMostFiles = 1000;
 constexpr size_t kMostBytes = 32 << 20;  // of all of them, each as often as it is opened
+
+// An atom needs three coordinates behind its number.
+bool IsAtom(const SourceLine& line) {
+  return ParseInstruction(line).numbers.size() >= 4;
+}
+
+// Whether there is nothing but instructions, atoms and remarks.
+bool HoldsInstructions(std::string_view text) {
+  LineSource source(text);
+  SourceLine line;
+  while (source.Next(line) && line.head.keyword != InstructionKeyword::kEnd) {
+    if (line.head.keyword == InstructionKeyword::kFrag) source.TakeFragment(line);
+    if (line.head.keyword == InstructionKeyword::kAtomLine && !IsAtom(line)) return false;
+  }
+  return true;
+}
 
 class Includer {
  public:
@@ -92,8 +109,7 @@ class Includer {
 
   std::optional<std::string> Open(const std::string& name) {
     ++opened_;
-    const bool absolute = name.starts_with('/') || name.starts_with('\\') || name.find(':') == 1;
-    const std::string path = absolute ? name : directory_ + name;
+    const std::string path = IncludedPath(name, directory_);
     std::error_code error;
     // A device or a pipe could go on for ever.
     FileContent file;
@@ -103,6 +119,11 @@ class Includer {
       return std::nullopt;
     }
     bytes_ += file.content.size();
+    // What else lies elsewhere is not to be copied into a result that is sent to others.
+    if (LiesOutside(path, directory_) && !HoldsInstructions(file.content)) {
+      Say("the included file " + name + " lies in another folder and is no instruction file; it is left out");
+      return std::nullopt;
+    }
     return std::move(file.content);
   }
 
@@ -120,7 +141,7 @@ class Includer {
         });
       } else if (line.head.keyword == InstructionKeyword::kAtomLine) {
         // Text that is neither instruction nor atom is left where it is.
-        changes = ParseInstruction(line).numbers.size() >= 4;
+        changes = IsAtom(line);
       } else {
         changes = !RowOf(line.head.keyword).staysInRun;
       }
