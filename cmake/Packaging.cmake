@@ -7,7 +7,7 @@ foreach(size 64 256)
 endforeach()
 install(FILES packaging/marvik.xml DESTINATION "${CMAKE_INSTALL_DATADIR}/mime/packages")
 install(FILES packaging/marvik.metainfo.xml DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo")
-install(FILES packaging/marvik-batch.1 packaging/marvik-refine.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+install(FILES packaging/marvik-batch.1 packaging/marvik-refine.1 packaging/marvik-solve.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
 install(FILES CHANGELOG.md CITATION.cff DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}" RENAME copyright)
 
