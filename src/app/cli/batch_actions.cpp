@@ -162,7 +162,8 @@ bool LintAction(BatchSession& session, const BatchAction&) {
   const std::string& path = session.options.file;
   const FileContent file = ReadWholeFile(path);
   std::optional<std::vector<Finding>> findings;
-  if (file.complete && !file.content.empty()) findings = LintInstructionText(file.content, DirectoryOf(path).empty() ? "./" : DirectoryOf(path));
+  if (file.complete && !file.content.empty())
+    findings = LintInstructionText(file.content, DirectoryOf(path).empty() ? "./" : DirectoryOf(path));
   return TellFindings(session, findings);
 }
 
