@@ -131,10 +131,10 @@ def key_of(names, row, ops):
     return min(tuple(atoms), tuple(reversed(atoms)))
 
 
-def main():
-    show_all = "--all" in sys.argv
-    ours, theirs = (read(path) for path in [a for a in sys.argv[1:] if not a.startswith("--")][:2])
-    counts = {"equal": 0, "value": 0, "s.u.": 0, "text": 0, "unknown there": 0, "free text": 0}
+def compare_files(ours_path, theirs_path, show_all=False):
+    """How many values are equal or not, the lines that tell which, and what ours lacks."""
+    ours, theirs = read(ours_path), read(theirs_path)
+    counts = {"equal": 0, "value": 0, "s.u.": 0, "text": 0, "unknown there": 0, "free text": 0, "rows not found": 0}
     differences, missing = [], []
 
     def compare(name, where, a, b):
@@ -155,7 +155,6 @@ def main():
         elif value not in ("?", "."):
             missing.append(name)
     ops = [operators(f[1]) for f in (ours, theirs)]
-    rows_missing = 0
     for names, rows in theirs[1]:
         if names[0].startswith("_space_group_symop"):
             continue
@@ -170,7 +169,7 @@ def main():
         for row in rows:
             key = key_of(names, row, ops[1]) if geometry else (row[0].upper(),)
             if key not in find:
-                rows_missing += 1
+                counts["rows not found"] += 1
                 if show_all:
                     differences.append(f"  no row {names[0]} {' '.join(row)}")
                 continue
@@ -179,7 +178,13 @@ def main():
                     compare(name, " ".join(w.split("@")[0] for w in key), find[key][mine[0].index(name)], value)
                 elif name not in mine[0] and name not in missing:
                     missing.append(name)
-    print("; ".join(f"{n} {what}" for what, n in counts.items()), f"; {rows_missing} rows not found")
+    return counts, differences, missing
+
+
+def main():
+    show_all = "--all" in sys.argv
+    counts, differences, missing = compare_files(*[a for a in sys.argv[1:] if not a.startswith("--")][:2], show_all)
+    print("; ".join(f"{n} {what}" for what, n in counts.items()))
     print("not in ours:", " ".join(missing) or "nothing")
     by_name = {}
     for line in differences:
@@ -191,4 +196,5 @@ def main():
             print(f"        ... {len(lines) - 4} more of {name}")
 
 
-main()
+if __name__ == "__main__":
+    main()
