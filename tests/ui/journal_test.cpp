@@ -70,11 +70,20 @@ TEST_F(JournalTest, AFindingSelectsItsAtomsAndIsExplained) {
 
 TEST_F(JournalTest, ANewCifIsCheckedAnew) {
   EXPECT_TRUE(Row("no symmetry operators"));
+  const auto counts = [this] {
+    for (const QLabel* label : window->findChildren<QLabel*>())
+      if (label->accessibleName() == QLatin1String("Journal")) return label->text();
+    return QString();
+  };
+  window->Run(kRefinementPanelCommand);
+  EXPECT_TRUE(QTest::qWaitFor([&] { return counts().startsWith(QLatin1String("A ")); }, 60000)) << "live beside R1";
+  const QString before = counts();
   scratch.Put("model.cif", std::string(kCif) + "loop_\n_space_group_symop_operation_xyz\nx,y,z\n");
   window->Run(kRenameAtomCommand, "C1 C11");
   Wait();
   EXPECT_TRUE(panel->findChild<QLabel*>()->text().contains(QStringLiteral("changed since")));
   EXPECT_FALSE(Row("no symmetry operators"));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return counts() != before && counts() != QLatin1String("-"); }, 60000));
 }
 
 TEST_F(JournalTest, ItemsAndRepliesAreKeptAndGoIntoTheCif) {

@@ -5,7 +5,9 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "app/journal_files.h"
 #include "app/refinement/refine_flow.h"
+#include "check/cif/check_cif.h"
 #include "ui/dialogs/progress_plots.h"
 #include "ui/text.h"
 
@@ -24,16 +26,20 @@ QString Count(const std::optional<int>& value) {
 
 }  // namespace
 
-RefinementPanel::RefinementPanel(Workbench& bench, CommandRunner run) : bench_(bench) {
+RefinementPanel::RefinementPanel(Workbench& bench, CommandRunner run) : bench_(bench), background_(this) {
   rows_ = new QFormLayout;
-  for (const char* caption : kCaptions) {
+  const auto add = [this](const char* caption) {
     auto* value = new QLabel(QStringLiteral("-"));
     value->setTextFormat(Qt::PlainText);
     value->setTextInteractionFlags(Qt::TextSelectableByMouse);
     value->setAccessibleName(tr(caption));
-    values_.push_back(value);
     rows_->addRow(tr(caption), value);
-  }
+    return value;
+  };
+  for (const char* caption : kCaptions) values_.push_back(add(caption));
+  checks_ = add("Journal");
+  checks_->setToolTip(
+      tr("How many findings of each level the journals' tests have for the CIF: Refine, Check for Journal"));
   plots_ = new ProgressPlots(this);
   refine_ = new QPushButton(tr("Refine..."));
   refine_->setToolTip(tr("Writes the instruction file and starts the refinement program on it"));
@@ -45,6 +51,7 @@ RefinementPanel::RefinementPanel(Workbench& bench, CommandRunner run) : bench_(b
 }
 
 void RefinementPanel::Follow() {
+  FollowChecks();
   const std::string& path = bench_.document.CurrentFile;
   refine_->setEnabled(CommandEnabled(bench_, kRefineCommand) && !path.empty());
   const auto stamp = path.empty() ? std::nullopt : StampOf(path);
@@ -60,6 +67,22 @@ void RefinementPanel::Follow() {
   }
   plots_->SetPoints(course);
   plots_->setVisible(course.size() > 1);
+}
+
+void RefinementPanel::FollowChecks() {
+  const std::string cif = JournalCif(bench_);
+  const auto stamp = cif.empty() ? std::nullopt : StampOf(cif);
+  if (bench_.refining || (cif == cif_ && stamp == cifStamp_)) return;
+  cif_ = cif;
+  cifStamp_ = stamp;
+  checks_->setText(QStringLiteral("-"));
+  if (!stamp) return;
+  background_.Start([this, cif]() -> std::function<void()> {
+    const auto found = CheckCifFile(cif);
+    return [this, cif, text = found ? LevelCounts(*found) : "-"] {
+      if (cif == cif_) checks_->setText(ToText(text));
+    };
+  });
 }
 
 void RefinementPanel::ShowFigures(const ResultSummary& summary) {

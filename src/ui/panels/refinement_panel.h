@@ -4,6 +4,7 @@
 
 #include "base/files.h"
 #include "run/result_summary.h"
+#include "ui/background.h"
 #include "ui/panels/panel_set.h"
 
 class QFormLayout;
@@ -24,6 +25,7 @@ class RefinementPanel : public Panel {
 
  private:
   void ShowFigures(const ResultSummary& summary);
+  void FollowChecks();
 
   Workbench& bench_;
   QFormLayout* rows_ = nullptr;
@@ -32,6 +34,10 @@ class RefinementPanel : public Panel {
   QPushButton* refine_ = nullptr;
   std::string path_;  // whose figures are shown, as it was then
   std::optional<FileStamp> stamp_;
+  QLabel* checks_ = nullptr;  // how many findings of each level the CIF has
+  Background background_;
+  std::string cif_;
+  std::optional<FileStamp> cifStamp_;
 };
 
 }  // namespace marvik
