@@ -354,7 +354,7 @@ const std::vector<CifCase> kItemCases = {
     {"h-bond-d-a", "",
      "loop_\n_geom_hbond_atom_site_label_D\n_geom_hbond_atom_site_label_H\n_geom_hbond_atom_site_label_A\n_geom_hbond_"
      "distance_DA\nN1 H1A O1 3.9\n"},
-    {"not-tested", "_cell_formula_units_Z", "_pd_block_id one\n_cell_formula_units_Z"},
+    {"not-tested", "_cell_formula_units_Z", "_pd_proc_ls_prof_wR_factor 0.07\n_cell_formula_units_Z"},
 };
 
 std::string Chiral() {

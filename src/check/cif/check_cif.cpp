@@ -138,12 +138,11 @@ namespace {
 
 bool IsOfAnotherKind(const CifModel& model) {
   for (const char* name :
-       {"_pd_proc_point_id", "_pd_meas_number_of_points", "_pd_block_id", "_pd_proc_ls_prof_r_factor",
-        "_cell_wave_vector_seq_id", "_space_group_symop_ssg_operation_algebraic", "_atom_site_moment_crystalaxis_x",
-        "_atom_site_label_comp_id", "_struct_asym_id", "_atom_site_fourier_wave_vector_seq_id", "_pd_calc_method"}) {
+       {"_cell_wave_vector_seq_id", "_space_group_symop_ssg_operation_algebraic", "_atom_site_moment_crystalaxis_x",
+        "_atom_site_label_comp_id", "_struct_asym_id", "_atom_site_fourier_wave_vector_seq_id"}) {
     if (model.Column(name).loop) return true;
   }
-  return false;
+  return std::ranges::any_of(model.block.loops, [](const CifLoop& loop) { return loop.names[0].starts_with("_pd_"); });
 }
 
 std::vector<Finding> CheckBlock(std::string_view text, const CifBlock& block, const CifBlock* reflections) {
