@@ -109,7 +109,8 @@ std::vector<StructureFact> StructureFacts(const Document& document) {
   add("Formula found", FormulaText(PerFormula(found.counts, units)));
   add("Cell", CellText(document.cell));
   add("Volume", Printf("%.1f Å³", volume));
-  if (!zerr.empty()) add("Z", Printf("%g", units));
+  const auto operators = static_cast<double>(std::max<size_t>(1, document.symmetry.size()));
+  if (!zerr.empty()) add("Z, Z'", Printf("%g, %.4g", units, units / operators));
   if (found.weight > 0.0) add("Density", Printf("%.3f g/cm³", found.weight / volume * kDaltonsPerCubicAngstrom));
   const auto temperature = NumbersOf(in.tempLine);
   if (!temperature.empty()) add("Temperature", Printf("%.0f K", temperature[0] + 273.15));

@@ -14,9 +14,9 @@ struct StructureFact {
   friend bool operator==(const StructureFact&, const StructureFact&) = default;
 };
 
-// Formula as UNIT gives it and as the atoms add up to (for one of Z formula units), cell, volume, Z, density of what
-// the atoms add up to, temperature and wavelength. What the file does not say is left out; without atoms there is
-// nothing.
+// Formula as UNIT gives it and as the atoms add up to (for one of Z formula units), cell, volume, Z and Z' (formula
+// units for each general position), density of what the atoms add up to, temperature and wavelength. What the file does
+// not say is left out; without atoms there is nothing.
 std::vector<StructureFact> StructureFacts(const Document& document);
 
 // Element symbols with counts, carbon and hydrogen first where there is carbon, the others by letter (E. A. Hill, J.
