@@ -123,7 +123,7 @@ std::map<Miller, MeanAmplitude> MeanAmplitudes(const Structure& structure, const
     const double fo = std::sqrt(std::max(0.0, calculated.fo2[i]) * share);
     const double sigma = calculated.sigma[i] * share;
     const double square = fc * fc * fc * fc;
-    mean.trust += square / (square + sigma * sigma);
+    mean.trust += square / (square + 4.0 * sigma * sigma);
     mean.fo += fo;
     mean.sigma += sigma / std::max(2.0 * fo, std::sqrt(sigma));
     mean.fc += fc;
@@ -214,7 +214,7 @@ DensityMap MakeMap(const Structure& structure, const Observations& observations,
   if (kind != MapKind::Difference) terms.push_back({{}, ElectronsPerCell(structure)});
   for (const auto& [key, mean] : MeanAmplitudes(structure, observations, calculated)) {
     const std::complex<double> f(calculated.a[mean.first], calculated.b[mean.first]);
-    // What is weak against its σ says little about the density: the difference from Fc counts by Fc⁴/(Fc⁴ + σ²(Fo²)).
+    // What is weak against its σ says little about the density: the difference from Fc counts by Fc⁴/(Fc⁴ + 4σ²(Fo²)).
     const double difference = (mean.fo - mean.fc) * mean.trust / mean.count;
     const double amplitude = (observed * difference + (observed - subtracted) * mean.fc) / mean.count;
     terms.push_back({observations.indices[0][mean.first], f / std::abs(f) * amplitude});

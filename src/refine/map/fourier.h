@@ -35,7 +35,7 @@ struct MeanAmplitude {
   double fo = 0.0;     // sums over `count` observations
   double sigma = 0.0;  // of Fo
   double fc = 0.0;
-  double trust = 0.0;  // Fc⁴/(Fc⁴ + σ²(Fo²))
+  double trust = 0.0;  // Fc⁴/(Fc⁴ + 4σ²(Fo²)), which gives the levels of published maps
   int count = 0;
   size_t first = 0;  // observation that gives indices and phase
 };
