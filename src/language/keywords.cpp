@@ -60,7 +60,7 @@ constexpr std::array<KeywordRow, kAllKeywords> kTable{{
     {kMole, "MOLE", Takes::Numbers, KeptPlace::Body, false, nullptr, "number of the molecule"},
     {kMore, "MORE", Takes::Numbers, KeptPlace::Body, false, nullptr, "how much is listed"},
     {kMove, "MOVE", Takes::Numbers, KeptPlace::BeforeAtom, false, nullptr, "move, invert the atoms behind it"},
-    {kNcsy, "NCSY", Takes::Names, KeptPlace::Body, true, "non-crystallographic symmetry is not restrained", "restrain to non-crystallographic symmetry"},
+    {kNcsy, "NCSY", Takes::Names, KeptPlace::Body, true, nullptr, "restrain to non-crystallographic symmetry"},
     {kOmit, "OMIT", Takes::Names, KeptPlace::Body, false, nullptr, "reflections left out: weak, beyond 2θ, or one by its indices"},
     {kPart, "PART", Takes::Numbers, KeptPlace::Body, false, nullptr, "alternative of a disorder that the atoms behind it belong to, and their occupancy"},
     {kPatt, "PATT", Takes::Numbers, KeptPlace::Body, false, "has no effect here", "search Patterson vectors"},

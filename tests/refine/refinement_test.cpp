@@ -224,6 +224,19 @@ TEST(Restraints, WeighAndCountAsPublishedRefinementsDo) {
   for (const auto& e : rigu) EXPECT_NEAR(e.sigma, 0.004 * length * std::sqrt(1.0 + 14.0 * u), 1e-12);
   EXPECT_EQ(equations({"FLAT C1 C2 C3 C4 C5 C6 C7"}).size(), 4u);
 
+  // The second half of the chain as a residue of its own: one 1,4 distance, and U where both are isotropic.
+  const Structure whole = s;
+  for (size_t i = 4; i < 8; ++i) s.sites[i].name = s.sites[i - 4].name, s.sites[i].residueNumber = 3;
+  for (const size_t i : {1u, 5u}) s.sites[i].anisotropic = false;
+  const auto ncsy = equations({"NCSY 3 0.2 0 C1 > C4"});
+  ASSERT_EQ(ncsy.size(), 1u);
+  EXPECT_NEAR(ncsy[0].value, std::sqrt(s.metric.DistanceSquared(s.sites[0].x, s.sites[3].x)), 1e-9);
+  EXPECT_NEAR(ncsy[0].target, std::sqrt(s.metric.DistanceSquared(s.sites[4].x, s.sites[7].x)), 1e-9);
+  EXPECT_EQ(ncsy[0].sigma, 0.2);
+  EXPECT_EQ(equations({"NCSY 3 0 0.05 C2"}).size(), 1u);
+  EXPECT_TRUE(equations({"NCSY 2 C1 > C4"}).empty());
+  s = whole;
+
   const auto sadi = equations({"SADI 0.02 C1 C2 C2 C3 C3 C4 C4 C3 C4 C5"});
   std::vector<double> d;
   double counted = 0.0;

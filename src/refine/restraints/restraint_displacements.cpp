@@ -149,6 +149,10 @@ void ForBondedPairs(const RestraintInput& input, double sigma12, double sigma13,
 
 }  // namespace
 
+std::unique_ptr<Restraint> AlikeDisplacements(int a, int b, double sigma) {
+  return std::make_unique<SimilarU>(a, b, sigma);
+}
+
 void MakeDelu(const RestraintInput& input, RestraintList& list) {
   const double s1 = NumberAt(input.command, 0, 0.01);
   ForBondedPairs(input, s1, NumberAt(input.command, 1, s1), false, list);

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "base/numbers.h"
+#include "language/tokenizer.h"
 #include "refine/restraints/restraint_tools.h"
 
 namespace marvik {
@@ -198,6 +199,57 @@ void MakeSame(const RestraintInput& input, RestraintList& list) {
     if (reached && !site.hydrogen) followers.push_back(static_cast<int>(i));
   }
   if (input.command.before && followers.size() == pattern.size()) MakeAlike(input, {pattern, followers}, list);
+}
+
+namespace {
+
+// Three bonds away, and not by fewer; within the cell as listed, hydrogens left out.
+std::set<int> ThreeBondsFrom(const RestraintInput& input, int site) {
+  std::set<int> seen{site};
+  std::set<int> edge{site};
+  for (int bonds = 0; bonds < 3; ++bonds) {
+    std::set<int> next;
+    for (const int at : edge) {
+      for (const Neighbour& n : input.bonds[static_cast<size_t>(at)]) {
+        if (!input.structure.sites[static_cast<size_t>(n.site)].hydrogen && IsAsListed(input.structure, n) &&
+            seen.insert(n.site).second)
+          next.insert(n.site);
+      }
+    }
+    edge = std::move(next);
+  }
+  return edge;
+}
+
+}  // namespace
+
+// NCSY n sd su: the 1,4 distances of the atoms and of their namesakes n residues further on are alike, and so are U of
+// those that are isotropic; 0 for sd or su leaves one of both out.
+void MakeNcsy(const RestraintInput& input, RestraintList& list) {
+  const auto& sites = input.structure.sites;
+  const int step = WholeNumber(NumberAt(input.command, 0, 0.0));
+  const double sd = NumberAt(input.command, 1, 0.1), su = NumberAt(input.command, 2, 0.05);
+  std::map<int, int> mates;
+  for (const SiteImage& image : input.images) {
+    const Site& one = sites[static_cast<size_t>(image.site)];
+    const auto mate = std::ranges::find_if(sites, [&](const Site& other) {
+      return other.residueNumber == one.residueNumber + step && other.part == one.part &&
+             UpperCase(other.name) == UpperCase(one.name);
+    });
+    if (step != 0 && mate != sites.end()) mates[image.site] = static_cast<int>(mate - sites.begin());
+  }
+  for (const auto& [site, mate] : mates) {
+    const bool anisotropic =
+        sites[static_cast<size_t>(site)].anisotropic || sites[static_cast<size_t>(mate)].anisotropic;
+    if (su > 0.0 && !anisotropic) list.push_back(AlikeDisplacements(site, mate, su));
+    for (const int end : ThreeBondsFrom(input, site)) {
+      const auto other = mates.find(end);
+      if (end < site || other == mates.end() || sd <= 0.0) continue;
+      const std::vector<SitePair> pairs{{PlainImage(site), PlainImage(end)},
+                                        {PlainImage(mate), PlainImage(other->second)}};
+      list.push_back(std::make_unique<EqualDistances>(pairs, sd));
+    }
+  }
 }
 
 // A set of SAME whose distances SADI makes alike already, with the same uncertainty, is one set with those of SADI.

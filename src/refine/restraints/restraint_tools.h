@@ -36,12 +36,16 @@ double NumberAt(const Instruction& command, size_t at, double otherwise);
 // Whether the suffix is the name of a residue class or "*", not a residue number.
 bool NamesAClass(const Instruction& command);
 
+// All components of two tensors alike; of two isotropic atoms U.
+std::unique_ptr<Restraint> AlikeDisplacements(int a, int b, double sigma);
+
 void MergeSets(RestraintList& list);
 
 using MakeRestraint = void (*)(const RestraintInput& input, RestraintList& list);
 void MakeDfix(const RestraintInput& input, RestraintList& list);
 void MakeSadi(const RestraintInput& input, RestraintList& list);
 void MakeSame(const RestraintInput& input, RestraintList& list);
+void MakeNcsy(const RestraintInput& input, RestraintList& list);
 void MakeBump(const RestraintInput& input, RestraintList& list);
 void MakeFlat(const RestraintInput& input, RestraintList& list);
 void MakeChiv(const RestraintInput& input, RestraintList& list);

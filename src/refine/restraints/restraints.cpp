@@ -21,6 +21,7 @@ constexpr Maker kMakers[] = {
     {"SAME", MakeSame, false, true, true}, {"BUMP", MakeBump, true, false}, {"FLAT", MakeFlat, false, true},
     {"CHIV", MakeChiv, false, true},       {"SUMP", MakeSump, true, false}, {"DELU", MakeDelu, true, true},
     {"RIGU", MakeRigu, true, true},        {"SIMU", MakeSimu, true, true},  {"ISOR", MakeIsor, true, true},
+    {"NCSY", MakeNcsy, true, true},
 };
 
 std::vector<SiteImage> EveryAtom(const Structure& structure, const Instruction& command, int residue) {
