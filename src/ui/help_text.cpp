@@ -151,6 +151,23 @@ QList<int> HelpCommandsOf(const QString& heading) {
   return ids;
 }
 
+QHash<int, QString> CommandTips(const QString& markdown) {
+  static const QRegularExpression link(QStringLiteral("\\[([^]]*)\\]\\([^)]*\\)"));
+  static const QRegularExpression marks(QStringLiteral("[`*]"));
+  static const QRegularExpression end(QStringLiteral("[.:;]( |$)"));
+  QHash<int, QString> tips;
+  for (const QString& part : markdown.split(QStringLiteral("\n### ")).mid(1)) {
+    // The heading, where the command is found, and what it does.
+    const QStringList paragraphs = part.split(QStringLiteral("\n\n"), Qt::SkipEmptyParts);
+    QString text = paragraphs.value(2).simplified();
+    if (text.isEmpty() || text.startsWith(QLatin1Char('|'))) continue;
+    text.replace(link, QStringLiteral("\\1")).remove(marks);
+    if (const auto at = text.indexOf(end); at >= 0) text.truncate(at);
+    for (const int id : HelpCommandsOf(paragraphs[0].trimmed())) tips.insert(id, text + QLatin1Char('.'));
+  }
+  return tips;
+}
+
 QTextBlock FindHelpHeading(const QTextDocument& document, const QString& slug) {
   const QString command = QStringLiteral("command-");
   const int id = slug.startsWith(command) ? slug.mid(command.size()).toInt() : 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QString>
 #include <QTextBlock>
 
@@ -15,6 +16,9 @@ QList<int> HelpCommandsOf(const QString& heading);
 
 // The heading that a link names by its slug, or as "command-116" by a command it describes; invalid when there is none.
 QTextBlock FindHelpHeading(const QTextDocument& document, const QString& slug);
+
+// The first sentence about each command that the reference in this Markdown describes.
+QHash<int, QString> CommandTips(const QString& markdown);
 
 // Gives a text read from Markdown its letters, spaces and lines. `points` is the size of the plain text; `width` in
 // nominal pixels is what pictures are fitted to, as wide as their titles say in per cent.

@@ -7,7 +7,10 @@
 #include <QToolButton>
 #include <algorithm>
 
+#include "app/help_documents.h"
 #include "app/workbench.h"
+#include "base/files.h"
+#include "ui/help_text.h"
 #include "ui/text.h"
 
 namespace marvik {
@@ -91,6 +94,7 @@ MenuSet::MenuSet(const Workbench& bench, QMenuBar& bar, Runner run)
   for (const MenuNode& node : MenuOf(MenuKind::Bar)) {
     QMenu* menu = bar.addMenu(QString::fromStdString(node.text));
     Fill(*menu, node.items, true);
+    connect(menu, &QMenu::aboutToShow, this, &MenuSet::ReadTips);
   }
   RebuildRecentFiles();
   Refresh();
@@ -140,7 +144,20 @@ void MenuSet::ShowState(QAction& action) const {
   if (action.isCheckable()) action.setChecked(CommandChecked(bench_, id));
   const QString reason = row ? WhyNot(bench_, *row) : QString();
   action.setStatusTip(reason);
-  action.setToolTip(reason);
+  // Rich text is broken into lines.
+  QStringList lines;
+  for (const QString& line : {tips_.value(id), reason})
+    if (!line.isEmpty()) lines << line.toHtmlEscaped();
+  const QString tip = lines.join(QStringLiteral("<br>"));
+  action.setToolTip(tip.isEmpty() ? tip : QStringLiteral("<p>%1</p>").arg(tip));
+}
+
+void MenuSet::ReadTips() {
+  if (std::exchange(tipsRead_, true)) return;
+  const auto path = FindHelpFile(bench_, "Marvik_Users.md");
+  if (!path) return;
+  tips_ = CommandTips(ToText(ReadWholeFile(*path).content));
+  Refresh();
 }
 
 void MenuSet::Refresh() {
@@ -160,7 +177,8 @@ void MenuSet::RebuildRecentFiles() {
   recent_->menuAction()->setStatusTip(none ? tr("No file has been opened yet.") : QString());
 }
 
-void MenuSet::FillPopup(QMenu& menu, MenuKind kind) const {
+void MenuSet::FillPopup(QMenu& menu, MenuKind kind) {
+  ReadTips();
   const std::function<void(QMenu&, const std::vector<MenuNode>&)> fill = [&](QMenu& to,
                                                                              const std::vector<MenuNode>& nodes) {
     to.setToolTipsVisible(true);

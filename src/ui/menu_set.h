@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QObject>
 #include <functional>
 #include <vector>
@@ -16,8 +17,8 @@ namespace marvik {
 // Why a command is not available now, "" where it is.
 QString WhyNot(const Workbench& bench, const CommandRow& row);
 
-// Makes menus from the command table. Every entry has its command's id as data; what is greyed says why in its status
-// tip and tool tip.
+// Makes menus from the command table. Every entry has its command's id as data and what the reference says of it as
+// tool tip; what is greyed says why there and in its status tip.
 class MenuSet : public QObject {
   Q_OBJECT
 
@@ -29,7 +30,7 @@ class MenuSet : public QObject {
   void Refresh();
   void RebuildRecentFiles();
   // Fills an empty menu with the entries of a context menu, as of the moment.
-  void FillPopup(QMenu& menu, MenuKind kind) const;
+  void FillPopup(QMenu& menu, MenuKind kind);
 
   // The entry of the menu bar that stands for a command, null when there is none.
   QAction* ActionOf(int id) const;
@@ -41,10 +42,13 @@ class MenuSet : public QObject {
   void Fill(QMenu& menu, const std::vector<MenuNode>& nodes, bool inBar);
   QAction* AddCommand(QMenu& menu, const MenuNode& node, bool inBar) const;
   void ShowState(QAction& action) const;
+  void ReadTips();
 
   const Workbench& bench_;
   Runner run_;
   std::vector<QAction*> actions_;  // of the bar
+  QHash<int, QString> tips_;       // by command; read when a menu is first opened
+  bool tipsRead_ = false;
   QMenu* recent_ = nullptr;
 };
 

@@ -10,6 +10,7 @@
 #include "app/package_directory.h"
 #include "app/workbench.h"
 #include "base/files.h"
+#include "ui/dialogs/dialog_fit.h"
 #include "ui/drawing_area.h"
 #include "ui/main_window.h"
 #include "ui/text_editor.h"
@@ -75,6 +76,7 @@ void SetUpApplication() {
   QApplication::setApplicationName(QStringLiteral("marvik"));
   QGuiApplication::setDesktopFileName(QStringLiteral("marvik"));
   TakeResources();
+  qApp->installEventFilter(new DialogFit(qApp));
   QIcon icon(QStringLiteral(":/icons/marvik-64.png"));
   icon.addFile(QStringLiteral(":/icons/marvik-256.png"));
   QApplication::setWindowIcon(icon);

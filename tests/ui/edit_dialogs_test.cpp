@@ -3,12 +3,17 @@
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QLabel>
+#include <QLayout>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QSet>
 #include <QSettings>
 #include <QTest>
 
+#include "ui/dialogs/dialog_fit.h"
+#include "ui/dialogs/refinement_control_dialog.h"
 #include "ui/text.h"
 
 #include "window_fixture.h"
@@ -265,6 +270,58 @@ TEST_F(EditDialogsTest, SameIsPickedWithTheMouse) {
   QTest::keyClick(area, Qt::Key_Return);
   ASSERT_EQ(Atom("O2")->Extras().linesBefore.size(), 1u);
   EXPECT_EQ(Atom("O2")->Extras().linesBefore[0].text, "SAME O1");
+}
+
+TEST_F(EditDialogsTest, EveryDialogOfACommandHasItsOwnLetters) {
+  int opened = 0;
+  for (const CommandRow& row : CommandTable()) {
+    const bool asks = row.NeedsArgument() && row.run && row.argument != std::string_view("ATOM");
+    if (!asks || row.id == kSameCommand || row.id == kPositionLabelCommand) continue;
+    window->Run(kReadFileCommand, scratch.Put("edit.res", kFile));
+    window->Run(kSelectByNameCommand, "C1 C2 O1");
+    const auto before = robot.seen.size();
+    window->Run(row.id);
+    opened += robot.seen.size() > before;
+  }
+  EXPECT_GT(opened, 25);
+}
+
+TEST_F(EditDialogsTest, WhatIsLargerThanTheScreenScrolls) {
+  RefinementSettings settings;
+  RefinementControlDialog dialog(nullptr, settings);
+  const QSize needed = dialog.layout()->totalMinimumSize();
+  const QSize room(needed.width() - 40, needed.height() / 2);
+  auto* box = dialog.findChild<QDialogButtonBox*>();
+  box->button(QDialogButtonBox::Cancel)->setText(QStringLiteral("&Cancel"));
+  FitDialog(dialog, room);
+  FreeLetters(dialog);
+  robot.Next([&](QWidget& shown) {
+    Settle();
+    EXPECT_LE(shown.width(), room.width());
+    EXPECT_LE(shown.height(), room.height());
+    const auto* buttons = shown.findChild<QDialogButtonBox*>();
+    EXPECT_TRUE(shown.rect().contains(buttons->geometry()));
+    // Letters that the desktop gives them are the fields'.
+    EXPECT_FALSE(buttons->button(QDialogButtonBox::Cancel)->text().contains(QLatin1Char('&')));
+    // Tab leads to each of them, and each comes into view.
+    QSet<QWidget*> reached;
+    for (int i = 0; i < 60; ++i) {
+      Press(shown, Qt::Key_Tab);
+      Settle();
+      QWidget* part = shown.focusWidget();
+      if (!part) continue;
+      const QRect place(part->mapTo(&shown, QPoint()), part->size());
+      EXPECT_TRUE(shown.rect().intersects(place)) << part->objectName().toStdString();
+      reached.insert(part);
+    }
+    EXPECT_GT(reached.size(), 25);
+    static_cast<QDialog&>(shown).reject();
+  });
+  dialog.exec();
+  // What fits stays as it is.
+  RefinementControlDialog small(nullptr, settings);
+  FitDialog(small, needed + QSize(9, 9));
+  EXPECT_FALSE(small.findChild<QScrollArea*>());
 }
 
 }  // namespace

@@ -114,5 +114,18 @@ TEST_F(HelpTest, SearchesAllAndGoesBack) {
   EXPECT_TRUE(help.TopHeading().startsWith(QLatin1String("Found: o")));
 }
 
+TEST_F(HelpTest, EntriesTellTheFirstSentenceAboutThem) {
+  scratch.Put(
+      "pkg/Help/Marvik_Users.md",
+      "# Guide\n\n### Back, Forth (500, 501)\n\nEdit · `undo`\n\nTakes the [last](#command-3) `step`\nback. More.\n\n"
+      "### Odd (106)\n\nView\n\n| a | b |\n\n### Reset View (503)\n\nView\n\nFits x < y\n");
+  Q_EMIT window->menuBar()->actions().at(1)->menu()->aboutToShow();
+  const auto tip = [&](int id) { return window->Menus().ActionOf(id)->toolTip().toStdString(); };
+  EXPECT_EQ(tip(500), "<p>Takes the last step back.<br>There is nothing to undo.</p>");
+  EXPECT_EQ(tip(501), "<p>Takes the last step back.<br>There is nothing to redo.</p>");
+  EXPECT_EQ(tip(503), "<p>Fits x &lt; y.</p>");
+  EXPECT_EQ(tip(106), "Labels");
+}
+
 }  // namespace
 }  // namespace marvik

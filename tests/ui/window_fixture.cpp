@@ -2,12 +2,14 @@
 
 #include <QApplication>
 #include <QDialog>
+#include <QFileDialog>
+#include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QSet>
 #include <QStatusBar>
+#include <QTabBar>
 #include <QTest>
 #include <QTimer>
 #include <algorithm>
@@ -16,6 +18,26 @@
 #include <filesystem>
 
 namespace marvik::test {
+
+void ExpectOwnLetters(QWidget& dialog) {
+  // Those of the toolkit are its own business.
+  if (qobject_cast<QFileDialog*>(&dialog)) return;
+  QHash<QString, QString> owners;
+  const auto note = [&](const QString& text) {
+    const QKeySequence keys = QKeySequence::mnemonic(text);
+    if (keys.isEmpty()) return;
+    EXPECT_FALSE(owners.contains(keys.toString())) << dialog.windowTitle().toStdString() << ": " << text.toStdString()
+                                                   << " and " << owners.value(keys.toString()).toStdString();
+    owners.insert(keys.toString(), text);
+  };
+  for (const auto* label : dialog.findChildren<QLabel*>()) {
+    if (label->buddy()) note(label->text());
+  }
+  for (const auto* button : dialog.findChildren<QAbstractButton*>()) note(button->text());
+  for (const auto* box : dialog.findChildren<QGroupBox*>()) note(box->title());
+  for (const auto* tabs : dialog.findChildren<QTabBar*>())
+    for (int i = 0; i < tabs->count(); ++i) note(tabs->tabText(i));
+}
 
 DialogRobot::DialogRobot() {
   qApp->installEventFilter(this);
@@ -39,6 +61,7 @@ bool DialogRobot::eventFilter(QObject* watched, QEvent* event) {
   auto* dialog = qobject_cast<QDialog*>(watched);
   if (!dialog || event->type() != QEvent::Show) return false;
   const auto* box = qobject_cast<QMessageBox*>(dialog);
+  ExpectOwnLetters(*dialog);
   seen.push_back({dialog->windowTitle(), box ? box->text() : QString(), box ? box->icon() : 0});
   const Answer answer =
       answers_.isEmpty() ? [](QWidget& w) { static_cast<QDialog&>(w).reject(); } : answers_.takeFirst();
@@ -138,20 +161,8 @@ void WindowTest::Alt(QWidget& dialog, Qt::Key key) {
 }
 
 void WindowTest::ExpectKeyboardReachable(QWidget& dialog) {
-  QSet<QString> letters;
-  const auto note = [&](const QString& text) {
-    const QKeySequence keys = QKeySequence::mnemonic(text);
-    if (keys.isEmpty()) return;
-    EXPECT_FALSE(letters.contains(keys.toString())) << dialog.windowTitle().toStdString() << " " << text.toStdString();
-    letters.insert(keys.toString());
-  };
-  for (const auto* label : dialog.findChildren<QLabel*>()) {
-    if (label->buddy()) note(label->text());
-  }
-  for (const auto* button : dialog.findChildren<QAbstractButton*>()) {
-    note(button->text());
+  for (const auto* button : dialog.findChildren<QAbstractButton*>())
     EXPECT_NE(button->focusPolicy(), Qt::NoFocus) << button->text().toStdString();
-  }
 }
 
 }  // namespace marvik::test

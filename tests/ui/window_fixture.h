@@ -16,8 +16,11 @@
 
 namespace marvik::test {
 
-// Answers every dialog that comes up, so that no test hangs, and keeps what it said. A dialog for which no answer was
-// put down is recorded and dismissed.
+// No two of a dialog's captions, boxes, buttons and pages go by one letter.
+void ExpectOwnLetters(QWidget& dialog);
+
+// Looks at the letters of every dialog that comes up, answers it, so that no test hangs, and keeps what it said. A
+// dialog for which no answer was put down is recorded and dismissed.
 class DialogRobot : public QObject {
  public:
   DialogRobot();
@@ -67,7 +70,7 @@ class WindowTest : public testing::Test {
   static void Type(QWidget& dialog, const char* field, const char* text);
   static void Press(QWidget& dialog, Qt::Key key);
   static void Alt(QWidget& dialog, Qt::Key key);
-  // Every line edit, list and box has a caption with a key letter, or is one; no letter is used twice.
+  // Every button can be reached by Tab; the robot looks at the letters.
   static void ExpectKeyboardReachable(QWidget& dialog);
 
   ScratchFolder scratch;

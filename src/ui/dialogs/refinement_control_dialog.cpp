@@ -21,6 +21,28 @@ namespace {
 
 constexpr std::array<uint32_t, 4> kPriorities = {kIdlePriority, kNormalPriority, kHighPriority, kRealtimePriority};
 
+struct ControlTip {
+  int id;
+  const char* text;
+};
+constexpr ControlTip kTips[] = {
+    {kLeastSquaresRadio, "Full-matrix least squares, with standard uncertainties"},
+    {kCglsRadio, "Conjugate gradients: for large structures, without standard uncertainties"},
+    {kCyclesSpin, "Cycles of refinement; 0 only computes"},
+    {kFourierCombo, "The map after the last cycle (FMAP)"},
+    {kPlanSpin, "How many peaks of the map are listed (PLAN)"},
+    {kListCombo, "What the list of reflections holds (LIST)"},
+    {kExtinctionEdit, "The extinction parameter to begin with, blank for none (EXTI)"},
+    {kBondBox, "Bond lengths and angles with their uncertainties (BOND)"},
+    {kInvertBox, "The other hand of the structure (MOVE)"},
+    {kAnisoBox, "All atoms but hydrogens become anisotropic (ANIS)"},
+    {kActaBox, "A CIF, with what it needs (ACTA)"},
+    {kOmitBox, "Weak reflections, below so many sigmas (OMIT)"},
+    {kOmitSigmasEdit, "Weak reflections, below so many sigmas (OMIT)"},
+    {kOmitSecondBox, "Reflections at higher angles than this, degrees (OMIT)"},
+    {kOmitTwoThetaEdit, "Reflections at higher angles than this, degrees (OMIT)"},
+};
+
 // The look alone: text can be typed whether the box is checked or not.
 void LookEnabled(QLineEdit& edit, bool on) {
   QPalette palette;
@@ -40,6 +62,7 @@ RefinementControlDialog::RefinementControlDialog(QWidget* parentWidget, Refineme
   BuildControls();
   setLayout(BuildLayout());
   layout()->setSizeConstraint(QLayout::SetFixedSize);
+  for (const ControlTip& tip : kTips) findChild<QWidget*>(QString::number(tip.id))->setToolTip(tr(tip.text));
   Show();
   cycles_->setFocus();
   cycles_->selectAll();
@@ -86,9 +109,9 @@ void RefinementControlDialog::BuildControls() {
   if (!state_.otherList.empty()) list_->addItem(ToText(state_.otherList));
   extinction_ = Edit(kExtinctionEdit);
   bond_ = Box(kBondBox, tr("&Bond"));
-  invert_ = Box(kInvertBox, tr("&Invert"));
-  aniso_ = Box(kAnisoBox, tr("&Aniso"));
-  acta_ = Box(kActaBox, tr("A&cta"));
+  invert_ = Box(kInvertBox, tr("In&vert"));
+  aniso_ = Box(kAnisoBox, tr("Ani&so"));
+  acta_ = Box(kActaBox, tr("&Acta"));
   connect(leastSquares_, &QRadioButton::clicked, this, [this] { ChooseRefinementType(state_, settings_, false); });
   connect(cgls_, &QRadioButton::clicked, this, [this] { ChooseRefinementType(state_, settings_, true); });
 }
@@ -124,7 +147,7 @@ QWidget* RefinementControlDialog::WeightGroup() {
 QWidget* RefinementControlDialog::OmitGroup() {
   auto* group = new QGroupBox(tr("Omit"), this);
   auto* grid = new QGridLayout(group);
-  omit_ = Box(kOmitBox, tr("n&Sigmas"));
+  omit_ = Box(kOmitBox, tr("nSig&mas"));
   omitSecond_ = Box(kOmitSecondBox, tr("2&theta"));
   omitSigmas_ = Edit(kOmitSigmasEdit);
   omitTwoTheta_ = Edit(kOmitTwoThetaEdit);
@@ -161,7 +184,7 @@ QLayout* RefinementControlDialog::BuildLayout() {
   form->addRow(tr("C&ycles"), cycles_);
   form->addRow(tr("&Fourier"), fourier_);
   form->addRow(tr("&Peaks"), plan_);
-  form->addRow(tr("Lis&t"), list_);
+  form->addRow(tr("L&ist"), list_);
   form->addRow(tr("&Extinction"), extinction_);
   auto* flags = new QGridLayout;
   const std::array<QWidget*, 4> boxes = {bond_, invert_, aniso_, acta_};

@@ -1,0 +1,81 @@
+#include "ui/dialogs/dialog_fit.h"
+
+#include <QDialogButtonBox>
+#include <QEvent>
+#include <QFileDialog>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QVBoxLayout>
+
+namespace marvik {
+namespace {
+
+constexpr int kTitleBar = 40;  // nominal pixels
+constexpr char kFitted[] = "fittedSize";
+
+}  // namespace
+
+void FitDialog(QDialog& dialog, const QSize& room) {
+  QLayout* layout = dialog.layout();
+  // Those of the toolkit look after themselves.
+  if (!layout || qobject_cast<QFileDialog*>(&dialog) || qobject_cast<QMessageBox*>(&dialog)) return;
+  const QSize least = layout->totalMinimumSize();
+  if (least.width() <= room.width() && least.height() <= room.height()) {
+    const QSize wanted = layout->totalSizeHint();
+    if (wanted.width() > room.width() || wanted.height() > room.height()) dialog.resize(wanted.boundedTo(room));
+    return;
+  }
+  auto* buttons = dialog.findChild<QDialogButtonBox*>();
+  if (buttons && layout->indexOf(buttons) < 0) buttons = nullptr;
+  if (buttons) layout->removeWidget(buttons);
+  layout->setSizeConstraint(QLayout::SetDefaultConstraint);
+  auto* contents = new QWidget;
+  contents->setLayout(layout);
+  auto* area = new QScrollArea(&dialog);
+  area->setFrameShape(QFrame::NoFrame);
+  area->setWidgetResizable(true);
+  area->setWidget(contents);
+  auto* outer = new QVBoxLayout(&dialog);
+  outer->setContentsMargins(0, 0, 0, 0);
+  outer->addWidget(area);
+  if (buttons) {
+    buttons->setContentsMargins(8, 0, 8, 8);
+    outer->addWidget(buttons);
+  }
+  dialog.setMinimumSize(0, 0);
+  dialog.setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+  const int bar = area->verticalScrollBar()->sizeHint().width();
+  dialog.resize((least + QSize(bar, bar)).boundedTo(room));
+}
+
+void FreeLetters(QDialog& dialog) {
+  for (const auto* box : dialog.findChildren<QDialogButtonBox*>()) {
+    for (const auto which : {QDialogButtonBox::Ok, QDialogButtonBox::Cancel}) {
+      if (QPushButton* button = box->button(which)) button->setText(button->text().remove(QLatin1Char('&')));
+    }
+  }
+}
+
+// Coming up it takes a size of its own once more, which for what scrolls is too small.
+bool DialogFit::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() != QEvent::Polish && event->type() != QEvent::Show) return false;
+  auto* dialog = qobject_cast<QDialog*>(watched);
+  if (!dialog || !dialog->screen()) return false;
+  const QRect all = dialog->screen()->availableGeometry();
+  if (event->type() == QEvent::Polish) {
+    FreeLetters(*dialog);
+    const bool before = dialog->testAttribute(Qt::WA_Resized);
+    FitDialog(*dialog, all.size() - QSize(0, kTitleBar));
+    if (!before && dialog->testAttribute(Qt::WA_Resized)) dialog->setProperty(kFitted, dialog->size());
+  } else if (const QSize size = dialog->property(kFitted).toSize(); size.isValid()) {
+    dialog->setProperty(kFitted, QVariant());
+    dialog->resize(size);
+    dialog->move(all.topLeft() + QPoint(all.width() - size.width(), all.height() - size.height()) / 2);
+  }
+  return false;
+}
+
+}  // namespace marvik
