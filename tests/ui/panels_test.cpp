@@ -6,6 +6,7 @@
 #include <QTest>
 #include <QTreeWidget>
 
+#include "ui/dialogs/progress_plots.h"
 #include "ui/panels/panel_set.h"
 
 #include "window_fixture.h"
@@ -133,6 +134,10 @@ TEST_F(PanelsTest, StayAsTheyWereLeft) {
   window->Run(kUsualPanelsCommand);
   EXPECT_TRUE(bench.hooks.isPanelShown(kModelPanelCommand));
   EXPECT_FALSE(bench.hooks.isPanelShown(kHistoryPanelCommand));
+  // With its curves, too, it leaves room for the picture on a screen that shows 512 pixels.
+  Panel* panel = window->Panels().Find(kRefinementPanelCommand);
+  panel->findChild<ProgressPlots*>()->show();
+  EXPECT_LT(panel->minimumSizeHint().width(), 200);
 }
 
 TEST_F(PanelsTest, HistoryGoesBackAndForward) {

@@ -16,6 +16,8 @@ namespace {
 
 constexpr const char* kCaptions[] = {"R1", "wR2", "S", "Peak and hole", "Parameters", "Restraints", "Data"};
 
+constexpr int kLeastPlots = 120;  // nominal pixels: wider ones would widen the window on a small screen
+
 QString Figure(const std::optional<double>& value, int digits) {
   return ToText(FigureText(value, digits));
 }
@@ -41,6 +43,8 @@ RefinementPanel::RefinementPanel(Workbench& bench, CommandRunner run) : bench_(b
   checks_->setToolTip(
       tr("How many findings of each level the journals' tests have for the CIF: Refine, Check for Journal"));
   plots_ = new ProgressPlots(this);
+  plots_->setMinimumWidth(kLeastPlots);
+  plots_->hide();
   refine_ = new QPushButton(tr("Refine..."));
   refine_->setToolTip(tr("Writes the instruction file and starts the refinement program on it"));
   connect(refine_, &QPushButton::clicked, this, [run] { run(kRefineCommand, {}); });
