@@ -90,6 +90,9 @@ struct WindowHooks {
   // Does work off the window's thread, then what it gives in the window's; without it whoever has work does it itself.
   // Work that waits gives way to newer one.
   std::function<void(std::function<std::function<void()>()> work)> inBackground;
+  // The text of the clipboard. The command line has none.
+  std::function<void(const std::string& text)> setClipboard;
+  std::function<std::string()> clipboard;
   // Says something where it is soon gone again; nobody has to answer.
   std::function<void(const std::string& text)> tell;
 };

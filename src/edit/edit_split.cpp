@@ -14,6 +14,7 @@
 #include "edit/edit_label.h"
 #include "edit/edit_names.h"
 #include "edit/edit_part.h"
+#include "edit/edit_paste.h"
 #include "edit/edit_riding.h"
 #include "edit/split_places.h"
 #include "language/atom_names.h"
@@ -223,25 +224,6 @@ class Splitter {
     return bonds;
   }
 
-  AtomRecord* CopyOf(const AtomRecord& source) {
-    AtomRecord* atom = document_.atoms.CreateAtom(document_.elements, messages_);
-    if (!atom) return nullptr;
-    const AtomRecord fresh = *atom;
-    *atom = source;
-    atom->next = atom->prev = nullptr;
-    atom->bonds = nullptr;
-    atom->slot = fresh.slot;
-    atom->serial = fresh.serial;
-    atom->createMark = fresh.createMark;
-    atom->killMark = fresh.killMark;
-    atom->Set(kSelected, false);
-    atom->Set(kInSubset, fresh.Has(kInSubset));
-    atom->sourceLine = -1;
-    atom->sourceHash = 0;
-    if (!atom->extras.empty()) atom->MutableExtras().linesBefore.clear();
-    return atom;
-  }
-
   void PutAt(AtomRecord& atom, const Fractional& fract) const {
     for (int i = 0; i < 3; ++i)
       if (std::fabs(fract[i] - atom.fract[i]) > 1e-7) atom.codedValues[static_cast<size_t>(i)] = 0.0;
@@ -268,7 +250,7 @@ class Splitter {
       NameCopies(part);
       for (size_t i = 0; i < group_.atoms.size(); ++i) {
         const AtomRecord& source = *group_.atoms[i];
-        AtomRecord* atom = CopyOf(source);
+        AtomRecord* atom = CopyOfAtom(document_, source, messages_);
         if (!atom) return false;
         atom->name = names_.at(&source);
         PutPart(*atom, places_[i][part], part);
@@ -276,7 +258,7 @@ class Splitter {
         place = atom;
         copies_[part].emplace(&source, atom);
         for (AtomRecord* hydrogen : group_.hydrogens[i]) {
-          AtomRecord* rider = CopyOf(*hydrogen);
+          AtomRecord* rider = CopyOfAtom(document_, *hydrogen, messages_);
           if (!rider) return false;
           rider->name = names_.at(hydrogen);
           rider->parent = hydrogen->parent ? atom : nullptr;

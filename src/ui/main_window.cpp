@@ -2,6 +2,7 @@
 
 #include <QAccessible>
 #include <QApplication>
+#include <QClipboard>
 #include <QCloseEvent>
 #include <QDir>
 #include <QFileInfo>
@@ -171,6 +172,8 @@ void MainWindow::SetUpPanels() {
   bench_.hooks.showText = [this](const std::string& title, const std::string& text) {
     ShowTextWindow(*this, ToText(title), ToText(text));
   };
+  bench_.hooks.setClipboard = [](const std::string& text) { QGuiApplication::clipboard()->setText(ToText(text)); };
+  bench_.hooks.clipboard = [] { return ToBytes(QGuiApplication::clipboard()->text()); };
   notices_ = new NoticeBar(this);
   addToolBarBreak();
   addToolBar(notices_);

@@ -112,9 +112,10 @@ TEST(Menus, KeepTheFixedPositions) {
   const MenuNode& recent = TopMenu(bar, "&File").items[9];
   EXPECT_TRUE(recent.IsMenu());
   EXPECT_EQ(recent.id, 228);
-  EXPECT_EQ(Spelled(TopMenu(bar, "&Edit").items),
-            "&Edit Current File..., -, Kill all &Q-Peaks, &Restore Killed Atom(s)..., -, "
-            "&FMOL after significant structure changes, -, &Undo, Re&do, -, &Instructions");
+  EXPECT_EQ(
+      Spelled(TopMenu(bar, "&Edit").items),
+      "&Edit Current File..., -, Kill all &Q-Peaks, &Restore Killed Atom(s)..., -, "
+      "&FMOL after significant structure changes, -, &Undo, Re&do, -, &Instructions, -, &Copy Atoms, &Paste Atoms");
   const MenuNode& view = TopMenu(bar, "&View");
   EXPECT_EQ(view.items[0].id, 119);
   EXPECT_TRUE(view.items[1].IsSeparator());

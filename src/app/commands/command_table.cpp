@@ -196,6 +196,8 @@ constexpr CommandRow kRows[] = {
     {510, "rename", "Re&name Atom...", "F2", "[ATOM] NAME", Structure, PickedOrSelected, RenameHandler, nullptr, ""},
     {511, "recount-unit", "Recount &UNIT", "", "", Structure, Atoms, RecountUnitHandler, nullptr, ""},
     {512, "edit-lines", "Edit Lines", "", "LINE COUNT [TEXT]", Structure, Always, EditLinesHandler, nullptr, ""},
+    {513, "copy-atoms", "&Copy Atoms", "Ctrl+C", "[ATOMS]", None, PickedOrSelected, CopyAtomsHandler, nullptr, ""},
+    {514, "paste-atoms", "&Paste Atoms", "Ctrl+V", "[FILE]", Structure, Always, PasteAtomsHandler, nullptr, ""},
     {520, "refinement-history", "Refinement &History...", "", "STEP", Structure, Always, RefinementStepHandler, nullptr,
      ""},
     {521, "solve", "&Solve", "", "[FIELD=VALUE ...]", Structure, Always, SolveHandler, nullptr, "", SolveFields},

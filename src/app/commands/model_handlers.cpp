@@ -5,14 +5,18 @@
 #include "app/split_candidates.h"
 #include "base/numbers.h"
 #include "edit/edit_part.h"
+#include "edit/edit_paste.h"
 #include "edit/edit_split.h"
 #include "edit/part_list.h"
+#include "files/res/reader.h"
+#include "files/res/writer.h"
 
 namespace marvik {
 namespace {
 
 constexpr char kSplit[] = "Split";
 constexpr char kJoin[] = "Join";
+constexpr char kPaste[] = "Paste Atoms";
 
 }  // namespace
 
@@ -53,6 +57,37 @@ Outcome JoinHandler(Workbench& bench, const CommandCall& call) {
   if (atoms.empty()) return Outcome::Failed;
   const std::string refusal = JoinAtoms(bench.document, atoms, bench.messages);
   if (!refusal.empty()) return Refuse(bench, kJoin, refusal);
+  bench.ConnectAndReframe();
+  return Outcome::Changed;
+}
+
+// As the text of an instruction file, which other programs take too.
+Outcome CopyAtomsHandler(Workbench& bench, const CommandCall& call) {
+  const auto atoms = AtomsToEdit(bench, call.argument, call.argument.empty() && bench.PickedAtom());
+  if (atoms.empty()) return Outcome::Failed;
+  std::string text;
+  if (!ComposeInstructionText(AtomsAlone(bench.document, atoms), text, bench.messages)) return Outcome::Failed;
+  if (!bench.hooks.setClipboard) return ShowList(bench, "Copy Atoms", text);
+  bench.hooks.setClipboard(text);
+  return Outcome::Done;
+}
+
+// From a file, without one from the clipboard: an instruction file's text, as Copy Atoms makes it.
+Outcome PasteAtomsHandler(Workbench& bench, const CommandCall& call) {
+  std::string text;
+  if (!call.argument.empty()) {
+    const FileContent file = ReadWholeFile(call.argument);
+    if (!file.complete) return Refuse(bench, kPaste, call.argument + " cannot be read.");
+    text = file.content;
+  } else if (bench.hooks.clipboard) {
+    text = bench.hooks.clipboard();
+  }
+  Document from;
+  RecordingMessages silent;
+  if (!ReadInstructionText(from, text, silent))
+    return Refuse(bench, kPaste, "There are no atoms to paste: they are copied as the text of an instruction file.");
+  const std::string refusal = PasteAtoms(bench.document, from, bench.messages);
+  if (!refusal.empty()) return Refuse(bench, kPaste, refusal);
   bench.ConnectAndReframe();
   return Outcome::Changed;
 }

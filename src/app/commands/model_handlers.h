@@ -14,6 +14,8 @@ Outcome JoinHandler(Workbench& bench, const CommandCall& call);
 Outcome SplitCandidatesHandler(Workbench& bench, const CommandCall& call);
 Outcome ShowPartHandler(Workbench& bench, const CommandCall& call);
 Outcome PeakLevelHandler(Workbench& bench, const CommandCall& call);
+Outcome CopyAtomsHandler(Workbench& bench, const CommandCall& call);
+Outcome PasteAtomsHandler(Workbench& bench, const CommandCall& call);
 
 // restraint_handlers.cpp
 Outcome RestrainHandler(Workbench& bench, const CommandCall& call);
