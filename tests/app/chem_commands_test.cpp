@@ -98,6 +98,8 @@ TEST_F(ChemCommands, ReportsTellOfTheChosenAtomsAndFollowThem) {
   EXPECT_EQ(RunCommand(bench, 141, "C9"), Outcome::Done);
   ASSERT_EQ(messages.shown.size(), 1u);
   EXPECT_EQ(messages.shown[0].text, "   0.500    0.700    0.800");
+  const auto json = BatchReport(bench, ReportKind::Centroid, ReportFormat::Json);
+  EXPECT_NE(json->find("\"su\":null"), std::string::npos) << *json;
 }
 
 TEST_F(ChemCommands, AnEmptyStructureHasAnAnswerForEveryReport) {

@@ -287,5 +287,11 @@ TEST(Paths, AreCutAtBothSeparators) {
   }
 }
 
+TEST_F(Files, FoldersAndDevicesAreNotRead) {
+  EXPECT_EQ(ReadWholeFile(folder_.string()).systemError, EISDIR);
+  EXPECT_EQ(ReadWholeFile("/dev/zero").systemError, EINVAL);
+  EXPECT_EQ(ReadWholeFile(Path("absent")).systemError, ENOENT);
+}
+
 }  // namespace
 }  // namespace marvik

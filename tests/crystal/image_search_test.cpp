@@ -66,12 +66,21 @@ TEST(ImageSearch, FindsWhatPlainLoopsFind) {
 TEST(ImageSearch, ReachesFartherThanTheCell) {
   const Crystal c = MakeCrystal({3, 3.5, 4, 90, 100, 90}, 1, {}, 3, 4);
   ExpectSame(c, 7.0, 7.0, 9);
+  // Padding for such a reach would fill the memory.
+  const ImageSearch unpadded(c.atoms, c.operators, c.cell, 1e4);
+  std::vector<AtomImage> found;
+  for (const Fractional& place : c.atoms) {
+    unpadded.FindNear(place, 7.0, found);
+    EXPECT_EQ(found.size(), PlainLoops(c, place, 7.0, 9).size());
+  }
 }
 
 TEST(ImageSearch, NonsenseCoordinatesAreNotFound) {
   Crystal c = MakeCrystal({10, 10, 10, 90, 90, 90}, 1, {}, 2, 5);
   c.atoms.push_back({std::numeric_limits<double>::quiet_NaN(), 0, 0});
   c.atoms.push_back({1e308, 0, 0});
+  c.atoms.push_back({0, -1e9, 0});
+  c.atoms.push_back({0, 0, 1e9});
   const ImageSearch search(c.atoms, c.operators, c.cell, 20.0);
   std::vector<AtomImage> found;
   search.FindNear(c.atoms[2], 5.0, found);

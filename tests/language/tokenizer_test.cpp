@@ -96,4 +96,13 @@ TEST(LineSource, LineEndsMarksAndBytes) {
   EXPECT_EQ(KeptTexts("SADI C1 ="), (Strings{"SADI C1 =\n"}));
 }
 
+TEST(LineSource, WhatStandsBehindAContinuationMarkIsTold) {
+  LineSource source("SADI 0.02 C1 C2 = C3 ! one\n C4 C5 =C6\n C7\nFLAT C1 > C6\n");
+  SourceLine line;
+  ASSERT_TRUE(source.Next(line));
+  EXPECT_EQ(line.lost, "C3 C6");
+  ASSERT_TRUE(source.Next(line));
+  EXPECT_EQ(line.lost, "");
+}
+
 }  // namespace marvik::test

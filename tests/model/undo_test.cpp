@@ -101,5 +101,30 @@ TEST(Undo, KeepsAHundredStepsOfTwoThousandAtomsAndBoundsItsMemory) {
   EXPECT_LE(history.Levels() * document.atoms.MemoryBytes(), size_t{256} << 20);
 }
 
+TEST(Undo, BringsBackWhatBelongsToNoAtom) {
+  Document document;
+  UndoHistory history;
+  Add(document, "C1", 0.1);
+  document.residues = {{"TOL", 2, "", "", ""}};
+  const Document before = document;
+  ASSERT_TRUE(Edit(history, document, "All", [&] {
+    document.residues.push_back({"MEO", 3, "A", "", ""});
+    document.cell.beta = 101.0;
+    document.latticeCode = -2;
+    document.symmetry.clear();
+    document.settings.Cycles = before.settings.Cycles + 3;
+    document.instructions.title = "new";
+    document.MoleculeCentre = {1.0, 2.0, 3.0};
+  }));
+  ASSERT_TRUE(history.Undo(document));
+  EXPECT_EQ(document.residues, before.residues);
+  EXPECT_EQ(document.cell, before.cell);
+  EXPECT_EQ(document.latticeCode, before.latticeCode);
+  EXPECT_EQ(document.symmetry.size(), before.symmetry.size());
+  EXPECT_EQ(document.settings.Cycles, before.settings.Cycles);
+  EXPECT_EQ(document.instructions, before.instructions);
+  EXPECT_EQ(document.MoleculeCentre, before.MoleculeCentre);
+}
+
 }  // namespace
 }  // namespace marvik

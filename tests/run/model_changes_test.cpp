@@ -67,6 +67,7 @@ TEST(ModelChanges, ReadTheRemarksOfAResult) {
   EXPECT_EQ(figures.r1, 0.054);
   EXPECT_EQ(figures.goof, 1.143);
   EXPECT_FALSE(FiguresOfResult("TITL x\nREM nothing\n").r1);
+  EXPECT_FALSE(FiguresOfResult("REM R1 =").r1) << "cut off";
 }
 
 }  // namespace

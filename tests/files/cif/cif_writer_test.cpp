@@ -98,6 +98,8 @@ TEST(CifCompletion, FillsWhatIsUnknownAndLeavesTheRest) {
       CompletedCif("data_a\n_cell_length_a 5\nglobal_\nloop_\n_iucr_refine_x\n1\n", "data_a\n_diffrn_source tube\n"),
       "data_a\n_cell_length_a 5\n_diffrn_source tube\n\nglobal_\n_diffrn_source tube\n\nloop_\n_iucr_refine_x\n1\n")
       << "before the block without a name, and before a whole loop";
+  const std::string loop = "data_a\nloop_\n_diffrn_source\n?\n?\n";
+  EXPECT_EQ(CompletedCif(loop, "data_a\n_diffrn_source tube\n"), loop) << "a loop is no item";
 }
 
 // What stands in quotes ends where they end, also where one is missing or threefold; loops that came from what was
