@@ -158,6 +158,8 @@ class Workbench {
   bool HydrogenLabelsOn = false;
   bool HybridLabelColoration = false;
   bool ShowCell = false;
+  bool restraintsDrawn = false;  // over the picture
+  bool elementBadges = false;
   Look look = Look::Classic;
   FigureChoices figure;
   double labelPoints = 9.0;

@@ -1,6 +1,7 @@
 #include "check/model_trials.h"
 
 #include "base/files.h"
+#include "language/instruction.h"
 #include "refine/job/session.h"
 
 namespace marvik {
@@ -10,14 +11,26 @@ constexpr double kMostProducts = 4e10;  // of derivatives for all cycles; second
 
 }  // namespace
 
-std::vector<RestraintLine> RestraintsAsTheyAre(const Document& document, std::string& problem) {
+std::vector<RestraintLine> RestraintsAsTheyAre(const Document& document, std::string& problem,
+                                               std::vector<std::string>* notes) {
   Session session;
   session.document = document;
   session.job = MakeJob(session.document);
   if (!BuildStructure(session.document, session.structure, session.job.notes, problem)) return {};
   session.bonds = MakeBonds(session.structure, session.document, session.job.commands);
   session.restraints = MakeRestraints(session.structure, session.job.commands, session.bonds, session.job.notes);
+  if (notes) *notes = session.job.notes;
   return RestraintLinesOf(session);
+}
+
+std::string WhyWithoutCost(const std::string& restraint, const std::vector<std::string>& notes) {
+  const std::string name = ParseInstruction(restraint).name;
+  if (name == "EADP" || name == "EXYZ") return "A constraint: it holds exactly and costs nothing.";
+  std::string why;
+  for (const std::string& note : notes)
+    if (note.starts_with(restraint) || note.starts_with(name + ":") || note.starts_with(name + "_"))
+      why += (why.empty() ? "" : "; ") + note;
+  return why.empty() ? "Nothing in the model is held by it now." : why;
 }
 
 std::optional<double> R1After(const Document& document, const std::string& hklPath, int cycles) {

@@ -10,8 +10,11 @@
 namespace marvik {
 
 // Every restraint of a model as it stands, without reflections; `problem` gets a sentence where the model cannot be
-// refined.
-std::vector<RestraintLine> RestraintsAsTheyAre(const Document& document, std::string& problem);
+// refined, `notes` what the refinement says of its instructions.
+std::vector<RestraintLine> RestraintsAsTheyAre(const Document& document, std::string& problem,
+                                               std::vector<std::string>* notes = nullptr);
+// Why a restraint has no lines among them.
+std::string WhyWithoutCost(const std::string& restraint, const std::vector<std::string>& notes);
 
 // R1 of the strong reflections after some cycles of refinement of a copy; nothing where instructions or reflections do
 // not allow it, or where that took long.

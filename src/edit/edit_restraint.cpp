@@ -5,9 +5,12 @@
 #include "base/numbers.h"
 #include "chem/atom_geometry.h"
 #include "crystal/cell_metric.h"
+#include "edit/edit_elements.h"
+#include "language/atom_references.h"
 #include "language/composed_line.h"
 #include "language/instruction.h"
 #include "language/residues.h"
+#include "language/tokenizer.h"
 
 namespace marvik {
 namespace {
@@ -33,10 +36,41 @@ constexpr std::array<FieldRange, 3> kFields{{
     {"sigma", "Standard uncertainty", 0.0001, 10.0},
 }};
 
+// That are made elsewhere, or by hand.
+constexpr Kind kOtherKinds[] = {{"SAME", 2, 1, false, true}, {"SUMP", 0, 1, true, true}, {"NCSY", 1, 1, false, false}};
+constexpr std::array<FieldRange, 3> kEditFields{{{"number", "Number", 1.0, 1e6}, kFields[1], kFields[2]}};
+
+// Nothing for what does not restrain.
+const Kind* KindOf(const std::string& name) {
+  for (const std::span<const Kind> kinds : {std::span<const Kind>(kKinds), std::span<const Kind>(kOtherKinds)})
+    for (const Kind& kind : kinds)
+      if (name == kind.keyword) return &kind;
+  return nullptr;
+}
 bool Restrains(const std::string& name) {
-  constexpr std::string_view kOthers[] = {"SAME", "SUMP", "NCSY"};
-  return std::ranges::find(kKinds, name, &Kind::keyword) != std::end(kKinds) ||
-         std::ranges::find(kOthers, name) != std::end(kOthers);
+  return KindOf(name) != nullptr;
+}
+
+// The text of the restraint of this place, where it stands.
+std::string* PlaceOf(Document& document, size_t at) {
+  std::string* wanted = nullptr;
+  size_t count = 0;
+  ForEachInstructionText(document, [&](const InstructionText& place) {
+    const Instruction line = ParseInstruction(place.text);
+    if (line.keyword != InstructionKeyword::kAtomLine && Restrains(line.name) && count++ == at) wanted = &place.text;
+  });
+  return wanted;
+}
+
+// Numbers that stand before the first name, at most as many as say a target and its uncertainty.
+std::vector<double> LeadingNumbers(const Instruction& line) {
+  std::vector<double> numbers;
+  double value = 0.0;
+  for (const std::string& word : line.all) {
+    if (numbers.size() == 2 || !ParseWholeNumber(word, value)) break;
+    numbers.push_back(value);
+  }
+  return numbers;
 }
 
 std::string FaultOf(const Document& document, const std::vector<AtomRecord*>& atoms, const Kind& kind) {
@@ -119,12 +153,7 @@ std::vector<std::string> RestraintTexts(const Document& document) {
 }
 
 bool RemoveRestraint(Document& document, size_t at) {
-  const std::string* wanted = nullptr;
-  size_t count = 0;
-  ForEachInstructionText(document, [&](const InstructionText& place) {
-    const Instruction line = ParseInstruction(place.text);
-    if (line.keyword != InstructionKeyword::kAtomLine && Restrains(line.name) && count++ == at) wanted = &place.text;
-  });
+  const std::string* wanted = PlaceOf(document, at);
   if (!wanted) return false;
   const auto erase = [&](std::vector<KeptLine>& lines) {
     return std::erase_if(lines, [&](const KeptLine& line) { return &line.text == wanted; }) > 0;
@@ -133,6 +162,69 @@ bool RemoveRestraint(Document& document, size_t at) {
   for (AtomRecord* atom : Atoms(document.atoms))
     if (!atom->extras.empty() && erase(atom->MutableExtras().linesBefore)) return true;
   return false;
+}
+
+RestraintNumbers NumbersOf(const std::string& restraint) {
+  const Instruction line = ParseInstruction(restraint);
+  const Kind* kind = KindOf(line.name);
+  if (!kind) return {};
+  RestraintNumbers numbers{kind->hasTarget, kind->hasSigma, {}, {}};
+  const std::vector<double> leading = LeadingNumbers(line);
+  size_t next = 0;
+  if (kind->hasTarget && next < leading.size()) numbers.target = leading[next++];
+  if (kind->hasSigma && next < leading.size()) numbers.sigma = leading[next];
+  return numbers;
+}
+
+std::span<const FieldRange> RestraintEditFields() {
+  return kEditFields;
+}
+
+std::string EditRestraint(Document& document, size_t at, std::optional<double> target, std::optional<double> sigma) {
+  std::string* place = PlaceOf(document, at);
+  if (!place) return Printf("There is no restraint number %zu.", at + 1);
+  const Instruction line = ParseInstruction(*place);
+  const RestraintNumbers numbers = NumbersOf(line.text);
+  if (!target && !sigma) return "Neither a target nor an uncertainty is given.";
+  if (target && !numbers.hasTarget) return line.name + " has no target.";
+  if (sigma && !numbers.hasSigma) return line.name + " has no uncertainty.";
+  ComposedLine changed(line.text.substr(0, line.text.find_first_of(" \t")));
+  const auto newSigma = sigma ? sigma : numbers.sigma;
+  if (numbers.hasTarget) {
+    const auto newTarget = target ? target : numbers.target;
+    if (newTarget || newSigma) changed.Add(" " + FieldText(newTarget.value_or(0.0), 4));
+  }
+  if (newSigma) changed.Add(" " + FieldText(*newSigma, 5));
+  const auto replaced =
+      static_cast<size_t>(numbers.target.has_value()) + static_cast<size_t>(numbers.sigma.has_value());
+  for (size_t i = replaced; i < line.all.size(); ++i) changed.Add(" " + line.all[i]);
+  *place = changed.Text();
+  return {};
+}
+
+std::vector<size_t> RestraintsOn(const Document& document, const std::vector<const AtomRecord*>& atoms) {
+  std::vector<NamedSite> sites;
+  std::vector<const AtomRecord*> listed;
+  for (const AtomRecord* atom : Atoms(document.atoms)) {
+    if (IsGrownAtom(*atom)) continue;
+    listed.push_back(atom);
+    sites.push_back(NamedSiteOf(document, *atom));
+  }
+  const AtomNameIndex index(std::move(sites));
+  const auto isChosen = [&](const NamedAtoms::Named& named) {
+    return std::ranges::find(atoms, listed[static_cast<size_t>(named.site)]) != atoms.end();
+  };
+  std::vector<size_t> places;
+  size_t at = 0;
+  for (const Instruction& line : InstructionsOf(document)) {
+    if (!Restrains(line.name)) continue;
+    bool names = line.words.empty();
+    for (const ResidueNumber& residue : ResiduesOf(index, line))
+      names = names || std::ranges::any_of(AtomsNamed(index, line, line.words, residue).atoms, isChosen);
+    if (names) places.push_back(at);
+    ++at;
+  }
+  return places;
 }
 
 }  // namespace marvik

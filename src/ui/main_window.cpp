@@ -16,11 +16,14 @@
 #include <QScreen>
 #include <QStatusBar>
 #include <QToolBar>
+#include <algorithm>
+#include <span>
 #include <utility>
 
 #include "app/commands/gl_commands.h"
 #include "app/open_save.h"
 #include "app/package_settings.h"
+#include "edit/edit_restraint.h"
 #include "ui/atom_text.h"
 #include "ui/background.h"
 #include "ui/command_palette.h"
@@ -52,6 +55,7 @@
 #include "ui/picture_printing.h"
 #include "ui/refinement_windows.h"
 #include "ui/report_window.h"
+#include "ui/restraint_marks.h"
 #include "ui/text.h"
 #include "ui/text_editor.h"
 #include "ui/text_window.h"
@@ -63,7 +67,8 @@ namespace {
 
 constexpr int kMessageTime = 4000;  // ms
 constexpr int kRecentCommands = 10;
-constexpr int kDemoTextTime = 10000;  // ms; usually the next comes first
+constexpr size_t kMostRestraints = 20;  // in the menu of an atom
+constexpr int kDemoTextTime = 10000;    // ms; usually the next comes first
 
 QStringList LocalFiles(const QMimeData* data) {
   QStringList paths;
@@ -86,6 +91,7 @@ MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(benc
   input_ =
       new InputController(bench, *area_, [this](int id, const std::string& argument) { return Run(id, argument); });
   new MeasureMarks(bench, *area_);
+  new RestraintMarks(bench, *area_);
   menus_ = new MenuSet(bench, *menuBar(), [this](int id) { Run(id); });
   SetUpStatusBar();
   connect(input_, &InputController::StatusText, pointerText_, &QLabel::setText);
@@ -317,9 +323,45 @@ void MainWindow::ShowBusy(bool on) {
 void MainWindow::ShowContextMenu(MenuKind kind, const QPoint& place) {
   QMenu menu(this);
   menus_->FillPopup(menu, kind);
+  if (kind == MenuKind::AtomPopup) AddRestraints(menu);
   const QAction* chosen = menu.exec(place);
-  if (chosen) Run(chosen->data().toInt());
+  if (chosen && chosen->data().typeId() == QMetaType::QString) {
+    EditRestraint(chosen->data().toString());
+  } else if (chosen) {
+    Run(chosen->data().toInt());
+  }
   bench_.ClearPick();
+}
+
+// What the clicked atom has, or, where that is selected, what the selected ones have: each to be edited.
+void MainWindow::AddRestraints(QMenu& menu) const {
+  const AtomRecord* picked = bench_.PickedAtom();
+  if (!picked) return;
+  std::vector<const AtomRecord*> atoms{picked};
+  const AtomArray& selection = bench_.document.atoms.selection;
+  if (picked->Has(kSelected)) atoms.assign(selection.begin(), selection.end());
+  const std::vector<size_t> places = RestraintsOn(bench_.document, atoms);
+  if (places.empty()) return;
+  const std::vector<std::string> texts = RestraintTexts(bench_.document);
+  menu.addSeparator();
+  QMenu* inner = menu.addMenu(tr("Restraints Here"));
+  for (const size_t place : std::span(places).first(std::min(places.size(), kMostRestraints))) {
+    QString text = ToText(texts[place]);
+    text.replace(QLatin1Char('&'), QLatin1String("&&"));
+    inner->addAction(text)->setData(QString::number(place + 1));
+  }
+  if (places.size() > kMostRestraints)
+    inner->addAction(tr("%1 More...").arg(places.size() - kMostRestraints))->setData(kRestraintsPanelCommand);
+}
+
+void MainWindow::EditRestraint(const QString& number) {
+  const size_t place = number.toULongLong() - 1;
+  const RestraintNumbers numbers = NumbersOf(RestraintTexts(bench_.document).at(place));
+  EditArguments now{{{"number", ToBytes(number)}}, {}};
+  if (numbers.target) now.fields.push_back({"target", FieldText(*numbers.target, 4)});
+  if (numbers.sigma) now.fields.push_back({"sigma", FieldText(*numbers.sigma, 5)});
+  const auto text = AskFields(this, *FindCommand(kEditRestraintCommand), JoinEditArguments(now), true);
+  if (text) Run(kEditRestraintCommand, *text);
 }
 
 std::optional<std::string> MainWindow::AskArgument(int id) {
@@ -364,8 +406,7 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
     input_->StartPick(id);
     return std::nullopt;
   }
-  constexpr int kRestrainCommand = 605;
-  if (id == kSplitCommand || id == kRestrainCommand) {
+  if (id == kSplitCommand || id == kRestrainCommand || id == kEditRestraintCommand || id == kFragmentCommand) {
     QString& remembered = settings_.dialogValues[QString::fromUtf8(row->name)];
     const auto text = AskFields(this, *row, ToBytes(remembered));
     if (text) remembered = ToText(*text);

@@ -71,6 +71,8 @@ class MainWindow : public QMainWindow {
   void ShowTitle();
   void SpeakSelection();
   void ShowBusy(bool on);
+  void AddRestraints(QMenu& menu) const;
+  void EditRestraint(const QString& number);
   void ShowContextMenu(MenuKind kind, const QPoint& place);
   void SayDone(int id, Outcome outcome);
   bool MayClose();

@@ -75,6 +75,29 @@ TEST_F(ModelBuilding, RestraintsAreMadeListedWithWhatTheyAreAndTakenAway) {
   ExpectRefused("remove-restraint", "40", "no restraint number 40");
 }
 
+TEST_F(ModelBuilding, RestraintsGetOtherNumbersAndAreFoundByTheirAtoms) {
+  EXPECT_EQ(Run("edit-restraint", "number=1 target=1.52"), Outcome::Changed);
+  EXPECT_TRUE(Writes("DFIX 1.52 0.02 C1 C2"));
+  EXPECT_EQ(Run("edit-restraint", "number=2 sigma=0.01"), Outcome::Changed);
+  EXPECT_TRUE(Writes("SADI 0.01 C1 C2 C1 C4"));
+  Run("restrain", "kind=equal-u C5 C6");
+  Run("restrain", "kind=rigid C7 C8");
+  EXPECT_EQ(Run("restraints-here", "C4"), Outcome::Done);
+  EXPECT_TRUE(Shows("SADI 0.01") && !Shows("DFIX") && !Shows("RIGU")) << shown;
+  EXPECT_EQ(Run("restraints-here", "C1 C7"), Outcome::Done);
+  EXPECT_TRUE(Shows("DFIX 1.52") && Shows("RIGU C7 C8") && !Shows("EADP")) << shown;
+  RunCommand(bench, kUndoCommand);
+  RunCommand(bench, kUndoCommand);
+  RunCommand(bench, kUndoCommand);
+  EXPECT_TRUE(Writes("SADI C1 C2 C1 C4"));
+  ExpectRefused("edit-restraint", "number=2 target=1.5", "SADI has no target");
+  ExpectRefused("edit-restraint", "number=9 target=1.5", "no restraint number 9");
+  ExpectRefused("edit-restraint", "number=1", "Neither");
+  ExpectRefused("edit-restraint", "target=1.5", "Number:");
+  ExpectRefused("edit-restraint", "number=1 sigma=0", "uncertainty");
+  ExpectRefused("restraints-here", "C9", "Nothing restrains C9");
+}
+
 TEST_F(ModelBuilding, WhatIsMeasuredIsKeptInTheFileImagesIncluded) {
   EXPECT_EQ(Run("measure", "C2 C1 C4"), Outcome::Changed);
   EXPECT_TRUE(Writes("RTAB Angl C2 C1 C4"));

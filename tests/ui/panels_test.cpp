@@ -1,4 +1,5 @@
 #include <QComboBox>
+#include <QHeaderView>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
@@ -69,6 +70,24 @@ TEST_F(PanelsTest, RestraintsAndPartsAreListedAndChangedThere) {
   ASSERT_GT(restraints->topLevelItemCount(), 0);
   EXPECT_EQ(restraints->topLevelItem(0)->text(0), QStringLiteral("DFIX 1.4 C1 C2"));
   EXPECT_EQ(restraints->topLevelItem(0)->child(0)->text(2), QStringLiteral("1.4000"));
+  // In place, as a double click and Enter do it; what is refused comes back.
+  const QRect cell = restraints->visualItemRect(restraints->topLevelItem(0));
+  const QPoint target(restraints->header()->sectionViewportPosition(2) + 5, cell.center().y());
+  QTest::mouseDClick(restraints->viewport(), Qt::LeftButton, {}, target);
+  auto* editor = restraints->findChild<QLineEdit*>();
+  ASSERT_TRUE(editor);
+  editor->setText(QStringLiteral("1.45"));
+  QTest::keyClick(editor, Qt::Key_Return);
+  Settle();
+  EXPECT_EQ(restraints->topLevelItem(0)->text(0), QStringLiteral("DFIX 1.45 C1 C2"));
+  restraints->topLevelItem(0)->setText(2, QStringLiteral("long"));
+  Settle();
+  EXPECT_EQ(robot.seen.size(), 1);
+  EXPECT_EQ(restraints->topLevelItem(0)->text(2), QStringLiteral("1.45"));
+  const QImage before = area->grab().toImage();
+  window->Run(FindCommand("draw-restraints")->id);
+  Settle();
+  EXPECT_NE(area->grab().toImage(), before);
 }
 
 TEST_F(PanelsTest, GeometryIsMeasuredAlongTheSelection) {

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <array>
 #include <map>
+#include <numeric>
 
 #include "app/commands/model_handlers.h"
 #include "app/measures.h"
@@ -33,6 +35,32 @@ std::vector<AtomRecord*> InOrder(Workbench& bench, const std::string& names) {
   return atoms;
 }
 
+std::string ListOf(const Document& document, const std::vector<size_t>& places) {
+  const std::vector<std::string> texts = RestraintTexts(document);
+  std::string problem;
+  std::map<std::string, std::vector<RestraintLine>> lines;
+  for (RestraintLine& line : RestraintsAsTheyAre(document, problem)) lines[line.instruction].push_back(std::move(line));
+  ReportTable table({"No.", "Chi2", "Target", "Value", "Sigma", "Instruction"});
+  for (const size_t place : places) {
+    double chi2 = 0.0;
+    const std::vector<RestraintLine>& own = lines[texts[place]];
+    for (const RestraintLine& line : own) chi2 += line.chi2;
+    table.Integer(static_cast<int>(place) + 1);
+    own.empty() ? table.Missing() : table.Number(chi2, 2);
+    for (int k = 0; k < 3; ++k) table.Missing();
+    table.Text(texts[place]);
+    for (const RestraintLine& line : own) {
+      table.Missing();
+      table.Number(line.chi2, 2);
+      table.Number(line.target, 4);
+      table.Number(line.value, 4);
+      table.Number(line.sigma, 4);
+      table.Text("   " + line.atoms);
+    }
+  }
+  return (problem.empty() ? "" : "The model cannot be refined: " + problem + "\n\n") + table.Aligned();
+}
+
 }  // namespace
 
 Outcome RestrainHandler(Workbench& bench, const CommandCall& call) {
@@ -54,32 +82,38 @@ Outcome RestrainHandler(Workbench& bench, const CommandCall& call) {
 
 // What each instruction costs, then what it holds, with what it is now.
 Outcome RestraintsHandler(Workbench& bench, const CommandCall&) {
-  const std::vector<std::string> texts = RestraintTexts(bench.document);
-  if (texts.empty()) return Refuse(bench, kCaption, "There are no restraints.");
-  std::string problem;
-  std::map<std::string, std::vector<RestraintLine>> lines;
-  for (RestraintLine& line : RestraintsAsTheyAre(bench.document, problem))
-    lines[line.instruction].push_back(std::move(line));
-  std::string text = problem.empty() ? "" : "The model cannot be refined: " + problem + "\n\n";
-  ReportTable table({"No.", "Chi2", "Target", "Value", "Sigma", "Instruction"});
-  for (size_t i = 0; i < texts.size(); ++i) {
-    double chi2 = 0.0;
-    const std::vector<RestraintLine>& own = lines[texts[i]];
-    for (const RestraintLine& line : own) chi2 += line.chi2;
-    table.Integer(static_cast<int>(i) + 1);
-    own.empty() ? table.Missing() : table.Number(chi2, 2);
-    for (int k = 0; k < 3; ++k) table.Missing();
-    table.Text(texts[i]);
-    for (const RestraintLine& line : own) {
-      table.Missing();
-      table.Number(line.chi2, 2);
-      table.Number(line.target, 4);
-      table.Number(line.value, 4);
-      table.Number(line.sigma, 4);
-      table.Text("   " + line.atoms);
-    }
+  std::vector<size_t> all(RestraintTexts(bench.document).size());
+  std::iota(all.begin(), all.end(), 0);
+  if (all.empty()) return Refuse(bench, kCaption, "There are no restraints.");
+  return ShowList(bench, kCaption, ListOf(bench.document, all));
+}
+
+Outcome RestraintsHereHandler(Workbench& bench, const CommandCall& call) {
+  const auto atoms = AtomsToEdit(bench, call.argument, call.argument.empty() && bench.PickedAtom());
+  if (atoms.empty()) return Outcome::Failed;
+  const auto places = RestraintsOn(bench.document, {atoms.begin(), atoms.end()});
+  if (places.empty()) return Refuse(bench, kCaption, "Nothing restrains " + atoms.front()->name + ".");
+  return ShowList(bench, kCaption, ListOf(bench.document, places));
+}
+
+Outcome EditRestraintHandler(Workbench& bench, const CommandCall& call) {
+  const EditArguments arguments = SplitEditArguments(call.argument);
+  const auto fields = RestraintEditFields();
+  EditFault fault = UnknownFieldFault(arguments, fields);
+  std::array<std::optional<double>, 3> values;
+  for (size_t i = 0; i < values.size() && !fault; ++i) {
+    const std::string* text = arguments.Find(fields[i].key);
+    if (text) values[i] = ReadFieldNumber(fields[i], *text, fault);
   }
-  return ShowList(bench, kCaption, text + table.Aligned());
+  if (!fault && !values[0]) fault = {fields[0].key, "Number: that of the restraint in the list is wanted."};
+  if (fault) return RefuseField(bench, fault);
+  const std::string refusal = EditRestraint(bench.document, static_cast<size_t>(*values[0]) - 1, values[1], values[2]);
+  return refusal.empty() ? Outcome::Changed : Refuse(bench, kCaption, refusal);
+}
+
+Outcome DrawnOverHandler(Workbench& bench, const CommandCall&) {
+  bench.restraintsDrawn = !bench.restraintsDrawn;
+  return Outcome::Done;
 }
 
 Outcome RemoveRestraintHandler(Workbench& bench, const CommandCall& call) {

@@ -35,7 +35,7 @@ QString TextIn(const QWidget* input) {
 
 }  // namespace
 
-std::optional<std::string> AskFields(QWidget* parent, const CommandRow& row, const std::string& before) {
+std::optional<std::string> AskFields(QWidget* parent, const CommandRow& row, const std::string& before, bool all) {
   const EditArguments present = SplitEditArguments(before);
   QDialog dialog(parent);
   dialog.setWindowTitle(PlainCommandName(row.text));
@@ -43,7 +43,7 @@ std::optional<std::string> AskFields(QWidget* parent, const CommandRow& row, con
   std::vector<std::pair<const char*, QWidget*>> inputs;
   for (const FieldRange& field : row.fields()) {
     // Atoms, places and numbers are those of one time.
-    const std::string* text = field.words[0] ? present.Find(field.key) : nullptr;
+    const std::string* text = all || field.words[0] ? present.Find(field.key) : nullptr;
     inputs.emplace_back(field.key, InputFor(field, text ? ToText(*text) : QString()));
     inputs.back().second->setObjectName(QString::fromUtf8(field.key));
     form->addRow(QDialog::tr(field.caption), inputs.back().second);

@@ -10,7 +10,9 @@ class QWidget;
 namespace marvik {
 
 // A dialog made from the fields of a command's row: a list for words, a line for anything else. Gives the argument,
-// with the fields that were filled in, nothing when it was cancelled.
-std::optional<std::string> AskFields(QWidget* parent, const CommandRow& row, const std::string& before);
+// with the fields that were filled in, nothing when it was cancelled. Of `before` it begins with the words, and with
+// `all` with numbers and names too.
+std::optional<std::string> AskFields(QWidget* parent, const CommandRow& row, const std::string& before,
+                                     bool all = false);
 
 }  // namespace marvik

@@ -17,8 +17,6 @@
 namespace marvik {
 namespace {
 
-constexpr int kShowPartCommand = 602;
-constexpr int kPeakLevelCommand = 603;
 constexpr double kLevelStep = 0.05;  // e/Å³
 constexpr int kMostNames = 40;
 

@@ -1,6 +1,8 @@
 #include "ui/panels/restraints_panel.h"
 
+#include <QLabel>
 #include <QPushButton>
+#include <QScopedValueRollback>
 #include <QShortcut>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -14,8 +16,8 @@
 namespace marvik {
 namespace {
 
-constexpr int kRestrainCommand = 605;
-constexpr int kRemoveRestraintCommand = 607;
+constexpr int kTargetColumn = 2;
+constexpr int kSigmaColumn = 4;
 
 QTreeWidgetItem* LineItem(const RestraintLine& line) {
   const auto number = [](double value) { return QString::number(value, 'f', 4); };
@@ -34,6 +36,9 @@ RestraintsPanel::RestraintsPanel(Workbench& bench, CommandRunner run) : bench_(b
   list_ = new QTreeWidget;
   list_->setAccessibleName(tr("Restraints"));
   list_->setHeaderLabels({tr("Restraint"), tr("χ²"), tr("Target"), tr("Value"), tr("Sigma")});
+  list_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+  problem_ = new QLabel;
+  problem_->setWordWrap(true);
   auto* add = new QPushButton(tr("&Add..."));
   auto* remove = new QPushButton(tr("&Delete"));
   auto* buttons = new QHBoxLayout;
@@ -42,6 +47,7 @@ RestraintsPanel::RestraintsPanel(Workbench& bench, CommandRunner run) : bench_(b
   buttons->addStretch();
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(2, 2, 2, 2);
+  layout->addWidget(problem_);
   layout->addWidget(list_, 1);
   layout->addLayout(buttons);
   connect(add, &QPushButton::clicked, this, [this] { run_(kRestrainCommand, {}); });
@@ -49,6 +55,13 @@ RestraintsPanel::RestraintsPanel(Workbench& bench, CommandRunner run) : bench_(b
   connect(new QShortcut(QKeySequence::Delete, list_, nullptr, nullptr, Qt::WidgetShortcut), &QShortcut::activated, this,
           &RestraintsPanel::Remove);
   connect(list_, &QTreeWidget::itemClicked, this, [this](const QTreeWidgetItem* item) { SelectAtoms(item); });
+  connect(list_, &QTreeWidget::itemDoubleClicked, this, [this](QTreeWidgetItem* item, int column) {
+    QTreeWidgetItem* restraint = item->parent() ? item->parent() : item;
+    const RestraintNumbers numbers = NumbersOf(ToBytes(restraint->text(0)));
+    if ((column == kTargetColumn && numbers.hasTarget) || (column == kSigmaColumn && numbers.hasSigma))
+      list_->editItem(restraint, column);
+  });
+  connect(list_, &QTreeWidget::itemChanged, this, &RestraintsPanel::Edit);
 }
 
 void RestraintsPanel::Follow() {
@@ -56,22 +69,35 @@ void RestraintsPanel::Follow() {
   changes_ = bench_.changes;
   state_ = bench_.history.State();
   file_ = bench_.document.CurrentFile;
+  const QScopedValueRollback filling(filling_, true);
   std::string problem;
+  std::vector<std::string> notes;
   std::map<std::string, std::vector<RestraintLine>> lines;
   const std::vector<std::string> texts = RestraintTexts(bench_.document);
   if (!texts.empty())
-    for (RestraintLine& line : RestraintsAsTheyAre(bench_.document, problem))
+    for (RestraintLine& line : RestraintsAsTheyAre(bench_.document, problem, &notes))
       lines[line.instruction].push_back(std::move(line));
+  problem_->setText(problem.empty() ? QString() : tr("No χ²: %1").arg(ToText(problem)));
+  problem_->setVisible(!problem.empty());
   list_->clear();
   for (const std::string& text : texts) {
     auto* item = new QTreeWidgetItem(list_);
     item->setText(0, ToText(text));
+    item->setFlags(item->flags() | Qt::ItemIsEditable);
+    const RestraintNumbers numbers = NumbersOf(text);
+    if (numbers.target) item->setText(kTargetColumn, ToText(FieldText(*numbers.target, 4)));
+    if (numbers.sigma) item->setText(kSigmaColumn, ToText(FieldText(*numbers.sigma, 5)));
     double chi2 = 0.0;
     for (const RestraintLine& line : lines[text]) {
       item->addChild(LineItem(line));
       chi2 += line.chi2;
     }
-    if (!lines[text].empty()) item->setText(1, QString::number(chi2, 'f', 2));
+    if (!lines[text].empty()) {
+      item->setText(1, QString::number(chi2, 'f', 2));
+    } else if (problem.empty()) {
+      item->setText(1, tr("none"));
+      item->setToolTip(1, ToText(WhyWithoutCost(text, notes)));
+    }
   }
   for (int column = 1; column < 5; ++column) list_->resizeColumnToContents(column);
 }
@@ -85,6 +111,17 @@ void RestraintsPanel::SelectAtoms(const QTreeWidgetItem* item) {
     return words;
   }();
   if (!names.empty() && names.find('$') == std::string::npos) run_(kSelectAtomsCommand, names);
+}
+
+// What the command refuses is shown as it was.
+void RestraintsPanel::Edit(const QTreeWidgetItem* item, int column) {
+  if (filling_ || (column != kTargetColumn && column != kSigmaColumn)) return;
+  const std::string number = std::to_string(list_->indexOfTopLevelItem(const_cast<QTreeWidgetItem*>(item)) + 1);
+  const char* field = column == kTargetColumn ? " target=" : " sigma=";
+  run_(kEditRestraintCommand, "number=" + number + field + ToBytes(item->text(column)));
+  changes_ = ~0u;
+  QMetaObject::invokeMethod(
+      this, [this] { Follow(); }, Qt::QueuedConnection);
 }
 
 void RestraintsPanel::Remove() {

@@ -2,13 +2,14 @@
 
 #include "ui/panels/panel_set.h"
 
+class QLabel;
 class QTreeWidget;
 class QTreeWidgetItem;
 
 namespace marvik {
 
 // The restraints of the model with what they cost and hold, in the order of the file; the parts of each below it. A
-// click selects the atoms, Delete takes the restraint away.
+// click selects the atoms, a double click edits target or uncertainty, Delete takes the restraint away.
 class RestraintsPanel : public Panel {
   Q_OBJECT
 
@@ -19,10 +20,13 @@ class RestraintsPanel : public Panel {
  private:
   void SelectAtoms(const QTreeWidgetItem* item);
   void Remove();
+  void Edit(const QTreeWidgetItem* item, int column);
 
   Workbench& bench_;
   CommandRunner run_;
   QTreeWidget* list_ = nullptr;
+  QLabel* problem_ = nullptr;
+  bool filling_ = false;
   unsigned changes_ = ~0u;
   uint64_t state_ = ~0ull;
   std::string file_;
