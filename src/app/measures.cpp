@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 
 #include "app/uncertainty_files.h"
 #include "base/mat3.h"
 #include "base/numbers.h"
+#include "chem/environment.h"
 #include "chem/report_numbers.h"
 #include "crystal/symmetry.h"
 #include "edit/edit_elements.h"
@@ -20,12 +22,16 @@ namespace {
 
 constexpr const char* kLabels[] = {"", "", "Dist", "Angl", "Tors"};
 
-// The operator of an image that GROW or PACK made, with its translation.
-std::optional<SymmetryOperator> OperatorOf(const Document& document, const AtomRecord& atom) {
-  const int code = atom.symmetryCode;
+// The operator of a code, with its translation.
+std::optional<SymmetryOperator> OperatorOfCode(const Document& document, int code) {
   const auto op = static_cast<size_t>(code / 1000 - 1);
   if (code < 1000 || op >= document.symmetry.size()) return std::nullopt;
   return document.symmetry[op].Shifted({code / 100 % 10 - 5, code / 10 % 10 - 5, code % 10 - 5});
+}
+
+// Of an image that GROW or PACK made.
+std::optional<SymmetryOperator> OperatorOf(const Document& document, const AtomRecord& atom) {
+  return OperatorOfCode(document, atom.symmetryCode);
 }
 
 // "$1" of the EQIV line of this operation, made where there is none.
@@ -231,6 +237,43 @@ bool RemoveMeasures(Document& document, std::optional<size_t> at) {
            if (HeadOf(line.text).keyword != InstructionKeyword::kRtab) return false;
            return !at || count++ == *at;
          }) > 0;
+}
+
+size_t AddHydrogenBondLines(Document& document) {
+  const GeometryUncertainty none(document, nullptr);
+  struct Line {
+    const AtomRecord* donor;
+    const AtomRecord* acceptor;
+    int code;
+    auto operator<=>(const Line&) const = default;
+  };
+  std::vector<Line> lines;
+  const EnvironmentSearch search(document, kDefaultEnvironment, none);
+  for (const AtomRecord* atom : Atoms(document.atoms)) {
+    if (!atom->IsHydrogen() || IsGrownAtom(*atom)) continue;
+    for (const HydrogenBond& bond : search.About(*atom, kDefaultEnvironment).hydrogenBonds) {
+      const Line line{bond.donor.atom, bond.acceptor.atom, bond.acceptor.symmetryCode};
+      const bool own = bond.hydrogen.atom == atom && bond.donor.symmetryCode == GeometrySite::kIdentityCode &&
+                       !IsGrownAtom(*line.donor) && !IsGrownAtom(*line.acceptor);
+      if (own && std::ranges::find(lines, line) == lines.end()) lines.push_back(line);
+    }
+  }
+  std::set<std::string> known;
+  for (const Instruction& line : InstructionsOf(document)) known.insert(UpperCase(line.text));
+  size_t added = 0;
+  for (const Line& line : lines) {
+    const auto operation = OperatorOfCode(document, line.code);
+    if (!operation) continue;
+    std::string text = "HTAB " + QualifiedName(document, *line.donor) + " " + QualifiedName(document, *line.acceptor);
+    const bool isImage = *operation != SymmetryOperator{};
+    if (isImage)
+      text += (QualifiedName(document, *line.acceptor).find('_') == text.npos ? "_" : "") +
+              EquivalentOf(document, *operation);
+    if (!known.insert(UpperCase(text)).second) continue;
+    document.instructions.kept.push_back({KeptPlace::Body, text, -1});
+    ++added;
+  }
+  return added;
 }
 
 std::string MeasureGroups(Workbench& bench, const std::string& text, std::string& fault) {

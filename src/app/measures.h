@@ -27,6 +27,9 @@ std::string AddMeasure(Document& document, const std::vector<const AtomRecord*>&
 // The one of this place, or all of them.
 bool RemoveMeasures(Document& document, std::optional<size_t> at);
 
+// An HTAB line for each hydrogen bond that the file does not ask for yet, with EQIV lines for images. Their number.
+size_t AddHydrogenBondLines(Document& document);
+
 // Planes and centroids: "plane[C1 C2 C3] plane[C4 C5 C6]", "centroid[C1 C2] plane[...]", "C1 centroid[C2 C3]". Two
 // planes have an angle, the distance of their centroids, and of the second from the first plane; a plane and a place
 // their distance; two to four places a distance, an angle, a torsion angle. Text, or a sentence in `fault`.

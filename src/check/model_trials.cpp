@@ -1,8 +1,10 @@
 #include "check/model_trials.h"
 
 #include "base/files.h"
+#include "check/data_session.h"
 #include "language/instruction.h"
 #include "refine/job/session.h"
+#include "refine/output/linear_study.h"
 
 namespace marvik {
 namespace {
@@ -51,6 +53,25 @@ std::optional<double> R1After(const Document& document, const std::string& hklPa
       Refine(session.job, session.structure, session.parametrisation, session.observations, session.restraints, quiet);
   if (session.result.failed || !session.result.problem.empty()) return std::nullopt;
   return session.result.final.r1;
+}
+
+std::vector<ElementDoubt> FindElementDoubts(const Document& document, const std::string& hklPath,
+                                            std::string& problem) {
+  Session s;
+  problem = PrepareFromData(document, hklPath, s);
+  if (!problem.empty()) return {};
+  s.bonds = MakeBonds(s.structure, s.document, s.job.commands);
+  Calculated calculated;
+  DataPass pass(s.structure, s.observations, s.job.weights);
+  MatchScale(s.structure, pass, calculated);
+  s.result.final = MakeResiduals(calculated, s.parametrisation.Size());
+  std::vector<ElementDoubt> doubts;
+  for (const SiteElectrons& e : FindStrangeElements(s)) {
+    const Site& site = s.structure.sites[static_cast<size_t>(e.site)];
+    const std::string symbol = e.suggested > 0 ? std::string(s.document.elements[e.suggested].Symbol()) : "";
+    doubts.push_back({site.label, e.share, e.su, e.displacement, symbol});
+  }
+  return doubts;
 }
 
 }  // namespace marvik

@@ -20,4 +20,15 @@ std::string WhyWithoutCost(const std::string& restraint, const std::vector<std::
 // not allow it, or where that took long.
 std::optional<double> R1After(const Document& document, const std::string& hklPath, int cycles);
 
+// An atom whose electrons are those of another element, and how its displacement compares with those beside it.
+struct ElementDoubt {
+  std::string atom;
+  double share = 1.0;  // of the electrons that the model has there
+  double su = 0.0;
+  double displacement = 1.0;  // Ueq against the mean of the neighbours
+  std::string suggested;      // symbol, "" for nothing
+};
+// The surest first; `problem` gets a sentence where the model cannot be calculated against the reflections.
+std::vector<ElementDoubt> FindElementDoubts(const Document& document, const std::string& hklPath, std::string& problem);
+
 }  // namespace marvik

@@ -21,6 +21,7 @@
 #include <utility>
 
 #include "app/commands/gl_commands.h"
+#include "app/commands/model_handlers.h"
 #include "app/open_save.h"
 #include "app/package_settings.h"
 #include "edit/edit_restraint.h"
@@ -43,6 +44,7 @@
 #include "ui/dialogs/preferences_dialog.h"
 #include "ui/dialogs/publication_dialog.h"
 #include "ui/drawing_area.h"
+#include "ui/element_marks.h"
 #include "ui/file_watch.h"
 #include "ui/help_window.h"
 #include "ui/input_controller.h"
@@ -92,6 +94,7 @@ MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(benc
       new InputController(bench, *area_, [this](int id, const std::string& argument) { return Run(id, argument); });
   new MeasureMarks(bench, *area_);
   new RestraintMarks(bench, *area_);
+  new ElementMarks(bench, *area_);
   menus_ = new MenuSet(bench, *menuBar(), [this](int id) { Run(id); });
   SetUpStatusBar();
   connect(input_, &InputController::StatusText, pointerText_, &QLabel::setText);
@@ -408,7 +411,11 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
   }
   if (id == kSplitCommand || id == kRestrainCommand || id == kEditRestraintCommand || id == kFragmentCommand) {
     QString& remembered = settings_.dialogValues[QString::fromUtf8(row->name)];
-    const auto text = AskFields(this, *row, ToBytes(remembered));
+    std::map<std::string, QStringList> lists;
+    std::vector<std::string> faults;
+    if (id == kFragmentCommand)
+      for (const GroupShape& shape : FragmentLibrary(faults)) lists["fragment"] << ToText(shape.name);
+    const auto text = AskFields(this, *row, ToBytes(remembered), false, lists);
     if (text) remembered = ToText(*text);
     return text;
   }

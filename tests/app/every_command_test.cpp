@@ -56,6 +56,8 @@ const std::map<int, const char*> kArguments = {
     {605, "kind=similar %A %B"},
     {607, "1"},
     {613, "%A %B"},
+    {614, "number=1 sigma=0.05"},
+    {617, "fragment=toluene"},
 };
 
 class EveryCommand : public test::BenchTest {

@@ -12,6 +12,7 @@
 #include "app/workbench.h"
 #include "draw/surface/lit_picture.h"
 #include "edit/edit_atom.h"
+#include "edit/edit_fragment.h"
 #include "edit/edit_label.h"
 #include "edit/edit_part.h"
 #include "edit/edit_restraint.h"
@@ -38,6 +39,9 @@ bool IsOn(const Workbench& bench) {
 template <bool FigureChoices::*flag>
 bool IsInFigure(const Workbench& bench) {
   return bench.figure.*flag;
+}
+bool ArePartsShaded(const Workbench& bench) {
+  return bench.figure.colourBy == ColourBy::Part;
 }
 bool IsDemoRunning(const Workbench& bench) {
   return bench.DemoRunning != 0;
@@ -277,6 +281,15 @@ constexpr CommandRow kRows[] = {
      nullptr, ""},
     {616, "draw-restraints", "Draw Res&traints", "", "[on|off]", None, Always, DrawnOverHandler,
      IsOn<&Workbench::restraintsDrawn>, ""},
+    {617, "fragment", "Fit Fragment...", "Ctrl+Shift+G", "[ATOMS] fragment=NAME ...", Structure, Selection,
+     FragmentHandler, nullptr, "", FragmentFields},
+    {618, "fragments", "List of Fragments", "", "", None, Always, FragmentsHandler, nullptr, ""},
+    {619, "shade-parts", "Shade Parts", "", "[on|off]", None, Always, ShadePartsHandler, ArePartsShaded, ""},
+    {620, "suggest-elements", "Suggest Elements", "", "", None, Atoms, SuggestElementsHandler, nullptr, ""},
+    {621, "overlay", "Overlay...", "", "[ATOMS] [file=FILE]", None, Atoms, OverlayHandler, nullptr, "", OverlayFields},
+    {622, "write-htab", "Write HTAB Lines", "", "", Structure, Atoms, WriteHtabHandler, nullptr, ""},
+    {624, "element-badges", "Element Badges", "", "[on|off]", None, Atoms, ElementBadgesHandler,
+     IsOn<&Workbench::elementBadges>, ""},
     {630, "journal-panel", "Check for &Journal", "F10", "[on|off]", None, Always, PanelHandler, IsPanelShown<630>, ""},
     {631, "publication", "&Publication Items...", "", "ITEMS|FILE", None, Always, PublicationHandler, nullptr, ""},
     {650, "figure", "&Figure Choices...", "", "FIELD=VALUE ...", None, Always, FigureHandler, nullptr, "",

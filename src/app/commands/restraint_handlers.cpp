@@ -19,22 +19,6 @@ constexpr char kCaption[] = "Restraints";
 constexpr char kMeasure[] = "Measure";
 constexpr FieldRange kPlace{"number", "Number", 1.0, 1e6};
 
-// In the order in which they are named, else in that in which they were selected; images too.
-std::vector<AtomRecord*> InOrder(Workbench& bench, const std::string& names) {
-  const AtomArray& selection = bench.document.atoms.selection;
-  if (names.empty()) return {selection.begin(), selection.end()};
-  std::vector<std::string_view> words;
-  SplitWords(names, words);
-  std::vector<AtomRecord*> atoms;
-  for (const std::string_view word : words) {
-    atoms.push_back(FindAtomByText(bench.document, word));
-    if (atoms.back()) continue;
-    Refuse(bench, "Error: No Atoms Selected", "Couldn't find " + std::string(word) + " in the atom list.");
-    return {};
-  }
-  return atoms;
-}
-
 std::string ListOf(const Document& document, const std::vector<size_t>& places) {
   const std::vector<std::string> texts = RestraintTexts(document);
   std::string problem;
@@ -63,6 +47,21 @@ std::string ListOf(const Document& document, const std::vector<size_t>& places) 
 
 }  // namespace
 
+std::vector<AtomRecord*> AtomsInOrder(Workbench& bench, const std::string& names) {
+  const AtomArray& selection = bench.document.atoms.selection;
+  if (names.empty()) return {selection.begin(), selection.end()};
+  std::vector<std::string_view> words;
+  SplitWords(names, words);
+  std::vector<AtomRecord*> atoms;
+  for (const std::string_view word : words) {
+    atoms.push_back(FindAtomByText(bench.document, word));
+    if (atoms.back()) continue;
+    Refuse(bench, "Error: No Atoms Selected", "Couldn't find " + std::string(word) + " in the atom list.");
+    return {};
+  }
+  return atoms;
+}
+
 Outcome RestrainHandler(Workbench& bench, const CommandCall& call) {
   const auto text = TextOf(bench, call);
   if (!text) return Outcome::Cancelled;
@@ -70,7 +69,7 @@ Outcome RestrainHandler(Workbench& bench, const CommandCall& call) {
   EditFault fault;
   const auto request = ParseRestraint(arguments, fault);
   if (!request) return RefuseField(bench, fault);
-  std::vector<AtomRecord*> atoms = InOrder(bench, arguments.atoms);
+  std::vector<AtomRecord*> atoms = AtomsInOrder(bench, arguments.atoms);
   if (atoms.empty() && !arguments.atoms.empty()) return Outcome::Failed;
   for (const AtomRecord* atom : atoms)
     if (atom->generated != 0)
@@ -125,7 +124,7 @@ Outcome RemoveRestraintHandler(Workbench& bench, const CommandCall& call) {
 }
 
 Outcome MeasureHandler(Workbench& bench, const CommandCall& call) {
-  const std::vector<AtomRecord*> atoms = InOrder(bench, call.argument);
+  const std::vector<AtomRecord*> atoms = AtomsInOrder(bench, call.argument);
   if (atoms.empty() && !call.argument.empty()) return Outcome::Failed;
   const std::string refusal = AddMeasure(bench.document, {atoms.begin(), atoms.end()});
   return refusal.empty() ? Outcome::Changed : Refuse(bench, kMeasure, refusal);

@@ -14,8 +14,8 @@ namespace marvik {
 namespace {
 
 // A list can be typed into where its field takes more than its words.
-QWidget* InputFor(const FieldRange& field, const QString& before) {
-  if (!field.words[0]) {
+QWidget* InputFor(const FieldRange& field, const QString& before, const QStringList& more) {
+  if (!field.words[0] && more.isEmpty()) {
     auto* line = new QLineEdit(before);
     line->setPlaceholderText(ToText(ValuesOf(field)));
     return line;
@@ -23,7 +23,7 @@ QWidget* InputFor(const FieldRange& field, const QString& before) {
   auto* list = new QComboBox;
   list->setEditable(field.low <= field.high);
   list->addItem(QString());
-  list->addItems(QString::fromUtf8(field.words).split(QLatin1Char('|')));
+  list->addItems(more.isEmpty() ? QString::fromUtf8(field.words).split(QLatin1Char('|')) : more);
   list->setCurrentText(before);
   return list;
 }
@@ -35,7 +35,8 @@ QString TextIn(const QWidget* input) {
 
 }  // namespace
 
-std::optional<std::string> AskFields(QWidget* parent, const CommandRow& row, const std::string& before, bool all) {
+std::optional<std::string> AskFields(QWidget* parent, const CommandRow& row, const std::string& before, bool all,
+                                     const std::map<std::string, QStringList>& lists) {
   const EditArguments present = SplitEditArguments(before);
   QDialog dialog(parent);
   dialog.setWindowTitle(PlainCommandName(row.text));
@@ -44,7 +45,9 @@ std::optional<std::string> AskFields(QWidget* parent, const CommandRow& row, con
   for (const FieldRange& field : row.fields()) {
     // Atoms, places and numbers are those of one time.
     const std::string* text = all || field.words[0] ? present.Find(field.key) : nullptr;
-    inputs.emplace_back(field.key, InputFor(field, text ? ToText(*text) : QString()));
+    const auto more = lists.find(field.key);
+    inputs.emplace_back(field.key, InputFor(field, text ? ToText(*text) : QString(),
+                                            more == lists.end() ? QStringList() : more->second));
     inputs.back().second->setObjectName(QString::fromUtf8(field.key));
     form->addRow(QDialog::tr(field.caption), inputs.back().second);
   }

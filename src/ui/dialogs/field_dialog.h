@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QStringList>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -11,8 +13,8 @@ namespace marvik {
 
 // A dialog made from the fields of a command's row: a list for words, a line for anything else. Gives the argument,
 // with the fields that were filled in, nothing when it was cancelled. Of `before` it begins with the words, and with
-// `all` with numbers and names too.
+// `all` with numbers and names too. `lists` has words of fields that the table does not know.
 std::optional<std::string> AskFields(QWidget* parent, const CommandRow& row, const std::string& before,
-                                     bool all = false);
+                                     bool all = false, const std::map<std::string, QStringList>& lists = {});
 
 }  // namespace marvik

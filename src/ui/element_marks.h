@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QObject>
+#include <map>
+#include <optional>
+
+#include "app/workbench.h"
+#include "check/model_trials.h"
+
+namespace marvik {
+
+class DrawingArea;
+
+// Badges beside atoms whose electrons are those of another element. They are worked out off the window's thread.
+class ElementMarks : public QObject {
+  Q_OBJECT
+
+ public:
+  ElementMarks(Workbench& bench, DrawingArea& area);
+
+ private:
+  void Paint();
+  void Update();
+
+  Workbench& bench_;
+  DrawingArea& area_;
+  std::map<uint32_t, std::string> symbols_;  // by serial, of the state of the document below
+  unsigned changes_ = ~0u;
+  uint64_t state_ = ~0ull;
+  std::optional<FileStamp> stamp_;
+};
+
+}  // namespace marvik
