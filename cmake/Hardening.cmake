@@ -1,4 +1,4 @@
-# What makes it hard to turn a slip into more than a crash; docs/PERFORMANCE.md has what it costs.
+# What makes it hard to turn a slip into more than a crash; docs/RELIABILITY.md has what it costs.
 option(MARVIK_HARDEN "Build as packages are: hardened" OFF)
 if(MARVIK_HARDEN)
   include(CheckCXXCompilerFlag)
