@@ -130,6 +130,7 @@ PictureRecipe RecipeOf(const PictureSubject& subject, const PictureOptions& pict
   recipe.hybridColours = look.hybridLabelColoration;
   recipe.cell = look.showCell;
   recipe.probability = look.probability;
+  recipe.figure = look.figure;
   recipe.picture = picture;
   recipe.peaks = false;
   for (const AtomRecord* atom : Atoms(document.atoms, kVisibleOnly)) recipe.peaks |= atom->IsPeak();
@@ -162,6 +163,7 @@ std::vector<std::string> ShowAsRecipe(const PictureRecipe& recipe, PictureSubjec
   look.hybridLabelColoration = recipe.hybridColours;
   look.showCell = recipe.cell;
   look.probability = recipe.probability;
+  for (const RecipeFlag& choice : kRecipeFlags) look.figure.*choice.flag = recipe.figure.*choice.flag;
 
   ViewState& view = subject.view;
   const auto rotation = Orthonormal(recipe.rotation);

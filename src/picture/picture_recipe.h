@@ -25,8 +25,19 @@ struct PictureLook {
   bool cell = false;
   bool peaks = true;  // off: every peak is hidden, whatever its name
   double probability = 0.5;
+  FigureChoices figure;  // of which a recipe keeps contacts, mates and bonds
   PictureOptions picture;
 };
+
+// The choices of a figure that a recipe keeps, by the words that switch them on.
+struct RecipeFlag {
+  const char* word;
+  bool FigureChoices::*flag;
+};
+inline constexpr RecipeFlag kRecipeFlags[] = {{"hydrogen-bonds", &FigureChoices::hydrogenBonds},
+                                              {"short-contacts", &FigureChoices::shortContacts},
+                                              {"pale-mates", &FigureChoices::paleMates},
+                                              {"tapered-bonds", &FigureChoices::taperedBonds}};
 
 // What makes a picture of a structure this picture. Atoms go by their names, so that the same figure can be made of the
 // structure as the next refinement leaves it. Generated atoms are named with their symmetry code, "C1@2565"; atoms of

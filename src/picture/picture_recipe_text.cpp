@@ -67,6 +67,10 @@ template <bool PictureLook::*flag>
 void TakeSwitch(Line& line, PictureRecipe& recipe) {
   recipe.*flag = line.OneOf(kSwitch) == 1;
 }
+template <size_t i>
+void TakeFigure(Line& line, PictureRecipe& recipe) {
+  recipe.figure.*kRecipeFlags[i].flag = line.OneOf(kSwitch) == 1;
+}
 template <std::vector<std::string> PictureRecipe::*list>
 void TakeName(Line& line, PictureRecipe& recipe) {
   (recipe.*list).emplace_back(line.Word());
@@ -117,6 +121,10 @@ constexpr Entry kEntries[] = {
     {"hybrid-colours", TakeSwitch<&PictureLook::hybridColours>},
     {"cell", TakeSwitch<&PictureLook::cell>},
     {"peaks", TakeSwitch<&PictureLook::peaks>},
+    {kRecipeFlags[0].word, TakeFigure<0>},
+    {kRecipeFlags[1].word, TakeFigure<1>},
+    {kRecipeFlags[2].word, TakeFigure<2>},
+    {kRecipeFlags[3].word, TakeFigure<3>},
     {"probability", [](Line& l, PictureRecipe& r) { r.probability = l.Number(0.001, 1.0); }},
     {"size", [](Line& l, PictureRecipe& r) { r.picture.size = l.Whole(kSmallestPicture, kLargestPicture); }},
     {"resolution", [](Line& l, PictureRecipe& r) { r.picture.resolution = l.Number(0.0, kLargestResolution); }},
@@ -181,6 +189,8 @@ std::string RecipeText(const PictureRecipe& r) {
   AppendPrintf(text, "labels %s\nhydrogen-labels %s\nhybrid-colours %s\ncell %s\npeaks %s\n", kSwitch[r.labels],
                kSwitch[r.hydrogenLabels], kSwitch[r.hybridColours], kSwitch[r.cell], kSwitch[r.peaks]);
   AppendPrintf(text, "probability %.9g\nsize %d\n", r.probability, r.picture.size);
+  for (const RecipeFlag& choice : kRecipeFlags)
+    if (r.figure.*choice.flag) text.append(choice.word).append(" on\n");
   if (r.picture.resolution > 0.0) AppendPrintf(text, "resolution %.9g\n", r.picture.resolution);
   if (r.picture.background != PictureBackground::Usual)
     text.append("background ").append(NameOf(r.picture.background)).append("\n");

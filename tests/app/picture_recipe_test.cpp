@@ -37,6 +37,7 @@ TEST_F(RecipeTest, MakesTheSameFigureOfTheNextStructure) {
   bench.view.rotateView(37.5, {1, 2, 3}, true);
   Run(kZoomInCommand);
   bench.view.panX = 60;
+  bench.figure.hydrogenBonds = bench.figure.taperedBonds = true;
   bench.pictureFile.size = 300;
   bench.pictureFile.resolution = 150.0;
   bench.pictureFile.background = PictureBackground::White;
@@ -48,6 +49,7 @@ TEST_F(RecipeTest, MakesTheSameFigureOfTheNextStructure) {
   bench.modified = false;
   Run(kReadFileCommand, folder / "small.res");
   bench.view.rotateView(50, {0, 1, 0}, true);
+  bench.figure = {};
   bench.pictureFile = {};
   messages.shown.clear();
   Run(kApplyRecipeCommand, folder / "figure.recipe");

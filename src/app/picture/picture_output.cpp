@@ -64,6 +64,7 @@ std::vector<std::string> ApplyRecipe(Workbench& bench, const PictureRecipe& reci
   bench.HybridLabelColoration = subject.look.hybridLabelColoration;
   bench.ShowCell = subject.look.showCell;
   bench.pictures.probability = subject.look.probability;
+  bench.figure = subject.look.figure;
   bench.pictureFile = recipe.picture;
   return gone;
 }
