@@ -289,7 +289,7 @@ TEST_F(EditDialogsTest, EveryDialogOfACommandHasItsOwnLetters) {
 TEST_F(EditDialogsTest, WhatIsLargerThanTheScreenScrolls) {
   RefinementSettings settings;
   RefinementControlDialog dialog(nullptr, settings);
-  const QSize needed = dialog.layout()->totalMinimumSize();
+  const QSize needed = dialog.layout()->totalSizeHint();
   const QSize room(needed.width() - 40, needed.height() / 2);
   auto* box = dialog.findChild<QDialogButtonBox*>();
   box->button(QDialogButtonBox::Cancel)->setText(QStringLiteral("&Cancel"));
@@ -299,6 +299,7 @@ TEST_F(EditDialogsTest, WhatIsLargerThanTheScreenScrolls) {
     Settle();
     EXPECT_LE(shown.width(), room.width());
     EXPECT_LE(shown.height(), room.height());
+    EXPECT_EQ(shown.focusWidget()->objectName().toInt(), kCyclesSpin);
     const auto* buttons = shown.findChild<QDialogButtonBox*>();
     EXPECT_TRUE(shown.rect().contains(buttons->geometry()));
     // Letters that the desktop gives them are the fields'.

@@ -157,6 +157,7 @@ TEST_F(PanelsTest, StayAsTheyWereLeft) {
   Panel* panel = window->Panels().Find(kRefinementPanelCommand);
   panel->findChild<ProgressPlots*>()->show();
   EXPECT_LT(panel->minimumSizeHint().width(), 200);
+  EXPECT_LT(panel->minimumSizeHint().height(), 250);
 }
 
 TEST_F(PanelsTest, HistoryGoesBackAndForward) {

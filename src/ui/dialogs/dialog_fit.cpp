@@ -14,6 +14,7 @@ namespace marvik {
 namespace {
 
 constexpr int kTitleBar = 40;  // nominal pixels
+constexpr int kEdge = 8;       // around the buttons
 constexpr char kFitted[] = "fittedSize";
 
 }  // namespace
@@ -22,15 +23,19 @@ void FitDialog(QDialog& dialog, const QSize& room) {
   QLayout* layout = dialog.layout();
   // Those of the toolkit look after themselves.
   if (!layout || qobject_cast<QFileDialog*>(&dialog) || qobject_cast<QMessageBox*>(&dialog)) return;
-  const QSize least = layout->totalMinimumSize();
+  const bool isFixed = layout->sizeConstraint() == QLayout::SetFixedSize;
+  const QSize least = isFixed ? layout->totalSizeHint() : layout->totalMinimumSize();
   if (least.width() <= room.width() && least.height() <= room.height()) {
     const QSize wanted = layout->totalSizeHint();
     if (wanted.width() > room.width() || wanted.height() > room.height()) dialog.resize(wanted.boundedTo(room));
     return;
   }
   auto* buttons = dialog.findChild<QDialogButtonBox*>();
-  if (buttons && layout->indexOf(buttons) < 0) buttons = nullptr;
+  // More of them than stand side by side scroll, too.
+  if (buttons && (layout->indexOf(buttons) < 0 || buttons->minimumSizeHint().width() + 2 * kEdge > room.width()))
+    buttons = nullptr;
   if (buttons) layout->removeWidget(buttons);
+  QWidget* focus = dialog.focusWidget();
   layout->setSizeConstraint(QLayout::SetDefaultConstraint);
   auto* contents = new QWidget;
   contents->setLayout(layout);
@@ -42,9 +47,10 @@ void FitDialog(QDialog& dialog, const QSize& room) {
   outer->setContentsMargins(0, 0, 0, 0);
   outer->addWidget(area);
   if (buttons) {
-    buttons->setContentsMargins(8, 0, 8, 8);
+    buttons->setContentsMargins(kEdge, 0, kEdge, kEdge);
     outer->addWidget(buttons);
   }
+  if (focus) focus->setFocus();
   dialog.setMinimumSize(0, 0);
   dialog.setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
   const int bar = area->verticalScrollBar()->sizeHint().width();

@@ -3,6 +3,8 @@
 #include <QFormLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 #include "app/journal_files.h"
@@ -29,7 +31,9 @@ QString Count(const std::optional<int>& value) {
 }  // namespace
 
 RefinementPanel::RefinementPanel(Workbench& bench, CommandRunner run) : bench_(bench), background_(this) {
-  rows_ = new QFormLayout;
+  auto* figures = new QWidget;
+  rows_ = new QFormLayout(figures);
+  rows_->setContentsMargins(0, 0, 0, 0);
   const auto add = [this](const char* caption) {
     auto* value = new QLabel(QStringLiteral("-"));
     value->setTextFormat(Qt::PlainText);
@@ -49,7 +53,12 @@ RefinementPanel::RefinementPanel(Workbench& bench, CommandRunner run) : bench_(b
   refine_->setToolTip(tr("Writes the instruction file and starts the refinement program on it"));
   connect(refine_, &QPushButton::clicked, this, [run] { run(kRefineCommand, {}); });
   auto* layout = new QVBoxLayout(this);
-  layout->addLayout(rows_);
+  // On a small screen they scroll, so that the window is no higher than it.
+  scroll_ = new QScrollArea;
+  scroll_->setFrameShape(QFrame::NoFrame);
+  scroll_->setWidgetResizable(true);
+  scroll_->setWidget(figures);
+  layout->addWidget(scroll_);
   layout->addWidget(plots_, 1);
   layout->addWidget(refine_);
 }
@@ -101,6 +110,8 @@ void RefinementPanel::ShowFigures(const ResultSummary& summary) {
       Count(summary.data),
   };
   for (size_t i = 0; i < values_.size(); ++i) values_[i]->setText(texts[i]);
+  scroll_->setMinimumWidth(scroll_->widget()->minimumSizeHint().width() +
+                           scroll_->verticalScrollBar()->sizeHint().width());
 }
 
 }  // namespace marvik

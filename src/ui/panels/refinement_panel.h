@@ -10,6 +10,7 @@
 class QFormLayout;
 class QLabel;
 class QPushButton;
+class QScrollArea;
 
 namespace marvik {
 
@@ -29,6 +30,7 @@ class RefinementPanel : public Panel {
 
   Workbench& bench_;
   QFormLayout* rows_ = nullptr;
+  QScrollArea* scroll_ = nullptr;
   std::vector<QLabel*> values_;
   ProgressPlots* plots_ = nullptr;
   QPushButton* refine_ = nullptr;
