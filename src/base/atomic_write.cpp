@@ -125,6 +125,7 @@ void SweepTemporaries(const fs::path& target) {
     if (!other.starts_with(name + ".") || !other.ends_with(kTemporaryEnd)) continue;
     std::string mark = other.substr(name.size() + 1, other.size() - name.size() - 1 - kTemporaryEnd.size());
     mark.erase(std::min(mark.rfind('-'), mark.size()));
+    if (mark.starts_with("bak.")) mark.erase(0, 4);  // of its backup
     std::error_code ignored;
     if (!ProcessLives(mark)) fs::remove(entry->path(), ignored);
   }

@@ -213,11 +213,13 @@ TEST_F(Files, SweepsWhatDeadProcessesLeft) {
   }
   waitpid(child, nullptr, 0);
   const std::string gone = "a.res." + Content("mark") + "-1.new~";
+  const std::string goneBackup = "a.res.bak." + Content("mark") + "-2.new~";
   const std::string living = "a.res." + ProcessMark() + "-999999.new~";
   const std::string elsewhere = "a.res.00000000-1-1-1.new~";
-  for (const std::string& name : {gone, living, elsewhere}) ASSERT_EQ(WriteFileAtomically(Path(name), "x"), 0);
+  for (const std::string& name : {gone, goneBackup, living, elsewhere})
+    ASSERT_EQ(WriteFileAtomically(Path(name), "x"), 0);
   ASSERT_EQ(WriteFileAtomically(Path("a.res"), "new"), 0);
-  EXPECT_FALSE(fs::exists(Path(gone)));
+  EXPECT_FALSE(fs::exists(Path(gone)) || fs::exists(Path(goneBackup)));
   EXPECT_TRUE(fs::exists(Path(living)) && fs::exists(Path(elsewhere)));
 }
 
