@@ -126,7 +126,8 @@ TEST(Menus, KeepTheFixedPositions) {
 TEST(Menus, SpellTheContextMenus) {
   EXPECT_EQ(Spelled(MenuOf(MenuKind::AtomPopup)),
             "&Select, &Uniq, B&ond With..., S&ame..., &Move Near..., -, &Bonds and Angles, E&nviroment, &Centroid, "
-            "&Edit, -, &Toggle Label, &Position Label..., -, &Delete, -, Spl&it..., &Join");
+            "&Edit, -, &Toggle Label, &Position Label..., -, &Delete, -, Spl&it..., &Join, "
+            "&Restrain..., &What Restrains This");
   EXPECT_EQ(Spelled(MenuOf(MenuKind::BondPopup)),
             "&Select, &Info, [&Order: &Single, &Double, &Triple, &Aromatic, &Pi], "
             "[&Width: 0.02&5, 0.&1 (Default), 0.&2, &Custom], [St&yle: &Solid, &Dashed, D&otted], -, &Delete, -, "

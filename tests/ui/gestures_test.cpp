@@ -354,7 +354,7 @@ TEST_F(GesturesTest, RightButtonOpensTheMenuOfWhatLiesThere) {
     EXPECT_TRUE(!bench.PickedAtom() && !bench.PickedBond());
     return text;
   };
-  EXPECT_EQ(opened(At("O1") + QPointF(2, 2)), "&Uniq.....-....-..-.-..");
+  EXPECT_EQ(opened(At("O1") + QPointF(2, 2)), "&Uniq.....-....-..-.-....");
   EXPECT_EQ(opened(Between("C1", "C2")), "&Info.....-.-..");
   EXPECT_EQ(opened({5, 5}), "&Ball and Stick\tCtrl+2*...-...*-......");
 }

@@ -141,7 +141,6 @@ enum CommandId : int {
   kRestraintsPanelCommand = 611,
   kEditRestraintCommand = 614,
   kFragmentCommand = 617,
-  kGrowContactCommand = 623,
   kJournalPanelCommand = 630,
   kPublicationCommand = 631,
   kFigureCommand = 650,
