@@ -67,7 +67,7 @@ def judge(folder, build):
     for program in PROGRAMS.get(folder, [folder]):
         if not run(["ninja", "-C", build, f"test_{program}"], 1800):
             return None
-        if not run([f"{build}/bin/test_{program}", "--gtest_filter=-*Speed*:*Cost*:*EveryCommand*", "--gtest_brief=1"], 900):
+        if not run([f"{build}/bin/test_{program}", "--gtest_filter=-*Speed*:*Cost*:*EveryCommand*", "--gtest_brief=1"], 240):
             return program
     return ""
 
