@@ -113,7 +113,7 @@ std::optional<std::string> ChangedPublication(std::string_view kept, std::string
     for (const auto& [lower, item] : change.known.items) {
       problem = PublicationFault(item.name, PlainValue(item.value));
       if (!problem.empty()) return std::nullopt;
-      std::erase_if(at->known.loops, [&](const auto& loop) { return Overlap(loop, {{item.name}, {}}); });
+      std::erase_if(at->known.loops, [&name = item.name](const auto& loop) { return Overlap(loop, {{name}, {}}); });
       const PublicationField* field = FindPublicationField(item.name);
       if (item.value == "?") {
         at->known.items.erase(lower);
