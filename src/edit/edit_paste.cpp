@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <set>
 #include <unordered_map>
 #include <unordered_set>
 
+#include "base/words.h"
 #include "crystal/cell_metric.h"
 #include "edit/edit_elements.h"
-#include "edit/edit_names.h"
 #include "edit/edit_riding.h"
 #include "edit/split_places.h"
 #include "model/coded_values.h"
@@ -19,6 +20,7 @@ namespace {
 constexpr double kSamePlace = 0.3;  // Å
 constexpr double kStepAside = 1.5;  // Å
 constexpr int kMostStepsAside = 50;
+constexpr size_t kProbes = 50;   // a copy that lies on its original does so with its first atoms
 constexpr double kFreeU = 0.05;  // Å², of a hydrogen that rides no more
 
 void StopRiding(AtomRecord& atom) {
@@ -39,8 +41,15 @@ class Paster {
 
   std::string Paste() {
     const Fractional aside = StepAside();
+    for (AtomRecord* atom : Atoms(document_.atoms)) {
+      if (IsGrownAtom(*atom)) continue;
+      taken_.emplace(atom->residue, LowerCase(atom->name));
+      lastPeak_ = atom;
+      if (!atom->IsPeak()) lastAtom_ = atom;
+    }
     std::unordered_map<const AtomRecord*, AtomRecord*> copies;
     std::map<int32_t, int32_t> groups;
+    int32_t nextGroup = NextAfixGroup(document_);
     for (const AtomRecord* source : Atoms(from_.atoms)) {
       AtomRecord* atom = CopyOfAtom(document_, *source, messages_);
       if (!atom) return "There is no memory for the new atoms.";
@@ -54,11 +63,14 @@ class Paster {
       atom->parent = carrier == copies.end() ? nullptr : carrier->second;
       if (atom->afixGroup) {
         const auto [group, isNew] = groups.try_emplace(atom->afixGroup, 0);
-        if (isNew) group->second = NextAfixGroup(document_);
+        if (isNew) group->second = nextGroup++;
         atom->afixGroup = group->second;
       }
       if (atom->IsRiding() && !atom->parent) StopRiding(*atom);
-      document_.atoms.LinkBehind(atom, LastLike(*atom));
+      AtomRecord*& last = atom->IsPeak() ? lastPeak_ : lastAtom_;
+      document_.atoms.LinkBehind(atom, last);
+      if (lastPeak_ == last) lastPeak_ = atom;
+      last = atom;
       copies.emplace(source, atom);
     }
     if (copies.empty()) return "There are no atoms to paste.";
@@ -77,7 +89,11 @@ class Paster {
 
   // So that a copy of what is there already can be seen and taken hold of.
   Fractional StepAside() const {
-    const auto isTaken = [&](const AtomRecord* source, const Fractional& aside) {
+    std::vector<const AtomRecord*> probes;
+    for (const AtomRecord* source : Atoms(from_.atoms))
+      if (probes.size() < kProbes) probes.push_back(source);
+    Fractional aside;
+    const auto isTaken = [&](const AtomRecord* source) {
       const Cartesian place = metric_.ToCartesian(PlaceOf(*source) + aside);
       for (const AtomRecord* atom : Atoms(document_.atoms)) {
         const bool alike = atom->element->atomicNumber == source->element->atomicNumber;
@@ -85,13 +101,8 @@ class Paster {
       }
       return false;
     };
-    Fractional aside;
-    for (int step = 0; step < kMostStepsAside; ++step) {
-      bool free = true;
-      for (const AtomRecord* source : Atoms(from_.atoms)) free = free && !isTaken(source, aside);
-      if (free) break;
+    for (int step = 0; step < kMostStepsAside && std::ranges::any_of(probes, isTaken); ++step)
       aside.x += kStepAside / document_.cell.a;
-    }
     return aside;
   }
 
@@ -129,20 +140,13 @@ class Paster {
     atom.residue = static_cast<int32_t>(at - residues.begin());
   }
 
-  std::string FreeName(const AtomRecord& atom) const {
-    const auto isFree = [&](const std::string& name) { return !HolderOfName(document_, name, atom.residue, nullptr); };
-    if (isFree(atom.name)) return atom.name;
+  std::string FreeName(const AtomRecord& atom) {
+    const auto take = [&](const std::string& name) { return taken_.emplace(atom.residue, LowerCase(name)).second; };
+    if (take(atom.name)) return atom.name;
     const std::string symbol(atom.IsPeak() ? "Q" : atom.element->Symbol());
-    for (int number = 1; number < 1000; ++number)
-      if (const std::string name = symbol + std::to_string(number); name.size() <= 4 && isFree(name)) return name;
+    for (int& number = last_[{atom.residue, symbol}]; number < 999;)
+      if (const std::string name = symbol + std::to_string(++number); name.size() <= 4 && take(name)) return name;
     return atom.name;
-  }
-
-  AtomRecord* LastLike(const AtomRecord& wanted) const {
-    AtomRecord* last = nullptr;
-    for (AtomRecord* atom : Atoms(document_.atoms))
-      if (!IsGrownAtom(*atom) && (wanted.IsPeak() || !atom->IsPeak())) last = atom;
-    return last;
   }
 
   Document& document_;
@@ -150,6 +154,10 @@ class Paster {
   UserMessages& messages_;
   const Metric metric_, fromMetric_;
   bool isNewElement_ = false;
+  std::set<std::pair<int32_t, std::string>> taken_;      // residue and name
+  std::map<std::pair<int32_t, std::string>, int> last_;  // number given to an element in a residue
+  AtomRecord* lastAtom_ = nullptr;                       // behind which atoms go
+  AtomRecord* lastPeak_ = nullptr;                       // and peaks
 };
 
 }  // namespace
