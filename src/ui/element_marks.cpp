@@ -16,16 +16,11 @@ ElementMarks::ElementMarks(Workbench& bench, DrawingArea& area) : QObject(&area)
 }
 
 void ElementMarks::Update() {
-  const uint64_t state = bench_.history.State();
-  const std::optional<FileStamp>& stamp = bench_.document.stamp;
-  if (bench_.changes == changes_ && state == state_ && stamp == stamp_) return;
-  changes_ = bench_.changes;
-  state_ = state;
-  stamp_ = stamp;
+  if (!seen_.IsLate(bench_)) return;
   symbols_.clear();
   if (!bench_.hooks.inBackground) return;
   auto copy = std::make_shared<Document>(bench_.document);
-  bench_.hooks.inBackground([copy, path = JobBase(bench_) + ".hkl", here = QPointer(this), changes = changes_] {
+  bench_.hooks.inBackground([copy, path = JobBase(bench_) + ".hkl", here = QPointer(this), changes = seen_.changes] {
     std::string problem;
     std::map<uint32_t, std::string> found;
     for (const ElementDoubt& doubt : FindElementDoubts(*copy, path, problem)) {
@@ -33,7 +28,7 @@ void ElementMarks::Update() {
       if (atom) found[atom->serial] = doubt.suggested.empty() ? "?" : doubt.suggested + "?";
     }
     return [here, found, changes] {
-      if (!here || here->changes_ != changes) return;
+      if (!here || here->seen_.changes != changes) return;
       here->symbols_ = found;
       here->bench_.Repaint();
     };

@@ -4,8 +4,8 @@
 #include <map>
 #include <optional>
 
-#include "app/workbench.h"
 #include "check/model_trials.h"
+#include "ui/seen_state.h"
 
 namespace marvik {
 
@@ -25,9 +25,7 @@ class ElementMarks : public QObject {
   Workbench& bench_;
   DrawingArea& area_;
   std::map<uint32_t, std::string> symbols_;  // by serial, of the state of the document below
-  unsigned changes_ = ~0u;
-  uint64_t state_ = ~0ull;
-  std::optional<FileStamp> stamp_;
+  SeenState seen_;
 };
 
 }  // namespace marvik

@@ -26,14 +26,8 @@ const AtomRecord* MeasureMarks::Shown(const Site& site) const {
   return found && atoms.Passes(found, kVisibleOnly) ? found : nullptr;
 }
 
-// Undo back to what the file holds is no change, and a file opened again is another document.
 void MeasureMarks::Update() {
-  const uint64_t state = bench_.history.State();
-  const std::optional<FileStamp>& stamp = bench_.document.stamp;
-  if (bench_.changes == changes_ && state == state_ && stamp == stamp_) return;
-  changes_ = bench_.changes;
-  state_ = state;
-  stamp_ = stamp;
+  if (!seen_.IsLate(bench_)) return;
   marks_.clear();
   for (const Measure& measure : MeasuresOf(bench_)) {
     Mark mark{{}, measure.Text()};

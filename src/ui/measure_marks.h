@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "app/measures.h"
+#include "ui/seen_state.h"
 
 namespace marvik {
 
@@ -32,9 +33,7 @@ class MeasureMarks : public QObject {
   Workbench& bench_;
   DrawingArea& area_;
   std::vector<Mark> marks_;  // of the state of the document below
-  unsigned changes_ = ~0u;
-  uint64_t state_ = ~0ull;
-  std::optional<FileStamp> stamp_;
+  SeenState seen_;
 };
 
 }  // namespace marvik

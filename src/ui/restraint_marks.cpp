@@ -31,12 +31,7 @@ RestraintMarks::RestraintMarks(Workbench& bench, DrawingArea& area) : QObject(&a
 }
 
 void RestraintMarks::Update() {
-  const uint64_t state = bench_.history.State();
-  const std::optional<FileStamp>& stamp = bench_.document.stamp;
-  if (bench_.changes == changes_ && state == state_ && stamp == stamp_) return;
-  changes_ = bench_.changes;
-  state_ = state;
-  stamp_ = stamp;
+  if (!seen_.IsLate(bench_)) return;
   marks_.clear();
   std::string problem;
   for (const RestraintLine& line : RestraintsAsTheyAre(bench_.document, problem)) {

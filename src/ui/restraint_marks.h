@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "app/workbench.h"
+#include "ui/seen_state.h"
 
 namespace marvik {
 
@@ -29,9 +29,7 @@ class RestraintMarks : public QObject {
   Workbench& bench_;
   DrawingArea& area_;
   std::vector<Mark> marks_;  // of the state of the document below; the most strained last
-  unsigned changes_ = ~0u;
-  uint64_t state_ = ~0ull;
-  std::optional<FileStamp> stamp_;
+  SeenState seen_;
 };
 
 }  // namespace marvik
