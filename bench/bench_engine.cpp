@@ -112,6 +112,15 @@ BENCHMARK_CAPTURE(RunRefinement, Large1000AnisotropicAtomsOneCycle, 1000, 0, 900
     ->Unit(benchmark::kMillisecond)
     ->MeasureProcessCPUTime()
     ->Iterations(1);
+// With all of them: minutes.
+BENCHMARK_CAPTURE(RunRefinement, Whole1000AnisotropicAtomsOneCycle, 1000, 0, 90000, 1, false, false)
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->Iterations(1);
+BENCHMARK_CAPTURE(RunRefinement, Whole5000AtomsGradients, 5000, 0, 90000, 1, true, false)
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->Iterations(1);
 BENCHMARK_CAPTURE(RunRefinement, Large1500AtomsGradients, 1500, 700, 25000, 2, true, false)
     ->Unit(benchmark::kMillisecond)
     ->MeasureProcessCPUTime()

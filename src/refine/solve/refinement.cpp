@@ -120,8 +120,8 @@ class Cycler {
         rows_(system_.gradient.size(), BatchBlocks(system_.gradient.size(), dataBlocks_)),
         friedel_(FriedelFactor(structure, observations)) {}
 
-  // Shifts at the present model, which is calculated on the way.
-  Solution Shifts(int cycle, Calculated& calculated) {
+  // Shifts at the present model, which is calculated on the way; conjugate gradients end after `iterations`.
+  Solution Shifts(int cycle, Calculated& calculated, int iterations = kGradientIterations) {
     const std::vector<bool> frozen = FrozenParameters(blocks_, parametrisation_, cycle);
     if (!job_.conjugateGradients) {
       Assemble(calculated);
@@ -130,8 +130,8 @@ class Cycler {
     }
     parametrisation_.Refresh(structure_);
     pass_.Run(calculated);
-    return ConjugateGradientShifts(pass_, parametrisation_, groups_, MakeAllEquations(calculated), kGradientIterations,
-                                   frozen, calculated);
+    return ConjugateGradientShifts(pass_, parametrisation_, groups_, MakeAllEquations(calculated), iterations, frozen,
+                                   calculated);
   }
 
   // Figures and covariance of the final model.
@@ -139,7 +139,7 @@ class Cycler {
     const size_t n = parametrisation_.Size();
     result.friedelFactor = friedel_;
     if (job_.conjugateGradients) {
-      const Solution solution = Shifts(0, result.calculated);
+      const Solution solution = Shifts(0, result.calculated, 0);  // for its variances
       const double s2 = VarianceScale(MakeResiduals(result.calculated, n));
       for (const double v : solution.variances) result.sigmas.push_back(std::sqrt(v * s2));
       result.blockSigmas = true;
