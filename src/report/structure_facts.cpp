@@ -8,6 +8,7 @@
 
 #include "base/numbers.h"
 #include "crystal/cell_metric.h"
+#include "crystal/space_group.h"
 #include "model/coded_values.h"
 
 namespace marvik {
@@ -108,6 +109,9 @@ std::vector<StructureFact> StructureFacts(const Document& document) {
   add("Formula given", FormulaText(PerFormula(GivenContents(document), units)));
   add("Formula found", FormulaText(PerFormula(found.counts, units)));
   add("Cell", CellText(document.cell));
+  std::string problem;
+  if (const auto group = MakeSpaceGroup(document.latticeCode, document.symmetry, problem); group && group->number > 0)
+    add("Space group", Printf("%s (No. %d)", group->symbol.c_str(), group->number));
   add("Volume", Printf("%.1f Å³", volume));
   const auto operators = static_cast<double>(std::max<size_t>(1, document.symmetry.size()));
   if (!zerr.empty()) add("Z, Z'", Printf("%g, %.4g", units, units / operators));

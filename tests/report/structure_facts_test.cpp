@@ -26,6 +26,7 @@ TEST(StructureFacts, AddUpWhatTheCellHolds) {
   // Two general positions for a Z of 2: half an atom of zinc to the formula unit.
   EXPECT_EQ(facts["Formula found"], "C O Zn0.5");
   EXPECT_EQ(facts["Z, Z'"], "2, 1");
+  EXPECT_EQ(facts["Space group"], "P -1 (No. 2)");
   EXPECT_EQ(facts["Volume"], "1315.0 Å³");
   EXPECT_EQ(facts["Temperature"], "100 K");
   EXPECT_EQ(facts["Wavelength"], "1.54178 Å");
