@@ -224,6 +224,16 @@ TEST_F(GlCommandsTest, APageIsCopiedRowByRowInTheMiddle) {
 }
 
 TEST_F(GlCommandsTest, APageWithoutAPrinterIsAPdfFile) {
+  // Two rows of three pixels at 144 to the inch, 5 from the left and 3 from the top of what is printable: points from
+  // the lower left corner of A4 (595.276 x 841.890) with margins of 28.346.
+  PdfPicturePage small(folder / "small.pdf", 144);
+  ASSERT_TRUE(small.StartDocument("small") && small.BeginRows(2));
+  const std::array<uint32_t, 3> row{};
+  EXPECT_TRUE(small.CopyRow(5, 3, row) && small.CopyRow(5, 4, row));
+  EXPECT_FALSE(small.CopyRow(5, 5, row)) << "a row too many";
+  ASSERT_TRUE(small.EndDocument());
+  EXPECT_NE(ReadWholeFile(folder / "small.pdf").content.find("q 1.5000 0 0 1.0000 30.8465 811.0433 cm"),
+            std::string::npos);
   bench.pictures.bitmapAntiAlias = false;
   ASSERT_EQ(RunCommand(bench, 209, "file=" + (folder / "page.pdf")), Outcome::Done);
   const auto images = Said("pdfimages -list '" + (folder / "page.pdf") + "' | tail -n 1");

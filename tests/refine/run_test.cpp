@@ -159,6 +159,18 @@ TEST_F(RunTest, ABadModelStaysFinite) {
   }
 }
 
+TEST_F(RunTest, CrowdedAtomsAreCountedAndKeepTheirNearestBonds) {
+  std::string ins = std::string(kHead) + "L.S. 0\nFVAR 0.8\nO1 3 0.3 0.2 0.3 11 0.03\n";
+  // 42 carbons within 0.9 Å of one another and 3 Å from the oxygen: each has 41 neighbours.
+  for (int i = 1; i <= 42; ++i) ins += Printf("C%d 1 %.4f 0.55 0.3 11 0.05\n", i, 0.3 + 0.003 * i);
+  ins += "HKLF 4\nEND\n";
+  Simulate("m", ins, 1.2);
+  Write("m.ins", ins);
+  Run("m");
+  EXPECT_NE(Said().find(" 42 atoms have more than 40 neighbours"), std::string::npos) << Said();
+  EXPECT_TRUE(EndsFinished());
+}
+
 TEST_F(RunTest, TheSecondPartsGroupHangsOnTheCarrierAndRestraintsMayBeIncluded) {
   const std::string ins = std::regex_replace(kEthanol, std::regex("AFIX 137[^]*HKLF"),
                                              "PART 1\nAFIX 137\nH2A 2 0.66 0.23 0.27 10.5 -1.5\nH2B 2 0.66 0.15 0.44 "
