@@ -33,8 +33,12 @@ std::vector<std::string> NotesOn(const Session& s, const DensityMap& map, double
   return notes;
 }
 
-std::vector<DensityPeak> PeaksOf(const Session& s, const ImageSearch& search, const DensityMap& map, size_t count,
-                                 bool holes) {
+}  // namespace
+
+std::vector<DensityPeak> PeaksOf(const Session& s, const DensityMap& map, size_t count, bool holes) {
+  std::vector<Fractional> places;
+  for (const Site& site : s.structure.sites) places.push_back(site.x);
+  const ImageSearch search(places, s.structure.group.all, s.structure.metric.cell, kNeighbourReach);
   std::vector<DensityPeak> peaks;
   for (const Peak& found : FindPeaks(s.structure, map, count, holes)) {
     DensityPeak peak{found.x, found.height, found.siteFraction, {}};
@@ -55,8 +59,6 @@ std::vector<DensityPeak> PeaksOf(const Session& s, const ImageSearch& search, co
   return peaks;
 }
 
-}  // namespace
-
 DataDensity DensityFromData(const Document& document, const std::string& hklPath, MapKind kind, size_t count) {
   DataDensity density;
   Session s;
@@ -73,11 +75,8 @@ DataDensity DensityFromData(const Document& document, const std::string& hklPath
   if (count == 0) return density;
   // On the grid of a refinement, so that these are its peaks.
   const DensityMap difference = MakeMap(s.structure, s.observations, calculated);
-  std::vector<Fractional> places;
-  for (const Site& site : s.structure.sites) places.push_back(site.x);
-  const ImageSearch search(places, s.structure.group.all, s.structure.metric.cell, kNeighbourReach);
-  density.peaks = PeaksOf(s, search, difference, count, false);
-  density.holes = PeaksOf(s, search, difference, count, true);
+  density.peaks = PeaksOf(s, difference, count, false);
+  density.holes = PeaksOf(s, difference, count, true);
   return density;
 }
 

@@ -9,6 +9,8 @@
 
 namespace marvik {
 
+struct Session;
+
 inline constexpr double kDensityStep = 0.2;  // Å, of the map's grid at most
 
 struct PeakNeighbour {
@@ -33,6 +35,9 @@ struct DataDensity {
   std::vector<DensityPeak> peaks;  // of the difference map, the highest first
   std::vector<DensityPeak> holes;  // the deepest first
 };
+// The highest maxima of a map of a session, or its deepest minima, with what they are near.
+std::vector<DensityPeak> PeaksOf(const Session& session, const DensityMap& map, size_t count, bool holes);
+
 DataDensity DensityFromData(const Document& document, const std::string& hklPath, MapKind kind, size_t peaks = 0);
 
 }  // namespace marvik

@@ -73,6 +73,10 @@ TEST(CheckCif, EachRuleOfTheModelFindsItsFault) {
   }
 }
 
+TEST(CheckCif, TheMapIsMadeAnewFromEmbeddedFiles) {
+  for (const ModelCase& one : MapCases()) ExpectShown(one.rule, one.wrong, one.right);
+}
+
 TEST(CheckCif, EveryRequiredItemIsMissedAndFound) {
   for (const CifRule& rule : CifRules()) {
     if (!rule.id.starts_with("missing-")) continue;

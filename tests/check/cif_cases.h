@@ -32,6 +32,9 @@ struct ModelCase {
 };
 extern const std::vector<ModelCase> kModelCases;
 
+// Models with the reflections of what is really there.
+std::vector<ModelCase> MapCases();
+
 // Two carbons with as many neighbours as their hybridization has, or an atom with its hydrogen, at a distance.
 struct LengthCase {
   const char* kind;

@@ -170,6 +170,7 @@ std::vector<Finding> CheckBlock(std::string_view text, const CifBlock& block, co
     CheckVoids(checker);
     CheckLists(checker);
     CheckReflections(checker, reflections);
+    CheckDensity(checker);
   }
   return checker.Take();
 }

@@ -11,27 +11,6 @@ namespace marvik::cif {
 
 namespace {
 
-// Told by its content, since its data name differs from program to program.
-bool IsInstructions(std::string_view field) {
-  const std::string text = UnfoldedText(field.substr(0, 20000));
-  return text.find("CELL") != text.npos && text.find("SFAC") != text.npos && text.find("UNIT") != text.npos;
-}
-
-bool IsReflections(std::string_view field) {
-  // Three indices in columns of four, then a number with a point.
-  size_t at = field.find_first_not_of("\r\n");
-  if (at == field.npos) return false;
-  for (int line = 0; line < 3; ++line) {
-    const size_t end = std::min(field.find('\n', at), field.size());
-    std::string_view one = field.substr(at, end - at);
-    if (one.size() < 28 || one.find('.') == one.npos || one.find_first_not_of(" 0123456789.-\r") != one.npos)
-      return false;
-    at = end + 1;
-    if (at >= field.size()) return false;
-  }
-  return true;
-}
-
 struct Counted {
   const char* keyword;
   const char* rule;
@@ -85,6 +64,26 @@ void Instructions(CifChecker& c, std::string_view field) {
 }
 
 }  // namespace
+
+bool IsInstructions(std::string_view field) {
+  const std::string text = UnfoldedText(field.substr(0, 20000));
+  return text.find("CELL") != text.npos && text.find("SFAC") != text.npos && text.find("UNIT") != text.npos;
+}
+
+bool IsReflections(std::string_view field) {
+  // Three indices in columns of four, then a number with a point.
+  size_t at = field.find_first_not_of("\r\n");
+  if (at == field.npos) return false;
+  for (int line = 0; line < 3; ++line) {
+    const size_t end = std::min(field.find('\n', at), field.size());
+    std::string_view one = field.substr(at, end - at);
+    if (one.size() < 28 || one.find('.') == one.npos || one.find_first_not_of(" 0123456789.-\r") != one.npos)
+      return false;
+    at = end + 1;
+    if (at >= field.size()) return false;
+  }
+  return true;
+}
 
 void CheckItems(CifChecker& c) {
   const CifModel& m = c.model;

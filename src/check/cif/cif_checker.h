@@ -51,6 +51,11 @@ void CheckLists(CifChecker& checker);
 void CheckItems(CifChecker& checker);
 void CheckEmbedded(CifChecker& checker);
 void CheckReflections(CifChecker& checker, const CifBlock* reflections);
+void CheckDensity(CifChecker& checker);  // of the embedded files
+
+// Text fields told by their content, since data names differ from program to program.
+bool IsInstructions(std::string_view field);
+bool IsReflections(std::string_view field);
 
 // Contents of the cell by Z times the formula, by row of the element table.
 std::map<int, double> FormulaContents(const CifModel& model);
