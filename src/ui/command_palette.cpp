@@ -70,6 +70,7 @@ CommandPalette::CommandPalette(QWidget* parentWidget, const Workbench& bench, co
     : QDialog(parentWidget, Qt::Dialog | Qt::FramelessWindowHint) {
   setWindowTitle(tr("Find a Command"));
   line_ = new QLineEdit;
+  line_->setToolTip(tr("Words of its name or of what it does; the arrows choose, Enter runs it"));
   line_->setPlaceholderText(tr("Find a command"));
   line_->setAccessibleName(tr("Find a command"));
   line_->installEventFilter(this);

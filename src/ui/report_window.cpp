@@ -47,6 +47,7 @@ ReportWindow::ReportWindow(Workbench& bench, QWidget* parentWidget) : QWidget(pa
   text_->setTabStopDistance(kTabColumns * metrics.horizontalAdvance(QLatin1Char('0')));
 
   radius_ = new QDoubleSpinBox;
+  radius_->setToolTip(tr("How far from the atom neighbours are looked for, Å"));
   radius_->setRange(0.5, kLargestEnvironment);
   radius_->setSingleStep(0.1);
   radius_->setSuffix(tr(" Å"));

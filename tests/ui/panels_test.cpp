@@ -50,6 +50,13 @@ TEST_F(PanelsTest, TheTableAndThePictureSelectTheSameAtoms) {
   EXPECT_EQ(SelectedNames(), "");
 }
 
+TEST_F(PanelsTest, EveryInputSaysWhatItIs) {
+  for (const CommandRow& row : CommandTable())
+    if (QString::fromUtf8(row.name).endsWith(QLatin1String("-panel"))) window->Run(row.id, "on");
+  Settle();
+  test::ExpectTips(*window);
+}
+
 TEST_F(PanelsTest, MeasuresAreDrawnAndGoWithTheStepThatMadeThem) {
   const QImage before = area->grab().toImage();
   window->Run(FindCommand("measure")->id, "C1 O1");

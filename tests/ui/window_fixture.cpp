@@ -1,12 +1,19 @@
 #include "window_fixture.h"
 
+#include <QAbstractItemView>
+#include <QAbstractPrintDialog>
+#include <QAbstractSlider>
+#include <QAbstractSpinBox>
+#include <QAccessible>
 #include <QApplication>
+#include <QComboBox>
 #include <QDialog>
 #include <QFileDialog>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTabBar>
@@ -16,6 +23,8 @@
 #include <clocale>
 #include <cstdio>
 #include <filesystem>
+
+#include "ui/dialogs/dialog_fit.h"
 
 namespace marvik::test {
 
@@ -37,6 +46,44 @@ void ExpectOwnLetters(QWidget& dialog) {
   for (const auto* box : dialog.findChildren<QGroupBox*>()) note(box->title());
   for (const auto* tabs : dialog.findChildren<QTabBar*>())
     for (int i = 0; i < tabs->count(); ++i) note(tabs->tabText(i));
+}
+
+namespace {
+
+// Those are its own business.
+bool IsOfToolkit(const QWidget& window) {
+  return qobject_cast<const QFileDialog*>(&window) || qobject_cast<const QMessageBox*>(&window) ||
+         qobject_cast<const QAbstractPrintDialog*>(&window);
+}
+
+// What text is read in, not put in, needs no tip.
+bool IsInput(const QWidget& part, const QWidget& window) {
+  if (!part.isVisibleTo(&window) || !part.isEnabled() || !(part.focusPolicy() & Qt::TabFocus)) return false;
+  const QWidget* whole = part.parentWidget();
+  if (qobject_cast<const QAbstractSpinBox*>(whole) || qobject_cast<const QComboBox*>(whole)) return false;
+  if (qobject_cast<const QPushButton*>(&part)) return false;
+  const auto* text = qobject_cast<const QPlainTextEdit*>(&part);
+  const auto* line = qobject_cast<const QLineEdit*>(&part);
+  if (text || line) return text ? !text->isReadOnly() : !line->isReadOnly();
+  return qobject_cast<const QAbstractButton*>(&part) || qobject_cast<const QComboBox*>(&part) ||
+         qobject_cast<const QAbstractSpinBox*>(&part) || qobject_cast<const QAbstractSlider*>(&part) ||
+         qobject_cast<const QAbstractItemView*>(&part);
+}
+
+}  // namespace
+
+void ExpectTips(QWidget& window) {
+  if (IsOfToolkit(window)) return;
+  for (QWidget* part : window.findChildren<QWidget*>()) {
+    if (!IsInput(*part, window)) continue;
+    QAccessibleInterface* spoken = QAccessible::queryAccessibleInterface(part);
+    const QString name = spoken ? spoken->text(QAccessible::Name) : QString();
+    const std::string what = window.windowTitle().toStdString() + " [" + window.objectName().toStdString() +
+                             "]: " + part->metaObject()->className() + " " + part->objectName().toStdString() + " '" +
+                             name.toStdString() + "'";
+    EXPECT_FALSE(name.isEmpty()) << what << " has no name";
+    EXPECT_FALSE(part->toolTip().isEmpty()) << what << " has no tip";
+  }
 }
 
 DialogRobot::DialogRobot() {
@@ -62,6 +109,7 @@ bool DialogRobot::eventFilter(QObject* watched, QEvent* event) {
   if (!dialog || event->type() != QEvent::Show) return false;
   const auto* box = qobject_cast<QMessageBox*>(dialog);
   ExpectOwnLetters(*dialog);
+  ExpectTips(*dialog);
   seen.push_back({dialog->windowTitle(), box ? box->text() : QString(), box ? box->icon() : 0});
   const Answer answer =
       answers_.isEmpty() ? [](QWidget& w) { static_cast<QDialog&>(w).reject(); } : answers_.takeFirst();
@@ -180,5 +228,6 @@ int main(int argc, char** argv) {
   QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
   QApplication app(argc, argv);
   std::setlocale(LC_NUMERIC, "C");
+  app.installEventFilter(new marvik::DialogFit(&app));
   return RUN_ALL_TESTS();
 }

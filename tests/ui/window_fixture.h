@@ -19,6 +19,9 @@ namespace marvik::test {
 // No two of a dialog's captions, boxes, buttons and pages go by one letter.
 void ExpectOwnLetters(QWidget& dialog);
 
+// Everything that takes a value says what it sets, to the eye and to a screen reader.
+void ExpectTips(QWidget& window);
+
 // Looks at the letters of every dialog that comes up, answers it, so that no test hangs, and keeps what it said. A
 // dialog for which no answer was put down is recorded and dismissed.
 class DialogRobot : public QObject {

@@ -13,6 +13,7 @@
 #include <QVBoxLayout>
 #include <array>
 
+#include "edit/edit_fields.h"
 #include "ui/text.h"
 
 namespace marvik {
@@ -36,6 +37,15 @@ QString PromptOf(const CommandRow& row) {
   return QString::fromUtf8(row.argument);
 }
 
+// What the command's own words are, where it has some.
+QString TipOf(const CommandRow& row) {
+  QStringList lines;
+  if (row.fields)
+    for (const FieldRange& field : row.fields())
+      lines << QStringLiteral("%1 = %2 %3").arg(ToText(field.key), ToText(field.caption), ToText(ValuesOf(field)));
+  return lines.isEmpty() ? PromptOf(row) : lines.join(QLatin1Char('\n'));
+}
+
 QDialogButtonBox* Buttons(QDialog& dialog) {
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
   QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
@@ -48,7 +58,10 @@ QDialogButtonBox* Buttons(QDialog& dialog) {
 std::optional<int> AskDepthCueLevel(QWidget* parent, int level) {
   QDialog dialog(parent);
   dialog.setWindowTitle(QDialog::tr("Z Level Depth Cue"));
+  dialog.setObjectName(QStringLiteral("depth-cue"));
   auto* bar = new QScrollBar(Qt::Horizontal);
+  bar->setObjectName(QStringLiteral("level"));
+  bar->setAccessibleName(QDialog::tr("Thickness of the slab"));
   bar->setRange(0, 100);
   bar->setSingleStep(1);
   bar->setPageStep(10);
@@ -77,12 +90,14 @@ std::optional<int> AskDepthCueLevel(QWidget* parent, int level) {
 std::optional<std::string> AskPackParameters(QWidget* parent, const std::string& text) {
   QDialog dialog(parent);
   dialog.setWindowTitle(QDialog::tr("Pack Parameters"));
+  dialog.setObjectName(QStringLiteral("pack"));
   auto* grid = new QGridLayout;
   const QStringList before = ToText(text).split(QLatin1Char(','));
   const QLocale numbers = QLocale::c();
   std::array<QDoubleSpinBox*, 6> limits{};
   for (int i = 0; i < 6; ++i) {
     auto* box = new QDoubleSpinBox;
+    box->setObjectName(QLatin1String(i % 2 ? "high" : "low") + QLatin1Char("abc"[i / 2]));
     box->setLocale(numbers);
     box->setRange(-50.0, 50.0);
     box->setSingleStep(0.5);
@@ -95,12 +110,15 @@ std::optional<std::string> AskPackParameters(QWidget* parent, const std::string&
       axis->setBuddy(box);
       grid->addWidget(axis, i / 2, 0);
     } else {
+      box->setAccessibleName(QDialog::tr("Along %1 to").arg(QLatin1Char("abc"[i / 2])));
       grid->addWidget(new QLabel(QDialog::tr("to")), i / 2, 2);
     }
     grid->addWidget(box, i / 2, i % 2 ? 3 : 1);
   }
   auto* molecules = new QRadioButton(QDialog::tr("Whole &molecules whose middle is inside"));
   auto* single = new QRadioButton(QDialog::tr("&Single atoms inside"));
+  molecules->setObjectName(QStringLiteral("molecules"));
+  single->setObjectName(QStringLiteral("single"));
   (before.size() == 7 ? single : molecules)->setChecked(true);
 
   auto* layout = new QVBoxLayout(&dialog);
@@ -120,11 +138,13 @@ std::optional<std::string> AskPackParameters(QWidget* parent, const std::string&
 }
 
 std::optional<std::string> AskCommandText(QWidget* parent, const CommandRow& row, const std::string& initial) {
-  bool accepted = false;
-  const QString text = QInputDialog::getText(parent, PlainCommandName(row.text), PromptOf(row), QLineEdit::Normal,
-                                             ToText(initial), &accepted);
-  if (!accepted || text.trimmed().isEmpty()) return std::nullopt;
-  return ToBytes(text.trimmed());
+  QInputDialog dialog(parent);
+  dialog.setWindowTitle(PlainCommandName(row.text));
+  dialog.setLabelText(PromptOf(row));
+  dialog.setTextValue(ToText(initial));
+  dialog.findChild<QLineEdit*>()->setToolTip(TipOf(row));
+  if (dialog.exec() != QDialog::Accepted || dialog.textValue().trimmed().isEmpty()) return std::nullopt;
+  return ToBytes(dialog.textValue().trimmed());
 }
 
 }  // namespace marvik

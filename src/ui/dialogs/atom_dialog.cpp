@@ -86,6 +86,7 @@ EditArguments Changes(const EditForm& form, const QHash<QString, QString>& befor
 
 std::optional<std::string> AskAtom(QWidget* parent, const Document& document, const std::vector<AtomRecord*>& atoms) {
   EditForm form(parent, QDialog::tr("Atom"));
+  form.setObjectName(QStringLiteral("atom"));
   const QHash<QString, QString> before = CommonFields(document, atoms);
   auto* grid = new QGridLayout;
   for (const Cell& cell : kCells) {

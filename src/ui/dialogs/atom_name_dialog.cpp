@@ -12,6 +12,7 @@ namespace marvik {
 
 std::optional<std::string> AskAtomName(QWidget* parent, const Document& document, const AtomRecord& atom) {
   EditForm form(parent, QDialog::tr("Atom Name"));
+  form.setObjectName(QStringLiteral("atom-name"));
   QLineEdit* name = form.AddField("name", ToText(atom.name));
   auto* layout = new QVBoxLayout(&form);
   layout->addWidget(form.CaptionOf("name", QDialog::tr("New &name of %1:").arg(ToText(atom.name))));

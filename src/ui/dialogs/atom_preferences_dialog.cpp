@@ -33,6 +33,7 @@ class AtomPreferencesDialog : public PreferenceForm {
         bench_(bench),
         before_{bench.document.elements, bench.pictures.probability},
         work_(before_) {
+    setObjectName(QStringLiteral("atom-preferences"));
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(MakeFields());
     layout->addWidget(new QLabel(tr("Radii in Å. A changed bond radius makes the bonds anew.")));

@@ -22,6 +22,7 @@ class BitmapPreferencesDialog : public PreferenceForm {
  public:
   BitmapPreferencesDialog(QWidget* parentWidget, Workbench& bench)
       : PreferenceForm(parentWidget, tr("Bitmap Preferences")), bench_(bench), usual_(UsualBitmapPreferences(bench)) {
+    setObjectName(QStringLiteral("bitmap"));
     size_ = AddField("size", QString::number(usual_.size));
     points_ = AddField("points", QString::number(usual_.pointSize));
     file_ = AddField("file", PathToText(usual_.file));

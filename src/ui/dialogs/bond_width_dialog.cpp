@@ -12,6 +12,7 @@ namespace marvik {
 
 std::optional<std::string> AskBondWidth(QWidget* parent, double present) {
   EditForm form(parent, QDialog::tr("Custom Bond Width"));
+  form.setObjectName(QStringLiteral("bond-width"));
   QLineEdit* width = form.AddField(kBondWidthRange.key, ToText(FieldText(present, 4)));
   auto* row = new QHBoxLayout;
   row->addWidget(form.CaptionOf(kBondWidthRange.key, QDialog::tr("Bond &width in Å:")));

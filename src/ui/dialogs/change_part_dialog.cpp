@@ -30,6 +30,7 @@ QString VariableText(int variable, bool isNew) {
 
 ChangePartDialog::ChangePartDialog(QWidget* parentWidget, Workbench& bench, Runner run)
     : EditForm(parentWidget, tr("Disorder Part Number")), bench_(bench), run_(std::move(run)) {
+  setObjectName(QStringLiteral("part"));
   auto* fields = new QFormLayout;
   atoms_ = new QLabel;
   atoms_->setMinimumWidth(260);

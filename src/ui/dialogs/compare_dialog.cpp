@@ -51,6 +51,7 @@ QComboBox* MakeList(const Workbench& bench, const char* usual) {
 std::optional<std::string> AskComparison(QWidget* parentWidget, const Workbench& bench) {
   QDialog dialog(parentWidget);
   dialog.setWindowTitle(QObject::tr("Compare"));
+  dialog.setObjectName(QStringLiteral("compare"));
   QComboBox* before = MakeList(bench, "disk");
   QComboBox* after = MakeList(bench, "current");
   auto* layout = new QFormLayout(&dialog);

@@ -10,6 +10,8 @@
 #include <QScrollBar>
 #include <QVBoxLayout>
 
+#include "ui/dialogs/field_tips.h"
+
 namespace marvik {
 namespace {
 
@@ -73,6 +75,7 @@ bool DialogFit::eventFilter(QObject* watched, QEvent* event) {
   const QRect all = dialog->screen()->availableGeometry();
   if (event->type() == QEvent::Polish) {
     FreeLetters(*dialog);
+    GiveTips(*dialog);
     const bool before = dialog->testAttribute(Qt::WA_Resized);
     FitDialog(*dialog, all.size() - QSize(0, kTitleBar));
     if (!before && dialog->testAttribute(Qt::WA_Resized)) dialog->setProperty(kFitted, dialog->size());

@@ -12,7 +12,7 @@ void FitDialog(QDialog& dialog, const QSize& room);
 // same.
 void FreeLetters(QDialog& dialog);
 
-// Does both with every dialog of the program as it comes up, by its screen.
+// Does both, and gives the tips, with every dialog of the program as it comes up, by its screen.
 class DialogFit : public QObject {
  public:
   using QObject::QObject;

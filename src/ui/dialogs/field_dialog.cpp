@@ -40,6 +40,7 @@ std::optional<std::string> AskFields(QWidget* parent, const CommandRow& row, con
   const EditArguments present = SplitEditArguments(before);
   QDialog dialog(parent);
   dialog.setWindowTitle(PlainCommandName(row.text));
+  dialog.setObjectName(QString::fromUtf8(row.name));
   auto* form = new QFormLayout;
   std::vector<std::pair<const char*, QWidget*>> inputs;
   for (const FieldRange& field : row.fields()) {

@@ -16,8 +16,10 @@ FoundModelsDialog::FoundModelsDialog(QWidget* parentWidget, const FoundModels& f
                                      std::function<void(size_t row)> show)
     : QDialog(parentWidget) {
   setWindowTitle(tr("Models Found"));
+  setObjectName(QStringLiteral("models"));
   table_ = new QTreeWidget;
   table_->setObjectName(QStringLiteral("models"));
+  table_->setAccessibleName(tr("Models"));
   QStringList headings;
   for (const std::string& heading : found.headings) headings << ToText(heading);
   table_->setHeaderLabels(headings);

@@ -36,6 +36,7 @@ QString Preview(const LabelPlan& plan) {
 std::optional<std::string> AskGroupLabel(QWidget* parent, const Document& document,
                                          const std::vector<AtomRecord*>& atoms, const std::string& initial) {
   EditForm form(parent, QDialog::tr("Atom Group Labeling"));
+  form.setObjectName(QStringLiteral("group-label"));
   const EditArguments before = SplitEditArguments(initial);
   const auto text = [&before](const char* key, const char* usual) {
     const std::string* value = before.Find(key);

@@ -14,12 +14,14 @@ namespace marvik {
 std::optional<std::string> AskHfixOption(QWidget* parent) {
   QDialog dialog(parent);
   dialog.setWindowTitle(QDialog::tr("Set HFIX for selected atom(s)"));
+  dialog.setObjectName(QStringLiteral("hfix"));
   auto* grid = new QGridLayout;
   grid->setHorizontalSpacing(24);
   auto* group = new QButtonGroup(&dialog);
   int row = 0;
   for (const HfixOption& option : kHfixOptions) {
     auto* button = new QRadioButton(QString::fromUtf8(option.button));
+    button->setObjectName(QStringLiteral("hfix%1").arg(row));
     group->addButton(button, option.code);
     const bool hasCaption = option.caption[0] != '\0';
     grid->addWidget(button, row, 0, 1, hasCaption ? 1 : 2);

@@ -10,6 +10,7 @@ namespace marvik {
 
 HidePartDialog::HidePartDialog(QWidget* parentWidget, Workbench& bench, Runner run)
     : EditForm(parentWidget, tr("Hide Disordered Parts")), bench_(bench), run_(std::move(run)) {
+  setObjectName(QStringLiteral("hide-part"));
   auto* layout = new QVBoxLayout(this);
   auto* caption = new QLabel(tr("Part Numbers to Hide:"));
   caption->setMinimumWidth(280);  // the title has to fit

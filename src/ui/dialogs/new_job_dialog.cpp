@@ -14,6 +14,7 @@ namespace marvik {
 std::optional<std::string> AskNewJob(QWidget* parent, const std::string& reflections) {
   const JobStart known = KnownOfJob(reflections);
   EditForm form(parent, QDialog::tr("New from Reflections"));
+  form.setObjectName(QStringLiteral("new-job"));
   auto* fields = new QFormLayout;
   const char* const captions[] = {
       QT_TR_NOOP("&Reflections:"),

@@ -38,6 +38,7 @@ class OpenGlPreferencesDialog : public PreferenceForm {
         area_(area),
         stored_(bench.GlSettings()),
         pictureBefore_(area.Picture()) {
+    setObjectName(QStringLiteral("opengl-preferences"));
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(MakeFields());
     note_ = new QLabel;

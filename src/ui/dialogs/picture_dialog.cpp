@@ -53,6 +53,7 @@ QString Filter() {
 
 PictureDialog::PictureDialog(QWidget* parent, const PictureRequest& initial) : QDialog(parent) {
   setWindowTitle(tr("Save Picture"));
+  setObjectName(QStringLiteral("picture"));
   file_ = new QLineEdit(PathToText(initial.path));
   file_->setObjectName(QStringLiteral("file"));
   file_->setMinimumWidth(file_->fontMetrics().averageCharWidth() * 48);

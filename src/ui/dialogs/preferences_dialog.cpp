@@ -19,7 +19,9 @@ namespace marvik {
 PreferencesDialog::PreferencesDialog(QWidget* parentWidget, Workbench& bench, WindowSettings& settings)
     : QDialog(parentWidget), bench_(bench), settings_(settings) {
   setWindowTitle(tr("Preferences"));
+  setObjectName(QStringLiteral("preferences"));
   auto* search = new QLineEdit;
+  search->setObjectName(QStringLiteral("search"));
   search->setPlaceholderText(tr("Search: labels, colours, engine"));
   search->setAccessibleName(tr("Search the preferences"));
   connect(search, &QLineEdit::textChanged, this, &PreferencesDialog::Search);
@@ -84,6 +86,7 @@ void PreferencesDialog::Add(QFormLayout& form, const QString& caption, const cha
 
 QComboBox* PreferencesDialog::Choice(const std::vector<int>& commands) {
   auto* box = new QComboBox;
+  box->setObjectName(QString::fromUtf8(FindCommand(commands.front())->name));
   for (const int id : commands) {
     box->addItem(PlainCommandName(FindCommand(id)->text), id);
     if (CommandChecked(bench_, id)) box->setCurrentIndex(box->count() - 1);
@@ -95,6 +98,7 @@ QComboBox* PreferencesDialog::Choice(const std::vector<int>& commands) {
 
 QCheckBox* PreferencesDialog::Switch(QFormLayout& form, int command, const char* words) {
   auto* box = new QCheckBox(PlainCommandName(FindCommand(command)->text));
+  box->setObjectName(QString::fromUtf8(FindCommand(command)->name));
   box->setChecked(CommandChecked(bench_, command));
   switches_.emplace_back(command, box);
   Add(form, QString(), words, box);
@@ -103,6 +107,7 @@ QCheckBox* PreferencesDialog::Switch(QFormLayout& form, int command, const char*
 
 QCheckBox* PreferencesDialog::Own(QFormLayout& form, const QString& text, const char* words, bool& value) {
   auto* box = new QCheckBox(text);
+  box->setObjectName(QString::fromUtf8(words).section(QLatin1Char(' '), 0, 0));
   box->setChecked(value);
   own_.emplace_back(&value, box);
   Add(form, QString(), words, box);

@@ -57,11 +57,15 @@ class PublicationDialog : public QDialog {
 PublicationDialog::PublicationDialog(QWidget* parentWidget, PublicationState state)
     : QDialog(parentWidget), state_(std::move(state)) {
   setWindowTitle(tr("Publication Items"));
+  setObjectName(QStringLiteral("publication"));
   block_ = new QComboBox;
+  block_->setObjectName(QStringLiteral("block"));
   for (const std::string& block : state_.blocks) block_->addItem(ToText(block));
   show_ = new QComboBox;
+  show_->setObjectName(QStringLiteral("show"));
   show_->addItems({tr("What is open"), tr("All items")});
   fill_ = new QComboBox;
+  fill_->setObjectName(QStringLiteral("fill"));
   fill_->addItem(tr("Choose what to fill from"));
   if (!state_.beside.empty()) fill_->addItem(tr("The files beside"), QStringLiteral("beside"));
   for (const std::string& name : PackageFiles(kPublicationTemplates, "cif"))
@@ -76,6 +80,7 @@ PublicationDialog::PublicationDialog(QWidget* parentWidget, PublicationState sta
   head->addWidget(Caption(tr("&Fill from:"), fill_));
   head->addWidget(fill_);
   list_ = new QTreeWidget;
+  list_->setObjectName(QStringLiteral("items"));
   list_->setAccessibleName(tr("Items"));
   list_->setHeaderLabels({tr("Item"), tr("Value"), tr("Unit"), tr("From")});
   list_->setRootIsDecorated(false);
@@ -107,9 +112,11 @@ void PublicationDialog::AddFields(QVBoxLayout& layout) {
   meaning_->setWordWrap(true);
   meaning_->setMinimumHeight(fontMetrics().height() * 2);
   value_ = new QPlainTextEdit;
+  value_->setObjectName(QStringLiteral("value"));
   value_->setTabChangesFocus(true);
   value_->setFixedHeight(fontMetrics().height() * 4);
   proposals_ = new QComboBox;
+  proposals_->setObjectName(QStringLiteral("proposals"));
   proposals_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
   fault_ = new QLabel;
   fault_->setTextFormat(Qt::PlainText);
@@ -251,7 +258,9 @@ std::optional<std::string> AskPublication(QWidget* parent, const Workbench& benc
 std::optional<std::string> AskReply(QWidget* parent, const ReplyForm& form) {
   QDialog dialog(parent);
   dialog.setWindowTitle(QObject::tr("Reply to a Finding"));
+  dialog.setObjectName(QStringLiteral("reply"));
   auto* text = new QPlainTextEdit(ToText(form.text));
+  text->setObjectName(QStringLiteral("text"));
   text->setTabChangesFocus(true);
   text->setMinimumSize(text->fontMetrics().averageCharWidth() * 80, text->fontMetrics().height() * 8);
   text->moveCursor(QTextCursor::End);

@@ -37,6 +37,10 @@ constexpr ControlTip kTips[] = {
     {kInvertBox, "The other hand of the structure (MOVE)"},
     {kAnisoBox, "All atoms but hydrogens become anisotropic (ANIS)"},
     {kActaBox, "A CIF, with what it needs (ACTA)"},
+    {kIdleRadio, "The program gets what others leave of the processor"},
+    {kNormalRadio, "The program runs like others"},
+    {kHighRadio, "The program comes before others, where the system allows it"},
+    {kRealtimeRadio, "The program comes before all, where the system allows it"},
     {kOmitBox, "Weak reflections, below so many sigmas (OMIT)"},
     {kOmitSigmasEdit, "Weak reflections, below so many sigmas (OMIT)"},
     {kOmitSecondBox, "Reflections at higher angles than this, degrees (OMIT)"},
@@ -63,6 +67,12 @@ RefinementControlDialog::RefinementControlDialog(QWidget* parentWidget, Refineme
   setLayout(BuildLayout());
   layout()->setSizeConstraint(QLayout::SetFixedSize);
   for (const ControlTip& tip : kTips) findChild<QWidget*>(QString::number(tip.id))->setToolTip(tr(tip.text));
+  for (const WeightControls& row : weights_) {
+    for (QWidget* part : {static_cast<QWidget*>(row.previous), static_cast<QWidget*>(row.previousEdit)})
+      part->setToolTip(tr("Parameter of the weighting scheme that is in force (WGHT)"));
+    for (QWidget* part : {static_cast<QWidget*>(row.suggested), static_cast<QWidget*>(row.suggestedEdit)})
+      part->setToolTip(tr("What the last refinement proposes for it (WGHT after END)"));
+  }
   Show();
   cycles_->setFocus();
   cycles_->selectAll();
@@ -133,6 +143,8 @@ QWidget* RefinementControlDialog::WeightGroup() {
     grid->addWidget(row.suggestedEdit, line, 4);
     row.previous->setAccessibleName(tr("Previous weight %1").arg(line));
     row.suggested->setAccessibleName(tr("Suggested weight %1").arg(line));
+    row.previousEdit->setAccessibleName(tr("Previous value %1").arg(line));
+    row.suggestedEdit->setAccessibleName(tr("Suggested value %1").arg(line));
     const auto clicked = [this, i](auto rule) {
       Collect();
       rule(state_, settings_, i);
@@ -151,6 +163,8 @@ QWidget* RefinementControlDialog::OmitGroup() {
   omitSecond_ = Box(kOmitSecondBox, tr("2&theta"));
   omitSigmas_ = Edit(kOmitSigmasEdit);
   omitTwoTheta_ = Edit(kOmitTwoThetaEdit);
+  omitSigmas_->setAccessibleName(tr("Sigmas"));
+  omitTwoTheta_->setAccessibleName(tr("2theta in degrees"));
   grid->addWidget(omit_, 0, 0);
   grid->addWidget(omitSigmas_, 0, 1);
   grid->addWidget(omitSecond_, 1, 0);

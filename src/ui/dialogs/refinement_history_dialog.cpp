@@ -18,9 +18,11 @@ namespace marvik {
 RefinementHistoryDialog::RefinementHistoryDialog(QWidget* parentWidget, std::vector<RefinementStep> steps)
     : QDialog(parentWidget), steps_(std::move(steps)) {
   setWindowTitle(tr("Refinement History"));
+  setObjectName(QStringLiteral("history"));
   std::ranges::reverse(steps_);
   table_ = new QTreeWidget;
   table_->setObjectName(QStringLiteral("steps"));
+  table_->setAccessibleName(tr("Refinements"));
   table_->setHeaderLabels({tr("Step"), tr("Accepted"), tr("R1"), tr("Atoms")});
   table_->setRootIsDecorated(false);
   table_->setAlternatingRowColors(true);

@@ -65,6 +65,7 @@ RefinementResultDialog::RefinementResultDialog(QWidget* parentWidget, const Refi
                                                const ResultSkipping& skipping)
     : QDialog(parentWidget) {
   setWindowTitle(tr("Refinement Result"));
+  setObjectName(QStringLiteral("result"));
   auto* layout = new QVBoxLayout(this);
   if (!report.note.empty()) {
     auto* note = new QLabel(ToText(report.note));
@@ -80,8 +81,11 @@ RefinementResultDialog::RefinementResultDialog(QWidget* parentWidget, const Refi
   layout->addWidget(Pages(report), 1);
 
   skip_ = new QCheckBox(tr("Accept without as&king when nothing moves by more than"));
+  skip_->setObjectName(QStringLiteral("skip"));
   skip_->setChecked(skipping.on);
   below_ = new QDoubleSpinBox;
+  below_->setObjectName(QStringLiteral("below"));
+  below_->setAccessibleName(tr("Largest shift that is accepted without asking"));
   below_->setLocale(QLocale::c());
   below_->setDecimals(4);
   below_->setRange(0.0, 1.0);
@@ -161,6 +165,7 @@ QWidget* RefinementResultDialog::Pages(const RefinementReport& report) {
   if (!report.restraints.empty()) {
     QTreeWidget* table = Table({tr("Kind"), tr("Target"), tr("Value"), tr("Sigma"), tr("Chi²"), tr("Atoms")});
     table->setObjectName(QStringLiteral("restraints"));
+    table->setAccessibleName(tr("Restraints"));
     for (const RestraintRow& row : report.restraints) AddRow(*table, {row.begin(), row.end()}, 4);
     FitColumns(*table);
     table->setMinimumWidth(std::min(table->minimumWidth(), 600));  // the atoms of a plane may be many
@@ -178,6 +183,7 @@ QWidget* RefinementResultDialog::Pages(const RefinementReport& report) {
   if (!report.findings.empty()) {
     QTreeWidget* table = Table({tr("Level"), tr("Finding")});
     table->setObjectName(QStringLiteral("findings"));
+    table->setAccessibleName(tr("Findings"));
     for (const Finding& finding : report.findings)
       AddRow(*table, {std::string(NameOf(finding.level)), finding.text}, 0);
     FitColumns(*table);
@@ -190,6 +196,7 @@ QWidget* RefinementResultDialog::Pages(const RefinementReport& report) {
 QTreeWidget* RefinementResultDialog::AtomTable(const ModelChanges& changes) {
   QTreeWidget* table = Table({tr("Atom"), tr("Shift, Å"), tr("Shift/s.u.")});
   table->setObjectName(QStringLiteral("atoms"));
+  table->setAccessibleName(tr("Shifts"));
   for (size_t i = 0; i < std::min(kRowsShown, changes.atoms.size()); ++i) {
     const AtomChange& atom = changes.atoms[i];
     AddRow(*table, {atom.name, ShiftText(atom), UncertaintyText(atom)}, 2);
@@ -204,6 +211,7 @@ QTreeWidget* RefinementResultDialog::AtomTable(const ModelChanges& changes) {
 QTreeWidget* RefinementResultDialog::PeakTable(const ModelChanges& changes) {
   QTreeWidget* table = Table({tr("Peak"), tr("e/Å³"), tr("Nearest atom")});
   table->setObjectName(QStringLiteral("peaks"));
+  table->setAccessibleName(tr("Peaks"));
   for (size_t i = 0; i < std::min(kRowsShown, changes.peaks.size()); ++i) {
     const PeakReport& peak = changes.peaks[i];
     AddRow(*table, {peak.name, Printf("%.2f", peak.height), PeakText(peak)}, 1);

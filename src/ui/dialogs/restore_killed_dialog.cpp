@@ -15,6 +15,7 @@ namespace marvik {
 
 std::optional<std::string> AskRestoreKilled(QWidget* parent, const Document& document) {
   EditForm form(parent, QDialog::tr("Undelete Atom(s)"));
+  form.setObjectName(QStringLiteral("restore"));
   auto* list = new QListWidget;
   list->setObjectName(QStringLiteral("killed"));
   list->setSelectionMode(QAbstractItemView::ExtendedSelection);

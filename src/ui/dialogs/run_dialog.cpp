@@ -27,6 +27,7 @@ constexpr int kRows = 22;
 RunDialog::RunDialog(QWidget* parentWidget, RefinementRun& run, bool closeWhenFinished)
     : QDialog(parentWidget), run_(run) {
   setWindowTitle(ToText(run.title));
+  setObjectName(QStringLiteral("run"));
   text_ = new QPlainTextEdit;
   text_->setObjectName(QString::number(kRunText));
   text_->setReadOnly(true);
@@ -42,6 +43,7 @@ RunDialog::RunDialog(QWidget* parentWidget, RefinementRun& run, bool closeWhenFi
   status_ = new QLabel(tr("Starting..."));
   status_->setTextFormat(Qt::PlainText);
   close_ = new QCheckBox(tr("C&lose when finished"));
+  close_->setObjectName(QStringLiteral("close"));
   close_->setChecked(closeWhenFinished);
   auto* print = new QPushButton(tr("&Print"));
   print->setObjectName(QString::number(kRunPrintButton));

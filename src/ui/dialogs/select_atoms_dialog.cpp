@@ -27,6 +27,7 @@ constexpr std::array<ModeButton, 4> kModes{{{SelectMode::Replace, "&Replace the 
 
 std::optional<std::string> AskSelectAtoms(QWidget* parent, const Document& document, const std::string& initial) {
   EditForm form(parent, QDialog::tr("Select Atoms"));
+  form.setObjectName(QStringLiteral("select"));
   const SelectChoice before = ParseSelectChoice(initial, SelectMode::Replace);
   QLineEdit* atoms = form.AddField("atoms", ToText(before.atoms));
   atoms->setMinimumWidth(380);
@@ -54,6 +55,7 @@ std::optional<std::string> AskSelectAtoms(QWidget* parent, const Document& docum
   auto* row = new QHBoxLayout;
   for (size_t i = 0; i < kModes.size(); ++i) {
     buttons[i] = new QRadioButton(QString::fromUtf8(kModes[i].text));
+    buttons[i]->setObjectName(QStringLiteral("mode%1").arg(i));
     buttons[i]->setChecked(kModes[i].mode == before.mode);
     row->addWidget(buttons[i]);
     QObject::connect(buttons[i], &QRadioButton::toggled, count, showCount);

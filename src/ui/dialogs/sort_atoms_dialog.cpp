@@ -27,6 +27,7 @@ QStringList InitialOrder(const Document& document, const std::string& initial) {
 
 std::optional<std::string> AskSortOrder(QWidget* parent, const Document& document, const std::string& initial) {
   EditForm form(parent, QDialog::tr("Sort Atoms"));
+  form.setObjectName(QStringLiteral("sort"));
   auto* list = new QListWidget;
   list->setObjectName(QStringLiteral("order"));
   list->addItems(InitialOrder(document, initial));

@@ -7,6 +7,7 @@
 namespace marvik {
 
 FindingList::FindingList(const QString& mark, const QString& last) {
+  setObjectName(QStringLiteral("findings"));
   setAccessibleName(QObject::tr("Findings"));
   setHeaderLabels({mark, QObject::tr("Finding"), last});
   setRootIsDecorated(false);

@@ -10,6 +10,7 @@ namespace marvik {
 
 HistoryPanel::HistoryPanel(const Workbench& bench, CommandRunner run) : bench_(bench), run_(std::move(run)) {
   list_ = new QListWidget;
+  list_->setObjectName(QStringLiteral("steps"));
   list_->setAccessibleName(tr("Steps since the file was opened"));
   auto* steps = new QPushButton(tr("Refinements..."));
   steps->setToolTip(tr("The accepted refinements of this job, to go back to"));

@@ -30,6 +30,7 @@ constexpr size_t kMostFindings = 300;
 InstructionsPanel::InstructionsPanel(Workbench& bench, CommandRunner run)
     : bench_(bench), run_(std::move(run)), background_(this) {
   editor_ = new InstructionsEditor;
+  editor_->setObjectName(QStringLiteral("editor"));
   list_ = new FindingList(tr("Line"), QString());
   list_->hide();
   state_ = new QLabel;

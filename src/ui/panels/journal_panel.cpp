@@ -68,6 +68,7 @@ JournalPanel::JournalPanel(Workbench& bench, CommandRunner run)
   state_ = new QLabel;
   state_->setTextFormat(Qt::PlainText);
   levels_ = new QComboBox;
+  levels_->setObjectName(QStringLiteral("levels"));
   levels_->setAccessibleName(tr("Levels"));
   for (const char* text : {QT_TR_NOOP("A"), QT_TR_NOOP("A and B"), QT_TR_NOOP("A, B and C"), QT_TR_NOOP("All levels")})
     levels_->addItem(tr(text));

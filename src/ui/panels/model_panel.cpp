@@ -20,10 +20,12 @@ ModelPanel::ModelPanel(Workbench& bench, CommandRunner run) : bench_(bench), run
   };
   table_ = new AtomTable(std::move(edits), this);
   filter_ = new QLineEdit;
+  filter_->setObjectName(QStringLiteral("filter"));
   filter_->setPlaceholderText(tr("Filter: C, C1, part 2, peaks"));
   filter_->setAccessibleName(tr("Filter of the atom table"));
   filter_->setClearButtonEnabled(true);
   view_ = new QTableView;
+  view_->setObjectName(QStringLiteral("atoms"));
   view_->setModel(table_);
   view_->setAccessibleName(tr("Atoms"));
   view_->setSelectionBehavior(QAbstractItemView::SelectRows);

@@ -3,6 +3,7 @@
 #include <QMainWindow>
 #include <algorithm>
 
+#include "ui/dialogs/field_tips.h"
 #include "ui/panels/geometry_panel.h"
 #include "ui/panels/history_panel.h"
 #include "ui/panels/instructions_panel.h"
@@ -80,6 +81,7 @@ void PanelSet::Fill(Entry& entry) {
   if (!entry.panel) {
     entry.panel = KindOf(entry.command).make(bench_, run_);
     entry.dock->setWidget(entry.panel);
+    GiveTips(*entry.dock);
   }
   entry.panel->Follow();
 }

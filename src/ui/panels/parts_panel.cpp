@@ -24,6 +24,7 @@ constexpr int kMostNames = 40;
 
 PartsPanel::PartsPanel(Workbench& bench, CommandRunner run) : bench_(bench), run_(std::move(run)) {
   list_ = new QTreeWidget;
+  list_->setObjectName(QStringLiteral("parts"));
   list_->setAccessibleName(tr("Parts"));
   list_->setRootIsDecorated(false);
   list_->setHeaderLabels({tr("Part"), tr("Variable"), tr("Occupancy"), tr("Atoms")});
@@ -35,6 +36,7 @@ PartsPanel::PartsPanel(Workbench& bench, CommandRunner run) : bench_(bench), run
   buttons->addWidget(all);
   buttons->addStretch();
   level_ = new QSlider(Qt::Horizontal);
+  level_->setObjectName(QStringLiteral("level"));
   level_->setAccessibleName(tr("Height from which peaks are shown"));
   levelText_ = new QLabel;
   levelText_->setBuddy(level_);

@@ -34,6 +34,7 @@ QTreeWidgetItem* LineItem(const RestraintLine& line) {
 
 RestraintsPanel::RestraintsPanel(Workbench& bench, CommandRunner run) : bench_(bench), run_(std::move(run)) {
   list_ = new QTreeWidget;
+  list_->setObjectName(QStringLiteral("restraints"));
   list_->setAccessibleName(tr("Restraints"));
   list_->setHeaderLabels({tr("Restraint"), tr("χ²"), tr("Target"), tr("Value"), tr("Sigma")});
   list_->setEditTriggers(QAbstractItemView::NoEditTriggers);
