@@ -84,7 +84,10 @@ std::optional<std::vector<IndexPair>> BondedPairs(const AtomList& list, Walk& wa
       ClosePairs(std::move(walk.positions), std::move(walk.radii), kBondTolerance, MostBonds(walk.atoms.size()));
   if (!pairs) return std::nullopt;
   std::erase_if(*pairs, [&](const IndexPair& pair) {
-    return !PartsMayBond(walk.atoms[pair.first]->part, walk.atoms[pair.second]->part);
+    const AtomRecord &a = *walk.atoms[pair.first], &b = *walk.atoms[pair.second];
+    // What is whole stands for its images, too, where it lies on a symmetry element.
+    const bool isIdentity = a.symmetryCode == b.symmetryCode || a.part == 0 || b.part == 0;
+    return !PartsMayBond(a.part, b.part, isIdentity);
   });
   std::vector<IndexPair> bound = walk.Indexed(list.bindPairs);
   std::erase_if(bound, [&](const IndexPair& pair) { return !walk.MayBond(pair.first) || !walk.MayBond(pair.second); });

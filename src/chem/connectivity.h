@@ -9,11 +9,12 @@ namespace marvik {
 inline constexpr double kBondTolerance = 0.5;
 
 // Rebuilds all bonds, the hidden-part bits and MoleculeCentre. Two atoms of parts that are not hidden bond: FREE pairs
-// never, BIND pairs always, others by BondCriterion when PartsMayBond. The bonds and their order in every list are
-// those of the plain double loop over the atoms and over those behind each in the list, at a cost that grows with their
-// number. Without atoms the centre is the origin. Atoms whose position is not finite get no bonds and do not count for
-// the centre. Without memory for the bonds, or with so many that nothing but an absurd bond radius can be the reason:
-// the message, a request to quit, and fewer bonds. AtomRecord::scratch of the live atoms is their index afterwards.
+// never, BIND pairs always, others by BondCriterion when PartsMayBond; an atom of a negative PART and a grown one of
+// another image of that PART never do. The bonds and their order in every list are those of the plain double loop over
+// the atoms and over those behind each in the list, at a cost that grows with their number. Without atoms the centre is
+// the origin. Atoms whose position is not finite get no bonds and do not count for the centre. Without memory for the
+// bonds, or with so many that nothing but an absurd bond radius can be the reason: the message, a request to quit, and
+// fewer bonds. AtomRecord::scratch of the live atoms is their index afterwards.
 void Connect(Document& document, UserMessages& messages);
 
 // Stores the distance in Å; true when it is at most the two bond radii + 0.5.

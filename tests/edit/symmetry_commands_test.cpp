@@ -75,6 +75,16 @@ TEST(Grow, CompletesAnInversionCentredHalfAndStops) {
   EXPECT_EQ(s.BondCount(), 2u);
 }
 
+TEST(Grow, ComponentsOfANegativePartDoNotBondToTheirImages) {
+  // A group on an atom at the inversion centre: its image bonds to that, and to nothing of the group.
+  Structure s(kCell, 1, {}, {{"N1", 0, 0, 0}, {"C1", 0.12, 0.10, 0.0, -1}, {"C2", 0.02, 0.13, 0.04, -1}});
+  ASSERT_EQ(s.BondCount(), 3u);
+  EXPECT_EQ(Grow(s.document, s.messages), 0u);
+  Pack(s.document, {{-0.5, -0.5, -0.5}, {0.5, 0.5, 0.5}, false}, s.messages);
+  ASSERT_EQ(s.Count(), 5u);
+  EXPECT_EQ(s.BondCount(), 6u);
+}
+
 TEST(Grow, APolymerGrowsOneShellPerCommand) {
   // A chain along a with one atom per cell length of 2 Å.
   Structure s({2.0, 12, 12, 90, 90, 90}, -1, {}, {{"Fe1", 0.5, 0.5, 0.5}});

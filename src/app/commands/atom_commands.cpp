@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <set>
+#include <unordered_set>
 
 #include "app/commands/command_handlers.h"
 #include "base/numbers.h"
@@ -33,8 +34,14 @@ void Deselect(Workbench& bench) {
   bench.document.atoms.selectedBonds.clear();
 }
 
-Outcome Kill(Workbench& bench, const std::vector<AtomRecord*>& atoms) {
+// Hydrogens go with what they ride on: alone they would ride on the atom before it in the file.
+Outcome Kill(Workbench& bench, std::vector<AtomRecord*> atoms) {
   if (atoms.empty()) return Outcome::Done;
+  const std::unordered_set<const AtomRecord*> chosen(atoms.begin(), atoms.end());
+  for (AtomRecord* atom : Atoms(bench.document.atoms))
+    if (atom->IsRiding() && chosen.contains(atom->parent) && !chosen.contains(atom)) atoms.push_back(atom);
+  const size_t riders = atoms.size() - chosen.size();
+  if (riders > 0 && bench.hooks.tell) bench.hooks.tell(Printf("%zu riding hydrogens went with it.", riders));
   std::set<std::string> names;
   for (const AtomRecord* atom : atoms) {
     if (!IsGrownAtom(*atom)) names.insert(QualifiedName(bench.document, *atom));
