@@ -4,6 +4,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QShortcut>
 #include <QVBoxLayout>
 
 #include "ui/drawing_area.h"
@@ -52,6 +53,7 @@ Tour::Tour(MainWindow& window) : QFrame(&window.Area()), area_(window.Area()) {
   for (QPushButton* button : {next_, skip}) button->setFocusPolicy(Qt::TabFocus);
   connect(next_, &QPushButton::clicked, this, [this] { page_ < kLast ? Show(page_ + 1) : static_cast<void>(close()); });
   connect(skip, &QPushButton::clicked, this, &QWidget::close);
+  connect(new QShortcut(Qt::Key_Escape, this), &QShortcut::activated, this, &QWidget::close);
   auto* buttons = new QHBoxLayout;
   buttons->addStretch(1);
   buttons->addWidget(skip);

@@ -9,8 +9,8 @@ namespace marvik {
 
 class MainWindow;
 
-// A walk through the parts of the window: a card over the picture, page by page, that takes no keys and can be left at
-// any time.
+// A walk through the parts of the window: a card over the picture, page by page, that takes no keys but Escape, by
+// which it can be left at any time.
 class Tour : public QFrame {
   Q_OBJECT
 

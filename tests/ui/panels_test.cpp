@@ -50,6 +50,20 @@ TEST_F(PanelsTest, TheTableAndThePictureSelectTheSameAtoms) {
   EXPECT_EQ(SelectedNames(), "");
 }
 
+TEST_F(PanelsTest, TheColumnsAreSeenAndEscapeEndsTheTour) {
+  window->resize(1300, 900);
+  Settle();
+  EXPECT_LE(view->columnViewportPosition(3) + view->columnWidth(3), view->viewport()->width());
+  window->activateWindow();
+  ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+  window->ShowTour(true);
+  auto* tour = area->findChild<QWidget*>(QStringLiteral("tour"));
+  ASSERT_TRUE(tour && tour->isVisible());
+  area->setFocus();
+  QTest::keyClick(area, Qt::Key_Escape);
+  EXPECT_FALSE(tour->isVisible());
+}
+
 TEST_F(PanelsTest, EveryInputSaysWhatItIs) {
   for (const CommandRow& row : CommandTable())
     if (QString::fromUtf8(row.name).endsWith(QLatin1String("-panel"))) window->Run(row.id, "on");

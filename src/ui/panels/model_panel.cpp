@@ -4,8 +4,10 @@
 #include <QItemSelectionModel>
 #include <QLineEdit>
 #include <QScopedValueRollback>
+#include <QScrollBar>
 #include <QTableView>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <set>
 
 #include "ui/panels/atom_table.h"
@@ -41,7 +43,8 @@ ModelPanel::ModelPanel(Workbench& bench, CommandRunner run) : bench_(bench), run
   view_->setSortingEnabled(true);
   const int digit = view_->fontMetrics().horizontalAdvance(QLatin1Char('0'));
   constexpr int kDigits[] = {9, 8, 5, 10, 8};
-  for (int i = 0; i < AtomTable::kNote; ++i) view_->setColumnWidth(i, kDigits[i] * digit);
+  for (int i = 0; i < AtomTable::kNote; ++i)
+    view_->setColumnWidth(i, std::max(kDigits[i] * digit, view_->horizontalHeader()->sectionSizeHint(i)));
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(2, 2, 2, 2);
   layout->addWidget(filter_);
@@ -53,6 +56,14 @@ ModelPanel::ModelPanel(Workbench& bench, CommandRunner run) : bench_(bench), run
   });
   connect(view_->horizontalHeader(), &QHeaderView::sortIndicatorChanged, this, [this] { ShowSelection(); });
   connect(view_->selectionModel(), &QItemSelectionModel::selectionChanged, this, &ModelPanel::SelectInPicture);
+}
+
+QSize ModelPanel::sizeHint() const {
+  const QMargins margins = layout()->contentsMargins();
+  int width =
+      margins.left() + margins.right() + 2 * view_->frameWidth() + view_->verticalScrollBar()->sizeHint().width();
+  for (int i = 0; i <= AtomTable::kOccupancy; ++i) width += view_->columnWidth(i);
+  return {width, Panel::sizeHint().height()};
 }
 
 void ModelPanel::Follow() {

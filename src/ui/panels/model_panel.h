@@ -16,6 +16,8 @@ class ModelPanel : public Panel {
  public:
   ModelPanel(Workbench& bench, CommandRunner run);
   void Follow() override;
+  // Wide enough for the columns up to the occupancy.
+  QSize sizeHint() const override;
 
  private:
   void SelectInPicture();
