@@ -86,7 +86,7 @@ TEST_F(InputTest, SaysWhereItDoesNotTakeALineAsItStands) {
       {"WGHT", "SADI_7 C1 O1 C2 O1\nWGHT", "SADI_7: there is no such residue (s.ins, line 11)"},
       {"WGHT", "HFIX 43 C8\nWGHT", "HFIX 43 C8: H is not on SFAC (s.ins, line 11)"},
       {"WGHT", "HOPE 2\nWGHT", "HOPE: anisotropic scaling is not done (s.ins, line 11)"},
-      {"WGHT", "LIST 9\nWGHT", "LIST 9: only 2 to 6 are written (s.ins, line 11)"},
+      {"WGHT", "LIST 9\nWGHT", "LIST 9: only 2 to 6 and 8 are written (s.ins, line 11)"},
       {"WGHT", "ABIN\nWGHT", "ABIN: s.fab is not there; nothing is added (s.ins, line 11)"},
       {"HKLF 4", "HKLF 6", "HKLF 6 IS NOT REFINED AGAINST, ONLY 3, 4 AND 5 (s.ins, line 16)"},
   };

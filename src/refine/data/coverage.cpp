@@ -69,11 +69,13 @@ std::vector<Unique> Possible(const SpaceGroup& group, const Metric& metric, doub
 }  // namespace
 
 Coverage MeasureCoverage(const std::vector<Reflection>& raw, const SpaceGroup& group, const Metric& metric,
-                         const DataLimits& limits, double thetaMax) {
+                         const DataLimits& limits, double thetaMax, double thetaFull) {
   constexpr double kRounding = 1.0 + 1e-7;
   Coverage coverage;
   const double highest = std::sin(thetaMax / kDegreesPerRadian) / limits.wavelength * kRounding;
-  const double full = std::min(highest, kFullResolution);
+  const bool isAsked = thetaFull > 0.0 && thetaFull < 90.0;
+  const double full =
+      std::min(highest, isAsked ? std::sin(thetaFull / kDegreesPerRadian) / limits.wavelength : kFullResolution);
   coverage.thetaFull = full < highest ? std::asin(full * limits.wavelength) * kDegreesPerRadian : thetaMax;
   const double expected = 32.0 / 3.0 * kPi * std::pow(highest, 3) * metric.volume;
   if (!(expected < kMostReflections)) return coverage;

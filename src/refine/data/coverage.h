@@ -17,8 +17,9 @@ struct Coverage {
   double friedelMax = 0.0;
   double friedelFull = 0.0;
 };
-// `thetaMax` in degrees is that of the data. Zeros where there would be too many reflections to count.
+// `thetaMax` in degrees is that of the data; a `thetaFull` above 0 takes the place of 0.6 Å⁻¹. Zeros where there would
+// be too many reflections to count.
 Coverage MeasureCoverage(const std::vector<Reflection>& raw, const SpaceGroup& group, const Metric& metric,
-                         const DataLimits& limits, double thetaMax);
+                         const DataLimits& limits, double thetaMax, double thetaFull = 0.0);
 
 }  // namespace marvik

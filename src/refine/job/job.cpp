@@ -82,14 +82,12 @@ void NoteParts(const Document& document, const std::vector<Instruction>& command
                                    [&](const Instruction& c) { return c.name == part.keyword && part.there(c); });
     if (with != commands.end()) notes.push_back(with->text + ": " + part.text + with->place);
   }
-  const std::pair<const char*, size_t> most[] = {{"ACTA", 0}, {"FMAP", 1}, {"PLAN", 1}};
+  const std::pair<const char*, size_t> most[] = {{"ACTA", 1}, {"FMAP", 1}, {"PLAN", 1}};
   for (const auto& [keyword, count] : most) {
     const Instruction command = ParseInstruction(TextInFile(document, keyword));
     if (command.numbers.size() <= count) continue;
-    notes.push_back(
-        keyword +
-        (count == 0 ? ": its numbers have no effect" : Printf(": what stands behind number %zu has no effect", count)) +
-        places.Of(command.keyword));
+    notes.push_back(keyword + Printf(": what stands behind number %zu has no effect", count) +
+                    places.Of(command.keyword));
   }
   for (const double weight : ParseInstruction(TextInFile(document, "WGHT")).numbers) {
     if (weight >= 0.0) continue;
@@ -124,7 +122,7 @@ std::vector<std::string> UnsupportedNotes(const Document& document, const std::v
 }
 
 bool IsWrittenList(int code) {
-  return code >= 2 && code <= 6;
+  return (code >= 2 && code <= 6) || code == 8;
 }
 
 Job MakeJob(const Document& document, const LinePlaces& places) {
@@ -146,7 +144,8 @@ Job MakeJob(const Document& document, const LinePlaces& places) {
   job.peaks = std::abs(WholeNumber(s.PlanPeaks));
   if (!s.ListLine.empty()) job.list = WholeNumber(FirstNumber(s.ListLine, 0.0));
   if (job.list != 0 && !IsWrittenList(job.list)) {
-    job.notes.push_back(Printf("LIST %d: only 2 to 6 are written", job.list) + places.Of(InstructionKeyword::kList));
+    job.notes.push_back(Printf("LIST %d: only 2 to 6 and 8 are written", job.list) +
+                        places.Of(InstructionKeyword::kList));
   }
   if (s.FourierCode >= 2 && s.FourierCode <= 4) {
     job.map = static_cast<MapKind>(s.FourierCode);
@@ -154,6 +153,7 @@ Job MakeJob(const Document& document, const LinePlaces& places) {
     job.notes.push_back(Printf("FMAP %d: the map is a difference map (FMAP 2)", s.FourierCode) +
                         places.Of(InstructionKeyword::kFmap));
   }
+  job.fullTwoTheta = FirstNumber(TextInFile(document, "ACTA"), 0.0);
   job.temperature = FirstNumber(document.instructions.tempLine, 20.0);
   job.bondHydrogens = UpperCase(s.BondLine).find("$H") != std::string::npos;
   for (const Instruction& command : job.commands) {

@@ -32,6 +32,7 @@ struct Job {
   int peaks = 20;
   bool bondHydrogens = false;  // BOND $H
   int list = 0;
+  double fullTwoTheta = 0.0;  // ACTA, degrees: to where the data are to be complete; 0 does not say
   double temperature = 20.0;  // °C
   std::vector<double> size;   // SIZE, mm
   std::vector<Instruction> commands;

@@ -33,7 +33,7 @@ std::string ComposeAmplitudeList(const Session& s) {
 }  // namespace
 
 std::string ComposeReflectionList(const Session& s) {
-  if (s.job.list != 4 && s.job.list != 6) return ComposeAmplitudeList(s);
+  if (s.job.list != 4 && s.job.list < 6) return ComposeAmplitudeList(s);
   CifWriter cif;
   cif.Block(s.name);
   cif.Item("_audit_creation_method", "marvik-refine");
@@ -45,16 +45,19 @@ std::string ComposeReflectionList(const Session& s) {
   cif.Item("_diffrn_radiation_wavelength", Shortest(s.structure.wavelength, 6));
   std::string out = cif.Text() + "\nloop_\n_refln_index_h\n_refln_index_k\n_refln_index_l\n";
   const Calculated& c = s.result.calculated;
-  const bool phases = s.job.list == 6;
+  const bool phases = s.job.list >= 6;
   out += phases ? "_refln_F_squared_meas\n_refln_F_squared_sigma\n_refln_F_calc\n_refln_phase_calc\n"
                 : "_refln_F_squared_calc\n_refln_F_squared_meas\n_refln_F_squared_sigma\n_refln_include_status\n";
+  if (s.job.list == 8) out += "_refln_d_spacing\n";
   for (size_t i = 0; i < c.fo2.size(); ++i) {
     const Miller& h = s.observations.indices[0][i];
     AppendPrintf(out, "%4d%4d%4d", h[0], h[1], h[2]);
     if (phases) {
       const double phase = std::atan2(c.b[i], c.a[i]) * kDegreesPerRadian;
-      AppendPrintf(out, " %12.2f %10.2f %10.2f %8.1f\n", c.fo2[i], c.sigma[i], std::hypot(c.a[i], c.b[i]),
+      AppendPrintf(out, " %12.2f %10.2f %10.2f %8.1f", c.fo2[i], c.sigma[i], std::hypot(c.a[i], c.b[i]),
                    phase < 0.0 ? phase + 360.0 : phase);
+      if (s.job.list == 8) AppendPrintf(out, " %9.5f", 0.5 / std::sqrt(c.s2[i]));
+      out += '\n';
     } else {
       AppendPrintf(out, " %12.2f %12.2f %10.2f o\n", c.fc2[i], c.fo2[i], c.sigma[i]);
     }
