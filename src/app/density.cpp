@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "app/commands/command_handlers.h"
+#include "app/solvent_mask.h"
 #include "base/files.h"
 #include "base/numbers.h"
 #include "base/words.h"
@@ -21,15 +22,6 @@ constexpr char kCaption[] = "Electron Density";
 
 const char* NameOf(MapKind kind) {
   return kind == MapKind::Difference ? "Fo-Fc" : kind == MapKind::Observed ? "Fo" : "2Fo-Fc";
-}
-
-// Of a translated CIF those beside the CIF, where it has none of its own.
-std::string HklOf(const Document& document) {
-  const std::string base = BaseNameOf(document.CurrentFile);
-  constexpr std::string_view kTranslated = "_cif";
-  if (base.ends_with(kTranslated) && !StampOf(base + ".hkl"))
-    return base.substr(0, base.size() - kTranslated.size()) + ".hkl";
-  return base + ".hkl";
 }
 
 void Mix(size_t& key, double value) {
@@ -92,6 +84,14 @@ void Take(Workbench& bench, const std::string& base, MapKind kind, DataDensity d
 
 }  // namespace
 
+std::string HklOf(const Document& document) {
+  const std::string base = BaseNameOf(document.CurrentFile);
+  constexpr std::string_view kTranslated = "_cif";
+  if (base.ends_with(kTranslated) && !StampOf(base + ".hkl"))
+    return base.substr(0, base.size() - kTranslated.size()) + ".hkl";
+  return base + ".hkl";
+}
+
 std::optional<DensityLevel> ParseDensityLevel(std::string_view text) {
   DensityLevel level{0.0, false};
   std::string_view number = Trimmed(text);
@@ -110,33 +110,44 @@ double DensityState::Threshold() const {
 }
 
 std::shared_ptr<const DensityNet> DensityState::NetOf(const Document& document, const Cartesian& centre) {
-  if (!on || !data.map || base != BaseNameOf(document.CurrentFile)) return nullptr;
-  const AtomSet members = MembersOf(document, plane);
+  const std::string now = BaseNameOf(document.CurrentFile);
+  const bool hasMap = on && data.map && base == now;
+  const bool hasVoids = voids && voidsBase == now;
+  if (!hasMap && !hasVoids) return nullptr;
+  AtomSet members;
   std::vector<Cartesian> places;
-  if (plane.empty()) {
+  if (hasMap && plane.empty()) {
     places = PlacesShown(document);
     KeepNearest(places, centre);
-  } else {
+  } else if (hasMap) {
+    members = MembersOf(document, plane);
     for (const AtomRecord* atom : members) places.push_back(atom->position);
   }
-  size_t key = reinterpret_cast<size_t>(data.map.get()) + plane.size();
+  size_t key = (hasMap ? reinterpret_cast<size_t>(data.map.get()) : 0) + plane.size();
+  key ^= hasVoids ? reinterpret_cast<size_t>(voids.get()) * 31 : 0;
   Mix(key, Threshold());
   for (const Cartesian& place : places)
     for (int i = 0; i < 3; ++i) Mix(key, place[i]);
   if (net_ && key == key_) return net_;
   key_ = key;
   auto net = std::make_shared<DensityNet>();
+  if (hasMap) AddMap(document, places, members, *net);
+  if (hasVoids) AddVoidNet(voids->mask, document.matrix, *net);
+  net_ = std::move(net);
+  return net_;
+}
+
+void DensityState::AddMap(const Document& document, std::span<const Cartesian> places, const AtomSet& members,
+                          DensityNet& net) {
   const bool difference = kind == MapKind::Difference;
   if (plane.empty()) {
     const double level = Threshold();
-    AddNet(*data.map, document.matrix, places, kReach, level, difference ? NetTone::Plus : NetTone::Observed, *net);
-    if (difference) AddNet(*data.map, document.matrix, places, kReach, -level, NetTone::Minus, *net);
+    AddNet(*data.map, document.matrix, places, kReach, level, difference ? NetTone::Plus : NetTone::Observed, net);
+    if (difference) AddNet(*data.map, document.matrix, places, kReach, -level, NetTone::Minus, net);
   } else if (const auto fit = FitMeanPlane(document, members, false); fit && fit->isDetermined) {
     contourStep = AddContours(*data.map, document.matrix, SectionThrough(places, fit->normal, kPlaneMargin), 0.0,
-                              difference, *net);
+                              difference, net);
   }
-  net_ = std::move(net);
-  return net_;
 }
 
 DensityState& DensityOf(Workbench& bench) {

@@ -12,6 +12,8 @@
 
 namespace marvik {
 
+struct DataMask;
+
 // A level in e/Å³ or in multiples of the map's sigma.
 struct DensityLevel {
   double value = 3.0;
@@ -29,16 +31,20 @@ struct DensityState {
   std::vector<uint32_t> plane;  // serials of the atoms whose plane is contoured instead; empty for nets
   DataDensity data;             // of the file `base`; without a map nothing is drawn
   std::string base;
+  std::shared_ptr<const DataMask> voids;  // of the file `voidsBase`; their surfaces are drawn where it is not null
+  std::string voidsBase;
 
   DensityLevel& Level() { return levels[kind == MapKind::Difference ? 0 : 1]; }
   const DensityLevel& Level() const { return levels[kind == MapKind::Difference ? 0 : 1]; }
   // e/Å³, 0 without a map.
   double Threshold() const;
-  // Kept until the map, the level or the atoms shown are others. Null without a map.
+  // Kept until the map, the voids, the level or the atoms shown are others. Null without a map and voids.
   std::shared_ptr<const DensityNet> NetOf(const Document& document, const Cartesian& centre);
   double contourStep = 0.0;  // e/Å³, of the last contours
 
  private:
+  void AddMap(const Document& document, std::span<const Cartesian> places, const AtomSet& members, DensityNet& net);
+
   std::shared_ptr<const DensityNet> net_;
   size_t key_ = 0;
 };
@@ -50,6 +56,9 @@ DensityState& DensityOf(Workbench& bench);
 void RefreshDensity(Workbench& bench);
 // After another file, or another state of it, was read.
 void FollowDensity(Workbench& bench);
+
+// The reflections beside the file; of a translated CIF those beside the CIF, where it has none of its own.
+std::string HklOf(const Document& document);
 
 // Peaks and holes of the difference map with their nearest atoms. Nothing after a message.
 std::optional<Report> PeaksReport(Workbench& bench);

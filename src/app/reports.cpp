@@ -2,12 +2,14 @@
 
 #include "app/commands/command_handlers.h"
 #include "app/density.h"
+#include "app/solvent_mask.h"
 #include "chem/hybridization.h"
 
 namespace marvik {
 
 std::optional<Report> ComposeReport(Workbench& bench, const ReportRequest& request) {
   if (request.kind == ReportKind::Peaks) return PeaksReport(bench);
+  if (request.kind == ReportKind::Voids) return VoidsReport(bench);
   const auto uncertainties = FindUncertainties(bench.document, bench.reports.uncertainties);
   return ComposeReport(bench.document, request, uncertainties.get());
 }
@@ -20,7 +22,7 @@ std::optional<std::string> BatchReport(Workbench& bench, ReportKind kind, Report
   const auto report = request.members.empty() && kind >= ReportKind::Planes && kind <= ReportKind::Centroid
                           ? std::nullopt
                           : ComposeReport(bench, request);
-  if (!report && kind == ReportKind::Peaks) return std::nullopt;
+  if (!report && (kind == ReportKind::Peaks || kind == ReportKind::Voids)) return std::nullopt;
   if (report) return FormatReport(bench.document, *report, format);
   if (kind == ReportKind::Centroid) {
     Refuse(bench, "Centroid", "There are no atoms to take the centroid of.");

@@ -106,7 +106,8 @@ TEST_F(ChemCommands, AnEmptyStructureHasAnAnswerForEveryReport) {
   for (const int id : {140, 145, 146, 197, 137, 155, 141}) EXPECT_EQ(RunCommand(bench, id), Outcome::Failed) << id;
   for (const std::string_view name : kReportNames) {
     const ReportKind kind = *ReportKindOf(name);
-    const bool needsAtoms = (kind >= ReportKind::Planes && kind <= ReportKind::Centroid) || kind == ReportKind::Peaks;
+    const bool needsAtoms = (kind >= ReportKind::Planes && kind <= ReportKind::Centroid) || kind == ReportKind::Peaks ||
+                            kind == ReportKind::Voids;
     for (const ReportFormat format : {ReportFormat::Text, ReportFormat::Json, ReportFormat::Csv})
       EXPECT_EQ(BatchReport(bench, kind, format).has_value(), !needsAtoms) << name;
   }

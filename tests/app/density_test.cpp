@@ -7,6 +7,7 @@
 #include "app/open_save.h"
 #include "app/picture/picture_output.h"
 #include "app/reports.h"
+#include "check/data_mask.h"
 #include "draw/surface/lit_picture.h"
 
 namespace marvik {
@@ -100,6 +101,39 @@ TEST_F(DensityTest, PeaksAreThoseOfTheRefinement) {
   EXPECT_NEAR(data.peaks.front().height, highest->peakHeight, 0.1 * highest->peakHeight);
   ASSERT_FALSE(data.peaks.front().nearest.empty());
   EXPECT_LT(data.holes.front().height, 0.0);
+}
+
+// Acetonitrile on a threefold axis, two molecules of 22 electrons in the cell, taken out of a published model.
+TEST_F(DensityTest, AMaskHoldsTheElectronsOfThePublishedSolvent) {
+  for (const char* wrong : {"prob=1", "probe=0", "grid=x", "off"})
+    EXPECT_EQ(RunCommand(bench, 625, wrong), Outcome::Failed) << wrong;
+  messages.shown.clear();
+  if (!OpenReal("rigu_287")) GTEST_SKIP() << "no real data";
+  EXPECT_EQ(BatchReport(bench, ReportKind::Voids, ReportFormat::Json), std::nullopt);
+  EXPECT_EQ(Texts(), "There is no void of 20 Å³ or more: the atoms fill the cell.|");
+  RunCommand(bench, 144, "N3 C23 C24 H23A H23B H23C");
+  RunCommand(bench, 113);
+  messages.shown.clear();
+  ASSERT_EQ(RunCommand(bench, 625), Outcome::Changed) << Texts();
+  const double electrons = bench.density->voids->mask.electrons;
+  EXPECT_NEAR(electrons, 44.0, 4.4);
+  EXPECT_LT(bench.density->voids->r1, bench.density->voids->r1Before - 0.01);
+  ASSERT_TRUE(bench.ScreenOptions().net);
+  EXPECT_GT(bench.ScreenOptions().net->lines.size(), 100u);
+  EXPECT_TRUE(ReadWholeFile(folder / "real.fab").opened);
+  const auto hasAbin = [&] {
+    return std::ranges::any_of(bench.document.instructions.kept, [](const KeptLine& k) { return k.text == "ABIN"; });
+  };
+  EXPECT_TRUE(hasAbin());
+  // With the mask, the map has lost what the solvent was.
+  const DataDensity masked = DensityFromData(bench.document, folder / "real.hkl", MapKind::Difference, 1);
+  EXPECT_NEAR(masked.r1, bench.density->voids->r1, 0.002);
+  EXPECT_EQ(RunCommand(bench, 625), Outcome::Done) << "the mask is made anew from the atoms alone";
+  EXPECT_NEAR(bench.density->voids->mask.electrons, electrons, 0.1);
+  EXPECT_EQ(RunCommand(bench, 627), Outcome::Done);
+  EXPECT_FALSE(bench.ScreenOptions().net);
+  RunCommand(bench, 500);
+  EXPECT_FALSE(hasAbin());
 }
 
 }  // namespace

@@ -239,7 +239,8 @@ TEST_F(CifTest, CarriesTheMaskAndTellsTheHand) {
   Simulate("c", ins, 0.9);
   Write("c.ins", ins);
   const std::string mask =
-      "   1   0   0   0.1000  -0.200E-1\n   2   0   0   0.1000   0.2000\n   0   0   0 0 0\n; end\n";
+      "   1   0   0   0.1000  -0.200E-1\n   2   0   0   0.1000   0.2000\n   0   0   0 0 0\n; end\nREM   1 0.500 40.1 "
+      "8.2\n";
   Write("c.fab", mask);
   ASSERT_EQ(Run("c"), 0) << Said();
   cif_ = Read("c.cif");
@@ -247,6 +248,7 @@ TEST_F(CifTest, CarriesTheMaskAndTellsTheHand) {
   std::map<std::string, std::string> files;
   for (const CifAttachment& file : AttachmentsOf(cif_)) files[file.extension] = file.content;
   EXPECT_EQ(files["fab"], mask);
+  EXPECT_NE(cif_.find("\n   1 0.500 40.1 8.2\n"), std::string::npos) << "the voids are among the details";
   EXPECT_EQ(files["hkl"], Read("c.hkl"));
   EXPECT_EQ(files["res"], Read("c.res"));
 }

@@ -91,6 +91,10 @@ std::span<const FieldRange> SavePictureFields();  // picture_commands.cpp
 Outcome DensityHandler(Workbench& bench, const CommandCall& call);
 Outcome DensityLevelHandler(Workbench& bench, const CommandCall& call);
 Outcome DensityPlaneHandler(Workbench& bench, const CommandCall& call);
+Outcome SolventMaskHandler(Workbench& bench, const CommandCall& call);
+std::span<const FieldRange> MaskFields();  // solvent_mask.h
+Outcome ShowVoidsHandler(Workbench& bench, const CommandCall& call);
+bool AreVoidsShown(const Workbench& bench);
 bool IsDensityShown(const Workbench& bench, std::optional<MapKind> kind);
 bool IsPlaneContoured(const Workbench& bench);
 

@@ -1,13 +1,30 @@
+#include <algorithm>
 #include <cmath>
 
-#include "app/commands/command_handlers.h"
+#include "app/commands/model_handlers.h"
 #include "app/density.h"
+#include "app/refinement/refine_flow.h"
+#include "app/solvent_mask.h"
 #include "base/files.h"
+#include "language/instruction.h"
 
 namespace marvik {
 namespace {
 
 constexpr double kLevelStep = 1.15;
+constexpr char kMask[] = "Solvent Mask";
+
+void ShowVoids(Workbench& bench, std::shared_ptr<const DataMask> mask) {
+  DensityOf(bench).voids = std::move(mask);
+  DensityOf(bench).voidsBase = JobBase(bench);
+}
+
+// A file that another program made is kept.
+int WriteFab(const std::string& path, const std::string& text) {
+  const FileContent old = ReadWholeFile(path);
+  const bool foreign = old.opened && FabRemarks(old.content).empty();
+  return WriteFileAtomically(path, text, foreign ? path + ".bak" : "");
+}
 
 Outcome ShowLevel(Workbench& bench) {
   if (bench.hooks.tell) bench.hooks.tell(DensityText(DensityOf(bench)));
@@ -74,6 +91,41 @@ Outcome DensityPlaneHandler(Workbench& bench, const CommandCall& call) {
   state.on = true;
   RefreshDensity(bench);
   return state.on ? Outcome::Done : Outcome::Failed;
+}
+
+bool AreVoidsShown(const Workbench& bench) {
+  return bench.density && bench.density->voids && bench.density->voidsBase == JobBase(bench);
+}
+
+// Lists the voids, writes their structure factors beside the file, and has the refinement add them.
+Outcome SolventMaskHandler(Workbench& bench, const CommandCall& call) {
+  EditFault fault;
+  const auto options = ParseMask(SplitEditArguments(call.argument), fault);
+  if (!options) return RefuseField(bench, fault);
+  auto data = MakeMask(bench, *options);
+  if (!data) return Outcome::Failed;
+  const std::string path = JobBase(bench) + ".fab";
+  if (const int error = WriteFab(path, data->fab)) return Refuse(bench, kMask, WriteFault(path, error));
+  const std::string list = PlainLines(VoidsReport(*data).text) + "\n" + FileNameOf(path) +
+                           " holds their structure factors, which ABIN adds in a refinement.\n";
+  ShowVoids(bench, std::move(data));
+  auto& kept = bench.document.instructions.kept;
+  const bool isThere =
+      std::ranges::any_of(kept, [](const KeptLine& line) { return ParseInstruction(line.text).name == "ABIN"; });
+  if (!isThere) kept.push_back({KeptPlace::Body, "ABIN"});
+  ShowList(bench, kMask, list);
+  return isThere ? Outcome::Done : Outcome::Changed;
+}
+
+Outcome ShowVoidsHandler(Workbench& bench, const CommandCall&) {
+  if (AreVoidsShown(bench)) {
+    ShowVoids(bench, nullptr);
+    return Outcome::Done;
+  }
+  auto data = MakeMask(bench, {});
+  if (!data) return Outcome::Failed;
+  ShowVoids(bench, std::move(data));
+  return Outcome::Done;
 }
 
 }  // namespace marvik

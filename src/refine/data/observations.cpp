@@ -127,6 +127,28 @@ std::vector<AddedFactor> ParseFabFile(std::string_view content) {
   return factors;
 }
 
+std::vector<std::string> FabRemarks(std::string_view content) {
+  constexpr std::string_view kMark = "\nREM ";
+  std::vector<std::string> remarks;
+  for (size_t at = content.find(kMark); at != std::string_view::npos; at = content.find(kMark, at)) {
+    at += kMark.size();
+    const size_t end = std::min(content.find_first_of("\r\n", at), content.size());
+    remarks.emplace_back(content.substr(at, end - at));
+    at = end;
+  }
+  return remarks;
+}
+
+std::string FabText(const std::vector<AddedFactor>& factors, const std::vector<std::string>& remarks) {
+  std::string text;
+  for (const AddedFactor& factor : factors)
+    AppendPrintf(text, "%4d%4d%4d%14.4f%14.4f\n", factor.h[0], factor.h[1], factor.h[2], factor.f.real(),
+                 factor.f.imag());
+  AppendPrintf(text, "%4d%4d%4d%14.4f%14.4f\n", 0, 0, 0, 0.0, 0.0);
+  for (const std::string& remark : remarks) text += "REM " + remark + "\n";
+  return text;
+}
+
 size_t AddFactors(const std::vector<AddedFactor>& factors, const Structure& structure, double k, double u,
                   Observations& observations) {
   constexpr double kPi = 3.14159265358979323846;

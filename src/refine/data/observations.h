@@ -49,6 +49,9 @@ struct AddedFactor {
 };
 // Lines of h k l A B, numbers between blanks or h k l in columns of four; ends at a line of zeros.
 std::vector<AddedFactor> ParseFabFile(std::string_view content);
+// The lines that FabText has behind the last, without their "REM"; none in files that others made.
+std::vector<std::string> FabRemarks(std::string_view content);
+std::string FabText(const std::vector<AddedFactor>& factors, const std::vector<std::string>& remarks);
 // Fills `added` with k·exp(-8π²U s²)·(A + iB), symmetry and Friedel opposites applied. How many observations have a
 // component without one.
 size_t AddFactors(const std::vector<AddedFactor>& factors, const Structure& structure, double k, double u,

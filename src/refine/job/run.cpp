@@ -72,6 +72,7 @@ std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflectio
   if (s.places.first.contains(InstructionKeyword::kAbin)) {
     const FileContent fab = ReadWholeFile(base + ".fab");
     s.added = ParseFabFile(fab.content);
+    s.voids = FabRemarks(fab.content);
     files.mask = s.added.empty() ? "" : fab.content;
     if (s.added.empty())
       s.notes.push_back("ABIN: " + s.name + (fab.opened ? ".fab has no line of h k l A B" : ".fab is not there") +

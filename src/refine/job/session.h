@@ -21,6 +21,7 @@ struct Session {
   std::vector<std::string> notes;  // said before the first cycle, besides those of the job
   LinePlaces places;               // of the instruction file that the document was read from
   std::vector<AddedFactor> added;  // what ABIN adds to the structure factors
+  std::vector<std::string> voids;  // what its file says of them
   Job job;
   std::vector<AtomRecord*> fresh;  // first hydrogens of groups made from HFIX whose torsion is not known yet
   Structure structure;

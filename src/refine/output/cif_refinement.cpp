@@ -139,6 +139,7 @@ void WriteDetails(const Session& s, CifWriter& cif) {
         " A solvent mask: the contributions of %zu reflections in %s.fab were added to the calculated structure\n"
         " factors (ABIN). Formula, weight, density, F(000) and \\m hold what UNIT says.\n",
         s.added.size(), s.name.c_str());
+  for (const std::string& line : s.voids) details += " " + line + "\n";
   details += HandSentence(s);
   if (details.empty()) {
     cif.Item("_refine_special_details", "?");
