@@ -7,6 +7,7 @@
 #include "app/open_save.h"
 #include "app/picture/picture_output.h"
 #include "app/reports.h"
+#include "check/data_hydrogens.h"
 #include "check/data_mask.h"
 #include "draw/surface/lit_picture.h"
 
@@ -134,6 +135,48 @@ TEST_F(DensityTest, AMaskHoldsTheElectronsOfThePublishedSolvent) {
   EXPECT_FALSE(bench.ScreenOptions().net);
   RunCommand(bench, 500);
   EXPECT_FALSE(hasAbin());
+}
+
+// The recorded groups were turned by least squares; the map has to find them without their hydrogens.
+TEST_F(DensityTest, HydrogensTurnToWhereTheyWerePublished) {
+  EXPECT_EQ(RunCommand(bench, 628), Outcome::Failed);
+  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile)));
+  EXPECT_EQ(RunCommand(bench, 628), Outcome::Failed);
+  EXPECT_EQ(RunCommand(bench, 628, "Nobody"), Outcome::Failed);
+  EXPECT_EQ(messages.shown.size(), 3u);
+  size_t groups = 0;
+  for (const char* name : {"plain_p21c", "small_46", "salt_p212121", "rigu_287", "disorder_4fv"}) {
+    if (!OpenReal(name)) GTEST_SKIP() << "no real data";
+    std::string problem;
+    const auto turns = TurnHydrogensByMap(bench.document, folder / "real.hkl", problem);
+    ASSERT_FALSE(turns.empty()) << name << problem;
+    for (const HydrogenTurn& turn : turns) {
+      if (turn.contrast < 1.5) continue;
+      EXPECT_LE(turn.degrees, 20.0) << name << " " << turn.afix;
+      ++groups;
+    }
+  }
+  EXPECT_GE(groups, 13u);
+  // Turned out of place, shown, and not taken; then taken.
+  ASSERT_TRUE(OpenReal("small_46"));
+  std::string problem;
+  const HydrogenTurn one = TurnHydrogensByMap(bench.document, folder / "real.hkl", problem)[0];
+  const auto first = [&] { return bench.document.atoms.FindSerial(one.hydrogens[0])->fract; };
+  std::vector<Fractional> wrong;
+  for (const uint32_t serial : one.hydrogens) wrong.push_back(bench.document.atoms.FindSerial(serial)->fract);
+  const Fractional middle = (wrong[0] + wrong[1] + wrong[2]) / 3.0;
+  for (size_t i = 0; i < 3; ++i)  // opposite to where they were, about the bond
+    bench.document.atoms.FindSerial(one.hydrogens[i])->fract = middle * 2.0 - wrong[i];
+  const Fractional turned = first();
+  messages.answers = {false};
+  EXPECT_EQ(RunCommand(bench, 628), Outcome::Cancelled);
+  EXPECT_EQ(first(), turned);
+  EXPECT_EQ(RunCommand(bench, 628), Outcome::Changed);
+  double nearest = 1.0;
+  for (const Fractional& place : one.places) nearest = std::min(nearest, Length(first() - place));
+  EXPECT_LT(nearest, 1e-3);
+  RunCommand(bench, 500);
+  EXPECT_EQ(first(), turned);
 }
 
 }  // namespace

@@ -294,6 +294,8 @@ constexpr CommandRow kRows[] = {
      MaskFields},
     {626, "voids-table", "&Voids", "", "", None, Atoms, TableHandler<ReportKind::Voids>, nullptr, ""},
     {627, "show-voids", "Draw Voids", "", "[on|off]", None, Atoms, ShowVoidsHandler, AreVoidsShown, ""},
+    {628, "turn-hydrogens", "Turn Hydrogens by Map", "", "[ATOMS]", Structure, Atoms, TurnHydrogensHandler, nullptr,
+     ""},
     {630, "journal-panel", "Check for &Journal", "F10", "[on|off]", None, Always, PanelHandler, IsPanelShown<630>, ""},
     {631, "publication", "&Publication Items...", "", "ITEMS|FILE", None, Always, PublicationHandler, nullptr, ""},
     {650, "figure", "&Figure Choices...", "", "FIELD=VALUE ...", None, Always, FigureHandler, nullptr, "",

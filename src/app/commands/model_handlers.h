@@ -18,6 +18,9 @@ Outcome PeakLevelHandler(Workbench& bench, const CommandCall& call);
 Outcome CopyAtomsHandler(Workbench& bench, const CommandCall& call);
 Outcome PasteAtomsHandler(Workbench& bench, const CommandCall& call);
 
+// hydrogen_handlers.cpp
+Outcome TurnHydrogensHandler(Workbench& bench, const CommandCall& call);
+
 // restraint_handlers.cpp
 // Atoms in the order in which they are named, else in that in which they were selected; images too. Empty, after a
 // message, for a name that no atom has.

@@ -6,6 +6,7 @@
 #include "base/numbers.h"
 #include "refine/data/weighting.h"
 #include "refine/job/prepare.h"
+#include "refine/job/turn_groups.h"
 #include "refine/structure/atom_names.h"
 
 namespace marvik {
@@ -188,33 +189,15 @@ bool PrepareData(Session& s, const std::vector<Reflection>& raw, const LineSink&
 
 // Turns the groups that HFIX has just made to where the difference density along their circles is highest.
 void FindTorsions(Session& s) {
-  std::vector<HydrogenGroup*> groups;
-  std::vector<double> occupancies;
-  for (const Site& site : s.structure.sites) occupancies.push_back(site.occupancy);
-  for (HydrogenGroup& g : s.hydrogens) {
+  std::vector<const HydrogenGroup*> groups;
+  for (const HydrogenGroup& g : s.hydrogens) {
     const AtomRecord* first = s.structure.sites[static_cast<size_t>(g.hydrogens[0])].atom;
-    if (!g.idealised || g.around.empty() || std::find(s.fresh.begin(), s.fresh.end(), first) == s.fresh.end()) continue;
-    groups.push_back(&g);
-    for (const int h : g.hydrogens) s.structure.sites[static_cast<size_t>(h)].occupancy = 0.0;
+    if (g.idealised && !g.around.empty() && std::ranges::find(s.fresh, first) != s.fresh.end()) groups.push_back(&g);
   }
   if (groups.empty()) return;
-  Calculated calculated;
-  DataPass pass(s.structure, s.observations, s.job.weights);
-  MatchScale(s.structure, pass, calculated);
-  const DensityMap map = MakeMap(s.structure, s.observations, calculated);
-  for (size_t i = 0; i < occupancies.size(); ++i) s.structure.sites[i].occupancy = occupancies[i];
-  for (const HydrogenGroup* g : groups) {
-    double best = -1e30;
-    std::vector<Cartesian> places;
-    for (int torsion = 0; torsion < 360; torsion += 5) {
-      const std::vector<Cartesian> tried = PlaceAtTorsion(s.structure, *g, torsion);
-      double sum = 0.0;
-      for (const Cartesian& p : tried) sum += map.Interpolate(s.structure.metric.ToFractional(p));
-      if (sum > best) best = sum, places = tried;
-    }
-    for (size_t i = 0; i < g->hydrogens.size() && i < places.size(); ++i) {
-      s.structure.sites[static_cast<size_t>(g->hydrogens[i])].x = s.structure.metric.ToFractional(places[i]);
-    }
+  for (const TurnedGroup& turned : TurnToDensity(s, groups)) {
+    for (size_t i = 0; i < turned.places.size(); ++i)
+      s.structure.sites[static_cast<size_t>(turned.group->hydrogens[i])].x = turned.places[i];
   }
   s.parametrisation.Apply(std::vector<double>(s.parametrisation.Size(), 0.0), s.structure);
 }
