@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
 #include "base/numbers.h"
@@ -28,19 +29,19 @@ size_t Utf8Length(std::string_view text) {
   return bad ? 0 : length;
 }
 
-std::string Quoted(const std::string& text, char separator) {
-  const bool plain = text.find_first_of("\"\r\n") == std::string::npos && text.find(separator) == std::string::npos;
-  if (plain || separator == '\t') return text;
+std::string Quoted(std::string_view text, char separator) {
+  const bool plain = text.find_first_of("\"\r\n") == text.npos && text.find(separator) == text.npos;
+  if (plain || separator == '\t') return std::string(text);
   std::string result = "\"";
   for (const char c : text) result.append(c == '"' ? 2 : 1, c);
   return result + '"';
 }
 
 // With the digits that the text has.
-nlohmann::ordered_json NumberOf(const std::string& text) {
+nlohmann::ordered_json NumberOf(std::string_view text) {
   double value = 0.0;
   if (!ParseWholeNumber(text, value)) return nullptr;
-  if (text.find('.') == std::string::npos && std::fabs(value) < 1e9) return static_cast<int>(value);
+  if (text.find('.') == text.npos && std::fabs(value) < 1e9) return static_cast<int>(value);
   return value;
 }
 
@@ -61,73 +62,127 @@ std::string Utf8Of(std::string_view bytes) {
   return result;
 }
 
+void ReportTable::Add(Kind kind, const std::vector<std::string_view>& texts) {
+  fields_.push_back({texts_.size(), static_cast<uint32_t>(texts.size()), kind});
+  for (const std::string_view text : texts) {
+    const auto length = static_cast<uint32_t>(text.size());
+    texts_.append(reinterpret_cast<const char*>(&length), sizeof length).append(text.substr(0, length));
+  }
+}
+
+std::vector<std::string_view> ReportTable::TextsOf(const Field& field) const {
+  std::vector<std::string_view> texts(field.count);
+  std::string_view rest = std::string_view(texts_).substr(field.at);
+  for (std::string_view& text : texts) {
+    uint32_t length = 0;
+    std::memcpy(&length, rest.data(), sizeof length);
+    text = rest.substr(sizeof length, length);
+    rest.remove_prefix(sizeof length + length);
+  }
+  return texts;
+}
+
+void ReportTable::Append(const ReportTable& other) {
+  for (Field field : other.fields_) {
+    field.at += texts_.size();
+    fields_.push_back(field);
+  }
+  texts_ += other.texts_;
+}
+
 void ReportTable::Numbers(const std::vector<double>& values, int decimals, Kind kind) {
-  Field field{kind, {}};
+  std::vector<std::string> texts;
   for (const double value : values)
-    field.texts.push_back(std::isfinite(value) ? Printf("%.*f", decimals, Shown(value, decimals)) : "");
-  Add(std::move(field));
+    texts.push_back(std::isfinite(value) ? Printf("%.*f", decimals, Shown(value, decimals)) : "");
+  Add(kind, {texts.begin(), texts.end()});
 }
 
 void ReportTable::Measured(double value, std::optional<double> su, int decimals) {
   const bool isKnown = std::isfinite(value);
   // Two decimals more than the text for readers, so that nothing is lost by rounding.
-  Add({Kind::Measured,
-       {isKnown ? Printf("%.*f", decimals + 2, Shown(value, decimals + 2)) : ""},
-       isKnown ? WithUncertainty(value, su, decimals) : "-"});
-  Add({Kind::Su, {su && std::isfinite(*su) ? Printf("%.*f", decimals + 2, *su) : ""}});
+  Add(Kind::Measured, {isKnown ? Printf("%.*f", decimals + 2, Shown(value, decimals + 2)) : "",
+                       isKnown ? WithUncertainty(value, su, decimals) : "-"});
+  Add(Kind::Su, {su && std::isfinite(*su) ? Printf("%.*f", decimals + 2, *su) : ""});
 }
 
-ReportTable::Cells ReportTable::Expanded(bool together) const {
-  Cells cells(Rows() + 1);
+std::vector<ReportTable::Shape> ReportTable::Shapes(bool together) const {
+  std::vector<Shape> shapes;
   for (size_t column = 0; column < headings.size(); ++column) {
-    const Kind kind = Rows() > 0 ? At(0, column).kind : Kind::Text;
-    if (together && kind == Kind::Su) continue;
-    size_t width = 1;
-    const bool isList = kind == Kind::TextList || kind == Kind::NumberList;
-    for (size_t row = 0; isList && row < Rows(); ++row) width = std::max(width, At(row, column).texts.size());
+    Shape shape{{}, Rows() > 0 ? At(0, column).kind : Kind::Text};
+    const bool isList = shape.kind == Kind::TextList || shape.kind == Kind::NumberList;
+    size_t width = together && shape.kind == Kind::Su ? 0 : 1;
+    for (size_t row = 0; isList && row < Rows(); ++row) width = std::max<size_t>(width, At(row, column).count);
     const auto named = std::find_if(columnNames_.begin(), columnNames_.end(),
                                     [&](const Columns& c) { return c.heading == headings[column]; });
     const std::string& heading = headings[column];
     const std::string single = heading.ends_with('s') ? heading.substr(0, heading.size() - 1) : heading;
     for (size_t i = 0; i < width; ++i) {
       const bool hasName = named != columnNames_.end() && i < named->columns.size();
-      cells[0].push_back(hasName ? named->columns[i] : isList ? single + std::to_string(i + 1) : heading);
-      for (size_t row = 0; row < Rows(); ++row) {
-        const Field& field = At(row, column);
-        const bool isThere = i < field.texts.size();
-        std::string text = isThere ? field.texts[i] : "";
-        if (together && field.kind == Kind::Measured) text = field.together;
-        if (together && text.empty() && (!isThere || kind == Kind::Number || kind == Kind::NumberList)) text = "-";
-        cells[row + 1].push_back(std::move(text));
-      }
+      shape.headings.push_back(hasName ? named->columns[i] : isList ? single + std::to_string(i + 1) : heading);
+    }
+    shapes.push_back(std::move(shape));
+  }
+  return shapes;
+}
+
+std::vector<std::string_view> ReportTable::Cells(const std::vector<Shape>& shapes, size_t row, bool together) const {
+  std::vector<std::string_view> cells;
+  for (size_t column = 0; column < shapes.size(); ++column) {
+    const Field& field = At(row, column);
+    const auto texts = TextsOf(field);
+    const bool isMeasured = field.kind == Kind::Measured;
+    const bool isNumber = shapes[column].kind == Kind::Number || shapes[column].kind == Kind::NumberList;
+    for (size_t i = 0; i < shapes[column].headings.size(); ++i) {
+      const bool isThere = i < texts.size();
+      std::string_view text = isMeasured && together ? texts[1] : isThere ? texts[i] : "";
+      if (together && text.empty() && (!isThere || isNumber)) text = "-";
+      cells.push_back(text);
     }
   }
   return cells;
 }
 
-std::string ReportTable::Joined(const Cells& cells, char separator) {
+std::string ReportTable::Joined(bool together, char separator) const {
+  const auto shapes = Shapes(together);
   std::string text;
-  for (const auto& row : cells) {
-    for (size_t i = 0; i < row.size(); ++i) text.append(i ? 1 : 0, separator).append(Quoted(row[i], separator));
+  const auto join = [&](const auto& cells, bool isFirst) {
+    for (const auto& cell : cells) {
+      if (!isFirst) text += separator;
+      text += Quoted(cell, separator);
+      isFirst = false;
+    }
+  };
+  bool isFirst = true;
+  for (const Shape& shape : shapes) {
+    join(shape.headings, isFirst);
+    isFirst &= shape.headings.empty();
+  }
+  text += '\n';
+  for (size_t row = 0; row < Rows(); ++row) {
+    join(Cells(shapes, row, together), true);
     text += '\n';
   }
   return text;
 }
 
 std::string ReportTable::Aligned() const {
-  const Cells cells = Expanded(true);
-  std::vector<size_t> widths(cells[0].size());
-  for (size_t row = 1; row < cells.size(); ++row)
-    for (size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], cells[row][i].size());
+  const auto shapes = Shapes(true);
+  std::vector<std::string_view> first;
+  for (const Shape& shape : shapes) first.insert(first.end(), shape.headings.begin(), shape.headings.end());
+  std::vector<size_t> widths(first.size());
+  for (size_t row = 0; row < Rows(); ++row) {
+    const auto cells = Cells(shapes, row, true);
+    for (size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], cells[i].size());
+  }
   for (size_t i = 0; i < widths.size(); ++i)
-    if (widths[i] > 0) widths[i] = std::max(widths[i], cells[0][i].size());
+    if (widths[i] > 0) widths[i] = std::max(widths[i], first[i].size());
   std::string text;
-  for (const auto& row : cells) {
-    std::string line;
-    for (size_t i = 0; i < row.size(); ++i)
-      if (widths[i] > 0) line.append(row[i]).append(widths[i] + 2 - row[i].size(), ' ');
-    line.erase(line.find_last_not_of(' ') + 1);
-    text += line + '\n';
+  for (size_t line = 0; line <= Rows(); ++line) {
+    const auto cells = line == 0 ? first : Cells(shapes, line - 1, true);
+    for (size_t i = 0; i < widths.size(); ++i)
+      if (widths[i] > 0) text.append(cells[i]).append(widths[i] + 2 - cells[i].size(), ' ');
+    text.erase(text.find_last_not_of(' ') + 1);
+    text += '\n';
   }
   return text;
 }
@@ -140,14 +195,15 @@ std::string ReportTable::Json(int indent) const {
     for (size_t column = 0; column < headings.size(); ++column) {
       const Field& field = At(row, column);
       auto& value = object[headings[column]];
+      const auto texts = TextsOf(field);
       if (field.kind == Kind::Text) {
-        value = Utf8Of(field.texts[0]);
+        value = Utf8Of(texts[0]);
       } else if (field.kind == Kind::TextList || field.kind == Kind::NumberList) {
         value = nlohmann::ordered_json::array();
-        for (const std::string& item : field.texts)
+        for (const std::string_view item : texts)
           field.kind == Kind::TextList ? value.push_back(Utf8Of(item)) : value.push_back(NumberOf(item));
       } else {
-        value = NumberOf(field.texts[0]);
+        value = NumberOf(texts[0]);
       }
     }
     text.append(row ? ",\n" : "\n").append(blanks).append(object.dump());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,14 +15,14 @@ class ReportTable {
   explicit ReportTable(std::vector<std::string> tableHeadings, std::string tableName = {})
       : name(std::move(tableName)), headings(std::move(tableHeadings)) {}
 
-  void Text(std::string_view text) { Add({Kind::Text, {std::string(text)}}); }
+  void Text(std::string_view text) { Add(Kind::Text, {text}); }
   void Number(double value, int decimals) { Numbers({value}, decimals, Kind::Number); }
-  void Integer(int value) { Add({Kind::Number, {std::to_string(value)}}); }
-  void Missing() { Add({Kind::Number, {{}}}); }
+  void Integer(int value) { Add(Kind::Number, {std::to_string(value)}); }
+  void Missing() { Add(Kind::Number, {""}); }
   // A value and its standard uncertainty, two fields; texts for readers show them as one, "1.523(3)".
   void Measured(double value, std::optional<double> su, int decimals);
   // A list is one field of JSON and as many columns elsewhere as the longest has entries: "atom1", "atom2" of "atoms".
-  void Texts(std::vector<std::string> texts) { Add({Kind::TextList, std::move(texts)}); }
+  void Texts(const std::vector<std::string>& texts) { Add(Kind::TextList, {texts.begin(), texts.end()}); }
   void Numbers(const std::vector<double>& values, int decimals) { Numbers(values, decimals, Kind::NumberList); }
   // Names for the columns of a list instead.
   void NameColumns(const std::string& heading, std::vector<std::string> columns) {
@@ -29,12 +30,12 @@ class ReportTable {
   }
 
   // The rows of a table with the same headings behind these.
-  void Append(const ReportTable& other) { fields_.insert(fields_.end(), other.fields_.begin(), other.fields_.end()); }
+  void Append(const ReportTable& other);
 
   // Lines of the headings and of each row, ended by line feeds. What is not there is "-" where tabs part the columns
   // and empty between commas, quoted as RFC 4180 has it.
-  std::string TabSeparated() const { return Joined(Expanded(true), '\t'); }
-  std::string CommaSeparated() const { return Joined(Expanded(false), ','); }
+  std::string TabSeparated() const { return Joined(true, '\t'); }
+  std::string CommaSeparated() const { return Joined(false, ','); }
   // As wide as they have to be; columns without any text are left out.
   std::string Aligned() const;
   // An array of objects; a number that is missing or not finite is null. `indent` blanks before each.
@@ -46,25 +47,34 @@ class ReportTable {
   std::vector<std::string> headings;
 
  private:
-  enum class Kind { Text, Number, Measured, Su, TextList, NumberList };
+  enum class Kind : uint8_t { Text, Number, Measured, Su, TextList, NumberList };
+  // A million rows are held in a hundred bytes each: the texts of a field stand in one string, each behind its length.
   struct Field {
+    size_t at = 0;
+    uint32_t count = 0;  // a measured value has a second text, with its uncertainty
     Kind kind = Kind::Text;
-    std::vector<std::string> texts;  // of a number "" for none
-    std::string together = {};       // a measured value with its uncertainty
   };
   struct Columns {
     std::string heading;
     std::vector<std::string> columns;
   };
-  using Cells = std::vector<std::vector<std::string>>;
+  // What a heading becomes in lines: none, one or several columns.
+  struct Shape {
+    std::vector<std::string> headings;
+    Kind kind = Kind::Text;
+  };
 
-  void Add(Field field) { fields_.push_back(std::move(field)); }
+  void Add(Kind kind, const std::vector<std::string_view>& texts);
   void Numbers(const std::vector<double>& values, int decimals, Kind kind);
   const Field& At(size_t row, size_t column) const { return fields_[row * headings.size() + column]; }
-  Cells Expanded(bool together) const;
-  static std::string Joined(const Cells& cells, char separator);
+  // A number that is missing is an empty text.
+  std::vector<std::string_view> TextsOf(const Field& field) const;
+  std::vector<Shape> Shapes(bool together) const;
+  std::vector<std::string_view> Cells(const std::vector<Shape>& shapes, size_t row, bool together) const;
+  std::string Joined(bool together, char separator) const;
 
   std::vector<Field> fields_;
+  std::string texts_;
   std::vector<Columns> columnNames_;
 };
 
