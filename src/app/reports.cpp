@@ -23,6 +23,8 @@ std::optional<std::string> BatchReport(Workbench& bench, ReportKind kind, Report
                           ? std::nullopt
                           : ComposeReport(bench, request);
   if (!report && (kind == ReportKind::Peaks || kind == ReportKind::Voids)) return std::nullopt;
+  if (report && !report->limit.empty())
+    bench.messages.Show({MessageIcon::Warning, "Error: Atoms Too Close", report->limit});
   if (report) return FormatReport(bench.document, *report, format);
   if (kind == ReportKind::Centroid) {
     Refuse(bench, "Centroid", "There are no atoms to take the centroid of.");

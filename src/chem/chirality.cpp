@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "chem/crowding.h"
 #include "chem/crystal_fragments.h"
 #include "chem/sequence_rules.h"
 
@@ -32,7 +33,7 @@ std::optional<StereoCentre> Judge(const BondGraph& graph, const AtomRecord& atom
 
 std::vector<StereoCentre> FindStereoCentres(const Document& document) {
   std::vector<StereoCentre> found;
-  if (!IsPossible(document.cell)) return found;
+  if (!IsPossible(document.cell) || FindCrowded(document)) return found;
   const Metric metric = MakeMetric(document.cell);
   const StructureBonds bonds(document);
   std::vector<int> parts{1};

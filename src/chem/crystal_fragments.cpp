@@ -8,6 +8,7 @@
 #include <set>
 
 #include "chem/connectivity.h"
+#include "chem/crowding.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -115,10 +116,8 @@ bool CrystalFragments::FindBondingImages(const AtomRecord& atom, std::vector<Ato
 
 bool CrystalFragments::RefuseCrowded(UserMessages& messages) const {
   if (!crowded_) return false;
-  messages.Show({MessageIcon::Warning, "Error: Atoms Too Close",
-                 "More than " + std::to_string(kMostBondingImages) +
-                     " atoms or images stand within bonding distance of " + crowded_->name +
-                     ": symmetry cannot be worked out."});
+  messages.Show(
+      {MessageIcon::Warning, "Error: Atoms Too Close", CrowdedText(*crowded_) + "symmetry cannot be worked out."});
   return true;
 }
 

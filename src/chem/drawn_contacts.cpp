@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "chem/crowding.h"
 #include "chem/hybridization.h"
 
 namespace marvik {
@@ -36,7 +37,7 @@ std::vector<DrawnContact> ContactsShown(const Document& document, bool hydrogenB
   double longest = 0.0;  // radius
   for (const AtomRecord* atom : Atoms(document.atoms, kVisibleOnly))
     longest = std::max(longest, VanDerWaalsRadius(ChemicalNumber(*atom)));
-  if (longest == 0.0) return contacts;
+  if (longest == 0.0 || FindCrowded(document)) return contacts;
   const ShownAtoms shown(document);
   const GeometryUncertainty none(document, nullptr);
   const EnvironmentSearch search(document, 2.0 * longest, none);

@@ -53,9 +53,10 @@ class Surroundings {
     const AtomRecord& first = *images_[a].atom;
     const AtomRecord& second = *images_[b].atom;
     // Two hydrogens are never bonded, however near they stand.
-    if (a == b || AreAlternatives(first, second) || (first.IsHydrogen() && second.IsHydrogen())) return false;
-    return Distance(images_[a].position, images_[b].position) <=
-           first.element->bondRadius + second.element->bondRadius + kBondTolerance;
+    return a != b &&
+           Distance(images_[a].position, images_[b].position) <=
+               first.element->bondRadius + second.element->bondRadius + kBondTolerance &&
+           !(first.IsHydrogen() && second.IsHydrogen()) && !AreAlternatives(first, second);
   }
 
   // Bonds between the atom itself and each image, kBondsApart + 1 for more.

@@ -134,14 +134,20 @@ std::vector<NeighbourImage> NeighbourSearch::FindWithin(const AtomRecord& atom, 
   std::vector<AtomImage> images;
   images_.FindNear(atom.fract, std::min(radius, reach_), images);
   const auto source = [](const AtomRecord& a) { return a.sourceSerial ? a.sourceSerial : a.serial; };
+  const bool hasCopies = std::any_of(images.begin(), images.end(),
+                                     [&](const AtomImage& image) { return atoms_[image.atom]->sourceSerial != 0; });
   std::vector<NeighbourImage> found;
   for (const AtomImage& image : images) {
     AtomRecord* other = atoms_[image.atom];
     if (image.distance < kSamePlace) continue;
-    if (std::any_of(found.begin(), found.end(), [&](const NeighbourImage& kept) {
-          return source(*kept.atom) == source(*other) && Distance(kept.position, image.position) <= kSamePlace;
-        }))
-      continue;
+    // Those of one atom stand behind one another, but for copies of it.
+    bool isKnown = false;
+    for (auto kept = found.rbegin(); kept != found.rend() && !isKnown; ++kept) {
+      const bool isSame = source(*kept->atom) == source(*other);
+      if (!isSame && !hasCopies) break;
+      isKnown = isSame && Distance(kept->position, image.position) <= kSamePlace;
+    }
+    if (isKnown) continue;
     found.push_back({other, image.op, image.SymmetryCode(), image.fract, image.position, image.distance});
   }
   return found;

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "chem/connectivity.h"
+#include "chem/crowding.h"
 #include "chem/crystal_fragments.h"
 #include "crystal/cell_metric.h"
 
@@ -26,33 +27,47 @@ bool IsListed(const AtomRecord& atom) {
   return !IsGenerated(atom) && !atom.IsPeak();
 }
 
-void Add(const StructureBonds& bonds, const GeometryUncertainty& uncertainty, std::vector<GeometrySite> sites,
-         std::vector<GeometryValue>& values) {
-  std::vector<Cartesian> places;
-  for (const GeometrySite& site : sites) places.push_back(bonds.PlaceOf(site));
-  const auto value = GeometryOf(places);
-  if (!value) return;
-  const auto su = uncertainty.OfGeometry(sites);
-  values.push_back({std::move(sites), *value, su});
-}
+// Measures until there are more values than make sense.
+class Gatherer {
+ public:
+  Gatherer(const StructureBonds& bonds, const GeometryUncertainty& uncertainty, size_t most)
+      : bonds_(bonds), uncertainty_(uncertainty), most_(most) {}
 
-void AddAngles(const StructureBonds& bonds, const GeometryUncertainty& uncertainty, const GeometrySite& centre,
-               const std::vector<GeometrySite>& around, std::vector<GeometryValue>& values) {
-  for (size_t i = 0; i < around.size(); ++i)
-    for (size_t j = 0; j < i; ++j) Add(bonds, uncertainty, {around[j], centre, around[i]}, values);
-}
+  bool IsFull() const { return values.size() > most_; }
 
-void AddTorsions(const StructureBonds& bonds, const GeometryUncertainty& uncertainty, const GeometrySite& b,
-                 const GeometrySite& c, std::vector<GeometryValue>& values) {
-  const auto isAt = [](const GeometrySite& x, const GeometrySite& y) {
-    return x.atom == y.atom && AreSame(x.fract, y.fract);
-  };
-  const auto begins = bonds.NeighboursOf(b);
-  const auto ends = bonds.NeighboursOf(c);
-  for (const GeometrySite& end : ends)
-    for (const GeometrySite& begin : begins)
-      if (!isAt(begin, c) && !isAt(end, b) && !isAt(begin, end)) Add(bonds, uncertainty, {begin, b, c, end}, values);
-}
+  void Add(std::vector<GeometrySite> sites) {
+    std::vector<Cartesian> places;
+    for (const GeometrySite& site : sites) places.push_back(bonds_.PlaceOf(site));
+    const auto value = GeometryOf(places);
+    if (!value || IsFull()) return;
+    const auto su = uncertainty_.OfGeometry(sites);
+    values.push_back({std::move(sites), *value, su});
+  }
+
+  void AddAngles(const GeometrySite& centre, const std::vector<GeometrySite>& around) {
+    for (size_t i = 0; i < around.size() && !IsFull(); ++i)
+      for (size_t j = 0; j < i; ++j) Add({around[j], centre, around[i]});
+  }
+
+  void AddTorsions(const GeometrySite& b, const GeometrySite& c) {
+    if (IsFull()) return;
+    const auto isAt = [](const GeometrySite& x, const GeometrySite& y) {
+      return x.atom == y.atom && AreSame(x.fract, y.fract);
+    };
+    const auto begins = bonds_.NeighboursOf(b);
+    const auto ends = bonds_.NeighboursOf(c);
+    for (const GeometrySite& end : ends)
+      for (const GeometrySite& begin : begins)
+        if (!IsFull() && !isAt(begin, c) && !isAt(end, b) && !isAt(begin, end)) Add({begin, b, c, end});
+  }
+
+  std::vector<GeometryValue> values;
+
+ private:
+  const StructureBonds& bonds_;
+  const GeometryUncertainty& uncertainty_;
+  size_t most_;
+};
 
 // Calls for each bond of the file atoms once, with the atom that stands first in the list.
 template <class Take>
@@ -155,43 +170,44 @@ std::vector<GeometrySite> StructureBonds::NeighboursOf(const GeometrySite& site)
 std::vector<GeometryValue> BondsOf(const Document& document, const StructureBonds& bonds,
                                    const GeometryUncertainty& uncertainty) {
   const bool all = document.atoms.selection.Empty();
-  std::vector<GeometryValue> values;
+  Gatherer gathered(bonds, uncertainty, MostGeometry(document));
   ForEachBond(document, bonds, [&](const GeometrySite& a, const GeometrySite& b) {
-    if (all || a.atom->Has(kSelected) || b.atom->Has(kSelected)) Add(bonds, uncertainty, {a, b}, values);
+    if (all || a.atom->Has(kSelected) || b.atom->Has(kSelected)) gathered.Add({a, b});
   });
-  return values;
+  return std::move(gathered.values);
 }
 
 std::vector<GeometryValue> AnglesOf(const Document& document, const StructureBonds& bonds,
                                     const GeometryUncertainty& uncertainty) {
   const bool all = document.atoms.selection.Empty();
-  std::vector<GeometryValue> values;
+  Gatherer gathered(bonds, uncertainty, MostGeometry(document));
   for (const AtomRecord* atom : Atoms(document.atoms))
-    if (IsListed(*atom) && (all || atom->Has(kSelected)))
-      AddAngles(bonds, uncertainty, bonds.SiteOf(*atom), bonds.NeighboursOf(*atom), values);
-  return values;
+    if (IsListed(*atom) && (all || atom->Has(kSelected)) && !gathered.IsFull())
+      gathered.AddAngles(bonds.SiteOf(*atom), bonds.NeighboursOf(*atom));
+  return std::move(gathered.values);
 }
 
 std::vector<GeometryValue> TorsionsOf(const Document& document, const StructureBonds& bonds,
                                       const GeometryUncertainty& uncertainty) {
   const bool all = document.atoms.selection.Empty();
-  std::vector<GeometryValue> values;
+  Gatherer gathered(bonds, uncertainty, MostGeometry(document));
   ForEachBond(document, bonds, [&](const GeometrySite& a, const GeometrySite& b) {
-    if (all || a.atom->Has(kSelected) || b.atom->Has(kSelected)) AddTorsions(bonds, uncertainty, a, b, values);
+    if (all || a.atom->Has(kSelected) || b.atom->Has(kSelected)) gathered.AddTorsions(a, b);
   });
-  return values;
+  return std::move(gathered.values);
 }
 
 AtomGeometry GeometryAt(const StructureBonds& bonds, const AtomRecord& atom, const GeometryUncertainty& uncertainty) {
-  AtomGeometry geometry;
+  constexpr size_t kMost = 1'000'000;
+  Gatherer distances(bonds, uncertainty, kMost), angles(bonds, uncertainty, kMost), torsions(bonds, uncertainty, kMost);
   const GeometrySite centre = bonds.SiteOf(atom);
   const auto around = bonds.NeighboursOf(atom);
   for (const GeometrySite& b : around) {
-    Add(bonds, uncertainty, {centre, b}, geometry.distances);
-    AddTorsions(bonds, uncertainty, centre, b, geometry.torsions);
+    distances.Add({centre, b});
+    torsions.AddTorsions(centre, b);
   }
-  AddAngles(bonds, uncertainty, centre, around, geometry.angles);
-  return geometry;
+  angles.AddAngles(centre, around);
+  return {std::move(distances.values), std::move(angles.values), std::move(torsions.values)};
 }
 
 }  // namespace marvik

@@ -141,7 +141,7 @@ std::optional<Report> CentroidReport(const AtomSet& members) {
   return report;
 }
 
-void AddTable(Report& report, ReportTable table) {
+void AddTable(Report& report, ReportTable&& table) {
   if (table.Rows() == 0) return;
   report.text += kEnd + table.name + kEnd;
   for (const char c : table.Aligned()) {
@@ -216,10 +216,14 @@ Report StructureReport(const Document& document, const ReportRequest& request, c
   Report report{request.kind, title, title, title + std::string(kEnd), {}, {}, {}};
   const bool isWithoutNumbers = request.kind == ReportKind::Hybrid || request.kind == ReportKind::Chirality;
   if (!isWithoutNumbers) report.basis = BasisOf(uncertainty);
-  ReportTable table = StructureTable(document, request.kind, uncertainty, request.radius);
-  if (table.Rows() == 0) report.text += std::string(kEnd) + "There are none." + kEnd;
-  AddTable(report, table);
-  report.tables = {std::move(table)};
+  ReportTable table = StructureTable(document, request.kind, uncertainty, request.radius, report.limit);
+  if (table.Rows() == 0) {
+    report.text += std::string(kEnd) + "There are none." + kEnd;
+    report.tables.push_back(std::move(table));
+  } else {
+    AddTable(report, std::move(table));
+  }
+  if (!report.limit.empty()) report.text += kEnd + report.limit + kEnd;
   if (request.kind == ReportKind::Chirality && HasBothHands(document))
     report.text += std::string(kEnd) + "Symmetry makes the other hand as well." + kEnd;
   if (!isWithoutNumbers) report.text += kEnd + uncertainty.Basis() + kEnd;
@@ -243,6 +247,7 @@ std::string ReportJson(const Document& document, const Report& report) {
   head["wr2"] = FigureOf(document, "wR2 =");
   head["goof"] = FigureOf(document, "GooF =");
   head["basis"] = report.basis.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(report.basis);
+  if (!report.limit.empty()) head["limit"] = report.limit;
   std::string text = "{\n";
   for (const auto& [key, value] : head.items()) text += "  \"" + key + "\": " + value.dump() + ",\n";
   const ReportTable& rows = report.rows.headings.empty() ? report.tables.at(0) : report.rows;

@@ -62,6 +62,7 @@ struct Report {
   std::vector<ReportTable> tables;  // the same and more as tables
   ReportTable rows;                 // as JSON has it, where that is another one than the first table
   std::string basis;                // of the uncertainties, "" where there are none
+  std::string limit = {};           // a sentence where there is more than the report has, or nothing can be told
 };
 
 // Nothing when the atom or all members are gone. `uncertainties` may be null: no value has any then.

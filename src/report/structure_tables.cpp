@@ -5,6 +5,7 @@
 
 #include "chem/atom_geometry.h"
 #include "chem/chirality.h"
+#include "chem/crowding.h"
 #include "chem/crystal_fragments.h"
 #include "chem/hybridization.h"
 #include "chem/structure_geometry.h"
@@ -81,18 +82,29 @@ int DrawnOrder(const Document& document, const GeometryValue& bond) {
   return drawn ? drawn->Order() : kSingle;
 }
 
-ReportTable BondTable(const Document& document, const GeometryUncertainty& uncertainty) {
-  ReportTable table({"atoms", "symmetry", "value", "su", "order"});
-  for (const GeometryValue& bond : BondsOf(document, StructureBonds(document), uncertainty)) {
-    AddGeometry(table, bond, 4);
-    table.Text(OrderWord(DrawnOrder(document, bond)));
-  }
-  return table;
+std::string MoreThan(size_t rows) {
+  return "There are more than " + std::to_string(rows) + " rows: the list ends there.";
 }
 
-ReportTable ValueTable(const std::vector<GeometryValue>& values, int decimals) {
+ReportTable ValueTable(const Document& document, ReportKind kind, const GeometryUncertainty& uncertainty,
+                       std::string& limit) {
+  const StructureBonds bonds(document);
+  const bool hasOrder = kind == ReportKind::Bonds;
+  std::vector<GeometryValue> values;
+  if (limit.empty())
+    values = hasOrder                     ? BondsOf(document, bonds, uncertainty)
+             : kind == ReportKind::Angles ? AnglesOf(document, bonds, uncertainty)
+                                          : TorsionsOf(document, bonds, uncertainty);
+  if (values.size() > MostGeometry(document)) {
+    values.pop_back();
+    limit = MoreThan(values.size());
+  }
   ReportTable table(kGeometryHeadings);
-  for (const GeometryValue& value : values) AddGeometry(table, value, decimals);
+  if (hasOrder) table.headings.emplace_back("order");
+  for (const GeometryValue& value : values) {
+    AddGeometry(table, value, hasOrder ? 4 : kind == ReportKind::Angles ? 2 : 1);
+    if (hasOrder) table.Text(OrderWord(DrawnOrder(document, value)));
+  }
   return table;
 }
 
@@ -105,11 +117,16 @@ AtomSet Centres(const Document& document) {
 }
 
 ReportTable SurroundingsTable(const Document& document, ReportKind kind, const GeometryUncertainty& uncertainty,
-                              double radius) {
+                              double radius, std::string& limit) {
   const bool hydrogenBonds = kind == ReportKind::HydrogenBonds;
   ReportTable table = hydrogenBonds ? HydrogenBondTable() : ReportTable(kContactHeadings);
+  if (!limit.empty()) return table;
   const EnvironmentSearch search(document, radius, uncertainty);
   for (const AtomRecord* atom : Centres(document)) {
+    if (const size_t most = MostGeometry(document); table.Rows() > most) {
+      limit = MoreThan(most);
+      break;
+    }
     // A hydrogen bond belongs to its hydrogen, so that each is listed once.
     if (hydrogenBonds && !atom->IsHydrogen() && document.atoms.selection.Empty()) continue;
     const Environment around = search.About(*atom, radius);
@@ -180,22 +197,23 @@ void AddHydrogenBond(ReportTable& table, const HydrogenBond& bond) {
 }
 
 ReportTable StructureTable(const Document& document, ReportKind kind, const GeometryUncertainty& uncertainty,
-                           double radius) {
+                           double radius, std::string& limit) {
+  const bool isGeometry = kind != ReportKind::Atoms && kind != ReportKind::Hybrid;
+  if (const AtomRecord* crowded = isGeometry ? FindCrowded(document) : nullptr)
+    limit = CrowdedText(*crowded) + "no geometry can be listed.";
   switch (kind) {
     case ReportKind::Atoms:
       return AtomTable(document, uncertainty.Source());
     case ReportKind::Bonds:
-      return BondTable(document, uncertainty);
     case ReportKind::Angles:
-      return ValueTable(AnglesOf(document, StructureBonds(document), uncertainty), 2);
     case ReportKind::Torsions:
-      return ValueTable(TorsionsOf(document, StructureBonds(document), uncertainty), 1);
+      return ValueTable(document, kind, uncertainty, limit);
     case ReportKind::Hybrid:
       return HybridTable(document);
     case ReportKind::Chirality:
       return ChiralityTable(document);
     default:
-      return SurroundingsTable(document, kind, uncertainty, radius);
+      return SurroundingsTable(document, kind, uncertainty, radius, limit);
   }
 }
 

@@ -9,8 +9,9 @@ namespace marvik {
 
 // The table of a report on the whole structure or its selected atoms: atoms, bonds, angles, torsions, hydrogen bonds,
 // contacts, environments within `radius` (Å), hybridization as it stands. Atoms of the file stand for their images.
+// `limit` becomes a sentence where atoms stand too close for any, or where the rows are more than make sense.
 ReportTable StructureTable(const Document& document, ReportKind kind, const GeometryUncertainty& uncertainty,
-                           double radius);
+                           double radius, std::string& limit);
 
 // "Single", "Double", "Triple", "Aromatic" or "Pi".
 const char* OrderWord(int order);

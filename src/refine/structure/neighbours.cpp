@@ -80,7 +80,8 @@ NeighbourTable ImagesWithin(const Structure& structure, double reach) {
   NeighbourTable table(structure.sites.size());
   std::vector<AtomImage> found;
   for (size_t a = 0; a < places.size(); ++a) {
-    search.FindNear(places[a], reach, found);
+    for (double within = reach; within > kSamePlace; within *= 0.5)
+      if (search.FindNear(places[a], within, found, kMostBondingImages)) break;
     for (const AtomImage& image : found) {
       if (image.distance >= kSamePlace)
         table[a].push_back({static_cast<int>(image.atom), static_cast<int>(image.op), image.t, image.distance});
@@ -91,8 +92,10 @@ NeighbourTable ImagesWithin(const Structure& structure, double reach) {
                      [](const Neighbour& x, const Neighbour& y) { return x.distance < y.distance; });
     // On a special position several operations give the same image.
     for (size_t i = 0; i < list.size(); ++i) {
-      for (size_t j = list.size(); j-- > i + 1;) {
-        if (list[j].site != list[i].site || list[j].distance - list[i].distance > 1e-3) continue;
+      const auto far = std::find_if(list.begin() + static_cast<std::ptrdiff_t>(i) + 1, list.end(),
+                                    [&](const auto& n) { return n.distance - list[i].distance > 1e-3; });
+      for (auto j = static_cast<size_t>(far - list.begin()); j-- > i + 1;) {
+        if (list[j].site != list[i].site) continue;
         const double gap =
             structure.metric.DistanceSquared(ImagePosition(structure, list[i]), ImagePosition(structure, list[j]));
         if (gap < 1e-3) list.erase(list.begin() + static_cast<std::ptrdiff_t>(j));

@@ -22,7 +22,7 @@ using NeighbourTable = std::vector<std::vector<Neighbour>>;
 Fractional ImagePosition(const Structure& structure, const Neighbour& n);
 
 // All images within a distance in Å of every site, nearest first; the site itself and what lies within 0.01 Å of it are
-// left out.
+// left out. Where more than kMostBondingImages are that near, only those within a half, a quarter ... of the reach.
 NeighbourTable ImagesWithin(const Structure& structure, double reach);
 
 // Bonds by the sum of radii + 0.5 Å, within PART rules (equal or one of them 0; a negative PART not across symmetry),
