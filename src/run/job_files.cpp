@@ -70,23 +70,31 @@ std::optional<RefinementStep> StepOf(const fs::path& path) {
 
 }  // namespace
 
-JobGuard::JobGuard(std::string base) : base_(std::move(base)), copy_(base_ + ".res.old~"), target_(base_ + ".res") {}
+JobGuard::JobGuard(std::string base, JobFolder folder)
+    : base_(std::move(base)), copy_(base_ + ".res.old~"), target_(base_ + ".res"), folder_(folder) {}
 
 JobGuard::~JobGuard() {
   std::error_code ignored;
   if (kept_) fs::remove(copy_, ignored);
 #ifndef _WIN32
-  if (lock_ >= 0) close(lock_);
+  for (const int lock : {lock_, jobLock_})
+    if (lock >= 0) close(lock);
 #endif
 }
 
 bool JobGuard::Lock() {
 #ifndef _WIN32
+  const auto takes = [](int lock, int how) {
+    return lock < 0 || flock(lock, how | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+  };
   const std::string folder = DirectoryOf(base_);
   lock_ = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (lock_ >= 0 && flock(lock_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
-#endif
+  if (folder_ == JobFolder::Alone) return takes(lock_, LOCK_EX);
+  jobLock_ = open((base_ + ".hkl").c_str(), O_RDONLY | O_CLOEXEC);
+  return takes(lock_, LOCK_SH) && takes(jobLock_, LOCK_EX);
+#else
   return true;
+#endif
 }
 
 std::optional<std::string> JobGuard::LeftResult() {

@@ -9,16 +9,19 @@
 
 namespace marvik {
 
-// Protects the files of a job, named by its base name, while a refinement runs: only one run at a time in a folder, and
+// Who else may refine in the folder of a job meanwhile: nobody, or other jobs whose runs share it, too.
+enum class JobFolder { Alone, Shared };
+
+// Protects the files of a job, named by its base name, while a refinement runs: only one run of a job at a time, and
 // the old result file can be put back whatever the run made of it.
 class JobGuard {
  public:
-  explicit JobGuard(std::string base);
+  explicit JobGuard(std::string base, JobFolder folder = JobFolder::Alone);
   ~JobGuard();
   JobGuard(const JobGuard&) = delete;
   JobGuard& operator=(const JobGuard&) = delete;
 
-  // False when another run has the folder. Folders that cannot be locked are taken to be free.
+  // False when another run has the folder or the job. Folders that cannot be locked are taken to be free.
   bool Lock();
   // The result from before a run that was killed, which never came to put it back or away. Nothing where there is none,
   // where it is what NAME.res holds (it goes then), or while a run has the folder.
@@ -46,7 +49,9 @@ class JobGuard {
   std::string target_;  // the file that NAME.res is or links to
   std::optional<FileStamp> result_;
   std::optional<FileStamp> listing_;
-  int lock_ = -1;
+  JobFolder folder_;
+  int lock_ = -1;     // of the folder
+  int jobLock_ = -1;  // of NAME.hkl, where the folder is shared
   bool kept_ = false;
 };
 

@@ -306,11 +306,19 @@ TEST_F(RefineFlow, NeedsAScriptThatCanBeRun) {
   ExpectUntouched("Could Not Create Child Process", "No such file or directory");
 }
 
-TEST_F(RefineFlow, ASecondRunInTheFolderIsRefused) {
-  JobGuard other(folder / "elsewhere");
-  ASSERT_TRUE(other.Lock());
-  ExpectUntouched("Error: Refinement Running", "Another refinement is running in the folder of job.res.",
-                  RefineEnd::Refused);
+TEST_F(RefineFlow, ASecondRunInTheFolderIsRefusedUnlessNobodyWatchesEither) {
+  for (const auto& [name, how] : {std::pair("elsewhere", JobFolder::Alone), std::pair("job", JobFolder::Shared)}) {
+    JobGuard other(folder / name, how);
+    ASSERT_TRUE(other.Lock());
+    ExpectUntouched("Error: Refinement Running", "Another refinement is running in the folder of job.res.",
+                    RefineEnd::Refused);
+  }
+  JobGuard besides(folder / "elsewhere", JobFolder::Shared);
+  ASSERT_TRUE(besides.Lock());
+  EXPECT_EQ(Refine(bench), RefineEnd::Accepted) << Captions();
+  EXPECT_FALSE(fs::exists(folder / "zqout.tmp")) << "which another run may write";
+  bench.hooks.repaint = [] {};
+  EXPECT_EQ(Refine(bench), RefineEnd::Refused);
 }
 
 // In a process of its own, whose rights and limits end with it; the faults that it finds are printed there.

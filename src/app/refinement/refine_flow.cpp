@@ -78,7 +78,8 @@ void FillMissing(CyclePoint& figures, const CyclePoint& by) {
 // One refinement of a job from the confirmed settings on.
 class Refinement {
  public:
-  Refinement(Workbench& bench, std::string base) : bench_(bench), base_(std::move(base)), guard_(base_) {}
+  Refinement(Workbench& bench, std::string base)
+      : bench_(bench), base_(std::move(base)), guard_(base_, FolderOfRuns(bench)) {}
 
   RefineEnd Do() {
     if (!guard_.Lock()) {
@@ -97,6 +98,8 @@ class Refinement {
     }
     cifBefore_ = StampOf(base_ + ".cif");
     const RefineEnd end = RunAndJudge();
+    if (std::error_code ignored; FolderOfRuns(bench_) == JobFolder::Shared)
+      std::filesystem::remove(OutputPath(), ignored);
     if (end != RefineEnd::Accepted && !guard_.PutBack()) {
       Warn(bench_, "Error: File I/O",
            NameOf(".res") + " could not be put back; its old content is " + NameOf(".res.old~") + ".");
@@ -124,6 +127,10 @@ class Refinement {
     return true;
   }
 
+  std::string OutputPath() const {
+    return FolderOfRuns(bench_) == JobFolder::Shared ? base_ + ".out~" : DirectoryOf(base_) + kOutputName;
+  }
+
   ChildCommand MakeCommand() const {
     ChildCommand command;
     command.program = PackageFile(kBatchScript).value_or("");
@@ -135,7 +142,7 @@ class Refinement {
     const std::string name = FileNameOf(base_);
     command.arguments = {name.starts_with('-') ? "./" + name : name};
     command.directory = DirectoryOf(base_);
-    command.outputFile = command.directory + kOutputName;
+    command.outputFile = OutputPath();
     command.priorityClass = bench_.document.settings.PriorityClass;
     // Shells drop the package directory's own variable.
     command.environment = {{"MARVIK_BIN", DirectoryOf(ExecutablePath(""))},
@@ -301,6 +308,10 @@ void TakeResult(Workbench& bench, const Document& result, const std::string& bas
 
 std::string JobBase(const Workbench& bench) {
   return bench.document.CurrentFile.empty() ? "" : BaseNameOf(bench.document.CurrentFile);
+}
+
+JobFolder FolderOfRuns(const Workbench& bench) {
+  return bench.hooks.repaint ? JobFolder::Alone : JobFolder::Shared;
 }
 
 bool MayRefine(Workbench& bench) {

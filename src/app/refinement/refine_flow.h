@@ -14,6 +14,9 @@ inline constexpr char kBatchScript[] = "zqfrommarvik.bat";
 // Path of the current file without its extension, from which all names of a run are made; "" without a file.
 std::string JobBase(const Workbench& bench);
 
+// Runs that nobody watches share a folder with others, their output in a file of each; a window's have it alone.
+JobFolder FolderOfRuns(const Workbench& bench);
+
 // The checks before a refinement, each with its message: peaks, elements that SFAC does not name, names that occur
 // twice, no reflection file.
 bool MayRefine(Workbench& bench);

@@ -144,7 +144,7 @@ class Solving {
   }
 
   RefineEnd Accept(size_t row) {
-    JobGuard guard(base_);
+    JobGuard guard(base_, FolderOfRuns(bench_));
     if (!guard.Lock()) return Fail("A refinement is running in the folder of " + FileNameOf(base_) + ".res.");
     Document fresh;
     const std::string text = ReadWholeFile(found_.rows[row].path).content;
