@@ -18,8 +18,8 @@ struct StereoCentre {
 };
 
 // Of the file atoms, in list order, by the sequence rules (`SequenceTree`; R. S. Cahn, C. Ingold & V. Prelog, Angew.
-// Chem. Int. Ed. 5 (1966) 385; P-92 of the IUPAC recommendations of 2013). Multiple bonds are told by missing neighbours
-// and the shortest bonds; in a ring where they change places an atom is duplicated by carbon.
+// Chem. Int. Ed. 5 (1966) 385; P-92 of the IUPAC recommendations of 2013). Multiple bonds are told by missing
+// neighbours and the shortest bonds; in a ring where they change places an atom is duplicated by carbon.
 std::vector<StereoCentre> FindStereoCentres(const Document& document);
 
 // "R at C1 and C5, S at C7"; "" where nothing has a label.

@@ -209,9 +209,21 @@ bool HasBothHands(const Document& document) {
 }
 
 Report StructureReport(const Document& document, const ReportRequest& request, const GeometryUncertainty& uncertainty) {
-  constexpr std::array<const char*, kReportNames.size()> kTitles{
-      "Atoms", "Bonds",         "Angles", "Torsion Angles", "Hydrogen Bonds", "Contacts", "Environment", "", "", "",
-      "",      "Hybridization", "",       "Chirality", ""};
+  constexpr std::array<const char*, kReportNames.size()> kTitles = {"Atoms",
+                                                                    "Bonds",
+                                                                    "Angles",
+                                                                    "Torsion Angles",
+                                                                    "Hydrogen Bonds",
+                                                                    "Contacts",
+                                                                    "Environment",
+                                                                    "",
+                                                                    "",
+                                                                    "",
+                                                                    "",
+                                                                    "Hybridization",
+                                                                    "",
+                                                                    "Chirality",
+                                                                    ""};
   const char* title = kTitles[static_cast<size_t>(request.kind)];
   Report report{request.kind, title, title, title + std::string(kEnd), {}, {}, {}};
   const bool isWithoutNumbers = request.kind == ReportKind::Hybrid || request.kind == ReportKind::Chirality;

@@ -39,8 +39,8 @@ enum class ReportKind : uint8_t {
 
 // Reports that go by names on the command line, in the order of their kinds.
 inline constexpr std::array<std::string_view, 15> kReportNames{
-    "atoms",  "bonds", "angles",         "torsions", "hydrogen-bonds", "contacts", "environment",
-    "planes", "plane", "weighted-plane", "centroid", "hybrid",         "peaks",    "chirality", "voids"};
+    "atoms", "bonds",          "angles",   "torsions", "hydrogen-bonds", "contacts",  "environment", "planes",
+    "plane", "weighted-plane", "centroid", "hybrid",   "peaks",          "chirality", "voids"};
 std::optional<ReportKind> ReportKindOf(std::string_view name);
 
 // What a report is about, by serial numbers, so that it can be composed anew when the structure has changed. Without

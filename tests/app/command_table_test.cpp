@@ -146,7 +146,7 @@ TEST_F(BenchTest, TogglesAreSetByOnAndOff) {
     if (!on) panels.erase(id);
   };
   // These need atoms or reflections.
-  const std::set<std::string_view> needy{"zoom", "density"};
+  const std::set<std::string_view> needy{"zoom", "density", "show-voids"};
   for (const CommandRow& row : CommandTable()) {
     if (!row.TakesOnOff() || needy.contains(row.name)) continue;
     for (const char* value : {"on", "on", "off", "off", "on"}) {

@@ -80,17 +80,17 @@ class OneLine : public BenchTest {
     const std::string other = UpperCase(atom->element->Symbol()) + "9Z";
     SCOPED_TRACE(name);
     const std::string reference = "#" + std::to_string(serial);
-    std::vector<std::string> moved{name};  // hydrogens ride along
+    std::vector<std::string> group{name};  // hydrogens ride along
     for (const AtomRecord* rider : Atoms(bench.document.atoms))
-      if (rider->parent == atom) moved.push_back(UpperCase(rider->name));
-    One(kEditAtomCommand, "x=0.4321", serial, moved, false);
+      if (rider->parent == atom) group.push_back(UpperCase(rider->name));
+    One(kEditAtomCommand, "x=0.4321", serial, group, false);
     One(kRenameAtomCommand, reference + " " + other, serial, {name, other}, false);
-    One(kKillSelectedCommand, "", serial, {name}, true);
+    One(kKillSelectedCommand, "", serial, group, true);
     // A new atom: the one that was killed comes back, as it was.
     RunCommand(bench, kSelectAtomsCommand, "=" + reference);
     RunCommand(bench, kKillSelectedCommand);
     RunCommand(bench, kRestoreCommand, "*");
-    EXPECT_EQ(Parting(Others(TextOfStructure(bench), {name}, true), Others(text_, {name}, true)), "") << "added";
+    EXPECT_EQ(Parting(Others(TextOfStructure(bench), group, true), Others(text_, group, true)), "") << "added";
     while (CommandEnabled(bench, kUndoCommand)) RunCommand(bench, kUndoCommand);
     EXPECT_EQ(TextOfStructure(bench), text_);
   }

@@ -61,10 +61,9 @@ std::string Mapped(const std::string& model, const std::string& truth, const std
       ";\nloop_\n_space_group_symop_operation_xyz\n'x,y,z'\n'-x,-y,-z'\nloop_\n_atom_site_label\n_atom_site_fract_x\n"
       "_atom_site_fract_y\n_atom_site_fract_z\n";
   for (size_t at = 0; at < model.size(); at = model.find('\n', at) + 1) {
-    char label[8];
-    double x = 0.0, y = 0.0, z = 0.0;
-    if (std::sscanf(model.c_str() + at, "%7s %*d %lf %lf %lf", label, &x, &y, &z) == 4)
-      AppendPrintf(text, "%s %.4f %.4f %.4f\n", label, x, y, z);
+    char label[8], x[16], y[16], z[16];
+    if (std::sscanf(model.c_str() + at, "%7s %*d %15s %15s %15s", label, x, y, z) == 4)
+      AppendPrintf(text, "%s %s %s %s\n", label, x, y, z);
   }
   return text;
 }
