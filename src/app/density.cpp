@@ -126,6 +126,7 @@ std::shared_ptr<const DensityNet> DensityState::NetOf(const Document& document, 
   size_t key = (hasMap ? reinterpret_cast<size_t>(data.map.get()) : 0) + plane.size();
   key ^= hasVoids ? reinterpret_cast<size_t>(voids.get()) * 31 : 0;
   Mix(key, Threshold());
+  Mix(key, wantedStep);
   for (const Cartesian& place : places)
     for (int i = 0; i < 3; ++i) Mix(key, place[i]);
   if (net_ && key == key_) return net_;
@@ -145,7 +146,7 @@ void DensityState::AddMap(const Document& document, std::span<const Cartesian> p
     AddNet(*data.map, document.matrix, places, kReach, level, difference ? NetTone::Plus : NetTone::Observed, net);
     if (difference) AddNet(*data.map, document.matrix, places, kReach, -level, NetTone::Minus, net);
   } else if (const auto fit = FitMeanPlane(document, members, false); fit && fit->isDetermined) {
-    contourStep = AddContours(*data.map, document.matrix, SectionThrough(places, fit->normal, kPlaneMargin), 0.0,
+    contourStep = AddContours(*data.map, document.matrix, SectionThrough(places, fit->normal, kPlaneMargin), wantedStep,
                               difference, net);
   }
 }
@@ -159,6 +160,8 @@ std::string DensityText(const DensityState& state) {
   const bool difference = state.kind == MapKind::Difference;
   std::string text = NameOf(state.kind);
   if (!state.data.map) return text;
+  if (!state.plane.empty() && !(state.contourStep > 0.0))
+    return text + (state.wantedStep > 0.0 ? ", no contours: the step is too small" : ", no contours");
   if (!state.plane.empty()) return text + Printf(", a contour each %g e/Å³", state.contourStep);
   return text + Printf(", %s%.2f e/Å³ (%.1f σ)", difference ? "±" : "", state.Threshold(),
                        state.data.map->sigma > 0.0 ? state.Threshold() / state.data.map->sigma : 0.0);

@@ -40,7 +40,8 @@ struct DensityState {
   double Threshold() const;
   // Kept until the map, the voids, the level or the atoms shown are others. Null without a map and voids.
   std::shared_ptr<const DensityNet> NetOf(const Document& document, const Cartesian& centre);
-  double contourStep = 0.0;  // e/Å³, of the last contours
+  double contourStep = 0.0;  // e/Å³, of the last contours; 0 where there were none
+  double wantedStep = 0.0;   // of contours; 0: what suits them
 
  private:
   void AddMap(const Document& document, std::span<const Cartesian> places, const AtomSet& members, DensityNet& net);

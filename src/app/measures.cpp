@@ -165,7 +165,13 @@ std::string Measure::Text() const {
   return WithUncertainty(value, su, sites.size() == 2 ? 4 : 2) + (sites.size() == 2 ? " Å" : "°");
 }
 
-std::vector<Measure> MeasuresOf(Workbench& bench) {
+bool KeepsMeasures(const Document& document) {
+  return std::ranges::any_of(document.instructions.kept, [](const KeptLine& line) {
+    return HeadOf(line.text).keyword == InstructionKeyword::kRtab;
+  });
+}
+
+std::vector<Measure> MeasuresOf(const Workbench& bench) {
   const Document& document = bench.document;
   std::vector<Measure> measures;
   const std::vector<Instruction> lines = InstructionsOf(document);

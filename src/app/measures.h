@@ -19,7 +19,9 @@ struct Measure {
   std::string Text() const;  // "1.523(3)"
 };
 // Those of the document, in file order; lines that name no two to four atoms are left out.
-std::vector<Measure> MeasuresOf(Workbench& bench);
+std::vector<Measure> MeasuresOf(const Workbench& bench);
+// Whether there may be any.
+bool KeepsMeasures(const Document& document);
 
 // Keeps what lies between two to four atoms, in their order, as an RTAB line; symmetry images get an EQIV line where
 // there is none. A sentence where that cannot be.

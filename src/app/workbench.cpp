@@ -2,6 +2,8 @@
 
 #include "app/commands/command_table.h"
 #include "app/density.h"
+#include "app/figure_marks.h"
+#include "app/measures.h"
 #include "chem/connectivity.h"
 #include "draw/surface/lit_picture.h"
 #include "draw/view/best_view.h"
@@ -27,14 +29,14 @@ RenderOptions Workbench::ScreenOptions() const {
   options.probability = pictures.probability;
   options.figure = figure;
   options.contacts = Contacts();
+  options.marks = Marks();
   options.labelPoints = labelPoints;
   options.labelForm = labelForm;
   return options;
 }
 
-std::shared_ptr<const std::vector<DrawnContact>> Workbench::Contacts() const {
-  if (!figure.hydrogenBonds && !figure.shortContacts) return nullptr;
-  size_t key = figure.hydrogenBonds + 2 * figure.shortContacts;
+size_t Workbench::KeyOfShown() const {
+  size_t key = figure.hydrogenBonds + 2 * figure.shortContacts + 4 * figure.measures + 8 * figure.restraints;
   const auto mix = [&key](auto value) { key = (key ^ std::hash<decltype(value)>()(value)) * 1099511628211u; };
   for (const AtomRecord* atom : Atoms(document.atoms)) {
     mix(atom);
@@ -44,11 +46,31 @@ std::shared_ptr<const std::vector<DrawnContact>> Workbench::Contacts() const {
     mix(document.atoms.Passes(atom, kVisibleOnly));
     for (int i = 0; i < 3; ++i) mix(atom->position[i]);
   }
-  if (!contacts_ || key != contactsKey_)
-    contacts_ = std::make_shared<std::vector<DrawnContact>>(
-        ContactsShown(document, figure.hydrogenBonds, figure.shortContacts));
-  contactsKey_ = key;
-  return contacts_;
+  mix(changes);
+  mix(history.State());
+  for (const KeptLine& line : document.instructions.kept) mix(line.text);
+  return key;
+}
+
+std::shared_ptr<const std::vector<DrawnContact>> Workbench::Contacts() const {
+  const auto marks = Marks();
+  const bool measured = marks && !marks->measures.empty();
+  if (!figure.hydrogenBonds && !figure.shortContacts && !measured) return nullptr;
+  const size_t key = KeyOfShown();
+  if (contacts_.value && key == contacts_.key) return contacts_.value;
+  std::vector<DrawnContact> contacts;
+  if (figure.hydrogenBonds || figure.shortContacts)
+    contacts = ContactsShown(document, figure.hydrogenBonds, figure.shortContacts);
+  if (measured) AddMeasuredLines(document, *marks, contacts);
+  contacts_ = {std::make_shared<std::vector<DrawnContact>>(std::move(contacts)), key};
+  return contacts_.value;
+}
+
+std::shared_ptr<const FigureMarks> Workbench::Marks() const {
+  if (!figure.restraints && !(figure.measures && KeepsMeasures(document))) return nullptr;
+  const size_t key = KeyOfShown();
+  if (!marks_.value || key != marks_.key) marks_ = {std::make_shared<FigureMarks>(MarksShown(*this)), key};
+  return marks_.value;
 }
 
 void Workbench::SetLook(Look chosen) {

@@ -103,7 +103,7 @@ struct ReportState {
   std::optional<Cartesian> planeNormal;
   std::string planeKey;
   double environmentRadius = kDefaultEnvironment;  // Å, as last asked for
-  UncertaintyFile uncertainties;
+  mutable UncertaintyFile uncertainties;           // what was read and may be read again
 };
 
 // Seconds spent so far, for the command line's timing line.
@@ -158,7 +158,6 @@ class Workbench {
   bool HydrogenLabelsOn = false;
   bool HybridLabelColoration = false;
   bool ShowCell = false;
-  bool restraintsDrawn = false;  // over the picture
   bool elementBadges = false;
   Look look = Look::Classic;
   FigureChoices figure;
@@ -181,8 +180,10 @@ class Workbench {
   void SetLook(Look chosen);
   // What the interactive renderer is to draw on the screen.
   RenderOptions ScreenOptions() const;
-  // The hydrogen bonds and short contacts that the figure shows, null for none. Kept until the atoms shown are others.
+  // What the figure shows of hydrogen bonds, short contacts, measures and restraints, null for none. Kept until the
+  // structure or the atoms shown are others.
   std::shared_ptr<const std::vector<DrawnContact>> Contacts() const;
+  std::shared_ptr<const FigureMarks> Marks() const;
 
   // The atom or bond that a context menu was opened on. The window picks before it shows the menu and clears the pick
   // once the command has run. They are kept by serial number, so that nothing dangles when the structure changes.
@@ -236,8 +237,14 @@ class Workbench {
   Cartesian modelCentre_;  // of the sphere about the model when the view was fitted
   double fittedRadius_ = 0.0;
   std::optional<OpenGlSettings> glSettings_;
-  mutable std::shared_ptr<const std::vector<DrawnContact>> contacts_;
-  mutable size_t contactsKey_ = 0;
+  size_t KeyOfShown() const;
+  template <class Kept>
+  struct KeptForKey {
+    std::shared_ptr<const Kept> value;
+    size_t key = 0;
+  };
+  mutable KeptForKey<std::vector<DrawnContact>> contacts_;
+  mutable KeptForKey<FigureMarks> marks_;
 };
 
 }  // namespace marvik

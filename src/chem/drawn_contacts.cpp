@@ -49,13 +49,13 @@ std::vector<DrawnContact> ContactsShown(const Document& document, bool hydrogenB
     for (const HydrogenBond& bond : around.hydrogenBonds) {
       const AtomRecord* from = isShown ? atom : shown.At(bond.donor);
       const AtomRecord* to = shown.At(bond.acceptor);
-      if (isDonated && from && to) contacts.push_back({from, to, true});
+      if (isDonated && from && to) contacts.push_back({from, to, ContactLine::HydrogenBond});
     }
     if (!shortContacts || !isShown) continue;
     for (const EnvironmentContact& contact : around.contacts) {
       if (contact.kind != ContactKind::Short) continue;
       const AtomRecord* to = shown.At(contact.image);
-      if (to && to->serial > atom->serial) contacts.push_back({atom, to, false});
+      if (to && to->serial > atom->serial) contacts.push_back({atom, to, ContactLine::Short});
     }
   }
   return contacts;

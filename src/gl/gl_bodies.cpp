@@ -86,6 +86,10 @@ void GlBodies::Draw(Body body, int slices) {
   glCallList(list);
 }
 
+void GlBodies::DrawCone(double top, int slices) const {
+  gluCylinder(quadric_, 1.0, top, 1.0, slices, 1);
+}
+
 void GlBodies::MakeCutSphere(int slices) const {
   const int quarter = std::max(slices / 4, 2);
   const double step = std::numbers::pi / 2 / quarter;

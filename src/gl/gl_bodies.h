@@ -27,6 +27,8 @@ class GlBodies {
     kOctahedron,   // corners at distance 1 on the axes
   };
   void Draw(Body body, int slices);
+  // A tube whose radius goes from 1 to `top`; not kept.
+  void DrawCone(double top, int slices) const;
 
  private:
   void Make(Body body, int slices) const;

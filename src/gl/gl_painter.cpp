@@ -5,6 +5,7 @@
 #include <numbers>
 
 #include "draw/canvas/colours.h"
+#include "draw/renderer/look.h"
 #include "gl/gl_calls.h"
 #include "gl/gl_light.h"
 #include "gl/gl_program.h"
@@ -80,13 +81,27 @@ int GlPainter::Slices(double viewUnits, int standard) const {
   return style_.colour && program_ == 0 ? std::max(slices, standard) : slices;
 }
 
+// What is lit gets the background as its own light: mixed before, its shades would be those of something grey.
 void GlPainter::SetColour(Rgb colour, bool atom) const {
+  if (pale_) colour = MixColours(lit_ ? kBlack : scene_.background, colour, kPaleInk);
   const int kind = atom ? kAtomSample : kBetweenSample;
   const double alpha = style_.sampled ? kind * kChannel : layer_.alpha;
   glColor4d(colour.r * kChannel, colour.g * kChannel, colour.b * kChannel, alpha);
 }
 
-void GlPainter::Shade(bool lit) const {
+void GlPainter::SetPale(bool pale) {
+  if (pale == pale_) return;
+  pale_ = pale;
+  const float ink = pale ? static_cast<float>(kPaleInk) : 1.0f;
+  const auto ground = [&](uint8_t channel) { return (1.0f - ink) * static_cast<float>(channel * kChannel); };
+  const float own[] = {ground(scene_.background.r), ground(scene_.background.g), ground(scene_.background.b), 1.0f};
+  const float specular[] = {ink, ink, ink, static_cast<float>(layer_.alpha)};
+  glMaterialfv(GL_FRONT, GL_EMISSION, own);
+  glMaterialfv(GL_FRONT, GL_SPECULAR, specular);
+}
+
+void GlPainter::Shade(bool lit) {
+  lit_ = lit;
   (lit ? glEnable : glDisable)(GL_LIGHTING);
   if (program_ != 0) UseProgram(lit ? program_ : 0);
 }
@@ -140,6 +155,7 @@ bool GlPainter::Draw(const GlLayer& layer, const std::function<bool()>& before) 
 
 void GlPainter::drawAtomGl(const GlAtom& atom) {
   if (!style_.colour && !layer_.atoms) return;
+  SetPale(atom.pale);
   switch (atom.shape) {
     case GlShape::Ball:
       DrawBall(atom);
@@ -154,6 +170,7 @@ void GlPainter::drawAtomGl(const GlAtom& atom) {
       DrawCrossedBox(atom);
       break;
   }
+  SetPale(false);
   Shade(true);
 }
 
@@ -181,7 +198,7 @@ void GlPainter::DrawBall(const GlAtom& atom) {
 }
 
 // The ellipse of half axes p and q, flat and black, in print the outline of a body.
-void GlPainter::DrawRing(const ViewPoint& at, const ViewPoint& p, const ViewPoint& q) const {
+void GlPainter::DrawRing(const ViewPoint& at, const ViewPoint& p, const ViewPoint& q) {
   constexpr double kHalfWidth = 0.005;
   const int steps = std::max(SlicesFor(Pixels(std::max(Length(p), Length(q))), 60), 20);
   Shade(false);
@@ -244,7 +261,7 @@ void GlPainter::DrawCrossedBox(const GlAtom& atom) {
 }
 
 // Plain lines, without regard to light.
-void GlPainter::DrawLines() const {
+void GlPainter::DrawLines() {
   if (scene_.lines.empty()) return;
   Shade(false);
   for (const bool fine : {false, true}) {

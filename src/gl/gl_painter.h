@@ -54,22 +54,26 @@ class GlPainter {
   int Slices(double viewUnits, int standard) const;
   void SetLens(const GlWindow& window);
   void SetColour(Rgb colour, bool atom) const;
-  void Shade(bool lit) const;
+  void Shade(bool lit);
+  // What is drawn next lets the background through.
+  void SetPale(bool pale);
   void UseTexture(int code);
   void DrawBall(const GlAtom& atom);
   void DrawMark(const GlAtom& atom);
   void DrawCrossedBox(const GlAtom& atom);
-  void DrawRing(const ViewPoint& at, const ViewPoint& p, const ViewPoint& q) const;
+  void DrawRing(const ViewPoint& at, const ViewPoint& p, const ViewPoint& q);
   void DrawBands(const GlAtom& atom);
   void DrawCutFaces(const GlAtom& atom);
-  void DrawStick(const ViewPoint& a, const ViewPoint& b, double radius, int style, Rgb colourA, Rgb colourB);
-  void DrawRod(const ViewPoint& a, const ViewPoint& b, double radius, bool closed);
-  void DrawLines() const;
+  void DrawStick(const GlBond& stick, int style);
+  void DrawRod(const ViewPoint& a, const ViewPoint& b, double radius, double widening, bool closed);
+  void DrawLines();
 
   const GlScene& scene_;
   GlStyle style_;
   GlBodies bodies_;
   GlLayer layer_;
+  bool lit_ = true;
+  bool pale_ = false;
   unsigned program_ = 0;
   std::array<unsigned, kTextures> textures_{};
   double left_ = -1.0;  // edges of the window, view units

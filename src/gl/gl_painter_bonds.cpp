@@ -33,7 +33,7 @@ ViewPoint Across(const ViewPoint& a, const ViewPoint& b) {
 }  // namespace
 
 // A cylinder along z from a, turned onto b.
-void GlPainter::DrawRod(const ViewPoint& a, const ViewPoint& b, double radius, bool closed) {
+void GlPainter::DrawRod(const ViewPoint& a, const ViewPoint& b, double radius, double widening, bool closed) {
   const ViewPoint d = b - a;
   const double length = Length(d);
   if (!(length > 0.0)) return;
@@ -42,24 +42,34 @@ void GlPainter::DrawRod(const ViewPoint& a, const ViewPoint& b, double radius, b
   glTranslated(a.x, a.y, a.z);
   glRotated(std::acos(std::clamp(d.z / length, -1.0, 1.0)) * kDegreesPerRadian, upright ? 1.0 : -d.y, d.x, 0.0);
   glScaled(radius, radius, length);
-  bodies_.Draw(closed ? GlBodies::kRod : GlBodies::kTube, Slices(radius, kTubeSlices));
+  const int slices = Slices(radius, kTubeSlices);
+  if (widening != 0.0) {
+    bodies_.DrawCone(1.0 + widening, slices);
+  } else {
+    bodies_.Draw(closed ? GlBodies::kRod : GlBodies::kTube, slices);
+  }
   glPopMatrix();
 }
 
-void GlPainter::DrawStick(const ViewPoint& a, const ViewPoint& b, double radius, int style, Rgb colourA, Rgb colourB) {
+void GlPainter::DrawStick(const GlBond& stick, int style) {
+  const double radius = stick.radius;
   const auto piece = [&](double from, double to) {
     const bool closed = style != kSolid;
-    const auto part = [&](double t0, double t1, Rgb colour) {
+    const auto part = [&](double t0, double t1, Rgb colour, bool pale) {
       if (!(t0 < t1)) return;
+      SetPale(pale);
       SetColour(style_.colour ? colour : kBlack, false);
-      DrawRod(Between(a, b, t0), Between(a, b, t1), radius, closed);
+      const double start = 1.0 + stick.widening * t0;
+      DrawRod(Between(stick.a, stick.b, t0), Between(stick.a, stick.b, t1), radius * start,
+              stick.widening * (t1 - t0) / start, closed);
     };
-    if (colourA == colourB || !style_.colour) return part(from, to, colourA);
-    part(from, std::min(to, 0.5), colourA);
-    part(std::max(from, 0.5), to, colourB);
+    if ((stick.colourA == stick.colourB && stick.paleA == stick.paleB) || !style_.colour)
+      return part(from, to, stick.colourA, stick.paleA);
+    part(from, std::min(to, 0.5), stick.colourA, stick.paleA);
+    part(std::max(from, 0.5), to, stick.colourB, stick.paleB);
   };
   if (style == kSolid) return piece(0.0, 1.0);
-  const double length = Length(b - a);
+  const double length = Length(stick.b - stick.a);
   const double on = style == kDashed ? kDash * radius : 2.0 * radius;
   const double period = on + (style == kDashed ? kDashGap : kDotGap - 1.0) * radius;
   if (!(period > 0.0)) return;
@@ -77,10 +87,14 @@ void GlPainter::drawBondGl(const GlBond& bond) {
   const double width = std::max(2.0 * bond.radius, 2.0 * scene_.unit);
   for (const BondStick& stick : SticksOfOrder(bond.order)) {
     const ViewPoint by = across * (stick.side * width);
-    const double radius = std::max(bond.radius * stick.share, 0.5 * scene_.unit);
-    DrawStick(bond.a + by, bond.b + by, radius, stick.dashed ? static_cast<int>(kDashed) : style, bond.colourA,
-              bond.colourB);
+    GlBond part = bond;
+    part.a = bond.a + by;
+    part.b = bond.b + by;
+    part.radius = std::max(bond.radius * stick.share, 0.5 * scene_.unit);
+    if (stick.dashed) part.widening = 0.0;
+    DrawStick(part, stick.dashed ? static_cast<int>(kDashed) : style);
   }
+  SetPale(false);
   Shade(true);
 }
 

@@ -132,7 +132,8 @@ void PaintLabels(const GlScene& scene, bool rimmed, LabelFont& font, Image& imag
   if (!scene.leaders.empty()) {
     ScanlineCanvas canvas(image);
     const double width = std::max(1.0, font.Pixels() / kEmPerRim);
-    for (const GlLeader& leader : scene.leaders) canvas.Line(leader.a, leader.b, {leader.colour, width});
+    for (const GlLeader& leader : scene.leaders)
+      canvas.Line(leader.a, leader.b, {leader.colour, std::max(width, leader.width)});
   }
   for (const GlLabel& label : scene.labels) {
     const CanvasPoint base{std::round(label.corner.x), std::round(label.corner.y - font.Descent())};

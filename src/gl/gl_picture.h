@@ -32,7 +32,9 @@ struct GlPictureOptions {
   bool showCell = false;
   std::shared_ptr<const DensityNet> net{};  // as in RenderOptions
   std::shared_ptr<const std::vector<DrawnContact>> contacts{};
-  bool paleMates = false;
+  std::shared_ptr<const FigureMarks> marks{};
+  bool paleMates = false;  // these as in FigureChoices
+  bool taperedBonds = false;
   double probability = 0.5;  // of thermal ellipsoids
   int labelPointSize = 8;    // see properPointSize
   bool transparent = false;  // nothing behind the model: pixels carry their cover in the top byte

@@ -30,6 +30,7 @@ void main() {
   if (facing > 0.0)
     colour += gl_FrontMaterial.specular.rgb * gl_LightSource[0].specular.rgb *
               pow(shine, gl_FrontMaterial.shininess);
+  colour += gl_FrontMaterial.emission.rgb;
   gl_FragColor = vec4(colour, gl_Color.a);
 }
 )";

@@ -6,6 +6,7 @@
 #include "chem/crystal_fragments.h"
 #include "draw/canvas/colours.h"
 #include "draw/density/density_net.h"
+#include "draw/renderer/bond_sticks.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -24,13 +25,17 @@ class LabelCollector : public Canvas {
   void Clear(Rgb) override {}
   void Lines(std::span<const LinePiece>, const Pen&) override {}
   void Line(CanvasPoint a, CanvasPoint b, const Pen& pen) override {
-    if (inLeaders_) leaders.push_back({a, b, pen.colour});
+    if (taken_) leaders.push_back({a, b, pen.colour, pen.width});
   }
-  void BeginGroup(std::string_view name) override { inLeaders_ = name == kLeaderGroup; }
-  void EndGroup() override { inLeaders_ = false; }
+  void BeginGroup(std::string_view name) override { taken_ = name == kLeaderGroup || name == kMarkGroup; }
+  void EndGroup() override { taken_ = false; }
   void FillEllipse(const EllipseShape&, Rgb, const Pen&) override {}
   void DiscStack(CanvasPoint, std::span<const Disc>) override {}
-  void Arc(const EllipseShape&, double, double, const Pen&) override {}
+  void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) override {
+    constexpr int kPieces = 48;
+    for (int i = 0; i < kPieces; ++i)
+      Line(PointOn(shape, t0 + (t1 - t0) * i / kPieces), PointOn(shape, t0 + (t1 - t0) * (i + 1) / kPieces), pen);
+  }
   void Polygon(std::span<const CanvasPoint>, Rgb, const Pen&) override {}
   void Polyline(std::span<const CanvasPoint>, const Pen&) override {}
   void Text(CanvasPoint at, TextAnchor, std::string_view text, const TextLook& look) override {
@@ -45,7 +50,7 @@ class LabelCollector : public Canvas {
   std::vector<GlLeader> leaders;
 
  private:
-  bool inLeaders_ = false;
+  bool taken_ = false;  // lines
   LabelFont* font_;
 };
 
@@ -157,6 +162,8 @@ void SceneBuilder::Project(LabelFont* font) {
   options.showCell = options_.showCell && font;
   options.probability = options_.probability;
   options.net = options_.net;
+  options.contacts = options_.contacts;
+  options.marks = options_.marks;
   options.exact = true;
   options.whiteBackground = true;
   LabelCollector canvas(font);
@@ -164,11 +171,16 @@ void SceneBuilder::Project(LabelFont* font) {
   renderer.Render(document_, view_, options, canvas, nullptr);
   scene_.labels = std::move(canvas.labels);
   scene_.leaders = std::move(canvas.leaders);
+  const Rgb measured = MeasureColour(true);
+  const Rgb ofMeasures = options_.colour ? MeasureColour(ink_ != kWhite) : kBlack;
   for (GlLeader& leader : scene_.leaders) {
-    if (ink_ == kWhite) leader.colour = kGrey;
+    const bool grey = leader.colour.r == leader.colour.g && leader.colour.g == leader.colour.b;
+    if (ink_ == kWhite && grey) leader.colour = kGrey;
+    if (leader.colour == measured) leader.colour = ofMeasures;
   }
   for (GlLabel& label : scene_.labels) {
     if (label.look.colour == kBlack) label.look.colour = ink_;
+    if (label.look.colour == measured) label.look.colour = ofMeasures;
     label.look.rimColour = scene_.background;
   }
   for (AtomRecord* atom = document_.atoms.head; atom; atom = atom->next) {
@@ -194,7 +206,7 @@ GlAtom SceneBuilder::AtomOf(const AtomRecord& record) const {
   atom.at = Placed(record.view);
   atom.radius = element.drawRadius > 0.0 ? std::min(2.0 * element.drawRadius / view_.viewRadius, kLongestAxis) : 0.0;
   atom.colour = row == kUnknownRow ? PeakColour(record) : RgbOf(element.colour);
-  if (options_.paleMates && IsGenerated(record)) atom.colour = MixColours(scene_.background, atom.colour, kPaleInk);
+  atom.pale = options_.paleMates && options_.colour && IsGenerated(record);
   atom.texture = element.texture;
   const double least = 3.0 * scene_.unit;
   if (row == kUnknownRow) {
@@ -254,6 +266,12 @@ void SceneBuilder::AddBonds() {
                   std::min(record->Style(), static_cast<int>(kDotted))};
       const double width = std::isfinite(record->width) ? record->width / view_.viewRadius : 0.0;
       bond.radius = 0.5 * std::clamp(width, scene_.unit, kLongestAxis);
+      bond.paleA = a.pale;
+      bond.paleB = b.pale;
+      if (options_.taperedBonds && bond.style == kSolid && bond.order != kPi) {
+        bond.widening = Nearness(b.at.z) / Nearness(a.at.z) - 1.0;
+        bond.radius *= Nearness(a.at.z);
+      }
       if (a.shape == GlShape::Mark || b.shape == GlShape::Mark) {
         bond.radius = 0.5 * scene_.unit;
         bond.colourA = bond.colourB = kGrey;
@@ -263,7 +281,7 @@ void SceneBuilder::AddBonds() {
     }
     for (const DrawnContact& contact : contacts[i]) {
       if (contact.to->scratch < 0) continue;
-      const Rgb colour = ContactColour(contact.hydrogenBond, ink_ != kWhite);
+      const Rgb colour = ContactColour(contact.line, ink_ != kWhite);
       const GlAtom& to = scene_.atoms[static_cast<size_t>(contact.to->scratch)];
       scene_.bonds.push_back({scene_.atoms[i].at, to.at, scene_.unit, colour, colour, kSingle, kDashed});
     }

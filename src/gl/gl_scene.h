@@ -23,6 +23,7 @@ struct GlAtom {
   double radius = 0.0;              // of a ball; half the width of marks and boxes
   std::array<ViewPoint, 3> axes{};  // semi-axes of an ellipsoid, right-handed, pointing to the viewer's side
   Rgb colour;
+  bool pale = false;       // lets the background through once it is lit
   int texture = 0;         // code of black-and-white pictures
   uint32_t firstBond = 0;  // of the bonds drawn with it, which end where the next atom's begin
 
@@ -38,6 +39,9 @@ struct GlBond {
   Rgb colourB;
   int order = 0;  // BondOrder and BondStyle
   int style = 0;
+  bool paleA = false;
+  bool paleB = false;
+  double widening = 0.0;  // of a solid one's radius, from a to b
 };
 
 struct GlLine {
@@ -54,11 +58,12 @@ struct GlLabel {
   TextLook look;
 };
 
-// A line from a body to its label, on the finished picture as well.
+// A line from a body to its label, or one that marks something, on the finished picture as well.
 struct GlLeader {
   CanvasPoint a;
   CanvasPoint b;
   Rgb colour;
+  double width = 1.0;  // pixels
 };
 
 struct GlScene {

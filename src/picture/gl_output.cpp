@@ -15,7 +15,9 @@ GlPictureOptions GlOptionsOf(const PictureSubject& subject, const PictureOptions
   options.showCell = subject.look.showCell;
   options.net = subject.look.net;
   options.contacts = subject.look.contacts;
+  options.marks = subject.look.marks;
   options.paleMates = subject.look.figure.paleMates;
+  options.taperedBonds = subject.look.figure.taperedBonds;
   options.probability = subject.look.probability;
   options.settings = subject.openGl();
   options.colour = !picture.blackWhite;

@@ -138,13 +138,14 @@ PictureBytes DrawPicture(PictureSubject& subject, const PictureOptions& options,
   if (options.background == PictureBackground::Transparent && !known->transparent)
     possible.background = PictureBackground::White;
   try {
-    if (options.frames == PictureFrames::Turn || format == kTurnExtension) {
+    if (subject.swingFrom || options.frames == PictureFrames::Turn || format == kTurnExtension) {
       if (known->extension != kPictureExtensions[0])
-        return RefusePicture(subject.messages, "A turn is written as .png or .apng, not as ." + format + ".");
+        return RefusePicture(subject.messages, (subject.swingFrom ? "A swing" : "A turn") +
+                                                   (" is written as .png or .apng, not as ." + format + "."));
       possible.trim = false;
       possible.labelReport.clear();
       if (possible.background == PictureBackground::Transparent) possible.background = PictureBackground::White;
-      return DrawTurn(subject, possible);
+      return subject.swingFrom ? DrawSwing(subject, possible) : DrawTurn(subject, possible);
     }
     if (options.frames != PictureFrames::One) return DrawFrames(subject, possible, format);
     const bool lines = !options.openGl && !known->encode;

@@ -111,9 +111,7 @@ std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const P
 std::string PictureArgument(const PictureRequest& request) {
   const PictureOptions& o = request.options;
   return Printf("size=%d resolution=%.9g background=", o.size, o.resolution) + std::string(NameOf(o.background)) +
-         (o.trim ? " trim=on" : "") +
-         (o.frames == PictureFrames::One ? ""
-                                         : " frames=" + std::string(kPictureFrames[static_cast<size_t>(o.frames)])) +
+         (o.trim ? " trim=on" : " trim=off") + " frames=" + std::string(kPictureFrames[static_cast<size_t>(o.frames)]) +
          (o.openGl ? " renderer=opengl " : " renderer=interactive ") + request.path;
 }
 

@@ -125,6 +125,8 @@ constexpr Entry kEntries[] = {
     {kRecipeFlags[1].word, TakeFigure<1>},
     {kRecipeFlags[2].word, TakeFigure<2>},
     {kRecipeFlags[3].word, TakeFigure<3>},
+    {kRecipeFlags[4].word, TakeFigure<4>},
+    {kRecipeFlags[5].word, TakeFigure<5>},
     {"probability", [](Line& l, PictureRecipe& r) { r.probability = l.Number(0.001, 1.0); }},
     {"size", [](Line& l, PictureRecipe& r) { r.picture.size = l.Whole(kSmallestPicture, kLargestPicture); }},
     {"resolution", [](Line& l, PictureRecipe& r) { r.picture.resolution = l.Number(0.0, kLargestResolution); }},

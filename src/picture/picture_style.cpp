@@ -80,6 +80,8 @@ constexpr StyleField kFields[] = {
     LookNumber<&RenderOptions::labelPoints>("label-size", "Points", 6.0, 36.0),
     FigureFlag<&FigureChoices::hydrogenBonds>("hydrogen-bonds", "Dashed hydrogen bonds"),
     FigureFlag<&FigureChoices::shortContacts>("short-contacts", "Dashed short contacts"),
+    FigureFlag<&FigureChoices::measures>("measurements", "Distances and angles that the file keeps"),
+    FigureFlag<&FigureChoices::restraints>("restraints", "Restraints by how well they are kept"),
     FigureFlag<&FigureChoices::paleMates>("mates", "Symmetry mates", "full|pale"),
     FigureFlag<&FigureChoices::taperedBonds>("bonds", "Bonds by depth", "even|tapered"),
     LookFlag<&RenderOptions::showCell>("cell", "Unit cell"),

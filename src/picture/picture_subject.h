@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "base/user_messages.h"
@@ -20,6 +21,8 @@ struct PictureSubject {
   std::function<const OpenGlSettings&()> openGl;  // asked by the OpenGL renderer alone
   UserMessages& messages;
   KeepGoing goOn;  // may be empty
+  // Another model of the structure, which the picture swings from and back to; null for a picture at rest.
+  std::shared_ptr<const Document> swingFrom{};
 };
 
 }  // namespace marvik

@@ -78,9 +78,30 @@ std::string AnimatedPng(std::span<const std::string> frames, int milliseconds) {
   return file;
 }
 
-PictureBytes DrawTurn(PictureSubject& subject, const PictureOptions& options) {
+PictureBytes DrawFilm(PictureSubject& subject, const PictureOptions& options, size_t frames,
+                      const std::function<void(size_t frame)>& prepare) {
   const ViewState before = subject.view;
-  std::vector<ViewState> views(kTurnFrames, before);
+  const int total = static_cast<int>(frames);
+  // So that labels follow their atoms from frame to frame.
+  subject.look.steadyLabels = true;
+  InteractiveRenderer renderer;
+  std::vector<std::string> drawn;
+  while (drawn.size() < frames && subject.messages.ReportProgress(static_cast<int>(drawn.size()), total)) {
+    prepare(drawn.size());
+    const auto image = DrawPixels(subject, options, renderer);
+    if (!image) break;
+    auto bytes = EncodePng(*image, {options.resolution, false});
+    if (!bytes) throw std::bad_alloc();
+    drawn.push_back(std::move(*bytes));
+  }
+  subject.messages.ReportProgress(total, total);
+  subject.view = before;
+  if (drawn.size() < frames) return {};
+  return AnimatedPng(drawn, kFrameTime);
+}
+
+PictureBytes DrawTurn(PictureSubject& subject, const PictureOptions& options) {
+  std::vector<ViewState> views(kTurnFrames, subject.view);
   double radius = 0.0;
   for (size_t i = 0; i < views.size(); ++i) {
     views[i].rotateView(360.0 / kTurnFrames * static_cast<double>(i), {0, 1, 0}, true);
@@ -89,24 +110,10 @@ PictureBytes DrawTurn(PictureSubject& subject, const PictureOptions& options) {
     radius = std::max(radius, views[i].viewRadius + Distance(views[i].viewCentre, views[0].viewCentre));
   }
   const Cartesian middle = views[0].viewCentre;
-  // So that labels follow their atoms from frame to frame.
-  subject.look.steadyLabels = true;
-  InteractiveRenderer renderer;
-  std::vector<std::string> frames;
-  for (ViewState& view : views) {
-    if (!subject.messages.ReportProgress(static_cast<int>(frames.size()), kTurnFrames)) break;
-    view.fitView(radius, middle);
-    subject.view = view;
-    const auto image = DrawPixels(subject, options, renderer);
-    if (!image) break;
-    auto bytes = EncodePng(*image, {options.resolution, false});
-    if (!bytes) throw std::bad_alloc();
-    frames.push_back(std::move(*bytes));
-  }
-  subject.messages.ReportProgress(kTurnFrames, kTurnFrames);
-  subject.view = before;
-  if (frames.size() < views.size()) return {};
-  return AnimatedPng(frames, kFrameTime);
+  return DrawFilm(subject, options, views.size(), [&](size_t i) {
+    subject.view = views[i];
+    subject.view.fitView(radius, middle);
+  });
 }
 
 }  // namespace marvik

@@ -50,14 +50,12 @@
 #include "ui/input_controller.h"
 #include "ui/key_sheet.h"
 #include "ui/key_state.h"
-#include "ui/measure_marks.h"
 #include "ui/menu_set.h"
 #include "ui/page_printing.h"
 #include "ui/panels/panel_set.h"
 #include "ui/picture_printing.h"
 #include "ui/refinement_windows.h"
 #include "ui/report_window.h"
-#include "ui/restraint_marks.h"
 #include "ui/text.h"
 #include "ui/text_editor.h"
 #include "ui/text_window.h"
@@ -85,6 +83,7 @@ QStringList LocalFiles(const QMimeData* data) {
 
 MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(bench) {
   settings_.Load();
+  bench_.figure.measures = true;
   settings_.ShowIn(bench_);
   RestorePictureOptions(bench_, settings_.dialogValues.value(QStringLiteral("picture")));
   area_ = new DrawingArea(bench, this);
@@ -92,8 +91,6 @@ MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(benc
   setCentralWidget(area_);
   input_ =
       new InputController(bench, *area_, [this](int id, const std::string& argument) { return Run(id, argument); });
-  new MeasureMarks(bench, *area_);
-  new RestraintMarks(bench, *area_);
   new ElementMarks(bench, *area_);
   menus_ = new MenuSet(bench, *menuBar(), [this](int id) { Run(id); });
   SetUpStatusBar();
@@ -381,6 +378,7 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
     return AskStyleFile(this, DialogDirectory(), id == kSaveStyleCommand);
   if (id == kPublicationCommand) return AskPublication(this, bench_);
   if (id == kCompareCommand) return AskComparison(this, bench_);
+  if (id == kSwingCommand) return AskSwing(this, bench_, DialogDirectory());
   if (id == kHfixCommand) return AskHfixOption(this);
   if (id == kRefinementStepCommand) return refinement_->AskStep();
   if (id == kNewFromReflectionsCommand) {

@@ -1,6 +1,7 @@
 #include "app/density.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "app/bench_fixture.h"
 #include "app/commands/command_table.h"
@@ -85,6 +86,19 @@ TEST_F(DensityTest, AMapOfARealStructureIsDrawnInEveryFormat) {
   EXPECT_EQ(RunCommand(bench, 597), Outcome::Done) << Texts();
   EXPECT_FALSE(bench.ScreenOptions().net->texts.empty());
   EXPECT_TRUE(CommandChecked(bench, 597));
+  const size_t usual = bench.ScreenOptions().net->lines.size();
+  EXPECT_EQ(RunCommand(bench, 599, "0.25"), Outcome::Done);
+  EXPECT_EQ(bench.density->contourStep, 0.25);
+  EXPECT_NE(bench.ScreenOptions().net->lines.size(), usual);
+  for (const NetText& text : bench.ScreenOptions().net->texts) {
+    const double level = std::stod(text.text);
+    EXPECT_EQ(level, 0.25 * std::round(level / 0.25));
+  }
+  EXPECT_EQ(RunCommand(bench, 599, "0.001"), Outcome::Done);
+  EXPECT_NE(DensityText(*bench.density).find("the step is too small"), std::string::npos);
+  EXPECT_EQ(RunCommand(bench, 599, "0"), Outcome::Failed);
+  EXPECT_EQ(RunCommand(bench, 599, "auto"), Outcome::Done);
+  EXPECT_EQ(bench.ScreenOptions().net->lines.size(), usual);
   EXPECT_EQ(RunCommand(bench, 597, "off"), Outcome::Done);
   EXPECT_TRUE(bench.ScreenOptions().net->texts.empty());
   EXPECT_EQ(bench.history.UndoName(), "");

@@ -1,6 +1,7 @@
 #include "app/commands/command_table.h"
 #include "app/measures.h"
 #include "app/open_save.h"
+#include "app/picture/picture_output.h"
 #include "app/split_candidates.h"
 #include "edit/part_list.h"
 
@@ -114,6 +115,20 @@ TEST_F(ModelBuilding, WhatIsMeasuredIsKeptInTheFileImagesIncluded) {
   EXPECT_NEAR(measures[0].value, 90.0, 1e-9);
   EXPECT_NEAR(measures[1].value, 1.4, 1e-9);
   EXPECT_EQ(measures[1].names, "C9–C9_$1");
+  // What was measured just now is drawn; a picture is what the window shows.
+  ASSERT_TRUE(bench.ScreenOptions().marks);
+  const auto marks = bench.ScreenOptions().marks;
+  ASSERT_EQ(marks->measures.size(), 2u);
+  EXPECT_EQ(marks->measures[1].atoms[1], image);
+  EXPECT_EQ(marks, bench.ScreenOptions().marks) << "kept while nothing changes";
+  EXPECT_NE(StyleText(StyleOf(bench)).find("measurements on"), std::string::npos);
+  EXPECT_EQ(Run("draw-measurements", "off"), Outcome::Done);
+  EXPECT_FALSE(bench.ScreenOptions().marks || bench.ScreenOptions().contacts);
+  EXPECT_EQ(Run("measure", "C1 C5"), Outcome::Changed);
+  const auto lines = bench.ScreenOptions().contacts;
+  ASSERT_TRUE(lines);
+  EXPECT_EQ(std::ranges::count(*lines, ContactLine::Measured, &DrawnContact::line), 1);
+  EXPECT_EQ(Run("remove-measurements", "3"), Outcome::Changed);
   EXPECT_EQ(Run("remove-measurements", "1"), Outcome::Changed);
   ASSERT_EQ(MeasuresOf(bench).size(), 1u);
   EXPECT_NEAR(MeasuresOf(bench)[0].value, 1.4, 1e-9);

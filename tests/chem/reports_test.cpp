@@ -297,7 +297,8 @@ TEST_F(ChemTest, ContactsAreDrawnBetweenAtomsThatAreShown) {
   const auto list = [&](bool bonds, bool contacts) {
     std::string text;
     for (const DrawnContact& c : ContactsShown(document, bonds, contacts))
-      text += c.from->name + (c.hydrogenBond ? "=" : "-") + c.to->name + (IsGenerated(*c.to) ? "' " : " ");
+      text += c.from->name + (c.line == ContactLine::HydrogenBond ? "=" : "-") + c.to->name +
+              (IsGenerated(*c.to) ? "' " : " ");
     return text;
   };
   EXPECT_EQ(list(true, true), "O1-C8 ");

@@ -175,7 +175,8 @@ TEST(RenderScene, ContactsAreDashedBetweenTheBodiesInEveryRendition) {
   scene.options.look = Look::Paper;
   AtomRecord* a = scene.Add("H1", 1.5, 0, 0);
   AtomRecord* b = scene.Add("O1", -1.5, 0, 0);
-  scene.options.contacts = std::make_shared<std::vector<DrawnContact>>(1, DrawnContact{a, b, true});
+  scene.options.contacts =
+      std::make_shared<std::vector<DrawnContact>>(1, DrawnContact{a, b, ContactLine::HydrogenBond});
   // Balls of 7 and 12 pixels whose middles are 82 apart.
   for (const auto& [mode, line] : {std::pair{kWireFrame, "line 259 299 341 299 #0060aa w1.6 dashed\n"},
                                    {kBallAndStick, "line 266.039 299 328.933 299 #0060aa w1.6 dashed\n"}}) {
@@ -189,6 +190,35 @@ TEST(RenderScene, ContactsAreDashedBetweenTheBodiesInEveryRendition) {
   }
   b->Set(kHidden, true);
   EXPECT_EQ(Only(scene.Draw(), "line"), "");
+}
+
+TEST(RenderScene, MeasuresHaveTheirTextBesideTheBodiesInEveryRendition) {
+  Scene scene;
+  scene.options.look = Look::Paper;
+  AtomRecord* a = scene.Add("C1", 4.0, 0, 0);
+  AtomRecord* b = scene.Add("C2", 0, 0, 0);
+  AtomRecord* c = scene.Add("C3", 0, 3.0, 0);
+  auto marks = std::make_shared<FigureMarks>();
+  marks->measures = {{{a, b, c}, "90.00(5)°"}, {{a, c}, "5.000(1) Å"}};
+  marks->strains = {{{a, b}, 2.5}, {{c}, 0.5}};
+  scene.options.marks = marks;
+  for (const int mode : {kWireFrame, kBallAndStick, kThermalEllipsoid, kPipes}) {
+    scene.options.mode = mode;
+    const std::string drawn = scene.Draw();
+    const std::string texts = Only(drawn, "text");
+    EXPECT_NE(texts.find("90.00(5)°"), std::string::npos) << drawn;
+    EXPECT_NE(texts.find("5.000(1) Å"), std::string::npos);
+    EXPECT_TRUE(scene.renderer.Labels().empty());
+    EXPECT_NE(drawn.find("#e69f00 w4\n"), std::string::npos) << "the strained distance";
+    EXPECT_NE(Only(drawn, "arc").find("#0072b2 w2"), std::string::npos) << "the ring about what is kept";
+  }
+  // The arc begins on the one leg and ends on the other, 45 % of the shorter from the corner: 36.7 pixels of 81.5.
+  scene.options.exact = true;
+  const std::string arc = Only(Only(scene.Draw(), "line"), "line");
+  EXPECT_NE(arc.find("line 263.305 299"), std::string::npos) << arc;
+  EXPECT_NE(arc.find(" 300 335.695 "), std::string::npos) << arc;
+  c->Set(kHidden, true);
+  EXPECT_EQ(Only(scene.Draw(), "text"), "");
 }
 
 TEST(RenderScene, PaleMatesAndTaperedBonds) {

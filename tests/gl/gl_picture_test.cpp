@@ -3,6 +3,7 @@
 #include <array>
 #include <limits>
 
+#include "draw/renderer/look.h"
 #include "gl/gl_fixture.h"
 
 namespace marvik {
@@ -123,6 +124,41 @@ TEST(GlPicture, EllipsoidsAreThoseOfTheInteractiveRenderer) {
     EXPECT_GT(both, 8000);
     EXPECT_GT(both, 0.95 * either) << turn;
   }
+}
+
+TEST(GlPicture, WhatIsPaleIsMixedWithTheBackgroundAfterItIsLit) {
+  GlStage stage;
+  stage.options.mode = kThermalEllipsoid;
+  stage.AddEllipsoid("O1", {2.0, 0, 0}, {2.0, 1.2, 0.8})->generated = 1;
+  stage.Add("N1", -2.0, 0, 0)->generated = 1;
+  stage.options.printing = false;
+  for (const double ground : {1.0, 0.0}) {
+    stage.options.settings.background = {ground, ground, ground};
+    stage.options.paleMates = false;
+    Image expected = stage.Picture(300);
+    stage.options.paleMates = true;
+    const Image pale = stage.Picture(300);
+    const Rgb behind = ground > 0.5 ? kWhite : kBlack;
+    for (uint32_t& pixel : expected.pixels) pixel = PixelOf(MixColours(behind, ColourOf(pixel), kPaleInk));
+    EXPECT_LT(Difference(pale, expected), 0.01) << ground;  // highlights are cut off earlier
+  }
+}
+
+TEST(GlPicture, ATaperedBondIsWiderTowardTheViewer) {
+  GlStage stage;
+  AtomRecord* a = stage.Add("N1", 5.0, 0, 6.0);
+  AtomRecord* b = stage.Add("N2", -5.0, 0, -6.0);
+  stage.document.atoms.AddBond(a, b, {}, kSingle, 0, 1.0f, kSolid, stage.messages);
+  const auto height = [&](double x) {
+    const Image image = stage.Picture(600);
+    int rows = 0;
+    for (int y = 0; y < 600; ++y) rows += ColourOf(image.At(static_cast<int>(300 - x * 27.2), y)) != kWhite;
+    return rows;
+  };
+  EXPECT_NEAR(height(2.5), height(-2.5), 1);
+  stage.options.taperedBonds = true;
+  // 1 + 0.45 z at 0.27 before and behind the middle.
+  EXPECT_NEAR(height(-2.5) / static_cast<double>(height(2.5)), 1.123 / 0.877, 0.1);
 }
 
 TEST(GlPicture, NearerAtomsHideFartherOnesAndHiddenOnesAreNotThere) {

@@ -42,14 +42,15 @@ struct Figure : testing::Test {
     ViewState view;
     view.viewCentre = centre;
     view.viewRadius = 2.5;
-    PictureSubject subject{document, view, look, "flat", [this]() -> const OpenGlSettings& { return openGl; },
-                           messages, {}};
+    PictureSubject subject{document, view, look,     "flat", [this]() -> const OpenGlSettings& { return openGl; },
+                           messages, {},   swingFrom};
     return DrawPicture(subject, options, format);
   }
 
   Document document;
   RecordingMessages messages;
   RenderOptions look;
+  std::shared_ptr<const Document> swingFrom;
   Cartesian centre;
   OpenGlSettings openGl;
 };
@@ -222,6 +223,33 @@ TEST_F(Figure, TurnsInAnAnimatedFileWhoseFramesAreInOrder) {
   EXPECT_EQ(Drawn("png", options), bytes);
   EXPECT_FALSE(Drawn("svg", options));
   EXPECT_EQ(messages.shown.back().text, "A turn is written as .png or .apng, not as .svg.");
+}
+
+TEST_F(Figure, SwingsFromTheOtherModelAndLeavesTheAtomsWhereTheyWere) {
+  PictureOptions options;
+  options.size = 64;
+  const auto other = std::make_shared<Document>(document);
+  swingFrom = other;
+  EXPECT_FALSE(Drawn("apng", options));
+  EXPECT_EQ(messages.shown.back().text, "The two models have all their atoms at the same places.");
+  AtomRecord* moved = other->atoms.head;
+  const Fractional there = moved->fract;
+  moved->fract = there + Fractional{0.02, 2.1, -1.0};  // and whole cells away
+  const std::string still = *Drawn("apng", options);
+  const auto count = [](const std::string& bytes) {
+    std::map<std::string, int> frames;
+    for (const auto& [type, data] : PngChunks(bytes))
+      if (type == "fdAT") ++frames[data.substr(4)];
+    return frames.size();
+  };
+  EXPECT_GT(count(still), 12u);
+  EXPECT_LE(count(still), 20u) << "the way back is the way there";
+  EXPECT_EQ(document.atoms.head->fract, there);
+  EXPECT_FALSE(Drawn("pdf", options));
+  EXPECT_EQ(messages.shown.back().text, "A swing is written as .png or .apng, not as .pdf.");
+  for (AtomRecord* atom : Atoms(other->atoms)) atom->name = "X";
+  EXPECT_FALSE(Drawn("apng", options));
+  EXPECT_EQ(messages.shown.back().text, "No atom has the same name in both models.");
 }
 
 }  // namespace

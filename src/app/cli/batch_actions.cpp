@@ -14,6 +14,7 @@
 #include "check/cif/check_cif.h"
 #include "check/lint/lint.h"
 #include "draw/surface/lit_picture.h"
+#include "edit/edit_fields.h"
 #include "files/res/writer.h"
 #include "report/report.h"
 #include "run/file_comparison.h"
@@ -94,6 +95,10 @@ bool PictureAction(BatchSession& session, const BatchAction& action) {
   const CommandLineOptions& options = session.options;
   Workbench& bench = session.bench;
   const PictureOptions& picture = bench.pictureFile;
+  if (!options.swing.empty()) {
+    const std::string old = JoinEditArguments({{{"old", options.swing}, {"file", action.value}}, ""});
+    return RunCommand(bench, kSwingCommand, old) == Outcome::Done;
+  }
   if (action.value != "-") return WritePicture(bench, picture, action.value, options.format);
   const auto bytes = DrawPicture(bench, picture, options.format);
   if (bytes) session.out << *bytes;

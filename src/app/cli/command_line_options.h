@@ -68,6 +68,7 @@ struct CommandLineOptions {
   std::optional<PictureBackground> background;
   std::string style;   // a picture style's file
   std::string recipe;  // a picture recipe's file
+  std::string swing;   // another model of the structure
   std::string labelReport;
   std::optional<Look> look;
   std::optional<bool> labels;

@@ -90,6 +90,7 @@ std::span<const FieldRange> SavePictureFields();  // picture_commands.cpp
 // density_commands.cpp
 Outcome DensityHandler(Workbench& bench, const CommandCall& call);
 Outcome DensityLevelHandler(Workbench& bench, const CommandCall& call);
+Outcome ContourStepHandler(Workbench& bench, const CommandCall& call);
 Outcome DensityPlaneHandler(Workbench& bench, const CommandCall& call);
 Outcome SolventMaskHandler(Workbench& bench, const CommandCall& call);
 std::span<const FieldRange> MaskFields();  // solvent_mask.h
@@ -138,6 +139,8 @@ Outcome EditFileHandler(Workbench& bench, const CommandCall& call);
 
 // text_commands.cpp
 Outcome CompareHandler(Workbench& bench, const CommandCall& call);
+Outcome SaveSwingHandler(Workbench& bench, const CommandCall& call);
+std::span<const FieldRange> SwingFields();
 std::span<const FieldRange> CompareFields();
 Outcome EditLinesHandler(Workbench& bench, const CommandCall& call);
 Outcome ReloadHandler(Workbench& bench, const CommandCall& call);

@@ -135,6 +135,7 @@ enum CommandId : int {
   kJoinCommand = 601,
   kShowPartCommand = 602,
   kPeakLevelCommand = 603,
+  kSwingCommand = 661,
   kRestrainCommand = 605,
   kRemoveRestraintCommand = 607,
   kPartsPanelCommand = 610,

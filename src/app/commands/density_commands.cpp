@@ -6,6 +6,7 @@
 #include "app/refinement/refine_flow.h"
 #include "app/solvent_mask.h"
 #include "base/files.h"
+#include "base/numbers.h"
 #include "language/instruction.h"
 
 namespace marvik {
@@ -70,6 +71,19 @@ Outcome DensityLevelHandler(Workbench& bench, const CommandCall& call) {
     const double changed = level.value * (call.id == kDensityRaiseCommand ? kLevelStep : 1.0 / kLevelStep);
     if (changed > 1e-3 && changed < 1e3) level.value = changed;
   }
+  return ShowLevel(bench);
+}
+
+// "0.05" e/Å³, or "auto".
+Outcome ContourStepHandler(Workbench& bench, const CommandCall& call) {
+  double step = 0.0;
+  if (call.argument != "auto" && !(ParseWholeNumber(call.argument, step) && step >= 1e-3 && step <= 1e3))
+    return Refuse(bench, "Command Usage Error:",
+                  "The step is a number of e/Å³ from 0.001 to 1000, or \"auto\", not " + call.argument + ".");
+  DensityState& state = DensityOf(bench);
+  state.wantedStep = step;
+  if (!IsPlaneContoured(bench)) return Outcome::Done;
+  state.NetOf(bench.document, bench.view.viewCentre);
   return ShowLevel(bench);
 }
 

@@ -101,13 +101,14 @@ Outcome FigureToggleHandler(Workbench& bench, const CommandCall& call) {
   static constexpr bool FigureChoices::*kFlags[] = {&FigureChoices::tripod,        &FigureChoices::scaleBar,
                                                     &FigureChoices::legend,        &FigureChoices::hydrogenBonds,
                                                     &FigureChoices::shortContacts, &FigureChoices::paleMates,
-                                                    &FigureChoices::taperedBonds};
+                                                    &FigureChoices::taperedBonds,  &FigureChoices::measures};
   bool& shown = bench.figure.*kFlags[call.id - kTripodCommand];
   shown = !shown;
   const bool contacts = call.id == kHydrogenBondsCommand || call.id == kShortContactsCommand;
   if (!contacts || !shown || !bench.hooks.tell) return Outcome::Done;
   const bool bonds = call.id == kHydrogenBondsCommand;
-  const auto count = std::ranges::count(*bench.Contacts(), bonds, &DrawnContact::hydrogenBond);
+  const ContactLine line = bonds ? ContactLine::HydrogenBond : ContactLine::Short;
+  const auto count = std::ranges::count(*bench.Contacts(), line, &DrawnContact::line);
   bench.hooks.tell(Printf("%d %s%s between atoms that are shown%s", static_cast<int>(count),
                           bonds ? "hydrogen bond" : "short contact", count == 1 ? "" : "s",
                           count == 0 ? "; Grow and Pack show those between molecules" : ""));

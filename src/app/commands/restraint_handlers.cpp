@@ -111,7 +111,7 @@ Outcome EditRestraintHandler(Workbench& bench, const CommandCall& call) {
 }
 
 Outcome DrawnOverHandler(Workbench& bench, const CommandCall&) {
-  bench.restraintsDrawn = !bench.restraintsDrawn;
+  bench.figure.restraints = !bench.figure.restraints;
   return Outcome::Done;
 }
 
@@ -127,7 +127,9 @@ Outcome MeasureHandler(Workbench& bench, const CommandCall& call) {
   const std::vector<AtomRecord*> atoms = AtomsInOrder(bench, call.argument);
   if (atoms.empty() && !call.argument.empty()) return Outcome::Failed;
   const std::string refusal = AddMeasure(bench.document, {atoms.begin(), atoms.end()});
-  return refusal.empty() ? Outcome::Changed : Refuse(bench, kMeasure, refusal);
+  if (!refusal.empty()) return Refuse(bench, kMeasure, refusal);
+  bench.figure.measures = true;  // what was measured just now is to be seen
+  return Outcome::Changed;
 }
 
 Outcome MeasurementsHandler(Workbench& bench, const CommandCall&) {

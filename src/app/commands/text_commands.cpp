@@ -3,9 +3,12 @@
 
 #include "app/commands/command_handlers.h"
 #include "app/open_save.h"
+#include "app/picture/picture_output.h"
 #include "app/refinement/refine_flow.h"
 #include "app/structure_text.h"
 #include "base/numbers.h"
+#include "files/cif/cif_translation.h"
+#include "files/res/reader.h"
 #include "run/file_comparison.h"
 
 namespace marvik {
@@ -71,6 +74,30 @@ Outcome CompareHandler(Workbench& bench, const CommandCall& call) {
     bench.messages.Show({MessageIcon::Information, title, text});
   }
   return Outcome::Done;
+}
+
+std::span<const FieldRange> SwingFields() {
+  static constexpr FieldRange kFields[] = {WordField("old", "Model to swing from", "disk|STEP|FILE"),
+                                           {"file", "File to write"}};
+  return kFields;
+}
+
+Outcome SaveSwingHandler(Workbench& bench, const CommandCall& call) {
+  const EditArguments arguments = SplitEditArguments(call.argument);
+  const std::string* old = arguments.Find("old");
+  const std::string* file = arguments.Find("file");
+  if (!file) return Refuse(bench, "Command Usage Error:", "Save Swing: the name of the file to write is missing.");
+  const auto from = FindCompared(bench, old ? *old : "disk");
+  if (!from) return Outcome::Failed;
+  std::string text = from->text;
+  if (LowerExtensionOf(from->path) == "cif") text = ResultFileOfCif(from->path, bench.messages).value_or("");
+  const auto other = std::make_shared<Document>();
+  if (!ReadInstructionText(*other, std::move(text), bench.messages) || !other->atoms.head)
+    return Refuse(bench, kUnreadable, from->name + " holds no atoms.");
+  bench.SetBusy(true);
+  const bool written = WriteSwing(bench, other, bench.pictureFile, *file);
+  bench.SetBusy(false);
+  return written ? Outcome::Done : Outcome::Failed;
 }
 
 // "LINE COUNT", and behind a blank or a line end the lines that come in their place.

@@ -9,6 +9,19 @@ PictureSubject SubjectOf(Workbench& bench) {
   return {bench.document, bench.view, bench.ScreenOptions(), bench.Title(), openGl, bench.messages, bench.hooks.goOn};
 }
 
+namespace {
+
+bool WriteBytes(Workbench& bench, const std::optional<std::string>& bytes, const std::string& path) {
+  if (!bytes) return false;
+  const StageClock clock(bench.seconds.write);
+  const int error = WriteDerivedFile(path, *bytes);
+  if (error == 0) return true;
+  bench.messages.Show({MessageIcon::Warning, "Error: File I/O", WriteFault(path, error)});
+  return false;
+}
+
+}  // namespace
+
 std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& options, const std::string& format) {
   const StageClock clock(bench.seconds.draw);
   PictureSubject subject = SubjectOf(bench);
@@ -16,13 +29,14 @@ std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& o
 }
 
 bool WritePicture(Workbench& bench, const PictureOptions& options, const std::string& path, const std::string& format) {
-  const auto bytes = DrawPicture(bench, options, format.empty() ? LowerExtensionOf(path) : format);
-  if (!bytes) return false;
-  const StageClock clock(bench.seconds.write);
-  const int error = WriteDerivedFile(path, *bytes);
-  if (error == 0) return true;
-  bench.messages.Show({MessageIcon::Warning, "Error: File I/O", WriteFault(path, error)});
-  return false;
+  return WriteBytes(bench, DrawPicture(bench, options, format.empty() ? LowerExtensionOf(path) : format), path);
+}
+
+bool WriteSwing(Workbench& bench, const std::shared_ptr<const Document>& other, const PictureOptions& options,
+                const std::string& path) {
+  PictureSubject subject = SubjectOf(bench);
+  subject.swingFrom = other;
+  return WriteBytes(bench, DrawPicture(subject, options, LowerExtensionOf(path)), path);
 }
 
 PictureStyle StyleOf(const Workbench& bench) {

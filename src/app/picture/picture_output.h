@@ -21,6 +21,9 @@ std::optional<std::string> DrawPicture(Workbench& bench, const PictureOptions& o
 
 // The same into a file, by its extension unless a format is given. False after a message, with the file as it was.
 bool WritePicture(Workbench& bench, const PictureOptions& options, const std::string& path, const std::string& format);
+// An animated PNG that swings from another model of the structure to the present one and back.
+bool WriteSwing(Workbench& bench, const std::shared_ptr<const Document>& other, const PictureOptions& options,
+                const std::string& path);
 
 // What a style holds, as it is now; and made so. A picture that was fitted is fitted again.
 PictureStyle StyleOf(const Workbench& bench);

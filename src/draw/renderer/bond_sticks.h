@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <span>
 
 #include "model/atom_record.h"
@@ -12,6 +13,12 @@ struct BondStick {
   double share;  // of the width of a single bond
   bool dashed;   // whatever the bond's own style is
 };
+
+// How much wider than others a tapered bond is at a depth, given in view units: the nearer the wider.
+inline double Nearness(double z) {
+  constexpr double kTaper = 0.45;  // from the middle of the view to its front
+  return std::clamp(1.0 + kTaper * z, 0.4, 1.6);
+}
 
 // A single stick for the orders that have no more.
 inline std::span<const BondStick> SticksOfOrder(int order) {

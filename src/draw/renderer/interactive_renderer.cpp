@@ -88,6 +88,7 @@ bool RenderFrame::Render(Document& document, const ViewState& view, const Render
   if (options.blackWhite) colours_ = {kWhite, true, false, kWhite};
   SetUp();
   SetUpContacts();
+  SetUpMeasures();
   labelsSettled = true;
   if (options.clear && !options.printing) canvas.Clear(Background());
   const bool scene = options.mode >= kBallAndStick && options.mode <= kPipes;
@@ -97,6 +98,7 @@ bool RenderFrame::Render(Document& document, const ViewState& view, const Render
     return false;
   }
   DrawNetTexts();
+  DrawMarks();
   DrawLabels();
   // What is asked about the picture goes by how it was drawn.
   drawnOptions_ = options;

@@ -10,6 +10,7 @@
 #include "draw/canvas/canvas.h"
 #include "draw/labels/label_placer.h"
 #include "draw/renderer/colour_scheme.h"
+#include "draw/renderer/figure_marks.h"
 #include "draw/renderer/look.h"
 #include "draw/view/view_state.h"
 #include "model/document.h"
@@ -23,8 +24,10 @@ enum DisplayMode { kWireFrame = 0, kBallAndStick = 1, kThermalEllipsoid = 2, kPi
 // C12, C(12) or C with 12 as a subscript.
 enum class LabelForm : uint8_t { Plain, Parentheses, Lowered };
 
-// The group of the lines that lead to labels, before the labels' own.
+// The groups of lines over the bodies: those that lead to labels, before the labels' own, and those of measures and
+// restraints.
 inline constexpr char kLeaderGroup[] = "leaders";
+inline constexpr char kMarkGroup[] = "marks";
 
 // What a figure shows beside atoms, bonds and labels.
 struct FigureChoices {
@@ -35,8 +38,10 @@ struct FigureChoices {
   bool hydrogensByU = false;       // among ellipsoids; else all of one small size
   bool hydrogenBonds = false;      // dashed, between atoms that are shown
   bool shortContacts = false;      // the same
+  bool measures = false;           // distances and angles that the file keeps
+  bool restraints = false;         // by how well they are kept
   bool paleMates = false;          // atoms that were grown or packed nearer to the background
-  bool taperedBonds = false;       // wider toward the viewer; not in the lit rendition and not by OpenGL
+  bool taperedBonds = false;       // wider toward the viewer
   std::vector<uint8_t> polyhedra;  // rows of the elements in their middle
 };
 
@@ -67,9 +72,10 @@ struct RenderOptions {
   bool selection = true;     // what is selected is marked
   bool blackWhite = false;   // patterns of lines and dots by the element table instead of colours, on white
   std::shared_ptr<const DensityNet> net{};  // lines of electron density among the bodies; may be null
-  // What the figure has of hydrogen bonds and short contacts; may be null.
+  // What the figure has of hydrogen bonds, short contacts and measured distances; may be null.
   std::shared_ptr<const std::vector<DrawnContact>> contacts{};
-  bool bodies = true;  // off: only what stands over atoms, bonds and cell: marks and texts
+  std::shared_ptr<const FigureMarks> marks{};  // may be null
+  bool bodies = true;                          // off: only what stands over atoms, bonds and cell: marks and texts
 };
 
 // Asked before each atom; false stops the picture where it is.

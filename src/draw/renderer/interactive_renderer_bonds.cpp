@@ -15,7 +15,6 @@ constexpr double kPipeFactor = 3.0;
 constexpr double kLeastRimmed = 4.0;     // width of the thinnest stick with a rim, pixels
 constexpr double kThinPipe = 2.0;        // half a width in pixels
 constexpr float kLonePipeWidth = 0.15f;  // Å, of an atom without bonds
-constexpr double kTaper = 0.45;          // of a bond's width, from the middle of the view to its front
 // Strips of a pipe: their share of its width, their place across it, and their lightness.
 struct Strip {
   double share;
@@ -159,7 +158,7 @@ double RenderFrame::NearnessFactor(const FrameBond& bond, CanvasPoint at) const 
   const CanvasPoint along{Centre(b).x - from.x, Centre(b).y - from.y};
   const double square = along.x * along.x + along.y * along.y;
   const double t = square > 0.0 ? ((at.x - from.x) * along.x + (at.y - from.y) * along.y) / square : 0.5;
-  return std::clamp(1.0 + kTaper * (a.z + (b.z - a.z) * std::clamp(t, 0.0, 1.0)), 0.4, 1.6);
+  return Nearness(a.z + (b.z - a.z) * std::clamp(t, 0.0, 1.0));
 }
 
 // A part of one of its sticks; `rim` is how much wider than the stick it is.

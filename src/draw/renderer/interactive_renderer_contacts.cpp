@@ -4,7 +4,7 @@ namespace marvik {
 namespace {
 
 constexpr double kHydrogenBondPen = 1.6;  // thin lines
-constexpr double kShortContactPen = 1.0;
+constexpr double kOtherPen = 1.0;
 
 }  // namespace
 
@@ -13,18 +13,18 @@ void RenderFrame::SetUpContacts() {
   if (!options_->contacts) return;
   for (const DrawnContact& contact : *options_->contacts) {
     if (contact.from->scratch >= 0 && contact.to->scratch >= 0)
-      contacts_.push_back({FrameIndex(contact.from), FrameIndex(contact.to), contact.hydrogenBond});
+      contacts_.push_back({FrameIndex(contact.from), FrameIndex(contact.to), contact.line});
   }
 }
 
 void RenderFrame::DrawContact(const FrameContact& contact) {
   CanvasPoint from, to;
   if (!FreeLine(contact.from, contact.to, from, to)) return;
-  const Rgb plain = options_->blackWhite ? kBlack : ContactColour(contact.hydrogenBond, Paper());
+  const Rgb plain = options_->blackWhite ? kBlack : ContactColour(contact.line, Paper());
   const FrameAtom& first = atoms_[contact.from];
   const FrameAtom& second = atoms_[contact.to];
   const Rgb colour = first.pale && second.pale ? Paled(first, plain) : plain;
-  const double width = (contact.hydrogenBond ? kHydrogenBondPen : kShortContactPen) * map_.unit;
+  const double width = (contact.line == ContactLine::HydrogenBond ? kHydrogenBondPen : kOtherPen) * map_.unit;
   if (Grouped()) {
     groupName_ = first.atom->name;
     groupName_.append("...").append(second.atom->name);

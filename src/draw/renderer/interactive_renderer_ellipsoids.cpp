@@ -104,7 +104,9 @@ void RenderFrame::DrawEllipsoid(const FrameAtom& atom, const FrameEllipsoid& ell
   }
   const CanvasPoint centre = Centre(atom);
   const Rgb fill = ElementRgb(atom);
-  const Rgb line = options_->blackWhite ? kBlack : Paled(atom, InkOn(fill));
+  // Lines on what is pale are softer, but there.
+  const Rgb edge = MixColours(fill, kBlack, atom.pale ? 0.45 : 0.75);
+  const Rgb line = options_->blackWhite ? kBlack : atom.pale && Paper() ? edge : Paled(atom, InkOn(fill));
   const OutlineConic outline = OutlineOf(ellipsoid.axes);
   const EllipseShape shape{centre, map_.Vector(outline.p), map_.Vector(outline.q)};
   if (map_.whole && Length(outline.p) * map_.scale < kLeastLined) {
@@ -112,8 +114,7 @@ void RenderFrame::DrawEllipsoid(const FrameAtom& atom, const FrameEllipsoid& ell
     canvas_->FillEllipse(Thickened(shape), fill, {fill, 0.0, LineStyle::Solid});
     return;
   }
-  canvas_->FillEllipse(shape, fill,
-                       ThinPen(Paper() && !options_->blackWhite ? Paled(atom, MixColours(fill, kBlack, 0.75)) : line));
+  canvas_->FillEllipse(shape, fill, ThinPen(Paper() && !options_->blackWhite ? edge : line));
   if (options_->blackWhite) DrawPattern(shape, document_->elements[atom.row].texture);
   if (options_->cutOctant) DrawOctant(centre, ellipsoid, fill);
   for (size_t k = 0; k < 3; ++k) {

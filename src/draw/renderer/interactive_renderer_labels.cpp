@@ -169,18 +169,33 @@ void RenderFrame::CollectObstacles() {
     if (FreeLine(contact.from, contact.to, stick.a, stick.b)) labelSticks_.push_back(stick);
   }
   if (!scene) return;
+  for (const FrameMeasure& measure : measures_)
+    for (size_t i = 1; i < measure.arc.size(); ++i)
+      labelSticks_.push_back({measure.arc[i - 1], measure.arc[i], 0.5 * map_.unit, true});
   for (const CellPiece& piece : cellPieces_) labelSticks_.push_back({piece.a, piece.b, 0.5 * map_.unit, true});
 }
 
 // When the model has been turned, labels stay near where they were going, so that they follow it instead of hopping;
 // at rest they find the places that a fresh picture gives them.
 void RenderFrame::SetUpSteadyLabels() {
-  if (labelMemory_.size() != atoms_.size()) labelMemory_.assign(atoms_.size(), {});
+  const size_t count = atoms_.size() + measures_.size();
+  if (labelMemory_.size() != count) labelMemory_.assign(count, {});
   labelTurn_ = TurnBetween(view_->modelview, labelRotation_);
   labelRotation_ = view_->modelview;
 }
 
+CanvasPoint RenderFrame::AnchorOf(uint32_t index) const {
+  return index < atoms_.size() ? Centre(atoms_[index]) : measures_[index - atoms_.size()].at;
+}
+
+uint32_t RenderFrame::SerialOf(uint32_t index) const {
+  constexpr uint32_t kOfMeasures = 1u << 31;
+  return index < atoms_.size() ? atoms_[index].atom->serial
+                               : kOfMeasures | (index - static_cast<uint32_t>(atoms_.size()));
+}
+
 LabelRequest RenderFrame::RequestOf(uint32_t index) {
+  if (index >= atoms_.size()) return RequestOf(measures_[index - atoms_.size()]);
   const FrameAtom& atom = atoms_[index];
   LabelRequest request;
   size_t lowered = 0;
@@ -194,18 +209,16 @@ LabelRequest RenderFrame::RequestOf(uint32_t index) {
   request.fixed = placed && std::isfinite(offsetX) && std::isfinite(offsetY);
   request.corner = {request.body.centre.x + offsetX * map_.scale, request.body.centre.y - offsetY * map_.scale};
   request.towards = {labelDirections_[index].x + kPreferred.x, labelDirections_[index].y + kPreferred.y};
-  if (!labelMemory_.empty() && labelMemory_[index].serial == atom.atom->serial && labelTurn_ > kLeastTurn)
-    request.last = labelMemory_[index].goal;
   return request;
 }
 
 // Labels under way go around their atoms, by small steps.
 void RenderFrame::Glide(ShownLabel& label) {
   LabelMemory& memory = labelMemory_[label.atom];
-  const FrameAtom& atom = atoms_[label.atom];
-  const CanvasPoint centre = Centre(atom);
+  const uint32_t serial = SerialOf(label.atom);
+  const CanvasPoint centre = AnchorOf(label.atom);
   const CanvasPoint goal{label.corner.x + label.size.x / 2 - centre.x, label.corner.y - label.size.y / 2 - centre.y};
-  if (memory.serial != atom.atom->serial) memory = {atom.atom->serial, goal, goal};
+  if (memory.serial != serial) memory = {serial, goal, goal};
   memory.goal = goal;
   const CanvasPoint now = memory.now;
   const double angle = std::atan2(now.x * goal.y - now.y * goal.x, now.x * goal.x + now.y * goal.y);
@@ -224,8 +237,7 @@ void RenderFrame::Glide(ShownLabel& label) {
   labelsSettled = false;
 }
 
-void RenderFrame::AddLeader(ShownLabel& label) {
-  const EllipseShape body = BodyShape(label.atom);
+void RenderFrame::AddLeader(ShownLabel& label, const EllipseShape& body) {
   label.to = {std::clamp(body.centre.x, label.corner.x, label.corner.x + label.size.x),
               std::clamp(body.centre.y, label.corner.y - label.size.y, label.corner.y)};
   label.from = EdgeToward(body, label.to);
@@ -234,11 +246,11 @@ void RenderFrame::AddLeader(ShownLabel& label) {
 }
 
 void RenderFrame::CarryLabels() {
-  if (labelMemory_.size() != atoms_.size()) return;
+  if (labelMemory_.size() != atoms_.size() + measures_.size()) return;
   for (const DrawItem& item : items_) {
     const LabelRequest request = RequestOf(item.reference);
     const LabelMemory& memory = labelMemory_[item.reference];
-    if (!request.fixed && memory.serial != atoms_[item.reference].atom->serial) continue;
+    if (!request.fixed && memory.serial != SerialOf(item.reference)) continue;
     ShownLabel label;
     label.atom = item.reference;
     label.size = request.size;
@@ -247,7 +259,7 @@ void RenderFrame::CarryLabels() {
     label.corner = request.fixed ? request.corner
                                  : CanvasPoint{centre.x + memory.now.x - label.size.x / 2,
                                                centre.y + memory.now.y + label.size.y / 2};
-    if (!request.fixed) AddLeader(label);
+    if (!request.fixed) AddLeader(label, request.body);
     shownLabels_.push_back(label);
   }
 }
@@ -259,7 +271,12 @@ void RenderFrame::PlaceLabels() {
     labelMemory_.clear();
   }
   requests_.clear();
-  for (const DrawItem& item : items_) requests_.push_back(RequestOf(item.reference));
+  for (const DrawItem& item : items_) {
+    const uint32_t index = item.reference;
+    LabelRequest& request = requests_.emplace_back(RequestOf(index));
+    if (!labelMemory_.empty() && labelMemory_[index].serial == SerialOf(index) && labelTurn_ > kLeastTurn)
+      request.last = labelMemory_[index].goal;
+  }
   for (const CellLetter& letter : cellLetters_) {
     LabelRequest& request = requests_.emplace_back();
     request.size = letter.box.size;
@@ -270,7 +287,7 @@ void RenderFrame::PlaceLabels() {
   for (size_t i = 0; i < items_.size(); ++i) {
     const uint32_t index = items_[i].reference;
     if (!places[i].shown) {
-      leftOut_.push_back(index);
+      if (index < atoms_.size()) leftOut_.push_back(index);
       if (!labelMemory_.empty()) labelMemory_[index].serial = 0;
       continue;
     }
@@ -281,16 +298,16 @@ void RenderFrame::PlaceLabels() {
     label.rim = !places[i].clear;
     if (!requests_[i].fixed) {
       if (!labelMemory_.empty()) Glide(label);
-      AddLeader(label);
+      AddLeader(label, requests_[i].body);
     }
     shownLabels_.push_back(label);
   }
 }
 
-// The labels to be shown, farther ones first.
+// The labels to be shown, farther ones first, then those of measures.
 void RenderFrame::CollectLabels() {
   items_.clear();
-  for (uint32_t i = 0; i < atoms_.size(); ++i) {
+  for (uint32_t i = 0; i < atoms_.size() && options_->labels; ++i) {
     if (!options_->printing && !map_.Shows(Centre(atoms_[i]), map_.scale)) continue;
     if (WantsLabel(*atoms_[i].atom) && !Trimmed(atoms_[i].atom->name, " ").empty())
       items_.push_back({OrderedKey(atoms_[i].z), i});
@@ -298,6 +315,8 @@ void RenderFrame::CollectLabels() {
   shownLabels_.clear();
   leftOut_.clear();
   const bool readable = items_.size() <= kMostReadable;
+  for (uint32_t i = 0; i < measures_.size() && readable; ++i)
+    items_.push_back({0, static_cast<uint32_t>(atoms_.size()) + i});
   if ((readable && !options_->carriedLabels) || options_->layout) CollectObstacles();
   if (readable && options_->carriedLabels) {
     CarryLabels();
@@ -334,16 +353,23 @@ void RenderFrame::CollectNearestLabels() {
     shownLabels_.push_back({index, box.corner, box.size, true, false, {}, {}});
   }
   std::reverse(shownLabels_.begin(), shownLabels_.end());
-  if (shownLabels_.size() <= kMostRimmed) return;
-  for (ShownLabel& label : shownLabels_) label.rim = false;
+  const bool rimmed = shownLabels_.size() <= kMostRimmed;
+  for (ShownLabel& label : shownLabels_) label.rim = rimmed;
+  for (uint32_t i = 0; i < measures_.size(); ++i) {
+    const LabelRequest request = RequestOf(measures_[i]);
+    const CanvasPoint corner{request.body.centre.x - request.size.x / 2.0,
+                             request.body.centre.y + request.size.y / 2.0};
+    shownLabels_.push_back({static_cast<uint32_t>(atoms_.size()) + i, corner, request.size, true, false, {}, {}});
+  }
 }
 
 void RenderFrame::DrawLabels() {
   cellLetters_.clear();
   layout = {};
   if (options_->showCell) SetUpCellLetters();
-  if (options_->labels) CollectLabels();
-  if (options_->labels && std::ranges::any_of(shownLabels_, &ShownLabel::leader)) {
+  const bool collected = options_->labels || !measures_.empty();
+  if (collected) CollectLabels();
+  if (collected && std::ranges::any_of(shownLabels_, &ShownLabel::leader)) {
     const Pen pen = ThinPen(MixColours(Background(), Paper() ? kBlack : kWhite, kLeaderInk));
     canvas_->BeginGroup(kLeaderGroup);
     for (const ShownLabel& label : shownLabels_) {
@@ -352,6 +378,7 @@ void RenderFrame::DrawLabels() {
     canvas_->EndGroup();
   }
   DrawCorners();
+  DrawMeasureTexts();
   if (!options_->labels && !options_->showCell) return;
   if (Grouped()) canvas_->BeginGroup("labels");
   if (options_->labels) DrawLabelTexts();
@@ -364,6 +391,7 @@ void RenderFrame::DrawLabels() {
 void RenderFrame::DrawLabelTexts() {
   labels.reserve(shownLabels_.size());
   for (const ShownLabel& label : shownLabels_) {
+    if (label.atom >= atoms_.size()) continue;
     const FrameAtom& atom = atoms_[label.atom];
     TextLook look = LabelColour(atom);
     look.rimColour = Background();

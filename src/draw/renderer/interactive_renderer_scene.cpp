@@ -190,22 +190,26 @@ double RenderFrame::SurfaceFraction(uint32_t index, const ViewPoint& delta) cons
   return length > 0.0 ? BodyRadius(index) / length : 1.0;
 }
 
+// Around the body of an atom.
+void RenderFrame::DrawRing(uint32_t i, double gap, const Pen& pen) {
+  EllipseShape ring{Centre(atoms_[i]), {BodyRadius(i) + gap, 0.0}, {0.0, BodyRadius(i) + gap}};
+  if (options_->mode == kThermalEllipsoid && ellipsoids_[i].drawable) {
+    const OutlineConic outline = OutlineOf(ellipsoids_[i].axes);
+    for (auto [axis, view] : {std::pair{&ring.p, &outline.p}, std::pair{&ring.q, &outline.q}}) {
+      const double length = Length(*view);
+      const double longer = length > 0.0 ? 1.0 + gap / (length * map_.scale) : 1.0;
+      *axis = map_.Vector(*view * longer);
+    }
+  }
+  canvas_->Arc(ring, 0.0, 2.0 * 180.0 * kRadiansPerDegree, pen);
+}
+
 // Over everything, so that what is selected shows wherever it lies.
 void RenderFrame::DrawSelection() {
   const Pen pen{palette_[kSelectionIndex], kRingWidth * map_.unit, LineStyle::Solid};
   const double gap = kRingGap * map_.unit;
   for (uint32_t i = 0; i < atoms_.size(); ++i) {
-    if (!atoms_[i].selected) continue;
-    EllipseShape ring{Centre(atoms_[i]), {BodyRadius(i) + gap, 0.0}, {0.0, BodyRadius(i) + gap}};
-    if (options_->mode == kThermalEllipsoid && ellipsoids_[i].drawable) {
-      const OutlineConic outline = OutlineOf(ellipsoids_[i].axes);
-      for (auto [axis, view] : {std::pair{&ring.p, &outline.p}, std::pair{&ring.q, &outline.q}}) {
-        const double length = Length(*view);
-        const double longer = length > 0.0 ? 1.0 + gap / (length * map_.scale) : 1.0;
-        *axis = map_.Vector(*view * longer);
-      }
-    }
-    canvas_->Arc(ring, 0.0, 2.0 * 180.0 * kRadiansPerDegree, pen);
+    if (atoms_[i].selected) DrawRing(i, gap, pen);
   }
   if (selectedBonds_.empty()) return;
   for (const FrameBond& bond : bonds_) {

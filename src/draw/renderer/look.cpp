@@ -35,8 +35,13 @@ Rgb ElementColourOf(const ElementTable& elements, int row, bool safe) {
   return found == std::end(kSafeColours) ? kSafeMetal : found->colour;
 }
 
-Rgb ContactColour(bool hydrogenBond, bool onLight) {
-  if (hydrogenBond) return onLight ? Rgb{0, 96, 170} : Rgb{110, 195, 255};
+Rgb MeasureColour(bool onLight) {
+  return onLight ? Rgb{0, 90, 130} : Rgb{130, 220, 255};
+}
+
+Rgb ContactColour(ContactLine line, bool onLight) {
+  if (line == ContactLine::Measured) return MeasureColour(onLight);
+  if (line == ContactLine::HydrogenBond) return onLight ? Rgb{0, 96, 170} : Rgb{110, 195, 255};
   return onLight ? Rgb{125, 125, 125} : Rgb{150, 150, 150};
 }
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "chem/drawn_contacts.h"
 #include "draw/canvas/canvas.h"
 #include "model/element_table.h"
 
@@ -30,8 +31,9 @@ struct LookColours {
 };
 LookColours ColoursOf(Look look, bool onWhite);
 
-// Of the dashes of hydrogen bonds and of short contacts.
-Rgb ContactColour(bool hydrogenBond, bool onLight);
+// Of the dashes of contacts, and of what is measured.
+Rgb ContactColour(ContactLine line, bool onLight);
+Rgb MeasureColour(bool onLight);
 
 // The colour of an element's row; safe: one of the eight that the colour-blind tell apart (M. Okabe, K. Ito, "Color
 // Universal Design", 2008), by what the element is, whatever the table says.

@@ -151,14 +151,21 @@ class RenderFrame {
   struct FrameContact {
     uint32_t from = 0;
     uint32_t to = 0;
-    bool hydrogenBond = false;
+    ContactLine line = ContactLine::Short;
+  };
+  struct FrameMeasure {
+    std::vector<uint32_t> atoms;
+    const std::string* text = nullptr;
+    CanvasPoint at;       // where its text belongs
+    CanvasPoint towards;  // the side of that on which it had best stand
+    std::vector<CanvasPoint> arc;
   };
   struct CellLetter {
     LabelBox box;
     char letter = ' ';
   };
   struct ShownLabel {
-    uint32_t atom = 0;
+    uint32_t atom = 0;  // behind the atoms are the measures
     CanvasPoint corner;
     CanvasPoint size;
     bool rim = false;  // something may lie under it
@@ -168,7 +175,7 @@ class RenderFrame {
   };
   // Where the middle of a label of the last frame stood, from the middle of its atom.
   struct LabelMemory {
-    uint32_t serial = 0;  // of the atom, 0: none
+    uint32_t serial = 0;  // of the atom or measure, 0: none
     CanvasPoint goal;
     CanvasPoint now;
   };
@@ -228,6 +235,7 @@ class RenderFrame {
   void SetUpIsotropicBalls();
   void DrawPattern(const EllipseShape& shape, int texture);
   void DrawSelection();
+  void DrawRing(uint32_t index, double gap, const Pen& pen);
 
   // Ellipsoids.
   void SetUpEllipsoids();
@@ -254,6 +262,16 @@ class RenderFrame {
   // Hydrogen bonds and short contacts.
   void SetUpContacts();
   void DrawContact(const FrameContact& contact);
+
+  // Measures and restraints.
+  ViewPoint PlaceOf(uint32_t index) const;
+  void SetUpMeasures();
+  void SetUpArc(FrameMeasure& measure) const;
+  void DrawMarks();
+  void DrawStrains();
+  void DrawMeasureTexts();
+  Rgb MeasureInk() const;
+  LabelRequest RequestOf(const FrameMeasure& measure);
 
   // Polyhedra.
   void SetUpPolyhedra();
@@ -295,8 +313,10 @@ class RenderFrame {
   void AddStick(const BondRecord* bond, uint32_t a, uint32_t b, double halfWidth);
   void KeepLayout();
   void SetUpSteadyLabels();
+  CanvasPoint AnchorOf(uint32_t index) const;
+  uint32_t SerialOf(uint32_t index) const;
   void Glide(ShownLabel& label);
-  void AddLeader(ShownLabel& label);
+  void AddLeader(ShownLabel& label, const EllipseShape& body);
   std::string TextOf(const FrameAtom& atom, size_t& lowered) const;
   int ImportanceOf(const FrameAtom& atom) const;
   bool WantsLabel(const AtomRecord& atom) const;
@@ -325,6 +345,7 @@ class RenderFrame {
   std::vector<CellPiece> cellPieces_;
   std::vector<Facet> facets_;
   std::vector<FrameContact> contacts_;
+  std::vector<FrameMeasure> measures_;
   std::vector<std::vector<LinePiece>> netPieces_;  // by layer of depth and tone
   std::array<double, 2> netDepths_{};              // where the layers begin, and how deep they are in all
   std::vector<ViewPoint> netEnds_;

@@ -68,11 +68,8 @@ class Builder {
   int RowOf(const AtomRecord& atom) const {
     return atom.element ? std::clamp(atom.element->atomicNumber, 0, kUnknownRow) : kUnknownRow;
   }
+  bool IsPale(const AtomRecord& atom) const { return options_.figure.paleMates && IsGenerated(atom); }
   Rgb ColourOfAtom(const AtomRecord& atom) const {
-    const Rgb colour = FullColourOf(atom);
-    return options_.figure.paleMates && IsGenerated(atom) ? MixColours(scene_.background, colour, kPaleInk) : colour;
-  }
-  Rgb FullColourOf(const AtomRecord& atom) const {
     if (atom.IsPeak()) {
       const double share = highest_ > 0.0 ? std::abs(atom.peakHeight) / highest_ : 1.0;
       return MixColours(scene_.background, LegibleOn(kPeakColour, colours_.light),
@@ -126,11 +123,11 @@ class Builder {
   }
 
   void AddAtom(const AtomRecord& atom) {
-    LitEllipsoid ellipsoid{At(atom), {}, ColourOfAtom(atom), options_.cutOctant};
+    LitEllipsoid ellipsoid{At(atom), {}, ColourOfAtom(atom), options_.cutOctant, IsPale(atom)};
     if (atom.IsAnisotropic() && RowOf(atom) != kUnknownRow && AxesOf(atom, ellipsoid.axes)) {
       scene_.ellipsoids.push_back(ellipsoid);
     } else {
-      scene_.balls.push_back({ellipsoid.centre, RadiusOf(atom), ellipsoid.colour});
+      scene_.balls.push_back({ellipsoid.centre, RadiusOf(atom), ellipsoid.colour, ellipsoid.pale});
     }
   }
 
@@ -143,10 +140,18 @@ class Builder {
     const double length = std::hypot(b.x - a.x, b.y - a.y);
     const ViewPoint across =
         length > 0.0 ? ViewPoint{-(b.y - a.y) / length, (b.x - a.x) / length, 0.0} : ViewPoint{1.0, 0.0, 0.0};
+    LitStick whole{a, b, 0.5 * width, ColourOfAtom(atom), ColourOfAtom(partner), IsPale(atom), IsPale(partner)};
+    if (options_.figure.taperedBonds) {
+      const double near = Nearness(a.z / scale_);
+      whole.radius *= near;
+      whole.widening = Nearness(b.z / scale_) / near - 1.0;
+    }
     for (const BondStick& stick : SticksOfOrder(bond.Order())) {
-      const ViewPoint shift = across * (stick.side * width);
-      AddStick({a + shift, b + shift, 0.5 * width * stick.share, ColourOfAtom(atom), ColourOfAtom(partner)},
-               stick.dashed ? kDashed : bond.Style());
+      LitStick part = whole;
+      part.a = a + across * (stick.side * width);
+      part.b = b + across * (stick.side * width);
+      part.radius *= stick.share;
+      AddStick(part, stick.dashed ? kDashed : bond.Style());
     }
   }
 
@@ -159,14 +164,15 @@ class Builder {
     for (int i = 0; i < pieces; ++i) {
       const double middle = (i + 0.5) / pieces;
       const Rgb colour = middle < 0.5 ? stick.colourA : stick.colourB;
+      const bool pale = middle < 0.5 ? stick.paleA : stick.paleB;
       const ViewPoint at = stick.a + (stick.b - stick.a) * middle;
       const ViewPoint half = (stick.b - stick.a) * (0.25 / pieces);
       if (style == kDashed) {
-        scene_.sticks.push_back({at - half, at + half, stick.radius, colour, colour});
-        scene_.balls.push_back({at - half, stick.radius, colour});
-        scene_.balls.push_back({at + half, stick.radius, colour});
+        scene_.sticks.push_back({at - half, at + half, stick.radius, colour, colour, pale, pale});
+        scene_.balls.push_back({at - half, stick.radius, colour, pale});
+        scene_.balls.push_back({at + half, stick.radius, colour, pale});
       } else {
-        scene_.balls.push_back({at, stick.radius, colour});
+        scene_.balls.push_back({at, stick.radius, colour, pale});
       }
     }
   }
@@ -174,7 +180,7 @@ class Builder {
   void AddContacts() {
     for (const DrawnContact& contact : *options_.contacts) {
       if (!IsFinite(contact.from->position) || !IsFinite(contact.to->position)) continue;
-      const Rgb colour = ContactColour(contact.hydrogenBond, colours_.light);
+      const Rgb colour = ContactColour(contact.line, colours_.light);
       const double radius = kContactPen * std::max(1.0, view_.drawingSize / kSidePerUnit);
       AddStick({At(*contact.from), At(*contact.to), radius, colour, colour}, kDashed);
     }

@@ -6,15 +6,9 @@
 #include <thread>
 
 #include "draw/canvas/colours.h"
+#include "draw/renderer/look.h"
+#include "draw/surface/body_rows.h"
 #include "draw/surface/grid_rows.h"
-
-// The inner loops are compiled for several processors; the one that runs is chosen when the program starts.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__) && \
-    !defined(__SANITIZE_THREAD__)
-#define MARVIK_CLONES __attribute__((target_clones("avx2", "default")))
-#else
-#define MARVIK_CLONES
-#endif
 
 namespace marvik {
 namespace {
@@ -70,144 +64,22 @@ struct Grid {
   size_t Row(int y) const { return static_cast<size_t>(y % kept) * static_cast<size_t>(width); }
 };
 
-// Pointers to one row of the grid.
-struct GridRow {
-  float* depth;
-  float* normalX;
-  float* normalY;
-  uint32_t* colour;
-};
-
 GridRow RowOf(Grid& grid, int y) {
   const size_t at = grid.Row(y);
   return {&grid.depth[at], &grid.normalX[at], &grid.normalY[at], &grid.colour[at]};
 }
 
-struct BallRow {
-  float cx, dy, z, radius;
-};
-
-}  // namespace
-
-MARVIK_CLONES void DrawBallRow(const GridRow& given, int x0, int x1, BallRow ball, uint32_t colour) {
-  float* __restrict__ depth = given.depth;
-  float* __restrict__ normalX = given.normalX;
-  float* __restrict__ normalY = given.normalY;
-  uint32_t* __restrict__ colours = given.colour;
-  const float r2 = ball.radius * ball.radius - ball.dy * ball.dy;
-  const float scale = 1.0f / ball.radius;
-  const float ny = ball.dy * scale;
-  for (int x = x0; x <= x1; ++x) {
-    const float dx = static_cast<float>(x) - ball.cx;
-    const float rest = r2 - dx * dx;
-    const float z = ball.z + std::sqrt(rest > 0.0f ? rest : 0.0f);
-    const bool nearer = rest > 0.0f && z > depth[x];
-    depth[x] = nearer ? z : depth[x];
-    normalX[x] = nearer ? dx * scale : normalX[x];
-    normalY[x] = nearer ? ny : normalY[x];
-    colours[x] = nearer ? colour : colours[x];
-  }
+// The top byte says how much of it stands on the background.
+uint32_t InkOf(Rgb colour, bool pale) {
+  const auto cover = static_cast<uint32_t>(pale ? 255.0 * kPaleInk : 255.0);
+  return (PixelOf(colour) & 0xffffffu) | cover << 24;
 }
-
-namespace {
-
-// A stick against one row: for the ray at x the quadratic in z of the cylinder about its axis.
-struct StickRow {
-  float ax, az, my;  // of its first end; the row from there
-  float dx, dy, dz;  // unit vector along it
-  float length, radius;
-};
-
-}  // namespace
-
-MARVIK_CLONES void DrawStickRow(const GridRow& given, int x0, int x1, StickRow s, uint32_t colourA, uint32_t colourB) {
-  float* __restrict__ depth = given.depth;
-  float* __restrict__ normalX = given.normalX;
-  float* __restrict__ normalY = given.normalY;
-  uint32_t* __restrict__ colours = given.colour;
-  const float flat = std::max(1.0f - s.dz * s.dz, 1e-6f);
-  const float r2 = s.radius * s.radius;
-  const float half = 0.5f * s.length;
-  for (int x = x0; x <= x1; ++x) {
-    const float mx = static_cast<float>(x) - s.ax;
-    const float along = mx * s.dx + s.my * s.dy;
-    const float disc = s.dz * s.dz * along * along - flat * (mx * mx + s.my * s.my - along * along - r2);
-    const float t = (s.dz * along + std::sqrt(disc > 0.0f ? disc : 0.0f)) / flat;
-    const float place = along + t * s.dz;
-    const float z = s.az + t;
-    const bool nearer = disc > 0.0f && place >= 0.0f && place <= s.length && z > depth[x];
-    depth[x] = nearer ? z : depth[x];
-    normalX[x] = nearer ? (mx - place * s.dx) / s.radius : normalX[x];
-    normalY[x] = nearer ? (s.my - place * s.dy) / s.radius : normalY[x];
-    colours[x] = nearer ? (place < half ? colourA : colourB) : colours[x];
-  }
-}
-
-namespace {
 
 uint32_t Darker(uint32_t colour, float share) {
-  uint32_t result = 0xff000000u;
+  uint32_t result = colour & 0xff000000u;
   for (int shift = 0; shift < 24; shift += 8)
     result |= static_cast<uint32_t>(static_cast<float>(colour >> shift & 255) * share) << shift;
   return result;
-}
-
-// An ellipsoid by the map that makes it a unit ball: u = row k of `toUnit` · (point - centre).
-struct EllipsoidRays {
-  std::array<std::array<float, 3>, 3> toUnit;
-  std::array<float, 3> length;  // of the semi-axes, pixels
-  float cx, cy, cz, a;
-  uint32_t plain, ring;
-  std::array<uint32_t, 3> face;
-  bool cut;
-};
-
-void DrawEllipsoidRow(GridRow row, int x0, int x1, float dy, const EllipsoidRays& e) {
-  const float w[3] = {e.toUnit[0][2], e.toUnit[1][2], e.toUnit[2][2]};
-  for (int x = x0; x <= x1; ++x) {
-    const float dx = static_cast<float>(x) - e.cx;
-    float u[3];
-    for (size_t k = 0; k < 3; ++k) u[k] = e.toUnit[k][0] * dx + e.toUnit[k][1] * dy;
-    const float b = u[0] * w[0] + u[1] * w[1] + u[2] * w[2];
-    const float disc = b * b - e.a * (u[0] * u[0] + u[1] * u[1] + u[2] * u[2] - 1.0f);
-    if (!(disc > 0.0f)) continue;
-    float t = (-b + std::sqrt(disc)) / e.a;
-    for (size_t k = 0; k < 3; ++k) u[k] += t * w[k];
-    float gradient[3] = {u[0], u[1], u[2]};
-    uint32_t colour = e.plain;
-    if (e.cut && u[0] > 0.0f && u[1] > 0.0f && u[2] > 0.0f) {
-      // Through the octant that is not there, to the plane that the ray meets first.
-      size_t plane = 0;
-      for (size_t k = 1; k < 3; ++k) {
-        if (u[k] * w[plane] < u[plane] * w[k]) plane = k;
-      }
-      const float back = u[plane] / w[plane];
-      t -= back;
-      for (size_t k = 0; k < 3; ++k) {
-        u[k] -= back * w[k];
-        gradient[k] = k == plane ? 1.0f : 0.0f;
-      }
-      colour = e.face[plane];
-      for (size_t k = 0; k < 3; ++k) {
-        if (k != plane && std::abs(u[k]) * e.length[k] < 0.7f) colour = e.ring;
-      }
-    } else {
-      for (size_t k = 0; k < 3; ++k) {
-        if (std::abs(u[k]) * e.length[k] < 0.8f) colour = e.ring;
-      }
-    }
-    const float z = e.cz + t;
-    if (z <= row.depth[x]) continue;
-    float n[3] = {};
-    for (size_t j = 0; j < 3; ++j) {
-      for (size_t k = 0; k < 3; ++k) n[j] += e.toUnit[k][j] * gradient[k];
-    }
-    const float scale = 1.0f / std::sqrt(std::max(n[0] * n[0] + n[1] * n[1] + n[2] * n[2], 1e-20f));
-    row.depth[x] = z;
-    row.normalX[x] = n[0] * scale;
-    row.normalY[x] = n[1] * scale;
-    row.colour[x] = colour;
-  }
 }
 
 // The bodies in the units of the grid, each with the rows that it reaches into.
@@ -268,7 +140,7 @@ class Rays {
 
   void AddBall(const LitBall& ball) {
     if (!IsSound(ball.centre) || !(ball.radius > 0.0 && ball.radius < kVast)) return;
-    LitBall placed{Placed(ball.centre), std::max(ball.radius * scale_, 0.5), ball.colour};
+    LitBall placed{Placed(ball.centre), std::max(ball.radius * scale_, 0.5), ball.colour, ball.pale};
     Enter(placed.centre.y - placed.radius, placed.centre.y + placed.radius, static_cast<uint32_t>(balls_.size()) << 2);
     balls_.push_back(placed);
   }
@@ -297,7 +169,7 @@ class Rays {
     e.rays.cz = static_cast<float>(centre.z);
     e.rays.a = 0.0f;
     for (size_t k = 0; k < 3; ++k) e.rays.a += e.rays.toUnit[k][2] * e.rays.toUnit[k][2];
-    e.rays.plain = PixelOf(given.colour);
+    e.rays.plain = InkOf(given.colour, given.pale);
     e.rays.ring = Darker(e.rays.plain, kRing);
     for (size_t k = 0; k < 3; ++k) e.rays.face[k] = Darker(e.rays.plain, kCutFace - 0.08f * static_cast<float>(k));
     e.rays.cut = given.cut;
@@ -305,12 +177,16 @@ class Rays {
     ellipsoids_.push_back(e);
   }
 
+  static double Widest(const LitStick& s) { return s.radius * std::max(1.0, 1.0 + s.widening); }
   void AddStick(const LitStick& stick) {
     if (!IsSound(stick.a) || !IsSound(stick.b) || !(stick.radius > 0.0 && stick.radius < kVast)) return;
-    LitStick placed{Placed(stick.a), Placed(stick.b), std::max(stick.radius * scale_, 0.5), stick.colourA,
-                    stick.colourB};
+    LitStick placed = stick;
+    placed.a = Placed(stick.a);
+    placed.b = Placed(stick.b);
+    placed.radius = std::max(stick.radius * scale_, 0.5);
     if (!(Length(placed.b - placed.a) > 1e-3)) return;
-    Enter(std::min(placed.a.y, placed.b.y) - placed.radius, std::max(placed.a.y, placed.b.y) + placed.radius,
+    const double widest = Widest(placed);
+    Enter(std::min(placed.a.y, placed.b.y) - widest, std::max(placed.a.y, placed.b.y) + widest,
           static_cast<uint32_t>(sticks_.size()) << 2 | 2u);
     sticks_.push_back(placed);
   }
@@ -343,7 +219,7 @@ class Rays {
               DrawBallRow(RowOf(grid_, y), from, to,
                           {static_cast<float>(c.x), static_cast<float>(dy), static_cast<float>(c.z),
                            static_cast<float>(ball.radius)},
-                          PixelOf(ball.colour));
+                          InkOf(ball.colour, ball.pale));
             });
   }
 
@@ -357,20 +233,24 @@ class Rays {
   void DrawStick(const LitStick& s, int top, int bottom) {
     const ViewPoint d = (s.b - s.a) * (1.0 / Length(s.b - s.a));
     const double flat = std::hypot(d.x, d.y);
-    EachRow(std::min(s.a.y, s.b.y) - s.radius, std::max(s.a.y, s.b.y) + s.radius, std::min(s.a.x, s.b.x) - s.radius,
-            std::max(s.a.x, s.b.x) + s.radius, top, bottom, [&](int y, int x0, int x1) {
+    const double length = Length(s.b - s.a);
+    const double widest = Widest(s);
+    EachRow(std::min(s.a.y, s.b.y) - widest, std::max(s.a.y, s.b.y) + widest, std::min(s.a.x, s.b.x) - widest,
+            std::max(s.a.x, s.b.x) + widest, top, bottom, [&](int y, int x0, int x1) {
               if (std::abs(d.y) > 1e-3 * flat) {
                 // The part of the row beside the stick's line.
                 const double middle = s.a.x + (y - s.a.y) * d.x / d.y;
-                const double wide = s.radius * flat / std::abs(d.y) + 1.0;
+                const double wide = widest * flat / std::abs(d.y) + 1.0;
                 x0 = std::max(x0, static_cast<int>(std::max(middle - wide, -1.0)));
                 x1 = std::min(x1, static_cast<int>(std::min(middle + wide, 1e6)) + 1);
               }
-              DrawStickRow(RowOf(grid_, y), x0, x1,
-                           {static_cast<float>(s.a.x), static_cast<float>(s.a.z), static_cast<float>(y - s.a.y),
-                            static_cast<float>(d.x), static_cast<float>(d.y), static_cast<float>(d.z),
-                            static_cast<float>(Length(s.b - s.a)), static_cast<float>(s.radius)},
-                           PixelOf(s.colourA), PixelOf(s.colourB));
+              const StickRow row{static_cast<float>(s.a.x),  static_cast<float>(s.a.z),   static_cast<float>(y - s.a.y),
+                                 static_cast<float>(d.x),    static_cast<float>(d.y),     static_cast<float>(d.z),
+                                 static_cast<float>(length), static_cast<float>(s.radius)};
+              const uint32_t colourA = InkOf(s.colourA, s.paleA), colourB = InkOf(s.colourB, s.paleB);
+              if (s.widening == 0.0) return DrawStickRow(RowOf(grid_, y), x0, x1, row, colourA, colourB);
+              const auto slope = static_cast<float>(s.widening * s.radius / length);
+              DrawConeRow(RowOf(grid_, y), x0, x1, {row, slope}, colourA, colourB);
             });
   }
 
@@ -501,7 +381,8 @@ void LightRow(const Grid& grid, int y, const Lighting& light, uint32_t* pixels) 
       bright *= open;
       gloss *= open;
     }
-    const float fog = kFog * std::clamp((light.near - z) / depthRange, 0.0f, 1.0f);
+    const float ink = static_cast<float>(grid.colour[at] >> 24) / 255.0f;
+    const float fog = 1.0f - ink * (1.0f - kFog * std::clamp((light.near - z) / depthRange, 0.0f, 1.0f));
     uint32_t pixel = 0xff000000u;
     for (int shift = 0; shift < 24; shift += 8) {
       const float base = static_cast<float>(grid.colour[at] >> shift & 255u);

@@ -14,6 +14,7 @@ struct LitBall {
   ViewPoint centre;
   double radius = 0.0;
   Rgb colour;
+  bool pale = false;  // lets the background through once it is lit
   friend bool operator==(const LitBall&, const LitBall&) = default;
 };
 // Three semi-axes at right angles. Cut: without the octant between those halves of the axes that come to the viewer.
@@ -22,15 +23,19 @@ struct LitEllipsoid {
   std::array<ViewPoint, 3> axes;
   Rgb colour;
   bool cut = false;
+  bool pale = false;
   friend bool operator==(const LitEllipsoid&, const LitEllipsoid&) = default;
 };
-// A cylinder without ends, each half in a colour of its own.
+// A cylinder or, with another radius at b, a cone without ends, each half in a colour of its own.
 struct LitStick {
   ViewPoint a;
   ViewPoint b;
   double radius = 0.0;
   Rgb colourA;
   Rgb colourB;
+  bool paleA = false;
+  bool paleB = false;
+  double widening = 0.0;  // of the radius, from a to b
   friend bool operator==(const LitStick&, const LitStick&) = default;
 };
 // A thin line without shade, hidden by bodies.

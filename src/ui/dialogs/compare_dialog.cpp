@@ -4,12 +4,15 @@
 #include <QDateTime>
 #include <QDialog>
 #include <QDialogButtonBox>
+#include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QFormLayout>
+#include <QLabel>
 #include <QLocale>
 
 #include "app/refinement/refine_flow.h"
+#include "base/files.h"
 #include "edit/edit_fields.h"
 #include "ui/text.h"
 
@@ -66,6 +69,30 @@ std::optional<std::string> AskComparison(QWidget* parentWidget, const Workbench&
   arguments.fields = {{"old", PathToBytes(before->currentData().toString())},
                       {"new", PathToBytes(after->currentData().toString())}};
   return JoinEditArguments(arguments);
+}
+
+std::optional<std::string> AskSwing(QWidget* parentWidget, const Workbench& bench, const QString& folder) {
+  QDialog dialog(parentWidget);
+  dialog.setWindowTitle(QObject::tr("Save Swing"));
+  QComboBox* before = MakeList(bench, "disk");
+  before->removeItem(before->findData(QStringLiteral("current")));
+  auto* note =
+      new QLabel(QObject::tr("An animated PNG goes from that model to the present one and back, drawn as the "
+                             "window shows it and as large as the last picture."));
+  note->setWordWrap(true);
+  auto* layout = new QFormLayout(&dialog);
+  layout->addRow(note);
+  layout->addRow(QObject::tr("&From:"), before);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel);
+  QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+  QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+  layout->addRow(buttons);
+  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  const QString name = QDir(folder).filePath(PathToText(BaseNameOf(bench.Title()) + "_swing.apng"));
+  const QString path = QFileDialog::getSaveFileName(parentWidget, dialog.windowTitle(), name,
+                                                    QObject::tr("Animated PNG pictures (*.apng *.png)"));
+  if (path.isEmpty()) return std::nullopt;
+  return JoinEditArguments({{{"old", PathToBytes(before->currentData().toString())}, {"file", PathToBytes(path)}}, ""});
 }
 
 }  // namespace marvik

@@ -1,5 +1,6 @@
 #include "ui/dialogs/picture_dialog.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
@@ -33,12 +34,15 @@ class PictureDialog : public QDialog {
   void Browse();
   void ShowExtent();
   void ShowRenderer();
+  void TakeJournal(int index);
 
   QLineEdit* file_;
   QSpinBox* size_;
   QDoubleSpinBox* resolution_;
   QComboBox* background_;
   QComboBox* renderer_;
+  QComboBox* frames_;
+  QCheckBox* trim_;
   QLabel* extent_;
 };
 
@@ -84,6 +88,20 @@ PictureDialog::PictureDialog(QWidget* parent, const PictureRequest& initial) : Q
   renderer_->addItems({tr("As in the window"), tr("Lit and smooth (OpenGL)")});
   renderer_->setCurrentIndex(initial.options.openGl ? 1 : 0);
   connect(file_, &QLineEdit::textChanged, this, &PictureDialog::ShowRenderer);
+  auto* journal = new QComboBox;
+  journal->setObjectName(QStringLiteral("journal"));
+  journal->addItem(tr("As below"));
+  for (const JournalPreset& preset : kJournalPresets)
+    journal->addItem(
+        tr("%1, %2 mm at %3 dots per inch").arg(ToText(preset.name)).arg(preset.width).arg(preset.resolution));
+  connect(journal, &QComboBox::activated, this, &PictureDialog::TakeJournal);
+  frames_ = new QComboBox;
+  frames_->setObjectName(QStringLiteral("frames"));
+  frames_->addItems({tr("One picture"), tr("Stereo pair"), tr("Along a, b and c"), tr("A turn, animated PNG")});
+  frames_->setCurrentIndex(static_cast<int>(initial.options.frames));
+  trim_ = new QCheckBox(tr("&No empty rows"));
+  trim_->setObjectName(QStringLiteral("trim"));
+  trim_->setChecked(initial.options.trim);
   extent_ = new QLabel;
   connect(size_, &QSpinBox::valueChanged, this, &PictureDialog::ShowExtent);
   connect(resolution_, &QDoubleSpinBox::valueChanged, this, &PictureDialog::ShowExtent);
@@ -93,11 +111,14 @@ PictureDialog::PictureDialog(QWidget* parent, const PictureRequest& initial) : Q
   line->addWidget(browse);
   auto* form = new QFormLayout;
   form->addRow(tr("&File:"), line);
+  form->addRow(tr("&Journal:"), journal);
   form->addRow(tr("&Height and width:"), size_);
   form->addRow(tr("&Resolution:"), resolution_);
   form->addRow(QString(), extent_);
   form->addRow(tr("Back&ground:"), background_);
   form->addRow(tr("&Drawn:"), renderer_);
+  form->addRow(tr("Fra&mes:"), frames_);
+  form->addRow(QString(), trim_);
   static_cast<QLabel*>(form->labelForField(line))->setBuddy(file_);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel);
   connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
@@ -118,6 +139,16 @@ void PictureDialog::ShowExtent() {
   const double side = size_->value() / (dots > 0.0 ? dots : 72.0) * 25.4;
   extent_->setText(dots > 0.0 ? tr("%1 mm on paper").arg(side, 0, 'f', 1)
                               : tr("SVG and PDF: %1 mm on paper").arg(side, 0, 'f', 1));
+}
+
+void PictureDialog::TakeJournal(int index) {
+  if (index == 0) return;
+  PictureOptions options;
+  ApplyJournal(kJournalPresets[index - 1], 0.0, options);
+  size_->setValue(options.size);
+  resolution_->setValue(options.resolution);
+  background_->setCurrentIndex(static_cast<int>(options.background));
+  trim_->setChecked(options.trim);
 }
 
 // Figures made of lines have one way.
@@ -157,6 +188,8 @@ PictureRequest PictureDialog::Entered() const {
   request.options.size = size_->value();
   request.options.resolution = resolution_->value();
   request.options.background = static_cast<PictureBackground>(background_->currentIndex());
+  request.options.frames = static_cast<PictureFrames>(frames_->currentIndex());
+  request.options.trim = trim_->isChecked();
   return request;
 }
 

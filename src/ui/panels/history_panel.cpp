@@ -18,6 +18,10 @@ HistoryPanel::HistoryPanel(const Workbench& bench, CommandRunner run) : bench_(b
   layout->setContentsMargins(2, 2, 2, 2);
   layout->addWidget(list_, 1);
   layout->addWidget(steps);
+  auto* swing = new QPushButton(tr("Save Swing..."));
+  swing->setToolTip(tr("An animated picture from the file or one of its refinements to the present model and back"));
+  layout->addWidget(swing);
+  connect(swing, &QPushButton::clicked, this, [this] { run_(kSwingCommand, {}); });
   connect(steps, &QPushButton::clicked, this, [this] { run_(kRefinementStepCommand, {}); });
   connect(list_, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) { GoTo(list_->row(item)); });
   connect(list_, &QListWidget::itemActivated, this, [this](QListWidgetItem* item) { GoTo(list_->row(item)); });

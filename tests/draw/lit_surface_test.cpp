@@ -1,0 +1,67 @@
+#include "draw/surface/lit_surface.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+#include "draw/canvas/colours.h"
+#include "draw/renderer/look.h"
+
+namespace marvik {
+namespace {
+
+constexpr Rgb kRed{200, 30, 30};
+
+LitScene StickScene(double widening) {
+  LitScene scene;
+  scene.background = kWhite;
+  scene.sticks.push_back({{20, 50, 0}, {80, 50, 20}, 5.0, kRed, kRed, false, false, widening});
+  return scene;
+}
+
+int HeightAt(const Image& image, int x) {
+  int rows = 0;
+  for (int y = 0; y < image.height; ++y) rows += ColourOf(image.At(x, y)) != kWhite;
+  return rows;
+}
+
+int LargestStep(const Image& a, const Image& b) {
+  int most = 0;
+  for (size_t i = 0; i < a.pixels.size(); ++i) {
+    const Rgb p = ColourOf(a.pixels[i]), q = ColourOf(b.pixels[i]);
+    most = std::max({most, std::abs(p.r - q.r), std::abs(p.g - q.g), std::abs(p.b - q.b)});
+  }
+  return most;
+}
+
+TEST(LitSurface, AConeIsAsWideAsItSaysAndACylinderWhereItDoesNotWiden) {
+  const Image even = DrawLitSurface(StickScene(0.0), 100, 100, {});
+  EXPECT_LE(LargestStep(DrawLitSurface(StickScene(1e-7), 100, 100, {}), even), 2);
+  const Image wide = DrawLitSurface(StickScene(1.0), 100, 100, {});
+  for (const auto& [x, height] : {std::pair{26, 11}, {50, 15}, {74, 19}}) {
+    EXPECT_NEAR(HeightAt(even, x), 10, 1.5) << x;
+    EXPECT_NEAR(HeightAt(wide, x), height, 1.5) << x;
+  }
+  // Seen along its axis, from its wide end, there is nothing of its side.
+  LitScene along;
+  along.background = kWhite;
+  along.sticks.push_back({{50, 50, -30}, {50, 50, 30}, 5.0, kRed, kRed, false, false, 1.0});
+  const Image front = DrawLitSurface(along, 100, 100, {});
+  for (int x = 0; x < 100; ++x) EXPECT_EQ(HeightAt(front, x), 0);
+}
+
+TEST(LitSurface, WhatIsPaleIsMixedWithTheBackgroundAfterItIsLit) {
+  for (const Rgb ground : {kWhite, kBlack}) {
+    LitScene scene;
+    scene.background = ground;
+    scene.balls.push_back({{30, 50, 0}, 20.0, kRed});
+    scene.ellipsoids.push_back({{70, 50, 0}, {{{20, 0, 0}, {0, 12, 0}, {0, 0, 15}}}, kRed, true});
+    scene.sticks = StickScene(0.3).sticks;
+    Image expected = DrawLitSurface(scene, 100, 100, {});
+    for (uint32_t& pixel : expected.pixels) pixel = PixelOf(MixColours(ground, ColourOf(pixel), kPaleInk));
+    scene.balls[0].pale = scene.ellipsoids[0].pale = scene.sticks[0].paleA = scene.sticks[0].paleB = true;
+    EXPECT_LE(LargestStep(DrawLitSurface(scene, 100, 100, {}), expected), 2);
+  }
+}
+
+}  // namespace
+}  // namespace marvik
