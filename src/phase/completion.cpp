@@ -11,9 +11,11 @@
 #include "chem/hybridization.h"
 #include "crystal/site_symmetry.h"
 #include "files/res/reader.h"
+#include "files/res/writer.h"
 #include "phase/elements.h"
 #include "phase/lattice.h"
 #include "phase/molecules.h"
+#include "refine/job/prepare.h"
 #include "refine/job/session.h"
 #include "refine/output/tables.h"
 
@@ -21,14 +23,15 @@ namespace marvik::phase {
 namespace {
 
 constexpr int kIsotropicRounds = 3;
-constexpr double kMissingPeak = 2.0;    // e/Å3
-constexpr double kLargestU = 0.25;      // Å²
-constexpr double kSmeared = 3.5;        // times the usual displacement
-constexpr double kHydrogenPeak = 0.25;  // e/Å3
-constexpr double kExactBonds = 0.03;    // Å, how exact lengths are after full-matrix refinement
-constexpr size_t kMostLaws = 5;         // of twinning
-constexpr double kTwinGain = 0.96;      // of R1, that a share more needs
-constexpr int kMostFull = 2500;         // parameters of a full matrix; beyond, conjugate gradients
+constexpr double kMissingPeak = 2.0;                // e/Å3
+constexpr double kLargestU = 0.25;                  // Å²
+constexpr double kSmeared = 3.5;                    // times the usual displacement
+constexpr double kHydrogenPeak = 0.25;              // e/Å3
+constexpr double kExactBonds = 0.03;                // Å, how exact lengths are after full-matrix refinement
+constexpr double kMapBonds[] = {0.95, 0.88, 0.84};  // Å, of hydrogen with C, N, O
+constexpr size_t kMostLaws = 5;                     // of twinning
+constexpr double kTwinGain = 0.96;                  // of R1, that a share more needs
+constexpr int kMostFull = 2500;                     // parameters of a full matrix; beyond, conjugate gradients
 
 // Puts lines before the first line that begins with a keyword.
 std::string WithLines(std::string text, const std::string& keyword, const std::string& lines) {
@@ -110,6 +113,8 @@ class Completer {
     std::string text = UpToEnd(ComposeResult(session, messages));
     if (text.size() < 20) return false;
     const Residuals& r = session.result.final;
+    const std::string remark = "REM " + candidate_.group.symbol + ", R1";
+    text = WithReplaced(text, remark, remark + Printf(" %.4f", r.r1));
     completion_.steps.push_back(
         {what, std::move(text), "", r.r1, r.wR2, session.result.parameters, session.structure.sites.size()});
     CountKinds(session.structure);
@@ -294,10 +299,13 @@ class Completer {
       Try("extinction", WithLines(Last(), "WGHT", "EXTI 0.01\n"), 0.9, 0.997);
   }
 
+  bool HasHydrogen() const {
+    return std::any_of(problem_.formula.begin(), problem_.formula.end(),
+                       [](const FormulaEntry& e) { return e.symbol == "H"; });
+  }
+
   void Hydrogens() {
-    const bool known = std::any_of(problem_.formula.begin(), problem_.formula.end(),
-                                   [](const FormulaEntry& e) { return e.symbol == "H" || e.symbol == "D"; });
-    if (!known || hydrogens_ > 0) return;
+    if (!HasHydrogen() || hydrogens_ > 0) return;
     Document document;
     RecordingMessages messages;
     if (!ReadInstructionText(document, Last(), messages)) return;
@@ -312,42 +320,55 @@ class Completer {
 
   // Those that no geometry tells, of water and of groups on special positions, as the map shows them.
   void MapHydrogens() {
-    const auto hydrogen = std::find_if(problem_.formula.begin(), problem_.formula.end(),
-                                       [](const FormulaEntry& e) { return e.symbol == "H"; });
-    if (hydrogen == problem_.formula.end() || missing_.empty()) return;
+    if (!HasHydrogen() || missing_.empty()) return;
     Document document;
     RecordingMessages messages;
     if (!ReadInstructionText(document, Last(), messages)) return;
-    std::vector<const AtomRecord*> atoms;
     std::vector<Fractional> hydrogens;
-    for (const AtomRecord* atom : Atoms(document.atoms)) {
+    for (const AtomRecord* atom : Atoms(document.atoms))
       if (atom->IsHydrogen()) hydrogens.push_back(atom->fract);
-      if (!atom->IsHydrogen() && !atom->IsPeak()) atoms.push_back(atom);
-    }
-    const Metric& metric = problem_.metric;
-    std::string lines, restraints;
-    int count = 0;
+    std::vector<std::pair<AtomRecord*, std::vector<const Peak*>>> found;
     for (const Peak& peak : missing_) {
-      const AtomRecord* parent = nullptr;
-      double nearest = 1.15;
-      for (const AtomRecord* atom : atoms) {
-        const double d = std::sqrt(metric.DistanceSquared(peak.x, atom->fract));
-        if (d < nearest) nearest = d, parent = atom;
-      }
-      const int z = parent ? parent->element->atomicNumber : 0;
+      AtomRecord* carrier = CarrierOf(document, peak.x);
       const bool taken = std::any_of(hydrogens.begin(), hydrogens.end(), [&](const Fractional& h) {
-        return metric.DistanceSquared(peak.x, h) < 1.2 * 1.2;
+        return problem_.metric.DistanceSquared(peak.x, h) < 1.2 * 1.2;
       });
-      if (nearest < 0.65 || taken || (z != 6 && z != 7 && z != 8)) continue;
+      if (!carrier || taken) continue;
       hydrogens.push_back(peak.x);
-      const std::string name = Printf("H%c%02d", 'M', ++count);
-      lines += Printf("%s %d %.5f %.5f %.5f %.5f 10.05\n", name.c_str(),
-                      static_cast<int>(hydrogen - problem_.formula.begin()) + 1, peak.x.x, peak.x.y, peak.x.z,
-                      10.0 + peak.siteFraction);
-      restraints += Printf("DFIX %.2f 0.02 ", z == 6 ? 0.95 : z == 7 ? 0.88 : 0.84) + parent->name + " " + name + "\n";
+      auto at = std::find_if(found.begin(), found.end(), [&](const auto& f) { return f.first == carrier; });
+      if (at == found.end()) at = found.insert(at, {carrier, {}});
+      at->second.push_back(&peak);
     }
-    if (count > 0)
-      Try("map hydrogens", WithLines(WithLines(Last(), "WGHT", restraints), "HKLF", "AFIX 0\n" + lines), 0.7, 0.97);
+    std::string restraints;
+    for (const auto& [carrier, peaks] : found) {
+      const int z = carrier->element->atomicNumber;
+      AtomRecord* place = carrier;
+      while (place->next && place->next->IsHydrogen()) place = place->next;
+      for (size_t i = 0; i < peaks.size(); ++i) {
+        AtomRecord* h = AddHydrogen(document, *carrier, place, i, peaks.size(), messages);
+        if (!h) return;
+        place = h;
+        h->fract = peaks[i]->x;
+        h->occupancy = h->codedValues[kCodedOccupancy] = 10.0 + peaks[i]->siteFraction;
+        h->u[0] = h->codedValues[kCodedU] = z == 8 ? -1.5 : -1.2;
+        restraints += Printf("DFIX %.2f 0.02 ", kMapBonds[z - 6]) + carrier->name + " " + h->name + "\n";
+      }
+    }
+    std::string text;
+    if (found.empty() || !ComposeInstructionText(document, text, messages)) return;
+    Try("map hydrogens", WithLines(text, "WGHT", restraints), 0.7, 0.97);
+  }
+
+  // Carbon, nitrogen or oxygen that a hydrogen at this place could be bonded to.
+  AtomRecord* CarrierOf(Document& document, const Fractional& x) const {
+    AtomRecord* carrier = nullptr;
+    double nearest = 1.15;
+    for (AtomRecord* atom : Atoms(document.atoms)) {
+      const double d = std::sqrt(problem_.metric.DistanceSquared(x, atom->fract));
+      if (!atom->IsHydrogen() && !atom->IsPeak() && d < nearest) nearest = d, carrier = atom;
+    }
+    const int z = carrier ? carrier->element->atomicNumber : 0;
+    return nearest > 0.65 && z >= 6 && z <= 8 ? carrier : nullptr;
   }
 
   void Weights() {

@@ -1,6 +1,7 @@
 #include "phase/solution.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <random>
 
@@ -179,8 +180,33 @@ TEST(Completion, ReachesTheErrorOfTheDataAndKeepsOnlyWhatHelps) {
   const Completion completion = Complete(problem, spoiled, nullptr);
   ASSERT_FALSE(completion.steps.empty());
   EXPECT_LT(completion.steps.back().r1, 0.02);
-  for (const CompletionStep& step : completion.steps) EXPECT_NE(step.what, "hydrogens");
+  for (const CompletionStep& step : completion.steps) {
+    EXPECT_NE(step.what, "hydrogens");
+    EXPECT_NE(step.text.find(Printf("\nREM P -1, R1 %.4f\n", step.r1)), std::string::npos) << step.text.substr(0, 80);
+  }
   EXPECT_TRUE(Complete(problem, spoiled, [](const std::string&, double) { return false; }).cancelled);
+}
+
+TEST(Completion, RealDataEndAsAWrittenModel) {
+  const char* folder = std::getenv("MARVIK_REAL_DATA");
+  if (!folder) GTEST_SKIP() << "MARVIK_REAL_DATA is not set";
+  const std::string base = std::string(folder) + "/pairs/start_p21c_cl";
+  Problem problem;
+  std::string sentence;
+  ASSERT_TRUE(ReadProblem(base + ".ins", base + ".hkl", problem, sentence)) << sentence;
+  const Solution solution = Solve(problem, {});
+  ASSERT_TRUE(solution.solved);
+  EXPECT_EQ(FormulaOf(problem, solution.candidates[0]), "C7 Cl1 N2");
+  const Completion completion = Complete(problem, solution.candidates[0], nullptr);
+  ASSERT_FALSE(completion.steps.empty());
+  EXPECT_LT(completion.steps.back().r1, 0.028);
+  // The hydrogen of the one nitrogen that the map shows stands behind it, named after it.
+  const std::string& text = completion.steps.back().text;
+  const size_t carrier = text.find("\nN2 "), hydrogen = text.find("\nH2 "), next = text.find("\nC", carrier);
+  ASSERT_NE(carrier, std::string::npos);
+  EXPECT_TRUE(carrier < hydrogen && hydrogen < next) << text;
+  EXPECT_NE(text.substr(hydrogen, next - hydrogen).find("-1.2000"), std::string::npos);
+  EXPECT_NE(text.find("DFIX 0.88 0.02 N2 H2\n"), std::string::npos);
 }
 
 TEST(Solution, NoiseIsNotSolvedAndNothingIsWritten) {

@@ -114,6 +114,28 @@ std::string HydrogenName(const Document& document, const AtomRecord& carrier, si
   return name;
 }
 
+}  // namespace
+
+AtomRecord* AddHydrogen(Document& document, AtomRecord& carrier, AtomRecord* place, size_t index, size_t count,
+                        UserMessages& messages) {
+  AtomRecord* h = document.atoms.CreateAtom(document.elements, messages);
+  if (!h) return nullptr;
+  h->name = HydrogenName(document, carrier, index, count);
+  h->element = &document.elements[kHydrogenRow];
+  h->fract = carrier.fract;
+  h->part = carrier.part;
+  h->partHasOccupancy = carrier.partHasOccupancy;
+  h->partOccupancy = carrier.partOccupancy;
+  h->residue = carrier.residue;
+  h->mole = carrier.mole;
+  h->occupancy = std::fabs(carrier.occupancy) >= 5.0 ? carrier.occupancy : 11.0;
+  h->codedValues[kCodedOccupancy] = h->occupancy;
+  document.atoms.LinkBehind(h, place);
+  return h;
+}
+
+namespace {
+
 struct HfixRequest {
   int m = 0;
   int n = 3;
@@ -129,20 +151,10 @@ void AddHydrogens(Document& document, AtomRecord& carrier, const HfixRequest& re
   AtomRecord* place = &carrier;
   const bool turning = geometry.isTerminal && geometry.hydrogens != 2;
   for (size_t i = 0; i < count; ++i) {
-    AtomRecord* h = document.atoms.CreateAtom(document.elements, messages);
+    AtomRecord* h = AddHydrogen(document, carrier, place, i, count, messages);
     if (!h) return;
-    h->name = HydrogenName(document, carrier, i, count);
-    h->element = &document.elements[kHydrogenRow];
-    h->fract = carrier.fract;
     // Off the carrier by a hair, so that directions exist.
     h->fract.x += 0.001 * static_cast<double>(i + 1);
-    h->part = carrier.part;
-    h->partHasOccupancy = carrier.partHasOccupancy;
-    h->partOccupancy = carrier.partOccupancy;
-    h->residue = carrier.residue;
-    h->mole = carrier.mole;
-    h->occupancy = std::fabs(carrier.occupancy) >= 5.0 ? carrier.occupancy : 11.0;
-    h->codedValues[kCodedOccupancy] = h->occupancy;
     if (request.m == 12) h->occupancy = h->codedValues[kCodedOccupancy] = 10.5;
     h->afix = static_cast<uint16_t>(10 * request.m + request.n);
     h->afixGroup = group;
@@ -152,7 +164,6 @@ void AddHydrogens(Document& document, AtomRecord& carrier, const HfixRequest& re
       h->MutableExtras().afixWords = Printf("%.3f", request.distance);
       h->MutableExtras().afixWordsCode = h->afix;
     }
-    document.atoms.LinkBehind(h, place);
     place = h;
     if (i == 0 && turning) fresh.push_back(h);
   }

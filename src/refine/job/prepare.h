@@ -16,6 +16,11 @@ namespace marvik {
 void PrepareDocument(Document& document, UserMessages& messages, std::vector<AtomRecord*>& fresh,
                      std::vector<std::string>& notes, const LinePlaces& places = {});
 
+// A hydrogen behind `place` that has the carrier's position, part and residue and a name after the carrier's, of which
+// it is number `index` of `count`. Null, with a message, when there is no room for one more atom.
+AtomRecord* AddHydrogen(Document& document, AtomRecord& carrier, AtomRecord* place, size_t index, size_t count,
+                        UserMessages& messages);
+
 // U of an isotropic atom as a tensor in file order.
 std::array<double, 6> TensorOfIsotropic(const Metric& metric, double u);
 
