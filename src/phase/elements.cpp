@@ -14,16 +14,25 @@ constexpr double kCountPrice = 2.0;   // for each atom more or less than the for
 constexpr double kHeavyPrice = 10.0;  // the same for a heavy atom more
 constexpr double kWorst = 6.0;        // of one term: no single length decides alone
 constexpr double kReach = 2.5;        // Å
+constexpr double kUnusualBond = 2.0;  // price of a bond that the table does not have
+constexpr double kOverlap = 0.78;     // of the sum of radii: nearer no two atoms come
 constexpr int kSweeps = 12;
+constexpr double kRootTwoPi = 2.5066282746;
+constexpr double kLeastShare = 0.25;        // of an atom that is there in part
+constexpr double kMostPartial = 0.5;        // how likely that is of what shakes most
+constexpr double kExchangePrice = 0.5;      // of each element in the place of another that is missing, squared
+constexpr double kOverlapPrice = 3.0;       // for each of two
+constexpr double kTripleBond = 1.18;        // Å, at most
 constexpr double kLightBond = 1.75;         // Å, at most between light atoms
 constexpr double kBridgePrice = 8.0;        // of fluorine between carbon and a metal
 constexpr double kSwapPrice = 15.0;         // in electrons, that no chemistry makes up for
-constexpr double kGeminalPrice = 3.5;       // of two hydroxyls or amines on one carbon
+constexpr double kGeminalPrice = 3.5;       // of what is no halogen, twice on one carbon at short distance
 constexpr double kDisplacementSlope = 6.0;  // of ln(electrons) with U, Å⁻²: how the two trade
 
 struct Kind {
   int scatterer = 0;
   int z = 6;
+  double radius = 0.77;   // Å
   double expected = 0.0;  // in the asymmetric unit; negative when the formula is not known
   double share = 1.0;
 };
@@ -36,8 +45,8 @@ struct BondRange {
 };
 constexpr BondRange kBonds[] = {
     {5, 5, 1.65, 1.90, 0},   {5, 6, 1.53, 1.65, 0},   {5, 7, 1.37, 1.62, 0},   {5, 8, 1.33, 1.50, 0},
-    {5, 9, 1.32, 1.43, 0},   {6, 6, 1.18, 1.58, 0},   {6, 7, 1.13, 1.52, 0},   {6, 8, 1.18, 1.45, 0},
-    {6, 9, 1.28, 1.40, 0},   {7, 7, 1.09, 1.45, 0.5}, {7, 8, 1.20, 1.44, 0.5}, {7, 9, 1.36, 1.42, 4},
+    {5, 9, 1.32, 1.43, 0},   {6, 6, 1.18, 1.58, 0},   {6, 7, 1.13, 1.53, 0},   {6, 8, 1.11, 1.45, 0},
+    {6, 9, 1.28, 1.40, 0},   {7, 7, 1.09, 1.45, 0.5}, {7, 8, 1.14, 1.44, 0.5}, {7, 9, 1.36, 1.42, 4},
     {8, 8, 1.43, 1.49, 3},   {8, 9, 1.40, 1.44, 5},   {9, 9, 1.41, 1.42, 6},   {6, 14, 1.83, 1.92, 0},
     {8, 14, 1.58, 1.68, 0},  {7, 14, 1.70, 1.78, 0},  {6, 15, 1.76, 1.88, 0},  {7, 15, 1.55, 1.72, 0},
     {8, 15, 1.44, 1.65, 0},  {9, 15, 1.50, 1.63, 0},  {6, 16, 1.64, 1.85, 0},  {7, 16, 1.52, 1.72, 0},
@@ -57,7 +66,7 @@ double BondPrice(int a, int b, double d, double spread) {
     const double beyond = std::max({0.0, r.shortest - d, d - r.longest}) / spread;
     return r.price + std::min(kWorst, 0.5 * beyond * beyond);
   }
-  return 2.0;
+  return kUnusualBond;
 }
 
 struct Bond {
@@ -68,6 +77,9 @@ struct Bond {
 // How many neighbours but hydrogen and metals an element has at most, and what one more costs.
 double CoordinationPrice(int z, size_t bonds, size_t metals) {
   const auto over = [&](size_t most) { return bonds > most ? static_cast<double>(bonds - most) : 0.0; };
+  const auto under = [&](size_t least) {
+    return bonds + metals < least ? static_cast<double>(least - bonds - metals) : 0.0;
+  };
   switch (z) {
     case 6:
       return 4.0 * over(4) + (bonds == 0 && metals == 0 ? 4.0 : 0.0);
@@ -77,6 +89,10 @@ double CoordinationPrice(int z, size_t bonds, size_t metals) {
       return 4.0 * over(2);
     case 9:
       return 4.0 * over(1) + (bonds == 0 && metals == 0 ? 3.0 : 0.0);
+    case 14:
+      return 1.5 * under(4);
+    case 15:
+      return 1.5 * under(3);
     case 17:
       return bonds == 2 || bonds == 3 ? 3.0 : 0.0;
     case 35:
@@ -98,8 +114,8 @@ double EndPrice(int z, double d, double spread) {
       return std::min(outside(1.46, 1.56), 1.5 + outside(1.17, 1.34));
     case 7:  // amine, nitrile
       return std::min(outside(1.31, 1.49), outside(1.12, 1.17));
-    case 8:
-      return outside(1.19, 1.44);
+    case 8:  // carbonyl of a metal; ketone to alcohol
+      return std::min(outside(1.11, 1.17), outside(1.19, 1.44));
     case 9:
       return outside(1.29, 1.40);
     default:
@@ -148,7 +164,8 @@ class Assignment {
       const int z = problem.scatterers[i].electrons;
       if (z <= 1) continue;
       const double count = problem.formula[i].count / static_cast<double>(structure.group.all.size());
-      kinds_.push_back({static_cast<int>(i), z, problem.formulaFits ? count : -1.0, problem.formulaFits ? count : 1.0});
+      kinds_.push_back({static_cast<int>(i), z, problem.scatterers[i].radius, problem.formulaFits ? count : -1.0,
+                        problem.formulaFits ? count : 1.0});
       sum += kinds_.back().share;
     }
     for (Kind& k : kinds_) k.share = std::max(0.003, k.share / std::max(sum, 1e-9));
@@ -161,15 +178,23 @@ class Assignment {
     if (u.empty()) return;
     const auto middle = u.begin() + static_cast<std::ptrdiff_t>(u.size() / 2);
     std::nth_element(u.begin(), middle, u.end());
-    for (const Site& site : structure.sites)
-      spreads_.push_back(kSpread * std::clamp(site.u[0] / std::max(*middle, 1e-4), 1.0, 2.0));
+    for (const Site& site : structure.sites) {
+      const double ratio = site.u[0] / std::max(*middle, 1e-4);
+      spreads_.push_back(kSpread * std::clamp(ratio, 1.0, 2.0));
+      partial_.push_back(std::clamp(0.25 * (ratio - 1.5), 0.01, kMostPartial));
+    }
   }
 
   double Electrons(size_t site, size_t kind) const {
-    const double d = (logs_[site] - scale_ - std::log(static_cast<double>(kinds_[kind].z))) / spreads_[site];
+    const double off = logs_[site] - scale_ - std::log(static_cast<double>(kinds_[kind].z));
+    const double d = off / spreads_[site];
     // Far off, the price grows slowly: what is disordered has too few of any.
     const double squared = d * d < 9.0 ? d * d : 6.0 * std::fabs(d) - 9.0;
-    return 0.5 * squared - std::log(kinds_[kind].share);
+    double likely = (1.0 - partial_[site]) * std::exp(-0.5 * squared);
+    // Of what is there in part any share is as likely as another.
+    if (off < 0.05 && std::exp(off) > kLeastShare)
+      likely += partial_[site] * kRootTwoPi * spreads_[site] * std::exp(off) / (1.0 - kLeastShare);
+    return -std::log(std::max(likely, 1e-300) * kinds_[kind].share);
   }
 
   void FindScale() {
@@ -222,15 +247,20 @@ class Assignment {
   double Chemistry(size_t site) const {
     const int z = kinds_[kind_[site]].z;
     double price = 0.0;
-    size_t bonds = 0, metals = 0;
+    size_t bonds = 0, metals = 0, carbons = 0;
     double only = 0.0, longest = 0.0, sum = 0.0;
     int to = 0;
+    size_t end = site;
     for (const Bond& b : bonds_[site]) {
       const int other = kinds_[kind_[b.other]].z;
+      if (b.length < kOverlap * (kinds_[kind_[site]].radius + kinds_[kind_[b.other]].radius) && (z > 10 || other > 10))
+        price += kOverlapPrice;
       if (!IsNonmetal(other)) ++metals;
       if (!Bonded(z, other, b.length) || InRotor(site, b)) continue;
       ++bonds;
+      carbons += other == 6;
       only = b.length;
+      end = b.other;
       longest = std::max(longest, b.length);
       sum += b.length;
       to = other;
@@ -239,13 +269,27 @@ class Assignment {
     if (!IsNonmetal(z)) return price;
     // A cation NR4 has bonds as long as those of carbon.
     const bool cation = z == 7 && bonds == 4 && metals == 0 && longest < 1.58;
-    price += cation ? 1.0 : CoordinationPrice(z, bonds, metals);
+    if (z > 10 && carbons > 0 && bonds > 1 && (z == 17 || z == 35)) price += 3.0;
+    price += cation ? 0.3 : CoordinationPrice(z, bonds, metals);
     if (bonds == 1 && metals == 0 && to == 6) price += EndPrice(z, only, spread_);
-    if (geminal_[site] && (z == 7 || z == 8)) price += kGeminalPrice;
+    if (bonds == 1 && only < kTripleBond) price += TriplePrice(z, metals > 0, end, HasMetal(end));
+    if (geminal_[site] && z >= 6 && z <= 8) price += kGeminalPrice;
     if (z == 9 && bonds > 0 && metals > 0) price += kBridgePrice;
     // Furans and esters apart, two short bonds are those of carbon or nitrogen, the more so on a metal.
     if (z == 8 && bonds == 2 && sum < 2.77) price += metals > 0 ? 4.0 : 1.5;
     return price;
+  }
+
+  bool HasMetal(size_t site) const {
+    return std::any_of(bonds_[site].begin(), bonds_[site].end(),
+                       [&](const Bond& b) { return !IsNonmetal(kinds_[kind_[b.other]].z); });
+  }
+
+  // Of carbonyls, cyanides and nitrosyls the metal has the lighter end.
+  double TriplePrice(int z, bool inner, size_t other, bool outer) const {
+    const int to = kinds_[kind_[other]].z;
+    if (inner) return (z == 8 ? 4.0 : 0.0) + (to < z && LightBonds(other) == 1 ? 3.0 : 0.0);
+    return (z == 8) != outer && z != 7 ? 2.0 : 0.0;
   }
 
   size_t LightBonds(size_t site) const {
@@ -282,13 +326,16 @@ class Assignment {
 
   // One heavy atom too many is seldom in a formula; light ones are solvent or disorder.
   double CountsPrice() const {
-    double price = 0.0;
+    double price = 0.0, over = 0.0, under = 0.0;
     for (size_t k = 0; k < kinds_.size(); ++k) {
       if (kinds_[k].expected < 0.0) continue;
       const double more = found_[k] - kinds_[k].expected;
       price += (more > 0.0 && kinds_[k].z > 10 ? kHeavyPrice : kCountPrice) * std::fabs(more);
+      price += more * more / (0.5 * kinds_[k].expected + 1.0);
+      (more > 0.0 ? over : under) += std::fabs(more);
     }
-    return price;
+    const double exchanged = std::min(over, under);
+    return price + kExchangePrice * exchanged * exchanged / (1.0 + 0.02 * static_cast<double>(kind_.size()));
   }
 
   // All that changes when these sites change.
@@ -355,6 +402,7 @@ class Assignment {
   std::vector<double> found_;
   std::vector<bool> geminal_;
   std::vector<double> spreads_;  // of ln(electrons), by site
+  std::vector<double> partial_;  // how likely it is there in part, by site
   mutable std::vector<size_t> touched_;
   double spread_;
   double scale_ = 0.0;

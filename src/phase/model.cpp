@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 #include "crystal/site_symmetry.h"
 #include "phase/elements.h"
@@ -17,6 +18,10 @@ constexpr double kVolumePerAtom = 18.0;  // Å3
 constexpr double kLargestShift = 0.15;   // Å
 constexpr double kStartingU = 0.04;      // Å²
 constexpr size_t kMostSites = 1500;
+constexpr size_t kShells = 20;
+constexpr size_t kSmallestShell = 40;  // reflections
+constexpr double kLeastElectrons = 1.8;
+constexpr double kGhost = 0.2;  // of the median of the electrons
 
 // Å to the nearest image of any site, below 1.5 Å exact (no width of a cell is below 3 Å there).
 double DistanceToSites(const Structure& s, const Fractional& x, size_t except = SIZE_MAX) {
@@ -292,12 +297,23 @@ void Model::CountElectrons(bool evenly) {
   if (evenly) LevelDisplacements(structure, electrons_);
 }
 
+// The median of the atoms of the cell.
+double Model::UsualElectrons() const {
+  std::vector<std::pair<double, double>> sorted;
+  for (size_t i = 0; i < electrons_.size(); ++i) sorted.emplace_back(electrons_[i], fractions_[i]);
+  std::sort(sorted.begin(), sorted.end());
+  double sum = 0.0;
+  for (const auto& [electrons, fraction] : sorted) {
+    sum += fraction;
+    if (2.0 * sum > Weight()) return electrons;
+  }
+  return 1.0;
+}
+
 // Drops what is weak against the median and takes up new peaks of the map with the phases of what is left.
 void Model::Recycle(double weakest) {
   CountElectrons();
-  std::vector<double> sorted = electrons_;
-  std::nth_element(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2), sorted.end());
-  const double median = sorted[sorted.size() / 2];
+  const double median = UsualElectrons();
   std::vector<bool> drop;
   for (const double e : electrons_) drop.push_back(e < weakest * median);
   DropWhere(drop);
@@ -356,6 +372,15 @@ void Model::BuildFromPhases(const std::vector<AveragedReflection>& phases) {
   }
 }
 
+// Ripples of the map beside heavy atoms, and what else refined to next to nothing, would count as neighbours.
+void Model::DropGhosts() {
+  CountElectrons();
+  const double usual = UsualElectrons();
+  std::vector<bool> drop;
+  for (const double e : electrons_) drop.push_back(e < kGhost * usual);
+  DropWhere(drop);
+}
+
 void Model::UseElements(const std::vector<int>& elements) {
   for (size_t i = 0; i < structure.sites.size(); ++i) {
     Site& site = structure.sites[i];
@@ -371,27 +396,31 @@ void Model::AssignElements() {
   freedom.occupancies = true;
   freedom.ownDisplacements = true;
   for (int pass = 0; pass < 3 && !structure.sites.empty(); ++pass) {
+    DropGhosts();
     CountElectrons(true);
     UseElements(ElementsOf(problem_, structure, electrons_, fractions_));
     Refine(pass == 0 ? 3 : 5, freedom);
   }
   if (structure.sites.empty()) return;
+  DropGhosts();
   CountElectrons(true);
   UseElements(ElementsOf(problem_, structure, electrons_, fractions_));
   // What has much less than its element's electrons is there in part.
   std::vector<double> ratios;
+  std::vector<int> numbers;
   shares_.clear();
   for (size_t i = 0; i < structure.sites.size(); ++i) {
-    shares_.push_back(electrons_[i] /
-                      structure.scatterers[static_cast<size_t>(structure.sites[i].scatterer)].electrons);
+    numbers.push_back(structure.scatterers[static_cast<size_t>(structure.sites[i].scatterer)].electrons);
+    shares_.push_back(electrons_[i] / numbers.back());
     ratios.push_back(shares_.back());
   }
   std::nth_element(ratios.begin(), ratios.begin() + static_cast<std::ptrdiff_t>(ratios.size() / 2), ratios.end());
   const double usual = ratios[ratios.size() / 2];
   std::vector<bool> drop;
-  for (double& share : shares_) {
+  for (size_t i = 0; i < shares_.size(); ++i) {
+    double& share = shares_[i];
     share /= usual;
-    drop.push_back(share < 0.3);
+    drop.push_back(share * numbers[i] < kLeastElectrons);
     if (share > 0.72) share = 1.0;
   }
   DropWhere(drop);
@@ -453,13 +482,24 @@ bool Model::Finish() {
 }
 
 double Model::Correlation() const {
-  double so = 0, sc = 0, soo = 0, scc = 0, soc = 0;
-  for (size_t i = 0; i < calculated_.fo2.size(); ++i) {
-    const double o = calculated_.fo2[i], c = calculated_.fc2[i];
-    so += o, sc += c, soo += o * o, scc += c * c, soc += o * c;
+  const Calculated& c = calculated_;
+  std::vector<size_t> order(c.s2.size());
+  std::iota(order.begin(), order.end(), size_t{0});
+  std::sort(order.begin(), order.end(), [&](size_t i, size_t j) { return c.s2[i] < c.s2[j]; });
+  const size_t shell = std::max<size_t>(kSmallestShell, order.size() / kShells + 1);
+  double n = 0, so = 0, sc = 0, soo = 0, scc = 0, soc = 0;
+  for (size_t first = 0; first < order.size(); first += shell) {
+    const size_t last = std::min(order.size(), first + shell);
+    double observed = 0, calculated = 0;
+    for (size_t k = first; k < last; ++k) observed += std::max(0.0, c.fo2[order[k]]), calculated += c.fc2[order[k]];
+    for (size_t k = first; k < last && observed > 0.0 && calculated > 0.0; ++k) {
+      const auto count = static_cast<double>(last - first);
+      const double o = std::sqrt(count * std::max(0.0, c.fo2[order[k]]) / observed);
+      const double e = std::sqrt(count * c.fc2[order[k]] / calculated);
+      n += 1.0, so += o, sc += e, soo += o * o, scc += e * e, soc += o * e;
+    }
   }
-  const auto n = static_cast<double>(std::max<size_t>(1, calculated_.fo2.size()));
-  const double variance = (soo - so * so / n) * (scc - sc * sc / n);
+  const double variance = n > 0.0 ? (soo - so * so / n) * (scc - sc * sc / n) : 0.0;
   return variance > 0.0 ? (soc - so * sc / n) / std::sqrt(variance) : 0.0;
 }
 

@@ -38,7 +38,7 @@ class Model {
   const std::vector<double>& Fractions() const { return fractions_; }
   // How much of each site is there: 1 unless it is clearly less.
   const std::vector<double>& Shares() const { return shares_; }
-  // Share of the reflections' |E| that the model explains, as a correlation.
+  // Of observed and calculated |E|.
   double Correlation() const;
 
   Structure structure;
@@ -49,6 +49,8 @@ class Model {
   void Refine(int cycles, const Freedom& freedom);
   void Recycle(double weakest);
   void CountElectrons(bool evenly = false);
+  double UsualElectrons() const;
+  void DropGhosts();
   void UseElements(const std::vector<int>& elements);
   void DropWhere(const std::vector<bool>& drop);
   int AddPeaks(double least, double room);
