@@ -25,7 +25,7 @@ struct Candidate {
   PhaseMerit merit;            // of the phases that it comes from
   double r1 = 1.0;             // over Fo > 4σ(Fo)
   double wR2 = 1.0;
-  double correlation = 0.0;    // of observed and calculated intensities
+  double correlation = 0.0;    // of observed and calculated |E|
   double expectedAtoms = 0.0;  // in the asymmetric unit, hydrogens left out
   double flack = -1.0;         // where Friedel opposites were measured and tell, else -1
   double flackError = 0.0;

@@ -242,15 +242,19 @@ def compute(path, d_min, scratch):
     group = gemmi.find_spacegroup_by_name(small.spacegroup_hm, small.cell.alpha, small.cell.gamma) \
         if small.spacegroup_hm else None
     heavy = [s for s in small.sites if s.element.atomic_number > 1 and s.occ > 0.5]
+    if any(s.element.atomic_number == 0 for s in small.sites):
+        return None
     if not group or not heavy or not 50 < small.cell.volume < 20000 or small.cell.a < 2:
         return None
     model = Model()
     model.cell, model.ops = small.cell, list(group.operations())
-    small.setup_cell_images() if hasattr(small, "setup_cell_images") else None
+    small.setup_cell_images()
     model.atoms = [(s.element.name, s.fract.tolist()) for s in heavy]
     for site in small.sites:
         if site.u_iso <= 0 and not site.aniso.nonzero():
             site.u_iso = 0.03
+    occupancies = [site.occ for site in small.sites]
+    small.change_occupancies_to_crystallographic()  # every image of a site is summed
     calculator = gemmi.StructureFactorCalculatorX(small.cell)
     wavelength, ops = 0.71073, group.operations()
     random.seed(1)
@@ -274,9 +278,10 @@ def compute(path, d_min, scratch):
         sigma = 0.02 * f2 * scale + 0.002 * mean + 0.01
         text += f"{h:4d}{k:4d}{l:4d}{f2 * scale + random.gauss(0, sigma):8.2f}{sigma:8.2f}\n"
     counts = {}
-    for site in small.sites:
-        mult = len({tuple(np.round(np.array(op.apply_to_xyz(site.fract.tolist())) % 1.0, 3) % 1.0) for op in ops})
-        counts[site.element.name] = counts.get(site.element.name, 0.0) + site.occ * mult
+    for site, occupancy in zip(small.sites, occupancies):
+        alone = Model()
+        alone.cell, alone.ops, alone.atoms = model.cell, model.ops, [(site.element.name, site.fract.tolist())]
+        counts[site.element.name] = counts.get(site.element.name, 0.0) + occupancy * len(alone.expanded()[1])
     c = small.cell
     lattice = {v: n for n, v in enumerate("PIRFABC", 1)}[group.hm[0] if group.hm[0] != "R" or c.gamma > 100 else "P"]
     open(os.path.join(scratch, path.stem + ".ins"), "w").write(
