@@ -14,7 +14,8 @@ namespace {
 constexpr double kTurn = 6.283185307179586;
 constexpr float kWeakShare = 0.25f;
 constexpr int kSuperpositions = 60;
-constexpr double kMostWork = 6.0e10;  // grid points times iterations before giving up
+constexpr int kMostStarts = 400;      // three times what the slowest real data are known to need
+constexpr double kMostWork = 3.0e10;  // grid points times iterations before giving up
 
 using Complex = std::complex<float>;
 
@@ -266,7 +267,7 @@ class Dealer {
  public:
   Dealer(const PhasingOptions& options, double points) : options_(options) {
     double work = 0.0;
-    while (work < kMostWork * options.effort && starts_ < 2000) work += points * IterationsOf(starts_++);
+    while (work < kMostWork * options.effort && starts_ < kMostStarts) work += points * IterationsOf(starts_++);
     last_ = starts_;
   }
 
