@@ -117,6 +117,8 @@ class Solver {
     c.r1 = model.GetResiduals().r1;
     c.wR2 = model.GetResiduals().wR2;
     c.correlation = model.Correlation();
+    c.reflections =
+        static_cast<double>(model.GetResiduals().all) / (4.0 * static_cast<double>(c.structure.sites.size()));
     c.expectedAtoms = model.ExpectedAtoms();
     c.shares = model.Shares();
     weighed_ =

@@ -232,6 +232,26 @@ TEST(Solution, NoiseIsNotSolvedAndNothingIsWritten) {
   EXPECT_NE(said.find("cancelled"), std::string::npos) << said;
 }
 
+TEST(Solution, AFitOfFewReflectionsProvesNothing) {
+  Crystal crystal{{7.1, 7.9, 9.6, 95, 101, 108}, -1, {}};
+  crystal.dMin = 1.35;
+  auto [ins, hkl] = FilesOf(crystal);
+  std::mt19937 random(3);
+  std::string noise;
+  for (size_t at = 0; at < hkl.size(); at += 29) {
+    const double e = std::log(1.0 + static_cast<double>(random() % 1000)) * static_cast<double>(random() % 100);
+    noise += hkl.substr(at, 12) + Printf("%8.2f%8.2f\n", e, 5.0);
+  }
+  Problem problem;
+  std::string sentence;
+  ASSERT_TRUE(MakeProblem(ins, noise, problem, sentence)) << sentence;
+  SolveOptions options;
+  options.effort = 0.001;
+  const Solution solution = Solve(problem, options);
+  EXPECT_FALSE(solution.solved) << solution.candidates[0].group.symbol << solution.candidates[0].r1;
+  EXPECT_FALSE(solution.sentence.empty());
+}
+
 TEST(Problem, BadInputGetsASentence) {
   const auto [ins, hkl] = FilesOf(Monoclinic());
   struct Case {
