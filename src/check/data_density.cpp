@@ -64,17 +64,16 @@ DataDensity DensityFromData(const Document& document, const std::string& hklPath
   Session s;
   density.problem = PrepareFromData(document, hklPath, s);
   if (!density.problem.empty()) return density;
-  Calculated calculated;
+  Calculated& calculated = s.result.calculated;
   DataPass pass(s.structure, s.observations, s.job.weights);
   MatchScale(s.structure, pass, calculated);
-  density.map =
-      std::make_shared<const DensityMap>(MakeMap(s.structure, s.observations, calculated, kind, kDensityStep));
+  density.map = std::make_shared<const DensityMap>(MapOf(s, kind, kDensityStep));
   density.reflections = s.observations.Size();
   density.r1 = MakeResiduals(calculated, 0).r1;
   density.notes = NotesOn(s, *density.map, density.r1);
   if (count == 0) return density;
   // On the grid of a refinement, so that these are its peaks.
-  const DensityMap difference = MakeMap(s.structure, s.observations, calculated);
+  const DensityMap difference = MapOf(s, MapKind::Difference);
   density.peaks = PeaksOf(s, difference, count, false);
   density.holes = PeaksOf(s, difference, count, true);
   return density;

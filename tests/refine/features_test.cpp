@@ -271,8 +271,9 @@ TEST(Uncertainties, ShrinkWithTheDataAndVanishForWhatRides) {
 
 TEST(Preparation, MovesAtomsAndTakesTheInstructionsOut) {
   const std::string text =
-      "TITL t\nCELL 0.7 7 8 9 90 90 90\nZERR 4 0 0 0 0 0 0\nLATT -1\nSFAC C O\nUNIT 4 4\nANIS C1\nFVAR 1 0.4\n"
-      "C1 1 0.1 0.2 0.3 11 0.04\nMOVE 1 1 1 -1\nC2 1 10.1 0.2 21.0 11 0.05\nO1 2 0.3 0.3 0.3 11 0.05\nHKLF 4\nEND\n";
+      "TITL t\nCELL 0.7 7 8 9 90 90 90\nZERR 4 0 0 0 0 0 0\nLATT -1\nSFAC C O H\nUNIT 4 4 8\nANIS C1 $H\nFVAR 1 0.4\n"
+      "C1 1 0.1 0.2 0.3 11 0.04\nMOVE 1 1 1 -1\nC2 1 10.1 0.2 21.0 11 0.05\nO1 2 0.3 0.3 0.3 11 0.05\n"
+      "H1 3 0.4 0.3 0.3 11 0.05\nH2 3 0.3 0.4 0.3 11 -1.5\nHKLF 4\nEND\n";
   RecordingMessages messages;
   Document document;
   ASSERT_TRUE(ReadInstructionText(document, text, messages));
@@ -284,6 +285,8 @@ TEST(Preparation, MovesAtomsAndTakesTheInstructionsOut) {
   EXPECT_DOUBLE_EQ(c1->fract.x, 0.1) << "before MOVE nothing moves";
   EXPECT_TRUE(c1->IsAnisotropic());
   EXPECT_FALSE(c2->IsAnisotropic());
+  EXPECT_TRUE(document.atoms.FindAtom("H1")->IsAnisotropic());
+  EXPECT_FALSE(document.atoms.FindAtom("H2")->IsAnisotropic()) << "rides";
   EXPECT_NEAR(c2->fract.x, 0.9, 1e-12);
   EXPECT_NEAR(c2->codedValues[kCodedX], 10.9, 1e-12) << "a fixed coordinate moves with its code";
   EXPECT_NEAR(c2->fract.y, 0.8, 1e-12);

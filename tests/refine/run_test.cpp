@@ -201,6 +201,8 @@ TEST_F(RunTest, TheSecondPartsGroupHangsOnTheCarrierAndRestraintsMayBeIncluded) 
   const DensityMap map = MapOf(s, MapKind::TwiceObserved);
   EXPECT_GT(map.Interpolate(s.structure.sites[0].x), 10.0 * map.sigma / 3.0);
   EXPECT_LT(std::fabs(MapOf(s, MapKind::Difference).Interpolate(s.structure.sites[0].x)), 1.0);
+  s.job.commands.push_back(ParseInstruction("OMIT " + s.structure.sites[0].label));
+  EXPECT_GT(MapOf(s, MapKind::Difference).Interpolate(s.structure.sites[0].x), 3.0) << "left out of the map";
   ASSERT_EQ(Run("p"), 0) << Said();
   EXPECT_NE(Read("p.fcf").find("_refln_F_squared_calc"), std::string::npos);
   EXPECT_NE(Read("p.res").find("+more.txt"), std::string::npos);

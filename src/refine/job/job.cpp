@@ -63,15 +63,10 @@ struct PartNote {
   bool (*there)(const Instruction& command);
   const char* text;
 };
-bool Names(const Instruction& c, const char* word) {
-  return std::any_of(c.words.begin(), c.words.end(), [&](const std::string& w) { return UpperCase(w) == word; });
-}
 constexpr PartNote kPartNotes[] = {
-    {"OMIT", [](const Instruction& c) { return !c.words.empty(); }, "atoms are not left out of the map"},
     {"BIND", [](const Instruction& c) { return c.words.empty() && c.numbers.size() >= 2; }, "parts are not joined"},
     {"CONN", [](const Instruction& c) { return c.words.empty() && !c.numbers.empty(); },
      "without atoms it has no effect; the largest number of bonds is not limited for all"},
-    {"ANIS", [](const Instruction& c) { return Names(c, "$H"); }, "hydrogens stay isotropic"},
     {"WPDB", [](const Instruction&) { return true; }, "no file of that kind is written"},
 };
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "language/tokenizer.h"
 #include "refine/constraints/hydrogens.h"
 #include "refine/constraints/parameters.h"
 #include "refine/job/includes.h"
@@ -53,9 +54,9 @@ void ApplyMoves(Document& document, const std::vector<Instruction>& commands, st
   ReplaceInstructions(document, InstructionKeyword::kMove, {});
 }
 
-void MakeAnisotropic(AtomRecord& atom, const Metric& metric) {
+void MakeAnisotropic(AtomRecord& atom, const Metric& metric, bool hydrogens) {
   if (atom.IsAnisotropic() || atom.codedValues[kCodedU] != 0.0 || !IsModelAtom(atom)) return;
-  if (atom.IsHydrogen()) return;
+  if (atom.IsHydrogen() && !hydrogens) return;
   atom.u = TensorOfIsotropic(metric, atom.u[0]);
   atom.uCount = 6;
 }
@@ -64,11 +65,13 @@ void ApplyAnis(Document& document, const Structure& structure, const std::vector
   const auto some = [&](AtomRecord* from, int count) {
     for (AtomRecord* atom = from; atom && count > 0; atom = atom->next) {
       if (atom->IsHydrogen() || !IsModelAtom(*atom)) continue;
-      MakeAnisotropic(*atom, structure.metric);
+      MakeAnisotropic(*atom, structure.metric, false);
       --count;
     }
   };
   const auto carryOut = [&](const Instruction& command, AtomRecord* from) {
+    const bool hydrogens =
+        std::ranges::any_of(command.words, [](const std::string& word) { return UpperCase(word) == "$H"; });
     if (!command.words.empty() || !command.residue.empty()) {
       for (const int residue : ResiduesOf(structure, command)) {
         std::vector<SiteImage> images = ResolveAtoms(structure, command, commands, command.words, residue).images;
@@ -76,7 +79,7 @@ void ApplyAnis(Document& document, const Structure& structure, const std::vector
           if (structure.sites[i].residueNumber == residue) images.emplace_back().site = static_cast<int>(i);
         }
         for (const SiteImage& image : images) {
-          MakeAnisotropic(*structure.sites[static_cast<size_t>(image.site)].atom, structure.metric);
+          MakeAnisotropic(*structure.sites[static_cast<size_t>(image.site)].atom, structure.metric, hydrogens);
         }
       }
     } else {

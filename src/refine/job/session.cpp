@@ -33,7 +33,7 @@ std::vector<std::vector<int>> SetsOf(const Structure& structure, const Job& job,
 
 // Bonds and lines of tables that are left out because of a name: restraints and constraints tell of theirs themselves.
 void NoteMissingNames(Session& s) {
-  constexpr std::string_view kKeywords[] = {"BIND", "FREE", "CONF", "HTAB", "MPLA", "RTAB"};
+  constexpr std::string_view kKeywords[] = {"BIND", "FREE", "CONF", "HTAB", "MPLA", "RTAB", "OMIT"};
   for (const Instruction& command : s.job.commands) {
     if (std::ranges::find(kKeywords, command.name) == std::end(kKeywords)) continue;
     std::vector<std::string> words = command.words;
@@ -202,6 +202,18 @@ void FindTorsions(Session& s) {
   s.parametrisation.Apply(std::vector<double>(s.parametrisation.Size(), 0.0), s.structure);
 }
 
+// The atoms that OMIT names.
+std::vector<int> OmittedSites(const Session& s) {
+  std::vector<int> sites;
+  for (const Instruction& command : s.job.commands) {
+    if (command.name != "OMIT" || command.words.empty()) continue;
+    for (const int residue : ResiduesOf(s.structure, command))
+      for (const SiteImage& image : ResolveAtoms(s.structure, command, s.job.commands, command.words, residue).images)
+        sites.push_back(image.site);
+  }
+  return sites;
+}
+
 }  // namespace
 
 bool PrepareSession(Session& s, const std::vector<Reflection>& raw, const LineSink& print, std::string& problem) {
@@ -221,8 +233,14 @@ bool PrepareSession(Session& s, const std::vector<Reflection>& raw, const LineSi
   return true;
 }
 
-DensityMap MapOf(const Session& s, MapKind kind) {
-  return MakeMap(s.structure, s.observations, s.result.calculated, kind);
+DensityMap MapOf(const Session& s, MapKind kind, double step) {
+  const std::vector<int> omitted = OmittedSites(s);
+  if (omitted.empty()) return MakeMap(s.structure, s.observations, s.result.calculated, kind, step);
+  Structure without = s.structure;
+  for (const int site : omitted) without.sites[static_cast<size_t>(site)].occupancy = 0.0;
+  Calculated calculated;
+  DataPass(without, s.observations, s.job.weights).Run(calculated);
+  return MakeMap(without, s.observations, calculated, kind, step);
 }
 
 bool RefineSession(Session& s, const LineSink& print) {

@@ -66,7 +66,7 @@ bool PrepareSession(Session& session, const std::vector<Reflection>& raw, const 
 // wrong but kept a good model gives true and says so in result.problem.
 bool RefineSession(Session& session, const LineSink& print);
 // The density at the refined model, over the whole cell.
-DensityMap MapOf(const Session& session, MapKind kind);
+DensityMap MapOf(const Session& session, MapKind kind, double step = kMapStep);
 
 // Text of the result file: the instruction file with the refined values, then remarks, the suggested weights and the
 // peaks behind END. Empty when the document cannot be written.
