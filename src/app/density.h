@@ -33,6 +33,7 @@ struct DensityState {
   std::string base;
   std::shared_ptr<const DataMask> voids;  // of the file `voidsBase`; their surfaces are drawn where it is not null
   std::string voidsBase;
+  std::shared_ptr<const DataMask> readyMask;  // made off the window's thread, for the command that waits for it
 
   DensityLevel& Level() { return levels[kind == MapKind::Difference ? 0 : 1]; }
   const DensityLevel& Level() const { return levels[kind == MapKind::Difference ? 0 : 1]; }

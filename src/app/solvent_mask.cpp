@@ -56,18 +56,35 @@ Report VoidsReport(const DataMask& data) {
   return report;
 }
 
-std::shared_ptr<const DataMask> MakeMask(Workbench& bench, const MaskOptions& options) {
-  bench.SetBusy(true);
-  auto mask = std::make_shared<const DataMask>(MaskFromData(bench.document, HklOf(bench.document), options));
-  bench.SetBusy(false);
-  if (mask->problem.empty()) return mask;
-  Refuse(bench, kCaption, bench.document.CurrentFile.empty() ? "The structure has no file yet." : mask->problem);
-  return nullptr;
+Outcome WithMask(Workbench& bench, const MaskOptions& options, const MaskTaker& then) {
+  if (bench.document.CurrentFile.empty()) return Refuse(bench, kCaption, "The structure has no file yet.");
+  const auto document = std::make_shared<const Document>(bench.document);
+  const auto make = [document, options] {
+    return std::make_shared<const DataMask>(MaskFromData(*document, HklOf(*document), options));
+  };
+  const auto take = [&bench, then](const std::shared_ptr<const DataMask>& mask) {
+    return mask->problem.empty() ? then(mask) : Refuse(bench, kCaption, mask->problem);
+  };
+  if (!bench.hooks.inBackground) return take(make());
+  if (bench.hooks.tell) bench.hooks.tell("The voids are being looked for ...");
+  bench.hooks.inBackground([&bench, make, take, changes = bench.changes]() -> std::function<void()> {
+    const auto mask = make();
+    return [&bench, mask, take, changes] {
+      if (bench.changes == changes) {
+        take(mask);
+      } else {
+        Refuse(bench, kCaption, "The structure has changed while its voids were looked for.");
+      }
+    };
+  });
+  return Outcome::Done;
 }
 
 std::optional<Report> VoidsReport(Workbench& bench) {
-  const auto mask = MakeMask(bench, {});
-  return mask ? std::optional(VoidsReport(*mask)) : std::nullopt;
+  const DataMask data = MaskFromData(bench.document, HklOf(bench.document), {});
+  if (data.problem.empty()) return VoidsReport(data);
+  Refuse(bench, kCaption, bench.document.CurrentFile.empty() ? "The structure has no file yet." : data.problem);
+  return std::nullopt;
 }
 
 void AddVoidNet(const SolventMask& mask, const OrthogonalisationMatrix& matrix, DensityNet& net) {

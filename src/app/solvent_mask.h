@@ -1,8 +1,10 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 
+#include "app/commands/command_table.h"
 #include "app/workbench.h"
 #include "check/data_mask.h"
 #include "draw/density/density_net.h"
@@ -14,8 +16,10 @@ namespace marvik {
 // The argument of "solvent-mask".
 std::optional<MaskOptions> ParseMask(const EditArguments& arguments, EditFault& fault);
 
-// From the model as it is and the reflections beside it; null after a message.
-std::shared_ptr<const DataMask> MakeMask(Workbench& bench, const MaskOptions& options);
+// From the model as it is and the reflections beside it, off the window's thread where there is one: `then` gets it,
+// and gives what has become of it. A message instead where there is none, or where the structure has changed meanwhile.
+using MaskTaker = std::function<Outcome(std::shared_ptr<const DataMask>)>;
+Outcome WithMask(Workbench& bench, const MaskOptions& options, const MaskTaker& then);
 
 // The voids with the electrons in them; nothing after a message.
 std::optional<Report> VoidsReport(Workbench& bench);

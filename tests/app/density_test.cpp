@@ -149,6 +149,24 @@ TEST_F(DensityTest, AMaskHoldsTheElectronsOfThePublishedSolvent) {
   EXPECT_FALSE(bench.ScreenOptions().net);
   RunCommand(bench, 500);
   EXPECT_FALSE(hasAbin());
+  // In the window: made elsewhere, an undoable step when it comes, and not taken for another model.
+  std::vector<std::function<void()>> done;
+  bench.hooks.inBackground = [&](const std::function<std::function<void()>()>& work) { done.push_back(work()); };
+  EXPECT_EQ(RunCommand(bench, 625), Outcome::Done);
+  EXPECT_FALSE(hasAbin());
+  done.back()();
+  EXPECT_TRUE(hasAbin());
+  EXPECT_EQ(bench.history.UndoName(), "Solvent Mask");
+  messages.shown.clear();
+  RunCommand(bench, 625);
+  bench.document.instructions.kept.push_back({KeptPlace::Body, "TWIN"});
+  bench.SetModified(true);
+  done.back()();
+  EXPECT_EQ(Texts(), "The structure has changed while its voids were looked for.|");
+  bench.hooks.inBackground = nullptr;
+  EXPECT_EQ(RunCommand(bench, 625), Outcome::Failed);
+  EXPECT_EQ(Texts(),
+            "The crystal is a twin: what belongs to the voids cannot be told from what the other components add.|");
 }
 
 // The recorded groups were turned by least squares; the map has to find them without their hydrogens.

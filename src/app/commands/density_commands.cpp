@@ -32,6 +32,21 @@ Outcome ShowLevel(Workbench& bench) {
   return Outcome::Done;
 }
 
+// Lists the voids, writes their structure factors beside the file, and has the refinement add them.
+Outcome PutMask(Workbench& bench, std::shared_ptr<const DataMask> mask) {
+  const std::string path = JobBase(bench) + ".fab";
+  if (const int error = WriteFab(path, mask->fab)) return Refuse(bench, kMask, WriteFault(path, error));
+  const std::string list = PlainLines(VoidsReport(*mask).text) + "\n" + FileNameOf(path) +
+                           " holds their structure factors, which ABIN adds in a refinement.\n";
+  ShowVoids(bench, std::move(mask));
+  auto& kept = bench.document.instructions.kept;
+  const bool isThere =
+      std::ranges::any_of(kept, [](const KeptLine& line) { return ParseInstruction(line.text).name == "ABIN"; });
+  if (!isThere) kept.push_back({KeptPlace::Body, "ABIN"});
+  ShowList(bench, kMask, list);
+  return isThere ? Outcome::Done : Outcome::Changed;
+}
+
 }  // namespace
 
 bool IsDensityShown(const Workbench& bench, std::optional<MapKind> kind) {
@@ -111,35 +126,28 @@ bool AreVoidsShown(const Workbench& bench) {
   return bench.density && bench.density->voids && bench.density->voidsBase == JobBase(bench);
 }
 
-// Lists the voids, writes their structure factors beside the file, and has the refinement add them.
 Outcome SolventMaskHandler(Workbench& bench, const CommandCall& call) {
   EditFault fault;
   const auto options = ParseMask(SplitEditArguments(call.argument), fault);
   if (!options) return RefuseField(bench, fault);
-  auto data = MakeMask(bench, *options);
-  if (!data) return Outcome::Failed;
-  const std::string path = JobBase(bench) + ".fab";
-  if (const int error = WriteFab(path, data->fab)) return Refuse(bench, kMask, WriteFault(path, error));
-  const std::string list = PlainLines(VoidsReport(*data).text) + "\n" + FileNameOf(path) +
-                           " holds their structure factors, which ABIN adds in a refinement.\n";
-  ShowVoids(bench, std::move(data));
-  auto& kept = bench.document.instructions.kept;
-  const bool isThere =
-      std::ranges::any_of(kept, [](const KeptLine& line) { return ParseInstruction(line.text).name == "ABIN"; });
-  if (!isThere) kept.push_back({KeptPlace::Body, "ABIN"});
-  ShowList(bench, kMask, list);
-  return isThere ? Outcome::Done : Outcome::Changed;
+  if (const auto ready = std::exchange(DensityOf(bench).readyMask, nullptr)) return PutMask(bench, ready);
+  if (!bench.hooks.inBackground) return WithMask(bench, *options, [&](auto mask) { return PutMask(bench, mask); });
+  // What comes later is a command again, or it could not be undone.
+  return WithMask(bench, *options, [&bench, call](auto mask) {
+    DensityOf(bench).readyMask = std::move(mask);
+    const Outcome outcome = RunCommand(bench, call.id, call.argument);
+    DensityOf(bench).readyMask = nullptr;
+    return outcome;
+  });
 }
 
 Outcome ShowVoidsHandler(Workbench& bench, const CommandCall&) {
-  if (AreVoidsShown(bench)) {
-    ShowVoids(bench, nullptr);
+  const auto show = [&bench](auto mask) {
+    ShowVoids(bench, std::move(mask));
+    bench.Repaint();
     return Outcome::Done;
-  }
-  auto data = MakeMask(bench, {});
-  if (!data) return Outcome::Failed;
-  ShowVoids(bench, std::move(data));
-  return Outcome::Done;
+  };
+  return AreVoidsShown(bench) ? show(nullptr) : WithMask(bench, {}, show);
 }
 
 }  // namespace marvik

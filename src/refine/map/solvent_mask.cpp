@@ -91,6 +91,7 @@ double RadiusOf(const Scatterer& scatterer) {
 std::vector<uint8_t> FreePoints(const Structure& structure, const CellGrid& grid, size_t points, double probe) {
   std::vector<uint8_t> free(points, 1);
   for (const Site& site : structure.sites) {
+    if (!(site.occupancy > 0.0)) continue;
     const double reach = RadiusOf(structure.scatterers[static_cast<size_t>(site.scatterer)]) + probe;
     for (const SymmetryOperator& op : structure.group.all)
       grid.ForEachWithin(op.Apply(site.x), reach, [&](const GridPoint& p) { free[grid.At(p)] = 0; });
