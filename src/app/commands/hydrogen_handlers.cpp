@@ -4,26 +4,31 @@
 #include "app/density.h"
 #include "base/numbers.h"
 #include "check/data_hydrogens.h"
-#include "report/report_table.h"
 
 namespace marvik {
 namespace {
 
 constexpr char kCaption[] = "Hydrogens by Map";
-constexpr double kSeen = 1.5;  // sigma, of the contrast; below it the circle is noise
+constexpr double kSeen = 1.5;   // sigma, of the contrast; below it the circle is noise
+constexpr size_t kListed = 15;  // groups that the question tells of
 
 std::string TurnsText(const Document& document, const std::vector<HydrogenTurn>& turns) {
-  ReportTable table({"Atom", "AFIX", "Turned/deg", "Density", "Before", "Contrast/sigma", ""});
-  for (const HydrogenTurn& turn : turns) {
-    table.Text(document.atoms.FindSerial(turn.carrier)->name);
-    table.Integer(turn.afix);
-    table.Number(turn.degrees, 0);
-    table.Number(turn.density, 2);
-    table.Number(turn.before, 2);
-    table.Number(turn.contrast, 1);
-    table.Text(turn.contrast < kSeen ? "not seen, stays" : "");
+  std::string text;
+  for (size_t i = 0; i < turns.size(); ++i) {
+    const HydrogenTurn& turn = turns[i];
+    const char* name = document.atoms.FindSerial(turn.carrier)->name.c_str();
+    if (i == kListed) {
+      AppendPrintf(text, "and %zu more\n", turns.size() - i);
+      break;
+    }
+    if (turn.contrast < kSeen) {
+      AppendPrintf(text, "%s: not seen, stays\n", name);
+    } else {
+      AppendPrintf(text, "%s: by %.0f°, from %.2f to %.2f e/Å³, %.1f σ above the circle\n", name, turn.degrees,
+                   turn.before, turn.density, turn.contrast);
+    }
   }
-  return table.Aligned();
+  return text;
 }
 
 std::vector<Fractional> PlacesOf(const Document& document, const HydrogenTurn& turn) {
