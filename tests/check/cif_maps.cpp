@@ -94,10 +94,13 @@ std::vector<ModelCase> MapCases() {
       {"map-hole", Mapped(kRing + kCarbon, kRing), right},
       {"map-peak-metal", Mapped(kRing + Iron("10.8"), kRing + Iron("11")), iron},
       {"map-hole-metal", Mapped(kRing + Iron("11"), kRing + Iron("10.8")), iron},
-      {"map-r1", given("_refine_ls_R_factor_gt 0.2\n"), given("_refine_ls_R_factor_gt 0.001\n")},
       {"map-max", given("_refine_diff_density_max 4.0\n"), given("_refine_diff_density_max 0.1\n")},
       {"map-min", given("_refine_diff_density_min -4.0\n"), given("_refine_diff_density_min -0.1\n")},
       {"map-none", Mapped(kRing + "+other.txt\n", kRing), right},
+      {"map-none", given("_refine_ls_R_factor_gt 0.2\n"), given("_refine_ls_R_factor_gt 0.001\n")},
+      {"reflections-r1", given("_refine_ls_R_factor_gt 0.2\n"), given("_refine_ls_R_factor_gt 0.001\n")},
+      {"reflections-none", Mapped(kRing + "+other.txt\n", kRing, "_refine_ls_R_factor_gt 0.001\n"),
+       given("_refine_ls_R_factor_gt 0.001\n")},
   };
 }
 

@@ -169,8 +169,8 @@ std::vector<Finding> CheckBlock(std::string_view text, const CifBlock& block, co
     CheckContacts(checker);
     CheckVoids(checker);
     CheckLists(checker);
-    CheckReflections(checker, reflections);
-    CheckDensity(checker);
+    const std::vector<CalculatedReflection> embedded = CheckDensity(checker);
+    CheckReflections(checker, reflections, embedded);
   }
   return checker.Take();
 }

@@ -66,12 +66,19 @@ class ResidualDensity {
     return std::isfinite(r1_) ? std::string() : "The model gives no structure factors.";
   }
 
+  std::vector<CalculatedReflection> Reflections() const {
+    std::vector<CalculatedReflection> list;
+    if (session_.observations.Components() > 1) return list;
+    for (size_t i = 0; i < calculated_.fc2.size(); ++i)
+      list.push_back(
+          {session_.observations.indices[0][i], calculated_.fc2[i], calculated_.fo2[i], calculated_.sigma[i]});
+    return list;
+  }
+
   void Check() {
     const Measured given = m_.Number("_refine_ls_r_factor_gt", "_refine_ls_r_factor_obs");
-    if (given.Given()) {
-      c_.Test("map-r1", std::fabs(r1_ - given.value), Printf("%.4f, %.4f given.", r1_, given.value));
-      if (std::fabs(r1_ - given.value) > kOtherR1) return;
-    }
+    if (given.Given() && std::fabs(r1_ - given.value) > kOtherR1)
+      return c_.Found("map-none", Printf("R1 is %.4f, %.4f given.", r1_, given.value));
     const DensityMap map = MakeMap(session_.structure, session_.observations, calculated_);
     for (const bool holes : {false, true}) {
       const std::vector<DensityPeak> peaks = PeaksOf(session_, map, kPeaks, holes);
@@ -137,13 +144,17 @@ class ResidualDensity {
 
 }  // namespace
 
-void CheckDensity(CifChecker& c) {
+std::vector<CalculatedReflection> CheckDensity(CifChecker& c) {
   const EmbeddedFiles files = FilesOf(c.model);
-  if (files.instructions.empty() || files.reflections.empty()) return;
+  if (files.instructions.empty() || files.reflections.empty()) return {};
   ResidualDensity density(c);
   const std::string why = density.Make(files);
-  if (!why.empty()) return c.Found("map-none", why);
+  if (!why.empty()) {
+    c.Found("map-none", why);
+    return {};
+  }
   density.Check();
+  return density.Reflections();
 }
 
 }  // namespace marvik::cif

@@ -5,23 +5,23 @@
 #include "base/numbers.h"
 #include "check/cif/cif_checker.h"
 #include "check/cif/cif_words.h"
-#include "refine/structure/structure.h"
+#include "refine/solve/least_squares.h"
 
 namespace marvik::cif {
 
 namespace {
 
-struct Line {
-  Miller h{};
-  double fc2 = 0.0;
-  double fo2 = 0.0;
-  double su = 0.0;
+struct Line : CalculatedReflection {
   double s = 0.0;  // sin θ / λ
 };
 
 class ReflectionList {
  public:
   ReflectionList(CifChecker& checker, const CifBlock& block) : c_(checker), m_(checker.model) { Read(block); }
+  ReflectionList(CifChecker& checker, std::span<const CalculatedReflection> reflections)
+      : c_(checker), m_(checker.model) {
+    for (const CalculatedReflection& one : reflections) Add(one);
+  }
 
   void Check() {
     if (lines_.empty()) {
@@ -36,12 +36,15 @@ class ReflectionList {
 
  private:
   void Read(const CifBlock& block);
+  void Add(const CalculatedReflection& one) {
+    lines_.push_back({one, std::sqrt(m_.metric.SinThetaSquared(one.h[0], one.h[1], one.h[2]))});
+  }
   void Figures();
   void Signs();
   void Missing();
   void Ranges();
   void Weights(double& a, double& b, bool& known) const;
-  bool Strong(const Line& line) const { return line.fo2 > 2.0 * line.su; }
+  bool Strong(const Line& line) const { return IsStrong(line.fo2, line.su); }
 
   CifChecker& c_;
   const CifModel& m_;
@@ -62,9 +65,7 @@ void ReflectionList::Read(const CifBlock& block) {
     if (!all || wild(v[0]) || wild(v[1]) || wild(v[2]) ||
         (!status[row].empty() && status[row] != "o" && status[row] != "<"))
       continue;
-    Line line{{RoundHalfAway(v[0]), RoundHalfAway(v[1]), RoundHalfAway(v[2])}, v[3], v[4], v[5], 0.0};
-    line.s = std::sqrt(m_.metric.SinThetaSquared(v[0], v[1], v[2]));
-    lines_.push_back(line);
+    Add({{RoundHalfAway(v[0]), RoundHalfAway(v[1]), RoundHalfAway(v[2])}, v[3], v[4], v[5]});
   }
   for (size_t i = 0; i < 6; ++i) {
     constexpr const char* kNames[] = {"_cell_length_a",    "_cell_length_b",   "_cell_length_c",
@@ -281,10 +282,12 @@ void Dispersion(CifChecker& c) {
 
 }  // namespace
 
-void CheckReflections(CifChecker& c, const CifBlock* reflections) {
+void CheckReflections(CifChecker& c, const CifBlock* reflections, std::span<const CalculatedReflection> embedded) {
   Dispersion(c);
   if (reflections) {
     ReflectionList(c, *reflections).Check();
+  } else if (!embedded.empty()) {
+    ReflectionList(c, embedded).Check();
   } else if (!c.model.Missing("_refine_ls_r_factor_gt", "_refine_ls_r_factor_obs")) {
     c.Found("reflections-none", "");
   }

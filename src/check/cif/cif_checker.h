@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -50,8 +51,16 @@ void CheckVoids(CifChecker& checker);
 void CheckLists(CifChecker& checker);
 void CheckItems(CifChecker& checker);
 void CheckEmbedded(CifChecker& checker);
-void CheckReflections(CifChecker& checker, const CifBlock* reflections);
-void CheckDensity(CifChecker& checker);  // of the embedded files
+struct CalculatedReflection {
+  Miller h{};
+  double fc2 = 0.0;
+  double fo2 = 0.0;
+  double su = 0.0;
+};
+// Of the embedded files; gives what they hold and the embedded model gives, nothing where there are none or of a twin.
+std::vector<CalculatedReflection> CheckDensity(CifChecker& checker);
+// A list of reflections, or else those of the embedded files.
+void CheckReflections(CifChecker& checker, const CifBlock* reflections, std::span<const CalculatedReflection> embedded);
 
 // Text fields told by their content, since data names differ from program to program.
 bool IsInstructions(std::string_view field);

@@ -61,10 +61,6 @@ constexpr RuleRow kRows[] = {
      "Look for missing atoms or for something that was put in too much."},
     // The same of a map made anew from the embedded model and reflections, e/Å³.
     {"map-none", "", kIsG, "The map of the embedded model and reflections was not made.", "Nothing."},
-    {"map-r1", "PLAT926", Above(0.005, 0.02, 0.05),
-     "R1 of the embedded model against the embedded reflections is not that of the CIF; the density is not judged "
-     "where they are far apart.",
-     "Embed the files of this refinement."},
     {"map-max", "PLAT925", Above(1.0, 2.0, 3.0), "The highest peak is not the one that is given.",
      "Give the figures of this refinement."},
     {"map-min", "PLAT924", Above(1.0, 2.0, 3.0), "The deepest hole is not the one that is given.",
