@@ -235,6 +235,23 @@ TEST_F(CommandLineTest, FilesThatACifCarriesComeOutAsTheyWere) {
   EXPECT_EQ(Run({"--extract", folder.Put("none.cif", "data_a\n_cell_length_a 8\n")}), 1);
 }
 
+TEST_F(CommandLineTest, ADocumentWithNothingInItIsNotWritten) {
+  const std::string cif = folder.Put(
+      "d.cif",
+      "data_d\n_cell_length_a 8\n_cell_length_b 8\n_cell_length_c 8\n_cell_angle_alpha 90\n_cell_angle_beta 90\n"
+      "_cell_angle_gamma 90\nloop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n"
+      "_atom_site_fract_z\nC1 0 0 0\n");
+  const std::string bonds =
+      folder.Put("bonds.md", "{{#_geom_bond_distance}}\n{{_geom_bond_distance}}\n{{/_geom_bond_distance}}\n");
+  EXPECT_EQ(Run({"--report-document", folder / "out.md", "--template", bonds, cif}), 1);
+  EXPECT_NE(err.str().find("lists nothing for the template"), std::string::npos) << err.str();
+  EXPECT_EQ(folder.Get("out.md"), "");
+  EXPECT_EQ(
+      Run({"--report-document", folder / "out.md", "--template", folder.Put("cell.md", "{{_cell_length_a}}\n"), cif}),
+      0);
+  EXPECT_EQ(folder.Get("out.md"), "8\n");
+}
+
 TEST_F(CommandLineTest, DrawsPictures) {
   const auto isPng = [](const std::string& bytes, unsigned size) {
     const auto side = [&](size_t at) {

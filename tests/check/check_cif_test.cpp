@@ -107,6 +107,7 @@ TEST(CheckCif, EmbeddedInstructionsAreLookedAt) {
   ExpectShown("embedded-instructions", kAcetamide, base);
   ExpectShown("embedded-reflections", kAcetamide, base);
   ExpectShown("line-long", Changed(base, "", "#" + std::string(3000, 'x') + "\n"), base);
+  ExpectShown("not-ascii", Changed(base, "", "# M\xC3\xBCller\n"), "#\\#CIF_2.0\n# M\xC3\xBCller\n" + base);
   ExpectShown("embedded-model", Changed(base, "C2 1 0.31 0.22 0.27 11 0.03\n", ""), base);
 }
 

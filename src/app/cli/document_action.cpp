@@ -62,6 +62,8 @@ bool DocumentAction(BatchSession& session, const BatchAction& action) {
   auto document = FillTemplate(
       *text, *kind, source, [&](const std::string& part) { return TemplateText(part, templates); }, problem);
   if (!document) return Tell(session, "Template " + name + ": " + problem);
+  if (document->find_first_not_of(" \n") == document->npos)
+    return Tell(session, cif + " lists nothing for the template " + name + ".");
   if (isPage) {
     PictureSubject subject = SubjectOf(session.bench);
     document = DrawReportPage(subject, *document);

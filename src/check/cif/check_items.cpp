@@ -98,6 +98,10 @@ void CheckItems(CifChecker& c) {
     at = end + 1;
   }
   if (longest > 2048) c.Found("line-long", Printf("%zu.", longest));
+  const auto strange = std::ranges::find_if(m.text, [](char ch) { return (ch & 0x80) != 0; });
+  const auto mark = m.text.substr(0, 20).find("#\\#CIF_2");
+  if (strange != m.text.end() && mark == m.text.npos)
+    c.Found("not-ascii", "", {}, m.text.data() + (strange - m.text.begin()));
   std::vector<std::string> old;
   for (const char* name :
        {"_atom_site_symmetry_multiplicity", "_refine_ls_shift/esd_max", "_refine_ls_shift/esd_mean",

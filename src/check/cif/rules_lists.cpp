@@ -107,6 +107,8 @@ constexpr RuleRow kRows[] = {
     {"item-twice", "PLAT803", kIsB, "An item stands twice in one block.", "Take one away."},
     {"cell-incomplete", "PLAT801", kIsA, "The cell is incomplete or impossible.", "Give all six values."},
     {"line-long", "PLAT170, PLAT802", kIsC, "Lines have more than 2048 characters.", "Break them."},
+    {"not-ascii", "", kIsC, "There are characters that CIF 1.1 does not have.",
+     "Code them: \\\"u for \xC3\xBC, \\/o for \xC3\xB8."},
     {"old-names", "PLAT700", NoteAbove(0.0), "So many items have names that were replaced.",
      "Use *_gt and *_ref for *_obs, su for esd."},
     {"author", "prefilter", kIsG, "The author for correspondence is not given.",
