@@ -181,6 +181,7 @@ TEST_F(CifTest, SaysWhatWasPublished) {
   }
   // Of the second: torsions by CONF, with their uncertainties from the covariance matrix.
   EXPECT_NE(cif_.find("\nN1 C5 C6 O5 2.11(9) . . . . ?\n"), std::string::npos);
+  EXPECT_EQ(Item("_atom_sites_solution_hydrogens"), "mixed");
   EXPECT_NE(cif_.find("\nC5 C10 C11 C12 0.22(10) . . . . ?\n"), std::string::npos);
   RunPair("rigu_287");
   for (const char* row :

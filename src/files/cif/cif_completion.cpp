@@ -12,7 +12,7 @@ namespace {
 
 // Computed as a proposal only.
 constexpr std::string_view kUsersOwn[] = {"_chemical_formula_moiety", "_diffrn_radiation_type",
-                                          "_refine_special_details"};
+                                          "_refine_special_details", "_atom_sites_solution_hydrogens"};
 // Behind these nothing is put in.
 constexpr std::string_view kAttached = "_iucr_refine_";
 

@@ -69,6 +69,15 @@ std::string HydrogenTreatment(const Session& s) {
   return u[1] ? "refU" : "constr";
 }
 
+// Those that ride were placed by geometry, the others, it is supposed, found in a map.
+std::string SolutionOfHydrogens(const Session& s) {
+  bool placed = false;
+  bool found = false;
+  for (const Site& site : s.structure.sites)
+    if (site.hydrogen) (IsRidingCode(site.afix) ? placed : found) = true;
+  return placed && found ? "mixed" : placed ? "geom" : found ? "difmap" : ".";
+}
+
 void WriteAbsoluteStructure(const Session& s, CifWriter& cif) {
   if (s.structure.group.hasInversion) return;
   // An inversion twin's fraction is the parameter itself.
@@ -163,7 +172,7 @@ void WriteRefinement(const Session& s, CifWriter& cif) {
   cif.Item("_refine_ls_weighting_details", Weighting(s.job.weights));
   cif.Item("_atom_sites_solution_primary", "?");
   cif.Item("_atom_sites_solution_secondary", "?");
-  cif.Item("_atom_sites_solution_hydrogens", "?");
+  cif.Item("_atom_sites_solution_hydrogens", SolutionOfHydrogens(s));
   cif.Item("_refine_ls_hydrogen_treatment", HydrogenTreatment(s));
   if (s.job.parameters.extinction) {
     cif.Item("_refine_ls_extinction_method", "empirical");
