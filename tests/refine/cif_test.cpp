@@ -187,6 +187,9 @@ TEST_F(CifTest, SaysWhatWasPublished) {
   for (const char* row :
        {"\nN1 H1 Cl1 0.87(2) 2.45(2) 3.269(8) 157(3) 2_655 ?\n", "\nC3 H3B Cl1 0.99 2.89 3.872(3) 170.9 "})
     EXPECT_NE(std::regex_replace(cif_, std::regex("CL1"), "Cl1").find(row), std::string::npos) << row;
+  // C13 is on a threefold axis.
+  EXPECT_NE(cif_.find("\nP2 N2' C14' C13' 143(3) . . . . ?\n"), std::string::npos);
+  EXPECT_EQ(cif_.find("\nC14 C13 1.544(6) "), std::string::npos) << "the bond of C13 to C14, once more";
   EXPECT_EQ(Item("_reflns_friedel_coverage"), "0.994");
   EXPECT_EQ(Item("_refine_ls_number_restraints"), "365");
   EXPECT_EQ(Item("_cell_volume"), "3327(3)");

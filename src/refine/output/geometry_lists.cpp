@@ -43,6 +43,13 @@ bool IsLeftAlone(const Session& s, int site, const Neighbour& n) {
   return s.structure.metric.DistanceSquared(ImageOf(s.structure, n).operation.Apply(x), x) < 1e-4;
 }
 
+// By place, since on a special position several operations are one.
+bool IsSame(const Session& s, const SiteImage& a, const SiteImage& b) {
+  if (a.site != b.site) return false;
+  const Fractional& x = SiteAt(s, a.site).x;
+  return s.structure.metric.DistanceSquared(a.operation.Apply(x), b.operation.Apply(x)) < 1e-3;
+}
+
 void TorsionsAbout(const Session& s, const Geometry& geometry, int site, const Neighbour& bond, double widest,
                    std::vector<FourAtoms>& found) {
   const SiteImage second = Plain(s, site);
@@ -51,16 +58,13 @@ void TorsionsAbout(const Session& s, const Geometry& geometry, int site, const N
   std::vector<SiteImage> ends;
   for (const Neighbour& d : BondsAt(s, bond.site)) {
     const SiteImage fourth = Beyond(s, third, d);
-    const bool back = fourth.site == site && fourth.operation == second.operation;
-    if (!IsHydrogen(s, d.site) && !back && isOpen({second, third, fourth})) ends.push_back(fourth);
+    if (!IsHydrogen(s, d.site) && !IsSame(s, fourth, second) && isOpen({second, third, fourth})) ends.push_back(fourth);
   }
   for (const Neighbour& a : BondsAt(s, site)) {
     const SiteImage first = ImageOf(s.structure, a);
-    const bool isThird = first.site == third.site && first.operation == third.operation;
-    if (IsHydrogen(s, a.site) || isThird || !isOpen({first, second, third})) continue;
+    if (IsHydrogen(s, a.site) || IsSame(s, first, third) || !isOpen({first, second, third})) continue;
     for (const SiteImage& fourth : ends) {
-      const bool ring = fourth.site == first.site && fourth.operation == first.operation;
-      if (!ring && PartsMeet(SiteAt(s, first.site), SiteAt(s, fourth.site), true))
+      if (!IsSame(s, fourth, first) && PartsMeet(SiteAt(s, first.site), SiteAt(s, fourth.site), true))
         found.push_back({first, second, third, fourth});
     }
   }
@@ -161,13 +165,11 @@ std::vector<HydrogenBondSites> HydrogenBondsOf(const Session& s, const Geometry&
     if (widest) found.push_back({donor, Beyond(s, donor, *widest), acceptor});
   }
   // A search finds what is asked for by name as well.
-  const auto isSame = [](const SiteImage& a, const SiteImage& b) {
-    return a.site == b.site && a.operation == b.operation;
-  };
   std::vector<HydrogenBondSites> once;
   for (const HydrogenBondSites& bond : found) {
     const bool known = std::ranges::any_of(once, [&](const HydrogenBondSites& o) {
-      return isSame(o.donor, bond.donor) && isSame(o.hydrogen, bond.hydrogen) && isSame(o.acceptor, bond.acceptor);
+      return IsSame(s, o.donor, bond.donor) && IsSame(s, o.hydrogen, bond.hydrogen) &&
+             IsSame(s, o.acceptor, bond.acceptor);
     });
     if (!known) once.push_back(bond);
   }

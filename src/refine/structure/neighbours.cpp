@@ -90,7 +90,7 @@ NeighbourTable ImagesWithin(const Structure& structure, double reach) {
   for (auto& list : table) {
     std::stable_sort(list.begin(), list.end(),
                      [](const Neighbour& x, const Neighbour& y) { return x.distance < y.distance; });
-    // On a special position several operations give the same image.
+    // On a special position several operations give the same image; the identity names it best.
     for (size_t i = 0; i < list.size(); ++i) {
       const auto far = std::find_if(list.begin() + static_cast<std::ptrdiff_t>(i) + 1, list.end(),
                                     [&](const auto& n) { return n.distance - list[i].distance > 1e-3; });
@@ -98,7 +98,9 @@ NeighbourTable ImagesWithin(const Structure& structure, double reach) {
         if (list[j].site != list[i].site) continue;
         const double gap =
             structure.metric.DistanceSquared(ImagePosition(structure, list[i]), ImagePosition(structure, list[j]));
-        if (gap < 1e-3) list.erase(list.begin() + static_cast<std::ptrdiff_t>(j));
+        if (gap >= 1e-3) continue;
+        if (list[j].IsIdentity()) list[i] = list[j];
+        list.erase(list.begin() + static_cast<std::ptrdiff_t>(j));
       }
     }
   }
