@@ -60,7 +60,9 @@ bool IsOfToolkit(const QWidget& window) {
 bool IsInput(const QWidget& part, const QWidget& window) {
   if (!part.isVisibleTo(&window) || !part.isEnabled() || !(part.focusPolicy() & Qt::TabFocus)) return false;
   const QWidget* whole = part.parentWidget();
-  if (qobject_cast<const QAbstractSpinBox*>(whole) || qobject_cast<const QComboBox*>(whole)) return false;
+  if (qobject_cast<const QAbstractSpinBox*>(whole) || qobject_cast<const QComboBox*>(whole) ||
+      qobject_cast<const QTabBar*>(whole))
+    return false;
   if (qobject_cast<const QPushButton*>(&part)) return false;
   const auto* text = qobject_cast<const QPlainTextEdit*>(&part);
   const auto* line = qobject_cast<const QLineEdit*>(&part);

@@ -2,6 +2,7 @@
 
 #include <QMainWindow>
 #include <algorithm>
+#include <map>
 
 #include "ui/dialogs/field_tips.h"
 #include "ui/panels/geometry_panel.h"
@@ -55,11 +56,16 @@ const PanelKind& KindOf(int command) {
 
 PanelSet::PanelSet(Workbench& bench, QMainWindow& window, CommandRunner run)
     : QObject(&window), bench_(bench), window_(window), run_(std::move(run)) {
+  std::map<Qt::DockWidgetArea, QDockWidget*> fronts;
   for (const PanelKind& kind : kPanels) {
     auto* dock = new QDockWidget(PlainCommandName(FindCommand(kind.command)->text), &window);
     dock->setObjectName(QLatin1String(kind.name));
     dock->hide();
     window.addDockWidget(kind.area, dock);
+    // Side by side with the usual ones the others would leave little room for the picture: they share one place.
+    QDockWidget*& front = fronts[kind.area];
+    if (!kind.usual && front) window.tabifyDockWidget(front, dock);
+    if (!kind.usual && !front) front = dock;
     entries_.push_back({kind.command, dock, nullptr});
     connect(dock, &QDockWidget::visibilityChanged, this, [this, command = kind.command](bool visible) {
       if (visible) Fill(*EntryOf(command));
