@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QIcon>
+#include <QProxyStyle>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -69,6 +70,15 @@ void ReportFirstFrame(MainWindow& window, const QElapsedTimer& clock, const Work
                    });
 }
 
+// A menu that is longer than the screen scrolls; columns side by side would end beyond its edge.
+class MenuStyle : public QProxyStyle {
+ public:
+  int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                QStyleHintReturn* data) const override {
+    return hint == SH_Menu_Scrollable ? 1 : QProxyStyle::styleHint(hint, option, widget, data);
+  }
+};
+
 // What every window of the program needs once the toolkit is there.
 void SetUpApplication() {
   // The toolkit has taken the user's locale; numbers in files have a point.
@@ -76,6 +86,7 @@ void SetUpApplication() {
   QApplication::setApplicationName(QStringLiteral("marvik"));
   QGuiApplication::setDesktopFileName(QStringLiteral("marvik"));
   TakeResources();
+  QApplication::setStyle(new MenuStyle);
   qApp->installEventFilter(new DialogFit(qApp));
   QIcon icon(QStringLiteral(":/icons/marvik-64.png"));
   icon.addFile(QStringLiteral(":/icons/marvik-256.png"));

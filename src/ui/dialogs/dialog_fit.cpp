@@ -28,7 +28,7 @@ void FitDialog(QDialog& dialog, const QSize& room) {
   const bool isFixed = layout->sizeConstraint() == QLayout::SetFixedSize;
   const QSize least = isFixed ? layout->totalSizeHint() : layout->totalMinimumSize();
   if (least.width() <= room.width() && least.height() <= room.height()) {
-    const QSize wanted = layout->totalSizeHint();
+    const QSize wanted = dialog.testAttribute(Qt::WA_Resized) ? dialog.size() : layout->totalSizeHint();
     if (wanted.width() > room.width() || wanted.height() > room.height()) dialog.resize(wanted.boundedTo(room));
     return;
   }
@@ -70,7 +70,11 @@ void FreeLetters(QDialog& dialog) {
 // Coming up it takes a size of its own once more, which for what scrolls is too small.
 bool DialogFit::eventFilter(QObject* watched, QEvent* event) {
   if (event->type() != QEvent::Polish && event->type() != QEvent::Show) return false;
+  auto* window = qobject_cast<QWidget*>(watched);
+  if (!window || !window->isWindow()) return false;
   auto* dialog = qobject_cast<QDialog*>(watched);
+  if (event->type() == QEvent::Polish && !dialog && window->windowType() == Qt::Window && window->screen())
+    window->resize(window->size().boundedTo(window->screen()->availableSize() - QSize(0, kTitleBar)));
   if (!dialog || !dialog->screen()) return false;
   const QRect all = dialog->screen()->availableGeometry();
   if (event->type() == QEvent::Polish) {

@@ -12,7 +12,8 @@ void FitDialog(QDialog& dialog, const QSize& room);
 // same.
 void FreeLetters(QDialog& dialog);
 
-// Does both, and gives the tips, with every dialog of the program as it comes up, by its screen.
+// Does both, and gives the tips, with every dialog of the program as it comes up, by its screen. Other
+// windows become no larger than that.
 class DialogFit : public QObject {
  public:
   using QObject::QObject;

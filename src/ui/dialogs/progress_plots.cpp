@@ -83,7 +83,10 @@ void ProgressPlots::paintEvent(QPaintEvent*) {
     painter.drawText(caption, Qt::AlignLeft, QString::fromUtf8(plot.title));
     const auto values = ValuesOf(points_, plot);
     if (values.empty()) continue;
-    painter.drawText(caption, Qt::AlignRight, QString::number(values.back().second, 'f', plot.digits));
+    const QString now = QString::number(values.back().second, 'f', plot.digits);
+    const QFontMetrics letters = painter.fontMetrics();
+    if (letters.horizontalAdvance(QString::fromUtf8(plot.title) + QLatin1Char(' ') + now) <= width)
+      painter.drawText(caption, Qt::AlignRight, now);
     DrawCurve(painter, frame.adjusted(5, 6, -5, -4), values, points_.size(), palette().color(QPalette::Highlight));
   }
 }

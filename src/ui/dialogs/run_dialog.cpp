@@ -21,6 +21,8 @@ namespace {
 constexpr int kLinesShown = 20000;
 constexpr int kColumns = 104;
 constexpr int kRows = 22;
+constexpr int kLeastColumns = 40;  // on a small screen
+constexpr int kLeastRows = 6;
 
 }  // namespace
 
@@ -37,7 +39,8 @@ RunDialog::RunDialog(QWidget* parentWidget, RefinementRun& run, bool closeWhenFi
   const QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
   text_->setFont(font);
   const QFontMetrics metrics(font);
-  text_->setMinimumSize(metrics.horizontalAdvance(QLatin1Char('0')) * kColumns, metrics.height() * kRows);
+  const QSize letter(metrics.horizontalAdvance(QLatin1Char('0')), metrics.height());
+  text_->setMinimumSize(letter.width() * kLeastColumns, letter.height() * kLeastRows);
   plots_ = new ProgressPlots(this);
   plots_->setVisible(run.hasCycles);
   status_ = new QLabel(tr("Starting..."));
@@ -64,6 +67,8 @@ RunDialog::RunDialog(QWidget* parentWidget, RefinementRun& run, bool closeWhenFi
   layout->addWidget(plots_);
   layout->addWidget(text_, 1);
   layout->addLayout(buttons);
+  const QSize room(letter.width() * (kColumns - kLeastColumns), letter.height() * (kRows - kLeastRows));
+  resize(layout->totalMinimumSize() + room);
   run_.onShownLine = [this](std::string_view line) { lines_ += ToText(line) + QLatin1Char('\n'); };
   timer_.setSingleShot(true);
   connect(&timer_, &QTimer::timeout, this, &RunDialog::Poll);
