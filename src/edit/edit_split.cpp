@@ -29,7 +29,7 @@ namespace {
 
 constexpr std::array<FieldRange, 10> kFields{{
     {"parts", "Parts", 2.0, 3.0},
-    WordField("way", "How the parts lie", "axis|peaks|rotation|inversion|reflection"),
+    WordField("way", "How the parts lie", "axis|peaks|rotation|inversion|reflection|symmetry"),
     {"distance", "Distance of the parts in Å", 0.05, 5.0},
     {"to", "Peaks that the parts go to"},
     {"about", "Atoms of the axis, centre or plane"},
@@ -133,6 +133,7 @@ class Splitter {
     std::vector<AtomRecord*> used;
     places_ = PlaceParts(document_, group_.atoms, request_, used, fault);
     if (!fault.empty()) return fault;
+    if (request_.way == SplitWay::Symmetry) return LeaveToSymmetry();
     if (fault = TakeVariables(); !fault.empty()) return fault;
     ChooseParts();
     copies_.resize(static_cast<size_t>(request_.parts));
@@ -192,6 +193,37 @@ class Splitter {
     const double p = std::fabs(atom.occupancy) - 10.0 * SplitCodedValue(atom.occupancy).variable;
     if (request_.parts == 3) return CodedOccupancy(first_ + static_cast<int>(part), p);
     return CodedOccupancy(part == 0 ? first_ : -first_, p);
+  }
+
+  // What lies on a special position has its share of the occupancy already.
+  std::string LeaveToSymmetry() {
+    const Metric metric = MakeMetric(document_.cell);
+    std::vector<size_t> orders;
+    for (const AtomRecord* atom : group_.atoms)
+      orders.push_back(SiteOperationsOf(document_, metric, atom->fract).size());
+    const size_t order = std::ranges::max(orders);
+    if (order < 2) return "None of the chosen atoms lies on a special position.";
+    ChooseParts();
+    for (size_t i = 0; i < group_.atoms.size(); ++i) {
+      AtomRecord& atom = *group_.atoms[i];
+      const Fractional shift = places_[i][0].fract - atom.fract;
+      PutAt(atom, places_[i][0].fract);
+      if (atom.u != places_[i][0].u) std::fill(atom.codedValues.begin() + kCodedU, atom.codedValues.end(), 0.0);
+      atom.u = places_[i][0].u;
+      Share(atom, static_cast<double>(order / orders[i]));
+      for (AtomRecord* hydrogen : group_.hydrogens[i]) {
+        PutAt(*hydrogen, hydrogen->fract + shift);
+        Share(*hydrogen, static_cast<double>(order / orders[i]));
+      }
+    }
+    document_.RecomputePositions();
+    return {};
+  }
+  void Share(AtomRecord& atom, double among) const {
+    atom.part = static_cast<int16_t>(-part_);
+    const int variable = SplitCodedValue(atom.occupancy).variable;
+    atom.occupancy = 10.0 * variable + (std::fabs(atom.occupancy) - 10.0 * variable) / among;
+    atom.codedValues[kCodedOccupancy] = 0.0;
   }
 
   // Those of the free variable where it has some, else the lowest that no other disorder near by has.
@@ -472,13 +504,14 @@ std::optional<SplitRequest> ParseSplit(const Document& document, const EditArgum
   const size_t places = request.about.size();
   if (!arguments.Find("way") && places < std::size(kByPlaces)) request.way = kByPlaces[places];
   if (!arguments.Find("way") && !request.peaks.empty()) request.way = SplitWay::Peaks;
-  const auto wants = std::ranges::find(kByPlaces, request.way) - std::begin(kByPlaces);
+  const bool bySymmetry = request.way == SplitWay::Symmetry;
+  const auto wants = bySymmetry ? 0 : std::ranges::find(kByPlaces, request.way) - std::begin(kByPlaces);
   if (request.way == SplitWay::Peaks ? request.peaks.empty() : wants != static_cast<std::ptrdiff_t>(places)) {
     fault = {
         request.way == SplitWay::Peaks ? "to" : "about",
         "One atom is a centre of inversion, two are an axis of rotation, three a plane; peaks are named by \"to\"."};
   } else if (request.parts == 3 && request.way >= SplitWay::Inversion) {
-    fault = {"parts", "Parts: an inversion or a reflection makes two of them."};
+    fault = {"parts", "Parts: an inversion or a reflection makes two of them, and symmetry as many as it has."};
   }
   return fault ? std::nullopt : std::optional(request);
 }

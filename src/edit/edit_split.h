@@ -17,6 +17,7 @@ enum class SplitWay : uint8_t {
   Rotation,    // the second part turned about a line through two places
   Inversion,   // the second part inverted through a place
   Reflection,  // the second part reflected in the plane of three places
+  Symmetry,    // the others are images of the first: a negative PART, off the special positions along the axis of U
 };
 enum class SplitDistances : uint8_t { Sadi, Same, None };
 enum class SplitDisplacements : uint8_t { Simu, Rigu, Both, Equal, None };
@@ -43,7 +44,9 @@ std::optional<SplitRequest> ParseSplit(const Document& document, const EditArgum
 // follow, as do BIND and FREE pairs and HFIX lines. The parts get PART numbers and occupancies by a free variable, 21.0
 // and -21.0, or three of them whose sum a SUMP holds at 1. Restraints make the distances from each part to its
 // neighbours alike (SADI, or SAME for those within the parts) and their displacements similar (SIMU, RIGU, EADP).
-// Peaks that parts stand on are killed. Positions are right afterwards, bonds are not made. A sentence, with nothing
+// By
+// symmetry there are no other parts and no free variable: occupancies are shared among the images. Peaks that parts
+// stand on are killed. Positions are right afterwards, bonds are not made. A sentence, with nothing
 // changed, for atoms that cannot be split: riding, in a rigid group, split already, images, and those that would leave
 // a special position.
 std::string SplitAtoms(Document& document, const std::vector<AtomRecord*>& chosen, const SplitRequest& request,

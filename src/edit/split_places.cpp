@@ -46,9 +46,11 @@ class Placer {
     if (request_.way == SplitWay::Peaks) OnPeaks(used);
     for (size_t i = 0; i < atoms_.size() && fault.empty(); ++i) {
       if (!parts_[i].empty()) continue;
-      fault = request_.way <= SplitWay::Peaks ? AlongAxis(i) : Moved(i);
+      const bool alongAxis = request_.way <= SplitWay::Peaks || request_.way == SplitWay::Symmetry;
+      fault = alongAxis ? AlongAxis(i) : Moved(i);
     }
-    for (size_t i = 0; i < atoms_.size() && fault.empty(); ++i) fault = KeepOnSite(i);
+    for (size_t i = 0; i < atoms_.size() && fault.empty() && request_.way != SplitWay::Symmetry; ++i)
+      fault = KeepOnSite(i);
     if (!fault.empty()) parts_.clear();
     return std::move(parts_);
   }
@@ -102,18 +104,23 @@ class Placer {
   // The side on which the first part lies is that which leaves the distances to neighbours with parts as they are.
   std::string AlongAxis(size_t i) {
     const AtomRecord& atom = *atoms_[i];
+    const auto operations = SiteOperationsOf(document_, metric_, atom.fract);
+    const bool bySymmetry = request_.way == SplitWay::Symmetry;
+    if (bySymmetry && operations.size() < 2) {
+      parts_[i].assign(Count(), {atom.fract, atom.u});
+      return {};
+    }
     if (!atom.IsAnisotropic())
       return atom.name + " is isotropic, with no axis to be split along; choose peaks, or make it anisotropic first.";
     const Eigen3 eigen = SymmetricEigen(TensorOf(i));
     if (!(eigen.values[0] > 0.0)) return "The displacement tensor of " + atom.name + " is not positive definite.";
-    const auto operations = SiteOperationsOf(document_, metric_, atom.fract);
     for (int axis = 2; axis >= 0; --axis) {
       const double spread = eigen.values[static_cast<size_t>(axis)] - eigen.values[axis == 2 ? 1 : 0];
       double half = std::max(std::sqrt(std::max(spread, 0.0) * (Count() == 3 ? 1.5 : 1.0)), kSmallestDistance / 2.0);
       if (request_.distance) half = *request_.distance / 2.0;
       const auto direction = eigen.Vector<CartesianSpace>(axis);
       AtomParts parts = Line(i, direction, half);
-      if (!StaysOn(operations, parts.front().fract)) continue;
+      if (StaysOn(operations, parts.front().fract) == bySymmetry) continue;
       AtomParts turned = Line(i, direction * -1.0, half);
       parts_[i] = Strain(i, turned) < Strain(i, parts) - 1e-9 ? std::move(turned) : std::move(parts);
       return {};
@@ -226,8 +233,9 @@ class Placer {
   }
   static std::string LeavesSite(const AtomRecord& atom) {
     return atom.name +
-           " lies on a special position, which its parts would leave: symmetry makes the second part there. Give it a "
-           "negative PART and half the occupancy instead.";
+           " lies on a special position, which its parts would leave: symmetry makes the second part there. Split it "
+           "by "
+           "symmetry instead.";
   }
   std::string KeepOnSite(size_t i) {
     const auto operations = SiteOperationsOf(document_, metric_, atoms_[i]->fract);

@@ -47,6 +47,22 @@ class Split : public BenchTest {
   double Far(const char* a, const char* b) { return Length(Atom(a)->position - Atom(b)->position); }
 };
 
+TEST_F(Split, SymmetryMakesTheOtherPart) {
+  EXPECT_EQ(Refusal("split", "C9 way=symmetry"), "None of the chosen atoms lies on a special position.");
+  const std::string before = Saved();
+  ASSERT_EQ(Run("split", "C2 C5 way=symmetry distance=0.6"), Outcome::Changed);
+  EXPECT_EQ(Atom("C5")->part, -1);
+  EXPECT_EQ(Atom("C5")->occupancy, 10.5) << "the share of the position";
+  EXPECT_NEAR(Length(Atom("C5")->position - bench.document.matrix * Fractional{0.5, 0.5, 0.5}), 0.3, 1e-6);
+  EXPECT_EQ(Atom("C2")->fract.x, 0.25) << "what lies beside the position stays";
+  EXPECT_EQ(Atom("H2A")->part, -1);
+  EXPECT_EQ(Atom("H2A")->occupancy, 10.5);
+  EXPECT_EQ(bench.document.instructions.freeVariables.size(), 1u);
+  EXPECT_FALSE(Atom("C5A"));
+  RunCommand(bench, kUndoCommand);
+  EXPECT_EQ(Saved(), before);
+}
+
 TEST_F(Split, AnAtomGoesAlongItsAxisWithItsHydrogensAndOnlyItsLinesChange) {
   ASSERT_EQ(Run("split", "C2 O1"), Outcome::Changed);
   // Half the distance is the root of what the longest axis has over the others.
