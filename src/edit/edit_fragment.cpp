@@ -235,8 +235,8 @@ std::optional<ShapeFit> FitShape(const GroupShape& shape, const std::vector<std:
   return fault.empty() ? best : std::nullopt;
 }
 
-std::string PlaceFragment(Document& document, const std::vector<AtomRecord*>& picked, const GroupShape& shape,
-                          const FragmentRequest& request, UserMessages& messages, double& rms) {
+std::optional<ShapeFit> FitOnAtoms(const Document& document, const std::vector<AtomRecord*>& picked,
+                                   const GroupShape& shape, const std::vector<std::string>& on, std::string& fault) {
   const Metric metric = MakeMetric(document.cell);
   std::vector<Cartesian> places, peaks;
   std::vector<int> rows;
@@ -246,8 +246,14 @@ std::string PlaceFragment(Document& document, const std::vector<AtomRecord*>& pi
   }
   for (const AtomRecord* atom : Atoms(document.atoms))
     if (atom->IsPeak()) peaks.push_back(metric.ToCartesian(atom->fract));
+  return FitShape(shape, on, places, rows, peaks, fault);
+}
+
+std::string PlaceFragment(Document& document, const std::vector<AtomRecord*>& picked, const GroupShape& shape,
+                          const FragmentRequest& request, UserMessages& messages, double& rms) {
+  const Metric metric = MakeMetric(document.cell);
   std::string refusal;
-  const auto found = FitShape(shape, request.on, places, rows, peaks, refusal);
+  const auto found = FitOnAtoms(document, picked, shape, request.on, refusal);
   if (!found) return refusal;
   EditFault fault;
   const auto part = ParsePartChange(document, request.part, fault);

@@ -50,6 +50,10 @@ std::optional<ShapeFit> FitShape(const GroupShape& shape, const std::vector<std:
                                  const std::vector<Cartesian>& places, const std::vector<int>& rows,
                                  const std::vector<Cartesian>& peaks, std::string& fault);
 
+// The same on atoms and peaks of a document, peaks being of any element.
+std::optional<ShapeFit> FitOnAtoms(const Document& document, const std::vector<AtomRecord*>& picked,
+                                   const GroupShape& shape, const std::vector<std::string>& on, std::string& fault);
+
 // Puts the shape into a residue of its own behind the last atom, in the place of the picked atoms, of peaks and atoms
 // of their PART that it stands on, and of the hydrogens that ride on these. Positions are right afterwards, bonds are
 // not made. A sentence, with nothing changed, where it does not fit. `rms` gets how well it does, Å.

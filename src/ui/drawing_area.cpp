@@ -72,6 +72,13 @@ DrawingArea::DrawingArea(Workbench& bench, QWidget* parentWidget)
 
 DrawingArea::~DrawingArea() = default;
 
+QPointF DrawingArea::PlaceOf(const Cartesian& position) const {
+  ViewState& view = bench_.view;
+  const SquareInArea square(view, DeviceSize());
+  const PixelPoint at = view.toPixel(view.transformPoint(position - view.viewCentre));
+  return FromDevice(QPointF(at.x + view.panX + 0.5, at.y + view.panY + 0.5));
+}
+
 QSize DrawingArea::sizeHint() const {
   const int available = screen() ? screen()->availableSize().height() * 8 / 10 : kUsualSide;
   const int side = std::min(kUsualSide, available);

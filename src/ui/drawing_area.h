@@ -57,6 +57,8 @@ class DrawingArea : public QWidget {
   // Positions of mouse events and the device pixels in which atoms have their screen positions.
   QPointF ToDevice(const QPointF& position) const { return position * devicePixelRatioF(); }
   QPointF FromDevice(const QPointF& pixel) const { return pixel / devicePixelRatioF(); }
+  // Where a place in the frame of the atoms' positions is drawn, in the coordinates of mouse events.
+  QPointF PlaceOf(const Cartesian& position) const;
 
   const QImage& Frame() const { return frame_; }
   int FramesDrawn() const { return framesDrawn_; }

@@ -46,6 +46,7 @@
 #include "ui/drawing_area.h"
 #include "ui/element_marks.h"
 #include "ui/file_watch.h"
+#include "ui/ghost_marks.h"
 #include "ui/help_window.h"
 #include "ui/input_controller.h"
 #include "ui/key_sheet.h"
@@ -216,7 +217,10 @@ void MainWindow::ShowTool(int command) {
   if (command == kTourCommand) return ShowTour(true);
   CommandPalette palette(this, bench_, settings_.recentCommands);
   const QPoint top = area_->mapToGlobal(QPoint(area_->width() / 2, area_->height() / 8));
-  palette.move(top - QPoint(palette.sizeHint().width() / 2, 0));
+  const QRect room = area_->screen()->availableGeometry();
+  const QSize size = palette.sizeHint();
+  palette.move(std::max(room.left(), std::min(top.x() - size.width() / 2, room.right() - size.width())),
+               std::max(room.top(), std::min(top.y(), room.bottom() - size.height())));
   if (palette.exec() != QDialog::Accepted) return;
   const int chosen = palette.Chosen();
   settings_.recentCommands.removeAll(chosen);
@@ -409,11 +413,16 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
   }
   if (id == kSplitCommand || id == kRestrainCommand || id == kEditRestraintCommand || id == kFragmentCommand) {
     QString& remembered = settings_.dialogValues[QString::fromUtf8(row->name)];
-    std::map<std::string, QStringList> lists;
-    std::vector<std::string> faults;
-    if (id == kFragmentCommand)
-      for (const GroupShape& shape : FragmentLibrary(faults)) lists["fragment"] << ToText(shape.name);
-    const auto text = AskFields(this, *row, ToBytes(remembered), false, lists);
+    FieldExtras extras;
+    std::unique_ptr<GhostMarks> ghost;
+    if (id == kFragmentCommand) {
+      std::vector<std::string> faults;
+      std::vector<GroupShape> library = FragmentLibrary(faults);
+      for (const GroupShape& shape : library) extras.lists["fragment"] << ToText(shape.name);
+      ghost = std::make_unique<GhostMarks>(bench_, *area_, std::move(library));
+      extras.preview = [&ghost](const EditArguments& entered) { return ghost->Show(entered); };
+    }
+    const auto text = AskFields(this, *row, ToBytes(remembered), false, extras);
     if (text) remembered = ToText(*text);
     return text;
   }

@@ -6,11 +6,14 @@
 #include <QLayout>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QScrollArea>
 #include <QSet>
 #include <QSettings>
 #include <QTest>
+#include <filesystem>
 
 #include "ui/dialogs/dialog_fit.h"
 #include "ui/dialogs/refinement_control_dialog.h"
@@ -272,6 +275,34 @@ TEST_F(EditDialogsTest, SameIsPickedWithTheMouse) {
   EXPECT_EQ(Atom("O2")->Extras().linesBefore[0].text, "SAME O1");
 }
 
+TEST_F(EditDialogsTest, AFragmentIsSeenBeforeItIsPut) {
+  std::filesystem::create_directory(scratch / "pkg/fragments");
+  scratch.Put("pkg/fragments/ring.txt",
+              "TITLE Ring\nCLASS RNG\nSOURCE test\nATOM C1 C 0 0 0\nATOM C2 C 0 1.5 0\nATOM O1 O 1.3 2 0\n"
+              "ATOM C3 C 1.3 -0.5 0\n");
+  window->Run(kSelectAtomsCommand, "C1 C2 O1");
+  bench.view.panX = 9;
+  bench.view.panY = -14;
+  area->Redraw();
+  Settle();
+  const QPointF off = area->PlaceOf(Atom("O1")->position) - At("O1");
+  EXPECT_LE(std::abs(off.x()) + std::abs(off.y()), 2.0);
+  const QImage before = area->grab().toImage();
+  robot.Next([&](QWidget& dialog) {
+    EXPECT_EQ(area->grab().toImage(), before);
+    dialog.findChild<QComboBox*>(QStringLiteral("fragment"))->setCurrentText(QStringLiteral("ring"));
+    EXPECT_NE(area->grab().toImage(), before);
+    QStringList said;
+    for (const auto* label : dialog.findChildren<QLabel*>()) said << label->text();
+    EXPECT_TRUE(said.contains(QStringLiteral("Ring: 0.000 Å from the chosen atoms"))) << said.join(u'/').toStdString();
+    Type(dialog, "on", "C1 C2 C3");
+    EXPECT_EQ(area->grab().toImage(), before) << "what does not fit is not drawn";
+    static_cast<QDialog&>(dialog).reject();
+  });
+  EXPECT_EQ(window->Run(kFragmentCommand), Outcome::Cancelled);
+  EXPECT_EQ(area->grab().toImage(), before);
+}
+
 TEST_F(EditDialogsTest, EveryDialogOfACommandHasItsOwnLetters) {
   int opened = 0;
   for (const CommandRow& row : CommandTable()) {
@@ -319,6 +350,12 @@ TEST_F(EditDialogsTest, WhatIsLargerThanTheScreenScrolls) {
     static_cast<QDialog&>(shown).reject();
   });
   dialog.exec();
+  // Windows that are no dialogs are cut down to the screen.
+  QPlainTextEdit editor;
+  editor.resize(4000, 3000);
+  editor.show();
+  EXPECT_TRUE(editor.screen()->availableSize().width() >= editor.width() &&
+              editor.screen()->availableSize().height() > editor.height());
   // What fits stays as it is.
   RefinementControlDialog small(nullptr, settings);
   FitDialog(small, needed + QSize(9, 9));

@@ -60,7 +60,7 @@ constexpr FieldTip kTips[] = {
     {"pack", "molecules", "Molecules come whole where their centroid is in the box"},
     {"pack", "single", "Atoms come where they are in the box themselves, and may lack their neighbours"},
     {"split", "parts", "Into how many parts, two or three (PART)"},
-    {"split", "way", "Along the longest axis of U, onto peaks, or by a rotation, inversion or reflection"},
+    {"split", "way", "Along the longest axis of U, onto peaks, by a rotation, inversion or reflection, or by symmetry"},
     {"split", "distance", "Between the outermost parts, Å; blank for what U says"},
     {"split", "to", "Names of the peaks that the parts go to"},
     {"split", "about", "One atom for a centre, two for an axis, three for a plane"},
