@@ -25,6 +25,7 @@ struct Crystal {
   double dMin = 0.9;
   bool friedel = false;
   unsigned seed = 1;
+  double twin = 0.0;  // share of a second part, turned about a
 };
 
 Structure StructureOf(const Crystal& crystal) {
@@ -75,6 +76,13 @@ std::pair<std::string, std::string> FilesOf(const Crystal& crystal) {
   ins += "\nHKLF 4\nEND\n";
   const auto model = MakeDirectSum(s);
   const auto workspace = model->MakeWorkspace();
+  const auto intensity = [&](const Miller& m) {
+    IndexBlock block;
+    block.h.fill(m[0]), block.k.fill(m[1]), block.l.fill(m[2]);
+    block.s2.fill(s.metric.SinThetaSquared(m[0], m[1], m[2]));
+    model->Evaluate(block, false, *workspace);
+    return workspace->a[0] * workspace->a[0] + workspace->b[0] * workspace->b[0];
+  };
   std::string hkl;
   std::mt19937 random(7);
   const double most = 0.25 / (crystal.dMin * crystal.dMin);
@@ -85,10 +93,7 @@ std::pair<std::string, std::string> FilesOf(const Crystal& crystal) {
         const Miller m{h, k, l};
         const double s2 = s.metric.SinThetaSquared(h, k, l);
         if (s2 > most || s2 == 0.0 || s.group.IsAbsent(m) || s.group.Representative(m, !crystal.friedel) != m) continue;
-        IndexBlock block;
-        block.h.fill(h), block.k.fill(k), block.l.fill(l), block.s2.fill(s2);
-        model->Evaluate(block, false, *workspace);
-        const double f2 = workspace->a[0] * workspace->a[0] + workspace->b[0] * workspace->b[0];
+        const double f2 = (1.0 - crystal.twin) * intensity(m) + crystal.twin * intensity({h, -k, -l});
         const double noise = (static_cast<double>(random() % 2000) / 1000.0 - 1.0) * (0.02 * f2 + 1.0);
         hkl += Printf("%4d%4d%4d%8.2f%8.2f\n", h, k, l, f2 + noise, 0.02 * f2 + 1.0);
       }
@@ -135,6 +140,56 @@ TEST(Solution, GroupAtomsAndElementsComeFromTheReflections) {
     for (const Site& site : best.structure.sites) ++counts[static_cast<size_t>(site.scatterer)];
     EXPECT_EQ(counts, c.crystal.counts) << c.symbol;
   }
+}
+
+TEST(Solution, DataMayBeLessThanGood) {
+  const auto [ins, hkl] = FilesOf(Monoclinic());
+  Crystal coarse = Monoclinic();
+  coarse.dMin = 1.0;
+  std::string incomplete, ones = ins;
+  for (size_t at = 0; at < hkl.size(); at += 29)
+    if (at / 29 % 5 != 2) incomplete += hkl.substr(at, 29);
+  ones.replace(ones.find("UNIT"), ones.find("HKLF") - ones.find("UNIT"), "UNIT 1 1 1\n");
+  struct Case {
+    const char* what;
+    std::string ins, hkl;
+    bool formula;
+  };
+  const Case cases[] = {{"80 % complete", ins, incomplete, true},
+                        {"1.0 A", ins, FilesOf(coarse).second, true},
+                        {"UNIT of ones", ones, hkl, false}};
+  for (const Case& c : cases) {
+    Problem problem;
+    std::string sentence;
+    ASSERT_TRUE(MakeProblem(c.ins, c.hkl, problem, sentence)) << c.what << sentence;
+    const Solution solution = Solve(problem, {});
+    ASSERT_TRUE(solution.solved) << c.what << solution.sentence;
+    const Candidate& best = solution.candidates[0];
+    EXPECT_EQ(best.group.symbol, "P 1 21/c 1") << c.what;
+    EXPECT_EQ(best.structure.sites.size(), 14u) << c.what;
+    if (c.formula) {
+      EXPECT_EQ(FormulaOf(problem, best), "C10 O3 S1") << c.what;
+    }
+  }
+}
+
+TEST(Completion, ATwinIsSolvedAndItsLawFound) {
+  // The cell looks orthorhombic, and the two parts make the intensities more so.
+  Crystal crystal{{7.3, 9.1, 15.4, 90, 90, 90}, 1, {"-x, y+1/2, -z+1/2"}};
+  crystal.twin = 0.2;
+  const auto [ins, hkl] = FilesOf(crystal);
+  Problem problem;
+  std::string sentence;
+  ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence)) << sentence;
+  const Solution solution = Solve(problem, {});
+  ASSERT_TRUE(solution.solved) << solution.sentence;
+  EXPECT_EQ(solution.candidates[0].group.symbol, "P 1 21/c 1");
+  const Completion completion = Complete(problem, solution.candidates[0], nullptr);
+  ASSERT_FALSE(completion.steps.empty());
+  EXPECT_LT(completion.steps.back().r1, 0.03);
+  const size_t at = completion.steps.back().text.find("\nBASF ");
+  ASSERT_NE(at, std::string::npos);
+  EXPECT_NEAR(std::atof(completion.steps.back().text.c_str() + at + 6), 0.2, 0.02);
 }
 
 TEST(Solution, FriedelOppositesDecideTheHand) {

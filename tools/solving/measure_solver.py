@@ -29,7 +29,7 @@ import numpy as np
 CENTRINGS = {1: [[0, 0, 0]], 2: [[0, 0, 0], [12, 12, 12]], 3: [[0, 0, 0], [16, 8, 8], [8, 16, 16]],
              4: [[0, 0, 0], [0, 12, 12], [12, 0, 12], [12, 12, 0]], 5: [[0, 0, 0], [0, 12, 12]],
              6: [[0, 0, 0], [12, 0, 12]], 7: [[0, 0, 0], [12, 12, 0]]}
-LIMIT = 300  # seconds a run
+LIMIT = 300  # seconds of processor a run
 
 
 class Model:
@@ -159,12 +159,9 @@ def header_of(path):
 def run(solver, folder, name):
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
     start = time.time()
-    try:
-        done = subprocess.run([solver, name, "--complete", "--table", "table"], cwd=folder, capture_output=True,
-                              text=True, timeout=LIMIT)
-        said = done.stdout
-    except subprocess.TimeoutExpired:
-        said = "timed out"
+    done = subprocess.run([solver, name, "--complete", "--table", "table"], cwd=folder, capture_output=True, text=True,
+                          preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_CPU, (LIMIT, LIMIT)))
+    said = "timed out" if done.returncode < 0 else done.stdout
     after = resource.getrusage(resource.RUSAGE_CHILDREN)
     return said, after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime, time.time() - start
 
