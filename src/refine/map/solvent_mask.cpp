@@ -12,9 +12,10 @@ namespace marvik {
 namespace {
 
 constexpr double kMostPoints = 3.0e7;
+constexpr double kCoarsest = 0.4;     // Å, of the grid of a large cell
 constexpr double kBeyondBonds = 0.8;  // Å from bonding to van der Waals radius where that is not known
 constexpr long kSpread = 4;           // grid points from one place of a void to the next
-constexpr int kMostCycles = 100;
+constexpr int kMostCycles = 40;
 constexpr double kRest = 0.001;  // of the electrons, and as many electrons
 
 using GridPoint = std::array<long, 3>;
@@ -77,6 +78,8 @@ GridPoint Beside(const GridPoint& p, const GridPoint& step) {
 
 // Multiples of twelve, so that every operation takes points to points.
 std::array<size_t, 3> MaskGrid(const Structure& structure, const Observations& observations, double step) {
+  constexpr double kRoom = 1.5;  // for sizes that are rounded up
+  step = std::clamp(std::cbrt(kRoom * structure.metric.volume / kMostPoints), step, std::max(step, kCoarsest));
   std::array<size_t, 3> size = GridSize(structure.metric, structure.group, observations.indices[0], step);
   for (size_t& n : size) n = 12 * FriendlySize((n + 11) / 12);
   return size;

@@ -11,7 +11,7 @@ namespace marvik {
 struct MaskOptions {
   double probe = 1.2;      // Å: what fits between the van der Waals surfaces
   double shrink = 1.2;     // Å: how far from the places of its centre a void reaches
-  double step = 0.2;       // Å, of the grid at most
+  double step = 0.2;       // Å, of the grid; up to 0.4 in large cells
   double smallest = 20.0;  // Å³: smaller voids are left alone
 };
 
