@@ -267,6 +267,7 @@ TEST(Uncertainties, ShrinkWithTheDataAndVanishForWhatRides) {
   EXPECT_EQ(WithSu({1.23456, 0.0023}, 4), "1.235(2)");
   EXPECT_EQ(WithSu({109.47, 0.0}, 1), "109.5");
   EXPECT_EQ(WithSu({1234.5, 21.0}, 1), "1234(21)");
+  EXPECT_EQ(WithSu({-0.0004, 0.003}, 4), "0.000(3)");
 }
 
 TEST(Preparation, MovesAtomsAndTakesTheInstructionsOut) {

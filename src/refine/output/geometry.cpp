@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "chem/report_numbers.h"
 
 namespace marvik {
 namespace {
@@ -144,13 +145,12 @@ SiteImage ImageOf(const Structure& structure, const Neighbour& n) {
 }
 
 std::string WithSu(const Measured& m, int digits) {
-  if (!(m.su > 0.0) || !std::isfinite(m.su)) return Printf("%.*f", digits, m.value);
+  if (!(m.su > 0.0) || !std::isfinite(m.su)) return Printf("%.*f", digits, Shown(m.value, digits));
   int places = 0;
   double scaled = m.su;
   while (places < 9 && scaled < 1.95) scaled *= 10.0, ++places;
   const long su = std::lround(scaled);
-  if (places == 0) return Printf("%.0f(%ld)", m.value, su);
-  return Printf("%.*f(%ld)", places, m.value, su);
+  return Printf("%.*f(%ld)", places, Shown(m.value, places), su);
 }
 
 std::string OperationNames::Suffix(const SiteImage& image) {
