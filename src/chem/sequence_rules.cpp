@@ -190,7 +190,8 @@ int SequenceTree::ByLabels(Branch a, Branch b, Rule rule) {
 
 int SequenceTree::Compare(Branch a, Branch b, Rule last, bool* isReflected) {
   const int constitution = ByConstitution(a, b);
-  if (constitution != 0 || last <= Rule::Masses || !(HoldsLabels(a) || HoldsLabels(b))) return constitution;
+  // What was not followed to its end may have none.
+  if (constitution != 0 || last <= Rule::Masses || !sure_ || !(HoldsLabels(a) || HoldsLabels(b))) return constitution;
   for (const Rule rule : {Rule::Bonds, Rule::Kinds, Rule::Pairs, Rule::Pseudo, Rule::Hands}) {
     if (rule > last || work_ > kMostWork) break;
     const int order = ByLabels(a, b, rule);
