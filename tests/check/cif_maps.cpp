@@ -85,6 +85,7 @@ std::vector<ModelCase> MapCases() {
   const auto given = [](const char* items) { return Mapped(kRing, kRing, items); };
   // An occupancy of -0.5 takes away.
   const std::string less = "H1 2 0.3500 0.2100 0.2800 9.5 0.03\n";
+  const std::string twin = kRing + "TWIN -1 0 0 0 1 0 0 0 -1\nBASF 0.2\n";
   return {
       {"map-bonds", Mapped(kRing, kRing), right},
       {"map-peak-donor", Mapped(kRing, kRing + kHydrogen), whole},
@@ -100,7 +101,7 @@ std::vector<ModelCase> MapCases() {
       {"map-none", given("_refine_ls_R_factor_gt 0.2\n"), given("_refine_ls_R_factor_gt 0.001\n")},
       {"reflections-r1", given("_refine_ls_R_factor_gt 0.2\n"), given("_refine_ls_R_factor_gt 0.001\n")},
       {"reflections-none", Mapped(kRing + "+other.txt\n", kRing, "_refine_ls_R_factor_gt 0.001\n"),
-       given("_refine_ls_R_factor_gt 0.001\n")},
+       Mapped(twin, twin, "_refine_ls_R_factor_gt 0.001\n")},
   };
 }
 

@@ -169,7 +169,7 @@ std::vector<Finding> CheckBlock(std::string_view text, const CifBlock& block, co
     CheckContacts(checker);
     CheckVoids(checker);
     CheckLists(checker);
-    const std::vector<CalculatedReflection> embedded = CheckDensity(checker);
+    const auto embedded = CheckDensity(checker);
     CheckReflections(checker, reflections, embedded);
   }
   return checker.Take();

@@ -68,7 +68,8 @@ class ResidualDensity {
 
   std::vector<CalculatedReflection> Reflections() const {
     std::vector<CalculatedReflection> list;
-    if (session_.observations.Components() > 1) return list;
+    // Groups of overlapping reflections of HKLF 5 are no list of single ones.
+    if (ParseHklf(session_.document.instructions.hklfLine).code == 5) return list;
     for (size_t i = 0; i < calculated_.fc2.size(); ++i)
       list.push_back(
           {session_.observations.indices[0][i], calculated_.fc2[i], calculated_.fo2[i], calculated_.sigma[i]});
@@ -144,14 +145,14 @@ class ResidualDensity {
 
 }  // namespace
 
-std::vector<CalculatedReflection> CheckDensity(CifChecker& c) {
+EmbeddedReflections CheckDensity(CifChecker& c) {
   const EmbeddedFiles files = FilesOf(c.model);
-  if (files.instructions.empty() || files.reflections.empty()) return {};
+  if (files.instructions.empty() || files.reflections.empty()) return std::nullopt;
   ResidualDensity density(c);
   const std::string why = density.Make(files);
   if (!why.empty()) {
     c.Found("map-none", why);
-    return {};
+    return std::nullopt;
   }
   density.Check();
   return density.Reflections();

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <set>
+#include <span>
 
 #include "base/numbers.h"
 #include "check/cif/cif_checker.h"
@@ -282,12 +283,12 @@ void Dispersion(CifChecker& c) {
 
 }  // namespace
 
-void CheckReflections(CifChecker& c, const CifBlock* reflections, std::span<const CalculatedReflection> embedded) {
+void CheckReflections(CifChecker& c, const CifBlock* reflections, const EmbeddedReflections& embedded) {
   Dispersion(c);
   if (reflections) {
     ReflectionList(c, *reflections).Check();
-  } else if (!embedded.empty()) {
-    ReflectionList(c, embedded).Check();
+  } else if (embedded) {
+    if (!embedded->empty()) ReflectionList(c, *embedded).Check();
   } else if (!c.model.Missing("_refine_ls_r_factor_gt", "_refine_ls_r_factor_obs")) {
     c.Found("reflections-none", "");
   }

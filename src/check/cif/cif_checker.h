@@ -1,6 +1,6 @@
 #pragma once
 
-#include <span>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -57,10 +57,12 @@ struct CalculatedReflection {
   double fo2 = 0.0;
   double su = 0.0;
 };
-// Of the embedded files; gives what they hold and the embedded model gives, nothing where there are none or of a twin.
-std::vector<CalculatedReflection> CheckDensity(CifChecker& checker);
+// Of the embedded files; gives what they hold and the embedded model gives, an empty list where reflections overlap,
+// nothing where no map can be made.
+using EmbeddedReflections = std::optional<std::vector<CalculatedReflection>>;
+EmbeddedReflections CheckDensity(CifChecker& checker);
 // A list of reflections, or else those of the embedded files.
-void CheckReflections(CifChecker& checker, const CifBlock* reflections, std::span<const CalculatedReflection> embedded);
+void CheckReflections(CifChecker& checker, const CifBlock* reflections, const EmbeddedReflections& embedded);
 
 // Text fields told by their content, since data names differ from program to program.
 bool IsInstructions(std::string_view field);
