@@ -87,7 +87,11 @@ void RenderFrame::SetUpCellLetters() {
     // An axis toward the viewer has its end on the origin.
     const CanvasPoint fromOrigin{at.x - DevicePoint(corners[7]).x, at.y - DevicePoint(corners[7]).y};
     if (!Classic() && i < 7 && std::hypot(fromOrigin.x, fromOrigin.y) < size.y) continue;
-    const CanvasPoint corner = LabelCorner(at, 2.0 * map_.unit, size, at.x - middle.x, at.y - middle.y);
+    CanvasPoint corner = LabelCorner(at, 2.0 * map_.unit, size, at.x - middle.x, at.y - middle.y);
+    for (const CellLetter& other : cellLetters_) {
+      const CanvasPoint by{corner.x - other.box.corner.x, corner.y - other.box.corner.y};
+      if (!Classic() && std::abs(by.x) < size.x && std::abs(by.y) < size.y) corner.x += size.x - by.x + map_.unit;
+    }
     cellLetters_.push_back({{corner, size}, kCellCorners[i].letter});
   }
 }

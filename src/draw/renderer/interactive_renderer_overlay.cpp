@@ -14,6 +14,16 @@ constexpr double kArm = 0.07;    // of a direction of the cell that lies flat
 constexpr double kHead = 0.22;   // of an arrow, share of its arm
 constexpr double kLongestBar = 0.2;
 
+// Where a letter goes on in its direction until it is clear of the others.
+CanvasPoint LetterBeside(const std::vector<CanvasPoint>& others, CanvasPoint at, CanvasPoint along, double size) {
+  const double length = std::max(std::hypot(along.x, along.y), 1e-9);
+  for (const CanvasPoint& other : others) {
+    if (std::hypot(other.x - at.x, other.y - at.y) < 0.7 * size)
+      at = {other.x + along.x / length * 0.8 * size, other.y + along.y / length * 0.8 * size};
+  }
+  return at;
+}
+
 }  // namespace
 
 // What stands in the corners of a figure: directions, scale and the meaning of colours.
@@ -49,6 +59,7 @@ void RenderFrame::DrawTripod() {
   std::ranges::sort(arms, {}, &Arm::z);
   const CellColours colours = CellColoursOn(Paper());
   const double half = canvas_->TextSize("a").y / 2.0;
+  std::vector<CanvasPoint> letters;
   for (const Arm& arm : arms) {
     const Rgb colour = options_->blackWhite ? kBlack : colours[arm.axis];
     const CanvasPoint along{arm.tip.x - root.x, arm.tip.y - root.y};
@@ -65,7 +76,9 @@ void RenderFrame::DrawTripod() {
     const double reach = length > half ? (length + half) / length : 0.0;
     const CanvasPoint letter = reach > 0.0 ? CanvasPoint{root.x + along.x * reach, root.y + along.y * reach}
                                            : CanvasPoint{root.x - half, root.y + half};
-    canvas_->Text(letter, TextAnchor::Centre, std::string_view("abc").substr(arm.axis, 1), Paper() ? kBlack : kWhite);
+    letters.push_back(LetterBeside(letters, letter, along, 2.0 * half));
+    canvas_->Text(letters.back(), TextAnchor::Centre, std::string_view("abc").substr(arm.axis, 1),
+                  Paper() ? kBlack : kWhite);
   }
 }
 
