@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/files.h"
+#include "draw/canvas/extent_canvas.h"
 #include "draw/canvas/scanline_canvas.h"
 #include "draw/labels/label_font.h"
 #include "draw/surface/lit_picture.h"
@@ -16,6 +17,7 @@ namespace {
 constexpr double kPointsPerInch = 72.0;
 constexpr double kUsualWidth = 450.0;  // points
 constexpr double kLeastLabel = 6.0;    // points, of type that can be read
+constexpr double kThinLine = 0.5;      // points, of lines that are printed
 
 // What a picture has whatever the screen shows.
 void ForPicture(RenderOptions& options, const Document& document, const PictureOptions& picture) {
@@ -24,13 +26,15 @@ void ForPicture(RenderOptions& options, const Document& document, const PictureO
   if (options.blackWhite) options.mode = FlatRendition(document, options.mode);
   options.layout = !picture.labelReport.empty();
   if (options.exact) options.mode = FlatRendition(document, options.mode);
+  if (picture.resolution > 0.0)
+    options.thinLine = options.exact ? kThinLine : std::max(1.0, std::round(kThinLine / PointsPerPixel(picture)));
   const bool light = (options.look == Look::Light || options.look == Look::Paper) && !options.blackWhite;
   if (picture.background == PictureBackground::Black && light) options.look = Look::Dark;
 }
 
 std::optional<Image> DrawLitPixels(PictureSubject& subject, const PictureOptions& picture,
                                    InteractiveRenderer& renderer) {
-  LabelFont font(LabelPoints(subject) / PointsPerPixel(picture));
+  LabelFont font(LabelPoints(subject, picture) / PointsPerPixel(picture));
   LitPicture lit = DrawLit(subject.document, FittedView(subject, picture.size), PixelOptions(subject, picture),
                            picture.size, picture.size, {}, &font, renderer, subject.goOn);
   if (!lit.complete) {
@@ -44,7 +48,7 @@ std::optional<Image> DrawLitPixels(PictureSubject& subject, const PictureOptions
 std::optional<Image> DrawPlainPixels(PictureSubject& subject, const PictureOptions& picture,
                                      InteractiveRenderer& renderer) {
   Image image(picture.size, picture.size);
-  LabelFont font(LabelPoints(subject) / PointsPerPixel(picture));
+  LabelFont font(LabelPoints(subject, picture) / PointsPerPixel(picture));
   ScanlineCanvas canvas(image, &font);
   if (!renderer.Render(subject.document, FittedView(subject, picture.size), PixelOptions(subject, picture), canvas,
                        subject.goOn)) {
@@ -53,6 +57,26 @@ std::optional<Image> DrawPlainPixels(PictureSubject& subject, const PictureOptio
   }
   if (!WriteLabelReport(subject, picture, renderer, picture.size, PointsPerPixel(picture))) return {};
   return KeptRows(image, picture);
+}
+
+// Of what draws itself, from a small picture of it.
+std::optional<std::pair<double, double>> RowsOfImage(PictureSubject& subject, const PictureOptions& picture) {
+  constexpr int kSide = 600;
+  PictureOptions small = picture;
+  small.trim = false;
+  small.size = std::min(picture.size, kSide);
+  small.resolution = kPointsPerInch / (PointsPerPixel(picture) * picture.size / small.size);
+  const auto image = DrawPixels(subject, small);
+  if (!image) return {};
+  const auto row = [&](int y) { return image->pixels.begin() + std::ptrdiff_t{y} * image->width; };
+  const auto isEmpty = [&](int y) {
+    return std::all_of(row(y), row(y + 1), [&](uint32_t pixel) { return pixel == image->pixels.front(); });
+  };
+  int first = 0, last = image->height - 1;
+  while (first < last && isEmpty(first)) ++first;
+  while (last > first && isEmpty(last)) --last;
+  const double side = image->height;
+  return std::pair(first / side, first == last ? 0.0 : (last + 1) / side);
 }
 
 }  // namespace
@@ -71,8 +95,9 @@ double PointsPerPixel(const PictureOptions& picture) {
   return picture.resolution > 0.0 ? kPointsPerInch / picture.resolution : kUsualWidth / picture.size;
 }
 
-double LabelPoints(const PictureSubject& subject) {
-  return std::max(subject.look.labelPoints, kLeastLabel);
+double LabelPoints(const PictureSubject& subject, const PictureOptions& picture) {
+  const double most = picture.journal ? picture.journal->type : subject.look.labelPoints;
+  return std::max(std::min(subject.look.labelPoints, most), kLeastLabel);
 }
 
 ViewState FittedView(const PictureSubject& subject, double side) {
@@ -93,15 +118,19 @@ RenderOptions PixelOptions(const PictureSubject& subject, const PictureOptions& 
   return options;
 }
 
-bool DrawLines(PictureSubject& subject, const PictureOptions& picture, double side, Canvas& canvas) {
+RenderOptions LineOptions(const PictureSubject& subject, const PictureOptions& picture) {
   RenderOptions options = subject.look;
   options.exact = true;
   options.cutOctant = true;
   options.whiteBackground = picture.background != PictureBackground::Black;
   options.clear = picture.background != PictureBackground::Transparent;
   ForPicture(options, subject.document, picture);
-  InteractiveRenderer renderer;
-  if (renderer.Render(subject.document, FittedView(subject, side), options, canvas, subject.goOn))
+  return options;
+}
+
+bool DrawLines(PictureSubject& subject, const PictureOptions& picture, double side, Canvas& canvas,
+               InteractiveRenderer& renderer) {
+  if (renderer.Render(subject.document, FittedView(subject, side), LineOptions(subject, picture), canvas, subject.goOn))
     return WriteLabelReport(subject, picture, renderer, static_cast<int>(side), 1.0);
   SayPictureStopped(subject.messages);
   return false;
@@ -140,28 +169,28 @@ bool WriteLabelReport(const PictureSubject& subject, const PictureOptions& pictu
   return false;
 }
 
-bool FindContent(PictureSubject& subject, bool lines, PictureOptions& picture) {
-  constexpr int kSide = 600;
+bool FindContent(PictureSubject& subject, bool lines, double side, PictureOptions& picture,
+                 InteractiveRenderer& renderer) {
   constexpr double kMargin = 0.02;  // of the side
-  PictureOptions small = picture;
-  small.labelReport.clear();
-  small.size = std::min(picture.size, kSide);
-  small.resolution =
-      kPointsPerInch * small.size / (lines ? VectorSide(picture) : picture.size * PointsPerPixel(picture));
-  if (lines && small.background != PictureBackground::Black) small.background = PictureBackground::White;
-  const auto image = DrawPixels(subject, small);
-  if (!image) return false;
-  const auto row = [&](int y) { return image->pixels.begin() + std::ptrdiff_t{y} * image->width; };
-  const auto isEmpty = [&](int y) {
-    return std::all_of(row(y), row(y + 1), [&](uint32_t pixel) { return pixel == image->pixels.front(); });
-  };
-  int first = 0, last = image->height - 1;
-  while (first < last && isEmpty(first)) ++first;
-  while (last > first && isEmpty(last)) --last;
-  if (first == last) return true;  // nothing at all
-  const double side = image->height;
-  picture.cutAbove = std::max(first / side - kMargin, 0.0);
-  picture.kept = std::min((last + 1) / side + kMargin, 1.0) - picture.cutAbove;
+  std::pair<double, double> rows;
+  if (picture.openGl) {
+    const auto found = RowsOfImage(subject, picture);
+    if (!found) return false;
+    rows = *found;
+  } else {
+    LabelFont font(LabelPoints(subject, picture) / (lines ? 1.0 : PointsPerPixel(picture)));
+    ExtentCanvas canvas(font);
+    RenderOptions options = lines ? LineOptions(subject, picture) : PixelOptions(subject, picture);
+    options.mode = FlatRendition(subject.document, options.mode);
+    if (!renderer.Render(subject.document, FittedView(subject, side), options, canvas, subject.goOn)) {
+      SayPictureStopped(subject.messages);
+      return false;
+    }
+    if (!canvas.IsEmpty()) rows = {canvas.Top() / side, canvas.Bottom() / side};
+  }
+  if (!(rows.first < rows.second)) return true;  // nothing at all
+  picture.cutAbove = std::clamp(rows.first - kMargin, 0.0, 1.0);
+  picture.kept = std::clamp(rows.second + kMargin, picture.cutAbove, 1.0) - picture.cutAbove;
   return true;
 }
 

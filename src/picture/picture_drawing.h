@@ -20,15 +20,17 @@ int VectorSide(const PictureOptions& picture);
 // By the resolution; without one the picture counts as being printed 450 points wide.
 double PointsPerPixel(const PictureOptions& picture);
 // Size of the labels' type.
-double LabelPoints(const PictureSubject& subject);
+double LabelPoints(const PictureSubject& subject, const PictureOptions& picture);
 
 // The view fitted into a square of that side; what was moved by hand moves as far on the larger picture.
 ViewState FittedView(const PictureSubject& subject, double side);
-// What is drawn on pixels beside the clearing.
+// What is drawn on pixels beside the clearing; and of figures made of lines.
 RenderOptions PixelOptions(const PictureSubject& subject, const PictureOptions& picture);
+RenderOptions LineOptions(const PictureSubject& subject, const PictureOptions& picture);
 
 // On a canvas that counts points, in a square of that side. False after a message: stopped or failed.
-bool DrawLines(PictureSubject& subject, const PictureOptions& picture, double side, Canvas& canvas);
+bool DrawLines(PictureSubject& subject, const PictureOptions& picture, double side, Canvas& canvas,
+               InteractiveRenderer& renderer);
 // The square cut to the rows that are kept, by the renderer that the options name. Nothing after a message.
 std::optional<Image> DrawPixels(PictureSubject& subject, const PictureOptions& picture);
 // The same by a renderer that remembers where labels stood; OpenGL has its own.
@@ -39,7 +41,9 @@ Image KeptRows(Image& image, const PictureOptions& picture);
 bool WriteLabelReport(const PictureSubject& subject, const PictureOptions& picture, const InteractiveRenderer& renderer,
                       int side, double pointsPerUnit);
 
-// Finds the rows in which there is anything, from a small picture with a margin above and below. False after a message.
-bool FindContent(PictureSubject& subject, bool lines, PictureOptions& picture);
+// Finds the rows of a square in which there is anything, with a margin above and below, by drawing it all with a
+// renderer that then remembers its labels. False after a message.
+bool FindContent(PictureSubject& subject, bool lines, double side, PictureOptions& picture,
+                 InteractiveRenderer& renderer);
 
 }  // namespace marvik

@@ -21,9 +21,10 @@ namespace {
 
 PictureBytes DrawSvg(PictureSubject& subject, const PictureOptions& picture) {
   const int side = VectorSide(picture);
-  LabelFont font(LabelPoints(subject));
+  LabelFont font(LabelPoints(subject, picture));
   SvgCanvas canvas(side, picture.FirstRow(side), picture.Rows(side), font);
-  if (!DrawLines(subject, picture, side, canvas)) return {};
+  InteractiveRenderer renderer;
+  if (!DrawLines(subject, picture, side, canvas, renderer)) return {};
   return canvas.Finish();
 }
 
@@ -31,7 +32,7 @@ template <bool eps>
 PictureBytes DrawPage(PictureSubject& subject, const PictureOptions& picture) {
   const int side = VectorSide(picture);
   const std::string file = FindSansFontFile();
-  LabelFont font(LabelPoints(subject), file);
+  LabelFont font(LabelPoints(subject, picture), file);
   PdfPage page;
   page.width = side;
   page.height = picture.Rows(side);
@@ -39,8 +40,15 @@ PictureBytes DrawPage(PictureSubject& subject, const PictureOptions& picture) {
   page.title = subject.title;
   page.eps = eps;
   PdfCanvas canvas(page, font, file);
-  if (!DrawLines(subject, picture, side, canvas)) return {};
+  InteractiveRenderer renderer;
+  if (!DrawLines(subject, picture, side, canvas, renderer)) return {};
   return canvas.Finish();
+}
+
+bool HasTexts(const RenderOptions& options) {
+  const FigureChoices& figure = options.figure;
+  return options.labels || options.showCell || options.marks || options.net || figure.legend || figure.scaleBar ||
+         figure.tripod;
 }
 
 PictureBytes DrawPng(PictureSubject& subject, const PictureOptions& picture) {
@@ -52,7 +60,7 @@ PictureBytes DrawPng(PictureSubject& subject, const PictureOptions& picture) {
   const ViewState view = FittedView(subject, picture.size);
   const StripDrawing drawing{picture.size, picture.FirstRow(picture.size), picture.Rows(picture.size),
                              picture.background == PictureBackground::Transparent,
-                             options.labels || options.showCell ? LabelPoints(subject) / PointsPerPixel(picture) : 0.0};
+                             HasTexts(options) ? LabelPoints(subject, picture) / PointsPerPixel(picture) : 0.0};
   InteractiveRenderer renderer;
   auto bytes = DrawPngInStrips(
       drawing, picture.resolution,
@@ -149,7 +157,10 @@ PictureBytes DrawPicture(PictureSubject& subject, const PictureOptions& options,
     }
     if (options.frames != PictureFrames::One) return DrawFrames(subject, possible, format);
     const bool lines = !options.openGl && !known->encode;
-    if (options.trim && !FindContent(subject, lines, possible)) return {};
+    if (options.trim) {
+      InteractiveRenderer renderer;
+      if (!FindContent(subject, lines, lines ? VectorSide(possible) : possible.size, possible, renderer)) return {};
+    }
     if (!options.openGl && known->draw) return known->draw(subject, possible);
     auto image = DrawPixels(subject, possible);
     if (!image) return {};

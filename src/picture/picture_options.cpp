@@ -12,6 +12,7 @@ namespace {
 constexpr std::array<std::string_view, 4> kBackgrounds{"usual", "black", "white", "transparent"};
 constexpr std::array<std::string_view, 8> kKeys{"size",    "resolution",   "background", "renderer",
                                                 "journal", "label-report", "trim",       "frames"};
+constexpr std::string_view kNoJournal = "none";
 constexpr std::string_view kBlanks = " \t\r\n";
 
 }  // namespace
@@ -48,6 +49,7 @@ void ApplyJournal(const JournalPreset& preset, double resolution, PictureOptions
                             kLargestPicture);
   options.background = PictureBackground::White;
   options.trim = true;
+  options.journal = &preset;
 }
 
 std::string PictureSizeRule() {
@@ -74,7 +76,8 @@ std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const P
       request.options.labelReport = value;
     } else if (key == "journal") {
       const JournalPreset* preset = JournalPresetNamed(value);
-      if (!preset) wrong = "The journal is single-column or double-column.";
+      request.options.journal = nullptr;
+      if (!preset && value != kNoJournal) wrong = "The journal is single-column or double-column.";
       if (preset) ApplyJournal(*preset, 0.0, request.options);
     } else if (key == "frames") {
       const auto frames = FramesNamed(value);
@@ -110,7 +113,8 @@ std::optional<PictureRequest> ParsePictureRequest(std::string_view text, const P
 
 std::string PictureArgument(const PictureRequest& request) {
   const PictureOptions& o = request.options;
-  return Printf("size=%d resolution=%.9g background=", o.size, o.resolution) + std::string(NameOf(o.background)) +
+  return "journal=" + std::string(o.journal ? o.journal->name : kNoJournal) + " " +
+         Printf("size=%d resolution=%.9g background=", o.size, o.resolution) + std::string(NameOf(o.background)) +
          (o.trim ? " trim=on" : " trim=off") + " frames=" + std::string(kPictureFrames[static_cast<size_t>(o.frames)]) +
          (o.openGl ? " renderer=opengl " : " renderer=interactive ") + request.path;
 }

@@ -19,12 +19,15 @@ enum class PictureBackground : uint8_t { Usual, Black, White, Transparent };
 // along a, b and c. A turn has its frames one after another.
 enum class PictureFrames : uint8_t { One, Stereo, Axes, Turn };
 
+struct JournalPreset;
+
 // How large a picture file is and what it stands on; what it shows is the subject's.
 struct PictureOptions {
   int size = 600;           // pixels a side
   double resolution = 0.0;  // dots per inch; 0: none, and figures made of lines have a point for each pixel
   PictureBackground background = PictureBackground::Usual;
   PictureFrames frames = PictureFrames::One;
+  const JournalPreset* journal = nullptr;  // whose type it takes; null for none
   // Of the OpenGL renderer.
   bool openGl = false;
   bool blackWhite = false;
@@ -44,8 +47,10 @@ struct JournalPreset {
   std::string_view name;
   double width = 0.0;       // mm
   double resolution = 0.0;  // dots per inch
+  double type = 0.0;        // points, the largest
 };
-inline constexpr JournalPreset kJournalPresets[] = {{"single-column", 84.0, 600.0}, {"double-column", 170.0, 600.0}};
+inline constexpr JournalPreset kJournalPresets[] = {{"single-column", 84.0, 600.0, 7.0},
+                                                    {"double-column", 170.0, 600.0, 8.0}};
 const JournalPreset* JournalPresetNamed(std::string_view name);
 // Size, resolution, white background and a height that fits. With `resolution` above 0 that instead of the preset's.
 void ApplyJournal(const JournalPreset& preset, double resolution, PictureOptions& options);

@@ -54,7 +54,7 @@ class FigureSheet : public PictureSheet {
     PictureOptions frame = options_;
     frame.background = light_ ? PictureBackground::Transparent : PictureBackground::Black;
     canvas_->BeginFrame(corner, {plan_.side, plan_.frameHeight}, {0.0, options_.cutAbove * plan_.side});
-    const bool drawn = DrawLines(subject, frame, plan_.side, *canvas_);
+    const bool drawn = DrawLines(subject, frame, plan_.side, *canvas_, renderer_);
     canvas_->EndFrame();
     return drawn;
   }
@@ -99,7 +99,7 @@ class PixelSheet : public PictureSheet {
 
  protected:
   bool Draw(PictureSubject& subject, CanvasPoint corner) override {
-    const auto frame = DrawPixels(subject, options_);
+    const auto frame = DrawPixels(subject, options_, renderer_);
     if (!frame) return false;
     const int left = static_cast<int>(corner.x), top = static_cast<int>(corner.y);
     const int width = std::min(frame->width, image_.width - left);
@@ -166,7 +166,16 @@ SheetPlan PlanOf(const PictureOptions& options, const std::string& format, size_
 struct Frame {
   ViewState view;
   std::string words;
+  // Both eyes are to see a label at one place: those of the frame before stay with their atoms.
+  bool leads = false;
+  bool follows = false;
 };
+
+void Show(const Frame& frame, PictureSubject& subject) {
+  subject.view = frame.view;
+  subject.look.steadyLabels = frame.leads;
+  subject.look.carriedLabels = frame.follows;
+}
 
 std::vector<Frame> FramesOf(const PictureSubject& subject, PictureFrames kind) {
   std::vector<Frame> frames;
@@ -174,6 +183,8 @@ std::vector<Frame> FramesOf(const PictureSubject& subject, PictureFrames kind) {
     for (const double angle : {kHalfStereo, -kHalfStereo}) {
       frames.push_back({subject.view, ""});
       frames.back().view.rotateView(angle, {0, 1, 0}, true);
+      frames.back().leads = frames.size() == 1;
+      frames.back().follows = frames.size() > 1;
     }
     return frames;
   }
@@ -193,12 +204,14 @@ std::vector<Frame> FramesOf(const PictureSubject& subject, PictureFrames kind) {
 }
 
 // The rows in which any of the frames has something. False after a message.
-bool FindCommonContent(PictureSubject& subject, const std::vector<Frame>& frames, bool lines, PictureOptions& options) {
+bool FindCommonContent(PictureSubject& subject, const std::vector<Frame>& frames, bool lines, double side,
+                       PictureOptions& options) {
+  InteractiveRenderer renderer;
   double first = 1.0, last = 0.0;
   for (const Frame& frame : frames) {
     PictureOptions own = options;
-    subject.view = frame.view;
-    if (!FindContent(subject, lines, own)) return false;
+    Show(frame, subject);
+    if (!FindContent(subject, lines, side, own, renderer)) return false;
     first = std::min(first, own.cutAbove);
     last = std::max(last, own.cutAbove + own.kept);
   }
@@ -317,7 +330,8 @@ PictureBytes DrawFrames(PictureSubject& subject, const PictureOptions& options, 
   PictureOptions ofSide = frame;
   ofSide.size = std::max(kSmallestPicture, static_cast<int>(options.size * plan.side / plan.width));
   ofSide.resolution = lines ? options.resolution : 72.0 / PointsPerPixel(options);
-  bool good = !options.trim || FindCommonContent(subject, frames, lines, ofSide);
+  subject.look.labelPoints = plan.type;
+  bool good = !options.trim || FindCommonContent(subject, frames, lines, plan.side, ofSide);
   frame.cutAbove = ofSide.cutAbove;
   frame.kept = ofSide.kept;
   plan.frameHeight = lines ? frame.kept * plan.side : frame.Rows(static_cast<int>(plan.side));
@@ -326,7 +340,7 @@ PictureBytes DrawFrames(PictureSubject& subject, const PictureOptions& options, 
   plan.height = std::max(plan.frameHeight + plan.words, 1.0);
   auto sheet = good ? MakeSheet(frame, plan, format, subject.title) : nullptr;
   for (size_t i = 0; good && i < frames.size(); ++i) {
-    subject.view = frames[i].view;
+    Show(frames[i], subject);
     good = sheet->Add(subject, frames[i].words, "");
   }
   subject.view = before;

@@ -18,7 +18,7 @@ struct SheetPlan {
   double columnGap = 0.0;
   double side = 0.0;
   double frameHeight = 0.0;
-  double type = 8.0;   // points, of words and labels
+  double type = 7.0;   // points, of words and labels
   double words = 0.0;  // height of what stands below each frame
   bool paged = false;
 };
@@ -53,6 +53,7 @@ class PictureSheet {
   virtual Canvas& Words() = 0;
 
   PictureOptions options_;  // of a frame
+  InteractiveRenderer renderer_;
   SheetPlan plan_;
   bool light_;
 

@@ -170,8 +170,9 @@ TEST_F(PictureTest, TheArgumentHasFieldsAndAFileName) {
   usual.resolution = 300.0;
   const auto request = ParsePictureRequest("  size=1200 background=white  a file=1.png ", usual, wrong);
   ASSERT_TRUE(request) << wrong;
-  EXPECT_EQ(PictureArgument(*request),
-            "size=1200 resolution=300 background=white trim=off frames=one renderer=interactive a file=1.png");
+  EXPECT_EQ(
+      PictureArgument(*request),
+      "journal=none size=1200 resolution=300 background=white trim=off frames=one renderer=interactive a file=1.png");
   for (const char* bad : {"", "size=10", "size=15 a.png", "size=1e9 a.png", "size=600.5 a.png", "size=x a.png",
                           "resolution=-1 a.png", "background=red a.png", "renderer=x a.png"}) {
     EXPECT_FALSE(ParsePictureRequest(bad, {}, wrong)) << bad;

@@ -1,10 +1,13 @@
+#include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <map>
 #include <zlib.h>
 
 #include "base/files.h"
+#include "draw/surface/lit_picture.h"
 #include "files/res/reader.h"
+#include "picture/picture_drawing.h"
 #include "picture/picture_formats.h"
 #include "picture/tiff_writer.h"
 
@@ -38,12 +41,15 @@ struct Figure : testing::Test {
     look.look = Look::Paper;
     for (const AtomRecord* atom : Atoms(document.atoms)) centre = centre + atom->position * (1.0 / 3.0);
   }
-  PictureBytes Drawn(const std::string& format, const PictureOptions& options) {
+  PictureSubject Subject() {
     ViewState view;
     view.viewCentre = centre;
     view.viewRadius = 2.5;
-    PictureSubject subject{document, view, look,     "flat", [this]() -> const OpenGlSettings& { return openGl; },
-                           messages, {},   swingFrom};
+    return {document, view, look,     "flat", [this]() -> const OpenGlSettings& { return openGl; },
+            messages, {},   swingFrom};
+  }
+  PictureBytes Drawn(const std::string& format, const PictureOptions& options) {
+    PictureSubject subject = Subject();
     return DrawPicture(subject, options, format);
   }
 
@@ -139,6 +145,48 @@ TEST_F(Figure, OfAStereoPairTheLeftEyeSeesWhatIsNearFurtherToTheRight) {
   for (const char* format : {"png", "jpg", "pdf", "eps", "tif"}) EXPECT_TRUE(Drawn(format, options)) << format;
   options.size = 40;
   EXPECT_FALSE(Drawn("png", options)) << "frames of 12 pixels";
+}
+
+TEST_F(Figure, AStereoPairHasALabelAtOnePlaceForBothEyes) {
+  look.mode = kBallAndStick;
+  PictureOptions options;
+  options.size = 500;
+  options.frames = PictureFrames::Stereo;
+  const std::string svg = *Drawn("svg", options);
+  // The molecule lies in the plane of the picture, so that its atoms are at one place in both frames.
+  for (const char* name : {"\">C1<", "\">C2<", "\">O1<"}) {
+    const size_t left = svg.find(name), right = svg.find(name, left + 1);
+    ASSERT_NE(right, std::string::npos);
+    for (const char* coordinate : {" x=\"", " y=\""})
+      EXPECT_NEAR(NumberBehind(svg, coordinate, svg.rfind("<text", left)),
+                  NumberBehind(svg, coordinate, svg.rfind("<text", right)), 0.1)
+          << name;
+  }
+}
+
+TEST_F(Figure, WhatIsTrimmedIsEmptyAndTypeAndLinesArePrintable) {
+  for (const int mode : {int{kWireFrame}, int{kBallAndStick}, int{kThermalEllipsoid}, kLitRendition}) {
+    look.mode = mode;
+    for (const int dots : {100, 600}) {
+      PictureOptions options;
+      ApplyJournal(*JournalPresetNamed("single-column"), dots, options);
+      PictureSubject subject = Subject();
+      EXPECT_EQ(LabelPoints(subject, options), 7.0);
+      EXPECT_EQ(PixelOptions(subject, options).thinLine, dots == 100 ? 1.0 : 4.0);
+      EXPECT_EQ(LineOptions(subject, options).thinLine, 0.5);
+      PictureOptions whole = options;
+      InteractiveRenderer renderer;
+      ASSERT_TRUE(FindContent(subject, false, options.size, options, renderer));
+      EXPECT_LT(options.kept, 0.7);
+      const Image image = *DrawPixels(subject, whole);
+      const int first = options.FirstRow(options.size), end = first + options.Rows(options.size);
+      for (int y = 0; y < image.height; ++y) {
+        const auto row = image.pixels.begin() + std::ptrdiff_t{y} * image.width;
+        const bool empty = std::all_of(row, row + image.width, [&](uint32_t p) { return p == image.pixels[0]; });
+        EXPECT_TRUE(empty || (y >= first && y < end)) << mode << " " << dots << " row " << y;
+      }
+    }
+  }
 }
 
 TEST_F(Figure, BlackAndWhiteHasNothingBetween) {

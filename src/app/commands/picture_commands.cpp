@@ -14,7 +14,7 @@ constexpr FieldRange kPictureFields[] = {{"size", "Pixels a side", kSmallestPict
                                          {"resolution", "Dots per inch", 0, kLargestResolution},
                                          WordField("background", "Background", "usual|black|white|transparent"),
                                          WordField("renderer", "Renderer", "interactive|opengl"),
-                                         WordField("journal", "Column", "single-column|double-column"),
+                                         WordField("journal", "Column", "none|single-column|double-column"),
                                          WordField("trim", "No empty rows", "on|off"),
                                          WordField("frames", "Side by side", "one|stereo|axes|turn")};
 

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "draw/canvas/colours.h"
+#include "draw/renderer/interactive_renderer.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -48,5 +51,9 @@ inline CellColours CellColoursOn(bool light) {
 
 // Lines of one pixel are two in pictures of twice this side, and so on.
 inline constexpr double kSidePerUnit = 1000.0;
+// Device units.
+inline double ThinLineOf(const RenderOptions& options, double side) {
+  return options.thinLine > 0.0 ? options.thinLine : std::max(1.0, std::floor(side / kSidePerUnit));
+}
 
 }  // namespace marvik

@@ -196,7 +196,7 @@ void RenderFrame::SetUpMap() {
                  v.fullHeight - 1 - (v.viewportOffsetY + v.viewportHeight * 0.5) + v.deviceOriginY + v.panY};
   map_.ball = side / radius;
   map_.pen = side / radius * 0.5;
-  map_.unit = std::max(1.0, std::floor(side / kSidePerUnit));
+  map_.unit = ThinLineOf(*options_, side);
   map_.whole = !options_->exact;
   map_.low = {static_cast<double>(v.deviceOriginX), static_cast<double>(v.deviceOriginY)};
   map_.high = {map_.low.x + v.fullWidth, map_.low.y + v.fullHeight};

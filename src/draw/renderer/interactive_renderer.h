@@ -66,6 +66,7 @@ struct RenderOptions {
   bool exact = false;            // vector figures: positions and sizes are not cut to whole pixels
   bool cutOctant = false;        // ellipsoids show their inside in the octant toward the viewer
   FigureChoices figure;
+  double thinLine = 0.0;     // device units; 0: by the side of the picture
   double probability = 0.5;  // of thermal ellipsoids
   bool clear = true;         // off: what is there stays behind the picture
   bool layout = false;       // Layout() is going to be asked

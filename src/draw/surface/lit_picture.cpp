@@ -181,14 +181,14 @@ class Builder {
     for (const DrawnContact& contact : *options_.contacts) {
       if (!IsFinite(contact.from->position) || !IsFinite(contact.to->position)) continue;
       const Rgb colour = ContactColour(contact.line, colours_.light);
-      const double radius = kContactPen * std::max(1.0, view_.drawingSize / kSidePerUnit);
+      const double radius = kContactPen * ThinLineOf(options_, view_.drawingSize);
       AddStick({At(*contact.from), At(*contact.to), radius, colour, colour}, kDashed);
     }
   }
 
   void AddCell() {
     const CellColours colours = CellColoursOn(colours_.light);
-    const double radius = kCellEdge * std::max(1.0, view_.drawingSize / kSidePerUnit);
+    const double radius = kCellEdge * ThinLineOf(options_, view_.drawingSize);
     for (const CellEdge& edge : kCellEdges) {
       const Cartesian a = document_.matrix * kCellCorners[edge.from].at;
       const Cartesian b = document_.matrix * kCellCorners[edge.to].at;
@@ -202,7 +202,7 @@ class Builder {
     std::array<Rgb, kNetTones> colours;
     for (size_t tone = 0; tone < kNetTones; ++tone)
       colours[tone] = ColourOf(static_cast<NetTone>(tone), colours_.light, options_.safeColours);
-    scene_.lineWidth = std::max(1.0, view_.drawingSize / kSidePerUnit);
+    scene_.lineWidth = ThinLineOf(options_, view_.drawingSize);
     scene_.lines.reserve(options_.net->lines.size());
     for (const NetLine& line : options_.net->lines)
       scene_.lines.push_back({At(line.a), At(line.b), colours[static_cast<size_t>(line.tone)]});

@@ -42,6 +42,7 @@ class PictureDialog : public QDialog {
   QComboBox* background_;
   QComboBox* renderer_;
   QComboBox* frames_;
+  QComboBox* journal_;
   QCheckBox* trim_;
   QLabel* extent_;
 };
@@ -88,13 +89,15 @@ PictureDialog::PictureDialog(QWidget* parent, const PictureRequest& initial) : Q
   renderer_->addItems({tr("As in the window"), tr("Lit and smooth (OpenGL)")});
   renderer_->setCurrentIndex(initial.options.openGl ? 1 : 0);
   connect(file_, &QLineEdit::textChanged, this, &PictureDialog::ShowRenderer);
-  auto* journal = new QComboBox;
-  journal->setObjectName(QStringLiteral("journal"));
-  journal->addItem(tr("As below"));
+  journal_ = new QComboBox;
+  journal_->setObjectName(QStringLiteral("journal"));
+  journal_->addItem(tr("None"));
   for (const JournalPreset& preset : kJournalPresets)
-    journal->addItem(
+    journal_->addItem(
         tr("%1, %2 mm at %3 dots per inch").arg(ToText(preset.name)).arg(preset.width).arg(preset.resolution));
-  connect(journal, &QComboBox::activated, this, &PictureDialog::TakeJournal);
+  if (initial.options.journal)
+    journal_->setCurrentIndex(1 + static_cast<int>(initial.options.journal - kJournalPresets));
+  connect(journal_, &QComboBox::activated, this, &PictureDialog::TakeJournal);
   frames_ = new QComboBox;
   frames_->setObjectName(QStringLiteral("frames"));
   frames_->addItems({tr("One picture"), tr("Stereo pair"), tr("Along a, b and c"), tr("A turn, animated PNG")});
@@ -111,7 +114,7 @@ PictureDialog::PictureDialog(QWidget* parent, const PictureRequest& initial) : Q
   line->addWidget(browse);
   auto* form = new QFormLayout;
   form->addRow(tr("&File:"), line);
-  form->addRow(tr("&Journal:"), journal);
+  form->addRow(tr("&Journal:"), journal_);
   form->addRow(tr("&Height and width:"), size_);
   form->addRow(tr("&Resolution:"), resolution_);
   form->addRow(QString(), extent_);
@@ -190,6 +193,7 @@ PictureRequest PictureDialog::Entered() const {
   request.options.background = static_cast<PictureBackground>(background_->currentIndex());
   request.options.frames = static_cast<PictureFrames>(frames_->currentIndex());
   request.options.trim = trim_->isChecked();
+  if (const int preset = journal_->currentIndex()) request.options.journal = &kJournalPresets[preset - 1];
   return request;
 }
 
