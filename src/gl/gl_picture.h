@@ -35,6 +35,9 @@ struct GlPictureOptions {
   std::shared_ptr<const FigureMarks> marks{};
   bool paleMates = false;  // these as in FigureChoices
   bool taperedBonds = false;
+  Look look = Look::Classic;  // which says how large hydrogens and peaks are
+  LabelForm labelForm = LabelForm::Plain;
+  double thinLine = 0.0;     // pixels; 0: by the size
   double probability = 0.5;  // of thermal ellipsoids
   int labelPointSize = 8;    // see properPointSize
   bool transparent = false;  // nothing behind the model: pixels carry their cover in the top byte

@@ -137,6 +137,7 @@ class SceneBuilder {
   Rgb ink_ = kBlack;  // of labels and edges
   double highestPeak_ = 0.0;
   std::vector<AtomRecord*> drawn_;
+  std::vector<double> radii_;  // of those whose look is not that of the element; 0 else
 };
 
 void SceneBuilder::SetUpColours() {
@@ -150,7 +151,8 @@ void SceneBuilder::SetUpColours() {
   const Rgb b = scene_.background;
   // Black on black would be no label at all.
   if (0.299 * b.r + 0.587 * b.g + 0.114 * b.b < 60.0) ink_ = kWhite;
-  scene_.unit = 2.0 / size_ * std::max(1.0, std::floor(size_ / kSidePerUnit));
+  scene_.unit =
+      2.0 / size_ * (options_.thinLine > 0.0 ? options_.thinLine : std::max(1.0, std::floor(size_ / kSidePerUnit)));
 }
 
 void SceneBuilder::Project(LabelFont* font) {
@@ -160,6 +162,8 @@ void SceneBuilder::Project(LabelFont* font) {
   options.hydrogenLabels = options_.hydrogenLabels;
   options.hybridLabelColoration = options_.hybridLabelColoration && options_.colour;
   options.showCell = options_.showCell && font;
+  options.look = options_.look;
+  options.labelForm = options_.labelForm;
   options.probability = options_.probability;
   options.net = options_.net;
   options.contacts = options_.contacts;
@@ -186,6 +190,8 @@ void SceneBuilder::Project(LabelFont* font) {
   for (AtomRecord* atom = document_.atoms.head; atom; atom = atom->next) {
     if (atom->scratch < 0) continue;
     drawn_.push_back(atom);
+    const auto body = options_.look == Look::Classic ? std::nullopt : renderer.BodyOf(*atom);
+    radii_.push_back(body ? std::hypot(body->p.x, body->p.y) * 2.0 / size_ : 0.0);
     if (atom->IsPeak() && std::isfinite(atom->peakHeight))
       highestPeak_ = std::max(highestPeak_, std::abs(atom->peakHeight));
   }
@@ -241,7 +247,9 @@ bool SceneBuilder::SetAxes(const AtomRecord& record, GlAtom& atom) const {
 void SceneBuilder::AddAtoms() {
   for (AtomRecord*& record : drawn_) {
     record->scratch = static_cast<int32_t>(&record - drawn_.data());
-    scene_.atoms.push_back(AtomOf(*record));
+    GlAtom& atom = scene_.atoms.emplace_back(AtomOf(*record));
+    const double radius = radii_[static_cast<size_t>(record->scratch)];
+    if (radius > 0.0 && (atom.shape == GlShape::Ball || atom.shape == GlShape::Mark)) atom.radius = radius;
   }
 }
 
@@ -255,6 +263,8 @@ void SceneBuilder::AddBonds() {
     scene_.atoms[i].firstBond = static_cast<uint32_t>(scene_.bonds.size());
     for (const BondRecord* record = drawn_[i]->bonds; record; record = record->next) {
       if (record->partner->scratch < 0) continue;
+      // Of peaks they would be webs.
+      if (options_.look != Look::Classic && (drawn_[i]->IsPeak() || record->partner->IsPeak())) continue;
       const GlAtom& a = scene_.atoms[i];
       const GlAtom& b = scene_.atoms[static_cast<size_t>(record->partner->scratch)];
       GlBond bond{a.at,

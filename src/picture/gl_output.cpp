@@ -1,10 +1,16 @@
 #include "picture/gl_output.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "draw/surface/lit_picture.h"
+#include "picture/picture_drawing.h"
 
 namespace marvik {
+
+namespace {
+constexpr double kPointsPerGlPixel = 72.0 / 96.0;  // of its labels
+}
 
 GlPictureOptions GlOptionsOf(const PictureSubject& subject, const PictureOptions& picture) {
   GlPictureOptions options;
@@ -26,7 +32,16 @@ GlPictureOptions GlOptionsOf(const PictureSubject& subject, const PictureOptions
   if (picture.background == PictureBackground::White || options.transparent)
     options.settings.background = {1.0, 1.0, 1.0};
   if (picture.background == PictureBackground::Black) options.settings.background = {0.0, 0.0, 0.0};
+  options.look = subject.look.look;
+  options.labelForm = subject.look.labelForm;
   options.labelPointSize = properPointSize(options.settings.fontPath, picture.size);
+  if (picture.resolution > 0.0) {
+    // Where it is known how large it will be printed, type and lines are as large as in any other picture.
+    const RenderOptions others = PixelOptions(subject, picture);
+    options.thinLine = others.thinLine;
+    const double pixels = LabelPoints(subject, picture) / PointsPerPixel(picture);
+    options.labelPointSize = std::max(1, static_cast<int>(std::lround(pixels * kPointsPerGlPixel)));
+  }
   return options;
 }
 
