@@ -83,8 +83,8 @@ CommandPalette::CommandPalette(QWidget* parentWidget, const Workbench& bench, co
   list_->setFocusPolicy(Qt::NoFocus);
   const int letter = fontMetrics().averageCharWidth();
   list_->setMinimumSize(letter * kColumns, (fontMetrics().height() + 6) * kRows);
-  list_->setColumnWidth(0, letter * kColumns / 2);
-  list_->setColumnWidth(1, letter * kColumns / 4);
+  // The menu, or why the command cannot be run.
+  for (const int column : {0, 1}) list_->setColumnWidth(column, letter * kColumns * 2 / 5);
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(8, 8, 8, 8);
   layout->addWidget(line_);

@@ -13,6 +13,7 @@
 #include <QSet>
 #include <QSettings>
 #include <QTest>
+#include <QVBoxLayout>
 #include <filesystem>
 
 #include "ui/dialogs/dialog_fit.h"
@@ -356,6 +357,16 @@ TEST_F(EditDialogsTest, WhatIsLargerThanTheScreenScrolls) {
   editor.show();
   EXPECT_TRUE(editor.screen()->availableSize().width() >= editor.width() &&
               editor.screen()->availableSize().height() > editor.height());
+  // So are dialogs with a size of their own, and they come up within it.
+  QDialog wide;
+  wide.setLayout(new QVBoxLayout);
+  auto* shown = new QPlainTextEdit;
+  shown->setReadOnly(true);
+  shown->setAccessibleName(QStringLiteral("Text"));
+  wide.layout()->addWidget(shown);
+  wide.resize(4000, 200);
+  wide.show();
+  EXPECT_TRUE(wide.screen()->availableGeometry().contains(wide.geometry())) << wide.x() << " " << wide.width();
   // What fits stays as it is.
   RefinementControlDialog small(nullptr, settings);
   FitDialog(small, needed + QSize(9, 9));

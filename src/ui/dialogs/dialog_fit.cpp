@@ -16,6 +16,7 @@ namespace marvik {
 namespace {
 
 constexpr int kTitleBar = 40;  // nominal pixels
+constexpr int kBorders = 8;    // left and right
 constexpr int kEdge = 8;       // around the buttons
 constexpr char kFitted[] = "fittedSize";
 
@@ -74,15 +75,17 @@ bool DialogFit::eventFilter(QObject* watched, QEvent* event) {
   if (!window || !window->isWindow()) return false;
   auto* dialog = qobject_cast<QDialog*>(watched);
   if (event->type() == QEvent::Polish && !dialog && window->windowType() == Qt::Window && window->screen())
-    window->resize(window->size().boundedTo(window->screen()->availableSize() - QSize(0, kTitleBar)));
+    window->resize(window->size().boundedTo(window->screen()->availableSize() - QSize(kBorders, kTitleBar)));
   if (!dialog || !dialog->screen()) return false;
   const QRect all = dialog->screen()->availableGeometry();
   if (event->type() == QEvent::Polish) {
     FreeLetters(*dialog);
     GiveTips(*dialog);
     const bool before = dialog->testAttribute(Qt::WA_Resized);
-    FitDialog(*dialog, all.size() - QSize(0, kTitleBar));
-    if (!before && dialog->testAttribute(Qt::WA_Resized)) dialog->setProperty(kFitted, dialog->size());
+    const QSize size = dialog->size();
+    FitDialog(*dialog, all.size() - QSize(kBorders, kTitleBar));
+    if (dialog->testAttribute(Qt::WA_Resized) && (!before || dialog->size() != size))
+      dialog->setProperty(kFitted, dialog->size());
   } else if (const QSize size = dialog->property(kFitted).toSize(); size.isValid()) {
     dialog->setProperty(kFitted, QVariant());
     dialog->resize(size);

@@ -52,7 +52,7 @@ void DrawCurve(QPainter& painter, const QRectF& box, const std::vector<std::pair
 }  // namespace
 
 ProgressPlots::ProgressPlots(QWidget* parentWidget) : QWidget(parentWidget) {
-  setMinimumSize(sizeHint() / 2);
+  setMinimumSize(sizeHint().width() / 4, sizeHint().height() / 2);
 }
 
 QSize ProgressPlots::sizeHint() const {
