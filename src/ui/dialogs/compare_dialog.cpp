@@ -74,6 +74,7 @@ std::optional<std::string> AskComparison(QWidget* parentWidget, const Workbench&
 std::optional<std::string> AskSwing(QWidget* parentWidget, const Workbench& bench, const QString& folder) {
   QDialog dialog(parentWidget);
   dialog.setWindowTitle(QObject::tr("Save Swing"));
+  dialog.setObjectName(QStringLiteral("compare"));
   QComboBox* before = MakeList(bench, "disk");
   before->removeItem(before->findData(QStringLiteral("current")));
   auto* note =
