@@ -56,7 +56,7 @@ std::optional<double> UncertaintyOf(std::string_view word) {
   double digits = 0.0;
   const std::string_view rest = word.substr(open + 1);
   const size_t used = ParseNumber(rest, digits);
-  if (used == 0 || rest.substr(used) != ")") return {};
+  if (used == 0 || rest.substr(used) != ")" || !(digits >= 0.0) || std::isinf(digits)) return {};
   return digits * std::pow(10.0, -static_cast<double>(number.size() - 1 - number.find('.')));
 }
 

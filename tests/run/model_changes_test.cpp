@@ -33,7 +33,8 @@ TEST(ModelChanges, ListWhatMovedCameAndWent) {
   test::AddAtom(after, "Q1", {0.98, 0.2, 0.3})->peakHeight = 0.75;
   test::AddAtom(after, "Q2", {0.5, 0.8, 0.8});
   const Uncertainties uncertainties = FindUncertainties(
-      "loop\nC1 C 0.1000(2) 0.20050(10) 0.3 0.05\n N1_2 0.2 0.2000(4) 0.3020(5)\nC1 0.1(1) 0.1 0.1\n"
+      "loop\nN1_2 0.2 0.2000(-4) 0.3020(5)\nC1 C 0.1000(2) 0.20050(10) 0.3 0.05\n N1_2 0.2 0.2000(4) 0.3020(5)\nC1 "
+      "0.1(1) 0.1 0.1\n"
       "C1 C2 1.540(3)\nX9 0.1(1) 0.2(1) 0.3(1)\n",
       after);
   EXPECT_EQ(uncertainties.size(), 2u);
