@@ -187,9 +187,12 @@ TEST(Completion, ATwinIsSolvedAndItsLawFound) {
   const Completion completion = Complete(problem, solution.candidates[0], nullptr);
   ASSERT_FALSE(completion.steps.empty());
   EXPECT_LT(completion.steps.back().r1, 0.03);
-  const size_t at = completion.steps.back().text.find("\nBASF ");
-  ASSERT_NE(at, std::string::npos);
-  EXPECT_NEAR(std::atof(completion.steps.back().text.c_str() + at + 6), 0.2, 0.02);
+  const std::string& text = completion.steps.back().text;
+  const size_t line = text.find("\nBASF ");
+  ASSERT_NE(line, std::string::npos);
+  double share = 0.0;
+  ParseNumber(std::string_view(text).substr(text.find_first_not_of(' ', line + 6)), share);
+  EXPECT_NEAR(share, 0.2, 0.02);
 }
 
 TEST(Solution, FriedelOppositesDecideTheHand) {
