@@ -86,11 +86,15 @@ bool DialogFit::eventFilter(QObject* watched, QEvent* event) {
     FitDialog(*dialog, all.size() - QSize(kBorders, kTitleBar));
     if (dialog->testAttribute(Qt::WA_Resized) && (!before || dialog->size() != size))
       dialog->setProperty(kFitted, dialog->size());
-  } else if (const QSize size = dialog->property(kFitted).toSize(); size.isValid()) {
-    dialog->setProperty(kFitted, QVariant());
-    dialog->resize(size);
-    dialog->move(all.topLeft() + QPoint(all.width() - size.width(), all.height() - size.height()) / 2);
+    return false;
   }
+  // What a constructor asked for after it had been polished is bounded here.
+  const QSize fitted = dialog->property(kFitted).toSize();
+  const QSize size = fitted.isValid() ? fitted : dialog->size().boundedTo(all.size() - QSize(kBorders, kTitleBar));
+  if (!fitted.isValid() && size == dialog->size()) return false;
+  dialog->setProperty(kFitted, QVariant());
+  dialog->resize(size);
+  dialog->move(all.topLeft() + QPoint(all.width() - size.width(), all.height() - size.height()) / 2);
   return false;
 }
 
