@@ -221,8 +221,8 @@ class Splitter {
   }
   void Share(AtomRecord& atom, double among) const {
     atom.part = static_cast<int16_t>(-part_);
-    const int variable = SplitCodedValue(atom.occupancy).variable;
-    atom.occupancy = 10.0 * variable + (std::fabs(atom.occupancy) - 10.0 * variable) / among;
+    const double code = 10.0 * SplitCodedValue(atom.occupancy).variable;
+    atom.occupancy = std::copysign(code + (std::fabs(atom.occupancy) - code) / among, atom.occupancy);
     atom.codedValues[kCodedOccupancy] = 0.0;
   }
 

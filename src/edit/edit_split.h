@@ -43,12 +43,10 @@ std::optional<SplitRequest> ParseSplit(const Document& document, const EditArgum
 // Splits atoms; the first part keeps the records and the names. Hydrogens that ride on them or are bonded to them alone
 // follow, as do BIND and FREE pairs and HFIX lines. The parts get PART numbers and occupancies by a free variable, 21.0
 // and -21.0, or three of them whose sum a SUMP holds at 1. Restraints make the distances from each part to its
-// neighbours alike (SADI, or SAME for those within the parts) and their displacements similar (SIMU, RIGU, EADP).
-// By
+// neighbours alike (SADI, or SAME for those within the parts) and their displacements similar (SIMU, RIGU, EADP). By
 // symmetry there are no other parts and no free variable: occupancies are shared among the images. Peaks that parts
-// stand on are killed. Positions are right afterwards, bonds are not made. A sentence, with nothing
-// changed, for atoms that cannot be split: riding, in a rigid group, split already, images, and those that would leave
-// a special position.
+// stand on are killed. Positions are right afterwards, bonds are not made. A sentence, with nothing changed, for atoms
+// that cannot be split: riding, in a rigid group, split already, images, and those that would leave a special position.
 std::string SplitAtoms(Document& document, const std::vector<AtomRecord*>& chosen, const SplitRequest& request,
                        UserMessages& messages);
 

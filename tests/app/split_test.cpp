@@ -61,6 +61,9 @@ TEST_F(Split, SymmetryMakesTheOtherPart) {
   EXPECT_FALSE(Atom("C5A"));
   RunCommand(bench, kUndoCommand);
   EXPECT_EQ(Saved(), before);
+  Atom("H2A")->occupancy = -21.0;
+  ASSERT_EQ(Run("split", "C2 C5 way=symmetry"), Outcome::Changed);
+  EXPECT_EQ(Atom("H2A")->occupancy, -20.5) << "half of what one less the free variable is";
 }
 
 TEST_F(Split, AnAtomGoesAlongItsAxisWithItsHydrogensAndOnlyItsLinesChange) {
