@@ -37,11 +37,13 @@ void Deselect(Workbench& bench) {
 // Hydrogens go with what they ride on: alone they would ride on the atom before it in the file.
 Outcome Kill(Workbench& bench, std::vector<AtomRecord*> atoms) {
   if (atoms.empty()) return Outcome::Done;
+  const size_t named = atoms.size();
   const std::unordered_set<const AtomRecord*> chosen(atoms.begin(), atoms.end());
   for (AtomRecord* atom : Atoms(bench.document.atoms))
     if (atom->IsRiding() && chosen.contains(atom->parent) && !chosen.contains(atom)) atoms.push_back(atom);
-  const size_t riders = atoms.size() - chosen.size();
-  if (riders > 0 && bench.hooks.tell) bench.hooks.tell(Printf("%zu riding hydrogens went with it.", riders));
+  const size_t riders = atoms.size() - named;
+  if (riders > 0 && bench.hooks.tell)
+    bench.hooks.tell(Printf("%zu riding hydrogen%s went along.", riders, riders == 1 ? "" : "s"));
   std::set<std::string> names;
   for (const AtomRecord* atom : atoms) {
     if (!IsGrownAtom(*atom)) names.insert(QualifiedName(bench.document, *atom));

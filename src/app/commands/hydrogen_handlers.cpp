@@ -41,9 +41,7 @@ void Put(Document& document, const HydrogenTurn& turn, const std::vector<Fractio
   for (size_t i = 0; i < turn.hydrogens.size(); ++i) {
     AtomRecord* hydrogen = document.atoms.FindSerial(turn.hydrogens[i]);
     hydrogen->fract = places[i];
-    for (size_t k = 0; k < 3; ++k) {
-      if (hydrogen->codedValues[k] != 0.0) hydrogen->codedValues[k] = 0.0;
-    }
+    std::fill_n(hydrogen->codedValues.begin(), 3, 0.0);
   }
   document.RecomputePositions();
 }
