@@ -56,7 +56,7 @@ std::shared_ptr<const std::vector<DrawnContact>> Workbench::Contacts() const {
   const auto marks = Marks();
   const bool measured = marks && !marks->measures.empty();
   if (!figure.hydrogenBonds && !figure.shortContacts && !measured) return nullptr;
-  const size_t key = KeyOfShown();
+  const size_t key = marks ? marks_.key : KeyOfShown();
   if (contacts_.value && key == contacts_.key) return contacts_.value;
   std::vector<DrawnContact> contacts;
   if (figure.hydrogenBonds || figure.shortContacts)
