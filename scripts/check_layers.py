@@ -16,7 +16,7 @@ DIRECT = {
     "base": "", "crystal": "base", "model": "crystal", "language": "model", "files": "language", "chem": "language",
     "edit": "chem files", "refine": "chem files", "phase": "refine run", "check": "refine", "run": "files", "draw": "chem",
     "gl": "draw", "picture": "draw gl", "report": "chem", "publish": "check", "app": "edit run picture report publish", "ui": "app",
-    "programs": "ui app phase", "bench": "app phase", "fuzz": "app refine phase", "support": "model",
+    "programs": "ui app phase", "python": "app phase", "bench": "app phase", "fuzz": "app refine phase", "support": "model",
 }
 # Facts that stand in one folder: a type or function of such a name is defined nowhere else in src.
 HOME = {
@@ -71,7 +71,7 @@ def faults_of(path):
 
 
 def main():
-    files = sorted(p.relative_to(ROOT) for top in ("src", "programs", "tests", "bench", "fuzz")
+    files = sorted(p.relative_to(ROOT) for top in ("src", "programs", "python", "tests", "bench", "fuzz")
                    for p in (ROOT / top).rglob("*") if p.suffix in (".h", ".cpp"))
     faults = [fault for path in files for fault in faults_of(path)]
     print("\n".join(faults) if faults else f"{len(files)} files keep to the layers")
