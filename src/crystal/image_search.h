@@ -65,7 +65,6 @@ class ImageSearch {
   std::vector<Fractional> atoms_;
   std::vector<SymmetryOperator> operators_;
   OrthogonalisationMatrix matrix_;
-  std::array<double, 3> reciprocal_{};
   std::vector<Site> sites_;
   NeighbourGrid grid_;
   size_t siteOrder_ = 1;  // the most images that one atom has in one place

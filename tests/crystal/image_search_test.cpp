@@ -75,6 +75,31 @@ TEST(ImageSearch, ReachesFartherThanTheCell) {
   }
 }
 
+// One lattice in a cell whose angle is nearly none and in one of a right angle.
+TEST(ImageSearch, AnObliqueCellHasTheImagesOfAnUprightOne) {
+  const double gamma = 0.3, shear = 2.0 * 40.0 * std::sin(gamma / 2.0 * kRadiansPerDegree);
+  const CellParameters oblique{40, 40, 40, 90, 90, gamma}, upright{40, shear, 40, 90, 90, 90 + gamma / 2};
+  const std::vector<Fractional> origin{{0, 0, 0}};
+  std::vector<AtomImage> found, expected;
+  for (const double radius : {0.1, 3.0, 70.0}) {
+    EXPECT_TRUE(ImageSearch(origin, SymmetryList(), oblique, 1e4).FindNear(origin[0], radius, found));
+    EXPECT_TRUE(ImageSearch(origin, SymmetryList(), upright, 1e2).FindNear(origin[0], radius, expected));
+    EXPECT_EQ(found.size(), expected.size()) << radius;
+    EXPECT_GE(found.size(), 2 * size_t(radius / shear) + 1) << radius;
+    EXPECT_EQ(found.empty() ? 0.0 : found.front().distance, found.back().distance) << "a lattice has a centre";
+  }
+}
+
+// Thousands of images within reach: the answer is no before they are all enumerated.
+TEST(ImageSearch, StopsAtTheMostThatIsAskedFor) {
+  const std::vector<Fractional> origin{{0, 0, 0}};
+  const CellParameters oblique{0.2, 0.2, 0.2, 60.1, 60, 119.9};
+  std::vector<AtomImage> found;
+  const ImageSearch search(origin, SymmetryList(), oblique, 1e4);
+  EXPECT_FALSE(search.FindNear(origin[0], 80.0, found, 1000));
+  EXPECT_TRUE(found.empty());
+}
+
 TEST(ImageSearch, NonsenseCoordinatesAreNotFound) {
   Crystal c = MakeCrystal({10, 10, 10, 90, 90, 90}, 1, {}, 2, 5);
   c.atoms.push_back({std::numeric_limits<double>::quiet_NaN(), 0, 0});

@@ -91,18 +91,18 @@ NeighbourTable ImagesWithin(const Structure& structure, double reach) {
     std::stable_sort(list.begin(), list.end(),
                      [](const Neighbour& x, const Neighbour& y) { return x.distance < y.distance; });
     // On a special position several operations give the same image; the identity names it best.
+    constexpr int kTaken = -1;
     for (size_t i = 0; i < list.size(); ++i) {
-      const auto far = std::find_if(list.begin() + static_cast<std::ptrdiff_t>(i) + 1, list.end(),
-                                    [&](const auto& n) { return n.distance - list[i].distance > 1e-3; });
-      for (auto j = static_cast<size_t>(far - list.begin()); j-- > i + 1;) {
+      if (list[i].site == kTaken) continue;
+      const Fractional place = ImagePosition(structure, list[i]);
+      for (size_t j = i + 1; j < list.size() && list[j].distance - list[i].distance <= 1e-3; ++j) {
         if (list[j].site != list[i].site) continue;
-        const double gap =
-            structure.metric.DistanceSquared(ImagePosition(structure, list[i]), ImagePosition(structure, list[j]));
-        if (gap >= 1e-3) continue;
-        if (list[j].IsIdentity()) list[i] = list[j];
-        list.erase(list.begin() + static_cast<std::ptrdiff_t>(j));
+        if (structure.metric.DistanceSquared(place, ImagePosition(structure, list[j])) >= 1e-3) continue;
+        if (list[j].IsIdentity()) std::swap(list[i], list[j]);
+        list[j].site = kTaken;
       }
     }
+    std::erase_if(list, [](const Neighbour& n) { return n.site == kTaken; });
   }
   return table;
 }
