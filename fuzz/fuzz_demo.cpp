@@ -43,28 +43,31 @@ class CountingTarget : public DemoTarget {
   std::set<int> held_;
 };
 
-// A folder of its own, since scripts change folders and play files.
-const std::string& Folder() {
-  static const std::string folder = [] {
+// A folder of its own, since scripts change folders and play files; gone at the end.
+struct Folder {
+  Folder() {
     char name[] = "/tmp/marvik-fuzz-demo-XXXXXX";
     if (!mkdtemp(name)) std::abort();
-    std::atexit([] { std::filesystem::remove_all(Folder()); });
-    return std::string(name);
-  }();
-  return folder;
-}
+    path = name;
+  }
+  ~Folder() { std::filesystem::remove_all(path); }
+  std::filesystem::path path;
+};
 
 }  // namespace
 
 // Any text is a script: it ends, stops soon after it is told to, and leaves no key pressed.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
-  const std::string path = Folder() + "/script.dem";
-  std::filesystem::current_path(Folder());
+  static const Folder folder;
+  static const std::filesystem::path start = std::filesystem::current_path();  // the fuzzer's inputs are named from it
+  const std::string path = (folder.path / "script.dem").string();
+  std::filesystem::current_path(folder.path);
   std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
   std::atomic<uint8_t> running = 1;
   CountingTarget target(running);
   DemoThreadMain(running, target, path, DemoRepeat::Once);
+  std::filesystem::current_path(start);
   Require(target.Calls() < 10000, "went on after it was told to stop", text);
   Require(target.Held() == 0, "left a key pressed", text);
   return 0;
