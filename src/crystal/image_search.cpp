@@ -26,37 +26,6 @@ bool IsSamePlace(const Fractional& a, const Fractional& b) {
   return near(a.x - b.x) && near(a.y - b.y) && near(a.z - b.z);
 }
 
-// The whole numbers n with |start + n·step| <= reach, counted from low to high; at most kMostCopies on either side.
-struct Range {
-  Range(double start, double step, double reach) {
-    constexpr double kMostCopies = 1e3;
-    const double middle = std::clamp(-start / step, -kFarthestCell, kFarthestCell);
-    const double half = std::min(reach / step, kMostCopies) + 1e-9;
-    low = static_cast<int32_t>(std::ceil(middle - half));
-    high = static_cast<int32_t>(std::floor(middle + half));
-  }
-  int32_t low, high;
-};
-
-// Calls visit({x, y, z}) for the cells whose corner, seen from `from`, lies within `reach` Å of the origin, row by row,
-// until it says false. An axis at a time, as the matrix is triangular: an oblique cell costs no more than any other.
-template <class Visit>
-void ForEachLatticePoint(const OrthogonalisationMatrix& matrix, const Cartesian& from, double reach, Visit visit) {
-  const auto& m = matrix.m;
-  const auto left = [reach](double used) { return std::sqrt(std::max(reach * reach - used, 0.0)); };
-  const Range rangeX(from.x, m[0], reach);
-  for (int32_t x = rangeX.low; x <= rangeX.high; ++x) {
-    const double dx = from.x + m[0] * x, y0 = from.y + m[1] * x;
-    const Range rangeY(y0, m[2], left(dx * dx));
-    for (int32_t y = rangeY.low; y <= rangeY.high; ++y) {
-      const double dy = y0 + m[2] * y;
-      const Range rangeZ(-from.z + m[3] * x + m[4] * y, m[5], left(dx * dx + dy * dy));
-      for (int32_t z = rangeZ.low; z <= rangeZ.high; ++z)
-        if (!visit({x, y, z})) return;
-    }
-  }
-}
-
 Fractional Shifted(const Fractional& f, const std::array<int32_t, 3>& t) {
   return {f.x + t[0], f.y + t[1], f.z + t[2]};
 }
@@ -67,6 +36,7 @@ ImageSearch::ImageSearch(std::span<const Fractional> atoms, std::vector<Symmetry
                          const CellParameters& cell, double reach)
     : atoms_(atoms.begin(), atoms.end()), operators_(std::move(operators)) {
   BuildOrthogonalisation(cell, matrix_);
+  lattice_ = LatticePoints(matrix_);
   if (operators_.empty()) operators_.emplace_back();
   reach = std::isfinite(reach) ? std::max(reach, 0.0) : 0.0;
   std::array<double, 3> pad{};  // fractional
@@ -134,7 +104,7 @@ bool ImageSearch::FindNear(const Fractional& place, double radius, std::vector<A
     for (const Site& site : sites_) {
       if (found.size() > most) break;
       const Cartesian apart = matrix_ * Shifted(Image(site.atom, site.op), site.t) - matrix_ * inside;
-      ForEachLatticePoint(matrix_, apart, radius + 1e-6, [&](const std::array<int32_t, 3>& n) {
+      lattice_.ForEachWithin(apart, radius + 1e-6, [&](const std::array<int32_t, 3>& n) {
         Take(site, {home[0] + n[0], home[1] + n[1], home[2] + n[2]}, centre, radius, found);
         return found.size() <= most;
       });

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "crystal/crystal.h"
+#include "crystal/lattice_points.h"
 #include "crystal/neighbour_grid.h"
 
 namespace marvik {
@@ -65,6 +66,7 @@ class ImageSearch {
   std::vector<Fractional> atoms_;
   std::vector<SymmetryOperator> operators_;
   OrthogonalisationMatrix matrix_;
+  LatticePoints lattice_{matrix_};
   std::vector<Site> sites_;
   NeighbourGrid grid_;
   size_t siteOrder_ = 1;  // the most images that one atom has in one place

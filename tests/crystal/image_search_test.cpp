@@ -98,6 +98,14 @@ TEST(ImageSearch, StopsAtTheMostThatIsAskedFor) {
   const ImageSearch search(origin, SymmetryList(), oblique, 1e4);
   EXPECT_FALSE(search.FindNear(origin[0], 80.0, found, 1000));
   EXPECT_TRUE(found.empty());
+  // Along the edges of this cell thousands of millions of cells would be passed for nothing.
+  const Crystal flat = MakeCrystal({10, 10, 10, 0.01, 0.01, 0.01}, 4, {"SYMM -X, -Y, Z"}, 30, 7);
+  const ImageSearch thin(flat.atoms, flat.operators, flat.cell, 4.0);
+  for (const Fractional& place : flat.atoms) {
+    for (double radius = 4.0; radius > 0.005; radius *= 0.5) thin.FindNear(place, radius, found, 1000);
+    EXPECT_TRUE(thin.FindNear(place, 0.001, found, 1000));
+    EXPECT_GE(found.size(), 1u) << "the atom itself";
+  }
 }
 
 TEST(ImageSearch, NonsenseCoordinatesAreNotFound) {
