@@ -23,10 +23,13 @@ HOME = {
     "crystal": r"Metric|MakeMetric|\w*Symmetry?Operat(or|ion)s?|GroupOperat(or|ion)s?|ParseOperator|OperatorText|"
                r"SpaceGroup|MakeSpaceGroup|Site(Operations|Symmetry\w*)|FitsCell|CellVolume|Reciprocal(Edges|Cell)|"
                r"Orthogonal\w*|UeqWeights|SinTheta\w*|NeighbourGrid|ImageSearch|RotatedTensor",
+    "model": r"Is(Hydrogen|Deuterium)Row|IsRiding\w*|SplitCodedValue|Decoded(Value|Occupancy)|StandAs",
     "chem": r"TorsionAngle|HydrogenDistance|PartsMayBond|CellSigmas",
-    "language": r"ParseInstruction",
-    "files": r"CifReader|ParseCifNumber",
+    "language": r"ParseInstruction|TemperatureOf",
+    "files": r"CifReader|CifTokens|ParseCifNumber",
 }
+# Formulas of such facts, written out.
+FORMULA = {"model": re.compile(r"== k(Hydrogen|Deuterium)Row \|\| |< -0\.5 && .* > -5\.0")}
 DEFINITION = re.compile(r"(?:struct|class) (\w+)(?: final)?(?: :[^{]*)? \{|(?!return|using|else)[\w:<>,&* ]+[ *&](\w+)\([^;]*$")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 TOOLKIT = re.compile(r"Q[A-Z]\w*(/\w+)?$|Qt\w*/|moc_|ui_|.*\.moc$")
@@ -56,6 +59,9 @@ def faults_of(path):
         for home, names in HOME.items():
             if known and home != layer and re.fullmatch(names, known[1] or known[2]):
                 faults.append(f"{path}:{number}: {known[1] or known[2]} belongs to src/{home} alone")
+        for home, formula in FORMULA.items():
+            if path.parts[0] == "src" and home != layer and formula.search(line):
+                faults.append(f"{path}:{number}: this formula belongs to src/{home} alone")
         match = INCLUDE.match(line)
         if not match:
             continue

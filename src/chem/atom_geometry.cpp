@@ -5,6 +5,7 @@
 #include "base/numbers.h"
 #include "chem/hybridization.h"
 #include "chem/report_numbers.h"
+#include "model/coded_values.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -12,7 +13,7 @@ namespace {
 
 // Whether the isotropic value is a factor on the equivalent one of the atom before.
 bool IsTied(const AtomRecord& atom) {
-  return !atom.IsAnisotropic() && atom.u[0] < -0.5 && atom.u[0] > -5.0;
+  return !atom.IsAnisotropic() && IsRidingU(atom.u[0]);
 }
 
 }  // namespace

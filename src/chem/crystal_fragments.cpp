@@ -9,6 +9,7 @@
 
 #include "chem/connectivity.h"
 #include "chem/crowding.h"
+#include "model/coded_values.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -253,10 +254,7 @@ bool ImageMaker::AddAtom(uint32_t fileAtom, const ImageId& image, std::vector<At
   if (!atom) return false;
   atom->name = source.name;
   atom->element = source.element;
-  atom->part = source.part;
-  atom->partHasOccupancy = source.partHasOccupancy;
-  atom->partOccupancy = source.partOccupancy;
-  atom->occupancy = source.occupancy;
+  StandAs(*atom, source);
   atom->u = source.u;
   atom->uCount = source.uCount;
   if (source.IsAnisotropic() && !document_.symmetry.empty())
@@ -265,8 +263,6 @@ bool ImageMaker::AddAtom(uint32_t fileAtom, const ImageId& image, std::vector<At
   if (!source.IsAnisotropic()) atom->codedValues[kCodedU] = source.codedValues[kCodedU];
   atom->fract = fract;
   atom->position = place;
-  atom->residue = source.residue;
-  atom->mole = source.mole;
   atom->SetHybridization(source.Hybridization());
   atom->hydrogenCount = source.hydrogenCount;
   atom->charge = source.charge;

@@ -8,7 +8,9 @@
 #include "chem/connectivity.h"
 #include "chem/hfix.h"
 #include "chem/hybridization.h"
+#include "language/instruction.h"
 #include "language/tokenizer.h"
+#include "model/coded_values.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -62,9 +64,7 @@ std::string StemOf(const AtomRecord& carrier) {
 
 HydrogenBuilder::HydrogenBuilder(Document& document, UserMessages& messages)
     : document_(document), messages_(messages), search_(document, kBondTolerance, kProgramHydrogen) {
-  const std::string_view line = document.instructions.tempLine;
-  const size_t from = std::min(line.find_first_of("+-.0123456789"), line.size());
-  if (double value = 0.0; ParseNumber(line.substr(from), value) > 0) temperature_ = value;
+  temperature_ = TemperatureOf(document).value_or(temperature_);
   for (AtomRecord* atom : Atoms(document.atoms)) {
     names_.insert(KeyOf(atom->residue, atom->name));
     nextAfixGroup_ = std::max(nextAfixGroup_, atom->afixGroup + 1);
@@ -273,8 +273,7 @@ AtomRecord* HydrogenBuilder::Make(AtomRecord* carrier, const std::string& label)
   atom->element = &document_.elements[kHydrogenRow];
   atom->flags2 = kProgramHydrogen;
   atom->parent = carrier;
-  atom->residue = carrier->residue;
-  atom->mole = carrier->mole;
+  StandAs(*atom, *carrier);
   atom->SetHybridization(kHybridS);
   atom->hydrogenCount = 1;
   AtomRecord* behind = carrier;
@@ -322,11 +321,7 @@ bool HydrogenBuilder::Put(int afix, const HfixGroup& group, const std::vector<Ca
     FractionalToCartesian(document_.matrix, atom);
     atom.afix = static_cast<uint16_t>(afix);
     atom.afixGroup = afixGroup;
-    atom.part = carrier->part;
-    atom.partHasOccupancy = carrier->partHasOccupancy;
-    atom.partOccupancy = carrier->partOccupancy;
-    atom.occupancy = carrier->occupancy;
-    atom.codedValues[kCodedOccupancy] = carrier->codedValues[kCodedOccupancy];
+    StandAs(atom, *carrier);  // which may have changed since the atom was made
     atom.codedValues[kCodedU] = atom.u[0] = group.uisoFactor;
   }
   done_.insert(carrier);

@@ -48,9 +48,8 @@ ResidueNumber AtomReference::ResidueFrom(const ResidueNumber& from) const {
 }
 
 NamedSite NamedSiteOf(const Document& document, const AtomRecord& atom) {
-  const int row = atom.element->atomicNumber;
   NamedSite site{UpperCase(atom.name), ResidueNumberOf(document, atom), "", UpperCase(atom.element->Symbol()),
-                 row == kHydrogenRow || row == kDeuteriumRow};
+                 atom.IsHydrogen()};
   if (atom.residue >= 0 && static_cast<size_t>(atom.residue) < document.residues.size())
     site.className = UpperCase(document.residues[static_cast<size_t>(atom.residue)].className);
   return site;

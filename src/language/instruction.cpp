@@ -98,6 +98,11 @@ void ForEachInstructionText(Document& document, const std::function<void(Instruc
   among(document.atoms.trailingLines, nullptr);
 }
 
+std::optional<double> TemperatureOf(const Document& document) {
+  const Instruction temp = ParseInstruction(document.instructions.tempLine);
+  return temp.numbers.empty() ? std::nullopt : std::optional(temp.numbers[0]);
+}
+
 std::vector<Instruction> InstructionsOf(const Document& document) {
   std::vector<Instruction> instructions;
   // Nothing is changed.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,6 +41,9 @@ struct InstructionText {
 // Calls visit for each in file order: the kept lines, HFIX, BOND, the lines among the atoms. The text may be changed.
 // What stands behind HKLF or END, the comment under the title and fragments are no instructions and are left out.
 void ForEachInstructionText(Document& document, const std::function<void(InstructionText)>& visit);
+
+// The temperature of the data in °C that TEMP says.
+std::optional<double> TemperatureOf(const Document& document);
 
 // Every instruction that is kept as text, in that order, but BOND, which is a setting.
 std::vector<Instruction> InstructionsOf(const Document& document);

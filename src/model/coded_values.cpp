@@ -27,6 +27,16 @@ double DecodedOccupancy(const AtomRecord& atom, const Instructions& instructions
   return DecodedValue(coded, instructions.freeVariables);
 }
 
+void StandAs(AtomRecord& atom, const AtomRecord& other) {
+  atom.part = other.part;
+  atom.partHasOccupancy = other.partHasOccupancy;
+  atom.partOccupancy = other.partOccupancy;
+  atom.occupancy = other.occupancy;
+  atom.codedValues[kCodedOccupancy] = other.codedValues[kCodedOccupancy];
+  atom.residue = other.residue;
+  atom.mole = other.mole;
+}
+
 void DecodeAtoms(Document& document) {
   const auto& variables = document.instructions.freeVariables;
   for (AtomRecord* atom : Atoms(document.atoms)) {

@@ -22,6 +22,14 @@ double DecodedValue(double v, const std::vector<float>& freeVariables);
 // The site occupation factor of an atom as a plain number; the occupancy of its PART line goes before its own.
 double DecodedOccupancy(const AtomRecord& atom, const Instructions& instructions);
 
+// Whether an isotropic value ties U to that of the atom before it: minus a factor on its Ueq, as -1.2.
+constexpr bool IsRidingU(double u) {
+  return u < -0.5 && u > -5.0;
+}
+
+// Puts an atom where another one stands in the disorder and among the residues: part, occupancies as coded, residue.
+void StandAs(AtomRecord& atom, const AtomRecord& other);
+
 // Sets fract and u of every atom from its coded values, after reading and after a change of the free variables. Riding
 // displacement values (negative, above -5) stay as they are. Positions are not recomputed.
 void DecodeAtoms(Document& document);

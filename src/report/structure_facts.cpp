@@ -9,27 +9,13 @@
 #include "base/numbers.h"
 #include "crystal/cell_metric.h"
 #include "crystal/space_group.h"
+#include "language/instruction.h"
 #include "model/coded_values.h"
 
 namespace marvik {
 namespace {
 
 constexpr double kDaltonsPerCubicAngstrom = 1.660539;  // g/cm³ of one Da/Å³ (CODATA 2018)
-
-std::vector<double> NumbersOf(std::string_view line) {
-  std::vector<double> numbers;
-  size_t at = line.find_first_of(" \t");
-  while (at < line.size()) {
-    const size_t begin = line.find_first_not_of(" \t,", at);
-    if (begin == std::string_view::npos) break;
-    double value = 0.0;
-    const size_t used = ParseNumber(line.substr(begin), value);
-    if (used == 0) break;
-    numbers.push_back(value);
-    at = begin + used;
-  }
-  return numbers;
-}
 
 using Counts = std::map<std::string, double>;
 
@@ -101,7 +87,7 @@ std::vector<StructureFact> StructureFacts(const Document& document) {
   const auto add = [&facts](const char* caption, std::string value) {
     if (!value.empty()) facts.push_back({caption, std::move(value)});
   };
-  const auto zerr = NumbersOf(in.zerrLine);
+  const auto zerr = ParseInstruction(in.zerrLine).numbers;
   const double units = !zerr.empty() && zerr[0] > 0.0 ? zerr[0] : 1.0;
   const Contents found = FoundContents(document);
   const double volume = MakeMetric(document.cell).volume;
@@ -116,9 +102,8 @@ std::vector<StructureFact> StructureFacts(const Document& document) {
   const auto operators = static_cast<double>(std::max<size_t>(1, document.symmetry.size()));
   if (!zerr.empty()) add("Z, Z'", Printf("%g, %.4g", units, units / operators));
   if (found.weight > 0.0) add("Density", Printf("%.3f g/cm³", found.weight / volume * kDaltonsPerCubicAngstrom));
-  const auto temperature = NumbersOf(in.tempLine);
-  if (!temperature.empty()) add("Temperature", Printf("%.0f K", temperature[0] + 273.15));
-  const auto cellLine = NumbersOf(in.cellLine);
+  if (const auto temperature = TemperatureOf(document)) add("Temperature", Printf("%.0f K", *temperature + 273.15));
+  const auto cellLine = ParseInstruction(in.cellLine).numbers;
   if (cellLine.size() >= 7 && cellLine[0] > 0.0) add("Wavelength", Printf("%g Å", cellLine[0]));
   return facts;
 }

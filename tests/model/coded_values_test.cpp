@@ -14,5 +14,53 @@ TEST(CodedValues, StandForWhatTheFreeVariablesSay) {
   EXPECT_EQ(DecodedValue(21.0, {}), 21.0) << "a variable that is not there";
 }
 
+TEST(CodedValues, DecodeWhatIsCodedAndLeaveTheRest) {
+  Document document;
+  document.instructions.freeVariables = {0.25f};
+  RecordingMessages messages;
+  AtomRecord* atom = document.atoms.CreateAtom(document.elements, messages);
+  atom->fract = {0.1, 0.2, 0.3};
+  atom->u = {-1.2, 0.2, 0.3, 0.4, 0.5, 0.6};
+  atom->codedValues = {10.5, 0.0, 20.5, 21.0, 0.0, 21.0, 0.0, 0.0, 0.0, -21.0};
+  atom->occupancy = 21.0;
+  document.atoms.LinkAtTail(atom);
+  DecodeAtoms(document);
+  EXPECT_EQ(atom->fract, (Fractional{0.5, 0.2, 0.125}));
+  EXPECT_EQ(atom->u, (std::array<double, 6>{-1.2, 0.25, 0.3, 0.4, 0.5, 0.75}));
+  EXPECT_EQ(DecodedOccupancy(*atom, document.instructions), 0.25);
+  atom->partHasOccupancy = 1;
+  atom->partOccupancy = -21.0f;
+  EXPECT_EQ(DecodedOccupancy(*atom, document.instructions), 0.75);
+  atom->part = -2, atom->residue = 4, atom->mole = 3;
+  AtomRecord* hydrogen = document.atoms.CreateAtom(document.elements, messages);
+  StandAs(*hydrogen, *atom);
+  EXPECT_EQ(DecodedOccupancy(*hydrogen, document.instructions), 0.75);
+  EXPECT_EQ(hydrogen->occupancy, 21.0);
+  EXPECT_EQ(hydrogen->codedValues[kCodedOccupancy], 21.0);
+  EXPECT_EQ(hydrogen->part, -2);
+  EXPECT_EQ(hydrogen->residue, 4);
+  EXPECT_EQ(hydrogen->mole, 3);
+  EXPECT_EQ(hydrogen->fract, Fractional{});
+  for (const double u : {-0.5, -5.0, 0.05, -0.01}) EXPECT_FALSE(IsRidingU(u)) << u;
+  for (const double u : {-1.2, -0.51, -4.9}) EXPECT_TRUE(IsRidingU(u)) << u;
+}
+
+TEST(SourceLayout, GivesLinesAsTheyAreAndAsText) {
+  SourceLayout layout;
+  layout.text = "one\r\ntwo =\r\n three\r\n\r\r\nend";
+  for (const uint32_t start : {0u, 5u, 20u, 23u}) layout.lines.emplace_back().start = start;
+  EXPECT_EQ(BytesOf(layout, 0), "one\r\n");
+  EXPECT_EQ(BytesOf(layout, 1), "two =\r\n three\r\n");
+  EXPECT_EQ(BytesOf(layout, 3), "end");
+  EXPECT_EQ(TextOf(layout, 1), "two =\n three");
+  EXPECT_EQ(TextOf(layout, 2), "");
+  EXPECT_EQ(TextOf(layout, 3), "end");
+  layout.text = "a =\rb\rc";
+  layout.returnsOnly = true;
+  layout.lines.resize(2);
+  layout.lines[1].start = 6;
+  EXPECT_EQ(TextOf(layout, 0), "a =\nb");
+}
+
 }  // namespace
 }  // namespace marvik

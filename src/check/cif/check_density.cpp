@@ -113,7 +113,7 @@ class ResidualDensity {
     const bool onMetal = nearest && IsMetal(row) && nearest->distance < kOnMetal;
     c_.Test(std::string(hole ? "map-hole" : "map-peak") + (onMetal ? "-metal" : ""), height, text, atoms);
     if (!nearest) return;
-    if (hole && (row == kHydrogenRow || row == kDeuteriumRow) && nearest->distance < kOnHydrogen)
+    if (hole && IsHydrogenRow(row) && nearest->distance < kOnHydrogen)
       c_.Test("map-hole-hydrogen", height, text, atoms);
     const bool alone = peak.nearest.size() < 2 || peak.nearest[1].distance > nearest->distance + kTaken;
     if ((row == 7 || row == 8) && nearest->distance > kBond[0] && nearest->distance < kBond[1] && alone)

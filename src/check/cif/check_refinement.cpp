@@ -310,8 +310,7 @@ void Displacements::Ranges() {
     if (Ueq(i) > Ueq(range.high)) range.high = i;
   }
   for (const auto& [key, range] : ranges) {
-    const bool hydrogen = key.first == kHydrogenRow || key.first == kDeuteriumRow;
-    std::string rule = hydrogen ? "u-range-hydrogen" : "u-range";
+    std::string rule = IsHydrogenRow(key.first) ? "u-range-hydrogen" : "u-range";
     if (!key.second) rule += "-minor";
     const CifSite& low = m_.sites[range.low];
     const CifSite& high = m_.sites[range.high];

@@ -52,7 +52,7 @@ struct CifSite {
   const char* at = nullptr;
   int residue = 0;
 
-  bool Hydrogen() const { return row == kHydrogenRow || row == kDeuteriumRow; }
+  bool Hydrogen() const { return IsHydrogenRow(row); }
   double Occupancy() const { return occupancy.Given() ? occupancy.value : 1.0; }
   bool Full() const { return part == 0 && Occupancy() > 0.999 && !partial; }
   // Its coordinates are calculated, not refined.

@@ -195,7 +195,7 @@ void Scanner::Atom(const SourceLine&, const std::vector<std::string_view>& words
   const int row = number > 0 && static_cast<size_t>(number) <= state_.sfac.size()
                       ? state_.sfac[static_cast<size_t>(number - 1)]
                       : 0;
-  const bool hydrogen = row == kHydrogenRow || row == kDeuteriumRow;
+  const bool hydrogen = IsHydrogenRow(row);
   if (!hydrogen && afix_ >= 10) {
     const HfixGroup* code = FindHfixGroup(afix_ / 10);
     const bool rides = afix_ % 10 == 3 || afix_ % 10 == 4 || afix_ % 10 >= 7;

@@ -21,10 +21,6 @@ int RowOf(const LintState& state, const LintAtom& atom) {
   return number >= 1 && number <= state.sfac.size() ? state.sfac[number - 1] : -1;
 }
 
-bool IsHydrogen(int row) {
-  return row == kHydrogenRow || row == kDeuteriumRow;
-}
-
 double CodedOccupancy(const LintAtom& atom) {
   if (atom.partOccupancy != 0.0) return atom.partOccupancy;
   return atom.values.size() > kOccupancy ? atom.values[kOccupancy] : 11.0;
@@ -78,10 +74,10 @@ void Displacement(LintState& state, const LintAtom& atom, bool sawCarrier) {
   const double u = atom.values[kU];
   LintDetails details{{atom.fullName}, u};
   const bool isotropic = atom.values.size() < kU + 6;
-  if (isotropic && IsChainedU(u)) {
+  if (isotropic && IsRidingU(u)) {
     if (!sawCarrier) {
       state.Report("u-chain", atom.line, atom.fullName, {}, details);
-    } else if (!IsHydrogen(RowOf(state, atom))) {
+    } else if (!IsHydrogenRow(RowOf(state, atom))) {
       state.Report("u-chain-heavy", atom.line, atom.fullName, "the atom before", details);
     }
     return;
@@ -91,7 +87,7 @@ void Displacement(LintState& state, const LintAtom& atom, bool sawCarrier) {
     details.value = value;
     if (value <= 0.0 && VariableOf(u) < 2)
       state.Report("u-negative", atom.line, atom.fullName, Printf("%.4g", value), details);
-    if (value > kLargestMean && !IsHydrogen(RowOf(state, atom))) {
+    if (value > kLargestMean && !IsHydrogenRow(RowOf(state, atom))) {
       state.Report("u-large", atom.line, atom.fullName, Printf("%.3f", value), details);
     }
     return;
@@ -175,12 +171,12 @@ void LintAtoms(LintState& state) {
   for (const LintAtom& atom : state.atoms) {
     Element(state, atom);
     for (size_t i = 1; i < atom.values.size(); ++i) {
-      if (i >= kU && IsChainedU(atom.values[i]) && atom.values.size() < kU + 6) continue;
+      if (i >= kU && IsRidingU(atom.values[i]) && atom.values.size() < kU + 6) continue;
       Use(state, atom.values[i], atom.line, {atom.fullName}, i == kOccupancy);
     }
     Occupancy(state, atom);
     Displacement(state, atom, sawCarrier);
-    sawCarrier = sawCarrier || atom.values.size() <= kU || !IsChainedU(atom.values[kU]);
+    sawCarrier = sawCarrier || atom.values.size() <= kU || !IsRidingU(atom.values[kU]);
   }
   Names(state);
   Parts(state);

@@ -73,10 +73,6 @@ class LintState {
 
 // Notes which free variables a coded value stands for.
 int VariableOf(double coded);
-// -1.2 and the like: U of the carrier times a factor.
-inline bool IsChainedU(double u) {
-  return u < -0.5 && u > -5.0;
-}
 // The value that a coded one stands for.
 double Decoded(const LintState& state, double coded);
 

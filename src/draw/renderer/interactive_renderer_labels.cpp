@@ -90,7 +90,7 @@ std::string RenderFrame::TextOf(const FrameAtom& atom, size_t& lowered) const {
 // carbon, hydrogens, peaks.
 int RenderFrame::ImportanceOf(const FrameAtom& atom) const {
   if (atom.unknown) return atom.colour >= kPeakShades ? atom.colour - kPeakShades : 0;
-  if (atom.row == kHydrogenRow || atom.row == kDeuteriumRow) return kPeakShadeCount;
+  if (IsHydrogenRow(atom.row)) return kPeakShadeCount;
   return kPeakShadeCount + (atom.row == kCarbonRow ? 1 : 1 + atom.row);
 }
 

@@ -83,7 +83,6 @@ class Builder {
     // The dark blues and reds of the element table are hard to see on black.
     return options_.look == Look::Dark && !colours_.light ? LegibleOn(colour, false) : colour;
   }
-  static bool IsHydrogenRow(int row) { return row == kHydrogenRow || row == kDeuteriumRow; }
 
   // Semi-axes in pixels; nothing of a tensor that is no ellipsoid.
   bool AxesOf(const AtomRecord& atom, std::array<ViewPoint, 3>& axes) const {

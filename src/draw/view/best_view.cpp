@@ -23,8 +23,7 @@ std::vector<Cartesian> PlanePoints(const Document& document) {
   for (const AtomRecord* atom : Atoms(document.atoms, kVisibleOnly)) {
     if (!IsFinite(atom->position)) continue;
     all.push_back(atom->position);
-    const bool light = atom->element && atom->element->atomicNumber == kHydrogenRow;
-    if (!atom->IsPeak() && !light) heavy.push_back(atom->position);
+    if (!atom->IsPeak() && !(atom->element && atom->IsHydrogen())) heavy.push_back(atom->position);
   }
   return heavy.size() >= 3 ? heavy : all;
 }

@@ -149,7 +149,7 @@ Job MakeJob(const Document& document, const LinePlaces& places) {
                         places.Of(InstructionKeyword::kFmap));
   }
   job.fullTwoTheta = FirstNumber(TextInFile(document, "ACTA"), 0.0);
-  job.temperature = FirstNumber(document.instructions.tempLine, 20.0);
+  job.temperature = TemperatureOf(document).value_or(20.0);
   job.bondHydrogens = UpperCase(s.BondLine).find("$H") != std::string::npos;
   for (const Instruction& command : job.commands) {
     if (command.name == "DAMP") {

@@ -126,12 +126,8 @@ AtomRecord* AddHydrogen(Document& document, AtomRecord& carrier, AtomRecord* pla
   h->name = HydrogenName(document, carrier, index, count);
   h->element = &document.elements[kHydrogenRow];
   h->fract = carrier.fract;
-  h->part = carrier.part;
-  h->partHasOccupancy = carrier.partHasOccupancy;
-  h->partOccupancy = carrier.partOccupancy;
-  h->residue = carrier.residue;
-  h->mole = carrier.mole;
-  h->occupancy = std::fabs(carrier.occupancy) >= 5.0 ? carrier.occupancy : 11.0;
+  StandAs(*h, carrier);
+  if (std::fabs(h->occupancy) < 5.0) h->occupancy = 11.0;
   h->codedValues[kCodedOccupancy] = h->occupancy;
   document.atoms.LinkBehind(h, place);
   return h;

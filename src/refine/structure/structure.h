@@ -75,11 +75,6 @@ struct Structure {
   double Ueq(const Site& site) const;
 };
 
-// A negative isotropic value between -5 and -0.5 ties it to the Ueq of an earlier atom.
-inline bool IsRidingU(double code) {
-  return code < -0.5 && code > -5.0;
-}
-
 // False, with a sentence, when the document cannot be refined (no scattering factor for an atom, no atoms, a free
 // variable that is not there). `notes` gets what the user should know.
 bool BuildStructure(Document& document, Structure& structure, std::vector<std::string>& notes, std::string& problem);
