@@ -6,19 +6,11 @@
 #include <utility>
 
 #include "base/numbers.h"
+#include "language/atom_references.h"
+#include "language/tokenizer.h"
 
 namespace marvik {
 namespace {
-
-char Upper(char c) {
-  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
-std::string Upper(std::string_view text) {
-  std::string result(text);
-  std::ranges::transform(result, result.begin(), [](char c) { return Upper(c); });
-  return result;
-}
 
 // "*" any run of characters, "?" any one; both texts in upper case. Linear for every pattern with one star, never worse
 // than the product of the lengths.
@@ -45,58 +37,39 @@ bool MatchesPattern(std::string_view pattern, std::string_view text) {
   return p == pattern.size();
 }
 
-// Number and chain of an atom's residue, 0 and none before the first RESI line.
-struct ResidueKey {
-  int number = 0;
-  std::string chain;
-  auto operator<=>(const ResidueKey&) const = default;
-};
-
-ResidueKey ResidueOf(const Document& document, const AtomRecord& atom) {
-  if (atom.residue < 0) return {};
-  const Residue& residue = document.residues[static_cast<size_t>(atom.residue)];
-  return {residue.number, Upper(residue.chain)};
-}
-
 // By number, chain and number, or class.
 bool IsInResidue(const Document& document, const AtomRecord& atom, const std::string& text) {
-  const ResidueKey key = ResidueOf(document, atom);
+  const ResidueNumber key = ResidueNumberOf(document, atom);
   const std::string number = std::to_string(key.number);
   if (text == number || (!key.chain.empty() && text == key.chain + ":" + number)) return true;
-  return atom.residue >= 0 && text == Upper(document.residues[static_cast<size_t>(atom.residue)].className);
+  return atom.residue >= 0 && text == UpperCase(document.residues[static_cast<size_t>(atom.residue)].className);
 }
 
 // One word of a selection text: which atoms it stands for.
 struct NamePattern {
-  std::string name;  // in upper case
-  std::optional<int> residue;
-  std::optional<std::string> chain;
+  std::string name;                      // in upper case
+  std::optional<ResidueNumber> residue;  // of any chain where it says none
 
-  explicit NamePattern(std::string_view word) : name(Upper(word)) {
+  explicit NamePattern(std::string_view word) : name(UpperCase(word)) {
     const size_t underscore = name.rfind('_');
     if (underscore == std::string::npos) return;
-    const std::string_view behind = std::string_view(name).substr(underscore + 1);
-    const size_t colon = behind.find(':');
-    double number = 0.0;
-    if (!ParseWholeNumber(colon == std::string_view::npos ? behind : behind.substr(colon + 1), number)) return;
-    residue = RoundHalfAway(number);
-    if (colon != std::string_view::npos) chain = behind.substr(0, colon);
-    name.resize(underscore);
+    residue = ParseResidueNumber(std::string_view(name).substr(underscore + 1));
+    if (residue) name.resize(underscore);
   }
   bool MatchesResidue(const Document& document, const AtomRecord& atom) const {
     if (!residue) return true;
-    const ResidueKey key = ResidueOf(document, atom);
-    return key.number == *residue && (!chain || key.chain == *chain);
+    const ResidueNumber key = ResidueNumberOf(document, atom);
+    return key.number == residue->number && (residue->chain.empty() || key.chain == residue->chain);
   }
   bool Matches(const Document& document, const AtomRecord& atom) const {
     if (name == "PEAKS") return atom.IsPeak();
     if (name.starts_with('#')) return std::to_string(atom.serial) == name.substr(1);
-    if (name == "HYDROGENS") return IsHydrogenRow(atom.element->atomicNumber);
+    if (name == "HYDROGENS") return atom.IsHydrogen();
     if (name.starts_with("PART:")) return std::to_string(atom.part) == name.substr(5);
     if (name.starts_with("RESI:")) return IsInResidue(document, atom, name.substr(5));
     if (!MatchesResidue(document, atom)) return false;
-    if (name.starts_with('$')) return Upper(atom.element->Symbol()) == std::string_view(name).substr(1);
-    return MatchesPattern(name, Upper(atom.name));
+    if (name.starts_with('$')) return UpperCase(atom.element->Symbol()) == std::string_view(name).substr(1);
+    return MatchesPattern(name, UpperCase(atom.name));
   }
 };
 
@@ -167,7 +140,7 @@ AtomRecord* FindAtomByText(const Document& document, std::string_view text) {
   if (AtomRecord* exact = document.atoms.FindAtom(text)) return exact;
   const NamePattern pattern(text);
   for (AtomRecord* atom : Atoms(document.atoms)) {
-    if (Upper(atom->name) == pattern.name && pattern.MatchesResidue(document, *atom)) return atom;
+    if (UpperCase(atom->name) == pattern.name && pattern.MatchesResidue(document, *atom)) return atom;
   }
   return nullptr;
 }
@@ -211,8 +184,10 @@ AtomChoice ChooseKilledAtoms(const Document& document, std::string_view text) {
 }
 
 std::vector<AtomRecord*> AtomsWithDuplicateNames(const Document& document) {
-  std::map<std::pair<ResidueKey, std::string>, int> uses;
-  const auto key = [&](const AtomRecord& atom) { return std::pair(ResidueOf(document, atom), Upper(atom.name)); };
+  std::map<std::pair<ResidueNumber, std::string>, int> uses;
+  const auto key = [&](const AtomRecord& atom) {
+    return std::pair(ResidueNumberOf(document, atom), UpperCase(atom.name));
+  };
   const auto counts = [](const AtomRecord& atom) { return atom.generated == 0 && !atom.Has(kFromGrownSection); };
   for (const AtomRecord* atom : Atoms(document.atoms)) {
     if (counts(*atom)) ++uses[key(*atom)];

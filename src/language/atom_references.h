@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,7 +19,7 @@ namespace marvik {
 struct ResidueNumber {
   int number = 0;
   std::string chain;  // upper case
-  friend bool operator==(const ResidueNumber&, const ResidueNumber&) = default;
+  friend auto operator<=>(const ResidueNumber&, const ResidueNumber&) = default;
 };
 // "2" or "A:2"; nothing for a class or "*".
 std::optional<ResidueNumber> ParseResidueNumber(std::string_view text);

@@ -5,18 +5,13 @@
 
 #include "base/numbers.h"
 #include "crystal/image_search.h"
+#include "language/residues.h"
 #include "language/tokenizer.h"
 
 namespace marvik {
 namespace {
 
 constexpr double kPeakReach = 3.0;  // Å
-
-std::string FullName(const Document& document, const AtomRecord& atom) {
-  if (atom.residue < 0) return atom.name;
-  const Residue& residue = document.residues[static_cast<size_t>(atom.residue)];
-  return atom.name + "_" + (residue.chain.empty() ? "" : residue.chain + ":") + std::to_string(residue.number);
-}
 
 bool IsFileAtom(const AtomRecord& atom) {
   return !atom.IsPeak() && !atom.generated && !atom.Has(kFromGrownSection);
@@ -41,7 +36,7 @@ AtomsByName FileAtomsOf(const Document& document) {
   AtomsByName atoms;
   NameKeys keys;
   for (const AtomRecord* atom : Atoms(document.atoms)) {
-    if (IsFileAtom(*atom)) atoms.emplace(keys.Next(FullName(document, *atom)), atom);
+    if (IsFileAtom(*atom)) atoms.emplace(keys.Next(QualifiedName(document, *atom)), atom);
   }
   return atoms;
 }
@@ -126,7 +121,7 @@ std::vector<PeakReport> PeaksOf(const Document& document) {
     search.FindNear(peak.fract, kPeakReach, found);
     const auto nearest = std::ranges::min_element(found, {}, &AtomImage::distance);
     if (nearest == found.end()) continue;
-    peak.nearest = FullName(document, *atoms[nearest->atom]);
+    peak.nearest = QualifiedName(document, *atoms[nearest->atom]);
     peak.distance = nearest->distance;
   }
   return peaks;
@@ -155,7 +150,7 @@ ModelChanges CompareModels(const Document& before, const Document& after, const 
   NameKeys oldKeys, newKeys;
   for (const AtomRecord* atom : Atoms(after.atoms)) {
     if (!IsFileAtom(*atom)) continue;
-    const std::string name = FullName(after, *atom);
+    const std::string name = QualifiedName(after, *atom);
     const auto match = old.find(newKeys.Next(name));
     if (match == old.end()) {
       changes.atoms.push_back({name, AtomFate::Added, 0.0, {}});
@@ -166,7 +161,7 @@ ModelChanges CompareModels(const Document& before, const Document& after, const 
     }
   }
   for (const AtomRecord* atom : Atoms(before.atoms)) {
-    const std::string name = IsFileAtom(*atom) ? FullName(before, *atom) : "";
+    const std::string name = IsFileAtom(*atom) ? QualifiedName(before, *atom) : "";
     if (name.empty() || now.contains(oldKeys.Next(name))) continue;
     changes.atoms.push_back({name, AtomFate::Gone, 0.0, {}});
     ++changes.gone;
