@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/words.h"
 #include "language/keywords.h"
 #include "language/line_source.h"
 
@@ -45,6 +46,12 @@ TEST(Keywords, CodesArePositionsInTheTable) {
 }
 
 TEST(Keywords, TheFirstFourCharactersDecide) {
+  for (int code = 0; code < kKeywordCount; ++code) {
+    const auto keyword = static_cast<InstructionKeyword>(code);
+    const std::string lower = LowerCase(SpellingOf(keyword));
+    EXPECT_EQ(KeywordOf(lower), keyword);
+    EXPECT_EQ(HeadOf(lower).keyword, keyword) << lower;
+  }
   EXPECT_EQ(KeywordOf("cell 0.71073 10"), kCell);
   EXPECT_EQ(KeywordOf("CELL0.71073 10"), kCell);
   EXPECT_EQ(KeywordOf("Rem x"), kRem);
