@@ -162,6 +162,9 @@ TEST_F(Files, KeepsOwnLinksAttributesAndSecrets) {
   EXPECT_EQ(Content("other.res"), "newest");
   EXPECT_EQ(Content("a.bak"), "new");
   EXPECT_EQ(fs::status(Path("a.bak")).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "s"), 0);
+  EXPECT_EQ(Content("other.res"), "s") << "nothing of the longer one is left";
+  ASSERT_EQ(WriteFileAtomically(Path("a.res"), "newest", Path("a.bak")), 0);
   fs::remove(Path("other.res"));
   // A backup that is a link is replaced, not followed.
   ASSERT_EQ(WriteFileAtomically(Path("precious"), "precious"), 0);
@@ -293,6 +296,22 @@ TEST_F(Files, FoldersAndDevicesAreNotRead) {
   EXPECT_EQ(ReadWholeFile(folder_.string()).systemError, EISDIR);
   EXPECT_EQ(ReadWholeFile("/dev/zero").systemError, EINVAL);
   EXPECT_EQ(ReadWholeFile(Path("absent")).systemError, ENOENT);
+}
+
+TEST(ProcessMark, TellsWhoLives) {
+  const std::string own = ProcessMark();
+  EXPECT_TRUE(ProcessLives(own));
+  EXPECT_FALSE(ProcessLives(own + "1")) << "another process that had the number";
+  const std::string machine = own.substr(0, own.find('-'));
+  EXPECT_EQ(machine.size(), 8u);
+  const pid_t child = fork();
+  if (child == 0) _exit(0);
+  waitpid(child, nullptr, 0);
+  EXPECT_FALSE(ProcessLives(machine + "-" + std::to_string(child) + "-1"));
+  // What is no mark, or of another machine, cannot be told.
+  for (const std::string& other : {std::string(), std::string("x"), machine, machine + "-12", machine + "-0-5",
+                                   machine + "-x-5", std::string("00000000-1-5")})
+    EXPECT_TRUE(ProcessLives(other)) << other;
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "base/words.h"
+
 namespace marvik {
 namespace {
 
@@ -120,6 +122,17 @@ TEST(Printf, WritesPointsWhateverTheLocale) {
     std::snprintf(text, sizeof text, "%.1f", 1.5);
     EXPECT_STREQ(text, "1,5") << "and stays in force";
   }
+}
+
+TEST(Words, CaseAndEndsAreThoseOfAsciiAlone) {
+  for (int c = 0; c < 256; ++c) {
+    const std::string text(1, static_cast<char>(c));
+    EXPECT_EQ(LowerCase(text)[0], static_cast<char>(c >= 65 && c <= 90 ? c + 32 : c)) << c;
+  }
+  EXPECT_EQ(Trimmed("\r\n a b\t "), "a b");
+  EXPECT_EQ(Trimmed(" \t"), "");
+  EXPECT_EQ(Trimmed("**x*y*", "*"), "x*y");
+  EXPECT_EQ(Trimmed("x"), "x");
 }
 
 }  // namespace

@@ -66,5 +66,34 @@ TEST(Angle, IsDefinedForEveryTriple) {
   EXPECT_EQ(Angle(o, {1, 0, 0}, o), 0.0);
 }
 
+TEST(Metric, HoldsTheReciprocalCellAndTheTraceOfTensors) {
+  for (const CellParameters& cell : {CellParameters{8, 9, 10, 90, 90, 90}, {5.1, 5.1, 12.3, 90, 90, 120}, kTriclinic}) {
+    const Metric metric = MakeMetric(cell);
+    const auto edge = [&](double x, double y, double z) { return metric.ToCartesian(Fractional{x, y, z}); };
+    const Cartesian a = edge(1, 0, 0), b = edge(0, 1, 0), c = edge(0, 0, 1);
+    EXPECT_NEAR(Dot(a, Cross(b, c)), metric.volume, 1e-9);
+    // 1 / 2d from the reciprocal vectors as cross products.
+    for (const auto& [h, k, l] : {std::array{1, 0, 0}, {0, 2, 0}, {0, 0, 3}, {1, 2, 3}, {-4, 1, 2}, {3, -2, -1}}) {
+      const Cartesian star = (h * Cross(b, c) + k * Cross(c, a) + l * Cross(a, b)) / metric.volume;
+      EXPECT_NEAR(metric.SinThetaSquared(h, k, l), 0.25 * Dot(star, star), 1e-12);
+    }
+    const Fractional from{0.1, 0.2, 0.3}, to{0.4, -0.3, 0.9};
+    EXPECT_NEAR(std::sqrt(metric.DistanceSquared(from, to)), MetricLength(cell, to - from), 1e-12);
+    EXPECT_NEAR(Length(metric.ToFractional(metric.ToCartesian(from)) - from), 0.0, 1e-14);
+    const std::array<double, 6> u{0.043, 0.061, 0.035, 0.007, -0.011, 0.004};
+    const Mat3 tensor = metric.CartesianU(u);
+    EXPECT_NEAR(metric.Ueq(u), (tensor[0][0] + tensor[1][1] + tensor[2][2]) / 3, 1e-12);
+    // The tensor of a sphere: U_ij = U cos of the reciprocal angles.
+    const auto& g = metric.reciprocal;
+    const auto& s = metric.reciprocalEdges;
+    const std::array<double, 6> sphere{
+        0.05, 0.05, 0.05, 0.05 * g[3] / (s[1] * s[2]), 0.05 * g[4] / (s[0] * s[2]), 0.05 * g[5] / (s[0] * s[1])};
+    EXPECT_NEAR(metric.Ueq(sphere), 0.05, 1e-14);
+    for (int i = 0; i < 3; ++i)
+      for (size_t j = 0; j < 3; ++j)
+        EXPECT_NEAR(metric.CartesianU(sphere)[i][j], i == static_cast<int>(j) ? 0.05 : 0.0, 1e-14);
+  }
+}
+
 }  // namespace
 }  // namespace marvik

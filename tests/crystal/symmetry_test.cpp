@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "crystal/cell_metric.h"
 #include "crystal/space_group.h"
 
 namespace marvik {
@@ -125,6 +126,53 @@ TEST(SpaceGroup, IsWhatTheListStandsForHoweverItIsWritten) {
   ASSERT_TRUE(superstructure);
   EXPECT_EQ(superstructure->centring.size(), 5u);
   EXPECT_FALSE(MakeSpaceGroup(-1, ListOperators(-1, {"x+y,y,z"}), problem)) << "a shear has no end";
+}
+
+SpaceGroup GroupOf(int lattice, const std::vector<std::string>& texts) {
+  std::string problem;
+  return MakeSpaceGroup(lattice, ListOperators(lattice, texts), problem).value();
+}
+
+TEST(SpaceGroup, PolarDirectionsAreThoseThatNoOperationTurns) {
+  const auto count = [](int lattice, const std::vector<std::string>& texts) {
+    return GroupOf(lattice, texts).PolarDirections().size();
+  };
+  EXPECT_EQ(count(-1, {}), 3u);
+  EXPECT_EQ(count(1, {}), 0u);
+  EXPECT_EQ(count(-1, {"x,-y,z+1/2"}), 2u);
+  EXPECT_EQ(count(-1, {"-x,y+1/2,-z"}), 1u);
+  EXPECT_EQ(count(-1, {"-x,-y,z", "-x,y,-z"}), 0u);
+  EXPECT_EQ(count(-1, {"z,x,y"}), 1u);
+  const auto along = GroupOf(-1, {"z,x,y"}).PolarDirections()[0];
+  EXPECT_NEAR(along[0] - along[1], 0.0, 1e-12);
+  EXPECT_NEAR(along[1] - along[2], 0.0, 1e-12);
+  const auto b = GroupOf(-1, {"-x,y+1/2,-z"}).PolarDirections()[0];
+  EXPECT_TRUE(b[0] == 0.0 && b[1] != 0.0 && b[2] == 0.0);
+}
+
+TEST(SpaceGroup, EquivalentReflectionsHaveOneRepresentative) {
+  const SpaceGroup group = GroupOf(-3, {"-y,x-y,z", "-x+y,-x,z", "y,x,-z"});
+  for (const Miller& h : {Miller{1, 2, 3}, Miller{-4, 1, 0}, Miller{0, 0, -6}}) {
+    for (const bool friedel : {false, true}) {
+      const Miller one = group.Representative(h, friedel);
+      for (const SymmetryOperator& op : group.pointOperators)
+        EXPECT_EQ(group.Representative(op.ApplyToIndices(h), friedel), one);
+      const Miller opposite = group.Representative({-h[0], -h[1], -h[2]}, friedel);
+      EXPECT_EQ(opposite == one, friedel || h[2] == -6) << h[0] << friedel << "; 00l turns over";
+    }
+  }
+}
+
+TEST(FitsCell, OperatorsKeepLengthsAndAngles) {
+  const auto fits = [](const char* text, const CellParameters& cell, double tolerance = 0.01) {
+    return FitsCell(ParseOperator(text).value(), MakeMetric(cell), tolerance);
+  };
+  EXPECT_TRUE(fits("-y,x-y,z+1/3", {7, 7, 9, 90, 90, 120}));
+  EXPECT_FALSE(fits("-y,x-y,z", {7, 7, 9, 90, 90, 118}));
+  EXPECT_FALSE(fits("-y,x,z", {7, 7.3, 9, 90, 90, 90}));
+  EXPECT_TRUE(fits("-y,x,z", {7, 7.3, 9, 90, 90, 90}, 0.1));
+  EXPECT_FALSE(fits("-x,y,-z", {7, 8, 9, 90, 100, 95}));
+  EXPECT_TRUE(fits("-x,-y,-z", {7, 8, 9, 80, 100, 95}));
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 #include "model/undo.h"
 
+#include <functional>
 #include <gtest/gtest.h>
+
+#include "crystal/symmetry.h"
 
 namespace marvik {
 namespace {
@@ -124,6 +127,91 @@ TEST(Undo, BringsBackWhatBelongsToNoAtom) {
   EXPECT_EQ(document.settings.Cycles, before.settings.Cycles);
   EXPECT_EQ(document.instructions, before.instructions);
   EXPECT_EQ(document.MoleculeCentre, before.MoleculeCentre);
+}
+
+// C1 with a bond to C2, BIND, FREE, HFIX and a killed atom.
+void Fill(Document& document) {
+  RecordingMessages messages;
+  AtomRecord* c1 = Add(document, "C1", 0.1);
+  AtomRecord* c2 = Add(document, "C2", 0.2);
+  AtomRecord* o1 = Add(document, "O1", 0.3);
+  document.atoms.PushBond(c1, c2, messages);
+  document.atoms.bindPairs.Append(c1, o1);
+  document.atoms.freePairs.Append(c2, o1);
+  document.atoms.hfix.push_back({c1, "HFIX 137 C1", -1});
+  document.atoms.KillAtom(Add(document, "N1", 0.4));
+}
+
+TEST(Undo, NoticesAndTakesBackEveryChangeOfWhatIsKept) {
+  using Change = std::function<void(Document&)>;
+  const auto first = [](auto change) { return Change([change](Document& d) { change(*d.atoms.head); }); };
+  const auto bond = [](auto change) { return Change([change](Document& d) { change(*d.atoms.head->bonds); }); };
+  const Change changes[] = {
+      first([](AtomRecord& a) { a.fract.z += 1e-9; }),
+      first([](AtomRecord& a) { a.u[5] = 0.001; }),
+      first([](AtomRecord& a) { a.uCount = 6; }),
+      first([](AtomRecord& a) { a.occupancy = 10.5; }),
+      first([](AtomRecord& a) { a.part = -1; }),
+      first([](AtomRecord& a) { a.partHasOccupancy = 1; }),
+      first([](AtomRecord& a) { a.codedValues[9] = 10.0; }),
+      first([](AtomRecord& a) { a.afixGroup = 2; }),
+      first([](AtomRecord& a) { a.residue = 0; }),
+      first([](AtomRecord& a) { a.flags2 = kLabelOff; }),
+      first([](AtomRecord& a) { a.charge = -1; }),
+      first([](AtomRecord& a) { a.afterHklf = true; }),
+      first([](AtomRecord& a) { a.MutableExtras().surplusWords = "0.5"; }),
+      first([](AtomRecord& a) { a.Set(kHidden, true); }),
+      first([](AtomRecord& a) { a.parent = a.next; }),
+      bond([](BondRecord& b) { b.SetOrder(kDouble); }),
+      bond([](BondRecord& b) { b.width = 0.2f; }),
+      bond([](BondRecord& b) { b.partner = b.partner->next; }),
+      [](Document& d) { d.atoms.RemoveAllBonds(); },
+      [](Document& d) { d.atoms.KillAtom(d.atoms.tail); },
+      [](Document& d) { d.atoms.killedHead->name = "N9"; },
+      [](Document& d) { d.atoms.displaySubset.Append(d.atoms.head); },
+      [](Document& d) { d.atoms.hiddenParts.push_back(2); },
+      [](Document& d) {
+        d.atoms.trailingLines.push_back({KeptPlace::BeforeAtom, "ANIS", -1});
+      },
+      [](Document& d) { d.atoms.bindPairs.pairs[0].second = d.atoms.head->next; },
+      [](Document& d) { d.atoms.freePairs.pairs.clear(); },
+      [](Document& d) { d.atoms.hfix[0].text = "HFIX 33 C1"; },
+      [](Document& d) { d.atoms.hfix[0].carrier = d.atoms.tail; },
+      [](Document& d) { d.atoms.hfix.clear(); },
+      [](Document& d) { d.cell.gamma = 91.0; },
+      [](Document& d) { d.latticeCode = -1; },
+      [](Document& d) { d.symmetry = {}, AddSymmetryOperator(d.symmetry, "-x,y,-z", 1, kSymmLineOperator); },
+      [](Document& d) {
+        d.instructions.kept.push_back({KeptPlace::Body, "DAMP 0", -1});
+      },
+      [](Document& d) { d.settings.Acta = !d.settings.Acta; },
+      [](Document& d) {
+        d.residues.push_back({"ALA", 1, "", "", ""});
+      }};
+  size_t number = 0;
+  for (const Change& change : changes) {
+    Document document;
+    Fill(document);
+    const Document before = document;
+    UndoHistory history;
+    ASSERT_TRUE(SameContent(before, document));
+    ASSERT_TRUE(Edit(history, document, "Change", [&] { change(document); })) << number;
+    const Document after = document;
+    ASSERT_TRUE(history.Undo(document));
+    EXPECT_TRUE(SameContent(before, document)) << number;
+    ASSERT_TRUE(history.Redo(document));
+    EXPECT_TRUE(SameContent(after, document)) << number;
+    EXPECT_FALSE(SameContent(before, document)) << number++;
+  }
+  // What is computed from the rest, and the selection, are no changes.
+  Document document;
+  Fill(document);
+  UndoHistory history;
+  EXPECT_FALSE(Edit(history, document, "Look", [&] {
+    document.atoms.selection.Append(document.atoms.head);
+    document.atoms.head->position.x = 7.0;
+    document.atoms.head->scratch = 3;
+  }));
 }
 
 }  // namespace
