@@ -92,6 +92,23 @@ TEST_F(Run, CancelEndsEveryProcess) {
   EXPECT_TRUE(messages.shown.empty());
 }
 
+TEST_F(Run, AStoppedProgramHearsThatItIsToEnd) {
+  ChildCommand command = CommandFor("job");
+  command.program = "/bin/sh";
+  command.arguments = {"-c", "trap 'echo bye > said; exit 5' TERM; echo $$ > job.pid; kill -STOP $$; sleep 60"};
+  ASSERT_EQ(child.Start(command), 0);
+  const auto isStopped = [this] {
+    std::string word, state;
+    std::ifstream status("/proc/" + std::to_string(std::atoi(Get("job.pid").c_str())) + "/stat");
+    return static_cast<bool>(status >> word >> word >> state) && state == "T";
+  };
+  for (int i = 0; i < 1000 && !isStopped(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ASSERT_TRUE(isStopped());
+  EXPECT_EQ(child.EndAll(), 0);
+  EXPECT_EQ(Get("said"), "bye\n");
+  EXPECT_FALSE(isStopped());
+}
+
 TEST_F(Run, AKilledProgramLeavesNothingBehindAScriptWithoutExec) {
   Put("job.steps", "spawn\nwait 60000\n");
   const pid_t program = fork();
