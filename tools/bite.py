@@ -1,17 +1,20 @@
 #!/usr/bin/env python3
 """How well the tests bite: puts small faults into the sources, one at a time, and counts those that a test notices.
 
-    tools/bite.py [--count 40] [--seed 1] [--build build/release]
+    tools/bite.py [--count 40] [--seed 1] [--build build/release] [--list]
 
 A fault is a comparison, a sign or a logical word turned round, a constant changed, or a statement left out, at places
 drawn by the seed evenly over the folders of src. Each is built and given to the tests of its folder, then, if it
-lives, to those of the folders that use it. What the compiler refuses does not count. Work in a checkout without
-changes: each source is put back afterwards, also when stopped.
+lives, to those of the folders that use it. What the compiler refuses does not count. Set MARVIK_REAL_DATA as for the
+tests. Work in a checkout without changes: each source is put back afterwards, also when stopped. --list only names the
+faults that would be tried.
 """
 import argparse
+import functools
 import pathlib
 import random
 import re
+import resource
 import subprocess
 import sys
 
@@ -21,17 +24,16 @@ TURNS = [(r" < ", " <= "), (r" > ", " >= "), (r" <= ", " < "), (r" >= ", " > "),
          (r"\btrue\b", "false"), (r"\bfalse\b", "true"), (r"\bmin\b", "max"), (r"\bmax\b", "min"),
          (r"\b0\.5\b", "0.6"), (r"\b2\.0\b", "2.1"), (r"\bcontinue;", ";")]
 STATEMENT = re.compile(r"^ +[A-Za-z_][\w.:>\[\]-]*(\(.*\)| [-+*/|&]?= .*);$")
-PROGRAMS = {"gl": ["gl", "picture"], "picture": ["picture", "app"], "report": ["report", "app"], "base": ["base", "files"],
-            "crystal": ["crystal", "chem", "refine"], "model": ["model", "edit", "app"], "language": ["language", "files", "refine"],
-            "files": ["files", "app"], "edit": ["edit", "app"], "chem": ["chem", "report", "app"],
-            "draw": ["draw", "picture", "app"], "run": ["run", "app"]}
+USERS = {"base": "files", "crystal": "chem refine", "model": "edit app", "language": "files refine app", "files": "app", "edit": "app",
+         "chem": "report app", "refine": "check app", "phase": "app", "check": "app", "run": "app", "draw": "picture app",
+         "gl": "picture", "picture": "app", "report": "app", "publish": "app"}
 
 
 def faults_in(path):
     lines = path.read_text().splitlines(keepends=True)
     for number, line in enumerate(lines):
         code = line.split("//")[0]
-        if '"' in code or code.startswith("#") or "static_assert" in code or "template" in code or "operator" in code:
+        if '"' in code or code.startswith("#") or "static_assert" in code or ".reserve(" in code or "template" in code or "operator" in code:
             continue
         for pattern, by in TURNS:
             for match in re.finditer(pattern, code):
@@ -55,20 +57,36 @@ def draw(count, seed):
             return drawn
 
 
-def run(command, limit):
+def run(command, seconds):
+    """Whether it succeeds; judged by processor time, so that a loaded machine notices no more than a quiet one."""
+    def bound():
+        resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds))
     try:
-        return subprocess.run(command, cwd=ROOT, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL, timeout=limit).returncode == 0
+        return subprocess.run(command, cwd=ROOT, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
+                              timeout=10 * seconds, preexec_fn=bound).returncode == 0
     except subprocess.TimeoutExpired:
         return False
 
 
-def judge(folder, build):
+@functools.lru_cache(maxsize=None)
+def passes(build, program, fault):
+    """Whether the tests of a folder pass with the fault, None for none; nothing when they cannot be built."""
+    if not run(["ninja", "-C", build, f"test_{program}"], 1800):
+        return None
+    return run([f"{build}/bin/test_{program}", "--gtest_filter=-*Speed*:*Cost*:*EveryCommand*", "--gtest_brief=1",
+                "--gtest_fail_fast"], 240)
+
+
+def programs_for(folder):
+    return [folder, *USERS.get(folder, "").split()]
+
+
+def judge(folder, build, fault):
     """What notices the fault, "" for nothing; None when it cannot be built."""
-    for program in PROGRAMS.get(folder, [folder]):
-        if not run(["ninja", "-C", build, f"test_{program}"], 1800):
-            return None
-        if not run([f"{build}/bin/test_{program}", "--gtest_filter=-*Speed*:*Cost*:*EveryCommand*", "--gtest_brief=1"], 240):
-            return program
+    for program in programs_for(folder):
+        passed = passes(build, program, fault)
+        if not passed:
+            return passed if passed is None else program
     return ""
 
 
@@ -77,8 +95,9 @@ def main():
     parser.add_argument("--count", type=int, default=40)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--build", default="build/release")
+    parser.add_argument("--list", action="store_true")
     options = parser.parse_args()
-    if subprocess.run(["git", "diff", "--quiet", "--", "src"], cwd=ROOT).returncode:
+    if not options.list and subprocess.run(["git", "diff", "--quiet", "--", "src"], cwd=ROOT).returncode:
         sys.exit("src has changes; commit them first")
     killed, alive = 0, []
     for folder, path, number, line in draw(options.count, options.seed):
@@ -87,10 +106,17 @@ def main():
         before = path.read_text()
         lines = before.splitlines(keepends=True)
         what = f"{path.relative_to(ROOT)}:{number + 1}: {lines[number].strip()}  ->  {line.strip() or 'left out'}"
+        if options.list:
+            print(what)
+            alive.append(what)
+            continue
+        for program in programs_for(folder):
+            if not passes(options.build, program, None):
+                sys.exit(f"test_{program} fails without a fault")
         lines[number] = line
         try:
             path.write_text("".join(lines))
-            by = judge(folder, options.build)
+            by = judge(folder, options.build, what)
         finally:
             path.write_text(before)
         if by is None:
@@ -99,6 +125,8 @@ def main():
         if not by:
             alive.append(what)
         print(f"{by or 'ALIVE':9} {what}", flush=True)
+    if options.list:
+        return 0
     print(f"{killed} of {killed + len(alive)} noticed")
     return 0 if killed >= 0.9 * (killed + len(alive)) else 1
 
