@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstring>
 #include <map>
+#include <nlohmann/json.hpp>
 
 #include "base/numbers.h"
 #include "files/export/export_fixture.h"
@@ -128,6 +129,57 @@ TEST_F(ExportTest, AThousandAtomsAreSmall) {
   const std::string vrml = *ComposeVrml(document, options, messages);
   EXPECT_LT(vrml.size(), 2'000'000u);
   EXPECT_LT(ComposeGlb(document, options, messages)->size(), 2'000'000u);
+}
+
+// As the format's text has it: lengths, alignment, and the bounds of each accessor of places.
+TEST_F(ExportTest, TheGlbKeepsToItsFormat) {
+  SceneOptions options;
+  options.ellipsoids = true;
+  const std::string glb = *ComposeGlb(document, options, messages);
+  const auto word = [&](size_t at) {
+    uint32_t value = 0;
+    std::memcpy(&value, glb.data() + at, sizeof value);
+    return value;
+  };
+  EXPECT_EQ(word(4), 2u);
+  EXPECT_EQ(word(8), glb.size());
+  const uint32_t jsonLength = word(12), binaryLength = word(20 + jsonLength);
+  EXPECT_EQ(jsonLength % 4, 0u);
+  EXPECT_EQ(28 + jsonLength + binaryLength, glb.size());
+  const auto json = nlohmann::json::parse(glb.substr(20, jsonLength));
+  EXPECT_EQ(json["buffers"][0]["byteLength"], binaryLength);
+  size_t end = 0, bounded = 0;
+  for (const auto& view : json["bufferViews"]) {
+    const size_t start = view["byteOffset"];
+    EXPECT_EQ(start % 4, 0u);
+    EXPECT_GE(start, end);
+    EXPECT_LT(start, end + 4) << "no gap but for the alignment";
+    end = start + view["byteLength"].get<size_t>();
+    EXPECT_LE(end, binaryLength);
+  }
+  for (const auto& accessor : json["accessors"]) {
+    const auto& view = json["bufferViews"].at(accessor["bufferView"].get<size_t>());
+    const bool isPlace = accessor["type"] == "VEC3";
+    EXPECT_EQ(accessor["count"].get<size_t>() * (isPlace ? 12 : 2), view["byteLength"]);
+    if (!accessor.contains("min")) continue;
+    ++bounded;
+    std::vector<float> values(3 * accessor["count"].get<size_t>());
+    std::memcpy(values.data(), glb.data() + 28 + jsonLength + view["byteOffset"].get<size_t>(), 4 * values.size());
+    for (size_t i = 0; i < 3; ++i) {
+      float low = values[i], high = values[i];
+      for (size_t n = i; n < values.size(); n += 3) low = std::min(low, values[n]), high = std::max(high, values[n]);
+      EXPECT_EQ(accessor["min"][i].get<float>(), low);
+      EXPECT_EQ(accessor["max"][i].get<float>(), high);
+    }
+  }
+  EXPECT_GE(bounded, 3u);
+  for (const auto& mesh : json["meshes"])
+    for (const auto& part : mesh["primitives"]) {
+      const auto count = [&](const char* name) {
+        return json["accessors"].at(part["attributes"][name].get<size_t>())["count"].get<size_t>();
+      };
+      EXPECT_EQ(count("POSITION"), count("NORMAL"));
+    }
 }
 
 #if defined(MARVIK_WITH_ASSIMP)
