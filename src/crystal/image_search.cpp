@@ -10,8 +10,9 @@ namespace marvik {
 
 namespace {
 
-// Padding copies beyond this many are not stored.
-constexpr double kMostSites = 2e7;
+// Padding copies beyond this many are not stored, unless they are few for each image.
+constexpr double kMostSites = 1e6;
+constexpr double kFewCopies = 30;
 // Coordinates beyond this many cells are taken for nonsense: their fraction has lost its digits.
 constexpr double kFarthestCell = 1e8;
 
@@ -46,7 +47,7 @@ ImageSearch::ImageSearch(std::span<const Fractional> atoms, std::vector<Symmetry
     pad[i] = reach * reciprocal[i] + 1e-9;
     copies *= 1.0 + 2.0 * pad[i];
   }
-  padded_ = copies < kMostSites;
+  padded_ = copies < std::max(kMostSites, kFewCopies * static_cast<double>(atoms_.size() * operators_.size()));
   std::vector<Cartesian> points;
   for (uint32_t atom = 0; atom < atoms_.size(); ++atom) {
     size_t order = 0;
