@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <sstream>
 
@@ -104,6 +105,33 @@ TEST_F(Batch, ACrashOrTheTimeLimitCostsOneFile) {
   EXPECT_NE(lines[1].find("\"signal\": 9"), std::string::npos) << lines[1];
   EXPECT_NE(lines[2].find("\"status\": 1"), std::string::npos) << lines[2];
   EXPECT_NE(err.str().find("0 without a word, 2 with messages, 1 crashed, 1 over the time limit"), std::string::npos);
+}
+
+// A refinement leaves NAME.ins, NAME.res, NAME.cif and steps of its history: that is still one job, also when a run
+// that was ended goes on.
+TEST_F(Batch, AJobOfSeveralFilesIsRunOnce) {
+  fs::create_directories(folder / "jobs/both_steps");
+  const std::string jobs = folder / "jobs/";
+  for (const char* name : {"both.ins", "both.res", "both.cif", "both_steps/step-0000.res", "other.ins", "x.cif"})
+    folder.Put(std::string("jobs/") + name, test::kSmallFile);
+  const auto files = [&](const char* action) {
+    std::string wrong;
+    return BatchFiles(ParseCommandLine({"--batch", jobs, action}), wrong);
+  };
+  const auto now = fs::file_time_type::clock::now();
+  for (const char* last : {"both.ins", "both.res"}) {
+    for (const char* name : {"both.ins", "both.res"})
+      fs::last_write_time(jobs + name, now - std::chrono::seconds(name == std::string(last) ? 5 : 10));
+    EXPECT_EQ(files("--refine"), (std::vector<std::string>{jobs + last, jobs + "other.ins", jobs + "x.cif"}));
+  }
+  EXPECT_EQ(files("--lint").size(), 5u) << "each of them can be read, but for the history";
+  PutProgram("exit 1\n");
+  const std::string results = folder / "r.jsonl";
+  Run({"--batch", jobs, "--refine", "--results", results, "--jobs", "1"});
+  EXPECT_EQ(LinesOf(folder.Get("r.jsonl")).size(), 3u);
+  folder.Put("jobs/other.res", test::kSmallFile);
+  EXPECT_EQ(Run({"--batch", jobs, "--refine", "--results", results}), 0);
+  EXPECT_NE(err.str().find("3 done before"), std::string::npos) << err.str();
 }
 
 TEST_F(Batch, TakesFoldersAndSaysWhatIsWrong) {

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <iostream>
 #include <iterator>
+#include <limits>
+#include <map>
 #include <unistd.h>
 
 #include "base/files.h"
@@ -17,6 +19,19 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kNameMark = "{name}";
 constexpr std::string_view kLineHead = "{\"file\": ";
+constexpr std::string_view kHistoryEnd = "_steps";
+constexpr std::string_view kModelExtensions[] = {"ins", "res", "cif"};
+
+bool IsModel(const std::string& path) {
+  return std::ranges::find(kModelExtensions, LowerExtensionOf(path)) != std::end(kModelExtensions);
+}
+
+// The folder in which a job beside it keeps its accepted refinements.
+bool IsHistory(const std::string& folder) {
+  if (!folder.ends_with(kHistoryEnd)) return false;
+  const std::string job = folder.substr(0, folder.size() - kHistoryEnd.size());
+  return StampOf(job + ".res") || StampOf(job + ".ins");
+}
 
 std::vector<std::string> FilesBelow(const std::string& folder) {
   std::vector<std::string> files;
@@ -25,10 +40,12 @@ std::vector<std::string> FilesBelow(const std::string& folder) {
   for (fs::recursive_directory_iterator entry(folder, options, error), end; !error && entry != end;
        entry.increment(error)) {
     const std::string path = entry->path().string();
-    const std::string extension = LowerExtensionOf(path);
-    const bool wanted = extension == "res" || extension == "ins" || extension == "cif";
     std::error_code ignored;
-    if (wanted && entry->is_regular_file(ignored)) files.push_back(path);
+    if (IsHistory(path)) {
+      entry.disable_recursion_pending();
+    } else if (IsModel(path) && entry->is_regular_file(ignored)) {
+      files.push_back(path);
+    }
   }
   std::ranges::sort(files);
   return files;
@@ -44,6 +61,31 @@ std::vector<std::string> LinesOf(std::string_view text) {
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return lines;
+}
+
+// Of the files of one job the model that was written last, in the place of the first; a CIF, which a refinement writes
+// too, only where it stands alone.
+std::vector<std::string> OnePerJob(const std::vector<std::string>& files) {
+  const auto age = [](const std::string& file) {
+    const auto stamp = StampOf(file);
+    return stamp && LowerExtensionOf(file) != "cif" ? stamp->nanoseconds : std::numeric_limits<long long>::min();
+  };
+  std::vector<std::string> chosen;
+  std::map<std::string, size_t> places;
+  for (const std::string& file : files) {
+    const auto [place, isNew] = places.try_emplace(BaseNameOf(file), chosen.size());
+    if (isNew) {
+      chosen.push_back(file);
+    } else if (age(file) > age(chosen[place->second])) {
+      chosen[place->second] = file;
+    }
+  }
+  return chosen;
+}
+
+// What leaves NAME.ins and NAME.res behind, whichever of them is given.
+bool RunsJobs(const CommandLineOptions& options) {
+  return options.Has("--refine") || options.Has("--solve") || options.Has("--complete");
 }
 
 }  // namespace
@@ -72,6 +114,7 @@ std::vector<std::string> BatchFiles(const CommandLineOptions& options, std::stri
     if (!list.complete) wrong = "The list " + options.batch + " could not be read";
     files = LinesOf(list.content);
   }
+  if (RunsJobs(options)) files = OnePerJob(files);
   std::set<std::string> names;
   const bool named = std::ranges::any_of(options.actions, [](const BatchAction& a) { return !a.row->formats.empty(); });
   for (const std::string& file : files) {
@@ -84,6 +127,15 @@ std::vector<std::string> BatchFiles(const CommandLineOptions& options, std::stri
       part.push_back(files[i]);
     files = std::move(part);
   }
+  return files;
+}
+
+std::vector<std::string> SameWork(const CommandLineOptions& options, const std::string& file) {
+  if (!RunsJobs(options) || !IsModel(file)) return {file};
+  std::vector<std::string> files;
+  for (const std::string_view extension : kModelExtensions)
+    files.push_back(BaseNameOf(file) + "." + std::string(extension));
+  files.push_back(file);
   return files;
 }
 

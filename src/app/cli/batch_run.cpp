@@ -163,7 +163,10 @@ class Coordinator {
       err_ << "marvik: " << WriteFault(options_.results, error) << '\n';
       return false;
     }
-    before_ = std::erase_if(files, [&](const std::string& file) { return done.contains(JsonText(file)); });
+    before_ = std::erase_if(files, [&](const std::string& file) {
+      return std::ranges::any_of(SameWork(options_, file),
+                                 [&](const std::string& same) { return done.contains(JsonText(same)); });
+    });
     return true;
   }
 
