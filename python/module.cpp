@@ -1,5 +1,7 @@
 // The compiled part of the Python package: it hands arrays and bytes over, and python/marvik gives them their names.
-#include <pybind11/functional.h>
+#include <complex>
+#include <exception>
+#include <pybind11/complex.h>
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
@@ -124,6 +126,22 @@ py::dict ValuesOf(const Document& document, const std::string& kind, const Uncer
   return result;
 }
 
+// Lets Ctrl+C end long work that goes on without Python's lock, and passes on what the work says. Throws what Python
+// raised.
+class Listener {
+ public:
+  explicit Listener(py::object told) : told_(std::move(told)) {}
+  template <class... What>
+  void operator()(const What&... what) const {
+    const py::gil_scoped_acquire python;
+    if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+    if (!told_.is_none()) told_(what...);
+  }
+
+ private:
+  py::object told_;
+};
+
 // A file as the command line has it, kept open.
 class OpenStructure {
  public:
@@ -132,7 +150,7 @@ class OpenStructure {
     if (!session_->Open()) Fail();
   }
 
-  // The command line's words for actions, without the file: what it would print.
+  // The command line's words for actions, without the file: what it would print. Findings are no fault.
   py::bytes Do(const std::vector<std::string>& words) {
     options_ = Parsed(words, options_.file);
     Workbench& bench = session_->bench;
@@ -146,7 +164,7 @@ class OpenStructure {
     for (const CommandStep& step : options_.commands)
       if (RunCommand(bench, step.id, step.argument) == Outcome::Failed) Fail();
     for (const BatchAction& action : options_.actions)
-      if (!action.row->run || !action.row->run(*session_, action)) Fail();
+      if (!action.row->run || (!action.row->run(*session_, action) && out_.str().empty())) Fail();
     return out_.str();
   }
 
@@ -203,8 +221,13 @@ py::dict SymmetryOf(const Document& document) {
 class Refinement {
  public:
   Refinement(const std::string& instructions, const std::string& reflections, const std::string& directory,
-             std::optional<int> cycles) {
-    const LineSink print = [this](const std::string& line) { said_ += line + "\n"; };
+             std::optional<int> cycles, const py::object& progress) {
+    const Listener listener(progress);
+    const py::gil_scoped_release others;
+    const LineSink print = [&](const std::string& line) {
+      said_ += line + "\n";
+      listener(Utf8Of(line));
+    };
     PrintedMessages messages(print);
     if (!ReadInstructionText(s_.document, TakeIncludes(instructions, directory, s_.notes), messages))
       throw Fault("not an instruction file with a possible cell\n" + said_);
@@ -237,6 +260,23 @@ class Refinement {
     figures["last_shift"] = r.lastShift;
     figures["problem"] = r.problem;
     return figures;
+  }
+  py::dict Reflections() const {
+    const Calculated& c = s_.result.calculated;
+    std::vector<int> hkl;
+    std::vector<std::complex<double>> f;
+    for (size_t i = 0; i < c.fo2.size(); ++i) {
+      const Miller& h = s_.observations.indices[0][i];
+      hkl.insert(hkl.end(), h.begin(), h.end());
+      f.emplace_back(c.a[i], c.b[i]);
+    }
+    py::dict reflections;
+    reflections["hkl"] = ArrayOf(hkl, 3);
+    reflections["fo2"] = ArrayOf(c.fo2);
+    reflections["fo2_su"] = ArrayOf(c.sigma);
+    reflections["fc2"] = ArrayOf(c.fc2);
+    reflections["fc"] = ArrayOf(f);
+    return reflections;
   }
   // wR2, R1, S and the largest shift over its s.u. of each cycle.
   py::array_t<double> Cycles() const {
@@ -273,20 +313,32 @@ class Refinement {
 };
 
 py::list SolveProblem(const std::string& instructions, const std::string& reflections, bool complete, bool asGiven,
-                      unsigned seed) {
+                      unsigned seed, const py::object& progress) {
   phase::Problem problem;
   std::string sentence;
   if (!phase::MakeProblem(instructions, reflections, problem, sentence)) throw Fault(sentence);
+  const Listener listener(progress);
+  std::exception_ptr raised;
   phase::SolveOptions options;
   options.groupAsGiven = asGiven;
   options.seed = seed;
+  options.progress = [&](const std::string& what, double share) {
+    try {
+      listener(what, share);
+    } catch (...) {
+      raised = std::current_exception();
+    }
+    return !raised;
+  };
   phase::Solution solution;
   phase::Completion completion;
   {
     const py::gil_scoped_release others;
     solution = phase::Solve(problem, options);
-    if (solution.solved && complete) completion = phase::Complete(problem, solution.candidates[0], options.progress);
+    if (solution.solved && complete && !raised)
+      completion = phase::Complete(problem, solution.candidates[0], options.progress);
   }
+  if (raised) std::rethrow_exception(raised);
   if (!solution.solved) throw Fault(solution.sentence);
   py::list found;
   const auto add = [&](const std::string& text, const std::string& what, const std::string& group, double r1,
@@ -331,12 +383,13 @@ PYBIND11_MODULE(_marvik, module) {
       .def("symmetry", [](const OpenStructure& s) { return SymmetryOf(s.Model()); })
       .def("instructions", &OpenStructure::Instructions);
   py::class_<Refinement>(module, "Refinement")
-      .def(py::init<const std::string&, const std::string&, const std::string&, std::optional<int>>(),
-           py::call_guard<py::gil_scoped_release>())
+      .def(
+          py::init<const std::string&, const std::string&, const std::string&, std::optional<int>, const py::object&>())
       .def_property_readonly("text", &Refinement::Text)
       .def_property_readonly("said", &Refinement::Said)
       .def("figures", &Refinement::Figures)
       .def("cycles", &Refinement::Cycles)
+      .def("reflections", &Refinement::Reflections)
       .def("peaks", &Refinement::Peaks)
       .def("map", &Refinement::Map)
       .def("atoms", &Refinement::AtomArrays)

@@ -80,8 +80,10 @@ class Reading(unittest.TestCase):
         self.assertLess(len(structure.angles()["value"]), len(marvik.read(examples / "azathiop.res").angles()["value"]))
 
     def test_faults_are_errors_with_the_programs_words(self):
-        with self.assertRaisesRegex(marvik.Error, "nowhere.res"):
+        with self.assertRaises(FileNotFoundError):
             marvik.read("nowhere.res")
+        with self.assertRaisesRegex(marvik.Error, "missing, empty or corrupt"):
+            marvik.read(self.write("empty.res", ""))
         structure = marvik.read(examples / "azathiop.res")
         with self.assertRaisesRegex(marvik.Error, "nonsense"):
             structure.command("nonsense")
@@ -89,6 +91,17 @@ class Reading(unittest.TestCase):
             marvik.solve(b"not a header", b"")
         with self.assertRaises(FileNotFoundError):
             structure.refine()
+
+    def test_findings_and_attachments_of_files(self):
+        text = (examples / "azathiop.res").read_bytes().replace(b"\nUNIT", b"\nUNITY 1\nUNIT")
+        findings = marvik.Structure.from_bytes(text, "typo.ins").lint()
+        self.assertIn(text.split(b"\n").index(b"UNITY 1") + 1, [finding["line"] for finding in findings])
+        result = (examples / "azathiop.res").read_text()
+        cif = marvik.read(self.write("su.cif", f"{CIF}_iucr_refine_instructions_details\n;\n{result};\n"))
+        self.assertTrue(cif.check())
+        self.assertEqual(cif.attachments(), {"su.res": result.encode()})
+        with self.assertRaises(marvik.Error):
+            marvik.read(examples / "azathiop.res").attachments()
 
 
 class Refining(unittest.TestCase):
@@ -109,6 +122,28 @@ class Refining(unittest.TestCase):
         self.assertTrue(np.all((distances["su"][np.isfinite(distances["su"])] < 0.1)))
         self.assertGreater(np.isfinite(distances["su"]).sum(), 10)
         self.assertIn(b"R1 =", refined.text)
+
+    def test_reflections_give_the_figures(self):
+        data = self.model.reflections()
+        self.assertEqual(data["hkl"].shape, (self.model.figures["data"], 3))
+        np.testing.assert_allclose(np.abs(data["fc"]) ** 2, data["fc2"], atol=1e-6)
+        strong = data["fo2"] > 2 * data["fo2_su"]
+        fo, fc = (np.sqrt(data[name][strong]) for name in ("fo2", "fc2"))
+        self.assertAlmostEqual(np.abs(fo - fc).sum() / fo.sum(), self.model.r1, 6)
+
+    def test_the_result_is_a_structure_of_its_own(self):
+        result = self.model.structure()
+        np.testing.assert_allclose(result.atoms()["xyz"][:21], self.model.atoms()["xyz"], atol=1e-6)
+        self.assertTrue(result.picture(format="svg").startswith(b"<?xml"))
+
+    def test_whoever_listens_can_end_it(self):
+        def stop(*said):
+            raise InterruptedError(str(said))
+
+        with self.assertRaisesRegex(InterruptedError, "reflections read"):
+            self.structure.refine(progress=stop)
+        with self.assertRaisesRegex(InterruptedError, "phases"):
+            marvik.solve(examples / "azastart.res", examples / "azastart.hkl", progress=stop)
 
     def test_maps_hold_the_electrons(self):
         density = self.model.map("observed")
