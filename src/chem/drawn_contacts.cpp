@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "chem/crowding.h"
+#include "chem/hanging_contacts.h"
 #include "chem/hybridization.h"
 
 namespace marvik {
@@ -30,13 +31,19 @@ class ShownAtoms {
   std::unordered_map<uint32_t, std::vector<const AtomRecord*>> bySource_;
 };
 
+// Van der Waals, of what is shown, Å.
+double LongestRadius(const Document& document) {
+  double longest = 0.0;
+  for (const AtomRecord* atom : Atoms(document.atoms, kVisibleOnly))
+    longest = std::max(longest, VanDerWaalsRadius(ChemicalNumber(*atom)));
+  return longest;
+}
+
 }  // namespace
 
 std::vector<DrawnContact> ContactsShown(const Document& document, bool hydrogenBonds, bool shortContacts) {
   std::vector<DrawnContact> contacts;
-  double longest = 0.0;  // radius
-  for (const AtomRecord* atom : Atoms(document.atoms, kVisibleOnly))
-    longest = std::max(longest, VanDerWaalsRadius(ChemicalNumber(*atom)));
+  const double longest = LongestRadius(document);
   if (longest == 0.0 || FindCrowded(document)) return contacts;
   const ShownAtoms shown(document);
   const GeometryUncertainty none(document, nullptr);
@@ -58,6 +65,36 @@ std::vector<DrawnContact> ContactsShown(const Document& document, bool hydrogenB
       if (to && to->serial > atom->serial) contacts.push_back({atom, to, ContactLine::Short});
     }
   }
+  return contacts;
+}
+
+std::vector<HangingContact> HangingContacts(const Document& document, bool hydrogenBonds, bool shortContacts,
+                                            size_t most) {
+  std::vector<HangingContact> contacts;
+  const double reach = 2.0 * LongestRadius(document);
+  if (reach == 0.0 || FindCrowded(document)) return contacts;
+  const ShownAtoms shown(document);
+  const GeometryUncertainty none(document, nullptr);
+  const EnvironmentSearch search(document, reach, none);
+  const auto add = [&](const AtomRecord* from, const NeighbourImage& to, bool hydrogenBond) {
+    if (!shown.At(to)) contacts.push_back({from, to.atom, to.symmetryCode, to.position, hydrogenBond});
+  };
+  for (const AtomRecord* atom : Atoms(document.atoms, kVisibleOnly)) {
+    if (atom->IsPeak()) continue;
+    const Environment around = search.About(*atom, reach);
+    for (const HydrogenBond& bond : around.hydrogenBonds) {
+      if (!hydrogenBonds) break;
+      const auto isHere = [&](const NeighbourImage& image) {
+        return Distance(image.position, atom->position) <= kSamePlace;
+      };
+      if (isHere(bond.hydrogen)) add(atom, bond.acceptor, true);
+      if (isHere(bond.acceptor)) add(atom, bond.hydrogen, true);
+    }
+    for (const EnvironmentContact& contact : around.contacts)
+      if (shortContacts && contact.kind == ContactKind::Short) add(atom, contact.image, false);
+    if (contacts.size() >= most) break;
+  }
+  contacts.resize(std::min(contacts.size(), most));
   return contacts;
 }
 

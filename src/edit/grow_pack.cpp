@@ -107,6 +107,19 @@ size_t Grow(Document& document, UserMessages& messages, double most) {
   return total;
 }
 
+size_t GrowImage(Document& document, const AtomRecord& atom, int32_t symmetryCode, UserMessages& messages) {
+  const CrystalFragments fragments(document);
+  const auto index = fragments.IndexOf(atom.sourceSerial ? atom.sourceSerial : atom.serial);
+  const auto op = static_cast<uint32_t>(symmetryCode / 1000 - 1);
+  if (!index || symmetryCode < 1000 || op >= OperatorCount(document) || fragments.RefuseCrowded(messages)) return 0;
+  ImageMaker maker(document, fragments, messages);
+  std::vector<AtomRecord*> added;
+  maker.AddFragment(fragments.FragmentOf(*index),
+                    {op, {symmetryCode / 100 % 10 - 5, symmetryCode / 10 % 10 - 5, symmetryCode % 10 - 5}}, added);
+  Connect(document, messages);
+  return added.size();
+}
+
 PackResult Pack(Document& document, const PackBox& box, UserMessages& messages) {
   PackResult result;
   const CrystalFragments fragments(document);

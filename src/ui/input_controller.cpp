@@ -226,6 +226,8 @@ void InputController::Click(const QPointF& position) {
   } else if (BondRecord* bond = BondAt(position)) {
     bench_.PickBond(bond);
     run_(kSelectPickedBondCommand, {});
+  } else if (const std::string contact = contactAt_ ? contactAt_(position) : ""; !contact.empty()) {
+    run_(FindCommand("grow-contact")->id, contact);
   }
   bench_.ClearPick();
 }

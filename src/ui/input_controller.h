@@ -33,6 +33,8 @@ class InputController : public QObject {
   // Waits for an atom to be named for a command: a click names one, Enter or a second click on it runs the command with
   // it, Escape gives up. The atom that a context menu is open on stays the command's own.
   void StartPick(int command);
+  // What grows at a position, for the clicks that hit nothing else: the argument of the command, "" for nothing.
+  void SetContacts(std::function<std::string(const QPointF&)> contacts) { contactAt_ = std::move(contacts); }
   bool PickPending() const { return pick_.command != 0; }
   // Lets drags and arrow keys move the label of the atom that the context menu is open on; Enter runs the command with
   // the new place, Escape puts the label back.
@@ -97,6 +99,7 @@ class InputController : public QObject {
   Workbench& bench_;
   DrawingArea& area_;
   Runner run_;
+  std::function<std::string(const QPointF&)> contactAt_;
   Gesture gesture_ = Gesture::None;
   bool doubleClick_ = false;
   QPointF pressed_;  // where the button went down

@@ -29,6 +29,7 @@
 #include "ui/background.h"
 #include "ui/command_palette.h"
 #include "ui/conquest.h"
+#include "ui/contact_stubs.h"
 #include "ui/demo_player.h"
 #include "ui/dialogs/argument_dialogs.h"
 #include "ui/dialogs/atom_preferences_dialog.h"
@@ -93,6 +94,7 @@ MainWindow::MainWindow(Workbench& bench, WindowMessages& messages) : bench_(benc
   input_ =
       new InputController(bench, *area_, [this](int id, const std::string& argument) { return Run(id, argument); });
   new ElementMarks(bench, *area_);
+  input_->SetContacts([stubs = new ContactStubs(bench, *area_)](const QPointF& at) { return stubs->At(at); });
   menus_ = new MenuSet(bench, *menuBar(), [this](int id) { Run(id); });
   SetUpStatusBar();
   connect(input_, &InputController::StatusText, pointerText_, &QLabel::setText);

@@ -58,6 +58,7 @@ const std::map<int, const char*> kArguments = {
     {613, "%A %B"},
     {614, "number=1 sigma=0.05"},
     {617, "fragment=toluene"},
+    {681, "%A 1_655"},
 };
 
 class EveryCommand : public test::BenchTest {

@@ -170,6 +170,31 @@ TEST_F(GesturesTest, WithCtrlTheWheelSetsTheLevelOfDensityWhereThatIsShown) {
   EXPECT_EQ(bench.view.viewRadius, zoomed);
 }
 
+TEST_F(GesturesTest, AClickOnTheEndOfAContactGrowsWhatIsThere) {
+  const int grow = FindCommand("grow-contact")->id;
+  const std::string path = scratch.Put(
+      "bond.res",
+      "TITL bond\nCELL 0.71073 2.8 10 10 90 90 90\nZERR 1 0 0 0 0 0 0\nLATT -1\nSFAC C H O\nUNIT 2 1 1\nFVAR 1.0\n"
+      "C1 1 0.1 0.1 0.5 11.0 0.04\nC2 1 0.1 0.9 0.5 11.0 0.04\nO1 3 0.1 0.5 0.5 11.0 0.05\n"
+      "H1 2 0.443 0.5 0.5 11.0 0.05\nHKLF 4\nEND\n");
+  bench.FmolAfterChanges = false;
+  ASSERT_EQ(window->Run(kReadFileCommand, path), Outcome::Done);
+  const Cartesian next = bench.document.matrix * Fractional{1.1, 0.5, 0.5};
+  Settle();
+  Click(area->PlaceOf(next));
+  EXPECT_EQ(bench.document.atoms.LiveCount(), 4u) << "nothing is there as long as no contacts are drawn";
+  window->Run(kHydrogenBondsCommand, "on");
+  Settle();
+  Click(area->PlaceOf(next));
+  EXPECT_EQ(bench.document.atoms.LiveCount(), 6u);
+  EXPECT_NEAR(Distance(bench.document.atoms.tail->prev->position, next), 0.0, 1e-6);
+  EXPECT_EQ(window->Run(grow, "O1 9_555"), Outcome::Failed) << "there is no such operator";
+  EXPECT_EQ(window->Run(grow, "O9 1_655"), Outcome::Failed);
+  EXPECT_EQ(window->Run(grow, "O1"), Outcome::Failed);
+  window->Run(kUndoCommand);
+  EXPECT_EQ(bench.document.atoms.LiveCount(), 4u);
+}
+
 TEST_F(GesturesTest, ZoomKeepsWhatIsUnderThePointer) {
   window->Run(kDarkLookCommand);
   Settle();

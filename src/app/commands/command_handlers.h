@@ -100,6 +100,7 @@ bool IsDensityShown(const Workbench& bench, std::optional<MapKind> kind);
 bool IsPlaneContoured(const Workbench& bench);
 
 // symmetry_handlers.cpp
+Outcome GrowContactHandler(Workbench& bench, const CommandCall& call);
 Outcome GrowHandler(Workbench& bench, const CommandCall& call);
 Outcome PackHandler(Workbench& bench, const CommandCall& call);
 Outcome TrimHandler(Workbench& bench, const CommandCall& call);

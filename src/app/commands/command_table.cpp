@@ -321,6 +321,7 @@ constexpr CommandRow kRows[] = {
      IsInFigure<&FigureChoices::measures>, ""},
     {661, "save-swing", "Save S&wing...", "", "old=WHAT file=FILE", None, Atoms, SaveSwingHandler, nullptr, "",
      SwingFields},
+    {681, "grow-contact", "Grow Contact", "", "ATOM CODE", Structure, Atoms, GrowContactHandler, nullptr, ""},
     {10101, "recent-file-1", "Recent File &1", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10102, "recent-file-2", "Recent File &2", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},
     {10103, "recent-file-3", "Recent File &3", "", "", Structure, RecentFile, RecentFileHandler, nullptr, ""},

@@ -77,6 +77,25 @@ Outcome GrowHandler(Workbench& bench, const CommandCall&) {
   return added ? Outcome::Changed : Outcome::Done;
 }
 
+// "O1 3_655": what a contact of the picture ends at.
+Outcome GrowContactHandler(Workbench& bench, const CommandCall& call) {
+  const size_t blank = std::min(call.argument.find(' '), call.argument.size());
+  const AtomRecord* atom = FindAtomByText(bench.document, call.argument.substr(0, blank));
+  std::string text = call.argument.substr(std::min(blank + 1, call.argument.size()));
+  std::erase(text, '_');
+  double code = 0.0;
+  if (!atom) return Refuse(bench, "Grow", "Couldn't find " + call.argument.substr(0, blank) + " in the atom list.");
+  if (!ParseWholeNumber(text, code) || !(code >= 1000.0 && code < 1e6))
+    return Refuse(bench, "Grow", "A symmetry code such as 3_655 is wanted behind the atom, not " + text + ".");
+  const size_t operators = std::max<size_t>(1, bench.document.symmetry.size());
+  if (code / 1000.0 >= static_cast<double>(operators) + 1.0)
+    return Refuse(bench, "Grow",
+                  Printf("There is no such image: the structure has %zu symmetry operators.", operators));
+  const size_t added = GrowImage(bench.document, *atom, static_cast<int32_t>(code), bench.messages);
+  bench.FollowCentre();
+  return added ? Outcome::Changed : Outcome::Done;
+}
+
 Outcome PackHandler(Workbench& bench, const CommandCall& call) {
   PackBox box;
   EditFault fault;

@@ -1,0 +1,61 @@
+#include "ui/contact_stubs.h"
+
+#include <QPainter>
+
+#include "base/numbers.h"
+#include "draw/renderer/look.h"
+#include "ui/drawing_area.h"
+
+namespace marvik {
+namespace {
+
+constexpr double kRing = 6.0;  // radius, nominal pixels
+constexpr size_t kMostStubs = 2000;
+
+}  // namespace
+
+ContactStubs::ContactStubs(Workbench& bench, DrawingArea& area) : QObject(&area), bench_(bench), area_(area) {
+  connect(&area, &DrawingArea::Painted, this, &ContactStubs::Paint);
+}
+
+void ContactStubs::Update() {
+  const FigureChoices& figure = bench_.figure;
+  size_t shown = figure.hydrogenBonds + 2 * figure.shortContacts;
+  for (const AtomRecord* atom : Atoms(bench_.document.atoms, kVisibleOnly)) shown = shown * 31 + atom->serial;
+  if (!seen_.IsLate(bench_) && shown == shown_) return;
+  shown_ = shown;
+  stubs_.clear();
+  if (!figure.hydrogenBonds && !figure.shortContacts) return;
+  for (const HangingContact& contact :
+       HangingContacts(bench_.document, figure.hydrogenBonds, figure.shortContacts, kMostStubs))
+    stubs_.push_back(
+        {contact.from->position, contact.place, contact.source->serial, contact.symmetryCode, contact.hydrogenBond});
+}
+
+void ContactStubs::Paint() {
+  Update();
+  if (stubs_.empty()) return;
+  const bool light = ColoursOf(bench_.look, false).light;
+  QPainter painter(&area_);
+  painter.setRenderHint(QPainter::Antialiasing);
+  for (const Stub& stub : stubs_) {
+    const QColor ink = stub.hydrogenBond ? (light ? QColor(0, 90, 130) : QColor(130, 220, 255))
+                                         : (light ? QColor(110, 110, 110) : QColor(160, 160, 160));
+    const QPointF from = area_.PlaceOf(stub.from), to = area_.PlaceOf(stub.to);
+    painter.setPen(QPen(ink, 1.2, Qt::DashLine));
+    painter.drawLine(from, to);
+    painter.setPen(QPen(ink, 1.4));
+    painter.drawEllipse(to, kRing, kRing);
+  }
+}
+
+std::string ContactStubs::At(const QPointF& position) const {
+  if (!bench_.figure.hydrogenBonds && !bench_.figure.shortContacts) return {};
+  for (const Stub& stub : stubs_) {
+    const QPointF off = area_.PlaceOf(stub.to) - position;
+    if (std::hypot(off.x(), off.y()) <= kRing + 2.0) return Printf("#%u %d", stub.source, stub.symmetryCode);
+  }
+  return {};
+}
+
+}  // namespace marvik
