@@ -138,6 +138,7 @@ void Workbench::ResetViewToModel(bool face) {
   followedCentre_ = document.MoleculeCentre;
   modelCentre_ = SphereOfModel(document).centre;
   ResetView(view, document);
+  if (face) view.Clip(std::nullopt);
   if (face && look != Look::Classic) FaceBestPlane(view, document);
   FitView();
   fittedRadius_ = view.viewRadius;

@@ -201,8 +201,8 @@ class Workbench {
   // What follows every change of which atoms there are or where they are: bonds, molecules brought together when
   // runFmol is set and nothing was generated, centre, repaint.
   void RefreshAfterStructureChange(bool runFmol);
-  // Fits the view to the whole structure again; with `face` it turns to the best plane, too, as after loading. The
-  // classic look keeps the sphere about the model's middle and the rotation.
+  // Fits the view to the whole structure again; with `face` it turns to the best plane and nothing is cut away, as
+  // after loading. The classic look keeps the sphere about the model's middle and the rotation.
   void ResetViewToModel(bool face = false);
   // Whether the view still has the frame that the last reset gave it; its rotation may be another.
   bool ViewIsFitted() const;

@@ -317,9 +317,11 @@ void SceneBuilder::AddCell() {
 
 void SceneBuilder::AddNet() {
   const bool light = ink_ != kWhite;
-  const auto placed = [&](const Cartesian& p) { return Placed(view_.transformPoint(p - view_.viewCentre).p); };
   for (const NetLine& line : options_.net->lines) {
-    const GlLine edge{placed(line.a), placed(line.b), ColourOf(line.tone, light, false), true};
+    const ViewPoint a = view_.transformPoint(line.a - view_.viewCentre).p;
+    const ViewPoint b = view_.transformPoint(line.b - view_.viewCentre).p;
+    if (view_.CutsAway((a + b) * 0.5)) continue;
+    const GlLine edge{Placed(a), Placed(b), ColourOf(line.tone, light, false), true};
     if (IsFinite(edge.a) && IsFinite(edge.b) && Length(edge.a) < kFarthest) scene_.lines.push_back(edge);
   }
 }

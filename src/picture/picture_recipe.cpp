@@ -124,6 +124,7 @@ PictureRecipe RecipeOf(const PictureSubject& subject, const PictureOptions& pict
   const double side = view.drawingSize > 0.0 ? view.drawingSize : 1.0;
   recipe.pan = {view.panX / side, view.panY / side};
   recipe.depthCue = view.depthCueLevel;
+  if (view.IsClipped()) recipe.clip = {view.clipFront, view.clipBack};
   recipe.rendition = look.mode;
   recipe.labels = look.labels;
   recipe.hydrogenLabels = look.hydrogenLabels;
@@ -170,6 +171,7 @@ std::vector<std::string> ShowAsRecipe(const PictureRecipe& recipe, PictureSubjec
   view.modelview = IdentityMatrix4();
   for (size_t i = 0; i < 3; ++i) std::ranges::copy(rotation[i], view.modelview[i].begin());
   view.depthCueLevel = recipe.depthCue;
+  view.Clip(recipe.clip);
   ResetView(view, subject.document);
   const Cartesian offset{recipe.centre[0], recipe.centre[1], recipe.centre[2]};
   view.fitView(recipe.radius, view.viewCentre + offset);

@@ -18,6 +18,7 @@ struct PictureLook {
   std::array<double, 3> centre{};  // Å, Cartesian, from the middle of the atoms shown
   std::array<double, 2> pan{};     // parts of the picture's side, to the right and down
   int depthCue = 50;
+  std::optional<std::array<double, 2>> clip;  // front and back, Å from the centre to the viewer
   int rendition = kWireFrame;
   bool labels = true;
   bool hydrogenLabels = true;

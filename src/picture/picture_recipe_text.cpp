@@ -83,6 +83,13 @@ void TakeRotation(Line& line, PictureRecipe& recipe) {
   line.good = line.good && IsNearlyRotation(recipe.rotation);
 }
 
+void TakeClip(Line& line, PictureRecipe& recipe) {
+  const double front = line.Number(-kFarthest, kFarthest);
+  const double back = line.Number(-kFarthest, kFarthest);
+  line.good = line.good && back < front;
+  recipe.clip = {front, back};
+}
+
 void TakeLabel(Line& line, PictureRecipe& recipe) {
   const std::string atom(line.Word());
   const double x = line.Number(-0.5, 0.5);
@@ -115,6 +122,7 @@ constexpr Entry kEntries[] = {
        for (double& v : r.pan) v = l.Number(-100.0, 100.0);
      }},
     {"depth-cue", [](Line& l, PictureRecipe& r) { r.depthCue = l.Whole(0, 100); }},
+    {"clip", TakeClip},
     {"rendition", [](Line& l, PictureRecipe& r) { r.rendition = l.OneOf(kRenditions); }},
     {"labels", TakeSwitch<&PictureLook::labels>},
     {"hydrogen-labels", TakeSwitch<&PictureLook::hydrogenLabels>},
@@ -188,6 +196,7 @@ std::string RecipeText(const PictureRecipe& r) {
   for (const auto& row : m) AppendPrintf(text, "  %.9g %.9g %.9g", row[0], row[1], row[2]);
   AppendPrintf(text, "\nradius %.9g\ncentre %.9g %.9g %.9g\npan %.9g %.9g\ndepth-cue %d\n", r.radius, r.centre[0],
                r.centre[1], r.centre[2], r.pan[0], r.pan[1], r.depthCue);
+  if (r.clip) AppendPrintf(text, "clip %.9g %.9g\n", (*r.clip)[0], (*r.clip)[1]);
   AppendPrintf(text, "labels %s\nhydrogen-labels %s\nhybrid-colours %s\ncell %s\npeaks %s\n", kSwitch[r.labels],
                kSwitch[r.hydrogenLabels], kSwitch[r.hybridColours], kSwitch[r.cell], kSwitch[r.peaks]);
   AppendPrintf(text, "probability %.9g\nsize %d\n", r.probability, r.picture.size);

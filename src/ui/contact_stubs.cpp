@@ -32,6 +32,12 @@ void ContactStubs::Update() {
         {contact.from->position, contact.place, contact.source->serial, contact.symmetryCode, contact.hydrogenBond});
 }
 
+bool ContactStubs::IsShown(const Stub& stub) const {
+  const ViewState& view = bench_.view;
+  return !view.CutsAway(view.transformPoint(stub.from - view.viewCentre).p) &&
+         !view.CutsAway(view.transformPoint(stub.to - view.viewCentre).p);
+}
+
 void ContactStubs::Paint() {
   Update();
   if (stubs_.empty()) return;
@@ -39,6 +45,7 @@ void ContactStubs::Paint() {
   QPainter painter(&area_);
   painter.setRenderHint(QPainter::Antialiasing);
   for (const Stub& stub : stubs_) {
+    if (!IsShown(stub)) continue;
     const QColor ink = stub.hydrogenBond ? (light ? QColor(0, 90, 130) : QColor(130, 220, 255))
                                          : (light ? QColor(110, 110, 110) : QColor(160, 160, 160));
     const QPointF from = area_.PlaceOf(stub.from), to = area_.PlaceOf(stub.to);
@@ -53,7 +60,8 @@ std::string ContactStubs::At(const QPointF& position) const {
   if (!bench_.figure.hydrogenBonds && !bench_.figure.shortContacts) return {};
   for (const Stub& stub : stubs_) {
     const QPointF off = area_.PlaceOf(stub.to) - position;
-    if (std::hypot(off.x(), off.y()) <= kRing + 2.0) return Printf("#%u %d", stub.source, stub.symmetryCode);
+    if (std::hypot(off.x(), off.y()) <= kRing + 2.0 && IsShown(stub))
+      return Printf("#%u %d", stub.source, stub.symmetryCode);
   }
   return {};
 }

@@ -31,6 +31,7 @@ class ContactStubs : public QObject {
     int32_t symmetryCode;
     bool hydrogenBond;
   };
+  bool IsShown(const Stub& stub) const;
   void Update();
   void Paint();
 

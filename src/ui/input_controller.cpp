@@ -253,6 +253,12 @@ void InputController::Wheel(const QWheelEvent& event) {
     const QPointF way = event.pixelDelta().isNull() ? QPointF(event.angleDelta()) / kAnglePerPixel : event.pixelDelta();
     return MoveBy(way * area_.devicePixelRatioF());
   }
+  if (event.modifiers() & Qt::ShiftModifier && !fingers && event.angleDelta().y() != 0) {
+    const bool up = event.angleDelta().y() > 0;
+    const bool moves = event.modifiers() & Qt::ControlModifier;
+    run_(moves ? (up ? kClipNearerCommand : kClipFartherCommand) : up ? kClipThickerCommand : kClipThinnerCommand, {});
+    return;
+  }
   if (event.modifiers() & Qt::ControlModifier && !fingers && event.angleDelta().y() != 0 &&
       CommandChecked(bench_, kDensityCommand)) {
     run_(event.angleDelta().y() > 0 ? kDensityRaiseCommand : kDensityLowerCommand, {});

@@ -1,6 +1,9 @@
 #include "app/bench_fixture.h"
 #include "app/commands/command_table.h"
 #include "app/open_save.h"
+#include "app/picture/picture_output.h"
+#include "draw/surface/lit_picture.h"
+#include "gl/gl_scene.h"
 
 namespace marvik {
 namespace {
@@ -62,6 +65,54 @@ TEST_F(ViewTest, BondsAndPlanesArePickedSelectedOrNamed) {
   EXPECT_EQ(RunCommand(bench, 587, "C1 C2 X9"), Outcome::Failed);
   EXPECT_EQ(Captions(), "Error: Insufficient Selections|Error: Insufficient Selections|Error: No Atoms Selected");
   EXPECT_EQ(bench.view.modelview, before);
+}
+
+// Three atoms 2 Å apart along c.
+TEST_F(ViewTest, ClipPlanesCutEveryRenditionAndFollowTheTurn) {
+  ASSERT_TRUE(
+      OpenFile(bench, folder.Put("row.res",
+                                 "TITL row\nCELL 0.71073 10 10 10 90 90 90\nLATT -1\nSFAC C\nUNIT 3\nFVAR 1\n"
+                                 "C1 1 .5 .5 .3 11 .05\nC2 1 .5 .5 .5 11 .05\nC3 1 .5 .5 .7 11 .05\nHKLF 4\nEND\n")));
+  RunCommand(bench, 582);
+  const auto drawn = [&] {
+    std::string names;
+    const auto svg = DrawPicture(bench, {}, "svg");
+    for (const char* name : {"C1", "C2", "C3"})
+      if (svg && svg->find(std::string(">") + name + "<") != std::string::npos) names += name;
+    return names;
+  };
+  for (const int mode : {int{kWireFrame}, int{kBallAndStick}, int{kThermalEllipsoid}}) {
+    bench.RenditionMode = mode;
+    RunCommand(bench, kClipCommand, "off");
+    EXPECT_EQ(drawn(), "C1C2C3");
+    ASSERT_EQ(RunCommand(bench, kClipCommand, "1,-1"), Outcome::Done);
+    EXPECT_EQ(drawn(), "C2");
+    RunCommand(bench, kClipCommand, "3,-1");
+    EXPECT_EQ(drawn(), "C2C3") << "the nearer end of c is C3";
+  }
+  EXPECT_EQ(BuildLitScene(bench.document, bench.view, bench.ScreenOptions()).balls.size(), 2u);
+  GlPictureOptions gl;
+  EXPECT_EQ(BuildGlScene(bench.document, bench.view, 200, gl, nullptr).atoms.size(), 2u);
+  const std::string recipe = folder / "cut.recipe";
+  ASSERT_EQ(RunCommand(bench, kSaveRecipeCommand, recipe), Outcome::Done);
+  RunCommand(bench, 580);
+  EXPECT_EQ(drawn(), "C1C2C3") << "side by side";
+  RunCommand(bench, kResetViewCommand);
+  EXPECT_FALSE(bench.view.IsClipped());
+  ASSERT_NE(RunCommand(bench, kApplyRecipeCommand, recipe), Outcome::Failed);
+  EXPECT_EQ(drawn(), "C2C3");
+  for (const char* wrong : {"1,2", "1", "a,b", "nan,-1", "1,1", "on"})
+    EXPECT_EQ(RunCommand(bench, kClipCommand, wrong), Outcome::Failed) << wrong;
+  RunCommand(bench, kClipCommand, "off");
+  for (int i = 0; i < 12; ++i) RunCommand(bench, kClipThinnerCommand);
+  EXPECT_EQ(drawn(), "C2");
+  for (int i = 0; i < 8; ++i) RunCommand(bench, kClipNearerCommand);
+  EXPECT_EQ(drawn(), "C3");
+  for (int i = 0; i < 16; ++i) RunCommand(bench, kClipFartherCommand);
+  EXPECT_EQ(drawn(), "C1");
+  for (int i = 0; i < 40; ++i) RunCommand(bench, kClipThickerCommand);
+  EXPECT_FALSE(bench.view.IsClipped());
+  EXPECT_FALSE(bench.modified);
 }
 
 }  // namespace

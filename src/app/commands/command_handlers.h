@@ -81,6 +81,8 @@ AtomSet AimedAt(Workbench& bench, const CommandCall& call);
 // Turns the plane of three or more atoms to the viewer.
 Outcome FacePlane(Workbench& bench, const AtomSet& members);
 Outcome MouseModeHandler(Workbench& bench, const CommandCall& call);
+Outcome ClipHandler(Workbench& bench, const CommandCall& call);
+Outcome ClipStepHandler(Workbench& bench, const CommandCall& call);
 Outcome DepthCueHandler(Workbench& bench, const CommandCall& call);
 
 // The fields that rows of the table list, beside their handlers or where they are read.

@@ -152,6 +152,11 @@ enum CommandId : int {
   kLegendCommand = 655,
   kHydrogenBondsCommand = 656,
   kShortContactsCommand = 657,
+  kClipCommand = 682,
+  kClipThinnerCommand = 683,
+  kClipThickerCommand = 684,
+  kClipNearerCommand = 685,
+  kClipFartherCommand = 686,
   kFirstRecentFileCommand = 10101,  // to 10110
 };
 inline constexpr int kRecentFileCount = 10;

@@ -26,6 +26,20 @@ bool TurnFitted(Workbench& bench, Turn turn) {
   return true;
 }
 
+constexpr double kDeepest = 1e4;      // Å
+constexpr double kBeyondModel = 1.0;  // Å, from the outermost atoms
+constexpr double kClipStep = 1.15;    // of the thickness
+constexpr double kClipMove = 0.25;    // Å
+
+Outcome TellClip(const Workbench& bench) {
+  const ViewState& view = bench.view;
+  if (bench.hooks.tell)
+    bench.hooks.tell(view.IsClipped()
+                         ? Printf("Drawn from %.2f Å to %.2f Å before the middle", view.clipBack, view.clipFront)
+                         : "All depths are drawn");
+  return Outcome::Done;
+}
+
 }  // namespace
 
 AtomSet AimedAt(Workbench& bench, const CommandCall& call) {
@@ -185,6 +199,43 @@ Outcome DepthCueHandler(Workbench& bench, const CommandCall& call) {
   // Takes effect with the next fit of the view.
   bench.view.depthCueLevel = std::clamp(RoundHalfAway(level), 0, 100);
   return Outcome::Done;
+}
+
+// "2,-2": from 2 Å before to 2 Å behind the middle of the picture.
+Outcome ClipHandler(Workbench& bench, const CommandCall& call) {
+  std::array<double, 2> depths{};
+  const size_t comma = std::min(call.argument.find(','), call.argument.size());
+  if (call.argument == "off") {
+    bench.view.Clip(std::nullopt);
+  } else if (ParseWholeNumber(call.argument.substr(0, comma), depths[0]) &&
+             ParseWholeNumber(call.argument.substr(std::min(comma + 1, call.argument.size())), depths[1]) &&
+             std::abs(depths[0]) <= kDeepest && std::abs(depths[1]) <= kDeepest && depths[1] < depths[0]) {
+    bench.view.Clip(depths);
+  } else {
+    return Refuse(
+        bench, "Command Usage Error:",
+        "Depths in Å before and behind the middle are wanted, the first the nearer one, such as 2,-2, or \"off\", "
+        "not " +
+            call.argument + ".");
+  }
+  return TellClip(bench);
+}
+
+Outcome ClipStepHandler(Workbench& bench, const CommandCall& call) {
+  ViewState& view = bench.view;
+  const double whole = SphereOfModel(bench.document).radius + kBeyondModel;
+  if (!view.IsClipped()) view.Clip({{whole, -whole}});
+  const double middle = 0.5 * (view.clipFront + view.clipBack);
+  const double half = 0.5 * (view.clipFront - view.clipBack);
+  if (call.id == kClipNearerCommand || call.id == kClipFartherCommand) {
+    const double step = call.id == kClipNearerCommand ? kClipMove : -kClipMove;
+    if (std::abs(middle + step) <= whole + half) view.Clip({{view.clipFront + step, view.clipBack + step}});
+  } else {
+    const double now = half * (call.id == kClipThickerCommand ? kClipStep : 1.0 / kClipStep);
+    if (now < 2.0 * whole && now > 0.05) view.Clip({{middle + now, middle - now}});
+    if (now >= whole + std::abs(middle)) view.Clip(std::nullopt);
+  }
+  return TellClip(bench);
 }
 
 }  // namespace marvik

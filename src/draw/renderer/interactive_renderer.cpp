@@ -135,7 +135,7 @@ void RenderFrame::SetUp() {
 
 void RenderFrame::AddAtom(AtomRecord* atom, const ClipPoint& p) {
   constexpr int16_t kNowhere = std::numeric_limits<int16_t>::min();
-  if (!WithinReach(p.p)) {
+  if (!WithinReach(p.p) || view_->CutsAway(p.p)) {
     if (!options_->printing) atom->screenX = atom->screenY = kNowhere;
     return;
   }

@@ -42,6 +42,7 @@ void RenderFrame::SetUpNet() {
   for (size_t i = 0; i < lines.size(); ++i) {
     const ViewPoint& a = netEnds_[2 * i];
     const ViewPoint& b = netEnds_[2 * i + 1];
+    if (view_->CutsAway((a + b) * 0.5)) continue;
     const CanvasPoint p = NetPoint(a);
     const CanvasPoint q = NetPoint(b);
     if (!options_->printing && !map_.Shows(p, q, map_.unit)) continue;
@@ -97,8 +98,9 @@ void RenderFrame::DrawNet() {
 void RenderFrame::DrawNetTexts() {
   if (!options_->net) return;
   for (const NetText& text : options_->net->texts) {
-    const CanvasPoint at = NetPoint(view_->transformPoint(text.at - view_->viewCentre).p);
-    if (!std::isfinite(at.x) || !std::isfinite(at.y) || (!options_->printing && !map_.Shows(at, 0.0))) continue;
+    const ViewPoint place = view_->transformPoint(text.at - view_->viewCentre).p;
+    const CanvasPoint at = NetPoint(place);
+    if (view_->CutsAway(place) || !std::isfinite(at.x) || !std::isfinite(at.y) || (!options_->printing && !map_.Shows(at, 0.0))) continue;
     TextLook look(NetColour(text.tone));
     look.rimColour = Background();
     look.rim = kTextRim * map_.unit;

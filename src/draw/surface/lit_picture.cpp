@@ -48,11 +48,10 @@ class Builder {
     if (options_.showCell) AddCell();
     if (options_.net) AddNet();
     for (const AtomRecord* atom : Atoms(document_.atoms, kVisibleOnly)) {
-      if (!IsFinite(atom->position)) continue;
+      if (!Shows(*atom)) continue;
       AddAtom(*atom);
       for (const BondRecord* bond = atom->bonds; bond; bond = bond->next) {
-        if (document_.atoms.Passes(bond->partner, kVisibleOnly) && IsFinite(bond->partner->position))
-          AddBond(*atom, *bond);
+        if (document_.atoms.Passes(bond->partner, kVisibleOnly) && Shows(*bond->partner)) AddBond(*atom, *bond);
       }
     }
     if (options_.contacts) AddContacts();
@@ -65,6 +64,10 @@ class Builder {
     const ViewPoint p = view_.transformPoint(position - view_.viewCentre).p;
     return {originX_ + p.x * scale_, originY_ - p.y * scale_, p.z * scale_};
   }
+  bool CutsAway(const Cartesian& position) const {
+    return view_.IsClipped() && view_.CutsAway(view_.transformPoint(position - view_.viewCentre).p);
+  }
+  bool Shows(const AtomRecord& atom) const { return IsFinite(atom.position) && !CutsAway(atom.position); }
   int RowOf(const AtomRecord& atom) const {
     return atom.element ? std::clamp(atom.element->atomicNumber, 0, kUnknownRow) : kUnknownRow;
   }
@@ -178,7 +181,7 @@ class Builder {
 
   void AddContacts() {
     for (const DrawnContact& contact : *options_.contacts) {
-      if (!IsFinite(contact.from->position) || !IsFinite(contact.to->position)) continue;
+      if (!Shows(*contact.from) || !Shows(*contact.to)) continue;
       const Rgb colour = ContactColour(contact.line, colours_.light);
       const double radius = kContactPen * ThinLineOf(options_, view_.drawingSize);
       AddStick({At(*contact.from), At(*contact.to), radius, colour, colour}, kDashed);
@@ -204,7 +207,8 @@ class Builder {
     scene_.lineWidth = ThinLineOf(options_, view_.drawingSize);
     scene_.lines.reserve(options_.net->lines.size());
     for (const NetLine& line : options_.net->lines)
-      scene_.lines.push_back({At(line.a), At(line.b), colours[static_cast<size_t>(line.tone)]});
+      if (!CutsAway((line.a + line.b) * 0.5))
+        scene_.lines.push_back({At(line.a), At(line.b), colours[static_cast<size_t>(line.tone)]});
   }
 
   const Document& document_;

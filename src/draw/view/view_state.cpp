@@ -144,6 +144,12 @@ bool ViewState::rotateView(double angle, std::array<double, 3> axis, bool postFl
   return true;
 }
 
+void ViewState::Clip(const std::optional<std::array<double, 2>>& depths) {
+  constexpr double kAll = std::numeric_limits<double>::infinity();
+  clipFront = depths ? (*depths)[0] : kAll;
+  clipBack = depths ? (*depths)[1] : -kAll;
+}
+
 ClipPoint ViewState::transformPoint(const Cartesian& relativeToCentre) const {
   return Apply(combined, relativeToCentre);
 }

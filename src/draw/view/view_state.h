@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <optional>
 
 #include "base/vec3.h"
@@ -49,6 +50,9 @@ class ViewState {
   double halfExtent = 1.1;  // Å
   double depthNear = 0.0;   // normalised
   double depthFar = 0.0;
+  // Depths in Å from viewCentre to the viewer between which the model is drawn.
+  double clipBack = -std::numeric_limits<double>::infinity();
+  double clipFront = std::numeric_limits<double>::infinity();
   int32_t panX = 0;  // pixels
   int32_t panY = 0;
   uint8_t dragMode = 0;  // 0 rotate, 1 pan
@@ -64,6 +68,13 @@ class ViewState {
   // zero length, which nothing in the program asks for: the caller ends the program.
   bool rotateView(double angle, std::array<double, 3> axis, bool postFlag);
   ClipPoint transformPoint(const Cartesian& relativeToCentre) const;
+  // Front and back, nothing for all of the model.
+  void Clip(const std::optional<std::array<double, 2>>& depths);
+  bool IsClipped() const { return clipBack > -std::numeric_limits<double>::infinity(); }
+  // Whether what stands at a transformed point is cut away.
+  bool CutsAway(const ViewPoint& p) const {
+    return IsClipped() && !(p.z * halfExtent >= clipBack && p.z * halfExtent <= clipFront);
+  }
   // Pixel of a transformed point, without the depth test; clamped to 16 bits.
   PixelPoint toPixel(const ClipPoint& p) const;
   // Both ends in hundredths of a millimetre on a page, one normalised unit being 10160; nothing when either lies

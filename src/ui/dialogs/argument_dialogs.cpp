@@ -28,6 +28,7 @@ constexpr Prompt kPrompts[] = {
     {"ATOM", "Atom:"},
     {"FILE", "File:"},
     {"WIDTH", "Bond width in Å:"},
+    {"FRONT,BACK|off", "Depths in Å before and behind the middle, such as 2,-2, or off:"},
 };
 
 QString PromptOf(const CommandRow& row) {
