@@ -18,8 +18,8 @@ namespace marvik {
 inline constexpr double kMostPackedAtoms = 300000.0;
 size_t Grow(Document& document, UserMessages& messages, double most = kMostPackedAtoms);
 
-// Adds the image by a symmetry code (2655: the second operator, a cell on along a) of the whole fragment of a file atom.
-// Gives the number of atoms added, those that stand there already not among them.
+// Adds the image by a symmetry code (2655: the second operator, a cell on along a) of the whole fragment of a file
+// atom. Gives the number of atoms added, those that stand there already not among them.
 size_t GrowImage(Document& document, const AtomRecord& atom, int32_t symmetryCode, UserMessages& messages);
 
 struct PackBox {

@@ -100,7 +100,9 @@ void RenderFrame::DrawNetTexts() {
   for (const NetText& text : options_->net->texts) {
     const ViewPoint place = view_->transformPoint(text.at - view_->viewCentre).p;
     const CanvasPoint at = NetPoint(place);
-    if (view_->CutsAway(place) || !std::isfinite(at.x) || !std::isfinite(at.y) || (!options_->printing && !map_.Shows(at, 0.0))) continue;
+    if (view_->CutsAway(place) || !std::isfinite(at.x) || !std::isfinite(at.y) ||
+        (!options_->printing && !map_.Shows(at, 0.0)))
+      continue;
     TextLook look(NetColour(text.tone));
     look.rimColour = Background();
     look.rim = kTextRim * map_.unit;
