@@ -91,7 +91,7 @@ TEST(Menus, HoldEveryCommandOnce) {
   for (MenuKind kind : {MenuKind::AtomPopup, MenuKind::BondPopup, MenuKind::BackgroundPopup}) {
     CollectIds(MenuOf(kind), popups);
   }
-  const std::set<int> withoutEntry = {160,   163,   164,   512,   10101, 10102, 10103,
+  const std::set<int> withoutEntry = {160,   163,   164,   512,   681,   10101, 10102, 10103,
                                       10104, 10105, 10106, 10107, 10108, 10109, 10110};
   for (const CommandRow& row : CommandTable()) {
     EXPECT_LE(bar.count(row.id), row.id == kInstructionsPanelCommand || row.id == kJournalPanelCommand ? 2u : 1u)
