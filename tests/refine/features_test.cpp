@@ -102,28 +102,43 @@ TEST(Flack, TellsTheHands) {
   EXPECT_FALSE(EstimateFlack(s).present);
 }
 
+// Lattices that other rotations would fit: two axes, a face diagonal as the image of an axis of two cells, and a
+// threefold axis of a centred lattice, whose law has halves.
 TEST(TwinLaws, AreFoundInTheLatticeWithTheirFraction) {
-  GroupCase group = Case("P 1 21/c 1");
-  group.cell.beta = 90.1;  // a lattice that two axes more would fit
-  const Structure truth = MakeCrystal(group, 12, 4);
-  Session s;
-  s.structure = truth;
-  s.observations = SimulateData(truth, 0.9);
-  s.result.calculated = CalculateAt(truth, s.observations);
-  EXPECT_TRUE(FindTwinLaws(s).empty());
-  Calculated& c = s.result.calculated;
-  std::map<Miller, size_t> byIndex;
-  const auto& indices = s.observations.indices[0];
-  for (size_t i = 0; i < indices.size(); ++i) byIndex[truth.group.Representative(indices[i], true)] = i;
-  for (size_t i = 0; i < indices.size(); ++i) {
-    const auto partner =
-        byIndex.find(truth.group.Representative({indices[i][0], -indices[i][1], -indices[i][2]}, true));
-    if (partner != byIndex.end()) c.fo2[i] = 0.72 * c.fc2[i] + 0.28 * c.fc2[partner->second];
+  const struct {
+    const char* name;
+    CellParameters cell;
+    std::array<double, 9> law;
+  } kCases[] = {{"P 1 21/c 1", {8.1, 11.3, 9.7, 90, 90.1, 90}, {1, 0, 0, 0, -1, 0, 0, 0, -1}},
+                {"P 1 21/c 1", {5.0, 11.3, 9.7, 90, 121.03, 90}, {1, 0, -2, 0, -1, 0, 0, 0, -1}},
+                {"C 1 2/c 1", {7.0, 12.13, 9.7, 90, 90.1, 90}, {-0.5, -1.5, 0, 0.5, -0.5, 0, 0, 0, 1}}};
+  for (const auto& twin : kCases) {
+    GroupCase group = Case(twin.name);
+    group.cell = twin.cell;
+    const Structure truth = MakeCrystal(group, 12, 4);
+    Session s;
+    s.structure = truth;
+    s.observations = SimulateData(truth, 0.9);
+    s.result.calculated = CalculateAt(truth, s.observations);
+    EXPECT_TRUE(FindTwinLaws(s).empty());
+    Calculated& c = s.result.calculated;
+    std::map<Miller, size_t> byIndex;
+    const auto& indices = s.observations.indices[0];
+    for (size_t i = 0; i < indices.size(); ++i) byIndex[truth.group.Representative(indices[i], true)] = i;
+    for (size_t i = 0; i < indices.size(); ++i) {
+      std::array<double, 3> t{};
+      for (size_t k = 0; k < 3; ++k)
+        for (size_t j = 0; j < 3; ++j) t[k] += indices[i][j] * twin.law[3 * j + k];
+      const Miller image{static_cast<int>(std::lround(t[0])), static_cast<int>(std::lround(t[1])),
+                         static_cast<int>(std::lround(t[2]))};
+      const auto partner = byIndex.find(truth.group.Representative(image, true));
+      if (partner != byIndex.end()) c.fo2[i] = 0.72 * c.fc2[i] + 0.28 * c.fc2[partner->second];
+    }
+    const std::vector<TwinCandidate> laws = FindTwinLaws(s);
+    ASSERT_FALSE(laws.empty()) << twin.name;
+    EXPECT_NEAR(laws[0].fraction, 0.28, 0.02);
+    EXPECT_LT(laws[0].twinned, 0.3 * laws[0].single);
   }
-  const std::vector<TwinCandidate> laws = FindTwinLaws(s);
-  ASSERT_FALSE(laws.empty());
-  EXPECT_NEAR(laws[0].fraction, 0.28, 0.02);
-  EXPECT_LT(laws[0].twinned, 0.3 * laws[0].single);
 }
 
 TEST(DifferenceMap, ShowsTheAtomThatIsMissing) {

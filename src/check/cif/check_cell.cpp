@@ -5,6 +5,7 @@
 #include "base/numbers.h"
 #include "check/cif/cif_checker.h"
 #include "check/cif/cif_words.h"
+#include "crystal/lattice_rotations.h"
 #include "crystal/space_group.h"
 #include "crystal/symmetry.h"
 #include "files/cif/cif_symmetry.h"
@@ -243,29 +244,16 @@ void Thirds(CifChecker& c) {
   }
 }
 
-// Operations of the lattice's metric: entries -1, 0, 1 that keep lengths and angles within 1 %.
-std::vector<std::array<std::array<int, 3>, 3>> LatticeRotations(const Metric& metric) {
+// Operations of the lattice, proper and improper, whose elements are whole.
+std::vector<std::array<std::array<int, 3>, 3>> LatticeOperations(const CifModel& model) {
   constexpr double kTolerance = 0.01;
   std::vector<std::array<std::array<int, 3>, 3>> found;
-  const auto& g = metric.direct;
-  const double full[3][3] = {{g[0], g[5], g[4]}, {g[5], g[1], g[3]}, {g[4], g[3], g[2]}};
-  for (int code = 0; code < 19683; ++code) {
-    std::array<std::array<int, 3>, 3> r{};
-    int rest = code;
-    for (auto& row : r) {
-      for (int& entry : row) entry = rest % 3 - 1, rest /= 3;
+  for (const std::array<double, 9>& rotation : LatticeRotations(model.metric, *model.group, kTolerance)) {
+    if (std::ranges::any_of(rotation, [](double v) { return v != std::round(v); })) continue;
+    for (const int sign : {1, -1}) {
+      auto& r = found.emplace_back();
+      for (size_t i = 0; i < 9; ++i) r[i / 3][i % 3] = sign * static_cast<int>(rotation[i]);
     }
-    bool fits = true;
-    for (size_t i = 0; i < 3 && fits; ++i) {
-      for (size_t j = i; j < 3 && fits; ++j) {
-        double dot = 0.0;
-        for (size_t k = 0; k < 3; ++k) {
-          for (size_t l = 0; l < 3; ++l) dot += r[k][i] * r[l][j] * full[k][l];
-        }
-        fits = std::fabs(dot - full[i][j]) < kTolerance * std::sqrt(full[i][i] * full[j][j]);
-      }
-    }
-    if (fits) found.push_back(r);
   }
   return found;
 }
@@ -285,7 +273,7 @@ class ExtraSymmetry {
     constexpr size_t kMostCandidates = 50000;
     if (atoms_.size() < kFewest || atoms_.size() > kMost || !m_.group || m_.operators.size() > 24) return;
     Fill();
-    const auto rotations = LatticeRotations(m_.metric);
+    const auto rotations = LatticeOperations(m_);
     if (rotations.size() * images_.size() > kMostCandidates) return;
     for (const auto& r : rotations) {
       SymmetryOperator op;

@@ -4,6 +4,8 @@
 #include <set>
 
 #include "base/numbers.h"
+#include "crystal/lattice_rotations.h"
+#include "refine/output/cif_sections.h"
 #include "refine/output/tables.h"
 
 namespace marvik {
@@ -15,39 +17,16 @@ constexpr double kLeastGain = 0.02;         // of R1
 constexpr double kLargeDisplacement = 0.1;  // Å²; what is larger in one direction alone may be two atoms
 constexpr double kElongation = 3.0;         // largest principal value against the mean of the others
 
-using Matrix = std::array<int, 9>;
+using Matrix = std::array<double, 9>;
 
-}  // namespace
-
-std::vector<std::array<int, 9>> LatticeRotations(const Metric& metric) {
-  std::vector<Matrix> found;
-  const Mat3 m = metric.orthogonal;
-  const Mat3 g = Transposed(m) * m;
-  Matrix r{};
-  for (int code = 0; code < 19683; ++code) {
-    for (int i = 0, rest = code; i < 9; ++i, rest /= 3) r[static_cast<size_t>(i)] = rest % 3 - 1;
-    const int determinant =
-        r[0] * (r[4] * r[8] - r[5] * r[7]) - r[1] * (r[3] * r[8] - r[5] * r[6]) + r[2] * (r[3] * r[7] - r[4] * r[6]);
-    if (determinant != 1) continue;
-    Mat3 rotation;
-    for (size_t i = 0; i < 9; ++i) rotation.m[i / 3][i % 3] = r[i];
-    const Mat3 image = Transposed(rotation) * g * rotation;
-    bool same = true;
-    for (size_t i = 0; i < 9; ++i) {
-      const size_t row = i / 3, column = i % 3;
-      const double size = std::sqrt(g.m[row][row] * g.m[column][column]);
-      same = same && std::fabs(image.m[row][column] - g.m[row][column]) < kSameMetric * size;
-    }
-    if (same) found.push_back(r);
-  }
-  return found;
-}
-
-namespace {
-
-Miller Turned(const Miller& h, const Matrix& r) {
+// Nothing where the indices are not whole.
+std::optional<Miller> Turned(const Miller& h, const Matrix& r) {
   Miller out{};
-  for (size_t i = 0; i < 3; ++i) out[i] = h[0] * r[i] + h[1] * r[3 + i] + h[2] * r[6 + i];
+  for (size_t i = 0; i < 3; ++i) {
+    const double index = h[0] * r[i] + h[1] * r[3 + i] + h[2] * r[6 + i];
+    out[i] = static_cast<int>(std::lround(index));
+    if (std::fabs(index - out[i]) > 1e-6) return std::nullopt;
+  }
   return out;
 }
 
@@ -73,15 +52,18 @@ std::vector<TwinCandidate> FindTwinLaws(const Session& s) {
   const std::vector<Miller>& indices = s.observations.indices[0];
   std::map<Miller, size_t> byIndex;
   for (size_t i = 0; i < indices.size(); ++i) byIndex[group.Representative(indices[i], false)] = i;
-  std::set<Miller> known{group.Representative({3, 5, 8}, true)};
-  for (const Matrix& r : LatticeRotations(s.structure.metric)) {
+  const Miller probe{18, 30, 48};  // whole under fractions, too
+  std::set<Miller> known{group.Representative(probe, true)};
+  for (const Matrix& r : LatticeRotations(s.structure.metric, group, kSameMetric)) {
     // Laws that differ by an operation of the Laue group are one.
-    if (!known.insert(group.Representative(Turned({3, 5, 8}, r), true)).second) continue;
+    const auto turned = Turned(probe, r);
+    if (!turned || !known.insert(group.Representative(*turned, true)).second) continue;
     std::vector<std::pair<size_t, size_t>> pairs;
     double top = 0.0;
     double bottom = 0.0;
     for (size_t i = 0; i < indices.size(); ++i) {
-      const auto partner = byIndex.find(group.Representative(Turned(indices[i], r), false));
+      const auto image = Turned(indices[i], r);
+      const auto partner = image ? byIndex.find(group.Representative(*image, false)) : byIndex.end();
       if (partner == byIndex.end()) continue;
       pairs.emplace_back(i, partner->second);
       const double difference = c.fc2[partner->second] - c.fc2[i];
@@ -104,7 +86,7 @@ std::string TwinTable(const Session& s) {
     if (out.empty())
       out = "\n Twin laws of the lattice that would lower R1: law, estimated fraction, R1 without and with it\n";
     out += " TWIN ";
-    for (size_t i = 0; i < 9; ++i) AppendPrintf(out, " %d", law.matrix[i]);
+    for (const double element : law.matrix) out += " " + Shortest(element, 6);
     AppendPrintf(out, "  2   BASF %.3f   %.4f %.4f\n", law.fraction, law.single, law.twinned);
   }
   return out;

@@ -4,6 +4,8 @@
 #include <set>
 
 #include "base/numbers.h"
+#include "crystal/image_search.h"
+#include "crystal/lattice_rotations.h"
 #include "crystal/symmetry.h"
 #include "refine/output/tables.h"
 
@@ -13,6 +15,9 @@ namespace {
 constexpr double kSameSite = 0.35;  // Å
 constexpr double kMostOfTheAtoms = 0.9;
 constexpr size_t kMostSites = 400;
+constexpr size_t kMostLookUps = 1'000'000;  // seconds
+constexpr size_t kMostInOnePlace = 100;
+constexpr double kSameMetric = 0.03;
 
 // The atoms that the symmetry of a structure is judged by.
 std::vector<size_t> HeavySites(const Structure& structure) {
@@ -23,9 +28,18 @@ std::vector<size_t> HeavySites(const Structure& structure) {
   return heavy;
 }
 
+std::vector<Fractional> PlacesOf(const Structure& structure, const std::vector<size_t>& sites) {
+  std::vector<Fractional> places;
+  for (const size_t i : sites) places.push_back(structure.sites[i].x);
+  return places;
+}
+
 class SiteMapper {
  public:
-  explicit SiteMapper(const Structure& structure) : structure_(structure), heavy_(HeavySites(structure)) {
+  explicit SiteMapper(const Structure& structure)
+      : structure_(structure),
+        heavy_(HeavySites(structure)),
+        search_(PlacesOf(structure, heavy_), structure.group.all, structure.metric.cell, kSameSite) {
     std::map<int, std::vector<size_t>> byElement;
     for (const size_t i : heavy_) byElement[structure.sites[i].scatterer].push_back(i);
     for (auto& [element, sites] : byElement)
@@ -39,12 +53,13 @@ class SiteMapper {
   };
 
   // The best translation behind a rotation.
-  Match Best(const std::array<int, 9>& r) const {
+  Match Best(const std::array<int, 9>& r) {
     Match best;
     if (heavy_.size() < 3 || heavy_.size() > kMostSites) return best;
     const Fractional first = Turn(r, structure_.sites[rarest_[0]].x);
     for (const size_t other : rarest_)
       for (const SymmetryOperator& op : structure_.group.all) {
+        if (lookUps_ > kMostLookUps) return best;
         const Match match = Try(r, op.Apply(structure_.sites[other].x) - first);
         if (match.share > best.share) best = match;
       }
@@ -59,7 +74,7 @@ class SiteMapper {
     return out;
   }
 
-  Match Try(const std::array<int, 9>& r, const Fractional& shift) const {
+  Match Try(const std::array<int, 9>& r, const Fractional& shift) {
     Match match;
     match.shift = shift;
     size_t lost = 0;
@@ -77,32 +92,35 @@ class SiteMapper {
     return match;
   }
 
-  double Nearest(const Fractional& place, int scatterer) const {
+  // The square of the distance to the nearest atom of a kind, a large number where none is near.
+  double Nearest(const Fractional& place, int scatterer) {
+    ++lookUps_;
     double best = 1e9;
-    for (const size_t j : heavy_) {
-      if (structure_.sites[j].scatterer != scatterer) continue;
-      for (const SymmetryOperator& op : structure_.group.all) {
-        Fractional d = op.Apply(structure_.sites[j].x) - place;
-        for (int k = 0; k < 3; ++k) d[k] -= std::round(d[k]);
-        best = std::min(best, structure_.metric.DistanceSquared(d, {}));
-        if (best < 0.01) return best;
-      }
-    }
+    if (!search_.FindNear(place, kSameSite, found_, kMostInOnePlace)) return best;
+    for (const AtomImage& image : found_)
+      if (structure_.sites[heavy_[image.atom]].scatterer == scatterer)
+        best = std::min(best, image.distance * image.distance);
     return best;
   }
 
   const Structure& structure_;
   std::vector<size_t> heavy_;
+  ImageSearch search_;  // over these
+  std::vector<AtomImage> found_;
+  size_t lookUps_ = 0;
   std::vector<size_t> rarest_;
 };
 
 std::string ModelSymmetry(const Session& s) {
   const SpaceGroup& group = s.structure.group;
-  const SiteMapper mapper(s.structure);
+  SiteMapper mapper(s.structure);
   std::string out;
   // An operation and its inverse are one, and so are those that differ by one of the group.
   std::set<Miller> known{group.Representative({3, 5, 8}, false)};
-  for (std::array<int, 9> r : LatticeRotations(s.structure.metric)) {
+  for (const std::array<double, 9>& rotation : LatticeRotations(s.structure.metric, group, kSameMetric)) {
+    if (std::ranges::any_of(rotation, [](double v) { return v != std::round(v); })) continue;
+    std::array<int, 9> r{};
+    std::ranges::transform(rotation, r.begin(), [](double v) { return static_cast<int>(v); });
     for (const int sign : {1, -1}) {
       for (int& v : r) v *= sign == -1 ? -1 : 1;
       Miller h{};
@@ -113,11 +131,11 @@ std::string ModelSymmetry(const Session& s) {
       if (match.share < kMostOfTheAtoms) continue;
       SymmetryOperator op;
       for (size_t i = 0; i < 9; ++i) op.r[i / 3][i % 3] = r[i];
-      const std::string rotation = OperatorText(op);
+      const std::string operation = OperatorText(op);
       Fractional t = match.shift;
       for (int k = 0; k < 3; ++k) t[k] -= std::floor(t[k]);
       AppendPrintf(out, " %s, shifted by %.3f %.3f %.3f: takes %.0f %% of the atoms onto atoms, within %.3f A (rms)\n",
-                   rotation.c_str(), t.x, t.y, t.z, 100.0 * match.share, match.rms);
+                   operation.c_str(), t.x, t.y, t.z, 100.0 * match.share, match.rms);
     }
   }
   if (out.empty()) return out;

@@ -29,12 +29,10 @@ struct RestraintLine {
 std::vector<RestraintLine> RestraintLinesOf(const Session& session);
 std::string RestraintTable(const Session& session);
 
-// Rotations of the lattice, whose elements are -1, 0 and 1, that leave its metric within 3 % as it is.
-std::vector<std::array<int, 9>> LatticeRotations(const Metric& metric);
 // A rotation of the lattice that is none of the crystal, with the fraction of a second component under it that fits Fo²
 // best, and R1 of the strong reflections that it relates, without and with that fraction.
 struct TwinCandidate {
-  std::array<int, 9> matrix{};
+  std::array<double, 9> matrix{};
   double fraction = 0.0;
   double single = 0.0;
   double twinned = 0.0;
