@@ -41,6 +41,19 @@ Mat3 FreeShifts(const Document& document, const Fractional& place) {
   return sum;
 }
 
+// Files of high symmetry often say of one edge alone how certain it is; those that the group makes equal are as
+// certain.
+void SpreadOverEqualEdges(const Document& document, std::array<double, 6>& sigmas) {
+  const std::array<double, 6> values = Values(document.cell);
+  for (size_t i = 0; i < 3; ++i) {
+    for (size_t j = 0; j < 3 && sigmas[i] > 0.0; ++j) {
+      const auto mixes = [&](const SymmetryOperator& op) { return op.r[i][j] != 0 || op.r[j][i] != 0; };
+      if (sigmas[j] == 0.0 && values[i] == values[j] && std::ranges::any_of(document.symmetry, mixes))
+        sigmas[j] = sigmas[i];
+    }
+  }
+}
+
 // The correlations of the three coordinates for an error that is the same in all directions: the cosines of the
 // reciprocal angles.
 Mat3 DirectionlessCorrelation(const CellParameters& cell) {
@@ -142,7 +155,8 @@ std::optional<std::vector<double>> ListedUncertainties::Coordinates(std::span<co
 GeometryUncertainty::GeometryUncertainty(const Document& document, const UncertaintySource* source)
     : document_(document), source_(source) {
   if (!source) return;
-  const std::array<double, 6> sigmas = source->Cell();
+  std::array<double, 6> sigmas = source->Cell();
+  SpreadOverEqualEdges(document, sigmas);
   const std::array<double, 6> values = Values(document.cell);
   std::array<bool, 6> done{};
   for (size_t i = 0; i < 6; ++i) {

@@ -249,6 +249,16 @@ TEST_F(ChemTest, UncertaintiesMoveWithSymmetryAndSite) {
   EXPECT_NEAR((*block)[1], 1e-6, 1e-12) << "x and y as one";
   EXPECT_NEAR((*block)[2], 0.0, 1e-12);
   EXPECT_EQ(tied.Size(), 2u) << "an atom on a centre has no s.u. and is known";
+  // The group makes a and b equal: what the file says of a alone counts for both, and not for c.
+  ListedUncertainties edges(document, {0.02, 0, 0, 0, 0, 0}, "");
+  edges.Add(*Atom("C3"), {});
+  const GeometryUncertainty ofEdges(document, &edges);
+  for (int k = 0; k < 3; ++k) {
+    Fractional next;
+    next[k] = 1.0;
+    const std::array ends{GeometrySite{Atom("C3"), 0, {}}, GeometrySite{Atom("C3"), 0, next}};
+    EXPECT_NEAR(*ofEdges.OfGeometry(ends), k == 2 ? 0.0 : 0.02, 1e-9) << k;
+  }
 }
 
 TEST(WithUncertainty, FollowsTheRuleOfNineteen) {
