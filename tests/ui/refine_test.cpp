@@ -271,7 +271,10 @@ TEST(ResultDialog, IsLeftOutOnlyWhenNothingHappened) {
   TakeDiagnosis("another program\n\n Worst restraints: x\n DFIX 1 2 3 4 C1 C2\n", report);
   EXPECT_TRUE(report.restraints.empty());
   TakeDiagnosis(
-      " marvik-refine: full-matrix\n\n Twin laws of the lattice: law\n TWIN -1 0 0\n\n Worst restraints: target, "
+      " marvik-refine: full-matrix\n\n How hydrogens are placed: carrier\n C1 43 H1\n\n Principal mean square "
+      "displacements\n"
+      " C1 0.1 0.2 0.3\n C2 0.1 0.1 0.4  may be split into 0 0 0\n\n"
+      " Twin laws of the lattice: law\n TWIN -1 0 0\n\n Worst restraints: target, "
       "value\n"
       " DFIX     1.5000     1.5410   0.0200      4.20  C1 C2\n RIGU     0.0000     0.0010   0.0040      0.06  C1 C2\n\n"
       " Analysis of variance\n 1 2 3\n",
@@ -285,8 +288,10 @@ TEST(ResultDialog, IsLeftOutOnlyWhenNothingHappened) {
   ASSERT_TRUE(restraints);
   ASSERT_EQ(restraints->topLevelItemCount(), 2);
   EXPECT_EQ(restraints->topLevelItem(0)->text(4) + restraints->topLevelItem(0)->text(5), QLatin1String("4.20C1 C2"));
-  EXPECT_EQ(dialog.findChild<QPlainTextEdit*>(QStringLiteral("diagnosis"))->toPlainText(),
-            QLatin1String("Twin laws of the lattice: law\n TWIN -1 0 0\n"));
+  EXPECT_EQ(
+      dialog.findChild<QPlainTextEdit*>(QStringLiteral("diagnosis"))->toPlainText(),
+      QLatin1String("Twin laws of the lattice: law\n TWIN -1 0 0\n\nPrincipal mean square displacements\n"
+                    " C2 0.1 0.1 0.4  may be split into 0 0 0\n\nHow hydrogens are placed: carrier\n C1 43 H1\n"));
   EXPECT_EQ(dialog.Skipping().below, 0.25);
   EXPECT_EQ(dialog.findChild<QTreeWidget*>(QStringLiteral("atoms"))->topLevelItemCount(), 1001);
   for (const QPushButton* button : dialog.findChildren<QPushButton*>()) {

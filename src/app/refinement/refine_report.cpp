@@ -1,6 +1,8 @@
 #include "app/refinement/refine_report.h"
 
 #include <algorithm>
+#include <array>
+#include <iterator>
 
 #include "base/numbers.h"
 #include "language/tokenizer.h"
@@ -17,26 +19,39 @@ constexpr size_t kFindingsListed = 5;
 void TakeDiagnosis(std::string_view listing, RefinementReport& report) {
   constexpr std::string_view kOwn = " marvik-refine:";
   constexpr std::string_view kRestraints = " Worst restraints";
-  constexpr std::string_view kSections[] = {
-      " Twin laws",           " Symmetry of the model", " Reflections that look absent",  " Atoms that may be",
-      " What each restraint", " Flack parameter",       " Equivalents that do not agree", " Most influential"};
+  constexpr std::string_view kDisplacements = " Principal mean square";  // of which the strange ones are taken
+  constexpr std::string_view kSections[] = {" Twin laws",
+                                            " Symmetry of the model",
+                                            " Reflections that look absent",
+                                            " Atoms that may be",
+                                            kDisplacements,
+                                            " What each restraint",
+                                            " Flack parameter",
+                                            " Equivalents that do not agree",
+                                            " Most influential",
+                                            " Completeness by",
+                                            " How hydrogens are placed"};
   if (!listing.starts_with(kOwn)) return;
+  std::array<std::string, std::size(kSections)> found;
   enum class In { Nothing, Restraints, Section } in = In::Nothing;
+  size_t section = 0;
   while (!listing.empty()) {
     const size_t end = std::min(listing.find('\n'), listing.size());
     const std::string_view line = listing.substr(0, end);
     listing.remove_prefix(std::min(end + 1, listing.size()));
     const auto begins = [&](std::string_view head) { return line.starts_with(head); };
+    const auto says = [&](std::string_view words) { return line.find(words) != std::string_view::npos; };
     if (line.empty()) {
       in = In::Nothing;
     } else if (begins(kRestraints)) {
       in = In::Restraints;
     } else if (in == In::Nothing && std::ranges::any_of(kSections, begins)) {
       in = In::Section;
-      report.diagnosis += report.diagnosis.empty() ? "" : "\n";
-      report.diagnosis.append(line.substr(1)).append("\n");
+      section = static_cast<size_t>(std::ranges::find_if(kSections, begins) - kSections);
+      found[section].append(line.substr(1)).append("\n");
     } else if (in == In::Section) {
-      report.diagnosis.append(line).append("\n");
+      const bool isTaken = kSections[section] != kDisplacements || says("may be split") || says("not positive");
+      if (isTaken) found[section].append(line).append("\n");
     } else if (in == In::Restraints) {
       std::vector<std::string_view> words;
       SplitWords(line, words);
@@ -48,6 +63,10 @@ void TakeDiagnosis(std::string_view listing, RefinementReport& report) {
       }
       report.restraints.push_back(std::move(row));
     }
+  }
+  for (const std::string& text : found) {
+    if (std::ranges::count(text, '\n') > 1 || text.starts_with("Flack"))
+      report.diagnosis += (report.diagnosis.empty() ? "" : "\n") + text;
   }
 }
 
