@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "chem/joined_parts.h"
 #include "crystal/neighbour_grid.h"
 #include "model/placement.h"
 
@@ -79,7 +80,7 @@ struct Walk {
 };
 
 // In the order of the double loop, with positions and radii used up; nothing when there are too many to be true.
-std::optional<std::vector<IndexPair>> BondedPairs(const AtomList& list, Walk& walk) {
+std::optional<std::vector<IndexPair>> BondedPairs(const AtomList& list, const JoinedParts& joined, Walk& walk) {
   auto pairs =
       ClosePairs(std::move(walk.positions), std::move(walk.radii), kBondTolerance, MostBonds(walk.atoms.size()));
   if (!pairs) return std::nullopt;
@@ -87,7 +88,7 @@ std::optional<std::vector<IndexPair>> BondedPairs(const AtomList& list, Walk& wa
     const AtomRecord &a = *walk.atoms[pair.first], &b = *walk.atoms[pair.second];
     // What is whole stands for its images, too, where it lies on a symmetry element.
     const bool isIdentity = a.symmetryCode == b.symmetryCode || a.part == 0 || b.part == 0;
-    return !PartsMayBond(a.part, b.part, isIdentity);
+    return !PartsMayBond(a.part, b.part, isIdentity) && !AreJoined(joined, a.part, b.part);
   });
   std::vector<IndexPair> bound = walk.Indexed(list.bindPairs);
   std::erase_if(bound, [&](const IndexPair& pair) { return !walk.MayBond(pair.first) || !walk.MayBond(pair.second); });
@@ -125,7 +126,7 @@ void Connect(Document& document, UserMessages& messages) {
   try {
     Walk walk(list);
     document.MoleculeCentre = MeanOf(walk.positions);
-    const auto pairs = BondedPairs(list, walk);
+    const auto pairs = BondedPairs(list, JoinedPartsOf(document), walk);
     if (!pairs) {
       messages.Show({MessageIcon::Warning, "Error: Atoms Too Close",
                      "More than " + std::to_string(MostBonds(walk.atoms.size())) +

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
+#include "files/res/reader.h"
 #include "refine/constraints/hydrogens.h"
 #include "refine/structure/atom_names.h"
 
@@ -68,6 +69,32 @@ TEST(Refinement, BringsAPerturbedModelBack) {
       EXPECT_TRUE(r.singular.empty()) << r.singular[0];
     }
   }
+}
+
+TEST(Bonds, BindJoinsPartsAndConnLimitsAllAtoms) {
+  const std::string atoms =
+      "C1 1 0.1 0.1 0.1 11 0.04\nPART 1\nC2 1 0.25 0.1 0.1 11 0.04\nC4 1 0.1 0.25 0.1 11 0.04\nPART 2\n"
+      "C3 1 0.35 0.2 0.1 11 0.04\nPART 0\nHKLF 4\nEND\n";
+  const auto bonds = [&](const std::string& line) {
+    RecordingMessages messages;
+    Document document;
+    const std::string head = "CELL 0.7 10 10 10 90 90 90\nZERR 1 0 0 0 0 0 0\nLATT -1\nSFAC C\nUNIT 4\n";
+    EXPECT_TRUE(ReadInstructionText(document, head + line + "FVAR 1\n" + atoms, messages));
+    Structure s;
+    std::vector<std::string> notes;
+    std::string problem;
+    EXPECT_TRUE(BuildStructure(document, s, notes, problem)) << problem;
+    std::string found;
+    const NeighbourTable table = MakeBonds(s, document, InstructionsOf(document));
+    for (size_t i = 0; i < table.size(); ++i)
+      for (const Neighbour& n : table[i])
+        if (static_cast<size_t>(n.site) > i) found += s.sites[i].name + s.sites[static_cast<size_t>(n.site)].name + " ";
+    return found;
+  };
+  EXPECT_EQ(bonds(""), "C1C2 C1C4 ");
+  EXPECT_EQ(bonds("BIND 2 1\n"), "C1C2 C1C4 C2C3 ");
+  EXPECT_EQ(bonds("BIND 1 3\n"), "C1C2 C1C4 ");
+  EXPECT_EQ(bonds("CONN 1\n"), "C1C2 ");
 }
 
 TEST(Refinement, TieingsOfTheFileSurviveIt) {

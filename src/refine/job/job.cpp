@@ -64,10 +64,10 @@ struct PartNote {
   const char* text;
 };
 constexpr PartNote kPartNotes[] = {
-    {"BIND", [](const Instruction& c) { return c.words.empty() && c.numbers.size() >= 2; }, "parts are not joined"},
-    {"CONN", [](const Instruction& c) { return c.words.empty() && !c.numbers.empty(); },
-     "without atoms it has no effect; the largest number of bonds is not limited for all"},
-    {"WPDB", [](const Instruction&) { return true; }, "no file of that kind is written"},
+    {"HOPE", [](const Instruction& c) { return !c.numbers.empty(); },
+     "an overall anisotropic scale of six parameters (ANSC) is refined, not twelve on FVAR"},
+    {"WPDB", [](const Instruction& c) { return !c.numbers.empty(); },
+     "all atoms are written, with their displacements; its number has no effect"},
 };
 
 void NoteParts(const Document& document, const std::vector<Instruction>& commands, const LinePlaces& places,

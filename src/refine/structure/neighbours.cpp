@@ -5,6 +5,7 @@
 #include <map>
 
 #include "chem/connectivity.h"
+#include "chem/joined_parts.h"
 #include "crystal/image_search.h"
 #include "refine/structure/atom_names.h"
 
@@ -26,6 +27,10 @@ Limits LimitsOf(const Structure& structure, const std::vector<Instruction>& comm
   }
   for (const Instruction& command : commands) {
     if (command.name != "CONN" || command.numbers.empty()) continue;
+    if (command.words.empty() && command.residue.empty()) {
+      std::ranges::fill(limits.most, WholeNumber(command.numbers[0]));
+      continue;
+    }
     for (const SiteImage& image : ResolveAtoms(structure, command, commands, command.words).images) {
       const auto at = static_cast<size_t>(image.site);
       limits.most[at] = WholeNumber(command.numbers[0]);
@@ -113,6 +118,7 @@ NeighbourTable MakeBonds(const Structure& structure, const Document& document,
   double largest = 0.0;
   for (const double r : limits.radius) largest = std::max(largest, r);
   NeighbourTable table = ImagesWithin(structure, 2.0 * largest + kBondTolerance);
+  const JoinedParts joined = JoinedPartsOf(document);
   for (size_t a = 0; a < table.size(); ++a) {
     auto& list = table[a];
     const Site& site = structure.sites[a];
@@ -121,7 +127,9 @@ NeighbourTable MakeBonds(const Structure& structure, const Document& document,
                                 const auto b = static_cast<size_t>(n.site);
                                 const Site& other = structure.sites[b];
                                 return n.distance > limits.radius[a] + limits.radius[b] + kBondTolerance ||
-                                       !PartsMeet(site, other, n.IsIdentity()) || (site.hydrogen && other.hydrogen);
+                                       (!PartsMeet(site, other, n.IsIdentity()) &&
+                                        !AreJoined(joined, site.part, other.part)) ||
+                                       (site.hydrogen && other.hydrogen);
                               }),
                list.end());
     if (list.size() > static_cast<size_t>(std::max(0, limits.most[a])))
