@@ -20,7 +20,8 @@ std::vector<RestraintLine> RestraintsAsTheyAre(const Document& document, std::st
   session.job = MakeJob(session.document);
   if (!BuildStructure(session.document, session.structure, session.job.notes, problem)) return {};
   session.bonds = MakeBonds(session.structure, session.document, session.job.commands);
-  session.restraints = MakeRestraints(session.structure, session.job.commands, session.bonds, session.job.notes);
+  session.restraints =
+      MakeRestraints(session.structure, session.job.commands, session.bonds, session.job.notes, session.job.laterRigu);
   if (notes) *notes = session.job.notes;
   return RestraintLinesOf(session);
 }

@@ -237,11 +237,12 @@ TEST(Restraints, WeighAndCountAsPublishedRefinementsDo) {
   std::vector<std::string> notes;
   const Document document;
   const NeighbourTable bonds = MakeBonds(s, document, {});
+  bool later = false;
   const auto equations = [&](std::initializer_list<const char*> lines) {
     std::vector<Instruction> commands;
     for (const char* line : lines) commands.push_back(ParseInstruction(line));
     std::vector<RestraintEquation> all;
-    for (const auto& restraint : MakeRestraints(s, commands, bonds, notes)) restraint->Evaluate(s, all);
+    for (const auto& restraint : MakeRestraints(s, commands, bonds, notes, later)) restraint->Evaluate(s, all);
     return all;
   };
   const auto rigu = equations({"RIGU C1 C2"});
@@ -249,6 +250,11 @@ TEST(Restraints, WeighAndCountAsPublishedRefinementsDo) {
   const double u = 0.5 * (s.Ueq(s.sites[0]) + s.Ueq(s.sites[1]));
   ASSERT_EQ(rigu.size(), 3u);
   for (const auto& e : rigu) EXPECT_NEAR(e.sigma, 0.004 * length * std::sqrt(1.0 + 14.0 * u), 1e-12);
+  later = true;
+  const auto laterRigu = equations({"RIGU C1 C2"});
+  later = false;
+  EXPECT_NEAR(laterRigu[0].sigma, rigu[0].sigma, 1e-12);
+  for (const size_t i : {1u, 2u}) EXPECT_NEAR(laterRigu[i].sigma, 0.004 * length * length * (1.0 + 14.0 * u), 1e-12);
   EXPECT_EQ(equations({"FLAT C1 C2 C3 C4 C5 C6 C7"}).size(), 4u);
 
   // The second half of the chain as a residue of its own: one 1,4 distance, and U where both are isotropic.

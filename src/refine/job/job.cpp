@@ -5,6 +5,7 @@
 
 #include "base/numbers.h"
 #include "language/tokenizer.h"
+#include "model/source_layout.h"
 #include "refine/job/includes.h"
 
 namespace marvik {
@@ -92,6 +93,16 @@ void NoteParts(const Document& document, const std::vector<Instruction>& command
   }
 }
 
+// Later programs give R1 with six decimals in their remark, "REM R1 = 0.039983 for 7085 Fo > 4sig(Fo) ...".
+bool HasLaterRemark(const Document& document) {
+  constexpr std::string_view kHead = "\nREM R1 = ";
+  constexpr size_t kDigits = sizeof "0.039983" - 1;
+  if (!document.instructions.source) return false;
+  const std::string& text = document.instructions.source->text;
+  const size_t at = text.find(kHead);
+  return at != std::string::npos && text.find(" for ", at) == at + kHead.size() + kDigits;
+}
+
 }  // namespace
 
 std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Instruction>& commands,
@@ -150,6 +161,12 @@ Job MakeJob(const Document& document, const LinePlaces& places) {
   }
   job.fullTwoTheta = FirstNumber(TextInFile(document, "ACTA"), 0.0);
   job.temperature = TemperatureOf(document).value_or(20.0);
+  job.laterRigu = HasLaterRemark(document);
+  const auto isRigu = [](const Instruction& command) { return command.name == "RIGU"; };
+  if (job.laterRigu && std::ranges::any_of(job.commands, isRigu)) {
+    job.notes.push_back(
+        "by its remarks the file is one of a later program: RIGU holds components across the bonds less tightly");
+  }
   job.bondHydrogens = UpperCase(s.BondLine).find("$H") != std::string::npos;
   for (const Instruction& command : job.commands) {
     if (command.name == "DAMP") {

@@ -31,6 +31,7 @@ struct Job {
   MapKind map = MapKind::Difference;
   int peaks = 20;
   bool bondHydrogens = false;  // BOND $H
+  bool laterRigu = false;      // the file's remarks are those of later programs
   int list = 0;
   double fullTwoTheta = 0.0;  // ACTA, degrees: to where the data are to be complete; 0 does not say
   double temperature = 20.0;  // °C

@@ -136,7 +136,7 @@ bool PrepareModel(Session& s, const std::vector<Reflection>& raw, std::string& p
   s.hydrogens = FindHydrogenGroups(s.structure, s.bonds, s.job.temperature, s.job.notes);
   s.rigid = FindRigidGroups(s.structure, s.job.fragments, s.job.notes);
   s.parametrisation.Build(s.structure, s.job.parameters, s.hydrogens, s.rigid, s.job.notes);
-  s.restraints = MakeRestraints(s.structure, s.job.commands, s.bonds, s.job.notes);
+  s.restraints = MakeRestraints(s.structure, s.job.commands, s.bonds, s.job.notes, s.job.laterRigu);
   return true;
 }
 

@@ -24,11 +24,12 @@ std::string TitleRemark(const Session& s) {
 std::string Remarks(const Session& s) {
   const RefinementResult& r = s.result;
   std::string out;
+  const int digits = s.job.laterRigu ? 6 : 4;  // by which the next run knows the law of RIGU
   out += "\n" + TitleRemark(s) + "\n";
-  AppendPrintf(out, "REM wR2 = %.4f, GooF = S = %.3f, Restrained GooF = %.3f for all data\n", r.final.wR2, r.final.goof,
-               r.restrainedGoof);
-  AppendPrintf(out, "REM R1 = %.4f for %zu Fo > 4sig(Fo) and %.4f for all %zu data\n", r.final.r1, r.final.strong,
-               r.final.r1All, r.final.all);
+  AppendPrintf(out, "REM wR2 = %.*f, GooF = S = %.3f, Restrained GooF = %.3f for all data\n", digits, r.final.wR2,
+               r.final.goof, r.restrainedGoof);
+  AppendPrintf(out, "REM R1 = %.*f for %zu Fo > 4sig(Fo) and %.*f for all %zu data\n", digits, r.final.r1,
+               r.final.strong, digits, r.final.r1All, r.final.all);
   AppendPrintf(out, "REM %zu parameters refined using %zu restraints\n\n", r.parameters, r.restraints);
   return out;
 }

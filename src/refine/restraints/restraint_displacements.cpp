@@ -18,26 +18,30 @@ Mat3 Outer(const Cartesian& a, const Cartesian& b) {
 // Equal components of two tensors along given directions: DELU (Hirshfeld, Acta Cryst. A32 (1976) 239) takes the one
 // along the bond, RIGU (Acta Cryst. A68 (2012) 448) also the two that mix it with the directions across. The
 // uncertainty of RIGU grows with the distance L and the mean Ueq u of the two atoms, σ = s L (1 + 14 u)^½ in Å and Å²,
-// as published refinements have it: flat ones force large displacements together against the data.
+// as published refinements have it: flat ones force large displacements together against the data. Later programs hold
+// the two across the bond with σ²/s.
+enum class BondKind { Delu, Rigu, LaterRigu };
+
 class AlongBond : public Restraint {
  public:
-  AlongBond(int a, int b, double sigma, bool rigid) : a_(a), b_(b), sigma_(sigma), rigid_(rigid) {}
+  AlongBond(int a, int b, double sigma, BondKind kind) : a_(a), b_(b), sigma_(sigma), kind_(kind) {}
 
   void Evaluate(const Structure& structure, std::vector<RestraintEquation>& equations) const override {
     const Cartesian bond = PlaceOf(structure, PlainImage(b_)) - PlaceOf(structure, PlainImage(a_));
     const Cartesian z = Normalised(bond);
     const double u = 0.5 * (structure.Ueq(structure.sites[static_cast<size_t>(a_)]) +
                             structure.Ueq(structure.sites[static_cast<size_t>(b_)]));
-    const double sigma =
-        rigid_ ? sigma_ * std::max(0.1, Length(bond)) * std::sqrt(1.0 + 14.0 * std::max(0.0, u)) : sigma_;
+    const double growth = std::max(0.1, Length(bond)) * std::sqrt(1.0 + 14.0 * std::max(0.0, u));
+    const double along = kind_ == BondKind::Delu ? sigma_ : sigma_ * growth;
+    const double across = kind_ == BondKind::LaterRigu ? along * growth : along;
     const Cartesian x = Normalised(Cross(z, std::fabs(z.x) < 0.8 ? Cartesian{1, 0, 0} : Cartesian{0, 1, 0}));
     const Cartesian y = Cross(z, x);
     const Mat3 components[] = {Outer(z, z), Outer(x, z), Outer(y, z)};
-    for (int i = 0; i < (rigid_ ? 3 : 1); ++i) {
+    for (int i = 0; i < (kind_ == BondKind::Delu ? 1 : 3); ++i) {
       RestraintEquation e;
       e.value = TensorWithSlopes(structure, a_, components[i], 1.0, e);
       e.value -= TensorWithSlopes(structure, b_, components[i], -1.0, e);
-      e.sigma = sigma;
+      e.sigma = i == 0 ? along : across;
       e.atoms = {a_, b_};
       equations.push_back(std::move(e));
     }
@@ -47,7 +51,7 @@ class AlongBond : public Restraint {
   int a_;
   int b_;
   double sigma_;
-  bool rigid_;
+  BondKind kind_;
 };
 
 // SIMU: all components alike; two isotropic atoms give one equation.
@@ -117,7 +121,7 @@ bool IsTerminal(const RestraintInput& input, int site) {
 }
 
 // Pairs within the list at one and two bonds.
-void ForBondedPairs(const RestraintInput& input, double sigma12, double sigma13, bool rigid, RestraintList& list) {
+void ForBondedPairs(const RestraintInput& input, double sigma12, double sigma13, BondKind kind, RestraintList& list) {
   const Structure& s = input.structure;
   std::set<std::pair<int, int>> done;
   const auto add = [&](int a, int b, double sigma) {
@@ -128,7 +132,7 @@ void ForBondedPairs(const RestraintInput& input, double sigma12, double sigma13,
     // Two isotropic atoms have nothing to compare.
     if (!s.sites[static_cast<size_t>(a)].anisotropic || !s.sites[static_cast<size_t>(b)].anisotropic) return;
     done.insert(key);
-    list.push_back(std::make_unique<AlongBond>(key.first, key.second, sigma, rigid));
+    list.push_back(std::make_unique<AlongBond>(key.first, key.second, sigma, kind));
   };
   for (const double sigma : {sigma12, -1.0}) {
     for (const SiteImage& image : input.images) {
@@ -155,12 +159,13 @@ std::unique_ptr<Restraint> AlikeDisplacements(int a, int b, double sigma) {
 
 void MakeDelu(const RestraintInput& input, RestraintList& list) {
   const double s1 = NumberAt(input.command, 0, 0.01);
-  ForBondedPairs(input, s1, NumberAt(input.command, 1, s1), false, list);
+  ForBondedPairs(input, s1, NumberAt(input.command, 1, s1), BondKind::Delu, list);
 }
 
 void MakeRigu(const RestraintInput& input, RestraintList& list) {
   const double s1 = NumberAt(input.command, 0, 0.004);
-  ForBondedPairs(input, s1, NumberAt(input.command, 1, s1), true, list);
+  ForBondedPairs(input, s1, NumberAt(input.command, 1, s1), input.laterRigu ? BondKind::LaterRigu : BondKind::Rigu,
+                 list);
 }
 
 void MakeSimu(const RestraintInput& input, RestraintList& list) {

@@ -30,6 +30,7 @@ struct RestraintInput {
   const NeighbourTable& bonds;
   std::vector<SiteImage> images;  // resolved for one residue
   int residue;
+  bool laterRigu;
 };
 double NumberAt(const Instruction& command, size_t at, double otherwise);
 

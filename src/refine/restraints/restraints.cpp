@@ -142,7 +142,7 @@ double TensorWithSlopes(const Structure& structure, int site, const Mat3& m, dou
 }
 
 RestraintList MakeRestraints(const Structure& structure, const std::vector<Instruction>& commands,
-                             const NeighbourTable& bonds, std::vector<std::string>& notes) {
+                             const NeighbourTable& bonds, std::vector<std::string>& notes, bool laterRigu) {
   RestraintList list;
   std::vector<double> defaults;
   for (const Instruction& given : commands) {
@@ -158,7 +158,7 @@ RestraintList MakeRestraints(const Structure& structure, const std::vector<Instr
     }
     const size_t before = list.size();
     const bool across = maker->acrossResidues && NamesAClass(command);
-    RestraintInput input{structure, command, commands, bonds, {}, 0};
+    RestraintInput input{structure, command, commands, bonds, {}, 0, laterRigu};
     for (const int residue : residues) {
       ResolvedNames names = ResolveAtoms(structure, command, commands, InEveryResidue(structure, command), residue);
       for (const std::string& missing : names.missing) {

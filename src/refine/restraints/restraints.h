@@ -44,9 +44,10 @@ class Restraint {
 
 using RestraintList = std::vector<std::unique_ptr<Restraint>>;
 
-// The restraints of the instructions. What cannot be understood is said in `notes`.
+// The restraints of the instructions. What cannot be understood is said in `notes`. `laterRigu`: RIGU as later programs
+// have it.
 RestraintList MakeRestraints(const Structure& structure, const std::vector<Instruction>& commands,
-                             const NeighbourTable& bonds, std::vector<std::string>& notes);
+                             const NeighbourTable& bonds, std::vector<std::string>& notes, bool laterRigu = false);
 
 // An equation in terms of the refined parameters: weight·(Σ slope·shift - deviation)² is added to what is minimised.
 struct ParameterEquation {
