@@ -15,8 +15,8 @@ std::string PrepareFromData(const Document& document, const std::string& hklPath
 std::string PrepareFromText(const Document& document, const std::string& name, const std::string& reflections,
                             const std::string& mask, Session& session) {
   const HklFormat format = ParseHklf(document.instructions.hklfLine);
-  if (format.code < 3 || format.code > 5)
-    return Printf("HKLF %d is not read: only reflections of HKLF 3, 4 and 5 are.", format.code);
+  if (format.code < 2 || format.code > 6)
+    return Printf("HKLF %d is not read: only reflections of HKLF 2 to 6 are.", format.code);
   const HklFile file = ParseHklFile(reflections, format);
   if (file.reflections.empty()) return name + " holds no reflections.";
   session.document = document;

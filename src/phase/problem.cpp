@@ -137,7 +137,7 @@ void JudgeFormula(Problem& problem) {
 
 bool ReadReflections(const std::string& text, Problem& problem, std::string& sentence) {
   const HklFormat format = ParseHklf(problem.hklfLine.empty() ? "HKLF 4" : problem.hklfLine);
-  if (format.code != 4 && format.code != 5 && format.code != 3) {
+  if (format.code < 2 || format.code > 5) {
     sentence = Printf("HKLF %d holds no intensities of a single crystal: give them as HKLF 4", format.code);
     return false;
   }
@@ -150,10 +150,6 @@ bool ReadReflections(const std::string& text, Problem& problem, std::string& sen
     if (!(r.sigma > 0.0) || !indices || overlapped) {
       ++unmeasured;
       continue;
-    }
-    if (format.code == 3) {  // F, not F²
-      r.sigma = 2.0 * std::max(std::fabs(r.intensity), r.sigma) * r.sigma;
-      r.intensity *= std::fabs(r.intensity);
     }
     if (problem.reflections.size() >= kMostReflections) break;
     problem.reflections.push_back(r);

@@ -85,10 +85,13 @@ TEST_F(InputTest, SaysWhereItDoesNotTakeALineAsItStands) {
       {"WGHT", "CONF C1 C2 O1 C7\nWGHT", "CONF: there is no atom C7 (s.ins, line 11)"},
       {"WGHT", "SADI_7 C1 O1 C2 O1\nWGHT", "SADI_7: there is no such residue (s.ins, line 11)"},
       {"WGHT", "HFIX 43 C8\nWGHT", "HFIX 43 C8: H is not on SFAC (s.ins, line 11)"},
-      {"WGHT", "HOPE 2\nWGHT", "HOPE: anisotropic scaling is not done (s.ins, line 11)"},
-      {"WGHT", "LIST 9\nWGHT", "LIST 9: only 2 to 6 and 8 are written (s.ins, line 11)"},
+      {"WGHT", "HOPE 2\nWGHT",
+       "HOPE 2: an overall anisotropic scale of six parameters (ANSC) is refined, not twelve on FVAR (s.ins, line 11)"},
+      {"WGHT", "ANSC 0 0 0 0 0 0\nWGHT", "ANSC: has an effect with ANSR or HOPE only (s.ins, line 11)"},
+      {"WGHT", "STIR 1.5\nWGHT", "STIR: the resolution is not stepped (s.ins, line 11)"},
+      {"WGHT", "LIST 9\nWGHT", "LIST 9: only 1 to 6 and 8 are written (s.ins, line 11)"},
       {"WGHT", "ABIN\nWGHT", "ABIN: s.fab is not there; nothing is added (s.ins, line 11)"},
-      {"HKLF 4", "HKLF 6", "HKLF 6 IS NOT REFINED AGAINST, ONLY 3, 4 AND 5 (s.ins, line 16)"},
+      {"HKLF 4", "HKLF 1", "HKLF 1 IS NOT REFINED AGAINST, ONLY 2 TO 6 (s.ins, line 16)"},
   };
   for (const auto& c : kCases) {
     Write("s.ins", With(c.what, c.by));

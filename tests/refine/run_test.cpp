@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -120,7 +121,7 @@ TEST_F(RunTest, SaysWhatIsWrongAndKeepsTheOldResult) {
       {"an operator that is none", with("-X, 0.5\\+Y", "-X, 0.5+W"), hkl, "SYMM"},
       {"a free variable that is not there", with("21.0 -1.5", "41.0 -1.5"), hkl, "FREE VARIABLE 4 OF ATOM H1"},
       {"no atoms", std::string(kHead) + "FVAR 1\nHKLF 4\nEND\n", hkl, "NO ATOMS"},
-      {"data of another kind", with("HKLF 4", "HKLF 2"), hkl, "HKLF 2"},
+      {"data of another kind", with("HKLF 4", "HKLF 1"), hkl, "HKLF 1"},
   };
   for (const Case& c : cases) {
     for (const char* name : {"x.ins", "x.hkl"}) fs::remove(Path(name));
@@ -234,6 +235,58 @@ TEST_F(RunTest, GarbageEndsInASentence) {
   }
 }
 
+TEST_F(RunTest, CoordinatesForProteinProgramsHoldTheModel) {
+  const std::string ins = std::regex_replace(kEthanol, std::regex("WGHT"), "WPDB\nWGHT");
+  Simulate("p", ins, 1.2);
+  Write("p.ins", std::regex_replace(ins, std::regex("C2 1"), "PART 2\nZN1 1 0 0 0 10.5 0.03\nPART 0\nC2 1"));
+  ASSERT_EQ(Run("p"), 0) << Said();
+  const std::string pdb = Read("p.pdb");
+  const Structure model = ModelOf(Read("p.res"));
+  std::istringstream lines(pdb);
+  size_t atoms = 0;
+  for (std::string text; std::getline(lines, text);) {
+    if (text.starts_with("CRYST1")) {
+      EXPECT_EQ(text, "CRYST1    7.100    9.300    8.200  90.00 101.00  90.00 P 1 21/c 1    4");
+    }
+    if (!text.starts_with("HETATM")) continue;
+    const Site& site = model.sites[atoms++];
+    const auto number = [&](size_t at, size_t width) {
+      double value = 1e9;
+      ParseNumber(std::string_view(text).substr(std::min(text.find_first_not_of(' ', at), at + width)), value);
+      return value;
+    };
+    const Cartesian x{number(30, 8), number(38, 8), number(46, 8)};
+    const double occupancy = number(54, 6);
+    const double b = number(60, 6);
+    EXPECT_LT(Length(x - model.metric.ToCartesian(site.x)), 0.002) << text;
+    EXPECT_NEAR(occupancy, site.name == "ZN1" ? 1.0 : site.occupancy, 0.006) << "on the centre it is whole";
+    EXPECT_NEAR(b, 78.9568 * model.Ueq(site), 0.02);
+    EXPECT_EQ(text[16], site.name == "ZN1" ? 'B' : ' ');
+    EXPECT_EQ(text.size(), 78u);
+  }
+  EXPECT_EQ(atoms, model.sites.size());
+  const size_t tensor = pdb.find("ANISOU    1");
+  ASSERT_NE(tensor, std::string::npos);
+  double u22 = 0.0;
+  ParseNumber(std::string_view(pdb).substr(pdb.find_first_not_of(' ', tensor + 35)), u22);
+  EXPECT_NEAR(u22, 1e4 * model.sites[0].u[1], 1.0) << "b is an axis of both frames";
+}
+
+// The law of RIGU that a file was refined with shows in its remark, and stays with the result.
+TEST_F(RunTest, LaterProgramsAreKnownByTheirRemark) {
+  Simulate("r", kEthanol, 1.2);
+  for (const auto& [remark, later] :
+       {std::pair{"REM R1 = 0.0312 for 200 Fo > 4sig(Fo)", false}, {"REM R1 = 0.031234 for 200 Fo > 4sig(Fo)", true}}) {
+    std::string ins = std::regex_replace(kEthanol, std::regex("FMAP 2"), "RIGU\nFMAP 2");
+    Write("r.ins", std::regex_replace(ins, std::regex("END\n"), std::string(remark) + "\nEND\n"));
+    for (const char* time : {"first", "second"}) {
+      ASSERT_EQ(Run("r"), 0) << Said();
+      EXPECT_EQ(Said().find("RIGU holds components across the bonds less tightly") != std::string::npos, later) << time;
+      Write("r.ins", Read("r.res"));
+    }
+  }
+}
+
 TEST_F(RunTest, ListsAgreeWithOneAnother) {
   Simulate("l", kEthanol, 1.2);
   const auto line = [&](int code) {
@@ -263,6 +316,21 @@ TEST_F(RunTest, ListsAgreeWithOneAnother) {
   EXPECT_NEAR(std::hypot(three[2], three[3]), five[1], 0.02);
   EXPECT_NEAR(std::cos(five[2] * 0.0174533) * five[1], three[2], 0.02);
   EXPECT_NEAR(two[2], five[2], 0.51);
+  // In words, behind a line of its own.
+  Write("l.ins", std::regex_replace(kEthanol, std::regex("FMAP 2"), "LIST 1"));
+  EXPECT_EQ(Run("l"), 0) << Said();
+  const std::string all = Read("l.fcf");
+  const std::string one = all.substr(all.find('\n') + 1);
+  const auto behind = [&](const char* word) {
+    double value = 0.0;
+    ParseNumber(std::string_view(one).substr(one.find(word) + std::strlen(word)), value);
+    return value;
+  };
+  EXPECT_EQ(all.substr(0, 14), "NREFlections= ");
+  EXPECT_EQ(Printf("%zu", static_cast<size_t>(std::count(all.begin(), all.end(), '\n')) - 1),
+            all.substr(14, all.find('\n') - 14));
+  EXPECT_GT(behind("FOBS= "), 0.0);
+  EXPECT_LT(std::fabs(behind("FOBS= ") - behind("FCALc= ")), 6.0 * behind("SIGMa= ") + 0.05 * behind("FOBS= "));
   EXPECT_NEAR(five[0], five[1], 5.0 * two[1] + 0.3);
   EXPECT_NE(Read("l.lst").find("Map of Fo"), std::string::npos);
 }

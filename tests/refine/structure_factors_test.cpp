@@ -5,6 +5,7 @@
 #include <gemmi/sfcalc.hpp>
 #include <gemmi/small.hpp>
 #include <gtest/gtest.h>
+#include <numeric>
 
 #include "crystal/symmetry.h"
 #include "refine/factors/lane_math.h"
@@ -126,6 +127,25 @@ std::vector<std::vector<double>> DerivativeRows(const Structure& s, const Observ
   return rows;
 }
 
+// Jᵀ·J·v from the rows of J and without them.
+void ExpectProductOfRows(const Structure& s, const Observations& o, const Parametrisation& p,
+                         const std::vector<std::vector<double>>& rows) {
+  std::vector<double> v;
+  std::vector<double> sums(o.Size());
+  for (size_t i = 0; i < p.Size(); ++i) {
+    v.push_back(std::sin(1.7 * static_cast<double>(i)) /
+                std::sqrt(1e-9 + std::inner_product(rows[i].begin(), rows[i].end(), rows[i].begin(), 0.0)));
+    for (size_t r = 0; r < o.Size(); ++r) sums[r] += v[i] * rows[i][r];
+  }
+  Calculated c = CalculateAt(s, o);
+  c.weight.assign(o.Size(), 1.0);
+  const std::vector<double> product = DataPass(s, o, WeightScheme{}).Multiply(v, c, p);
+  for (size_t i = 0; i < p.Size(); ++i) {
+    const double expected = std::inner_product(sums.begin(), sums.end(), rows[i].begin(), 0.0);
+    EXPECT_NEAR(product[i], expected, 1e-9 * (1.0 + std::fabs(expected))) << p.parameters[i].name;
+  }
+}
+
 TEST(Derivatives, AgreeWithNumericalDifferences) {
   for (const char* name : {"P 1 21/c 1", "P 21 21 21", "R -3"}) {
     const auto group = std::find_if(GroupCases().begin(), GroupCases().end(),
@@ -133,6 +153,9 @@ TEST(Derivatives, AgreeWithNumericalDifferences) {
     Structure s = MakeCrystal(*group, 77);
     s.extinction = 0.3;
     s.solventScale = 0.2;
+    s.hasAnisotropicScale = true;
+    s.anisotropicScale = {0.01, 0.01, -0.02, 0.0, 0.0, 0.0};
+    if (name[0] == 'R') s.anisotropicScale[5] = 0.005;
     s.batchFractions = {0.3, 0.2};
     s.sites[1].code[kRawOccupancy] = 21.0;
     s.sites[3].code[kRawOccupancy] = -21.0;
@@ -152,14 +175,20 @@ TEST(Derivatives, AgreeWithNumericalDifferences) {
     o.batch.push_back({});
     for (int i = 0; i < 100; ++i) o.batch[2].push_back(i % 3 ? 0 : 3);
     o.batchScales = name[0] == 'R';
+    // In another the wavelengths differ.
+    if (name[0] == 'P' && name[3] == '1') {
+      for (int i = 0; i < 100; ++i) o.wavelength.push_back(0.6 + 0.01 * i);
+      SetDispersion(s, o);
+    }
     std::fill(o.sigma.begin(), o.sigma.end(), 0.0);
     ParameterOptions options;
-    options.extinction = options.solvent = true;
+    options.extinction = options.solvent = options.anisotropicScale = true;
     Parametrisation p;
     std::vector<RigidGroup> rigid;
     std::vector<std::string> notes;
     p.Build(s, options, {}, rigid, notes);
     const auto rows = DerivativeRows(s, o, p);
+    ExpectProductOfRows(s, o, p, rows);
     for (size_t i = 0; i < p.Size(); ++i) {
       const double step = 1e-5;
       Structure up = s;

@@ -50,12 +50,17 @@ class TwinTest : public RunTest {
   double Scaled(double intensity) const { return truth_.scale * truth_.scale * intensity; }
   std::vector<Miller> Sphere(double resolution) { return SimulateData(truth_, resolution).indices[0]; }
 
+  Document ResultOf(const std::string& name) {
+    RecordingMessages messages;
+    Document result;
+    EXPECT_TRUE(ReadInstructionText(result, Read(name + ".res"), messages));
+    return result;
+  }
+
   void ExpectRefined(const std::string& name, const std::vector<double>& fractions) {
     ASSERT_EQ(Run(name), 0) << Said();
     EXPECT_LT(Last("R1 = "), 0.02) << Said();
-    RecordingMessages messages;
-    Document result;
-    ASSERT_TRUE(ReadInstructionText(result, Read(name + ".res"), messages));
+    const Document result = ResultOf(name);
     for (const Site& site : truth_.sites) {
       const Fractional x = result.atoms.FindAtom(site.name)->fract;
       EXPECT_LT(std::sqrt(truth_.metric.DistanceSquared(x, site.x)), 0.002) << site.name;
@@ -138,6 +143,84 @@ TEST_F(TwinTest, OverlappedReflectionsByBatch) {
   EXPECT_LT(Last("R1 = "), 0.02) << Said();
   EXPECT_NE(Said().find("TWIN: HKLF 5"), std::string::npos);
   EXPECT_NE(Said().find("BASF: 0 values where the data need 2"), std::string::npos);
+}
+
+// Each reflection at a wavelength of its own, on both sides of an edge of sulphur.
+TEST_F(TwinTest, LaueDataHaveDispersionAndExtinctionAtTheirWavelengths) {
+  const ElementTable table;
+  truth_ = ModelOf(Text(""));
+  extinction_ = 0.05;
+  std::string data;
+  int n = 0;
+  for (const Miller& h : Sphere(1.0)) {
+    truth_.wavelength = 0.9 + 0.01 * (n++ % 107);
+    for (Scatterer& f : truth_.scatterers) {
+      const Scatterer there = TabulatedScatterer(table[f.row], truth_.wavelength);
+      f.fPrime = there.fPrime, f.fDoublePrime = there.fDoublePrime;
+    }
+    const double intensity = Scaled(Intensity(h));
+    data += DataLine(h, intensity, 0.003 * intensity + 0.02, Printf("   1%8.4f", truth_.wavelength));
+  }
+  Write("a.hkl", data);
+  Write("a.ins", Perturbed(Text("EXTI 0.02\n", "HKLF 2")));
+  ExpectRefined("a", {});
+  EXPECT_NE(Said().find(Printf(" 0 outside limits, %d unique", n)), std::string::npos) << "nothing is merged";
+  EXPECT_NE(Read("a.cif").find("Laue data: wavelengths from 0.9000 to 1.9600"), std::string::npos);
+  const double right = Last("R1 = ");
+  Write("a.ins", Perturbed(Text("EXTI 0.02\n")));
+  EXPECT_EQ(Run("a"), 0);
+  EXPECT_GT(Last("R1 = "), 2.0 * right) << "at one wavelength they do not fit";
+}
+
+TEST_F(TwinTest, LinesOfPowderDataAreSumsByMultiplicity) {
+  truth_ = ModelOf(Text(""));
+  std::string data;
+  const std::vector<Miller> sphere = Sphere(0.9);
+  for (size_t i = 0; i + 2 < sphere.size(); i += 1 + i % 3) {
+    double sum = 0.0;
+    for (size_t j = 0; j <= i % 3; ++j) sum += static_cast<double>(2 + 2 * j) * Intensity(sphere[i + j]);
+    for (size_t j = 0; j <= i % 3; ++j)
+      data += DataLine(sphere[i + j], Scaled(sum), 0.005 * Scaled(sum) + 0.02,
+                       Printf("%4d", (j == i % 3 ? 2 : -2) * static_cast<int>(1 + j)));
+  }
+  Write("a.hkl", data);
+  Write("a.ins", Perturbed(Text("TWIN\n", "HKLF 6")));
+  ExpectRefined("a", {});
+  EXPECT_NE(Said().find("TWIN: HKLF 6 names what overlaps"), std::string::npos);
+}
+
+// An isotropic model and intensities that fall off more along one axis: the tensor of the group's symmetry takes it.
+TEST_F(TwinTest, AnOverallAnisotropicScaleIsFound) {
+  truth_ = ModelOf(std::regex_replace(Text(""), std::regex("0.03 0.025 0.04 0.002 0.004 -0.003"), "0.03"));
+  const auto& edges = truth_.metric.reciprocalEdges;
+  std::string data;
+  for (const Miller& h : Sphere(0.9)) {
+    const double x = h[0] * edges[0], y = h[1] * edges[1], z = h[2] * edges[2];
+    const double q = std::exp(-4.0 * 9.8696044 * (0.012 * x * x - 0.02 * y * y + 0.008 * z * z + 2.0 * 0.006 * x * z));
+    data += DataLine(h, Scaled(q * Intensity(h)), 0.005 * Scaled(q * Intensity(h)) + 0.02);
+  }
+  Write("a.hkl", data);
+  const auto ins = [&](const char* more) {
+    return std::regex_replace(Perturbed(Text(more)), std::regex("0.03 0.025 0.04 0.002 0.004 -0.003"), "0.03");
+  };
+  Write("a.ins", ins(""));
+  ASSERT_EQ(Run("a"), 0) << Said();
+  const double without = Last("R1 = ");
+  Write("a.ins", ins("ANSR 0.01\n"));
+  ExpectRefined("a", {});
+  EXPECT_LT(Last("R1 = "), 0.3 * without) << Said();
+  EXPECT_NE(Said().find(", 4 restraints"), std::string::npos) << Said();
+  std::vector<double> scale;
+  for (const Instruction& c : InstructionsOf(ResultOf("a")))
+    if (c.name == "ANSC") scale = c.numbers;
+  ASSERT_EQ(scale.size(), 6u);
+  EXPECT_NEAR(scale[0] - scale[1], 0.032, 0.001) << "what all have in common U takes as well";
+  EXPECT_NEAR(scale[2] - scale[1], 0.028, 0.001);
+  EXPECT_NEAR(scale[4], 0.006, 0.001);
+  EXPECT_EQ(scale[3], 0.0);
+  Write("a.ins", Read("a.res"));
+  ASSERT_EQ(Run("a"), 0);
+  EXPECT_LT(Last("mean "), 0.05) << "the result is where it starts from";
 }
 
 TEST_F(TwinTest, BatchesOfOneCrystalHaveScales) {

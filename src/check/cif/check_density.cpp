@@ -68,8 +68,8 @@ class ResidualDensity {
 
   std::vector<CalculatedReflection> Reflections() const {
     std::vector<CalculatedReflection> list;
-    // Groups of overlapping reflections of HKLF 5 are no list of single ones.
-    if (ParseHklf(session_.document.instructions.hklfLine).code == 5) return list;
+    // Groups of overlapping reflections are no list of single ones.
+    if (session_.job.hkl.IsOverlapped()) return list;
     for (size_t i = 0; i < calculated_.fc2.size(); ++i)
       list.push_back(
           {session_.observations.indices[0][i], calculated_.fc2[i], calculated_.fo2[i], calculated_.sigma[i]});

@@ -179,6 +179,20 @@ void Parametrisation::Build(Structure& structure, const ParameterOptions& option
   for (size_t i = 0; i < structure.batchFractions.size(); ++i) {
     Add(ParameterKind::BatchFraction, -1, 0, static_cast<int>(i), Printf("BASF %zu", i + 1));
   }
+  scaleRows = {};
+  if (options.anisotropicScale) {
+    const auto allowed = AllowedDisplacements(structure.metric, structure.group.pointOperators, {});
+    std::array<int, 6> own{-1, -1, -1, -1, -1, -1};
+    for (size_t k = 0; k < 6; ++k) {
+      for (const auto& term : allowed.rows[k]) {
+        int& parameter = own[static_cast<size_t>(term.component)];
+        if (parameter < 0)
+          parameter = Add(ParameterKind::AnisotropicScale, -1, term.component, 0,
+                          std::string("scale ") + kRawNames[kRawU + term.component]);
+        AddTerm(scaleRows[k], parameter, term.factor);
+      }
+    }
+  }
   for (const int variable : options.restrainedVariables) {
     const bool there = variable > 1 && static_cast<size_t>(variable - 2) < structure.freeVariables.size();
     if (there) FreeVariableParameter(variable);
@@ -303,6 +317,9 @@ void Parametrisation::Apply(const std::vector<double>& shifts, Structure& struct
         break;
     }
   }
+  for (size_t k = 0; k < 6; ++k)
+    for (const Term& term : scaleRows[k])
+      structure.anisotropicScale[k] += term.factor * shifts[static_cast<size_t>(term.parameter)];
   for (size_t i = 0; i < structure.sites.size(); ++i) {
     Site& site = structure.sites[i];
     for (int k = 0; k < kRawPerSite; ++k) {
@@ -337,6 +354,8 @@ double Parametrisation::Value(const Structure& structure, size_t parameter) cons
       return structure.solventU;
     case ParameterKind::BatchFraction:
       return structure.batchFractions[index];
+    case ParameterKind::AnisotropicScale:
+      return structure.anisotropicScale[static_cast<size_t>(p.component)];
     case ParameterKind::FreeVariable:
       return structure.freeVariables[index];
     case ParameterKind::Coordinate:

@@ -16,6 +16,7 @@ enum class ParameterKind {
   SolventScale,
   SolventU,
   BatchFraction,
+  AnisotropicScale,
   Coordinate,
   Occupancy,
   Displacement,
@@ -52,6 +53,7 @@ struct RigidGroup {
 struct ParameterOptions {
   bool extinction = false;
   bool solvent = false;
+  bool anisotropicScale = false;
   double specialTolerance = 0.2;                    // Å, SPEC
   std::vector<std::vector<int>> sameCoordinates;    // EXYZ
   std::vector<std::vector<int>> sameDisplacements;  // EADP
@@ -77,6 +79,7 @@ class Parametrisation {
 
   std::vector<Parameter> parameters;  // the scale first
   std::vector<Row> rows;              // ten for each site
+  std::array<Row, 6> scaleRows;       // of the overall anisotropic scale
 
  private:
   int Add(ParameterKind kind, int site, int component, int index, std::string name);

@@ -13,8 +13,8 @@ constexpr double kLargestIntensity = 1e30;  // squares of intensities are summed
 constexpr double kWhole = 0.05;             // of an index; what is farther from a whole number is none
 constexpr size_t kSample = 300;             // lines that tell how a file is written
 
-// h k l Fo² σ and the batch number, 0 without one.
-using Fields = std::array<double, 6>;
+// h k l Fo² σ, the batch number and the wavelength, 0 without one.
+using Fields = std::array<double, 7>;
 
 bool IsWhole(double value) {
   return std::fabs(value - std::round(value)) < 1e-9;
@@ -34,6 +34,7 @@ bool ReadFixed(std::string_view line, Fields& v) {
   bool good = true;
   for (size_t i = 0; i < 3; ++i) good = Column(line, 4 * i, 4, v[i]) && IsWhole(v[i]) && good;
   good = Column(line, 12, 8, v[3]) && Column(line, 20, 8, v[4]) && good;
+  if (!Column(line, 32, 8, v[6])) v[6] = 0.0;  // something else stands there in files of other kinds
   return Column(line, 28, 4, v[5]) && good;
 }
 
@@ -47,7 +48,7 @@ bool ReadFree(std::string_view line, Fields& v) {
     if (n >= v.size() || !ParseWholeNumber(word, v[n])) break;
     ++n;
   }
-  if (n == 6 && !IsWhole(v[5])) v[5] = 0.0;
+  if (n >= 6 && !IsWhole(v[5])) v[5] = 0.0;
   return n >= 5 && IsWhole(v[0]) && IsWhole(v[1]) && IsWhole(v[2]);
 }
 
@@ -123,7 +124,7 @@ HklFile ParseHklFile(const std::string& content, const HklFormat& format) {
   const std::vector<std::string_view> lines = LinesOf(content);
   const bool free = IsFreeFormat(lines);
   const auto read = free ? ReadFree : ReadFixed;
-  size_t bad = 0, firstBad = 0, fractional = 0, firstFractional = 0, unsure = 0, behind = 0;
+  size_t bad = 0, firstBad = 0, fractional = 0, firstFractional = 0, unsure = 0, behind = 0, colourless = 0;
   size_t at = 0;
   for (; at < lines.size(); ++at) {
     Fields v{};
@@ -143,6 +144,8 @@ HklFile ParseHklFile(const std::string& content, const HklFormat& format) {
     r.intensity = v[3] * format.scale;
     r.sigma = std::fabs(v[4] * format.scale * format.sigmaScale);
     r.batch = v[5] == 0.0 ? 1 : WholeNumber(v[5]);
+    if (format.code == 2 && v[6] > 0.0 && v[6] < 100.0) r.wavelength = static_cast<float>(v[6]);
+    colourless += format.code == 2 && r.wavelength == 0.0f;
     unsure += r.sigma == 0.0;
     file.reflections.push_back(r);
   }
@@ -159,6 +162,8 @@ HklFile ParseHklFile(const std::string& content, const HklFormat& format) {
                                 firstFractional, fractional - 1));
   }
   if (unsure > 0) file.notes.push_back(Printf("%zu reflections have a standard uncertainty of 0", unsure));
+  if (colourless > 0)
+    file.notes.push_back(Printf("%zu reflections have no wavelength; that of CELL is taken", colourless));
   if (behind > 0) {
     file.notes.push_back(
         Printf("line %zu, blank or of zeros, ends it; %zu reflections behind it are not read", end, behind));

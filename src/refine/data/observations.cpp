@@ -46,6 +46,7 @@ Observations MakeObservations(const std::vector<Reflection>& merged, const TwinL
   for (const Reflection& r : merged) {
     o.intensity.push_back(r.intensity);
     o.sigma.push_back(r.sigma);
+    o.wavelength.push_back(r.wavelength);
     Indices h{static_cast<double>(r.h[0]), static_cast<double>(r.h[1]), static_cast<double>(r.h[2])};
     const Indices opposite{-h[0], -h[1], -h[2]};
     bool overlaps = true;
@@ -60,6 +61,7 @@ Observations MakeObservations(const std::vector<Reflection>& merged, const TwinL
     }
     o.apart += !overlaps;
   }
+  if (std::ranges::none_of(merged, [](const Reflection& r) { return r.wavelength > 0.0; })) o.wavelength.clear();
   return o;
 }
 
@@ -89,6 +91,23 @@ Observations MakeOverlappedObservations(const std::vector<Reflection>& raw) {
     group.clear();
   }
   return o;
+}
+
+void SetDispersion(const Structure& structure, Observations& observations) {
+  observations.dispersion.clear();
+  if (observations.wavelength.empty()) return;
+  for (const Scatterer& s : structure.scatterers) {
+    const std::complex<double> same{s.fPrime, s.fDoublePrime};
+    std::vector<std::complex<double>>& list = observations.dispersion.emplace_back(observations.Size(), same);
+    if (s.isOwn || same == 0.0) continue;
+    std::map<double, std::complex<double>> known;
+    for (size_t i = 0; i < observations.Size(); ++i) {
+      const double wavelength = observations.wavelength[i];
+      const auto [entry, isNew] = known.try_emplace(wavelength);
+      if (isNew) entry->second = DispersionOf(s.electrons, wavelength);
+      list[i] = {entry->second.real(), s.fDoublePrime != 0.0 ? entry->second.imag() : 0.0};
+    }
+  }
 }
 
 int LargestBatch(const std::vector<Reflection>& raw) {

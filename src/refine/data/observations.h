@@ -25,8 +25,11 @@ struct Observations {
   std::vector<std::vector<Miller>> indices;  // [component][observation]
   std::vector<std::vector<int>> batch;       // [component][observation]
 
-  std::vector<std::vector<std::complex<double>>> added;  // [component][observation], to F; empty for nothing
+  std::vector<std::vector<std::complex<double>>> added;       // [component][observation], to F; empty for nothing
+  std::vector<double> wavelength;                             // of Laue data, Å; empty where it is the same for all
+  std::vector<std::vector<std::complex<double>>> dispersion;  // [scatterer][observation], f' + i f" of Laue data
   bool batchScales = false;
+  bool multiplicities = false;  // a component's batch says how often it counts, as in lines of powder data
   size_t apart = 0;  // observations that not every component of a twin law reaches, for want of whole indices
 
   size_t Size() const { return intensity.size(); }
@@ -39,6 +42,8 @@ Observations MakeObservations(const std::vector<Reflection>& merged, const TwinL
 // HKLF 5: a line with a negative batch number goes with the following one. The last of a group becomes its first
 // component.
 Observations MakeOverlappedObservations(const std::vector<Reflection>& raw);
+// f' and f" of the structure's scatterers at the wavelength of each observation, but where the file gives its own.
+void SetDispersion(const Structure& structure, Observations& observations);
 // At least one.
 int LargestBatch(const std::vector<Reflection>& raw);
 

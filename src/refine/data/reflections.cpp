@@ -62,7 +62,7 @@ class Gate {
 
   bool LiesOutside(const Reflection& r) {
     const double s = std::sqrt(metric_.SinThetaSquared(r.h[0], r.h[1], r.h[2]));
-    const double sine = s * limits_.wavelength;
+    const double sine = s * (r.wavelength > 0.0f ? static_cast<double>(r.wavelength) : limits_.wavelength);
     const double theta = std::asin(std::min(1.0, sine)) * kDegreesPerRadian;
     const double d = 0.5 / s;
     const bool outside = d > limits_.resolutionLow || d < limits_.resolutionHigh ||

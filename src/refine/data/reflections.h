@@ -13,14 +13,18 @@ struct Reflection {
   double intensity = 0.0;  // Fo², as on the file times the HKLF scale
   double sigma = 0.0;
   int batch = 1;
+  float wavelength = 0.0f;  // of Laue data, Å; 0: that of CELL
 };
 
-// HKLF n s r11 ... r33 sm: 4 and 5 hold intensities, 3 amplitudes, which are squared on reading.
+// HKLF n s r11 ... r33 sm: 2 are Laue data, intensities with a wavelength each; 3 amplitudes, which are squared on
+// reading; 4 intensities; 5 overlapped ones; 6 lines of powder data, with how often each index counts as its batch.
 struct HklFormat {
   int code = 4;
   double scale = 1.0;
   std::array<double, 9> matrix{1, 0, 0, 0, 1, 0, 0, 0, 1};
   double sigmaScale = 1.0;
+
+  bool IsOverlapped() const { return code == 5 || code == 6; }
 };
 HklFormat ParseHklf(const std::string& line);
 
@@ -28,8 +32,9 @@ struct HklFile {
   std::vector<Reflection> reflections;
   std::vector<std::string> notes;  // what is strange about it, with the numbers of lines
 };
-// Fixed columns (3I4, 2F8, I4), so that touching ones are told apart, or numbers between blanks where most lines make
-// no sense by columns. Ends at a line of zeros, at a blank line or with the file; lines end with LF, CRLF or CR.
+// Fixed columns (3I4, 2F8, I4, with HKLF 2 F8 behind them), so that touching ones are told apart, or numbers between
+// blanks where most lines make no sense by columns. Ends at a line of zeros, at a blank line or with the file; lines
+// end with LF, CRLF or CR.
 HklFile ParseHklFile(const std::string& content, const HklFormat& format);
 
 struct DataLimits {

@@ -151,19 +151,19 @@ MARVIK_CLONES void ApplyIsotropic(const Lanes& s2, double uiso, int rows, bool d
   }
 }
 
-MARVIK_CLONES void FillForm(const Scatterer& s, const Lanes& s2, double* form) {
+MARVIK_CLONES void FillForm(const Scatterer& s, const Lanes& s2, const Lanes& fPrime, double* form) {
   for (size_t i = 0; i < kBlock; ++i) {
-    double f = s.c + s.fPrime;
+    double f = s.c + fPrime[i];
     for (size_t j = 0; j < 5; ++j) f += s.a[j] * Exponential(-s.b[j] * s2[i]);
     form[i] = f;
   }
 }
 
-MARVIK_CLONES void AddToFactor(const double* form, double fDoublePrime, double weight, const double* re,
+MARVIK_CLONES void AddToFactor(const double* form, const double* fDoublePrime, double weight, const double* re,
                                const double* im, Lanes& a, Lanes& b) {
   for (size_t i = 0; i < kBlock; ++i) {
     const double fr = weight * form[i];
-    const double fi = weight * fDoublePrime;
+    const double fi = weight * fDoublePrime[i];
     const double x = re[i];
     const double y = im ? im[i] : 0.0;
     a[i] += fr * x - fi * y;
@@ -183,11 +183,16 @@ MARVIK_CLONES void ContractRow(const double* p, const double* q, const double* r
 class DirectWorkspace : public FactorWorkspace {
  public:
   DirectWorkspace(size_t operators, size_t scatterers, size_t sites, bool centric)
-      : ops(operators), form(scatterers * kBlock), real(sites * kRows), imaginary(centric ? 0 : sites * kRows) {}
+      : ops(operators),
+        form(scatterers * kBlock),
+        absorptive(scatterers),
+        real(sites * kRows),
+        imaginary(centric ? 0 : sites * kRows) {}
 
   static constexpr size_t kRows = static_cast<size_t>(kRawPerSite) * kBlock;
   std::vector<OperatorBlock> ops;
-  std::vector<double> form;
+  std::vector<double> form;       // f + f'
+  std::vector<Lanes> absorptive;  // f"
   std::vector<double> real;
   std::vector<double> imaginary;
   alignas(64) Lanes p{};
@@ -210,7 +215,12 @@ class DirectSum : public StructureFactorModel {
       FillOperator(group.primitive[n], structure_.metric.reciprocalEdges.data(), block, w.ops[n]);
     }
     for (size_t n = 0; n < structure_.scatterers.size(); ++n) {
-      FillForm(structure_.scatterers[n], block.s2, &w.form[n * kBlock]);
+      const Scatterer& s = structure_.scatterers[n];
+      Lanes fPrime;
+      fPrime.fill(s.fPrime);
+      FillForm(s, block.s2, block.fPrime.empty() ? fPrime : block.fPrime[n], &w.form[n * kBlock]);
+      w.absorptive[n].fill(s.fDoublePrime);
+      if (!block.fDoublePrime.empty()) w.absorptive[n] = block.fDoublePrime[n];
     }
     w.a.fill(0.0);
     w.b.fill(0.0);
@@ -220,19 +230,31 @@ class DirectSum : public StructureFactorModel {
       const Site& site = structure_.sites[n];
       SumSite(site, block, derivatives, w, re, im);
       const auto scatterer = static_cast<size_t>(site.scatterer);
-      AddToFactor(&w.form[scatterer * kBlock], structure_.scatterers[scatterer].fDoublePrime,
-                  site.occupancy * Multiplicity(), re, im, w.a, w.b);
+      AddToFactor(&w.form[scatterer * kBlock], w.absorptive[scatterer].data(), site.occupancy * Multiplicity(), re, im,
+                  w.a, w.b);
     }
   }
 
   void Contract(int site, const Lanes& factor, FactorWorkspace& workspace, double* rows) const override {
     auto& w = static_cast<DirectWorkspace&>(workspace);
-    const auto n = static_cast<size_t>(site);
-    const Site& s = structure_.sites[n];
+    const auto at = static_cast<size_t>(site) * DirectWorkspace::kRows;
+    ContractSums(site, factor, &w.real[at], structure_.group.centric ? nullptr : &w.imaginary[at], w, rows);
+  }
+
+  void ContractAlone(int site, const IndexBlock& block, const Lanes& factor, FactorWorkspace& workspace,
+                     double* rows) const override {
+    auto& w = static_cast<DirectWorkspace&>(workspace);
+    double* im = structure_.group.centric ? nullptr : w.imaginary.data();
+    SumSite(structure_.sites[static_cast<size_t>(site)], block, true, w, w.real.data(), im);
+    ContractSums(site, factor, w.real.data(), im, w, rows);
+  }
+
+ private:
+  void ContractSums(int site, const Lanes& factor, const double* re, const double* im, DirectWorkspace& w,
+                    double* rows) const {
+    const Site& s = structure_.sites[static_cast<size_t>(site)];
     const auto scatterer = static_cast<size_t>(s.scatterer);
-    FillFactors(&w.form[scatterer * kBlock], structure_.scatterers[scatterer].fDoublePrime, factor, w);
-    const double* re = &w.real[n * DirectWorkspace::kRows];
-    const double* im = structure_.group.centric ? nullptr : &w.imaginary[n * DirectWorkspace::kRows];
+    FillFactors(&w.form[scatterer * kBlock], w.absorptive[scatterer].data(), factor, w);
     ContractRow(w.p.data(), w.q.data(), re, im, rows + kRawOccupancy * kBlock);
     const double occupancy = s.occupancy;
     for (size_t i = 0; i < kBlock; ++i) {
@@ -247,17 +269,16 @@ class DirectSum : public StructureFactorModel {
     }
   }
 
- private:
   double Multiplicity() const {
     return static_cast<double>(structure_.group.centring.size()) * (structure_.group.centric ? 2.0 : 1.0);
   }
 
-  void FillFactors(const double* form, double fDoublePrime, const Lanes& factor, DirectWorkspace& w) const {
+  void FillFactors(const double* form, const double* fDoublePrime, const Lanes& factor, DirectWorkspace& w) const {
     const double m = 2.0 * Multiplicity();
     for (size_t i = 0; i < kBlock; ++i) {
       const double f = m * factor[i];
-      w.p[i] = f * (w.a[i] * form[i] + w.b[i] * fDoublePrime);
-      w.q[i] = f * (w.b[i] * form[i] - w.a[i] * fDoublePrime);
+      w.p[i] = f * (w.a[i] * form[i] + w.b[i] * fDoublePrime[i]);
+      w.q[i] = f * (w.b[i] * form[i] - w.a[i] * fDoublePrime[i]);
     }
   }
 

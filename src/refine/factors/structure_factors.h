@@ -17,6 +17,10 @@ struct IndexBlock {
   Lanes k{};
   Lanes l{};
   Lanes s2{};  // (sin θ / λ)², Å⁻²
+  Lanes wavelength{};
+  // Of each scatterer, where the wavelength differs from reflection to reflection; else empty.
+  std::vector<Lanes> fPrime;
+  std::vector<Lanes> fDoublePrime;
 };
 
 // F of a block and, between Evaluate and Contract, what the derivatives are made of. One per thread, reused.
@@ -37,6 +41,9 @@ class StructureFactorModel {
   // factor·∂|F|²/∂(raw parameter) of one site, ten rows of lanes in the order of RawParameter; for an isotropic site
   // rows kRawU + 1 and up are left alone. Needs a preceding Evaluate with derivatives.
   virtual void Contract(int site, const Lanes& factor, FactorWorkspace& workspace, double* rows) const = 0;
+  // The same behind an Evaluate without derivatives: what the site needs is worked out now, and not kept.
+  virtual void ContractAlone(int site, const IndexBlock& block, const Lanes& factor, FactorWorkspace& workspace,
+                             double* rows) const = 0;
 };
 
 // F = Σ_j occ_j (f_j + f'_j + i f''_j) Σ_ops T exp 2πi(hRx + ht), T = exp(-2π² Σ U_kl h_k h_l a*_k a*_l)

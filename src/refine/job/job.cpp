@@ -128,7 +128,7 @@ std::vector<std::string> UnsupportedNotes(const Document& document, const std::v
 }
 
 bool IsWrittenList(int code) {
-  return (code >= 2 && code <= 6) || code == 8;
+  return (code >= 1 && code <= 6) || code == 8;
 }
 
 Job MakeJob(const Document& document, const LinePlaces& places) {
@@ -150,7 +150,7 @@ Job MakeJob(const Document& document, const LinePlaces& places) {
   job.peaks = std::abs(WholeNumber(s.PlanPeaks));
   if (!s.ListLine.empty()) job.list = WholeNumber(FirstNumber(s.ListLine, 0.0));
   if (job.list != 0 && !IsWrittenList(job.list)) {
-    job.notes.push_back(Printf("LIST %d: only 2 to 6 and 8 are written", job.list) +
+    job.notes.push_back(Printf("LIST %d: only 1 to 6 and 8 are written", job.list) +
                         places.Of(InstructionKeyword::kList));
   }
   if (s.FourierCode >= 2 && s.FourierCode <= 4) {
@@ -178,11 +178,19 @@ Job MakeJob(const Document& document, const LinePlaces& places) {
       ReadTwin(command, job.twin);
     } else if (command.name == "SPEC") {
       job.parameters.specialTolerance = NumberOr(command.numbers, 0, 0.2);
+    } else if (command.name == "WPDB") {
+      job.coordinateFile = true;
     } else if (command.name == "SWAT") {
       job.parameters.solvent = true;
+    } else if (command.name == "HOPE" || command.name == "ANSR") {
+      job.parameters.anisotropicScale = true;
     } else if (command.name == "SIZE") {
       job.size = command.numbers;
     }
+  }
+  for (const Instruction& command : job.commands) {
+    if (command.name == "ANSC" && !job.parameters.anisotropicScale)
+      job.notes.push_back("ANSC: has an effect with ANSR or HOPE only" + command.place);
   }
   return job;
 }

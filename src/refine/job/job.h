@@ -33,9 +33,10 @@ struct Job {
   bool bondHydrogens = false;  // BOND $H
   bool laterRigu = false;      // the file's remarks are those of later programs
   int list = 0;
-  double fullTwoTheta = 0.0;  // ACTA, degrees: to where the data are to be complete; 0 does not say
-  double temperature = 20.0;  // °C
-  std::vector<double> size;   // SIZE, mm
+  bool coordinateFile = false;  // WPDB
+  double fullTwoTheta = 0.0;    // ACTA, degrees: to where the data are to be complete; 0 does not say
+  double temperature = 20.0;    // °C
+  std::vector<double> size;     // SIZE, mm
   std::vector<Instruction> commands;
   std::vector<Fragment> fragments;
   std::vector<std::string> notes;  // one line each, for the start of the run

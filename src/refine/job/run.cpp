@@ -108,12 +108,15 @@ int Work(const std::string& base, const LineSink& print, const std::string& said
   s.bonds = MakeBonds(s.structure, s.document, s.job.commands);
   TrimBonds(s.bonds, print);
   if (WriteFileAtomically(base + ".lst", ComposeListing(s, said)) != 0) print(" ** CANNOT WRITE " + base + ".lst **");
-  s.coverage = MeasureCoverage(raw, s.structure.group, s.structure.metric, s.job.limits, s.merging.thetaMax,
-                               0.5 * s.job.fullTwoTheta);
+  if (s.observations.wavelength.empty())
+    s.coverage = MeasureCoverage(raw, s.structure.group, s.structure.metric, s.job.limits, s.merging.thetaMax,
+                                 0.5 * s.job.fullTwoTheta);
   const std::string known = ReadWholeFile(base + kPublicationFile).content;
   files.result = text;
   const std::string cif = CompletedCif(ComposeCif(s, files), known);
   if (WriteFileAtomically(base + ".cif", cif) != 0) print(" ** CANNOT WRITE " + base + ".cif **");
+  if (s.job.coordinateFile && WriteFileAtomically(base + ".pdb", ComposeCoordinateFile(s)) != 0)
+    print(" ** CANNOT WRITE " + base + ".pdb **");
   if (IsWrittenList(s.job.list) && WriteFileAtomically(base + ".fcf", ComposeReflectionList(s)) != 0) {
     print(" ** CANNOT WRITE " + base + ".fcf **");
   }

@@ -60,9 +60,9 @@ bool ReadInstructions(Session& s, const LineSink& print, std::string& problem) {
   for (const std::string& note : s.notes) {
     if (std::find(s.job.notes.begin(), s.job.notes.end(), note) == s.job.notes.end()) s.job.notes.push_back(note);
   }
-  if (s.job.hkl.code < 3 || s.job.hkl.code > 5)
-    problem = Printf("HKLF %d IS NOT REFINED AGAINST, ONLY 3, 4 AND 5", s.job.hkl.code) +
-              s.places.Of(InstructionKeyword::kHklf);
+  if (s.job.hkl.code < 2 || s.job.hkl.code > 6)
+    problem =
+        Printf("HKLF %d IS NOT REFINED AGAINST, ONLY 2 TO 6", s.job.hkl.code) + s.places.Of(InstructionKeyword::kHklf);
   return problem.empty();
 }
 
@@ -83,12 +83,12 @@ std::vector<int> VariablesOfRestraints(const Job& job) {
 // What the data ask of BASF: fractions of twin components, or scales of the batches of HKLF 4.
 bool SettleBatches(Session& s, const std::vector<Reflection>& raw, std::string& problem) {
   std::vector<double>& fractions = s.structure.batchFractions;
-  const bool overlapped = s.job.hkl.code == 5;
   int last = LargestBatch(raw);
-  if (overlapped && s.job.twin.present)
-    s.job.notes.push_back("TWIN: HKLF 5 names the components; the law has no effect");
-  if (overlapped) {
+  if (s.job.hkl.IsOverlapped() && s.job.twin.present)
+    s.job.notes.push_back(Printf("TWIN: HKLF %d names what overlaps; the law has no effect", s.job.hkl.code));
+  if (s.job.hkl.IsOverlapped()) {
     s.job.twin = {};
+    if (s.job.hkl.code == 6) last = 1;
   } else if (s.job.twin.present) {
     last = std::abs(s.job.twin.components);
     if (s.job.twin.components < 0 && last % 2 != 0) {
@@ -130,8 +130,14 @@ bool PrepareModel(Session& s, const std::vector<Reflection>& raw, std::string& p
       s.structure.hasSolvent = true;
       s.structure.solventScale = command.numbers.size() > 0 ? command.numbers[0] : 0.0;
       s.structure.solventU = command.numbers.size() > 1 ? command.numbers[1] : 2.0;
+    } else if (command.name == "ANSC" && command.numbers.size() >= 6) {
+      std::copy_n(command.numbers.begin(), 6, s.structure.anisotropicScale.begin());
+    } else if (command.name == "ANSR" && !command.numbers.empty() && command.numbers[0] > 0.0) {
+      s.structure.anisotropicScaleSigma = command.numbers[0];
     }
   }
+  s.structure.hasAnisotropicScale = s.job.parameters.anisotropicScale;
+  if (!s.structure.hasAnisotropicScale) s.structure.anisotropicScale = {};
   if (!SettleBatches(s, raw, problem)) return false;
   s.hydrogens = FindHydrogenGroups(s.structure, s.bonds, s.job.temperature, s.job.notes);
   s.rigid = FindRigidGroups(s.structure, s.job.fragments, s.job.notes);
@@ -156,16 +162,21 @@ void AddAbin(Session& s, const LineSink& print) {
 }
 
 bool PrepareData(Session& s, const std::vector<Reflection>& raw, const LineSink& print, std::string& problem) {
-  const bool overlapped = s.job.hkl.code == 5;
+  const bool overlapped = s.job.hkl.IsOverlapped();
+  const bool laue = s.job.hkl.code == 2;
   if (s.job.merge >= 4) {
     for (Scatterer& f : s.structure.scatterers) f.fDoublePrime = 0.0;
   }
   const SpaceGroup& group = s.structure.group;
   const Metric& metric = s.structure.metric;
   s.merged = overlapped ? SelectOverlapped(raw, group, metric, s.job.limits, s.merging)
-                        : MergeReflections(raw, group, metric, s.job.limits, s.job.merge, s.merging);
+                        : MergeReflections(raw, group, metric, s.job.limits, laue ? 0 : s.job.merge, s.merging);
   s.observations =
       overlapped ? MakeOverlappedObservations(s.merged) : MakeObservations(s.merged, s.job.twin, s.job.limits.batches);
+  s.observations.multiplicities = s.job.hkl.code == 6;
+  for (double& wavelength : s.observations.wavelength)
+    if (wavelength <= 0.0) wavelength = s.structure.wavelength;
+  SetDispersion(s.structure, s.observations);
   AddAbin(s, print);
   if (s.observations.apart > 0)
     print(

@@ -16,10 +16,11 @@ struct FriedelPair {
   size_t minus = 0;
 };
 
-// Of groups without a centre, where the components of a twin do not mix the hands.
+// Of groups without a centre, where the components of a twin do not mix the hands; not of Laue data, whose opposites
+// are measured at other wavelengths.
 std::vector<FriedelPair> FriedelPairs(const Session& s) {
   std::vector<FriedelPair> pairs;
-  if (s.structure.group.hasInversion) return pairs;
+  if (s.structure.group.hasInversion || !s.observations.wavelength.empty()) return pairs;
   if (s.observations.Components() > 1) {
     const auto& m = s.job.twin.matrix;
     const double determinant =

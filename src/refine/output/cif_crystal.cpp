@@ -203,7 +203,7 @@ void WriteExperiment(const Session& s, CifWriter& cif) {
   for (const char* name : {"_diffrn_source", "_diffrn_radiation_monochromator", "_diffrn_measurement_device_type",
                            "_diffrn_measurement_method", "_diffrn_detector_area_resol_mean"})
     cif.Item(name, "?");
-  const bool overlapped = s.job.hkl.code == 5;
+  const bool overlapped = s.job.hkl.IsOverlapped();
   cif.Item("_diffrn_reflns_number", Printf("%zu", m.read - m.absent - m.outside - m.omitted));
   cif.Item("_diffrn_reflns_av_unetI/netI", Printf("%.4f", m.rSigma));
   cif.Item("_diffrn_reflns_av_R_equivalents", m.rIntMembers ? Printf("%.4f", m.rInt) : "?");

@@ -142,12 +142,24 @@ void WriteDetails(const Session& s, CifWriter& cif) {
   if (s.structure.hasSolvent)
     AppendPrintf(details, " Diffuse solvent by Babinet's principle: g = %.3f, U = %.3f\n", s.structure.solventScale,
                  s.structure.solventU);
+  if (s.structure.hasAnisotropicScale) {
+    details += " Overall anisotropic scale of Fc^2^, exp(-4\\p^2^\\SU~ij~h~i~h~j~a*~i~a*~j~), U11 U22 U33 U23 U13 U12:";
+    for (const double u : s.structure.anisotropicScale) AppendPrintf(details, " %.5f", u);
+    details += "\n";
+  }
   if (!s.added.empty())
     AppendPrintf(
         details,
         " A solvent mask: the contributions of %zu reflections in %s.fab were added to the calculated structure\n"
         " factors (ABIN). Formula, weight, density, F(000) and \\m hold what UNIT says.\n",
         s.added.size(), s.name.c_str());
+  if (const auto& wavelengths = s.observations.wavelength; !wavelengths.empty()) {
+    const auto [shortest, longest] = std::ranges::minmax_element(wavelengths);
+    AppendPrintf(details, " Laue data: wavelengths from %.4f to %.4f \\%%A, with dispersion and extinction at each\n",
+                 *shortest, *longest);
+  }
+  if (s.observations.multiplicities)
+    details += " Refined against lines of powder data, each the sum of the reflections that overlap in it\n";
   for (const std::string& line : s.voids) details += " " + line + "\n";
   details += HandSentence(s);
   if (details.empty()) {

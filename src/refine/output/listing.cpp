@@ -29,7 +29,7 @@ std::string OverallTable(const Session& s) {
   std::string out = "\n Parameters that belong to no atom\n";
   for (size_t p = 0; p < s.parametrisation.Size(); ++p) {
     const Parameter& parameter = s.parametrisation.parameters[p];
-    const bool overall = parameter.kind <= ParameterKind::BatchFraction;
+    const bool overall = parameter.kind <= ParameterKind::AnisotropicScale;
     if (!overall) continue;
     const double su = p < s.result.sigmas.size() ? s.result.sigmas[p] : 0.0;
     AppendPrintf(out, " %-10s %14s\n", parameter.name.c_str(),

@@ -7,19 +7,24 @@
 namespace marvik {
 namespace {
 
-// LIST 2: h k l Fo σ(Fo) phase; 3: h k l Fo σ(Fo) A B; 5: h k l Fo Fc phase. Fixed columns, unique reflections with
-// Friedel opposites together.
+// LIST 1: XPLOR's reflections; 2: h k l Fo σ(Fo) phase; 3: h k l Fo σ(Fo) A B; 5: h k l Fo Fc
+// phase, these three in fixed columns. Unique reflections with Friedel opposites together.
 std::string ComposeAmplitudeList(const Session& s) {
   std::string out;
   const Calculated& c = s.result.calculated;
-  for (const auto& [key, mean] : MeanAmplitudes(s.structure, s.observations, c)) {
+  const std::map<Miller, MeanAmplitude> means = MeanAmplitudes(s.structure, s.observations, c);
+  if (s.job.list == 1) AppendPrintf(out, "NREFlections= %zu\n", means.size());
+  for (const auto& [key, mean] : means) {
     const Miller& h = s.observations.indices[0][mean.first];
     const double a = c.a[mean.first];
     const double b = c.b[mean.first];
     double phase = std::atan2(b, a) * kDegreesPerRadian;
     if (phase < 0.0) phase += 360.0;
-    AppendPrintf(out, "%4d%4d%4d", h[0], h[1], h[2]);
-    if (s.job.list == 5) {
+    AppendPrintf(out, s.job.list == 1 ? "INDEx %d %d %d" : "%4d%4d%4d", h[0], h[1], h[2]);
+    if (s.job.list == 1) {
+      AppendPrintf(out, " FOBS= %.2f SIGMa= %.2f FCALc= %.2f %.2f\n", mean.fo / mean.count, mean.sigma / mean.count,
+                   mean.fc / mean.count, phase);
+    } else if (s.job.list == 5) {
       AppendPrintf(out, "%10.2f%10.2f%7.2f\n", mean.fo / mean.count, mean.fc / mean.count, phase);
     } else if (s.job.list == 3) {
       AppendPrintf(out, "%8.2f%8.2f%8.2f%8.2f\n", mean.fo / mean.count, mean.sigma / mean.count, a, b);

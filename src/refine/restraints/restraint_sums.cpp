@@ -91,6 +91,18 @@ void AddOriginEquations(const Structure& structure, const Parametrisation& param
   }
 }
 
+void AddScaleEquations(const Structure& structure, const Parametrisation& parametrisation, RestraintSums& sums,
+                       std::vector<ParameterEquation>& equations) {
+  const double weight = std::pow(std::max(1e-6, structure.anisotropicScaleSigma), -2);
+  for (size_t p = 0; p < parametrisation.Size(); ++p) {
+    if (parametrisation.parameters[p].kind != ParameterKind::AnisotropicScale) continue;
+    const double value = parametrisation.Value(structure, p);
+    equations.push_back({{{static_cast<int>(p), 1.0}}, -value, sums.scale * weight});
+    sums.sum += weight * value * value;
+    sums.restraints += 1.0;
+  }
+}
+
 void AddEquations(const std::vector<ParameterEquation>& equations, NormalSystem& system) {
   for (const ParameterEquation& e : equations) {
     for (const Term& a : e.slopes) {

@@ -74,6 +74,10 @@ std::vector<ParameterEquation> MakeEquations(const Structure& structure, const P
 void AddOriginEquations(const Structure& structure, const Parametrisation& parametrisation, double strength,
                         std::vector<ParameterEquation>& equations);
 
+// Restrains the overall anisotropic scale to zero, where it is refined.
+void AddScaleEquations(const Structure& structure, const Parametrisation& parametrisation, RestraintSums& sums,
+                       std::vector<ParameterEquation>& equations);
+
 void AddEquations(const std::vector<ParameterEquation>& equations, NormalSystem& system);
 
 }  // namespace marvik

@@ -178,22 +178,19 @@ Solution ConjugateGradientShifts(DataPass& pass, const Parametrisation& parametr
     for (const Term& term : e.slopes) r[static_cast<size_t>(term.parameter)] += e.weight * term.factor * e.deviation;
   }
   const BlockInverse precondition(groups, std::move(sums[0].blocks), equations, frozen);
-  const auto multiply = [&](const std::vector<double>& v) {
-    for (Sums& s : sums) std::fill(s.product.begin(), s.product.end(), 0.0);
-    if (keep) {
-      ForEachInParallel(pass.Threads(), sums.size(), [&](size_t share, size_t) {
-        for (const auto& rows : sums[share].kept) Multiply(rows.data(), n, v, sums[share].product);
-      });
-    } else {
-      pass.Run(calculated, &parametrisation, [&](size_t share, const double* rows, const Lanes&) {
-        const std::vector<float> single(rows, rows + n * kBlock);
-        Multiply(single.data(), n, v, sums[share].product);
-      });
-    }
+  const auto multiplyKept = [&](const std::vector<double>& v) {
+    ForEachInParallel(pass.Threads(), sums.size(), [&](size_t share, size_t) {
+      std::fill(sums[share].product.begin(), sums[share].product.end(), 0.0);
+      for (const auto& rows : sums[share].kept) Multiply(rows.data(), n, v, sums[share].product);
+    });
     std::vector<double> product(n);
     for (const Sums& s : sums) {
       for (size_t p = 0; p < n; ++p) product[p] += s.product[p];
     }
+    return product;
+  };
+  const auto multiply = [&](const std::vector<double>& v) {
+    std::vector<double> product = keep ? multiplyKept(v) : pass.Multiply(v, calculated, parametrisation);
     AddEquationProduct(equations, v, product);
     return product;
   };

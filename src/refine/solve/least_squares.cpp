@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "refine/factors/lane_math.h"
+
 namespace marvik {
 
 namespace {
@@ -56,17 +58,19 @@ struct ComponentLanes {
   Lanes byExtinction{};
   Lanes bySolventScale{};
   Lanes bySolventU{};
+  std::array<Lanes, 6> byScale{};  // of the anisotropic scale
 };
 
 void Correct(const Structure& s, const IndexBlock& indices, const FactorWorkspace& w, ComponentLanes& out) {
-  const double extinctionFactor = 0.001 * s.wavelength * s.wavelength * s.wavelength;
   const bool solvent = s.solventScale != 0.0 || s.hasSolvent;
   for (size_t i = 0; i < kBlock; ++i) {
     const double f2 = w.a[i] * w.a[i] + w.b[i] * w.b[i];
     const double decay = solvent ? std::exp(-8.0 * kPi * kPi * s.solventU * indices.s2[i]) : 0.0;
     const double transmitted = 1.0 - s.solventScale * decay;
-    const double sine = std::min(1.0, std::sqrt(indices.s2[i]) * s.wavelength);
-    const double e = extinctionFactor / std::max(1e-6, 2.0 * sine * std::sqrt(1.0 - sine * sine));
+    const double wavelength = indices.wavelength[i];
+    const double sine = std::min(1.0, std::sqrt(indices.s2[i]) * wavelength);
+    const double e =
+        0.001 * wavelength * wavelength * wavelength / std::max(1e-6, 2.0 * sine * std::sqrt(1.0 - sine * sine));
     const double y = f2 * transmitted;
     const double denominator = 1.0 + e * s.extinction * y;
     const double root = 1.0 / std::sqrt(denominator);
@@ -76,6 +80,26 @@ void Correct(const Structure& s, const IndexBlock& indices, const FactorWorkspac
     out.byExtinction[i] = -0.5 * e * y * y * root / denominator;
     out.bySolventScale[i] = -slope * f2 * decay;
     out.bySolventU[i] = slope * f2 * s.solventScale * decay * 8.0 * kPi * kPi * indices.s2[i];
+  }
+}
+
+// Free variables and what belongs to an atom move the data by way of the atoms only.
+bool HasNoRowOfItsOwn(const Parameter& parameter) {
+  return parameter.kind == ParameterKind::FreeVariable || parameter.site >= 0;
+}
+
+// Multiplies by the overall anisotropic scale, exp(-4π² Σ U_kl h_k h_l a*_k a*_l).
+void ScaleAnisotropically(const Structure& s, const IndexBlock& indices, ComponentLanes& out) {
+  const auto& edges = s.metric.reciprocalEdges;
+  for (size_t i = 0; i < kBlock; ++i) {
+    const double x = indices.h[i] * edges[0], y = indices.k[i] * edges[1], z = indices.l[i] * edges[2];
+    const double products[] = {x * x, y * y, z * z, 2.0 * y * z, 2.0 * x * z, 2.0 * x * y};
+    double exponent = 0.0;
+    for (size_t k = 0; k < 6; ++k) exponent -= 4.0 * kPi * kPi * products[k] * s.anisotropicScale[k];
+    const double q = std::exp(std::min(50.0, exponent));
+    for (Lanes* lanes : {&out.corrected, &out.slope, &out.byExtinction, &out.bySolventScale, &out.bySolventU})
+      (*lanes)[i] *= q;
+    for (size_t k = 0; k < 6; ++k) out.byScale[k][i] = -4.0 * kPi * kPi * products[k] * out.corrected[i];
   }
 }
 
@@ -100,7 +124,7 @@ struct DataPass::Worker {
   Lanes a{};
   Lanes b{};
   std::vector<ComponentLanes> components;
-  std::vector<double> rows;  // parameters × kBlock
+  std::vector<double> rows;  // parameters × kBlock; of Multiply those that belong to no atom
   std::vector<double> siteRows = std::vector<double>(static_cast<size_t>(kRawPerSite) * kBlock);
 };
 
@@ -120,6 +144,7 @@ DataPass::~DataPass() = default;
 
 double DataPass::BatchFactor(int batch) const {
   if (batch == 0) return 0.0;
+  if (observations_.multiplicities) return batch;
   const auto& k = structure_.batchFractions;
   if (batch > 1) return static_cast<size_t>(batch - 2) < k.size() ? k[static_cast<size_t>(batch - 2)] : 0.0;
   double rest = 1.0;
@@ -135,6 +160,17 @@ void DataPass::LoadIndices(size_t block, size_t component, IndexBlock& out) cons
     out.k[i] = h[1];
     out.l[i] = h[2];
     out.s2[i] = structure_.metric.SinThetaSquared(h[0], h[1], h[2]);
+    out.wavelength[i] = observations_.wavelength.empty() ? structure_.wavelength : observations_.wavelength[at];
+  }
+  const auto& dispersion = observations_.dispersion;
+  out.fPrime.resize(dispersion.size());
+  out.fDoublePrime.resize(dispersion.size());
+  for (size_t n = 0; n < dispersion.size(); ++n) {
+    for (size_t i = 0; i < kBlock; ++i) {
+      const std::complex<double>& f = dispersion[n][std::min(block * kBlock + i, observations_.Size() - 1)];
+      out.fPrime[n][i] = f.real();
+      out.fDoublePrime[n][i] = f.imag();
+    }
   }
 }
 
@@ -148,7 +184,21 @@ void DataPass::AddToFactors(size_t block, size_t component, FactorWorkspace& w) 
   }
 }
 
-void DataPass::AddComponent(Worker& w, size_t component, const Parametrisation& parametrisation) const {
+// Fc² of a component, with what its derivatives are made of.
+void DataPass::LoadComponent(Worker& w, size_t block, size_t component, bool derivatives) const {
+  LoadIndices(block, component, w.indices);
+  model_->Evaluate(w.indices, derivatives, *w.workspace);
+  AddToFactors(block, component, *w.workspace);
+  ComponentLanes& lanes = w.components[component];
+  Correct(structure_, w.indices, *w.workspace, lanes);
+  if (structure_.hasAnisotropicScale) ScaleAnisotropically(structure_, w.indices, lanes);
+  for (size_t i = 0; i < kBlock; ++i)
+    lanes.batch[i] = observations_.batch[component][std::min(block * kBlock + i, observations_.Size() - 1)];
+}
+
+template <class Use>
+void DataPass::ForEachRawRow(Worker& w, size_t component, const Parametrisation& parametrisation, bool alone,
+                             const Use& use) const {
   const ComponentLanes& c = w.components[component];
   for (size_t i = 0; i < kBlock; ++i) w.factor[i] = w.rootWeight[i] * BatchFactor(c.batch[i]) * c.slope[i];
   for (size_t site = 0; site < structure_.sites.size(); ++site) {
@@ -157,15 +207,13 @@ void DataPass::AddComponent(Worker& w, size_t component, const Parametrisation& 
     bool any = false;
     for (size_t k = 0; k < raws; ++k) any = any || !rows[k].empty();
     if (!any) continue;
-    model_->Contract(static_cast<int>(site), w.factor, *w.workspace, w.siteRows.data());
-    for (size_t k = 0; k < raws; ++k) {
-      const double* from = &w.siteRows[k * kBlock];
-      for (const Term& term : rows[k]) {
-        double* to = &w.rows[static_cast<size_t>(term.parameter) * kBlock];
-        const double f = term.factor;
-        for (size_t i = 0; i < kBlock; ++i) to[i] += f * from[i];
-      }
+    if (alone) {
+      model_->ContractAlone(static_cast<int>(site), w.indices, w.factor, *w.workspace, w.siteRows.data());
+    } else {
+      model_->Contract(static_cast<int>(site), w.factor, *w.workspace, w.siteRows.data());
     }
+    for (size_t k = 0; k < raws; ++k)
+      if (!rows[k].empty()) use(rows[k], &w.siteRows[k * kBlock]);
   }
 }
 
@@ -178,10 +226,20 @@ void DataPass::AddOverallRows(Worker& w, const Parametrisation& parametrisation)
       for (size_t i = 0; i < kBlock; ++i) row[i] = w.rootWeight[i] * 2.0 * w.fc2[i] / structure_.scale;
       continue;
     }
-    if (parameter.kind == ParameterKind::FreeVariable || parameter.site >= 0) break;
+    if (HasNoRowOfItsOwn(parameter)) break;
     for (const ComponentLanes& c : w.components) {
       if (const Lanes* slope = OverallSlope(parameter.kind, c)) {
         for (size_t i = 0; i < kBlock; ++i) row[i] += w.rootWeight[i] * BatchFactor(c.batch[i]) * (*slope)[i];
+        continue;
+      }
+      if (parameter.kind == ParameterKind::AnisotropicScale) {
+        for (size_t k = 0; k < 6; ++k) {
+          for (const Term& term : parametrisation.scaleRows[k]) {
+            if (term.parameter != static_cast<int>(p)) continue;
+            for (size_t i = 0; i < kBlock; ++i)
+              row[i] += w.rootWeight[i] * BatchFactor(c.batch[i]) * term.factor * c.byScale[k][i];
+          }
+        }
         continue;
       }
       // A batch fraction takes from the first component what it gives to its own; the scale of a batch does not.
@@ -224,30 +282,66 @@ void DataPass::RunBlock(Worker& w, size_t block, Calculated& out, const Parametr
   const size_t components = w.components.size();
   w.fc2.fill(0.0);
   for (size_t c = 0; c < components; ++c) {
-    LoadIndices(block, c, w.indices);
-    model_->Evaluate(w.indices, parametrisation && components == 1, *w.workspace);
-    AddToFactors(block, c, *w.workspace);
+    LoadComponent(w, block, c, parametrisation && components == 1);
     if (c == 0) w.s2 = w.indices.s2, w.a = w.workspace->a, w.b = w.workspace->b;
-    ComponentLanes& lanes = w.components[c];
-    Correct(structure_, w.indices, *w.workspace, lanes);
-    for (size_t i = 0; i < kBlock; ++i) {
-      lanes.batch[i] = observations_.batch[c][std::min(block * kBlock + i, observations_.Size() - 1)];
-      w.fc2[i] += BatchFactor(lanes.batch[i]) * lanes.corrected[i];
-    }
+    const ComponentLanes& lanes = w.components[c];
+    for (size_t i = 0; i < kBlock; ++i) w.fc2[i] += BatchFactor(lanes.batch[i]) * lanes.corrected[i];
   }
   Compare(w, block, out);
   if (!parametrisation) return;
   w.rows.assign(parametrisation->Size() * kBlock, 0.0);
   AddOverallRows(w, *parametrisation);
   for (size_t c = 0; c < components; ++c) {
-    if (components > 1) {
-      LoadIndices(block, c, w.indices);
-      model_->Evaluate(w.indices, true, *w.workspace);
-      AddToFactors(block, c, *w.workspace);
-    }
-    AddComponent(w, c, *parametrisation);
+    if (components > 1) LoadComponent(w, block, c, true);
+    ForEachRawRow(w, c, *parametrisation, false, [&](const Row& row, const double* from) {
+      for (const Term& term : row) {
+        double* to = &w.rows[static_cast<size_t>(term.parameter) * kBlock];
+        const double f = term.factor;
+        for (size_t i = 0; i < kBlock; ++i) to[i] += f * from[i];
+      }
+    });
   }
   consume(at, w.rows.data(), w.residual);
+}
+
+void DataPass::MultiplyBlock(Worker& w, size_t block, const std::vector<double>& v, const Calculated& calculated,
+                             const Parametrisation& parametrisation, std::vector<double>& product) const {
+  const size_t components = w.components.size();
+  w.fc2.fill(0.0);
+  for (size_t c = 0; c < components; ++c) {
+    LoadComponent(w, block, c, false);
+    const ComponentLanes& lanes = w.components[c];
+    for (size_t i = 0; i < kBlock; ++i) w.fc2[i] += BatchFactor(lanes.batch[i]) * lanes.corrected[i];
+  }
+  for (size_t i = 0; i < kBlock; ++i) {
+    const size_t at = block * kBlock + i;
+    w.rootWeight[i] = at < observations_.Size() ? std::sqrt(calculated.weight[at]) : 0.0;
+  }
+  const auto& all = parametrisation.parameters;
+  const size_t overall = static_cast<size_t>(std::ranges::find_if(all, HasNoRowOfItsOwn) - all.begin());
+  w.rows.assign(overall * kBlock, 0.0);
+  AddOverallRows(w, parametrisation);
+  Lanes sum{};
+  const auto add = [&](double f, const double* row) {
+    for (size_t i = 0; i < kBlock; ++i) sum[i] += f * row[i];
+  };
+  for (size_t p = 0; p < overall; ++p) add(v[p], &w.rows[p * kBlock]);
+  const auto forEachRow = [&](const auto& use) {
+    for (size_t c = 0; c < components; ++c) {
+      if (components > 1) LoadComponent(w, block, c, false);
+      ForEachRawRow(w, c, parametrisation, true, use);
+    }
+  };
+  forEachRow([&](const Row& row, const double* lanes) {
+    double f = 0.0;
+    for (const Term& term : row) f += term.factor * v[static_cast<size_t>(term.parameter)];
+    add(f, lanes);
+  });
+  for (size_t p = 0; p < overall; ++p) product[p] += SumOfProducts<kBlock>(&w.rows[p * kBlock], sum.data());
+  forEachRow([&](const Row& row, const double* lanes) {
+    const double f = SumOfProducts<kBlock>(lanes, sum.data());
+    for (const Term& term : row) product[static_cast<size_t>(term.parameter)] += f * term.factor;
+  });
 }
 
 void DataPass::Resize(Calculated& calculated) const {
@@ -272,6 +366,22 @@ void DataPass::RunBlocks(size_t first, size_t last, Calculated& calculated, cons
   ForEachInParallel(workers_.size(), last - first, [&](size_t index, size_t thread) {
     RunBlock(*workers_[thread], first + index, calculated, &parametrisation, consume, first + index);
   });
+}
+
+std::vector<double> DataPass::Multiply(const std::vector<double>& v, const Calculated& calculated,
+                                       const Parametrisation& parametrisation) {
+  const size_t blocks = observations_.Blocks();
+  const size_t shares = std::min(kShares, blocks);
+  std::vector<std::vector<double>> products(shares, std::vector<double>(parametrisation.Size()));
+  ForEachInParallel(workers_.size(), shares, [&](size_t share, size_t thread) {
+    for (size_t block = share; block < blocks; block += kShares)
+      MultiplyBlock(*workers_[thread], block, v, calculated, parametrisation, products[share]);
+  });
+  std::vector<double> product(parametrisation.Size());
+  for (const std::vector<double>& part : products) {
+    for (size_t p = 0; p < product.size(); ++p) product[p] += part[p];
+  }
+  return product;
 }
 
 }  // namespace marvik

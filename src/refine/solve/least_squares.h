@@ -66,6 +66,10 @@ class DataPass {
   // The same for some blocks, each of which goes to `consume` by its number, in no order.
   void RunBlocks(size_t first, size_t last, Calculated& calculated, const Parametrisation& parametrisation,
                  const BlockConsumer& consume);
+  // Jᵀ·J·v, J having the derivative rows, of the model and with the weights of the last Run that filled `calculated`:
+  // worked out atom by atom, nothing of the size of J is kept.
+  std::vector<double> Multiply(const std::vector<double>& v, const Calculated& calculated,
+                               const Parametrisation& parametrisation);
   size_t Threads() const { return workers_.size(); }
 
  private:
@@ -76,7 +80,14 @@ class DataPass {
   void LoadIndices(size_t block, size_t component, IndexBlock& out) const;
   void AddToFactors(size_t block, size_t component, FactorWorkspace& workspace) const;
   double BatchFactor(int batch) const;
-  void AddComponent(Worker& worker, size_t component, const Parametrisation& parametrisation) const;
+  // Calls use(row of the parametrisation, lanes) for every raw parameter that moves; `alone`: after an Evaluate without
+  // derivatives.
+  template <class Use>
+  void ForEachRawRow(Worker& worker, size_t component, const Parametrisation& parametrisation, bool alone,
+                     const Use& use) const;
+  void LoadComponent(Worker& worker, size_t block, size_t component, bool derivatives) const;
+  void MultiplyBlock(Worker& worker, size_t block, const std::vector<double>& v, const Calculated& calculated,
+                     const Parametrisation& parametrisation, std::vector<double>& product) const;
   void AddOverallRows(Worker& worker, const Parametrisation& parametrisation) const;
   void Compare(Worker& worker, size_t block, Calculated& out) const;
 

@@ -197,7 +197,9 @@ class Cycler {
     const double freedom = 1.0 - static_cast<double>(parametrisation_.Size()) / static_cast<double>(r.all);
     sums_ = {};
     sums_.scale = std::max(1e-3, r.goof * r.goof * std::max(0.0, freedom));
-    return MakeEquations(structure_, parametrisation_, restraints_, sums_);
+    std::vector<ParameterEquation> equations = MakeEquations(structure_, parametrisation_, restraints_, sums_);
+    AddScaleEquations(structure_, parametrisation_, sums_, equations);
+    return equations;
   }
 
   const RestraintSums& Sums() const { return sums_; }

@@ -145,6 +145,13 @@ double Structure::Ueq(const Site& site) const {
   return site.anisotropic ? metric.Ueq(site.u) : site.u[0];
 }
 
+std::complex<double> DispersionOf(int electrons, double wavelength) {
+  if (electrons < 3 || electrons > 92 || wavelength <= 0.01) return 0.0;
+  double fDoublePrime = 0.0;
+  const double fPrime = gemmi::cromer_liberman(electrons, kElectronVoltAngstrom / wavelength, &fDoublePrime);
+  return {fPrime, fDoublePrime};
+}
+
 Scatterer TabulatedScatterer(const ElementInfo& element, double wavelength, Radiation radiation) {
   Scatterer s;
   s.symbol = std::string(element.Symbol());
@@ -171,9 +178,9 @@ Scatterer TabulatedScatterer(const ElementInfo& element, double wavelength, Radi
   const auto& f = gemmi::IT92<double>::get(el);
   take(f, 4);
   s.c = f.c();
-  if (s.electrons >= 3 && s.electrons <= 92 && wavelength > 0.01) {
-    s.fPrime = gemmi::cromer_liberman(s.electrons, kElectronVoltAngstrom / wavelength, &s.fDoublePrime);
-  }
+  const std::complex<double> dispersion = DispersionOf(s.electrons, wavelength);
+  s.fPrime = dispersion.real();
+  s.fDoublePrime = dispersion.imag();
   return s;
 }
 
@@ -262,6 +269,11 @@ void StoreStructure(const Structure& structure, Document& document) {
   if (structure.hasSolvent) {
     const std::string solvent = Printf("SWAT %9.4f %9.4f", structure.solventScale, structure.solventU);
     ReplaceInstructions(document, InstructionKeyword::kSwat, {solvent});
+  }
+  if (structure.hasAnisotropicScale) {
+    std::string scale = "ANSC";
+    for (const double u : structure.anisotropicScale) AppendPrintf(scale, " %9.5f", u);
+    ReplaceInstructions(document, InstructionKeyword::kAnsc, {scale});
   }
   for (size_t i = 0; i < structure.freeVariables.size(); ++i) {
     document.instructions.freeVariables[i] = static_cast<float>(structure.freeVariables[i]);

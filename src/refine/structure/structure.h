@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <complex>
 #include <memory>
 #include <string>
 #include <vector>
@@ -68,8 +69,11 @@ struct Structure {
   double extinction = 0.0;
   std::vector<double> batchFractions;  // BASF: of the twin components behind the first
   bool hasSolvent = false;
-  double solventScale = 0.0;                           // SWAT g
-  double solventU = 2.0;                               // SWAT U, Å²
+  double solventScale = 0.0;  // SWAT g
+  double solventU = 2.0;      // SWAT U, Å²
+  bool hasAnisotropicScale = false;
+  std::array<double, 6> anisotropicScale{};  // ANSC: a tensor as U, Å², whose exp(-4π² ...) multiplies Fc²
+  double anisotropicScaleSigma = 0.001;      // ANSR: what restrains it to zero, Å²
   mutable std::shared_ptr<const AtomNameIndex> names;  // of the sites, made when first asked for
 
   double Ueq(const Site& site) const;
@@ -82,6 +86,9 @@ bool BuildStructure(Document& document, Structure& structure, std::vector<std::s
 void StoreStructure(const Structure& structure, Document& document);
 // Recomputes every value that is coded with a free variable.
 void ApplyFreeVariables(Structure& structure);
+
+// f' + i f" by Cromer & Liberman at a wavelength in Å; 0 below lithium and behind uranium.
+std::complex<double> DispersionOf(int electrons, double wavelength);
 
 enum class Radiation { XRays, Electrons, Neutrons };
 // Scattering factors of one SFAC entry at a wavelength in Å, without what the file says about them: X-rays by
