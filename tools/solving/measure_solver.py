@@ -9,7 +9,8 @@ as a hint are handed on. computed: the CIFs of the folder; intensities come from
 2 % of error and no group in the header. Needs python3-gemmi and python3-numpy.
 
 A line for each: found group, share of atoms within 0.5 A, right elements before and after completion, R1 of the solution,
-completed and published, seconds of processor and of wall clock. Atoms of second parts and hydrogens do not count.
+completed and published, seconds of processor and of wall clock. Hydrogens do not count, nor do atoms of second parts of the
+known structure; one of its first parts is found where any part of the other has an atom.
 """
 import os
 import pathlib
@@ -33,16 +34,16 @@ LIMIT = 300  # seconds of processor a run
 
 
 class Model:
-    """Cell, operators and atoms (element, place) of a file; atoms but hydrogen, of the first part."""
+    """Cell, operators and atoms (element, place) of a file; atoms but hydrogen, of the first part and of the others."""
 
     def __init__(self):
-        self.cell, self.ops, self.atoms, self.r1 = None, [], [], None
+        self.cell, self.ops, self.atoms, self.others, self.r1 = None, [], [], [], None
 
-    def expanded(self):
+    def expanded(self, atoms=None):
         """Every atom of the cell once: places (n, 3), elements."""
         places, names = [], []
         orth = np.array(self.cell.orth.mat.tolist())
-        for element, x in self.atoms:
+        for element, x in atoms or self.atoms:
             own = []
             for op in self.ops:
                 y = np.array(op.apply_to_xyz(list(x))) % 1.0
@@ -81,14 +82,15 @@ def read_instructions(path):
             sfac += [w[1]] if len(w) > 2 and re.match(r"-?[\d.]+$", w[2]) else w[1:]
         elif key == "PART":
             part = int(float(w[1]))
-        elif key[0].isalpha() and len(w) >= 5 and re.fullmatch(r"\d+", w[1]) and 1 <= int(w[1]) <= len(sfac):
+        elif key != "UNIT" and key[0].isalpha() and len(w) >= 5 and re.fullmatch(r"\d+", w[1]) and 1 <= int(w[1]) <= len(sfac):
             try:
                 x = [float(v) for v in w[2:5]]
             except ValueError:
                 continue
             element = sfac[int(w[1]) - 1].capitalize().lstrip("$")
-            if part in (0, 1, -1) and element not in ("H", "D", "Q") and all(abs(v) < 15 for v in x):
-                model.atoms.append((element, [v - 10 if v > 5 else v for v in x]))
+            if element not in ("H", "D", "Q") and all(abs(v) < 15 for v in x):
+                atoms = model.atoms if part in (0, 1, -1) else model.others
+                atoms.append((element, [v - 10 if v > 5 else v for v in x]))
     if latt > 0:
         ops += [gemmi.Op("-x,-y,-z") * op for op in ops]
     for op in ops:
@@ -105,13 +107,14 @@ def compare(known, found):
         return 0.0, 0.0, 1.0
     orth = np.array(known.cell.orth.mat.tolist())
     places, names = known.expanded()
-    own = np.array([x for _, x in found.atoms])
-    elements = np.array([e for e, _ in found.atoms])
+    everywhere, _ = known.expanded(known.atoms + known.others)
+    own = np.array([x for _, x in found.atoms + found.others])
+    elements = np.array([e for e, _ in found.atoms + found.others])
     number = np.array([gemmi.Element(e).atomic_number for e in elements])
     order = np.argsort(-number)
     best = (0.0, 0.0, 1.0)
 
-    def distances(y):
+    def distances(y, places=places):
         d = (y[:, None] - places[None] + 0.5) % 1.0 - 0.5
         return np.sqrt(((d @ orth.T) ** 2).sum(-1)), d
 
@@ -142,7 +145,8 @@ def compare(known, found):
                 right += names[j] == elements[i]
             # What a lower group lists more often is there more often.
             count = len(known.atoms) * len(known.ops) / len(found.ops)
-            best = max(best, (min(1.0, near / count), min(1.0, right / count), 1.0 - near / len(own)))
+            spurious = (distances(y, everywhere)[0].min(1) >= 0.5).sum() / len(own)
+            best = max(best, (min(1.0, near / count), min(1.0, right / count), spurious))
     return best
 
 
