@@ -132,10 +132,16 @@ class Assignment {
     FindSpreads(structure);
     for (const double e : electrons) logs_.push_back(std::log(std::max(e, 0.3)));
     const NeighbourTable table = ImagesWithin(structure, kReach);
-    for (const auto& list : table) {
+    for (size_t i = 0; i < table.size(); ++i) {
+      const Site& own = structure.sites[i];
       bonds_.emplace_back();
-      for (const Neighbour& n : list)
-        if (n.distance > 1.0) bonds_.back().push_back({static_cast<size_t>(n.site), n.distance});
+      for (const Neighbour& n : table[i]) {
+        if (n.distance > 1.0 && PartsMeet(own, structure.sites[static_cast<size_t>(n.site)], n.IsIdentity()))
+          bonds_.back().push_back({static_cast<size_t>(n.site), n.distance});
+      }
+      const auto known =
+          std::find_if(kinds_.begin(), kinds_.end(), [&](const Kind& kind) { return kind.scatterer == own.scatterer; });
+      fixed_.push_back(own.part != 0 && known != kinds_.end() ? known - kinds_.begin() : -1);
     }
     FindGeminal();
   }
@@ -186,6 +192,7 @@ class Assignment {
   }
 
   double Electrons(size_t site, size_t kind) const {
+    if (fixed_[site] >= 0) return 0.0;
     const double off = logs_[site] - scale_ - std::log(static_cast<double>(kinds_[kind].z));
     const double d = off / spreads_[site];
     // Far off, the price grows slowly: what is disordered has too few of any.
@@ -217,6 +224,7 @@ class Assignment {
   double Settle() {
     kind_.assign(logs_.size(), 0);
     for (size_t i = 0; i < logs_.size(); ++i) {
+      if (fixed_[i] >= 0) kind_[i] = static_cast<size_t>(fixed_[i]);
       for (size_t k = 1; k < kinds_.size(); ++k)
         if (Electrons(i, k) < Electrons(i, kind_[i])) kind_[i] = k;
     }
@@ -226,7 +234,9 @@ class Assignment {
       const bool changed = ChangeOne(), swapped = SwapTwo();
       std::vector<double> offsets;
       for (size_t i = 0; i < logs_.size(); ++i)
-        if (spreads_[i] <= kSpread) offsets.push_back(logs_[i] - std::log(static_cast<double>(kinds_[kind_[i]].z)));
+        if (spreads_[i] <= kSpread && fixed_[i] < 0)
+          offsets.push_back(logs_[i] - std::log(static_cast<double>(kinds_[kind_[i]].z)));
+      if (offsets.empty()) break;
       const auto middle = offsets.begin() + static_cast<std::ptrdiff_t>(offsets.size() / 2);
       std::nth_element(offsets.begin(), middle, offsets.end());
       scale_ = 0.5 * (scale_ + *middle);
@@ -360,6 +370,7 @@ class Assignment {
   bool ChangeOne() {
     bool any = false;
     for (size_t i = 0; i < kind_.size(); ++i) {
+      if (fixed_[i] >= 0) continue;
       const size_t before = kind_[i];
       size_t best = before;
       double least = Around(i, i) - 1e-9;
@@ -380,7 +391,7 @@ class Assignment {
     for (size_t i = 0; i < kind_.size(); ++i) {
       for (size_t j = i + 1; j < kind_.size(); ++j) {
         const size_t a = kind_[i], b = kind_[j];
-        if (a == b || std::fabs(logs_[i] - logs_[j]) > 0.5) continue;
+        if (a == b || fixed_[i] >= 0 || fixed_[j] >= 0 || std::fabs(logs_[i] - logs_[j]) > 0.5) continue;
         if (Electrons(i, b) + Electrons(j, a) > Electrons(i, a) + Electrons(j, b) + kSwapPrice) continue;
         const double before = Around(i, j);
         Set(i, b), Set(j, a);
@@ -401,8 +412,9 @@ class Assignment {
   std::vector<size_t> kind_;
   std::vector<double> found_;
   std::vector<bool> geminal_;
-  std::vector<double> spreads_;  // of ln(electrons), by site
-  std::vector<double> partial_;  // how likely it is there in part, by site
+  std::vector<std::ptrdiff_t> fixed_;  // kind of a site that has a part of a known group, else -1
+  std::vector<double> spreads_;        // of ln(electrons), by site
+  std::vector<double> partial_;        // how likely it is there in part, by site
   mutable std::vector<size_t> touched_;
   double spread_;
   double scale_ = 0.0;

@@ -7,8 +7,8 @@
 namespace marvik::phase {
 
 // The scatterer of each site from its electron count (on an arbitrary scale, the same for all), the formula where it
-// can be right, and what the bonds allow. `fractions` are 1 over the order of the site symmetries; `bondSpread`, Å,
-// says how exact the lengths are.
+// can be right, and what the bonds allow; what has a PART keeps its own. `fractions` are 1 over the order of the site
+// symmetries; `bondSpread`, Å, says how exact the lengths are.
 std::vector<int> ElementsOf(const Problem& problem, const Structure& structure, const std::vector<double>& electrons,
                             const std::vector<double>& fractions, double bondSpread = 0.05);
 

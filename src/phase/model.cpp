@@ -7,6 +7,7 @@
 
 #include "crystal/site_symmetry.h"
 #include "phase/elements.h"
+#include "phase/rotors.h"
 #include "refine/solve/refinement.h"
 
 namespace marvik::phase {
@@ -21,7 +22,8 @@ constexpr size_t kMostSites = 1500;
 constexpr size_t kShells = 20;
 constexpr size_t kSmallestShell = 40;  // reflections
 constexpr double kLeastElectrons = 1.8;
-constexpr double kGhost = 0.2;  // of the median of the electrons
+constexpr double kNoWorse = 1.02;  // of R1, with two places of one atom
+constexpr double kGhost = 0.2;     // of the median of the electrons
 
 // Å to the nearest image of any site, below 1.5 Å exact (no width of a cell is below 3 Å there).
 double DistanceToSites(const Structure& s, const Fractional& x, size_t except = SIZE_MAX) {
@@ -70,7 +72,9 @@ bool SolveBlock(Block& b, std::array<double, Block::kSize>& shift) {
   return true;
 }
 
-bool IsFree(const Parameter& p, const Freedom& freedom) {
+// Orientations of one group overlap; without restraints they stay as the density placed them.
+bool IsFree(const Parameter& p, const Freedom& freedom, const Structure& s) {
+  if (s.sites[static_cast<size_t>(p.site)].part != 0) return false;
   if (p.kind == ParameterKind::Coordinate) return true;
   if (p.kind == ParameterKind::Occupancy) return freedom.occupancies;
   return p.kind == ParameterKind::Displacement && freedom.ownDisplacements;
@@ -130,9 +134,9 @@ std::vector<Block> BlocksOf(const Parametrisation& p, size_t sites) {
 }
 
 // Parameters that are not free get neither gradient nor coupling.
-void Hold(Block& b, const Parametrisation& p, const Freedom& freedom) {
+void Hold(Block& b, const Parametrisation& p, const Freedom& freedom, const Structure& s) {
   for (size_t i = 0; i < b.count; ++i) {
-    if (IsFree(p.parameters[b.first + i], freedom)) continue;
+    if (IsFree(p.parameters[b.first + i], freedom, s)) continue;
     b.g[i] = 0.0;
     for (size_t j = 0; j < b.count; ++j) b.n[std::min(i, j) * Block::kSize + std::max(i, j)] = i == j ? 1.0 : 0.0;
   }
@@ -249,7 +253,7 @@ void Model::Refine(int cycles, const Freedom& freedom) {
           std::clamp(kDamping * sums[0].scale[1] / sums[0].scale[0], -0.2 * structure.scale, 0.2 * structure.scale);
     for (Block& b : sums[0].blocks) {
       std::array<double, Block::kSize> shift{};
-      Hold(b, p, freedom);
+      Hold(b, p, freedom, structure);
       if (!SolveBlock(b, shift)) continue;
       for (size_t i = 0; i < b.count; ++i)
         shifts[b.first + i] = LimitedShift(p.parameters[b.first + i], structure, kDamping * shift[i]);
@@ -479,6 +483,21 @@ bool Model::Finish() {
   if (structure.sites.empty()) return false;
   Refine(2, freedom);
   return true;
+}
+
+void Model::PlaceDisorder() {
+  Freedom freedom;
+  freedom.scale = true;
+  freedom.ownDisplacements = true;
+  if (FitRotors(problem_, observations_, structure, shares_, fractions_)) Refine(3, freedom);
+  const Model before = *this;
+  if (!SplitEnds(problem_, structure, shares_, fractions_)) return;
+  Refine(3, freedom);
+  if (residuals_.r1 < kNoWorse * before.residuals_.r1) return;
+  structure = before.structure;
+  shares_ = before.shares_;
+  calculated_ = before.calculated_;
+  residuals_ = before.residuals_;
 }
 
 double Model::Correlation() const {

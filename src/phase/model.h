@@ -30,6 +30,8 @@ class Model {
   void AssignElements();
   // Full atoms, own displacements; drops what is not there and adds what is missing. False when nothing is left.
   bool Finish();
+  // Groups that turn and ends in two places, where density and formula ask for them; they stay as they are placed.
+  void PlaceDisorder();
 
   double R1() const { return residuals_.r1; }
   const Residuals& GetResiduals() const { return residuals_; }

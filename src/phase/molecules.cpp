@@ -80,6 +80,14 @@ void GatherMolecules(Candidate& candidate) {
     if (seen[static_cast<size_t>(i)]) continue;
     fragments.emplace_back();
     Walk(s, bonds, i, seen, fragments.back());
+    // Orientations of one group stand together, behind what is ordered.
+    std::stable_sort(fragments.back().begin(), fragments.back().end(), [&](const auto& a, const auto& b) {
+      const Site &first = s.sites[static_cast<size_t>(a.first)], &second = s.sites[static_cast<size_t>(b.first)];
+      const auto group = [](const Site& site) { return std::fabs(site.code[kRawOccupancy]); };
+      return first.part * second.part == 0
+                 ? std::abs(first.part) < std::abs(second.part)
+                 : std::pair(group(first), first.part) < std::pair(group(second), second.part);
+    });
   }
   std::stable_sort(fragments.begin(), fragments.end(),
                    [](const Fragment& a, const Fragment& b) { return a.size() > b.size(); });

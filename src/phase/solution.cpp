@@ -110,6 +110,7 @@ class Solver {
     model.BuildFromPhases(AveragePhases(data, set, group));
     model.AssignElements();
     if (!model.Finish()) return;
+    model.PlaceDisorder();
     Candidate c;
     c.group = group;
     c.structure = model.structure;

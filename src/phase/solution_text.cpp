@@ -4,6 +4,7 @@
 
 #include "base/numbers.h"
 #include "language/instruction.h"
+#include "phase/rotors.h"
 #include "phase/solution.h"
 
 namespace marvik::phase {
@@ -64,12 +65,18 @@ std::string ComposeInstructions(const Problem& problem, const Candidate& c) {
   lattice();
   // DISP, TEMP and SIZE may stand before it.
   text += UnitLine(problem, c) + "\n";
-  text += Printf("L.S. 8\nBOND\nFMAP 2\nPLAN 20\nWGHT 0.1\nFVAR %.5f\n", c.structure.scale);
-  for (size_t i = 0; i < c.structure.sites.size(); ++i) {
-    const Site& s = c.structure.sites[i];
+  text += "L.S. 8\nBOND\nFMAP 2\nPLAN 20\n" + RotorRestraints(c.structure) + "WGHT 0.1\n" +
+          Printf("FVAR %.5f", c.structure.scale);
+  for (size_t i = 0; i < c.structure.freeVariables.size(); ++i)
+    text += Printf(i % 7 == 6 ? "\nFVAR %.5f" : " %.5f", c.structure.freeVariables[i]);
+  text += "\n";
+  int part = 0;
+  for (const Site& s : c.structure.sites) {
+    if (s.part != part) text += Printf("PART %d\n", part = s.part);
     text += Printf("%-4s %2d %10.6f %10.6f %10.6f %10.5f %8.5f\n", s.name.c_str(), s.scatterer + 1, s.x.x, s.x.y, s.x.z,
-                   10.0 + s.occupancy, s.u[0]);
+                   s.part != 0 ? s.code[kRawOccupancy] : 10.0 + s.occupancy, s.u[0]);
   }
+  if (part != 0) text += "PART 0\n";
   text += (problem.hklfLine.empty() ? std::string("HKLF 4") : problem.hklfLine) + "\nEND\n";
   return text;
 }
@@ -93,6 +100,7 @@ std::string ComposeReport(const Problem& problem, const Solution& solution) {
           Printf(" %c   %-14s %6.3f %6.3f  %6.2f %5.2f %5.3f  %5zu %8.1f  %s%s%s\n", letter++, c.group.symbol.c_str(),
                  c.group.mean, c.group.least, c.group.absences, c.merit.correlation, c.r1, c.structure.sites.size(),
                  c.expectedAtoms, FormulaOf(problem, c).c_str(), c.remark.empty() ? "" : "; ", c.remark.c_str());
+      if (const std::string said = DescribeRotors(c.structure); !said.empty()) text += "     " + said + "\n";
       if (c.flackError > 0.0 && c.flackError < 0.3)
         text += Printf("     hand: Flack parameter %.2f(%.2f)\n", c.flack, c.flackError);
     }

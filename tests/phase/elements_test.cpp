@@ -11,6 +11,7 @@ struct Placed {
   const char* element;  // what it is
   double electrons;     // what its density counts
   double x, y, z;       // Å
+  int part = 0;         // keeps the element
 };
 
 // What is found for the sites of a cell of 10 Å, in their order.
@@ -32,6 +33,9 @@ std::string Found(const std::vector<std::pair<int, double>>& formula, const std:
     Site site;
     site.x = {a.x / 10, a.y / 10, a.z / 10};
     site.u = {0.03, 0, 0, 0, 0, 0};
+    site.part = a.part;
+    for (size_t k = 0; k < formula.size(); ++k)
+      if (problem.formula[k].symbol == a.element) site.scatterer = static_cast<int>(k);
     s.sites.push_back(site);
     electrons.push_back(a.electrons);
   }
@@ -79,6 +83,18 @@ TEST(Elements, AFormulaSpreadsOverAllSites) {
     atoms.push_back({"F", 6.6, x + 1.25, 5, 5.45});
     atoms.push_back({"F", 6.6, x - 0.63, 6.08, 5.45});
     atoms.push_back({"F", 6.6, x - 0.63, 3.92, 5.45});
+  }
+  EXPECT_EQ(Found({{6, 4}, {9, 6}}, atoms), Expected(atoms));
+}
+
+TEST(Elements, WhatHasAPartKeepsItsOwnAndUsesUpTheFormula) {
+  // The weak ends of the first group are known to be fluorine: none is left for those of a methyl group.
+  std::vector<Placed> atoms = {{"C", 6, 5, 5, 5}, {"C", 6, 5, 5, 3.5}, {"C", 6.9, 5, 1, 2.0}, {"C", 6.9, 5, 1, 3.5}};
+  for (const int part : {1, 2}) {
+    const double way = part == 1 ? 1.0 : -1.0;
+    atoms.push_back({"F", 4, 5 + way * 1.25, 5, 5.45, part});
+    atoms.push_back({"F", 4, 5 - way * 0.63, 6.08, 5.45, part});
+    atoms.push_back({"F", 4, 5 - way * 0.63, 3.92, 5.45, part});
   }
   EXPECT_EQ(Found({{6, 4}, {9, 6}}, atoms), Expected(atoms));
 }
