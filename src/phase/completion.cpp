@@ -15,6 +15,7 @@
 #include "phase/elements.h"
 #include "phase/lattice.h"
 #include "phase/molecules.h"
+#include "phase/rotors.h"
 #include "refine/job/prepare.h"
 #include "refine/job/session.h"
 #include "refine/output/tables.h"
@@ -29,6 +30,8 @@ constexpr double kSmeared = 3.5;                    // times the usual displacem
 constexpr double kHydrogenPeak = 0.25;              // e/Å3
 constexpr double kExactBonds = 0.03;                // Å, how exact lengths are after full-matrix refinement
 constexpr double kMapBonds[] = {0.95, 0.88, 0.84};  // Å, of hydrogen with C, N, O
+constexpr double kSuspicious = 0.25;                // of ln(U), off that of the neighbours
+constexpr double kEndMotion = 0.25;                 // of ln(U), that atoms at ends move more
 constexpr size_t kMostLaws = 5;                     // of twinning
 constexpr double kTwinGain = 0.96;                  // of R1, that a share more needs
 constexpr int kMostFull = 2500;                     // parameters of a full matrix; beyond, conjugate gradients
@@ -79,8 +82,9 @@ class Completer {
  private:
   // With `oneStep` until there are so many.
   void GoOn(bool oneStep, size_t enough) {
-    const auto stages = {&Completer::Twin,         &Completer::Anisotropic, &Completer::Hydrogens,
-                         &Completer::MapHydrogens, &Completer::Weights,     &Completer::Extinction};
+    const auto stages = {&Completer::Twin,      &Completer::Anisotropic,  &Completer::Elements,
+                         &Completer::Hydrogens, &Completer::MapHydrogens, &Completer::Weights,
+                         &Completer::Extinction};
     for (const auto stage : stages) {
       if (completion_.cancelled || (oneStep && completion_.steps.size() >= enough)) break;
       (this->*stage)();
@@ -122,6 +126,7 @@ class Completer {
     missing_.clear();
     for (const Peak& peak : session.peaks)
       if (peak.height > std::max(kHydrogenPeak, 3.5 * session.mapSigma)) missing_.push_back(peak);
+    rotors_ = DescribeRotors(session.structure);
     flack_ = EstimateFlack(session);
     highest_ = session.peaks.empty() ? 0.0 : session.peaks[0].height;
     return true;
@@ -135,13 +140,6 @@ class Completer {
     return Keep(what, *session);
   }
 
-  int KindOf(const Session& session, int scatterer) const {
-    const std::string& symbol = session.structure.scatterers[static_cast<size_t>(scatterer)].symbol;
-    for (size_t i = 0; i < problem_.formula.size(); ++i)
-      if (problem_.formula[i].symbol == symbol) return static_cast<int>(i);
-    return 0;
-  }
-
   // Brings what was refined back into the candidate, looks at elements and at what is missing or wrong. Whether
   // anything changed.
   bool Review(const Session& session) {
@@ -150,19 +148,22 @@ class Completer {
     for (size_t i = 0; i < s.sites.size(); ++i) {
       s.sites[i].x = session.structure.sites[i].x;
       s.sites[i].u[0] = session.structure.sites[i].u[0];
+      if (s.sites[i].part != 0) candidate_.shares[i] = s.sites[i].occupancy = session.structure.sites[i].occupancy;
     }
     s.scale = session.structure.scale;
+    s.freeVariables = session.structure.freeVariables;
     std::vector<double> displacements;
     for (const Site& site : s.sites) displacements.push_back(site.u[0]);
     const double limit = std::max(0.15, std::min(kLargestU, 6.0 * Median(displacements)));
     bool changed = false;
     for (size_t i = s.sites.size(); i-- > 0;) {
-      if (s.sites[i].u[0] < limit || s.sites.size() < 3) continue;
+      if (s.sites[i].u[0] < limit || s.sites[i].part != 0 || s.sites.size() < 3) continue;
       s.sites.erase(s.sites.begin() + static_cast<std::ptrdiff_t>(i));
       candidate_.shares.erase(candidate_.shares.begin() + static_cast<std::ptrdiff_t>(i));
       changed = true;
     }
-    return AddMissing(session) || ReviewElements() || changed;
+    const bool added = AddMissing(session);
+    return ReviewElements() || added || changed;
   }
 
   bool AddMissing(const Session& session) {
@@ -196,13 +197,19 @@ class Completer {
 
   // An atom with too few electrons shakes more than its neighbours, one with too many less.
   bool ReviewElements() {
-    Structure& s = candidate_.structure;
-    std::vector<double> electrons, fractions;
-    for (size_t i = 0; i < s.sites.size(); ++i) {
+    const Structure& s = candidate_.structure;
+    std::vector<double> electrons;
+    for (size_t i = 0; i < s.sites.size(); ++i)
       electrons.push_back(s.scatterers[static_cast<size_t>(s.sites[i].scatterer)].electrons * candidate_.shares[i]);
-      fractions.push_back(s.sites[i].occupancy / candidate_.shares[i]);
-    }
     LevelDisplacements(s, electrons);
+    return UseElements(electrons);
+  }
+
+  bool UseElements(const std::vector<double>& electrons) {
+    Structure& s = candidate_.structure;
+    std::vector<double> fractions;
+    for (size_t i = 0; i < s.sites.size(); ++i)
+      fractions.push_back(s.sites[i].occupancy / (s.sites[i].part != 0 ? 1.0 : candidate_.shares[i]));
     const std::vector<int> elements = ElementsOf(problem_, s, electrons, fractions, kExactBonds);
     bool changed = false;
     for (size_t i = 0; i < s.sites.size(); ++i) {
@@ -292,6 +299,85 @@ class Completer {
 
   void Anisotropic() {
     if (isotropic_ > 0) Try("anisotropic", WithLines(Last(), "WGHT", "ANIS\n"), 0.45);
+  }
+
+  // Where displacements differ from those of the neighbours, refined occupancies count the electrons; other elements
+  // stay when the whole model is better with them.
+  void Elements() {
+    const bool own = completion_.steps.back().what == "anisotropic" && Last().find("\nTWIN") == std::string::npos;
+    for (int round = 0; own && round < 2; ++round) {
+      Document document;
+      RecordingMessages messages;
+      if (!ReadInstructionText(document, Last(), messages)) return;
+      const std::vector<std::string> suspects = Suspects();
+      for (AtomRecord* atom : Atoms(document.atoms)) {
+        if (std::find(suspects.begin(), suspects.end(), atom->name) == suspects.end()) continue;
+        atom->occupancy = atom->codedValues[kCodedOccupancy] = 1.0;
+      }
+      std::string text;
+      if (suspects.empty() || !ComposeInstructionText(document, text, messages) || !Tell("elements", 0.5)) return;
+      const auto counted = Refined(text);
+      if (!counted) return;
+      const Candidate before = candidate_;
+      Structure& s = candidate_.structure;
+      std::vector<double> electrons;
+      for (size_t i = 0; i < s.sites.size(); ++i) {
+        const Site* found = SiteNamed(counted->structure, s.sites[i].name);
+        if (!found) return;
+        s.sites[i].x = found->x;
+        s.sites[i].u[0] = std::clamp(counted->structure.Ueq(*found), 0.005, 0.3);
+        electrons.push_back(s.scatterers[static_cast<size_t>(s.sites[i].scatterer)].electrons * candidate_.shares[i]);
+        if (std::find(suspects.begin(), suspects.end(), found->name) != suspects.end())
+          electrons.back() *= std::max(0.1, found->occupancy);
+      }
+      s.scale = counted->structure.scale;
+      s.freeVariables = counted->structure.freeVariables;
+      bool better = false;
+      if (UseElements(electrons)) {
+        GatherMolecules(candidate_);
+        const auto session = Refined(WithLines(ComposeInstructions(problem_, candidate_), "WGHT", "ANIS\n"));
+        better = session && session->result.final.wR2 < completion_.steps.back().wR2;
+        if (better) completion_.steps.pop_back(), Keep("anisotropic", *session);
+      }
+      if (better) continue;
+      candidate_ = before;
+      return;
+    }
+  }
+
+  static const Site* SiteNamed(const Structure& s, const std::string& name) {
+    const auto at = std::find_if(s.sites.begin(), s.sites.end(), [&](const Site& site) { return site.name == name; });
+    return at == s.sites.end() ? nullptr : &*at;
+  }
+
+  // Light atoms, whole and ordered, that move much less or more than their neighbours: a third of all at most, so that
+  // the others keep the scale.
+  std::vector<std::string> Suspects() {
+    Document document;
+    RecordingMessages messages;
+    Structure s;
+    std::vector<std::string> notes, names;
+    std::string sentence;
+    if (!ReadInstructionText(document, Last(), messages) || !BuildStructure(document, s, notes, sentence)) return names;
+    const NeighbourTable near = ImagesWithin(s, 2.2);
+    std::vector<std::pair<double, std::string>> found;
+    for (size_t i = 0; i < s.sites.size(); ++i) {
+      const Site& site = s.sites[i];
+      const int z = s.scatterers[static_cast<size_t>(site.scatterer)].electrons;
+      if (site.part != 0 || site.code[kRawOccupancy] != 11.0 || z < 5 || z > 17 || site.hydrogen) continue;
+      double sum = 0.0, n = 0.0;
+      for (const Neighbour& other : near[i]) {
+        const Site& beside = s.sites[static_cast<size_t>(other.site)];
+        if (beside.hydrogen || !PartsMeet(site, beside, other.IsIdentity())) continue;
+        sum += s.Ueq(beside), n += 1.0;
+      }
+      if (n == 0.0) continue;
+      const double off = std::log(std::max(1e-4, s.Ueq(site)) * n / std::max(1e-4, sum)) - (n < 1.5 ? kEndMotion : 0.0);
+      if (std::fabs(off) > kSuspicious) found.emplace_back(-std::fabs(off), site.name);
+    }
+    std::sort(found.begin(), found.end());
+    for (size_t i = 0; i < found.size() && 3 * i < s.sites.size(); ++i) names.push_back(found[i].second);
+    return names;
   }
 
   void Extinction() {
@@ -388,9 +474,11 @@ class Completer {
     if (highest_ > 1.0)
       completion_.remarks.push_back(
           Printf("a difference peak of %.2f e/A3 is left: disorder, solvent or an atom that is missing", highest_));
+    if (!rotors_.empty()) completion_.remarks.push_back(rotors_);
     std::string partial;
     for (size_t i = 0; i < candidate_.structure.sites.size(); ++i)
-      if (candidate_.shares[i] < 0.99) partial += " " + candidate_.structure.sites[i].name;
+      if (candidate_.shares[i] < 0.99 && candidate_.structure.sites[i].part == 0)
+        partial += " " + candidate_.structure.sites[i].name;
     if (!partial.empty())
       completion_.remarks.push_back("there in part:" + partial + "; model them as disorder or take them out");
     if (flack_.present && flack_.x.su > 0.0 && flack_.x.su < 0.3)
@@ -409,6 +497,7 @@ class Completer {
   int hydrogens_ = 0;
   std::vector<Peak> missing_;  // of the difference map
   FlackResult flack_;
+  std::string rotors_;   // groups in two orientations
   std::string smeared_;  // names of atoms that move about too much
   double highest_ = 0.0;
 };
