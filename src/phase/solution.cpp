@@ -10,6 +10,8 @@ namespace marvik::phase {
 namespace {
 
 constexpr double kGoodEnough = 0.20;  // R1 that needs no second opinion
+constexpr double kSmallGood = 0.06;   // the same where looking twice costs nothing
+constexpr size_t kSmall = 1500;       // unique reflections
 constexpr size_t kMostCandidates = 5;
 constexpr double kPseudoSymmetry = 0.82;  // of R1, that half the operations fall below where the others are false
 
@@ -65,7 +67,7 @@ class Solver {
       if (!set.merit.Accepted() && (doubtful++ >= 2 || set.merit.correlation < 0.55)) break;
       TrySet(data, set);
       if (solution_.cancelled) return false;
-      if (Best() < kGoodEnough) break;
+      if (GoodEnough(data)) break;
     }
     std::stable_sort(solution_.candidates.begin(), solution_.candidates.end(), Before);
     if (known == 0 || solution_.candidates[0].r1 < bestBefore_) solution_.statistics = data;
@@ -77,6 +79,11 @@ class Solver {
     double best = 1.0;
     for (const Candidate& c : solution_.candidates) best = std::min(best, c.r1);
     return best;
+  }
+
+  // A few atoms fit few reflections in groups of too many operations as well.
+  bool GoodEnough(const DataStatistics& data) const {
+    return Best() < (data.merged.size() < kSmall ? kSmallGood : kGoodEnough);
   }
 
   static bool Before(const Candidate& a, const Candidate& b) {
@@ -96,9 +103,10 @@ class Solver {
                              (weighed_ && group.Order() < c.group.Order()));
       });
       if (known || (tried > 0 && !WorthTrying(group))) continue;
-      if (tried++ >= (set.merit.Accepted() ? 3u : 1u) || !Tell("model in " + group.symbol, 0.6)) return;
+      const size_t most = !set.merit.Accepted() ? 1 : data.merged.size() < kSmall ? 12 : 3;
+      if (tried++ >= most || !Tell("model in " + group.symbol, 0.6)) return;
       Build(data, set, group);
-      if (Best() < kGoodEnough) return;
+      if (GoodEnough(data)) return;
     }
   }
 
