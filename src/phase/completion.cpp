@@ -9,9 +9,11 @@
 #include "chem/connectivity.h"
 #include "chem/hfix.h"
 #include "chem/hybridization.h"
+#include "chem/hydrogen_geometry.h"
 #include "crystal/site_symmetry.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
+#include "language/instruction.h"
 #include "phase/elements.h"
 #include "phase/lattice.h"
 #include "phase/molecules.h"
@@ -24,17 +26,16 @@ namespace marvik::phase {
 namespace {
 
 constexpr int kIsotropicRounds = 3;
-constexpr double kMissingPeak = 2.0;                // e/Å3
-constexpr double kLargestU = 0.25;                  // Å²
-constexpr double kSmeared = 3.5;                    // times the usual displacement
-constexpr double kHydrogenPeak = 0.25;              // e/Å3
-constexpr double kExactBonds = 0.03;                // Å, how exact lengths are after full-matrix refinement
-constexpr double kMapBonds[] = {0.95, 0.88, 0.84};  // Å, of hydrogen with C, N, O
-constexpr double kSuspicious = 0.25;                // of ln(U), off that of the neighbours
-constexpr double kEndMotion = 0.25;                 // of ln(U), that atoms at ends move more
-constexpr size_t kMostLaws = 5;                     // of twinning
-constexpr double kTwinGain = 0.96;                  // of R1, that a share more needs
-constexpr int kMostFull = 2500;                     // parameters of a full matrix; beyond, conjugate gradients
+constexpr double kMissingPeak = 2.0;    // e/Å3
+constexpr double kLargestU = 0.25;      // Å²
+constexpr double kSmeared = 3.5;        // times the usual displacement
+constexpr double kHydrogenPeak = 0.25;  // e/Å3
+constexpr double kExactBonds = 0.03;    // Å, how exact lengths are after full-matrix refinement
+constexpr double kSuspicious = 0.25;    // of ln(U), off that of the neighbours
+constexpr double kEndMotion = 0.25;     // of ln(U), that atoms at ends move more
+constexpr size_t kMostLaws = 5;         // of twinning
+constexpr double kTwinGain = 0.96;      // of R1, that a share more needs
+constexpr int kMostFull = 2500;         // parameters of a full matrix; beyond, conjugate gradients
 
 // Puts lines before the first line that begins with a keyword.
 std::string WithLines(std::string text, const std::string& keyword, const std::string& lines) {
@@ -425,9 +426,11 @@ class Completer {
       if (at == found.end()) at = found.insert(at, {carrier, {}});
       at->second.push_back(&peak);
     }
+    const double temperature = TemperatureOf(document).value_or(20.0);
     std::string restraints;
     for (const auto& [carrier, peaks] : found) {
       const int z = carrier->element->atomicNumber;
+      const HfixGroup& group = *FindHfixGroup((z == 8 ? kHfixBondedHydroxyl : kHfixAromatic) / 10);
       AtomRecord* place = carrier;
       while (place->next && place->next->IsHydrogen()) place = place->next;
       for (size_t i = 0; i < peaks.size(); ++i) {
@@ -436,8 +439,9 @@ class Completer {
         place = h;
         h->fract = peaks[i]->x;
         h->occupancy = h->codedValues[kCodedOccupancy] = 10.0 + peaks[i]->siteFraction;
-        h->u[0] = h->codedValues[kCodedU] = z == 8 ? -1.5 : -1.2;
-        restraints += Printf("DFIX %.2f 0.02 ", kMapBonds[z - 6]) + carrier->name + " " + h->name + "\n";
+        h->u[0] = h->codedValues[kCodedU] = group.uisoFactor;
+        restraints +=
+            Printf("DFIX %.2f 0.02 ", HydrogenDistance(group.m, z, temperature)) + carrier->name + " " + h->name + "\n";
       }
     }
     std::string text;

@@ -442,7 +442,6 @@ bool FromTable(const gemmi::SpaceGroup& entry, const DataStatistics& data, Group
   for (size_t i = 0; i < 3; ++i) centre.rot[i][i] = -gemmi::Op::DEN;
   const bool centric = std::find(ops.sym_ops.begin(), ops.sym_ops.end(), centre) != ops.sym_ops.end();
   if (!centric) candidate.latt = -candidate.latt;
-  std::vector<gemmi::Op::Rot> written;
   for (const gemmi::Op& op : ops.sym_ops) {
     if (op == gemmi::Op::identity()) continue;
     // With a centre at the origin one of each pair says it all.
