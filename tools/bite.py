@@ -73,7 +73,10 @@ def failing(build, program, only="-*Speed*:*Cost*:*EveryCommand*"):
     if not run(["ninja", "-C", build, f"test_{program}"], 1800)[0]:
         return None
     passed, printed = run([f"{build}/bin/test_{program}", f"--gtest_filter={only}", "--gtest_fail_fast"], 240)
-    return "" if passed else (re.findall(r"^\[ RUN +\] (\S+)", printed, re.M) or ["*"])[-1]
+    if passed:
+        return ""
+    failed = re.search(r"^\[  FAILED  \] ([\w./]+)", printed, re.M)
+    return failed[1] if failed else (re.findall(r"^\[ RUN +\] (\S+)", printed, re.M) or ["*"])[-1]
 
 
 def judge(folder, build):
