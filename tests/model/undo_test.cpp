@@ -214,5 +214,24 @@ TEST(Undo, NoticesAndTakesBackEveryChangeOfWhatIsKept) {
   }));
 }
 
+TEST(Document, ACopySaysWhatTheOriginalSays) {
+  Document document;
+  Fill(document);
+  document.CurrentFile = "/x/a.res";
+  document.WorkingDirectory = "/x/";
+  document.stamp = FileStamp{1, 2};
+  document.MoleculeCentre = {1, 2, 3};
+  document.elements[6].drawRadius = 9.0;
+  document.settings.Cycles = 7;
+  const Document copy = document;
+  EXPECT_TRUE(SameContent(copy, document));
+  EXPECT_EQ(copy.CurrentFile, "/x/a.res");
+  EXPECT_EQ(copy.WorkingDirectory, "/x/");
+  EXPECT_EQ(copy.stamp, document.stamp);
+  EXPECT_EQ(copy.MoleculeCentre, document.MoleculeCentre);
+  EXPECT_EQ(copy.elements[6].drawRadius, 9.0);
+  EXPECT_EQ(copy.atoms.head->element, &copy.elements[6]);
+}
+
 }  // namespace
 }  // namespace marvik

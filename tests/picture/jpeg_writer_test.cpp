@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <memory>
 
 namespace marvik {
@@ -92,6 +93,14 @@ TEST_F(JpegTest, FailuresAreSaidAndLeaveNothing) {
     EXPECT_TRUE(messages.shown.back().text.starts_with("Can't write /dev/full: ")) << messages.shown.back().text;
   }
   EXPECT_TRUE(std::filesystem::is_empty(folder));
+}
+
+TEST_F(JpegTest, GivesTheMemoryOfTheLibraryBack) {
+  const Image image = Quarters(400, 400);
+  ASSERT_TRUE(EncodeJpeg(image, 300));
+  const size_t before = mallinfo2().uordblks;
+  for (int i = 0; i < 20; ++i) EXPECT_TRUE(EncodeJpeg(image, 300));
+  EXPECT_LT(mallinfo2().uordblks, before + 20000);
 }
 
 }  // namespace
