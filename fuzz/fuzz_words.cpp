@@ -1,7 +1,10 @@
 #include <cstddef>
 #include <cstdint>
+#include <sstream>
 #include <string>
+#include <vector>
 
+#include "app/cli/batch_input.h"
 #include "app/commands/command_table.h"
 #include "app/demo/demo_script.h"
 #include "edit/edit_fields.h"
@@ -13,8 +16,8 @@
 
 using namespace marvik;
 
-// Lines that people and other programs write: demo scripts, steps of the command line, what a refinement prints and
-// what its result says.
+// Lines that people and other programs write: demo scripts, words and steps of the command line, what a refinement
+// prints and what its result says.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   ProgressCurve curve;
@@ -33,5 +36,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
   }
   SummaryOfResult(text);
+  std::vector<std::string> words;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) words.push_back(line);
+  const CommandLineOptions options = ParseCommandLine(words);
+  Require(!options.error.empty() || options.actions.size() <= words.size(), "more is to be done than was asked", text);
+  for (const std::string& word : words) {
+    if (const auto shard = ParseShard(word))
+      Require(shard->first >= 1 && shard->first <= shard->second, "no shard", word);
+    BatchOutput(word, word);
+  }
   return 0;
 }
