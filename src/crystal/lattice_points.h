@@ -45,11 +45,11 @@ class LatticePoints {
     int64_t low = 0, high = -1;
   };
   std::array<int32_t, 3> Cell(int64_t x, int64_t y, int64_t z) const {
-    constexpr int64_t kFarthest = 1'000'000'000;  // leaves room for a cell to be added
+    constexpr int64_t kFarthestPoint = 1'000'000'000;  // leaves room for a cell to be added
     std::array<int32_t, 3> cell{};
     for (size_t i = 0; i < 3; ++i) {
       const int64_t n = x * vectors_[0][i] + y * vectors_[1][i] + z * vectors_[2][i];
-      cell[i] = static_cast<int32_t>(std::clamp(n, -kFarthest, kFarthest));
+      cell[i] = static_cast<int32_t>(std::clamp(n, -kFarthestPoint, kFarthestPoint));
     }
     return cell;
   }
