@@ -417,7 +417,7 @@ TEST(Problem, BadInputGetsASentence) {
       {"CELL 0.71073 7.3", "CELL 0.71073 0.3", "cell"},
       {"CELL 0.71073 7.3", "CELL 0.71073 nan", "CELL"},
       {"CELL 0.71073", "CELL 0", "wavelength"},
-      {"HKLF 4", "HKLF 2", "HKLF 4"},
+      {"HKLF 4", "HKLF 1", "HKLF 4"},
       {"SFAC C O S", "NEUT\nSFAC C O S", "neutron"},
   };
   for (const Case& c : cases) {
