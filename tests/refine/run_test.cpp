@@ -317,7 +317,7 @@ TEST_F(RunTest, ListsAgreeWithOneAnother) {
   EXPECT_NEAR(std::cos(five[2] * 0.0174533) * five[1], three[2], 0.02);
   EXPECT_NEAR(two[2], five[2], 0.51);
   // In words, behind a line of its own.
-  Write("l.ins", std::regex_replace(kEthanol, std::regex("FMAP 2"), "LIST 1"));
+  Write("l.ins", std::regex_replace(kEthanol, std::regex("FMAP 2"), "FMAP 3\nLIST 1"));
   EXPECT_EQ(Run("l"), 0) << Said();
   const std::string all = Read("l.fcf");
   const std::string one = all.substr(all.find('\n') + 1);
