@@ -15,7 +15,7 @@ namespace {
 constexpr double kSameSite = 0.35;  // Å
 constexpr double kMostOfTheAtoms = 0.9;
 constexpr size_t kMostSites = 400;
-constexpr size_t kMostLookUps = 1'000'000;  // seconds
+constexpr size_t kMostLookUps = 200'000;  // a second or less
 constexpr size_t kMostInOnePlace = 100;
 constexpr double kSameMetric = 0.03;
 
