@@ -30,7 +30,6 @@ constexpr double kMissingPeak = 2.0;    // e/Å3
 constexpr double kLargestU = 0.25;      // Å²
 constexpr double kSmeared = 3.5;        // times the usual displacement
 constexpr double kHydrogenPeak = 0.25;  // e/Å3
-constexpr double kExactBonds = 0.03;    // Å, how exact lengths are after full-matrix refinement
 constexpr double kSuspicious = 0.25;    // of ln(U), off that of the neighbours
 constexpr double kEndMotion = 0.25;     // of ln(U), that atoms at ends move more
 constexpr size_t kMostLaws = 5;         // of twinning
@@ -172,12 +171,6 @@ class Completer {
     double there = 0.0;
     for (const Site& site : s.sites) there += site.occupancy;
     bool added = false;
-    int lightest = 0;
-    for (size_t i = 0; i < problem_.scatterers.size(); ++i) {
-      const int z = problem_.scatterers[i].electrons,
-                best = problem_.scatterers[static_cast<size_t>(lightest)].electrons;
-      if (z > 1 && (best <= 1 || std::abs(z - 6) < std::abs(best - 6))) lightest = static_cast<int>(i);
-    }
     for (const Peak& peak : session.peaks) {
       if (peak.height < std::max(kMissingPeak, 6.0 * session.mapSigma)) break;
       if (peak.distance < 1.1 || peak.distance > 3.6 ||
@@ -185,7 +178,7 @@ class Completer {
         continue;
       Site site;
       site.x = peak.x;
-      site.scatterer = lightest;
+      site.scatterer = LightScatterer(problem_);
       site.occupancy = peak.siteFraction;
       site.u = {0.06, 0, 0, 0, 0, 0};
       s.sites.push_back(site);
@@ -211,7 +204,7 @@ class Completer {
     std::vector<double> fractions;
     for (size_t i = 0; i < s.sites.size(); ++i)
       fractions.push_back(s.sites[i].occupancy / (s.sites[i].part != 0 ? 1.0 : candidate_.shares[i]));
-    const std::vector<int> elements = ElementsOf(problem_, s, electrons, fractions, kExactBonds);
+    const std::vector<int> elements = ElementsOf(problem_, s, electrons, fractions, true);
     bool changed = false;
     for (size_t i = 0; i < s.sites.size(); ++i) {
       if (candidate_.shares[i] < 0.99 || elements[i] == s.sites[i].scatterer) continue;
@@ -324,7 +317,10 @@ class Completer {
       std::vector<double> electrons;
       for (size_t i = 0; i < s.sites.size(); ++i) {
         const Site* found = SiteNamed(counted->structure, s.sites[i].name);
-        if (!found) return;
+        if (!found) {
+          candidate_ = before;
+          return;
+        }
         s.sites[i].x = found->x;
         s.sites[i].u[0] = std::clamp(counted->structure.Ueq(*found), 0.005, 0.3);
         electrons.push_back(s.scatterers[static_cast<size_t>(s.sites[i].scatterer)].electrons * candidate_.shares[i]);

@@ -14,6 +14,8 @@ constexpr double kCountPrice = 2.0;   // for each atom more or less than the for
 constexpr double kHeavyPrice = 10.0;  // the same for a heavy atom more
 constexpr double kWorst = 6.0;        // of one term: no single length decides alone
 constexpr double kReach = 2.5;        // Å
+constexpr double kRoughBonds = 0.05;  // Å, how exact lengths are at first
+constexpr double kExactBonds = 0.03;  // after full-matrix refinement
 constexpr double kUnusualBond = 2.0;  // price of a bond that the table does not have
 constexpr double kOverlap = 0.78;     // of the sum of radii: nearer no two atoms come
 constexpr int kSweeps = 12;
@@ -126,8 +128,8 @@ double EndPrice(int z, double d, double spread) {
 class Assignment {
  public:
   Assignment(const Problem& problem, const Structure& structure, const std::vector<double>& electrons,
-             const std::vector<double>& fractions, double bondSpread)
-      : fractions_(fractions), spread_(bondSpread) {
+             const std::vector<double>& fractions, bool refined)
+      : fractions_(fractions), spread_(refined ? kExactBonds : kRoughBonds), absolute_(refined) {
     FindKinds(problem, structure);
     FindSpreads(structure);
     for (const double e : electrons) logs_.push_back(std::log(std::max(e, 0.3)));
@@ -154,6 +156,7 @@ class Assignment {
     double least = std::numeric_limits<double>::max();
     std::vector<size_t> best;
     for (const double off : {0.0, 0.12, -0.12, 0.24}) {
+      if (absolute_ && off != 0.0) break;
       scale_ = middle + off;
       const double price = Settle();
       if (price < least - 1e-6) least = price, best = kind_;
@@ -205,6 +208,7 @@ class Assignment {
   }
 
   void FindScale() {
+    if (absolute_) return;
     double best = std::numeric_limits<double>::max();
     double chosen = 0.0;
     for (scale_ = -1.6; scale_ <= 1.6; scale_ += 0.01) {
@@ -232,6 +236,8 @@ class Assignment {
     for (size_t i = 0; i < kind_.size(); ++i) found_[kind_[i]] += fractions_[i];
     for (int sweep = 0; sweep < kSweeps; ++sweep) {
       const bool changed = ChangeOne(), swapped = SwapTwo();
+      if (absolute_ && !changed && !swapped) break;
+      if (absolute_) continue;
       std::vector<double> offsets;
       for (size_t i = 0; i < logs_.size(); ++i)
         if (spreads_[i] <= kSpread && fixed_[i] < 0)
@@ -416,15 +422,16 @@ class Assignment {
   std::vector<double> spreads_;        // of ln(electrons), by site
   std::vector<double> partial_;        // how likely it is there in part, by site
   mutable std::vector<size_t> touched_;
-  double spread_;
+  double spread_;  // Å, of lengths
+  bool absolute_;  // electrons are counted as they are
   double scale_ = 0.0;
 };
 
 }  // namespace
 
 std::vector<int> ElementsOf(const Problem& problem, const Structure& structure, const std::vector<double>& electrons,
-                            const std::vector<double>& fractions, double bondSpread) {
-  std::vector<int> elements = Assignment(problem, structure, electrons, fractions, bondSpread).Solve();
+                            const std::vector<double>& fractions, bool refined) {
+  std::vector<int> elements = Assignment(problem, structure, electrons, fractions, refined).Solve();
   if (elements.empty()) elements.assign(electrons.size(), static_cast<int>(structure.scatterers.size()) - 1);
   return elements;
 }

@@ -190,6 +190,17 @@ double AtomsToExpect(const Problem& problem, const SpaceGroup& group) {
   return atoms / static_cast<double>(group.all.size());
 }
 
+int LightScatterer(const Problem& problem) {
+  int best = 0;
+  const auto off = [&](int i) {
+    const int z = problem.scatterers[static_cast<size_t>(i)].electrons;
+    return z > 1 ? std::abs(z - 6) : 1000;
+  };
+  for (int i = 1; i < static_cast<int>(problem.scatterers.size()); ++i)
+    if (off(i) < off(best)) best = i;
+  return best;
+}
+
 double Model::Weight() const {
   double sum = 0.0;
   for (const double f : fractions_) sum += f;
@@ -434,21 +445,18 @@ int Model::AddPeaks(double least, double room) {
   const DensityMap map = MakeMap(structure, observations_, calculated_);
   const double limit = std::max(least, 5.0 * map.sigma);
   int added = 0;
-  int carbon = static_cast<int>(structure.scatterers.size()) - 1;
-  for (size_t i = 0; i < problem_.scatterers.size(); ++i) {
-    if (problem_.scatterers[i].electrons == 6) carbon = static_cast<int>(i);
-  }
+  const int light = LightScatterer(problem_);
   for (const Peak& peak : FindPeaks(structure, map, static_cast<size_t>(room) + 5, false)) {
     if (peak.height < limit || added >= room) break;
     if (peak.distance < 1.1 || peak.distance > 4.0) continue;
     Site site;
     site.x = peak.x;
-    site.scatterer = carbon;
+    site.scatterer = light;
     site.u = {0.06, 0, 0, 0, 0, 0};
     site.occupancy = peak.siteFraction;
     if (DistanceToSites(structure, site.x) < kClosestAtoms) continue;
     structure.sites.push_back(site);
-    electrons_.push_back(6.0);
+    electrons_.push_back(problem_.scatterers[static_cast<size_t>(light)].electrons);
     shares_.push_back(1.0);
     ++added;
   }

@@ -19,6 +19,9 @@ struct Freedom {
 // But hydrogen, in the asymmetric unit.
 double AtomsToExpect(const Problem& problem, const SpaceGroup& group);
 
+// The element of the formula that is most like carbon: what a new site is until its electrons are counted.
+int LightScatterer(const Problem& problem);
+
 // An isotropic model in one space group, made from phases and improved by itself: atoms come from maps, wrong ones go.
 class Model {
  public:

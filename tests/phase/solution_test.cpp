@@ -30,6 +30,8 @@ struct Crystal {
   bool friedel = false;
   unsigned seed = 1;
   double twin = 0.0;  // share of a second part, turned about a
+  std::array<int, 3> rows{6, 8, 16};
+  std::vector<Site> sites{};  // else as many as `counts` says, at random
 };
 
 Structure StructureOf(const Crystal& crystal) {
@@ -39,10 +41,10 @@ Structure StructureOf(const Crystal& crystal) {
   s.group = *MakeSpaceGroup(crystal.latt, ListOperators(crystal.latt, crystal.symm), problem);
   s.wavelength = crystal.wavelength;
   const ElementTable table;
-  const int rows[] = {6, 8, 16};
-  for (const int row : rows) s.scatterers.push_back(TabulatedScatterer(table[row], crystal.wavelength));
+  for (const int row : crystal.rows) s.scatterers.push_back(TabulatedScatterer(table[row], crystal.wavelength));
+  s.sites = crystal.sites;
   std::mt19937 random(crystal.seed);
-  for (size_t e = 0; e < 3; ++e) {
+  for (size_t e = 0; e < 3 && crystal.sites.empty(); ++e) {
     for (int placed = 0, tries = 0; placed < crystal.counts[e] && tries < 100000; ++tries) {
       Site site;
       for (int k = 0; k < 3; ++k) site.x[k] = static_cast<double>(random() % 10000) / 10000.0;
@@ -233,6 +235,36 @@ TEST(SpaceGroupSearch, PhasesTellTheGroupWhereverTheirOriginIs) {
     ASSERT_EQ(given.size(), 1u);
     EXPECT_GT(given[0].least, 0.97) << number;
   }
+}
+
+TEST(Solution, FewHeavyAtomsTakeTheirGroupAndTheirLightNeighbours) {
+  // A perovskite: its heavy atoms alone are nearly as symmetric as a cube, the oxygen comes from later maps, and there
+  // is no carbon that a new site could be.
+  Crystal oxide{
+      {5.5367, 5.7473, 7.6929, 90, 90, 90}, 1, {"-x, -y, z+1/2", "x+1/2, -y+1/2, -z", "-x+1/2, y+1/2, -z+1/2"}};
+  oxide.sfac = "O Mn La";
+  oxide.rows = {8, 25, 57};
+  oxide.dMin = 0.8;
+  const auto add = [&](int scatterer, Fractional x, double occupancy) {
+    Site site;
+    site.scatterer = scatterer;
+    site.x = x;
+    site.u = {0.006, 0, 0, 0, 0, 0};
+    site.occupancy = occupancy;
+    oxide.sites.push_back(site);
+  };
+  add(2, {-0.0078, 0.049, 0.25}, 0.5), add(1, {0.5, 0.0, 0.0}, 0.5);
+  add(0, {0.0745, 0.4874, 0.25}, 0.5), add(0, {0.7256, 0.3066, 0.0384}, 1.0);
+  oxide.counts = {1, 0, 0};
+  auto [ins, hkl] = FilesOf(oxide);
+  ins.replace(ins.find("UNIT"), ins.find("HKLF") - ins.find("UNIT"), "UNIT 12 4 4\n");
+  Problem problem;
+  std::string sentence;
+  ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence)) << sentence;
+  const Solution solution = Solve(problem, {});
+  ASSERT_TRUE(solution.solved) << solution.sentence;
+  EXPECT_EQ(solution.candidates[0].group.symbol, "P b n m");
+  EXPECT_EQ(FormulaOf(problem, solution.candidates[0]), "O1.5 Mn0.5 La0.5");
 }
 
 TEST(Solution, DataMayBeLessThanGood) {
