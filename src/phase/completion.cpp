@@ -215,6 +215,7 @@ class Completer {
   }
 
   bool Isotropic() {
+    Candidate kept = candidate_;
     for (int round = 0; round < kIsotropicRounds; ++round) {
       if (!Tell("isotropic", 0.1 + 0.1 * round)) return false;
       const auto session = Refined(WithReplaced(ComposeInstructions(problem_, candidate_), "L.S.", "L.S. 5"));
@@ -223,10 +224,13 @@ class Completer {
       if (better) {
         completion_.steps.clear();
         if (!Keep("isotropic", *session)) return false;
+        kept = candidate_;
       }
       if (round + 1 == kIsotropicRounds || !better || !Review(*session)) break;
       GatherMolecules(candidate_);
     }
+    // What did not help is forgotten, and its names with it.
+    candidate_ = std::move(kept);
     return true;
   }
 
