@@ -39,10 +39,15 @@ TEST(Publication, ListingsAndParameterFilesFillWhatIsOpen) {
   put("a.p4p", "CELL 1 2 3 90 90 90\nCCOLOR  \"dark red\"\nMORPH ?\nCSIZE 0.1 0.3 0.2 0 0\n");
   put("a.abs",
       "\n *** Scaling 3.1 ***\nEstimated minimum and maximum transmission:  0.61  0.75\r\n"
-      "Absorption correction: Multi-Scan\nTmax = 7.5\n");
+      "Absorption correction: Multi-Scan\nTmax = 7.5\nAbsorption correction: guesswork\n");
+  put("b.log", "Absorption correction: guesswork\nDiffractometer: Four-circle: new\nDetector type =\n");
   put("a.sum", "Crystal colour: blue\nReflections used for unit cell: 3012\nTheta range for cell: 2.5 - 27.1\n");
   const auto sources = SourcesBeside((folder / "a").string());
+  const auto other = SourcesBeside((folder / "b").string());
   std::filesystem::remove_all(folder);
+  ASSERT_EQ(other.size(), 1U);
+  EXPECT_EQ(FillingOf(PublicationRows(kCif, "a", "", other)), "_diffrn_measurement_device_type 'Four-circle: new'\n")
+      << "a word that the item does not take is left out";
   ASSERT_EQ(sources.size(), 3U);
   const auto rows = PublicationRows(kCif, "a", "", sources);
   const auto& colour = RowOf(rows, "_exptl_crystal_colour");
