@@ -22,5 +22,32 @@ TEST(ReportPage, IsOnePageWhateverTheText) {
   }
 }
 
+TEST(ReportPage, MarksTurnIntoTypeAndTheTitleIsTheFiles) {
+  if (!PdfCanvas::IsThere()) GTEST_SKIP();
+  Document document;
+  RecordingMessages messages;
+  PictureSubject subject{document, {}, {}, "page", {}, messages, {}};
+  const auto page = [&](std::string_view text) { return *DrawReportPage(subject, text); };
+  // Each of a pair is the same page.
+  const std::pair<const char*, const char*> same[] = {{"a b", "a\tb"},
+                                                      {"a b", "a b\r\n"},
+                                                      {"a\\*b", "a*b"},
+                                                      {"**a b**", "**a** **b**"},
+                                                      {"|a|b|\n", "|  a | b |\n"},
+                                                      {"|a|b|\n|---|:-:|\n", "|a|b|\n"},
+                                                      {"# a", "#   a #"},
+                                                      {"a\n![f](x)\nb", "a\nb"}};
+  for (const auto& [one, other] : same) EXPECT_TRUE(page(one) == page(other)) << one;
+  // And of these not.
+  const std::pair<const char*, const char*> different[] = {
+      {"H2O", "H~2~O"}, {"H^2^O", "H~2~O"}, {"**a** b", "a b"}, {"**a** b", "**a b**"}, {"# a", "a"},
+      {"a\nb", "a b"},  {"a\n\nb", "a\nb"}, {"|a|b|", "|a b|"}, {"4", "4\xCC\x84"},     {"-4", "a"}};
+  for (const auto& [one, other] : different) EXPECT_FALSE(page(one) == page(other)) << one;
+  EXPECT_TRUE(page("4\xCC\x84") == page("-4"));
+  const std::string before = page("a");
+  subject.title = "other";
+  EXPECT_FALSE(page("a") == before);
+}
+
 }  // namespace
 }  // namespace marvik
