@@ -29,7 +29,7 @@ HOME = {
     "files": r"CifReader|CifTokens|ParseCifNumber",
 }
 # Formulas of such facts, written out.
-FORMULA = {"model": re.compile(r"== k(Hydrogen|Deuterium)Row \|\| |< -0\.5 && .* > -5\.0")}
+FORMULA = {"chem": re.compile(r"atan2\(Dot\(Cross\("), "model": re.compile(r"== k(Hydrogen|Deuterium)Row \|\| |< -0\.5 && .* > -5\.0")}
 DEFINITION = re.compile(r"(?:struct|class) (\w+)(?: final)?(?: :[^{]*)? \{|(?!return|using|else)[\w:<>,&* ]+[ *&](\w+)\([^;]*$")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 TOOLKIT = re.compile(r"Q[A-Z]\w*(/\w+)?$|Qt\w*/|moc_|ui_|.*\.moc$")

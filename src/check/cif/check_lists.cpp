@@ -64,16 +64,11 @@ std::optional<Place> GeometryLists::PlaceOf(CifValue label, CifValue code) const
 
 double GeometryLists::Value(const std::vector<Place>& places, const std::vector<Fractional>& x) const {
   std::array<Cartesian, 4> p;
-  for (size_t i = 0; i < places.size(); ++i) p[i] = m_.metric.ToCartesian(places[i].op.Apply(x[i]));
-  if (places.size() == 2) return Length(p[0] - p[1]);
-  if (places.size() == 3) return m_.Angle(p[0], p[1], p[2]);
-  // Right-handed axes: positive is clockwise, looking along the middle bond (IUPAC).
-  const Cartesian b1 = p[1] - p[0];
-  const Cartesian b2 = p[2] - p[1];
-  const Cartesian b3 = p[3] - p[2];
-  const Cartesian n1 = Cross(b1, b2);
-  const Cartesian n2 = Cross(b2, b3);
-  return kDegreesPerRadian * std::atan2(Dot(Cross(n1, n2), Normalised(b2)), Dot(n1, n2));
+  for (size_t i = 0; i < places.size(); ++i) {
+    p[i] = m_.metric.ToCartesian(places[i].op.Apply(x[i]));
+    p[i].z *= -1.0;  // these axes are right-handed, those of the drawing frame are not
+  }
+  return GeometryOf(std::span<const Cartesian>(p).first(places.size())).value_or(0.0);
 }
 
 void GeometryLists::List(const ListKind& kind) {

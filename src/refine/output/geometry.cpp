@@ -5,6 +5,7 @@
 
 #include "base/numbers.h"
 #include "chem/report_numbers.h"
+#include "chem/uncertainty.h"
 
 namespace marvik {
 namespace {
@@ -17,12 +18,12 @@ double ValueOf(const Metric& metric, const std::vector<Fractional>& x) {
     const Cartesian b = Normalised(vector(1, 2));
     return std::atan2(Length(Cross(a, b)), Dot(a, b)) * kDegreesPerRadian;
   }
-  const Cartesian b1 = vector(0, 1);
-  const Cartesian b2 = vector(1, 2);
-  const Cartesian b3 = vector(2, 3);
-  const Cartesian n1 = Cross(b1, b2);
-  const Cartesian n2 = Cross(b2, b3);
-  return std::atan2(Dot(Cross(n1, n2), Normalised(b2)), Dot(n1, n2)) * kDegreesPerRadian;
+  // These axes are right-handed, those of the drawing frame are not.
+  const auto place = [&](size_t i) {
+    const Cartesian c = metric.ToCartesian(x[i]);
+    return Cartesian{c.x, c.y, -c.z};
+  };
+  return TorsionAngle(place(0), place(1), place(2), place(3)).value_or(0.0);
 }
 
 double Difference(double a, double b, size_t atoms) {
