@@ -4,7 +4,7 @@
 
 #include "base/numbers.h"
 #include "check/data_session.h"
-#include "crystal/image_search.h"
+#include "crystal/nearest_images.h"
 #include "crystal/symmetry.h"
 
 namespace marvik {
@@ -43,7 +43,7 @@ std::vector<DensityPeak> PeaksOf(const Session& s, const DensityMap& map, size_t
   for (const Peak& found : FindPeaks(s.structure, map, count, holes)) {
     DensityPeak peak{found.x, found.height, found.siteFraction, {}};
     std::vector<AtomImage> images;
-    search.FindNear(found.x, kNeighbourReach, images);
+    FindNearOrNearer(search, found.x, kNeighbourReach, images);
     std::ranges::stable_sort(images, {}, &AtomImage::distance);
     for (const AtomImage& image : images) {
       if (peak.nearest.size() == kNeighbours) break;

@@ -13,6 +13,9 @@ namespace marvik {
 
 namespace {
 
+// Some 3 Å farther than bonds, as environments and hydrogen bonds are looked for.
+constexpr size_t kMostImagesWithin = 10 * kMostBondingImages;
+
 constexpr double kSamePlace = 0.05;  // Å
 constexpr int32_t kIdentityCode = 1555;
 // Two bonds of one atom are farther apart than this; alternatives of one bond, a rotor turned by 60° included, are not.
@@ -132,7 +135,7 @@ std::vector<NeighbourImage> NeighbourSearch::FindBonded(const AtomRecord& atom, 
 
 std::vector<NeighbourImage> NeighbourSearch::FindWithin(const AtomRecord& atom, double radius) const {
   std::vector<AtomImage> images;
-  images_.FindNear(atom.fract, std::min(radius, reach_), images);
+  images_.FindNear(atom.fract, std::min(radius, reach_), images, kMostImagesWithin);
   const auto source = [](const AtomRecord& a) { return a.sourceSerial ? a.sourceSerial : a.serial; };
   const bool hasCopies = std::any_of(images.begin(), images.end(),
                                      [&](const AtomImage& image) { return atoms_[image.atom]->sourceSerial != 0; });
@@ -145,7 +148,8 @@ std::vector<NeighbourImage> NeighbourSearch::FindWithin(const AtomRecord& atom, 
     for (auto kept = found.rbegin(); kept != found.rend() && !isKnown; ++kept) {
       const bool isSame = source(*kept->atom) == source(*other);
       if (!isSame && !hasCopies) break;
-      isKnown = isSame && Distance(kept->position, image.position) <= kSamePlace;
+      isKnown = isSame && std::fabs(kept->distance - image.distance) <= kSamePlace &&
+                Distance(kept->position, image.position) <= kSamePlace;
     }
     if (isKnown) continue;
     found.push_back({other, image.op, image.SymmetryCode(), image.fract, image.position, image.distance});

@@ -41,6 +41,7 @@ class NeighbourSearch {
   std::vector<NeighbourImage> FindBonded(const AtomRecord& atom, double tolerance) const;
   // What stands around the atom in the crystal: images within a radius in Å, no farther than Reach(), with translations
   // without bounds, in the order in which they are found. Of images of one atom at one place the first stands for all.
+  // None where there are more than ten times kMostBondingImages.
   std::vector<NeighbourImage> FindWithin(const AtomRecord& atom, double radius) const;
 
   // The largest radius that FindWithin may be asked for.

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
-#include "crystal/image_search.h"
+#include "crystal/nearest_images.h"
 #include "language/residues.h"
 #include "language/tokenizer.h"
 
@@ -118,7 +118,7 @@ std::vector<PeakReport> PeaksOf(const Document& document) {
   const ImageSearch search(places, document.symmetry, document.cell, kPeakReach);
   std::vector<AtomImage> found;
   for (PeakReport& peak : peaks) {
-    search.FindNear(peak.fract, kPeakReach, found);
+    FindNearOrNearer(search, peak.fract, kPeakReach, found);
     const auto nearest = std::ranges::min_element(found, {}, &AtomImage::distance);
     if (nearest == found.end()) continue;
     peak.nearest = QualifiedName(document, *atoms[nearest->atom]);

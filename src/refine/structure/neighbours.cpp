@@ -6,7 +6,7 @@
 
 #include "chem/connectivity.h"
 #include "chem/joined_parts.h"
-#include "crystal/image_search.h"
+#include "crystal/nearest_images.h"
 #include "refine/structure/atom_names.h"
 
 namespace marvik {
@@ -85,8 +85,7 @@ NeighbourTable ImagesWithin(const Structure& structure, double reach) {
   NeighbourTable table(structure.sites.size());
   std::vector<AtomImage> found;
   for (size_t a = 0; a < places.size(); ++a) {
-    for (double within = reach; within > kSamePlace; within *= 0.5)
-      if (search.FindNear(places[a], within, found, kMostBondingImages)) break;
+    FindNearOrNearer(search, places[a], reach, found);
     for (const AtomImage& image : found) {
       if (image.distance >= kSamePlace)
         table[a].push_back({static_cast<int>(image.atom), static_cast<int>(image.op), image.t, image.distance});
