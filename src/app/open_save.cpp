@@ -9,6 +9,7 @@
 #include "base/atomic_write.h"
 #include "edit/symmetry_commands.h"
 #include "files/cif/cif_translation.h"
+#include "files/res/damage.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
 #include "run/job_files.h"
@@ -74,6 +75,7 @@ std::optional<bool> ReadCif(Workbench& bench, std::string& path) {
     return true;
   }
   if (outcome == CifOutcome::Failed) {
+    if (reason.empty()) reason = EncodingFault(ReadWholeFile(cif).content);
     bench.messages.Show(
         {MessageIcon::Warning, "Translation Error:",
          "Couldn't translate the .cif file to the .res format." + (reason.empty() ? "" : "\n" + reason)});
@@ -95,6 +97,13 @@ void OfferLeftResult(Workbench& bench, const std::string& path) {
   }
   if (const int error = guard.TakeLeftResult())
     bench.messages.Show({MessageIcon::Warning, "Error: File I/O", WriteFault(path, error)});
+}
+
+void ShowDamage(Workbench& bench) {
+  std::string text = FileNameOf(bench.document.CurrentFile) + ":";
+  const auto sentences = DamageOf(bench.document).Sentences();
+  for (const std::string& sentence : sentences) text += "\n" + sentence;
+  if (!sentences.empty()) bench.messages.Show({MessageIcon::Information, "Damaged File", text});
 }
 
 }  // namespace
@@ -126,18 +135,20 @@ bool OpenFile(Workbench& bench, const std::string& name) {
   bench.SetBusy(true);
   Document before = bench.document;
   std::optional<bool> outcome;
+  const bool isCif = LowerExtensionOf(path) == "cif";
   {
     const StageClock clock(bench.seconds.read);
-    outcome = LowerExtensionOf(path) == "cif" ? ReadCif(bench, path)
-                                              : ReadInstructionFile(bench.document, path, bench.messages);
+    outcome = isCif ? ReadCif(bench, path) : ReadInstructionFile(bench.document, path, bench.messages);
   }
   if (!outcome || !*outcome) {
     // What was there stays as it was: structure, name, history.
     if (outcome) bench.document = std::move(before);
     bench.SetBusy(false);
     if (outcome) {
+      const std::string fault = EncodingFault(ReadWholeFile(path).content);
       bench.messages.Show(
-          {MessageIcon::Warning, "Error: File Unreadable", "This file is either missing, empty or corrupt:\n" + name});
+          {MessageIcon::Warning, "Error: File Unreadable",
+           "This file is either missing, empty or corrupt:\n" + name + (fault.empty() ? "" : "\n" + fault)});
     }
     return false;
   }
@@ -153,6 +164,7 @@ bool OpenFile(Workbench& bench, const std::string& name) {
   bench.TitleChanged();
   NoteAsRecent(bench);
   FollowDensity(bench);
+  if (!isCif) ShowDamage(bench);
   if (bench.hooks.fileOpened) bench.hooks.fileOpened(bench.document.CurrentFile);
   return true;
 }

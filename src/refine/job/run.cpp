@@ -8,6 +8,7 @@
 #include "base/files.h"
 #include "base/numbers.h"
 #include "files/cif/cif_completion.h"
+#include "files/res/damage.h"
 #include "files/res/reader.h"
 #include "refine/job/includes.h"
 #include "refine/job/session.h"
@@ -18,6 +19,10 @@ namespace marvik {
 namespace {
 
 constexpr size_t kMostBonds = 40;
+// Three bonds in a row, some 20 at an atom of an organic compound and 900 in a close-packed metal; beyond so many only
+// as many neighbours as such a packing has are kept.
+constexpr size_t kMostChains = 300'000;
+constexpr size_t kFewBonds = 12;
 
 int Fail(const LineSink& print, const std::string& problem) {
   print(" ** " + problem + " **");
@@ -25,17 +30,27 @@ int Fail(const LineSink& print, const std::string& problem) {
   return 1;
 }
 
-// Atoms piled up in one place would fill gigabytes with angles.
+size_t CountChains(const NeighbourTable& bonds) {
+  size_t chains = 0;
+  for (const auto& list : bonds)
+    for (const Neighbour& n : list) chains += list.size() * bonds[static_cast<size_t>(n.site)].size();
+  return chains / 2;
+}
+
+// Atoms piled up in one place would fill gigabytes with angles and torsion angles.
 void TrimBonds(NeighbourTable& bonds, const LineSink& print) {
-  size_t crowded = 0;
-  for (auto& list : bonds) {
-    if (list.size() <= kMostBonds) continue;
-    list.resize(kMostBonds);
-    ++crowded;
-  }
-  if (crowded > 0) {
-    print(Printf(" %zu atoms have more than %zu neighbours; the tables have the nearest ones", crowded, kMostBonds));
-  }
+  const auto keep = [&](size_t most) {
+    size_t crowded = 0;
+    for (auto& list : bonds) {
+      if (list.size() <= most) continue;
+      list.resize(most);
+      ++crowded;
+    }
+    if (crowded > 0)
+      print(Printf(" %zu atoms have more than %zu neighbours; the tables have the nearest ones", crowded, most));
+  };
+  keep(kMostBonds);
+  if (CountChains(bonds) > kMostChains) keep(kFewBonds);
 }
 
 void PrintPeaks(const Session& s, const LineSink& print) {
@@ -62,7 +77,11 @@ std::string ReadFiles(const std::string& base, Session& s, std::vector<Reflectio
   s.notes = s.places.notes;
   const std::string directory = DirectoryOf(base);
   if (!ReadInstructionText(s.document, TakeIncludes(ins.content, directory, s.notes), messages))
-    return base + ".ins IS NOT AN INSTRUCTION FILE WITH A POSSIBLE CELL";
+    return base + ".ins IS NOT AN INSTRUCTION FILE WITH A POSSIBLE CELL" +
+           (EncodingFault(ins.content).empty() ? "" : ": " + EncodingFault(ins.content));
+  FileDamage damage = DamageOf(s.document);
+  damage.noAtoms.clear();  // these are among the notes, with what is wrong with them
+  for (std::string& sentence : damage.Sentences()) s.notes.push_back(std::move(sentence));
   s.document.WorkingDirectory = directory;
   FileContent hkl = ReadWholeFile(base + ".hkl");
   if (!hkl.opened) return "CANNOT OPEN FILE " + base + ".hkl";
