@@ -5,6 +5,7 @@
 
 #include "app/measures.h"
 #include "check/model_trials.h"
+#include "draw/renderer/figure_faces.h"
 #include "language/atom_names.h"
 #include "language/tokenizer.h"
 
@@ -25,8 +26,44 @@ const AtomRecord* Shown(const AtomList& atoms, const GeometrySite& site) {
 void AddMeasures(const Workbench& bench, FigureMarks& marks) {
   for (const Measure& measure : MeasuresOf(bench)) {
     FigureMarks::Measure mark{{}, measure.Text()};
-    for (const GeometrySite& site : measure.sites) mark.atoms.push_back(Shown(bench.document.atoms, site));
-    if (std::ranges::find(mark.atoms, nullptr) == mark.atoms.end()) marks.measures.push_back(std::move(mark));
+    for (const GeometrySite& site : measure.sites)
+      if (const AtomRecord* atom = Shown(bench.document.atoms, site)) mark.places.push_back({atom->position, atom});
+    if (mark.places.size() == measure.sites.size()) marks.measures.push_back(std::move(mark));
+  }
+}
+
+// Planes, centroids and what is measured between them.
+void AddGroups(const Workbench& bench, FigureMarks& marks) {
+  const Document& document = bench.document;
+  for (const GroupMeasure& measure : GroupMeasuresOf(bench)) {
+    FigureMarks own;
+    FigureMarks::Measure between{{}, measure.text};
+    for (const MeasuredGroup& group : measure.groups) {
+      std::vector<Cartesian> places;
+      FigureMarks::Place middle;
+      for (const GeometrySite& site : group.sites) {
+        middle.atom = Shown(document.atoms, site);
+        if (!middle.atom) break;
+        places.push_back(document.matrix * site.fract);
+        middle.at += places.back() / static_cast<double>(group.sites.size());
+      }
+      if (places.size() != group.sites.size()) break;
+      if (group.kind != MeasuredGroup::Place) {
+        middle.atom = nullptr;
+        own.centroids.push_back(middle.at);
+      }
+      if (group.kind == MeasuredGroup::Plane) own.planes.push_back(PlaneOutline(places));
+      if (group.kind == MeasuredGroup::Plane && measure.foot) middle.at = *measure.foot;
+      between.places.push_back(middle);
+    }
+    if (between.places.size() != measure.groups.size()) continue;
+    for (const Cartesian& centroid : own.centroids)
+      if (std::ranges::find(marks.centroids, centroid) == marks.centroids.end()) marks.centroids.push_back(centroid);
+    for (const std::vector<Cartesian>& plane : own.planes)
+      if (!plane.empty() && std::ranges::find(marks.planes, plane) == marks.planes.end()) marks.planes.push_back(plane);
+    for (size_t i = 1; i < between.places.size(); ++i)
+      marks.lines.push_back({between.places[i - 1], between.places[i]});
+    if (between.places.size() > 1) marks.measures.push_back(std::move(between));
   }
 }
 
@@ -52,15 +89,18 @@ void AddStrains(const Document& document, FigureMarks& marks) {
 FigureMarks MarksShown(const Workbench& bench) {
   FigureMarks marks;
   if (bench.figure.measures) AddMeasures(bench, marks);
+  if (bench.figure.planes) AddGroups(bench, marks);
   if (bench.figure.restraints) AddStrains(bench.document, marks);
   return marks;
 }
 
 void AddMeasuredLines(const Document& document, const FigureMarks& marks, std::vector<DrawnContact>& contacts) {
   for (const FigureMarks::Measure& measure : marks.measures) {
-    for (size_t i = 1; i < measure.atoms.size(); ++i)
-      if (!document.atoms.FindBond(measure.atoms[i - 1], measure.atoms[i]))
-        contacts.push_back({measure.atoms[i - 1], measure.atoms[i], ContactLine::Measured});
+    for (size_t i = 1; i < measure.places.size(); ++i) {
+      const AtomRecord* from = measure.places[i - 1].atom;
+      const AtomRecord* to = measure.places[i].atom;
+      if (from && to && !document.atoms.FindBond(from, to)) contacts.push_back({from, to, ContactLine::Measured});
+    }
   }
 }
 

@@ -10,6 +10,7 @@
 #include "chem/environment.h"
 #include "chem/report_numbers.h"
 #include "crystal/symmetry.h"
+#include "crystal/symmetry_codes.h"
 #include "edit/edit_elements.h"
 #include "language/atom_names.h"
 #include "language/atom_references.h"
@@ -22,16 +23,9 @@ namespace {
 
 constexpr const char* kLabels[] = {"", "", "Dist", "Angl", "Tors"};
 
-// The operator of a code, with its translation.
-std::optional<SymmetryOperator> OperatorOfCode(const Document& document, int code) {
-  const auto op = static_cast<size_t>(code / 1000 - 1);
-  if (code < 1000 || op >= document.symmetry.size()) return std::nullopt;
-  return document.symmetry[op].Shifted({code / 100 % 10 - 5, code / 10 % 10 - 5, code % 10 - 5});
-}
-
 // Of an image that GROW or PACK made.
 std::optional<SymmetryOperator> OperatorOf(const Document& document, const AtomRecord& atom) {
-  return OperatorOfCode(document, atom.symmetryCode);
+  return OperatorOfCode(document.symmetry, atom.symmetryCode);
 }
 
 // "$1" of the EQIV line of this operation, made where there is none.
@@ -76,11 +70,7 @@ GeometrySite SiteFor(const Document& document, const AtomRecord& atom) {
   return image ? *image : GeometrySite{&atom, 0, atom.fract};
 }
 
-// Some places and what they stand for.
-struct Group {
-  enum Kind { Place, Centroid, Plane } kind = Place;
-  std::vector<GeometrySite> sites;
-};
+using Group = MeasuredGroup;
 
 Cartesian CentreOf(std::span<const Cartesian> places) {
   Cartesian sum;
@@ -98,10 +88,58 @@ Cartesian NormalOf(std::span<const Cartesian> places) {
   return SymmetricEigen(sums).Vector<CartesianSpace>(0);
 }
 
+bool Keeps(const Document& document, InstructionKeyword keyword) {
+  return std::ranges::any_of(document.instructions.kept,
+                             [&](const KeptLine& line) { return HeadOf(line.text).keyword == keyword; });
+}
+
+// The atoms that lines of the document name, images by EQIV lines with them.
+class LineSites {
+ public:
+  explicit LineSites(const Document& document)
+      : document_(document), lines_(InstructionsOf(document)), atoms_(OwnAtoms(document)), index_(Named()) {}
+  const std::vector<Instruction>& Lines() const { return lines_; }
+  std::vector<GeometrySite> Of(const Instruction& line, const std::vector<std::string>& words) const {
+    std::vector<GeometrySite> sites;
+    for (const NamedAtoms::Named& name : AtomsNamed(index_, line, words, {}).atoms) {
+      const AtomRecord* atom = atoms_[static_cast<size_t>(name.site)];
+      GeometrySite site{atom, 0, atom->fract};
+      for (const Instruction& eqiv : lines_) {
+        if (name.equivalent.empty() || eqiv.keyword != InstructionKeyword::kEqiv || eqiv.all.empty() ||
+            eqiv.all[0] != name.equivalent)
+          continue;
+        const auto parsed = ParseOperator(eqiv.text.substr(eqiv.text.find(name.equivalent) + name.equivalent.size()));
+        const auto image = parsed ? ImageBy(document_, *atom, *parsed) : std::nullopt;
+        if (image) site = *image;
+      }
+      sites.push_back(site);
+    }
+    return sites;
+  }
+
+ private:
+  static std::vector<const AtomRecord*> OwnAtoms(const Document& document) {
+    std::vector<const AtomRecord*> atoms;
+    for (const AtomRecord* atom : Atoms(document.atoms))
+      if (!IsGrownAtom(*atom)) atoms.push_back(atom);
+    return atoms;
+  }
+  std::vector<NamedSite> Named() const {
+    std::vector<NamedSite> named;
+    for (const AtomRecord* atom : atoms_) named.push_back(NamedSiteOf(document_, *atom));
+    return named;
+  }
+
+  const Document& document_;
+  std::vector<Instruction> lines_;
+  std::vector<const AtomRecord*> atoms_;
+  AtomNameIndex index_;
+};
+
 // Values of a row of groups, by the places of all their sites one behind the other.
 class GroupValues {
  public:
-  GroupValues(Workbench& bench, const std::vector<Group>& groups)
+  GroupValues(const Workbench& bench, const std::vector<Group>& groups)
       : document_(bench.document),
         groups_(groups),
         source_(FindUncertainties(bench.document, bench.reports.uncertainties)),
@@ -117,11 +155,10 @@ class GroupValues {
     for (size_t i = 0; i < group; ++i) at += groups_[i].sites.size();
     return places.subspan(at, groups_[group].sites.size());
   }
-  std::string Line(const char* what, int decimals, const char* unit,
-                   const GeometryUncertainty::Quantity& quantity) const {
-    return Printf("%-40s %s %s\n", what,
-                  WithUncertainty(quantity(places_), uncertainty_.Of(sites_, quantity), decimals).c_str(), unit);
+  std::string Text(int decimals, const GeometryUncertainty::Quantity& quantity) const {
+    return WithUncertainty(quantity(places_), uncertainty_.Of(sites_, quantity), decimals);
   }
+  std::span<const Cartesian> Places() const { return places_; }
 
  private:
   const Document& document_;
@@ -159,6 +196,71 @@ std::vector<Group> ParseGroups(const Document& document, const std::string& text
   return groups;
 }
 
+std::string FaultOf(const std::vector<Group>& groups) {
+  const auto planes = std::ranges::count(groups, Group::Plane, &Group::kind);
+  const bool alone = groups.size() == 1 && groups[0].kind != Group::Place;
+  if (alone || (groups.size() >= 2 && groups.size() <= (planes > 0 ? 2 : 4))) return {};
+  return "Two planes, a plane and a place, two to four places, or a plane alone are measured.";
+}
+
+struct GroupValue {
+  const char* what;
+  int decimals;
+  const char* unit;
+  GeometryUncertainty::Quantity quantity;
+};
+// Of groups without a fault; the quantities take the places of `values`, which has to stay.
+std::vector<GroupValue> ValuesBetween(const std::vector<Group>& groups, const GroupValues& values) {
+  using Places = std::span<const Cartesian>;
+  const auto centre = [&values](Places p, size_t i) { return CentreOf(values.Of(p, i)); };
+  const auto normal = [&values](Places p, size_t i) { return NormalOf(values.Of(p, i)); };
+  const auto distance = [centre](Places p) { return Length(centre(p, 1) - centre(p, 0)); };
+  const auto planes = std::ranges::count(groups, Group::Plane, &Group::kind);
+  const size_t count = groups.size();
+  if (planes == 0) {
+    if (count == 1) return {};
+    const auto quantity = [centre, count](Places p) {
+      std::vector<Cartesian> points;
+      for (size_t i = 0; i < count; ++i) points.push_back(centre(p, i));
+      return GeometryOf(points).value_or(0.0);
+    };
+    constexpr const char* kNames[] = {"", "", "Distance", "Angle", "Torsion angle"};
+    return {{kNames[count], count == 2 ? 4 : 2, count == 2 ? "Å" : "°", quantity}};
+  }
+  if (count == 1) {
+    const auto flatness = [centre, normal](Places p) {
+      double sum = 0.0;
+      for (const Cartesian& place : p) sum += std::pow(Dot(normal(p, 0), place - centre(p, 0)), 2);
+      return std::sqrt(sum / static_cast<double>(p.size()));
+    };
+    return {{"Root mean square deviation from the plane", 4, "Å", flatness}};
+  }
+  const size_t first = groups[0].kind == Group::Plane ? 0 : 1;
+  const auto height = [centre, normal, first](Places p) {
+    return std::fabs(Dot(normal(p, first), centre(p, 1 - first) - centre(p, first)));
+  };
+  if (planes == 1) return {{"Distance from the plane", 4, "Å", height}};
+  const auto angle = [normal](Places p) {
+    return std::acos(std::min(1.0, std::fabs(Dot(normal(p, 0), normal(p, 1))))) * kDegreesPerRadian;
+  };
+  const auto slip = [distance, height](Places p) {
+    return std::sqrt(std::max(0.0, std::pow(distance(p), 2) - std::pow(height(p), 2)));
+  };
+  return {{"Angle between the planes", 2, "°", angle},
+          {"Distance of the centroids", 4, "Å", distance},
+          {"Second centroid from the first plane", 4, "Å", height},
+          {"Shift along the first plane", 4, "Å", slip}};
+}
+
+// Of a place on a plane, where these two are measured.
+std::optional<Cartesian> FootOf(const std::vector<Group>& groups, const GroupValues& values) {
+  if (groups.size() != 2 || std::ranges::count(groups, Group::Plane, &Group::kind) != 1) return {};
+  const size_t plane = groups[0].kind == Group::Plane ? 0 : 1;
+  const auto of = [&](size_t group) { return values.Of(values.Places(), group); };
+  const Cartesian place = CentreOf(of(1 - plane)), normal = NormalOf(of(plane));
+  return place - normal * Dot(normal, place - CentreOf(of(plane)));
+}
+
 }  // namespace
 
 std::string Measure::Text() const {
@@ -166,45 +268,26 @@ std::string Measure::Text() const {
 }
 
 bool KeepsMeasures(const Document& document) {
-  return std::ranges::any_of(document.instructions.kept, [](const KeptLine& line) {
-    return HeadOf(line.text).keyword == InstructionKeyword::kRtab;
-  });
+  return Keeps(document, InstructionKeyword::kRtab);
+}
+
+bool KeepsPlanes(const Document& document) {
+  return Keeps(document, InstructionKeyword::kMpla);
 }
 
 std::vector<Measure> MeasuresOf(const Workbench& bench) {
   const Document& document = bench.document;
   std::vector<Measure> measures;
-  const std::vector<Instruction> lines = InstructionsOf(document);
-  const auto isMeasure = [](const Instruction& line) { return line.keyword == InstructionKeyword::kRtab; };
-  if (std::ranges::none_of(lines, isMeasure)) return measures;
-  std::vector<NamedSite> named;
-  std::vector<const AtomRecord*> atoms;
-  for (const AtomRecord* atom : Atoms(document.atoms)) {
-    if (IsGrownAtom(*atom)) continue;
-    atoms.push_back(atom);
-    named.push_back(NamedSiteOf(document, *atom));
-  }
-  const AtomNameIndex index(std::move(named));
+  if (!KeepsMeasures(document)) return measures;
+  const LineSites sites(document);
   const auto source = FindUncertainties(document, bench.reports.uncertainties);
   const GeometryUncertainty uncertainty(document, source.get());
-  for (const Instruction& line : lines) {
-    if (!isMeasure(line) || line.all.size() < 3 || line.all.size() > 5) continue;
-    Measure measure{line.all[0], {}, {}, 0.0, {}};
+  for (const Instruction& line : sites.Lines()) {
+    if (line.keyword != InstructionKeyword::kRtab || line.all.size() < 3 || line.all.size() > 5) continue;
     const std::vector<std::string> words(line.all.begin() + 1, line.all.end());
+    Measure measure{line.all[0], sites.Of(line, words), {}, 0.0, {}};
     std::vector<Cartesian> places;
-    for (const NamedAtoms::Named& name : AtomsNamed(index, line, words, {}).atoms) {
-      GeometrySite site{atoms[static_cast<size_t>(name.site)], 0, atoms[static_cast<size_t>(name.site)]->fract};
-      for (const Instruction& eqiv : lines) {
-        if (name.equivalent.empty() || eqiv.keyword != InstructionKeyword::kEqiv || eqiv.all.empty() ||
-            eqiv.all[0] != name.equivalent)
-          continue;
-        const auto parsed = ParseOperator(eqiv.text.substr(eqiv.text.find(name.equivalent) + name.equivalent.size()));
-        const auto image = parsed ? ImageBy(document, *site.atom, *parsed) : std::nullopt;
-        if (image) site = *image;
-      }
-      measure.sites.push_back(site);
-      places.push_back(document.matrix * site.fract);
-    }
+    for (const GeometrySite& site : measure.sites) places.push_back(document.matrix * site.fract);
     const auto value = measure.sites.size() == words.size() ? GeometryOf(places) : std::nullopt;
     if (!value) continue;
     for (const std::string& word : words) measure.names += (measure.names.empty() ? "" : "–") + word;
@@ -268,7 +351,7 @@ size_t AddHydrogenBondLines(Document& document) {
   for (const Instruction& line : InstructionsOf(document)) known.insert(UpperCase(line.text));
   size_t added = 0;
   for (const Line& line : lines) {
-    const auto operation = OperatorOfCode(document, line.code);
+    const auto operation = OperatorOfCode(document.symmetry, line.code);
     if (!operation) continue;
     std::string text = "HTAB " + QualifiedName(document, *line.donor) + " " + QualifiedName(document, *line.acceptor);
     const bool isImage = *operation != SymmetryOperator{};
@@ -282,41 +365,52 @@ size_t AddHydrogenBondLines(Document& document) {
   return added;
 }
 
-std::string MeasureGroups(Workbench& bench, const std::string& text, std::string& fault) {
+std::string MeasureGroups(const Workbench& bench, const std::string& text, std::string& fault) {
   const std::vector<Group> groups = ParseGroups(bench.document, text, fault);
-  const auto planes = std::ranges::count(groups, Group::Plane, &Group::kind);
-  if (fault.empty() && (groups.size() < 2 || groups.size() > 4 || (planes > 0 && groups.size() > 2)))
-    fault = "Two planes, a plane and a place, or two to four places are measured.";
+  if (fault.empty()) fault = FaultOf(groups);
   if (!fault.empty()) return {};
   const GroupValues values(bench, groups);
-  using Places = std::span<const Cartesian>;
-  const auto centre = [&](Places p, size_t i) { return CentreOf(values.Of(p, i)); };
-  const auto normal = [&](Places p, size_t i) { return NormalOf(values.Of(p, i)); };
-  const auto distance = [&](Places p) { return Length(centre(p, 1) - centre(p, 0)); };
-  if (planes == 0) {
-    const auto quantity = [&](Places p) {
-      std::vector<Cartesian> points;
-      for (size_t i = 0; i < groups.size(); ++i) points.push_back(centre(p, i));
-      return GeometryOf(points).value_or(0.0);
-    };
-    constexpr const char* kNames[] = {"", "", "Distance", "Angle", "Torsion angle"};
-    return values.Line(kNames[groups.size()], groups.size() == 2 ? 4 : 2, groups.size() == 2 ? "Å" : "°", quantity);
+  std::string lines;
+  for (const GroupValue& value : ValuesBetween(groups, values))
+    AppendPrintf(lines, "%-40s %s %s\n", value.what, values.Text(value.decimals, value.quantity).c_str(), value.unit);
+  return lines.empty() ? Printf("The centroid of %d atoms\n", static_cast<int>(groups[0].sites.size())) : lines;
+}
+
+std::vector<GroupMeasure> GroupMeasuresOf(const Workbench& bench) {
+  std::vector<GroupMeasure> measures;
+  const auto add = [&](const std::vector<Group>& groups) {
+    const GroupValues values(bench, groups);
+    measures.push_back({groups, {}, FootOf(groups, values)});
+    if (groups.size() < 2) return;
+    std::string& text = measures.back().text;
+    const auto between = ValuesBetween(groups, values);
+    // Of two planes the distance of the centroids stands first, their angle behind it.
+    const bool planes = groups[0].kind == Group::Plane && groups[1].kind == Group::Plane;
+    for (const size_t i : planes ? std::vector<size_t>{1, 0} : std::vector<size_t>{0}) {
+      const bool angle = between[i].unit != std::string_view("Å");
+      text += (text.empty() ? "" : ", ") + values.Text(between[i].decimals, between[i].quantity) + (angle ? "" : " ") +
+              between[i].unit;
+    }
+  };
+  if (KeepsPlanes(bench.document)) {
+    const LineSites sites(bench.document);
+    std::vector<Group> planes;
+    for (const Instruction& line : sites.Lines()) {
+      if (line.keyword != InstructionKeyword::kMpla) continue;
+      Group plane{Group::Plane, sites.Of(line, line.words)};
+      const double wanted = line.numbers.empty() ? 1e6 : std::max(line.numbers[0], 0.0);
+      plane.sites.resize(std::min(plane.sites.size(), static_cast<size_t>(std::min(wanted, 1e6))));
+      if (plane.sites.size() >= 3) planes.push_back(std::move(plane));
+    }
+    if (planes.size() == 1) add(planes);
+    for (size_t i = 1; i < planes.size(); ++i) add({planes[i - 1], planes[i]});
   }
-  const size_t first = groups[0].kind == Group::Plane ? 0 : 1;
-  const auto height = [&](Places p) {
-    return std::fabs(Dot(normal(p, first), centre(p, 1 - first) - centre(p, first)));
-  };
-  if (planes == 1) return values.Line("Distance from the plane", 4, "Å", height);
-  const auto angle = [&](Places p) {
-    return std::acos(std::min(1.0, std::fabs(Dot(normal(p, 0), normal(p, 1))))) * kDegreesPerRadian;
-  };
-  const auto slip = [&](Places p) {
-    return std::sqrt(std::max(0.0, std::pow(distance(p), 2) - std::pow(height(p), 2)));
-  };
-  return values.Line("Angle between the planes", 2, "°", angle) +
-         values.Line("Distance of the centroids", 4, "Å", distance) +
-         values.Line("Second centroid from the first plane", 4, "Å", height) +
-         values.Line("Shift along the first plane", 4, "Å", slip);
+  for (const std::string& text : bench.measuredGroups) {
+    std::string fault;
+    const std::vector<Group> groups = ParseGroups(bench.document, text, fault);
+    if (fault.empty() && FaultOf(groups).empty()) add(groups);
+  }
+  return measures;
 }
 
 }  // namespace marvik

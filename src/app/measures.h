@@ -34,7 +34,24 @@ size_t AddHydrogenBondLines(Document& document);
 
 // Planes and centroids: "plane[C1 C2 C3] plane[C4 C5 C6]", "centroid[C1 C2] plane[...]", "C1 centroid[C2 C3]". Two
 // planes have an angle, the distance of their centroids, and of the second from the first plane; a plane and a place
-// their distance; two to four places a distance, an angle, a torsion angle. Text, or a sentence in `fault`.
-std::string MeasureGroups(Workbench& bench, const std::string& text, std::string& fault);
+// their distance; two to four places a distance, an angle, a torsion angle; a plane alone how flat it is. Text, or a
+// sentence in `fault`.
+std::string MeasureGroups(const Workbench& bench, const std::string& text, std::string& fault);
+
+// Atoms that are measured as one.
+struct MeasuredGroup {
+  enum Kind { Place, Centroid, Plane } kind = Place;
+  std::vector<GeometrySite> sites;
+};
+// What a picture shows of some groups.
+struct GroupMeasure {
+  std::vector<MeasuredGroup> groups;
+  std::string text;               // "3.652(3) Å, 4.1(2)°" of two planes; "" of one group alone
+  std::optional<Cartesian> foot;  // Å, of a place on the plane that its distance is measured from
+};
+// Of MPLA lines, each with the one before it, and of what was measured in this session.
+std::vector<GroupMeasure> GroupMeasuresOf(const Workbench& bench);
+// Whether the file may have planes.
+bool KeepsPlanes(const Document& document);
 
 }  // namespace marvik

@@ -155,6 +155,7 @@ bool OpenFile(Workbench& bench, const std::string& name) {
   bench.ClearPick();
   bench.history.Clear();
   bench.uniqHistory.clear();
+  bench.measuredGroups.clear();
   bench.SetModified(false);
   bench.NoteState();
   // What is shown is what the file holds.

@@ -36,7 +36,8 @@ RenderOptions Workbench::ScreenOptions() const {
 }
 
 size_t Workbench::KeyOfShown() const {
-  size_t key = figure.hydrogenBonds + 2 * figure.shortContacts + 4 * figure.measures + 8 * figure.restraints;
+  size_t key = figure.hydrogenBonds + 2 * figure.shortContacts + 4 * figure.measures + 8 * figure.restraints +
+               16 * figure.planes;
   const auto mix = [&key](auto value) { key = (key ^ std::hash<decltype(value)>()(value)) * 1099511628211u; };
   for (const AtomRecord* atom : Atoms(document.atoms)) {
     mix(atom);
@@ -49,6 +50,7 @@ size_t Workbench::KeyOfShown() const {
   mix(changes);
   mix(history.State());
   for (const KeptLine& line : document.instructions.kept) mix(line.text);
+  for (const std::string& groups : measuredGroups) mix(groups);
   return key;
 }
 
@@ -67,7 +69,8 @@ std::shared_ptr<const std::vector<DrawnContact>> Workbench::Contacts() const {
 }
 
 std::shared_ptr<const FigureMarks> Workbench::Marks() const {
-  if (!figure.restraints && !(figure.measures && KeepsMeasures(document))) return nullptr;
+  const bool planes = figure.planes && (!measuredGroups.empty() || KeepsPlanes(document));
+  if (!figure.restraints && !planes && !(figure.measures && KeepsMeasures(document))) return nullptr;
   const size_t key = KeyOfShown();
   if (!marks_.value || key != marks_.key) marks_ = {std::make_shared<FigureMarks>(MarksShown(*this)), key};
   return marks_.value;

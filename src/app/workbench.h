@@ -163,6 +163,7 @@ class Workbench {
   FigureChoices figure;
   double labelPoints = 9.0;
   LabelForm labelForm = LabelForm::Plain;
+  std::vector<std::string> measuredGroups;  // planes and centroids of the picture beside those that the file keeps
   bool lookFollowsDesktop = false;
   bool SafeColours = false;
   bool FmolAfterChanges = true;

@@ -72,7 +72,12 @@ bool GlPainter::ShowsAnything(const GlWindow& window) {
          std::any_of(scene_.bonds.begin(), scene_.bonds.end(),
                      [&](const GlBond& bond) { return Sees(bond.a, bond.b, 4.0 * bond.radius + kMargin); }) ||
          std::any_of(scene_.lines.begin(), scene_.lines.end(),
-                     [&](const GlLine& edge) { return Sees(edge.a, edge.b, kMargin); });
+                     [&](const GlLine& edge) { return Sees(edge.a, edge.b, kMargin); }) ||
+         std::any_of(scene_.faces.begin(), scene_.faces.end(), [&](const GlFace& face) {
+           const auto [left, right] = std::ranges::minmax(face.corners, {}, &ViewPoint::x);
+           const auto [low, high] = std::ranges::minmax(face.corners, {}, &ViewPoint::y);
+           return Sees({left.x, low.y, 0.0}, {right.x, high.y, 0.0}, kMargin);
+         });
 }
 
 // The fixed functions light the corners only, so they get all of them.

@@ -9,6 +9,7 @@
 #include "gl/gl_calls.h"
 #include "gl/gl_context.h"
 #include "gl/gl_painter.h"
+#include "gl/gl_veil.h"
 
 namespace marvik {
 namespace {
@@ -77,9 +78,11 @@ bool DrawDirectly(const Job& job, GlPainter& painter, const KeepGoing& keepGoing
   }
   glDisable(GL_BLEND);
   glFinish();
-  std::vector<uint32_t> colours;
-  std::vector<float> depths;
-  GlTarget::Read(job.size, job.size, colours, depths);
+  GlSamples samples;
+  samples.width = samples.height = job.size;
+  GlTarget::Read(job.size, job.size, samples.colours, samples.depths);
+  VeilSamples(job.scene, job.size, 0, 0, samples);
+  const std::vector<uint32_t>& colours = samples.colours;
   for (int y = 0; y < job.size; ++y) {
     for (int x = 0; x < job.size; ++x)
       job.image.At(x, job.size - 1 - y) = PixelOf(
@@ -118,6 +121,7 @@ bool DrawSampled(const Job& job, GlPainter& painter, int factor, const KeepGoing
       painter.Begin(window);
       complete = painter.Draw(job.layers.front(), [&] { return progress.Step(); });
       GlTarget::Read(samples.Stride(), samples.Rows(), samples.colours, samples.depths);
+      VeilSamples(job.scene, job.size, window.left, window.bottom, samples);
       const auto goOn = [&] { return complete && progress.GoOn(); };
       complete = CombineLayers(samples, job.layers, job.scene.background, job.options.transparent, job.image, left, top,
                                goOn) &&
@@ -134,6 +138,10 @@ void PaintLabels(const GlScene& scene, bool rimmed, LabelFont& font, Image& imag
     const double width = std::max(1.0, font.Pixels() / kEmPerRim);
     for (const GlLeader& leader : scene.leaders)
       canvas.Line(leader.a, leader.b, {leader.colour, std::max(width, leader.width)});
+  }
+  if (!scene.corners.empty()) {
+    ScanlineCanvas canvas(image);
+    for (const auto& draw : scene.corners) draw(canvas);
   }
   for (const GlLabel& label : scene.labels) {
     const CanvasPoint base{std::round(label.corner.x), std::round(label.corner.y - font.Descent())};
@@ -189,7 +197,9 @@ GlPicture RenderGlPicture(Document& document, const ViewState& view, int size, c
     return Failed(kInvalidDisplayText, kInvalidDisplayCaption);
   }
   try {
-    const bool texts = options.labels || options.showCell;
+    const FigureChoices& figure = options.figure;
+    const bool texts =
+        options.labels || options.showCell || options.marks || figure.tripod || figure.scaleBar || figure.legend;
     LabelFont font(options.labelPointSize * kPixelsPerPoint, texts ? options.settings.fontPath : "");
     if (texts && font.IsBuiltIn()) return Failed("Can't open the font file " + options.settings.fontPath);
     if (texts && options.labelPointSize < 1) return Failed("Can't create a font.");

@@ -33,8 +33,8 @@ struct GlPictureOptions {
   std::shared_ptr<const DensityNet> net{};  // as in RenderOptions
   std::shared_ptr<const std::vector<DrawnContact>> contacts{};
   std::shared_ptr<const FigureMarks> marks{};
-  bool paleMates = false;  // these as in FigureChoices
-  bool taperedBonds = false;
+  FigureChoices figure;
+  bool safeColours = false;
   Look look = Look::Classic;  // which says how large hydrogens and peaks are
   LabelForm labelForm = LabelForm::Plain;
   double thinLine = 0.0;     // pixels; 0: by the size

@@ -7,6 +7,7 @@
 #include "draw/canvas/colours.h"
 #include "draw/density/density_net.h"
 #include "draw/renderer/bond_sticks.h"
+#include "draw/renderer/figure_faces.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -16,42 +17,74 @@ constexpr double kSidePerUnit = 1000.0;  // thin lines of pictures of twice this
 constexpr double kLongestAxis = 1e4;
 constexpr double kFarthest = 1e5;
 constexpr Rgb kGrey{128, 128, 128};
+constexpr double kCentroidBall = 0.1;  // Å
 
-// Takes the texts of a picture and nothing else.
+// Takes the texts of a picture, the lines that lead to them and what stands in its corners. There black is `ink`.
 class LabelCollector : public Canvas {
  public:
-  explicit LabelCollector(LabelFont* font) : font_(font) {}
+  LabelCollector(LabelFont* font, Rgb ink) : font_(font), ink_(ink) {}
 
   void Clear(Rgb) override {}
   void Lines(std::span<const LinePiece>, const Pen&) override {}
   void Line(CanvasPoint a, CanvasPoint b, const Pen& pen) override {
-    if (taken_) leaders.push_back({a, b, pen.colour, pen.width});
+    if (taken_ == Taken::Lines) leaders.push_back({a, b, pen.colour, pen.width});
+    Keep([a, b, own = Inked(pen)](Canvas& canvas) { canvas.Line(a, b, own); });
   }
-  void BeginGroup(std::string_view name) override { taken_ = name == kLeaderGroup || name == kMarkGroup; }
-  void EndGroup() override { taken_ = false; }
-  void FillEllipse(const EllipseShape&, Rgb, const Pen&) override {}
+  void BeginGroup(std::string_view name) override {
+    const bool lines = name == kLeaderGroup || name == kMarkGroup;
+    taken_ = lines ? Taken::Lines : name == kCornerGroup ? Taken::All : Taken::Texts;
+  }
+  void EndGroup() override { taken_ = Taken::Texts; }
+  void FillEllipse(const EllipseShape& shape, Rgb fill, const Pen& outline) override {
+    Keep([shape, fill, own = Inked(outline)](Canvas& canvas) { canvas.FillEllipse(shape, fill, own); });
+  }
   void DiscStack(CanvasPoint, std::span<const Disc>) override {}
   void Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) override {
+    if (taken_ != Taken::Lines) return;
     constexpr int kPieces = 48;
     for (int i = 0; i < kPieces; ++i)
       Line(PointOn(shape, t0 + (t1 - t0) * i / kPieces), PointOn(shape, t0 + (t1 - t0) * (i + 1) / kPieces), pen);
   }
-  void Polygon(std::span<const CanvasPoint>, Rgb, const Pen&) override {}
-  void Polyline(std::span<const CanvasPoint>, const Pen&) override {}
-  void Text(CanvasPoint at, TextAnchor, std::string_view text, const TextLook& look) override {
+  void Polygon(std::span<const CanvasPoint> points, Rgb fill, const Pen& outline) override {
+    Keep([points = std::vector(points.begin(), points.end()), fill, own = Inked(outline)](Canvas& canvas) {
+      canvas.Polygon(points, fill, own);
+    });
+  }
+  void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override {
+    Keep([points = std::vector(points.begin(), points.end()), own = Inked(pen)](Canvas& canvas) {
+      canvas.Polyline(points, own);
+    });
+  }
+  void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override {
+    if (anchor == TextAnchor::Centre) {
+      const CanvasPoint size = Canvas::TextSize(text);
+      at = {at.x - size.x / 2, at.y + size.y / 2};
+    }
     labels.push_back({at, std::string(text), look});
   }
-  CanvasPoint TextSize(std::string_view text, size_t lowered) override {
+  using Canvas::TextSize;
+  CanvasPoint TextSize(std::string_view text, const TextShift& shift) override {
     if (!font_) return {};
-    return {font_->Width(text, lowered), font_->Ascent() + font_->Descent()};
+    return {font_->Width(text, shift), font_->Ascent() + font_->Descent()};
   }
 
   std::vector<GlLabel> labels;
   std::vector<GlLeader> leaders;
+  std::vector<std::function<void(Canvas&)>> corners;
 
  private:
-  bool taken_ = false;  // lines
+  enum class Taken { Texts, Lines, All };
+  void Keep(std::function<void(Canvas&)> draw) {
+    if (taken_ == Taken::All) corners.push_back(std::move(draw));
+  }
+  Pen Inked(Pen pen) const {
+    if (pen.colour == kBlack) pen.colour = ink_;
+    return pen;
+  }
+
+  Taken taken_ = Taken::Texts;
   LabelFont* font_;
+  Rgb ink_;
 };
 
 // What the interactive renderer leaves in the atoms belongs to the window's picture; this puts it back.
@@ -105,6 +138,8 @@ class SceneBuilder {
     AddBonds();
     if (options_.showCell) AddCell();
     if (options_.net) AddNet();
+    AddFaces();
+    if (options_.marks) AddMarks();
     for (const GlAtom& atom : scene_.atoms)
       scene_.depth = std::max(scene_.depth, std::abs(atom.at.z) + atom.Reach() + 2.0);
     for (const GlLine& edge : scene_.lines)
@@ -119,6 +154,10 @@ class SceneBuilder {
   void AddBonds();
   void AddCell();
   void AddNet();
+  void AddFaces();
+  void AddMarks();
+  bool CutsAway(const Cartesian& at) const { return view_.CutsAway(view_.transformPoint(at - view_.viewCentre).p); }
+  ViewPoint PlacedAt(const Cartesian& at) const { return Placed(view_.transformPoint(at - view_.viewCentre).p); }
   ViewPoint Placed(const ViewPoint& view) const { return view * scale_ + shift_; }
   GlAtom AtomOf(const AtomRecord& record) const;
   bool SetAxes(const AtomRecord& record, GlAtom& atom) const;
@@ -135,6 +174,7 @@ class SceneBuilder {
   ViewPoint shift_;
   GlScene scene_;
   Rgb ink_ = kBlack;  // of labels and edges
+  ColourScheme scheme_;
   double highestPeak_ = 0.0;
   std::vector<AtomRecord*> drawn_;
   std::vector<double> radii_;  // of those whose look is not that of the element; 0 else
@@ -168,13 +208,18 @@ void SceneBuilder::Project(LabelFont* font) {
   options.net = options_.net;
   options.contacts = options_.contacts;
   options.marks = options_.marks;
+  options.figure = options_.figure;
+  options.safeColours = options_.safeColours;
+  options.blackWhite = !options_.colour;
   options.exact = true;
   options.whiteBackground = true;
-  LabelCollector canvas(font);
+  LabelCollector canvas(font, ink_);
   InteractiveRenderer renderer;
   renderer.Render(document_, view_, options, canvas, nullptr);
   scene_.labels = std::move(canvas.labels);
   scene_.leaders = std::move(canvas.leaders);
+  scene_.corners = std::move(canvas.corners);
+  scheme_.SetUp(document_, options_.figure.colourBy);
   const Rgb measured = MeasureColour(true);
   const Rgb ofMeasures = options_.colour ? MeasureColour(ink_ != kWhite) : kBlack;
   for (GlLeader& leader : scene_.leaders) {
@@ -211,8 +256,11 @@ GlAtom SceneBuilder::AtomOf(const AtomRecord& record) const {
   GlAtom atom;
   atom.at = Placed(record.view);
   atom.radius = element.drawRadius > 0.0 ? std::min(2.0 * element.drawRadius / view_.viewRadius, kLongestAxis) : 0.0;
-  atom.colour = row == kUnknownRow ? PeakColour(record) : RgbOf(element.colour);
-  atom.pale = options_.paleMates && options_.colour && IsGenerated(record);
+  const auto shade = row == kUnknownRow ? std::nullopt : scheme_.ShadeOf(record);
+  atom.colour = row == kUnknownRow ? PeakColour(record)
+                : shade            ? ColourScheme::ColourOf(options_.figure.colourBy, *shade)
+                                   : ElementColourOf(document_.elements, row, options_.safeColours);
+  atom.pale = options_.figure.paleMates && options_.colour && IsGenerated(record);
   atom.texture = element.texture;
   const double least = 3.0 * scene_.unit;
   if (row == kUnknownRow) {
@@ -278,7 +326,7 @@ void SceneBuilder::AddBonds() {
       bond.radius = 0.5 * std::clamp(width, scene_.unit, kLongestAxis);
       bond.paleA = a.pale;
       bond.paleB = b.pale;
-      if (options_.taperedBonds && bond.style == kSolid && bond.order != kPi) {
+      if (options_.figure.taperedBonds && bond.style == kSolid && bond.order != kPi) {
         bond.widening = Nearness(b.at.z) / Nearness(a.at.z) - 1.0;
         bond.radius *= Nearness(a.at.z);
       }
@@ -324,6 +372,44 @@ void SceneBuilder::AddNet() {
     const GlLine edge{Placed(a), Placed(b), ColourOf(line.tone, light, false), true};
     if (IsFinite(edge.a) && IsFinite(edge.b) && Length(edge.a) < kFarthest) scene_.lines.push_back(edge);
   }
+}
+
+void SceneBuilder::AddFaces() {
+  for (const FigureFace& face : FacesOf(document_, options_.figure.polyhedra, options_.marks.get())) {
+    if (std::ranges::any_of(face.corners, [this](const Cartesian& at) { return CutsAway(at); })) continue;
+    const bool light = ink_ != kWhite;
+    GlFace veil{{}, face.centre ? AtomOf(*face.centre).colour : MeasureColour(light), face.Opacity()};
+    for (const Cartesian& corner : face.corners) veil.corners.push_back(PlacedAt(corner));
+    if (!std::ranges::all_of(veil.corners, [](const ViewPoint& p) { return Length(p) < kFarthest; })) continue;
+    const Rgb edge = MixColours(veil.colour, light ? kBlack : kWhite, 0.45);
+    for (size_t i = 0; i < veil.corners.size(); ++i)
+      scene_.lines.push_back({veil.corners[i], veil.corners[(i + 1) % veil.corners.size()], edge});
+    if (options_.colour) scene_.faces.push_back(std::move(veil));
+  }
+  const auto depth = [](const GlFace& face) {
+    double sum = 0.0;
+    for (const ViewPoint& corner : face.corners) sum += corner.z;
+    return sum / static_cast<double>(face.corners.size());
+  };
+  std::ranges::stable_sort(scene_.faces, {}, depth);
+}
+
+// Centroids and the lines to them, as a last atom's bonds.
+void SceneBuilder::AddMarks() {
+  const Rgb colour = options_.colour ? MeasureColour(ink_ != kWhite) : kBlack;
+  for (const Cartesian& centroid : options_.marks->centroids) {
+    if (CutsAway(centroid)) continue;
+    GlAtom& ball = scene_.atoms.emplace_back();
+    ball.at = PlacedAt(centroid);
+    ball.radius = std::max(kCentroidBall / std::max(view_.halfExtent, 1e-6), 2.0 * scene_.unit);
+    ball.colour = colour;
+    ball.firstBond = static_cast<uint32_t>(scene_.bonds.size());
+  }
+  if (scene_.atoms.empty()) return;
+  for (const FigureMarks::Line& line : options_.marks->lines)
+    if (!CutsAway(line.from.at) && !CutsAway(line.to.at))
+      scene_.bonds.push_back(
+          {PlacedAt(line.from.at), PlacedAt(line.to.at), 0.6 * scene_.unit, colour, colour, kSingle, kDashed});
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,13 @@ struct GlLine {
   bool fine = false;  // of a net
 };
 
+// A flat convex piece that lets through what lies behind it.
+struct GlFace {
+  std::vector<ViewPoint> corners;  // in order round it
+  Rgb colour;
+  double opacity = 0.5;
+};
+
 // Text on the finished picture, its lower left corner in pixels from the upper left one.
 struct GlLabel {
   CanvasPoint corner;
@@ -70,8 +78,10 @@ struct GlScene {
   std::vector<GlAtom> atoms;
   std::vector<GlBond> bonds;
   std::vector<GlLine> lines;  // edges of the cell, nets
+  std::vector<GlFace> faces;  // the farthest first
   std::vector<GlLabel> labels;
   std::vector<GlLeader> leaders;
+  std::vector<std::function<void(Canvas&)>> corners;  // what stands in the corners of the finished picture
   Rgb background;
   double unit = 2.0 / 600.0;  // what one pixel of a screen picture is: the width of thin lines
   double depth = 10.0;        // nothing lies further from the origin in z

@@ -22,8 +22,8 @@ GlPictureOptions GlOptionsOf(const PictureSubject& subject, const PictureOptions
   options.net = subject.look.net;
   options.contacts = subject.look.contacts;
   options.marks = subject.look.marks;
-  options.paleMates = subject.look.figure.paleMates;
-  options.taperedBonds = subject.look.figure.taperedBonds;
+  options.figure = subject.look.figure;
+  options.safeColours = subject.look.safeColours;
   options.probability = subject.look.probability;
   options.settings = subject.openGl();
   options.colour = !picture.blackWhite;

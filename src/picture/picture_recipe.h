@@ -35,10 +35,14 @@ struct RecipeFlag {
   const char* word;
   bool FigureChoices::*flag;
 };
-inline constexpr RecipeFlag kRecipeFlags[] = {
-    {"hydrogen-bonds", &FigureChoices::hydrogenBonds}, {"short-contacts", &FigureChoices::shortContacts},
-    {"pale-mates", &FigureChoices::paleMates},         {"tapered-bonds", &FigureChoices::taperedBonds},
-    {"measurements", &FigureChoices::measures},        {"restraints", &FigureChoices::restraints}};
+inline constexpr RecipeFlag kRecipeFlags[] = {{"hydrogen-bonds", &FigureChoices::hydrogenBonds},
+                                              {"short-contacts", &FigureChoices::shortContacts},
+                                              {"pale-mates", &FigureChoices::paleMates},
+                                              {"tapered-bonds", &FigureChoices::taperedBonds},
+                                              {"measurements", &FigureChoices::measures},
+                                              {"restraints", &FigureChoices::restraints},
+                                              {"planes", &FigureChoices::planes},
+                                              {"bare-mates", &FigureChoices::bareMates}};
 
 // What makes a picture of a structure this picture. Atoms go by their names, so that the same figure can be made of the
 // structure as the next refinement leaves it. Generated atoms are named with their symmetry code, "C1@2565"; atoms of

@@ -135,6 +135,8 @@ constexpr Entry kEntries[] = {
     {kRecipeFlags[3].word, TakeFigure<3>},
     {kRecipeFlags[4].word, TakeFigure<4>},
     {kRecipeFlags[5].word, TakeFigure<5>},
+    {kRecipeFlags[6].word, TakeFigure<6>},
+    {kRecipeFlags[7].word, TakeFigure<7>},
     {"probability", [](Line& l, PictureRecipe& r) { r.probability = l.Number(0.001, 1.0); }},
     {"size", [](Line& l, PictureRecipe& r) { r.picture.size = l.Whole(kSmallestPicture, kLargestPicture); }},
     {"resolution", [](Line& l, PictureRecipe& r) { r.picture.resolution = l.Number(0.0, kLargestResolution); }},

@@ -25,7 +25,6 @@ constexpr double kStep = 0.25;
 constexpr double kLeading = 1.3;
 constexpr double kGap = 0.6;
 constexpr double kBetweenColumns = 1.2;
-constexpr double kRaisedBy = 0.5;
 constexpr double kWidestColumn = 0.38;  // of a table, as a share of the width, but for the last
 constexpr Rgb kInk{0x1A, 0x1A, 0x1A};
 constexpr Rgb kRule{0x99, 0x99, 0x99};
@@ -40,6 +39,12 @@ struct Run {
   bool bold = false;
   std::string text;
 };
+TextShift ShiftOf(const Run& run) {
+  TextShift shift;
+  if (run.kind == Run::Lowered) shift.lowered = 0;
+  if (run.kind == Run::Raised) shift.raised = 0;
+  return shift;
+}
 // Words and the blanks between them are runs of their own, where lines may break.
 using Runs = std::vector<Run>;
 
@@ -132,10 +137,7 @@ class Setter {
  private:
   double Right() const { return kWidth - kMargin - (y_ < figureEnd_ ? kFigure + 2 * size_ : 0.0); }
 
-  double WidthOf(const Run& run) {
-    const size_t lowered = run.kind == Run::Plain ? std::string_view::npos : 0;
-    return font_.Width(run.text, lowered) / font_.Pixels() * size_;
-  }
+  double WidthOf(const Run& run) { return font_.Width(run.text, ShiftOf(run)) / font_.Pixels() * size_; }
   double WidthOf(const Runs& runs) {
     double width = 0.0;
     for (const Run& run : runs) width += WidthOf(run);
@@ -200,13 +202,12 @@ class Setter {
   void SetRun(const Run& run, double x) {
     if (!canvas_ || y_ + kLeading * size_ > bottom_) return;
     TextLook look(kInk);
-    if (run.kind != Run::Plain) look.lowered = 0;
+    look.shift = ShiftOf(run);
     if (run.bold) {
       look.rimColour = kInk;
       look.rim = 0.025 * size_ / unit_;
     }
-    const double raised = run.kind == Run::Raised ? kRaisedBy * size_ : 0.0;
-    canvas_->Text(Place(x, y_ + kLeading * size_ - raised), TextAnchor::BottomLeft, run.text, look);
+    canvas_->Text(Place(x, y_ + kLeading * size_), TextAnchor::BottomLeft, run.text, look);
   }
 
   LabelFont& font_;

@@ -115,18 +115,20 @@ void PainterCanvas::Polyline(std::span<const CanvasPoint> points, const Pen& pen
 void PainterCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) {
   const QFontMetricsF metrics(font_);
   const bool centred = anchor == TextAnchor::Centre;
-  const QPointF shift = centred
-                            ? QPointF(-TextSize(text, look.lowered).x / 2, (metrics.ascent() - metrics.descent()) / 2)
-                            : QPointF(0.0, -metrics.descent());
-  const size_t plain = std::min(look.lowered, text.size());
+  const QPointF shift = centred ? QPointF(-TextSize(text, look.shift).x / 2, (metrics.ascent() - metrics.descent()) / 2)
+                                : QPointF(0.0, -metrics.descent());
   QPainterPath letters;
-  letters.addText(PointOf(at) + shift, font_, ToText(text.substr(0, plain)));
-  if (plain < text.size()) {
-    const QPointF pen(metrics.horizontalAdvance(ToText(text.substr(0, plain))), kLoweredBy * font_.pixelSize());
-    letters.addText(PointOf(at) + shift + pen, LoweredFont(), ToText(text.substr(plain)));
+  QPointF pen = PointOf(at) + shift;
+  bool plain = true;
+  for (const TextRun& run : RunsOf(text, look.shift)) {
+    if (run.text.empty()) continue;
+    const QFont font = run.shifted ? ShiftedFont() : font_;
+    letters.addText(pen + QPointF(0.0, run.down * font_.pixelSize()), font, ToText(run.text));
+    pen.rx() += QFontMetricsF(font).horizontalAdvance(ToText(run.text));
+    plain = plain && !run.shifted;
   }
   if (look.rim > 0.0) Draw(letters, {look.rimColour, 2.0 * look.rim, LineStyle::Solid});
-  if (plain == text.size()) {
+  if (plain) {
     painter_.setFont(font_);
     painter_.setPen(ColourOf(look.colour));
     painter_.drawText(PointOf(at) + shift, ToText(text));
@@ -135,17 +137,19 @@ void PainterCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view tex
   }
 }
 
-QFont PainterCanvas::LoweredFont() const {
+QFont PainterCanvas::ShiftedFont() const {
   QFont font = font_;
-  font.setPixelSize(std::max(1, static_cast<int>(std::lround(kLoweredSize * font_.pixelSize()))));
+  font.setPixelSize(std::max(1, static_cast<int>(std::lround(kShiftedSize * font_.pixelSize()))));
   return font;
 }
 
-CanvasPoint PainterCanvas::TextSize(std::string_view text, size_t lowered) {
+CanvasPoint PainterCanvas::TextSize(std::string_view text, const TextShift& shift) {
   const QFontMetricsF metrics(font_);
-  const size_t plain = std::min(lowered, text.size());
-  double width = metrics.horizontalAdvance(ToText(text.substr(0, plain)));
-  if (plain < text.size()) width += QFontMetricsF(LoweredFont()).horizontalAdvance(ToText(text.substr(plain)));
+  double width = 0.0;
+  for (const TextRun& run : RunsOf(text, shift)) {
+    if (!run.text.empty())
+      width += QFontMetricsF(run.shifted ? ShiftedFont() : font_).horizontalAdvance(ToText(run.text));
+  }
   return {width, metrics.ascent() + metrics.descent()};
 }
 

@@ -26,12 +26,12 @@ class PainterCanvas : public Canvas {
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
   void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override;
   using Canvas::TextSize;
-  CanvasPoint TextSize(std::string_view text, size_t lowered) override;
+  CanvasPoint TextSize(std::string_view text, const TextShift& shift) override;
 
  private:
   void Draw(const QPainterPath& path, const Pen& pen);
   void Fill(const QPainterPath& path, Rgb fill, const Pen& outline);
-  QFont LoweredFont() const;
+  QFont ShiftedFont() const;
 
   QPainter& painter_;
   QFont font_;

@@ -119,7 +119,7 @@ TEST_F(ModelBuilding, WhatIsMeasuredIsKeptInTheFileImagesIncluded) {
   ASSERT_TRUE(bench.ScreenOptions().marks);
   const auto marks = bench.ScreenOptions().marks;
   ASSERT_EQ(marks->measures.size(), 2u);
-  EXPECT_EQ(marks->measures[1].atoms[1], image);
+  EXPECT_EQ(marks->measures[1].places[1].atom, image);
   EXPECT_EQ(marks, bench.ScreenOptions().marks) << "kept while nothing changes";
   EXPECT_NE(StyleText(StyleOf(bench)).find("measurements on"), std::string::npos);
   EXPECT_EQ(Run("draw-measurements", "off"), Outcome::Done);
@@ -142,6 +142,37 @@ TEST_F(ModelBuilding, WhatIsMeasuredIsKeptInTheFileImagesIncluded) {
   EXPECT_EQ(Run("measure-groups", "centroid[C1 C3] C2"), Outcome::Done);
   EXPECT_TRUE(Shows("1.0607 Å")) << shown;
   ExpectRefused("measure-groups", "plane[C1 C2] C3", "three atoms");
+  EXPECT_EQ(Run("measure-groups", "plane[C1 C2 C3 C4]"), Outcome::Done);
+  EXPECT_TRUE(Shows("0.0000 Å")) << shown;
+  ExpectRefused("measure-groups", "C1", "a plane alone");
+}
+
+TEST_F(ModelBuilding, PlanesAndCentroidsAreOnThePicture) {
+  EXPECT_FALSE(bench.ScreenOptions().marks);
+  EXPECT_EQ(Run("measure-groups", "plane[C1 C2 C3 C4] plane[C5 C6 C7 C8]"), Outcome::Done);
+  EXPECT_EQ(Run("measure-groups", "C9 plane[C1 C2 C3 C4]"), Outcome::Done);
+  auto marks = bench.ScreenOptions().marks;
+  ASSERT_TRUE(marks);
+  EXPECT_EQ(marks->planes.size(), 2u) << "a plane that is there twice is drawn once";
+  EXPECT_EQ(marks->centroids.size(), 2u);
+  ASSERT_EQ(marks->measures.size(), 2u);
+  EXPECT_EQ(marks->measures[0].text, "4.8348 Å, 60.00°");
+  EXPECT_EQ(marks->measures[1].text, "3.7000 Å");
+  EXPECT_NEAR(Length(marks->lines[1].to.at - marks->lines[1].from.at), 3.7, 1e-9) << "to the foot on the plane";
+  for (AtomRecord* atom : Atoms(bench.document.atoms))
+    if (atom->name == "C9") atom->Set(kHidden, true);
+  EXPECT_EQ(bench.ScreenOptions().marks->measures.size(), 1u);
+  EXPECT_EQ(Run("draw-planes", "off"), Outcome::Done);
+  EXPECT_FALSE(bench.ScreenOptions().marks);
+  EXPECT_EQ(Run("remove-measurements", ""), Outcome::Done);
+  EXPECT_EQ(Run("draw-planes", "on"), Outcome::Done);
+  EXPECT_FALSE(bench.ScreenOptions().marks);
+  // Those of the file: its atoms behind the number are not of the plane.
+  bench.document.instructions.kept.push_back({KeptPlace::Body, "MPLA 4 C1 > C4 C6", -1});
+  bench.document.instructions.kept.push_back({KeptPlace::Body, "MPLA C5 C6 C7 C8", -1});
+  marks = bench.ScreenOptions().marks;
+  ASSERT_TRUE(marks && marks->measures.size() == 1);
+  EXPECT_EQ(marks->measures[0].text, "4.8348 Å, 60.00°");
 }
 
 TEST_F(ModelBuilding, AlternativesAreShownOneByOneAndLowPeaksHidden) {

@@ -63,5 +63,29 @@ TEST(LitSurface, WhatIsPaleIsMixedWithTheBackgroundAfterItIsLit) {
   }
 }
 
+TEST(LitSurface, FacesLetThroughWhatIsBehindThemAndNothingElse) {
+  LitScene scene;
+  scene.background = kWhite;
+  scene.balls.push_back({{30, 50, 0}, 15.0, kRed});
+  scene.balls.push_back({{70, 50, 60}, 15.0, kRed});
+  const Image bare = DrawLitSurface(scene, 100, 100, {});
+  // Before the one ball and behind the other.
+  scene.faces.push_back({{{10, 20, 30}, {90, 20, 30}, {90, 80, 30}, {10, 80, 30}}, {0, 0, 240}, 0.5});
+  for (const bool moving : {false, true}) {
+    LitOptions options;
+    options.moving = moving;
+    const Image veiled = DrawLitSurface(scene, 100, 100, options);
+    const Rgb open = ColourOf(veiled.At(50, 30)), covered = ColourOf(veiled.At(30, 50)),
+              before = ColourOf(bare.At(30, 50));
+    EXPECT_NEAR(open.r, 127, 3);
+    EXPECT_NEAR(open.b, 127 + 104, 6) << "the share of the light that a face toward the viewer has";
+    EXPECT_NEAR(covered.r, before.r / 2, moving ? 12 : 4);
+    EXPECT_NEAR(ColourOf(veiled.At(70, 50)).b, ColourOf(bare.At(70, 50)).b, moving ? 12 : 2);
+    EXPECT_EQ(ColourOf(veiled.At(5, 50)), kWhite);
+  }
+  scene.faces[0].corners.resize(2);
+  EXPECT_EQ(LargestStep(DrawLitSurface(scene, 100, 100, {}), bare), 0);
+}
+
 }  // namespace
 }  // namespace marvik

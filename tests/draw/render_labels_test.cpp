@@ -2,9 +2,13 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
+#include <sstream>
+#include <utility>
 
+#include "crystal/symmetry.h"
 #include "draw/labels/label_layout.h"
 #include "draw/labels/label_placer.h"
+#include "draw/labels/label_text.h"
 
 #include "render_helpers.h"
 
@@ -101,6 +105,72 @@ TEST(LabelPlacer, BodiesAndNumbersThatAreNoneDoNoHarm) {
   LabelPlacer placer;
   EXPECT_EQ(crowd.Place(placer).size(), 9u);
   EXPECT_EQ(placer.Place({}, {}, {}, {0, 0}, {0, 0}, 2.0).size(), 0u);
+}
+
+TEST(RenderLabels, AreSetAsJournalsSetThem) {
+  const auto set = [](std::string_view name, std::string_view symbol, LabelForm form, int mate) {
+    const LabelText label = TypesetLabel(name, symbol, form, mate);
+    std::string text;
+    for (const TextRun& run : RunsOf(label.text, label.shift))
+      if (!run.text.empty()) text.append(run.down > 0 ? "_" : run.down < 0 ? "^" : "").append(run.text);
+    return text;
+  };
+  EXPECT_EQ(set("SI1", "Si", LabelForm::Plain, 0), "Si1");
+  EXPECT_EQ(set("CA12", "C", LabelForm::Parentheses, 0), "CA(12)") << "of an amino acid, no calcium";
+  EXPECT_EQ(set("C1'", "C", LabelForm::Plain, 4), "C1\u2032^iv");
+  EXPECT_EQ(set("CL12", "Cl", LabelForm::Lowered, 1999), "Cl_12^mcmxcix");
+  EXPECT_EQ(set("O", "O", LabelForm::Lowered, -1), "O");
+  EXPECT_EQ(set("", "Si", LabelForm::Parentheses, 4000), "");
+}
+
+TEST(RenderLabels, MatesHaveTheNumberOfTheirOperation) {
+  Scene scene(kBallAndStick);
+  scene.options.look = Look::Paper;
+  scene.options.labels = true;
+  scene.document.symmetry = ListOperators(1, {});
+  scene.Add("ZN1", 0, 0, 0);
+  int code = 2556;
+  for (const double x : {-3.0, 3.0}) {
+    AtomRecord* mate = scene.Add("ZN1", x, 2, 0);
+    mate->generated = 1;
+    mate->symmetryCode = std::exchange(code, 2555);
+  }
+  scene.options.figure.legend = true;
+  const std::string drawn = Only(scene.Draw(), "text");
+  for (const char* text :
+       {" Zn1\n", " Zn1i\n", " Zn1ii\n", " (i) \u2212x, \u2212y, \u2212z\n", " (ii) \u2212x, \u2212y, \u2212z+1\n"})
+    EXPECT_NE(drawn.find(text), std::string::npos) << text << drawn;
+  scene.options.figure.bareMates = true;
+  EXPECT_EQ(Only(scene.Draw(), "text").find("Zn1i"), std::string::npos);
+  scene.options.figure.bareMates = false;
+  scene.options.look = Look::Classic;
+  EXPECT_EQ(Only(scene.Draw(), "text").find("Zn1"), std::string::npos);
+}
+
+TEST(RenderLabels, LettersOfTheCellStandOnNoBody) {
+  Scene scene(kBallAndStick);
+  scene.options.look = Look::Paper;
+  scene.options.showCell = true;
+  scene.options.layout = true;
+  for (const Fractional& corner : {Fractional{0, 0, 0}, Fractional{1, 0, 0}, Fractional{0, 1, 0}, Fractional{0, 0, 1}})
+    AddAtomAt(scene.document, "BA1", scene.document.matrix * corner);
+  ResetView(scene.view, scene.document);
+  scene.view.rotateView(35, {1, 2, 0}, true);
+  const std::string drawn = scene.Draw();
+  size_t letters = 0;
+  for (const char letter : {'a', 'b', 'c', 'o'}) {
+    const size_t end = drawn.find(std::string(" ") + letter + "\n");
+    if (end == std::string::npos) continue;
+    ++letters;
+    double x = 0.0, y = 0.0;
+    std::istringstream place(drawn.substr(drawn.rfind("text", end) + 4));
+    ASSERT_TRUE(place >> x >> y);
+    // The middle of a box of 6 by 10.
+    for (const FrameLayout::Body& body : scene.renderer.Layout().bodies)
+      EXPECT_GT(std::hypot(x + 3 - body.shape.centre.x, y - 5 - body.shape.centre.y),
+                std::hypot(body.shape.p.x, body.shape.p.y));
+  }
+  EXPECT_EQ(letters, 4u);
 }
 
 TEST(RenderLabels, CornersTouchTheirBodiesInEveryDirection) {

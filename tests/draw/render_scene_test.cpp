@@ -3,6 +3,7 @@
 #include <memory>
 #include <tuple>
 
+#include "draw/renderer/figure_faces.h"
 #include "draw/renderer/render_frame.h"
 
 #include "render_helpers.h"
@@ -199,7 +200,8 @@ TEST(RenderScene, MeasuresHaveTheirTextBesideTheBodiesInEveryRendition) {
   AtomRecord* b = scene.Add("C2", 0, 0, 0);
   AtomRecord* c = scene.Add("C3", 0, 3.0, 0);
   auto marks = std::make_shared<FigureMarks>();
-  marks->measures = {{{a, b, c}, "90.00(5)°"}, {{a, c}, "5.000(1) Å"}};
+  const auto place = [](const AtomRecord* atom) { return FigureMarks::Place{atom->position, atom}; };
+  marks->measures = {{{place(a), place(b), place(c)}, "90.00(5)°"}, {{place(a), place(c)}, "5.000(1) Å"}};
   marks->strains = {{{a, b}, 2.5}, {{c}, 0.5}};
   scene.options.marks = marks;
   for (const int mode : {kWireFrame, kBallAndStick, kThermalEllipsoid, kPipes}) {
@@ -219,6 +221,43 @@ TEST(RenderScene, MeasuresHaveTheirTextBesideTheBodiesInEveryRendition) {
   EXPECT_NE(arc.find(" 300 335.695 "), std::string::npos) << arc;
   c->Set(kHidden, true);
   EXPECT_EQ(Only(scene.Draw(), "text"), "");
+}
+
+TEST(RenderScene, PlanesAndCentroidsStandAmongTheBodies) {
+  const std::vector<Cartesian> ring{{1.4, 0, 0}, {0.7, 1.212, 0},   {-0.7, 1.212, 0}, {-1.4, 0, 0},
+                                    {0, 0.2, 0}, {-0.7, -1.212, 0}, {0.7, -1.212, 0}};
+  const std::vector<Cartesian> outline = PlaneOutline(ring);
+  EXPECT_EQ(outline.size(), 6u) << "without the place inside";
+  for (size_t i = 0; i < outline.size(); ++i)
+    EXPECT_NEAR(Length(outline[i] - outline[(i + 1) % outline.size()]), 1.4, 1e-3);
+  EXPECT_TRUE(PlaneOutline(std::vector<Cartesian>{{0, 0, 0}, {1, 1, 1}, {2, 2, 2}}).empty());
+  Scene scene;
+  scene.options.look = Look::Paper;
+  AtomRecord* a = scene.Add("FE1", 0, 0, -3.0);
+  auto marks = std::make_shared<FigureMarks>();
+  marks->planes = {outline};
+  marks->centroids = {{0, 0, 0}};
+  marks->lines = {{{{0, 0, 0}}, {a->position, a}}};
+  marks->measures = {{{{{0, 0, 0}}, {a->position, a}}, "3.000 Å"}};
+  scene.options.marks = marks;
+  scene.view.rotateView(70, {0, 1, 0}, true);
+  for (const int mode : {kWireFrame, kBallAndStick, kThermalEllipsoid, kPipes}) {
+    scene.options.mode = mode;
+    const std::string drawn = scene.Draw();
+    EXPECT_EQ(scene.canvas.Count("polyline"), 1) << mode;
+    EXPECT_NE(drawn.find(" dashed\n"), std::string::npos) << mode;
+    EXPECT_NE(Only(drawn, "text").find("3.000 Å"), std::string::npos) << mode;
+    EXPECT_NE(Only(drawn, "ellipse").find("#005a82"), std::string::npos) << drawn;
+  }
+  // Seen so, the plane lies before the iron; from the other side behind it.
+  scene.options.mode = kBallAndStick;
+  std::string drawn = scene.Draw();
+  const bool before = drawn.find("polyline") > drawn.find("disc");
+  scene.view.rotateView(180, {0, 1, 0}, true);
+  drawn = scene.Draw();
+  EXPECT_NE(before, drawn.find("polyline") > drawn.find("disc"));
+  a->Set(kHidden, true);
+  EXPECT_EQ(scene.Draw().find("3.000 Å"), std::string::npos);
 }
 
 TEST(RenderScene, PaleMatesAndTaperedBonds) {

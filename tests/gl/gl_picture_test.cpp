@@ -134,14 +134,55 @@ TEST(GlPicture, WhatIsPaleIsMixedWithTheBackgroundAfterItIsLit) {
   stage.options.printing = false;
   for (const double ground : {1.0, 0.0}) {
     stage.options.settings.background = {ground, ground, ground};
-    stage.options.paleMates = false;
+    stage.options.figure.paleMates = false;
     Image expected = stage.Picture(300);
-    stage.options.paleMates = true;
+    stage.options.figure.paleMates = true;
     const Image pale = stage.Picture(300);
     const Rgb behind = ground > 0.5 ? kWhite : kBlack;
     for (uint32_t& pixel : expected.pixels) pixel = PixelOf(MixColours(behind, ColourOf(pixel), kPaleInk));
     EXPECT_LT(Difference(pale, expected), 0.01) << ground;  // highlights are cut off earlier
   }
+}
+
+TEST(GlPicture, FacesAndCornersAreThoseOfTheInteractivePicture) {
+  GlStage stage;
+  AtomRecord* centre = stage.Add("TI1", 0, 0, 0);
+  constexpr std::array<Cartesian, 4> kPlaces{{{6, 6, 0}, {-6, 6, 0}, {-6, -6, 0}, {6, -6, 0}}};
+  for (const Cartesian& at : kPlaces)
+    stage.document.atoms.AddBond(centre, stage.Add("O1", at.x, at.y, at.z), {}, kSingle, 0, 0.05f, kSolid,
+                                 stage.messages);
+  AtomRecord* front = stage.Add("N1", 0, 3.0, -4.0);
+  stage.Add("N2", 0, -3.0, 4.0);
+  for (const bool direct : {true, false}) {
+    stage.options.direct = direct;
+    stage.options.figure.polyhedra.clear();
+    const Image bare = stage.Picture(300);
+    stage.options.figure.polyhedra = {22};
+    const Image veiled = stage.Picture(300);
+    EXPECT_NE(ColourOf(veiled.At(215, 150)), kWhite);
+    EXPECT_EQ(ColourOf(veiled.At(20, 150)), kWhite);
+    // 13.6 pixels to an Å; y runs downward.
+    EXPECT_EQ(ColourOf(veiled.At(150, 191)), ColourOf(bare.At(150, 191))) << direct;
+    EXPECT_NE(ColourOf(veiled.At(150, 109)), ColourOf(bare.At(150, 109))) << direct;
+  }
+  stage.options.figure.polyhedra.clear();
+  const Image bare = stage.Picture(300);
+  stage.options.figure.colourBy = ColourBy::Part;
+  front->part = 2;
+  EXPECT_GT(Difference(stage.Picture(300), bare), 0.01) << "coloured by part";
+  stage.options.figure.colourBy = ColourBy::Element;
+  stage.options.figure.tripod = stage.options.figure.scaleBar = stage.options.figure.legend = true;
+  const Image corners = stage.Picture(300);
+  const auto inked = [&](int x0, int y0) {
+    int count = 0;
+    for (int y = y0; y < y0 + 75; ++y)
+      for (int x = x0; x < x0 + 75; ++x) count += corners.At(x, y) != bare.At(x, y);
+    return count;
+  };
+  EXPECT_GT(inked(0, 225), 60) << "directions";
+  EXPECT_GT(inked(225, 225), 60) << "scale bar";
+  EXPECT_GT(inked(0, 0), 200) << "legend";
+  EXPECT_EQ(inked(225, 0), 0);
 }
 
 TEST(GlPicture, ATaperedBondIsWiderTowardTheViewer) {
@@ -156,7 +197,7 @@ TEST(GlPicture, ATaperedBondIsWiderTowardTheViewer) {
     return rows;
   };
   EXPECT_NEAR(height(2.5), height(-2.5), 1);
-  stage.options.taperedBonds = true;
+  stage.options.figure.taperedBonds = true;
   // 1 + 0.45 z at 0.27 before and behind the middle.
   EXPECT_NEAR(height(-2.5) / static_cast<double>(height(2.5)), 1.123 / 0.877, 0.1);
 }

@@ -321,6 +321,8 @@ constexpr CommandRow kRows[] = {
      IsInFigure<&FigureChoices::measures>, ""},
     {661, "save-swing", "Save S&wing...", "", "old=WHAT file=FILE", None, Atoms, SaveSwingHandler, nullptr, "",
      SwingFields},
+    {662, "draw-planes", "Draw Plan&es and Centroids", "", "[on|off]", None, Always, FigureToggleHandler,
+     IsInFigure<&FigureChoices::planes>, ""},
     {681, "grow-contact", "Grow Contact", "", "ATOM CODE", Structure, Atoms, GrowContactHandler, nullptr, ""},
     {682, "clip", "&Depths...", "", "FRONT,BACK|off", None, Always, ClipHandler, nullptr, ""},
     {683, "clip-thinner", "&Thinner", "", "", None, Always, ClipStepHandler, nullptr, ""},

@@ -148,6 +148,7 @@ enum CommandId : int {
   kSaveStyleCommand = 651,
   kApplyStyleCommand = 652,
   kTripodCommand = 653,
+  kPlanesCommand = 662,
   kScaleBarCommand = 654,
   kLegendCommand = 655,
   kHydrogenBondsCommand = 656,

@@ -102,7 +102,7 @@ Outcome FigureToggleHandler(Workbench& bench, const CommandCall& call) {
                                                     &FigureChoices::legend,        &FigureChoices::hydrogenBonds,
                                                     &FigureChoices::shortContacts, &FigureChoices::paleMates,
                                                     &FigureChoices::taperedBonds,  &FigureChoices::measures};
-  bool& shown = bench.figure.*kFlags[call.id - kTripodCommand];
+  bool& shown = bench.figure.*(call.id == kPlanesCommand ? &FigureChoices::planes : kFlags[call.id - kTripodCommand]);
   shown = !shown;
   const bool contacts = call.id == kHydrogenBondsCommand || call.id == kShortContactsCommand;
   if (!contacts || !shown || !bench.hooks.tell) return Outcome::Done;

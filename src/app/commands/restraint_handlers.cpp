@@ -154,14 +154,22 @@ Outcome RemoveMeasuresHandler(Workbench& bench, const CommandCall& call) {
     if (!number) return RefuseField(bench, fault);
     at = static_cast<size_t>(*number) - 1;
   }
+  const bool groups = !at && !bench.measuredGroups.empty();
+  if (groups) bench.measuredGroups.clear();
   if (RemoveMeasures(bench.document, at)) return Outcome::Changed;
+  if (groups) return Outcome::Done;
   return Refuse(bench, kMeasure, "There is no such measurement.");
 }
 
 Outcome MeasureGroupsHandler(Workbench& bench, const CommandCall& call) {
   std::string fault;
   const std::string text = MeasureGroups(bench, call.argument, fault);
-  return fault.empty() ? ShowList(bench, call.argument, text) : Refuse(bench, kMeasure, fault);
+  if (!fault.empty()) return Refuse(bench, kMeasure, fault);
+  if (std::ranges::find(bench.measuredGroups, call.argument) == bench.measuredGroups.end())
+    bench.measuredGroups.push_back(call.argument);
+  bench.figure.planes = true;  // what was measured just now is to be seen
+  bench.Repaint();
+  return ShowList(bench, call.argument, text);
 }
 
 }  // namespace marvik

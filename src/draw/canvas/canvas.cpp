@@ -6,6 +6,14 @@
 
 namespace marvik {
 
+std::array<TextRun, 3> RunsOf(std::string_view text, const TextShift& shift) {
+  const size_t raised = std::min(shift.raised, text.size());
+  const size_t lowered = std::min(shift.lowered, raised);
+  return {{{text.substr(0, lowered)},
+           {text.substr(lowered, raised - lowered), kLoweredBy, true},
+           {text.substr(raised), -kRaisedBy, true}}};
+}
+
 // For devices that have nothing better: a polygon.
 void Canvas::FillSector(const EllipseShape& shape, double t0, double t1, Rgb fill) {
   constexpr double kStep = 0.1;  // radians

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -56,17 +57,32 @@ struct Disc {
 
 enum class TextAnchor { BottomLeft, Centre };
 
+// Where in a text the subscript begins, and behind it the superscript; npos where there is none.
+struct TextShift {
+  size_t lowered = std::string_view::npos;
+  size_t raised = std::string_view::npos;
+};
+// Of both: their size and how far below and above the base line they stand, as shares of the text's size.
+inline constexpr double kShiftedSize = 0.72;
+inline constexpr double kLoweredBy = 0.18;
+inline constexpr double kRaisedBy = 0.34;
+// The pieces of a text, which follow one another; those without letters may be left out. `down` is a share of the
+// text's size.
+struct TextRun {
+  std::string_view text;
+  double down = 0.0;
+  bool shifted = false;
+};
+std::array<TextRun, 3> RunsOf(std::string_view text, const TextShift& shift);
+
 // How a text looks beside its font.
 struct TextLook {
   TextLook(Rgb ink) : colour(ink) {}  // NOLINT: a plain text is its colour
   Rgb colour;
   Rgb rimColour{};
-  double rim = 0.0;                         // device units around the letters, 0 for none
-  size_t lowered = std::string_view::npos;  // of the first byte that is a subscript, which the rest is then
+  double rim = 0.0;  // device units around the letters, 0 for none
+  TextShift shift{};
 };
-// Of subscripts: their size and how far below the base line they stand, as shares of the text's size.
-inline constexpr double kLoweredSize = 0.72;
-inline constexpr double kLoweredBy = 0.18;
 
 // What the interactive renderer draws on: the screen's pixel buffer, a page, a vector figure, or a recording.
 class Canvas {
@@ -103,8 +119,8 @@ class Canvas {
   // UTF-8, in the canvas's label font.
   virtual void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) = 0;
   // Width and height in device units of a text as Text draws it.
-  virtual CanvasPoint TextSize(std::string_view text, size_t lowered) = 0;
-  CanvasPoint TextSize(std::string_view text) { return TextSize(text, std::string_view::npos); }
+  virtual CanvasPoint TextSize(std::string_view text, const TextShift& shift) = 0;
+  CanvasPoint TextSize(std::string_view text) { return TextSize(text, {}); }
   // What is drawn until EndGroup belongs to one atom or bond of this name; a device without groups ignores it.
   virtual void BeginGroup(std::string_view /*name*/) {}
   virtual void EndGroup() {}

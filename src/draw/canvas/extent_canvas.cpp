@@ -44,12 +44,12 @@ void ExtentCanvas::Polyline(std::span<const CanvasPoint> points, const Pen& pen)
 }
 
 void ExtentCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) {
-  const double height = TextSize(text, look.lowered).y;
+  const double height = TextSize(text, look.shift).y;
   Take(at.y - (anchor == TextAnchor::Centre ? 0.0 : height / 2.0), height / 2.0 + look.rim);
 }
 
-CanvasPoint ExtentCanvas::TextSize(std::string_view text, size_t lowered) {
-  return {font_.Width(text, lowered), font_.Ascent() + font_.Descent()};
+CanvasPoint ExtentCanvas::TextSize(std::string_view text, const TextShift& shift) {
+  return {font_.Width(text, shift), font_.Ascent() + font_.Descent()};
 }
 
 }  // namespace marvik

@@ -21,7 +21,7 @@ class ExtentCanvas : public Canvas {
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
   void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override;
   using Canvas::TextSize;
-  CanvasPoint TextSize(std::string_view text, size_t lowered) override;
+  CanvasPoint TextSize(std::string_view text, const TextShift& shift) override;
 
   bool IsEmpty() const { return !(top_ <= bottom_); }
   double Top() const { return top_; }

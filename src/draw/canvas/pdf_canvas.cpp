@@ -240,20 +240,19 @@ void PdfCanvas::Polyline(std::span<const CanvasPoint> points, const Pen& pen) {
 void PdfCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) {
   cairo_t* cairo = state_->cairo;
   const bool centred = anchor == TextAnchor::Centre;
-  const double x = Place(centred ? at.x - font_.Width(text, look.lowered) / 2 : at.x);
+  const double x = Place(centred ? at.x - font_.Width(text, look.shift) / 2 : at.x);
   // The base line stands above the bottom of the text box by the font's descent.
   const double y = Place(centred ? at.y + (font_.Ascent() - font_.Descent()) / 2 : at.y - font_.Descent());
-  const size_t plain = std::min(look.lowered, text.size());
-  const double pen = x + font_.Width(text.substr(0, plain));
   const auto each = [&](auto draw) {
-    cairo_move_to(cairo, x, y);
-    draw(Printable(text.substr(0, plain)).c_str());
-    if (plain < text.size()) {
-      cairo_set_font_size(cairo, kLoweredSize * font_.Pixels());
-      cairo_move_to(cairo, pen, y + kLoweredBy * font_.Pixels());
-      draw(Printable(text.substr(plain)).c_str());
-      cairo_set_font_size(cairo, font_.Pixels());
+    double pen = x;
+    for (const TextRun& run : RunsOf(text, look.shift)) {
+      if (run.text.empty()) continue;
+      cairo_set_font_size(cairo, (run.shifted ? kShiftedSize : 1.0) * font_.Pixels());
+      cairo_move_to(cairo, pen, y + run.down * font_.Pixels());
+      draw(Printable(run.text).c_str());
+      pen += font_.WidthOf(run);
     }
+    cairo_set_font_size(cairo, font_.Pixels());
   };
   if (look.rim > 0.0) {
     each([&](const char* run) { cairo_text_path(cairo, run); });
@@ -267,8 +266,8 @@ void PdfCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, c
   cairo_new_path(cairo);
 }
 
-CanvasPoint PdfCanvas::TextSize(std::string_view text, size_t lowered) {
-  return {font_.Width(text, lowered), font_.Ascent() + font_.Descent()};
+CanvasPoint PdfCanvas::TextSize(std::string_view text, const TextShift& shift) {
+  return {font_.Width(text, shift), font_.Ascent() + font_.Descent()};
 }
 
 void PdfCanvas::BeginFrame(CanvasPoint corner, CanvasPoint size, CanvasPoint origin) {

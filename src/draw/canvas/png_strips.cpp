@@ -47,7 +47,7 @@ class StripCanvas : public Canvas {
   void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override {
     canvas_.Text(Up(at), anchor, text, look);
   }
-  CanvasPoint TextSize(std::string_view text, size_t lowered) override { return canvas_.TextSize(text, lowered); }
+  CanvasPoint TextSize(std::string_view text, const TextShift& shift) override { return canvas_.TextSize(text, shift); }
 
  private:
   CanvasPoint Up(CanvasPoint p) const { return {p.x, p.y - top_}; }

@@ -88,7 +88,7 @@ void RecordingCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view t
   text_ += '\n';
 }
 
-CanvasPoint RecordingCanvas::TextSize(std::string_view text, size_t /*lowered*/) {
+CanvasPoint RecordingCanvas::TextSize(std::string_view text, const TextShift& /*shift*/) {
   return {6.0 * static_cast<double>(text.size()), 10.0};
 }
 

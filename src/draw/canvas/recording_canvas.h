@@ -34,7 +34,7 @@ class RecordingCanvas : public Canvas {
   void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override;
   // Six units a byte, ten units high.
   using Canvas::TextSize;
-  CanvasPoint TextSize(std::string_view text, size_t lowered) override;
+  CanvasPoint TextSize(std::string_view text, const TextShift& shift) override;
   void BeginGroup(std::string_view name) override;
   void EndGroup() override;
 

@@ -417,15 +417,15 @@ void ScanlineCanvas::DrawMask(const PixelBox& box, uint32_t colour) {
   }
 }
 
-CanvasPoint ScanlineCanvas::TextSize(std::string_view text, size_t lowered) {
+CanvasPoint ScanlineCanvas::TextSize(std::string_view text, const TextShift& shift) {
   if (!font_) return {};
-  return {font_->Width(text, lowered), font_->Ascent() + font_->Descent()};
+  return {font_->Width(text, shift), font_->Ascent() + font_->Descent()};
 }
 
 void ScanlineCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) {
   if (!font_) return;
   const bool centred = anchor == TextAnchor::Centre;
-  const double pen = centred ? at.x - font_->Width(text, look.lowered) / 2 : at.x;
+  const double pen = centred ? at.x - font_->Width(text, look.shift) / 2 : at.x;
   const double base = at.y + (centred ? (font_->Ascent() - font_->Descent()) / 2 : -font_->Descent());
   DrawText(surface_, *font_, {pen, base}, text, look);
 }

@@ -46,7 +46,7 @@ class ScanlineCanvas : public Canvas {
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
   void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override;
   using Canvas::TextSize;
-  CanvasPoint TextSize(std::string_view text, size_t lowered) override;
+  CanvasPoint TextSize(std::string_view text, const TextShift& shift) override;
 
  private:
   PixelBox Bounds() const { return {0, 0, surface_.width - 1, surface_.height - 1}; }

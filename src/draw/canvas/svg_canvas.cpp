@@ -174,16 +174,23 @@ void SvgCanvas::Text(CanvasPoint at, TextAnchor anchor, std::string_view text, c
     body_ += " paint-order=\"stroke\" stroke=\"" + Colour(look.rimColour) + "\" stroke-width=\"" +
              Number(2.0 * look.rim) + '"';
   }
-  body_ += (anchor == TextAnchor::Centre ? " text-anchor=\"middle\">" : ">") + Escaped(text.substr(0, look.lowered));
-  if (look.lowered < text.size()) {
-    body_ += "<tspan dy=\"" + Number(kLoweredBy * font_.Pixels()) + "\" font-size=\"" +
-             Number(kLoweredSize * font_.Pixels()) + "\">" + Escaped(text.substr(look.lowered)) + "</tspan>";
+  body_ += (anchor == TextAnchor::Centre ? " text-anchor=\"middle\">" : ">");
+  double down = 0.0;
+  for (const TextRun& run : RunsOf(text, look.shift)) {
+    if (run.text.empty()) continue;
+    if (!run.shifted) {
+      body_ += Escaped(run.text);
+      continue;
+    }
+    body_ += "<tspan dy=\"" + Number((run.down - down) * font_.Pixels()) + "\" font-size=\"" +
+             Number(kShiftedSize * font_.Pixels()) + "\">" + Escaped(run.text) + "</tspan>";
+    down = run.down;
   }
   body_ += "</text>\n";
 }
 
-CanvasPoint SvgCanvas::TextSize(std::string_view text, size_t lowered) {
-  return {font_.Width(text, lowered), font_.Ascent() + font_.Descent()};
+CanvasPoint SvgCanvas::TextSize(std::string_view text, const TextShift& shift) {
+  return {font_.Width(text, shift), font_.Ascent() + font_.Descent()};
 }
 
 void SvgCanvas::BeginGroup(std::string_view name) {

@@ -32,7 +32,7 @@ class SvgCanvas : public FigureCanvas {
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override;
   void Text(CanvasPoint at, TextAnchor anchor, std::string_view text, const TextLook& look) override;
   using Canvas::TextSize;
-  CanvasPoint TextSize(std::string_view text, size_t lowered) override;
+  CanvasPoint TextSize(std::string_view text, const TextShift& shift) override;
   void BeginGroup(std::string_view name) override;
   void EndGroup() override;
   void BeginFrame(CanvasPoint corner, CanvasPoint size, CanvasPoint origin) override;

@@ -8,7 +8,6 @@
 #include <fstream>
 
 #include "base/files.h"
-#include "draw/canvas/canvas.h"
 #include "draw/labels/bitmap_font.h"
 #include "draw/labels/fontconfig_calls.h"
 
@@ -128,7 +127,7 @@ void LabelFont::SetPixels(double pixels) {
   pixels_ = pixels > kSmallestPixels ? std::min(pixels, kLargestPixels) : kSmallestPixels;
   ascii_ = {};
   others_.clear();
-  lowered_.reset();
+  shifted_.reset();
   if (face_ && FT_Set_Char_Size(face_.get(), 0, std::lround(pixels_ * 64.0), 72, 72) != 0) face_.reset();
   if (face_) {
     ascent_ = static_cast<double>(face_->size->metrics.ascender) / 64.0;
@@ -153,8 +152,12 @@ const LabelFont::Glyph& LabelFont::GlyphOf(char32_t character) {
 }
 
 LabelFont::Glyph LabelFont::MakeGlyph(char32_t character) const {
+  // A prime, a double prime and a minus.
+  static constexpr std::pair<char32_t, char32_t> kAlike[] = {{0x2032, U'\''}, {0x2033, U'"'}, {0x2212, U'-'}};
+  const unsigned index = face_ ? FT_Get_Char_Index(face_.get(), character) : 0;
+  for (const auto& [missing, other] : kAlike)
+    if (index == 0 && character == missing) return MakeGlyph(other);
   if (!face_) return MakeBitmapGlyph(character);
-  const unsigned index = FT_Get_Char_Index(face_.get(), character);
   return MakeFaceGlyph(index != 0 ? index : FT_Get_Char_Index(face_.get(), U'?'));
 }
 
@@ -194,17 +197,21 @@ LabelFont::Glyph LabelFont::MakeBitmapGlyph(char32_t character) const {
   return glyph;
 }
 
-LabelFont& LabelFont::Lowered() {
-  if (!lowered_) lowered_ = std::make_unique<LabelFont>(pixels_ * kLoweredSize, file_);
-  return *lowered_;
+LabelFont& LabelFont::Shifted() {
+  if (!shifted_) shifted_ = std::make_unique<LabelFont>(pixels_ * kShiftedSize, file_);
+  return *shifted_;
 }
 
-double LabelFont::Width(std::string_view utf8, size_t lowered) {
+double LabelFont::Width(std::string_view utf8, const TextShift& shift) {
   double width = 0.0;
-  if (lowered < utf8.size()) {
-    width = Lowered().Width(utf8.substr(lowered));
-    utf8 = utf8.substr(0, lowered);
+  for (const TextRun& run : RunsOf(utf8, shift)) {
+    if (!run.text.empty()) width += WidthOf(run);
   }
+  return width;
+}
+
+double LabelFont::WidthOfPlain(std::string_view utf8) {
+  double width = 0.0;
   while (const char32_t character = TakeCharacter(utf8)) width += GlyphOf(character).advance;
   return width;
 }

@@ -8,6 +8,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "draw/canvas/canvas.h"
+
 struct FT_FaceRec_;
 struct FT_LibraryRec_;
 
@@ -49,9 +51,10 @@ class LabelFont {
   // Pixels above and below the base line that a line of text takes, both positive.
   double Ascent() const { return ascent_; }
   double Descent() const { return descent_; }
-  double Width(std::string_view utf8, size_t lowered = std::string_view::npos);
-  // The same face in the size of subscripts.
-  LabelFont& Lowered();
+  double Width(std::string_view utf8, const TextShift& shift = {});
+  double WidthOf(const TextRun& run) { return (run.shifted ? Shifted() : *this).WidthOfPlain(run.text); }
+  // The same face in the size of subscripts and superscripts.
+  LabelFont& Shifted();
 
  private:
   struct FaceDeleter {
@@ -60,6 +63,7 @@ class LabelFont {
   struct LibraryDeleter {
     void operator()(FT_LibraryRec_* library) const;
   };
+  double WidthOfPlain(std::string_view utf8);
   Glyph MakeGlyph(char32_t character) const;
   Glyph MakeFaceGlyph(unsigned index) const;
   Glyph MakeBitmapGlyph(char32_t character) const;
@@ -73,7 +77,7 @@ class LabelFont {
   std::array<std::unique_ptr<Glyph>, 128> ascii_;
   std::unordered_map<char32_t, Glyph> others_;
   std::string file_;
-  std::unique_ptr<LabelFont> lowered_;  // made when it is needed
+  std::unique_ptr<LabelFont> shifted_;  // made when it is needed
 };
 
 }  // namespace marvik

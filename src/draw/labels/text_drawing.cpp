@@ -44,12 +44,14 @@ double DrawRun(const Surface& surface, LabelFont& font, CanvasPoint base, std::s
   return pen;
 }
 
-void DrawRuns(const Surface& surface, LabelFont& font, CanvasPoint base, std::string_view text, size_t lowered,
+void DrawRuns(const Surface& surface, LabelFont& font, CanvasPoint base, std::string_view text, const TextShift& shift,
               Rgb colour) {
-  const size_t plain = std::min(lowered, text.size());
-  const double pen = DrawRun(surface, font, base, text.substr(0, plain), PixelOf(colour));
-  if (plain == text.size()) return;
-  DrawRun(surface, font.Lowered(), {pen, base.y + kLoweredBy * font.Pixels()}, text.substr(plain), PixelOf(colour));
+  double pen = base.x;
+  for (const TextRun& run : RunsOf(text, shift)) {
+    if (run.text.empty()) continue;
+    LabelFont& sized = run.shifted ? font.Shifted() : font;
+    pen = DrawRun(surface, sized, {pen, base.y + run.down * font.Pixels()}, run.text, PixelOf(colour));
+  }
 }
 
 }  // namespace
@@ -60,10 +62,10 @@ void DrawText(const Surface& surface, LabelFont& font, CanvasPoint base, std::st
   for (int dy = -rim; dy <= rim; ++dy) {
     for (int dx = -rim; dx <= rim; ++dx) {
       if ((dx != 0 || dy != 0) && dx * dx + dy * dy <= rim * rim + 1)
-        DrawRuns(surface, font, {base.x + dx, base.y + dy}, text, look.lowered, look.rimColour);
+        DrawRuns(surface, font, {base.x + dx, base.y + dy}, text, look.shift, look.rimColour);
     }
   }
-  DrawRuns(surface, font, base, text, look.lowered, look.colour);
+  DrawRuns(surface, font, base, text, look.shift, look.colour);
 }
 
 }  // namespace marvik

@@ -127,6 +127,7 @@ void RenderFrame::SetUp() {
     }
   }
   if (peaks) ShadePeaks(highest);
+  NumberMates();
   selectedBonds_.clear();
   if (options_->selection)
     selectedBonds_.assign(document_->atoms.selectedBonds.begin(), document_->atoms.selectedBonds.end());

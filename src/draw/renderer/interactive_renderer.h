@@ -9,6 +9,7 @@
 #include "chem/drawn_contacts.h"
 #include "draw/canvas/canvas.h"
 #include "draw/labels/label_placer.h"
+#include "draw/labels/label_text.h"
 #include "draw/renderer/colour_scheme.h"
 #include "draw/renderer/figure_marks.h"
 #include "draw/renderer/look.h"
@@ -21,13 +22,12 @@ struct DensityNet;
 
 enum DisplayMode { kWireFrame = 0, kBallAndStick = 1, kThermalEllipsoid = 2, kPipes = 3 };
 
-// C12, C(12) or C with 12 as a subscript.
-enum class LabelForm : uint8_t { Plain, Parentheses, Lowered };
-
 // The groups of lines over the bodies: those that lead to labels, before the labels' own, and those of measures and
 // restraints.
 inline constexpr char kLeaderGroup[] = "leaders";
 inline constexpr char kMarkGroup[] = "marks";
+// Those of what stands in the corners.
+inline constexpr char kCornerGroup[] = "corners";
 
 // What a figure shows beside atoms, bonds and labels.
 struct FigureChoices {
@@ -39,8 +39,10 @@ struct FigureChoices {
   bool hydrogenBonds = false;      // dashed, between atoms that are shown
   bool shortContacts = false;      // the same
   bool measures = false;           // distances and angles that the file keeps
+  bool planes = false;             // planes and centroids, with what is measured between them
   bool restraints = false;         // by how well they are kept
   bool paleMates = false;          // atoms that were grown or packed nearer to the background
+  bool bareMates = false;          // their labels lack the number of their operation, as in the classic look
   bool taperedBonds = false;       // wider toward the viewer
   std::vector<uint8_t> polyhedra;  // rows of the elements in their middle
 };

@@ -92,7 +92,25 @@ void RenderFrame::SetUpCellLetters() {
       const CanvasPoint by{corner.x - other.box.corner.x, corner.y - other.box.corner.y};
       if (!Classic() && std::abs(by.x) < size.x && std::abs(by.y) < size.y) corner.x += size.x - by.x + map_.unit;
     }
-    cellLetters_.push_back({{corner, size}, kCellCorners[i].letter});
+    cellLetters_.push_back({{corner, size}, kCellCorners[i].letter, at, {at.x - middle.x, at.y - middle.y}});
+  }
+}
+
+// As the labels' places were found.
+void RenderFrame::PlaceCellLetters(std::span<const LabelPlace> places) {
+  for (size_t i = 0; i < cellLetters_.size(); ++i) {
+    cellLetters_[i].box.corner = places[i].corner;
+    cellLetters_[i].shown = places[i].shown;
+    cellLetters_[i].rim = !Classic() && !places[i].clear;
+  }
+}
+
+void RenderFrame::DrawCellLetters() {
+  TextLook look(Paper() ? kBlack : kWhite);
+  look.rimColour = Background();
+  for (const CellLetter& letter : cellLetters_) {
+    look.rim = letter.rim ? map_.unit : 0.0;
+    if (letter.shown) canvas_->Text(letter.box.corner, TextAnchor::BottomLeft, {&letter.letter, 1}, look);
   }
 }
 

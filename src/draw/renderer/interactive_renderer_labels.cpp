@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "base/words.h"
+#include "chem/crystal_fragments.h"
 #include "draw/renderer/bond_sticks.h"
 #include "draw/renderer/render_frame.h"
 
@@ -71,19 +72,27 @@ Rgb RenderFrame::LabelColour(const FrameAtom& atom) const {
   return Paper() ? kBlack : kWhite;
 }
 
-// "C12", "C(12)" or "C12" of which the 12 is lowered.
-std::string RenderFrame::TextOf(const FrameAtom& atom, size_t& lowered) const {
-  std::string text(Trimmed(atom.atom->name, " "));
-  lowered = std::string::npos;
-  const size_t digit = text.find_first_of("0123456789");
-  if (options_->labelForm == LabelForm::Plain || digit == 0 || digit == std::string::npos) return text;
-  if (options_->labelForm == LabelForm::Lowered) {
-    lowered = digit;
-  } else {
-    text.insert(digit, "(");
-    text += ')';
+LabelText RenderFrame::TextOf(const FrameAtom& atom) const {
+  const std::string_view name = Trimmed(atom.atom->name, " ");
+  if (Classic() && options_->labelForm == LabelForm::Plain) return {std::string(name), {}};
+  const std::string_view symbol = Classic() || atom.unknown ? "" : atom.atom->element->Symbol();
+  return TypesetLabel(name, symbol, options_->labelForm, atom.mate);
+}
+
+// The operations of mates by which they are told apart, in the order of their codes.
+void RenderFrame::NumberMates() {
+  mateCodes_.clear();
+  if (Classic() || options_->figure.bareMates || !options_->labels) return;
+  for (const FrameAtom& frame : atoms_)
+    if (IsGenerated(*frame.atom) && !frame.atom->IsPeak()) mateCodes_.push_back(frame.atom->symmetryCode);
+  std::ranges::sort(mateCodes_);
+  mateCodes_.erase(std::unique(mateCodes_.begin(), mateCodes_.end()), mateCodes_.end());
+  if (mateCodes_.empty()) return;
+  for (FrameAtom& frame : atoms_) {
+    if (!IsGenerated(*frame.atom) || frame.atom->IsPeak()) continue;
+    const auto at = std::ranges::lower_bound(mateCodes_, frame.atom->symmetryCode) - mateCodes_.begin();
+    frame.mate = static_cast<uint16_t>(std::min<ptrdiff_t>(at + 1, 65535));
   }
-  return text;
 }
 
 // Of two labels that want one place the atom's that says more keeps it: heavier ones, then what is no carbon, then
@@ -105,14 +114,13 @@ EllipseShape RenderFrame::BodyShape(uint32_t index) const {
 }
 
 // What is left between the two bodies. False where that is nothing.
-bool RenderFrame::FreeLine(uint32_t a, uint32_t b, CanvasPoint& from, CanvasPoint& to) const {
-  const CanvasPoint start = Centre(atoms_[a]);
-  const CanvasPoint end = Centre(atoms_[b]);
-  const ViewPoint delta{atoms_[b].viewX - atoms_[a].viewX, atoms_[b].viewY - atoms_[a].viewY,
-                        atoms_[b].z - atoms_[a].z};
+bool RenderFrame::FreeLine(const FrameEnd& a, const FrameEnd& b, CanvasPoint& from, CanvasPoint& to) const {
+  const CanvasPoint start = PointOf(a);
+  const CanvasPoint end = PointOf(b);
+  const ViewPoint delta = b.at - a.at;
   const bool bodies = options_->mode >= kBallAndStick && options_->mode <= kThermalEllipsoid;
-  const double t0 = bodies ? SurfaceFraction(a, delta) : 0.0;
-  const double t1 = bodies ? 1.0 - SurfaceFraction(b, -delta) : 1.0;
+  const double t0 = bodies && a.atom != kNoAtom ? SurfaceFraction(a.atom, delta) : 0.0;
+  const double t1 = bodies && b.atom != kNoAtom ? 1.0 - SurfaceFraction(b.atom, -delta) : 1.0;
   const auto at = [&](double t) {
     return CanvasPoint{start.x + (end.x - start.x) * t, start.y + (end.y - start.y) * t};
   };
@@ -172,6 +180,8 @@ void RenderFrame::CollectObstacles() {
   for (const FrameMeasure& measure : measures_)
     for (size_t i = 1; i < measure.arc.size(); ++i)
       labelSticks_.push_back({measure.arc[i - 1], measure.arc[i], 0.5 * map_.unit, true});
+  for (const ViewPoint& centroid : centroids_)
+    labelSticks_.push_back({NetPoint(centroid), NetPoint(centroid), CentroidRadius()});
   for (const CellPiece& piece : cellPieces_) labelSticks_.push_back({piece.a, piece.b, 0.5 * map_.unit, true});
 }
 
@@ -198,9 +208,8 @@ LabelRequest RenderFrame::RequestOf(uint32_t index) {
   if (index >= atoms_.size()) return RequestOf(measures_[index - atoms_.size()]);
   const FrameAtom& atom = atoms_[index];
   LabelRequest request;
-  size_t lowered = 0;
-  const std::string text = TextOf(atom, lowered);
-  request.size = canvas_->TextSize(text, lowered);
+  const LabelText label = TextOf(atom);
+  request.size = canvas_->TextSize(label.text, label.shift);
   request.body = BodyShape(index);
   request.importance = ImportanceOf(atom);
   const float offsetX = atom.atom->labelOffsetX;
@@ -281,9 +290,13 @@ void RenderFrame::PlaceLabels() {
     LabelRequest& request = requests_.emplace_back();
     request.size = letter.box.size;
     request.corner = letter.box.corner;
-    request.fixed = true;
+    request.fixed = Classic();
+    request.body = {letter.at, {map_.unit, 0.0}, {0.0, map_.unit}};
+    request.towards = letter.towards;
+    request.importance = kElementRows + kPeakShadeCount;
   }
   const auto& places = placer_.Place(requests_, labelBodies_, labelSticks_, map_.low, map_.high, kBodyGap * map_.unit);
+  PlaceCellLetters(std::span(places).subspan(items_.size()));
   for (size_t i = 0; i < items_.size(); ++i) {
     const uint32_t index = items_[i].reference;
     if (!places[i].shown) {
@@ -367,7 +380,7 @@ void RenderFrame::DrawLabels() {
   cellLetters_.clear();
   layout = {};
   if (options_->showCell) SetUpCellLetters();
-  const bool collected = options_->labels || !measures_.empty();
+  const bool collected = options_->labels || !measures_.empty() || (!Classic() && !cellLetters_.empty());
   if (collected) CollectLabels();
   if (collected && std::ranges::any_of(shownLabels_, &ShownLabel::leader)) {
     const Pen pen = ThinPen(MixColours(Background(), Paper() ? kBlack : kWhite, kLeaderInk));
@@ -382,8 +395,7 @@ void RenderFrame::DrawLabels() {
   if (!options_->labels && !options_->showCell) return;
   if (Grouped()) canvas_->BeginGroup("labels");
   if (options_->labels) DrawLabelTexts();
-  for (const CellLetter& letter : cellLetters_)
-    canvas_->Text(letter.box.corner, TextAnchor::BottomLeft, {&letter.letter, 1}, Paper() ? kBlack : kWhite);
+  DrawCellLetters();
   if (Grouped()) canvas_->EndGroup();
   if (options_->layout) KeepLayout();
 }
@@ -397,8 +409,9 @@ void RenderFrame::DrawLabelTexts() {
     look.rimColour = Background();
     // In the wire frame lines are all there is under a label.
     look.rim = label.rim && options_->mode != kWireFrame ? map_.unit : 0.0;
-    const std::string text = TextOf(atom, look.lowered);
-    canvas_->Text(label.corner, TextAnchor::BottomLeft, text, look);
+    const LabelText text = TextOf(atom);
+    look.shift = text.shift;
+    canvas_->Text(label.corner, TextAnchor::BottomLeft, text.text, look);
     labels.push_back({atom.atom, label.corner, label.size, label.leader});
   }
 }

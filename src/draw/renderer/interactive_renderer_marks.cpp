@@ -27,8 +27,20 @@ CanvasPoint Middle(CanvasPoint a, CanvasPoint b) {
 
 }  // namespace
 
-ViewPoint RenderFrame::PlaceOf(uint32_t index) const {
-  return {atoms_[index].viewX, atoms_[index].viewY, atoms_[index].z};
+RenderFrame::FrameEnd RenderFrame::EndAt(uint32_t index) const {
+  return {index, {atoms_[index].viewX, atoms_[index].viewY, atoms_[index].z}};
+}
+
+// False where it is out of reach.
+bool RenderFrame::EndOf(const FigureMarks::Place& place, FrameEnd& end) const {
+  if (place.atom && place.atom->scratch < 0) return false;
+  end = place.atom ? EndAt(FrameIndex(place.atom))
+                   : FrameEnd{kNoAtom, view_->transformPoint(place.at - view_->viewCentre).p};
+  return IsFinite(end.at) && Length(end.at) < 1e6 && !view_->CutsAway(end.at);
+}
+
+CanvasPoint RenderFrame::PointOf(const FrameEnd& end) const {
+  return end.atom == kNoAtom ? NetPoint(end.at) : Centre(atoms_[end.atom]);
 }
 
 // Where the text of each belongs, and the arc of an angle; the lines of distances are contacts.
@@ -37,12 +49,13 @@ void RenderFrame::SetUpMeasures() {
   if (!options_->marks) return;
   for (const FigureMarks::Measure& given : options_->marks->measures) {
     FrameMeasure measure{{}, &given.text, {}, {}, {}};
-    for (const AtomRecord* atom : given.atoms)
-      if (atom->scratch >= 0) measure.atoms.push_back(FrameIndex(atom));
-    const size_t count = measure.atoms.size();
-    if (count != given.atoms.size() || count < 2 || count > 4) continue;
-    const CanvasPoint first = Centre(atoms_[measure.atoms[count / 2 - 1]]);
-    const CanvasPoint second = Centre(atoms_[measure.atoms[count / 2]]);
+    FrameEnd end;
+    for (const FigureMarks::Place& place : given.places)
+      if (EndOf(place, end)) measure.ends.push_back(end);
+    const size_t count = measure.ends.size();
+    if (count != given.places.size() || count < 2 || count > 4) continue;
+    const CanvasPoint first = PointOf(measure.ends[count / 2 - 1]);
+    const CanvasPoint second = PointOf(measure.ends[count / 2]);
     measure.at = Middle(first, second);
     measure.towards = {second.y - first.y, first.x - second.x};
     if (measure.towards.y > 0.0) measure.towards = {-measure.towards.x, -measure.towards.y};
@@ -53,9 +66,9 @@ void RenderFrame::SetUpMeasures() {
 
 // Between the legs of an angle, in their plane.
 void RenderFrame::SetUpArc(FrameMeasure& measure) const {
-  const ViewPoint corner = PlaceOf(measure.atoms[1]);
-  const ViewPoint a = PlaceOf(measure.atoms[0]) - corner;
-  const ViewPoint b = PlaceOf(measure.atoms[2]) - corner;
+  const ViewPoint corner = measure.ends[1].at;
+  const ViewPoint a = measure.ends[0].at - corner;
+  const ViewPoint b = measure.ends[2].at - corner;
   const double radius = kArc * std::min(Length(a), Length(b));
   if (!(radius > 0.0)) return;
   const ViewPoint u = a / Length(a);
@@ -63,7 +76,7 @@ void RenderFrame::SetUpArc(FrameMeasure& measure) const {
   if (!(Length(across) > 1e-9)) return;
   const ViewPoint v = across / Length(across);
   const double angle = std::atan2(Dot(b, v), Dot(b, u));
-  const CanvasPoint centre = Centre(atoms_[measure.atoms[1]]);
+  const CanvasPoint centre = PointOf(measure.ends[1]);
   for (int i = 0; i <= kArcPieces; ++i) {
     const double t = angle * i / kArcPieces;
     const CanvasPoint by = map_.Vector((u * std::cos(t) + v * std::sin(t)) * radius);
@@ -82,10 +95,12 @@ void RenderFrame::DrawMarks() {
   canvas_->BeginGroup(kMarkGroup);
   for (const FrameMeasure& measure : measures_) {
     for (size_t i = 1; i < measure.arc.size(); ++i) canvas_->Line(measure.arc[i - 1], measure.arc[i], pen);
-    if (measure.atoms.size() != 4) continue;
+    // Between other places than atoms there are lines already.
+    const bool ofAtoms = std::ranges::find(measure.ends, kNoAtom, &FrameEnd::atom) == measure.ends.end();
+    if (measure.ends.size() != 4 || !ofAtoms) continue;
     for (size_t i = 1; i < 4; ++i) {
       CanvasPoint from, to;
-      if (FreeLine(measure.atoms[i - 1], measure.atoms[i], from, to)) canvas_->Line(from, to, pen);
+      if (FreeLine(measure.ends[i - 1], measure.ends[i], from, to)) canvas_->Line(from, to, pen);
     }
   }
   canvas_->EndGroup();

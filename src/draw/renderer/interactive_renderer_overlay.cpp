@@ -2,6 +2,8 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "crystal/symmetry.h"
+#include "crystal/symmetry_codes.h"
 #include "draw/renderer/cell_box.h"
 #include "draw/renderer/render_frame.h"
 #include "model/placement.h"
@@ -13,6 +15,7 @@ constexpr double kEdge = 0.025;  // of the picture's side, from its edges
 constexpr double kArm = 0.07;    // of a direction of the cell that lies flat
 constexpr double kHead = 0.22;   // of an arrow, share of its arm
 constexpr double kLongestBar = 0.2;
+constexpr size_t kMostMates = 24;  // whose operations the legend lists
 
 // Where a letter goes on in its direction until it is clear of the others.
 CanvasPoint LetterBeside(const std::vector<CanvasPoint>& others, CanvasPoint at, CanvasPoint along, double size) {
@@ -29,9 +32,12 @@ CanvasPoint LetterBeside(const std::vector<CanvasPoint>& others, CanvasPoint at,
 // What stands in the corners of a figure: directions, scale and the meaning of colours.
 void RenderFrame::DrawCorners() {
   const FigureChoices& figure = options_->figure;
+  if (!figure.tripod && !figure.scaleBar && !figure.legend) return;
+  canvas_->BeginGroup(kCornerGroup);
   if (figure.tripod) DrawTripod();
   if (figure.scaleBar) DrawScaleBar();
   if (figure.legend) DrawLegend();
+  canvas_->EndGroup();
 }
 
 void RenderFrame::DrawTripod() {
@@ -130,6 +136,15 @@ void RenderFrame::DrawLegend() {
       DrawPattern(spot, document_->elements[ElementTable::ElementFromLabel(text)].texture);
     const CanvasPoint size = canvas_->TextSize(text);
     canvas_->Text({at.x + 2.0 * radius, at.y + size.y / 2.0}, TextAnchor::BottomLeft, text, ink);
+    at.y += line;
+  }
+  if (mateCodes_.size() > kMostMates) return;
+  for (size_t i = 0; i < mateCodes_.size(); ++i) {
+    const auto operation = OperatorOfCode(document_->symmetry, mateCodes_[i]);
+    if (!operation) continue;
+    std::string text = "(" + RomanNumeral(static_cast<int>(i) + 1) + ") ";
+    for (const char c : OperatorText(*operation)) text += c == '-' ? "\u2212" : std::string(1, c);
+    canvas_->Text({at.x - radius, at.y + canvas_->TextSize(text).y / 2.0}, TextAnchor::BottomLeft, text, ink);
     at.y += line;
   }
 }

@@ -10,6 +10,7 @@ namespace {
 
 constexpr double kRingGap = 3.0;  // between a body and its selection ring, pixels of the screen
 constexpr double kRingWidth = 2.0;
+constexpr double kBoxCorner = 1.41;  // half sides of a box from its middle
 constexpr size_t kCarbonRow = 6;
 
 }  // namespace
@@ -39,7 +40,7 @@ bool RenderFrame::renderScene() {
   if (options_->mode == kPipes) SetUpPipes();
   cellPieces_.clear();
   if (options_->showCell) SetUpCellBox();
-  SetUpPolyhedra();
+  SetUpFaces();
   netPieces_.clear();
   SetUpNet();
   if (options_->bodies && !DrawInDepthOrder()) return false;
@@ -82,9 +83,11 @@ void RenderFrame::SortScene() {
   for (uint32_t i = 0; i < cellPieces_.size(); ++i) items_.push_back({OrderedKey(cellPieces_[i].z), kCellItem | i});
   for (uint32_t i = 0; i < facets_.size(); ++i) items_.push_back({OrderedKey(facets_[i].z), kFacetItem | i});
   for (uint32_t i = 0; i < contacts_.size(); ++i) {
-    const float z = 0.5f * (atoms_[contacts_[i].from].z + atoms_[contacts_[i].to].z);
-    items_.push_back({OrderedKey(z), kContactItem | i});
+    const double z = 0.5 * (contacts_[i].from.at.z + contacts_[i].to.at.z);
+    items_.push_back({OrderedKey(static_cast<float>(z)), kContactItem | i});
   }
+  for (uint32_t i = 0; i < centroids_.size(); ++i)
+    items_.push_back({OrderedKey(static_cast<float>(centroids_[i].z)), kCentroidItem | i});
   for (uint32_t i = 0; i < atoms_.size(); ++i) items_.push_back({OrderedKey(atoms_[i].z), kAtomItem | i});
   AddNetItems();
   SortItems(items_, itemScratch_);
@@ -111,6 +114,9 @@ bool RenderFrame::DrawInDepthOrder() {
         break;
       case kContactItem:
         DrawContact(contacts_[index]);
+        break;
+      case kCentroidItem:
+        DrawCentroid(centroids_[index]);
         break;
       default:
         if (!GoOn()) return false;
@@ -163,7 +169,7 @@ double RenderFrame::BodyRadius(uint32_t index) const {
   if (!scene) return atom.bonded ? 0.0 : 3.0 * map_.unit;
   if (atom.unknown) return MarkArm(atom);
   if (options_->mode == kThermalEllipsoid && atom.atom->IsAnisotropic() && !ellipsoids_[index].drawable)
-    return BoxArm(atom);
+    return kBoxCorner * BoxArm(atom);
   return options_->mode == kPipes ? PipeRadius(index) : BallRadius(atom);
 }
 

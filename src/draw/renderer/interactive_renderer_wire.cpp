@@ -31,6 +31,9 @@ bool RenderFrame::renderWireFrame(double near, double far) {
   pieces_.resize(kColours * kStyles);
   for (auto& bucket : pieces_) bucket.clear();
   DrawNet();
+  SetUpFaces();
+  for (const Facet& facet : facets_) DrawFacet(facet);
+  for (const ViewPoint& centroid : centroids_) DrawCentroid(centroid);
   if (Grouped()) return DrawWireGroups(near, far);
   for (const FrameContact& contact : contacts_) DrawContact(contact);
   labelDirections_.assign(options_->labels ? atoms_.size() : 0, {});
@@ -54,6 +57,8 @@ bool RenderFrame::DrawWireGroups(double near, double far) {
   CollectBonds();
   cellPieces_.clear();
   netPieces_.clear();
+  facets_.clear();
+  centroids_.clear();
   SortScene();
   labelDirections_.assign(labelDirections_.size(), {});
   if (options_->showCell) drawCellBox(near, far);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "draw/density/density_net.h"
 #include "draw/labels/label_layout.h"
 #include "draw/labels/label_placer.h"
+#include "draw/labels/label_text.h"
 #include "draw/renderer/colour_scheme.h"
 #include "draw/renderer/interactive_renderer.h"
 
@@ -75,6 +77,7 @@ struct FrameAtom {
   bool bonded = false;
   bool selected = false;
   bool pale = false;  // a symmetry mate of what the file holds
+  uint16_t mate = 0;  // whose operation has this number in the figure
   float ball = 0.0f;  // radius in device units where it is not that of the element
 };
 
@@ -136,6 +139,7 @@ class RenderFrame {
     kFacetItem = 3u << 29,
     kNetItem = 4u << 29,
     kContactItem = 5u << 29,
+    kCentroidItem = 6u << 29,
     kItemKind = 7u << 29
   };
   struct CellPiece {
@@ -146,15 +150,23 @@ class RenderFrame {
   struct Facet {
     std::vector<CanvasPoint> corners;
     float z = 0.0f;
-    uint32_t centre = 0;  // its atom
+    Rgb fill;
+    double opacity = 0.0;
+    bool ofPlane = false;
+  };
+  // Where a line ends: at the body of an atom, or at a place (kNoAtom).
+  static constexpr uint32_t kNoAtom = ~0u;
+  struct FrameEnd {
+    uint32_t atom = kNoAtom;
+    ViewPoint at;
   };
   struct FrameContact {
-    uint32_t from = 0;
-    uint32_t to = 0;
+    FrameEnd from;
+    FrameEnd to;
     ContactLine line = ContactLine::Short;
   };
   struct FrameMeasure {
-    std::vector<uint32_t> atoms;
+    std::vector<FrameEnd> ends;
     const std::string* text = nullptr;
     CanvasPoint at;       // where its text belongs
     CanvasPoint towards;  // the side of that on which it had best stand
@@ -163,6 +175,10 @@ class RenderFrame {
   struct CellLetter {
     LabelBox box;
     char letter = ' ';
+    CanvasPoint at;       // the corner of the cell
+    CanvasPoint towards;  // away from its middle
+    bool shown = true;
+    bool rim = false;
   };
   struct ShownLabel {
     uint32_t atom = 0;  // behind the atoms are the measures
@@ -264,7 +280,9 @@ class RenderFrame {
   void DrawContact(const FrameContact& contact);
 
   // Measures and restraints.
-  ViewPoint PlaceOf(uint32_t index) const;
+  FrameEnd EndAt(uint32_t index) const;
+  bool EndOf(const FigureMarks::Place& place, FrameEnd& end) const;
+  CanvasPoint PointOf(const FrameEnd& end) const;
   void SetUpMeasures();
   void SetUpArc(FrameMeasure& measure) const;
   void DrawMarks();
@@ -273,10 +291,12 @@ class RenderFrame {
   Rgb MeasureInk() const;
   LabelRequest RequestOf(const FrameMeasure& measure);
 
-  // Polyhedra.
-  void SetUpPolyhedra();
-  void AddPolyhedron(uint32_t centre, const std::vector<uint32_t>& corners);
+  // Polyhedra, planes and their centroids.
+  static constexpr double kCentroidBall = 0.1;  // Å
+  void SetUpFaces();
   void DrawFacet(const Facet& facet);
+  double CentroidRadius() const;
+  void DrawCentroid(const ViewPoint& centroid);
 
   // Cell box.
   bool CellCorners(std::array<ViewPoint, 8>& corners) const;
@@ -309,7 +329,10 @@ class RenderFrame {
   EllipseShape BodyShape(uint32_t index) const;
   void CollectObstacles();
   double HalfWidth(const FrameBond& bond) const;
-  bool FreeLine(uint32_t a, uint32_t b, CanvasPoint& from, CanvasPoint& to) const;
+  bool FreeLine(uint32_t a, uint32_t b, CanvasPoint& from, CanvasPoint& to) const {
+    return FreeLine(EndAt(a), EndAt(b), from, to);
+  }
+  bool FreeLine(const FrameEnd& a, const FrameEnd& b, CanvasPoint& from, CanvasPoint& to) const;
   void AddStick(const BondRecord* bond, uint32_t a, uint32_t b, double halfWidth);
   void KeepLayout();
   void SetUpSteadyLabels();
@@ -317,7 +340,10 @@ class RenderFrame {
   uint32_t SerialOf(uint32_t index) const;
   void Glide(ShownLabel& label);
   void AddLeader(ShownLabel& label, const EllipseShape& body);
-  std::string TextOf(const FrameAtom& atom, size_t& lowered) const;
+  LabelText TextOf(const FrameAtom& atom) const;
+  void NumberMates();
+  void PlaceCellLetters(std::span<const LabelPlace> places);
+  void DrawCellLetters();
   int ImportanceOf(const FrameAtom& atom) const;
   bool WantsLabel(const AtomRecord& atom) const;
   Rgb LabelColour(const FrameAtom& atom) const;
@@ -344,6 +370,7 @@ class RenderFrame {
   std::vector<uint32_t> pipes_;      // indices into bonds_
   std::vector<CellPiece> cellPieces_;
   std::vector<Facet> facets_;
+  std::vector<ViewPoint> centroids_;
   std::vector<FrameContact> contacts_;
   std::vector<FrameMeasure> measures_;
   std::vector<std::vector<LinePiece>> netPieces_;  // by layer of depth and tone
@@ -362,6 +389,7 @@ class RenderFrame {
   Matrix4 labelRotation_{};               // of the frame remembered
   double labelTurn_ = 0.0;                // degrees since that frame
   std::vector<CellLetter> cellLetters_;
+  std::vector<int32_t> mateCodes_;  // of the operations that made what is shown, ascending
   LabelPlacer placer_;
   LabelOccupancy occupancy_;
 

@@ -9,6 +9,7 @@
 #include "draw/density/density_net.h"
 #include "draw/renderer/bond_sticks.h"
 #include "draw/renderer/cell_box.h"
+#include "draw/renderer/figure_faces.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -25,6 +26,9 @@ constexpr double kFaintestPeak = 0.35;  // share of the colour
 constexpr double kDash = 0.16;          // Å, of a dashed bond; gaps are as long
 constexpr double kDotGap = 0.16;        // Å from dot to dot
 constexpr double kContactPen = 0.8;     // pixels for each pixel of a thin line
+constexpr double kCentroidBall = 0.1;   // Å
+constexpr double kBoxArm = 0.8;         // of the element's ball
+constexpr double kBoxStick = 0.12;      // of the arm
 constexpr double kCellEdge = 0.55;      // pixels for each pixel of a thin line
 
 class Builder {
@@ -55,6 +59,8 @@ class Builder {
       }
     }
     if (options_.contacts) AddContacts();
+    AddFaces();
+    if (options_.marks) AddMarks();
     return std::move(scene_);
   }
 
@@ -126,10 +132,25 @@ class Builder {
 
   void AddAtom(const AtomRecord& atom) {
     LitEllipsoid ellipsoid{At(atom), {}, ColourOfAtom(atom), options_.cutOctant, IsPale(atom)};
-    if (atom.IsAnisotropic() && RowOf(atom) != kUnknownRow && AxesOf(atom, ellipsoid.axes)) {
+    const bool anisotropic = atom.IsAnisotropic() && RowOf(atom) != kUnknownRow;
+    if (anisotropic && AxesOf(atom, ellipsoid.axes)) {
       scene_.ellipsoids.push_back(ellipsoid);
+    } else if (anisotropic) {
+      AddCrossedBox(atom, ellipsoid.centre);
     } else {
       scene_.balls.push_back({ellipsoid.centre, RadiusOf(atom), ellipsoid.colour, ellipsoid.pale});
+    }
+  }
+
+  // Stands for a tensor that is no ellipsoid: six sticks that face the viewer.
+  void AddCrossedBox(const AtomRecord& atom, const ViewPoint& at) {
+    const double arm = kBoxArm * document_.elements[RowOf(atom)].drawRadius * perRadius_;
+    const auto corner = [&](int i) { return at + ViewPoint{i & 1 ? arm : -arm, i & 2 ? arm : -arm, 0.0}; };
+    for (const auto& [from, to] : {std::pair{0, 1}, {1, 3}, {3, 2}, {2, 0}, {0, 3}, {1, 2}}) {
+      const Rgb colour = ColourOfAtom(atom);
+      const bool pale = IsPale(atom);
+      scene_.sticks.push_back({corner(from), corner(to), kBoxStick * arm, colour, colour, pale, pale});
+      scene_.balls.push_back({corner(from), kBoxStick * arm, colour, pale});
     }
   }
 
@@ -186,6 +207,31 @@ class Builder {
       const double radius = kContactPen * ThinLineOf(options_, view_.drawingSize);
       AddStick({At(*contact.from), At(*contact.to), radius, colour, colour}, kDashed);
     }
+  }
+
+  void AddFaces() {
+    for (const FigureFace& face : FacesOf(document_, options_.figure.polyhedra, options_.marks.get())) {
+      LitFace lit{{}, face.centre ? ColourOfAtom(*face.centre) : MeasureColour(colours_.light), face.Opacity()};
+      if (std::ranges::any_of(face.corners, [this](const Cartesian& corner) { return CutsAway(corner); })) continue;
+      for (const Cartesian& corner : face.corners) lit.corners.push_back(At(corner));
+      const Rgb edge = MixColours(lit.colour, colours_.light ? kBlack : kWhite, 0.45);
+      for (size_t i = 0; i < lit.corners.size(); ++i)
+        scene_.lines.push_back({lit.corners[i], lit.corners[(i + 1) % lit.corners.size()], edge});
+      scene_.faces.push_back(std::move(lit));
+    }
+    if (!scene_.faces.empty()) scene_.lineWidth = ThinLineOf(options_, view_.drawingSize);
+  }
+
+  // Centroids and the lines to them; the rest stands over the bodies.
+  void AddMarks() {
+    const Rgb colour = MeasureColour(colours_.light);
+    const double thin = ThinLineOf(options_, view_.drawingSize);
+    for (const Cartesian& centroid : options_.marks->centroids)
+      if (!CutsAway(centroid))
+        scene_.balls.push_back({At(centroid), std::max(kCentroidBall * angstrom_, 2.0 * thin), colour});
+    for (const FigureMarks::Line& line : options_.marks->lines)
+      if (!CutsAway(line.from.at) && !CutsAway(line.to.at))
+        AddStick({At(line.from.at), At(line.to.at), kContactPen * thin, colour, colour}, kDashed);
   }
 
   void AddCell() {

@@ -50,13 +50,16 @@ struct Grid {
   // Lines in front of the bodies; empty where there are none.
   std::vector<float> lineDepth;
   std::vector<uint32_t> lineColour;
+  // Of the faces in front of both: colours times cover, which is the top byte; empty where there are none.
+  std::vector<uint32_t> veil;
 
-  Grid(int w, int h, int rows, bool lines) : width(w), height(h), kept(rows) {
+  Grid(int w, int h, int rows, bool lines, bool faces) : width(w), height(h), kept(rows) {
     const size_t size = static_cast<size_t>(w) * static_cast<size_t>(rows);
     depth.resize(size);
     normalX.resize(size);
     normalY.resize(size);
     colour.resize(size);
+    if (faces) veil.resize(size);
     if (!lines) return;
     lineDepth.resize(size);
     lineColour.resize(size);
@@ -82,6 +85,20 @@ uint32_t Darker(uint32_t colour, float share) {
   return result;
 }
 
+// How bright a surface is that faces that way.
+float BrightnessOf(float nx, float ny, float nz) {
+  return kAmbient + kDiffuse * std::max(nx * kLightX + ny * kLightY + nz * kLightZ, 0.0f);
+}
+
+// What a veil over a pixel leaves of it; both may be veils.
+uint32_t Veiled(uint32_t below, uint32_t veil) {
+  const uint32_t through = 255 - (veil >> 24);
+  uint32_t pixel = 0;
+  for (int shift = 0; shift < 32; shift += 8)
+    pixel |= std::min((veil >> shift & 255) + ((below >> shift & 255) * through + 127) / 255, 255u) << shift;
+  return pixel;
+}
+
 // The bodies in the units of the grid, each with the rows that it reaches into.
 class Rays {
  public:
@@ -92,6 +109,7 @@ class Rays {
     for (const LitStick& stick : scene.sticks) AddStick(stick);
     lineWidth_ = std::clamp(static_cast<int>(std::lround(scene.lineWidth * scale)), 1, kWidestLine);
     for (const LitLine& line : scene.lines) AddLine(line);
+    AddFaces(scene.faces);
   }
   size_t Bands() const { return bands_.size(); }
 
@@ -103,35 +121,48 @@ class Rays {
     if (!grid_.lineDepth.empty())
       std::fill_n(grid_.lineDepth.begin() + static_cast<ptrdiff_t>(grid_.Row(top)),
                   static_cast<size_t>(bottom - top + 1) * static_cast<size_t>(grid_.width), kNothing);
+    if (!grid_.veil.empty())
+      std::fill_n(grid_.veil.begin() + static_cast<ptrdiff_t>(grid_.Row(top)),
+                  static_cast<size_t>(bottom - top + 1) * static_cast<size_t>(grid_.width), 0u);
     for (const uint32_t entry : bands_[band]) {
-      const uint32_t index = entry >> 2;
-      switch (entry & 3u) {
-        case 0:
+      const uint32_t index = entry / kKinds;
+      switch (entry % kKinds) {
+        case kBall:
           DrawBall(balls_[index], top, bottom);
           break;
-        case 1:
+        case kEllipsoid:
           DrawEllipsoid(ellipsoids_[index], top, bottom);
           break;
-        case 2:
+        case kStick:
           DrawStick(sticks_[index], top, bottom);
           break;
-        default:
+        case kLine:
           DrawLine(lines_[index], top, bottom);
+          break;
+        default:
+          DrawFace(faces_[index], top, bottom);
       }
     }
   }
 
  private:
+  enum Kind : uint32_t { kBall, kEllipsoid, kStick, kLine, kFace, kKinds };
   struct Ellipsoid {
     EllipsoidRays rays;
     float halfX, halfY;
+  };
+  struct Face {
+    std::vector<ViewPoint> corners;
+    double slopeX, slopeY;  // of its depth
+    uint32_t veil;
   };
 
   // A pixel's middle is half a pixel from its corner, so that grids of all resolutions agree.
   double Placed(double v) const { return (v + 0.5) * scale_ - 0.5; }
   ViewPoint Placed(const ViewPoint& p) const { return {Placed(p.x), Placed(p.y), p.z * scale_}; }
 
-  void Enter(double low, double high, uint32_t entry) {
+  void Enter(double low, double high, Kind kind, size_t index) {
+    const uint32_t entry = static_cast<uint32_t>(index) * kKinds + kind;
     if (!(high >= 0.0 && low < grid_.height)) return;
     const auto first = static_cast<size_t>(std::max(low, 0.0)) / kBandRows;
     const auto last = static_cast<size_t>(std::min(high, grid_.height - 1.0)) / kBandRows;
@@ -141,7 +172,7 @@ class Rays {
   void AddBall(const LitBall& ball) {
     if (!IsSound(ball.centre) || !(ball.radius > 0.0 && ball.radius < kVast)) return;
     LitBall placed{Placed(ball.centre), std::max(ball.radius * scale_, 0.5), ball.colour, ball.pale};
-    Enter(placed.centre.y - placed.radius, placed.centre.y + placed.radius, static_cast<uint32_t>(balls_.size()) << 2);
+    Enter(placed.centre.y - placed.radius, placed.centre.y + placed.radius, kBall, balls_.size());
     balls_.push_back(placed);
   }
 
@@ -173,7 +204,7 @@ class Rays {
     e.rays.ring = Darker(e.rays.plain, kRing);
     for (size_t k = 0; k < 3; ++k) e.rays.face[k] = Darker(e.rays.plain, kCutFace - 0.08f * static_cast<float>(k));
     e.rays.cut = given.cut;
-    Enter(centre.y - e.halfY, centre.y + e.halfY, static_cast<uint32_t>(ellipsoids_.size()) << 2 | 1u);
+    Enter(centre.y - e.halfY, centre.y + e.halfY, kEllipsoid, ellipsoids_.size());
     ellipsoids_.push_back(e);
   }
 
@@ -186,17 +217,55 @@ class Rays {
     placed.radius = std::max(stick.radius * scale_, 0.5);
     if (!(Length(placed.b - placed.a) > 1e-3)) return;
     const double widest = Widest(placed);
-    Enter(std::min(placed.a.y, placed.b.y) - widest, std::max(placed.a.y, placed.b.y) + widest,
-          static_cast<uint32_t>(sticks_.size()) << 2 | 2u);
+    Enter(std::min(placed.a.y, placed.b.y) - widest, std::max(placed.a.y, placed.b.y) + widest, kStick, sticks_.size());
     sticks_.push_back(placed);
   }
 
   void AddLine(const LitLine& line) {
     if (!IsSound(line.a) || !IsSound(line.b)) return;
     const LitLine placed{Placed(line.a), Placed(line.b), line.colour};
-    Enter(std::min(placed.a.y, placed.b.y) - lineWidth_, std::max(placed.a.y, placed.b.y) + lineWidth_,
-          static_cast<uint32_t>(lines_.size()) << 2 | 3u);
+    Enter(std::min(placed.a.y, placed.b.y) - lineWidth_, std::max(placed.a.y, placed.b.y) + lineWidth_, kLine,
+          lines_.size());
     lines_.push_back(placed);
+  }
+
+  // The farthest first, behind all bodies and lines.
+  void AddFaces(const std::vector<LitFace>& given) {
+    std::vector<std::pair<double, const LitFace*>> order;
+    for (const LitFace& face : given) {
+      double depth = 0.0;
+      for (const ViewPoint& corner : face.corners) depth += corner.z / static_cast<double>(face.corners.size());
+      if (face.corners.size() >= 3 && std::ranges::all_of(face.corners, IsSound)) order.emplace_back(depth, &face);
+    }
+    std::ranges::stable_sort(order, {}, [](const auto& entry) { return entry.first; });
+    for (const auto& [depth, face] : order) AddFace(*face);
+  }
+
+  void AddFace(const LitFace& given) {
+    Face face{};
+    ViewPoint normal{};
+    double low = kVast, high = -kVast;
+    for (size_t i = 0; i < given.corners.size(); ++i) {
+      const ViewPoint corner = Placed(given.corners[i]);
+      normal += Cross(given.corners[i], given.corners[(i + 1) % given.corners.size()]);
+      low = std::min(low, corner.y);
+      high = std::max(high, corner.y);
+      face.corners.push_back(corner);
+    }
+    normal = Normalised(normal.z < 0.0 ? -normal : normal);
+    if (!(normal.z > 1e-4)) return;  // seen from its edge
+    face.slopeX = -normal.x / normal.z;
+    face.slopeY = -normal.y / normal.z;
+    const float bright =
+        BrightnessOf(static_cast<float>(normal.x), static_cast<float>(normal.y), static_cast<float>(normal.z));
+    const double cover = std::clamp(given.opacity, 0.0, 1.0);
+    const uint32_t colour = PixelOf(given.colour);
+    face.veil = static_cast<uint32_t>(std::lround(cover * 255.0)) << 24;
+    for (int shift = 0; shift < 24; shift += 8)
+      face.veil |= static_cast<uint32_t>(std::min(static_cast<double>(colour >> shift & 255) * bright, 255.0) * cover)
+                   << shift;
+    Enter(low, high, kFace, faces_.size());
+    faces_.push_back(std::move(face));
   }
 
   template <class Draw>
@@ -280,6 +349,32 @@ class Rays {
     }
   }
 
+  void DrawFace(const Face& face, int top, int bottom) {
+    const auto& corners = face.corners;
+    const int first = std::max(top, static_cast<int>(std::floor(std::ranges::min(corners, {}, &ViewPoint::y).y)));
+    const int last = std::min(bottom, static_cast<int>(std::ceil(std::ranges::max(corners, {}, &ViewPoint::y).y)));
+    for (int y = first; y <= last; ++y) {
+      double left = kVast, right = -kVast;
+      for (size_t i = 0; i < corners.size(); ++i) {
+        const ViewPoint& a = corners[i];
+        const ViewPoint& b = corners[(i + 1) % corners.size()];
+        if (a.y == b.y || std::min(a.y, b.y) > y || std::max(a.y, b.y) < y) continue;
+        const double x = a.x + (b.x - a.x) * (y - a.y) / (b.y - a.y);
+        left = std::min(left, x);
+        right = std::max(right, x);
+      }
+      const int x0 = static_cast<int>(std::ceil(std::max(left, 0.0)));
+      const int x1 = static_cast<int>(std::floor(std::min(right, grid_.width - 1.0)));
+      const ViewPoint& from = corners.front();
+      for (int x = x0; x <= x1; ++x) {
+        const size_t at = grid_.Row(y) + static_cast<size_t>(x);
+        const auto z = static_cast<float>(from.z + face.slopeX * (x - from.x) + face.slopeY * (y - from.y));
+        if (z <= grid_.depth[at] || (!grid_.lineDepth.empty() && z <= grid_.lineDepth[at])) continue;
+        grid_.veil[at] = Veiled(grid_.veil[at], face.veil);
+      }
+    }
+  }
+
   // The part of a way, given as shares of it, that lies between two bounds.
   static void Narrow(double start, double way, double low, double high, double& from, double& to) {
     if (std::abs(way) < 1e-9) return;
@@ -297,6 +392,7 @@ class Rays {
   std::vector<Ellipsoid> ellipsoids_;
   std::vector<LitStick> sticks_;
   std::vector<LitLine> lines_;
+  std::vector<Face> faces_;
 };
 
 // Work on the bands of a picture by several threads; each takes the next that is left.
@@ -365,7 +461,6 @@ void LightRow(const Grid& grid, int y, const Lighting& light, uint32_t* pixels) 
     const float nx = grid.normalX[at];
     const float ny = grid.normalY[at];
     const float nz = std::sqrt(std::max(1.0f - nx * nx - ny * ny, 0.0f));
-    const float facing = std::max(nx * kLightX + ny * kLightY + nz * kLightZ, 0.0f);
     float shine = std::max(nx * hx + ny * hy + nz * hz, 0.0f);
     for (int i = 0; i < 5; ++i) shine *= shine;
     const auto left = static_cast<size_t>(std::max(x - 1, 0));
@@ -374,7 +469,7 @@ void LightRow(const Grid& grid, int y, const Lighting& light, uint32_t* pixels) 
         std::min(std::min(grid.depth[row + left], grid.depth[row + right]),
                  std::min(grid.depth[above + static_cast<size_t>(x)], grid.depth[below + static_cast<size_t>(x)]));
     const float step = std::clamp((z - lowest) / light.edge - 1.0f, 0.0f, 1.0f);
-    float bright = (kAmbient + kDiffuse * facing) * (1.0f - (1.0f - kOutline) * step);
+    float bright = BrightnessOf(nx, ny, nz) * (1.0f - (1.0f - kOutline) * step);
     float gloss = kGloss * shine * (1.0f - step);
     if (light.shadowReach > 0) {
       const float open = OpenSky(grid, x, y, z, light.shadowReach);
@@ -391,6 +486,16 @@ void LightRow(const Grid& grid, int y, const Lighting& light, uint32_t* pixels) 
       pixel |= static_cast<uint32_t>(lit + (behind - lit) * fog + 0.5f) << shift;
     }
     pixels[x] = pixel;
+  }
+}
+
+// With the faces in front of it.
+void LightAndVeilRow(const Grid& grid, int y, const Lighting& light, uint32_t* pixels) {
+  LightRow(grid, y, light, pixels);
+  if (grid.veil.empty()) return;
+  const uint32_t* veil = &grid.veil[grid.Row(y)];
+  for (int x = 0; x < grid.width; ++x) {
+    if (veil[x] != 0) pixels[x] = Veiled(pixels[x], veil[x]);
   }
 }
 
@@ -423,7 +528,7 @@ Image DrawLitSurface(const LitScene& scene, int width, int height, const LitOpti
   const int margin = light.shadowReach + 2;
   const int bandsKept = kStripBands + (2 * margin + kBandRows - 1) / kBandRows;
   Grid grid(moving ? (width + 1) / 2 : 2 * width, moving ? (height + 1) / 2 : 2 * height, bandsKept * kBandRows,
-            !scene.lines.empty());
+            !scene.lines.empty(), !scene.faces.empty());
   Rays rays(scene, scale, grid);
   Image coarse(moving ? grid.width : 0, grid.height);
   // Strip by strip, so that there is never the whole of the fine grid; rows are lit as soon as those that shade them
@@ -439,13 +544,13 @@ Image DrawLitSurface(const LitScene& scene, int width, int height, const LitOpti
       const int top = lit + static_cast<int>(piece) * kBandRows;
       const int bottom = std::min(top + kBandRows, ready);
       if (moving) {
-        for (int y = top; y < bottom; ++y) LightRow(grid, y, light, &coarse.At(0, y));
+        for (int y = top; y < bottom; ++y) LightAndVeilRow(grid, y, light, &coarse.At(0, y));
         return;
       }
       Image fine(grid.width, 2);
       for (int y = top; y < bottom; y += 2) {
-        LightRow(grid, y, light, &fine.At(0, 0));
-        LightRow(grid, y + 1, light, &fine.At(0, 1));
+        LightAndVeilRow(grid, y, light, &fine.At(0, 0));
+        LightAndVeilRow(grid, y + 1, light, &fine.At(0, 1));
         HalveRow(fine, &picture.At(0, y / 2), width);
       }
     });

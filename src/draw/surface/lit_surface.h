@@ -45,11 +45,19 @@ struct LitLine {
   Rgb colour;
   friend bool operator==(const LitLine&, const LitLine&) = default;
 };
+// A flat convex piece that lets through what lies behind it.
+struct LitFace {
+  std::vector<ViewPoint> corners;  // in order round it
+  Rgb colour;
+  double opacity = 0.5;
+  friend bool operator==(const LitFace&, const LitFace&) = default;
+};
 struct LitScene {
   std::vector<LitBall> balls;
   std::vector<LitEllipsoid> ellipsoids;
   std::vector<LitStick> sticks;
   std::vector<LitLine> lines;
+  std::vector<LitFace> faces;
   double lineWidth = 1.0;
   Rgb background;
   friend bool operator==(const LitScene&, const LitScene&) = default;

@@ -47,13 +47,17 @@ Cartesian Directed(const Cartesian& axis, const std::vector<Cartesian>& points, 
 // How far what is drawn for an atom reaches, Å.
 double BodyReach(const AtomRecord& atom, const Document& document, const RenderOptions& options) {
   if (options.mode == kWireFrame) return 0.0;
+  const double radius = atom.element ? atom.element->drawRadius : 0.0;
+  const double ball = radius > 0.0 && radius < 10.0 ? kBallFactor * radius : 0.3;
   if (options.mode != kBallAndStick && options.mode != kPipes && atom.IsAnisotropic()) {
     const Mat3 u = CartesianTensor(atom, document.cell, document.matrix);
     const double largest = std::max({u[0][0], u[1][1], u[2][2]});
-    if (largest > 0.0 && largest < 100.0) return std::sqrt(largest) * ProbabilityScale(options.probability);
+    // Sylvester's criterion; what is no ellipsoid is a box.
+    const bool positive = u[0][0] > 0.0 && u[0][0] * u[1][1] > u[0][1] * u[0][1] && Determinant(u) > 0.0;
+    const double reach = std::sqrt(std::max(largest, 0.0)) * ProbabilityScale(options.probability);
+    if (largest < 100.0) return positive ? reach : std::max(reach, ball);
   }
-  const double radius = atom.element ? atom.element->drawRadius : 0.0;
-  return radius > 0.0 && radius < 10.0 ? kBallFactor * radius : 0.3;
+  return ball;
 }
 
 void SetRows(ViewState& view, const Cartesian& across, const Cartesian& up, const Cartesian& toward) {
