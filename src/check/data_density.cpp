@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/numbers.h"
+#include "base/stop.h"
 #include "check/data_session.h"
 #include "crystal/nearest_images.h"
 #include "crystal/symmetry.h"
@@ -67,6 +68,7 @@ DataDensity DensityFromData(const Document& document, const std::string& hklPath
   Calculated& calculated = s.result.calculated;
   DataPass pass(s.structure, s.observations, s.job.weights);
   MatchScale(s.structure, pass, calculated);
+  if (StopWanted()) return density;
   density.map = std::make_shared<const DensityMap>(MapOf(s, kind, kDensityStep));
   density.reflections = s.observations.Size();
   density.r1 = MakeResiduals(calculated, 0).r1;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/numbers.h"
+#include "base/stop.h"
 #include "check/data_session.h"
 
 namespace marvik {
@@ -56,6 +57,7 @@ DataMask MaskFromData(const Document& document, const std::string& hklPath, cons
   {
     DataPass pass(s.structure, s.observations, s.job.weights);
     MatchScale(s.structure, pass, calculated);
+    if (StopWanted()) return data;
     data.r1Before = MakeResiduals(calculated, 0).r1;
   }
   FillVoids(s.structure, s.observations, s.job.weights, data.mask, calculated);

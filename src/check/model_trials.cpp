@@ -1,6 +1,7 @@
 #include "check/model_trials.h"
 
 #include "base/files.h"
+#include "base/stop.h"
 #include "check/data_session.h"
 #include "language/instruction.h"
 #include "refine/job/session.h"
@@ -65,6 +66,7 @@ std::vector<ElementDoubt> FindElementDoubts(const Document& document, const std:
   Calculated calculated;
   DataPass pass(s.structure, s.observations, s.job.weights);
   MatchScale(s.structure, pass, calculated);
+  if (StopWanted()) return {};
   s.result.final = MakeResiduals(calculated, s.parametrisation.Size());
   std::vector<ElementDoubt> doubts;
   for (const SiteElectrons& e : FindStrangeElements(s)) {

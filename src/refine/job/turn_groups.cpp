@@ -4,6 +4,8 @@
 #include <cmath>
 #include <map>
 
+#include "base/stop.h"
+
 namespace marvik {
 namespace {
 
@@ -89,6 +91,7 @@ std::vector<TurnedGroup> TurnToDensity(Session& s, const std::vector<const Hydro
   const DensityMap map = MakeMap(s.structure, s.observations, calculated);
   for (size_t i = 0; i < occupancies.size(); ++i) s.structure.sites[i].occupancy = occupancies[i];
   std::vector<TurnedGroup> turned;
+  if (StopWanted()) return turned;
   for (const HydrogenGroup* group : groups) turned.push_back(BestOnCircle(s.structure, map, *group));
   return turned;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/stop.h"
 #include "chem/environment.h"
 #include "refine/map/fourier.h"
 #include "refine/map/transform.h"
@@ -207,13 +208,13 @@ std::vector<Miller> UniqueIndices(const Structure& structure, const Observations
 
 // What the data have and the atoms do not: Fo with the phases of atoms and voids, less the atoms.
 DensityMap MissingDensity(const Structure& structure, const Observations& observations, const Calculated& calculated,
-                          const SolventMask& mask) {
+                          const std::vector<std::complex<double>>& ofAtoms, const SolventMask& mask) {
   const auto means = MeanAmplitudes(structure, observations, calculated);
   std::vector<MapCoefficient> terms;
   for (const auto& [key, mean] : means) {
     const std::complex<double> total(calculated.a[mean.first], calculated.b[mean.first]);
-    const std::complex<double> atoms = total - observations.added[0][mean.first];
-    terms.push_back({observations.indices[0][mean.first], total / std::abs(total) * (mean.fo / mean.count) - atoms});
+    terms.push_back(
+        {observations.indices[0][mean.first], total / std::abs(total) * (mean.fo / mean.count) - ofAtoms[mean.first]});
   }
   for (const AddedFactor& factor : mask.factors)
     if (!means.contains(factor.h)) terms.push_back({factor.h, factor.f});
@@ -279,25 +280,37 @@ SolventMask FindVoids(const Structure& structure, const Observations& observatio
   return mask;
 }
 
+// What the atoms scatter stays the same: it is worked out once, and the cycles add to it what the voids do.
 void FillVoids(Structure& structure, Observations& observations, const WeightScheme& weights, SolventMask& mask,
                Calculated& calculated) {
   const std::vector<Miller> unique = UniqueIndices(structure, observations);
   mask.factors.clear();
   for (const Miller& h : unique) mask.factors.push_back({h, {}});
-  AddFactors(mask.factors, structure, 1.0, 0.0, observations);
-  DataPass pass(structure, observations, weights);
-  FitScale(structure, pass, calculated);
-  for (mask.cycles = 1; mask.cycles <= kMostCycles; ++mask.cycles) {
+  observations.added.clear();
+  DataPass(structure, observations, weights).Run(calculated);
+  std::vector<std::complex<double>> ofAtoms(calculated.a.size());
+  for (size_t i = 0; i < ofAtoms.size(); ++i) ofAtoms[i] = {calculated.a[i], calculated.b[i]};
+  Structure empty = structure;
+  empty.sites.clear();
+  DataPass pass(empty, observations, weights);
+  const auto addVoids = [&] {
+    AddFactors(mask.factors, structure, 1.0, 0.0, observations);
+    for (size_t i = 0; i < ofAtoms.size(); ++i) observations.added[0][i] += ofAtoms[i];
+    FitScale(empty, pass, calculated);
+  };
+  addVoids();
+  for (mask.cycles = 1; mask.cycles <= kMostCycles && !StopWanted(); ++mask.cycles) {
     const double before = mask.electrons;
-    DensityMap map = MissingDensity(structure, observations, calculated, mask);
+    DensityMap map = MissingDensity(empty, observations, calculated, ofAtoms, mask);
     CutToVoids(map, structure.metric.volume, mask);
     const auto factors = Analyse(map, structure.metric.volume, unique);
     for (size_t i = 0; i < unique.size(); ++i) mask.factors[i].f = factors[i];
-    AddFactors(mask.factors, structure, 1.0, 0.0, observations);
-    FitScale(structure, pass, calculated);
+    addVoids();
     mask.settled = mask.cycles > 1 && std::fabs(mask.electrons - before) < kRest * (1.0 + std::fabs(mask.electrons));
     if (mask.settled) break;
   }
+  structure.scale = empty.scale;
+  AddFactors(mask.factors, structure, 1.0, 0.0, observations);
 }
 
 }  // namespace marvik

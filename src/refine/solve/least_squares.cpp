@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/stop.h"
 #include "refine/factors/lane_math.h"
 
 namespace marvik {
@@ -354,8 +355,9 @@ void DataPass::Resize(Calculated& calculated) const {
 void DataPass::Run(Calculated& calculated, const Parametrisation* parametrisation, const BlockConsumer& consume) {
   Resize(calculated);
   const size_t blocks = observations_.Blocks();
+  const std::stop_token stop = CurrentStop();
   ForEachInParallel(workers_.size(), std::min(kShares, blocks), [&](size_t share, size_t thread) {
-    for (size_t block = share; block < blocks; block += kShares)
+    for (size_t block = share; block < blocks && !stop.stop_requested(); block += kShares)
       RunBlock(*workers_[thread], block, calculated, parametrisation, consume, share);
   });
 }
