@@ -1,8 +1,10 @@
 #include <algorithm>
+#include <map>
 
 #include "base/numbers.h"
 #include "refine/output/cif_sections.h"
 #include "refine/output/geometry_lists.h"
+#include "refine/output/tables.h"
 
 namespace marvik {
 namespace {
@@ -10,7 +12,9 @@ namespace {
 // The columns of a loop.
 class Rows {
  public:
-  Rows(const Session& s, const Geometry& geometry) : s_(s), geometry_(geometry) {}
+  Rows(const Session& s, const Geometry& geometry) : s_(s), geometry_(geometry) {
+    for (const RequestedQuantity& one : RequestedQuantities(s)) requested_[KeyOf(one.images)] = one.images;
+  }
 
   std::string Label(const SiteImage& image) const { return s_.structure.sites[static_cast<size_t>(image.site)].label; }
   std::string Code(const SiteImage& image) const { return SymmetryCode(s_.structure.group, image); }
@@ -22,14 +26,33 @@ class Rows {
     }
     return WithSu(m, decimals);
   }
+  // "yes" for what an RTAB line asks for, which is then no longer among those that are left.
+  std::string Flag(const std::vector<SiteImage>& images) {
+    return requested_.erase(KeyOf(images)) + requested_.erase(KeyOf({images.rbegin(), images.rend()})) > 0 ? "yes"
+                                                                                                           : "?";
+  }
+  // What is asked for of so many atoms and has had no row.
+  std::vector<std::vector<SiteImage>> Left(size_t atoms) const {
+    std::vector<std::vector<SiteImage>> left;
+    for (const auto& [key, images] : requested_)
+      if (images.size() == atoms) left.push_back(images);
+    return left;
+  }
   SiteImage Plain(int site) const { return ImageOf(s_.structure, Neighbour{site, 0, {}, 0.0}); }
 
  private:
+  std::string KeyOf(const std::vector<SiteImage>& images) const {
+    std::string key;
+    for (const SiteImage& image : images) key += Label(image) + " " + Code(image) + " ";
+    return key;
+  }
+
   const Session& s_;
   const Geometry& geometry_;
+  std::map<std::string, std::vector<SiteImage>> requested_;  // by labels and codes
 };
 
-void WriteBonds(const Session& s, const Rows& rows, CifWriter& cif) {
+void WriteBonds(const Session& s, Rows& rows, CifWriter& cif) {
   cif.Loop({"_geom_bond_atom_site_label_1", "_geom_bond_atom_site_label_2", "_geom_bond_distance",
             "_geom_bond_site_symmetry_2", "_geom_bond_publ_flag"});
   for (int a = 0; a < static_cast<int>(s.bonds.size()); ++a) {
@@ -37,39 +60,61 @@ void WriteBonds(const Session& s, const Rows& rows, CifWriter& cif) {
       if (!IsListedBond(s, a, n) || IsRepeatedBond(s, a, n)) continue;
       const SiteImage self = rows.Plain(a);
       const SiteImage other = ImageOf(s.structure, n);
-      cif.Row({rows.Label(self), rows.Label(other), rows.Value({self, other}, 4), rows.Code(other), "?"});
+      cif.Row({rows.Label(self), rows.Label(other), rows.Value({self, other}, 4), rows.Code(other),
+               rows.Flag({self, other})});
     }
   }
 }
 
-void WriteAngles(const Session& s, const Rows& rows, CifWriter& cif) {
-  const std::vector<BondAngle> angles = AnglesOf(s);
-  if (angles.empty()) return;
-  cif.Loop({"_geom_angle_atom_site_label_1", "_geom_angle_atom_site_label_2", "_geom_angle_atom_site_label_3",
-            "_geom_angle", "_geom_angle_site_symmetry_1", "_geom_angle_site_symmetry_3", "_geom_angle_publ_flag"});
-  for (const BondAngle& angle : angles) {
-    const SiteImage middle = rows.Plain(angle.middle);
-    const SiteImage first = ImageOf(s.structure, angle.first);
-    const SiteImage third = ImageOf(s.structure, angle.second);
-    cif.Row({rows.Label(first), rows.Label(middle), rows.Label(third), rows.Value({first, middle, third}, 1),
-             rows.Code(first), rows.Code(third), "?"});
-  }
+// Distances that are asked for and are no bonds.
+void WriteContacts(const Rows& rows, CifWriter& cif) {
+  const auto contacts = rows.Left(2);
+  if (contacts.empty()) return;
+  cif.Loop({"_geom_contact_atom_site_label_1", "_geom_contact_atom_site_label_2", "_geom_contact_distance",
+            "_geom_contact_site_symmetry_1", "_geom_contact_site_symmetry_2", "_geom_contact_publ_flag"});
+  for (const std::vector<SiteImage>& pair : contacts)
+    cif.Row(
+        {rows.Label(pair[0]), rows.Label(pair[1]), rows.Value(pair, 4), rows.Code(pair[0]), rows.Code(pair[1]), "yes"});
 }
 
-void WriteTorsions(const std::vector<FourAtoms>& torsions, const Rows& rows, CifWriter& cif) {
-  if (torsions.empty()) return;
+void WriteAngles(const Session& s, Rows& rows, CifWriter& cif) {
+  std::vector<std::vector<std::string>> lines;
+  const auto add = [&](const std::vector<SiteImage>& atoms, const std::string& flag) {
+    lines.push_back({rows.Label(atoms[0]), rows.Label(atoms[1]), rows.Label(atoms[2]), rows.Value(atoms, 1),
+                     rows.Code(atoms[0]), rows.Code(atoms[2]), flag});
+  };
+  for (const BondAngle& angle : AnglesOf(s)) {
+    const std::vector<SiteImage> atoms{ImageOf(s.structure, angle.first), rows.Plain(angle.middle),
+                                       ImageOf(s.structure, angle.second)};
+    add(atoms, rows.Flag(atoms));
+  }
+  // The loop has no place for the symmetry of the middle.
+  for (const std::vector<SiteImage>& atoms : rows.Left(3))
+    if (!atoms[1].moved) add(atoms, "yes");
+  if (lines.empty()) return;
+  cif.Loop({"_geom_angle_atom_site_label_1", "_geom_angle_atom_site_label_2", "_geom_angle_atom_site_label_3",
+            "_geom_angle", "_geom_angle_site_symmetry_1", "_geom_angle_site_symmetry_3", "_geom_angle_publ_flag"});
+  for (const std::vector<std::string>& line : lines) cif.Row(line);
+}
+
+void WriteTorsions(const std::vector<FourAtoms>& torsions, Rows& rows, CifWriter& cif) {
+  std::vector<std::vector<std::string>> lines;
+  const auto add = [&](const std::vector<SiteImage>& atoms, const std::string& flag) {
+    std::vector<std::string> row;
+    for (const SiteImage& atom : atoms) row.push_back(rows.Label(atom));
+    row.push_back(rows.Value(atoms, 1));
+    for (const SiteImage& atom : atoms) row.push_back(rows.Code(atom));
+    row.push_back(flag);
+    lines.push_back(std::move(row));
+  };
+  for (const FourAtoms& t : torsions) add({t.begin(), t.end()}, rows.Flag({t.begin(), t.end()}));
+  for (const std::vector<SiteImage>& atoms : rows.Left(4)) add(atoms, "yes");
+  if (lines.empty()) return;
   cif.Loop({"_geom_torsion_atom_site_label_1", "_geom_torsion_atom_site_label_2", "_geom_torsion_atom_site_label_3",
             "_geom_torsion_atom_site_label_4", "_geom_torsion", "_geom_torsion_site_symmetry_1",
             "_geom_torsion_site_symmetry_2", "_geom_torsion_site_symmetry_3", "_geom_torsion_site_symmetry_4",
             "_geom_torsion_publ_flag"});
-  for (const FourAtoms& t : torsions) {
-    std::vector<std::string> row;
-    for (const SiteImage& atom : t) row.push_back(rows.Label(atom));
-    row.push_back(rows.Value({t[0], t[1], t[2], t[3]}, 1));
-    for (const SiteImage& atom : t) row.push_back(rows.Code(atom));
-    row.emplace_back("?");
-    cif.Row(row);
-  }
+  for (const std::vector<std::string>& line : lines) cif.Row(line);
 }
 
 void WriteHydrogenBonds(const std::vector<HydrogenBondSites>& bonds, const Rows& rows, CifWriter& cif) {
@@ -104,7 +149,7 @@ std::string SymmetryCode(const SpaceGroup& group, const SiteImage& image) {
 }
 
 void WriteGeometry(const Session& s, const Geometry& geometry, CifWriter& cif) {
-  const Rows rows(s, geometry);
+  Rows rows(s, geometry);
   std::string details =
       " Standard uncertainties of distances, angles and torsion angles come from the\n"
       " full covariance matrix of the refined parameters and from those of the cell;\n"
@@ -116,6 +161,7 @@ void WriteGeometry(const Session& s, const Geometry& geometry, CifWriter& cif) {
   cif.Gap();
   cif.Field("_geom_special_details", details + PlaneTable(s));
   WriteBonds(s, rows, cif);
+  WriteContacts(rows, cif);
   WriteAngles(s, rows, cif);
   WriteTorsions(TorsionsOf(s, geometry), rows, cif);
   WriteHydrogenBonds(HydrogenBondsOf(s, geometry), rows, cif);

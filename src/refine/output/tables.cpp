@@ -123,20 +123,27 @@ std::string PlaneTable(const Session& s) {
   return out;
 }
 
-std::string RequestedTable(const Session& s, const Geometry& geometry) {
-  std::string out;
+std::vector<RequestedQuantity> RequestedQuantities(const Session& s) {
+  std::vector<RequestedQuantity> quantities;
   for (const Instruction& command : s.job.commands) {
     if (command.name != "RTAB" || command.all.size() < 3) continue;
     const std::vector<std::string> atoms(command.all.begin() + 1, command.all.end());
     for (const int residue : ResiduesOf(s.structure, command)) {
-      const ResolvedNames resolved = ResolveAtoms(s.structure, command, s.job.commands, atoms, residue);
+      ResolvedNames resolved = ResolveAtoms(s.structure, command, s.job.commands, atoms, residue);
       if (!resolved.missing.empty() || resolved.images.size() < 2 || resolved.images.size() > 4) continue;
       std::string names;
       for (const std::string& atom : atoms) names += (names.empty() ? "" : " - ") + atom;
-      AppendPrintf(out, " %-8s %12s  %s\n", command.all[0].c_str(),
-                   WithSu(geometry.Measure(resolved.images), 4).c_str(), names.c_str());
+      quantities.push_back({command.all[0], names, std::move(resolved.images)});
     }
   }
+  return quantities;
+}
+
+std::string RequestedTable(const Session& s, const Geometry& geometry) {
+  std::string out;
+  for (const RequestedQuantity& one : RequestedQuantities(s))
+    AppendPrintf(out, " %-8s %12s  %s\n", one.kind.c_str(), WithSu(geometry.Measure(one.images), 4).c_str(),
+                 one.names.c_str());
   return out.empty() ? out : "\n Requested quantities (A, degrees)\n" + out;
 }
 

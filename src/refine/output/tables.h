@@ -13,7 +13,14 @@ std::string BondTable(const Session& session, const Geometry& geometry);
 std::string TorsionTable(const Session& session, const Geometry& geometry);       // CONF
 std::string HydrogenBondTable(const Session& session, const Geometry& geometry);  // HTAB
 std::string PlaneTable(const Session& session);                                   // MPLA
-std::string RequestedTable(const Session& session, const Geometry& geometry);     // RTAB
+// RTAB: the atoms, two to four, of each line that names some, with the line's word for it and their names.
+struct RequestedQuantity {
+  std::string kind;
+  std::string names;
+  std::vector<SiteImage> images;
+};
+std::vector<RequestedQuantity> RequestedQuantities(const Session& session);
+std::string RequestedTable(const Session& session, const Geometry& geometry);
 
 // Every restraint at the refined model. Lengths in Å, volumes in Å³, displacements in Å²; of several equal distances
 // the target is their mean.
