@@ -1,6 +1,8 @@
 #include "edit/edit_restraint.h"
 
 #include <algorithm>
+#include <cmath>
+#include <map>
 
 #include "base/numbers.h"
 #include "chem/atom_geometry.h"
@@ -11,6 +13,7 @@
 #include "language/instruction.h"
 #include "language/residues.h"
 #include "language/tokenizer.h"
+#include "model/coded_values.h"
 
 namespace marvik {
 namespace {
@@ -28,16 +31,17 @@ constexpr Kind kKinds[] = {
     {"FLAT", 4, 1, false, true},  {"RIGU", 2, 1, false, true},  {"SIMU", 2, 1, false, true},
     {"ISOR", 1, 1, false, true},  {"CHIV", 1, 1, true, true},   {"DELU", 2, 1, false, true},
     {"EADP", 2, 1, false, false}, {"EXYZ", 2, 1, false, false}, {"BUMP", 0, 1, false, true},
+    {"SUMP", 2, 1, true, true},
 };
 constexpr std::array<FieldRange, 3> kFields{{
     WordField("kind", "Kind",
-              "distance|angle|same|flat|rigid|similar|isotropic|chirality|bonds|equal-u|equal-xyz|bumps"),
+              "distance|angle|same|flat|rigid|similar|isotropic|chirality|bonds|equal-u|equal-xyz|bumps|sum"),
     {"target", "Target in Å or Å³", -100.0, 100.0},
     {"sigma", "Standard uncertainty", 0.0001, 10.0},
 }};
 
 // That are made elsewhere, or by hand.
-constexpr Kind kOtherKinds[] = {{"SAME", 2, 1, false, true}, {"SUMP", 0, 1, true, true}, {"NCSY", 1, 1, false, false}};
+constexpr Kind kOtherKinds[] = {{"SAME", 2, 1, false, true}, {"NCSY", 1, 1, false, false}};
 constexpr std::array<FieldRange, 3> kEditFields{{{"number", "Number", 1.0, 1e6}, kFields[1], kFields[2]}};
 
 // Nothing for what does not restrain.
@@ -95,6 +99,34 @@ double PresentTarget(const std::vector<AtomRecord*>& atoms) {
   return sum / (static_cast<double>(atoms.size()) / 2.0);
 }
 
+// Occupancies that free variables make add up to a target, without one to what a whole site has; variables that several
+// of the atoms share count once. The line, or what is in the way.
+std::string SumOfOccupancies(const std::vector<AtomRecord*>& atoms, const RestraintRequest& request,
+                             ComposedLine& line) {
+  constexpr double kUsualSigma = 0.01;
+  std::vector<double> codes;
+  std::map<int, double> factors;  // by free variable
+  double whole = 0.0, offset = 0.0;
+  for (const AtomRecord* atom : atoms) {
+    const double code = atom->partHasOccupancy ? static_cast<double>(atom->partOccupancy) : atom->occupancy;
+    const CodedParts parts = SplitCodedValue(code);
+    if (parts.variable < 2) return atom->name + " has an occupancy that no free variable makes.";
+    if (std::ranges::find(codes, code) != codes.end()) continue;
+    codes.push_back(code);
+    factors[parts.variable] += parts.factor;
+    offset += parts.offset;
+    whole = std::max(whole, std::fabs(parts.factor));
+  }
+  std::erase_if(factors, [](const auto& one) { return std::fabs(one.second) < 1e-6; });
+  if (factors.size() < 2)
+    return "A sum restrains the occupancies of two or more free variables: of one and its rest it is 1 by itself.";
+  line.Add(" " + FieldText(request.target.value_or(whole) - offset, 4));
+  line.Add(" " + FieldText(request.sigma.value_or(kUsualSigma), 4));
+  for (const auto& [variable, factor] : factors)
+    line.Add(" " + FieldText(factor, 4)), line.Add(" " + std::to_string(variable));
+  return {};
+}
+
 }  // namespace
 
 std::span<const FieldRange> RestraintFields() {
@@ -131,13 +163,15 @@ std::string AddRestraint(Document& document, const std::vector<AtomRecord*>& ato
   const std::vector<AtomRecord*> chosen = isAngle ? std::vector{atoms[0], atoms[2]} : atoms;
   if (std::string fault = FaultOf(document, chosen, kind); !fault.empty()) return fault;
   ComposedLine line(kind.keyword);
-  if (kind.hasTarget) {
+  const bool isSum = kind.keyword == std::string_view("SUMP");
+  if (std::string fault = isSum ? SumOfOccupancies(chosen, request, line) : ""; !fault.empty()) return fault;
+  if (kind.hasTarget && !isSum) {
     const double present = kind.together == 2 ? PresentTarget(chosen) : 0.0;
     const bool isPlain = kind.together == 1 && !request.target && !request.sigma;
     if (!isPlain) line.Add(" " + FieldText(request.target.value_or(present), 3));
   }
-  if (request.sigma) line.Add(" " + FieldText(*request.sigma, 4));
-  if (kind.least > 0)
+  if (request.sigma && !isSum) line.Add(" " + FieldText(*request.sigma, 4));
+  if (kind.least > 0 && !isSum)
     for (const AtomRecord* atom : chosen) line.Add(" " + QualifiedName(document, *atom));
   for (const KeptLine& kept : document.instructions.kept)
     if (kept.text == line.Text()) return "This restraint is there already: " + line.Text();

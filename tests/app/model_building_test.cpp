@@ -66,6 +66,12 @@ TEST_F(ModelBuilding, RestraintsAreMadeListedWithWhatTheyAreAndTakenAway) {
   EXPECT_TRUE(Writes("SADI C1 C2 C1 C4"));
   RunCommand(bench, kUndoCommand);
   EXPECT_TRUE(Writes("DFIX 1.45 0.02 C1 C2"));
+  EXPECT_EQ(Run("restrain", "kind=sum C11 C12"), Outcome::Changed);
+  EXPECT_TRUE(Writes("SUMP 1 0.01 1 2 1 3"));
+  EXPECT_EQ(Run("restrain", "kind=sum sigma=0.001 target=0.8 C11 C14"), Outcome::Changed);
+  EXPECT_TRUE(Writes("SUMP -0.2 0.001 1 2 -1 3")) << "of the rest of a variable";
+  ExpectRefused("restrain", "kind=sum C11 C13", "two or more free variables");
+  ExpectRefused("restrain", "kind=sum C11 C1", "C1 has an occupancy that no free variable makes");
   ExpectRefused("restrain", "kind=flat C4 C3 C2 C1", "there already");
   ExpectRefused("restrain", "kind=same C1 C2 C3", "at least 4");
   ExpectRefused("restrain", "kind=distance C1 C2 C3", "pairs");

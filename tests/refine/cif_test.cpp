@@ -199,7 +199,8 @@ TEST_F(CifTest, TellsOfWhatItCarriesAndOfWhatTheUserKnows) {
   const std::string ins =
       "TITL a;b\nCELL 0.71073 7.1 9.3 8.2 90 101 90\nZERR 4 0.001 0.001 0.001 0 0.01 0\nLATT 1\nSYMM -X, 0.5+Y, "
       "0.5-Z\nSFAC C O F\nUNIT 8 4 4\nREM \n; a semicolon begins this line\nEQIV $1 -x, -y, -z\nL.S. 4\nFMAP 2\nPLAN "
-      "5\nTEMP -100\nACTA\nCONF\nHTAB\nMPLA 3 F1 C1 O1 C2\nRTAB Far F1 C2\nRTAB CO C1 O1\nRTAB Angl O1 F1 C2_$1\nSIZE 0.3 0.1 0.2\nSIMU C1 C2\nWGHT 0.02 0.3\nFVAR 0.8 0.6\n"
+      "5\nTEMP -100\nACTA\nCONF\nHTAB\nMPLA 3 F1 C1 O1 C2\nRTAB Far F1 C2\nRTAB CO C1 O1\nRTAB Angl O1 F1 C2_$1\nSIZE "
+      "0.3 0.1 0.2\nSIMU C1 C2\nWGHT 0.02 0.3\nFVAR 0.8 0.6\n"
       "F1 3 0.25 0.26 0.23 11 0.04\nO1 2 0.30 0.31 0.40 11 0.03\nC1 1 0.458 0.303 0.40 11 0.03\nPART 1\nC2 1 0.65 "
       "0.241 "
       "0.388 21 0.045\nPART 2\nC2' 1 0.66 0.36 0.36 -21 0.045\nPART 0\nHKLF 4\nEND\n";
