@@ -4,17 +4,21 @@
 #include <cmath>
 #include <cstring>
 
+#include "app/beside.h"
 #include "app/commands/command_handlers.h"
 #include "app/solvent_mask.h"
 #include "base/files.h"
 #include "base/numbers.h"
+#include "base/stop.h"
 #include "base/words.h"
+#include "check/data_mask.h"
 #include "chem/mean_plane.h"
 
 namespace marvik {
 namespace {
 
 constexpr double kReach = 1.8;        // Å from an atom that nets are drawn to
+constexpr double kAbout = 3.5;        // Å from the one atom that they are wanted around
 constexpr size_t kMostAtoms = 1000;   // that nets are drawn around
 constexpr double kPlaneMargin = 1.5;  // Å around the atoms of a plane
 constexpr size_t kListedPeaks = 20;
@@ -49,10 +53,6 @@ AtomSet MembersOf(const Document& document, const std::vector<uint32_t>& serials
   for (const uint32_t serial : serials)
     if (const AtomRecord* atom = document.atoms.FindSerial(serial)) members.push_back(atom);
   return members;
-}
-
-void Say(const Workbench& bench, const std::string& text) {
-  if (bench.hooks.tell) bench.hooks.tell(text);
 }
 
 // What became of a map that was made for that file; the user may be elsewhere by now.
@@ -109,6 +109,12 @@ double DensityState::Threshold() const {
   return !data.map ? 0.0 : Level().inSigma ? Level().value * data.map->sigma : Level().value;
 }
 
+bool DensityState::PointAt(uint32_t serial) {
+  if (!on || !followsPointer || serial == 0 || serial == about) return false;
+  about = serial;
+  return true;
+}
+
 std::shared_ptr<const DensityNet> DensityState::NetOf(const Document& document, const Cartesian& centre) {
   const std::string now = BaseNameOf(document.CurrentFile);
   const bool hasMap = on && data.map && base == now;
@@ -118,6 +124,8 @@ std::shared_ptr<const DensityNet> DensityState::NetOf(const Document& document, 
   std::vector<Cartesian> places;
   if (hasMap && plane.empty()) {
     places = PlacesShown(document);
+    const AtomRecord* middle = about ? document.atoms.FindSerial(about) : nullptr;
+    if (middle) std::erase_if(places, [&](const Cartesian& p) { return Length(p - middle->position) > kAbout; });
     KeepNearest(places, centre);
   } else if (hasMap) {
     members = MembersOf(document, plane);
@@ -178,34 +186,26 @@ void RefreshDensity(Workbench& bench) {
     return Take(bench, base, kind, std::move(none));
   }
   const auto document = std::make_shared<const Document>(bench.document);
-  const auto make = [document, kind] { return DensityFromData(*document, HklOf(*document), kind); };
-  if (!bench.hooks.inBackground) {
-    bench.SetBusy(true);
-    DataDensity data = make();
-    bench.SetBusy(false);
-    return Take(bench, base, kind, std::move(data));
-  }
-  Say(bench, "The density map is being made ...");
-  bench.hooks.inBackground([&bench, base, kind, make]() -> std::function<void()> {
-    auto data = std::make_shared<DataDensity>(make());
-    return [&bench, base, kind, data] { Take(bench, base, kind, std::move(*data)); };
-  });
+  DoBeside(
+      bench, "The density map is being made",
+      [document, kind] { return DensityFromData(*document, HklOf(*document), kind, 0); },
+      [&bench, base, kind](DataDensity data) {
+        Take(bench, base, kind, std::move(data));
+        return Outcome::Done;
+      });
 }
 
 void FollowDensity(Workbench& bench) {
   if (!bench.density) return;
   DensityState& state = *bench.density;
-  if (state.base != BaseNameOf(bench.document.CurrentFile)) state.plane.clear();
+  if (state.base != BaseNameOf(bench.document.CurrentFile)) state.plane.clear(), state.about = 0;
   if (state.on && !StampOf(HklOf(bench.document))) state.on = false;
   RefreshDensity(bench);
 }
 
-std::optional<Report> PeaksReport(Workbench& bench) {
-  const DataDensity data = DensityFromData(bench.document, HklOf(bench.document), MapKind::Difference, kListedPeaks);
-  if (!data.map) {
-    Refuse(bench, kCaption, bench.document.CurrentFile.empty() ? "The structure has no file yet." : data.problem);
-    return std::nullopt;
-  }
+namespace {
+
+Report PeaksReport(const DataDensity& data, const std::string& hkl) {
   ReportTable table({"kind", "height", "sigma", "x", "y", "z", "occupancy", "atom1", "distance1", "symmetry1", "atom2",
                      "distance2", "symmetry2", "atom3", "distance3", "symmetry3"});
   for (const auto* list : {&data.peaks, &data.holes}) {
@@ -225,12 +225,47 @@ std::optional<Report> PeaksReport(Workbench& bench) {
   }
   Report report{ReportKind::Peaks, "Peaks and Holes", "Peaks and Holes", {}, {}, {}, {}};
   report.basis = Printf("Fo-Fc of %zu reflections of %s, R1 %.4f, sigma %.3f e/Å³", data.reflections,
-                        FileNameOf(HklOf(bench.document)).c_str(), data.r1, data.map->sigma);
+                        FileNameOf(hkl).c_str(), data.r1, data.map->sigma);
   report.text = "Peaks and holes of the difference density, e/Å³\r\n\r\n";
   for (const char c : table.Aligned()) report.text += c == '\n' ? std::string("\r\n") : std::string(1, c);
   report.text += "\r\n" + report.basis + "\r\n";
   report.tables.push_back(std::move(table));
   return report;
+}
+
+}  // namespace
+
+DataReport MakeDataReport(const Document& document, ReportKind kind) {
+  if (document.CurrentFile.empty()) return {{}, "The structure has no file yet."};
+  const std::string hkl = HklOf(document);
+  if (kind == ReportKind::Voids) {
+    const DataMask data = MaskFromData(document, hkl, {});
+    if (StopWanted()) return {};
+    return data.problem.empty() ? DataReport{VoidsReport(data), {}} : DataReport{{}, data.problem};
+  }
+  const DataDensity data = DensityFromData(document, hkl, MapKind::Difference, kListedPeaks);
+  if (StopWanted()) return {};
+  return data.map ? DataReport{PeaksReport(data, hkl), {}} : DataReport{{}, data.problem};
+}
+
+bool KeepDataReport(Workbench& bench, ReportKind kind, DataReport made) {
+  if (!made.problem.empty()) Refuse(bench, kind == ReportKind::Voids ? "Solvent Mask" : kCaption, made.problem);
+  if (!made.report) return false;
+  DensityOf(bench).reports.insert_or_assign(
+      kind, DensityState::KeptReport{std::move(*made.report), BaseNameOf(bench.document.CurrentFile), bench.changes});
+  return true;
+}
+
+std::optional<Report> FindDataReport(Workbench& bench, ReportKind kind) {
+  const auto find = [&]() -> std::optional<Report> {
+    const auto& reports = DensityOf(bench).reports;
+    const auto kept = reports.find(kind);
+    if (kept == reports.end() || kept->second.base != BaseNameOf(bench.document.CurrentFile)) return std::nullopt;
+    const bool isLate = kept->second.changes != bench.changes && !bench.hooks.inBackground;
+    return isLate ? std::nullopt : std::optional(kept->second.report);
+  };
+  if (const auto kept = find(); kept || bench.hooks.inBackground) return kept;
+  return KeepDataReport(bench, kind, MakeDataReport(bench.document, kind)) ? find() : std::nullopt;
 }
 
 }  // namespace marvik

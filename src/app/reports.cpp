@@ -2,14 +2,13 @@
 
 #include "app/commands/command_handlers.h"
 #include "app/density.h"
-#include "app/solvent_mask.h"
 #include "chem/hybridization.h"
 
 namespace marvik {
 
 std::optional<Report> ComposeReport(Workbench& bench, const ReportRequest& request) {
-  if (request.kind == ReportKind::Peaks) return PeaksReport(bench);
-  if (request.kind == ReportKind::Voids) return VoidsReport(bench);
+  if (request.kind == ReportKind::Peaks || request.kind == ReportKind::Voids)
+    return FindDataReport(bench, request.kind);
   const auto uncertainties = FindUncertainties(bench.document, bench.reports.uncertainties);
   return ComposeReport(bench.document, request, uncertainties.get());
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "app/beside.h"
 #include "app/commands/command_handlers.h"
 #include "app/density.h"
 #include "base/numbers.h"
@@ -59,32 +60,16 @@ Report VoidsReport(const DataMask& data) {
 Outcome WithMask(Workbench& bench, const MaskOptions& options, const MaskTaker& then) {
   if (bench.document.CurrentFile.empty()) return Refuse(bench, kCaption, "The structure has no file yet.");
   const auto document = std::make_shared<const Document>(bench.document);
-  const auto make = [document, options] {
-    return std::make_shared<const DataMask>(MaskFromData(*document, HklOf(*document), options));
-  };
-  const auto take = [&bench, then](const std::shared_ptr<const DataMask>& mask) {
-    return mask->problem.empty() ? then(mask) : Refuse(bench, kCaption, mask->problem);
-  };
-  if (!bench.hooks.inBackground) return take(make());
-  if (bench.hooks.tell) bench.hooks.tell("The voids are being looked for ...");
-  bench.hooks.inBackground([&bench, make, take, changes = bench.changes]() -> std::function<void()> {
-    const auto mask = make();
-    return [&bench, mask, take, changes] {
-      if (bench.changes == changes) {
-        take(mask);
-      } else {
-        Refuse(bench, kCaption, "The structure has changed while its voids were looked for.");
-      }
-    };
-  });
-  return Outcome::Done;
-}
-
-std::optional<Report> VoidsReport(Workbench& bench) {
-  const DataMask data = MaskFromData(bench.document, HklOf(bench.document), {});
-  if (data.problem.empty()) return VoidsReport(data);
-  Refuse(bench, kCaption, bench.document.CurrentFile.empty() ? "The structure has no file yet." : data.problem);
-  return std::nullopt;
+  return DoBeside(
+      bench, "The voids are being looked for",
+      [document, options] {
+        return std::make_shared<const DataMask>(MaskFromData(*document, HklOf(*document), options));
+      },
+      [&bench, then, changes = bench.changes](const std::shared_ptr<const DataMask>& mask) {
+        if (bench.changes != changes)
+          return Refuse(bench, kCaption, "The structure has changed while its voids were looked for.");
+        return mask->problem.empty() ? then(mask) : Refuse(bench, kCaption, mask->problem);
+      });
 }
 
 void AddVoidNet(const SolventMask& mask, const OrthogonalisationMatrix& matrix, DensityNet& net) {

@@ -21,8 +21,7 @@ std::optional<MaskOptions> ParseMask(const EditArguments& arguments, EditFault& 
 using MaskTaker = std::function<Outcome(std::shared_ptr<const DataMask>)>;
 Outcome WithMask(Workbench& bench, const MaskOptions& options, const MaskTaker& then);
 
-// The voids with the electrons in them; nothing after a message.
-std::optional<Report> VoidsReport(Workbench& bench);
+// The voids with the electrons in them.
 Report VoidsReport(const DataMask& data);
 
 // The surfaces of the voids, in the model's frame.

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "base/stop.h"
 #include "check/model_trials.h"
 #include "chem/atom_geometry.h"
 #include "crystal/cell_metric.h"
@@ -91,7 +92,7 @@ std::optional<double> TrySplits(const Document& document, std::vector<SplitCandi
   };
   Document plain = document;
   const auto now = r1(plain);
-  for (size_t i = 0; now && i < std::min(tries, candidates.size()); ++i) {
+  for (size_t i = 0; now && i < std::min(tries, candidates.size()) && !StopWanted(); ++i) {
     Document trial = document;
     RecordingMessages unheard;
     EditFault fault;

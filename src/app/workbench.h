@@ -34,6 +34,9 @@ struct DensityState;
 struct RefinementReport;
 struct FoundModels;
 
+// Gives what is to be done with what it worked out, or nothing; see StopScope.
+using BackgroundWork = std::function<std::function<void()>()>;
+
 // By which the core tells a window that something is to be shown anew. All may be empty: then nobody is looking.
 struct WindowHooks {
   std::function<void()> repaint;
@@ -88,8 +91,8 @@ struct WindowHooks {
   // Takes a report: a window beside the model, or the command line's output.
   std::function<void(const ReportRequest& request)> showReport;
   // Does work off the window's thread, then what it gives in the window's; without it whoever has work does it itself.
-  // Work that waits gives way to newer one.
-  std::function<void(std::function<std::function<void()>()> work)> inBackground;
+  // One piece at a time: newer work of a name takes the place of older one, and the user may stop it.
+  std::function<void(const std::string& name, BackgroundWork work)> inBackground;
   // The text of the clipboard. The command line has none.
   std::function<void(const std::string& text)> setClipboard;
   std::function<std::string()> clipboard;

@@ -20,19 +20,20 @@ void ElementMarks::Update() {
   symbols_.clear();
   if (!bench_.hooks.inBackground) return;
   auto copy = std::make_shared<Document>(bench_.document);
-  bench_.hooks.inBackground([copy, path = JobBase(bench_) + ".hkl", here = QPointer(this), changes = seen_.changes] {
-    std::string problem;
-    std::map<uint32_t, std::string> found;
-    for (const ElementDoubt& doubt : FindElementDoubts(*copy, path, problem)) {
-      const AtomRecord* atom = FindAtomByText(*copy, doubt.atom);
-      if (atom) found[atom->serial] = doubt.suggested.empty() ? "?" : doubt.suggested + "?";
-    }
-    return [here, found, changes] {
-      if (!here || here->seen_.changes != changes) return;
-      here->symbols_ = found;
-      here->bench_.Repaint();
-    };
-  });
+  bench_.hooks.inBackground("Elements are being looked at",
+                            [copy, path = JobBase(bench_) + ".hkl", here = QPointer(this), changes = seen_.changes] {
+                              std::string problem;
+                              std::map<uint32_t, std::string> found;
+                              for (const ElementDoubt& doubt : FindElementDoubts(*copy, path, problem)) {
+                                const AtomRecord* atom = FindAtomByText(*copy, doubt.atom);
+                                if (atom) found[atom->serial] = doubt.suggested.empty() ? "?" : doubt.suggested + "?";
+                              }
+                              return std::function<void()>([here, found, changes] {
+                                if (!here || here->seen_.changes != changes) return;
+                                here->symbols_ = found;
+                                here->bench_.Repaint();
+                              });
+                            });
 }
 
 void ElementMarks::Paint() {

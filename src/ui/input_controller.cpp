@@ -10,6 +10,7 @@
 #include <cmath>
 #include <unordered_set>
 
+#include "app/density.h"
 #include "base/numbers.h"
 #include "draw/view/picking.h"
 #include "ui/atom_keys.h"
@@ -317,7 +318,12 @@ bool InputController::KeyPress(const QKeyEvent& event) {
   switch (event.key()) {
     case Qt::Key_Escape:
       area_.IgnoreHeldKey();
-      CancelPending();
+      if (PickPending() || LabelPending()) {
+        CancelPending();
+      } else {
+        CancelPending();
+        Q_EMIT Escaped();
+      }
       area_.Redraw();
       return true;
     case Qt::Key_Return:
@@ -504,6 +510,10 @@ QString InputController::PendingText() const {
 }
 
 void InputController::UpdateHover() {
+  if (bench_.density && bench_.density->followsPointer && inside_ && gesture_ == Gesture::None) {
+    const AtomRecord* atom = AtomAt(hover_);
+    if (atom && bench_.density->PointAt(atom->serial)) area_.Redraw();
+  }
   area_.SetPointer(inside_ && gesture_ == Gesture::None ? std::optional(hover_) : std::nullopt);
   if (PickPending()) {
     const AtomRecord* atom = inside_ ? AtomAt(hover_) : nullptr;

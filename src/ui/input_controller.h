@@ -44,6 +44,8 @@ class InputController : public QObject {
   void CancelPending();
 
  Q_SIGNALS:
+  // Escape while nothing was pending here.
+  void Escaped();
   // What lies under the pointer, or what a pending operation waits for.
   void StatusText(const QString& text);
   // The pick is set; it is to be cleared when the menu's command has run.

@@ -122,7 +122,13 @@ MainWindow::~MainWindow() {
 }
 
 void MainWindow::SetUpHooks(WindowMessages& messages) {
-  background_ = new Background(this);
+  background_ = new Background(this, [this](const std::string& name) {
+    workText_->setText(name.empty() ? QString() : tr("%1 ... Escape stops it").arg(ToText(name)));
+    workText_->setVisible(!name.empty());
+  });
+  connect(input_, &InputController::Escaped, this, [this] {
+    if (background_->Stop()) statusBar()->showMessage(tr("Stopped."), kMessageTime);
+  });
   messages.parent = this;
   messages.beforeBox = [this] { area_->HoldFrames(true); };
   messages.afterBox = [this] { area_->HoldFrames(false); };
@@ -156,7 +162,9 @@ void MainWindow::SetUpHooks(WindowMessages& messages) {
     area_->ShowPicture(picture, around);
   };
   bench_.hooks.choosePrinter = [this] { return ChoosePrinterPage(this, *area_, bench_.messages); };
-  bench_.hooks.inBackground = [this](Background::Work work) { background_->Start(std::move(work)); };
+  bench_.hooks.inBackground = [this](const std::string& name, BackgroundWork work) {
+    background_->Start(name, std::move(work));
+  };
   bench_.hooks.tell = [this](const std::string& text) { statusBar()->showMessage(ToText(text), kMessageTime); };
   bench_.hooks.showReport = [this](const ReportRequest& request) { reports_->Show(request); };
 }
@@ -243,6 +251,8 @@ void MainWindow::SetUpStatusBar() {
   pointerText_ = label(false);
   // A long line is cut rather than making the window wider.
   pointerText_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  workText_ = label(true);
+  workText_->hide();
   selectionText_ = label(true);
   countsText_ = label(true);
   fileText_ = label(true);

@@ -95,6 +95,7 @@ class MainWindow : public QMainWindow {
   ContextHelp* help_ = nullptr;
   Background* background_ = nullptr;
   QLabel* pointerText_ = nullptr;
+  QLabel* workText_ = nullptr;
   QLabel* selectionText_ = nullptr;
   QLabel* countsText_ = nullptr;
   QLabel* fileText_ = nullptr;

@@ -51,6 +51,25 @@ TEST_F(ChemCommands, HydrogensArePlacedAndTheirElementAskedFor) {
   EXPECT_EQ(messages.asked.size(), 1u);
 }
 
+TEST_F(ChemCommands, WaterIsShownBeforeItsHydrogensStay) {
+  Load("w.ins",
+       "TITL water\nCELL 0.71073 20 20 20 90 90 90\nLATT -1\nSFAC C H O CL\nUNIT 1 2 2 1\nFVAR 1\n"
+       "C7 1 .5 .295 .5 11 .05\nO7 3 .5 .355 .5 11 .05\nO1 3 .5 .5 .5 11 .05\nCL1 4 .65 .55 .5 11 .05\nHKLF 4\nEND\n");
+  messages.answers = {false, true};
+  RunCommand(bench, 153);
+  ASSERT_EQ(messages.asked.size(), 1u);
+  EXPECT_NE(messages.asked[0].text.find(" to O7, 2.0"), std::string::npos) << messages.asked[0].text;
+  EXPECT_NE(messages.asked[0].text.find(" to CL1, "), std::string::npos) << messages.asked[0].text;
+  EXPECT_EQ(bench.document.atoms.LiveCount(), 4u);
+  RunCommand(bench, 153);
+  EXPECT_EQ(bench.document.atoms.LiveCount(), 6u);
+  RunCommand(bench, 153);
+  EXPECT_EQ(messages.asked.size(), 2u) << "what stands is moved";
+  RunCommand(bench, kUndoCommand);
+  RunCommand(bench, kUndoCommand);
+  EXPECT_EQ(bench.document.atoms.LiveCount(), 4u);
+}
+
 TEST_F(ChemCommands, HfixTakesTheTextOfTheDialog) {
   Load("a.ins", kPropanol);
   messages.answers = {true};

@@ -8,6 +8,7 @@
 #include "app/open_save.h"
 #include "app/picture/picture_output.h"
 #include "app/reports.h"
+#include "base/stop.h"
 #include "check/data_hydrogens.h"
 #include "check/data_mask.h"
 #include "draw/surface/lit_picture.h"
@@ -151,7 +152,7 @@ TEST_F(DensityTest, AMaskHoldsTheElectronsOfThePublishedSolvent) {
   EXPECT_FALSE(hasAbin());
   // In the window: made elsewhere, an undoable step when it comes, and not taken for another model.
   std::vector<std::function<void()>> done;
-  bench.hooks.inBackground = [&](const std::function<std::function<void()>()>& work) { done.push_back(work()); };
+  bench.hooks.inBackground = [&](const std::string&, const BackgroundWork& work) { done.push_back(work()); };
   EXPECT_EQ(RunCommand(bench, 625), Outcome::Done);
   EXPECT_FALSE(hasAbin());
   done.back()();
@@ -163,6 +164,26 @@ TEST_F(DensityTest, AMaskHoldsTheElectronsOfThePublishedSolvent) {
   bench.SetModified(true);
   done.back()();
   EXPECT_EQ(Texts(), "The structure has changed while its voids were looked for.|");
+  // Lists come when they are there, and stay while the structure changes; nothing comes of what was stopped.
+  std::vector<ReportKind> lists;
+  bench.hooks.showReport = [&](const ReportRequest& request) { lists.push_back(request.kind); };
+  EXPECT_EQ(RunCommand(bench, 598), Outcome::Done);
+  EXPECT_TRUE(lists.empty());
+  done.back()();
+  EXPECT_EQ(lists, std::vector{ReportKind::Peaks});
+  ReportRequest request;
+  request.kind = ReportKind::Peaks;
+  const auto peaks = [&] { return ComposeReport(bench, request); };
+  ASSERT_TRUE(peaks());
+  bench.SetModified(true);
+  EXPECT_TRUE(peaks());
+  std::stop_source stop;
+  stop.request_stop();
+  {
+    const StopScope scope(stop.get_token());
+    EXPECT_FALSE(MakeDataReport(bench.document, ReportKind::Peaks).report);
+  }
+  EXPECT_EQ(Texts(), "");
   bench.hooks.inBackground = nullptr;
   EXPECT_EQ(RunCommand(bench, 625), Outcome::Failed);
   EXPECT_EQ(Texts(),
@@ -209,6 +230,36 @@ TEST_F(DensityTest, HydrogensTurnToWhereTheyWerePublished) {
   EXPECT_LT(nearest, 1e-3);
   RunCommand(bench, 500);
   EXPECT_EQ(first(), turned);
+  // Not all of them: each is asked for by itself, and selected meanwhile.
+  ASSERT_TRUE(OpenReal("plain_p21c"));
+  messages.asked.clear();
+  messages.answers = {false, true};
+  EXPECT_EQ(RunCommand(bench, 628), Outcome::Changed);
+  ASSERT_GT(messages.asked.size(), 2u);
+  EXPECT_NE(messages.asked[1].text.find("1 of "), std::string::npos) << messages.asked[1].text;
+  EXPECT_TRUE(bench.document.atoms.selection.Empty());
+}
+
+TEST_F(DensityTest, NetsAreDrawnAboutOneAtomOrThePointer) {
+  if (!OpenReal("plain_p21c")) GTEST_SKIP() << "no real data";
+  EXPECT_EQ(RunCommand(bench, 687, "Nobody"), Outcome::Failed);
+  ASSERT_EQ(RunCommand(bench, 592), Outcome::Done);
+  const auto lines = [&] { return bench.ScreenOptions().net->lines.size(); };
+  const size_t all = lines();
+  ASSERT_EQ(RunCommand(bench, 687, "C1"), Outcome::Done);
+  EXPECT_LT(lines(), all / 2);
+  for (const NetLine& line : bench.ScreenOptions().net->lines)
+    EXPECT_LT(Distance(line.a, Atom("C1")->position), 3.5 + 1.8 + 0.4);
+  EXPECT_EQ(RunCommand(bench, 687, "off"), Outcome::Done);
+  EXPECT_EQ(lines(), all);
+  EXPECT_FALSE(bench.density->PointAt(Atom("C1")->serial)) << "it does not follow";
+  EXPECT_EQ(RunCommand(bench, 687), Outcome::Done);
+  EXPECT_EQ(lines(), all);
+  EXPECT_TRUE(bench.density->PointAt(Atom("C1")->serial));
+  EXPECT_FALSE(bench.density->PointAt(Atom("C1")->serial));
+  EXPECT_LT(lines(), all / 2);
+  EXPECT_EQ(RunCommand(bench, 687), Outcome::Done);
+  EXPECT_FALSE(CommandChecked(bench, 687));
 }
 
 }  // namespace

@@ -59,6 +59,8 @@ const std::map<int, const char*> kArguments = {
     {614, "number=1 sigma=0.05"},
     {617, "fragment=toluene"},
     {681, "%A 1_655"},
+    {682, "2,-2"},
+    {687, "%A"},
 };
 
 class EveryCommand : public test::BenchTest {

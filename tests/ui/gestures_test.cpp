@@ -150,6 +150,20 @@ TEST_F(GesturesTest, WheelZoomsBySharesOfAStepThatUndoEachOther) {
   EXPECT_NEAR(bench.view.viewRadius, start, 1e-9);
 }
 
+TEST_F(GesturesTest, WithShiftTheWheelCutsTheModelByDepth) {
+  const double start = bench.view.viewRadius;
+  Wheel(-120, {300, 300}, Qt::ShiftModifier);
+  ASSERT_TRUE(bench.view.IsClipped());
+  const double front = bench.view.clipFront;
+  EXPECT_NEAR(bench.view.clipBack, -front, 1e-9);
+  Wheel(120, {300, 300}, Qt::ShiftModifier | Qt::ControlModifier);
+  EXPECT_NEAR(bench.view.clipFront, front + 0.25, 1e-9);
+  EXPECT_NEAR(bench.view.clipBack, 0.25 - front, 1e-9);
+  for (int i = 0; i < 12; ++i) Wheel(120, {300, 300}, Qt::ShiftModifier);
+  EXPECT_FALSE(bench.view.IsClipped());
+  EXPECT_EQ(bench.view.viewRadius, start);
+}
+
 TEST_F(GesturesTest, WithCtrlTheWheelSetsTheLevelOfDensityWhereThatIsShown) {
   std::string reflections;
   for (int h = 1; h < 9; ++h)

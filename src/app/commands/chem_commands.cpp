@@ -1,8 +1,13 @@
 #include <algorithm>
+#include <map>
+#include <unordered_set>
 
+#include "app/beside.h"
 #include "app/commands/command_handlers.h"
+#include "app/density.h"
 #include "app/reports.h"
 #include "base/numbers.h"
+#include "chem/environment.h"
 #include "chem/hfix.h"
 #include "chem/hybridization.h"
 #include "chem/hydrogens.h"
@@ -62,6 +67,41 @@ void SeeToSfac(Workbench& bench) {
   elements.Finish();
 }
 
+// "H1A to O3 (3_655), 1.92 Å": where the hydrogens of a water molecule point.
+std::string BondsOf(const Document& document, const AtomRecord& oxygen) {
+  const GeometryUncertainty none(document, nullptr);
+  std::string text;
+  for (const HydrogenBond& bond :
+       EnvironmentSearch(document, kDefaultEnvironment, none).About(oxygen, kDefaultEnvironment).hydrogenBonds) {
+    if (bond.donor.atom != &oxygen) continue;
+    const std::string code = SymmetryText(bond.acceptor.symmetryCode);
+    AppendPrintf(text, "%s to %s%s, %.2f Å\n", bond.hydrogen.atom->name.c_str(), bond.acceptor.atom->name.c_str(),
+                 code.empty() ? "" : (" " + code).c_str(), bond.hydrogenAcceptor.value);
+  }
+  return text;
+}
+
+// Water that had no hydrogens: these were placed by its hydrogen bonds alone, and are shown before they stay.
+void AskAboutWater(Workbench& bench, const std::unordered_set<uint32_t>& before) {
+  AtomList& atoms = bench.document.atoms;
+  std::map<uint32_t, std::vector<AtomRecord*>> placed;  // by the serial of the oxygen
+  for (AtomRecord* atom : Atoms(atoms)) {
+    const bool isNew = atom->IsHydrogen() && atom->afix == kFixExisting && !before.contains(atom->serial);
+    if (isNew && atom->parent && atom->parent->element->atomicNumber == 8) placed[atom->parent->serial].push_back(atom);
+  }
+  if (placed.empty()) return;
+  bench.Repaint();
+  for (const auto& [serial, hydrogens] : placed) {
+    const AtomRecord& oxygen = *atoms.FindSerial(serial);
+    const std::string text = "Two hydrogens make water of " + oxygen.name + ", as the picture shows:\n" +
+                             BondsOf(bench.document, oxygen) + "\nAre they to stay?";
+    if (bench.messages.AskYesNo({MessageIcon::Question, "Water", text}, Unattended::Yes)) continue;
+    atoms.DestroyAtoms(hydrogens);
+    bench.ConnectAndReframe();
+    bench.Repaint();
+  }
+}
+
 std::string PlaneKey(const Document& document) {
   std::string key = document.CurrentFile;
   const CellParameters& c = document.cell;
@@ -78,9 +118,12 @@ Outcome HybridizeHandler(Workbench& bench, const CommandCall&) {
 }
 
 Outcome HydrogensHandler(Workbench& bench, const CommandCall&) {
+  std::unordered_set<uint32_t> before;
+  for (const AtomRecord* atom : Atoms(bench.document.atoms)) before.insert(atom->serial);
   if (!CalculateHydrogens(bench.document, bench.messages)) return Outcome::Failed;
   SeeToSfac(bench);
   bench.ConnectAndReframe();
+  AskAboutWater(bench, before);
   return Outcome::Changed;
 }
 
@@ -101,6 +144,20 @@ Outcome TableOf(Workbench& bench, ReportKind kind) {
   ReportRequest request;
   request.kind = kind;
   return ShowReport(bench, request);
+}
+
+Outcome DataTableOf(Workbench& bench, ReportKind kind) {
+  const auto document = std::make_shared<const Document>(bench.document);
+  return DoBeside(
+      bench, kind == ReportKind::Voids ? "The voids are being listed" : "Peaks and holes are being looked for",
+      [document, kind] { return MakeDataReport(*document, kind); },
+      [&bench, kind, base = document->CurrentFile](DataReport made) {
+        if (bench.document.CurrentFile != base) return Outcome::Cancelled;
+        if (!KeepDataReport(bench, kind, std::move(made))) return Outcome::Failed;
+        ReportRequest request;
+        request.kind = kind;
+        return ShowReport(bench, request);
+      });
 }
 
 Outcome AtomInformationHandler(Workbench& bench, const CommandCall& call) {

@@ -58,6 +58,12 @@ template <ReportKind kind>
 Outcome TableHandler(Workbench& bench, const CommandCall&) {
   return TableOf(bench, kind);
 }
+// Of lists that take the reflections and long.
+Outcome DataTableOf(Workbench& bench, ReportKind kind);
+template <ReportKind kind>
+Outcome DataTableHandler(Workbench& bench, const CommandCall&) {
+  return DataTableOf(bench, kind);
+}
 Outcome AtomInformationHandler(Workbench& bench, const CommandCall& call);
 Outcome PlaneHandler(Workbench& bench, const CommandCall& call);
 Outcome BondsAndAnglesHandler(Workbench& bench, const CommandCall& call);
@@ -93,6 +99,7 @@ std::span<const FieldRange> SavePictureFields();  // picture_commands.cpp
 Outcome DensityHandler(Workbench& bench, const CommandCall& call);
 Outcome DensityLevelHandler(Workbench& bench, const CommandCall& call);
 Outcome ContourStepHandler(Workbench& bench, const CommandCall& call);
+Outcome DensityAboutHandler(Workbench& bench, const CommandCall& call);
 Outcome DensityPlaneHandler(Workbench& bench, const CommandCall& call);
 Outcome SolventMaskHandler(Workbench& bench, const CommandCall& call);
 std::span<const FieldRange> MaskFields();  // solvent_mask.h
@@ -100,6 +107,7 @@ Outcome ShowVoidsHandler(Workbench& bench, const CommandCall& call);
 bool AreVoidsShown(const Workbench& bench);
 bool IsDensityShown(const Workbench& bench, std::optional<MapKind> kind);
 bool IsPlaneContoured(const Workbench& bench);
+bool IsDensityAbout(const Workbench& bench);
 
 // symmetry_handlers.cpp
 Outcome GrowContactHandler(Workbench& bench, const CommandCall& call);

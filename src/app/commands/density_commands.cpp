@@ -7,6 +7,7 @@
 #include "app/solvent_mask.h"
 #include "base/files.h"
 #include "base/numbers.h"
+#include "language/atom_names.h"
 #include "language/instruction.h"
 
 namespace marvik {
@@ -14,6 +15,7 @@ namespace {
 
 constexpr double kLevelStep = 1.15;
 constexpr char kMask[] = "Solvent Mask";
+constexpr char kDensity[] = "Electron Density";
 
 void ShowVoids(Workbench& bench, std::shared_ptr<const DataMask> mask) {
   DensityOf(bench).voids = std::move(mask);
@@ -100,6 +102,26 @@ Outcome ContourStepHandler(Workbench& bench, const CommandCall& call) {
   if (!IsPlaneContoured(bench)) return Outcome::Done;
   state.NetOf(bench.document, bench.view.viewCentre);
   return ShowLevel(bench);
+}
+
+bool IsDensityAbout(const Workbench& bench) {
+  return IsDensityShown(bench, std::nullopt) && (bench.density->about != 0 || bench.density->followsPointer);
+}
+
+// Around a named or clicked atom alone; without one around what the pointer is on.
+Outcome DensityAboutHandler(Workbench& bench, const CommandCall& call) {
+  DensityState& state = DensityOf(bench);
+  const bool named = !call.argument.empty() && call.argument != "off";
+  const AtomRecord* atom = named ? FindAtomByText(bench.document, call.argument) : bench.PickedAtom();
+  if (named && !atom) return Refuse(bench, kDensity, "Couldn't find " + call.argument + " in the atom list.");
+  const bool off = call.argument == "off" || (!atom && IsDensityAbout(bench));
+  state.about = atom && !off ? atom->serial : 0;
+  state.followsPointer = !atom && !off;
+  state.plane.clear();
+  if (state.on || off) return ShowLevel(bench);
+  state.on = true;
+  RefreshDensity(bench);
+  return state.on ? Outcome::Done : Outcome::Failed;
 }
 
 Outcome DensityPlaneHandler(Workbench& bench, const CommandCall& call) {

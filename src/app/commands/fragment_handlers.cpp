@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 
+#include "app/beside.h"
 #include "app/commands/model_handlers.h"
 #include "app/density.h"
 #include "app/journal_files.h"
@@ -177,13 +178,9 @@ Outcome ShadePartsHandler(Workbench& bench, const CommandCall&) {
   return Outcome::Done;
 }
 
-Outcome SuggestElementsHandler(Workbench& bench, const CommandCall&) {
-  std::string problem;
-  bench.SetBusy(true);
-  const std::vector<ElementDoubt> doubts = FindElementDoubts(bench.document, JobBase(bench) + ".hkl", problem);
-  bench.SetBusy(false);
-  if (!problem.empty()) return Refuse(bench, "Elements", problem);
-  if (doubts.empty()) return Refuse(bench, "Elements", "No atom has the electrons of another element.");
+namespace {
+
+Outcome ListDoubts(Workbench& bench, const std::vector<ElementDoubt>& doubts) {
   ReportTable table({"Atom", "Electrons", "S.u.", "Ueq", "Looks like"});
   for (const ElementDoubt& doubt : doubts) {
     table.Text(doubt.atom);
@@ -194,6 +191,28 @@ Outcome SuggestElementsHandler(Workbench& bench, const CommandCall&) {
   }
   return ShowList(bench, "Atoms That May Be Another Element",
                   "Electrons and Ueq are shares of what the model and the neighbours have.\n\n" + table.Aligned());
+}
+
+}  // namespace
+
+Outcome SuggestElementsHandler(Workbench& bench, const CommandCall&) {
+  struct Found {
+    std::vector<ElementDoubt> doubts;
+    std::string problem;
+  };
+  const auto document = std::make_shared<const Document>(bench.document);
+  return DoBeside(
+      bench, "Elements are being compared with their electrons",
+      [document, path = JobBase(bench) + ".hkl"] {
+        Found found;
+        found.doubts = FindElementDoubts(*document, path, found.problem);
+        return found;
+      },
+      [&bench](const Found& found) {
+        if (!found.problem.empty()) return Refuse(bench, "Elements", found.problem);
+        return found.doubts.empty() ? Refuse(bench, "Elements", "No atom has the electrons of another element.")
+                                    : ListDoubts(bench, found.doubts);
+      });
 }
 
 Outcome ElementBadgesHandler(Workbench& bench, const CommandCall&) {

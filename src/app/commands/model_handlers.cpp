@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "app/beside.h"
 #include "app/split_candidates.h"
 #include "base/numbers.h"
 #include "edit/edit_part.h"
@@ -98,13 +99,18 @@ Outcome SplitCandidatesHandler(Workbench& bench, const CommandCall& call) {
   EditFault fault;
   const int tries = call.argument.empty() ? 3 : ReadFieldInteger(kTries, call.argument, fault).value_or(0);
   if (fault) return RefuseField(bench, fault);
-  std::vector<SplitCandidate> candidates = FindSplitCandidates(bench.document);
+  const std::vector<SplitCandidate> candidates = FindSplitCandidates(bench.document);
   if (candidates.empty())
     return Refuse(bench, kSplit, "No atom looks split: none is long, has a peak beside it, or moves along a bond.");
-  bench.SetBusy(true);
-  const auto now = tries > 0 ? TrySplits(bench.document, candidates, static_cast<size_t>(tries)) : std::nullopt;
-  bench.SetBusy(false);
-  return ShowList(bench, "Atoms That May Be Split", CandidateText(candidates, now));
+  const auto document = std::make_shared<const Document>(bench.document);
+  return DoBeside(
+      bench, "Splits are being tried",
+      [document, candidates, tries] {
+        std::vector<SplitCandidate> tried = candidates;
+        const auto now = tries > 0 ? TrySplits(*document, tried, static_cast<size_t>(tries)) : std::nullopt;
+        return CandidateText(tried, now);
+      },
+      [&bench](const std::string& text) { return ShowList(bench, "Atoms That May Be Split", text); });
 }
 
 // "2" shows the second alternative of every disorder alone, "all" every one, "next" the next one, then all.
