@@ -3,22 +3,28 @@
 #include <QApplication>
 #include <QDialog>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QPushButton>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <array>
 #include <cstdio>
+#include <functional>
 #include <sstream>
 
 #include "app/cli/command_line.h"
 #include "app/package_directory.h"
 #include "app/picture/picture_output.h"
 #include "run/refinement_run.h"
+#include "ui/dialogs/run_dialog.h"
 #include "ui/drawing_area.h"
 #include "ui/main_window.h"
+#include "ui/panels/journal_panel.h"
+#include "ui/panels/panel_set.h"
 #include "ui/report_window.h"
 #include "ui/text.h"
 #include "ui/window_messages.h"
@@ -48,25 +54,65 @@ constexpr PictureRow kPictures[] = {
     {"packed.png", "oligomer", "142=0,1,0,1,0,1;143", kPipes, {0, 0, 0}, 900, false},
 };
 
-// What is grabbed: the window itself, the dialog or report that the command brings up, or what a refinement ends with.
-enum class Shot { Window, Dialog, Result };
+// What is grabbed: the window itself, the dialog or report that the command brings up, what a run ends with, that run
+// when it has finished, or the panel that the command shows.
+enum class Shot { Window, Dialog, Result, Run, Panel };
 struct ShotRow {
   const char* name;
   const char* example;
   const char* commands;
   int command;  // run last, 0 for none
   Shot shot;
+  bool refined = false;  // once, and accepted, before the last command
 };
+constexpr char kNamePeaks[] =
+    "510=Q1 O18; 510=Q2 O19; 510=Q3 N16; 510=Q4 N13; 510=Q5 C12; 510=Q6 C14; 510=Q7 C15; 510=Q8 N17; 510=Q9 C11; 203";
 constexpr ShotRow kShots[] = {
-    {"window.png", "azathiop", "124", 0, Shot::Window},
+    {"window.png", "azathiop", "", 0, Shot::Window},
+    {"look-dark.png", "oligomer", "539; 560", 0, Shot::Window},
+    {"look-light.png", "oligomer", "539; 561", 0, Shot::Window},
+    {"look-paper.png", "oligomer", "539; 562", 0, Shot::Window},
+    {"look-classic.png", "oligomer", "563", 0, Shot::Window},
+    {"look-safe.png", "azathiop", "539; 561; 565", 0, Shot::Window},
+    {"tour.png", "azathiop", "539; 571", 0, Shot::Window},
+    {"structure-panel.png", "azathiop", "", kStructurePanelCommand, Shot::Panel},
+    {"refinement-panel.png", "azastart", kNamePeaks, kRefinementPanelCommand, Shot::Panel, true},
+    {"model-panel.png", "azathiop", "144=N2 H3", kModelPanelCommand, Shot::Panel},
+    {"geometry-panel.png", "azathiop", "144=C3 N2 C7 S1", kGeometryPanelCommand, Shot::Panel},
+    {"parts-panel.png", "whewell", "", kPartsPanelCommand, Shot::Panel},
+    {"restraints-panel.png", "azathiop", "605=kind=distance target=1.33 C3 N2 C3 N4", kRestraintsPanelCommand,
+     Shot::Panel},
+    {"history-panel.png", "azastart", kNamePeaks, kHistoryPanelCommand, Shot::Panel, true},
+    {"instructions-panel.png", "azathiop", "144=N4", kInstructionsPanelCommand, Shot::Panel},
+    {"journal-panel.png", "azastart", kNamePeaks, kJournalPanelCommand, Shot::Panel, true},
     {"refine-control.png", "azastart", "203", kRefineCommand, Shot::Dialog},
-    {"refine-result.png", "azastart",
-     "510=Q1 O18; 510=Q2 O19; 510=Q3 N16; 510=Q4 N13; 510=Q5 C12; 510=Q6 C14; 510=Q7 C15; 510=Q8 N17; 510=Q9 C11; 203",
-     kRefineCommand, Shot::Result},
+    {"refine-run.png", "azastart", kNamePeaks, kRefineCommand, Shot::Run},
+    {"refine-result.png", "azastart", kNamePeaks, kRefineCommand, Shot::Result},
+    {"refinement-history.png", "azastart", kNamePeaks, kRefinementStepCommand, Shot::Dialog, true},
+    {"publication.png", "azastart", kNamePeaks, kPublicationCommand, Shot::Dialog, true},
+    {"compare.png", "azastart", kNamePeaks, kCompareCommand, Shot::Dialog, true},
+    {"save-swing.png", "azastart", kNamePeaks, kSwingCommand, Shot::Dialog, true},
     {"select-atoms.png", "azathiop", "", kSelectAtomsCommand, Shot::Dialog},
+    {"rename.png", "azathiop", "144=S1", kRenameAtomCommand, Shot::Dialog},
     {"edit-atom.png", "azathiop", "144=S1", kEditAtomCommand, Shot::Dialog},
+    {"sort.png", "azathiop", "", 115, Shot::Dialog},
+    {"group-label.png", "azathiop", "144=C*", 183, Shot::Dialog},
     {"change-part.png", "whewell", "144=O1*", kChangePartCommand, Shot::Dialog},
+    {"hide-part.png", "whewell", "", 168, Shot::Dialog},
+    {"hfix.png", "azathiop", "144=N10", kHfixCommand, Shot::Dialog},
+    {"restore.png", "azathiop", "144=H*; 113", 193, Shot::Dialog},
+    {"bond-width.png", "azathiop", "186=C5 C6", 220, Shot::Dialog},
+    {"split.png", "whewell", "144=C1 C2", kSplitCommand, Shot::Dialog},
+    {"restrain.png", "azathiop", "144=C3 N2", kRestrainCommand, Shot::Dialog},
+    {"fragment.png", "azathiop", "144=C5 C6 C9", kFragmentCommand, Shot::Dialog},
     {"pack.png", "azathiop", "", 142, Shot::Dialog},
+    {"depth-cue.png", "azathiop", "", kDepthCueCommand, Shot::Dialog},
+    {"save-picture.png", "azathiop", "", kSavePictureCommand, Shot::Dialog},
+    {"atom-preferences.png", "azathiop", "", kAtomPreferencesCommand, Shot::Dialog},
+    {"opengl-preferences.png", "azathiop", "124", kOpenGlPreferencesCommand, Shot::Dialog},
+    {"preferences.png", "azathiop", "", kPreferencesCommand, Shot::Dialog},
+    {"find-command.png", "azathiop", "", kPaletteCommand, Shot::Dialog},
+    {"keys.png", "azathiop", "", kKeySheetCommand, Shot::Dialog},
     {"bonds-report.png", "azathiop", "", 137, Shot::Dialog},
 };
 
@@ -77,21 +123,26 @@ class Photographer : public QObject {
   ~Photographer() override { qApp->removeEventFilter(this); }
   QString target;
   bool taken = false;
+  std::function<bool(const QWidget&)> isReady;  // empty: at once
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override {
     auto* widget = qobject_cast<QWidget*>(watched);
     if (event->type() != QEvent::Show || !widget || !widget->isWindow() || widget == &main_) return false;
-    QTimer::singleShot(0, widget, [this, widget] {
-      taken = widget->grab().save(target);
-      // Closing one that would lose something brings up a question.
-      auto* dialog = qobject_cast<QDialog*>(widget);
-      dialog ? dialog->done(QDialog::Rejected) : static_cast<void>(widget->close());
-    });
+    QTimer::singleShot(0, widget, [this, widget] { Take(*widget); });
     return false;
   }
 
  private:
+  void Take(QWidget& widget) {
+    if (!taken && isReady && !isReady(widget))
+      return QTimer::singleShot(50, &widget, [this, &widget] { Take(widget); });
+    if (!taken) taken = widget.grab().save(target);
+    // Closing one that would lose something brings up a question.
+    auto* dialog = qobject_cast<QDialog*>(&widget);
+    dialog ? dialog->done(QDialog::Rejected) : static_cast<void>(widget.close());
+  }
+
   const QWidget& main_;
 };
 
@@ -135,10 +186,33 @@ bool RunGallery(const QString& command, const QString& examples, const QString& 
   return status == 0;
 }
 
-// A refinement of which only the result is shown.
-void RefineUnseen(Workbench& bench, UserMessages& messages) {
+// A run of which only the result is shown.
+void RunUnseen(Workbench& bench, UserMessages& messages) {
   bench.hooks.editRefinement = [](RefinementSettings&) { return true; };
   bench.hooks.followRun = [&messages](RefinementRun& run) { RunToEnd(run, messages, [] { return false; }); };
+}
+
+void RefineAndAccept(Workbench& bench, MainWindow& window, UserMessages& messages) {
+  const WindowHooks hooks = bench.hooks;
+  RunUnseen(bench, messages);
+  bench.hooks.judgeRefinement = [](const RefinementReport&) { return true; };
+  window.Run(kRefineCommand, "acta=on");
+  bench.hooks = hooks;
+}
+
+// Beside the picture alone, as the dock shows it.
+bool GrabPanel(MainWindow& window, const ShotRow& row, const QString& target) {
+  window.Run(kNoPanelsCommand);
+  window.Run(row.command, "on");
+  QCoreApplication::processEvents();
+  QWidget* panel = window.Panels().Find(row.command);
+  // What is counted and looked for meanwhile comes in by itself.
+  QElapsedTimer clock;
+  clock.start();
+  const auto* journal = qobject_cast<JournalPanel*>(panel);
+  while (clock.elapsed() < 600 || (journal && journal->IsBusy() && clock.elapsed() < 10000))
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+  return panel && panel->parentWidget()->grab().save(target);
 }
 
 bool Photograph(const ShotRow& row, const QString& examples, const QString& folder) {
@@ -154,18 +228,30 @@ bool Photograph(const ShotRow& row, const QString& examples, const QString& fold
   MainWindow window(bench, messages);
   Photographer photographer(window);
   photographer.target = folder + QLatin1Char('/') + QString::fromUtf8(row.name);
-  window.resize(760, 700);
+  window.resize(1120, 720);
   window.show();
   window.Run(kReadFileCommand, file);
   std::string wrong;
   for (const CommandStep& step : ParseCommandSteps(row.commands, wrong).value_or(std::vector<CommandStep>())) {
     window.Run(step.id, step.argument);
   }
+  if (row.refined) RefineAndAccept(bench, window, messages);
   QCoreApplication::processEvents();
   if (row.shot == Shot::Window) {
+    window.Area().Redraw();
+    QCoreApplication::processEvents();
     photographer.taken = window.grab().save(photographer.target);
+  } else if (row.shot == Shot::Panel) {
+    photographer.taken = GrabPanel(window, row, photographer.target);
   } else {
-    if (row.shot == Shot::Result) RefineUnseen(bench, messages);
+    if (row.shot == Shot::Result) RunUnseen(bench, messages);
+    if (row.shot == Shot::Run) {
+      bench.hooks.editRefinement = [](RefinementSettings&) { return true; };
+      photographer.isReady = [](const QWidget& widget) {
+        const auto* button = widget.findChild<QPushButton*>(QString::number(kRunButton));
+        return !button || button->text() == QLatin1String("OK");
+      };
+    }
     if (row.command == 137) bench.PickAtom(bench.document.atoms.head);
     window.Run(row.command);
     QCoreApplication::processEvents();
