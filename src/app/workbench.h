@@ -54,6 +54,8 @@ struct WindowHooks {
   // on the calling thread, and a result is accepted unless there is a doubt about it.
   std::function<bool(RefinementSettings&)> editRefinement;
   std::function<void(RefinementRun&)> followRun;
+  // Ends the program that is followed; empty where nobody could ask for it.
+  std::function<void()> stopRun;
   std::function<bool(const RefinementReport&)> judgeRefinement;
   // Which model of a solution or completion is taken, nothing for none; `show` puts one into the window meanwhile.
   // Without it the proposed one is.
@@ -169,6 +171,7 @@ class Workbench {
   std::vector<std::string> measuredGroups;  // planes and centroids of the picture beside those that the file keeps
   bool lookFollowsDesktop = false;
   bool SafeColours = false;
+  bool inertia = false;  // a view that is let go while it turns turns on for a while
   bool FmolAfterChanges = true;
   bool SaveAllPending = false;
   bool keepsRecentFiles = false;  // whether a successful read enters the recent list; the window says yes

@@ -2,6 +2,7 @@
 
 #include <tuple>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace marvik {
@@ -22,15 +23,15 @@ bool SameBonds(const AtomRecord& a, const AtomRecord& b) {
 
 // What a step may change of an atom; links, marks of the moment and what is computed from these are left out.
 auto ValuesOf(const AtomRecord& a) {
-  return std::tie(a.serial, a.name, a.element->atomicNumber, a.fract, a.u, a.uCount, a.occupancy, a.part,
-                  a.partHasOccupancy, a.partOccupancy, a.codedValues, a.peakHeight, a.afix, a.afixGroup, a.mole,
-                  a.residue, a.generated, a.symmetryCode, a.flags2, a.hydrogenCount, a.charge, a.elementFromSfac,
-                  a.sfacNumber, a.afterEnd, a.afterHklf, a.labelOffsetX, a.labelOffsetY, a.extras);
+  return std::tie(a.name, a.element->atomicNumber, a.fract, a.u, a.uCount, a.occupancy, a.part, a.partHasOccupancy,
+                  a.partOccupancy, a.codedValues, a.peakHeight, a.afix, a.afixGroup, a.mole, a.residue, a.generated,
+                  a.symmetryCode, a.flags2, a.hydrogenCount, a.charge, a.elementFromSfac, a.sfacNumber, a.afterEnd,
+                  a.afterHklf, a.labelOffsetX, a.labelOffsetY, a.extras);
 }
 
 bool SameAtom(const AtomRecord& a, const AtomRecord& b) {
   constexpr uint8_t kNotSelected = static_cast<uint8_t>(~kSelected);
-  return ValuesOf(a) == ValuesOf(b) && (a.flags & kNotSelected) == (b.flags & kNotSelected) &&
+  return a.serial == b.serial && ValuesOf(a) == ValuesOf(b) && (a.flags & kNotSelected) == (b.flags & kNotSelected) &&
          SerialOf(a.parent) == SerialOf(b.parent) && SameBonds(a, b);
 }
 
@@ -76,6 +77,64 @@ bool SameContent(const Document& a, const Document& b) {
          subset(a) == subset(b) && SamePairs(a.atoms.bindPairs, b.atoms.bindPairs) &&
          SamePairs(a.atoms.freePairs, b.atoms.freePairs) && SameHfix(a.atoms.hfix, b.atoms.hfix) &&
          SameChain(a.atoms.head, b.atoms.head) && SameChain(a.atoms.killedHead, b.atoms.killedHead);
+}
+
+std::string ChangeText(const Document& before, const Document& after) {
+  // The numbers are those of another reading where an atom has the number of one and the name of another.
+  std::unordered_map<uint32_t, std::string> numbered;
+  std::unordered_set<std::string> known;
+  for (const AtomRecord* atom : Atoms(before.atoms)) known.insert(numbered[atom->serial] = atom->name);
+  bool anew = false;
+  for (const AtomRecord* atom : Atoms(after.atoms)) {
+    const auto was = numbered.find(atom->serial);
+    anew = anew || ((was == numbered.end() || was->second != atom->name) && known.contains(atom->name));
+  }
+  const auto keyOf = [anew](const AtomRecord& atom) {
+    return anew ? atom.name + '_' + std::to_string(atom.residue) : std::to_string(atom.serial);
+  };
+  std::unordered_map<std::string, const AtomRecord*> left;
+  for (const AtomRecord* atom : Atoms(before.atoms)) left.emplace(keyOf(*atom), atom);
+  std::vector<std::string> renamed, added, gone, changed;
+  bool bonds = !SamePairs(before.atoms.bindPairs, after.atoms.bindPairs) ||
+               !SamePairs(before.atoms.freePairs, after.atoms.freePairs);
+  for (const AtomRecord* atom : Atoms(after.atoms)) {
+    const auto found = left.find(keyOf(*atom));
+    const AtomRecord* was = found == left.end() ? nullptr : found->second;
+    if (was) left.erase(found);
+    if (!was) {
+      added.push_back(atom->name);
+    } else if (was->name != atom->name) {
+      renamed.push_back(was->name + " → " + atom->name);
+    } else if (ValuesOf(*was) != ValuesOf(*atom)) {
+      changed.push_back(atom->name);
+    } else {
+      bonds = bonds || (!anew && !SameBonds(*was, *atom));
+    }
+  }
+  for (const AtomRecord* atom : Atoms(before.atoms))
+    if (const auto found = left.find(keyOf(*atom)); found != left.end() && found->second == atom)
+      gone.push_back(atom->name);
+  std::string text;
+  const auto add = [&text](const std::string& part) { text += (text.empty() ? "" : "; ") + part; };
+  const auto list = [&add](const char* sign, const std::vector<std::string>& names, const char* behind) {
+    constexpr size_t kMostNames = 3;
+    if (names.empty()) return;
+    std::string part;
+    for (const std::string& name : names) part += (part.empty() ? "" : ", ") + name;
+    if (names.size() > kMostNames) part = std::to_string(names.size()) + " atoms";
+    add(sign + part + behind);
+  };
+  list("", renamed, renamed.size() > 3 ? " renamed" : "");
+  list("+ ", added, "");
+  list("− ", gone, "");
+  list("", changed, " changed");
+  if (bonds && gone.empty() && added.empty()) add("bonds");
+  if (before.cell != after.cell || before.latticeCode != after.latticeCode || before.symmetry != after.symmetry)
+    add("cell or symmetry");
+  if (before.instructions != after.instructions || before.settings != after.settings ||
+      !SameHfix(before.atoms.hfix, after.atoms.hfix))
+    add("instructions");
+  return text;
 }
 
 UndoHistory::Step UndoHistory::Snapshot(const Document& document, std::string name) {
@@ -149,6 +208,14 @@ std::vector<std::string> UndoHistory::RedoNames() const {
   std::vector<std::string> names;
   for (auto step = redo_.rbegin(); step != redo_.rend(); ++step) names.push_back(step->name);
   return names;
+}
+
+std::vector<UndoHistory::Moment> UndoHistory::Moments() const {
+  std::vector<Moment> moments;
+  for (const Step& step : undo_) moments.push_back({step.document.get(), step.state});
+  moments.push_back({nullptr, state_});
+  for (auto step = redo_.rbegin(); step != redo_.rend(); ++step) moments.push_back({step->document.get(), step->state});
+  return moments;
 }
 
 bool UndoHistory::Undo(Document& document) {

@@ -14,6 +14,10 @@ namespace marvik {
 // pairs, settings and kept text. Selection, labels' scratch values and screen positions do not count.
 bool SameContent(const Document& a, const Document& b);
 
+// What the second says that the first does not, in a few words: "Q9 → C11", "+ H1, H2", "− 5 atoms", "9 atoms changed",
+// "bonds", "instructions". Atoms go by their serial numbers or, where a file was read anew, by their names.
+std::string ChangeText(const Document& before, const Document& after);
+
 // Undo and redo by whole snapshots, each under the name of the command that made the change. Element colours and radii
 // belong to the program, not to the structure, and are left as they are.
 class UndoHistory {
@@ -40,6 +44,12 @@ class UndoHistory {
   std::vector<std::string> UndoNames() const;
   std::vector<std::string> RedoNames() const;
   size_t Levels() const { return undo_.size(); }
+  // The documents between all these steps, oldest first, each with the number of its state; null for the present one.
+  struct Moment {
+    const Document* document = nullptr;
+    uint64_t state = 0;
+  };
+  std::vector<Moment> Moments() const;
   void Clear();
 
  private:

@@ -86,6 +86,7 @@ constexpr StyleField kFields[] = {
     FigureFlag<&FigureChoices::paleMates>("mates", "Symmetry mates", "full|pale"),
     FigureFlag<&FigureChoices::bareMates>("symmetry-codes", "Numbers of operations on labels of mates", "on|off"),
     FigureFlag<&FigureChoices::taperedBonds>("bonds", "Bonds by depth", "even|tapered"),
+    FigureFlag<&FigureChoices::ambientShadow>("shadow", "Shadow between lit bodies", "none|ambient"),
     LookFlag<&RenderOptions::showCell>("cell", "Unit cell"),
     FigureFlag<&FigureChoices::tripod>("tripod", "Directions of the axes"),
     FigureFlag<&FigureChoices::scaleBar>("scale-bar", "Scale bar"),

@@ -36,13 +36,19 @@ void ProgressCurve::Take(std::string_view line) {
   if (!goof) goof = NumberBehind(line, "S =");
   auto shift = NumberBehind(line, "largest move");
   if (!shift) shift = NumberBehind(line, "Max. shift =");
-  if (!wR2 && !r1 && !goof && !shift) return;
+  std::optional<double> overSu;
+  if (line.find("shift/su") != line.npos || line.find("shift/esd") != line.npos) {
+    overSu = NumberBehind(line, "largest");
+    if (!overSu) overSu = NumberBehind(line, "Maximum");
+  }
+  if (!wR2 && !r1 && !goof && !shift && !overSu) return;
   if ((wR2 && points_.size() < kMostPoints) || points_.empty()) points_.emplace_back();
   CyclePoint& point = points_.back();
   Set(point.wR2, wR2);
   Set(point.r1, r1);
   Set(point.goof, goof);
   Set(point.shift, shift);
+  Set(point.overSu, overSu);
 }
 
 }  // namespace marvik

@@ -198,6 +198,7 @@ void DrawingArea::DrawFrame(bool gliding) {
 bool DrawingArea::DrawSurface(const RenderOptions& options, bool coarse) {
   LitOptions lit;
   lit.moving = coarse;
+  lit.shadow = options.figure.ambientShadow;
   const Image& surface =
       surface_.Draw(BuildLitScene(bench_.document, bench_.view, options), frame_.width(), frame_.height(), lit);
   for (int y = 0; y < surface.height; ++y) {
@@ -283,12 +284,22 @@ void DrawingArea::paintEvent(QPaintEvent*) {
     InvertBand(shown);
   }
   if (held_ == 0) {
+    PaintSelectedNames(painter);
     PaintHover(painter);
     PaintMarks(painter);
     PaintHint(painter);
   }
   painter.end();
   Q_EMIT Painted();
+}
+
+// Never smaller than the mark about an atom without one.
+EllipseShape DrawingArea::BodyOf(const AtomRecord& atom) const {
+  const double reach = kLoneMark * devicePixelRatioF();
+  const CanvasPoint centre{atom.screenX + 0.5, atom.screenY + 0.5};
+  const auto body = stale_ ? std::nullopt : bench_.renderer.BodyOf(atom);
+  const bool round = body && std::hypot(body->p.x, body->p.y) > reach;
+  return round ? *body : EllipseShape{centre, {reach, 0.0}, {0.0, reach}};
 }
 
 FrameHit DrawingArea::HitAt(const QPointF& position) const {
@@ -301,11 +312,7 @@ FrameHit DrawingArea::HitAt(const QPointF& position) const {
   const AtomList& atoms = bench_.document.atoms;
   if (const AtomRecord* atom = hitTestAtom(atoms, at.x(), at.y(), ratio)) {
     hit.atom = atom;
-    const double reach = kLoneMark * ratio;
-    const CanvasPoint centre{atom->screenX + 0.5, atom->screenY + 0.5};
-    const auto body = stale_ ? std::nullopt : bench_.renderer.BodyOf(*atom);
-    const bool round = body && std::hypot(body->p.x, body->p.y) > reach;
-    hit.body = round ? *body : EllipseShape{centre, {reach, 0.0}, {0.0, reach}};
+    hit.body = BodyOf(*atom);
   } else if (const BondRecord* bond = hitTestBond(atoms, at.x(), at.y(), ratio).bond) {
     hit.bond = bond;
     hit.from = {bond->owner->screenX + 0.5, bond->owner->screenY + 0.5};
@@ -340,23 +347,36 @@ void DrawingArea::PaintHover(QPainter& painter) const {
     QPainterPath path;
     path.addEllipse(QPointF(0, 0), kHoverRoom, kHoverRoom);
     painter.drawPath(QTransform(e.p.x, e.p.y, e.q.x, e.q.y, e.centre.x, e.centre.y).map(path));
-    PaintName(painter, hit);
+    PaintName(painter, *hit.atom);
   }
   painter.restore();
 }
 
+// What is selected is named where labels are switched off, or had no room for it.
+void DrawingArea::PaintSelectedNames(QPainter& painter) const {
+  constexpr size_t kMost = 40;
+  const AtomArray& selection = bench_.document.atoms.selection;
+  if (dragging_ || moving_ || stale_ || bench_.look == Look::Classic || selection.Size() > kMost) return;
+  painter.save();
+  painter.scale(1.0 / devicePixelRatioF(), 1.0 / devicePixelRatioF());
+  for (const AtomRecord* atom : selection)
+    if (bench_.document.atoms.Passes(atom, kVisibleOnly)) PaintName(painter, *atom);
+  painter.restore();
+}
+
 // Of an atom that has no label in the picture.
-void DrawingArea::PaintName(QPainter& painter, const FrameHit& hit) const {
+void DrawingArea::PaintName(QPainter& painter, const AtomRecord& atom) const {
   const auto& labels = bench_.renderer.Labels();
-  if (std::ranges::find(labels, hit.atom, &PlacedLabel::atom) != labels.end()) return;
+  if (std::ranges::find(labels, &atom, &PlacedLabel::atom) != labels.end()) return;
+  const EllipseShape body = BodyOf(atom);
   QFont letters = font();
   letters.setPixelSize(static_cast<int>(std::lround(kLabelPixels * devicePixelRatioF())));
   painter.setFont(letters);
-  const QString name = ToText(hit.atom->name);
+  const QString name = ToText(atom.name);
   const QFontMetricsF metrics(letters);
-  const double reach = std::max(std::hypot(hit.body.p.x, hit.body.q.x), kLoneMark) * kHoverRoom;
+  const double reach = std::max(std::hypot(body.p.x, body.q.x), kLoneMark) * kHoverRoom;
   QRectF box = metrics.boundingRect(name).adjusted(-3, -1, 3, 1);
-  box.moveBottomLeft(QPointF(hit.body.centre.x + reach, hit.body.centre.y - reach / 2));
+  box.moveBottomLeft(QPointF(body.centre.x + reach, body.centre.y - reach / 2));
   QColor ground = Background();
   ground.setAlpha(190);
   painter.fillRect(box, ground);

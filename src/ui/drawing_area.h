@@ -98,7 +98,9 @@ class DrawingArea : public QWidget {
   void InvertBand(QImage& shown) const;
   void PaintMarks(QPainter& painter) const;
   void PaintHover(QPainter& painter) const;
-  void PaintName(QPainter& painter, const FrameHit& hit) const;
+  void PaintSelectedNames(QPainter& painter) const;
+  void PaintName(QPainter& painter, const AtomRecord& atom) const;
+  EllipseShape BodyOf(const AtomRecord& atom) const;
   void PaintHint(QPainter& painter) const;
   QStringList HintLines() const;
 

@@ -28,6 +28,11 @@ constexpr double kZoomStep = 11.0 / 12;  // of the radius that is shown; what on
 constexpr double kLabelStep = 0.0025;    // view units for each pixel of a drag
 constexpr double kLabelReach = 0.5;
 constexpr int kHoverDelay = 20;  // ms
+// Of a view that turns on by itself.
+constexpr int kSpinFrame = 16;         // ms
+constexpr qint64 kSpinGap = 60;        // ms between the last movement and the release of one that is held still
+constexpr double kSpinTime = 500.0;    // ms in which it gets slower by a factor of e
+constexpr double kSlowestSpin = 0.02;  // pixels a ms
 
 struct KeyRow {
   int key;
@@ -64,10 +69,14 @@ InputController::InputController(Workbench& bench, DrawingArea& area, Runner run
   hoverTimer_.setSingleShot(true);
   hoverTimer_.setInterval(kHoverDelay);
   connect(&hoverTimer_, &QTimer::timeout, this, &InputController::UpdateHover);
+  spinTimer_.setInterval(kSpinFrame);
+  connect(&spinTimer_, &QTimer::timeout, this, &InputController::SpinOn);
 }
 
 bool InputController::eventFilter(QObject* watched, QEvent* event) {
-  switch (event->type()) {
+  const QEvent::Type type = event->type();
+  if (type == QEvent::MouseButtonPress || type == QEvent::KeyPress || type == QEvent::Wheel) spinTimer_.stop();
+  switch (type) {
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonDblClick:
       MousePress(*static_cast<QMouseEvent*>(event));
@@ -112,6 +121,8 @@ void InputController::MousePress(const QMouseEvent& event) {
   doubleClick_ = event.type() == QEvent::MouseButtonDblClick;
   if (event.button() == Qt::MiddleButton) gesture_ = Gesture::Moving;
   pressed_ = last_ = event.position();
+  spin_ = QPointF();
+  sinceDrag_.start();
 }
 
 void InputController::MouseMove(const QMouseEvent& event) {
@@ -156,6 +167,22 @@ void InputController::Drag(const QPointF& position, Qt::KeyboardModifiers modifi
   last_ += QPointF(dx, dy) / ratio;
   DragView(bench_.view, dx, dy, drag);
   area_.RedrawMoving();
+  const bool turns = !moves && !drag.alt;
+  const auto time = static_cast<double>(std::max<qint64>(sinceDrag_.restart(), 1));
+  spin_ = turns ? spin_ * 0.5 + QPointF(dx, dy) * (0.5 / time) : QPointF();
+}
+
+// Turns on as the drag did, ever slower.
+void InputController::SpinOn() {
+  const auto time = static_cast<double>(sinceDrag_.restart());
+  spin_ *= std::exp(-time / kSpinTime);
+  spun_ += spin_ * time;
+  const QPoint whole(static_cast<int>(spun_.x()), static_cast<int>(spun_.y()));
+  spun_ -= whole;
+  if (std::hypot(spin_.x(), spin_.y()) < kSlowestSpin || PickPending() || LabelPending()) return spinTimer_.stop();
+  if (whole.isNull()) return;
+  DragView(bench_.view, whole.x(), whole.y(), {});
+  area_.RedrawMoving();
 }
 
 void InputController::MouseRelease(const QMouseEvent& event) {
@@ -164,6 +191,11 @@ void InputController::MouseRelease(const QMouseEvent& event) {
   if (ended == Gesture::None || event.button() != button) return;
   const QRect band = ended == Gesture::Band ? BandTo(event.position()) : QRect();
   EndGesture();
+  if (ended == Gesture::Turning && bench_.inertia && !LabelPending() && sinceDrag_.isValid() &&
+      sinceDrag_.elapsed() < kSpinGap) {
+    spun_ = QPointF();
+    spinTimer_.start();
+  }
   if (ended == Gesture::Pressed) Click(event.position());
   if (ended == Gesture::Band) ToggleBand(band);
   hoverTimer_.start();

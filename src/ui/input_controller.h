@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QPointF>
 #include <QTimer>
@@ -73,6 +74,7 @@ class InputController : public QObject {
   void MouseMove(const QMouseEvent& event);
   void MouseRelease(const QMouseEvent& event);
   void Drag(const QPointF& position, Qt::KeyboardModifiers modifiers);
+  void SpinOn();
   void EndGesture();
   void Click(const QPointF& position);
   void ToggleBand(const QRect& band);
@@ -112,6 +114,11 @@ class InputController : public QObject {
   QPointF hover_;
   bool inside_ = false;
   QTimer hoverTimer_;
+  // A view that turns on: pixels a ms, and what has not come to a whole pixel yet.
+  QTimer spinTimer_;
+  QElapsedTimer sinceDrag_;
+  QPointF spin_;
+  QPointF spun_;
 };
 
 }  // namespace marvik

@@ -55,6 +55,7 @@
 #include "ui/menu_set.h"
 #include "ui/page_printing.h"
 #include "ui/panels/panel_set.h"
+#include "ui/panels/refinement_panel.h"
 #include "ui/picture_printing.h"
 #include "ui/refinement_windows.h"
 #include "ui/report_window.h"
@@ -153,6 +154,9 @@ void MainWindow::SetUpHooks(WindowMessages& messages) {
   bench_.hooks.askArgument = [this](int id) { return AskArgument(id); };
   refinement_ = std::make_unique<RefinementWindows>(
       bench_, *this, settings_, [this](const QString& text) { statusBar()->showMessage(text, kMessageTime); });
+  refinement_->onCycles = [this](const std::vector<CyclePoint>& cycles) {
+    if (auto* panel = qobject_cast<RefinementPanel*>(panels_->Find(kRefinementPanelCommand))) panel->ShowRun(cycles);
+  };
   bench_.hooks.startConQuest = [this](const std::string& path) { StartConQuest(path, bench_.messages); };
   demo_ = std::make_unique<DemoPlayer>(
       bench_, *area_, [this](int id, const std::string& argument) { return Run(id, argument); },
@@ -203,7 +207,7 @@ void MainWindow::RestoreLayout() {
   if (settings_.geometry.isEmpty() || !restoreGeometry(settings_.geometry)) {
     // All of the menu bar is to be seen, however large the letters, and panels beside the picture.
     QSize size = sizeHint().expandedTo(QSize(menuBar()->sizeHint().width() + 8, 0));
-    if (screen()) size = QSize(size.width() * 3 / 2, size.height()).boundedTo(screen()->availableSize() * 9 / 10);
+    if (screen()) size = QSize(size.width() * 7 / 4, size.height()).boundedTo(screen()->availableSize() * 9 / 10);
     resize(size);
   }
   if (settings_.layout.isEmpty() || !restoreState(settings_.layout)) panels_->ShowUsual();
@@ -488,9 +492,11 @@ bool MainWindow::MayLose(const QString& before) {
 void MainWindow::closeEvent(QCloseEvent* event) {
   demo_->Stop();
   // The run ends first; the command that waits for it is still to return.
-  if (refinement_->CancelRun()) {
+  const auto going = refinement_->EndWhatGoesOn();
+  if (going != RefinementWindows::Going::Nothing) {
+    if (going == RefinementWindows::Going::Stays) bench_.quitRequested = false;
     event->ignore();
-    QTimer::singleShot(0, this, &QWidget::close);
+    if (going == RefinementWindows::Going::Ended) QTimer::singleShot(0, this, &QWidget::close);
     return;
   }
   if (!MayClose()) {

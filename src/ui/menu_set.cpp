@@ -92,7 +92,7 @@ QString WhyNot(const Workbench& bench, const CommandRow& row) {
 MenuSet::MenuSet(const Workbench& bench, QMenuBar& bar, Runner run)
     : QObject(&bar), bench_(bench), run_(std::move(run)) {
   for (const MenuNode& node : MenuOf(MenuKind::Bar)) {
-    QMenu* menu = bar.addMenu(QString::fromStdString(node.text));
+    QMenu* menu = bar.addMenu(Translated(node.text));
     Fill(*menu, node.items, true);
     connect(menu, &QMenu::aboutToShow, this, &MenuSet::ReadTips);
   }
@@ -106,7 +106,7 @@ void MenuSet::Fill(QMenu& menu, const std::vector<MenuNode>& nodes, bool inBar) 
     if (node.IsSeparator()) {
       menu.addSeparator();
     } else if (node.IsMenu()) {
-      QMenu* inner = menu.addMenu(QString::fromStdString(node.text));
+      QMenu* inner = menu.addMenu(Translated(node.text));
       if (node.id == kRecentFilesMenu) recent_ = inner;
       Fill(*inner, node.items, inBar);
     } else {
@@ -118,7 +118,7 @@ void MenuSet::Fill(QMenu& menu, const std::vector<MenuNode>& nodes, bool inBar) 
 }
 
 QAction* MenuSet::AddCommand(QMenu& menu, const MenuNode& node, bool inBar) const {
-  QString text = QString::fromStdString(node.text);
+  QString text = Translated(node.text);
   const CommandRow* row = FindCommand(node.id);
   const QString shortcut = QString::fromUtf8(row ? row->shortcut : "");
   // A second entry with a shortcut would make it ambiguous; what is behind the tab is only shown.
@@ -186,7 +186,7 @@ void MenuSet::FillPopup(QMenu& menu, MenuKind kind) {
       if (node.IsSeparator()) {
         to.addSeparator();
       } else if (node.IsMenu()) {
-        fill(*to.addMenu(QString::fromStdString(node.text)), node.items);
+        fill(*to.addMenu(Translated(node.text)), node.items);
       } else {
         ShowState(*AddCommand(to, node, false));
       }

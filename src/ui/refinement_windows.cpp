@@ -22,6 +22,9 @@ RefinementWindows::RefinementWindows(Workbench& bench, QWidget& owner, WindowSet
     return RefinementControlDialog(&owner_, values).exec() == QDialog::Accepted;
   };
   bench.hooks.followRun = [this](RefinementRun& run) { FollowRun(run); };
+  bench.hooks.stopRun = [this] {
+    if (auto* run = qobject_cast<RunDialog*>(running_.data())) run->Stop();
+  };
   bench.hooks.judgeRefinement = [this](const RefinementReport& report) { return Judge(report); };
   bench.hooks.chooseModel = [this](const FoundModels& found, const std::function<void(size_t row)>& show) {
     return Choose(found, show);
@@ -30,6 +33,7 @@ RefinementWindows::RefinementWindows(Workbench& bench, QWidget& owner, WindowSet
 
 void RefinementWindows::FollowRun(RefinementRun& run) {
   RunDialog dialog(&owner_, run, settings_.closeRunWhenFinished);
+  dialog.onCycles = onCycles;
   Wait(dialog);
   settings_.closeRunWhenFinished = dialog.ClosesWhenFinished();
 }
@@ -51,10 +55,14 @@ std::optional<size_t> RefinementWindows::Choose(const FoundModels& found, const 
   return dialog.result() == QDialog::Accepted ? std::optional(dialog.Row()) : std::nullopt;
 }
 
-bool RefinementWindows::CancelRun() {
-  if (!running_) return false;
-  running_->reject();
-  return true;
+RefinementWindows::Going RefinementWindows::EndWhatGoesOn() {
+  if (!running_) return Going::Nothing;
+  if (auto* run = qobject_cast<RunDialog*>(running_.data())) {
+    run->Stop();
+  } else {
+    running_->reject();
+  }
+  return running_ && running_->isVisible() ? Going::Stays : Going::Ended;
 }
 
 bool RefinementWindows::PeaksMayGo(const std::function<bool()>& kill) {
@@ -77,7 +85,9 @@ bool RefinementWindows::Judge(const RefinementReport& report) {
     return true;
   }
   RefinementResultDialog dialog(&owner_, report, skipping);
-  const bool accepted = dialog.exec() == QDialog::Accepted;
+  // The model can be looked at while one thinks about it.
+  Wait(dialog);
+  const bool accepted = dialog.result() == QDialog::Accepted;
   settings_.skipsResult = dialog.Skipping().on;
   settings_.skipsResultBelow = dialog.Skipping().below;
   return accepted;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "app/workbench.h"
+#include "run/progress_curve.h"
 #include "ui/window_settings.h"
 
 class QWidget;
@@ -19,11 +20,14 @@ class RefinementWindows {
   // All must outlive this. `say` takes a sentence for the status bar.
   RefinementWindows(Workbench& bench, QWidget& owner, WindowSettings& settings,
                     std::function<void(const QString&)> say);
+  // Takes the figures of a run's cycles as they come.
+  std::function<void(const std::vector<CyclePoint>&)> onCycles;
 
   // Shows the history of the job and gives the number of the step to go back to.
   std::optional<std::string> AskStep();
-  // Cancels the run in progress, or the choice of its result; false when there is none.
-  bool CancelRun();
+  // Before the window closes: ends the run in progress, or what waits for an answer about its result, after a question.
+  enum class Going { Nothing, Ended, Stays };
+  Going EndWhatGoesOn();
   // Peaks cannot be refined: asks whether `kill` may take them out first. False when they stay.
   bool PeaksMayGo(const std::function<bool()>& kill);
 

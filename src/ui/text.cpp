@@ -1,5 +1,6 @@
 #include "ui/text.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QStringDecoder>
 
@@ -24,8 +25,14 @@ std::string PathToBytes(const QString& path) {
   return QFile::encodeName(path).toStdString();
 }
 
+QString Translated(const std::string& text) {
+  if (text.empty()) return {};
+  const QString found = QCoreApplication::translate("Marvik", text.c_str());
+  return found == QString::fromStdString(text) ? ToText(text) : found;
+}
+
 QString PlainCommandName(const char* menuText) {
-  QString name = QString::fromUtf8(menuText);
+  QString name = Translated(menuText);
   name.remove(QLatin1Char('&'));
   if (name.endsWith(QLatin1String("..."))) name.chop(3);
   return name;

@@ -14,6 +14,9 @@ std::string ToBytes(const QString& text);
 QString PathToText(const std::string& path);
 std::string PathToBytes(const QString& path);
 
+// A text of what lies below the window, whose English is its name in the context "Marvik" of a translation.
+QString Translated(const std::string& text);
+
 // "Select" for "&Select..."
 QString PlainCommandName(const char* menuText);
 

@@ -38,9 +38,9 @@ int WindowMessages::Run(const UserMessage& message, int buttons, int defaultButt
   const bool waiting = QGuiApplication::overrideCursor() != nullptr;
   if (waiting) QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
   QMessageBox box(parent);
-  box.setWindowTitle(ToText(message.caption));
+  box.setWindowTitle(Translated(message.caption));
   box.setTextFormat(Qt::PlainText);
-  box.setText(ToText(message.text));
+  box.setText(Translated(message.text));
   box.setIcon(IconOf(message.icon));
   box.setStandardButtons(QMessageBox::StandardButtons(buttons));
   box.setDefaultButton(QMessageBox::StandardButton(defaultButton));

@@ -3,7 +3,9 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QIcon>
+#include <QLocale>
 #include <QProxyStyle>
+#include <QTranslator>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +16,7 @@
 #include "ui/dialogs/dialog_fit.h"
 #include "ui/drawing_area.h"
 #include "ui/main_window.h"
+#include "ui/text.h"
 #include "ui/text_editor.h"
 #include "ui/window_messages.h"
 #include "ui/work_keeper.h"
@@ -48,7 +51,10 @@ bool HasDisplay() {
 
 // The toolkit ends the program when it cannot reach the display; what it says about that is of no use to a user.
 void HandleToolkitMessage(QtMsgType type, const QMessageLogContext&, const QString& text) {
+  // The display has gone away: the toolkit is about to leave the program.
+  if (text.contains(QLatin1String("connection broke"))) WorkKeeper::KeepNow();
   if (type == QtFatalMsg) {
+    WorkKeeper::KeepNow();
     SayNoDisplay();
     std::fflush(stderr);
     std::_Exit(1);
@@ -79,12 +85,25 @@ class MenuStyle : public QProxyStyle {
   }
 };
 
+// Texts of another language: translations/marvik_LANGUAGE.qm in the package directory or the installation.
+void LoadTranslation() {
+  auto* translator = new QTranslator(qApp);
+  for (const std::string& folder : {PackageFile("").value_or(""), TemplateDirectory(ExecutablePath(""))}) {
+    if (folder.empty() || !translator->load(QLocale(), QStringLiteral("marvik"), QStringLiteral("_"),
+                                            PathToText(folder + "translations")))
+      continue;
+    QCoreApplication::installTranslator(translator);
+    return;
+  }
+}
+
 // What every window of the program needs once the toolkit is there.
 void SetUpApplication() {
   // The toolkit has taken the user's locale; numbers in files have a point.
   std::setlocale(LC_NUMERIC, "C");
   QApplication::setApplicationName(QStringLiteral("marvik"));
   QGuiApplication::setDesktopFileName(QStringLiteral("marvik"));
+  LoadTranslation();
   TakeResources();
   QApplication::setStyle(new MenuStyle);
   qApp->installEventFilter(new DialogFit(qApp));

@@ -22,6 +22,8 @@ constexpr QLatin1String kRendition("view/rendition");
 constexpr QLatin1String kLook("view/look");
 constexpr QLatin1String kLookFollows("view/lookFollowsDesktop");
 constexpr QLatin1String kSafeColours("view/safeColours");
+constexpr QLatin1String kShadow("view/ambientShadow");
+constexpr QLatin1String kInertia("view/inertia");
 constexpr QLatin1String kLabels("view/labels");
 constexpr QLatin1String kHydrogenLabels("view/hydrogenLabels");
 constexpr QLatin1String kHybridColours("view/hybridColours");
@@ -42,6 +44,8 @@ void WindowSettings::ShowIn(Workbench& bench) const {
   bench.look = look;
   bench.lookFollowsDesktop = lookFollowsDesktop;
   bench.SafeColours = safeColours;
+  bench.figure.ambientShadow = ambientShadow;
+  bench.inertia = inertia;
   bench.LabelsOn = labels;
   bench.HydrogenLabelsOn = hydrogenLabels;
   bench.HybridLabelColoration = hybridColours;
@@ -57,6 +61,8 @@ void WindowSettings::TakeFrom(const Workbench& bench) {
   look = bench.look;
   lookFollowsDesktop = bench.lookFollowsDesktop;
   safeColours = bench.SafeColours;
+  ambientShadow = bench.figure.ambientShadow;
+  inertia = bench.inertia;
   labels = bench.LabelsOn;
   hydrogenLabels = bench.HydrogenLabelsOn;
   hybridColours = bench.HybridLabelColoration;
@@ -86,6 +92,8 @@ void WindowSettings::Load() {
   look = LookNamed(file.value(kLook).toString().toStdString()).value_or(look);
   lookFollowsDesktop = file.value(kLookFollows, lookFollowsDesktop).toBool();
   safeColours = file.value(kSafeColours, safeColours).toBool();
+  ambientShadow = file.value(kShadow, ambientShadow).toBool();
+  inertia = file.value(kInertia, inertia).toBool();
   labels = file.value(kLabels, labels).toBool();
   hydrogenLabels = file.value(kHydrogenLabels, hydrogenLabels).toBool();
   hybridColours = file.value(kHybridColours, hybridColours).toBool();
@@ -120,6 +128,8 @@ void WindowSettings::Save() const {
   file.setValue(kLook, ToText(NameOf(look)));
   file.setValue(kLookFollows, lookFollowsDesktop);
   file.setValue(kSafeColours, safeColours);
+  file.setValue(kShadow, ambientShadow);
+  file.setValue(kInertia, inertia);
   file.setValue(kLabels, labels);
   file.setValue(kHydrogenLabels, hydrogenLabels);
   file.setValue(kHybridColours, hybridColours);

@@ -25,6 +25,8 @@ struct WindowSettings {
   Look look = Look::Dark;
   bool lookFollowsDesktop = false;
   bool safeColours = false;
+  bool ambientShadow = true;
+  bool inertia = false;
   bool labels = true;
   bool hydrogenLabels = false;
   bool hybridColours = false;

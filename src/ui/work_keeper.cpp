@@ -7,8 +7,10 @@
 #include <QPushButton>
 #include <QSocketNotifier>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
+#include <utility>
 
 #include "base/files.h"
 #include "ui/text.h"
@@ -26,6 +28,9 @@ void NoteSignal(int number) {
   if (write(signalLine, &byte, 1) != 1) _exit(128 + number);
 }
 
+// Whose work is kept when the program is left from within the toolkit.
+WorkKeeper* present = nullptr;
+
 }  // namespace
 
 WorkKeeper::WorkKeeper(Workbench& bench, QWidget& window) : window_(window), autosave_(bench) {
@@ -35,10 +40,17 @@ WorkKeeper::WorkKeeper(Workbench& bench, QWidget& window) : window_(window), aut
       qGuiApp, &QGuiApplication::commitDataRequest, this, [this] { autosave_.Keep(); }, Qt::DirectConnection);
   bench.hooks.fileOpened = [this](const std::string& path) { Offer(path); };
   WatchSignals();
+  present = this;
+  [[maybe_unused]] static const int registered = std::atexit(KeepNow);
 }
 
 WorkKeeper::~WorkKeeper() {
   autosave_.Keep();
+  present = nullptr;
+}
+
+void WorkKeeper::KeepNow() {
+  if (WorkKeeper* keeper = std::exchange(present, nullptr)) keeper->autosave_.Keep();
 }
 
 void WorkKeeper::WatchSignals() {

@@ -18,6 +18,8 @@ class WorkKeeper : public QObject {
 
   // Asks about the newest that was left, of one file where a path is given, and restores it when that is wanted.
   void Offer(const std::string& path);
+  // Keeps what is unsaved where the program is about to be left by others: the toolkit does so when the display goes.
+  static void KeepNow();
 
  private:
   void WatchSignals();

@@ -56,6 +56,31 @@ TEST(Undo, TakesBackAndRepeatsUnderTheCommandsName) {
     EXPECT_EQ(atom->element, &document.elements[atom->element->atomicNumber]);
 }
 
+TEST(Undo, ToldByWhatChanged) {
+  Document document;
+  UndoHistory history;
+  for (const char* name : {"C1", "C2", "O1", "Q1"}) Add(document, name, 0.1);
+  AtomRecord* c2 = document.atoms.FindAtom("C2");
+  Edit(history, document, "Rename", [&] { document.atoms.FindAtom("Q1")->name = "N1"; });
+  Edit(history, document, "Kill", [&] { document.atoms.KillAtom(c2); });
+  Edit(history, document, "Edit", [&] { document.atoms.head->fract.x = 0.4; });
+  Edit(history, document, "Weights", [&] { document.settings.WeightCount = 3; });
+  history.Undo(document);
+  const auto moments = history.Moments();
+  ASSERT_EQ(moments.size(), 5u);
+  EXPECT_EQ(moments[3].document, nullptr) << "the present one";
+  const char* expected[] = {"Q1 → N1", "− C2", "C1 changed", "instructions"};
+  for (size_t i = 0; i < 4; ++i) {
+    const Document& before = moments[i].document ? *moments[i].document : document;
+    const Document& after = moments[i + 1].document ? *moments[i + 1].document : document;
+    EXPECT_EQ(ChangeText(before, after), expected[i]);
+  }
+  // A file that is read anew has other serial numbers.
+  Document fresh;
+  for (const char* name : {"O1", "C1", "C2", "H1", "H2", "H3", "H4"}) Add(fresh, name, 0.1);
+  EXPECT_EQ(ChangeText(*moments[0].document, fresh), "+ 4 atoms; − Q1");
+}
+
 TEST(Undo, ARefusedCommandLeavesNoStepAndKeepsTheRedo) {
   Document document;
   UndoHistory history;

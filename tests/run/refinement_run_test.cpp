@@ -193,6 +193,7 @@ TEST(Curve, RecognisesTheUsualFigures) {
   curve.Take("            shift/su: mean 0.3, largest 5.1 for U11 C1; largest move 0.0312 A for C7");
   curve.Take(" wR2 =  .0987 before cycle   2 for    1200 data and     80 /     80 parameters");
   curve.Take(" GooF = S =     1.044;     Restrained GooF  =      1.050 for       0 restraints");
+  curve.Take(" Mean shift/esd =   0.020    Maximum =     0.310 for  OSF");
   curve.Take(" Max. shift = 0.003 A for H12     Max. dU = 0.001 for C5");
   curve.Take(" wR1 = 7 or R1 = not yet, BASS = 3");
   const auto& points = curve.Points();
@@ -201,6 +202,8 @@ TEST(Curve, RecognisesTheUsualFigures) {
   EXPECT_EQ(points[0].r1, 0.12);
   EXPECT_EQ(points[0].goof, 2.31);
   EXPECT_EQ(points[0].shift, 0.0312);
+  EXPECT_EQ(points[0].overSu, 5.1);
+  EXPECT_EQ(points[1].overSu, 0.31);
   EXPECT_EQ(points[1].wR2, 0.0987);
   EXPECT_FALSE(points[1].r1);
   EXPECT_EQ(points[1].goof, 1.044);

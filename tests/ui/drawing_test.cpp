@@ -52,6 +52,27 @@ TEST_F(DrawingTest, ALitModelIsCoarseWhileItMovesAndWholeAtRest) {
   EXPECT_NE(area->Frame(), whole);
   Click(At("O1"));
   EXPECT_EQ(area->Frame(), whole);
+  window->Run(kAmbientShadowCommand, "off");
+  Settle();
+  EXPECT_NE(area->Frame(), whole);
+}
+
+TEST_F(DrawingTest, WhatIsSelectedIsNamedWhereLabelsAreOff) {
+  Load();
+  window->Run(kDarkLookCommand);
+  bench.LabelsOn = false;
+  area->Redraw();
+  Settle();
+  const QImage before = area->grab().toImage();
+  Click(At("O1"));
+  const QImage after = area->grab().toImage();
+  // Beside the ring.
+  const QPointF middle = area->ToDevice(At("O1"));
+  int inked = 0;
+  for (int y = 0; y < after.height(); ++y)
+    for (int x = static_cast<int>(middle.x() + 12 * area->devicePixelRatioF()); x < after.width(); ++x)
+      inked += before.pixel(x, y) != after.pixel(x, y);
+  EXPECT_GT(inked, 10);
 }
 
 TEST_F(DrawingTest, LabelsOnTheirWayArriveByThemselves) {

@@ -1,5 +1,7 @@
 #include <QLabel>
 #include <QMenu>
+#include <QNativeGestureEvent>
+#include <QPointingDevice>
 #include <QTest>
 #include <QTimer>
 #include <QWheelEvent>
@@ -82,6 +84,22 @@ TEST_F(GesturesTest, DragTurnsADegreeForEachPixelInWireFrame) {
   area->Redraw();
   Settle();
   EXPECT_EQ(during, area->Frame());
+}
+
+TEST_F(GesturesTest, WithInertiaAViewThatIsLetGoTurnsOnUntilItIsTouched) {
+  const auto throws = [this] {
+    Drag({{100, 100}, {110, 100}, {125, 100}, {140, 100}});
+    const auto released = bench.view.modelview;
+    return QTest::qWaitFor([&] { return bench.view.modelview != released; }, 150);
+  };
+  EXPECT_FALSE(throws()) << "not unless it is wanted";
+  window->Run(kInertiaCommand, "on");
+  EXPECT_TRUE(throws());
+  Mouse(QEvent::MouseButtonPress, {300, 500}, Qt::LeftButton, Qt::LeftButton);
+  const auto stopped = bench.view.modelview;
+  QTest::qWait(60);
+  EXPECT_EQ(bench.view.modelview, stopped);
+  Mouse(QEvent::MouseButtonRelease, {300, 500}, Qt::LeftButton, Qt::NoButton);
 }
 
 TEST_F(GesturesTest, ModifiersMoveZoomAndTurnAboutTheViewingAxis) {
@@ -219,6 +237,35 @@ TEST_F(GesturesTest, ZoomKeepsWhatIsUnderThePointer) {
   EXPECT_LT((At("O1") - place).manhattanLength(), 3.0);
   Wheel(-410, place);
   EXPECT_EQ(QPoint(bench.view.panX, bench.view.panY), before);
+}
+
+TEST_F(GesturesTest, TwoFingersMoveAndAPinchZooms) {
+  const int ratio = static_cast<int>(area->devicePixelRatioF());
+  const QPointF at(200, 250);
+  const auto fingers = [&](Qt::KeyboardModifiers modifiers) {
+    QWheelEvent event(at, area->mapToGlobal(at), {12, -7}, {48, -28}, Qt::NoButton, modifiers, Qt::ScrollUpdate, false);
+    QCoreApplication::sendEvent(area, &event);
+  };
+  const double start = bench.view.viewRadius;
+  fingers({});
+  EXPECT_EQ(QPoint(bench.view.panX, bench.view.panY), QPoint(12, -7) * ratio);
+  EXPECT_EQ(bench.view.viewRadius, start);
+  fingers(Qt::ControlModifier);
+  EXPECT_GT(bench.view.viewRadius, start);
+  EXPECT_EQ(bench.view.panX, 12 * ratio);
+  // On a touch pad, then on a screen.
+  const double before = bench.view.viewRadius;
+  QNativeGestureEvent pinch(Qt::ZoomNativeGesture, QPointingDevice::primaryPointingDevice(), 2, at, at,
+                            area->mapToGlobal(at), 0.25, {});
+  QCoreApplication::sendEvent(area, &pinch);
+  EXPECT_NEAR(bench.view.viewRadius, before / 1.25, 1e-9);
+  QPointingDevice* screen = QTest::createTouchDevice();
+  QTest::touchEvent(area, screen).press(0, {250, 300}).press(1, {350, 300});
+  for (int step = 1; step <= 10; ++step)
+    QTest::touchEvent(area, screen).move(0, {250 - 5 * step, 300}).move(1, {350 + 5 * step, 300});
+  QTest::touchEvent(area, screen).release(0, {200, 300}).release(1, {400, 300});
+  EXPECT_NEAR(bench.view.viewRadius, before / 1.25 / 2.0, 0.1 * before);
+  EXPECT_LT(bench.view.viewRadius, before / 1.25 / 1.5);
 }
 
 TEST_F(GesturesTest, PicksWhatIsDrawnFrontFirst) {
@@ -407,6 +454,9 @@ TEST_F(GesturesTest, PointerTellsWhatLiesUnderIt) {
     QTest::qWait(40);
     return text.toStdString();
   };
+  // Both ends of a bond name each other.
+  EXPECT_TRUE(hover(At("C1")).ends_with("   – C2 1.500")) << hover(At("C1"));
+  EXPECT_TRUE(hover(At("C2")).ends_with("   – C1 1.500")) << hover(At("C2"));
   EXPECT_EQ(hover(At("O1")), "O1   O   0.7000 0.4000 0.5000   Uiso 0.0500 Å²");
   EXPECT_EQ(hover(At("Q1")), "Q1   peak of 1.25 e/Å³   0.6000 0.7500 0.5000");
   EXPECT_EQ(hover(Between("C1", "C2")), "C1 – C2   1.500 Å");

@@ -2,6 +2,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QTest>
+#include <QTranslator>
 #include <map>
 #include <set>
 
@@ -56,6 +57,26 @@ TEST_F(MenusTest, KeysLeadToOneEntryEach) {
     EXPECT_EQ(action->shortcut(), QKeySequence(QString::fromUtf8(row.shortcut)));
   }
   EXPECT_GE(shortcuts.size(), 10u);
+}
+
+class Louder : public QTranslator {
+ public:
+  QString translate(const char* context, const char* text, const char*, int) const override {
+    return qstrcmp(context, "Marvik") == 0 ? QString::fromUtf8(text).toUpper() : QString();
+  }
+  bool isEmpty() const override { return false; }
+};
+
+TEST_F(MenusTest, WhatComesFromBelowTheWindowCanBeTranslated) {
+  Louder louder;
+  QCoreApplication::installTranslator(&louder);
+  QMenu menu;
+  window->Menus().FillPopup(menu, MenuKind::AtomPopup);
+  EXPECT_EQ(menu.actions()[1]->text(), "&UNIQ");
+  Load();
+  window->Run(237);
+  QCoreApplication::removeTranslator(&louder);
+  EXPECT_EQ(robot.seen.back().text, "YOU MUST SELECT AT LEAST ONE ATOM TO BIND TO A TARGET.");
 }
 
 TEST_F(MenusTest, EntriesFollowTheStateOfTheMoment) {

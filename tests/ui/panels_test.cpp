@@ -9,6 +9,7 @@
 
 #include "ui/dialogs/progress_plots.h"
 #include "ui/panels/panel_set.h"
+#include "ui/panels/refinement_panel.h"
 
 #include "window_fixture.h"
 
@@ -53,7 +54,7 @@ TEST_F(PanelsTest, TheTableAndThePictureSelectTheSameAtoms) {
 TEST_F(PanelsTest, TheColumnsAreSeenAndEscapeEndsTheTour) {
   window->resize(1300, 900);
   Settle();
-  EXPECT_LE(view->columnViewportPosition(3) + view->columnWidth(3), view->viewport()->width());
+  EXPECT_LE(view->columnViewportPosition(4) + view->columnWidth(4), view->viewport()->width());
   window->activateWindow();
   ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
   window->ShowTour(true);
@@ -176,8 +177,11 @@ TEST_F(PanelsTest, StayAsTheyWereLeft) {
   EXPECT_TRUE(bench.hooks.isPanelShown(kModelPanelCommand));
   EXPECT_FALSE(bench.hooks.isPanelShown(kHistoryPanelCommand));
   // With its curves, too, it leaves room for the picture on a screen that shows 512 pixels.
-  Panel* panel = window->Panels().Find(kRefinementPanelCommand);
-  panel->findChild<ProgressPlots*>()->show();
+  auto* panel = qobject_cast<RefinementPanel*>(window->Panels().Find(kRefinementPanelCommand));
+  const QSize before = panel->sizeHint();
+  panel->ShowRun(std::vector<CyclePoint>(9, {0.2, 0.1, 1.0, 0.01, 0.5}));
+  EXPECT_TRUE(panel->findChild<ProgressPlots*>()->isVisible());
+  EXPECT_EQ(panel->sizeHint().width(), before.width());
   EXPECT_LT(panel->minimumSizeHint().width(), 200);
   EXPECT_LT(panel->minimumSizeHint().height(), 250);
 }
@@ -190,6 +194,7 @@ TEST_F(PanelsTest, HistoryGoesBackAndForward) {
   Settle();
   ASSERT_EQ(list->count(), 3);
   EXPECT_EQ(list->currentRow(), 2);
+  EXPECT_TRUE(list->item(1)->text().endsWith(QLatin1String(": C1 changed"))) << list->item(1)->text().toStdString();
   Q_EMIT list->itemClicked(list->item(0));
   Settle();
   EXPECT_EQ(Atom("C1")->part, 0);

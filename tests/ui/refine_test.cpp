@@ -1,6 +1,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -16,6 +17,7 @@
 #include "ui/dialogs/refinement_history_dialog.h"
 #include "ui/dialogs/refinement_result_dialog.h"
 #include "ui/dialogs/run_dialog.h"
+#include "ui/panels/panel_set.h"
 
 #include "support/fake_refinement_path.h"
 #include "window_fixture.h"
@@ -184,6 +186,10 @@ TEST_F(RefineWindow, CancelAndFailureLeaveTheResult) {
   robot.Next(Accept);
   robot.Next([this](QWidget& dialog) {
     EXPECT_TRUE(QTest::qWaitFor([this] { return scratch.Has("model.pid"); }, 20000));
+    robot.NextButton("No");
+    QTest::keyClick(&dialog, Qt::Key_Escape);
+    EXPECT_TRUE(dialog.isVisible()) << "it runs on";
+    robot.NextButton("Yes");
     QTest::keyClick(&dialog, Qt::Key_Escape);
   });
   EXPECT_EQ(window->Run(kRefineCommand), Outcome::Cancelled);
@@ -201,6 +207,51 @@ TEST_F(RefineWindow, CancelAndFailureLeaveTheResult) {
   NextRun("Cancel");
   EXPECT_EQ(window->Run(kRefineCommand), Outcome::Failed);
   EXPECT_EQ(robot.seen.back().title, "Could Not Create Child Process");
+}
+
+TEST_F(RefineWindow, ThePanelFollowsTheRunAndStopsIt) {
+  window->Run(kRefinementPanelCommand, "on");
+  Settle();
+  QWidget* panel = window->Panels().Find(kRefinementPanelCommand);
+  const auto labels = [panel] {
+    QStringList texts;
+    for (const QLabel* label : panel->findChildren<QLabel*>()) texts << label->text();
+    return texts;
+  };
+  scratch.Put("model.steps",
+              "say  wR2 = 0.3 R1 = 0.1111 before cycle 1\nsay shift/su: mean 0.1, largest 0.520 for x C1\n"
+              "say  wR2 = 0.2 R1 = 0.0999 before cycle 2\nwait 60000\n");
+  robot.Next(Accept);
+  robot.Next([&](QWidget& dialog) {
+    EXPECT_FALSE(dialog.isModal());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return labels().contains(QLatin1String("0.0999")); }, 20000));
+    EXPECT_TRUE(labels().contains(QLatin1String("0.520")));
+    EXPECT_TRUE(panel->findChild<QWidget*>(QStringLiteral("cycles"))->isVisible());
+    for (auto* button : panel->findChildren<QPushButton*>())
+      if (button->isEnabled()) return QTest::mouseClick(button, Qt::LeftButton);  // only Cancel can be pressed now
+    ADD_FAILURE();
+  });
+  EXPECT_EQ(window->Run(kRefineCommand), Outcome::Cancelled);
+  Settle();
+  EXPECT_FALSE(labels().contains(QLatin1String("0.0999"))) << "what was not taken is not shown";
+}
+
+TEST_F(RefineWindow, AWindowThatClosesAsksAboutAResult) {
+  scratch.Put("new.res", std::string(original).replace(original.find("O1 2 0.70"), 9, "O1 2 0.71"));
+  scratch.Put("model.steps", "copy new.res\nsay finished\n");
+  robot.Next(Accept);
+  NextRun("OK");
+  robot.Next([&](QWidget& dialog) {
+    EXPECT_FALSE(dialog.isModal());
+    robot.NextButton("No");
+    window->close();
+    EXPECT_TRUE(dialog.isVisible() && window->isVisible());
+    Accept(dialog);
+  });
+  EXPECT_EQ(window->Run(kRefineCommand), Outcome::Done);
+  EXPECT_EQ(Atom("O1")->fract.x, 0.71);
+  Settle();
+  EXPECT_TRUE(window->isVisible());
 }
 
 TEST_F(RefineWindow, ClosingTheWindowEndsTheRun) {

@@ -1,3 +1,4 @@
+#include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
@@ -6,6 +7,7 @@
 #include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QRadioButton>
@@ -110,6 +112,29 @@ TEST_F(MainWindowTest, PreferencesAreFoundByWordsAndComeIntoForce) {
   EXPECT_FALSE(bench.LabelsOn);
   EXPECT_EQ(bench.look, Look::Light);
   EXPECT_TRUE(window->Panels().IsShown(kGeometryPanelCommand));
+}
+
+TEST_F(MainWindowTest, TheLastStructureAndTenFilesComeBack) {
+  robot.Next([](QWidget& dialog) {
+    dialog.findChild<QCheckBox*>(QStringLiteral("session"))->click();
+    static_cast<QDialog&>(dialog).accept();
+  });
+  window->Run(kPreferencesCommand);
+  Load();
+  for (int i = 0; i < 12; ++i) {
+    const std::string name = "job" + std::to_string(i) + ".res";
+    window->Run(kReadFileCommand, scratch.Put(name, scratch.Get("model.res")));
+  }
+  window->close();
+  Workbench session(messages);
+  LoadRecentFiles(session.settings);
+  MainWindow again(session, messages);
+  again.RestoreSession();
+  QTest::qWait(20);
+  EXPECT_EQ(session.Title(), "job11.res");
+  const auto recent = again.Menus().RecentFilesMenu()->actions();
+  ASSERT_EQ(recent.size(), 10);
+  EXPECT_TRUE(recent.back()->text().endsWith(QLatin1String("job2.res"))) << recent.back()->text().toStdString();
 }
 
 TEST_F(MainWindowTest, OpenAndSaveAskForNames) {

@@ -73,6 +73,8 @@ Outcome CentroidHandler(Workbench& bench, const CommandCall& call);
 // view_commands.cpp
 Outcome LookHandler(Workbench& bench, const CommandCall& call);
 Outcome SafeColoursHandler(Workbench& bench, const CommandCall& call);
+Outcome AmbientShadowHandler(Workbench& bench, const CommandCall& call);
+Outcome InertiaHandler(Workbench& bench, const CommandCall& call);
 Outcome RenditionHandler(Workbench& bench, const CommandCall& call);
 Outcome LabelToggleHandler(Workbench& bench, const CommandCall& call);
 Outcome ShowCellHandler(Workbench& bench, const CommandCall& call);

@@ -121,6 +121,8 @@ enum CommandId : int {
   kLitCommand = 566,
   kPreferencesCommand = 570,
   kTourCommand = 571,
+  kAmbientShadowCommand = 572,
+  kInertiaCommand = 573,
   kViewDirectionCommand = 580,  // the first of six: a b c a* b* c*
   kViewBestPlaneCommand = 586,
   kViewAlongBondCommand = 588,

@@ -148,6 +148,16 @@ Outcome SafeColoursHandler(Workbench& bench, const CommandCall&) {
   return Outcome::Done;
 }
 
+Outcome AmbientShadowHandler(Workbench& bench, const CommandCall&) {
+  bench.figure.ambientShadow = !bench.figure.ambientShadow;
+  return Outcome::Done;
+}
+
+Outcome InertiaHandler(Workbench& bench, const CommandCall&) {
+  bench.inertia = !bench.inertia;
+  return Outcome::Done;
+}
+
 Outcome LabelToggleHandler(Workbench& bench, const CommandCall& call) {
   bool& flag = call.id == 106 ? bench.LabelsOn : call.id == 108 ? bench.HydrogenLabelsOn : bench.HybridLabelColoration;
   flag = !flag;

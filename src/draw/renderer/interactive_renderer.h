@@ -44,6 +44,7 @@ struct FigureChoices {
   bool paleMates = false;          // atoms that were grown or packed nearer to the background
   bool bareMates = false;          // their labels lack the number of their operation, as in the classic look
   bool taperedBonds = false;       // wider toward the viewer
+  bool ambientShadow = true;       // of the lit rendition, where much lies around
   std::vector<uint8_t> polyhedra;  // rows of the elements in their middle
 };
 

@@ -289,14 +289,15 @@ LitScene BuildLitScene(const Document& document, const ViewState& view, const Re
 }
 
 const Image& LitCache::Draw(LitScene scene, int width, int height, const LitOptions& options) {
-  const bool same =
-      surface_.width == width && surface_.height == height && moving_ == options.moving && scene == scene_;
+  const bool same = surface_.width == width && surface_.height == height && moving_ == options.moving &&
+                    shadow_ == options.shadow && scene == scene_;
   drawn_ = !same;
   if (same) return surface_;
   surface_ = Image();  // never two at a time
   surface_ = DrawLitSurface(scene, width, height, options);
   scene_ = std::move(scene);
   moving_ = options.moving;
+  shadow_ = options.shadow;
   return surface_;
 }
 
@@ -310,7 +311,9 @@ bool DrawOverLit(Document& document, const ViewState& view, const RenderOptions&
 
 LitPicture DrawLit(Document& document, const ViewState& view, const RenderOptions& options, int width, int height,
                    const LitOptions& lit, LabelFont* font, InteractiveRenderer& renderer, const KeepGoing& keepGoing) {
-  LitPicture picture{DrawLitSurface(BuildLitScene(document, view, options), width, height, lit), false};
+  LitOptions quality = lit;
+  quality.shadow = lit.shadow && options.figure.ambientShadow;
+  LitPicture picture{DrawLitSurface(BuildLitScene(document, view, options), width, height, quality), false};
   ScanlineCanvas canvas(picture.image, font);
   picture.complete = DrawOverLit(document, view, options, canvas, renderer, keepGoing);
   return picture;

@@ -30,6 +30,7 @@ class LitCache {
   LitScene scene_;
   Image surface_;
   bool moving_ = false;
+  bool shadow_ = false;
   bool drawn_ = false;
 };
 

@@ -30,7 +30,8 @@ PreferencesDialog::PreferencesDialog(QWidget* parentWidget, Workbench& bench, Wi
   AddPicture(*sections);
   auto* panels = Section(*sections, tr("Panels"));
   for (const int id : {kStructurePanelCommand, kRefinementPanelCommand, kModelPanelCommand, kGeometryPanelCommand,
-                       kHistoryPanelCommand, kInstructionsPanelCommand, kJournalPanelCommand})
+                       kHistoryPanelCommand, kPartsPanelCommand, kRestraintsPanelCommand, kInstructionsPanelCommand,
+                       kJournalPanelCommand})
     Switch(*panels, id, "panel dock beside");
   AddRefinement(*sections);
   auto* start = Section(*sections, tr("Start"));
@@ -131,6 +132,8 @@ void PreferencesDialog::AddPicture(QVBoxLayout& layout) {
   Add(*form, tr("&Look:"), "theme dark light background colours",
       Choice({kDarkLookCommand, kLightLookCommand, kPaperLookCommand, kClassicLookCommand, kDesktopLookCommand}));
   Switch(*form, kSafeColours, "palette elements colors accessible");
+  Switch(*form, kAmbientShadowCommand, "lit light quality occlusion");
+  Switch(*form, kInertiaCommand, "mouse drag turn rotate spin");
   Switch(*form, kLabelsCommand, "names text");
   Switch(*form, kHydrogenLabels, "names text");
   Switch(*form, kHybridColours, "names text");

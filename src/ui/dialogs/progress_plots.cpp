@@ -51,35 +51,51 @@ void DrawCurve(QPainter& painter, const QRectF& box, const std::vector<std::pair
 
 }  // namespace
 
-ProgressPlots::ProgressPlots(QWidget* parentWidget) : QWidget(parentWidget) {
+ProgressPlots::ProgressPlots(QWidget* parentWidget, int columns) : QWidget(parentWidget), columns_(columns) {
   setMinimumSize(sizeHint().width() / 4, sizeHint().height() / 2);
+}
+
+std::vector<size_t> ProgressPlots::Known() const {
+  std::vector<size_t> known;
+  for (size_t i = 0; i < std::size(kPlots); ++i)
+    if (columns_ == kAll || !ValuesOf(points_, kPlots[i]).empty()) known.push_back(i);
+  return known;
+}
+
+int ProgressPlots::Rows() const {
+  return std::max(1, (static_cast<int>(Known().size()) + columns_ - 1) / columns_);
 }
 
 QSize ProgressPlots::sizeHint() const {
   const int line = fontMetrics().height();
-  return {line * 42, line * 7};
+  return columns_ == kAll ? QSize(line * 42, line * 7) : QSize(line * 12, line * 5 * Rows());
 }
 
 void ProgressPlots::SetPoints(const std::vector<CyclePoint>& points) {
   if (points.size() == points_.size() && points.empty()) return;
   points_ = points;
+  if (columns_ != kAll) setMinimumHeight(sizeHint().height());
+  updateGeometry();
   update();
 }
 
 void ProgressPlots::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  const int count = static_cast<int>(std::size(kPlots));
-  const int width = (this->width() - (count - 1) * kGap) / count;
+  const std::vector<size_t> known = Known();
+  const int columns = std::max(1, std::min(columns_, static_cast<int>(known.size())));
+  const int width = (this->width() - (columns - 1) * kGap) / columns;
+  const int height = this->height() / Rows();
   const int line = fontMetrics().height();
-  for (int i = 0; i < count; ++i) {
-    const Plot& plot = kPlots[i];
-    const QRectF frame(i * (width + kGap) + 0.5, line + 2.5, width - 1, height() - line - 4);
+  for (int i = 0; i < static_cast<int>(known.size()); ++i) {
+    const Plot& plot = kPlots[known[static_cast<size_t>(i)]];
+    const int top = i / columns * height;
+    const QRectF frame(i % columns * (width + kGap) + 0.5, top + line + 2.5, width - 1, height - line - 4);
     painter.fillRect(frame, palette().base());
     painter.setPen(palette().color(QPalette::Mid));
     painter.drawRect(frame);
     painter.setPen(palette().color(QPalette::WindowText));
-    const QRectF caption(frame.left(), 0, frame.width(), line);
+    const QRectF caption(frame.left(), top, frame.width(), line);
     painter.drawText(caption, Qt::AlignLeft, QString::fromUtf8(plot.title));
     const auto values = ValuesOf(points_, plot);
     if (values.empty()) continue;

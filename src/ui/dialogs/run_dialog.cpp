@@ -4,6 +4,7 @@
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
@@ -55,7 +56,7 @@ RunDialog::RunDialog(QWidget* parentWidget, RefinementRun& run, bool closeWhenFi
   button_->setObjectName(QString::number(kRunButton));
   // Not what a second Enter hits by mistake while the program runs.
   button_->setAutoDefault(false);
-  connect(button_, &QPushButton::clicked, this, &RunDialog::reject);
+  connect(button_, &QPushButton::clicked, this, &RunDialog::Stop);
   connect(print, &QPushButton::clicked, this, &RunDialog::Print);
 
   auto* buttons = new QHBoxLayout;
@@ -101,11 +102,12 @@ void RunDialog::Poll() {
   const bool more = run_.Pass();
   TakeLines();
   plots_->SetPoints(run_.Curve().Points());
+  if (onCycles) onCycles(run_.Curve().Points());
   ShowState();
   if (!run_.IsOver()) {
     timer_.start(more ? 0 : static_cast<int>(kPollingPeriod.count()));
-  } else if (run_.State() == RunState::Finished && close_->isChecked()) {
-    reject();
+  } else if (run_.State() == RunState::Finished && close_->isChecked() && !asking_) {
+    Stop();
   }
 }
 
@@ -143,6 +145,22 @@ void RunDialog::ShowState() {
 }
 
 void RunDialog::reject() {
+  if (asking_) return;
+  if (!run_.IsOver()) {
+    QMessageBox box(QMessageBox::Question, tr("Stop the Program?"), tr("The program is still running."),
+                    QMessageBox::Yes | QMessageBox::No, this);
+    box.setInformativeText(tr("Stop it? The structure stays as it is."));
+    box.setDefaultButton(QMessageBox::No);
+    asking_ = true;
+    const bool stop = box.exec() == QMessageBox::Yes;
+    asking_ = false;
+    const bool closes = run_.State() == RunState::Finished && close_->isChecked();
+    if (!stop && !closes) return;
+  }
+  Stop();
+}
+
+void RunDialog::Stop() {
   timer_.stop();
   if (!run_.IsOver()) {
     WindowMessages messages;

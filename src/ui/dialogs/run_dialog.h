@@ -29,8 +29,12 @@ class RunDialog : public QDialog {
   RunDialog(QWidget* parentWidget, RefinementRun& run, bool closeWhenFinished);
   ~RunDialog() override;
 
-  // Cancel while it runs, else close.
+  // Escape and the window's own button: while the program runs they ask first.
   void reject() override;
+  // Ends the program where it still runs, and closes.
+  void Stop();
+  // Told whenever there is more.
+  std::function<void(const std::vector<CyclePoint>&)> onCycles;
   bool ClosesWhenFinished() const;
 
  protected:
@@ -53,6 +57,7 @@ class RunDialog : public QDialog {
   QElapsedTimer clock_;
   QString lines_;  // shown with the next poll
   bool started_ = false;
+  bool asking_ = false;
 };
 
 }  // namespace marvik

@@ -13,7 +13,7 @@
 namespace marvik {
 namespace {
 
-constexpr const char* kCaptions[] = {"Atom", "Element", "Part", "Occupancy", "U", "Note"};
+constexpr const char* kCaptions[] = {"Atom", "El.", "Part", "Occ.", "U", "Note"};
 constexpr const char* kTips[] = {
     "Name; a double click edits it",
     "Element",

@@ -42,7 +42,7 @@ ModelPanel::ModelPanel(Workbench& bench, CommandRunner run) : bench_(bench), run
   view_->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
   view_->setSortingEnabled(true);
   const int digit = view_->fontMetrics().horizontalAdvance(QLatin1Char('0'));
-  constexpr int kDigits[] = {9, 8, 5, 10, 8};
+  constexpr int kDigits[] = {8, 5, 4, 6, 8};
   for (int i = 0; i < AtomTable::kNote; ++i)
     view_->setColumnWidth(i, std::max(kDigits[i] * digit, view_->horizontalHeader()->sectionSizeHint(i)));
   auto* layout = new QVBoxLayout(this);
@@ -62,7 +62,8 @@ QSize ModelPanel::sizeHint() const {
   const QMargins margins = layout()->contentsMargins();
   int width =
       margins.left() + margins.right() + 2 * view_->frameWidth() + view_->verticalScrollBar()->sizeHint().width();
-  for (int i = 0; i <= AtomTable::kOccupancy; ++i) width += view_->columnWidth(i);
+  for (int i = 0; i < AtomTable::kNote; ++i) width += view_->columnWidth(i);
+  width += view_->fontMetrics().horizontalAdvance(QStringLiteral("7.00 e/Å³   "));
   return {width, Panel::sizeHint().height()};
 }
 

@@ -24,6 +24,11 @@ StructurePanel::StructurePanel(const Workbench& bench) : bench_(bench) {
   layout->addWidget(scroll);
 }
 
+// The axes of a cell in one line.
+QSize StructurePanel::sizeHint() const {
+  return {fontMetrics().averageCharWidth() * 42, Panel::sizeHint().height()};
+}
+
 void StructurePanel::Follow() {
   auto facts = StructureFacts(bench_.document);
   if (facts.empty()) facts.push_back({"", "No structure is open."});
@@ -34,9 +39,9 @@ void StructurePanel::Follow() {
     value->setTextFormat(Qt::PlainText);
     value->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     value->setWordWrap(true);
-    value->setAccessibleName(ToText(fact.caption));
+    value->setAccessibleName(Translated(fact.caption));
     value->setContentsMargins(8, 0, 0, 4);
-    auto* caption = new QLabel(ToText(fact.caption));
+    auto* caption = new QLabel(Translated(fact.caption));
     caption->setForegroundRole(QPalette::PlaceholderText);
     rows_->addRow(caption, value);
   }

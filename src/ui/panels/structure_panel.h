@@ -14,6 +14,7 @@ class StructurePanel : public Panel {
  public:
   explicit StructurePanel(const Workbench& bench);
   void Follow() override;
+  QSize sizeHint() const override;
 
  private:
   const Workbench& bench_;
