@@ -57,7 +57,7 @@ class PlainCanvas : public Canvas {
   }
   void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override { Polygon(points, {}, pen); }
   void Text(CanvasPoint, TextAnchor, std::string_view, const TextLook&) override {}
-  CanvasPoint TextSize(std::string_view, size_t) override { return {}; }
+  CanvasPoint TextSize(std::string_view, const TextShift&) override { return {}; }
   std::vector<std::vector<CanvasPoint>> shapes;
 };
 
