@@ -48,7 +48,7 @@ HistoryPanel::HistoryPanel(const Workbench& bench, CommandRunner run) : bench_(b
 }
 
 QSize HistoryPanel::sizeHint() const {
-  return {fontMetrics().averageCharWidth() * 40, Panel::sizeHint().height()};
+  return OfWidth(fontMetrics().averageCharWidth() * 40);
 }
 
 void HistoryPanel::Follow() {

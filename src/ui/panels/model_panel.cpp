@@ -64,7 +64,7 @@ QSize ModelPanel::sizeHint() const {
       margins.left() + margins.right() + 2 * view_->frameWidth() + view_->verticalScrollBar()->sizeHint().width();
   for (int i = 0; i < AtomTable::kNote; ++i) width += view_->columnWidth(i);
   width += view_->fontMetrics().horizontalAdvance(QStringLiteral("7.00 e/Å³   "));
-  return {width, Panel::sizeHint().height()};
+  return OfWidth(width);
 }
 
 void ModelPanel::Follow() {

@@ -1,6 +1,7 @@
 #include "ui/panels/panel_set.h"
 
 #include <QMainWindow>
+#include <QScreen>
 #include <algorithm>
 #include <map>
 
@@ -53,6 +54,11 @@ const PanelKind& KindOf(int command) {
 }
 
 }  // namespace
+
+QSize Panel::OfWidth(int width) const {
+  const int most = screen() ? screen()->availableSize().width() / 4 : width;
+  return {std::min(width, most), QWidget::sizeHint().height()};
+}
 
 PanelSet::PanelSet(Workbench& bench, QMainWindow& window, CommandRunner run)
     : QObject(&window), bench_(bench), window_(window), run_(std::move(run)) {

@@ -27,6 +27,10 @@ class Panel : public QWidget {
   virtual void Follow() = 0;
   // What is being typed becomes part of the structure; false when the user wants to go on typing.
   virtual bool Settle() { return true; }
+
+ protected:
+  // A size hint of a width in pixels, but of a quarter of the screen at most: the picture has the rest.
+  QSize OfWidth(int width) const;
 };
 
 // The panels beside the picture: each in a dock of its own, which the user moves, closes and finds as it was at the

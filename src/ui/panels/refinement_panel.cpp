@@ -94,7 +94,7 @@ RefinementPanel::RefinementPanel(Workbench& bench, CommandRunner run)
 }
 
 QSize RefinementPanel::sizeHint() const {
-  return {fontMetrics().averageCharWidth() * 42, Panel::sizeHint().height()};
+  return OfWidth(fontMetrics().averageCharWidth() * 42);
 }
 
 RefinementPanel::Course RefinementPanel::AddCourse(QLayout& layout, const QString& caption, const char* name) {

@@ -26,7 +26,7 @@ StructurePanel::StructurePanel(const Workbench& bench) : bench_(bench) {
 
 // The axes of a cell in one line.
 QSize StructurePanel::sizeHint() const {
-  return {fontMetrics().averageCharWidth() * 42, Panel::sizeHint().height()};
+  return OfWidth(fontMetrics().averageCharWidth() * 42);
 }
 
 void StructurePanel::Follow() {
