@@ -45,8 +45,8 @@ std::string RotorRestraints(const Structure& s) {
     std::vector<std::string> names;
     for (const Site* site : sites) names.push_back(site->name);
     // The centre, where both orientations share it, then what holds it.
-    const auto bonds = [&](const Site& other) {
-      return std::count_if(sites.begin(), sites.end(), [&](const Site* site) { return apart(site, &other) < 1.95; });
+    const auto bonds = [&apart, &members = sites](const Site& other) {
+      return std::ranges::count_if(members, [&](const Site* site) { return apart(site, &other) < 1.95; });
     };
     for (const Site& other : s.sites)
       if (other.part == 0 && bonds(other) > 2) sites.push_back(&other);

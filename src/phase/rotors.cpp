@@ -190,7 +190,7 @@ struct Proposal {
 class RotorFit {
  public:
   RotorFit(const Problem& problem, Structure& structure, const Observations& observations)
-      : problem_(problem), structure_(structure), observations_(observations) {
+      : structure_(structure), observations_(observations) {
     for (size_t i = 0; i < problem.scatterers.size(); ++i) {
       if (problem.scatterers[i].electrons == 6) carbon_ = static_cast<int>(i);
       if (problem.scatterers[i].electrons == 9) fluorine_ = static_cast<int>(i), room_ = problem.formula[i].count;
@@ -462,7 +462,6 @@ class RotorFit {
     }
   }
 
-  const Problem& problem_;
   Structure& structure_;
   const Observations& observations_;
   Factors total_;
