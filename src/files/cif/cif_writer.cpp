@@ -160,11 +160,13 @@ void CifWriter::Field(std::string_view name, std::string_view lines) {
 }
 
 void CifWriter::Loop(std::initializer_list<std::string_view> names) {
-  text_ += "\nloop_\n";
-  for (const std::string_view name : names) text_ += " " + std::string(name) + "\n";
+  loopHead_ = "\nloop_\n";
+  for (const std::string_view name : names) loopHead_ += " " + std::string(name) + "\n";
 }
 
 void CifWriter::Row(const std::vector<std::string>& values) {
+  text_ += loopHead_;
+  loopHead_.clear();
   for (size_t i = 0; i < values.size(); ++i) {
     const std::string text = CifValueText(values[i]);
     text_ += i > 0 && text[0] != '\n' ? " " + text : text;

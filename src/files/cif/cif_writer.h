@@ -27,6 +27,7 @@ class CifWriter {
   void Item(std::string_view name, std::string_view value);
   // As it stands, a text of several lines.
   void Field(std::string_view name, std::string_view lines);
+  // Written with its first row: a loop without rows is none.
   void Loop(std::initializer_list<std::string_view> names);
   void Row(const std::vector<std::string>& values);
 
@@ -34,6 +35,7 @@ class CifWriter {
 
  private:
   std::string text_;
+  std::string loopHead_;  // until its first row
 };
 
 }  // namespace marvik

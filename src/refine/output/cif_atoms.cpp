@@ -150,8 +150,6 @@ void WriteAtoms(const Session& s, const Geometry& geometry, CifWriter& cif) {
                            site.part == 0 ? "." : Printf("%d", site.part)});
     cif.Row(row);
   }
-  if (std::none_of(s.structure.sites.begin(), s.structure.sites.end(), [](const Site& t) { return t.anisotropic; }))
-    return;
   cif.Loop({"_atom_site_aniso_label", "_atom_site_aniso_U_11", "_atom_site_aniso_U_22", "_atom_site_aniso_U_33",
             "_atom_site_aniso_U_23", "_atom_site_aniso_U_13", "_atom_site_aniso_U_12"});
   for (size_t i = 0; i < s.structure.sites.size(); ++i) {

@@ -68,20 +68,19 @@ void WriteBonds(const Session& s, Rows& rows, CifWriter& cif) {
 
 // Distances that are asked for and are no bonds.
 void WriteContacts(const Rows& rows, CifWriter& cif) {
-  const auto contacts = rows.Left(2);
-  if (contacts.empty()) return;
   cif.Loop({"_geom_contact_atom_site_label_1", "_geom_contact_atom_site_label_2", "_geom_contact_distance",
             "_geom_contact_site_symmetry_1", "_geom_contact_site_symmetry_2", "_geom_contact_publ_flag"});
-  for (const std::vector<SiteImage>& pair : contacts)
+  for (const std::vector<SiteImage>& pair : rows.Left(2))
     cif.Row(
         {rows.Label(pair[0]), rows.Label(pair[1]), rows.Value(pair, 4), rows.Code(pair[0]), rows.Code(pair[1]), "yes"});
 }
 
 void WriteAngles(const Session& s, Rows& rows, CifWriter& cif) {
-  std::vector<std::vector<std::string>> lines;
+  cif.Loop({"_geom_angle_atom_site_label_1", "_geom_angle_atom_site_label_2", "_geom_angle_atom_site_label_3",
+            "_geom_angle", "_geom_angle_site_symmetry_1", "_geom_angle_site_symmetry_3", "_geom_angle_publ_flag"});
   const auto add = [&](const std::vector<SiteImage>& atoms, const std::string& flag) {
-    lines.push_back({rows.Label(atoms[0]), rows.Label(atoms[1]), rows.Label(atoms[2]), rows.Value(atoms, 1),
-                     rows.Code(atoms[0]), rows.Code(atoms[2]), flag});
+    cif.Row({rows.Label(atoms[0]), rows.Label(atoms[1]), rows.Label(atoms[2]), rows.Value(atoms, 1),
+             rows.Code(atoms[0]), rows.Code(atoms[2]), flag});
   };
   for (const BondAngle& angle : AnglesOf(s)) {
     const std::vector<SiteImage> atoms{ImageOf(s.structure, angle.first), rows.Plain(angle.middle),
@@ -91,34 +90,26 @@ void WriteAngles(const Session& s, Rows& rows, CifWriter& cif) {
   // The loop has no place for the symmetry of the middle.
   for (const std::vector<SiteImage>& atoms : rows.Left(3))
     if (!atoms[1].moved) add(atoms, "yes");
-  if (lines.empty()) return;
-  cif.Loop({"_geom_angle_atom_site_label_1", "_geom_angle_atom_site_label_2", "_geom_angle_atom_site_label_3",
-            "_geom_angle", "_geom_angle_site_symmetry_1", "_geom_angle_site_symmetry_3", "_geom_angle_publ_flag"});
-  for (const std::vector<std::string>& line : lines) cif.Row(line);
 }
 
 void WriteTorsions(const std::vector<FourAtoms>& torsions, Rows& rows, CifWriter& cif) {
-  std::vector<std::vector<std::string>> lines;
+  cif.Loop({"_geom_torsion_atom_site_label_1", "_geom_torsion_atom_site_label_2", "_geom_torsion_atom_site_label_3",
+            "_geom_torsion_atom_site_label_4", "_geom_torsion", "_geom_torsion_site_symmetry_1",
+            "_geom_torsion_site_symmetry_2", "_geom_torsion_site_symmetry_3", "_geom_torsion_site_symmetry_4",
+            "_geom_torsion_publ_flag"});
   const auto add = [&](const std::vector<SiteImage>& atoms, const std::string& flag) {
     std::vector<std::string> row;
     for (const SiteImage& atom : atoms) row.push_back(rows.Label(atom));
     row.push_back(rows.Value(atoms, 1));
     for (const SiteImage& atom : atoms) row.push_back(rows.Code(atom));
     row.push_back(flag);
-    lines.push_back(std::move(row));
+    cif.Row(row);
   };
   for (const FourAtoms& t : torsions) add({t.begin(), t.end()}, rows.Flag({t.begin(), t.end()}));
   for (const std::vector<SiteImage>& atoms : rows.Left(4)) add(atoms, "yes");
-  if (lines.empty()) return;
-  cif.Loop({"_geom_torsion_atom_site_label_1", "_geom_torsion_atom_site_label_2", "_geom_torsion_atom_site_label_3",
-            "_geom_torsion_atom_site_label_4", "_geom_torsion", "_geom_torsion_site_symmetry_1",
-            "_geom_torsion_site_symmetry_2", "_geom_torsion_site_symmetry_3", "_geom_torsion_site_symmetry_4",
-            "_geom_torsion_publ_flag"});
-  for (const std::vector<std::string>& line : lines) cif.Row(line);
 }
 
 void WriteHydrogenBonds(const std::vector<HydrogenBondSites>& bonds, const Rows& rows, CifWriter& cif) {
-  if (bonds.empty()) return;
   cif.Loop({"_geom_hbond_atom_site_label_D", "_geom_hbond_atom_site_label_H", "_geom_hbond_atom_site_label_A",
             "_geom_hbond_distance_DH", "_geom_hbond_distance_HA", "_geom_hbond_distance_DA", "_geom_hbond_angle_DHA",
             "_geom_hbond_site_symmetry_A", "_geom_hbond_publ_flag"});

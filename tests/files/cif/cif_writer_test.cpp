@@ -38,11 +38,13 @@ TEST(CifWriter, EveryValueReadsAsItWasGiven) {
   CifWriter cif;
   cif.Block("of values");
   for (size_t i = 0; i < std::size(values); ++i) cif.Item("_item_" + std::to_string(i), values[i]);
+  cif.Loop({"_without_rows"});
   cif.Loop({"_row_a", "_row_b"});
   for (size_t i = 0; i + 1 < std::size(values); ++i) cif.Row({values[i], values[i + 1]});
   const std::string text = cif.Text();
   const CifBlock block = FirstBlock(text);
   EXPECT_EQ(block.name, "of_values");
+  EXPECT_EQ(text.find("_without_rows"), text.npos);
   const auto plain = [](CifValue value) {
     std::string lines = value.find('\n') == value.npos ? std::string(value) : AttachedLines(value);
     if (lines.ends_with('\n')) lines.pop_back();
