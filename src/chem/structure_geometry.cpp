@@ -7,6 +7,7 @@
 #include "chem/crowding.h"
 #include "chem/crystal_fragments.h"
 #include "crystal/cell_metric.h"
+#include "crystal/symmetry_codes.h"
 
 namespace marvik {
 namespace {
@@ -109,7 +110,7 @@ StructureBonds::StructureBonds(const Document& document) : document_(document), 
 GeometrySite StructureBonds::SiteOf(const AtomRecord& atom) const {
   if (atom.generated != 0 && atom.symmetryCode >= 1000) {
     const auto source = listed_.find(atom.sourceSerial);
-    const auto op = static_cast<uint32_t>(atom.symmetryCode / 1000 - 1);
+    const uint32_t op = OperatorNumberOf(atom.symmetryCode);
     if (source != listed_.end() && op < document_.symmetry.size())
       return {source->second.atom, op, atom.fract, atom.symmetryCode};
   }

@@ -52,6 +52,10 @@ class ImageSearch {
   bool FindNear(const Fractional& place, double radius, std::vector<AtomImage>& found,
                 size_t most = std::numeric_limits<size_t>::max()) const;
 
+  // How many images a question passes over beside those that it finds: all of them in a cell that is small against the
+  // reach, and else next to none.
+  size_t Cost() const { return padded_ ? 1 : sites_.size(); }
+
  private:
   // An image brought into the cell at the origin, or a copy of one just outside it.
   struct Site {

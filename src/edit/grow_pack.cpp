@@ -5,6 +5,7 @@
 #include "chem/crystal_fragments.h"
 #include "chem/fragments.h"
 #include "crystal/cell_metric.h"
+#include "crystal/symmetry_codes.h"
 #include "edit/symmetry_commands.h"
 
 namespace marvik {
@@ -110,12 +111,11 @@ size_t Grow(Document& document, UserMessages& messages, double most) {
 size_t GrowImage(Document& document, const AtomRecord& atom, int32_t symmetryCode, UserMessages& messages) {
   const CrystalFragments fragments(document);
   const auto index = fragments.IndexOf(atom.sourceSerial ? atom.sourceSerial : atom.serial);
-  const auto op = static_cast<uint32_t>(symmetryCode / 1000 - 1);
+  const uint32_t op = OperatorNumberOf(symmetryCode);
   if (!index || symmetryCode < 1000 || op >= OperatorCount(document) || fragments.RefuseCrowded(messages)) return 0;
   ImageMaker maker(document, fragments, messages);
   std::vector<AtomRecord*> added;
-  maker.AddFragment(fragments.FragmentOf(*index),
-                    {op, {symmetryCode / 100 % 10 - 5, symmetryCode / 10 % 10 - 5, symmetryCode % 10 - 5}}, added);
+  maker.AddFragment(fragments.FragmentOf(*index), {op, TranslationOf(symmetryCode)}, added);
   Connect(document, messages);
   return added.size();
 }

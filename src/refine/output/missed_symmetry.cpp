@@ -15,7 +15,7 @@ namespace {
 constexpr double kSameSite = 0.35;  // Å
 constexpr double kMostOfTheAtoms = 0.9;
 constexpr size_t kMostSites = 400;
-constexpr size_t kMostLookUps = 200'000;  // a second or less
+constexpr size_t kMostPassed = 200'000;  // images; a second or less
 constexpr size_t kMostInOnePlace = 100;
 constexpr double kSameMetric = 0.03;
 
@@ -59,7 +59,7 @@ class SiteMapper {
     const Fractional first = Turn(r, structure_.sites[rarest_[0]].x);
     for (const size_t other : rarest_)
       for (const SymmetryOperator& op : structure_.group.all) {
-        if (lookUps_ > kMostLookUps) return best;
+        if (passed_ > kMostPassed) return best;
         const Match match = Try(r, op.Apply(structure_.sites[other].x) - first);
         if (match.share > best.share) best = match;
       }
@@ -94,7 +94,7 @@ class SiteMapper {
 
   // The square of the distance to the nearest atom of a kind, a large number where none is near.
   double Nearest(const Fractional& place, int scatterer) {
-    ++lookUps_;
+    passed_ += search_.Cost();
     double best = 1e9;
     if (!search_.FindNear(place, kSameSite, found_, kMostInOnePlace)) return best;
     for (const AtomImage& image : found_)
@@ -107,7 +107,7 @@ class SiteMapper {
   std::vector<size_t> heavy_;
   ImageSearch search_;  // over these
   std::vector<AtomImage> found_;
-  size_t lookUps_ = 0;
+  size_t passed_ = 0;
   std::vector<size_t> rarest_;
 };
 
