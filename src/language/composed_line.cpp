@@ -1,5 +1,6 @@
 #include "language/composed_line.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -32,8 +33,10 @@ void ComposedLine::Break() {
 void AppendFixed(std::string& out, double value, int width, int decimals) {
   char buffer[64];
   constexpr double kLargestPlain = 1.0e15;
+  constexpr int kMostDecimals = 15;  // beyond these a double has none
   const auto result = std::fabs(value) < kLargestPlain
-                          ? std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, decimals)
+                          ? std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed,
+                                          std::min(decimals, kMostDecimals))
                           : std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::scientific, 9);
   AppendPadded(out, {buffer, static_cast<size_t>(result.ptr - buffer)}, width);
 }

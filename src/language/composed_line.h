@@ -25,7 +25,8 @@ class ComposedLine {
   size_t column_;
 };
 
-// "%*.*f" without the cost of printf. What that would write in more than 24 characters is written in scientific form.
+// "%*.*f" with 15 decimals at most and without the cost of printf. What that would write in more than 24 characters is
+// written in scientific form.
 void AppendFixed(std::string& out, double value, int width, int decimals);
 
 // A value with the stated number of decimals, and with as many as it takes where those would change it.

@@ -94,6 +94,8 @@ std::vector<std::string_view> WordsInFile(std::string_view lines) {
 std::optional<std::string> InColumns(std::string_view line, const std::vector<std::string_view>& words) {
   const std::vector<std::string_view> old = WordsInFile(line);
   if (old.empty() || words.size() < old.size()) return std::nullopt;
+  // A mark that text follows on its line continues the line all the same, and the text is none.
+  if (std::ranges::any_of(old, [](std::string_view word) { return word.find('=') != word.npos; })) return std::nullopt;
   const auto offset = [&](std::string_view word) { return static_cast<size_t>(word.data() - line.data()); };
   std::string out(line.substr(0, offset(old.front())));
   size_t lineStart = 0;     // in out

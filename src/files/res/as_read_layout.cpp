@@ -146,12 +146,14 @@ class AsReadWriter {
     }
     NewLine();
   }
-  // One line whose inner line ends may be those of the file.
+  // One line whose inner line ends may be those of the file; a return that ends no line parts words.
   void AddLine(std::string text) {
-    if (document_.instructions.lineEnd == "\r") {
-      std::ranges::replace(text, '\r', '\n');
-    } else {
-      std::erase(text, '\r');
+    const auto ends = [&](size_t at) { return at + 1 == text.size() || text[at + 1] == '\n'; };
+    const char instead = document_.instructions.lineEnd == "\r" ? '\n' : ' ';
+    for (size_t at = text.size(); at-- > 0;) {
+      if (text[at] != '\r') continue;
+      text[at] = instead;
+      if (instead == ' ' && ends(at)) text.erase(at, 1);
     }
     Add(text);
     isOpen_ = EndsInMark(text);
@@ -169,6 +171,7 @@ class AsReadWriter {
     now_.Set(state);
   }
   void Atom(const AtomRecord& atom) {
+    hasAtoms_ = true;
     const bool hasLine = HasLine(atom);
     if (hasLine && atoms_.HashOf(atom) == atom.sourceHash) {
       Bytes(atom.sourceLine);
@@ -240,6 +243,7 @@ class AsReadWriter {
   bool mainIsOut_ = false;
   bool mainIsClosed_ = false;
   bool behindHklf_ = false;
+  bool hasAtoms_ = false;
   bool ended_ = false;
   bool newGrown_ = false;
   bool isOpen_ = false;  // what was written last ends in a continuation mark
@@ -358,7 +362,11 @@ void AsReadWriter::PreludeLine(int32_t line, const AtomRecord* atom, const Plans
     const bool dropped = behindHklf_ && options_.keeps && !options_.keeps(TextOf(source_, line));
     if (!dropped && !isCarried_.contains(line)) Bytes(line);
   } else if (now.stays && (!now.owner || now.owner == atom)) {
-    now.text ? AddLine(*now.text) : Bytes(line);
+    if (now.isParked && !hasAtoms_) {
+      Add(AsRemarks(now.text ? *now.text : TextOf(source_, line)));
+    } else {
+      now.text ? AddLine(*now.text) : Bytes(line);
+    }
   }
   behindHklf_ = behindHklf_ || changes_.IsHklf(line);
   Add(changes_.Behind(line));

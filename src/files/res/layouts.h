@@ -1,10 +1,14 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "files/res/writer.h"
 
 namespace marvik {
+
+// Lines that are kept but must not begin to be read, as remarks.
+std::string AsRemarks(std::string_view lines);
 
 // Each appends to `text`, line ends as plain line feeds unless it says otherwise.
 void ComposeStandard(const Document& document, std::string& text);

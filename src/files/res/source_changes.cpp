@@ -20,11 +20,11 @@ SourceChanges::SourceChanges(const Document& document) : source_(*document.instr
   std::vector<HeaderPiece> pieces = ComposeHeader(document, FileLayout::AsRead);
   Compare(pieces);
   Insert(pieces);
-  for (const KeptLine& line : document.instructions.kept) Keep(line.text, line.line, nullptr);
-  for (const HfixEntry& entry : document.atoms.hfix) Keep(entry.text, entry.line, nullptr);
-  for (const KeptLine& line : document.atoms.trailingLines) Keep(line.text, line.line, nullptr);
+  for (const KeptLine& line : document.instructions.kept) Keep(line, nullptr);
+  for (const HfixEntry& entry : document.atoms.hfix) Keep({KeptPlace::Body, entry.text, entry.line}, nullptr);
+  for (const KeptLine& line : document.atoms.trailingLines) Keep(line, nullptr);
   for (const AtomRecord* atom : Atoms(document.atoms))
-    for (const KeptLine& line : atom->Extras().linesBefore) Keep(line.text, line.line, atom);
+    for (const KeptLine& line : atom->Extras().linesBefore) Keep(line, atom);
 }
 
 const SourceChanges::Line& SourceChanges::Of(int32_t line) const {
@@ -45,11 +45,11 @@ std::string_view SourceChanges::Behind(int32_t line) const {
   return at == behind_.end() ? std::string_view() : at->second;
 }
 
-void SourceChanges::Keep(const std::string& text, int32_t line, const AtomRecord* owner) {
-  if (line < 0) return;
-  Line kept{true, {}, owner};
-  if (WithoutLineEnd(text) != TextOf(source_, line)) kept.text = text;
-  lines_[line] = std::move(kept);
+void SourceChanges::Keep(const KeptLine& line, const AtomRecord* owner) {
+  if (line.line < 0) return;
+  Line kept{true, {}, owner, line.place == KeptPlace::AfterHklf};
+  if (WithoutLineEnd(line.text) != TextOf(source_, line.line)) kept.text = line.text;
+  lines_[line.line] = std::move(kept);
 }
 
 void SourceChanges::Compare(std::vector<HeaderPiece>& pieces) {

@@ -21,6 +21,7 @@ class SourceChanges {
     bool stays = true;                  // false when it is gone
     std::optional<std::string> text;    // what stands there now, when that is something else
     const AtomRecord* owner = nullptr;  // the atom that a positional line stands before
+    bool isParked = false;              // behind HKLF and an atom, where no instruction is read
   };
   const Line& Of(int32_t line) const;
   // Whether a line of state is among the positional lines of an atom, or behind the last one.
@@ -33,7 +34,7 @@ class SourceChanges {
  private:
   void Compare(std::vector<HeaderPiece>& pieces);
   void Change(const LayoutPiece& piece, const std::string& now);
-  void Keep(const std::string& text, int32_t line, const AtomRecord* owner);
+  void Keep(const KeptLine& line, const AtomRecord* owner);
   void Insert(const std::vector<HeaderPiece>& pieces);
 
   const SourceLayout& source_;

@@ -29,11 +29,12 @@ class StandardWriter {
     Lines(document_.atoms.trailingLines);
     Close();
     Text(document_.instructions.hklfLine);
-    Kept(KeptPlace::AfterHklf);
     for (const AtomRecord* atom : Atoms(document_.atoms)) {
       if (!IsGrownAtomOfFile(*atom) && !GoesBehindEnd(*atom) && atom->afterHklf) Atom(*atom);
     }
     Close();
+    for (const KeptLine& line : document_.instructions.kept)
+      if (line.place == KeptPlace::AfterHklf) Text(hasAtoms_ ? line.text : AsRemarks(line.text));
     out_ += "END  \n";
     Kept(KeptPlace::AfterEnd);
     for (const AtomRecord* atom : Atoms(document_.atoms))
@@ -80,6 +81,7 @@ class StandardWriter {
       if (!state_.Says(kind, wanted)) atoms_.State(kind, &atom, out_);
     state_ = wanted;
     atoms_.Line(atom, out_);
+    hasAtoms_ = true;
   }
   void Close() {
     if (state_.afix != 0) out_ += "AFIX 0\n";
@@ -93,7 +95,8 @@ class StandardWriter {
   const AtomWriter atoms_;
   std::string& out_;
   std::unordered_map<std::string, int> residueIndex_;
-  AtomState state_;         // as last written
+  AtomState state_;  // as last written
+  bool hasAtoms_ = false;
   bool openGroup_ = false;  // the AFIX line is one that was kept: it opens the group of the atom behind it
 };
 
@@ -124,6 +127,15 @@ void StandardWriter::TakeState(std::string_view text) {
 }
 
 }  // namespace
+
+std::string AsRemarks(std::string_view lines) {
+  std::string text = "REM ";
+  for (const char c : lines.substr(0, lines.find_last_not_of('\n') + 1)) {
+    text += c;
+    if (c == '\n') text += "REM ";
+  }
+  return text;
+}
 
 void ComposeStandard(const Document& document, std::string& text) {
   StandardWriter(document, text).Whole();

@@ -81,6 +81,25 @@ TEST(AsRead, OneChangeOneLine) {
   EXPECT_EQ(r.Back(), wanted);
 }
 
+// Returns within a line, a mark that text follows, more decimals than a number has, and what an atom kept from being
+// read.
+TEST(AsRead, ChangesOfOddLinesCanBeRead) {
+  const std::string cell = "CELL 0.7 9 9 9 90 90 90\n";
+  const std::string zeros(70, '0');
+  for (const auto& [line, moved] : std::initializer_list<std::pair<std::string, std::string>>{
+           {"C1 1\r.1 .2 .3\r\n", "C1 1 0.225000 .2 .3\n"},
+           {"C1 1 .1 .2 =.3\n.4\n", "C1     1   0.225000  0.200000  0.400000 11.000000  0.050000\n"},
+           {"C1 1 .1" + zeros + " .2 .3\n", "C1 1 " + std::string(55, ' ') + "0.225000000000000 .2 .3\n"}}) {
+    Opened r(cell + line);
+    r.Atom("C1")->fract.x += 0.125;
+    EXPECT_EQ(r.Back(), cell + moved);
+  }
+  Opened r(cell + "HKLF 4\nC1 1 .1 .2 .3\nCELL 1 =\n2\nEND\n");
+  EXPECT_LT(r.Saved(FileLayout::Standard).find("C1"), r.Saved(FileLayout::Standard).find("CELL 1"));
+  r.document.atoms.KillAtom(r.Atom("C1"));
+  EXPECT_EQ(r.Back(), cell + "HKLF 4\nREM CELL 1 =\nREM 2\nEND\n");
+}
+
 TEST(AsRead, KillingTakesTheStateLinesAlongAndRestoringBringsThemBack) {
   Opened r;
   const Document before = r.document;
