@@ -23,7 +23,7 @@ std::optional<StereoCentre> Judge(const BondGraph& graph, const AtomRecord& atom
     sites.push_back(tree.SiteOf(ligand));
     centre.ranked.push_back(sites.back().atom);
   }
-  if (ranking.isTied) return centre;
+  if (ranking.isTied || sites.size() < 3) return centre;
   const char hand = HandOf(graph, site, sites);
   centre.label = ranking.isReflected ? static_cast<char>(std::tolower(hand)) : hand;
   return centre;

@@ -79,7 +79,7 @@ std::vector<int> SequenceTree::Neighbours(Branch branch) {
 
 std::vector<int> SequenceTree::Ligands(Branch branch) {
   std::vector<int> ligands = Neighbours(branch);
-  std::erase_if(ligands, [this](int node) { return At(node).isDuplicate; });
+  std::erase_if(ligands, [this](int node) { return At(node).isDuplicate && At(node).copied < 0; });
   return ligands;
 }
 
@@ -236,6 +236,7 @@ void SequenceTree::LabelCentre(int node) {
   }
   std::vector<GeometrySite> sites;
   for (const int ligand : ranking.ligands) sites.push_back(SiteOf(ligand));
+  if (sites.size() < 3) return;  // two in one place
   const char hand = HandOf(graph_, SiteOf(node), sites);
   nodes_[static_cast<size_t>(node)].label = ranking.isReflected ? static_cast<char>(hand | 0x20) : hand;
 }

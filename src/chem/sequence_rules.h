@@ -51,7 +51,7 @@ class SequenceTree {
   void Grow(int at);
   bool GrowAll(int at);
   std::vector<int> Neighbours(Branch branch);
-  std::vector<int> Ligands(Branch branch);  // of these what is no duplicate
+  std::vector<int> Ligands(Branch branch);  // of these what is there: no duplicates but those that close rings
   Levels Spheres(Branch branch, int depth, Rule rule, bool& whole);
   int ByConstitution(Branch a, Branch b);
   int ByLabels(Branch a, Branch b, Rule rule);
@@ -69,7 +69,7 @@ class SequenceTree {
   size_t work_ = 0;
 };
 
-// Clockwise from the first to the third of these, seen with the last behind, is R.
+// Clockwise from the first to the third of these, three or more, seen with the last behind, is R.
 char HandOf(const BondGraph& graph, const GeometrySite& centre, const std::vector<GeometrySite>& ranked);
 
 }  // namespace marvik
