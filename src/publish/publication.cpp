@@ -106,7 +106,7 @@ std::optional<std::string> ChangedPublication(std::string_view kept, std::string
   std::vector<KnownBlock> blocks = ReadKnownBlocks(kept);
   size_t count = 0;
   for (const KnownBlock& change : ReadKnownBlocks(changes, true)) {
-    const std::string name = change.name.empty() ? block : change.name;
+    const std::string name = change.name.empty() ? CifBlockName(block) : change.name;
     auto at = std::ranges::find(blocks, name, &KnownBlock::name);
     // What stood for every block goes on to stand for this one.
     if (at == blocks.end()) at = blocks.insert(at, {name, blocks.empty() ? KnownItems{} : blocks[0].known});

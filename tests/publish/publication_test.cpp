@@ -85,6 +85,8 @@ TEST(Publication, ChangesAreKeptByBlockAndTakenBack) {
   const std::string reopened = CompletedCif(cif, *third, *first);
   EXPECT_NE(reopened.find("_exptl_crystal_colour ?\n_exptl_crystal_size_max ?"), std::string::npos) << reopened;
   EXPECT_NE(CompletedCif("data_a\n_exptl_crystal_colour pink\n", *third, *first).find("pink"), std::string::npos);
+  const auto odd = ChangedPublication("", "data_a\x04\n_exptl_crystal_colour red\n", "a", problem);
+  EXPECT_EQ(ChangedPublication(*odd, "data_a\x04\n_exptl_crystal_colour red\n", "a", problem), odd);
   EXPECT_FALSE(ChangedPublication(*first, "_exptl_absorpt_correction_T_min 3\n", "a", problem));
   EXPECT_FALSE(ChangedPublication(*first, "loop_\n_atom_site_label\nC1\n", "a", problem)) << "no loop of a user's";
 }

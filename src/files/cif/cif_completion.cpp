@@ -44,7 +44,7 @@ std::vector<Block> BlocksOf(std::string_view text) {
   for (Kind kind = tokens.Next(); kind != Kind::End;) {
     if (kind == Kind::Block) {
       if (!blocks.empty()) blocks.back().end = tokens.begin;
-      blocks.push_back({std::string(tokens.text), {}, text.size()});
+      blocks.push_back({CifBlockName(tokens.text), {}, text.size()});
       kind = tokens.Next();
       continue;
     }
@@ -167,7 +167,7 @@ std::vector<KnownBlock> ReadKnownBlocks(std::string_view cif, bool withUnknown) 
 
 KnownItems ReadKnownItems(std::string_view cif, std::string_view block) {
   const std::vector<Block> blocks = BlocksOf(cif);
-  const Block* chosen = BlockNamed(blocks, block);
+  const Block* chosen = BlockNamed(blocks, CifBlockName(block));
   return chosen ? KnownOf(*chosen) : KnownItems{};
 }
 

@@ -141,10 +141,15 @@ std::string CifValueText(std::string_view value) {
   return CifTextField(coded);
 }
 
+std::string CifBlockName(std::string_view name) {
+  std::string clean(name);
+  std::ranges::replace_if(
+      clean, [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == 127; }, '_');
+  return clean;
+}
+
 void CifWriter::Block(std::string_view name) {
-  text_ += "data_";
-  for (const char c : name) text_ += c == ' ' || static_cast<unsigned char>(c) < 33 || c == 127 ? '_' : c;
-  text_ += '\n';
+  text_ += "data_" + CifBlockName(name) + "\n";
 }
 
 void CifWriter::Item(std::string_view name, std::string_view value) {

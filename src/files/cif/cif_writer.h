@@ -19,6 +19,9 @@ std::string CifValueText(std::string_view value);
 // 2,048 characters are guarded by a prefix to every line, respectively folded (the protocols that UnfoldedText undoes).
 std::string CifTextField(std::string_view lines);
 
+// What may stand behind data_: blanks and control characters as underscores.
+std::string CifBlockName(std::string_view name);
+
 // Composes CIF 1.1.
 class CifWriter {
  public:
