@@ -4,6 +4,7 @@
 #include <cmath>
 #include <new>
 
+#include "draw/canvas/colours.h"
 #include "draw/canvas/scanline_canvas.h"
 #include "draw/labels/text_drawing.h"
 #include "gl/gl_calls.h"
@@ -161,8 +162,43 @@ int properPointSize(const std::string& fontFile, int bitmapSize) {
   return points;
 }
 
+namespace {
+
+// What the same scene shows on black and on white says how far each pixel is covered, and by what colour.
+uint32_t Uncovered(uint32_t onBlack, uint32_t onWhite) {
+  const auto part = [](uint32_t pixel, int shift) { return static_cast<int>(pixel >> shift & 255); };
+  int through = 255;
+  for (const int shift : {0, 8, 16})
+    through = std::min(through, std::max(part(onWhite, shift) - part(onBlack, shift), 0));
+  const int cover = 255 - through;
+  uint32_t pixel = static_cast<uint32_t>(cover) << 24;
+  for (const int shift : {0, 8, 16})
+    if (cover > 0)
+      pixel |= static_cast<uint32_t>(std::min((part(onBlack, shift) * 255 + cover / 2) / cover, 255)) << shift;
+  return pixel;
+}
+
+// Translucent faces mix with what is behind them.
+bool RenderUncovered(const GlScene& scene, int size, GlPictureOptions options, Image& image, std::string& error,
+                     const KeepGoing& keepGoing, const std::function<void(int done, int total)>& progress) {
+  options.transparent = false;
+  GlScene backed = scene;
+  Image onWhite(size, size);
+  backed.background = kWhite;
+  const bool first = renderGlScene(backed, size, options, onWhite, error, keepGoing, progress);
+  backed.background = kBlack;
+  const bool second = first && renderGlScene(backed, size, options, image, error, keepGoing, progress);
+  if (!second) return false;
+  std::ranges::transform(image.pixels, onWhite.pixels, image.pixels.begin(), Uncovered);
+  return true;
+}
+
+}  // namespace
+
 bool renderGlScene(const GlScene& scene, int size, const GlPictureOptions& options, Image& image, std::string& error,
                    const KeepGoing& keepGoing, const std::function<void(int done, int total)>& progress) {
+  if (options.transparent && !scene.faces.empty())
+    return RenderUncovered(scene, size, options, image, error, keepGoing, progress);
   Job job{scene, options, size,
           LayersOf({options.antiAlias, options.settings.layerCount, options.colour, options.printing, size}), image};
   const int factor = options.direct ? 1 : FactorFor(job);

@@ -165,6 +165,17 @@ TEST(GlPicture, FacesAndCornersAreThoseOfTheInteractivePicture) {
     EXPECT_EQ(ColourOf(veiled.At(150, 191)), ColourOf(bare.At(150, 191))) << direct;
     EXPECT_NE(ColourOf(veiled.At(150, 109)), ColourOf(bare.At(150, 109))) << direct;
   }
+  const Image onWhite = stage.Picture(300);
+  stage.options.transparent = true;
+  const Image free = stage.Picture(300);
+  stage.options.transparent = false;
+  EXPECT_EQ(free.At(20, 150) >> 24, 0u);
+  for (const int x : {215, 240}) {
+    const uint32_t pixel = free.At(x, 150);
+    const double cover = (pixel >> 24) / 255.0;
+    EXPECT_LT(cover, 0.9) << "a face lets through what is behind it";
+    EXPECT_NEAR(ColourOf(pixel).r * cover + 255.0 * (1.0 - cover), ColourOf(onWhite.At(x, 150)).r, 2.0);
+  }
   stage.options.figure.polyhedra.clear();
   const Image bare = stage.Picture(300);
   stage.options.figure.colourBy = ColourBy::Part;
