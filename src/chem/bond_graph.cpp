@@ -47,7 +47,8 @@ std::vector<GeometrySite> BondGraph::Kept(const GeometrySite& centre, std::vecto
   std::erase_if(sites, [&](const GeometrySite& site) {
     const bool across =
         isLight(*centre.atom) && isLight(*site.atom) && Length(PlaceOf(site) - PlaceOf(centre)) > kLongest;
-    return across || site.atom->IsPeak() || !InPart(*site.atom) || IsIon(*site.atom) || IsIon(*centre.atom);
+    return across || site.atom->IsPeak() || IsGenerated(*site.atom) || !InPart(*site.atom) || IsIon(*site.atom) ||
+           IsIon(*centre.atom);
   });
   return sites;
 }

@@ -154,10 +154,14 @@ std::vector<GeometrySite> StructureBonds::NeighboursOf(const AtomRecord& atom) c
         (atom.IsHydrogen() && other.IsHydrogen()) ||
         image.distance > atom.element->bondRadius + other.element->bondRadius + kBondTolerance)
       continue;
-    const bool isDrawn = std::any_of(found.begin(), found.end(), [&](const GeometrySite& site) {
-      return Distance(PlaceOf(site), image.position) < kSamePlace;
-    });
-    if (!isDrawn) found.push_back({&other, image.op, image.fract, image.symmetryCode});
+    const auto drawn = std::ranges::find_if(
+        found, [&](const GeometrySite& site) { return Distance(PlaceOf(site), image.position) < kSamePlace; });
+    const GeometrySite mate{&other, image.op, image.fract, image.symmetryCode};
+    if (drawn == found.end()) {
+      found.push_back(mate);
+    } else if (IsGenerated(*drawn->atom)) {
+      *drawn = mate;  // of one whose source the file does not tell
+    }
   }
   return found;
 }
