@@ -310,7 +310,7 @@ void SceneBuilder::AddBonds() {
   for (size_t i = 0; i < drawn_.size(); ++i) {
     scene_.atoms[i].firstBond = static_cast<uint32_t>(scene_.bonds.size());
     for (const BondRecord* record = drawn_[i]->bonds; record; record = record->next) {
-      if (record->partner->scratch < 0) continue;
+      if (record->partner->scratch < 0 || IsNoEdge(*record, options_.figure.polyhedra)) continue;
       // Of peaks they would be webs.
       if (options_.look != Look::Classic && (drawn_[i]->IsPeak() || record->partner->IsPeak())) continue;
       const GlAtom& a = scene_.atoms[i];

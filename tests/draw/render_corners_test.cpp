@@ -49,6 +49,24 @@ TEST(Polyhedra, HaveTheFacesOfTheirShape) {
   EXPECT_TRUE(FacetsOf({{2, 0, 0}, {-2, 0, 0}, {0, 2, 0}}).empty());
 }
 
+TEST(Polyhedra, LeaveOutBondsBetweenMetals) {
+  for (const DisplayMode mode : {kWireFrame, kBallAndStick}) {
+    Scene scene(mode);
+    scene.options.exact = true;
+    AtomRecord* atoms[]{scene.Add("TI1", 0, 0, 0), scene.Add("TI2", 3, 0, 0), scene.Add("O1", 0, 2, 0)};
+    for (const int other : {1, 2})
+      scene.document.atoms.AddBond(atoms[0], atoms[other], {0, 0}, 1, 0, 0.1f, 0, scene.messages);
+    for (const bool polyhedra : {false, true}) {
+      if (polyhedra) scene.options.figure.polyhedra = {22};
+      LabelFont font(9.0);
+      SvgCanvas canvas(600, font);
+      scene.renderer.Render(scene.document, scene.view, scene.options, canvas, nullptr);
+      EXPECT_EQ(Count(canvas.Document(), "TI1-TI2") > 0, !polyhedra) << mode;
+      EXPECT_GT(Count(canvas.Document(), "TI1-O1"), 0u) << mode;
+    }
+  }
+}
+
 TEST(Polyhedra, LetThroughWhatIsBehindThem) {
   Image image(20, 20);
   ScanlineCanvas canvas(image);

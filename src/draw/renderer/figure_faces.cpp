@@ -19,6 +19,11 @@ int RowOf(const AtomRecord& atom) {
   return atom.element ? std::clamp(atom.element->atomicNumber, 0, kUnknownRow) : kUnknownRow;
 }
 
+bool IsCentre(const AtomRecord& atom, std::span<const uint8_t> elements) {
+  const int row = RowOf(atom);
+  return row != kUnknownRow && std::ranges::find(elements, row) != elements.end();
+}
+
 bool IsShown(const Document& document, const AtomRecord& atom) {
   return document.atoms.Passes(&atom, kVisibleOnly) && IsFinite(atom.position);
 }
@@ -68,10 +73,7 @@ void AddPolyhedron(const AtomRecord* centre, const std::vector<Cartesian>& point
 void AddPolyhedra(const Document& document, std::span<const uint8_t> elements, std::vector<FigureFace>& faces) {
   std::vector<const AtomRecord*> centres;
   std::unordered_map<const AtomRecord*, std::vector<Cartesian>> corners;
-  const auto isCentre = [&](const AtomRecord& atom) {
-    const int row = RowOf(atom);
-    return row != kUnknownRow && std::ranges::find(elements, row) != elements.end();
-  };
+  const auto isCentre = [&](const AtomRecord& atom) { return IsCentre(atom, elements); };
   for (const AtomRecord* atom : Atoms(document.atoms, kVisibleOnly)) {
     if (!IsFinite(atom->position)) continue;
     if (isCentre(*atom)) centres.push_back(atom);
@@ -99,6 +101,13 @@ std::vector<FigureFace> FacesOf(const Document& document, std::span<const uint8_
   if (!marks) return faces;
   for (const std::vector<Cartesian>& plane : marks->planes) faces.push_back({plane, nullptr});
   return faces;
+}
+
+bool IsNoEdge(const BondRecord& bond, std::span<const uint8_t> elements) {
+  if (elements.empty()) return false;
+  const AtomRecord *a = bond.owner, *b = bond.partner;
+  const bool metalA = IsMetal(RowOf(*a)), metalB = IsMetal(RowOf(*b));
+  return (metalA && (metalB || IsCentre(*b, elements))) || (metalB && IsCentre(*a, elements));
 }
 
 std::vector<Cartesian> PlaneOutline(std::span<const Cartesian> places) {

@@ -20,6 +20,10 @@ struct FigureFace {
 // A polyhedron is the convex hull of what the atom is bonded to, metals and hydrogens left out, from four corners on.
 std::vector<FigureFace> FacesOf(const Document& document, std::span<const uint8_t> elements, const FigureMarks* marks);
 
+// Whether a bond has no place in a figure with polyhedra: between two metals, or a metal and the middle of a
+// polyhedron.
+bool IsNoEdge(const BondRecord& bond, std::span<const uint8_t> elements);
+
 // The convex outline of some places in the plane that fits them best; none where they lie in line.
 std::vector<Cartesian> PlaneOutline(std::span<const Cartesian> places);
 

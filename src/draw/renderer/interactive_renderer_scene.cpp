@@ -2,6 +2,7 @@
 #include <bit>
 #include <cmath>
 
+#include "draw/renderer/figure_faces.h"
 #include "draw/renderer/render_frame.h"
 
 namespace marvik {
@@ -53,7 +54,7 @@ void RenderFrame::CollectBonds() {
   labelDirections_.assign(options_->labels ? atoms_.size() : 0, {});
   for (uint32_t i = 0; i < atoms_.size(); ++i) {
     for (const BondRecord* bond = atoms_[i].bonds; bond; bond = bond->next) {
-      if (bond->partner->scratch < 0) continue;
+      if (bond->partner->scratch < 0 || IsNoEdge(*bond, options_->figure.polyhedra)) continue;
       const uint32_t j = FrameIndex(bond->partner);
       atoms_[i].bonded = atoms_[j].bonded = true;
       FrameBond frame{i,

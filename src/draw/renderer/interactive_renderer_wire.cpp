@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "draw/renderer/figure_faces.h"
 #include "draw/renderer/render_frame.h"
 
 namespace marvik {
@@ -41,7 +42,8 @@ bool RenderFrame::renderWireFrame(double near, double far) {
     if (i % kAtomsBetweenQuestions == 0 && !GoOn()) return false;
     FrameAtom& atom = atoms_[i];
     for (const BondRecord* bond = atom.bonds; bond; bond = bond->next) {
-      if (bond->partner->scratch >= 0) AddWireBond(atom, atoms_[FrameIndex(bond->partner)], bond, near, far);
+      if (bond->partner->scratch >= 0 && !IsNoEdge(*bond, options_->figure.polyhedra))
+        AddWireBond(atom, atoms_[FrameIndex(bond->partner)], bond, near, far);
     }
   }
   for (const FrameAtom& atom : atoms_) {

@@ -55,7 +55,9 @@ class Builder {
       if (!Shows(*atom)) continue;
       AddAtom(*atom);
       for (const BondRecord* bond = atom->bonds; bond; bond = bond->next) {
-        if (document_.atoms.Passes(bond->partner, kVisibleOnly) && Shows(*bond->partner)) AddBond(*atom, *bond);
+        if (document_.atoms.Passes(bond->partner, kVisibleOnly) && Shows(*bond->partner) &&
+            !IsNoEdge(*bond, options_.figure.polyhedra))
+          AddBond(*atom, *bond);
       }
     }
     if (options_.contacts) AddContacts();
