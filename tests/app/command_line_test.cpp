@@ -262,7 +262,7 @@ TEST_F(CommandLineTest, DrawsPictures) {
   EXPECT_EQ(Run({"--picture", folder / "a.png", file}), 0) << err.str();
   EXPECT_TRUE(isPng(folder.Get("a.png"), 600));
   std::set<std::string> different = {folder.Get("a.png")};
-  for (const std::vector<std::string>& more : {std::vector<std::string>{"--rendition", "ball"},
+  for (const std::vector<std::string>& more : {std::vector<std::string>{"--rendition", "wire"},
                                                {"--rendition", "pipes"},
                                                {"--labels", "off"},
                                                {"--cell"},

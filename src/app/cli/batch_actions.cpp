@@ -80,7 +80,9 @@ bool PreparePicture(BatchSession& session) {
   // On a sheet each has the rendition that suits it.
   if (!options.files.empty() && !options.rendition && options.style.empty() && options.recipe.empty())
     bench.RenditionMode = FlatRendition(bench.document, kLitRendition);
-  if (!options.peaks.value_or(!options.journal && options.files.empty()) && options.recipe.empty()) {
+  bool hasAtoms = false;
+  for (const AtomRecord* atom : Atoms(bench.document.atoms)) hasAtoms = hasAtoms || !atom->IsPeak();
+  if (!options.peaks.value_or(!options.style.empty()) && options.recipe.empty() && hasAtoms) {
     for (AtomRecord* atom : Atoms(bench.document.atoms))
       if (atom->IsPeak()) atom->Set(kHidden, true);
   }

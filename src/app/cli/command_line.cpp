@@ -11,6 +11,7 @@
 #include "app/refinement/refine_flow.h"
 #include "app/reports.h"
 #include "base/numbers.h"
+#include "draw/surface/lit_picture.h"
 #include "run/stop_signals.h"
 
 namespace marvik {
@@ -72,7 +73,10 @@ bool BatchSession::Prepare() {
   if (options.Has("--edit") || textAlone) return true;
   InitElementTable(bench.document.elements, true);
   LoadPictureSettings(bench.pictures);
-  bench.look = options.look.value_or(options.journal ? Look::Paper : Look::Dark);
+  // A figure is one for a paper where nothing else is asked for.
+  const bool isFigure = options.Has("--picture") && options.style.empty() && options.recipe.empty();
+  const bool isDark = !isFigure || options.background == PictureBackground::Black;
+  bench.look = options.look.value_or(isDark && !options.journal ? Look::Dark : Look::Paper);
   if (!options.commands.empty()) LoadRecentFiles(bench.settings);
   bench.RenditionMode = options.rendition.value_or(
       options.journal                                                                  ? kThermalEllipsoid
@@ -99,6 +103,8 @@ bool BatchSession::Prepare() {
     if (file.empty()) return false;
   }
   if (!file.empty() && !OpenFile(bench, file)) return false;
+  if (isFigure && !options.rendition && bench.RenditionMode == kWireFrame)
+    bench.RenditionMode = FlatRendition(bench.document, kLitRendition);
   // A result file that a CIF carries ends with the peaks of its last map.
   if (file != options.file) RunCommand(bench, kKillPeaksCommand);
   Turn();
