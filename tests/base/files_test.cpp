@@ -292,12 +292,6 @@ TEST(Paths, AreCutAtBothSeparators) {
   }
 }
 
-TEST_F(Files, FoldersAndDevicesAreNotRead) {
-  EXPECT_EQ(ReadWholeFile(folder_.string()).systemError, EISDIR);
-  EXPECT_EQ(ReadWholeFile("/dev/zero").systemError, EINVAL);
-  EXPECT_EQ(ReadWholeFile(Path("absent")).systemError, ENOENT);
-}
-
 TEST(ProcessMark, TellsWhoLives) {
   const std::string own = ProcessMark();
   EXPECT_TRUE(ProcessLives(own));

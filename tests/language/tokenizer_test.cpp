@@ -32,19 +32,6 @@ Strings KeptTexts(const std::string& text) {
 
 }  // namespace
 
-TEST(Keywords, CodesArePositionsInTheTable) {
-  const std::pair<int, const char*> telling[] = {{0, "ACTA"},  {8, "CELL"},  {30, "FVAR"}, {42, "L.S."},
-                                                 {55, "REM "}, {60, "SFAC"}, {79, "ZERR"}, {80, "    "},
-                                                 {81, "TWIN"}, {82, "CON "}, {83, "END "}, {84, "MPLA"}};
-  for (const auto& [code, spelling] : telling) EXPECT_EQ(SpellingOf(static_cast<InstructionKeyword>(code)), spelling);
-  EXPECT_EQ(kKeywordCount, 85);
-  for (int code = 0; code < kKeywordCount; ++code) {
-    const auto keyword = static_cast<InstructionKeyword>(code);
-    EXPECT_EQ(SpellingOf(keyword).size(), 4u);
-    EXPECT_EQ(KeywordOf(SpellingOf(keyword)), keyword);
-  }
-}
-
 TEST(Keywords, TheFirstFourCharactersDecide) {
   for (int code = 0; code < kKeywordCount; ++code) {
     const auto keyword = static_cast<InstructionKeyword>(code);

@@ -403,32 +403,5 @@ TEST(Document, CopiesRemapEveryPointerAndLiveOn) {
   }
 }
 
-TEST(Document, ClearKeepsTheElementTableAndThePreviousWeights) {
-  Document document;
-  document.cell.a = 7;
-  document.latticeCode = -4;
-  document.elements[6].bondRadius = 0.9;
-  document.settings.Cycles = 10;
-  document.settings.PreviousWeightCount = 1;
-  document.settings.PreviousWeights[0] = 0.04;
-  document.instructions.title = "t";
-  document.residues.push_back({});
-  AddAtom(document, "C1", {0.5, 0.25, 0.125});
-  document.atoms.hiddenParts = {1};
-  document.RecomputePositions();
-  EXPECT_EQ(document.atoms.head->position, (Cartesian{5, 2.5, -1.25}));
-  const Document full = document;
-  document.Clear();
-  EXPECT_EQ(full.atoms.head->name, "C1");
-  EXPECT_EQ(document.atoms.RecordCount(), 0u);
-  EXPECT_TRUE(document.atoms.hiddenParts.empty());
-  EXPECT_EQ(document.cell, CellParameters{});
-  EXPECT_EQ(document.settings.Cycles, 0);
-  EXPECT_EQ(document.settings.PreviousWeights[0], 0.04);
-  EXPECT_EQ(document.elements[6].bondRadius, 0.9);
-  EXPECT_EQ(document.instructions.title, "");
-  EXPECT_TRUE(document.residues.empty());
-}
-
 }  // namespace
 }  // namespace marvik

@@ -12,36 +12,6 @@
 namespace marvik {
 namespace {
 
-TEST(ElementTable, HasTheKnownDefaults) {
-  const ElementTable table;
-  const struct {
-    int row;
-    const char* symbol;
-    double bondRadius, drawRadius, weight;
-    std::array<int, 3> colour;
-    int texture;
-  } rows[] = {{1, "H ", 0.22, 0.12, 1.0079, {255, 255, 255}, 0}, {5, "B ", 0.82, 0.20, 10.81, {255, 127, 0}, 3},
-              {6, "C ", 0.77, 0.20, 12.011, {169, 169, 169}, 1}, {7, "N ", 0.70, 0.20, 14.0067, {0, 0, 139}, 4},
-              {8, "O ", 0.66, 0.20, 15.9994, {180, 0, 0}, 7},    {9, "F ", 0.64, 0.20, 18.998403, {100, 255, 100}, 5},
-              {11, "Na", 1.86, 0.20, 22.98977, {0, 0, 255}, 6},  {16, "S ", 1.03, 0.30, 32.06, {255, 255, 0}, 3},
-              {17, "Cl", 0.99, 0.30, 35.453, {0, 180, 0}, 0},    {26, "Fe", 1.24, 0.25, 55.847, {180, 0, 0}, 7},
-              {100, "Fm", 1.80, 0.30, 257.0, {0, 180, 0}, 0},    {104, "D ", 0.32, 0.12, 2.0141, {0, 0, 255}, 6},
-              {105, "Q ", 0.77, 0.20, 12.0, {255, 255, 0}, 7}};
-  for (const auto& r : rows) {
-    const ElementInfo& e = table[r.row];
-    EXPECT_STREQ(e.symbol, r.symbol);
-    EXPECT_EQ(e.bondRadius, r.bondRadius) << r.symbol;
-    EXPECT_EQ(e.drawRadius, r.drawRadius) << r.symbol;
-    EXPECT_EQ(e.atomicWeight, r.weight) << r.symbol;
-    EXPECT_EQ(e.colour, PackColour(r.colour[0], r.colour[1], r.colour[2])) << r.symbol;
-    EXPECT_EQ(e.texture, r.texture) << r.symbol;
-  }
-  EXPECT_EQ(table[9].colour, 0x0264FF64u);
-  EXPECT_STREQ(table[103].symbol, "Lw");
-  EXPECT_STREQ(table[0].symbol, "Q ");
-  EXPECT_EQ(table[kUnknownRow].numberAsReal, 6.0);
-}
-
 TEST(ElementTable, IsCompleteAndTellsElementsApart) {
   const ElementTable table;
   int plain = 0;

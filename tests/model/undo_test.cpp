@@ -129,31 +129,6 @@ TEST(Undo, KeepsAHundredStepsOfTwoThousandAtomsAndBoundsItsMemory) {
   EXPECT_LE(history.Levels() * document.atoms.MemoryBytes(), size_t{256} << 20);
 }
 
-TEST(Undo, BringsBackWhatBelongsToNoAtom) {
-  Document document;
-  UndoHistory history;
-  Add(document, "C1", 0.1);
-  document.residues = {{"TOL", 2, "", "", ""}};
-  const Document before = document;
-  ASSERT_TRUE(Edit(history, document, "All", [&] {
-    document.residues.push_back({"MEO", 3, "A", "", ""});
-    document.cell.beta = 101.0;
-    document.latticeCode = -2;
-    document.symmetry.clear();
-    document.settings.Cycles = before.settings.Cycles + 3;
-    document.instructions.title = "new";
-    document.MoleculeCentre = {1.0, 2.0, 3.0};
-  }));
-  ASSERT_TRUE(history.Undo(document));
-  EXPECT_EQ(document.residues, before.residues);
-  EXPECT_EQ(document.cell, before.cell);
-  EXPECT_EQ(document.latticeCode, before.latticeCode);
-  EXPECT_EQ(document.symmetry.size(), before.symmetry.size());
-  EXPECT_EQ(document.settings.Cycles, before.settings.Cycles);
-  EXPECT_EQ(document.instructions, before.instructions);
-  EXPECT_EQ(document.MoleculeCentre, before.MoleculeCentre);
-}
-
 // C1 with a bond to C2, BIND, FREE, HFIX and a killed atom.
 void Fill(Document& document) {
   RecordingMessages messages;
@@ -237,25 +212,6 @@ TEST(Undo, NoticesAndTakesBackEveryChangeOfWhatIsKept) {
     document.atoms.head->position.x = 7.0;
     document.atoms.head->scratch = 3;
   }));
-}
-
-TEST(Document, ACopySaysWhatTheOriginalSays) {
-  Document document;
-  Fill(document);
-  document.CurrentFile = "/x/a.res";
-  document.WorkingDirectory = "/x/";
-  document.stamp = FileStamp{1, 2};
-  document.MoleculeCentre = {1, 2, 3};
-  document.elements[6].drawRadius = 9.0;
-  document.settings.Cycles = 7;
-  const Document copy = document;
-  EXPECT_TRUE(SameContent(copy, document));
-  EXPECT_EQ(copy.CurrentFile, "/x/a.res");
-  EXPECT_EQ(copy.WorkingDirectory, "/x/");
-  EXPECT_EQ(copy.stamp, document.stamp);
-  EXPECT_EQ(copy.MoleculeCentre, document.MoleculeCentre);
-  EXPECT_EQ(copy.elements[6].drawRadius, 9.0);
-  EXPECT_EQ(copy.atoms.head->element, &copy.elements[6]);
 }
 
 }  // namespace
