@@ -93,26 +93,6 @@ TEST(Connect, MakesTheBondsOfThePlainLoopInItsOrder) {
   EXPECT_GT(bonded, 250u);
 }
 
-TEST(Connect, GivesTheSameOnRealStructures) {
-  const auto files = test::ExampleFiles();
-  if (files.empty()) GTEST_SKIP() << "no examples in the package template";
-  size_t atoms = 0;
-  for (const std::string& file : files) {
-    const test::PlainStructure plain = test::ReadPlainStructure(file);
-    Document document;
-    RecordingMessages messages;
-    ASSERT_TRUE(BuildOrthogonalisation(plain.cell, document.matrix)) << file;
-    for (const auto& from : plain.atoms) {
-      AtomRecord* atom = test::AddAtom(document, from.name, from.fract);
-      atom->part = static_cast<int16_t>(from.part);
-    }
-    Connect(document, messages);
-    EXPECT_EQ(BondsOf(document.atoms), PlainBonds(document)) << file;
-    atoms += plain.atoms.size();
-  }
-  EXPECT_GT(atoms, 20 * files.size());
-}
-
 TEST(Connect, BondsUpToTheLimitAndNoFarther) {
   Document document;
   RecordingMessages messages;
@@ -236,39 +216,6 @@ TEST(BindAtoms, BindsTheSelectionToATarget) {
   EXPECT_FALSE(FreeAtoms(document, nullptr, o1, messages));
 }
 
-// Organic density, one pair list entry for every tenth atom.
-void Pack(Document& document, int atoms) {
-  std::mt19937 random(5);
-  std::uniform_real_distribution<double> place(0.0, std::cbrt(atoms / 0.09));
-  for (int i = 0; i < atoms; ++i) {
-    AtomRecord* atom = AddAtomAt(document,
-                                 i % 2    ? "H"
-                                 : i % 14 ? "C"
-                                          : "Cl",
-                                 {place(random), place(random), place(random)});
-    if (i % 20 == 19) document.atoms.bindPairs.Append(atom, atom->prev->prev);
-    if (i % 20 == 9) document.atoms.freePairs.Append(atom, atom->prev);
-  }
-}
-
-double SecondsToConnect(int atoms, bool outlier) {
-  Document document;
-  RecordingMessages messages;
-  Pack(document, atoms);
-  if (outlier) {
-    AddAtomAt(document, "C", {1e6, -1e6, 1e6});
-    AddAtomAt(document, "C", {1e308, 0, 0});
-  }
-  double best = 1e9;
-  for (int i = 0; i < 3; ++i) {
-    const std::clock_t start = std::clock();
-    Connect(document, messages);
-    best = std::min(best, static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
-  }
-  EXPECT_NE(document.atoms.head->bonds, nullptr);
-  return best;
-}
-
 TEST(FindCrowded, CountsWhatStandsWithinBondingDistance) {
   Document document;
   document.cell = {20, 20, 20, 90, 90, 90};
@@ -284,16 +231,6 @@ TEST(FindCrowded, CountsWhatStandsWithinBondingDistance) {
     last->fract.x += 0.02 / 20;
     EXPECT_EQ(FindCrowded(document), nullptr);
   }
-}
-
-TEST(Connect, CostGrowsWithTheNumberOfAtoms) {
-  const double small = SecondsToConnect(10'000, false);
-  const double large = SecondsToConnect(100'000, false);
-  const double outlier = SecondsToConnect(100'000, true);
-  RecordProperty("milliseconds_100k", std::to_string(large * 1e3));
-  // A quadratic cost would be a hundredfold; the benchmarks hold the tighter bounds.
-  EXPECT_LT(large, 40 * small);
-  EXPECT_LT(outlier, 10 * large);
 }
 
 }  // namespace

@@ -131,11 +131,4 @@ TEST(PlaneDeviation, IsSignedAndFiniteForAnyThreePlaces) {
   EXPECT_NEAR(PlaneDeviation({5, 0, 0}, {0, 0, 0}, {1, 0, 0}, {2, 0, 0}), 0.0, 1e-12);
 }
 
-TEST(HybridizationName, IsFiveWide) {
-  EXPECT_STREQ(HybridizationName(kHybridS), "  s  ");
-  EXPECT_STREQ(HybridizationName(kHybridSp1), " sp1 ");
-  EXPECT_STREQ(HybridizationName(kHybridSp3), " sp3 ");
-  for (const int other : {4, 5, 6, 7, -1}) EXPECT_STREQ(HybridizationName(other), "     ");
-}
-
 }  // namespace marvik::test

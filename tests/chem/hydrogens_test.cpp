@@ -236,14 +236,6 @@ TEST_F(HydrogensTest, LabelsComeFromTheParentAndAreNeverTaken) {
   EXPECT_NE(Entries().find("HFIX_2 137   C1;"), std::string::npos) << Entries();
 }
 
-TEST_F(HydrogensTest, PeaksRefuseTheCommand) {
-  ReadEthanol(Line("Q1", 1, 5, 5, 5));
-  EXPECT_FALSE(CalculateHydrogens(document, messages));
-  EXPECT_EQ(document.atoms.LiveCount(), 4u);
-  EXPECT_EQ(Entries(), "");
-  EXPECT_NE(Said().find("Error: Q-Peaks Present|"), std::string::npos);
-}
-
 TEST_F(HydrogensTest, ThePlacementRuleDiffersForMetalBoundTrigonalAtoms) {
   // Cadmium is a neighbour but does not count for the class: no entry, but a hydrogen between the two carbon bonds.
   Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 1.2, 0.7, 0) + Line("C3", 1, -1.2, 0.7, 0) + Line("Cd1", 8, 0, 0, 2.2));

@@ -95,20 +95,6 @@ TEST_F(ChemTest, GridListsAreThePlainLoopsInRandomCrystals) {
   }
 }
 
-TEST_F(ChemTest, GridListsAreThePlainLoopsInRealStructures) {
-  std::vector<std::string> files = ExampleFiles();
-  for (const std::string& file : RealFiles()) files.push_back(file);
-  ASSERT_FALSE(files.empty());
-  size_t total = 0;
-  for (const std::string& file : files) {
-    // The plain loops take long on the large ones.
-    if (!ReadInstructionFile(document, file, messages) || document.atoms.LiveCount() > 150) continue;
-    SCOPED_TRACE(file);
-    total += ExpectPlainLists(document, 0.5);
-  }
-  EXPECT_GT(total, 300u);
-}
-
 TEST_F(ChemTest, TranslationsRunFromMinusOneToTwo) {
   Read("C1 1 0.0 0 0 11 0.04\nC2 1 1.93 0 0 11 0.04\nC3 1 -1.93 0.5 0 11 0.04\nC4 1 0.0 0.5 0 11 0.04\n");
   const NeighbourSearch search(document, 0.5);

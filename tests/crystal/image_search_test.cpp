@@ -123,14 +123,6 @@ TEST(ImageSearch, NonsenseCoordinatesAreNotFound) {
   EXPECT_FALSE(found.empty());
 }
 
-TEST(ImageSearch, AnAbsurdReachTerminates) {
-  const Crystal c = MakeCrystal({5, 5, 5, 90, 90, 90}, 1, {}, 2, 6);
-  const ImageSearch search(c.atoms, c.operators, c.cell, 1e6);
-  std::vector<AtomImage> found;
-  search.FindNear(c.atoms[0], 6.0, found);
-  EXPECT_EQ(found.size(), PlainLoops(c, c.atoms[0], 6.0, 8).size());
-}
-
 TEST(ImageSearch, SaysWhenThereAreMoreThanCanBe) {
   const Crystal c = MakeCrystal({8, 9, 11, 90, 104, 90}, 1, {"SYMM -X, 0.5+Y, 0.5-Z"}, 20, 1);
   const ImageSearch search(c.atoms, c.operators, c.cell, 5.0);

@@ -115,30 +115,6 @@ std::string FaultsOf(const AtomList& list) {
   return chain + BondFaults(live) + MembershipFaults(list, live);
 }
 
-PlainStructure ReadPlainStructure(const std::string& path) {
-  PlainStructure structure;
-  std::istringstream lines(ReadWholeFile(path).content);
-  int part = 0;
-  for (std::string line; std::getline(lines, line) && line.substr(0, 4) != "HKLF";) {
-    std::istringstream words(line);
-    std::string name, word;
-    words >> name;
-    std::vector<double> values;
-    for (double value = 0.0; words >> word && ParseWholeNumber(word, value);) values.push_back(value);
-    if (name == "CELL" && values.size() >= 7) {
-      structure.cell = {values[1], values[2], values[3], values[4], values[5], values[6]};
-    } else if (name == "PART" && !values.empty()) {
-      part = RoundHalfAway(values[0]);
-    } else if (values.size() >= 4 && line[0] != ' ' && name.find_first_of("0123456789") != std::string::npos &&
-               std::none_of(values.begin(), values.begin() + 4, [](double v) { return std::fabs(v) > 20.0; })) {
-      // Coded coordinates are 10 plus the value.
-      const auto decoded = [&](size_t i) { return values[i] > 5.0 ? values[i] - 10.0 : values[i]; };
-      structure.atoms.push_back({name, {decoded(1), decoded(2), decoded(3)}, part});
-    }
-  }
-  return structure;
-}
-
 std::vector<std::string> ExampleFiles() {
   std::vector<std::string> files;
   std::error_code error;

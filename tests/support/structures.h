@@ -24,19 +24,6 @@ std::string BondsOf(const AtomList& list);
 // are not live), empty when all is well.
 std::string FaultsOf(const AtomList& list);
 
-// Cell and atoms of an instruction file, read in the plainest way: an atom line has a digit in its first word and
-// numbers in the next four. For tests of code that stands below the real reader.
-struct PlainStructure {
-  CellParameters cell;
-  struct Atom {
-    std::string name;
-    Fractional fract;
-    int part = 0;
-  };
-  std::vector<Atom> atoms;
-};
-PlainStructure ReadPlainStructure(const std::string& path);
-
 // The instruction and result files of the package's examples, by name; empty when there are none.
 std::vector<std::string> ExampleFiles();
 
