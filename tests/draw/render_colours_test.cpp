@@ -54,17 +54,5 @@ TEST(RenderColours, BallsRunFromDarkRimToWhiteHighlight) {
   EXPECT_EQ(PageBallShades({255, 0, 0})[20], kWhite);
 }
 
-TEST(RenderColours, LinesStandOutFromTheBackground) {
-  const auto luminance = [](Rgb c) { return 0.299 * c.r + 0.587 * c.g + 0.114 * c.b; };
-  ElementTable elements;
-  elements.SetDefaults();
-  for (int row = 1; row < kElementRows; ++row) {
-    const Rgb colour = RgbOf(elements[row].colour);
-    EXPECT_GE(luminance(LegibleOn(colour, false)), 110.0) << row;
-    EXPECT_LE(luminance(LegibleOn(colour, true)), 180.0) << row;
-  }
-  EXPECT_EQ(LegibleOn({0, 180, 0}, true), (Rgb{0, 180, 0}));
-}
-
 }  // namespace
 }  // namespace marvik

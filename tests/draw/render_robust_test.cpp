@@ -97,34 +97,5 @@ TEST(RenderRobust, ViewsOutOfProportion) {
   EXPECT_TRUE(AllFinite(broken));
 }
 
-TEST(RenderRobust, TwentyThousandAtoms) {
-  Scene scene;
-  std::mt19937 random(4);
-  std::uniform_real_distribution<double> place(-30.0, 30.0);
-  const char* elements[] = {"C", "C", "N", "O", "H", "FE", "Q"};
-  for (int i = 0; i < 20000; ++i) {
-    AtomRecord* atom = scene.Add(Numbered(elements[i % 7], i), place(random), place(random), place(random));
-    if (i % 3) atom->uCount = 6;
-    if (i % 3) atom->u = {0.03, 0.04, 0.05, 0.005, -0.01, 0.01};
-    if (i % 50 == 0) scene.document.atoms.selection.Append(atom);
-  }
-  Connect(scene.document, scene.messages);
-  scene.view.fitView(52.0, Cartesian{});
-  scene.options.labels = true;
-  for (const int mode : {kWireFrame, kPipes, kThermalEllipsoid, kBallAndStick}) {
-    scene.options.mode = mode;
-    EXPECT_EQ(scene.Draw().find("nan"), std::string::npos) << mode;
-  }
-  // More labels than anyone could read: those that are shown do not cover one another.
-  const auto& labels = scene.renderer.Labels();
-  EXPECT_GT(labels.size(), 100u);
-  for (const PlacedLabel& a : labels) {
-    for (const PlacedLabel& b : labels) {
-      ASSERT_TRUE(&a == &b || a.at.x >= b.at.x + b.size.x || b.at.x >= a.at.x + a.size.x ||
-                  a.at.y - a.size.y >= b.at.y || b.at.y - b.size.y >= a.at.y);
-    }
-  }
-}
-
 }  // namespace
 }  // namespace marvik::test

@@ -465,32 +465,24 @@ TEST(ScanlineCanvas, NothingIsDrawnOutsideWhateverTheCall) {
       const auto coordinate = [&] { return static_cast<int16_t>(pick(4) == 0 ? random() : pick(60)); };
       const LinePiece piece{coordinate(), coordinate(), coordinate(), coordinate()};
       const Disc discs[] = {{point(), value(), colour}, {{0, 0}, static_cast<double>(pick(20)), colour}};
-      switch (pick(8)) {
-        case 0:
-          f.canvas.Lines({&piece, 1}, pen);
-          break;
-        case 1:
-          f.canvas.Line(point(), point(), pen);
-          break;
-        case 2:
-          f.canvas.FillEllipse(shape, colour, pen);
-          break;
-        case 3:
-          f.canvas.Arc(shape, value(), value(), pen);
-          break;
-        case 4:
-          f.canvas.Polygon({points.data(), pick(6)}, colour, pen);
-          break;
-        case 5:
-          f.canvas.Polyline({points.data(), pick(6)}, pen);
-          break;
-        case 6:
-          f.canvas.DiscStack(pick(2) ? point() : CanvasPoint{12, 9}, {discs + pick(2), 1});
-          break;
-        default:
-          f.canvas.Text(point(), TextAnchor::Centre, "C\xc3\x85 1", colour);
-          break;
-      }
+      const std::function<void()> calls[] = {
+          [&] {
+            f.canvas.Lines({&piece, 1}, pen);
+          },
+          [&] { f.canvas.Line(point(), point(), pen); },
+          [&] { f.canvas.FillEllipse(shape, colour, pen); },
+          [&] { f.canvas.Arc(shape, value(), value(), pen); },
+          [&] {
+            f.canvas.Polygon({points.data(), pick(6)}, colour, pen);
+          },
+          [&] {
+            f.canvas.Polyline({points.data(), pick(6)}, pen);
+          },
+          [&] {
+            f.canvas.DiscStack(pick(2) ? point() : CanvasPoint{12, 9}, {discs + pick(2), 1});
+          },
+          [&] { f.canvas.Text(point(), TextAnchor::Centre, "C\xc3\x85 1", colour); }};
+      calls[pick(8)]();
       ASSERT_TRUE(f.FrameIsWhole()) << n;
       ASSERT_EQ(f.At(5, 5) >> 24, 255u) << n;
     }
