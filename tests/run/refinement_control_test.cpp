@@ -26,39 +26,6 @@ class Control : public testing::Test {
   RecordingMessages messages;
 };
 
-TEST_F(Control, OpensOnTheSettings) {
-  settings.ListLine = "LIST 4";
-  settings.FourierCode = 3;
-  settings.PlanPeaks = 25;
-  settings.OmitOn = true;
-  settings.OmitSigmas = -2.5;
-  settings.OmitTwoTheta = 52;
-  settings.ExtinctionOn = true;
-  settings.Extinction = 0.0125;
-  settings.BondLine = "BOND $H";
-  settings.SuggestedWeightCount = 1;
-  settings.SuggestedWeights[0] = 0.1;
-  settings.PriorityClass = kHighPriority;
-  const ControlState state = OpenControl(settings);
-  EXPECT_EQ(state.list, 4);
-  EXPECT_EQ(state.fourier, 1);
-  EXPECT_EQ(state.planPeaks, 25);
-  EXPECT_EQ(state.cycles, 4);
-  EXPECT_TRUE(state.omit && state.omitSecond && state.bond && !state.cgls && !state.acta);
-  EXPECT_EQ(state.omitSigmas, "-2.500000");
-  EXPECT_EQ(state.omitTwoTheta, "52.000000");
-  EXPECT_EQ(state.extinction, "0.012500");
-  EXPECT_EQ(state.weights[1].previousText, "0.400000");
-  EXPECT_EQ(state.weights[2].previousText, "");
-  EXPECT_TRUE(state.weights[1].previous && !state.weights[2].previous);
-  EXPECT_EQ(state.weights[0].suggestedText, "0.100000");
-  EXPECT_FALSE(state.weights[0].suggested);
-  EXPECT_EQ(settings.PriorityClass, kNormalPriority) << "a priority lasts for one run";
-  EXPECT_EQ(state.priority, kNormalPriority);
-  const auto enabled = EditsEnabled(state);
-  EXPECT_TRUE(enabled[0] && enabled[1] && !enabled[2] && !enabled[5] && enabled[10] && enabled[11]);
-}
-
 TEST_F(Control, ConfirmedUntouchedChangesNothing) {
   settings.BondLine = "BOND 0.5";
   settings.ListLine = "LIST 2";

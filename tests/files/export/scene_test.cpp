@@ -116,21 +116,6 @@ TEST_F(ExportTest, ScenesRefusePeaksAndTakeOddLabels) {
   EXPECT_TRUE(ComposeGlb(document, {}, messages)->starts_with("glTF"));
 }
 
-TEST_F(ExportTest, AThousandAtomsAreSmall) {
-  std::string text = kChiral.substr(0, kChiral.find("C1 1"));
-  // Chains of ten, which makes nearly as many bonds as atoms.
-  for (int i = 0; i < 1000; ++i)
-    text += Printf("C%d 1 %.4f %.4f %.4f 11 0.02 0.03 0.05 0.004 -0.003 0.005\n", i, 0.12345 + 0.18 * (i % 10),
-                   0.23456 + 0.35 * (i / 10 % 10), 0.34567 + 0.32 * (i / 100));
-  Read(text);
-  SceneOptions options;
-  options.ellipsoids = true;
-  EXPECT_EQ(BuildScene(document, options, messages)->bonds.size(), 900u);
-  const std::string vrml = *ComposeVrml(document, options, messages);
-  EXPECT_LT(vrml.size(), 2'000'000u);
-  EXPECT_LT(ComposeGlb(document, options, messages)->size(), 2'000'000u);
-}
-
 // As the format's text has it: lengths, alignment, and the bounds of each accessor of places.
 TEST_F(ExportTest, TheGlbKeepsToItsFormat) {
   SceneOptions options;

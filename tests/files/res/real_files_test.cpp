@@ -137,52 +137,6 @@ void CheckFolder(const fs::path& folder, size_t atLeast) {
 
 }  // namespace
 
-// The comparison itself: every line of these counts, and so does every digit of an atom.
-TEST(RealFiles, AChangedLineIsSeen) {
-  const std::vector<std::string> lines{"TITL t",
-                                       "CELL 0.7 10 10 10 90 90 90",
-                                       "SYMM -x, y, z",
-                                       "SFAC C H",
-                                       "UNIT 4 8",
-                                       "OMIT 1 2 3",
-                                       "SADI C1 C2 ! why",
-                                       "+file",
-                                       "FVAR 1 0.5",
-                                       "WGHT 0.1",
-                                       "RESI 1 ABC",
-                                       "PART 1 21",
-                                       "C1 1 0 0 0 11 0.05",
-                                       "AFIX 137 0.9",
-                                       "H1 2 0 0 0 11 -1.2",
-                                       "AFIX 137",
-                                       "H2 2 0 0 0 11 -1.2",
-                                       "AFIX 0",
-                                       "SAME C1 C2",
-                                       "C2 2 0 0 0 21 0.05",
-                                       "HKLF 4",
-                                       "parked = text",
-                                       "END",
-                                       "WGHT 0.2",
-                                       "HTAB C1 C2",
-                                       "Q1 1 0 0 0 11 0.05 1.5"};
-  const auto joined = [&lines](size_t without, const std::string& instead) {
-    std::string text;
-    for (size_t i = 0; i < lines.size(); ++i) text.append(i == without ? instead : lines[i]).append("\n");
-    return text;
-  };
-  const FileFacts whole = FactsOf(joined(lines.size(), ""));
-  EXPECT_TRUE(Differences(whole, whole).empty());
-  for (size_t i = 0; i < lines.size(); ++i) {
-    EXPECT_FALSE(Differences(whole, FactsOf(joined(i, ""))).empty()) << lines[i];
-    for (size_t digit = 0; digit < lines[i].size(); ++digit) {
-      if (lines[i][digit] < '0' || lines[i][digit] > '9') continue;
-      std::string changed = lines[i];
-      changed[digit] = changed[digit] == '7' ? '8' : '7';
-      EXPECT_FALSE(Differences(whole, FactsOf(joined(i, changed))).empty()) << changed;
-    }
-  }
-}
-
 TEST(RealFiles, ASaveChangesNothingButRemarksOrderAndNumberForms) {
   const char* folder = std::getenv("MARVIK_REAL_DATA");
   if (!folder) GTEST_SKIP() << "MARVIK_REAL_DATA is not set";
