@@ -45,31 +45,6 @@ Refined RefineModel(Structure& model, const Observations& o, int cycles, std::ve
   return r;
 }
 
-TEST(Twins, TheFractionOfTheSecondComponentIsFound) {
-  Structure truth = MakeCrystal(Case("P 1 21/c 1"), 3, 4);
-  truth.batchFractions = {0.3};
-  TwinLaw law;
-  law.present = true;
-  law.matrix = {1, 0, 0, 0, -1, 0, 0, 0, -1};
-  // The unique axis is b, so this law is no symmetry of the intensities.
-  std::vector<Reflection> list;
-  const Observations plain = SimulateData(truth, 1.0);
-  for (const Miller& h : plain.indices[0]) list.push_back({h, 1.0, 1.0, 1});
-  Observations o = MakeObservations(list, law);
-  const Calculated c = CalculateAt(truth, o);
-  for (size_t i = 0; i < o.Size(); ++i) {
-    o.intensity[i] = truth.scale * truth.scale * c.fc2[i];
-    o.sigma[i] = 0.02 * o.intensity[i] + 0.2;
-  }
-  Structure model = truth;
-  model.batchFractions = {0.45};
-  model.sites[0].x.x += 0.004;
-  const Refined r = RefineModel(model, o, 8);
-  EXPECT_NEAR(model.batchFractions[0], 0.3, 1e-3);
-  EXPECT_NEAR(model.sites[0].x.x, truth.sites[0].x.x, 1e-4);
-  EXPECT_LT(r.result.final.wR2, 0.002);
-}
-
 TEST(Flack, TellsTheHands) {
   const Structure truth = MakeCrystal(Case("P 21 21 21"), 12, 4);
   Session s;

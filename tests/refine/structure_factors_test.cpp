@@ -34,31 +34,6 @@ TEST(LaneMath, AgreesWithTheLibraryOverTheRangesInUse) {
   EXPECT_LT(Exponential(-5000.0), 1e-300);
 }
 
-TEST(SpaceGroup, IsTheOneThatTheFilesLinesStandFor) {
-  for (const GroupCase& group : GroupCases()) {
-    std::string problem;
-    const auto derived = MakeSpaceGroup(group.lattice, ListOperators(group.lattice, group.operators), problem);
-    ASSERT_TRUE(derived) << group.name << problem;
-    const gemmi::SpaceGroup* known = gemmi::find_spacegroup_by_name(group.name);
-    ASSERT_NE(known, nullptr) << group.name;
-    EXPECT_EQ(derived->all.size(), static_cast<size_t>(known->operations().order())) << group.name;
-    EXPECT_EQ(derived->symbol, known->xhm());
-    EXPECT_EQ(derived->hasInversion, known->operations().is_centrosymmetric()) << group.name;
-    for (const Miller& h :
-         {Miller{1, 0, 0}, Miller{0, 1, 0}, Miller{0, 0, 2}, Miller{1, 1, 0}, Miller{2, 1, 1}, Miller{3, 0, 1}}) {
-      EXPECT_EQ(derived->IsAbsent(h), known->operations().is_systematically_absent(h))
-          << group.name << h[0] << h[1] << h[2];
-    }
-  }
-  std::string problem;
-  const auto group = MakeSpaceGroup(Document().latticeCode, {}, problem);
-  ASSERT_TRUE(group);
-  EXPECT_EQ(group->symbol, "P -1") << "a file without LATT is centrosymmetric";
-  EXPECT_FALSE(MakeSpaceGroup(1, ListOperators(1, {"X, Y"}), problem));
-  EXPECT_NE(problem.find("X, Y"), std::string::npos);
-  EXPECT_FALSE(MakeSpaceGroup(9, {}, problem));
-}
-
 // F of one kind of atom from the packaged library; the anomalous part follows from it, since f enters as a factor.
 std::complex<double> ReferenceFactor(const Structure& s, const char* groupName, const Miller& h, bool anomalous) {
   std::complex<double> total = 0.0;
