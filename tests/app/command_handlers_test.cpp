@@ -205,52 +205,6 @@ TEST_F(HandlerTest, DuplicatesAreListedAndSelected) {
   EXPECT_EQ(Selected(), "C1 C1 O1 O1 ");
 }
 
-TEST_F(HandlerTest, CheckMarksFollowTheState) {
-  EXPECT_TRUE(CommandChecked(bench, 123));
-  const std::pair<int, int> renditions[] = {{124, 1}, {125, 2}, {158, 3}, {123, 0}};
-  for (const auto& [id, mode] : renditions) {
-    RunCommand(bench, id);
-    EXPECT_EQ(bench.RenditionMode, mode);
-    for (const auto& [other, otherMode] : renditions) EXPECT_EQ(CommandChecked(bench, other), mode == otherMode);
-  }
-  for (int id : {106, 108, 195, 143}) {
-    const bool before = CommandChecked(bench, id);
-    EXPECT_EQ(before, id == 106) << id;
-    RunCommand(bench, id);
-    EXPECT_NE(CommandChecked(bench, id), before) << id;
-  }
-  const RenderOptions options = bench.ScreenOptions();
-  EXPECT_FALSE(options.labels);
-  EXPECT_TRUE(options.hydrogenLabels && options.hybridLabelColoration && options.showCell);
-
-  EXPECT_TRUE(CommandChecked(bench, 121));
-  bench.view.panX = 5;
-  RunCommand(bench, 120);
-  EXPECT_TRUE(CommandChecked(bench, 120) && !CommandChecked(bench, 121));
-  EXPECT_EQ(bench.view.dragMode, 1);
-  EXPECT_EQ(bench.view.panX, 0);
-}
-
-TEST_F(HandlerTest, ZoomStepsAndDepthCue) {
-  const double before = bench.view.halfExtent;
-  RunCommand(bench, 118);
-  EXPECT_NEAR(bench.view.halfExtent / before, 1.2222222, 1e-6);
-  RunCommand(bench, 502);
-  EXPECT_NEAR(bench.view.halfExtent / before, 1.2222222 * 0.9166667, 1e-6);
-  for (int i = 0; i < 200; ++i) RunCommand(bench, 502);
-  EXPECT_GE(bench.view.viewRadius, 0.5);
-  bench.view.panX = 7;
-  RunCommand(bench, kResetViewCommand);
-  EXPECT_NEAR(bench.view.halfExtent, before, 1e-9);
-  EXPECT_EQ(bench.view.panX, 0);
-  RunCommand(bench, 107, "30");
-  EXPECT_EQ(bench.view.depthCueLevel, 30);
-  RunCommand(bench, 107, "1e9");
-  EXPECT_EQ(bench.view.depthCueLevel, 100);
-  EXPECT_EQ(RunCommand(bench, 107, "deep"), Outcome::Failed);
-  EXPECT_EQ(bench.view.depthCueLevel, 100);
-}
-
 TEST_F(HandlerTest, ReportsTellOfTheSelection) {
   const auto report = [&](ReportKind kind, ReportFormat format) { return *BatchReport(bench, kind, format); };
   const std::string all = report(ReportKind::Atoms, ReportFormat::Text);

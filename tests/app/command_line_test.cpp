@@ -185,16 +185,6 @@ TEST_F(CommandLineTest, CommandsRunInOrderBeforeTheTask) {
   EXPECT_NE(out.str().find("\nQ1\t"), std::string::npos);
 }
 
-TEST_F(CommandLineTest, ReportsWhatIsSelected) {
-  EXPECT_EQ(Run({"--report", "bonds", file}), 0);
-  EXPECT_TRUE(out.str().starts_with("atom1\tatom2\tsymmetry1\tsymmetry2\tvalue\torder\n")) << out.str();
-  EXPECT_EQ(Run({"--report", "atoms", "--json", "--select", "O2, $H", file}), 0);
-  EXPECT_NE(out.str().find("\"atoms\": [\n    {\"name\":\"O2\",\"element\":\"O\",\"x\":0.8,\"x_su\":null,"),
-            std::string::npos)
-      << out.str();
-  EXPECT_EQ(static_cast<size_t>(std::ranges::count(out.str(), '{')), 4u) << "the object, its cell and two atoms";
-}
-
 TEST_F(CommandLineTest, FindingsAreStatusOneFromErrorsOn) {
   const std::string bad = folder.Put("bad.res", "TITL a\nCELL 0.71073 8 9 10 90 90 90\nHKLF 4\nEND\n");
   EXPECT_EQ(Run({"--lint", bad}), 1);
@@ -286,14 +276,10 @@ TEST_F(CommandLineTest, DrawsPictures) {
   EXPECT_EQ(Run({"--picture", folder / "b.svg", "--size", "300", "--resolution", "300", "--transparent", file}), 0);
   EXPECT_NE(folder.Get("b.svg").find("width=\"72pt\""), std::string::npos);
   EXPECT_EQ(folder.Get("b.svg").find("<rect"), std::string::npos);
-  EXPECT_EQ(Run({"--picture", folder / "b.jpg", file}), 0) << err.str();
-  EXPECT_TRUE(folder.Get("b.jpg").starts_with("\xff\xd8\xff"));
   EXPECT_EQ(Run({"--picture", folder / "c.jpg", "--renderer", "opengl", "--transparent", file}), 0) << err.str();
   EXPECT_TRUE(folder.Get("c.jpg").starts_with("\xff\xd8\xff"));
   EXPECT_EQ(Run({"--picture", folder / "c.svg", "--renderer", "opengl", file}), 1);
   EXPECT_FALSE(folder.Has("c.svg"));
-  EXPECT_EQ(Run({"--picture", folder / "b.pdf", "--background", "black", file}), 0) << err.str();
-  EXPECT_TRUE(folder.Get("b.pdf").starts_with("%PDF-"));
 }
 
 TEST_F(CommandLineTest, SeveralFilesAreASheetWithAFrameForEach) {

@@ -56,19 +56,6 @@ TEST(DemoScript, FindsWordsAnywhereInTheLine) {
   EXPECT_EQ(ParseDemoLine("# What is shown").comment, "What is shown");
 }
 
-TEST(DemoScript, TurnsByTheKeysOfItsTable) {
-  struct Row {
-    char axis;
-    int direction;
-    std::array<int, 2> keys;
-  };
-  constexpr Row kRows[] = {{'X', 1, {38, 0}},  {'X', -1, {40, 0}},  {'X', 2, {33, 0}},  {'X', -5, {34, 0}},
-                           {'Y', 0, {37, 0}},  {'Y', -1, {39, 0}},  {'Y', 2, {36, 0}},  {'Y', -2, {35, 0}},
-                           {'Z', 2, {45, 0}},  {'Z', -2, {46, 0}},  {'A', 0, {37, 40}}, {'A', -1, {39, 38}},
-                           {'B', 1, {39, 40}}, {'B', -1, {37, 38}}, {'y', -1, {40, 0}}, {'Q', 3, {33, 0}}};
-  for (const Row& row : kRows) EXPECT_EQ(RotationKeys(row.axis, row.direction), row.keys) << row.axis << row.direction;
-}
-
 TEST(DemoScript, SaysWhatItMadeNothingOf) {
   for (const char* line : {"BALL", "PACK 2", "UNIQ C1", "# anything", " ", "ROT A 1 20", "RENDER COLOR"})
     EXPECT_TRUE(ParseDemoLine(line).faults.empty()) << line;

@@ -143,28 +143,6 @@ TEST_F(GlCommandsTest, JpegFilesAreWrittenOrNot) {
   EXPECT_FALSE(folder.Has("other.jpg"));
 }
 
-TEST_F(GlCommandsTest, ThePictureGoesToTheScreen) {
-  int shown = 0;
-  bench.hooks.showPicture = [&](const Image& picture, const std::array<double, 3>& around) {
-    ++shown;
-    EXPECT_EQ(picture.width, 600);
-    EXPECT_EQ(picture.At(2, 2) & 0xffffff, shown == 1 ? 0x8cb3b3u : 0xffffffu);  // 0.55, 0.7, 0.7 or paper
-    EXPECT_EQ(around[0], shown == 1 ? 0.55 : 1.0);
-  };
-  EXPECT_EQ(RunCommand(bench, 208), Outcome::Done);
-  EXPECT_EQ(RunCommand(bench, 210), Outcome::Done);
-  EXPECT_EQ(shown, 2);
-  // What was drawn until Escape is shown.
-  bench.hooks.goOn = [asked = 0]() mutable { return ++asked < 4; };
-  EXPECT_EQ(RunCommand(bench, 210), Outcome::Done);
-  EXPECT_EQ(shown, 3);
-  bench.GlSettings().fontPath = "/no/font";
-  EXPECT_EQ(RunCommand(bench, 208), Outcome::Failed);
-  EXPECT_EQ(shown, 3);
-  bench.document.Clear();
-  for (int id : {208, 209, 214}) EXPECT_EQ(RunCommand(bench, id, id == 214 ? "size=1" : ""), Outcome::Done);
-}
-
 // A printer one of whose steps fails; on paper of 30 x 50 pixels.
 class FakePage : public PicturePage {
  public:

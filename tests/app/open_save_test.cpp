@@ -15,23 +15,6 @@ using test::BenchTest;
 using test::kSmallFile;
 using test::WithVariable;
 
-TEST_F(BenchTest, OpeningShowsTheStructure) {
-  const std::string path = folder.Put("small.res", kSmallFile);
-  std::string titles;
-  int repaints = 0;
-  bench.hooks.titleChanged = [&] { titles += bench.Title() + ";"; };
-  bench.hooks.repaint = [&] { ++repaints; };
-  EXPECT_EQ(bench.Title(), "Marvik");
-  EXPECT_EQ(RunCommand(bench, 100, path), Outcome::Done);
-  EXPECT_EQ(bench.document.CurrentFile, path);
-  EXPECT_EQ(titles, "small.res;");
-  EXPECT_GT(repaints, 0);
-  EXPECT_FALSE(bench.modified);
-  EXPECT_TRUE(bench.document.atoms.FindBond(Atom("C1"), Atom("C2")));
-  EXPECT_GT(bench.view.viewRadius, 1.0);
-  EXPECT_NEAR(bench.view.halfExtent, 1.1 * bench.view.viewRadius, 1e-9);
-}
-
 TEST_F(BenchTest, AFailedReadLeavesEverythingAsItWas) {
   ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
   EXPECT_FALSE(OpenFile(bench, folder / "missing.res"));

@@ -379,11 +379,6 @@ TEST_F(RefineFlow, NothingIsLostWhereTheDiskIsFull) {
   }
 }
 
-TEST_F(RefineFlow, NothingCanBeWrittenWhereTheInstructionsStand) {
-  fs::create_directory(folder / "job.ins");
-  ExpectUntouched("Error: File I/O", "Error opening file (" + (folder / "job.ins") + ") for writing.");
-}
-
 TEST_F(RefineFlow, OddNamesReachTheProgramWhole) {
   for (const std::string name :
        {"a b", "it's", "x;y", "$(touch hit)", "\xC3\xA4\xC3\x96", "-dash", "q\"q", "finished"}) {
