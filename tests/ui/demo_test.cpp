@@ -21,7 +21,7 @@ class DemoWindow : public WindowTest {
   }
   QAction* Entry() const { return window->Menus().ActionOf(kDemoCommand); }
   // Until a condition holds, while events are handled.
-  static bool Until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 5000); }
+  static bool Until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
 };
 
 TEST_F(DemoWindow, DrivesTheWindowUntilItsEntryIsChosenAgain) {
@@ -50,16 +50,6 @@ TEST_F(DemoWindow, DrivesTheWindowUntilItsEntryIsChosenAgain) {
   QTest::qWait(50);
   EXPECT_EQ(bench.view.combined, stopped);
   EXPECT_EQ(bench.RenditionMode, kBallAndStick);
-}
-
-TEST_F(DemoWindow, SaysThatTheScriptIsMissing) {
-  Entry()->trigger();
-  ASSERT_TRUE(Until([&] { return bench.DemoRunning == 0 && !Entry()->isChecked(); }));
-  ASSERT_EQ(robot.seen.size(), 1);
-  EXPECT_EQ(robot.seen[0].title, "Error: File Not Found");
-  EXPECT_EQ(ToBytes(robot.seen[0].text),
-            "The demo instruction file (" + (scratch / "pkg/egs/marvik.dem") + ") could not be found.");
-  EXPECT_EQ(robot.seen[0].icon, QMessageBox::Warning);
 }
 
 TEST_F(DemoWindow, AsksBeforeTheUsersChangesAreLost) {

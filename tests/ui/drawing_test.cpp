@@ -46,7 +46,7 @@ TEST_F(DrawingTest, ALitModelIsCoarseWhileItMovesAndWholeAtRest) {
   area->RedrawMoving();
   Settle();
   EXPECT_NE(area->Frame(), whole);
-  EXPECT_TRUE(QTest::qWaitFor([&] { return area->Frame() == whole; }, 2000)) << "by itself";
+  EXPECT_TRUE(QTest::qWaitFor([&] { return area->Frame() == whole; }, 60000)) << "by itself";
   // A ring comes and goes over the surface that is there; the body under it stays.
   Click(At("O1"));
   EXPECT_NE(area->Frame(), whole);

@@ -131,31 +131,6 @@ TEST_F(EditDialogsTest, SelectAtomsRemembersItsText) {
   EXPECT_EQ(file.value(QStringLiteral("values/select")).toString(), QLatin1String("~*"));
 }
 
-TEST_F(EditDialogsTest, SortOrderIsArrangedByKeys) {
-  robot.Next([](QWidget& dialog) {
-    ExpectKeyboardReachable(dialog);
-    auto* list = dialog.findChild<QListWidget*>(QStringLiteral("order"));
-    EXPECT_EQ(list->count(), 3);
-    list->setFocus();
-    QTest::keyClick(list, Qt::Key_Down);
-    QTest::keyClick(list, Qt::Key_Down);
-    EXPECT_EQ(list->currentRow(), 2);
-    for (auto* button : dialog.findChildren<QPushButton*>()) {
-      if (button->text() != QLatin1String("Move &Up")) continue;
-      QTest::keyClick(button, Qt::Key_Space);
-      QTest::keyClick(button, Qt::Key_Space);
-    }
-    QStringList symbols;
-    for (int i = 0; i < list->count(); ++i) symbols << list->item(i)->text();
-    EXPECT_EQ(symbols.join(QLatin1Char(' ')).toStdString(), "O C H");
-    list->setFocus();
-    Press(dialog, Qt::Key_Return);
-  });
-  EXPECT_EQ(window->Run(kSortCommand), Outcome::Changed);
-  EXPECT_EQ(bench.document.atoms.head->name, "O1");
-  EXPECT_EQ(window->Run(kSortCommand), Outcome::Cancelled);
-}
-
 TEST_F(EditDialogsTest, GroupLabelsShowWhatTheyWillBe) {
   window->Run(kSelectByNameCommand, "Q1");
   window->Run(kSelectByNameCommand, "C1");
@@ -209,71 +184,6 @@ TEST_F(EditDialogsTest, ChangePartStaysOpenAndFollows) {
   EXPECT_EQ(field("part")->text(), QLatin1String("2")) << "it follows an undo";
   Press(*dialog, Qt::Key_Escape);
   EXPECT_FALSE(dialog->isVisible());
-}
-
-TEST_F(EditDialogsTest, HidePartTicksActAtOnce) {
-  robot.Next([](QWidget&) {});
-  window->Run(kHidePartCommand);
-  auto* dialog = Open<QDialog>("Hide Disordered Parts");
-  ASSERT_TRUE(dialog);
-  ExpectKeyboardReachable(*dialog);
-  auto* box = dialog->findChild<QCheckBox*>(QStringLiteral("part2"));
-  ASSERT_TRUE(box);
-  EXPECT_EQ(dialog->findChildren<QCheckBox*>().size(), 3);
-  box->setFocus();
-  QTest::keyClick(box, Qt::Key_Space);
-  EXPECT_TRUE(bench.document.atoms.IsPartHidden(2));
-  window->Run(kUndoCommand);
-  Settle();
-  EXPECT_FALSE(box->isChecked());
-  window->Run(kSelectByNameCommand, "O2");
-  window->Run(kKillSelectedCommand);
-  Settle();
-  EXPECT_EQ(dialog->findChildren<QCheckBox*>().size(), 2) << "a PART is gone";
-}
-
-TEST_F(EditDialogsTest, KilledAtomsAreChosenFromAList) {
-  EXPECT_EQ(window->Run(kRestoreCommand), Outcome::Failed);
-  window->Run(kSelectByNameCommand, "C1 H1 O1");
-  window->Run(kKillSelectedCommand);
-  robot.Next([](QWidget& dialog) {
-    ExpectKeyboardReachable(dialog);
-    EXPECT_EQ(dialog.findChild<QListWidget*>()->count(), 3);
-    Alt(dialog, Qt::Key_A);
-    Press(dialog, Qt::Key_Return);
-  });
-  EXPECT_EQ(window->Run(kRestoreCommand), Outcome::Changed);
-  EXPECT_EQ(robot.seen.back().title, QLatin1String("Undelete Atom(s)"));
-  ASSERT_TRUE(Atom("C1") && Atom("O1") && Atom("H1"));
-  EXPECT_EQ(Atom("H1")->parent, Atom("C1"));
-}
-
-TEST_F(EditDialogsTest, BondWidthsAreChecked) {
-  bench.document.atoms.selectedBonds = {bench.document.atoms.FindBond(Atom("C1"), Atom("C2"))};
-  robot.Next([](QWidget& dialog) {
-    ExpectKeyboardReachable(dialog);
-    EXPECT_EQ(dialog.findChild<QLineEdit*>()->text(), QLatin1String("0.1"));
-    for (const char* bad : {"", "thick", "-1", "1e308", "0,2"}) {
-      Type(dialog, "width", bad);
-      Press(dialog, Qt::Key_Return);
-      EXPECT_TRUE(dialog.isVisible()) << bad;
-    }
-    Type(dialog, "width", "0.35");
-    Press(dialog, Qt::Key_Return);
-  });
-  EXPECT_EQ(window->Run(kCustomWidthCommand), Outcome::Changed);
-  EXPECT_EQ(robot.seen.size(), 6);
-  EXPECT_FLOAT_EQ(bench.document.atoms.selectedBonds.front()->width, 0.35f);
-}
-
-TEST_F(EditDialogsTest, SameIsPickedWithTheMouse) {
-  window->Run(kSelectByNameCommand, "O1");
-  EXPECT_EQ(window->Run(kSameCommand), Outcome::Cancelled);
-  EXPECT_TRUE(window->Input().PickPending());
-  Click(At("O2"));
-  QTest::keyClick(area, Qt::Key_Return);
-  ASSERT_EQ(Atom("O2")->Extras().linesBefore.size(), 1u);
-  EXPECT_EQ(Atom("O2")->Extras().linesBefore[0].text, "SAME O1");
 }
 
 TEST_F(EditDialogsTest, AFragmentIsSeenBeforeItIsPut) {

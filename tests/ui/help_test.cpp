@@ -87,14 +87,6 @@ TEST_F(HelpTest, LinksLeadWithinAndAcrossDocuments) {
   EXPECT_FALSE(help.Show(QStringLiteral("Marvik_Over"), QString()));
 }
 
-TEST_F(HelpTest, DocumentsAreShownWhateverIsInstalled) {
-  scratch.Put("pkg/Help/Marvik_Tutor.pdf", "x");
-  const test::WithVariable path("PATH", scratch / "");
-  EXPECT_EQ(window->Run(234), Outcome::Done);
-  EXPECT_EQ(robot.seen.size(), 0);
-  EXPECT_EQ(ShownBeside(*window), QStringLiteral("Tour"));
-}
-
 TEST_F(HelpTest, SearchesAllAndGoesBack) {
   HelpWindow help(bench, nullptr);
   help.setAttribute(Qt::WA_DeleteOnClose, false);

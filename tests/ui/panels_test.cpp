@@ -72,16 +72,6 @@ TEST_F(PanelsTest, EveryInputSaysWhatItIs) {
   test::ExpectTips(*window);
 }
 
-TEST_F(PanelsTest, MeasuresAreDrawnAndGoWithTheStepThatMadeThem) {
-  const QImage before = area->grab().toImage();
-  window->Run(FindCommand("measure")->id, "C1 O1");
-  Settle();
-  EXPECT_NE(area->grab().toImage(), before);
-  window->Run(kUndoCommand);
-  Settle();
-  EXPECT_EQ(area->grab().toImage(), before);
-}
-
 TEST_F(PanelsTest, RestraintsAndPartsAreListedAndChangedThere) {
   window->Run(FindCommand("restrain")->id, "kind=distance target=1.4 C1 C2");
   window->Run(FindCommand("parts-panel")->id, "on");

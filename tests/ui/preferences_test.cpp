@@ -167,46 +167,6 @@ TEST_F(PreferenceDialogsTest, ThePictureFollowsTheOpenGlPreferences) {
   EXPECT_EQ(bench.GlSettings(), DefaultOpenGlSettings()) << "the defaults count at once";
 }
 
-TEST_F(PreferenceDialogsTest, BitmapPreferencesStayOpenUntilTheyAreRight) {
-  const QString path = PathToText(scratch / "a b.jpg");
-  robot.Next([&](QWidget& dialog) {
-    ExpectKeyboardReachable(dialog);
-    const auto refused = [&](const char* field, const char* entered, const char* corrected) {
-      Type(dialog, field, entered);
-      robot.NextButton("OK");
-      Press(dialog, Qt::Key_Return);
-      EXPECT_TRUE(dialog.isVisible());
-      EXPECT_EQ(FieldOf(dialog, field), QString::fromUtf8(corrected)) << entered;
-    };
-    EXPECT_EQ(FieldOf(dialog, "size"), QLatin1String("600"));
-    EXPECT_TRUE(FieldOf(dialog, "file").endsWith(QLatin1String("/model.jpg")));
-    refused("size", "650", "600");
-    refused("size", "0", "600");
-    refused("points", "0", "8");
-    refused("file", "/nowhere/x.jpg", "/nowhere/x.jpg");
-    Type(dialog, "size", "1200");
-    Alt(dialog, Qt::Key_C);
-    EXPECT_GT(FieldOf(dialog, "points").toInt(), 8);
-    Type(dialog, "size", "100");
-    Type(dialog, "file", path.toUtf8().constData());
-    dialog.findChild<QCheckBox*>(QStringLiteral("antialias"))->setChecked(false);
-    Press(dialog, Qt::Key_Return);
-  });
-  EXPECT_EQ(window->Run(214), Outcome::Done);
-  EXPECT_EQ(QImage(path).size(), QSize(100, 100));
-  ASSERT_GE(robot.seen.size(), 5);
-  EXPECT_EQ(robot.seen[1].title, QLatin1String("Error: Incorrect Dimensions"));
-  EXPECT_EQ(robot.seen[3].title, QLatin1String("Error: Incorrect Font Dimensions"));
-  const QRgb middle = QImage(path).pixel(99, 99);
-  EXPECT_GT(std::min({qRed(middle), qGreen(middle), qBlue(middle)}), 250) << "paper";
-
-  // A rendition that cannot be drawn is told before anything is asked.
-  bench.RenditionMode = kWireFrame;
-  robot.NextButton("OK");
-  EXPECT_EQ(window->Run(215), Outcome::Failed);
-  EXPECT_EQ(robot.seen.back().title, QLatin1String("Invalid Display Choice"));
-}
-
 TEST_F(PreferenceDialogsTest, ThePrinterPathMakesAPage) {
   bench.pictures.bitmapAntiAlias = false;
   const QString path = PathToText(scratch / "page one.pdf");

@@ -202,11 +202,6 @@ TEST_F(RefineWindow, CancelAndFailureLeaveTheResult) {
   EXPECT_TRUE(robot.seen.back().text.contains(QLatin1String("(exit status 4)")))
       << robot.seen.back().text.toStdString();
   EXPECT_EQ(scratch.Get("model.res"), original);
-  fs::remove(scratch / "pkg/zqfrommarvik.bat");
-  robot.Next(Accept);
-  NextRun("Cancel");
-  EXPECT_EQ(window->Run(kRefineCommand), Outcome::Failed);
-  EXPECT_EQ(robot.seen.back().title, "Could Not Create Child Process");
 }
 
 TEST_F(RefineWindow, ThePanelFollowsTheRunAndStopsIt) {
@@ -267,7 +262,7 @@ TEST_F(RefineWindow, ClosingTheWindowEndsTheRun) {
   });
   EXPECT_EQ(window->Run(kRefineCommand), Outcome::Cancelled);
   bench.modified = false;
-  EXPECT_TRUE(QTest::qWaitFor([this] { return !window->isVisible(); }, 5000));
+  EXPECT_TRUE(QTest::qWaitFor([this] { return !window->isVisible(); }, 60000));
   EXPECT_TRUE(GrandchildIsGone());
   EXPECT_EQ(scratch.Get("model.res"), original);
 }

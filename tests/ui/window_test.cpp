@@ -162,16 +162,6 @@ TEST_F(MainWindowTest, OpenAndSaveAskForNames) {
   EXPECT_EQ(window->windowTitle(), "other.ins[*]");
 }
 
-TEST_F(MainWindowTest, AMissingFileIsReportedOnce) {
-  window->OpenSoon(scratch / "nowhere.res");
-  QTest::qWait(20);
-  ASSERT_EQ(robot.seen.size(), 1);
-  EXPECT_EQ(robot.seen[0].title, "Error: File Unreadable");
-  EXPECT_TRUE(robot.seen[0].text.startsWith(QStringLiteral("This file is either missing, empty or corrupt:")));
-  EXPECT_EQ(window->windowTitle(), "Marvik[*]");
-  EXPECT_EQ(QApplication::overrideCursor(), nullptr);
-}
-
 TEST_F(MainWindowTest, ClosingProtectsUnsavedChanges) {
   Load();
   bench.SetModified(true);
@@ -196,21 +186,6 @@ TEST_F(MainWindowTest, ClosingProtectsUnsavedChanges) {
   bench.SetModified(false);
   EXPECT_TRUE(window->close());
   EXPECT_EQ(robot.seen.size(), 3);
-}
-
-TEST_F(MainWindowTest, OpeningAnotherFileProtectsThemToo) {
-  Load();
-  const std::string path = PutSmall();
-  ASSERT_EQ(window->Run(kRenameAtomCommand, "C1 C7"), Outcome::Changed);
-  for (const char* button : {"Cancel", "Save"}) {
-    robot.NextButton(button);
-    EXPECT_EQ(window->Run(kReadFileCommand, path),
-              std::string_view(button) == "Save" ? Outcome::Done : Outcome::Failed);
-    EXPECT_EQ(Atom("C7") == nullptr, std::string_view(button) == "Save");
-  }
-  EXPECT_NE(scratch.Get("model.res").find("\nC7 "), std::string::npos);
-  ASSERT_EQ(robot.seen.size(), 2);
-  EXPECT_EQ(robot.seen[0].title, "Unsaved Changes");
 }
 
 TEST_F(MainWindowTest, ADroppedFileIsOpened) {
@@ -246,42 +221,6 @@ TEST_F(MainWindowTest, ManyDroppedFilesAreAskedAbout) {
         << robot.seen.back().text.toStdString();
     EXPECT_EQ(bench.document.CurrentFile, before);
   }
-}
-
-TEST_F(MainWindowTest, DepthCueDialogMovesByItsSteps) {
-  robot.Next([](QWidget& dialog) {
-    auto* bar = dialog.findChild<QScrollBar*>();
-    EXPECT_EQ(bar->value(), 50);
-    QTest::keyClick(bar, Qt::Key_Right);
-    EXPECT_EQ(bar->value(), 51);
-    QTest::keyClick(bar, Qt::Key_PageUp);
-    EXPECT_EQ(bar->value(), 61);
-    bar->setValue(200);
-    QTest::keyClick(bar, Qt::Key_Return);
-  });
-  window->Run(kDepthCueCommand);
-  EXPECT_EQ(robot.seen.at(0).title, "Z Level Depth Cue");
-  EXPECT_EQ(bench.view.depthCueLevel, 100);
-  EXPECT_EQ(window->Run(kDepthCueCommand), Outcome::Cancelled);
-  EXPECT_EQ(bench.view.depthCueLevel, 100);
-}
-
-TEST_F(MainWindowTest, SelectAsksForAtomsAndRemembersWhatWasEntered) {
-  Load();
-  const auto enter = [this](const char* expected, const char* text) {
-    robot.Next([=](QWidget& dialog) {
-      auto* line = dialog.findChild<QLineEdit*>();
-      EXPECT_EQ(line->text(), QLatin1String(expected));
-      line->setText(QLatin1String(text));
-      static_cast<QDialog&>(dialog).accept();
-    });
-    window->Run(144);
-  };
-  enter("", " C* ");
-  EXPECT_EQ(SelectedNames(), "C1 C2");
-  EXPECT_EQ(robot.seen.at(0).title, "Select Atoms");
-  enter("C*", "$O");
-  EXPECT_EQ(SelectedNames(), "O1");
 }
 
 TEST_F(MainWindowTest, PackParametersComeAsTheCommandTakesThem) {
