@@ -96,11 +96,13 @@ void ProgressPlots::paintEvent(QPaintEvent*) {
     painter.drawRect(frame);
     painter.setPen(palette().color(QPalette::WindowText));
     const QRectF caption(frame.left(), top, frame.width(), line);
-    painter.drawText(caption, Qt::AlignLeft, QString::fromUtf8(plot.title));
+    const QFontMetrics letters = painter.fontMetrics();
+    painter.drawText(
+        caption, Qt::AlignLeft,
+        letters.elidedText(QString::fromUtf8(plot.title), Qt::ElideRight, static_cast<int>(frame.width())));
     const auto values = ValuesOf(points_, plot);
     if (values.empty()) continue;
     const QString now = QString::number(values.back().second, 'f', plot.digits);
-    const QFontMetrics letters = painter.fontMetrics();
     if (letters.horizontalAdvance(QString::fromUtf8(plot.title) + QLatin1Char(' ') + now) <= width)
       painter.drawText(caption, Qt::AlignRight, now);
     DrawCurve(painter, frame.adjusted(5, 6, -5, -4), values, points_.size(), palette().color(QPalette::Highlight));

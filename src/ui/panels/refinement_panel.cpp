@@ -49,6 +49,7 @@ RefinementPanel::RefinementPanel(Workbench& bench, CommandRunner run)
   auto* column = new QVBoxLayout(inside);
   column->setContentsMargins(0, 0, 0, 0);
   rows_ = new QFormLayout;
+  rows_->setRowWrapPolicy(QFormLayout::WrapLongRows);
   column->addLayout(rows_);
   const auto add = [this](const char* caption) {
     auto* value = new QLabel(QStringLiteral("-"));
