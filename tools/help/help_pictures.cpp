@@ -113,6 +113,9 @@ constexpr ShotRow kShots[] = {
     {"preferences.png", "azathiop", "", kPreferencesCommand, Shot::Dialog},
     {"find-command.png", "azathiop", "", kPaletteCommand, Shot::Dialog},
     {"keys.png", "azathiop", "", kKeySheetCommand, Shot::Dialog},
+    {"editor.png", "azathiop", "", 148, Shot::Dialog},
+    {"bitmap-preferences.png", "azathiop", "", 214, Shot::Dialog},
+    {"overlay.png", "azathiop", "144=C3 N2 C7 C14 N13 C12", 621, Shot::Dialog},
     {"bonds-report.png", "azathiop", "", 137, Shot::Dialog},
 };
 
