@@ -7,6 +7,7 @@
 #include <QSpinBox>
 #include <QTest>
 
+#include "app/picture/picture_output.h"
 #include "ui/page_printing.h"
 
 #include "window_fixture.h"
@@ -58,6 +59,36 @@ TEST_F(WindowTest, PrintingSaysWhatFailedAndStopsWithoutAPage) {
   EXPECT_FALSE(PrintView(printer, bench));
   EXPECT_FALSE(scratch.Has("out.pdf"));
   EXPECT_EQ(robot.seen.size(), 1) << "who stops it needs no message";
+}
+
+// In every look and rendition, with cell and labels.
+TEST_F(WindowTest, ASavedPictureIsWhatTheWindowShows) {
+  Load();
+  bench.ShowCell = true;
+  for (const int look : {kClassicLookCommand, kDarkLookCommand, kPaperLookCommand}) {
+    window->Run(look);
+    for (const int rendition : {kWireFrameCommand, kBallAndStickCommand, kPipesCommand, kLitCommand}) {
+      window->Run(rendition);
+      window->Run(kLabelsCommand, "on");
+      for (Settle(); !bench.renderer.LabelsSettled();) Settle();  // they glide to their places
+      const QImage shown = area->grab().toImage().convertToFormat(QImage::Format_RGB32);
+      PictureOptions options;
+      options.size = shown.width();
+      const auto bytes = DrawPicture(bench, options, "png");
+      ASSERT_TRUE(bytes);
+      const QImage saved = QImage::fromData(QByteArray::fromStdString(*bytes)).convertToFormat(QImage::Format_RGB32);
+      ASSERT_EQ(saved.size(), shown.size());
+      int differ = 0, drawn = 0;
+      for (int y = 0; y < shown.height(); ++y)
+        for (int x = 0; x < shown.width(); ++x) {
+          const QRgb a = shown.pixel(x, y), b = saved.pixel(x, y);
+          drawn += a != shown.pixel(0, 0);
+          differ += std::abs(qGray(a) - qGray(b)) > 60;
+        }
+      EXPECT_GT(drawn, 400);
+      EXPECT_LT(differ, drawn / 20) << look << " " << rendition << " " << differ;
+    }
+  }
 }
 
 TEST_F(WindowTest, ThePictureDialogRemembersWhatItWasTold) {
