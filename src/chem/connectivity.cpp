@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "chem/joined_parts.h"
+#include "chem/bond_rules.h"
 #include "crystal/neighbour_grid.h"
 #include "model/placement.h"
 
@@ -63,11 +63,11 @@ struct Walk {
            atoms[static_cast<size_t>(atom->scratch)] == atom;
   }
 
-  // The pairs of a BIND or FREE list as ordered indices, each once.
-  std::vector<IndexPair> Indexed(const PairList& list) const {
+  // The pairs as ordered indices, each once.
+  std::vector<IndexPair> Indexed(const std::vector<BondRules::Pair>& pairs) const {
     std::vector<IndexPair> indexed;
-    for (const auto& [a, b, line] : list.pairs) {
-      if (!Holds(a) || !Holds(b) || a == b) continue;
+    for (const auto& [a, b] : pairs) {
+      if (!Holds(a) || !Holds(b)) continue;
       const auto [low, high] = std::minmax(a->scratch, b->scratch);
       indexed.push_back({static_cast<uint32_t>(low), static_cast<uint32_t>(high)});
     }
@@ -80,7 +80,7 @@ struct Walk {
 };
 
 // In the order of the double loop, with positions and radii used up; nothing when there are too many to be true.
-std::optional<std::vector<IndexPair>> BondedPairs(const AtomList& list, const JoinedParts& joined, Walk& walk) {
+std::optional<std::vector<IndexPair>> BondedPairs(const BondRules& rules, Walk& walk) {
   auto pairs =
       ClosePairs(std::move(walk.positions), std::move(walk.radii), kBondTolerance, MostBonds(walk.atoms.size()));
   if (!pairs) return std::nullopt;
@@ -88,16 +88,16 @@ std::optional<std::vector<IndexPair>> BondedPairs(const AtomList& list, const Jo
     const AtomRecord &a = *walk.atoms[pair.first], &b = *walk.atoms[pair.second];
     // What is whole stands for its images, too, where it lies on a symmetry element.
     const bool isIdentity = a.symmetryCode == b.symmetryCode || a.part == 0 || b.part == 0;
-    return !PartsMayBond(a.part, b.part, isIdentity) && !AreJoined(joined, a.part, b.part);
+    return !rules.PartsBond(a.part, b.part, isIdentity);
   });
-  std::vector<IndexPair> bound = walk.Indexed(list.bindPairs);
+  std::vector<IndexPair> bound = walk.Indexed(rules.Bound());
   std::erase_if(bound, [&](const IndexPair& pair) { return !walk.MayBond(pair.first) || !walk.MayBond(pair.second); });
   if (!bound.empty()) {
     std::vector<IndexPair> both;
     std::set_union(pairs->begin(), pairs->end(), bound.begin(), bound.end(), std::back_inserter(both));
     pairs->swap(both);
   }
-  const std::vector<IndexPair> freed = walk.Indexed(list.freePairs);
+  const std::vector<IndexPair> freed = walk.Indexed(rules.Freed());
   if (!freed.empty()) {
     std::vector<IndexPair> rest;
     std::set_difference(pairs->begin(), pairs->end(), freed.begin(), freed.end(), std::back_inserter(rest));
@@ -126,7 +126,7 @@ void Connect(Document& document, UserMessages& messages) {
   try {
     Walk walk(list);
     document.MoleculeCentre = MeanOf(walk.positions);
-    const auto pairs = BondedPairs(list, JoinedPartsOf(document), walk);
+    const auto pairs = BondedPairs(BondRules(document), walk);
     if (!pairs) {
       messages.Show({MessageIcon::Warning, "Error: Atoms Too Close",
                      "More than " + std::to_string(MostBonds(walk.atoms.size())) +

@@ -43,7 +43,7 @@ ImageSearch SearchOf(const Document& document, const std::vector<AtomRecord*>& a
 }  // namespace
 
 CrystalFragments::CrystalFragments(const Document& document)
-    : list_(&document.atoms),
+    : rules_(document),
       operators_(&document.symmetry),
       atoms_(FileAtomsOf(document)),
       largestRadius_(LargestRadius(atoms_)),
@@ -108,9 +108,9 @@ bool CrystalFragments::FindBondingImages(const AtomRecord& atom, std::vector<Ato
   const auto own = IndexOf(atom.generated ? atom.sourceSerial : atom.serial);
   std::erase_if(found, [&](const AtomImage& image) {
     const AtomRecord& b = *atoms_[image.atom];
-    return image.distance < kSamePlace || atom.part < 0 || b.part < 0 || !PartsMayBond(atom.part, b.part) ||
+    return image.distance < kSamePlace || !rules_.PartsBond(atom.part, b.part, false) ||
            image.distance > atom.element->bondRadius + b.element->bondRadius + kBondTolerance ||
-           (own && !list_->freePairs.pairs.empty() && list_->freePairs.IndexOf(atoms_[*own], &b) >= 0);
+           (own && rules_.IsFreed(*atoms_[*own], b));
   });
   return true;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/user_messages.h"
+#include "chem/bond_rules.h"
 #include "crystal/displacement.h"
 #include "crystal/image_search.h"
 #include "model/document.h"
@@ -78,7 +79,7 @@ class CrystalFragments {
   void FindCarriers();
   void FindEdges();
 
-  const AtomList* list_;
+  BondRules rules_;
   const SymmetryList* operators_;
   std::vector<AtomRecord*> atoms_;
   std::vector<uint32_t> fragmentOf_;

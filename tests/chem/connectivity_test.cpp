@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>

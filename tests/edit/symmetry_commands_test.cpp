@@ -119,6 +119,10 @@ TEST(Grow, PeaksNegativePartsAndFreePairsStayAway) {
   Trim(freed.document, freed.messages);
   freed.document.atoms.freePairs.Append(freed["C1"], freed["C1"]);
   EXPECT_EQ(Grow(freed.document, freed.messages), 0u);
+  Structure parts(kCell, 1, {}, {{"C1", 0.3, 0.3, 0.3, 1}, {"C2", -0.12, -0.3, -0.3, 2}});
+  EXPECT_EQ(Grow(parts.document, parts.messages), 0u);
+  parts.document.instructions.kept.push_back({KeptPlace::Body, "BIND 1 2"});
+  EXPECT_EQ(Grow(parts.document, parts.messages), 2u);
 }
 
 TEST(Grow, TurnsTheTensorWithTheOperatorAndGivesHydrogensTheirParent) {

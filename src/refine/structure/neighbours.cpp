@@ -4,8 +4,8 @@
 #include <cmath>
 #include <map>
 
+#include "chem/bond_rules.h"
 #include "chem/connectivity.h"
-#include "chem/joined_parts.h"
 #include "crystal/nearest_images.h"
 #include "refine/structure/atom_names.h"
 
@@ -117,7 +117,7 @@ NeighbourTable MakeBonds(const Structure& structure, const Document& document,
   double largest = 0.0;
   for (const double r : limits.radius) largest = std::max(largest, r);
   NeighbourTable table = ImagesWithin(structure, 2.0 * largest + kBondTolerance);
-  const JoinedParts joined = JoinedPartsOf(document);
+  const BondRules rules(document);
   for (size_t a = 0; a < table.size(); ++a) {
     auto& list = table[a];
     const Site& site = structure.sites[a];
@@ -126,23 +126,22 @@ NeighbourTable MakeBonds(const Structure& structure, const Document& document,
                                 const auto b = static_cast<size_t>(n.site);
                                 const Site& other = structure.sites[b];
                                 return n.distance > limits.radius[a] + limits.radius[b] + kBondTolerance ||
-                                       (!PartsMeet(site, other, n.IsIdentity()) &&
-                                        !AreJoined(joined, site.part, other.part)) ||
+                                       !rules.PartsBond(site.part, other.part, n.IsIdentity()) ||
                                        (site.hydrogen && other.hydrogen);
                               }),
                list.end());
     if (list.size() > static_cast<size_t>(std::max(0, limits.most[a])))
       list.resize(static_cast<size_t>(std::max(0, limits.most[a])));
   }
-  for (const auto& [a, b, line] : document.atoms.freePairs.pairs) {
+  for (const auto& [a, b] : rules.Bound()) {
+    const int i = SiteOf(structure, a);
+    const int j = SiteOf(structure, b);
+    if (i >= 0 && j >= 0) AddPair(structure, table, i, j);
+  }
+  for (const auto& [a, b] : rules.Freed()) {
     const int i = SiteOf(structure, a);
     const int j = SiteOf(structure, b);
     if (i >= 0 && j >= 0) RemovePair(table, i, j);
-  }
-  for (const auto& [a, b, line] : document.atoms.bindPairs.pairs) {
-    const int i = SiteOf(structure, a);
-    const int j = SiteOf(structure, b);
-    if (i >= 0 && j >= 0 && i != j) AddPair(structure, table, i, j);
   }
   return table;
 }
