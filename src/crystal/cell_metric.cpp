@@ -55,10 +55,9 @@ double Distance(const Cartesian& a, const Cartesian& b) {
 }
 
 double Angle(const Cartesian& a, const Cartesian& b, const Cartesian& c) {
-  const double ab = Distance(a, b), ac = Distance(a, c), bc = Distance(b, c);
-  if (ab == 0.0 || ac == 0.0) return 0.0;
-  const double q = (bc * bc - ab * ab - ac * ac) / (-2.0 * ab * ac);
-  return std::acos(std::clamp(q, -1.0, 1.0)) * kDegreesPerRadian;
+  const Cartesian toB = b - a, toC = c - a;
+  if (toB == Cartesian{} || toC == Cartesian{}) return 0.0;
+  return std::atan2(Length(Cross(toB, toC)), Dot(toB, toC)) * kDegreesPerRadian;
 }
 
 double Metric::DistanceSquared(const Fractional& a, const Fractional& b) const {

@@ -56,8 +56,8 @@ Fractional CartesianToFractional(const OrthogonalisationMatrix& matrix, const Ca
 // Å.
 double Distance(const Cartesian& a, const Cartesian& b);
 
-// Angle at `a` between the directions to `b` and `c` in degrees, by the law of cosines with the cosine clamped to ±1;
-// 0 when one of the two distances is 0.
+// Angle at `a` between the directions to `b` and `c` in degrees, as exact near 180° as elsewhere; 0 when one of the two
+// distances is 0.
 double Angle(const Cartesian& a, const Cartesian& b, const Cartesian& c);
 
 }  // namespace marvik

@@ -126,7 +126,7 @@ double SumOfAngles(const CifModel& m, size_t i) {
   double sum = 0.0;
   const auto& bonds = m.bonds[i];
   for (size_t a = 0; a < bonds.size(); ++a) {
-    for (size_t b = a + 1; b < bonds.size(); ++b) sum += m.Angle(bonds[a].place, m.sites[i].place, bonds[b].place);
+    for (size_t b = a + 1; b < bonds.size(); ++b) sum += Angle(m.sites[i].place, bonds[a].place, bonds[b].place);
   }
   return sum;
 }

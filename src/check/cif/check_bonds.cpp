@@ -60,12 +60,11 @@ Hybrid Bonds::HybridOf(size_t i) const {
     return kUnclear;
   if (bonds.size() == 4) return kSp3;
   if (bonds.size() == 3) {
-    const double sum = m_.Angle(bonds[0].place, site.place, bonds[1].place) +
-                       m_.Angle(bonds[0].place, site.place, bonds[2].place) +
-                       m_.Angle(bonds[1].place, site.place, bonds[2].place);
+    double sum = 0.0;
+    for (size_t k = 0; k < 3; ++k) sum += Angle(site.place, bonds[k].place, bonds[(k + 1) % 3].place);
     return sum > 350.0 ? kSp2 : kUnclear;
   }
-  if (bonds.size() == 2) return m_.Angle(bonds[0].place, site.place, bonds[1].place) > 160.0 ? kSp : kUnclear;
+  if (bonds.size() == 2) return Angle(site.place, bonds[0].place, bonds[1].place) > 160.0 ? kSp : kUnclear;
   return kUnclear;
 }
 
@@ -108,7 +107,7 @@ void Bonds::Angles(size_t i) {
       const CifSite& x = At(bonds[a]);
       const CifSite& y = At(bonds[b]);
       if (!x.Full() || !y.Full()) continue;
-      const double angle = m_.Angle(bonds[a].place, site.place, bonds[b].place);
+      const double angle = Angle(site.place, bonds[a].place, bonds[b].place);
       const std::string text =
           Printf("%s-%s-%s: %.1f\xC2\xB0.", x.label.c_str(), site.label.c_str(), y.label.c_str(), angle);
       if (angle < 45.0 && !IsMetal(site.row) && !IsMetal(x.row) && !IsMetal(y.row) && site.row != 5)
@@ -131,7 +130,7 @@ void Bonds::Methyl(size_t i) {
     for (size_t b = a + 1; b < 4; ++b) {
       const CifSite& x = At(bonds[a]);
       const CifSite& y = At(bonds[b]);
-      const double off = std::fabs(m_.Angle(bonds[a].place, site.place, bonds[b].place) - 109.0);
+      const double off = std::fabs(Angle(site.place, bonds[a].place, bonds[b].place) - 109.0);
       const bool both = x.Hydrogen() && y.Hydrogen();
       c_.Test(both ? "methyl-h-c-h" : "methyl-x-c-h", off,
               Printf("%s-%s-%s: %.1f\xC2\xB0.", x.label.c_str(), site.label.c_str(), y.label.c_str(), off),

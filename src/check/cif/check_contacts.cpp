@@ -160,11 +160,11 @@ void Contacts::Donor(size_t i) {
     if (!(IsDonorOrAcceptor(a.row) || IsHalogen(a.row) || a.row == 34) || Length(link.place - carrier.place) < 0.05)
       continue;
     if (link.distance > ContactRadius(h.row) + ContactRadius(a.row) - 0.0) continue;
-    if (m_.Angle(carrier.place, h.place, link.place) > 95.0) return;
+    if (Angle(h.place, carrier.place, link.place) > 95.0) return;
   }
   // Towards a ring or a triple bond there is something to hold to as well.
   const bool pi = std::ranges::any_of(m_.near[i], [&](const Link& link) {
-    return At(link).row == 6 && link.distance < 2.8 && m_.Angle(carrier.place, h.place, link.place) > 120.0;
+    return At(link).row == 6 && link.distance < 2.8 && Angle(h.place, carrier.place, link.place) > 120.0;
   });
   if (pi) return;
   c_.Found(d.row == 8 ? "donor-oxygen" : "donor-nitrogen", d.label + "-" + h.label + ".", {d.label, h.label}, h.at);

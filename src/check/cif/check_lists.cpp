@@ -29,8 +29,30 @@ class GeometryLists {
   }
 
  private:
+  struct Columns {
+    CifColumn values;
+    std::vector<CifColumn> labels;
+    std::vector<CifColumn> codes;
+  };
+  // A row of a list: its atoms where the model has them.
+  struct Entry {
+    std::vector<std::string> atoms;
+    std::vector<Place> places;
+    std::vector<Fractional> x;
+    bool refined = false;
+    bool riding = false;
+  };
+  struct Calculated {
+    double value = 0.0;
+    double variance = 0.0;
+    double rounding = 0.0;  // of what is listed, that of the coordinates included
+  };
+
   std::optional<Place> PlaceOf(CifValue label, CifValue code) const;
   double Value(const std::vector<Place>& places, const std::vector<Fractional>& x) const;
+  Columns ColumnsOf(const ListKind& kind) const;
+  std::optional<Entry> EntryOf(const Columns& columns, const std::string& name, size_t row) const;
+  Calculated Calculate(const Entry& entry, const Measured& listed) const;
   void List(const ListKind& kind);
   void Bonds();
   void Torsions();
@@ -71,82 +93,92 @@ double GeometryLists::Value(const std::vector<Place>& places, const std::vector<
   return GeometryOf(std::span<const Cartesian>(p).first(places.size())).value_or(0.0);
 }
 
-void GeometryLists::List(const ListKind& kind) {
-  const CifColumn values = m_.Column(kind.value);
-  if (!values.loop) return;
-  const auto count = static_cast<size_t>(kind.atoms);
-  std::vector<CifColumn> labels;
-  std::vector<CifColumn> codes;
-  if (std::string_view(kind.symmetry).empty()) {
-    for (const char* letter = kind.labels; *letter; ++letter) {
-      labels.push_back(m_.Column(std::string("_geom_hbond_atom_site_label_") + *letter));
-      codes.push_back(m_.Column(std::string("_geom_hbond_site_symmetry_") + *letter));
+// Nothing where an atom is not in the model or its place cannot be told.
+std::optional<GeometryLists::Entry> GeometryLists::EntryOf(const Columns& columns, const std::string& name,
+                                                           size_t row) const {
+  Entry entry;
+  for (size_t i = 0; i < columns.labels.size(); ++i) {
+    const std::string& atom = entry.atoms.emplace_back(columns.labels[i][row]);
+    if (!m_.siteOf.contains(atom)) {
+      c_.Found(name + "-label", atom + ".", {atom}, columns.values[row].data());
+      return {};
     }
-  } else {
-    for (size_t i = 1; i <= count; ++i) {
-      labels.push_back(m_.Column(kind.labels + std::to_string(i)));
-      codes.push_back(m_.Column(kind.symmetry + std::to_string(i)));
+    const auto place = PlaceOf(columns.labels[i][row], columns.codes[i][row]);
+    if (!place) return {};
+    const CifSite& site = m_.sites[static_cast<size_t>(place->site)];
+    entry.refined = entry.refined || site.x[0].HasSu() || site.x[1].HasSu() || site.x[2].HasSu();
+    entry.riding = entry.riding || (site.Hydrogen() && site.Calculated());
+    entry.places.push_back(*place);
+    entry.x.push_back(site.fract);
+  }
+  return entry;
+}
+
+GeometryLists::Calculated GeometryLists::Calculate(const Entry& entry, const Measured& listed) const {
+  Calculated result{Value(entry.places, entry.x), 0.0, 0.5 * std::pow(10.0, -listed.decimals)};
+  for (size_t i = 0; i < entry.places.size(); ++i) {
+    const CifSite& site = m_.sites[static_cast<size_t>(entry.places[i].site)];
+    for (int k = 0; k < 3; ++k) {
+      std::vector<Fractional> moved = entry.x;
+      constexpr double kStep = 1e-5;
+      moved[i][k] += kStep;
+      const double slope = (Value(entry.places, moved) - result.value) / kStep;
+      const Measured& coordinate = site.x[static_cast<size_t>(k)];
+      result.variance += std::pow(slope * coordinate.su, 2);
+      result.rounding += std::fabs(slope) * 0.5 * std::pow(10.0, -coordinate.decimals) * 0.7;
     }
   }
+  return result;
+}
+
+GeometryLists::Columns GeometryLists::ColumnsOf(const ListKind& kind) const {
+  Columns columns{m_.Column(kind.value), {}, {}};
+  if (std::string_view(kind.symmetry).empty()) {
+    for (const char* letter = kind.labels; *letter; ++letter) {
+      columns.labels.push_back(m_.Column(std::string("_geom_hbond_atom_site_label_") + *letter));
+      columns.codes.push_back(m_.Column(std::string("_geom_hbond_site_symmetry_") + *letter));
+    }
+    return columns;
+  }
+  for (int i = 1; i <= kind.atoms; ++i) {
+    columns.labels.push_back(m_.Column(kind.labels + std::to_string(i)));
+    columns.codes.push_back(m_.Column(kind.symmetry + std::to_string(i)));
+  }
+  return columns;
+}
+
+void GeometryLists::List(const ListKind& kind) {
+  const Columns columns = ColumnsOf(kind);
+  const CifColumn& values = columns.values;
+  if (!values.loop) return;
   const std::string name(kind.name);
   int noSu = 0;
   int fixedSu = 0;
   for (size_t row = 0; row < values.Rows(); ++row) {
     const Measured listed = ParseMeasured(values[row]);
-    std::vector<Place> places;
-    std::vector<Fractional> x;
-    std::vector<std::string> atoms;
-    bool refined = false;
-    bool riding = false;
-    std::string missing;
-    for (size_t i = 0; i < labels.size(); ++i) {
-      atoms.emplace_back(labels[i][row]);
-      if (!m_.siteOf.contains(atoms.back())) {
-        missing = atoms.back();
-        break;
-      }
-      const auto place = PlaceOf(labels[i][row], codes[i][row]);
-      if (!place) break;
-      const CifSite& site = m_.sites[static_cast<size_t>(place->site)];
-      refined = refined || site.x[0].HasSu() || site.x[1].HasSu() || site.x[2].HasSu();
-      riding = riding || (site.Hydrogen() && site.Calculated());
-      places.push_back(*place);
-      x.push_back(site.fract);
-    }
-    if (!missing.empty()) c_.Found(name + "-label", missing + ".", {missing}, values[row].data());
-    if (places.size() != count || !listed.Given()) continue;
-    const double value = Value(places, x);
-    double variance = 0.0;
-    double rounding = 0.5 * std::pow(10.0, -listed.decimals);
-    for (size_t i = 0; i < count; ++i) {
-      const CifSite& site = m_.sites[static_cast<size_t>(places[i].site)];
-      for (int k = 0; k < 3; ++k) {
-        std::vector<Fractional> moved = x;
-        constexpr double kStep = 1e-5;
-        moved[i][k] += kStep;
-        const double slope = (Value(places, moved) - value) / kStep;
-        variance += std::pow(slope * site.x[static_cast<size_t>(k)].su, 2);
-        rounding += std::fabs(slope) * 0.5 * std::pow(10.0, -site.x[static_cast<size_t>(k)].decimals) * 0.7;
-      }
-    }
+    const auto entry = EntryOf(columns, name, row);
+    if (!entry || entry->places.size() != static_cast<size_t>(kind.atoms) || !listed.Given()) continue;
+    const Calculated calculated = Calculate(*entry, listed);
+    const double value = calculated.value, su = std::sqrt(calculated.variance);
     double off = std::fabs(value - listed.value);
-    if (count == 4)
+    if (kind.atoms == 4)
       off = std::min({off, std::fabs(360.0 - off), std::fabs(std::fabs(value) - std::fabs(listed.value))});
-    off = std::max(0.0, off - rounding);
+    off = std::max(0.0, off - calculated.rounding);
+    const std::vector<std::string>& atoms = entry->atoms;
     std::string text;
     for (const std::string& atom : atoms) text += (text.empty() ? "" : "-") + atom;
     const std::string numbers = Printf("%s: %.4g listed, %.4g calculated.", text.c_str(), listed.value, value);
     // A list's uncertainty may be rounded down to nothing: the usual one is the least that counts.
     if (listed.HasSu()) {
       c_.Test(name + "-value", off / std::max(listed.su, 0.2 * kind.defaultSu), numbers, atoms, values[row].data());
-      if (variance > 0.0 && !riding) {
-        const double ratio = listed.su / std::sqrt(variance);
+      if (su > 0.0 && !entry->riding) {
+        const double ratio = listed.su / su;
         c_.Test(name + "-su", std::max(ratio, 1.0 / ratio), numbers, atoms, values[row].data());
       }
-      fixedSu += !refined;
+      fixedSu += !entry->refined;
     } else {
       c_.Test(name + "-plain", off / kind.defaultSu, numbers, atoms, values[row].data());
-      noSu += refined && !riding && std::sqrt(variance) > 0.5 * std::pow(10.0, -listed.decimals);
+      noSu += entry->refined && !entry->riding && su > 0.5 * std::pow(10.0, -listed.decimals);
     }
   }
   c_.Test(name + "-no-su", noSu, Printf("%d of %zu.", noSu, values.Rows()));
@@ -235,7 +267,7 @@ void GeometryLists::Torsions() {
       name += (i ? "-" : "") + std::string(label);
     }
     if (!all) continue;
-    if (m_.Angle(p[0], p[1], p[2]) > 175.0 || m_.Angle(p[1], p[2], p[3]) > 175.0) {
+    if (Angle(p[1], p[0], p[2]) > 175.0 || Angle(p[2], p[1], p[3]) > 175.0) {
       ++linear;
       names.push_back(name);
     }

@@ -5,6 +5,7 @@
 
 #include "base/numbers.h"
 #include "check/cif/cif_words.h"
+#include "chem/connectivity.h"
 #include "crystal/cell_metric.h"
 #include "crystal/symmetry.h"
 #include "files/cif/cif_symmetry.h"
@@ -14,9 +15,9 @@ namespace marvik::cif {
 
 namespace {
 
-constexpr double kReach = 4.0;          // Å around every atom
-constexpr double kBondTolerance = 0.4;  // Å beyond the radii
-constexpr double kSamePlace = 0.1;      // Å: on a symmetry element
+constexpr double kReach = 4.0;      // Å around every atom
+constexpr double kBondReach = 0.4;  // Å beyond the radii
+constexpr double kSamePlace = 0.1;  // Å: on a symmetry element
 constexpr size_t kMostSites = 4000;
 constexpr size_t kMostNeighbours = 500;  // more only where atoms are heaped
 
@@ -85,10 +86,6 @@ std::optional<SpaceGroup> GroupOfOperators(const std::vector<std::string>& texts
 
 }  // namespace
 
-double BondRadius(int row) {
-  return Table()[row].bondRadius;
-}
-
 // A. Bondi, J. Phys. Chem. 68 (1964) 441; hydrogen as usual for contacts.
 double ContactRadius(int row) {
   switch (row) {
@@ -113,14 +110,8 @@ double ContactRadius(int row) {
     case 53:
       return 1.98;
     default:
-      return BondRadius(row) + 0.8;
+      return Table()[row].bondRadius + 0.8;
   }
-}
-
-bool IsMetal(int row) {
-  constexpr std::array<std::array<int, 2>, 6> kOthers = {{{1, 2}, {5, 10}, {14, 18}, {32, 36}, {51, 54}, {85, 86}}};
-  if (row >= kDeuteriumRow || row <= 0) return false;
-  return std::ranges::none_of(kOthers, [row](const auto& range) { return row >= range[0] && row <= range[1]; });
 }
 
 bool IsHalogen(int row) {
@@ -361,12 +352,12 @@ void CifModel::FindBonds() {
       });
       if (twice) continue;
       near[i].push_back(link);
-      const bool together = link.Identity() ? a.part == 0 || b.part == 0 || a.part == b.part || a.assembly != b.assembly
-                                            : a.part == 0 || b.part == 0 || (a.part == b.part && a.part > 0);
-      const double limit = BondRadius(a.row) + BondRadius(b.row) + kBondTolerance;
+      const bool together = PartsMayBond(a.part, b.part, link.Identity() || a.part == 0 || b.part == 0) ||
+                            (link.Identity() && a.assembly != b.assembly);
+      const double limit = Table()[a.row].bondRadius + Table()[b.row].bondRadius + kBondReach;
       if (!together || (a.Hydrogen() && b.Hydrogen()) || image.distance > limit || image.distance < 0.5) continue;
       // Sites that cannot be filled both are alternatives even where nothing says so.
-      if (image.distance < 0.7 * (limit - kBondTolerance) && a.Occupancy() + b.Occupancy() < 1.01) continue;
+      if (image.distance < 0.7 * (limit - kBondReach) && a.Occupancy() + b.Occupancy() < 1.01) continue;
       bonds[i].push_back(link);
     }
     std::ranges::sort(bonds[i], {}, &Link::distance);
@@ -423,10 +414,6 @@ std::map<int, double> CifModel::AtomsInCell() const {
 double CifModel::sinThetaMax() const {
   const Measured theta = Number("_diffrn_reflns_theta_max", "_reflns_theta_max");
   return theta.Given() && wavelength.value > 0.0 ? std::sin(theta.value * kRadiansPerDegree) / wavelength.value : 0.0;
-}
-
-double CifModel::Angle(const Cartesian& a, const Cartesian& centre, const Cartesian& b) const {
-  return marvik::Angle(centre, a, b);
 }
 
 }  // namespace marvik::cif

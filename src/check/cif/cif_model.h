@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "chem/hydrogen_geometry.h"
 #include "crystal/cell_metric.h"
 #include "crystal/image_search.h"
 #include "crystal/space_group.h"
@@ -88,7 +89,6 @@ class CifModel {
   std::map<int, double> AtomsInCell() const;
   double sinThetaMax() const;  // sin θ / λ, 0 when not known
   bool Centrosymmetric() const { return group && group->hasInversion; }
-  double Angle(const Cartesian& a, const Cartesian& centre, const Cartesian& b) const;
 
   std::string_view text;
   const CifBlock& block;
@@ -128,10 +128,8 @@ class CifModel {
   std::unordered_map<std::string_view, CifColumn> columns_;
 };
 
-// Radius in Å for bonds and for contacts.
-double BondRadius(int row);
+// Å.
 double ContactRadius(int row);
-bool IsMetal(int row);
 bool IsHalogen(int row);
 std::string SymbolOf(int row);
 

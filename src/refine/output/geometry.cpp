@@ -13,11 +13,7 @@ namespace {
 double ValueOf(const Metric& metric, const std::vector<Fractional>& x) {
   const auto vector = [&](size_t from, size_t to) { return metric.ToCartesian(x[to] - x[from]); };
   if (x.size() == 2) return Length(vector(0, 1));
-  if (x.size() == 3) {
-    const Cartesian a = Normalised(vector(1, 0));
-    const Cartesian b = Normalised(vector(1, 2));
-    return std::atan2(Length(Cross(a, b)), Dot(a, b)) * kDegreesPerRadian;
-  }
+  if (x.size() == 3) return Angle({}, vector(1, 0), vector(1, 2));
   // These axes are right-handed, those of the drawing frame are not.
   const auto place = [&](size_t i) {
     const Cartesian c = metric.ToCartesian(x[i]);
