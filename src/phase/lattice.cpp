@@ -2,24 +2,17 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <set>
 
 #include "base/numbers.h"
+#include "crystal/lattice_rotations.h"
 
 namespace marvik::phase {
 namespace {
 
 constexpr double kTolerance = 0.006;
 constexpr Rotation kIdentity{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
-
-int DeterminantOf(const Rotation& r) {
-  return r[0][0] * (r[1][1] * r[2][2] - r[1][2] * r[2][1]) - r[0][1] * (r[1][0] * r[2][2] - r[1][2] * r[2][0]) +
-         r[0][2] * (r[1][0] * r[2][1] - r[1][1] * r[2][0]);
-}
-
-Mat3 MetricTensor(const Metric& metric) {
-  return Transposed(metric.orthogonal) * metric.orthogonal;
-}
 
 }  // namespace
 
@@ -73,32 +66,27 @@ Miller Turned(const Miller& h, const Rotation& r) {
 }
 
 std::vector<Rotation> MetricSymmetry(const Metric& metric, const Centring& centring) {
-  const Mat3 g = MetricTensor(metric);
-  std::vector<Rotation> found{kIdentity};
-  for (int code = 0; code < 19683; ++code) {
-    Rotation r{};
-    for (int n = code, i = 0; i < 9; ++i, n /= 3) r[static_cast<size_t>(i / 3)][static_cast<size_t>(i % 3)] = n % 3 - 1;
-    if (DeterminantOf(r) != 1 || r == kIdentity) continue;
-    Mat3 m;
-    for (size_t i = 0; i < 3; ++i)
-      for (size_t j = 0; j < 3; ++j) m.m[i][j] = r[i][j];
-    const Mat3 turned = Transposed(m) * g * m;
-    bool same = true;
-    for (int i = 0; i < 3; ++i) {
-      for (int j = 0; j < 3; ++j) {
-        const double limit = kTolerance * (i == j ? 2.0 : 1.0) * std::sqrt(g[i][i] * g[j][j]);
-        same = same && std::fabs(turned[i][j] - g[i][j]) <= limit;
-      }
-    }
-    // The lattice is left alone when allowed indices stay allowed.
-    for (size_t i = 0; i < 3 && same; ++i) {
-      for (const Miller& h : {Miller{1, 1, 0}, Miller{0, 1, 1}, Miller{1, 0, 1}, Miller{2, 0, 0}, Miller{-1, 1, 0},
-                              Miller{0, 0, 3}, Miller{1, 0, -2}, Miller{1, 1, 1}, Miller{1, 0, 1}}) {
-        same = same && centring.Allows(h) == centring.Allows(Turned(h, r));
-      }
-    }
-    if (same) found.push_back(r);
+  std::vector<std::array<int, 3>> points;
+  for (const auto& t : centring.points) {
+    auto& point = points.emplace_back();
+    for (size_t i = 0; i < 3; ++i) point[i] = RoundHalfAway(t[i] * kTranslationParts);
   }
+  // Others than of -1, 0 and 1 are none of a group in a usual setting.
+  std::vector<Rotation> found;
+  for (const std::array<double, 9>& columns : LatticeRotations(metric, points, 2.0 * kTolerance, kTolerance)) {
+    Rotation r{};
+    bool usual = true;
+    for (size_t i = 0; i < 9; ++i) {
+      r[i / 3][i % 3] = RoundHalfAway(columns[i]);
+      usual = usual && std::fabs(columns[i] - r[i / 3][i % 3]) < 1e-6 && std::abs(r[i / 3][i % 3]) <= 1;
+    }
+    if (usual && r != kIdentity) found.push_back(r);
+  }
+  // Ordered by the last row first.
+  std::ranges::sort(found, {}, [](const Rotation& r) {
+    return std::array{r[2][2], r[2][1], r[2][0], r[1][2], r[1][1], r[1][0], r[0][2], r[0][1], r[0][0]};
+  });
+  found.insert(found.begin(), kIdentity);
   return found;
 }
 
