@@ -1,5 +1,6 @@
 #include <benchmark/benchmark.h>
 #include <cmath>
+#include <numbers>
 #include <random>
 
 #include "crystal/symmetry.h"
@@ -42,7 +43,8 @@ Observations Simulate(const Structure& structure, size_t count) {
   o.indices.resize(1);
   o.batch.resize(1);
   const double s2Limit =
-      std::pow(3.0 * static_cast<double>(count) * 4.0 / (4.0 * 3.14159265 * structure.metric.volume), 2.0 / 3.0) / 4.0;
+      std::pow(3.0 * static_cast<double>(count) * 4.0 / (4.0 * std::numbers::pi * structure.metric.volume), 2.0 / 3.0) /
+      4.0;
   const auto limit = [&](size_t i) {
     return static_cast<int>(2.0 * std::sqrt(s2Limit) / structure.metric.reciprocalEdges[i]) + 2;
   };

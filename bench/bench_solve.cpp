@@ -1,5 +1,6 @@
 #include <benchmark/benchmark.h>
 #include <cmath>
+#include <numbers>
 
 #include "base/numbers.h"
 #include "phase/solution.h"
@@ -18,7 +19,7 @@ std::string Reflections(const Metric& metric) {
         double sum = 0.0;
         for (int i = 1; i <= 25; ++i)
           sum += std::cos(
-              2.0 * M_PI *
+              2.0 * std::numbers::pi *
               (h * std::fmod(0.1459 * i, 1.0) + k * std::fmod(0.3819 * i, 1.0) + l * std::fmod(0.0557 * i, 1.0)));
         const double f = 12.0 * sum * std::exp(-4.0 * s2);
         text += Printf("%4d%4d%4d%8.2f%8.2f\n", h, k, l, f * f * 0.1, 0.002 * f * f + 0.1);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <numbers>
 
 #include "base/numbers.h"
 #include "crystal/symmetry.h"
@@ -186,7 +187,7 @@ double Completeness(const Metric& metric, const DataStatistics& s) {
     for (const SymmetryOperator& op : s.laueGroup.pointOperators) same += op.ApplyToIndices(r.h) == r.h;
     measured += static_cast<double>(s.laueGroup.pointOperators.size()) / static_cast<double>(std::max<size_t>(1, same));
   }
-  const double expected = 4.0 / 3.0 * 3.14159265358979 * metric.volume / std::pow(s.dPhasing, 3) /
+  const double expected = 4.0 / 3.0 * std::numbers::pi * metric.volume / std::pow(s.dPhasing, 3) /
                           static_cast<double>(s.centring.points.size());
   return measured / expected;
 }

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 #include "base/numbers.h"
 #include "check/cif/cif_checker.h"
@@ -166,7 +167,7 @@ void Crystal(CifChecker& c) {
 
 size_t ExpectedReflections(const CifModel& m, double s) {
   constexpr double kMostTests = 3e6;
-  const double inSphere = 4.0 / 3.0 * 3.14159265 * std::pow(2.0 * s, 3) * m.metric.volume;
+  const double inSphere = 4.0 / 3.0 * std::numbers::pi * std::pow(2.0 * s, 3) * m.metric.volume;
   if (!m.group || inSphere * static_cast<double>(m.operators.size()) > kMostTests) return 0;
   const int h = static_cast<int>(2.0 * s * m.parameters.a);
   const int k = static_cast<int>(2.0 * s * m.parameters.b);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 #include "base/numbers.h"
 #include "base/vec3.h"
@@ -140,7 +141,7 @@ void SvgCanvas::FillEllipse(const EllipseShape& shape, Rgb fill, const Pen& outl
 }
 
 void SvgCanvas::Arc(const EllipseShape& shape, double t0, double t1, const Pen& pen) {
-  const double turn = std::min(t1 - t0, 2 * 3.14159265358979323846);
+  const double turn = std::min(t1 - t0, 2 * std::numbers::pi);
   // Two halves, so that no arc is a full turn, which SVG cannot say.
   body_ += std::string("<path") + Stroke(pen) + " d=\"M" + Pair(PointOn(shape, t0)) + ArcTo(shape, t0 + turn / 2) +
            ArcTo(shape, t0 + turn) + "\"/>\n";

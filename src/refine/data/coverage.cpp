@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 namespace marvik {
 namespace {
 
 constexpr double kFullResolution = 0.6;  // sin θ / λ, 1/Å
 constexpr double kMostReflections = 5e6;
-constexpr double kPi = 3.14159265358979;
+constexpr double kPi = std::numbers::pi;
 
 struct Unique {
   Miller h{};

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <map>
+#include <numbers>
 
 #include "base/numbers.h"
 #include "language/instruction.h"
@@ -170,7 +171,7 @@ std::string FabText(const std::vector<AddedFactor>& factors, const std::vector<s
 
 size_t AddFactors(const std::vector<AddedFactor>& factors, const Structure& structure, double k, double u,
                   Observations& observations) {
-  constexpr double kPi = 3.14159265358979323846;
+  constexpr double kPi = std::numbers::pi;
   std::map<Miller, std::complex<double>> all;
   for (const AddedFactor& factor : factors) {
     for (const SymmetryOperator& op : structure.group.all) {

@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <numbers>
 
 // Elementary functions written so that a compiler turns loops over lanes into vector code: no branches, no library
 // calls. Truncated Taylor series on reduced arguments; the largest errors are noted beside them.
@@ -28,7 +29,7 @@ inline constexpr double kRoundingShift = 6755399441055744.0;
 [[gnu::always_inline]] inline void SineCosine(double turns, double& sine, double& cosine) {
   const double r = turns - ((turns + kRoundingShift) - kRoundingShift);
   // Half of the angle is at most π/2; the double-angle formulas give the rest.
-  const double x = 3.14159265358979323846 * r;
+  const double x = std::numbers::pi * r;
   const double y = x * x;
   double s = 2.8114572543455206e-15;
   s = s * y - 7.6471637318198164e-13;

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <numbers>
 
 #include "refine/factors/lane_math.h"
 
@@ -15,7 +16,7 @@
 namespace marvik {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+constexpr double kPi = std::numbers::pi;
 
 // The sums over operations of one site: geometric structure factor and its derivatives, ten rows each for the real and
 // the imaginary part (0: the sum itself, 1 to 3: by x y z, 4 to 9: by U).

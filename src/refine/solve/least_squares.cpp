@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 #include "base/stop.h"
 #include "refine/factors/lane_math.h"
@@ -9,7 +10,7 @@
 namespace marvik {
 
 namespace {
-constexpr double kPi = 3.14159265358979323846;
+constexpr double kPi = std::numbers::pi;
 }
 
 double WeightScheme::Weight(double fo2, double sigma, double fc2, double s2) const {

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 namespace marvik {
 
 double AbsorptionCrossSection(const Scatterer& s, double wavelength) {
   if (s.crossSection > 0.0) return s.crossSection;
-  constexpr double kRadius = 2.8179403e-5;  // Å, of the electron
-  constexpr double kPi = 3.14159265358979;
+  constexpr double kRadius = 2.8179403e-5;            // Å, of the electron
   constexpr double kBarn = 1e8;                       // in an Å²
   const double energy = 12.398 / wavelength / 511.0;  // of the photon, in electron masses
   double scattered = 0.0;
@@ -23,8 +23,8 @@ double AbsorptionCrossSection(const Scatterer& s, double wavelength) {
     const double incoherent = std::max(0.0, s.electrons - f * f / s.electrons) * compton;
     scattered += (1.0 + cosine * cosine) / 2.0 * (f * f + incoherent) * 2.0 / kSteps;
   }
-  return kBarn *
-         (2.0 * kRadius * wavelength * std::max(s.fDoublePrime, 0.0) + 2.0 * kPi * kRadius * kRadius * scattered);
+  return kBarn * (2.0 * kRadius * wavelength * std::max(s.fDoublePrime, 0.0) +
+                  2.0 * std::numbers::pi * kRadius * kRadius * scattered);
 }
 
 }  // namespace marvik
