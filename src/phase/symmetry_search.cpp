@@ -222,6 +222,8 @@ class Search {
     Vector t{};
   };
   std::vector<Operation> OperationsOf(const SpaceGroup& group) const;
+  // Places of operations that make all the others.
+  static std::vector<size_t> GeneratorsOf(const std::vector<Operation>& operations);
   void RefineOrigin(const std::vector<Operation>& operations, Vector& origin);
 
   const DataStatistics& data_;
@@ -307,15 +309,7 @@ std::vector<Vector> SolveModulo(const Diagonalised& d, const std::vector<double>
   return solutions;
 }
 
-bool Search::Place(GroupCandidate& candidate) {
-  const std::vector<Operation> operations = OperationsOf(candidate.group);
-  if (operations.empty()) return true;
-  std::vector<const Overlap*> overlaps;
-  for (const Operation& op : operations) {
-    overlaps.push_back(&OverlapOf(op.r));
-    if (overlaps.back()->peaks.empty()) return false;
-  }
-  // Operations that make all the others.
+std::vector<size_t> Search::GeneratorsOf(const std::vector<Operation>& operations) {
   std::vector<size_t> generators;
   std::vector<Rotation> made;
   for (size_t i = 0; i < operations.size() && made.size() <= operations.size(); ++i) {
@@ -330,6 +324,18 @@ bool Search::Place(GroupCandidate& candidate) {
       }
     }
   }
+  return generators;
+}
+
+bool Search::Place(GroupCandidate& candidate) {
+  const std::vector<Operation> operations = OperationsOf(candidate.group);
+  if (operations.empty()) return true;
+  std::vector<const Overlap*> overlaps;
+  for (const Operation& op : operations) {
+    overlaps.push_back(&OverlapOf(op.r));
+    if (overlaps.back()->peaks.empty()) return false;
+  }
+  const std::vector<size_t> generators = GeneratorsOf(operations);
   std::vector<std::array<int, 3>> matrix;
   for (const size_t g : generators) {
     for (size_t i = 0; i < 3; ++i) {

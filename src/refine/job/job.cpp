@@ -103,6 +103,27 @@ bool HasLaterRemark(const Document& document) {
   return at != std::string::npos && text.find(" for ", at) == at + kHead.size() + kDigits;
 }
 
+void ReadCommand(const Instruction& command, Job& job) {
+  if (command.name == "DAMP") {
+    job.damping = NumberOr(command.numbers, 0, 0.7);
+    job.largestShift = NumberOr(command.numbers, 1, 15.0);
+  } else if (command.name == "XNPD") {
+    job.leastU = std::clamp(NumberOr(command.numbers, 0, 0.001), 0.0, 1.0);
+  } else if (command.name == "TWIN") {
+    ReadTwin(command, job.twin);
+  } else if (command.name == "SPEC") {
+    job.parameters.specialTolerance = NumberOr(command.numbers, 0, 0.2);
+  } else if (command.name == "WPDB") {
+    job.coordinateFile = true;
+  } else if (command.name == "SWAT") {
+    job.parameters.solvent = true;
+  } else if (command.name == "HOPE" || command.name == "ANSR") {
+    job.parameters.anisotropicScale = true;
+  } else if (command.name == "SIZE") {
+    job.size = command.numbers;
+  }
+}
+
 }  // namespace
 
 std::vector<std::string> UnsupportedNotes(const Document& document, const std::vector<Instruction>& commands,
@@ -168,26 +189,7 @@ Job MakeJob(const Document& document, const LinePlaces& places) {
         "by its remarks the file is one of a later program: RIGU holds components across the bonds less tightly");
   }
   job.bondHydrogens = UpperCase(s.BondLine).find("$H") != std::string::npos;
-  for (const Instruction& command : job.commands) {
-    if (command.name == "DAMP") {
-      job.damping = NumberOr(command.numbers, 0, 0.7);
-      job.largestShift = NumberOr(command.numbers, 1, 15.0);
-    } else if (command.name == "XNPD") {
-      job.leastU = std::clamp(NumberOr(command.numbers, 0, 0.001), 0.0, 1.0);
-    } else if (command.name == "TWIN") {
-      ReadTwin(command, job.twin);
-    } else if (command.name == "SPEC") {
-      job.parameters.specialTolerance = NumberOr(command.numbers, 0, 0.2);
-    } else if (command.name == "WPDB") {
-      job.coordinateFile = true;
-    } else if (command.name == "SWAT") {
-      job.parameters.solvent = true;
-    } else if (command.name == "HOPE" || command.name == "ANSR") {
-      job.parameters.anisotropicScale = true;
-    } else if (command.name == "SIZE") {
-      job.size = command.numbers;
-    }
-  }
+  for (const Instruction& command : job.commands) ReadCommand(command, job);
   for (const Instruction& command : job.commands) {
     if (command.name == "ANSC" && !job.parameters.anisotropicScale)
       job.notes.push_back("ANSC: has an effect with ANSR or HOPE only" + command.place);

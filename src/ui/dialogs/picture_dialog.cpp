@@ -31,6 +31,7 @@ class PictureDialog : public QDialog {
   void accept() override;
 
  private:
+  void MakeFields(const PictureRequest& initial);
   void Browse();
   void ShowExtent();
   void ShowRenderer();
@@ -56,15 +57,10 @@ QString Filter() {
   return filters.join(QStringLiteral(";;"));
 }
 
-PictureDialog::PictureDialog(QWidget* parent, const PictureRequest& initial) : QDialog(parent) {
-  setWindowTitle(tr("Save Picture"));
-  setObjectName(QStringLiteral("picture"));
+void PictureDialog::MakeFields(const PictureRequest& initial) {
   file_ = new QLineEdit(PathToText(initial.path));
   file_->setObjectName(QStringLiteral("file"));
   file_->setMinimumWidth(file_->fontMetrics().averageCharWidth() * 48);
-  auto* browse = new QPushButton(tr("&Browse..."));
-  browse->setAutoDefault(false);
-  connect(browse, &QPushButton::clicked, this, &PictureDialog::Browse);
   size_ = new QSpinBox;
   size_->setObjectName(QStringLiteral("size"));
   size_->setRange(kSmallestPicture, kLargestPicture);
@@ -108,7 +104,15 @@ PictureDialog::PictureDialog(QWidget* parent, const PictureRequest& initial) : Q
   extent_ = new QLabel;
   connect(size_, &QSpinBox::valueChanged, this, &PictureDialog::ShowExtent);
   connect(resolution_, &QDoubleSpinBox::valueChanged, this, &PictureDialog::ShowExtent);
+}
 
+PictureDialog::PictureDialog(QWidget* parent, const PictureRequest& initial) : QDialog(parent) {
+  setWindowTitle(tr("Save Picture"));
+  setObjectName(QStringLiteral("picture"));
+  MakeFields(initial);
+  auto* browse = new QPushButton(tr("&Browse..."));
+  browse->setAutoDefault(false);
+  connect(browse, &QPushButton::clicked, this, &PictureDialog::Browse);
   auto* line = new QHBoxLayout;
   line->addWidget(file_, 1);
   line->addWidget(browse);
