@@ -56,6 +56,17 @@ TEST(DemoScript, FindsWordsAnywhereInTheLine) {
   EXPECT_EQ(ParseDemoLine("# What is shown").comment, "What is shown");
 }
 
+TEST(DemoScript, TurnsByTheKeysOfItsTable) {
+  using Keys = std::array<int, 2>;
+  EXPECT_EQ(RotationKeys('X', 2), (Keys{33, 0}));
+  EXPECT_EQ(RotationKeys('X', -5), (Keys{34, 0}));
+  EXPECT_EQ(RotationKeys('y', -1), (Keys{40, 0})) << "any other letter turns about X";
+  EXPECT_EQ(RotationKeys('Y', -2), (Keys{35, 0}));
+  EXPECT_EQ(RotationKeys('Z', -2), (Keys{46, 0}));
+  EXPECT_EQ(RotationKeys('A', 0), (Keys{37, 40}));
+  EXPECT_EQ(RotationKeys('B', -1), (Keys{37, 38}));
+}
+
 TEST(DemoScript, SaysWhatItMadeNothingOf) {
   for (const char* line : {"BALL", "PACK 2", "UNIQ C1", "# anything", " ", "ROT A 1 20", "RENDER COLOR"})
     EXPECT_TRUE(ParseDemoLine(line).faults.empty()) << line;

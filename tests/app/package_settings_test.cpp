@@ -95,6 +95,15 @@ TEST_F(SettingsTest, RecentFilesAreReadBack) {
   EXPECT_EQ(Slots(), "/a b.res;;/c.ins;;");
 }
 
+TEST_F(BenchTest, TheRecentMenuListsWhatThereIs) {
+  bench.settings.RecentFiles = {"/a", "", "/c", ""};
+  const auto entries = RecentFileEntries(bench);
+  ASSERT_EQ(entries.size(), 2u);
+  EXPECT_EQ(entries[0].id, 10101);
+  EXPECT_EQ(entries[1].id, 10103);
+  EXPECT_EQ(entries[1].text, "/c");
+}
+
 // An installation in a scratch folder: bin/marvik and share/marvik with one file that nobody may write.
 class PackageDirectoryTest : public testing::Test {
  protected:

@@ -292,6 +292,11 @@ TEST(Paths, AreCutAtBothSeparators) {
   }
 }
 
+TEST_F(Files, FoldersAndDevicesAreNotRead) {
+  EXPECT_EQ(ReadWholeFile(folder_.string()).systemError, EISDIR);
+  EXPECT_EQ(ReadWholeFile("/dev/zero").systemError, EINVAL);
+}
+
 TEST(ProcessMark, TellsWhoLives) {
   const std::string own = ProcessMark();
   EXPECT_TRUE(ProcessLives(own));
