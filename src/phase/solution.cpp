@@ -11,6 +11,8 @@ namespace {
 
 constexpr double kGoodEnough = 0.20;  // R1 that needs no second opinion
 constexpr double kSmallGood = 0.06;   // the same where looking twice costs nothing
+constexpr double kDoubtful = 0.10;    // R of intensities that a true operation seldom leaves
+constexpr double kWorthALook = 0.7;   // of |E|, a model's correlation
 constexpr size_t kSmall = 1500;       // unique reflections
 constexpr size_t kMostCandidates = 5;
 constexpr double kPseudoSymmetry = 0.82;  // of R1, that half the operations fall below where the others are false
@@ -25,7 +27,8 @@ class Solver {
     // less.
     for (const double limit : {0.25, 0.10, 0.0}) {
       if (!Attempt(limit)) return;
-      if (options_.groupAsGiven || (!solution_.candidates.empty() && solution_.candidates[0].Right())) break;
+      if (options_.groupAsGiven || (!solution_.candidates.empty() && solution_.candidates[0].Right() && !doubtful_))
+        break;
     }
     Conclude();
   }
@@ -50,6 +53,9 @@ class Solver {
       return true;
     }
     tried_ = data.laue;
+    doubtful_ = std::any_of(data.agreements.begin(), data.agreements.end(), [&](const RotationAgreement& a) {
+      return a.r > kDoubtful && std::find(data.laue.begin(), data.laue.end(), a.rotation) != data.laue.end();
+    });
     PhasingOptions phasing;
     phasing.seed = options_.seed;
     phasing.threads = options_.threads;
@@ -69,6 +75,7 @@ class Solver {
       if (solution_.cancelled) return false;
       if (GoodEnough(data)) break;
     }
+    if (!sets.empty() && !options_.groupAsGiven) LookAgain(data, sets[0]);
     std::stable_sort(solution_.candidates.begin(), solution_.candidates.end(), Before);
     if (known == 0 || solution_.candidates[0].r1 < bestBefore_) solution_.statistics = data;
     bestBefore_ = Best();
@@ -83,7 +90,7 @@ class Solver {
 
   // A few atoms fit few reflections in groups of too many operations as well.
   bool GoodEnough(const DataStatistics& data) const {
-    return Best() < (data.merged.size() < kSmall ? kSmallGood : kGoodEnough);
+    return !doubtful_ && Best() < (data.merged.size() < kSmall ? kSmallGood : kGoodEnough);
   }
 
   static bool Before(const Candidate& a, const Candidate& b) {
@@ -110,6 +117,42 @@ class Solver {
     }
   }
 
+  // The phases of a model are better than those that it came from: symmetry that twinning or errors hid shows in them.
+  void LookAgain(const DataStatistics& data, const PhaseSet& like) {
+    const auto best = std::min_element(solution_.candidates.begin(), solution_.candidates.end(), Before);
+    if (best == solution_.candidates.end() || GoodEnough(data) || best->correlation < kWorthALook) return;
+    const PhaseSet set = PhasesOf(data, *best, like);
+    const size_t order = best->group.Order();
+    for (const GroupCandidate& group : RankSpaceGroups(data, set)) {
+      if (!group.Fits() || group.Order() <= order || solution_.cancelled) break;
+      const bool known = std::any_of(solution_.candidates.begin(), solution_.candidates.end(),
+                                     [&](const Candidate& c) { return c.group.symbol == group.symbol; });
+      if (known) continue;
+      if (Tell("model in " + group.symbol, 0.6)) Build(data, set, group);
+      break;
+    }
+  }
+
+  // Calculated ones for the reflections of another set.
+  static PhaseSet PhasesOf(const DataStatistics& data, const Candidate& candidate, const PhaseSet& like) {
+    Structure structure = candidate.structure;
+    for (Scatterer& s : structure.scatterers) s.fDoublePrime = 0.0;
+    std::vector<Reflection> reflections(like.reflections.size());
+    for (size_t i = 0; i < reflections.size(); ++i) {
+      reflections[i].h = data.centring.FromPrimitive(like.reflections[i].h);
+      reflections[i].intensity = reflections[i].sigma = 1.0;
+    }
+    Calculated calculated;
+    DataPass(structure, MakeObservations(reflections, {}), {}).Run(calculated);
+    PhaseSet set = like;
+    set.merit = candidate.merit;
+    for (size_t i = 0; i < reflections.size(); ++i) {
+      const std::complex<double> f{calculated.a[i], calculated.b[i]};
+      if (std::abs(f) > 0.0) set.reflections[i].phase = std::complex<float>(f / std::abs(f));
+    }
+    return set;
+  }
+
   // A second group is looked at when the first leaves doubt and this one has something to say.
   bool WorthTrying(const GroupCandidate& group) const { return group.Fits() && group.Order() > 1; }
 
@@ -118,9 +161,14 @@ class Solver {
     model.BuildFromPhases(AveragePhases(data, set, group));
     model.AssignElements();
     if (!model.Finish()) return;
-    model.PlaceDisorder();
     Candidate c;
     c.group = group;
+    c.r1Ordered = model.GetResiduals().r1;
+    // A subgroup that fits no better than what is right already is not worth it.
+    const bool idle = std::any_of(solution_.candidates.begin(), solution_.candidates.end(), [&](const Candidate& o) {
+      return o.Right() && group.Order() < o.group.Order() && c.r1Ordered > kPseudoSymmetry * o.r1Ordered;
+    });
+    if (!idle) model.PlaceDisorder();
     c.structure = model.structure;
     c.merit = set.merit;
     c.r1 = model.GetResiduals().r1;
@@ -205,7 +253,8 @@ class Solver {
   Solution& solution_;
   std::vector<Rotation> tried_;
   double bestBefore_ = 2.0;
-  bool weighed_ = false;  // against a subgroup
+  bool weighed_ = false;   // against a subgroup
+  bool doubtful_ = false;  // whether a twin may have made the intensities as equal as they are
 };
 
 }  // namespace

@@ -26,6 +26,7 @@ struct Candidate {
   std::vector<double> shares;  // of each site: occupancy without the site symmetry
   PhaseMerit merit;            // of the phases that it comes from
   double r1 = 1.0;             // over Fo > 4σ(Fo)
+  double r1Ordered = 1.0;      // before disorder was placed
   double wR2 = 1.0;
   double correlation = 0.0;    // of observed and calculated |E|
   double expectedAtoms = 0.0;  // in the asymmetric unit, hydrogens left out

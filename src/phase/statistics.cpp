@@ -4,6 +4,7 @@
 #include <cmath>
 #include <map>
 #include <numbers>
+#include <set>
 
 #include "base/numbers.h"
 #include "crystal/symmetry.h"
@@ -15,6 +16,7 @@ constexpr double kPhasingLimit = 0.80;  // Å
 constexpr double kLargestE = 5.0;
 constexpr double kAbsentLimit = 0.25;  // <I/σ> of absences over that of all
 constexpr double kTwinLimit = 0.42;
+constexpr double kMoreComplete = 1.003;  // by axes that another merging would have left out
 
 double MeanRatio(const std::vector<Reflection>& reflections) {
   double sum = 0.0;
@@ -88,6 +90,22 @@ RotationAgreement AgreementOf(const Rotation& rotation, const std::map<Miller, c
   return a;
 }
 
+// Into how many reflections the operations of a group turn one.
+double OrbitSize(const SpaceGroup& laue, const Miller& h) {
+  const auto& ops = laue.pointOperators;
+  const auto same = std::count_if(ops.begin(), ops.end(), [&](const auto& op) { return op.ApplyToIndices(h) == h; });
+  return static_cast<double>(ops.size()) / static_cast<double>(std::max<std::ptrdiff_t>(1, same));
+}
+
+// How many reflections of the sphere the measured ones and their equivalents are.
+double Covered(const std::map<Miller, const Reflection*>& index, const SpaceGroup& laue) {
+  std::set<Miller> unique;
+  double count = 0.0;
+  for (const auto& [h, r] : index)
+    if (unique.insert(laue.Representative(h, true)).second) count += OrbitSize(laue, h);
+  return count;
+}
+
 std::vector<Rotation> FindLaueClass(Problem& problem, DataStatistics& s, const std::vector<Reflection>& friedelMerged,
                                     const SpaceGroup& friedel, double limit) {
   std::map<Miller, const Reflection*> index;
@@ -102,17 +120,29 @@ std::vector<Rotation> FindLaueClass(Problem& problem, DataStatistics& s, const s
                        [&](const RotationAgreement& a) { return a.rotation == r && a.pairs >= few && a.r > most; });
   };
   const auto groups = RotationGroups(rotations);
+  // Of groups of one size merged data may refute none, as those of 4/m and mmm: they are complete in the right one.
+  bool merged = false;
   const auto largest = [&](double most) {
     const std::vector<Rotation>* best = &groups.front();
+    double covered = 0.0;
     for (const auto& g : groups) {
-      if (g.size() > best->size() &&
-          std::none_of(g.begin(), g.end(), [&](const Rotation& r) { return refuted(r, most); })) {
-        best = &g;
-      }
+      if (g.size() < best->size() || &g == best ||
+          std::any_of(g.begin(), g.end(), [&](const Rotation& r) { return refuted(r, most); }))
+        continue;
+      const bool alike = g.size() == best->size();
+      if (alike && covered == 0.0) covered = Covered(index, LaueSpaceGroup(*best, s.centring));
+      const double own = alike ? Covered(index, LaueSpaceGroup(g, s.centring)) : 0.0;
+      merged = alike;
+      if (alike && own < kMoreComplete * covered) continue;
+      best = &g;
+      covered = own;
     }
     return *best;
   };
   const std::vector<Rotation> laue = largest(limit);
+  if (merged)
+    problem.notes.push_back(
+        "the data were merged so that several Laue classes fit: that in which they are most complete is taken");
   const std::vector<Rotation> nearly = largest(kTwinLimit);
   if (nearly.size() > laue.size()) {
     problem.notes.push_back(Printf(
@@ -156,11 +186,8 @@ void Normalise(const Metric& metric, DataStatistics& s) {
   const double limit = PhasingLimit(merged, s2);
   const auto n = static_cast<size_t>(std::upper_bound(s2.begin(), s2.end(), limit * 1.0001) - s2.begin());
   std::vector<double> weight(n + 1, 0.0), weighted(n + 1, 0.0), amplitude(n);
-  const size_t order = s.laueGroup.pointOperators.size();
   for (size_t i = 0; i < n; ++i) {
-    size_t same = 0;
-    for (const SymmetryOperator& op : s.laueGroup.pointOperators) same += op.ApplyToIndices(merged[i].h) == merged[i].h;
-    const double m = static_cast<double>(order) / static_cast<double>(std::max<size_t>(1, same));
+    const double m = OrbitSize(s.laueGroup, merged[i].h);
     amplitude[i] = AmplitudeOf(merged[i]);
     weight[i + 1] = weight[i] + m;
     weighted[i + 1] = weighted[i] + m * amplitude[i] * amplitude[i];
@@ -182,11 +209,7 @@ void Normalise(const Metric& metric, DataStatistics& s) {
 
 double Completeness(const Metric& metric, const DataStatistics& s) {
   double measured = 0.0;
-  for (const NormalisedReflection& r : s.normalised) {
-    size_t same = 0;
-    for (const SymmetryOperator& op : s.laueGroup.pointOperators) same += op.ApplyToIndices(r.h) == r.h;
-    measured += static_cast<double>(s.laueGroup.pointOperators.size()) / static_cast<double>(std::max<size_t>(1, same));
-  }
+  for (const NormalisedReflection& r : s.normalised) measured += OrbitSize(s.laueGroup, r.h);
   const double expected = 4.0 / 3.0 * std::numbers::pi * metric.volume / std::pow(s.dPhasing, 3) /
                           static_cast<double>(s.centring.points.size());
   return measured / expected;

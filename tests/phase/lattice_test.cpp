@@ -182,5 +182,28 @@ TEST(Statistics, LatticeLaueClassAndGapsAreSaid) {
   EXPECT_NE(sentence.find("unique reflections are left"), std::string::npos);
 }
 
+TEST(Statistics, MergedDataAreOfTheClassInWhichTheyAreComplete) {
+  // An octant of a tetragonal cell, without the axial plane that a fourfold axis repeats, or with it.
+  for (const bool fourfold : {true, false}) {
+    Problem problem;
+    problem.metric = MakeMetric({8, 8, 11, 90, 90, 90});
+    std::mt19937 random(5);
+    for (int h = 0; h <= 8; ++h)
+      for (int k = 0; k <= 8; ++k)
+        for (int l = 0; l <= 11; ++l) {
+          if (h + k + l == 0 || (fourfold && k == 0 && h > 0)) continue;
+          problem.reflections.push_back({{h, k, l}, static_cast<double>(random() % 1000), 5.0, 1});
+        }
+    DataStatistics s;
+    std::string sentence;
+    ASSERT_TRUE(AnalyseData(problem, {}, s, sentence)) << sentence;
+    EXPECT_EQ(s.laue.size(), 4u);
+    const Rotation quarter{{{0, -1, 0}, {1, 0, 0}, {0, 0, 1}}};
+    EXPECT_EQ(std::ranges::count(s.laue, quarter), fourfold ? 1 : 0);
+    ASSERT_FALSE(problem.notes.empty());
+    EXPECT_EQ(problem.notes[0].find("several Laue classes fit") != std::string::npos, fourfold);
+  }
+}
+
 }  // namespace
 }  // namespace marvik::phase
