@@ -341,7 +341,7 @@ void Model::Recycle(double weakest) {
   const auto count = static_cast<size_t>(std::min(2000.0, 2.5 * expected_ + 20.0));
   const double limit = 1.15 * expected_;
   const double u = structure.sites[0].u[0];
-  for (const Peak& peak : FindPeaks(structure, map, count, false)) {
+  for (const Peak& peak : FindPeaks(structure, map, count, false, PeakPlaces::Parabola)) {
     if (peak.height < 0.35 * reference || Weight() >= limit || structure.sites.size() >= kMostSites) break;
     if (peak.distance < kClosestAtoms) continue;
     Site site;
@@ -375,7 +375,7 @@ void Model::BuildFromPhases(const std::vector<AveragedReflection>& phases) {
   const DensityMap density = MakeMap(structure, observations, map, MapKind::Observed);
   const double limit = 1.15 * expected_;
   const auto count = static_cast<size_t>(std::min(2000.0, 2.5 * expected_ + 20.0));
-  SetSites(FindPeaks(structure, density, count, false), limit);
+  SetSites(FindPeaks(structure, density, count, false, PeakPlaces::Parabola), limit);
   if (structure.sites.empty()) return;
   Freedom freedom;
   freedom.occupancies = true;
@@ -446,7 +446,7 @@ int Model::AddPeaks(double least, double room) {
   const double limit = std::max(least, 5.0 * map.sigma);
   int added = 0;
   const int light = LightScatterer(problem_);
-  for (const Peak& peak : FindPeaks(structure, map, static_cast<size_t>(room) + 5, false)) {
+  for (const Peak& peak : FindPeaks(structure, map, static_cast<size_t>(room) + 5, false, PeakPlaces::Parabola)) {
     if (peak.height < limit || added >= room) break;
     if (peak.distance < 1.1 || peak.distance > 4.0) continue;
     Site site;

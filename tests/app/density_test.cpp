@@ -105,20 +105,6 @@ TEST_F(DensityTest, AMapOfARealStructureIsDrawnInEveryFormat) {
   EXPECT_EQ(bench.history.UndoName(), "");
 }
 
-// The result file holds the peaks that the refinement program found.
-TEST_F(DensityTest, PeaksAreThoseOfTheRefinement) {
-  if (!OpenReal("plain_p21c")) GTEST_SKIP() << "no real data";
-  const DataDensity data = DensityFromData(bench.document, folder / "real.hkl", MapKind::Difference, 20);
-  ASSERT_TRUE(data.map) << data.problem;
-  const AtomRecord* highest = nullptr;
-  for (const AtomRecord* atom : Atoms(bench.document.atoms))
-    if (atom->IsPeak() && (!highest || atom->peakHeight > highest->peakHeight)) highest = atom;
-  ASSERT_TRUE(highest);
-  EXPECT_NEAR(data.peaks.front().height, highest->peakHeight, 0.1 * highest->peakHeight);
-  ASSERT_FALSE(data.peaks.front().nearest.empty());
-  EXPECT_LT(data.holes.front().height, 0.0);
-}
-
 // Acetonitrile on a threefold axis, two molecules of 22 electrons in the cell, taken out of a published model.
 TEST_F(DensityTest, AMaskHoldsTheElectronsOfThePublishedSolvent) {
   for (const char* wrong : {"prob=1", "probe=0", "grid=x", "off"})

@@ -245,6 +245,12 @@ bool PrepareSession(Session& s, const std::vector<Reflection>& raw, const LineSi
 }
 
 DensityMap MapOf(const Session& s, MapKind kind, double step) {
+  // So fine that what lies between the points follows from them, in maps of short waves too.
+  constexpr double kPointsPerWave = 3.6;
+  double longest = 0.0;
+  for (const Miller& h : s.observations.indices[0])
+    longest = std::max(longest, s.structure.metric.SinThetaSquared(h[0], h[1], h[2]));
+  if (longest > 0.0) step = std::min(step, 0.5 / std::sqrt(longest) / kPointsPerWave);
   const std::vector<int> omitted = OmittedSites(s);
   if (omitted.empty()) return MakeMap(s.structure, s.observations, s.result.calculated, kind, step);
   Structure without = s.structure;

@@ -17,88 +17,10 @@ size_t Wrap(long i, size_t n) {
   return static_cast<size_t>(((i % m) + m) % m);
 }
 
-// Vertex of the parabola through three equidistant values: offset in steps, within ±1/2.
-double Vertex(double a, double b, double c) {
-  const double curvature = a - 2.0 * b + c;
-  if (curvature >= 0.0) return 0.0;
-  return std::clamp(0.5 * (a - c) / curvature, -0.5, 0.5);
-}
-
 bool Holds(const std::array<size_t, 3>& size, const Miller& h) {
   for (size_t i = 0; i < 3; ++i)
     if (2 * static_cast<size_t>(std::abs(h[i])) >= size[i]) return false;
   return true;
-}
-
-struct Maximum {
-  Fractional x;
-  double height;
-};
-
-std::vector<Maximum> LocalMaxima(const DensityMap& map, double sign) {
-  std::vector<Maximum> found;
-  const auto [n1, n2, n3] = map.size;
-  const double least = 1.5 * map.sigma;
-  for (long i = 0; i < static_cast<long>(n1); ++i) {
-    for (long j = 0; j < static_cast<long>(n2); ++j) {
-      for (long k = 0; k < static_cast<long>(n3); ++k) {
-        const double v = sign * map.At(i, j, k);
-        if (v < least) continue;
-        bool top = true;
-        for (int n = 0; n < 27 && top; ++n) {
-          if (n == 13) continue;
-          const double other = sign * map.At(i + n / 9 - 1, j + n / 3 % 3 - 1, k + n % 3 - 1);
-          top = n < 13 ? other < v : other <= v;
-        }
-        if (!top) continue;
-        const double x0 = sign * map.At(i - 1, j, k), x1 = sign * map.At(i + 1, j, k);
-        const double y0 = sign * map.At(i, j - 1, k), y1 = sign * map.At(i, j + 1, k);
-        const double z0 = sign * map.At(i, j, k - 1), z1 = sign * map.At(i, j, k + 1);
-        const double dx = Vertex(x0, v, x1), dy = Vertex(y0, v, y1), dz = Vertex(z0, v, z1);
-        const double height = v - 0.25 * ((x0 - x1) * dx + (y0 - y1) * dy + (z0 - z1) * dz);
-        found.push_back({{(static_cast<double>(i) + dx) / static_cast<double>(n1),
-                          (static_cast<double>(j) + dy) / static_cast<double>(n2),
-                          (static_cast<double>(k) + dz) / static_cast<double>(n3)},
-                         height});
-      }
-    }
-  }
-  std::sort(found.begin(), found.end(), [](const Maximum& a, const Maximum& b) { return a.height > b.height; });
-  return found;
-}
-
-double NearestImage(const Metric& metric, const Fractional& image, const Fractional& target, Fractional& moved) {
-  double best = 1e30;
-  Fractional d = image - target;
-  for (int i = 0; i < 3; ++i) d[i] -= std::round(d[i]);
-  for (int n = 0; n < 27; ++n) {
-    const Fractional t{d.x + n / 9 - 1, d.y + n / 3 % 3 - 1, d.z + n % 3 - 1};
-    const double d2 = metric.DistanceSquared(t, {});
-    if (d2 < best) best = d2, moved = target + t;
-  }
-  return std::sqrt(best);
-}
-
-void PlaceNearAtoms(const Structure& structure, Peak& peak) {
-  double best = 1e30;
-  Fractional place = peak.x;
-  int equal = 0;
-  for (const SymmetryOperator& op : structure.group.all) {
-    const Fractional image = op.Apply(peak.x);
-    Fractional moved;
-    if (NearestImage(structure.metric, image, peak.x, moved) < 0.3) ++equal;
-    for (size_t i = 0; i < structure.sites.size(); ++i) {
-      const double d = NearestImage(structure.metric, image, structure.sites[i].x, moved);
-      if (d < best - 1e-6) {
-        best = d;
-        place = moved;
-        peak.nearest = static_cast<int>(i);
-      }
-    }
-  }
-  peak.x = place;
-  peak.distance = best;
-  peak.siteFraction = 1.0 / std::max(1, equal);
 }
 
 double ElectronsPerCell(const Structure& structure) {
@@ -206,6 +128,19 @@ std::vector<std::complex<double>> Analyse(const DensityMap& map, double volume, 
   return out;
 }
 
+namespace {
+
+// What the real density gives of a structure factor: where an operation turns h to -h, F(-h) = conj F(h) fixes the
+// phase but for its sign, and anomalous dispersion moves F off that.
+std::complex<double> WithoutDispersion(const SpaceGroup& group, const Miller& h, const std::complex<double>& f) {
+  for (const SymmetryOperator& op : group.pointOperators)
+    if (op.ApplyToIndices(h) == Miller{-h[0], -h[1], -h[2]})
+      return 0.5 * (f + std::conj(f * std::polar(1.0, -kTurn * op.PhaseShift(h))));
+  return f;
+}
+
+}  // namespace
+
 DensityMap MakeMap(const Structure& structure, const Observations& observations, const Calculated& calculated,
                    MapKind kind, double step) {
   const double observed = kind == MapKind::TwiceObserved ? 2.0 : 1.0;
@@ -213,34 +148,17 @@ DensityMap MakeMap(const Structure& structure, const Observations& observations,
   std::vector<MapCoefficient> terms;
   if (kind != MapKind::Difference) terms.push_back({{}, ElectronsPerCell(structure)});
   for (const auto& [key, mean] : MeanAmplitudes(structure, observations, calculated)) {
-    const std::complex<double> f(calculated.a[mean.first], calculated.b[mean.first]);
+    const Miller& h = observations.indices[0][mean.first];
+    const std::complex<double> f =
+        WithoutDispersion(structure.group, h, {calculated.a[mean.first], calculated.b[mean.first]});
+    if (std::abs(f) < 1e-9) continue;
     // What is weak against its σ says little about the density: the difference from Fc counts by Fc⁴/(Fc⁴ + 4σ²(Fo²)).
     const double difference = (mean.fo - mean.fc) * mean.trust / mean.count;
     const double amplitude = (observed * difference + (observed - subtracted) * mean.fc) / mean.count;
-    terms.push_back({observations.indices[0][mean.first], f / std::abs(f) * amplitude});
+    terms.push_back({h, f / std::abs(f) * amplitude});
   }
   return Synthesise(structure.group, structure.metric.volume,
                     GridSize(structure.metric, structure.group, observations.indices[0], step), terms);
-}
-
-std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, size_t count, bool holes) {
-  std::vector<Peak> peaks;
-  for (const Maximum& m : LocalMaxima(map, holes ? -1.0 : 1.0)) {
-    if (peaks.size() >= count) break;
-    const bool known = std::any_of(peaks.begin(), peaks.end(), [&](const Peak& p) {
-      return std::any_of(structure.group.all.begin(), structure.group.all.end(), [&](const SymmetryOperator& op) {
-        Fractional moved;
-        return NearestImage(structure.metric, op.Apply(m.x), p.x, moved) < 0.35;
-      });
-    });
-    if (known) continue;
-    Peak peak;
-    peak.x = m.x;
-    peak.height = holes ? -m.height : m.height;
-    PlaceNearAtoms(structure, peak);
-    peaks.push_back(peak);
-  }
-  return peaks;
 }
 
 }  // namespace marvik

@@ -55,8 +55,12 @@ struct Peak {
   double distance = 0.0;      // Å to it
 };
 
+// Where the maximum of a map lies: by parabolas through the grid point and its neighbours, up to 0.15 Å and 10 % off,
+// or between the points, where it is the same on every grid that holds the reflections.
+enum class PeakPlaces : uint8_t { Parabola, Between };
 // The highest maxima that are not equivalent by symmetry, each moved to the image nearest to an atom; with `holes` the
 // deepest minima.
-std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, size_t count, bool holes);
+std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, size_t count, bool holes,
+                            PeakPlaces places = PeakPlaces::Between);
 
 }  // namespace marvik
