@@ -84,6 +84,9 @@ std::string FaultOf(const Document& document, const std::vector<AtomRecord*>& at
     return Printf("%s needs at least %zu atoms, and %zu are chosen.", kind.keyword, kind.least, atoms.size());
   if (atoms.size() % kind.together != 0)
     return Printf("%s takes pairs of atoms, and %zu are chosen.", kind.keyword, atoms.size());
+  for (size_t i = 0; i < atoms.size(); ++i)  // a pair may share an atom with another
+    for (size_t j = i + 1; j < (kind.together == 2 ? i / 2 * 2 + 2 : atoms.size()); ++j)
+      if (atoms[i] == atoms[j]) return atoms[i]->name + " is chosen twice.";
   if (kind.keyword != std::string_view("CHIV")) return {};
   for (const AtomRecord* atom : atoms) {
     const auto bonded = BondedAtoms(document, *atom);
