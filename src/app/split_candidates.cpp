@@ -104,23 +104,42 @@ std::optional<double> TrySplits(const Document& document, std::vector<SplitCandi
   return now;
 }
 
+std::string TriesText(std::optional<double> now) {
+  if (!now) return "What R1 would become is not known: that takes reflections beside a model that can be refined.";
+  return Printf(
+      "R1 is %.4f after %d cycles as it stands; the last column is that after a split of the atom "
+      "alone and as many.",
+      *now, kCycles);
+}
+
+std::vector<std::vector<std::string>> CandidateTable(const std::vector<SplitCandidate>& candidates) {
+  std::vector<std::vector<std::string>> rows{{"Atom", "U3/U2", "Spread/Å", "Peak", "Along bond/Å²", "R1"}};
+  for (const SplitCandidate& c : candidates)
+    rows.push_back({c.name, Printf("%.1f", c.ratio), Printf("%.2f", c.spread),
+                    c.peak > 0.0 ? Printf("%.2f", c.peak) : "",
+                    c.hirshfeld > kRigidLimit ? Printf("%.3f", c.hirshfeld) : "", c.r1 ? Printf("%.4f", *c.r1) : ""});
+  return rows;
+}
+
 std::string CandidateText(const std::vector<SplitCandidate>& candidates, std::optional<double> now) {
-  std::string text;
-  if (now)
-    text = Printf(
-        "R1 is %.4f after %d cycles as it stands; the last column is that after a split of the atom "
-        "alone and as many.\n\n",
-        *now, kCycles);
-  ReportTable table({"Atom", "U3/U2", "Spread/Å", "Peak", "Along bond/Å²", "R1"});
-  for (const SplitCandidate& c : candidates) {
-    table.Text(c.name);
-    table.Number(c.ratio, 1);
-    table.Number(c.spread, 2);
-    c.peak > 0.0 ? table.Number(c.peak, 2) : table.Missing();
-    c.hirshfeld > kRigidLimit ? table.Number(c.hirshfeld, 3) : table.Missing();
-    c.r1 ? table.Number(*c.r1, 4) : table.Missing();
+  const auto rows = CandidateTable(candidates);
+  ReportTable table(rows[0]);
+  for (size_t i = 1; i < rows.size(); ++i)
+    for (size_t k = 0; k < rows[i].size(); ++k) rows[i][k].empty() ? table.Missing() : table.Text(rows[i][k]);
+  return TriesText(now) + "\n\n" + table.Aligned();
+}
+
+std::string SplitAsAsked(Document& document, const std::vector<AtomRecord*>& chosen, EditArguments arguments,
+                         UserMessages& messages, EditFault& fault) {
+  const auto isPeak = [](const AtomRecord* atom) { return atom->IsPeak(); };
+  if (!arguments.Find("to") && std::ranges::any_of(chosen, isPeak) && !std::ranges::all_of(chosen, isPeak)) {
+    std::string peaks;
+    for (const AtomRecord* atom : chosen)
+      if (atom->IsPeak()) AppendPrintf(peaks, peaks.empty() ? "#%u" : " #%u", atom->serial);
+    arguments.fields.push_back({"to", peaks});
   }
-  return text + table.Aligned();
+  const auto request = ParseSplit(document, arguments, fault);
+  return request ? SplitAtoms(document, chosen, *request, messages) : fault.text;
 }
 
 }  // namespace marvik

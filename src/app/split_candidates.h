@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/workbench.h"
+#include "edit/edit_fields.h"
 
 namespace marvik {
 
@@ -26,7 +27,15 @@ std::vector<SplitCandidate> FindSplitCandidates(const Document& document);
 // R1 now and, for the first `tries`, after each split alone and four cycles, by the refinement library and the
 // reflections beside the file; nothing where these do not allow it.
 std::optional<double> TrySplits(const Document& document, std::vector<SplitCandidate>& candidates, size_t tries);
-// The list as a table.
+// The list as a table: its headings, then a line of cells for each.
+std::vector<std::vector<std::string>> CandidateTable(const std::vector<SplitCandidate>& candidates);
 std::string CandidateText(const std::vector<SplitCandidate>& candidates, std::optional<double> now);
+// What the last column is, or why it is empty.
+std::string TriesText(std::optional<double> now);
+
+// Splits atoms by the arguments of "split"; peaks among the atoms are where the parts go. A sentence, in `fault` where
+// an argument is wrong, with nothing changed.
+std::string SplitAsAsked(Document& document, const std::vector<AtomRecord*>& chosen, EditArguments arguments,
+                         UserMessages& messages, EditFault& fault);
 
 }  // namespace marvik

@@ -2,7 +2,9 @@
 
 #include <QPainter>
 #include <algorithm>
+#include <unordered_map>
 
+#include "app/split_candidates.h"
 #include "chem/connectivity.h"
 #include "crystal/cell_metric.h"
 #include "ui/drawing_area.h"
@@ -17,8 +19,53 @@ constexpr int kInk = 200;       // of 255
 
 }  // namespace
 
-GhostMarks::GhostMarks(Workbench& bench, DrawingArea& area, std::vector<GroupShape> library)
-    : bench_(bench), area_(area), library_(std::move(library)) {
+GhostPreview FragmentPreview(const Workbench& bench, std::vector<GroupShape> library) {
+  return [&bench, library = std::move(library)](const EditArguments& arguments, std::vector<GhostBall>& balls) {
+    EditFault fault;
+    const auto request = ParseFragment(arguments, fault);
+    if (!request) return ToText(fault.text);
+    const auto shape = std::ranges::find(library, request->fragment, &GroupShape::name);
+    if (shape == library.end()) return GhostMarks::tr("The library has no %1.").arg(ToText(request->fragment));
+    const Document& document = bench.document;
+    const AtomArray& selection = document.atoms.selection;
+    std::string refusal;
+    const auto fit = FitOnAtoms(document, {selection.begin(), selection.end()}, *shape, request->on, refusal);
+    if (!fit) return ToText(refusal);
+    const Metric metric = MakeMetric(document.cell);
+    for (const GroupShape::Member& member : shape->atoms)
+      balls.push_back({document.matrix * metric.ToFractional(fit->fit(member.place)),
+                       &document.elements[ElementTable::ElementFromLabel(member.name)]});
+    return GhostMarks::tr("%1: %2 Å from the chosen atoms").arg(ToText(shape->title)).arg(fit->fit.rms, 0, 'f', 3);
+  };
+}
+
+// The split itself, of a copy: what the preview shows is what OK does.
+GhostPreview SplitPreview(const Workbench& bench) {
+  return [&bench](const EditArguments& arguments, std::vector<GhostBall>& balls) {
+    Document split = bench.document;
+    std::unordered_map<uint32_t, Cartesian> before;
+    for (const AtomRecord* atom : Atoms(split.atoms)) before.emplace(atom->serial, atom->position);
+    std::vector<AtomRecord*> chosen(split.atoms.selection.begin(), split.atoms.selection.end());
+    if (const AtomRecord* picked = bench.PickedAtom()) chosen = {split.atoms.FindSerial(picked->serial)};
+    if (chosen.empty()) return GhostMarks::tr("No atom is selected.");
+    RecordingMessages unheard;
+    EditFault fault;
+    const std::string refusal = SplitAsAsked(split, chosen, arguments, unheard, fault);
+    if (!refusal.empty()) return ToText(refusal);
+    double farthest = 0.0;
+    for (const AtomRecord* atom : Atoms(split.atoms)) {
+      const auto old = before.find(atom->serial);
+      const double moved = old == before.end() ? 1.0 : Distance(old->second, atom->position);
+      if (moved < 1e-6) continue;
+      balls.push_back({atom->position, &bench.document.elements[atom->element->atomicNumber]});
+      if (old != before.end()) farthest = std::max(farthest, moved);
+    }
+    return GhostMarks::tr("%n place(s) of the parts", nullptr, static_cast<int>(balls.size())) +
+           GhostMarks::tr("; the first part goes %1 Å").arg(farthest, 0, 'f', 2);
+  };
+}
+
+GhostMarks::GhostMarks(DrawingArea& area, GhostPreview preview) : area_(area), preview_(std::move(preview)) {
   connect(&area, &DrawingArea::Painted, this, &GhostMarks::Paint);
 }
 
@@ -29,24 +76,7 @@ GhostMarks::~GhostMarks() {
 QString GhostMarks::Show(const EditArguments& arguments) {
   balls_.clear();
   area_.update();
-  EditFault fault;
-  const auto request = ParseFragment(arguments, fault);
-  if (!request) return ToText(fault.text);
-  const auto shape = std::ranges::find(library_, request->fragment, &GroupShape::name);
-  if (shape == library_.end()) return tr("The library has no %1.").arg(ToText(request->fragment));
-  const Document& document = bench_.document;
-  const AtomArray& selection = document.atoms.selection;
-  std::string refusal;
-  const auto fit = FitOnAtoms(document, {selection.begin(), selection.end()}, *shape, request->on, refusal);
-  if (!fit) return ToText(refusal);
-  const Metric metric = MakeMetric(document.cell);
-  for (const GroupShape::Member& member : shape->atoms) {
-    const ElementInfo& element = document.elements[ElementTable::ElementFromLabel(member.name)];
-    balls_.push_back({document.matrix * metric.ToFractional(fit->fit(member.place)),
-                      QColor(RedOf(element.colour), GreenOf(element.colour), BlueOf(element.colour), kInk),
-                      element.bondRadius});
-  }
-  return tr("%1: %2 Å from the chosen atoms").arg(ToText(shape->title)).arg(fit->fit.rms, 0, 'f', 3);
+  return preview_(arguments, balls_);
 }
 
 void GhostMarks::Paint() {
@@ -57,11 +87,12 @@ void GhostMarks::Paint() {
   for (size_t i = 0; i < balls_.size(); ++i)
     for (size_t j = 0; j < i; ++j)
       if (Distance(balls_[i].position, balls_[j].position) <=
-          balls_[i].bondRadius + balls_[j].bondRadius + kBondTolerance)
+          balls_[i].element->bondRadius + balls_[j].element->bondRadius + kBondTolerance)
         painter.drawLine(area_.PlaceOf(balls_[i].position), area_.PlaceOf(balls_[j].position));
   painter.setPen(QPen(outline, 1.0));
-  for (const Ball& ball : balls_) {
-    painter.setBrush(ball.colour);
+  for (const GhostBall& ball : balls_) {
+    const ElementColour colour = ball.element->colour;
+    painter.setBrush(QColor(RedOf(colour), GreenOf(colour), BlueOf(colour), kInk));
     painter.drawEllipse(area_.PlaceOf(ball.position), kBall, kBall);
   }
 }

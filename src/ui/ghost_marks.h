@@ -3,6 +3,7 @@
 #include <QColor>
 #include <QObject>
 #include <QString>
+#include <functional>
 #include <vector>
 
 #include "app/workbench.h"
@@ -13,29 +14,32 @@ namespace marvik {
 
 class DrawingArea;
 
-// Draws a fragment over the picture as it would lie on the selected atoms, for as long as this lives.
+struct GhostBall {
+  Cartesian position;
+  const ElementInfo* element = nullptr;
+};
+// What a command would put into the picture by these arguments; in words what that is, or why there is nothing.
+using GhostPreview = std::function<QString(const EditArguments& arguments, std::vector<GhostBall>& balls)>;
+// A fragment of the library on the selected atoms, and the parts of a split where they are not where the atoms are now.
+GhostPreview FragmentPreview(const Workbench& bench, std::vector<GroupShape> library);
+GhostPreview SplitPreview(const Workbench& bench);
+
+// Draws that over the picture, for as long as this lives.
 class GhostMarks : public QObject {
   Q_OBJECT
 
  public:
-  GhostMarks(Workbench& bench, DrawingArea& area, std::vector<GroupShape> library);
+  GhostMarks(DrawingArea& area, GhostPreview preview);
   ~GhostMarks() override;
 
-  // By the arguments of the command; in words how well it fits, or why it does not.
   QString Show(const EditArguments& arguments);
 
  private:
-  struct Ball {
-    Cartesian position;
-    QColor colour;
-    double bondRadius;  // Å
-  };
   void Paint();
 
-  Workbench& bench_;
   DrawingArea& area_;
-  const std::vector<GroupShape> library_;
-  std::vector<Ball> balls_;
+  const GhostPreview preview_;
+  std::vector<GhostBall> balls_;
 };
 
 }  // namespace marvik

@@ -435,9 +435,11 @@ std::optional<std::string> MainWindow::AskArgument(int id) {
       std::vector<std::string> faults;
       std::vector<GroupShape> library = FragmentLibrary(faults);
       for (const GroupShape& shape : library) extras.lists["fragment"] << ToText(shape.name);
-      ghost = std::make_unique<GhostMarks>(bench_, *area_, std::move(library));
-      extras.preview = [&ghost](const EditArguments& entered) { return ghost->Show(entered); };
+      ghost = std::make_unique<GhostMarks>(*area_, FragmentPreview(bench_, std::move(library)));
+    } else if (id == kSplitCommand) {
+      ghost = std::make_unique<GhostMarks>(*area_, SplitPreview(bench_));
     }
+    if (ghost) extras.preview = [&ghost](const EditArguments& entered) { return ghost->Show(entered); };
     const auto text = AskFields(this, *row, ToBytes(remembered), false, extras);
     if (text) remembered = ToText(*text);
     return text;

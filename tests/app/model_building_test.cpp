@@ -2,8 +2,10 @@
 #include "app/measures.h"
 #include "app/open_save.h"
 #include "app/picture/picture_output.h"
+#include "app/refinement/solve_flow.h"
 #include "app/split_candidates.h"
 #include "edit/part_list.h"
+#include "files/res/writer.h"
 
 #include "bench_fixture.h"
 
@@ -209,6 +211,32 @@ TEST_F(ModelBuilding, CandidatesForASplitAreThoseWithAReason) {
   EXPECT_FALSE(candidates[0].r1) << "there are no reflections";
   EXPECT_EQ(Run("split", candidates[0].split), Outcome::Changed);
   EXPECT_NEAR(Atom("O1A")->fract.z, 0.87, 1e-9);
+}
+
+// In the window each stands in the picture while it is marked, and nothing of that stays.
+TEST_F(ModelBuilding, ACandidateIsSeenBeforeItIsTaken) {
+  const auto written = [&] {
+    std::string text;
+    EXPECT_TRUE(ComposeInstructionText(bench.document, text, messages));
+    return text;
+  };
+  const std::string before = written();
+  std::optional<size_t> answer;
+  bench.hooks.chooseModel = [&](const FoundModels& found, const std::function<void(size_t)>& show) {
+    EXPECT_EQ(found.rows.at(0).cells.at(0), "O1");
+    for (int twice = 0; twice < 2; ++twice) show(0);
+    EXPECT_TRUE(Atom("O1A") && Atom("O1A")->part == 2 && !Atom("O1B"));
+    return answer;
+  };
+  EXPECT_EQ(Run("split-candidates", "0"), Outcome::Cancelled);
+  EXPECT_EQ(written(), before);
+  EXPECT_EQ(bench.history.UndoName(), "");
+  EXPECT_FALSE(bench.modified);
+  answer = 0;
+  EXPECT_EQ(Run("split-candidates", "0"), Outcome::Changed);
+  EXPECT_EQ(bench.history.Levels(), 1u);
+  RunCommand(bench, kUndoCommand);
+  EXPECT_EQ(written(), before);
 }
 
 }  // namespace

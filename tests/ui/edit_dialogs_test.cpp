@@ -214,6 +214,25 @@ TEST_F(EditDialogsTest, AFragmentIsSeenBeforeItIsPut) {
   EXPECT_EQ(area->grab().toImage(), before);
 }
 
+TEST_F(EditDialogsTest, ThePartsOfASplitAreSeenBeforeItIsDone) {
+  window->Run(kSelectAtomsCommand, "C1");
+  const QImage before = area->grab().toImage();
+  QImage first;
+  robot.Next([&](QWidget& dialog) {
+    Type(dialog, "about", "C2");
+    first = area->grab().toImage();
+    EXPECT_NE(first, before);
+    Type(dialog, "about", "Q1");
+    EXPECT_NE(area->grab().toImage(), first);
+    Type(dialog, "about", "X9");
+    EXPECT_EQ(area->grab().toImage(), before);
+    EXPECT_EQ(bench.history.UndoName(), "");
+    static_cast<QDialog&>(dialog).reject();
+  });
+  EXPECT_EQ(window->Run(kSplitCommand), Outcome::Cancelled);
+  EXPECT_EQ(area->grab().toImage(), before);
+}
+
 TEST_F(EditDialogsTest, EveryDialogOfACommandHasItsOwnLetters) {
   int opened = 0;
   for (const CommandRow& row : CommandTable()) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "app/beside.h"
+#include "app/refinement/solve_flow.h"
 #include "app/split_candidates.h"
 #include "base/numbers.h"
 #include "edit/edit_part.h"
@@ -16,6 +17,7 @@ namespace marvik {
 namespace {
 
 constexpr char kSplit[] = "Split";
+constexpr char kCandidates[] = "Atoms That May Be Split";
 constexpr char kJoin[] = "Join";
 constexpr char kPaste[] = "Paste Atoms";
 
@@ -30,24 +32,15 @@ Outcome ShowList(Workbench& bench, const std::string& title, const std::string& 
   return Outcome::Done;
 }
 
-// Peaks that are chosen with the atoms are where the parts go.
 Outcome SplitHandler(Workbench& bench, const CommandCall& call) {
   const auto text = TextOf(bench, call);
   if (!text) return Outcome::Cancelled;
-  EditArguments arguments = SplitEditArguments(*text);
-  auto atoms = AtomsToEdit(bench, arguments.atoms, arguments.atoms.empty() && bench.PickedAtom());
+  const EditArguments arguments = SplitEditArguments(*text);
+  const auto atoms = AtomsToEdit(bench, arguments.atoms, arguments.atoms.empty() && bench.PickedAtom());
   if (atoms.empty()) return Outcome::Failed;
-  const auto isPeak = [](const AtomRecord* atom) { return atom->IsPeak(); };
-  if (!arguments.Find("to") && std::ranges::any_of(atoms, isPeak) && !std::ranges::all_of(atoms, isPeak)) {
-    std::string peaks;
-    for (const AtomRecord* atom : atoms)
-      if (atom->IsPeak()) peaks += (peaks.empty() ? "#" : " #") + std::to_string(atom->serial);
-    arguments.fields.push_back({"to", peaks});
-  }
   EditFault fault;
-  const auto request = ParseSplit(bench.document, arguments, fault);
-  if (!request) return RefuseField(bench, fault);
-  const std::string refusal = SplitAtoms(bench.document, atoms, *request, bench.messages);
+  const std::string refusal = SplitAsAsked(bench.document, atoms, arguments, bench.messages, fault);
+  if (fault) return RefuseField(bench, fault);
   if (!refusal.empty()) return Refuse(bench, kSplit, refusal);
   bench.ConnectAndReframe();
   return Outcome::Changed;
@@ -93,6 +86,40 @@ Outcome PasteAtomsHandler(Workbench& bench, const CommandCall& call) {
   return Outcome::Changed;
 }
 
+namespace {
+
+// The window shows the model as each split would leave it, and the first of the list until another is marked. What is
+// taken is done as "split" does it, and undone like that.
+Outcome ChooseSplit(Workbench& bench, const std::vector<SplitCandidate>& candidates, std::optional<double> now) {
+  FoundModels found;
+  found.title = kCandidates;
+  found.accept = "&Split";
+  found.notes = TriesText(now);
+  const auto table = CandidateTable(candidates);
+  found.headings = table[0];
+  for (size_t i = 1; i < table.size(); ++i) found.rows.push_back({{}, table[i]});
+  const Document before = bench.document;
+  const auto putBack = [&] {
+    bench.document = before;
+    bench.ClearPick();
+  };
+  const auto show = [&](size_t row) {
+    putBack();
+    const EditArguments arguments = SplitEditArguments(candidates[row].split);
+    RecordingMessages unheard;
+    EditFault fault;
+    if (AtomRecord* atom = bench.document.atoms.FindSerial(candidates[row].atom))
+      SplitAsAsked(bench.document, {atom}, arguments, unheard, fault);
+    bench.RefreshAfterStructureChange(false);
+  };
+  const auto chosen = bench.hooks.chooseModel(found, show);
+  putBack();
+  bench.RefreshAfterStructureChange(false);
+  return chosen ? RunCommand(bench, kSplitCommand, candidates[*chosen].split) : Outcome::Cancelled;
+}
+
+}  // namespace
+
 // "5": for so many of the list R1 is worked out; without a number for three.
 Outcome SplitCandidatesHandler(Workbench& bench, const CommandCall& call) {
   constexpr FieldRange kTries{"tries", "Tries", 0.0, 100.0};
@@ -102,15 +129,23 @@ Outcome SplitCandidatesHandler(Workbench& bench, const CommandCall& call) {
   const std::vector<SplitCandidate> candidates = FindSplitCandidates(bench.document);
   if (candidates.empty())
     return Refuse(bench, kSplit, "No atom looks split: none is long, has a peak beside it, or moves along a bond.");
+  struct Tried {
+    std::vector<SplitCandidate> candidates;
+    std::optional<double> now;
+  };
   const auto document = std::make_shared<const Document>(bench.document);
   return DoBeside(
       bench, "Splits are being tried",
       [document, candidates, tries] {
-        std::vector<SplitCandidate> tried = candidates;
-        const auto now = tries > 0 ? TrySplits(*document, tried, static_cast<size_t>(tries)) : std::nullopt;
-        return CandidateText(tried, now);
+        Tried tried{candidates, {}};
+        if (tries > 0) tried.now = TrySplits(*document, tried.candidates, static_cast<size_t>(tries));
+        return tried;
       },
-      [&bench](const std::string& text) { return ShowList(bench, "Atoms That May Be Split", text); });
+      [&bench, changes = bench.changes](const Tried& tried) {
+        const bool mayChoose = bench.hooks.chooseModel && bench.changes == changes && !bench.refining;
+        if (mayChoose) return ChooseSplit(bench, tried.candidates, tried.now);
+        return ShowList(bench, kCandidates, CandidateText(tried.candidates, tried.now));
+      });
 }
 
 // "2" shows the second alternative of every disorder alone, "all" every one, "next" the next one, then all.

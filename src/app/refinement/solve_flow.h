@@ -9,10 +9,10 @@
 
 namespace marvik {
 
-// What a solution or completion found: a line for each model, the cells under the headings.
+// What a solution or completion found, or other models to choose from: a line for each, the cells under the headings.
 struct FoundModels {
   struct Row {
-    std::string path;  // of the instruction file
+    std::string path;  // of the instruction file, where there is one
     std::vector<std::string> cells;
     std::string Cell(const FoundModels& of, std::string_view heading) const;
   };
@@ -20,6 +20,8 @@ struct FoundModels {
   std::vector<Row> rows;
   size_t proposed = 0;  // the row to take unless the user wants another
   std::string notes;    // what the program said about the data and the model
+  std::string title = "Models Found";
+  std::string accept = "&Take This Model";
 };
 // The table that marvik-solve writes.
 FoundModels ReadFoundModels(std::string_view table);

@@ -15,7 +15,7 @@ namespace marvik {
 FoundModelsDialog::FoundModelsDialog(QWidget* parentWidget, const FoundModels& found,
                                      std::function<void(size_t row)> show)
     : QDialog(parentWidget) {
-  setWindowTitle(tr("Models Found"));
+  setWindowTitle(Translated(found.title.c_str()));
   setObjectName(QStringLiteral("models"));
   table_ = new QTreeWidget;
   table_->setObjectName(QStringLiteral("models"));
@@ -45,7 +45,7 @@ FoundModelsDialog::FoundModelsDialog(QWidget* parentWidget, const FoundModels& f
   notes->setMaximumHeight(fontMetrics().height() * 4);
   notes->setVisible(!found.notes.empty());
   auto* buttons = new QDialogButtonBox(this);
-  buttons->addButton(tr("&Take This Model"), QDialogButtonBox::AcceptRole)->setDefault(true);
+  buttons->addButton(Translated(found.accept.c_str()), QDialogButtonBox::AcceptRole)->setDefault(true);
   buttons->addButton(tr("&Discard"), QDialogButtonBox::RejectRole);
   connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
   connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
