@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <unordered_map>
 
 #include "app/measures.h"
 #include "check/model_trials.h"
 #include "draw/renderer/figure_faces.h"
 #include "language/atom_names.h"
+#include "language/residues.h"
 #include "language/tokenizer.h"
 
 namespace marvik {
@@ -69,13 +71,16 @@ void AddGroups(const Workbench& bench, FigureMarks& marks) {
 
 void AddStrains(const Document& document, FigureMarks& marks) {
   std::string problem;
+  std::unordered_map<std::string, const AtomRecord*> byName;
+  for (const AtomRecord* atom : Atoms(document.atoms)) byName.emplace(QualifiedName(document, *atom), atom);
   for (const RestraintLine& line : RestraintsAsTheyAre(document, problem)) {
     FigureMarks::Strain mark{{}, std::fabs(line.value - line.target) / line.sigma};
     std::vector<std::string_view> names;
     SplitWords(line.atoms, names);
     bool shown = true;
     for (const std::string_view name : names) {
-      const AtomRecord* atom = FindAtomByText(document, name);
+      const auto known = byName.find(std::string(name));
+      const AtomRecord* atom = known != byName.end() ? known->second : FindAtomByText(document, name);
       shown = shown && atom && document.atoms.Passes(atom, kVisibleOnly);
       if (shown && std::ranges::find(mark.atoms, atom) == mark.atoms.end()) mark.atoms.push_back(atom);
     }

@@ -1,7 +1,10 @@
 #include "ui/contact_stubs.h"
 
 #include <QPainter>
+#include <QPointer>
+#include <memory>
 
+#include "app/beside.h"
 #include "base/numbers.h"
 #include "draw/renderer/look.h"
 #include "ui/drawing_area.h"
@@ -11,6 +14,7 @@ namespace {
 
 constexpr double kRing = 6.0;  // radius, nominal pixels
 constexpr size_t kMostStubs = 2000;
+constexpr size_t kManyAtoms = 2000;  // whose contacts are looked for beside the window
 
 }  // namespace
 
@@ -18,18 +22,36 @@ ContactStubs::ContactStubs(Workbench& bench, DrawingArea& area) : QObject(&area)
   connect(&area, &DrawingArea::Painted, this, &ContactStubs::Paint);
 }
 
+std::vector<ContactStubs::Stub> ContactStubs::StubsOf(const Document& document, bool hydrogenBonds,
+                                                      bool shortContacts) {
+  std::vector<Stub> stubs;
+  for (const HangingContact& contact : HangingContacts(document, hydrogenBonds, shortContacts, kMostStubs))
+    stubs.push_back(
+        {contact.from->position, contact.place, contact.source->serial, contact.symmetryCode, contact.hydrogenBond});
+  return stubs;
+}
+
 void ContactStubs::Update() {
-  const FigureChoices& figure = bench_.figure;
-  size_t shown = figure.hydrogenBonds + 2 * figure.shortContacts;
-  for (const AtomRecord* atom : Atoms(bench_.document.atoms, kVisibleOnly)) shown = shown * 31 + atom->serial;
+  const bool bonds = bench_.figure.hydrogenBonds, contacts = bench_.figure.shortContacts;
+  size_t shown = bonds + 2 * contacts, count = 0;
+  for (const AtomRecord* atom : Atoms(bench_.document.atoms, kVisibleOnly)) shown = shown * 31 + atom->serial, ++count;
   if (!seen_.IsLate(bench_) && shown == shown_) return;
   shown_ = shown;
   stubs_.clear();
-  if (!figure.hydrogenBonds && !figure.shortContacts) return;
-  for (const HangingContact& contact :
-       HangingContacts(bench_.document, figure.hydrogenBonds, figure.shortContacts, kMostStubs))
-    stubs_.push_back(
-        {contact.from->position, contact.place, contact.source->serial, contact.symmetryCode, contact.hydrogenBond});
+  if (!bonds && !contacts) return;
+  if (count < kManyAtoms) {
+    stubs_ = StubsOf(bench_.document, bonds, contacts);
+    return;
+  }
+  const auto document = std::make_shared<const Document>(bench_.document);
+  DoBeside(
+      bench_, "Contacts are being looked for", [=] { return StubsOf(*document, bonds, contacts); },
+      [self = QPointer(this), shown, changes = seen_.changes](std::vector<Stub> found) {
+        if (!self || self->shown_ != shown || self->seen_.changes != changes) return Outcome::Done;
+        self->stubs_ = std::move(found);
+        self->area_.update();
+        return Outcome::Done;
+      });
 }
 
 bool ContactStubs::IsShown(const Stub& stub) const {

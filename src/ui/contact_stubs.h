@@ -31,6 +31,7 @@ class ContactStubs : public QObject {
     int32_t symmetryCode;
     bool hydrogenBond;
   };
+  static std::vector<Stub> StubsOf(const Document& document, bool hydrogenBonds, bool shortContacts);
   bool IsShown(const Stub& stub) const;
   void Update();
   void Paint();

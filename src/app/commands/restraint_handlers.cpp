@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <memory>
 #include <numeric>
 
+#include "app/beside.h"
 #include "app/commands/model_handlers.h"
 #include "app/measures.h"
 #include "base/numbers.h"
@@ -45,6 +47,13 @@ std::string ListOf(const Document& document, const std::vector<size_t>& places) 
   return (problem.empty() ? "" : "The model cannot be refined: " + problem + "\n\n") + table.Aligned();
 }
 
+Outcome List(Workbench& bench, const std::vector<size_t>& places) {
+  const auto document = std::make_shared<const Document>(bench.document);
+  return DoBeside(
+      bench, "The restraints are being worked out", [document, places] { return ListOf(*document, places); },
+      [&bench](const std::string& text) { return ShowList(bench, kCaption, text); });
+}
+
 }  // namespace
 
 std::vector<AtomRecord*> AtomsInOrder(Workbench& bench, const std::string& names) {
@@ -84,7 +93,7 @@ Outcome RestraintsHandler(Workbench& bench, const CommandCall&) {
   std::vector<size_t> all(RestraintTexts(bench.document).size());
   std::iota(all.begin(), all.end(), 0);
   if (all.empty()) return Refuse(bench, kCaption, "There are no restraints.");
-  return ShowList(bench, kCaption, ListOf(bench.document, all));
+  return List(bench, all);
 }
 
 Outcome RestraintsHereHandler(Workbench& bench, const CommandCall& call) {
@@ -92,7 +101,7 @@ Outcome RestraintsHereHandler(Workbench& bench, const CommandCall& call) {
   if (atoms.empty()) return Outcome::Failed;
   const auto places = RestraintsOn(bench.document, {atoms.begin(), atoms.end()});
   if (places.empty()) return Refuse(bench, kCaption, "Nothing restrains " + atoms.front()->name + ".");
-  return ShowList(bench, kCaption, ListOf(bench.document, places));
+  return List(bench, places);
 }
 
 Outcome EditRestraintHandler(Workbench& bench, const CommandCall& call) {

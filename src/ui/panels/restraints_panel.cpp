@@ -1,14 +1,15 @@
 #include "ui/panels/restraints_panel.h"
 
 #include <QLabel>
+#include <QPointer>
 #include <QPushButton>
 #include <QScopedValueRollback>
 #include <QShortcut>
 #include <QTreeWidget>
 #include <QVBoxLayout>
-#include <map>
+#include <memory>
 
-#include "check/model_trials.h"
+#include "app/beside.h"
 #include "edit/edit_restraint.h"
 #include "language/instruction.h"
 #include "ui/text.h"
@@ -62,6 +63,7 @@ RestraintsPanel::RestraintsPanel(Workbench& bench, CommandRunner run) : bench_(b
     if ((column == kTargetColumn && numbers.hasTarget) || (column == kSigmaColumn && numbers.hasSigma))
       list_->editItem(restraint, column);
   });
+  connect(list_, &QTreeWidget::itemExpanded, this, &RestraintsPanel::AddLines);
   connect(list_, &QTreeWidget::itemChanged, this, &RestraintsPanel::Edit);
 }
 
@@ -70,37 +72,67 @@ void RestraintsPanel::Follow() {
   changes_ = bench_.changes;
   state_ = bench_.history.State();
   file_ = bench_.document.CurrentFile;
+  constexpr int kManyAtoms = 1000;  // whose restraints are worked out beside the window
+  int atoms = 0;
+  for ([[maybe_unused]] const AtomRecord* atom : Atoms(bench_.document.atoms)) ++atoms;
+  if (atoms < kManyAtoms || RestraintTexts(bench_.document).empty()) return Show(Work(bench_.document));
+  const auto document = std::make_shared<const Document>(bench_.document);
+  DoBeside(
+      bench_, "The panel's restraints are being worked out", [document] { return Work(*document); },
+      [self = QPointer(this), changes = changes_, state = state_](Worked worked) {
+        if (self && self->changes_ == changes && self->state_ == state) self->Show(std::move(worked));
+        return Outcome::Done;
+      });
+}
+
+RestraintsPanel::Worked RestraintsPanel::Work(const Document& document) {
+  Worked worked;
+  worked.texts = RestraintTexts(document);
+  if (worked.texts.empty()) return worked;
+  for (RestraintLine& line : RestraintsAsTheyAre(document, worked.problem, &worked.notes))
+    worked.lines[line.instruction].push_back(std::move(line));
+  return worked;
+}
+
+void RestraintsPanel::Show(Worked worked) {
+  constexpr size_t kManyLines = 2000;  // that are put there when they are unfolded
+  shown_ = std::move(worked);
   const QScopedValueRollback filling(filling_, true);
-  std::string problem;
-  std::vector<std::string> notes;
-  std::map<std::string, std::vector<RestraintLine>> lines;
-  const std::vector<std::string> texts = RestraintTexts(bench_.document);
-  if (!texts.empty())
-    for (RestraintLine& line : RestraintsAsTheyAre(bench_.document, problem, &notes))
-      lines[line.instruction].push_back(std::move(line));
-  problem_->setText(problem.empty() ? QString() : tr("No χ²: %1").arg(ToText(problem)));
-  problem_->setVisible(!problem.empty());
+  problem_->setText(shown_.problem.empty() ? QString() : tr("No χ²: %1").arg(ToText(shown_.problem)));
+  problem_->setVisible(!shown_.problem.empty());
   list_->clear();
-  for (const std::string& text : texts) {
-    auto* item = new QTreeWidgetItem(list_);
+  size_t count = 0;
+  for (const auto& [text, lines] : shown_.lines) count += lines.size();
+  QList<QTreeWidgetItem*> items;
+  for (const std::string& text : shown_.texts) {
+    auto* item = items.emplaceBack(new QTreeWidgetItem);
     item->setText(0, ToText(text));
     item->setFlags(item->flags() | Qt::ItemIsEditable);
     const RestraintNumbers numbers = NumbersOf(text);
     if (numbers.target) item->setText(kTargetColumn, ToText(FieldText(*numbers.target, 4)));
     if (numbers.sigma) item->setText(kSigmaColumn, ToText(FieldText(*numbers.sigma, 5)));
+    const std::vector<RestraintLine>& lines = shown_.lines[text];
     double chi2 = 0.0;
-    for (const RestraintLine& line : lines[text]) {
-      item->addChild(LineItem(line));
-      chi2 += line.chi2;
-    }
-    if (!lines[text].empty()) {
+    for (const RestraintLine& line : lines) chi2 += line.chi2;
+    if (!lines.empty()) {
       item->setText(1, QString::number(chi2, 'f', 2));
-    } else if (problem.empty()) {
+      if (count < kManyLines) AddLines(item);
+      item->setChildIndicatorPolicy(QTreeWidgetItem::ShowIndicator);
+    } else if (shown_.problem.empty()) {
       item->setText(1, tr("none"));
-      item->setToolTip(1, ToText(WhyWithoutCost(text, notes)));
+      item->setToolTip(1, ToText(WhyWithoutCost(text, shown_.notes)));
     }
   }
+  list_->addTopLevelItems(items);
   for (int column = 1; column < 5; ++column) list_->resizeColumnToContents(column);
+}
+
+void RestraintsPanel::AddLines(QTreeWidgetItem* item) const {
+  const auto lines = shown_.lines.find(ToBytes(item->text(0)));
+  if (item->parent() || item->childCount() > 0 || lines == shown_.lines.end()) return;
+  QList<QTreeWidgetItem*> children;
+  for (const RestraintLine& line : lines->second) children << LineItem(line);
+  item->addChildren(children);
 }
 
 // Names as instructions have them are names of the selection too, but for images and ranges.

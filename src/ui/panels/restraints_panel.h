@@ -1,5 +1,8 @@
 #pragma once
 
+#include <map>
+
+#include "check/model_trials.h"
 #include "ui/panels/panel_set.h"
 
 class QLabel;
@@ -18,6 +21,15 @@ class RestraintsPanel : public Panel {
   void Follow() override;
 
  private:
+  // The instructions, what they hold, and what stands against that.
+  struct Worked {
+    std::vector<std::string> texts, notes;
+    std::map<std::string, std::vector<RestraintLine>> lines;
+    std::string problem;
+  };
+  static Worked Work(const Document& document);
+  void Show(Worked worked);
+  void AddLines(QTreeWidgetItem* item) const;
   void SelectAtoms(const QTreeWidgetItem* item);
   void Remove();
   void Edit(const QTreeWidgetItem* item, int column);
@@ -26,6 +38,7 @@ class RestraintsPanel : public Panel {
   CommandRunner run_;
   QTreeWidget* list_ = nullptr;
   QLabel* problem_ = nullptr;
+  Worked shown_;
   bool filling_ = false;
   unsigned changes_ = ~0u;
   uint64_t state_ = ~0ull;
