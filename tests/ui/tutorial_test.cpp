@@ -229,7 +229,7 @@ void TutorialTest::Follow() {
   EXPECT_EQ(Ask([] { return Part<QComboBox>(QString::number(kFourierCombo))->currentText(); }), "Difference Map");
   RefineTo(Section("3. Refine"));
   EXPECT_TRUE(result.contains(QLatin1String("C14\n0.0630")));
-  for (const char* place : {"0.67\n1.30 Å from C3", "from C9", "from C15", "0.61\n1.03 Å from C14"})
+  for (const char* place : {"0.67\n1.28 Å from C3", "from C9", "from C15", "0.61\n1.03 Å from C14"})
     EXPECT_TRUE(result.contains(QString::fromUtf8(place))) << place;
   Accept();
   EXPECT_TRUE(Until([this] { return !bench.modified && !ChooseAtoms(bench.document, "PEAKS").atoms.empty(); }));
