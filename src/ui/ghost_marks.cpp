@@ -34,7 +34,7 @@ GhostPreview FragmentPreview(const Workbench& bench, std::vector<GroupShape> lib
     const Metric metric = MakeMetric(document.cell);
     for (const GroupShape::Member& member : shape->atoms)
       balls.push_back({document.matrix * metric.ToFractional(fit->fit(member.place)),
-                       &document.elements[ElementTable::ElementFromLabel(member.name)]});
+                       &document.elements[ElementTable::ElementFromLabel(member.name)], 0});
     return GhostMarks::tr("%1: %2 Å from the chosen atoms").arg(ToText(shape->title)).arg(fit->fit.rms, 0, 'f', 3);
   };
 }
@@ -57,11 +57,10 @@ GhostPreview SplitPreview(const Workbench& bench) {
       const auto old = before.find(atom->serial);
       const double moved = old == before.end() ? 1.0 : Distance(old->second, atom->position);
       if (moved < 1e-6) continue;
-      balls.push_back({atom->position, &bench.document.elements[atom->element->atomicNumber]});
+      balls.push_back({atom->position, &bench.document.elements[atom->element->atomicNumber], atom->part});
       if (old != before.end()) farthest = std::max(farthest, moved);
     }
-    return GhostMarks::tr("%n place(s) of the parts", nullptr, static_cast<int>(balls.size())) +
-           GhostMarks::tr("; the first part goes %1 Å").arg(farthest, 0, 'f', 2);
+    return GhostMarks::tr("The first part lies %1 Å from where the atoms are now.").arg(farthest, 0, 'f', 2);
   };
 }
 
@@ -86,8 +85,9 @@ void GhostMarks::Paint() {
   painter.setPen(QPen(outline, kStick, Qt::SolidLine, Qt::RoundCap));
   for (size_t i = 0; i < balls_.size(); ++i)
     for (size_t j = 0; j < i; ++j)
-      if (Distance(balls_[i].position, balls_[j].position) <=
-          balls_[i].element->bondRadius + balls_[j].element->bondRadius + kBondTolerance)
+      if (balls_[i].part == balls_[j].part &&
+          Distance(balls_[i].position, balls_[j].position) <=
+              balls_[i].element->bondRadius + balls_[j].element->bondRadius + kBondTolerance)
         painter.drawLine(area_.PlaceOf(balls_[i].position), area_.PlaceOf(balls_[j].position));
   painter.setPen(QPen(outline, 1.0));
   for (const GhostBall& ball : balls_) {

@@ -17,6 +17,7 @@ class DrawingArea;
 struct GhostBall {
   Cartesian position;
   const ElementInfo* element = nullptr;
+  int part = 0;  // no bonds between two PARTs
 };
 // What a command would put into the picture by these arguments; in words what that is, or why there is nothing.
 using GhostPreview = std::function<QString(const EditArguments& arguments, std::vector<GhostBall>& balls)>;
