@@ -65,6 +65,15 @@ double NearestImage(const Metric& metric, const Fractional& image, const Fractio
   return std::sqrt(best);
 }
 
+// Where images of the peak fall on it, in their middle: the special position.
+void PlaceOnSite(const Structure& structure, Peak& peak) {
+  Fractional moved, offset;
+  int count = 0;
+  for (const SymmetryOperator& op : structure.group.all)
+    if (NearestImage(structure.metric, op.Apply(peak.x), peak.x, moved) < 0.3) offset += moved - peak.x, ++count;
+  if (count > 1) peak.x += offset / count;
+}
+
 void PlaceNearAtoms(const Structure& structure, Peak& peak) {
   double best = 1e30;
   Fractional place = peak.x;
@@ -209,7 +218,10 @@ std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, s
     peaks.insert(std::ranges::upper_bound(peaks, peak, higher), peak);
   }
   if (peaks.size() > count) peaks.resize(count);
-  for (Peak& peak : peaks) PlaceNearAtoms(structure, peak);
+  for (Peak& peak : peaks) {
+    if (between) PlaceOnSite(structure, peak);
+    PlaceNearAtoms(structure, peak);
+  }
   return peaks;
 }
 
