@@ -37,7 +37,8 @@ bool FitsNeighbours(const Document& document, const AtomRecord& atom, const Atom
   return false;
 }
 
-SplitCandidate Judge(const Document& document, const Metric& metric, const AtomRecord& atom) {
+SplitCandidate Judge(const Document& document, const Metric& metric, const std::vector<const AtomRecord*>& peaks,
+                     const AtomRecord& atom) {
   SplitCandidate candidate{atom.serial, atom.name, 1.0, 0.0, 0.0, {}, 0.0, 0.0, {}, {}};
   if (atom.IsAnisotropic()) {
     const Mat3 tensor = metric.CartesianU(atom.u);
@@ -51,8 +52,7 @@ SplitCandidate Judge(const Document& document, const Metric& metric, const AtomR
       candidate.hirshfeld = std::max(candidate.hirshfeld, Dot(way, tensor * way) - Dot(way, theirs * way));
     }
   }
-  for (const AtomRecord* peak : Atoms(document.atoms)) {
-    if (!peak->IsPeak() || peak->peakHeight < kStrongPeak) continue;
+  for (const AtomRecord* peak : peaks) {
     const double distance = Distance(peak->position, atom.position);
     if (distance > kPeakReach || distance < 0.3 || !FitsNeighbours(document, atom, *peak)) continue;
     if (peak->peakHeight > candidate.peak) candidate.peaks.assign(1, peak->serial);
@@ -72,9 +72,12 @@ SplitCandidate Judge(const Document& document, const Metric& metric, const AtomR
 std::vector<SplitCandidate> FindSplitCandidates(const Document& document) {
   const Metric metric = MakeMetric(document.cell);
   std::vector<SplitCandidate> candidates;
+  std::vector<const AtomRecord*> peaks;
+  for (const AtomRecord* atom : Atoms(document.atoms))
+    if (atom->IsPeak() && atom->peakHeight >= kStrongPeak) peaks.push_back(atom);
   for (const AtomRecord* atom : Atoms(document.atoms)) {
     if (!MayBeSplit(*atom)) continue;
-    SplitCandidate candidate = Judge(document, metric, *atom);
+    SplitCandidate candidate = Judge(document, metric, peaks, *atom);
     if (candidate.score > 0.0) candidates.push_back(std::move(candidate));
   }
   std::ranges::stable_sort(candidates, std::ranges::greater(), &SplitCandidate::score);
