@@ -178,7 +178,7 @@ uint32_t Uncovered(uint32_t onBlack, uint32_t onWhite) {
   return pixel;
 }
 
-// Translucent faces mix with what is behind them.
+// Translucent faces and fog mix with what is behind them.
 bool RenderUncovered(const GlScene& scene, int size, GlPictureOptions options, Image& image, std::string& error,
                      const KeepGoing& keepGoing, const std::function<void(int done, int total)>& progress) {
   options.transparent = false;
@@ -197,7 +197,7 @@ bool RenderUncovered(const GlScene& scene, int size, GlPictureOptions options, I
 
 bool renderGlScene(const GlScene& scene, int size, const GlPictureOptions& options, Image& image, std::string& error,
                    const KeepGoing& keepGoing, const std::function<void(int done, int total)>& progress) {
-  if (options.transparent && !scene.faces.empty())
+  if (options.transparent && (!scene.faces.empty() || scene.fog > 0.0))
     return RenderUncovered(scene, size, options, image, error, keepGoing, progress);
   Job job{scene, options, size,
           LayersOf({options.antiAlias, options.settings.layerCount, options.colour, options.printing, size}), image};

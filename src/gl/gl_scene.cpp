@@ -17,6 +17,7 @@ constexpr double kSidePerUnit = 1000.0;  // thin lines of pictures of twice this
 constexpr double kLongestAxis = 1e4;
 constexpr double kFarthest = 1e5;
 constexpr Rgb kGrey{128, 128, 128};
+constexpr double kFog = 0.28;          // as in the lit rendition
 constexpr double kCentroidBall = 0.1;  // Å
 
 // Takes the texts of a picture, the lines that lead to them and what stands in its corners. There black is `ink`.
@@ -182,6 +183,7 @@ class SceneBuilder {
 
 void SceneBuilder::SetUpColours() {
   scene_.background = kWhite;
+  if (options_.colour && options_.look != Look::Classic) scene_.fog = kFog;
   if (options_.colour && !options_.printing) {
     const auto channel = [this](size_t i) {
       return static_cast<uint8_t>(std::lround(std::clamp(options_.settings.background[i], 0.0, 1.0) * 255.0));

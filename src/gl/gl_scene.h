@@ -85,6 +85,7 @@ struct GlScene {
   Rgb background;
   double unit = 2.0 / 600.0;  // what one pixel of a screen picture is: the width of thin lines
   double depth = 10.0;        // nothing lies further from the origin in z
+  double fog = 0.0;           // how much of the background lies over what is farthest
 
   uint32_t EndOfBonds(size_t atom) const {
     return atom + 1 < atoms.size() ? atoms[atom + 1].firstBond : static_cast<uint32_t>(bonds.size());

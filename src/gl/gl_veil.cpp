@@ -65,6 +65,22 @@ class Veil {
     }
   }
 
+  void Fog() {
+    double front = -1e30, back = 1e30;
+    for (const GlAtom& atom : scene_.atoms) {
+      front = std::max(front, atom.at.z + atom.radius);
+      back = std::min(back, atom.at.z - atom.radius);
+    }
+    const float nearest = DepthOf(front);
+    const float range = std::max(DepthOf(back) - nearest, 1e-6f);
+    for (size_t i = 0; i < samples_.depths.size(); ++i) {
+      if (!(samples_.depths[i] < 1.0f)) continue;
+      const double share = scene_.fog * std::clamp((samples_.depths[i] - nearest) / range, 0.0f, 1.0f);
+      uint32_t& sample = samples_.colours[i];
+      sample = SampleOf(sample >> 24, MixColours(ColourOf(sample), scene_.background, share));
+    }
+  }
+
  private:
   // Depth is linear from the eye of the orthographic lens.
   float DepthOf(double z) const {
@@ -77,13 +93,17 @@ class Veil {
     if (!(depth < samples_.depths[at])) return;
     uint32_t& sample = samples_.colours[at];
     const bool bare = samples_.depths[at] >= 1.0f;
-    const Rgb under =
-        bare ? scene_.background
-             : Rgb{static_cast<uint8_t>(sample), static_cast<uint8_t>(sample >> 8), static_cast<uint8_t>(sample >> 16)};
-    const Rgb mixed = MixColours(under, colour, opacity);
+    const Rgb under = bare ? scene_.background : ColourOf(sample);
     const uint32_t kind = bare ? static_cast<uint32_t>(kBetweenSample) : sample >> 24;
-    sample = kind << 24 | static_cast<uint32_t>(mixed.b) << 16 | static_cast<uint32_t>(mixed.g) << 8 | mixed.r;
+    sample = SampleOf(kind, MixColours(under, colour, opacity));
     if (bare) samples_.depths[at] = depth;
+  }
+
+  static Rgb ColourOf(uint32_t sample) {
+    return {static_cast<uint8_t>(sample), static_cast<uint8_t>(sample >> 8), static_cast<uint8_t>(sample >> 16)};
+  }
+  static uint32_t SampleOf(uint32_t kind, Rgb colour) {
+    return kind << 24 | static_cast<uint32_t>(colour.b) << 16 | static_cast<uint32_t>(colour.g) << 8 | colour.r;
   }
 
   const GlScene& scene_;
@@ -98,6 +118,7 @@ class Veil {
 void VeilSamples(const GlScene& scene, int size, int left, int bottom, GlSamples& samples) {
   Veil veil(scene, size, left, bottom, samples);
   for (const GlFace& face : scene.faces) veil.Draw(face);
+  if (scene.fog > 0.0) veil.Fog();
 }
 
 }  // namespace marvik

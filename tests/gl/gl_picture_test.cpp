@@ -144,6 +144,24 @@ TEST(GlPicture, WhatIsPaleIsMixedWithTheBackgroundAfterItIsLit) {
   }
 }
 
+TEST(GlPicture, WhatLiesBehindIsInFog) {
+  GlStage stage;
+  for (const double z : {-5.0, 5.0}) stage.Add("O1", z < 0.0 ? -4.0 : 4.0, 0, z)->element->drawRadius = 2.0;
+  const auto distance = [&](int x) {
+    const Rgb c = ColourOf(stage.Picture(300).At(x, 150));
+    return 3 * 255 - c.r - c.g - c.b;
+  };
+  const int left = distance(95), right = distance(205);
+  stage.options.look = Look::Paper;
+  const int leftInFog = distance(95), rightInFog = distance(205);
+  EXPECT_NEAR(std::max(leftInFog / double(left), rightInFog / double(right)), 1.0, 0.1) << "in front";
+  EXPECT_NEAR(std::min(leftInFog / double(left), rightInFog / double(right)), 0.8, 0.1) << "at the back";
+  stage.options.transparent = true;
+  const Image free = stage.Picture(300);
+  EXPECT_GT(std::max(free.At(95, 150) >> 24, free.At(205, 150) >> 24), 235u);
+  EXPECT_LT(std::min(free.At(95, 150) >> 24, free.At(205, 150) >> 24), 220u);
+}
+
 TEST(GlPicture, FacesAndCornersAreThoseOfTheInteractivePicture) {
   GlStage stage;
   AtomRecord* centre = stage.Add("TI1", 0, 0, 0);
