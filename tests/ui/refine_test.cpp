@@ -56,7 +56,7 @@ class RefineWindow : public test::WindowTest {
     robot.Next([=](QWidget& widget) {
       auto& dialog = dynamic_cast<RunDialog&>(widget);
       auto* button = Control<QPushButton>(dialog, kRunButton);
-      EXPECT_TRUE(QTest::qWaitFor([=] { return button->text() == QLatin1String(text); }, 20000)) << text;
+      EXPECT_TRUE(QTest::qWaitFor([=] { return button->text() == QLatin1String(text); }, 60000)) << text;
       if (look) look(dialog);
       QTest::mouseClick(button, Qt::LeftButton);
     });
