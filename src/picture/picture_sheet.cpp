@@ -222,6 +222,11 @@ bool FindCommonContent(PictureSubject& subject, const std::vector<Frame>& frames
 
 }  // namespace
 
+PictureBackground BackgroundOfPage(const PictureOptions& options, Look look) {
+  const bool usual = options.background == PictureBackground::Usual && !options.openGl;
+  return usual && ColoursOf(look, false).light ? PictureBackground::White : options.background;
+}
+
 std::unique_ptr<PictureSheet> PictureSheet::Make(const PictureOptions& options, const std::string& format,
                                                  size_t structures, UserMessages& messages) {
   const PictureFormat* known = PossibleFormat(messages, options, format);
@@ -319,6 +324,7 @@ PictureBytes DrawFrames(PictureSubject& subject, const PictureOptions& options, 
   const ViewState before = subject.view;
   const std::vector<Frame> frames = FramesOf(subject, options.frames);
   PictureOptions frame = options;
+  frame.background = BackgroundOfPage(options, subject.look.look);
   frame.frames = PictureFrames::One;
   frame.labelReport.clear();
   SheetPlan plan;

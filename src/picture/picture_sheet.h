@@ -67,6 +67,9 @@ class PictureSheet {
   int next_ = 0;  // frame of the page
 };
 
+// What a page is to stand on, so that it is as light as the frames on it.
+PictureBackground BackgroundOfPage(const PictureOptions& options, Look look);
+
 // The frames that the options name, side by side in a picture of their size: a stereo pair to be looked at with the
 // left eye on the left, or views along the axes of the cell at one scale. Nothing after a message.
 PictureBytes DrawFrames(PictureSubject& subject, const PictureOptions& options, const std::string& format);

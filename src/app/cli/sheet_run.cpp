@@ -62,6 +62,8 @@ bool DrawSheet(const CommandLineOptions& options, const std::string& executable,
   const std::string& path = options.actions[0].value;
   PictureOptions picture;
   ApplyPictureOptions(options, picture);
+  if (options.style.empty() && options.recipe.empty())
+    picture.background = BackgroundOfPage(picture, options.look.value_or(Look::Paper));
   const std::string format = options.format.empty() ? LowerExtensionOf(path) : options.format;
   const auto sheet = PictureSheet::Make(picture, format, options.files.size(), messages);
   if (!sheet) return false;
