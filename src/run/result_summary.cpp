@@ -18,9 +18,11 @@ std::optional<double> NumberBehind(std::string_view line, std::string_view word)
   return value;
 }
 
-template <class Value>
-void Take(std::optional<Value>& into, std::optional<double> value) {
-  if (value) into = static_cast<Value>(*value);
+void Take(std::optional<double>& into, std::optional<double> value) {
+  if (value) into = value;
+}
+void Take(std::optional<int>& into, std::optional<double> value) {
+  if (value) into = RoundHalfAway(*value);
 }
 
 }  // namespace
