@@ -82,7 +82,8 @@ bool PreparePicture(BatchSession& session) {
     bench.RenditionMode = FlatRendition(bench.document, kLitRendition);
   bool hasAtoms = false;
   for (const AtomRecord* atom : Atoms(bench.document.atoms)) hasAtoms = hasAtoms || !atom->IsPeak();
-  if (!options.peaks.value_or(!options.style.empty()) && options.recipe.empty() && hasAtoms) {
+  const bool usual = !options.style.empty() && !options.journal && options.files.empty();
+  if (!options.peaks.value_or(usual) && options.recipe.empty() && hasAtoms) {
     for (AtomRecord* atom : Atoms(bench.document.atoms))
       if (atom->IsPeak()) atom->Set(kHidden, true);
   }
