@@ -8,6 +8,7 @@
 #include "draw/density/density_net.h"
 #include "draw/renderer/bond_sticks.h"
 #include "draw/renderer/figure_faces.h"
+#include "draw/surface/lit_surface.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -17,7 +18,6 @@ constexpr double kSidePerUnit = 1000.0;  // thin lines of pictures of twice this
 constexpr double kLongestAxis = 1e4;
 constexpr double kFarthest = 1e5;
 constexpr Rgb kGrey{128, 128, 128};
-constexpr double kFog = 0.28;          // as in the lit rendition
 constexpr double kCentroidBall = 0.1;  // Å
 
 // Takes the texts of a picture, the lines that lead to them and what stands in its corners. There black is `ink`.

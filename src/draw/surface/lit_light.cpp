@@ -12,8 +12,7 @@ namespace {
 
 constexpr float kGloss = 0.32f;
 constexpr float kOutline = 0.45f;  // of the light that is left on an edge
-constexpr float kFog = 0.28f;      // of the background over what is farthest
-constexpr float kLineFog = 0.6f;   // the same over lines
+constexpr float kLineFog = 0.6f;   // of the background over the farthest lines
 constexpr int kShadowSamples = 8;
 constexpr float kShadowDepth = 0.55f;
 
@@ -80,7 +79,8 @@ void LightBodies(const LitGrid& grid, int y, const Lighting& light, uint32_t* pi
       gloss *= open;
     }
     const float ink = static_cast<float>(grid.colour[at] >> 24) / 255.0f;
-    const float fog = 1.0f - ink * (1.0f - kFog * std::clamp((light.near - z) / depthRange, 0.0f, 1.0f));
+    const float fog =
+        1.0f - ink * (1.0f - static_cast<float>(kFog) * std::clamp((light.near - z) / depthRange, 0.0f, 1.0f));
     uint32_t pixel = 0xff000000u;
     for (int shift = 0; shift < 24; shift += 8) {
       const float base = static_cast<float>(grid.colour[at] >> shift & 255u);

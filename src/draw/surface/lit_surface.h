@@ -63,6 +63,9 @@ struct LitScene {
   friend bool operator==(const LitScene&, const LitScene&) = default;
 };
 
+// How much of the background lies over what is farthest, in OpenGL pictures too.
+inline constexpr double kFog = 0.28;
+
 struct LitOptions {
   bool moving = false;  // a grid of half the resolution, for a view that turns; at rest twice the resolution, smoothed
   bool shadow = true;   // where much lies around, at rest
