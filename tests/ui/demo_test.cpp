@@ -20,8 +20,6 @@ class DemoWindow : public WindowTest {
     scratch.Put("pkg/egs/marvik.dem", text);
   }
   QAction* Entry() const { return window->Menus().ActionOf(kDemoCommand); }
-  // Until a condition holds, while events are handled.
-  static bool Until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
 };
 
 TEST_F(DemoWindow, DrivesTheWindowUntilItsEntryIsChosenAgain) {

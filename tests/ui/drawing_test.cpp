@@ -46,7 +46,7 @@ TEST_F(DrawingTest, ALitModelIsCoarseWhileItMovesAndWholeAtRest) {
   area->RedrawMoving();
   Settle();
   EXPECT_NE(area->Frame(), whole);
-  EXPECT_TRUE(QTest::qWaitFor([&] { return area->Frame() == whole; }, 60000)) << "by itself";
+  EXPECT_TRUE(Until([&] { return area->Frame() == whole; })) << "by itself";
   // A ring comes and goes over the surface that is there; the body under it stays.
   Click(At("O1"));
   EXPECT_NE(area->Frame(), whole);
@@ -88,7 +88,7 @@ TEST_F(DrawingTest, LabelsOnTheirWayArriveByThemselves) {
     return !bench.renderer.LabelsSettled();
   };
   ASSERT_TRUE(turnUntilUnderWay());
-  EXPECT_TRUE(QTest::qWaitFor([&] { return bench.renderer.LabelsSettled(); }));
+  EXPECT_TRUE(Until([&] { return bench.renderer.LabelsSettled(); }));
   const QImage arrived = area->Frame().copy();
   const int frames = area->FramesDrawn();
   QTest::qWait(60);
@@ -194,19 +194,19 @@ TEST_F(DrawingTest, WhereFramesTakeLongTheViewMovesAsAWireFrame) {
   bench.LabelsOn = false;  // they would go to their places by small steps
   area->Redraw();
   Settle();
-  ASSERT_TRUE(QTest::qWaitFor([this] { return bench.renderer.LabelsSettled(); })) << "labels under way";
+  ASSERT_TRUE(Until([this] { return bench.renderer.LabelsSettled(); })) << "labels under way";
   Settle();
   const QImage full = area->Frame().copy();
   const auto isFull = [&] { return area->Frame() == full; };
   area->SetSlowFrame(1e6);
   area->RedrawMoving();
   Settle();
-  EXPECT_TRUE(QTest::qWaitFor(isFull));
+  EXPECT_TRUE(Until(isFull));
   area->SetSlowFrame(0.0);
   area->RedrawMoving();
   Settle();
   EXPECT_NE(area->Frame(), full);
-  EXPECT_TRUE(QTest::qWaitFor(isFull)) << "at rest";
+  EXPECT_TRUE(Until(isFull)) << "at rest";
 }
 
 TEST_F(DrawingTest, AnEmptyDocumentShowsWhatToDo) {

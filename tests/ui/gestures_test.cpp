@@ -193,7 +193,7 @@ TEST_F(GesturesTest, WithCtrlTheWheelSetsTheLevelOfDensityWhereThatIsShown) {
   EXPECT_LT(bench.view.viewRadius, start) << "without density it zooms";
   const double zoomed = bench.view.viewRadius;
   window->Run(kDensityCommand);
-  ASSERT_TRUE(QTest::qWaitFor([&] { return bench.density->data.map != nullptr; }, 20000));
+  ASSERT_TRUE(Until([&] { return bench.density->data.map != nullptr; }));
   const double level = bench.density->Threshold();
   Wheel(120, {300, 300}, Qt::ControlModifier);
   EXPECT_NEAR(bench.density->Threshold(), 1.15 * level, 1e-6);

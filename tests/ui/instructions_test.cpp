@@ -42,7 +42,7 @@ class InstructionsTest : public test::WindowTest {
   // Until what was typed is taken over and looked at.
   void Wait() const {
     Settle();
-    EXPECT_TRUE(QTest::qWaitFor([this] { return !panel->IsBusy(); }, 60000));
+    EXPECT_TRUE(Until([this] { return !panel->IsBusy(); }));
     Settle();
   }
   std::string Shown() const { return editor->toPlainText().toStdString(); }
@@ -157,9 +157,9 @@ TEST_F(InstructionsTest, FindingsStandAtTheirLinesAndAreRepairedByAClick) {
 TEST_F(InstructionsTest, CursorAndPictureSelectTheSameAtoms) {
   window->activateWindow();
   editor->setFocus();
-  ASSERT_TRUE(QTest::qWaitFor([this] { return editor->hasFocus(); }));
+  ASSERT_TRUE(Until([this] { return editor->hasFocus(); }));
   Put(LineOf("O1"), 4);
-  const auto selects = [this](const char* names) { return QTest::qWaitFor([&] { return SelectedNames() == names; }); };
+  const auto selects = [this](const char* names) { return Until([&] { return SelectedNames() == names; }); };
   EXPECT_TRUE(selects("O1"));
   Put(LineOf("C1"));
   QTest::keyClick(editor, Qt::Key_Down, Qt::ShiftModifier);
@@ -198,7 +198,7 @@ TEST_F(InstructionsTest, AFileThatChangesIsToldAndCanBeReadAgain) {
       if (button->text() == QLatin1String(text)) return button->click();
     ADD_FAILURE() << text;
   };
-  const auto told = [&] { return QTest::qWaitFor([&] { return window->Notices().isVisible(); }, 60000); };
+  const auto told = [&] { return Until([&] { return window->Notices().isVisible(); }); };
   std::string text = Text();
   text.replace(text.find("O1 2"), 4, "O8 2");
   // Own saves are no news.
@@ -227,14 +227,14 @@ TEST_F(InstructionsTest, AFileThatChangesIsToldAndCanBeReadAgain) {
   Wait();
   EXPECT_TRUE(Atom("O8"));
   EXPECT_EQ(Shown(), text + "REM\n");
-  EXPECT_TRUE(QTest::qWaitFor([&] { return !window->Notices().isVisible(); }, 60000));
+  EXPECT_TRUE(Until([&] { return !window->Notices().isVisible(); }));
   // Taken away, nothing is to be lost by closing.
   EXPECT_FALSE(bench.modified);
   std::filesystem::remove(scratch / "model.res");
   ASSERT_TRUE(told());
   EXPECT_TRUE(bench.modified);
   press("Save");
-  EXPECT_TRUE(QTest::qWaitFor([&] { return !window->Notices().isVisible(); }, 60000));
+  EXPECT_TRUE(Until([&] { return !window->Notices().isVisible(); }));
   EXPECT_EQ(scratch.Get("model.res"), text + "REM\n");
   EXPECT_TRUE(robot.seen.isEmpty());
 }

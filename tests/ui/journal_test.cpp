@@ -33,7 +33,7 @@ class JournalTest : public test::WindowTest {
   }
   void Wait() const {
     Settle();
-    EXPECT_TRUE(QTest::qWaitFor([this] { return !panel->IsBusy(); }, 60000));
+    EXPECT_TRUE(Until([this] { return !panel->IsBusy(); }));
     Settle();
   }
   QTreeWidgetItem* Row(const char* text) const {
@@ -76,14 +76,14 @@ TEST_F(JournalTest, ANewCifIsCheckedAnew) {
     return QString();
   };
   window->Run(kRefinementPanelCommand);
-  EXPECT_TRUE(QTest::qWaitFor([&] { return counts().startsWith(QLatin1String("A ")); }, 60000)) << "live beside R1";
+  EXPECT_TRUE(Until([&] { return counts().startsWith(QLatin1String("A ")); })) << "live beside R1";
   const QString before = counts();
   scratch.Put("model.cif", std::string(kCif) + "loop_\n_space_group_symop_operation_xyz\nx,y,z\n");
   window->Run(kRenameAtomCommand, "C1 C11");
   Wait();
   EXPECT_TRUE(panel->findChild<QLabel*>()->text().contains(QStringLiteral("changed since")));
   EXPECT_FALSE(Row("no symmetry operators"));
-  EXPECT_TRUE(QTest::qWaitFor([&] { return counts() != before && counts() != QLatin1String("-"); }, 60000));
+  EXPECT_TRUE(Until([&] { return counts() != before && counts() != QLatin1String("-"); }));
 }
 
 TEST_F(JournalTest, ItemsAndRepliesAreKeptAndGoIntoTheCif) {

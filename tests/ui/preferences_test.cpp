@@ -137,7 +137,7 @@ TEST_F(PreferenceDialogsTest, ThePictureFollowsTheOpenGlPreferences) {
     Type(dialog, "green", "0");
     Type(dialog, "blue", "many");
     Type(dialog, "layers", "1");
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !area->Picture().isNull(); }));
+    EXPECT_TRUE(Until([&] { return !area->Picture().isNull(); }));
     EXPECT_EQ(area->Picture().pixelColor(3, 3), QColor(255, 0, 179)) << "what is no number stays";
     dialog.findChild<QCheckBox*>(QStringLiteral("cut"))->setChecked(false);
   };

@@ -56,7 +56,7 @@ class RefineWindow : public test::WindowTest {
     robot.Next([=](QWidget& widget) {
       auto& dialog = dynamic_cast<RunDialog&>(widget);
       auto* button = Control<QPushButton>(dialog, kRunButton);
-      EXPECT_TRUE(QTest::qWaitFor([=] { return button->text() == QLatin1String(text); }, 60000)) << text;
+      EXPECT_TRUE(Until([=] { return button->text() == QLatin1String(text); })) << text;
       if (look) look(dialog);
       QTest::mouseClick(button, Qt::LeftButton);
     });
@@ -64,7 +64,7 @@ class RefineWindow : public test::WindowTest {
   // Whoever inherits a killed process may take its time to bury it.
   bool GrandchildIsGone() {
     const int pid = std::atoi(scratch.Get("model.pid").c_str());
-    return QTest::qWaitFor([pid] { return kill(pid, 0) != 0; }, 20000);
+    return Until([pid] { return kill(pid, 0) != 0; });
   }
   std::string original;
 };
@@ -185,7 +185,7 @@ TEST_F(RefineWindow, CancelAndFailureLeaveTheResult) {
   scratch.Put("model.steps", "copy\nspawn\nsay running\nwait 60000\n");
   robot.Next(Accept);
   robot.Next([this](QWidget& dialog) {
-    EXPECT_TRUE(QTest::qWaitFor([this] { return scratch.Has("model.pid"); }, 20000));
+    EXPECT_TRUE(Until([this] { return scratch.Has("model.pid"); }));
     robot.NextButton("No");
     QTest::keyClick(&dialog, Qt::Key_Escape);
     EXPECT_TRUE(dialog.isVisible()) << "it runs on";
@@ -219,7 +219,7 @@ TEST_F(RefineWindow, ThePanelFollowsTheRunAndStopsIt) {
   robot.Next(Accept);
   robot.Next([&](QWidget& dialog) {
     EXPECT_FALSE(dialog.isModal());
-    EXPECT_TRUE(QTest::qWaitFor([&] { return labels().contains(QLatin1String("0.0999")); }, 20000));
+    EXPECT_TRUE(Until([&] { return labels().contains(QLatin1String("0.0999")); }));
     EXPECT_TRUE(labels().contains(QLatin1String("0.520")));
     EXPECT_TRUE(panel->findChild<QWidget*>(QStringLiteral("cycles"))->isVisible());
     for (auto* button : panel->findChildren<QPushButton*>())
@@ -257,12 +257,12 @@ TEST_F(RefineWindow, ClosingTheWindowEndsTheRun) {
     Accept(dialog);
   });
   robot.Next([this](QWidget&) {
-    EXPECT_TRUE(QTest::qWaitFor([this] { return scratch.Has("model.pid"); }, 20000));
+    EXPECT_TRUE(Until([this] { return scratch.Has("model.pid"); }));
     window->close();
   });
   EXPECT_EQ(window->Run(kRefineCommand), Outcome::Cancelled);
   bench.modified = false;
-  EXPECT_TRUE(QTest::qWaitFor([this] { return !window->isVisible(); }, 60000));
+  EXPECT_TRUE(Until([this] { return !window->isVisible(); }));
   EXPECT_TRUE(GrandchildIsGone());
   EXPECT_EQ(scratch.Get("model.res"), original);
 }

@@ -206,7 +206,7 @@ void WindowTest::Alt(QWidget& dialog, Qt::Key key) {
   QTest::keyClick(&dialog, key, Qt::AltModifier);
   // A button that is pressed by its letter is seen to be down for a while first.
   const auto buttons = dialog.findChildren<QAbstractButton*>();
-  EXPECT_TRUE(QTest::qWaitFor([&] { return std::ranges::none_of(buttons, &QAbstractButton::isDown); }));
+  EXPECT_TRUE(Until([&] { return std::ranges::none_of(buttons, &QAbstractButton::isDown); }));
   QTest::qWait(20);
 }
 

@@ -3,6 +3,7 @@
 #include <QList>
 #include <QMouseEvent>
 #include <QString>
+#include <QTest>
 #include <QWidget>
 #include <functional>
 #include <memory>
@@ -56,6 +57,8 @@ class WindowTest : public testing::Test {
 
   void Load();
   void Settle() const;  // until events and repaints are done
+  // Whether it comes true, events going on, in a time that is long for a slow machine under the sanitizers, too.
+  static bool Until(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 60000); }
   AtomRecord* Atom(const char* name) const { return bench.document.atoms.FindAtom(name); }
   // Where an atom is drawn, in the coordinates of mouse events.
   QPointF At(const char* name) const;
