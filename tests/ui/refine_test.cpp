@@ -268,7 +268,7 @@ TEST_F(RefineWindow, ClosingTheWindowEndsTheRun) {
 }
 
 TEST_F(RefineWindow, LongOutputKeepsTheDialogAlive) {
-  scratch.Put("model.steps", "flood 20000000 80\nflood 20000000 0\nsay \xE4\xFF\ncopy\nsay finished\n");
+  scratch.Put("model.steps", "flood 5000000 80\nflood 5000000 0\nsay \xE4\xFF\ncopy\nsay finished\n");
   robot.Next(Accept);
   NextRun("OK", [](RunDialog& dialog) {
     const auto* text = Control<QPlainTextEdit>(dialog, kRunText);
