@@ -34,6 +34,31 @@ TEST(LaneMath, AgreesWithTheLibraryOverTheRangesInUse) {
   EXPECT_LT(Exponential(-5000.0), 1e-300);
 }
 
+// As printed in published structures after International Tables C, 4.2.6.8 (Mo radiation). Niobium and strontium stand
+// next to their edges.
+TEST(Dispersion, IsThatOfPublishedTables) {
+  struct Printed {
+    int row;
+    double real, imaginary, allowed;
+  };
+  for (const Printed& p : std::initializer_list<Printed>{{6, 0.0033, 0.0016, 0.0003},
+                                                         {8, 0.0106, 0.0060, 0.0003},
+                                                         {9, 0.0171, 0.0103, 0.0003},
+                                                         {17, 0.1484, 0.1585, 0.0007},
+                                                         {27, 0.3494, 0.9721, 0.004},
+                                                         {31, 0.2307, 1.6083, 0.006},
+                                                         {38, -1.531, 3.250, 0.03},
+                                                         {41, -2.073, 0.622, 0.03},
+                                                         {48, -0.8075, 1.2024, 0.01},
+                                                         {56, -0.324, 2.282, 0.01},
+                                                         {67, -0.2175, 4.6783, 0.012},
+                                                         {74, -0.849, 6.872, 0.015}}) {
+    const std::complex<double> f = DispersionOf(p.row, 0.71073);
+    EXPECT_NEAR(f.real(), p.real, p.allowed) << p.row;
+    EXPECT_NEAR(f.imag(), p.imaginary, p.allowed) << p.row;
+  }
+}
+
 // F of one kind of atom from the packaged library; the anomalous part follows from it, since f enters as a factor.
 std::complex<double> ReferenceFactor(const Structure& s, const char* groupName, const Miller& h, bool anomalous) {
   std::complex<double> total = 0.0;

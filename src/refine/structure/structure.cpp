@@ -16,8 +16,9 @@ namespace marvik {
 namespace {
 
 constexpr double kElectronVoltAngstrom = 12398.4198;
-constexpr double kFarthest = 1000.0;   // cells
-constexpr double kShortestEdge = 1.5;  // Å; no crystal has one, and neighbours would be without number
+constexpr double kElectronRestEnergy = 510998.95;  // eV
+constexpr double kFarthest = 1000.0;               // cells
+constexpr double kShortestEdge = 1.5;              // Å; no crystal has one, and neighbours would be without number
 
 constexpr double kElectronWavelength = 0.05;  // Å; below it the beam is one of electrons
 constexpr double kUsualWavelength = 0.71073;
@@ -125,6 +126,11 @@ std::string CheckFreeVariables(const Structure& structure, const Site& site) {
   return {};
 }
 
+// Of all electrons of an atom, eV: Lunney, Pearson & Thibault, Rev. Mod. Phys. 75 (2003) 1021.
+double TotalEnergy(double electrons) {
+  return 14.4381 * std::pow(electrons, 2.39) + 1.55468e-6 * std::pow(electrons, 5.35);
+}
+
 }  // namespace
 
 double Site::Raw(int k) const {
@@ -148,8 +154,9 @@ double Structure::Ueq(const Site& site) const {
 std::complex<double> DispersionOf(int electrons, double wavelength) {
   if (electrons < 3 || electrons > 92 || wavelength <= 0.01) return 0.0;
   double fDoublePrime = 0.0;
-  const double fPrime = gemmi::cromer_liberman(electrons, kElectronVoltAngstrom / wavelength, &fDoublePrime);
-  return {fPrime, fDoublePrime};
+  const double asPackaged = gemmi::cromer_liberman(electrons, kElectronVoltAngstrom / wavelength, &fDoublePrime);
+  const double f = asPackaged - gemmi::impl_fprim::calculate_correction(electrons);
+  return {f - TotalEnergy(electrons) / kElectronRestEnergy, fDoublePrime};
 }
 
 Scatterer TabulatedScatterer(const ElementInfo& element, double wavelength, Radiation radiation) {

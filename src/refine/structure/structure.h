@@ -87,7 +87,8 @@ void StoreStructure(const Structure& structure, Document& document);
 // Recomputes every value that is coded with a free variable.
 void ApplyFreeVariables(Structure& structure);
 
-// f' + i f" by Cromer & Liberman at a wavelength in Å; 0 below lithium and behind uranium.
+// f' + i f" by Cromer & Liberman at a wavelength in Å, with the relativistic term of International Tables C, 4.2.6: the
+// total energy of the atom over mc². 0 below lithium and behind uranium.
 std::complex<double> DispersionOf(int electrons, double wavelength);
 
 enum class Radiation { XRays, Electrons, Neutrons };
