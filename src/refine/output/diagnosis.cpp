@@ -71,7 +71,8 @@ std::vector<TwinCandidate> FindTwinLaws(const Session& s) {
       bottom += c.weight[i] * difference * difference;
     }
     if (pairs.size() * 2 < indices.size() || bottom <= 0.0) continue;
-    TwinCandidate law{r, std::clamp(top / bottom, 0.0, 0.5), R1Of(c, pairs, 0.0), 0.0};
+    const Matrix columns{r[0], r[3], r[6], r[1], r[4], r[7], r[2], r[5], r[8]};
+    TwinCandidate law{columns, std::clamp(top / bottom, 0.0, 0.5), R1Of(c, pairs, 0.0)};
     law.twinned = R1Of(c, pairs, law.fraction);
     if (law.fraction > kLeastFraction && law.twinned < law.single * (1.0 - kLeastGain)) found.push_back(law);
   }
