@@ -113,7 +113,49 @@ TEST(TwinLaws, AreFoundInTheLatticeWithTheirFraction) {
     ASSERT_FALSE(laws.empty()) << twin.name;
     EXPECT_NEAR(laws[0].fraction, 0.28, 0.02);
     EXPECT_LT(laws[0].twinned, 0.3 * laws[0].single);
+    Miller image{}, byInstruction{};
+    for (size_t k = 0; k < 3; ++k) {
+      for (size_t j = 0; j < 3; ++j) {
+        image[k] += static_cast<int>(std::lround(2 * (static_cast<double>(j) + 1) * twin.law[3 * j + k]));
+        byInstruction[k] += static_cast<int>(std::lround(2 * (static_cast<double>(j) + 1) * laws[0].matrix[3 * k + j]));
+      }
+    }
+    EXPECT_EQ(truth.group.Representative(byInstruction, true), truth.group.Representative(image, true)) << twin.name;
   }
+}
+
+// Half a turn about a brings h = 0 and what is near in other layers of this cell onto reflections.
+TEST(TwinLaws, OfLatticesThatOverlapInPartAreFoundToo) {
+  GroupCase group = Case("P 1 21/c 1");
+  group.cell = {7.1, 9.3, 11.7, 90, 98, 90};
+  const Structure truth = MakeCrystal(group, 12, 4);
+  Session s;
+  s.structure = truth;
+  s.observations = SimulateData(truth, 0.8);
+  s.result.calculated = CalculateAt(truth, s.observations);
+  EXPECT_TRUE(FindPartialTwinLaws(s).empty());
+  const auto& indices = s.observations.indices[0];
+  std::map<Miller, double> fc2;
+  Calculated& c = s.result.calculated;
+  for (size_t i = 0; i < indices.size(); ++i) fc2[truth.group.Representative(indices[i], true)] = c.fc2[i];
+  const double slope = 2.0 * 11.7 / 7.1 * std::cos(98.0 / 57.29577951308232);
+  size_t overlapping = 0;
+  for (size_t i = 0; i < indices.size(); ++i) {
+    const Miller& h = indices[i];
+    // The images of the axes are a, -b and 2(c cos beta / a) a - c.
+    const double l = slope * h[0] - h[2];
+    const Miller image{h[0], -h[1], static_cast<int>(std::lround(l))};
+    const auto partner = fc2.find(truth.group.Representative(image, true));
+    const bool there = std::fabs(l - image[2]) < 0.2;
+    overlapping += there;
+    c.fo2[i] = 0.7 * c.fc2[i] + (there && partner != fc2.end() ? 0.3 * partner->second : 0.0);
+  }
+  const std::vector<TwinCandidate> laws = FindPartialTwinLaws(s);
+  ASSERT_FALSE(laws.empty());
+  EXPECT_NEAR(laws[0].fraction, 0.3, 0.02);
+  EXPECT_NEAR(std::fabs(laws[0].matrix[6]), std::fabs(slope), 1e-6);
+  EXPECT_NEAR(laws[0].overlapping, static_cast<double>(overlapping) / static_cast<double>(indices.size()), 0.05);
+  EXPECT_LT(laws[0].twinned, 0.4 * laws[0].single);
 }
 
 TEST(DifferenceMap, ShowsTheAtomThatIsMissing) {

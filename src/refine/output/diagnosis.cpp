@@ -83,13 +83,22 @@ std::vector<TwinCandidate> FindTwinLaws(const Session& s) {
 
 std::string TwinTable(const Session& s) {
   std::string out;
-  for (const TwinCandidate& law : FindTwinLaws(s)) {
-    if (out.empty())
-      out = "\n Twin laws of the lattice that would lower R1: law, estimated fraction, R1 without and with it\n";
-    out += " TWIN ";
-    for (const double element : law.matrix) out += " " + Shortest(element, 6);
-    AppendPrintf(out, "  2   BASF %.3f   %.4f %.4f\n", law.fraction, law.single, law.twinned);
-  }
+  const auto add = [&](const char* head, const std::vector<TwinCandidate>& laws) {
+    if (!laws.empty()) out += head;
+    for (const TwinCandidate& law : laws) {
+      out += " TWIN ";
+      for (const double v : law.matrix) out += " " + Shortest(std::fabs(v) < 1e-6 ? 0.0 : v, 6);
+      AppendPrintf(out, "  2   BASF %.3f   %.4f %.4f", law.fraction, law.single, law.twinned);
+      if (law.overlapping < 1.0) AppendPrintf(out, "   %.0f %%", 100.0 * law.overlapping);
+      out += "\n";
+    }
+  };
+  add("\n Twin laws of the lattice that would lower R1: law, estimated fraction, R1 without and with it\n",
+      FindTwinLaws(s));
+  add("\n Twin laws of lattices that overlap only in part: law, estimated fraction, R1 without and with it, share that "
+      "overlaps\n"
+      " (data integrated with both lattices, HKLF 5, are better than the law alone)\n",
+      FindPartialTwinLaws(s));
   return out;
 }
 

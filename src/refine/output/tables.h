@@ -36,16 +36,21 @@ struct RestraintLine {
 std::vector<RestraintLine> RestraintLinesOf(const Session& session);
 std::string RestraintTable(const Session& session);
 
-// A rotation of the lattice that is none of the crystal, with the fraction of a second component under it that fits Fo²
-// best, and R1 of the strong reflections that it relates, without and with that fraction.
+// A rotation that is none of the crystal, with the fraction of a second component under it that fits Fo² best, and R1
+// of the strong reflections that it relates, without and with that fraction.
 struct TwinCandidate {
-  std::array<double, 9> matrix{};
+  std::array<double, 9> matrix{};  // of indices as columns, as on TWIN
   double fraction = 0.0;
   double single = 0.0;
   double twinned = 0.0;
+  double overlapping = 1.0;  // share of the reflections that fall on others
 };
-// Those that would lower R1, best first; for data that are not refined as those of a twin.
+// Those of the lattice that would lower R1, best first; for data that are not refined as those of a twin.
 std::vector<TwinCandidate> FindTwinLaws(const Session& session);
+// Twofold turns about rows and normals of planes, with indices up to two, that bring only some of the reflections near
+// others: such as the worst of those that are stronger than calculated fall on (Cooper, Gould, Parsons & Watkin, J.
+// Appl. Cryst. 35 (2002) 168). The best three; R1 is of all reflections.
+std::vector<TwinCandidate> FindPartialTwinLaws(const Session& session);
 std::string TwinTable(const Session& session);
 std::string DisplacementTable(const Session& session);    // principal values, and atoms that may be split
 std::string PlacedHydrogenTable(const Session& session);  // of riding groups
