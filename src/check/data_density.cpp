@@ -19,6 +19,11 @@ std::vector<std::string> NotesOn(const Session& s, const DensityMap& map, double
   std::vector<std::string> notes;
   if (s.observations.Components() > 1)
     notes.push_back("Of a twin, what the other components add is taken off as the model has it.");
+  if (s.job.hkl.code != 4 && s.job.hkl.code != 3) {
+    notes.push_back(Printf("Reflections of HKLF %d are not merged: equivalents count by their mean.", s.job.hkl.code));
+  } else if (s.job.merge == 0) {
+    notes.push_back("By MERG 0 the reflections are not merged: equivalents count by their mean.");
+  }
   if (std::ranges::any_of(s.job.commands, [](const Instruction& c) { return c.name == "NEUT"; }))
     notes.push_back("These are neutrons: the map is of scattering lengths, fm/Å³, whatever is called e/Å³.");
   const CellParameters& cell = s.structure.metric.cell;

@@ -50,6 +50,11 @@ TEST(DataDensity, HasThePeaksOfTheRefinement) {
     if (!RefineReal(folder + name, s, result)) GTEST_SKIP() << "no real data";
     const DataDensity data = DensityFromData(result, folder + name + ".hkl", MapKind::Difference, s.peaks.size() + 5);
     ASSERT_TRUE(data.map) << name << data.problem;
+    EXPECT_TRUE(data.notes.empty()) << name << data.notes[0];
+    result.instructions.hklfLine = "HKLF 5";
+    const DataDensity unmerged = DensityFromData(result, folder + name + ".hkl", MapKind::Difference);
+    ASSERT_EQ(unmerged.notes.size(), 1u) << name;
+    EXPECT_NE(unmerged.notes[0].find("HKLF 5 are not merged"), std::string::npos) << unmerged.notes[0];
     for (const auto& list : {data.peaks, PeaksOf(s, *data.map, s.peaks.size() + 5, false)}) {
       for (const Peak& peak : s.peaks) {
         const auto apart = [&](const DensityPeak& p) { return Apart(s, p.x, peak.x); };
