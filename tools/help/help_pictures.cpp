@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileDialog>
 #include <QFileInfo>
 #include <QProcess>
 #include <QPushButton>
@@ -22,6 +23,7 @@
 #include "run/refinement_run.h"
 #include "ui/dialogs/run_dialog.h"
 #include "ui/drawing_area.h"
+#include "ui/help_window.h"
 #include "ui/main_window.h"
 #include "ui/panels/journal_panel.h"
 #include "ui/panels/panel_set.h"
@@ -54,9 +56,9 @@ constexpr PictureRow kPictures[] = {
     {"packed.png", "oligomer", "142=0,1,0,1,0,1;143", kPipes, {0, 0, 0}, 900, false},
 };
 
-// What is grabbed: the window itself, the dialog or report that the command brings up, what a run ends with, that run
-// when it has finished, or the panel that the command shows.
-enum class Shot { Window, Dialog, Result, Run, Panel };
+// What is grabbed: the window itself, the dialog or report that the command brings up (New from Reflections behind the
+// file dialog), what a run ends with, that run when it has finished, the panel that the command shows, or a document.
+enum class Shot { Window, Dialog, AfterFile, Result, Run, Panel, Help };
 struct ShotRow {
   const char* name;
   const char* example;
@@ -117,6 +119,11 @@ constexpr ShotRow kShots[] = {
     {"bitmap-preferences.png", "azathiop", "", 214, Shot::Dialog},
     {"overlay.png", "azathiop", "144=C3 N2 C7 C14 N13 C12", 621, Shot::Dialog},
     {"bonds-report.png", "azathiop", "", 137, Shot::Dialog},
+    {"open-file.png", "azastart", "", kOpenCommand, Shot::Dialog},
+    {"save-file.png", "azastart", "", kSaveAsCommand, Shot::Dialog},
+    {"new-job.png", "azastart", "", kNewFromReflectionsCommand, Shot::AfterFile},
+    {"found-models.png", "azastart", "", kSolveCommand, Shot::Result},
+    {"help.png", "azastart", "", 0, Shot::Help},  // last: the document has pictures
 };
 
 // Takes the picture of every window that comes up beside the main one, and dismisses it.
@@ -125,6 +132,7 @@ class Photographer : public QObject {
   explicit Photographer(const QWidget& mainWindow) : main_(mainWindow) { qApp->installEventFilter(this); }
   ~Photographer() override { qApp->removeEventFilter(this); }
   QString target;
+  QString file;  // what a file dialog is given that comes before; empty: that dialog is the picture
   bool taken = false;
   std::function<bool(const QWidget&)> isReady;  // empty: at once
 
@@ -138,11 +146,16 @@ class Photographer : public QObject {
 
  private:
   void Take(QWidget& widget) {
+    auto* dialog = qobject_cast<QDialog*>(&widget);
+    auto* files = qobject_cast<QFileDialog*>(dialog);
+    if (files && !file.isEmpty()) {
+      files->selectFile(file);
+      return dialog->accept();
+    }
     if (!taken && isReady && !isReady(widget))
       return QTimer::singleShot(50, &widget, [this, &widget] { Take(widget); });
     if (!taken) taken = widget.grab().save(target);
     // Closing one that would lose something brings up a question.
-    auto* dialog = qobject_cast<QDialog*>(&widget);
     dialog ? dialog->done(QDialog::Rejected) : static_cast<void>(widget.close());
   }
 
@@ -244,10 +257,19 @@ bool Photograph(const ShotRow& row, const QString& examples, const QString& fold
     window.Area().Redraw();
     QCoreApplication::processEvents();
     photographer.taken = window.grab().save(photographer.target);
+  } else if (row.shot == Shot::Help) {
+    bench.installedDirectory = PathToBytes(folder) + "/../../";
+    (new HelpWindow(bench, &window))->Show(QStringLiteral("Marvik_Tutor"), QStringLiteral("2-name-the-peaks"));
+    QCoreApplication::processEvents();
   } else if (row.shot == Shot::Panel) {
     photographer.taken = GrabPanel(window, row, photographer.target);
   } else {
     if (row.shot == Shot::Result) RunUnseen(bench, messages);
+    if (row.shot == Shot::AfterFile) {
+      const QString base = PathToText(BaseNameOf(file));
+      QFile::rename(base + QStringLiteral(".res"), base + QStringLiteral(".ins"));
+      photographer.file = base + QStringLiteral(".hkl");
+    }
     if (row.shot == Shot::Run) {
       bench.hooks.editRefinement = [](RefinementSettings&) { return true; };
       photographer.isReady = [](const QWidget& widget) {

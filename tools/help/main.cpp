@@ -29,17 +29,20 @@ bool WriteText(const QString& path, const QString& text) {
 
 QStringList Make(const HelpSource& source, const QStringList& gallery, const QString& examples, const QString& out) {
   QDir().mkpath(out + QStringLiteral("/pictures"));
-  QStringList faults = MakeHelpPictures(gallery, examples, out + QStringLiteral("/pictures"));
+  QStringList faults;
+  for (const HelpDocument& document : HelpDocuments()) {
+    const QString name = QString::fromUtf8(document.name);
+    if (!WriteText(out + QLatin1Char('/') + name + QStringLiteral(".md"), source.documents[name]))
+      faults << name + QStringLiteral(".md could not be written");
+  }
+  faults += MakeHelpPictures(gallery, examples, out + QStringLiteral("/pictures"));
   HelpPageNumbers numbers;
   // The table of contents comes last, when the pages of the others are known.
   const auto documents = HelpDocuments();
   for (auto at = documents.rbegin(); at != documents.rend(); ++at) {
     const QString name = QString::fromUtf8(at->name);
-    const QString& text = source.documents[name];
-    if (!WriteText(out + QLatin1Char('/') + name + QStringLiteral(".md"), text) ||
-        !WriteHelpPages(text, out, name, numbers)) {
+    if (!WriteHelpPages(source.documents[name], out, name, numbers))
       faults << name + QStringLiteral(" could not be written");
-    }
   }
   return faults;
 }

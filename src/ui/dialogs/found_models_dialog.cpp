@@ -1,12 +1,14 @@
 #include "ui/dialogs/found_models_dialog.h"
 
 #include <QDialogButtonBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
 #include <QTreeWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "ui/text.h"
 
@@ -39,11 +41,14 @@ FoundModelsDialog::FoundModelsDialog(QWidget* parentWidget, const FoundModels& f
     table_->resizeColumnToContents(i);
     table_->setColumnWidth(i, table_->columnWidth(i) + 10);
   }
-  table_->setMinimumSize(fontMetrics().averageCharWidth() * 110, fontMetrics().height() * 9);
+  const int letter = fontMetrics().averageCharWidth();
+  const int wanted = table_->header()->length() + 2 * letter;
+  table_->setMinimumSize(std::clamp(wanted, 80 * letter, 130 * letter), fontMetrics().height() * 9);
   auto* notes = new QPlainTextEdit(ToText(found.notes));
   notes->setReadOnly(true);
   notes->setMaximumHeight(fontMetrics().height() * 4);
-  notes->setVisible(!found.notes.empty());
+  // Shown before it has a parent it would be a window.
+  if (found.notes.empty()) notes->hide();
   auto* buttons = new QDialogButtonBox(this);
   buttons->addButton(Translated(found.accept.c_str()), QDialogButtonBox::AcceptRole)->setDefault(true);
   buttons->addButton(tr("&Discard"), QDialogButtonBox::RejectRole);
