@@ -79,7 +79,7 @@ constexpr std::array<KeywordRow, kAllKeywords> kTable{{
     {kSize, "SIZE", Takes::Numbers, KeptPlace::Body, true, nullptr, "size of the crystal (mm)"},
     {kSpec, "SPEC", Takes::Numbers, KeptPlace::Here, true, nullptr, "how near a special position an atom is taken to lie on it (Å)"},
     {kSpin, "SPIN", Takes::Numbers, KeptPlace::Body, false, "fragments are not turned", "turn a fragment"},
-    {kStir, "STIR", Takes::Numbers, KeptPlace::Body, true, "the resolution is not stepped", "raise the resolution in steps"},
+    {kStir, "STIR", Takes::Numbers, KeptPlace::Body, true, nullptr, "raise the resolution in steps: the first, and by how much in each cycle (Å)"},
     {kSump, "SUMP", Takes::Numbers, KeptPlace::Body, true, nullptr, "restrain a sum of free variables"},
     {kSwat, "SWAT", Takes::Numbers, KeptPlace::Body, false, nullptr, "diffuse solvent"},
     {kSymm, "SYMM", Takes::Text, KeptPlace::Body, false, "has no effect here", "a symmetry operator; x, y, z goes without saying"},

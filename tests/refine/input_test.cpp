@@ -68,6 +68,25 @@ TEST_F(InputTest, AmplitudesAreRefinedAgainstAndTensorsAreKeptPositive) {
   EXPECT_GT(SymmetricEigen(refined.metric.CartesianU(refined.sites[0].u)).values[0], 0.025);
 }
 
+TEST_F(InputTest, StirTakesInMoreReflectionsInEveryCycle) {
+  Simulate("s", kModel, 0.9);
+  const size_t all = ParseHklFile(Read("s.hkl"), {}).reflections.size();
+  Write("s.ins", With("WGHT", "STIR 1.5 0.1\nWGHT"));
+  ASSERT_EQ(Run("s"), 0) << Said();
+  std::vector<size_t> counts;
+  const std::string said = Said();
+  const std::regex pattern("before, (\\d+) data");
+  for (std::sregex_iterator at(said.begin(), said.end(), pattern), end; at != end; ++at)
+    counts.push_back(std::stoul((*at)[1]));
+  ASSERT_EQ(counts.size(), 6u) << said;
+  EXPECT_TRUE(std::ranges::is_sorted(counts)) << said;
+  // The number within a sphere goes by the cube of its radius; 1.0 A in the sixth cycle.
+  EXPECT_NEAR(static_cast<double>(counts[5]) / static_cast<double>(counts[0]), 3.375, 0.2);
+  EXPECT_LT(counts[5], all);
+  EXPECT_NE(Read("s.res").find(Printf("for all %zu data", all)), std::string::npos);
+  EXPECT_LT(Last("R1 = "), 0.03) << said;
+}
+
 // Nothing of an atom line is lost without a word, and what is not done is said with its line.
 TEST_F(InputTest, SaysWhereItDoesNotTakeALineAsItStands) {
   Simulate("s", kModel, 1.2);
@@ -88,7 +107,7 @@ TEST_F(InputTest, SaysWhereItDoesNotTakeALineAsItStands) {
       {"WGHT", "HOPE 2\nWGHT",
        "HOPE 2: an overall anisotropic scale of six parameters (ANSC) is refined, not twelve on FVAR (s.ins, line 11)"},
       {"WGHT", "ANSC 0 0 0 0 0 0\nWGHT", "ANSC: has an effect with ANSR or HOPE only (s.ins, line 11)"},
-      {"WGHT", "STIR 1.5\nWGHT", "STIR: the resolution is not stepped (s.ins, line 11)"},
+      {"WGHT", "WIGL 0.1\nWGHT", "WIGL: "},
       {"WGHT", "LIST 9\nWGHT", "LIST 9: only 1 to 6 and 8 are written (s.ins, line 11)"},
       {"WGHT", "ABIN\nWGHT", "ABIN: s.fab is not there; nothing is added (s.ins, line 11)"},
       {"HKLF 4", "HKLF 1", "HKLF 1 IS NOT REFINED AGAINST, ONLY 2 TO 6 (s.ins, line 16)"},

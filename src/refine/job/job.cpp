@@ -109,6 +109,9 @@ void ReadCommand(const Instruction& command, Job& job) {
     job.largestShift = NumberOr(command.numbers, 1, 15.0);
   } else if (command.name == "XNPD") {
     job.leastU = std::clamp(NumberOr(command.numbers, 0, 0.001), 0.0, 1.0);
+  } else if (command.name == "STIR") {
+    job.stirFrom = std::max(0.0, NumberOr(command.numbers, 0, 0.0));
+    job.stirStep = std::max(0.0, NumberOr(command.numbers, 1, 0.01));
   } else if (command.name == "TWIN") {
     ReadTwin(command, job.twin);
   } else if (command.name == "SPEC") {

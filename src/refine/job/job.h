@@ -27,7 +27,9 @@ struct Job {
   DataLimits limits;
   TwinLaw twin;
   ParameterOptions parameters;
-  double leastU = 0.0;  // XNPD: principal displacements below it are raised to it, Å²; 0 leaves them
+  double stirFrom = 0.0;   // STIR: resolution of the first cycle, Å; 0 for that of the data
+  double stirStep = 0.01;  // by which it rises in each
+  double leastU = 0.0;     // XNPD: principal displacements below it are raised to it, Å²; 0 leaves them
   MapKind map = MapKind::Difference;
   int peaks = 20;
   bool bondHydrogens = false;  // BOND $H

@@ -29,6 +29,8 @@ Residuals MakeResiduals(const Calculated& c, size_t parameters) {
   double topStrong = 0.0;
   double bottomStrong = 0.0;
   for (size_t i = 0; i < c.fo2.size(); ++i) {
+    if (c.s2[i] > c.mostS2) continue;
+    ++r.all;
     const double d = c.fo2[i] - c.fc2[i];
     sumDelta += c.weight[i] * d * d;
     sumF4 += c.weight[i] * c.fo2[i] * c.fo2[i];
@@ -42,7 +44,6 @@ Residuals MakeResiduals(const Calculated& c, size_t parameters) {
       ++r.strong;
     }
   }
-  r.all = c.fo2.size();
   r.wR2 = sumF4 > 0.0 ? std::sqrt(sumDelta / sumF4) : 0.0;
   r.r1All = bottom > 0.0 ? top / bottom : 0.0;
   r.r1 = bottomStrong > 0.0 ? topStrong / bottomStrong : 0.0;
@@ -266,7 +267,7 @@ void DataPass::Compare(Worker& w, size_t block, Calculated& out) const {
     }
     const double fo2 = observations_.intensity[at] / k2;
     const double sigma = observations_.sigma[at] / k2;
-    const double weight = weights_.Weight(fo2, sigma, w.fc2[i], w.s2[i]);
+    const double weight = w.s2[i] > mostS2_ ? 0.0 : weights_.Weight(fo2, sigma, w.fc2[i], w.s2[i]);
     w.rootWeight[i] = std::sqrt(weight);
     w.residual[i] = w.rootWeight[i] * (fo2 - w.fc2[i]);
     out.fo2[at] = fo2;
@@ -347,6 +348,7 @@ void DataPass::MultiplyBlock(Worker& w, size_t block, const std::vector<double>&
 }
 
 void DataPass::Resize(Calculated& calculated) const {
+  calculated.mostS2 = mostS2_;
   for (auto* v : {&calculated.fo2, &calculated.sigma, &calculated.fc2, &calculated.weight, &calculated.a, &calculated.b,
                   &calculated.s2}) {
     v->resize(observations_.Size());

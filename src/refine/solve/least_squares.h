@@ -28,6 +28,7 @@ struct Calculated {
   std::vector<double> a;  // F of the first component, without extinction
   std::vector<double> b;
   std::vector<double> s2;
+  double mostS2 = 1e30;  // what is beyond counts neither for shifts nor for figures
 };
 
 // Fo > 4σ(Fo), that is Fo² not below 2σ(Fo²): published counts take in those that are equal to it, which are many in
@@ -71,6 +72,8 @@ class DataPass {
   std::vector<double> Multiply(const std::vector<double>& v, const Calculated& calculated,
                                const Parametrisation& parametrisation);
   size_t Threads() const { return workers_.size(); }
+  // Leaves out what is beyond a resolution in Å, 0 for nothing.
+  void SetResolution(double d) { mostS2_ = d > 0.0 ? 0.25 / (d * d) : 1e30; }
 
  private:
   struct Worker;
@@ -94,6 +97,7 @@ class DataPass {
   const Structure& structure_;
   const Observations& observations_;
   WeightScheme weights_;
+  double mostS2_ = 1e30;
   std::unique_ptr<StructureFactorModel> model_;
   std::vector<std::unique_ptr<Worker>> workers_;
 };

@@ -433,11 +433,13 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
   result.parameters = parametrisation.Size();
   Cycler cycler(job, structure, parametrisation, observations, restraints);
   if (job.leastU > 0.0) TameDisplacements(structure, job.leastU);
+  cycler.Pass().SetResolution(job.stirFrom);
   StartScale(structure, cycler.Pass(), result.calculated, print);
   Damper damper(parametrisation);
   LastGood last{structure, 1e30, std::vector<double>(result.parameters), 0};
   for (int cycle = 1; cycle <= job.cycles; ++cycle) {
     CycleReport report;
+    cycler.Pass().SetResolution(std::max(0.0, job.stirFrom - job.stirStep * (cycle - 1)));
     Solution solution = cycler.Shifts(cycle, result.calculated);
     report.before = MakeResiduals(result.calculated, result.parameters);
     report.restrainedGoof = RestrainedGoof(report.before, result.parameters, cycler.Sums());
@@ -476,6 +478,7 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
     if (StepBack(last, structure, parametrisation, job.leastU, print)) continue;
     result.problem = Divergence(result);
   }
+  cycler.Pass().SetResolution(0.0);
   cycler.Finish(result);
   return result;
 }
