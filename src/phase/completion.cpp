@@ -4,6 +4,7 @@
 #include <cmath>
 #include <memory>
 #include <set>
+#include <sstream>
 
 #include "base/numbers.h"
 #include "chem/connectivity.h"
@@ -302,7 +303,7 @@ class Completer {
   // Where displacements differ from those of the neighbours, refined occupancies count the electrons; other elements
   // stay when the whole model is better with them.
   void Elements() {
-    const bool own = completion_.steps.back().what == "anisotropic" && Last().find("\nTWIN") == std::string::npos;
+    const bool own = completion_.steps.back().what == "anisotropic";
     for (int round = 0; own && round < 2; ++round) {
       Document document;
       RecordingMessages messages;
@@ -336,7 +337,8 @@ class Completer {
       bool better = false;
       if (UseElements(electrons)) {
         GatherMolecules(candidate_);
-        const auto session = Refined(WithLines(ComposeInstructions(problem_, candidate_), "WGHT", "ANIS\n"));
+        const std::string model = ComposeInstructions(problem_, candidate_);
+        const auto session = Refined(WithLines(model, "WGHT", TwinLines() + "ANIS\n"));
         better = session && session->result.final.wR2 < completion_.steps.back().wR2;
         if (better) completion_.steps.pop_back(), Keep("anisotropic", *session);
       }
@@ -344,6 +346,15 @@ class Completer {
       candidate_ = before;
       return;
     }
+  }
+
+  // Of the last step.
+  std::string TwinLines() const {
+    std::istringstream text(Last());
+    std::string lines;
+    for (std::string line; std::getline(text, line);)
+      if (line.starts_with("TWIN") || line.starts_with("BASF")) lines += line + "\n";
+    return lines;
   }
 
   static const Site* SiteNamed(const Structure& s, const std::string& name) {
