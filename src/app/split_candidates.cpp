@@ -28,8 +28,8 @@ bool MayBeSplit(const AtomRecord& atom) {
 }
 
 // Whether a peak stands about as far from a neighbour of the atom as the atom itself.
-bool FitsNeighbours(const Document& document, const AtomRecord& atom, const AtomRecord& peak) {
-  for (const AtomRecord* neighbour : BondedAtoms(document, atom)) {
+bool FitsNeighbours(const BondPartners& bonds, const AtomRecord& atom, const AtomRecord& peak) {
+  for (const AtomRecord* neighbour : bonds.Of(atom)) {
     if (neighbour->IsHydrogen() || neighbour->IsPeak()) continue;
     const double change = Distance(neighbour->position, atom.position) - Distance(neighbour->position, peak.position);
     if (std::fabs(change) < kSameDistance) return true;
@@ -37,7 +37,7 @@ bool FitsNeighbours(const Document& document, const AtomRecord& atom, const Atom
   return false;
 }
 
-SplitCandidate Judge(const Document& document, const Metric& metric, const std::vector<const AtomRecord*>& peaks,
+SplitCandidate Judge(const BondPartners& bonds, const Metric& metric, const std::vector<const AtomRecord*>& peaks,
                      const AtomRecord& atom) {
   SplitCandidate candidate{atom.serial, atom.name, 1.0, 0.0, 0.0, {}, 0.0, 0.0, {}, {}};
   if (atom.IsAnisotropic()) {
@@ -45,7 +45,7 @@ SplitCandidate Judge(const Document& document, const Metric& metric, const std::
     const Eigen3 eigen = SymmetricEigen(tensor);
     if (eigen.values[1] > 0.0) candidate.ratio = eigen.values[2] / eigen.values[1];
     candidate.spread = 2.0 * std::sqrt(std::max(eigen.values[2] - eigen.values[1], 0.0));
-    for (const AtomRecord* other : BondedAtoms(document, atom)) {
+    for (const AtomRecord* other : bonds.Of(atom)) {
       if (!other->IsAnisotropic() || other->IsHydrogen()) continue;
       const Cartesian way = Normalised(metric.ToCartesian(other->fract) - metric.ToCartesian(atom.fract));
       const Mat3 theirs = metric.CartesianU(other->u);
@@ -54,7 +54,7 @@ SplitCandidate Judge(const Document& document, const Metric& metric, const std::
   }
   for (const AtomRecord* peak : peaks) {
     const double distance = Distance(peak->position, atom.position);
-    if (distance > kPeakReach || distance < 0.3 || !FitsNeighbours(document, atom, *peak)) continue;
+    if (distance > kPeakReach || distance < 0.3 || !FitsNeighbours(bonds, atom, *peak)) continue;
     if (peak->peakHeight > candidate.peak) candidate.peaks.assign(1, peak->serial);
     candidate.peak = std::max(candidate.peak, peak->peakHeight);
   }
@@ -71,13 +71,14 @@ SplitCandidate Judge(const Document& document, const Metric& metric, const std::
 
 std::vector<SplitCandidate> FindSplitCandidates(const Document& document) {
   const Metric metric = MakeMetric(document.cell);
+  const BondPartners bonds(document);
   std::vector<SplitCandidate> candidates;
   std::vector<const AtomRecord*> peaks;
   for (const AtomRecord* atom : Atoms(document.atoms))
     if (atom->IsPeak() && atom->peakHeight >= kStrongPeak) peaks.push_back(atom);
   for (const AtomRecord* atom : Atoms(document.atoms)) {
     if (!MayBeSplit(*atom)) continue;
-    SplitCandidate candidate = Judge(document, metric, peaks, *atom);
+    SplitCandidate candidate = Judge(bonds, metric, peaks, *atom);
     if (candidate.score > 0.0) candidates.push_back(std::move(candidate));
   }
   std::ranges::stable_sort(candidates, std::ranges::greater(), &SplitCandidate::score);

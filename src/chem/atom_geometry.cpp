@@ -28,6 +28,19 @@ std::vector<const AtomRecord*> BondedAtoms(const Document& document, const AtomR
   return found;
 }
 
+BondPartners::BondPartners(const Document& document) {
+  for (const AtomRecord* atom : Atoms(document.atoms))
+    ForEachOwnBond(atom, [&](const AtomRecord* partner, const BondRecord*) { partners_[atom].push_back(partner); });
+  for (const AtomRecord* atom : Atoms(document.atoms))
+    ForEachOwnBond(atom, [&](const AtomRecord* partner, const BondRecord*) { partners_[partner].push_back(atom); });
+}
+
+const std::vector<const AtomRecord*>& BondPartners::Of(const AtomRecord& atom) const {
+  static const std::vector<const AtomRecord*> kNone;
+  const auto found = partners_.find(&atom);
+  return found == partners_.end() ? kNone : found->second;
+}
+
 std::string BondsAndAnglesText(const Document& document, const AtomRecord& atom) {
   std::string text = Printf("Bonds and Angles for %s\r\n", atom.name.c_str());
   if (atom.peakHeight != 0.0) AppendPrintf(text, "Peak Height: %.2f\r\n", Shown(atom.peakHeight, 2));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "chem/mean_plane.h"
@@ -12,6 +13,16 @@ namespace marvik {
 // The atoms joined to one by a bond, wherever it is stored: those of its own list first, then the owners of the others
 // in list order.
 std::vector<const AtomRecord*> BondedAtoms(const Document& document, const AtomRecord& atom);
+
+// The same for all atoms at once; holds as long as atoms and bonds stay.
+class BondPartners {
+ public:
+  explicit BondPartners(const Document& document);
+  const std::vector<const AtomRecord*>& Of(const AtomRecord& atom) const;
+
+ private:
+  std::unordered_map<const AtomRecord*, std::vector<const AtomRecord*>> partners_;
+};
 
 // The report, lines ended by "\r\n": a line for each neighbour, last to first, with its distance and the angles to
 // those listed before it, and the heads of the columns below.

@@ -117,11 +117,6 @@ std::string Refusal(const Document& document, const AtomRecord& atom) {
   return {};
 }
 
-bool IsNameFree(const Document& document, const std::set<std::string>& given, const std::string& name, int residue) {
-  return name.size() <= 4 && !CheckAtomName(name) && !given.contains(UpperCase(name)) &&
-         !HolderOfName(document, name, residue, nullptr);
-}
-
 class Splitter {
  public:
   Splitter(Document& document, const SplitRequest& request, UserMessages& messages)
@@ -277,6 +272,9 @@ class Splitter {
   bool Copy() {
     AtomRecord* place = group_.atoms.back();
     while (place->next && place->next->parent == group_.atoms.back()) place = place->next;
+    for (const AtomRecord* atom : Atoms(document_.atoms))
+      if (atom->generated == 0 && !atom->Has(kFromGrownSection)) taken_.insert({atom->residue, UpperCase(atom->name)});
+    int32_t nextAfixGroup = NextAfixGroup(document_);
     for (size_t part = 1; part < Count(); ++part) {
       std::map<int32_t, int32_t> afixGroups;
       NameCopies(part);
@@ -298,7 +296,7 @@ class Splitter {
           Enter(*rider, part);
           if (rider->afixGroup) {
             const auto [group, isNew] = afixGroups.try_emplace(rider->afixGroup, 0);
-            if (isNew) group->second = NextAfixGroup(document_);
+            if (isNew) group->second = nextAfixGroup++;
             rider->afixGroup = group->second;
           }
           document_.atoms.LinkBehind(rider, place);
@@ -313,9 +311,8 @@ class Splitter {
   // One letter for all where there is room, else the next free number.
   void NameCopies(size_t part) {
     const auto isFree = [&](char letter) {
-      return std::ranges::all_of(group_.atoms, [&](const AtomRecord* atom) {
-        return IsNameFree(document_, given_, atom->name + letter, atom->residue);
-      });
+      return std::ranges::all_of(
+          group_.atoms, [&](const AtomRecord* atom) { return IsNameFree(atom->name + letter, atom->residue); });
     };
     char letter = static_cast<char>('A' + part - 1);
     while (letter <= 'Z' && !isFree(letter)) ++letter;
@@ -333,16 +330,19 @@ class Splitter {
       }
     }
   }
+  bool IsNameFree(const std::string& name, int residue) const {
+    return name.size() <= 4 && !CheckAtomName(name) && !taken_.contains({residue, UpperCase(name)});
+  }
   static std::string LabelDigits(const std::string& name) { return LabelNumber(name) + LabelSuffix(name); }
   void Give(const AtomRecord& atom, const std::vector<std::string>& candidates) {
-    const auto isFree = [&](const std::string& name) { return IsNameFree(document_, given_, name, atom.residue); };
+    const auto isFree = [&](const std::string& name) { return IsNameFree(name, atom.residue); };
     const auto found = std::ranges::find_if(candidates, isFree);
     std::string name = found == candidates.end() ? std::string() : *found;
     const std::string symbol(atom.element->Symbol());
     for (int number = 1; name.empty() && number < 1000; ++number)
       if (const std::string next = symbol + std::to_string(number); isFree(next)) name = next;
     if (name.empty()) name = atom.name;
-    given_.insert(UpperCase(name));
+    taken_.insert({atom.residue, UpperCase(name)});
     names_[&atom] = name;
   }
 
@@ -474,7 +474,7 @@ class Splitter {
   int part_ = 1;                                                            // PART of the first part
   std::vector<std::unordered_map<const AtomRecord*, AtomRecord*>> copies_;  // by part, from the first
   std::unordered_map<const AtomRecord*, std::string> names_;                // of the part that is being made
-  std::set<std::string> given_;
+  std::set<std::pair<int, std::string>> taken_;                             // residue and name in capitals
 };
 
 }  // namespace

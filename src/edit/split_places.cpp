@@ -37,7 +37,7 @@ Mat3 Rotation(const Cartesian& axis, double degrees) {
 class Placer {
  public:
   Placer(const Document& document, const std::vector<AtomRecord*>& atoms, const SplitRequest& request)
-      : document_(document), atoms_(atoms), request_(request), metric_(MakeMetric(document.cell)) {
+      : document_(document), atoms_(atoms), request_(request), metric_(MakeMetric(document.cell)), bonds_(document) {
     most_ = kMostStart * UsualU();
   }
 
@@ -130,7 +130,7 @@ class Placer {
 
   double Strain(size_t i, const AtomParts& parts) const {
     double strain = 0.0;
-    for (const AtomRecord* neighbour : BondedAtoms(document_, *atoms_[i])) {
+    for (const AtomRecord* neighbour : bonds_.Of(*atoms_[i])) {
       const auto at = static_cast<size_t>(std::ranges::find(atoms_, neighbour) - atoms_.begin());
       if (at == atoms_.size() || parts_[at].empty()) continue;
       const double wanted = Length(PlaceOf(at) - PlaceOf(i));
@@ -146,7 +146,7 @@ class Placer {
   double StrainAt(size_t i, const Fractional& x) const {
     double sum = 0.0;
     double count = 0.0;
-    for (const AtomRecord* neighbour : BondedAtoms(document_, *atoms_[i])) {
+    for (const AtomRecord* neighbour : bonds_.Of(*atoms_[i])) {
       if (neighbour->IsHydrogen() || neighbour->IsPeak()) continue;
       const double now = std::sqrt(metric_.DistanceSquared(atoms_[i]->fract, neighbour->fract));
       const double then = std::sqrt(metric_.DistanceSquared(x, neighbour->fract));
@@ -252,6 +252,7 @@ class Placer {
   const std::vector<AtomRecord*>& atoms_;
   const SplitRequest& request_;
   const Metric metric_;
+  const BondPartners bonds_;
   double most_ = 0.0;  // Å²
   std::vector<AtomParts> parts_;
 };

@@ -1,5 +1,6 @@
 #include "app/commands/command_table.h"
 #include "app/open_save.h"
+#include "base/numbers.h"
 
 #include "bench_fixture.h"
 #include "support/structures.h"
@@ -93,6 +94,18 @@ TEST_F(Split, AnAtomGoesAlongItsAxisWithItsHydrogensAndOnlyItsLinesChange) {
   EXPECT_EQ(Saved().find("SADI"), std::string::npos) << Saved();
   EXPECT_EQ(Saved().find("SIMU"), std::string::npos);
   EXPECT_EQ(NamesOf(bench.document.atoms), "C1 C2 H2A H2B O1 C9 C5 C6 C7 Q1");
+}
+
+TEST_F(Split, AtomsOfOneNameInTwoResiduesShareTheLetter) {
+  const auto residue = [](int number, const char* x) {
+    return Printf("RESI %d MOL\nC1 1 %s 0.1 0.1 11 0.03 0.03 =\n 0.09 0 0 0\n", number, x);
+  };
+  std::string text(kFile);
+  Open(text.insert(text.find("HKLF"), residue(1, "0.8") + residue(2, "0.4") + "RESI 0\n"));
+  ASSERT_EQ(Run("split", "C1_1 C1_2"), Outcome::Changed);
+  size_t found = 0;
+  for (const AtomRecord* atom : Atoms(bench.document.atoms)) found += atom->name == "C1A";
+  EXPECT_EQ(found, 2u);
 }
 
 TEST_F(Split, APeakGoesToTheAtomWhoseNeighboursItFits) {

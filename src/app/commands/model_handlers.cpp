@@ -80,9 +80,12 @@ Outcome PasteAtomsHandler(Workbench& bench, const CommandCall& call) {
   RecordingMessages silent;
   if (!ReadInstructionText(from, text, silent))
     return Refuse(bench, kPaste, "There are no atoms to paste: they are copied as the text of an instruction file.");
+  const bool fitted = bench.ViewIsFitted();
   const std::string refusal = PasteAtoms(bench.document, from, bench.messages);
   if (!refusal.empty()) return Refuse(bench, kPaste, refusal);
   bench.ConnectAndReframe();
+  // They may stand far from the model.
+  if (fitted) bench.ResetViewToModel();
   return Outcome::Changed;
 }
 
@@ -126,9 +129,6 @@ Outcome SplitCandidatesHandler(Workbench& bench, const CommandCall& call) {
   EditFault fault;
   const int tries = call.argument.empty() ? 3 : ReadFieldInteger(kTries, call.argument, fault).value_or(0);
   if (fault) return RefuseField(bench, fault);
-  const std::vector<SplitCandidate> candidates = FindSplitCandidates(bench.document);
-  if (candidates.empty())
-    return Refuse(bench, kSplit, "No atom looks split: none is long, has a peak beside it, or moves along a bond.");
   struct Tried {
     std::vector<SplitCandidate> candidates;
     std::optional<double> now;
@@ -136,12 +136,16 @@ Outcome SplitCandidatesHandler(Workbench& bench, const CommandCall& call) {
   const auto document = std::make_shared<const Document>(bench.document);
   return DoBeside(
       bench, "Splits are being tried",
-      [document, candidates, tries] {
-        Tried tried{candidates, {}};
-        if (tries > 0) tried.now = TrySplits(*document, tried.candidates, static_cast<size_t>(tries));
+      [document, tries] {
+        Tried tried{FindSplitCandidates(*document), {}};
+        if (tries > 0 && !tried.candidates.empty())
+          tried.now = TrySplits(*document, tried.candidates, static_cast<size_t>(tries));
         return tried;
       },
       [&bench, changes = bench.changes](const Tried& tried) {
+        if (tried.candidates.empty())
+          return Refuse(bench, kSplit,
+                        "No atom looks split: none is long, has a peak beside it, or moves along a bond.");
         const bool mayChoose = bench.hooks.chooseModel && bench.changes == changes && !bench.refining;
         if (mayChoose) return ChooseSplit(bench, tried.candidates, tried.now);
         return ShowList(bench, kCandidates, CandidateText(tried.candidates, tried.now));
