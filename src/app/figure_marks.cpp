@@ -69,33 +69,47 @@ void AddGroups(const Workbench& bench, FigureMarks& marks) {
   }
 }
 
-void AddStrains(const Document& document, FigureMarks& marks) {
-  std::string problem;
-  std::unordered_map<std::string, const AtomRecord*> byName;
-  for (const AtomRecord* atom : Atoms(document.atoms)) byName.emplace(QualifiedName(document, *atom), atom);
-  for (const RestraintLine& line : RestraintsAsTheyAre(document, problem)) {
-    FigureMarks::Strain mark{{}, std::fabs(line.value - line.target) / line.sigma};
-    std::vector<std::string_view> names;
-    SplitWords(line.atoms, names);
-    bool shown = true;
-    for (const std::string_view name : names) {
-      const auto known = byName.find(std::string(name));
-      const AtomRecord* atom = known != byName.end() ? known->second : FindAtomByText(document, name);
-      shown = shown && atom && document.atoms.Passes(atom, kVisibleOnly);
-      if (shown && std::ranges::find(mark.atoms, atom) == mark.atoms.end()) mark.atoms.push_back(atom);
-    }
-    if (shown) marks.strains.push_back(std::move(mark));
+void AddStrains(const Document& document, const std::vector<StrainedAtoms>& strains, FigureMarks& marks) {
+  std::unordered_map<uint32_t, const AtomRecord*> shown;
+  for (const AtomRecord* atom : Atoms(document.atoms, kVisibleOnly)) shown.emplace(atom->serial, atom);
+  for (const StrainedAtoms& strained : strains) {
+    FigureMarks::Strain mark{{}, strained.strain};
+    for (const uint32_t serial : strained.atoms)
+      if (const auto known = shown.find(serial); known != shown.end()) mark.atoms.push_back(known->second);
+    if (mark.atoms.size() == strained.atoms.size()) marks.strains.push_back(std::move(mark));
   }
-  std::ranges::stable_sort(marks.strains, {}, &FigureMarks::Strain::strain);
 }
 
 }  // namespace
 
-FigureMarks MarksShown(const Workbench& bench) {
+std::vector<StrainedAtoms> StrainsOf(const Document& document) {
+  std::string problem;
+  std::unordered_map<std::string, const AtomRecord*> byName;
+  for (const AtomRecord* atom : Atoms(document.atoms)) byName.emplace(QualifiedName(document, *atom), atom);
+  std::vector<StrainedAtoms> strains;
+  for (const RestraintLine& line : RestraintsAsTheyAre(document, problem)) {
+    StrainedAtoms strained{{}, std::fabs(line.value - line.target) / line.sigma};
+    std::vector<std::string_view> names;
+    SplitWords(line.atoms, names);
+    bool known = true;
+    for (const std::string_view name : names) {
+      const auto held = byName.find(std::string(name));
+      const AtomRecord* atom = held != byName.end() ? held->second : FindAtomByText(document, name);
+      known = known && atom;
+      if (known && std::ranges::find(strained.atoms, atom->serial) == strained.atoms.end())
+        strained.atoms.push_back(atom->serial);
+    }
+    if (known) strains.push_back(std::move(strained));
+  }
+  std::ranges::stable_sort(strains, {}, &StrainedAtoms::strain);
+  return strains;
+}
+
+FigureMarks MarksShown(const Workbench& bench, const std::vector<StrainedAtoms>* strains) {
   FigureMarks marks;
   if (bench.figure.measures) AddMeasures(bench, marks);
   if (bench.figure.planes) AddGroups(bench, marks);
-  if (bench.figure.restraints) AddStrains(bench.document, marks);
+  if (strains) AddStrains(bench.document, *strains, marks);
   return marks;
 }
 

@@ -71,9 +71,34 @@ std::shared_ptr<const std::vector<DrawnContact>> Workbench::Contacts() const {
 std::shared_ptr<const FigureMarks> Workbench::Marks() const {
   const bool planes = figure.planes && (!measuredGroups.empty() || KeepsPlanes(document));
   if (!figure.restraints && !planes && !(figure.measures && KeepsMeasures(document))) return nullptr;
-  const size_t key = KeyOfShown();
-  if (!marks_.value || key != marks_.key) marks_ = {std::make_shared<FigureMarks>(MarksShown(*this)), key};
+  size_t key = KeyOfShown();
+  const auto strains = figure.restraints ? Strains(key) : nullptr;
+  key ^= std::hash<const void*>()(strains.get());
+  if (!marks_.value || key != marks_.key)
+    marks_ = {std::make_shared<FigureMarks>(MarksShown(*this, strains.get())), key};
   return marks_.value;
+}
+
+std::shared_ptr<const std::vector<StrainedAtoms>> Workbench::Strains(size_t key) const {
+  constexpr int kManyAtoms = 1000;
+  if (strains_.key == key) return strains_.value;
+  strains_.key = key;
+  int atoms = 0;
+  for ([[maybe_unused]] const AtomRecord* atom : Atoms(document.atoms)) ++atoms;
+  if (!hooks.inBackground || atoms < kManyAtoms) {
+    strains_.value = std::make_shared<std::vector<StrainedAtoms>>(StrainsOf(document));
+    return strains_.value;
+  }
+  hooks.inBackground("The restraints that are drawn are being worked out",
+                     [this, key, copy = std::make_shared<const Document>(document)] {
+                       const auto made = std::make_shared<std::vector<StrainedAtoms>>(StrainsOf(*copy));
+                       return [this, key, made] {
+                         if (strains_.key != key) return;
+                         strains_.value = made;
+                         Repaint();
+                       };
+                     });
+  return strains_.value;
 }
 
 void Workbench::SetLook(Look chosen) {

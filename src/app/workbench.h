@@ -33,6 +33,7 @@ class RefinementRun;
 struct DensityState;
 struct RefinementReport;
 struct FoundModels;
+struct StrainedAtoms;
 
 // Gives what is to be done with what it worked out, or nothing; see StopScope.
 using BackgroundWork = std::function<std::function<void()>()>;
@@ -245,6 +246,9 @@ class Workbench {
   double fittedRadius_ = 0.0;
   std::optional<OpenGlSettings> glSettings_;
   size_t KeyOfShown() const;
+  // How far each restraint is from being kept. For large models they are worked out beside the window, and those from
+  // before are given until then.
+  std::shared_ptr<const std::vector<StrainedAtoms>> Strains(size_t key) const;
   template <class Kept>
   struct KeptForKey {
     std::shared_ptr<const Kept> value;
@@ -252,6 +256,7 @@ class Workbench {
   };
   mutable KeptForKey<std::vector<DrawnContact>> contacts_;
   mutable KeptForKey<FigureMarks> marks_;
+  mutable KeptForKey<std::vector<StrainedAtoms>> strains_;
 };
 
 }  // namespace marvik
