@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
+#include <utility>
 
 #include "chem/connectivity.h"
 #include "chem/hybridization.h"
@@ -26,6 +28,7 @@ constexpr double kSmallestHydrogenBondAngle = 110.0;
 constexpr int kBondsApart = 3;
 // Å beyond the wanted radius, so that donors and paths at its edge are known too.
 constexpr double kMargin = 2.0;
+constexpr double kOverlap = 1.0;  // Å, between atoms of two images of a negative PART that take turns
 
 bool TakesPart(const AtomRecord& atom) {
   constexpr int kNumbers[] = {7, 8, 9, 16, 17, 34, 35, 53};
@@ -45,6 +48,11 @@ class Surroundings {
     images_ = search.FindWithin(atom, radius + kMargin);
     NeighbourImage self{const_cast<AtomRecord*>(&atom), 0, 1555, atom.fract, atom.position, 0.0};
     images_.insert(images_.begin(), self);
+    for (size_t i = 0; i < images_.size(); ++i)
+      for (size_t j = 0; images_[i].atom->part < 0 && j < i; ++j)
+        if (images_[i].atom->part == images_[j].atom->part && !InOneImage(i, j) &&
+            Distance(images_[i].position, images_[j].position) < kOverlap)
+          overlaps_.insert(std::minmax(images_[i].symmetryCode, images_[j].symmetryCode));
   }
 
   const std::vector<NeighbourImage>& Images() const { return images_; }
@@ -56,7 +64,17 @@ class Surroundings {
     return a != b &&
            Distance(images_[a].position, images_[b].position) <=
                first.element->bondRadius + second.element->bondRadius + kBondTolerance &&
-           !(first.IsHydrogen() && second.IsHydrogen()) && !AreAlternatives(first, second);
+           !(first.IsHydrogen() && second.IsHydrogen()) && !AreAlternatives(first, second) &&
+           PartsMayBond(first.part, second.part, InOneImage(a, b));
+  }
+
+  // Never there together: alternatives, or images of one negative PART that lie on each other.
+  bool ExcludeEachOther(size_t a, size_t b) const {
+    const AtomRecord& first = *images_[a].atom;
+    const AtomRecord& second = *images_[b].atom;
+    return AreAlternatives(first, second) ||
+           (first.part < 0 && first.part == second.part &&
+            overlaps_.contains(std::minmax(images_[a].symmetryCode, images_[b].symmetryCode)));
   }
 
   // Bonds between the atom itself and each image, kBondsApart + 1 for more.
@@ -97,7 +115,7 @@ class Surroundings {
     const NeighbourImage& h = images_[hydrogen];
     const NeighbourImage& a = images_[acceptor];
     if (acceptor == donor || !TakesPart(*d.atom) || !TakesPart(*a.atom) || Bonded(hydrogen, acceptor) ||
-        Bonded(donor, acceptor) || AreAlternatives(*d.atom, *a.atom) || AreAlternatives(*h.atom, *a.atom))
+        Bonded(donor, acceptor) || ExcludeEachOther(donor, acceptor) || ExcludeEachOther(hydrogen, acceptor))
       return std::nullopt;
     HydrogenBond bond{d,
                       h,
@@ -112,7 +130,10 @@ class Surroundings {
   }
 
  private:
+  bool InOneImage(size_t a, size_t b) const { return images_[a].symmetryCode == images_[b].symmetryCode; }
+
   std::vector<NeighbourImage> images_;
+  std::set<std::pair<int32_t, int32_t>> overlaps_;  // symmetry codes, the smaller first
 };
 
 // Those in which the first image is donor, hydrogen or acceptor; the images that are its partners get their mark.
@@ -167,7 +188,7 @@ Environment EnvironmentSearch::About(const AtomRecord& atom, double radius) cons
   const std::vector<int> bonds = around.BondsFromFirst();
   std::vector<ContactKind> kinds(images.size(), ContactKind::Plain);
   for (size_t i = 1; i < images.size(); ++i) {
-    const bool isFar = bonds[i] > kBondsApart && !AreAlternatives(atom, *images[i].atom);
+    const bool isFar = bonds[i] > kBondsApart && !around.ExcludeEachOther(0, i);
     if (bonds[i] == 1) {
       kinds[i] = ContactKind::Bond;
     } else if (isFar && images[i].distance < SumOfRadii(atom, *images[i].atom)) {

@@ -301,6 +301,19 @@ TEST_F(ChemTest, TheEnvironmentMarksBondsHydrogenBondsAndShortContacts) {
   EXPECT_TRUE(search.About(*Atom("O1"), -1.0).contacts.empty());
 }
 
+TEST_F(ChemTest, ImagesOfANegativePartThatLieOnEachOtherMeetNothing) {
+  // A methanol across the centre at the origin: the image there takes turns with it, those next door are neighbours.
+  Read("PART -1 10.5\nO1 4 0.06 0 0 10.5 0.05\nC1 1 -0.08 0 0 10.5 0.05\n",
+       "CELL 0.71073 10 3.1 10 90 90 90\nLATT 1\n");
+  const GeometryUncertainty uncertainty(document, nullptr);
+  std::string list;
+  for (const EnvironmentContact& c : EnvironmentSearch(document, 3.3, uncertainty).About(*Atom("C1"), 3.3).contacts)
+    list += c.image.atom->name + " " + std::to_string(c.image.symmetryCode) + " " + ContactWord(c.kind) + ";";
+  EXPECT_EQ(list,
+            "O1 2555 ;O1 1555 bond;C1 2555 ;C1 1545 short contact;C1 1565 short contact;O1 2545 short contact;"
+            "O1 2565 short contact;");
+}
+
 TEST_F(ChemTest, ContactsAreDrawnBetweenAtomsThatAreShown) {
   Read(Line("O1", 4, 9.0, 0, 0) + Line("H1", 2, 9.82, 0, 0) + Line("C1", 1, 8.5, 1.3, 0) + Line("O9", 4, -8.2, 0.1, 0) +
        Line("C8", 1, 9, -3.0, 0));
