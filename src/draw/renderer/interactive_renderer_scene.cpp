@@ -163,14 +163,20 @@ double RenderFrame::MarkArm(const FrameAtom& atom) const {
   return std::max(3.0 * map_.unit, 0.7 * BallRadius(atom));
 }
 
+// Whether a crossed box stands for it.
+bool RenderFrame::IsBoxed(uint32_t index) const {
+  const FrameAtom& atom = atoms_[index];
+  return options_->mode == kThermalEllipsoid && !atom.unknown && atom.atom->IsAnisotropic() &&
+         !ellipsoids_[index].drawable;
+}
+
 // Of what is drawn for the atom, without ellipsoids, device units.
 double RenderFrame::BodyRadius(uint32_t index) const {
   const FrameAtom& atom = atoms_[index];
   const bool scene = options_->mode >= kBallAndStick && options_->mode <= kPipes;
   if (!scene) return atom.bonded ? 0.0 : 3.0 * map_.unit;
   if (atom.unknown) return MarkArm(atom);
-  if (options_->mode == kThermalEllipsoid && atom.atom->IsAnisotropic() && !ellipsoids_[index].drawable)
-    return kBoxCorner * BoxArm(atom);
+  if (IsBoxed(index)) return kBoxCorner * BoxArm(atom);
   return options_->mode == kPipes ? PipeRadius(index) : BallRadius(atom);
 }
 
@@ -193,8 +199,10 @@ double RenderFrame::SurfaceFraction(uint32_t index, const ViewPoint& delta) cons
     }
     return sum > 0.0 ? 1.0 / std::sqrt(sum) : 1.0;
   }
-  const double length = Length(delta) * map_.scale;
-  return length > 0.0 ? BodyRadius(index) / length : 1.0;
+  const bool boxed = IsBoxed(index);  // a cube that faces the viewer
+  const double length = boxed ? std::max({std::fabs(delta.x), std::fabs(delta.y), std::fabs(delta.z)}) : Length(delta);
+  const double reach = boxed ? BoxArm(atoms_[index]) : BodyRadius(index);
+  return length > 0.0 ? reach / (length * map_.scale) : 1.0;
 }
 
 // Around the body of an atom.

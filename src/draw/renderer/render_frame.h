@@ -243,6 +243,7 @@ class RenderFrame {
   void DrawBall(const FrameAtom& atom);
   void DrawMark(const FrameAtom& atom);
   double MarkArm(const FrameAtom& atom) const;
+  bool IsBoxed(uint32_t index) const;
   double BodyRadius(uint32_t index) const;
   double BodyReach(uint32_t index) const;
   double SurfaceFraction(uint32_t index, const ViewPoint& delta) const;
