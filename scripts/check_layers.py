@@ -24,13 +24,13 @@ HOME = {
                r"SpaceGroup|MakeSpaceGroup|Site(Operations|Symmetry\w*)|FitsCell|CellVolume|Reciprocal(Edges|Cell)|"
                r"Orthogonal\w*|UeqWeights|SinTheta\w*|NeighbourGrid|ImageSearch|RotatedTensor|Angle|LatticeRotations",
     "model": r"Is(Hydrogen|Deuterium)Row|IsRiding\w*|SplitCodedValue|Decoded(Value|Occupancy)|StandAs",
-    "chem": r"TorsionAngle|HydrogenDistance|PartsMayBond|BondRules|IsMetal|VanDerWaalsRadius|CellSigmas",
+    "chem": r"TorsionAngle|HydrogenDistance|PartsMayBond|BondRules|BondReach|AreAlternatives|IsMetal|VanDerWaalsRadius|ContactRadius|CellSigmas",
     "language": r"ParseInstruction|TemperatureOf",
     "files": r"CifReader|CifTokens|ParseCifNumber",
 }
 # Formulas of such facts, written out.
 FORMULA = {"base": re.compile(r"3\.1415|M_PI\b"), "crystal": re.compile(r"atan2\(Length\(Cross\("),
-           "chem": re.compile(r"atan2\(Dot\(Cross\(|(bind|free)Pairs\.(pairs|IndexOf)\b"),
+           "chem": re.compile(r"atan2\(Dot\(Cross\(|(bind|free)Pairs\.(pairs|IndexOf)\b|bondRadius \+ .*[rR]adius"),
            "model": re.compile(r"== k(Hydrogen|Deuterium)Row \|\| |< -0\.5 && .* > -5\.0")}
 DEFINITION = re.compile(r"(?:struct|class) (\w+)(?: final)?(?: :[^{]*)? \{|(?!return|using|else)[\w:<>,&* ]+[ *&](\w+)\([^;]*$")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')

@@ -2,19 +2,76 @@
 
 #include <algorithm>
 
-#include "chem/connectivity.h"
+#include "language/atom_references.h"
 #include "language/instruction.h"
-#include "language/tokenizer.h"
+#include "model/coded_values.h"
+#include "model/placement.h"
 
 namespace marvik {
 
+bool BondCriterion(const AtomRecord& a, const AtomRecord& b, double& distance) {
+  distance = Distance(a, b);
+  return distance <= BondReach(*a.element, *b.element);
+}
+
+int OccupancyVariable(const AtomRecord& atom) {
+  const double occupancy = atom.partHasOccupancy ? atom.partOccupancy : atom.occupancy;
+  const int variable = SplitCodedValue(occupancy).variable;
+  return variable < 2 ? 0 : occupancy < 0.0 ? -variable : variable;
+}
+
 BondRules::BondRules(const Document& document) : list_(&document.atoms) {
-  for (const KeptLine& line : document.instructions.kept) {
-    if (line.place != KeptPlace::Body || HeadOf(line.text).keyword != InstructionKeyword::kBind) continue;
-    const Instruction bind = ParseInstruction(line.text);
-    if (bind.words.empty() && bind.numbers.size() == 2)
-      joined_.emplace_back(WholeNumber(bind.numbers[0]), WholeNumber(bind.numbers[1]));
+  std::vector<Instruction> lines;
+  // Nothing is changed.
+  ForEachInstructionText(const_cast<Document&>(document), [&](const InstructionText& place) {
+    const InstructionKeyword keyword = HeadOf(place.text).keyword;
+    if (keyword == InstructionKeyword::kBind || keyword == InstructionKeyword::kConn)
+      lines.push_back(ParseInstruction(place.text));
+  });
+  Heed(document, lines);
+}
+
+BondRules::BondRules(const Document& document, const std::vector<Instruction>& instructions) : list_(&document.atoms) {
+  Heed(document, instructions);
+}
+
+void BondRules::Heed(const Document& document, const std::vector<Instruction>& instructions) {
+  std::vector<const Instruction*> limits;
+  for (const Instruction& line : instructions) {
+    if (line.keyword == InstructionKeyword::kBind && line.words.empty() && line.numbers.size() == 2)
+      joined_.emplace_back(WholeNumber(line.numbers[0]), WholeNumber(line.numbers[1]));
+    if (line.keyword != InstructionKeyword::kConn || line.numbers.empty()) continue;
+    limits.push_back(&line);
   }
+  if (limits.empty()) return;
+  std::vector<const AtomRecord*> atoms;
+  std::vector<NamedSite> sites;
+  for (const AtomRecord* atom : Atoms(document.atoms)) {
+    atoms.push_back(atom);
+    sites.push_back(NamedSiteOf(document, *atom));
+  }
+  const AtomNameIndex index(std::move(sites));
+  for (const Instruction* conn : limits) {
+    const int most = WholeNumber(conn->numbers[0]);
+    if (conn->words.empty() && conn->residue.empty()) {
+      most_ = most;
+      for (auto& [atom, limit] : limits_) limit.most = most;
+      continue;
+    }
+    for (const ResidueNumber& residue : ResiduesOf(index, *conn)) {
+      for (const NamedAtoms::Named& named : AtomsNamed(index, *conn, conn->words, residue).atoms) {
+        const AtomRecord* atom = atoms[static_cast<size_t>(named.site)];
+        Limit& limit = limits_.try_emplace(atom, Limit{atom->element->bondRadius}).first->second;
+        limit.most = most;
+        if (conn->numbers.size() > 1) limit.radius = conn->numbers[1];
+      }
+    }
+  }
+}
+
+BondRules::Limit BondRules::LimitOf(const AtomRecord* atom, double radius) const {
+  const auto known = limits_.find(atom);
+  return known != limits_.end() ? known->second : Limit{radius, most_};
 }
 
 bool BondRules::PartsBond(int a, int b, bool isIdentity) const {
@@ -23,8 +80,19 @@ bool BondRules::PartsBond(int a, int b, bool isIdentity) const {
          });
 }
 
+bool BondRules::AreAlternatives(const AtomRecord& a, const AtomRecord& b) const {
+  if (!PartsBond(a.part, b.part)) return true;
+  const int variable = OccupancyVariable(a);
+  return variable != 0 && variable == -OccupancyVariable(b);
+}
+
 bool BondRules::IsFreed(const AtomRecord& a, const AtomRecord& b) const {
   return list_->freePairs.IndexOf(&a, &b) >= 0;
+}
+
+bool BondRules::Bonds(const AtomRecord& a, const AtomRecord& b, double distance, bool isIdentity) const {
+  return distance <= BondReach(*a.element, *b.element) && PartsBond(a.part, b.part, isIdentity) &&
+         !(isIdentity && IsFreed(a, b));
 }
 
 std::vector<BondRules::Pair> BondRules::Bound() const {

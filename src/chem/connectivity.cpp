@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "chem/bond_rules.h"
 #include "crystal/neighbour_grid.h"
 #include "model/placement.h"
 
@@ -112,9 +111,9 @@ void ReportNoMemory(UserMessages& messages) {
 }
 
 // Whether connectivity joins the two when neither list names them.
-bool BondsByItself(const AtomRecord& a, const AtomRecord& b) {
+bool BondsByItself(const BondRules& rules, const AtomRecord& a, const AtomRecord& b) {
   double distance = 0.0;
-  return PartsMayBond(a.part, b.part) && BondCriterion(a, b, distance);
+  return rules.PartsBond(a.part, b.part) && BondCriterion(a, b, distance);
 }
 
 }  // namespace
@@ -140,19 +139,15 @@ void Connect(Document& document, UserMessages& messages) {
   }
 }
 
-bool BondCriterion(const AtomRecord& a, const AtomRecord& b, double& distance) {
-  distance = Distance(a, b);
-  return distance <= a.element->bondRadius + b.element->bondRadius + kBondTolerance;
-}
-
 bool BindAtoms(Document& document, BindMode mode, AtomRecord* a, AtomRecord* b, UserMessages& messages) {
   AtomList& list = document.atoms;
   if (!b || (mode == BindMode::Pair ? !a : list.selection.Empty())) return false;
+  const BondRules rules(document);
   const auto bind = [&](AtomRecord* atom) {
     if (atom == b) return;
     while (list.freePairs.Remove(atom, b)) {
     }
-    if (!BondsByItself(*atom, *b) && list.bindPairs.IndexOf(atom, b) < 0) list.bindPairs.Append(atom, b);
+    if (!BondsByItself(rules, *atom, *b) && list.bindPairs.IndexOf(atom, b) < 0) list.bindPairs.Append(atom, b);
   };
   if (mode == BindMode::Pair) {
     bind(a);
@@ -168,7 +163,7 @@ bool FreeAtoms(Document& document, AtomRecord* a, AtomRecord* b, UserMessages& m
   AtomList& list = document.atoms;
   while (list.bindPairs.Remove(a, b)) {
   }
-  const bool added = a != b && BondsByItself(*a, *b) && list.freePairs.IndexOf(a, b) < 0;
+  const bool added = a != b && BondsByItself(BondRules(document), *a, *b) && list.freePairs.IndexOf(a, b) < 0;
   if (added) list.freePairs.Append(a, b);
   Connect(document, messages);
   return added;

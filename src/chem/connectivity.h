@@ -1,30 +1,19 @@
 #pragma once
 
 #include "base/user_messages.h"
+#include "chem/bond_rules.h"
 #include "model/document.h"
 
 namespace marvik {
 
-// Added once to the sum of two bond radii, Å.
-inline constexpr double kBondTolerance = 0.5;
-
 // Rebuilds all bonds, the hidden-part bits and MoleculeCentre. Two atoms of parts that are not hidden bond: FREE pairs
-// never, BIND pairs always, others by BondCriterion when PartsMayBond; an atom of a negative PART and a grown one of
-// another image of that PART never do. The bonds and their order in every list are those of the plain double loop over
-// the atoms and over those behind each in the list, at a cost that grows with their number. Without atoms the centre is
-// the origin. Atoms whose position is not finite get no bonds and do not count for the centre. Without memory for the
-// bonds, or with so many that nothing but an absurd bond radius can be the reason: the message, a request to quit, and
-// fewer bonds. AtomRecord::scratch of the live atoms is their index afterwards.
+// never, BIND pairs always, others by BondCriterion when BondRules::PartsBond; an atom of a negative PART and a grown
+// one of another image of that PART never do. The bonds and their order in every list are those of the plain double
+// loop over the atoms and over those behind each in the list, at a cost that grows with their number. Without atoms the
+// centre is the origin. Atoms whose position is not finite get no bonds and do not count for the centre. Without memory
+// for the bonds, or with so many that nothing but an absurd bond radius can be the reason: the message, a request to
+// quit, and fewer bonds. AtomRecord::scratch of the live atoms is their index afterwards.
 void Connect(Document& document, UserMessages& messages);
-
-// Stores the distance in Å; true when it is at most the two bond radii + 0.5.
-bool BondCriterion(const AtomRecord& a, const AtomRecord& b, double& distance);
-
-// Alternatives of a disordered group do not bond to each other: one of the two PART numbers is 0, or they are equal.
-// Nothing of a negative part bonds to a symmetry image.
-constexpr bool PartsMayBond(int a, int b, bool isIdentity = true) {
-  return (a == 0 || b == 0 || a == b) && (isIdentity || (a >= 0 && b >= 0));
-}
 
 enum class BindMode { Pair = 1, SelectionToTarget = 2 };
 

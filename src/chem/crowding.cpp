@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "chem/connectivity.h"
+#include "chem/bond_rules.h"
 #include "crystal/image_search.h"
 
 namespace marvik {

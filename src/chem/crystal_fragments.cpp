@@ -108,8 +108,7 @@ bool CrystalFragments::FindBondingImages(const AtomRecord& atom, std::vector<Ato
   const auto own = IndexOf(atom.generated ? atom.sourceSerial : atom.serial);
   std::erase_if(found, [&](const AtomImage& image) {
     const AtomRecord& b = *atoms_[image.atom];
-    return image.distance < kSamePlace || !rules_.PartsBond(atom.part, b.part, false) ||
-           image.distance > atom.element->bondRadius + b.element->bondRadius + kBondTolerance ||
+    return image.distance < kSamePlace || !rules_.Bonds(atom, b, image.distance, false) ||
            (own && rules_.IsFreed(*atoms_[*own], b));
   });
   return true;

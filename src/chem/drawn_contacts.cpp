@@ -6,6 +6,7 @@
 #include "chem/crowding.h"
 #include "chem/hanging_contacts.h"
 #include "chem/hybridization.h"
+#include "chem/van_der_waals.h"
 
 namespace marvik {
 namespace {

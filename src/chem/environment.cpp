@@ -7,21 +7,11 @@
 
 #include "chem/connectivity.h"
 #include "chem/hybridization.h"
+#include "chem/van_der_waals.h"
 #include "model/placement.h"
 
 namespace marvik {
 namespace {
-
-struct RadiusRow {
-  int atomicNumber;
-  double radius;
-};
-constexpr RadiusRow kRadii[] = {{1, 1.20},  {2, 1.40},  {3, 1.82},  {6, 1.70},  {7, 1.55},  {8, 1.52},  {9, 1.47},
-                                {10, 1.54}, {11, 2.27}, {12, 1.73}, {14, 2.10}, {15, 1.80}, {16, 1.80}, {17, 1.75},
-                                {18, 1.88}, {19, 2.75}, {28, 1.63}, {29, 1.40}, {30, 1.39}, {31, 1.87}, {33, 1.85},
-                                {34, 1.90}, {35, 1.85}, {36, 2.02}, {46, 1.63}, {47, 1.72}, {48, 1.58}, {49, 1.93},
-                                {50, 2.17}, {52, 2.06}, {53, 1.98}, {54, 2.16}, {78, 1.75}, {79, 1.66}, {80, 1.55},
-                                {81, 1.96}, {82, 2.02}, {92, 1.86}};
 
 constexpr double kSmallestHydrogenBondAngle = 110.0;
 // Bonds between two atoms of one molecule whose distance the bonds themselves set.
@@ -44,7 +34,7 @@ double SumOfRadii(const AtomRecord& a, const AtomRecord& b) {
 // The images about one atom, that atom first, and how they are bonded.
 class Surroundings {
  public:
-  Surroundings(const NeighbourSearch& search, const AtomRecord& atom, double radius) {
+  Surroundings(const NeighbourSearch& search, const AtomRecord& atom, double radius) : rules_(search.Rules()) {
     images_ = search.FindWithin(atom, radius + kMargin);
     NeighbourImage self{const_cast<AtomRecord*>(&atom), 0, 1555, atom.fract, atom.position, 0.0};
     images_.insert(images_.begin(), self);
@@ -61,18 +51,15 @@ class Surroundings {
     const AtomRecord& first = *images_[a].atom;
     const AtomRecord& second = *images_[b].atom;
     // Two hydrogens are never bonded, however near they stand.
-    return a != b &&
-           Distance(images_[a].position, images_[b].position) <=
-               first.element->bondRadius + second.element->bondRadius + kBondTolerance &&
-           !(first.IsHydrogen() && second.IsHydrogen()) && !AreAlternatives(first, second) &&
-           PartsMayBond(first.part, second.part, InOneImage(a, b));
+    return a != b && !(first.IsHydrogen() && second.IsHydrogen()) && !rules_.AreAlternatives(first, second) &&
+           rules_.Bonds(first, second, Distance(images_[a].position, images_[b].position), InOneImage(a, b));
   }
 
   // Never there together: alternatives, or images of one negative PART that lie on each other.
   bool ExcludeEachOther(size_t a, size_t b) const {
     const AtomRecord& first = *images_[a].atom;
     const AtomRecord& second = *images_[b].atom;
-    return AreAlternatives(first, second) ||
+    return rules_.AreAlternatives(first, second) ||
            (first.part < 0 && first.part == second.part &&
             overlaps_.contains(std::minmax(images_[a].symmetryCode, images_[b].symmetryCode)));
   }
@@ -132,6 +119,7 @@ class Surroundings {
  private:
   bool InOneImage(size_t a, size_t b) const { return images_[a].symmetryCode == images_[b].symmetryCode; }
 
+  const BondRules& rules_;
   std::vector<NeighbourImage> images_;
   std::set<std::pair<int32_t, int32_t>> overlaps_;  // symmetry codes, the smaller first
 };
@@ -162,12 +150,6 @@ std::vector<HydrogenBond> HydrogenBondsOfFirst(const Surroundings& around, std::
 }
 
 }  // namespace
-
-double VanDerWaalsRadius(int atomicNumber) {
-  for (const RadiusRow& row : kRadii)
-    if (row.atomicNumber == atomicNumber) return row.radius;
-  return 0.0;
-}
 
 const char* ContactWord(ContactKind kind) {
   constexpr const char* kWords[] = {"", "bond", "hydrogen bond", "short contact"};

@@ -14,9 +14,6 @@ namespace marvik {
 inline constexpr double kDefaultEnvironment = 4.0;  // Å
 inline constexpr double kLargestEnvironment = 20.0;
 
-// Van der Waals radius in Å: A. Bondi, J. Phys. Chem. 68 (1964) 441-451; 0 for elements that have none there.
-double VanDerWaalsRadius(int atomicNumber);
-
 enum class ContactKind { Plain, Bond, HydrogenBond, Short };
 // "", "bond", "hydrogen bond", "short contact"
 const char* ContactWord(ContactKind kind);

@@ -116,7 +116,7 @@ bool HybridizeAll(Document& document, UserMessages& messages, ProgramHydrogens h
   const unsigned without = hydrogens == ProgramHydrogens::Ignored ? static_cast<unsigned>(kProgramHydrogen) : 0u;
   const NeighbourSearch search(document, kBondTolerance, without);
   for (AtomRecord* atom : Atoms(document.atoms, kVisibleOnly | kNoGenerated)) {
-    std::vector<NeighbourImage> neighbours = search.FindBonded(*atom, kBondTolerance);
+    std::vector<NeighbourImage> neighbours = search.FindBonded(*atom);
     std::erase_if(neighbours, [](const NeighbourImage& b) { return ChemicalNumber(*b.atom) > kHeaviestNeighbour; });
     const Class result = Classify(*atom, neighbours);
     atom->SetHybridization(result.hybridization);

@@ -73,7 +73,7 @@ HydrogenBuilder::HydrogenBuilder(Document& document, UserMessages& messages)
 }
 
 std::vector<NeighbourImage> HydrogenBuilder::NeighboursOf(const AtomRecord& atom) const {
-  return search_.FindBonded(atom, kBondTolerance);
+  return search_.FindBonded(atom);
 }
 
 std::vector<AtomRecord*> HydrogenBuilder::Placed(const AtomRecord* carrier) const {
@@ -111,8 +111,8 @@ void HydrogenBuilder::FindBeyond(const AtomRecord& carrier, const NeighbourImage
   std::vector<NeighbourImage> found =
       search_.FindNeighboursAt(neighbour.fract, neighbour.atom->element->bondRadius, kBondTolerance);
   std::erase_if(found, [&](const NeighbourImage& b) {
-    return AreAlternatives(carrier, *b.atom) || AreAlternatives(*neighbour.atom, *b.atom) ||
-           Distance(b.position, carrier.position) < 0.05;
+    return search_.Rules().AreAlternatives(carrier, *b.atom) ||
+           search_.Rules().AreAlternatives(*neighbour.atom, *b.atom) || Distance(b.position, carrier.position) < 0.05;
   });
   std::stable_sort(found.begin(), found.end(), [](const NeighbourImage& a, const NeighbourImage& b) {
     const bool isFirst = a.atom->IsHydrogen();
@@ -144,10 +144,10 @@ std::vector<NeighbourImage> HydrogenBuilder::AcceptorsFor(const AtomRecord& carr
   if (!wideSearch_) wideSearch_.emplace(document_, kAcceptorReach, kProgramHydrogen);
   std::vector<NeighbourImage> images = wideSearch_->FindWithin(carrier, kAcceptorReach);
   std::erase_if(images, [&](const NeighbourImage& b) {
-    if (!IsAcceptor(*b.atom) || AreAlternatives(carrier, *b.atom)) return true;
+    if (!IsAcceptor(*b.atom) || search_.Rules().AreAlternatives(carrier, *b.atom)) return true;
     // What the carrier or its neighbour is bonded to is no partner of a hydrogen bond; all neighbours of a hydroxyl
     // oxygen are about as large as carbon.
-    const double reach = b.atom->element->bondRadius + carrier.element->bondRadius + kBondTolerance;
+    const double reach = BondReach(*b.atom->element, *carrier.element);
     return b.distance <= reach || std::any_of(neighbours.begin(), neighbours.end(), [&](const Cartesian& place) {
              return Distance(b.position, place) <= reach;
            });
@@ -216,7 +216,7 @@ bool HydrogenBuilder::PlaceWater(AtomRecord* oxygen) {
       const NeighbourImage& b = acceptors[j];
       const double angle = Angle(oxygen->position, a.position, b.position);
       if (angle < kWaterAngle - 25.0 || angle > kWaterAngle + 35.0 || a.distance + b.distance >= shortest ||
-          AreAlternatives(*a.atom, *b.atom))
+          search_.Rules().AreAlternatives(*a.atom, *b.atom))
         continue;
       shortest = a.distance + b.distance;
       const Cartesian u = Normalised(a.position - oxygen->position);

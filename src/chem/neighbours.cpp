@@ -5,8 +5,6 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "chem/connectivity.h"
-#include "model/coded_values.h"
 #include "model/placement.h"
 
 namespace marvik {
@@ -40,13 +38,6 @@ ImageSearch SearchOf(const Document& document, const std::vector<AtomRecord*>& a
   return {places, document.symmetry, document.cell, reach};
 }
 
-// The number of the free variable in an occupancy, negative for one that is 1 less the variable; 0 for any other.
-int OccupancyVariable(const AtomRecord& atom) {
-  const double occupancy = atom.partHasOccupancy ? atom.partOccupancy : atom.occupancy;
-  const int variable = SplitCodedValue(occupancy).variable;
-  return variable < 2 ? 0 : occupancy < 0.0 ? -variable : variable;
-}
-
 // Of two alternatives the one of the lower rank is looked at.
 int RankOf(const AtomRecord& atom) {
   return atom.part != 0 ? std::abs(atom.part) : OccupancyVariable(atom) < 0 ? 1 : 0;
@@ -59,7 +50,7 @@ bool IsInRange(const AtomImage& image) {
 // Of neighbours that are alternatives of each other all but those of one part go; the part of the smaller number stays.
 // That they belong to one disorder is told by a free variable that both occupancies depend on, else by nearly the same
 // direction: two groups may be disordered each for itself.
-void KeepOneAlternative(const Cartesian& centre, std::vector<NeighbourImage>& neighbours) {
+void KeepOneAlternative(const BondRules& rules, const Cartesian& centre, std::vector<NeighbourImage>& neighbours) {
   std::vector<const NeighbourImage*> order;
   for (const NeighbourImage& b : neighbours) order.push_back(&b);
   std::stable_sort(order.begin(), order.end(), [](const NeighbourImage* a, const NeighbourImage* b) {
@@ -69,7 +60,7 @@ void KeepOneAlternative(const Cartesian& centre, std::vector<NeighbourImage>& ne
   std::vector<Cartesian> dropped;
   for (const NeighbourImage* b : order) {
     const bool isAlternative = std::any_of(kept.begin(), kept.end(), [&](const NeighbourImage* k) {
-      if (!AreAlternatives(*k->atom, *b->atom)) return false;
+      if (!rules.AreAlternatives(*k->atom, *b->atom)) return false;
       const int one = std::abs(OccupancyVariable(*k->atom));
       const int other = std::abs(OccupancyVariable(*b->atom));
       return one != 0 && other != 0 ? one == other : Angle(centre, k->position, b->position) < kAlternativeAngle;
@@ -83,14 +74,8 @@ void KeepOneAlternative(const Cartesian& centre, std::vector<NeighbourImage>& ne
 
 }  // namespace
 
-bool AreAlternatives(const AtomRecord& a, const AtomRecord& b) {
-  if (!PartsMayBond(a.part, b.part)) return true;
-  const int variable = OccupancyVariable(a);
-  return variable != 0 && variable == -OccupancyVariable(b);
-}
-
 NeighbourSearch::NeighbourSearch(const Document& document, double tolerance, unsigned without)
-    : freed_(document.atoms.freePairs),
+    : rules_(document),
       atoms_(AllAtoms(document, without)),
       largestRadius_(LargestRadius(atoms_)),
       reach_(2.0 * largestRadius_ + tolerance),
@@ -121,15 +106,21 @@ std::vector<NeighbourImage> NeighbourSearch::FindNeighboursAt(const Fractional& 
   return Collect(place, bondRadius, tolerance, [](const AtomRecord&, int32_t) { return true; });
 }
 
-std::vector<NeighbourImage> NeighbourSearch::FindBonded(const AtomRecord& atom, double tolerance) const {
+std::vector<NeighbourImage> NeighbourSearch::FindBonded(const AtomRecord& atom) const {
   // Two alternatives may share one place, so those of the atom go before places are compared.
   auto neighbours =
-      Collect(atom.fract, atom.element->bondRadius, tolerance, [&](const AtomRecord& other, int32_t code) {
+      Collect(atom.fract, atom.element->bondRadius, kBondTolerance, [&](const AtomRecord& other, int32_t code) {
         const bool isSame = code == kIdentityCode;
-        return !AreAlternatives(atom, other) && PartsMayBond(atom.part, other.part, isSame) &&
-               !(isSame && freed_.IndexOf(&atom, &other) >= 0);
+        return !rules_.AreAlternatives(atom, other) && rules_.PartsBond(atom.part, other.part, isSame) &&
+               !(isSame && rules_.IsFreed(atom, other));
       });
-  KeepOneAlternative(atom.position, neighbours);
+  for (const auto& [a, b] : rules_.Bound()) {
+    AtomRecord* partner = const_cast<AtomRecord*>(a == &atom ? b : b == &atom ? a : nullptr);
+    const auto isThere = [&](const NeighbourImage& n) { return n.atom == partner && n.symmetryCode == kIdentityCode; };
+    if (!partner || !std::ranges::count(atoms_, partner) || std::ranges::any_of(neighbours, isThere)) continue;
+    neighbours.push_back({partner, 0, kIdentityCode, partner->fract, partner->position, Distance(atom, *partner)});
+  }
+  KeepOneAlternative(rules_, atom.position, neighbours);
   return neighbours;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "chem/bond_rules.h"
 #include "crystal/image_search.h"
 #include "model/document.h"
 
@@ -22,8 +23,8 @@ struct NeighbourImage {
 // asking for each atom in turn costs in proportion to their number.
 class NeighbourSearch {
  public:
-  // `tolerance` in Å is the largest that will be asked for. Atoms with any of the bits `without` in flags2 are not
-  // found.
+  // `tolerance` in Å, kBondTolerance at least, is the largest that will be asked for. Atoms with any of the bits
+  // `without` in flags2 are not found.
   NeighbourSearch(const Document& document, double tolerance, unsigned without = 0);
 
   // Every image no farther than the two bond radii plus `tolerance`, at least 0.05 Å away and no nearer than 0.05 Å to
@@ -35,10 +36,10 @@ class NeighbourSearch {
   }
   // The same around any place, with the bond radius in Å of what stands there.
   std::vector<NeighbourImage> FindNeighboursAt(const Fractional& place, double bondRadius, double tolerance) const;
-  // The same short of what a FREE line parts from the atom, and of what is not there together with it: its
-  // alternatives, symmetry images where either part is negative, and of neighbours that are alternatives of each other
-  // in nearly the same direction all but one (the part of the smaller number stays).
-  std::vector<NeighbourImage> FindBonded(const AtomRecord& atom, double tolerance) const;
+  // What the atom is bonded to: the same by BondRules, with what a BIND line joins to it and short of what is not there
+  // together with it: its alternatives, symmetry images where either part is negative, and of neighbours that are
+  // alternatives of each other in nearly the same direction all but one (the part of the smaller number stays).
+  std::vector<NeighbourImage> FindBonded(const AtomRecord& atom) const;
   // What stands around the atom in the crystal: images within a radius in Å, no farther than Reach(), with translations
   // without bounds, in the order in which they are found. Of images of one atom at one place the first stands for all.
   // None where there are more than ten times kMostBondingImages.
@@ -46,21 +47,18 @@ class NeighbourSearch {
 
   // The largest radius that FindWithin may be asked for.
   double Reach() const { return reach_; }
+  const BondRules& Rules() const { return rules_; }
 
  private:
   template <class Accept>
   std::vector<NeighbourImage> Collect(const Fractional& place, double bondRadius, double tolerance,
                                       Accept accept) const;
 
-  const PairList& freed_;
+  BondRules rules_;
   std::vector<AtomRecord*> atoms_;
   double largestRadius_ = 0.0;
   double reach_ = 0.0;
   ImageSearch images_;
 };
-
-// Whether two atoms are never there together: their parts may not bond, or their occupancies are a free variable and
-// what it leaves of 1, which is how disorder is written without parts.
-bool AreAlternatives(const AtomRecord& a, const AtomRecord& b);
 
 }  // namespace marvik

@@ -150,9 +150,8 @@ std::vector<GeometrySite> StructureBonds::NeighboursOf(const AtomRecord& atom) c
   for (const NeighbourImage& image : search_.FindWithin(atom, reach)) {
     const AtomRecord& other = *image.atom;
     if (image.symmetryCode == GeometrySite::kIdentityCode || IsGenerated(other) || other.IsPeak() ||
-        other.Has(kHiddenPart) || !PartsMayBond(atom.part, other.part, false) ||
-        (atom.IsHydrogen() && other.IsHydrogen()) ||
-        image.distance > atom.element->bondRadius + other.element->bondRadius + kBondTolerance)
+        other.Has(kHiddenPart) || !search_.Rules().Bonds(atom, other, image.distance, false) ||
+        (atom.IsHydrogen() && other.IsHydrogen()))
       continue;
     const auto drawn = std::ranges::find_if(
         found, [&](const GeometrySite& site) { return Distance(PlaceOf(site), image.position) < kSamePlace; });

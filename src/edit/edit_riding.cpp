@@ -5,7 +5,7 @@
 #include <map>
 #include <unordered_set>
 
-#include "chem/connectivity.h"
+#include "chem/bond_rules.h"
 #include "model/placement.h"
 
 namespace marvik {

@@ -5,7 +5,7 @@
 #include <unordered_map>
 
 #include "app/split_candidates.h"
-#include "chem/connectivity.h"
+#include "chem/bond_rules.h"
 #include "crystal/cell_metric.h"
 #include "ui/drawing_area.h"
 #include "ui/text.h"
@@ -86,8 +86,7 @@ void GhostMarks::Paint() {
   for (size_t i = 0; i < balls_.size(); ++i)
     for (size_t j = 0; j < i; ++j)
       if (balls_[i].part == balls_[j].part &&
-          Distance(balls_[i].position, balls_[j].position) <=
-              balls_[i].element->bondRadius + balls_[j].element->bondRadius + kBondTolerance)
+          Distance(balls_[i].position, balls_[j].position) <= BondReach(*balls_[i].element, *balls_[j].element))
         painter.drawLine(area_.PlaceOf(balls_[i].position), area_.PlaceOf(balls_[j].position));
   painter.setPen(QPen(outline, 1.0));
   for (const GhostBall& ball : balls_) {

@@ -4,9 +4,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <random>
+#include <set>
 
 #include "base/files.h"
 #include "base/numbers.h"
+#include "chem/structure_geometry.h"
 #include "crystal/symmetry.h"
 #include "model/placement.h"
 
@@ -124,7 +126,7 @@ TEST_F(ChemTest, OneAlternativeOfADisorderedStructureIsSeen) {
   const NeighbourSearch search(document, 0.5);
   const auto names = [&](const char* name) {
     std::string list;
-    for (const NeighbourImage& b : search.FindBonded(*Atom(name), 0.5)) list += b.atom->name + " ";
+    for (const NeighbourImage& b : search.FindBonded(*Atom(name))) list += b.atom->name + " ";
     return list;
   };
   EXPECT_EQ(search.FindNeighbours(*Atom("C3"), 0.5).size(), 3u);
@@ -134,14 +136,33 @@ TEST_F(ChemTest, OneAlternativeOfADisorderedStructureIsSeen) {
   EXPECT_EQ(names("C1"), "C6 C3 C2 ");
 }
 
+TEST_F(ChemTest, BindAndFreeHoldWhereverBondsAreMade) {
+  Read(
+      "BIND 1 2\nBIND C1 C5\nFREE C1 C2\nPART 1\nC1 1 0.07 0.3 0 11 0.04\nPART 2\nC2 1 0.07 0.3 0.14 11 0.04\n"
+      "C3 1 0.07 0.44 0 11 0.04\nC4 1 -0.07 -0.17 0 11 0.04\nPART 3\nC5 1 0.07 0.3 -0.3 11 0.04\nPART 0\n",
+      "CELL 0.7 10 10 10 90 90 90\nLATT 1\n");
+  using Names = std::set<std::string>;
+  const auto bonds = [&] {
+    Names drawn, chemistry, crystal;
+    ForEachOwnBond(Atom("C1"), [&](const AtomRecord* partner, const BondRecord*) { drawn.insert(partner->name); });
+    for (const NeighbourImage& b : NeighbourSearch(document, 0.5).FindBonded(*Atom("C1")))
+      chemistry.insert(b.atom->name);
+    for (const GeometrySite& b : StructureBonds(document).NeighboursOf(*Atom("C1"))) crystal.insert(b.atom->name);
+    return std::vector{drawn, chemistry, crystal};
+  };
+  EXPECT_EQ(bonds(), (std::vector{Names{"C3", "C5"}, Names{"C3", "C4", "C5"}, Names{"C3", "C4", "C5"}}));
+  EXPECT_TRUE(FreeAtoms(document, Atom("C1"), Atom("C3"), messages)) << "what BIND m n joins bonds by itself";
+  EXPECT_EQ(bonds(), (std::vector{Names{"C5"}, Names{"C4", "C5"}, Names{"C4", "C5"}}));
+}
+
 TEST_F(ChemTest, NegativePartsSeeNoImages) {
   const std::string head = "CELL 0.7 20 20 20 90 90 90\nLATT 1\n";
   Read("C1 1 0.03 0 0 11 0.04\nPART -1\nC2 1 0.03 0.05 0 11 0.04\nPART 0\n", head);
   const NeighbourSearch search(document, 0.5);
   EXPECT_EQ(search.FindNeighbours(*Atom("C1"), 0.5).size(), 3u);
-  EXPECT_EQ(search.FindBonded(*Atom("C1"), 0.5).size(), 2u);
+  EXPECT_EQ(search.FindBonded(*Atom("C1")).size(), 2u);
   EXPECT_EQ(search.FindNeighbours(*Atom("C2"), 0.5).size(), 2u);
-  EXPECT_EQ(search.FindBonded(*Atom("C2"), 0.5).size(), 1u);
+  EXPECT_EQ(search.FindBonded(*Atom("C2")).size(), 1u);
 }
 
 TEST_F(ChemTest, ImagesAtOnePlaceStandOnce) {

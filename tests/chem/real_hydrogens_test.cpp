@@ -8,6 +8,7 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
+#include "chem/bond_rules.h"
 #include "chem/crystal_fragments.h"
 #include "chem/hfix.h"
 #include "chem/hybridization.h"
@@ -42,12 +43,12 @@ bool IsCarrier(const AtomRecord& atom) {
   return z >= 6 && z <= 8;
 }
 
-const AtomRecord* NearestCarrier(const Document& document, const AtomRecord& hydrogen) {
+const AtomRecord* NearestCarrier(const Document& document, const BondRules& rules, const AtomRecord& hydrogen) {
   const AtomRecord* nearest = nullptr;
   double shortest = 1.25;
   for (const AtomRecord* atom : Atoms(document.atoms)) {
     const double distance = Distance(hydrogen, *atom);
-    if (!IsCarrier(*atom) || AreAlternatives(hydrogen, *atom) || distance > shortest) continue;
+    if (!IsCarrier(*atom) || rules.AreAlternatives(hydrogen, *atom) || distance > shortest) continue;
     nearest = atom;
     shortest = distance;
   }
@@ -56,11 +57,12 @@ const AtomRecord* NearestCarrier(const Document& document, const AtomRecord& hyd
 
 // C, N and O atoms with the hydrogens bonded to them; of alternative hydrogens of one carrier the first.
 std::vector<Carrier> CarriersOf(const Document& document) {
+  const BondRules rules(document);
   std::map<const AtomRecord*, std::vector<const AtomRecord*>> hydrogens;
   for (const AtomRecord* h : Atoms(document.atoms)) {
     if (!h->IsHydrogen()) continue;
-    auto& known = hydrogens[NearestCarrier(document, *h)];
-    if (std::none_of(known.begin(), known.end(), [h](const AtomRecord* k) { return AreAlternatives(*h, *k); }))
+    auto& known = hydrogens[NearestCarrier(document, rules, *h)];
+    if (std::none_of(known.begin(), known.end(), [&](const AtomRecord* k) { return rules.AreAlternatives(*h, *k); }))
       known.push_back(h);
   }
   std::vector<Carrier> carriers;

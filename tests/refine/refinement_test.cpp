@@ -95,6 +95,8 @@ TEST(Bonds, BindJoinsPartsAndConnLimitsAllAtoms) {
   EXPECT_EQ(bonds("BIND 2 1\n"), "C1C2 C1C4 C2C3 ");
   EXPECT_EQ(bonds("BIND 1 3\n"), "C1C2 C1C4 ");
   EXPECT_EQ(bonds("CONN 1\n"), "C1C2 ");
+  EXPECT_EQ(bonds("CONN 0 C2\n"), "C1C4 ") << "seen from either side";
+  EXPECT_EQ(bonds("CONN 9 0.1 C4\nBIND 1 2\n"), "C1C2 C2C3 ") << "a radius of its own";
   EXPECT_EQ(bonds("CONN 1\nBIND C2 C3\nBIND C4 C3\nFREE C1 C2\nFREE C4 C3\n"), "C2C3 ") << "FREE has the last word";
 }
 

@@ -114,7 +114,7 @@ void Contacts::Others(size_t i, const Link& link) {
   const CifSite& a = m_.sites[i];
   const CifSite& b = At(link);
   if (IsMetal(a.row) || IsMetal(b.row) || a.row == 5 || b.row == 5) return;
-  const double below = ContactRadius(a.row) + ContactRadius(b.row) - link.distance;
+  const double below = ContactRadiusOf(a.row) + ContactRadiusOf(b.row) - link.distance;
   if (below < 0.1 || Within(i, link) || BondsBetween(i, link, 3) <= 3) return;
   const bool bonded = std::ranges::any_of(
       m_.bonds[i], [&](const Link& l) { return l.site == link.site && Length(l.place - link.place) < 0.05; });
@@ -159,7 +159,7 @@ void Contacts::Donor(size_t i) {
     const CifSite& a = At(link);
     if (!(IsDonorOrAcceptor(a.row) || IsHalogen(a.row) || a.row == 34) || Length(link.place - carrier.place) < 0.05)
       continue;
-    if (link.distance > ContactRadius(h.row) + ContactRadius(a.row) - 0.0) continue;
+    if (link.distance > ContactRadiusOf(h.row) + ContactRadiusOf(a.row) - 0.0) continue;
     if (Angle(h.place, carrier.place, link.place) > 95.0) return;
   }
   // Towards a ring or a triple bond there is something to hold to as well.
@@ -189,7 +189,7 @@ class Voids {
     taken_.assign(total_, 0);
     for (const CifSite& site : m_.sites) {
       if (site.row == kUnknownRow) return 0.0;  // its size is not known
-      for (const SymmetryOperator& op : m_.operators) Mark(op.Apply(site.fract), ContactRadius(site.row) + kProbe);
+      for (const SymmetryOperator& op : m_.operators) Mark(op.Apply(site.fract), ContactRadiusOf(site.row) + kProbe);
     }
     size_t largest = 0;
     for (size_t start = 0; start < total_; ++start) {
@@ -299,8 +299,8 @@ void CheckContacts(CifChecker& c) {
     const auto d = m.siteOf.find(atoms[0]);
     const auto a = m.siteOf.find(atoms[2]);
     if (d == m.siteOf.end() || a == m.siteOf.end()) continue;
-    const double rd = ContactRadius(m.sites[static_cast<size_t>(d->second)].row);
-    const double ra = ContactRadius(m.sites[static_cast<size_t>(a->second)].row);
+    const double rd = ContactRadiusOf(m.sites[static_cast<size_t>(d->second)].row);
+    const double ra = ContactRadiusOf(m.sites[static_cast<size_t>(a->second)].row);
     const Measured h = ParseMeasured(ha[row]);
     const Measured da1 = ParseMeasured(da[row]);
     // C-H...A and contacts to metals are lists of another kind.

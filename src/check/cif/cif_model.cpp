@@ -5,7 +5,8 @@
 
 #include "base/numbers.h"
 #include "check/cif/cif_words.h"
-#include "chem/connectivity.h"
+#include "chem/bond_rules.h"
+#include "chem/van_der_waals.h"
 #include "crystal/cell_metric.h"
 #include "crystal/symmetry.h"
 #include "files/cif/cif_symmetry.h"
@@ -16,7 +17,7 @@ namespace marvik::cif {
 namespace {
 
 constexpr double kReach = 4.0;      // Å around every atom
-constexpr double kBondReach = 0.4;  // Å beyond the radii
+constexpr double kBondReach = 0.4;  // Å beyond the radii: a doubtful bond is reported rather than drawn
 constexpr double kSamePlace = 0.1;  // Å: on a symmetry element
 constexpr size_t kMostSites = 4000;
 constexpr size_t kMostNeighbours = 500;  // more only where atoms are heaped
@@ -86,32 +87,8 @@ std::optional<SpaceGroup> GroupOfOperators(const std::vector<std::string>& texts
 
 }  // namespace
 
-// A. Bondi, J. Phys. Chem. 68 (1964) 441; hydrogen as usual for contacts.
-double ContactRadius(int row) {
-  switch (row) {
-    case 1:
-    case kDeuteriumRow:
-      return 1.20;
-    case 6:
-      return 1.70;
-    case 7:
-      return 1.55;
-    case 8:
-      return 1.52;
-    case 9:
-      return 1.47;
-    case 15:
-    case 16:
-      return 1.80;
-    case 17:
-      return 1.75;
-    case 35:
-      return 1.85;
-    case 53:
-      return 1.98;
-    default:
-      return Table()[row].bondRadius + 0.8;
-  }
+double ContactRadiusOf(int row) {
+  return ContactRadius(row, Table()[row].bondRadius);
 }
 
 bool IsHalogen(int row) {
@@ -354,7 +331,7 @@ void CifModel::FindBonds() {
       near[i].push_back(link);
       const bool together = PartsMayBond(a.part, b.part, link.Identity() || a.part == 0 || b.part == 0) ||
                             (link.Identity() && a.assembly != b.assembly);
-      const double limit = Table()[a.row].bondRadius + Table()[b.row].bondRadius + kBondReach;
+      const double limit = BondReach(Table()[a.row], Table()[b.row], kBondReach);
       if (!together || (a.Hydrogen() && b.Hydrogen()) || image.distance > limit || image.distance < 0.5) continue;
       // Sites that cannot be filled both are alternatives even where nothing says so.
       if (image.distance < 0.7 * (limit - kBondReach) && a.Occupancy() + b.Occupancy() < 1.01) continue;

@@ -129,7 +129,7 @@ class CifModel {
 };
 
 // Å.
-double ContactRadius(int row);
+double ContactRadiusOf(int row);
 bool IsHalogen(int row);
 std::string SymbolOf(int row);
 

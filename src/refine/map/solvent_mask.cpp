@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "base/stop.h"
-#include "chem/environment.h"
+#include "chem/van_der_waals.h"
 #include "refine/map/fourier.h"
 #include "refine/map/transform.h"
 #include "refine/solve/refinement.h"
@@ -13,9 +13,8 @@ namespace marvik {
 namespace {
 
 constexpr double kMostPoints = 3.0e7;
-constexpr double kCoarsest = 0.4;     // Å, of the grid of a large cell
-constexpr double kBeyondBonds = 0.8;  // Å from bonding to van der Waals radius where that is not known
-constexpr long kSpread = 4;           // grid points from one place of a void to the next
+constexpr double kCoarsest = 0.4;  // Å, of the grid of a large cell
+constexpr long kSpread = 4;        // grid points from one place of a void to the next
 constexpr int kMostCycles = 40;
 constexpr double kRest = 0.001;  // of the electrons, and as many electrons
 
@@ -86,17 +85,13 @@ std::array<size_t, 3> MaskGrid(const Structure& structure, const Observations& o
   return size;
 }
 
-double RadiusOf(const Scatterer& scatterer) {
-  const double known = VanDerWaalsRadius(scatterer.row == kDeuteriumRow ? kHydrogenRow : scatterer.row);
-  return known > 0.0 ? known : scatterer.radius + kBeyondBonds;
-}
-
 // Points where the middle of a probe may be: 1, others 0.
 std::vector<uint8_t> FreePoints(const Structure& structure, const CellGrid& grid, size_t points, double probe) {
   std::vector<uint8_t> free(points, 1);
   for (const Site& site : structure.sites) {
     if (!(site.occupancy > 0.0)) continue;
-    const double reach = RadiusOf(structure.scatterers[static_cast<size_t>(site.scatterer)]) + probe;
+    const Scatterer& scatterer = structure.scatterers[static_cast<size_t>(site.scatterer)];
+    const double reach = ContactRadius(scatterer.row, scatterer.radius) + probe;
     for (const SymmetryOperator& op : structure.group.all)
       grid.ForEachWithin(op.Apply(site.x), reach, [&](const GridPoint& p) { free[grid.At(p)] = 0; });
   }

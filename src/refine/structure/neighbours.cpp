@@ -2,43 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
+#include <limits>
 
 #include "chem/bond_rules.h"
-#include "chem/connectivity.h"
 #include "crystal/nearest_images.h"
-#include "refine/structure/atom_names.h"
 
 namespace marvik {
 namespace {
 
-constexpr double kSamePlace = 0.01;  // Å
-
-struct Limits {
-  std::vector<double> radius;
-  std::vector<int> most;
-};
-
-Limits LimitsOf(const Structure& structure, const std::vector<Instruction>& commands) {
-  Limits limits;
-  for (const Site& site : structure.sites) {
-    limits.radius.push_back(structure.scatterers[static_cast<size_t>(site.scatterer)].radius);
-    limits.most.push_back(1000);
-  }
-  for (const Instruction& command : commands) {
-    if (command.name != "CONN" || command.numbers.empty()) continue;
-    if (command.words.empty() && command.residue.empty()) {
-      std::ranges::fill(limits.most, WholeNumber(command.numbers[0]));
-      continue;
-    }
-    for (const SiteImage& image : ResolveAtoms(structure, command, commands, command.words).images) {
-      const auto at = static_cast<size_t>(image.site);
-      limits.most[at] = WholeNumber(command.numbers[0]);
-      if (command.numbers.size() > 1) limits.radius[at] = command.numbers[1];
-    }
-  }
-  return limits;
-}
+constexpr double kSamePlace = 0.01;     // Å
+constexpr double kSameDistance = 1e-6;  // Å
 
 int SiteOf(const Structure& structure, const AtomRecord* atom) {
   for (size_t i = 0; i < structure.sites.size(); ++i) {
@@ -113,11 +86,14 @@ NeighbourTable ImagesWithin(const Structure& structure, double reach) {
 
 NeighbourTable MakeBonds(const Structure& structure, const Document& document,
                          const std::vector<Instruction>& commands) {
-  const Limits limits = LimitsOf(structure, commands);
+  const BondRules rules(document, commands);
+  std::vector<BondRules::Limit> limits;
   double largest = 0.0;
-  for (const double r : limits.radius) largest = std::max(largest, r);
+  for (const Site& site : structure.sites) {
+    limits.push_back(rules.LimitOf(site.atom, structure.scatterers[static_cast<size_t>(site.scatterer)].radius));
+    largest = std::max(largest, limits.back().radius);
+  }
   NeighbourTable table = ImagesWithin(structure, 2.0 * largest + kBondTolerance);
-  const BondRules rules(document);
   for (size_t a = 0; a < table.size(); ++a) {
     auto& list = table[a];
     const Site& site = structure.sites[a];
@@ -125,14 +101,22 @@ NeighbourTable MakeBonds(const Structure& structure, const Document& document,
                               [&](const Neighbour& n) {
                                 const auto b = static_cast<size_t>(n.site);
                                 const Site& other = structure.sites[b];
-                                return n.distance > limits.radius[a] + limits.radius[b] + kBondTolerance ||
+                                return n.distance > limits[a].radius + limits[b].radius + kBondTolerance ||
                                        !rules.PartsBond(site.part, other.part, n.IsIdentity()) ||
                                        (site.hydrogen && other.hydrogen);
                               }),
                list.end());
-    if (list.size() > static_cast<size_t>(std::max(0, limits.most[a])))
-      list.resize(static_cast<size_t>(std::max(0, limits.most[a])));
   }
+  // To the nearest ones alone; those farther off do not bond to the atom either.
+  std::vector<double> farthest(table.size(), std::numeric_limits<double>::infinity());
+  for (size_t a = 0; a < table.size(); ++a) {
+    const auto most = static_cast<size_t>(std::max(0, limits[a].most));
+    if (table[a].size() <= most) continue;
+    table[a].resize(most);
+    farthest[a] = most > 0 ? table[a].back().distance + kSameDistance : 0.0;
+  }
+  for (auto& list : table)
+    std::erase_if(list, [&](const Neighbour& n) { return n.distance > farthest[static_cast<size_t>(n.site)]; });
   for (const auto& [a, b] : rules.Bound()) {
     const int i = SiteOf(structure, a);
     const int j = SiteOf(structure, b);
