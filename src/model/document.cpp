@@ -27,7 +27,6 @@ void Document::RecomputePositions() {
 
 void Document::Clear() {
   atoms.KillAll();
-  atoms.DestroyAll();
   atoms.FreeRetired();
   atoms.hfix.clear();
   atoms.hiddenParts.clear();

@@ -117,7 +117,6 @@ std::string LoweredFormula(std::string_view formula, DocumentKind kind) {
       const size_t end = std::min(formula.find_first_not_of("0123456789.", at), formula.size());
       out += Placed(formula.substr(at, end - at), false, kind);
       at = end;
-      behindElement = false;
       continue;
     }
     if (c != ' ' || (at > 0 && formula[at - 1] == ',')) out += EscapedText(formula.substr(at, 1), kind);

@@ -55,6 +55,12 @@ TEST(DataDensity, HasThePeaksOfTheRefinement) {
     const DataDensity unmerged = DensityFromData(result, folder + name + ".hkl", MapKind::Difference);
     ASSERT_EQ(unmerged.notes.size(), 1u) << name;
     EXPECT_NE(unmerged.notes[0].find("HKLF 5 are not merged"), std::string::npos) << unmerged.notes[0];
+    for (const DensityPeak& peak : data.peaks) {
+      const auto isTwice = [](const auto& a, const auto& b) {
+        return a.atom == b.atom && b.distance - a.distance < 1e-3;
+      };
+      EXPECT_TRUE(std::ranges::adjacent_find(peak.nearest, isTwice) == peak.nearest.end()) << name;
+    }
     for (const auto& list : {data.peaks, PeaksOf(s, *data.map, s.peaks.size() + 5, false)}) {
       for (const Peak& peak : s.peaks) {
         const auto apart = [&](const DensityPeak& p) { return Apart(s, p.x, peak.x); };

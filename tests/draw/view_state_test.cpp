@@ -145,20 +145,6 @@ TEST(ViewState, PixelsRoundHalfAwayFlipAndStayWithin16Bits) {
   EXPECT_EQ(pixel(kNan, 0).x, -32768);
 }
 
-TEST(ViewState, PagesAreMeasuredInHundredthsOfAMillimetre) {
-  ViewState view;
-  view.deviceOriginX = 2;
-  view.deviceOriginY = 3;
-  const auto at = [](double z) { return ClipPoint{{0.25, -0.5, z}, 1.0}; };
-  const auto page = view.projectSegmentForPrint(at(0), {{-0.5, 1.0, 0}, 9.0}, 1.0, -1.0);
-  ASSERT_TRUE(page);
-  EXPECT_DOUBLE_EQ(page->x1, 0.25 * 10160 + 72 + 9741);
-  EXPECT_DOUBLE_EQ(page->y1, -0.5 * 10160 - (27 + 3429) * 4);
-  EXPECT_DOUBLE_EQ(page->x2, -0.5 * 10160 + 72 + 9741);
-  EXPECT_DOUBLE_EQ(page->y2, 1.0 * 10160 - (27 + 3429) * 4);
-  EXPECT_FALSE(view.projectSegmentForPrint(at(2), at(0), 1.0, -1.0));
-}
-
 TEST(ViewState, SphereHoldsWhatIsDisplayed) {
   Document document;
   EXPECT_DOUBLE_EQ(SphereOfModel(document).radius, 0.5);

@@ -33,27 +33,6 @@ class AtomListTest : public testing::Test {
   RecordingMessages messages_;
 };
 
-TEST_F(AtomListTest, ANewAtomHasTheDefaultsAndJoinsAShownSubset) {
-  AtomRecord* atom = list_.CreateAtom(document_.elements, messages_);
-  EXPECT_EQ(list_.head, nullptr) << "not yet in the list";
-  EXPECT_EQ(atom->createMark, 1);
-  EXPECT_EQ(atom->flags, 16 | 32);
-  EXPECT_EQ(atom->u[0], 0.05);
-  EXPECT_EQ(atom->occupancy, 1.0);
-  EXPECT_EQ(atom->element->atomicNumber, kUnknownRow);
-  EXPECT_TRUE(list_.displaySubset.Empty());
-  list_.DestroyAtom(atom);
-  list_.displaySubset.Append(Add("C1"));
-  AtomRecord* second = list_.CreateAtom(document_.elements, messages_);
-  EXPECT_TRUE(second->Has(kInSubset));
-  EXPECT_EQ(list_.displaySubset.LastAdded(), second);
-  EXPECT_NE(second->serial, list_.head->serial);
-  list_.DestroyAtom(second);
-  EXPECT_EQ(list_.displaySubset.Size(), 1u);
-  EXPECT_EQ(list_.displaySubset.LastAdded(), nullptr);
-  EXPECT_EQ(list_.RecordCount(), 1u);
-}
-
 TEST_F(AtomListTest, AddBondUpdatesTheOneRecordOfAPair) {
   AtomRecord *a = Add("C1"), *b = Add("C2"), *c = Add("C3");
   EXPECT_EQ(Bond(a, a), nullptr);
@@ -234,19 +213,6 @@ TEST_F(AtomListTest, FiltersCombine) {
   EXPECT_EQ(iterator.Next(), q1);
   EXPECT_EQ(iterator.Previous(), h1);
   EXPECT_EQ(iterator.Previous(), nullptr);
-}
-
-TEST_F(AtomListTest, ArraysKeepTheirOrderAndTheirLast) {
-  AtomRecord *c1 = Add("C1"), *c2 = Add("C2");
-  AtomArray plain(2);
-  plain.Append(c1);
-  plain.Prepend(c2);
-  EXPECT_EQ(plain[0], c2);
-  EXPECT_EQ(plain.LastAdded(), c2);
-  EXPECT_EQ(plain.IndexOf(c1), 1);
-  EXPECT_FALSE(c1->Has(kSelected) || c1->Has(kInSubset)) << "of a third mode";
-  EXPECT_TRUE(plain.IsMember(c1) && plain.Remove(c1));
-  EXPECT_FALSE(plain.Remove(c1) || plain.IsMember(c1));
 }
 
 TEST_F(AtomListTest, LinksBehindAnyPlace) {

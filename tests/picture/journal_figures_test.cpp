@@ -77,6 +77,15 @@ TEST_F(Figure, HasTheWidthOfItsColumnsAndNoEmptyRows) {
   EXPECT_EQ(TiffTags(*Drawn("tif", options))[257], 992u);
 }
 
+TEST_F(Figure, WhatHasNoGroundIsDrawnForAWhiteOne) {
+  const PictureSubject subject = Subject();
+  for (const auto background : {PictureBackground::Black, PictureBackground::White, PictureBackground::Transparent}) {
+    PictureOptions options;
+    options.background = background;
+    EXPECT_EQ(PixelOptions(subject, options).whiteBackground, background != PictureBackground::Black);
+  }
+}
+
 TEST_F(Figure, IsCutAlikeInEveryFormat) {
   PictureOptions options;
   ApplyJournal(*JournalPresetNamed("double-column"), 0.0, options);

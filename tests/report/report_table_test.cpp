@@ -11,17 +11,21 @@ TEST(ReportTable, QuotesWhatItsFormNeeds) {
   table.Texts({"O1'\"a,b", "\xc3\x85\xe9"});
   table.Measured(1.52346, 0.0019, 3);
   table.Numbers({0.01, 0.02}, 2);
-  table.Texts({"x", ""});
+  table.Texts({"x", "\xf0\x9d\x9b\xbc\xc0\x80\x80\x80"});
   table.Measured(std::numeric_limits<double>::quiet_NaN(), {}, 3);
   table.Numbers({0.03}, 2);
   EXPECT_EQ(table.CommaSeparated(),
-            "name1,name2,value,su,u11,u22\n\"O1'\"\"a,b\",\xc3\x85\xe9,1.52346,0.00190,0.01,0.02\nx,,,,0.03,\n");
+            "name1,name2,value,su,u11,u22\n\"O1'\"\"a,b\",\xc3\x85\xe9,1.52346,0.00190,0.01,0.02\nx,"
+            "\xf0\x9d\x9b\xbc\xc0\x80\x80\x80,,,0.03,\n");
   EXPECT_EQ(table.TabSeparated(),
-            "name1\tname2\tvalue\tu11\tu22\nO1'\"a,b\t\xc3\x85\xe9\t1.5235(19)\t0.01\t0.02\nx\t\t-\t0.03\t-\n");
+            "name1\tname2\tvalue\tu11\tu22\nO1'\"a,b\t\xc3\x85\xe9\t1.5235(19)\t0.01\t0."
+            "02\nx\t\xf0\x9d\x9b\xbc\xc0\x80\x80\x80\t-\t0.03\t-\n");
   EXPECT_EQ(
       table.Json(),
       "[\n  {\"names\":[\"O1'\\\"a,b\",\"\xc3\x85\xc3\xa9\"],\"value\":1.52346,\"su\":0.0019,\"u\":[0.01,0.02]},\n"
-      "  {\"names\":[\"x\",\"\"],\"value\":null,\"su\":null,\"u\":[0.03]}\n ]");
+      "  "
+      "{\"names\":[\"x\",\"\xf0\x9d\x9b\xbc\xc3\x80\xc2\x80\xc2\x80\xc2\x80\"],\"value\":null,\"su\":null,\"u\":[0.03]}"
+      "\n ]");
   EXPECT_EQ(ReportTable({"a"}).Json(), "[]");
   EXPECT_EQ(WithoutTabs("ab\tÅ\tc\n\td"), "ab      Å       c\n        d");
 }

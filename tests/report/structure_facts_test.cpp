@@ -4,6 +4,7 @@
 
 #include "base/user_messages.h"
 #include "files/res/reader.h"
+#include "report/report.h"
 
 #include "support/structures.h"
 
@@ -37,6 +38,25 @@ TEST(StructureFacts, AddUpWhatTheCellHolds) {
   for (const StructureFact& fact : StructureFacts(document)) facts[fact.caption] = fact.value;
   EXPECT_EQ(facts["Formula given"], "C4 O8 Zn2");
   EXPECT_TRUE(StructureFacts(Document()).empty());
+}
+
+TEST(Reports, APlaneNamesItsAtomsAndTellsHowFarTheOthersAreOff) {
+  Document document;
+  RecordingMessages messages;
+  ASSERT_TRUE(ReadInstructionText(document,
+                                  "TITL flat\nCELL 0.71073 10 10 10 90 90 90\nLATT -1\nSFAC C\nUNIT 4\nFVAR 1\n"
+                                  "C1 1 0.3 0.5 0.5 11 0.03\nC2 1 0.44 0.5 0.5 11 0.03\nC3 1 0.58 0.52 0.5 11 0.03\n"
+                                  "C4 1 0.4 0.4 0.57 11 0.03\nHKLF 4\nEND\n",
+                                  messages));
+  ReportRequest request;
+  request.kind = ReportKind::MeanPlane;
+  for (const char* name : {"C1", "C2", "C3"}) request.members.push_back(document.atoms.FindAtom(name)->serial);
+  const auto report = ComposeReport(document, request, nullptr);
+  ASSERT_TRUE(report);
+  EXPECT_NE(report->rows.Json().find("[\"C1\",\"C2\",\"C3\"]"), std::string::npos) << report->rows.Json();
+  EXPECT_EQ(report->tables[1].CommaSeparated(),
+            "name,member,deviation,weight\nC1,1,0.0000,1.00\nC2,1,0.0000,1.00\nC3,1,0.0000,1.00\n"
+            "C4,0,-0.7000,0.00\n");
 }
 
 }  // namespace

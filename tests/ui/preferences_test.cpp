@@ -70,33 +70,6 @@ TEST_F(PreferenceDialogsTest, TheViewFollowsTheAtomPreferences) {
   EXPECT_EQ(kept[6].colour, PackColour(169, 169, 7)) << "both elements were edited";
 }
 
-TEST_F(PreferenceDialogsTest, WhatIsRefusedKeepsTheAtomPreferencesOpen) {
-  robot.Next([&](QWidget& dialog) {
-    Type(dialog, "probability", "1.5");
-    robot.NextButton("OK");
-    Press(dialog, Qt::Key_Return);
-    EXPECT_TRUE(dialog.isVisible());
-    EXPECT_EQ(dialog.focusWidget()->objectName(), QLatin1String("probability"));
-    Type(dialog, "element", "Xx");
-    robot.NextButton("OK");
-    Press(dialog, Qt::Key_Return);
-    EXPECT_TRUE(dialog.isVisible());
-    Type(dialog, "element", "O");
-    Type(dialog, "atom", "0.6");
-    Alt(dialog, Qt::Key_I);
-    EXPECT_EQ(FieldOf(dialog, "atom"), QLatin1String("0.2"));
-    Type(dialog, "probability", "0.3");
-    Press(dialog, Qt::Key_Return);
-  });
-  EXPECT_EQ(window->Run(206), Outcome::Done);
-  ASSERT_EQ(robot.seen.size(), 3);
-  EXPECT_EQ(robot.seen[1].title, QLatin1String("Error: Out of Range"));
-  EXPECT_TRUE(robot.seen[1].text.contains(QLatin1String("0.001 <--> 1.0")));
-  EXPECT_TRUE(robot.seen[2].text.contains(QLatin1String("Xx")));
-  EXPECT_EQ(bench.pictures.probability, 0.3);
-  EXPECT_EQ(bench.document.elements[8].drawRadius, 0.2);
-}
-
 TEST_F(PreferenceDialogsTest, APictureStaysUntilTheDrawingChanges) {
   const QImage frame = area->Frame().copy();
   ASSERT_EQ(window->Run(208), Outcome::Done);

@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 
+#include "base/mat3.h"
 #include "base/numbers.h"
 #include "refine/output/tables.h"
 
@@ -23,8 +24,7 @@ std::vector<FriedelPair> FriedelPairs(const Session& s) {
   if (s.structure.group.hasInversion || !s.observations.wavelength.empty()) return pairs;
   if (s.observations.Components() > 1) {
     const auto& m = s.job.twin.matrix;
-    const double determinant =
-        m[0] * (m[4] * m[8] - m[5] * m[7]) - m[1] * (m[3] * m[8] - m[5] * m[6]) + m[2] * (m[3] * m[7] - m[4] * m[6]);
+    const double determinant = Determinant({{{{m[0], m[1], m[2]}, {m[3], m[4], m[5]}, {m[6], m[7], m[8]}}}});
     if (!s.job.twin.present || s.job.twin.components < 0 || determinant <= 0.0) return pairs;
   }
   const auto key = [&](const Miller& h) { return s.structure.group.Representative(h, false); };
