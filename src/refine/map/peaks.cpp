@@ -53,10 +53,16 @@ std::vector<Maximum> LocalMaxima(const DensityMap& map, double sign) {
   return found;
 }
 
-double NearestImage(const Metric& metric, const Fractional& image, const Fractional& target, Fractional& moved) {
+// Å; what is surely farther than `reach` is not worked out.
+double NearestImage(const Metric& metric, const Fractional& image, const Fractional& target, Fractional& moved,
+                    double reach) {
   double best = 1e30;
   Fractional d = image - target;
-  for (int i = 0; i < 3; ++i) d[i] -= std::round(d[i]);
+  for (int i = 0; i < 3; ++i) {
+    d[i] -= std::round(d[i]);
+    // No image is nearer to the lattice plane through the target.
+    if (d[i] * d[i] > reach * reach * metric.reciprocal[static_cast<size_t>(i)]) return best;
+  }
   for (int n = 0; n < 27; ++n) {
     const Fractional t{d.x + n / 9 - 1, d.y + n / 3 % 3 - 1, d.z + n % 3 - 1};
     const double d2 = metric.DistanceSquared(t, {});
@@ -70,7 +76,7 @@ void PlaceOnSite(const Structure& structure, Peak& peak) {
   Fractional moved, offset;
   int count = 0;
   for (const SymmetryOperator& op : structure.group.all)
-    if (NearestImage(structure.metric, op.Apply(peak.x), peak.x, moved) < 0.3) offset += moved - peak.x, ++count;
+    if (NearestImage(structure.metric, op.Apply(peak.x), peak.x, moved, 0.3) < 0.3) offset += moved - peak.x, ++count;
   if (count > 1) peak.x += offset / count;
 }
 
@@ -81,9 +87,9 @@ void PlaceNearAtoms(const Structure& structure, Peak& peak) {
   for (const SymmetryOperator& op : structure.group.all) {
     const Fractional image = op.Apply(peak.x);
     Fractional moved;
-    if (NearestImage(structure.metric, image, peak.x, moved) < 0.3) ++equal;
+    if (NearestImage(structure.metric, image, peak.x, moved, 0.3) < 0.3) ++equal;
     for (size_t i = 0; i < structure.sites.size(); ++i) {
-      const double d = NearestImage(structure.metric, image, structure.sites[i].x, moved);
+      const double d = NearestImage(structure.metric, image, structure.sites[i].x, moved, best);
       if (d < best - 1e-6) {
         best = d;
         place = moved;
@@ -199,7 +205,7 @@ std::vector<Peak> FindPeaks(const Structure& structure, const DensityMap& map, s
     return std::ranges::any_of(peaks, [&](const Peak& p) {
       return std::ranges::any_of(structure.group.all, [&](const SymmetryOperator& op) {
         Fractional moved;
-        return NearestImage(structure.metric, op.Apply(x), p.x, moved) < reach;
+        return NearestImage(structure.metric, op.Apply(x), p.x, moved, reach) < reach;
       });
     });
   };
