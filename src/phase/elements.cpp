@@ -146,6 +146,7 @@ class Assignment {
       fixed_.push_back(own.part != 0 && known != kinds_.end() ? known - kinds_.begin() : -1);
     }
     FindGeminal();
+    FindNear();
   }
 
   std::vector<int> Solve() {
@@ -157,7 +158,7 @@ class Assignment {
     std::vector<size_t> best;
     for (const double off : {0.0, 0.12, -0.12, 0.24}) {
       if (absolute_ && off != 0.0) break;
-      scale_ = middle + off;
+      UseScale(middle + off);
       const double price = Settle();
       if (price < least - 1e-6) least = price, best = kind_;
     }
@@ -194,7 +195,16 @@ class Assignment {
     }
   }
 
-  double Electrons(size_t site, size_t kind) const {
+  double Electrons(size_t site, size_t kind) const { return counted_[site * kinds_.size() + kind]; }
+
+  void UseScale(double scale) {
+    scale_ = scale;
+    counted_.resize(logs_.size() * kinds_.size());
+    for (size_t i = 0; i < logs_.size(); ++i)
+      for (size_t k = 0; k < kinds_.size(); ++k) counted_[i * kinds_.size() + k] = Count(i, k);
+  }
+
+  double Count(size_t site, size_t kind) const {
     if (fixed_[site] >= 0) return 0.0;
     const double off = logs_[site] - scale_ - std::log(static_cast<double>(kinds_[kind].z));
     const double d = off / spreads_[site];
@@ -215,7 +225,7 @@ class Assignment {
       double sum = 0.0;
       for (size_t i = 0; i < logs_.size(); ++i) {
         double least = std::numeric_limits<double>::max();
-        for (size_t k = 0; k < kinds_.size(); ++k) least = std::min(least, Electrons(i, k));
+        for (size_t k = 0; k < kinds_.size(); ++k) least = std::min(least, Count(i, k));
         sum += fractions_[i] * std::min(least, 20.0) * kSpread / spreads_[i];
       }
       sum += 0.02 * static_cast<double>(logs_.size()) * scale_ * scale_;
@@ -245,7 +255,7 @@ class Assignment {
       if (offsets.empty()) break;
       const auto middle = offsets.begin() + static_cast<std::ptrdiff_t>(offsets.size() / 2);
       std::nth_element(offsets.begin(), middle, offsets.end());
-      scale_ = 0.5 * (scale_ + *middle);
+      UseScale(0.5 * (scale_ + *middle));
       if (!changed && !swapped && std::fabs(scale_ - *middle) < 0.01) break;
     }
     double price = CountsPrice();
@@ -356,13 +366,17 @@ class Assignment {
 
   // All that changes when these sites change.
   double Around(size_t a, size_t b) const {
-    double price = Electrons(a, kind_[a]) + (b != a ? Electrons(b, kind_[b]) : 0.0) + CountsPrice();
+    return Electrons(a, kind_[a]) + (b != a ? Electrons(b, kind_[b]) : 0.0) + CountsPrice() + ChemistryAround(a, b);
+  }
+
+  double ChemistryAround(size_t a, size_t b) const {
     std::vector<size_t>& touched = touched_;
     touched.assign({a, b});
     for (const size_t site : {a, b})
       for (const Bond& bond : bonds_[site]) touched.push_back(bond.other);
     std::sort(touched.begin(), touched.end());
     touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
+    double price = 0.0;
     for (const size_t site : touched) price += Chemistry(site);
     return price;
   }
@@ -371,6 +385,39 @@ class Assignment {
     found_[kind_[site]] -= fractions_[site];
     kind_[site] = kind;
     found_[kind] += fractions_[site];
+  }
+
+  // What the chemistry around a site alone costs more with this kind; kept until something near changes.
+  double ChemistryWith(size_t site, size_t kind) {
+    double& known = with_[site * kinds_.size() + kind];
+    if (!std::isnan(known)) return known;
+    const size_t own = kind_[site];
+    const double before = ChemistryAround(site, site);
+    kind_[site] = kind;
+    known = ChemistryAround(site, site) - before;
+    kind_[site] = own;
+    return known;
+  }
+
+  void Forget(size_t site) {
+    for (const size_t i : near_[site])
+      std::fill_n(with_.begin() + static_cast<std::ptrdiff_t>(i * kinds_.size()), kinds_.size(), std::nan(""));
+  }
+
+  // Sites whose chemistry a site can have a part in: two bonds away.
+  void FindNear() {
+    near_.assign(bonds_.size(), {});
+    for (size_t i = 0; i < bonds_.size(); ++i) {
+      std::vector<size_t>& near = near_[i];
+      near.push_back(i);
+      for (size_t from = 0, ring = 0; ring < 2; ++ring) {
+        const size_t to = near.size();
+        for (; from < to; ++from)
+          for (const Bond& b : bonds_[near[from]])
+            if (std::find(near.begin(), near.end(), b.other) == near.end()) near.push_back(b.other);
+      }
+      std::sort(near.begin(), near.end());
+    }
   }
 
   bool ChangeOne() {
@@ -394,15 +441,21 @@ class Assignment {
 
   bool SwapTwo() {
     bool any = false;
+    with_.assign(kind_.size() * kinds_.size(), std::nan(""));
     for (size_t i = 0; i < kind_.size(); ++i) {
       for (size_t j = i + 1; j < kind_.size(); ++j) {
         const size_t a = kind_[i], b = kind_[j];
         if (a == b || fixed_[i] >= 0 || fixed_[j] >= 0 || std::fabs(logs_[i] - logs_[j]) > 0.5) continue;
-        if (Electrons(i, b) + Electrons(j, a) > Electrons(i, a) + Electrons(j, b) + kSwapPrice) continue;
-        const double before = Around(i, j);
+        const double counted = Electrons(i, b) + Electrons(j, a) - Electrons(i, a) - Electrons(j, b);
+        if (counted > kSwapPrice) continue;
+        const bool apart = !std::binary_search(near_[i].begin(), near_[i].end(), j);
+        double more =
+            counted - CountsPrice() + (apart ? ChemistryWith(i, b) + ChemistryWith(j, a) : -ChemistryAround(i, j));
         Set(i, b), Set(j, a);
-        if (Around(i, j) < before - 1e-9) {
+        more += CountsPrice() + (apart ? 0.0 : ChemistryAround(i, j));
+        if (more < -1e-9) {
           any = true;
+          Forget(i), Forget(j);
         } else {
           Set(i, a), Set(j, b);
         }
@@ -422,8 +475,11 @@ class Assignment {
   std::vector<double> spreads_;        // of ln(electrons), by site
   std::vector<double> partial_;        // how likely it is there in part, by site
   mutable std::vector<size_t> touched_;
-  double spread_;  // Å, of lengths
-  bool absolute_;  // electrons are counted as they are
+  std::vector<double> counted_;            // prices of the electrons at the present scale, by site and kind
+  std::vector<double> with_;               // by site and kind, see ChemistryWith
+  std::vector<std::vector<size_t>> near_;  // in order
+  double spread_;                          // Å, of lengths
+  bool absolute_;                          // electrons are counted as they are
   double scale_ = 0.0;
 };
 
