@@ -138,7 +138,7 @@ TEST(TwinLaws, OfLatticesThatOverlapInPartAreFoundToo) {
   std::map<Miller, double> fc2;
   Calculated& c = s.result.calculated;
   for (size_t i = 0; i < indices.size(); ++i) fc2[truth.group.Representative(indices[i], true)] = c.fc2[i];
-  const double slope = 2.0 * 11.7 / 7.1 * std::cos(98.0 / 57.29577951308232);
+  const double slope = 2.0 * 11.7 / 7.1 * std::cos(98.0 * std::numbers::pi / 180.0);
   size_t overlapping = 0;
   for (size_t i = 0; i < indices.size(); ++i) {
     const Miller& h = indices[i];
@@ -156,6 +156,26 @@ TEST(TwinLaws, OfLatticesThatOverlapInPartAreFoundToo) {
   EXPECT_NEAR(std::fabs(laws[0].matrix[6]), std::fabs(slope), 1e-6);
   EXPECT_NEAR(laws[0].overlapping, static_cast<double>(overlapping) / static_cast<double>(indices.size()), 0.05);
   EXPECT_LT(laws[0].twinned, 0.4 * laws[0].single);
+
+  // The same law from data that hold both components: two lines where they overlap.
+  s.job.hkl.code = 5;
+  const size_t count = indices.size();
+  s.observations.indices.resize(2);
+  s.observations.batch.assign(2, std::vector<int>(count, 1));
+  for (size_t i = 0; i < count; ++i) {
+    const Miller h = s.observations.indices[0][i];
+    const double l = slope * h[0] - h[2];
+    s.observations.indices[1].push_back({h[0], -h[1], static_cast<int>(std::lround(l))});
+    s.observations.batch[1][i] = std::fabs(l - std::lround(l)) < 0.2 ? 2 : 0;
+  }
+  const std::vector<ComponentLaw> components = ComponentLaws(s);
+  ASSERT_EQ(components.size(), 1u);
+  EXPECT_EQ(components[0].pairs, overlapping);
+  // Whole indices, and few of h, tell no more.
+  EXPECT_NEAR(components[0].matrix[2][0], slope, 0.05);
+  EXPECT_NEAR(components[0].angle, 180.0, 1.0);
+  const auto axis = truth.metric.fractional * components[0].axis;
+  EXPECT_NEAR(std::fabs(axis.z / axis.x), 0.0, 0.01) << "[1 0 0]";
 }
 
 TEST(DifferenceMap, ShowsTheAtomThatIsMissing) {

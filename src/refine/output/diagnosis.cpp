@@ -99,6 +99,30 @@ std::string TwinTable(const Session& s) {
       "overlaps\n"
       " (data integrated with both lattices, HKLF 5, are better than the law alone)\n",
       FindPartialTwinLaws(s));
+  const std::vector<ComponentLaw> components = ComponentLaws(s);
+  if (!components.empty())
+    out +=
+        "\n Twin laws by which HKLF 5 relates components to the first: component, overlapping reflections, rms of its\n"
+        " indices, law, angle of the turn, its axis [u v w] and the plane (h k l) that it is the normal of\n";
+  const auto three = [](double a, double b, double c, int digits) {
+    const auto text = [&](double v) {
+      return Printf("%.*f", digits, std::fabs(v) < 0.5 * std::pow(10.0, -digits) ? 0.0 : v);
+    };
+    return text(a) + " " + text(b) + " " + text(c);
+  };
+  // The largest index is one.
+  const auto scaled = [&](const auto& v) {
+    double most = v.x;
+    for (const double other : {v.y, v.z})
+      if (std::fabs(other) > std::fabs(most)) most = other;
+    return three(v.x / most, v.y / most, v.z / most, 2);
+  };
+  for (const ComponentLaw& law : components) {
+    AppendPrintf(out, " %3d %6zu %6.3f ", law.component, law.pairs, law.rms);
+    for (const auto& row : law.matrix.m) out += " " + three(row[0], row[1], row[2], 3);
+    AppendPrintf(out, "  %.1f  [%s] (%s)\n", law.angle, scaled(s.structure.metric.fractional * law.axis).c_str(),
+                 scaled(Transposed(s.structure.metric.orthogonal) * law.axis).c_str());
+  }
   return out;
 }
 

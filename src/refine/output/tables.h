@@ -51,6 +51,17 @@ std::vector<TwinCandidate> FindTwinLaws(const Session& session);
 // others: such as the worst of those that are stronger than calculated fall on (Cooper, Gould, Parsons & Watkin, J.
 // Appl. Cryst. 35 (2002) 168). The best three; R1 is of all reflections.
 std::vector<TwinCandidate> FindPartialTwinLaws(const Session& session);
+// How overlapping reflections of HKLF 5 relate another component to the first: indices of the one are matrix times
+// those of the other. Where equivalents are mixed no matrix fits, and there is none.
+struct ComponentLaw {
+  int component = 2;
+  size_t pairs = 0;
+  double rms = 0.0;  // of the indices
+  Mat3 matrix;
+  double angle = 0.0;  // degrees
+  Cartesian axis;      // of length one
+};
+std::vector<ComponentLaw> ComponentLaws(const Session& session);
 std::string TwinTable(const Session& session);
 std::string DisplacementTable(const Session& session);    // principal values, and atoms that may be split
 std::string PlacedHydrogenTable(const Session& session);  // of riding groups
