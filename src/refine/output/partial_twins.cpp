@@ -8,9 +8,10 @@
 namespace marvik {
 namespace {
 
-constexpr size_t kWorst = 60;            // reflections that are most above what is calculated
-constexpr size_t kSample = 1000;         // of all
-constexpr double kOverlap = 0.2;         // of an index, as a TWIN instruction takes it
+constexpr size_t kWorst = 60;     // reflections that are most above what is calculated
+constexpr size_t kSample = 1000;  // of all
+constexpr double kOverlap = 0.2;  // of an index, as a TWIN instruction takes it
+constexpr double kLargestIndex = 1e6;
 constexpr double kMostShare = 0.9;       // beyond, the law is one of the whole lattice
 constexpr double kLeastShare = 0.6;      // of the worst reflections
 constexpr double kEnrichment = 1.25;     // of the worst against all
@@ -23,6 +24,7 @@ std::optional<Miller> Overlapped(const std::array<double, 9>& law, const Miller&
   Miller out{};
   for (size_t i = 0; i < 3; ++i) {
     const double index = law[3 * i] * h[0] + law[3 * i + 1] * h[1] + law[3 * i + 2] * h[2];
+    if (!(std::fabs(index) < kLargestIndex)) return std::nullopt;
     out[i] = static_cast<int>(std::lround(index));
     if (std::fabs(index - out[i]) >= kOverlap) return std::nullopt;
   }

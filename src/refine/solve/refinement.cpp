@@ -12,9 +12,11 @@ namespace marvik {
 namespace {
 
 constexpr int kGradientIterations = 12;
-constexpr double kLargestMove = 0.4;      // Å in one cycle
-constexpr double kLargestUChange = 0.15;  // Å²
-constexpr double kWorse = 1.3;            // wR2 against that of the cycle before; beyond it the model goes back
+constexpr double kLargestMove = 0.4;       // Å in one cycle
+constexpr double kLargestUChange = 0.15;   // Å²
+constexpr double kWorse = 1.3;             // wR2 against that of the cycle before; beyond it the model goes back,
+constexpr double kMoreWorse = 0.05;        // and by so much more,
+constexpr double kMoreWorseStirred = 0.4;  // or, where reflections came in, this
 
 // BLOC n1 n2 atoms: in cycle n (counted round to the largest n of all) only the coordinates (n > 0) or the other
 // parameters (n < 0) of the atoms that are named for it move, among those that any BLOC names.
@@ -444,7 +446,9 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
     report.before = MakeResiduals(result.calculated, result.parameters);
     report.restrainedGoof = RestrainedGoof(report.before, result.parameters, cycler.Sums());
     const bool hopeless = !AllFinite(solution.shifts) || !std::isfinite(report.before.wR2);
-    if (cycle > 1 && (hopeless || report.before.wR2 > last.wR2 * kWorse + 0.05)) {
+    const bool stirred = job.stirFrom > 0.0 && report.before.all < observations.Size();
+    const double more = job.stirFrom > 0.0 && job.stirStep > 0.0 ? kMoreWorseStirred : kMoreWorse;
+    if (cycle > 1 && (hopeless || report.before.wR2 > last.wR2 * kWorse + more)) {
       if (StepBack(last, structure, parametrisation, job.leastU, print)) continue;
       result.problem = Divergence(result);
       break;
@@ -454,7 +458,7 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
       result.failed = true;
       return result;
     }
-    NoteSingular(parametrisation, solution, result, print);
+    if (!stirred) NoteSingular(parametrisation, solution, result, print);
     const std::vector<double> sigmas = SigmasOf(solution, cycler.VarianceScale(report.before));
     NoteShifts(parametrisation, solution.shifts, sigmas, report);
     damper.Damp(sigmas, solution.shifts, print);
@@ -474,7 +478,7 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
   while (job.cycles > 0 && result.problem.empty()) {
     cycler.Pass().Run(result.calculated);
     const double wR2 = MakeResiduals(result.calculated, result.parameters).wR2;
-    if (wR2 <= last.wR2 * kWorse + 0.05) break;
+    if (wR2 <= last.wR2 * kWorse + kMoreWorse) break;
     if (StepBack(last, structure, parametrisation, job.leastU, print)) continue;
     result.problem = Divergence(result);
   }
