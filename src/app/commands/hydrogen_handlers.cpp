@@ -3,6 +3,7 @@
 #include "app/beside.h"
 #include "app/commands/model_handlers.h"
 #include "app/density.h"
+#include "app/refinement/solve_flow.h"
 #include "base/numbers.h"
 #include "check/data_hydrogens.h"
 
@@ -82,37 +83,58 @@ Outcome TurnLater(Workbench& bench, const CommandCall& call) {
       });
 }
 
-// One group after the other, each selected and shown where it would go. How many were taken.
-size_t AskForEach(Workbench& bench, const std::vector<HydrogenTurn>& turns) {
+// The window shows all groups turned, or the one that is marked alone, until all are taken or the rest is not wanted.
+// Whether any was taken.
+bool ChooseTurns(Workbench& bench, std::vector<HydrogenTurn> turns, const std::string& notes) {
   Document& document = bench.document;
   std::vector<uint32_t> selected;
   for (const AtomRecord* atom : document.atoms.selection) selected.push_back(atom->serial);
-  size_t taken = 0;
-  for (size_t i = 0; i < turns.size(); ++i) {
-    const HydrogenTurn& turn = turns[i];
-    const std::vector<Fractional> before = PlacesOf(document, turn);
-    Put(document, turn, turn.places);
-    document.atoms.selection.Clear();
-    for (const uint32_t serial : turn.hydrogens) document.atoms.selection.Append(document.atoms.FindSerial(serial));
-    bench.ConnectAndReframe();
-    bench.Repaint();
-    const std::string question = Printf("%zu of %zu\n", i + 1, turns.size()) + TurnsText(document, {turn}) +
-                                 "\nThe picture shows its hydrogens selected. Are they to stay there?";
-    if (bench.messages.AskYesNo({MessageIcon::Question, kCaption, question})) {
-      ++taken;
-    } else {
-      Put(document, turn, before);
-    }
+  const auto select = [&](const std::vector<uint32_t>& serials) {
+    for (const uint32_t serial : serials) document.atoms.selection.Append(document.atoms.FindSerial(serial));
+  };
+  std::vector<std::vector<Fractional>> before;
+  for (const HydrogenTurn& turn : turns) before.push_back(PlacesOf(document, turn));
+  bool taken = false;
+  while (!turns.empty()) {
+    const size_t groups = turns.size() > 1 ? 1 : 0;  // rows before those of one group
+    FoundModels found;
+    found.title = kCaption;
+    found.accept = "&Keep";
+    found.notes = notes;
+    found.headings = {"Group", "Turn/°", "From e/Å³", "To e/Å³", "Contrast/σ"};
+    if (groups) found.rows.push_back({{}, {"all", "", "", "", ""}});
+    for (const HydrogenTurn& turn : turns)
+      found.rows.push_back(
+          {{},
+           {document.atoms.FindSerial(turn.carrier)->name, Printf("%.0f", turn.degrees), Printf("%.2f", turn.before),
+            Printf("%.2f", turn.density), Printf("%.1f", turn.contrast)}});
+    const auto show = [&](std::optional<size_t> row) {
+      document.atoms.selection.Clear();
+      for (size_t i = 0; i < turns.size(); ++i) {
+        const bool isShown = row && (i + groups == *row || *row < groups);
+        Put(document, turns[i], isShown ? turns[i].places : before[i]);
+        if (isShown) select(turns[i].hydrogens);
+      }
+      bench.ConnectAndReframe();
+      bench.Repaint();
+    };
+    const auto chosen = bench.hooks.chooseModel(found, show);
+    show(chosen);
+    if (!chosen) break;
+    taken = true;
+    if (*chosen < groups) break;
+    turns.erase(turns.begin() + static_cast<ptrdiff_t>(*chosen - groups));
+    before.erase(before.begin() + static_cast<ptrdiff_t>(*chosen - groups));
   }
   document.atoms.selection.Clear();
-  for (const uint32_t serial : selected) document.atoms.selection.Append(document.atoms.FindSerial(serial));
-  bench.ConnectAndReframe();
+  select(selected);
+  bench.Repaint();
   return taken;
 }
 
 }  // namespace
 
-// Shown where they would go before they are kept: all of them, and where not all are wanted each.
+// Shown where they would go before they are kept.
 Outcome TurnHydrogensHandler(Workbench& bench, const CommandCall& call) {
   Document& document = bench.document;
   if (document.CurrentFile.empty()) return Refuse(bench, kCaption, "The structure has no file yet.");
@@ -125,23 +147,17 @@ Outcome TurnHydrogensHandler(Workbench& bench, const CommandCall& call) {
   if (turns.empty())
     return Refuse(bench, kCaption, "There is no methyl or hydroxyl group whose riding hydrogens turn about its bond.");
   const std::string list = TurnsText(document, turns);
-  std::erase_if(turns, [](const HydrogenTurn& turn) { return turn.contrast < kSeen; });
+  const auto from =
+      std::ranges::stable_partition(turns, [](const HydrogenTurn& turn) { return turn.contrast >= kSeen; });
+  const std::string unseen = TurnsText(document, {from.begin(), from.end()});
+  turns.erase(from.begin(), from.end());
   if (turns.empty()) return Refuse(bench, kCaption, list + "\nThe density shows none of these hydrogens; they stay.");
-  std::vector<std::vector<Fractional>> before;
-  for (const HydrogenTurn& turn : turns) {
-    before.push_back(PlacesOf(document, turn));
-    Put(document, turn, turn.places);
-  }
+  if (bench.hooks.chooseModel) return ChooseTurns(bench, turns, unseen) ? Outcome::Changed : Outcome::Cancelled;
+  const std::string question = list + "\nAre the hydrogens to stay where the density is highest?";
+  if (!bench.messages.AskYesNo({MessageIcon::Question, kCaption, question}, Unattended::Yes)) return Outcome::Cancelled;
+  for (const HydrogenTurn& turn : turns) Put(document, turn, turn.places);
   bench.ConnectAndReframe();
-  bench.Repaint();
-  const char* const all = turns.size() > 1 ? "Are all to stay there? No asks for each." : "Are they to stay there?";
-  if (bench.messages.AskYesNo({MessageIcon::Question, kCaption,
-                               list + "\nThe picture shows the hydrogens where the density is highest. " + all},
-                              Unattended::Yes))
-    return Outcome::Changed;
-  for (size_t i = 0; i < turns.size(); ++i) Put(document, turns[i], before[i]);
-  bench.ConnectAndReframe();
-  return turns.size() > 1 && AskForEach(bench, turns) > 0 ? Outcome::Changed : Outcome::Cancelled;
+  return Outcome::Changed;
 }
 
 }  // namespace marvik

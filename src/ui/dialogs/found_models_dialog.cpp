@@ -43,7 +43,8 @@ FoundModelsDialog::FoundModelsDialog(QWidget* parentWidget, const FoundModels& f
   }
   const int letter = fontMetrics().averageCharWidth();
   const int wanted = table_->header()->length() + 2 * letter;
-  table_->setMinimumSize(std::clamp(wanted, 80 * letter, 130 * letter), fontMetrics().height() * 9);
+  const int lines = std::clamp(static_cast<int>(found.rows.size()) + 3, 5, 9);
+  table_->setMinimumSize(std::clamp(wanted, 80 * letter, 130 * letter), fontMetrics().height() * lines);
   auto* notes = new QPlainTextEdit(ToText(found.notes));
   notes->setReadOnly(true);
   notes->setMaximumHeight(fontMetrics().height() * 4);
