@@ -29,7 +29,7 @@ HOME = {
     "files": r"CifReader|CifTokens|ParseCifNumber",
 }
 # Formulas of such facts, written out.
-FORMULA = {"base": re.compile(r"3\.1415|M_PI\b"), "crystal": re.compile(r"atan2\(Length\(Cross\("),
+FORMULA = {"base": re.compile(r"\b(3\.1415|6\.2831|57\.2957|78\.956|0\.0174)|M_PI\b"), "crystal": re.compile(r"atan2\(Length\(Cross\("),
            "chem": re.compile(r"atan2\(Dot\(Cross\(|(bind|free)Pairs\.(pairs|IndexOf)\b|bondRadius \+ .*[rR]adius"),
            "model": re.compile(r"== k(Hydrogen|Deuterium)Row \|\| |< -0\.5 && .* > -5\.0")}
 DEFINITION = re.compile(r"(?:struct|class) (\w+)(?: final)?(?: :[^{]*)? \{|(?!return|using|else)[\w:<>,&* ]+[ *&](\w+)\([^;]*$")
@@ -62,7 +62,7 @@ def faults_of(path):
             if known and home != layer and re.fullmatch(names, known[1] or known[2]):
                 faults.append(f"{path}:{number}: {known[1] or known[2]} belongs to src/{home} alone")
         for home, formula in FORMULA.items():
-            if path.parts[0] == "src" and home != layer and formula.search(line):
+            if (path.parts[0] == "src" or home == "base") and home != layer and formula.search(line):
                 faults.append(f"{path}:{number}: this formula belongs to src/{home} alone")
         match = INCLUDE.match(line)
         if not match:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <mutex>
+#include <numbers>
 #include <random>
 #include <thread>
 
@@ -11,7 +12,7 @@
 namespace marvik::phase {
 namespace {
 
-constexpr double kTurn = 6.283185307179586;
+constexpr double kTurn = 2.0 * std::numbers::pi;
 constexpr float kWeakShare = 0.25f;
 constexpr int kSuperpositions = 60;
 constexpr int kMostStarts = 400;      // three times what the slowest real data are known to need

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <complex>
 #include <limits>
+#include <numbers>
 
 #include "refine/map/fourier.h"
 #include "refine/solve/least_squares.h"
@@ -28,7 +29,7 @@ constexpr double kPromising = 1.15;     // of R1, that is worth a second round
 constexpr double kSpare = 1.01;         // of R1, that the fewer parameters may cost
 constexpr double kFormulaSlack = 1.25;  // of the fluorine that the formula has
 constexpr size_t kMostRotors = 24;
-constexpr double kEightPiSquared = 78.95683520871486;
+constexpr double kEightPiSquared = 8.0 * std::numbers::pi * std::numbers::pi;
 
 // Where one orientation of a group lies: its first atom, a frame whose third axis points away from what holds it, and
 // how far its ends are turned from staggered.

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <gemmi/symmetry.hpp>
 #include <map>
+#include <numbers>
 
 #include "base/numbers.h"
 #include "crystal/symmetry.h"
@@ -12,7 +13,7 @@
 namespace marvik::phase {
 namespace {
 
-constexpr double kTurn = 6.283185307179586;
+constexpr double kTurn = 2.0 * std::numbers::pi;
 constexpr size_t kMostReflections = 4000;
 constexpr int kPeaks = 3;
 using Vector = std::array<double, 3>;

@@ -6,13 +6,12 @@
 #include <QPainterPath>
 #include <cmath>
 
+#include "base/vec3.h"
 #include "draw/labels/label_font.h"
 #include "ui/text.h"
 
 namespace marvik {
 namespace {
-
-constexpr double kDegrees = 57.29577951308232;
 
 QColor ColourOf(Rgb c) {
   return {c.r, c.g, c.b};
@@ -35,8 +34,8 @@ QPen PenOf(const Pen& pen) {
 QPainterPath ArcPath(const EllipseShape& e, double t0, double t1, bool wedge) {
   const QRectF circle(-1.0, -1.0, 2.0, 2.0);
   QPainterPath path;
-  if (!wedge) path.arcMoveTo(circle, -t0 * kDegrees);
-  path.arcTo(circle, -t0 * kDegrees, -(t1 - t0) * kDegrees);
+  if (!wedge) path.arcMoveTo(circle, -t0 * kDegreesPerRadian);
+  path.arcTo(circle, -t0 * kDegreesPerRadian, -(t1 - t0) * kDegreesPerRadian);
   if (wedge) path.closeSubpath();
   const QPointF centre = PointOf(e.centre);
   return QTransform(e.p.x, e.p.y, e.q.x, e.q.y, centre.x(), centre.y()).map(path);
@@ -88,7 +87,7 @@ void PainterCanvas::Line(CanvasPoint a, CanvasPoint b, const Pen& pen) {
 }
 
 void PainterCanvas::FillEllipse(const EllipseShape& shape, Rgb fill, const Pen& outline) {
-  QPainterPath path = ArcPath(shape, 0.0, 360.0 / kDegrees, false);
+  QPainterPath path = ArcPath(shape, 0.0, 360.0 / kDegreesPerRadian, false);
   path.closeSubpath();
   Fill(path, fill, outline);
 }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <complex>
+#include <numbers>
 
 #include "app/bench_fixture.h"
 #include "app/commands/command_table.h"
@@ -27,7 +28,7 @@ std::string Reflections() {
         const double s2 = metric.SinThetaSquared(h, k, l);
         if (s2 > 0.35 || s2 == 0.0) continue;
         double sum = 0.0;
-        for (const auto& x : kPlaces) sum += 2.0 * std::cos(2.0 * M_PI * (h * x[0] + k * x[1] + l * x[2]));
+        for (const auto& x : kPlaces) sum += 2.0 * std::cos(2.0 * std::numbers::pi * (h * x[0] + k * x[1] + l * x[2]));
         const double f = sum * 6.0 * std::exp(-4.0 * s2);
         text += Printf("%4d%4d%4d%8.2f%8.2f\n", h, k, l, f * f, 0.02 * f * f + 0.1);
       }

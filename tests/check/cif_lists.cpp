@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "base/vec3.h"
 
 #include "cif_cases.h"
 
@@ -124,7 +125,7 @@ std::string WithFigures() {
 // Every reflection to sin(theta)/lambda 0.6168 with made-up Fc² and errors of one uncertainty in turn.
 std::string Reflections(const std::function<void(std::vector<Reflection>&)>& change) {
   std::vector<Reflection> list;
-  const double beta = 95.0 * 3.14159265358979 / 180.0;
+  const double beta = 95.0 * kRadiansPerDegree;
   unsigned random = 7;
   for (int h = -6; h <= 6; ++h) {
     for (int k = -7; k <= 7; ++k) {

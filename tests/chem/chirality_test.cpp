@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cmath>
 #include <map>
+#include <numbers>
 
 #include "chem_fixture.h"
 
@@ -50,7 +51,7 @@ class ChiralityTest : public ChemTest {
   static std::string Chair(const std::string& places) {
     std::string text;
     for (size_t k = 0; k < 6; ++k) {
-      const double angle = static_cast<double>(k) * 3.14159265358979 / 3.0, up = k % 2 == 0 ? 1.0 : -1.0;
+      const double angle = static_cast<double>(k) * std::numbers::pi / 3.0, up = k % 2 == 0 ? 1.0 : -1.0;
       const auto put = [&](const char* name, int sfac, bool axial, double bond) {
         const double out = 1.46 + (axial ? 0.0 : 0.94 * bond), z = up * (0.25 + (axial ? bond : -0.33 * bond));
         text += Line(name + std::to_string(k + 1), sfac, out * std::cos(angle), out * std::sin(angle), z);

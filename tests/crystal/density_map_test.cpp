@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
+#include <numbers>
 
 namespace marvik {
 namespace {
@@ -35,12 +36,14 @@ TEST(DensityMap, IsExactForWhatItsDegreeHolds) {
 
 TEST(DensityMap, GoesOnOverTheEdgesOfTheCell) {
   const DensityMap wave = Sampled({24, 24, 24}, [](double x, double y, double z) {
-    return std::cos(M_PI * x / 12) + 0.5 * std::sin(M_PI * y / 12) - 0.25 * std::cos(M_PI * z / 6);
+    return std::cos(std::numbers::pi * x / 12) + 0.5 * std::sin(std::numbers::pi * y / 12) -
+           0.25 * std::cos(std::numbers::pi * z / 6);
   });
   EXPECT_EQ(wave.At(-1, 24, 49), wave.At(23, 0, 1));
   for (const double u : {-2.01, -0.49, 0.013, 0.99, 3.76}) {
     const Fractional at{u, 0.3 - u, 2 * u};
-    const double exact = std::cos(2 * M_PI * at.x) + 0.5 * std::sin(2 * M_PI * at.y) - 0.25 * std::cos(4 * M_PI * at.z);
+    const double exact = std::cos(2 * std::numbers::pi * at.x) + 0.5 * std::sin(2 * std::numbers::pi * at.y) -
+                         0.25 * std::cos(4 * std::numbers::pi * at.z);
     EXPECT_NEAR(wave.Interpolate(at), exact, 0.02);
     EXPECT_NEAR(wave.InterpolateSmoothly(at), exact, 0.003) << "closer than along straight lines";
     EXPECT_NEAR(wave.InterpolateSmoothly(at), wave.InterpolateSmoothly({at.x + 5, at.y - 7, at.z + 1}), 1e-6);

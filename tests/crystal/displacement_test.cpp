@@ -29,8 +29,8 @@ AtomRecord Anisotropic(const std::array<double, 6>& u) {
 // Mean square displacement along a fractional vector d by the metric formula: Σ (g d)_i (g d)_j a*_i a*_j U_ij / d·g·d.
 double MeanSquareAlong(const Setting& s, const std::array<double, 6>& u, const Fractional& d) {
   const CellParameters& c = s.cell;
-  const double ca = std::cos(c.alpha * M_PI / 180), cb = std::cos(c.beta * M_PI / 180),
-               cg = std::cos(c.gamma * M_PI / 180);
+  const double ca = std::cos(c.alpha * kRadiansPerDegree), cb = std::cos(c.beta * kRadiansPerDegree),
+               cg = std::cos(c.gamma * kRadiansPerDegree);
   const Mat3 g{{{{c.a * c.a, c.a * c.b * cg, c.a * c.c * cb},
                  {c.a * c.b * cg, c.b * c.b, c.b * c.c * ca},
                  {c.a * c.c * cb, c.b * c.c * ca, c.c * c.c}}}};

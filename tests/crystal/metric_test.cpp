@@ -13,7 +13,7 @@ const CellParameters kTriclinic{7.31, 9.52, 11.04, 81.2, 103.7, 96.5};
 
 // Å, from the metric tensor: an independent road to the same length.
 double MetricLength(const CellParameters& c, const Fractional& d) {
-  const auto cosine = [](double angle) { return std::cos(angle * M_PI / 180); };
+  const auto cosine = [](double angle) { return std::cos(angle * kRadiansPerDegree); };
   return std::sqrt(c.a * c.a * d.x * d.x + c.b * c.b * d.y * d.y + c.c * c.c * d.z * d.z +
                    2 * c.b * c.c * cosine(c.alpha) * d.y * d.z + 2 * c.a * c.c * cosine(c.beta) * d.x * d.z +
                    2 * c.a * c.b * cosine(c.gamma) * d.x * d.y);

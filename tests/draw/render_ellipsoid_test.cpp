@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <numbers>
 #include <random>
 
 #include "crystal/displacement.h"
@@ -10,7 +11,7 @@
 namespace marvik::test {
 namespace {
 
-constexpr double kHalfTurn = 3.14159265358979323846;
+constexpr double kHalfTurn = std::numbers::pi;
 
 std::array<ViewPoint, 3> RandomAxes(std::mt19937& random) {
   std::normal_distribution<double> normal;

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
+#include <numbers>
 
 namespace marvik {
 namespace {
@@ -29,9 +30,9 @@ TEST_F(SvgTest, EllipsesAreTrueEllipsesWhateverTheirConjugateAxes) {
 }
 
 TEST_F(SvgTest, ArcsGoTheWayTheirAxesTurn) {
-  canvas.Arc({{0, 0}, {10, 0}, {0, 10}}, 0.0, std::acos(-1.0), {});
+  canvas.Arc({{0, 0}, {10, 0}, {0, 10}}, 0.0, std::numbers::pi, {});
   EXPECT_TRUE(Has("M10 0A10 10 0 0 1 0 10A10 10 0 0 1 -10 0"));
-  canvas.Arc({{0, 0}, {10, 0}, {0, -10}}, 0.0, std::acos(-1.0), {});
+  canvas.Arc({{0, 0}, {10, 0}, {0, -10}}, 0.0, std::numbers::pi, {});
   EXPECT_TRUE(Has("M10 0A10 10 0 0 0 0 -10A10 10 0 0 0 -10 0"));
 }
 
@@ -57,7 +58,7 @@ TEST_F(SvgTest, NoIdIsThereTwiceNorBeginsWithADigit) {
 }
 
 TEST_F(SvgTest, SectorsAreWedges) {
-  canvas.FillSector({{0, 0}, {10, 0}, {0, 10}}, 0.0, std::acos(-1.0) / 2, {1, 2, 3});
+  canvas.FillSector({{0, 0}, {10, 0}, {0, 10}}, 0.0, std::numbers::pi / 2, {1, 2, 3});
   EXPECT_TRUE(Has("d=\"M0 0L10 0A10 10 0 0 1 7.07 7.07A10 10 0 0 1 0 10Z\"")) << canvas.Document();
 }
 

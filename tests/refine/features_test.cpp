@@ -2,6 +2,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <map>
+#include <numbers>
 
 #include "crystal/cell_metric.h"
 #include "files/res/reader.h"
@@ -225,7 +226,7 @@ TEST(DensityMaps, OfOtherKindsHoldTheAtomsAndTheElectrons) {
 
 TEST(RigidGroups, KeepTheirShapeAndFindTheirPlace) {
   Structure truth = MakeCrystal(Case("P 1 21/c 1"), 2, 7);
-  const double pi = 3.14159265358979;
+  constexpr double pi = std::numbers::pi;
   for (int i = 0; i < 6; ++i) {
     Site& site = truth.sites[static_cast<size_t>(i)];
     site.scatterer = 0;

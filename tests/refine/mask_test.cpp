@@ -1,4 +1,5 @@
 #include <cmath>
+#include <numbers>
 
 #include "refine/map/solvent_mask.h"
 
@@ -32,7 +33,7 @@ TEST_F(MaskTest, VoidsAreWhatTheAtomsLeave) {
   const SolventMask open = FindVoids(alone, SimulateData(alone, 1.0), {});
   ASSERT_EQ(open.voids.size(), 1u);
   EXPECT_TRUE(open.voids[0].endless);
-  EXPECT_NEAR(open.volume, 1728.0 - 4.0 / 3.0 * 3.14159265 * std::pow(1.7, 3), 3.0);
+  EXPECT_NEAR(open.volume, 1728.0 - 4.0 / 3.0 * std::numbers::pi * std::pow(1.7, 3), 3.0);
   // The same box, in the middle of the cell and across all its faces.
   double volume = 0.0;
   for (const double corner : {0.0, 0.5}) {

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <numbers>
 #include <regex>
 #include <sstream>
 
@@ -260,7 +261,7 @@ TEST_F(RunTest, CoordinatesForProteinProgramsHoldTheModel) {
     const double b = number(60, 6);
     EXPECT_LT(Length(x - model.metric.ToCartesian(site.x)), 0.002) << text;
     EXPECT_NEAR(occupancy, site.name == "ZN1" ? 1.0 : site.occupancy, 0.006) << "on the centre it is whole";
-    EXPECT_NEAR(b, 78.9568 * model.Ueq(site), 0.02);
+    EXPECT_NEAR(b, 8.0 * std::numbers::pi * std::numbers::pi * model.Ueq(site), 0.02);
     EXPECT_EQ(text[16], site.name == "ZN1" ? 'B' : ' ');
     EXPECT_EQ(text.size(), 78u);
   }
@@ -314,7 +315,7 @@ TEST_F(RunTest, ListsAgreeWithOneAnother) {
   EXPECT_EQ(two[0], three[0]);
   EXPECT_EQ(two[1], three[1]);
   EXPECT_NEAR(std::hypot(three[2], three[3]), five[1], 0.02);
-  EXPECT_NEAR(std::cos(five[2] * 0.0174533) * five[1], three[2], 0.02);
+  EXPECT_NEAR(std::cos(five[2] * kRadiansPerDegree) * five[1], three[2], 0.02);
   EXPECT_NEAR(two[2], five[2], 0.51);
   // In words, behind a line of its own.
   Write("l.ins", std::regex_replace(kEthanol, std::regex("FMAP 2"), "FMAP 3\nLIST 1"));

@@ -5,6 +5,7 @@
 #include <gemmi/sfcalc.hpp>
 #include <gemmi/small.hpp>
 #include <gtest/gtest.h>
+#include <numbers>
 #include <numeric>
 
 #include "crystal/symmetry.h"
@@ -15,7 +16,7 @@
 namespace marvik {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+constexpr double kPi = std::numbers::pi;
 
 TEST(LaneMath, AgreesWithTheLibraryOverTheRangesInUse) {
   double worstSine = 0.0;

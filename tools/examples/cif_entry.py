@@ -1,4 +1,5 @@
 """Reads what the examples need from a database entry in CIF syntax."""
+import math
 import re
 
 
@@ -87,7 +88,7 @@ class Entry:
         for k, label in enumerate(col['_atom_site_label']):
             u = number(iso[k])[0] if iso[k] not in (None, '.', '?') else None
             if u is not None and biso:
-                u /= 78.95683520871486  # 8 pi^2
+                u /= 8.0 * math.pi ** 2
             xyz = [number(column('fract_' + axis)[k])[0] for axis in 'xyz']
             element = column('type_symbol')[k] or re.match('[A-Z][a-z]?', label).group(0)
             occupancy = number(column('occupancy', '1')[k])[0]

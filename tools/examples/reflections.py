@@ -39,7 +39,7 @@ class Model:
                 else:
                     q = 4 * a['uiso'] * s2
                 phase = TWO_PI * (start + sum(n * x for n, x in zip(h, a['xyz'])))
-                total += scattering[a['element']] * a['sof'] * math.exp(-19.739208802178716 * q) * cmath.exp(1j * phase)
+                total += scattering[a['element']] * a['sof'] * math.exp(-2.0 * math.pi ** 2 * q) * cmath.exp(1j * phase)
         return total
 
 

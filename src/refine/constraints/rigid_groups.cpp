@@ -1,6 +1,7 @@
 #include <Eigen/Dense>
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 #include "base/numbers.h"
 #include "refine/constraints/parameters.h"
@@ -8,7 +9,7 @@
 namespace marvik {
 namespace {
 
-constexpr double kTurn = 6.283185307179586;
+constexpr double kTurn = 2.0 * std::numbers::pi;
 constexpr int kLowestFragment = 17;  // codes of FRAG
 
 // Regular polygon of a given edge, in the XY plane, the atoms in order.

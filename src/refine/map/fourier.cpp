@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <numbers>
 
 #include "refine/map/transform.h"
 
 namespace marvik {
 namespace {
 
-constexpr double kTurn = 6.283185307179586;
+constexpr double kTurn = 2.0 * std::numbers::pi;
 constexpr double kMostPoints = 1.0e8;  // twice 0.4 GB
 
 size_t Wrap(long i, size_t n) {

@@ -1,13 +1,14 @@
 #include <Eigen/Dense>
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 #include "refine/map/fourier.h"
 
 namespace marvik {
 namespace {
 
-constexpr double kTurn = 6.283185307179586;
+constexpr double kTurn = 2.0 * std::numbers::pi;
 
 // Vertex of the parabola through three equidistant values: offset in steps, within ±1/2.
 double Vertex(double a, double b, double c) {

@@ -12,6 +12,7 @@
 #include <gemmi/elem.hpp>
 #include <gemmi/numb.hpp>
 #include <gemmi/symmetry.hpp>
+#include <numbers>
 
 #include "files/cif/cif_translation.h"
 #include "files/res/reader.h"
@@ -22,7 +23,7 @@ namespace {
 namespace cif = gemmi::cif;
 
 // B = 8π²·U.
-constexpr double kBOfU = 78.95683520871486;
+constexpr double kBOfU = 8.0 * std::numbers::pi * std::numbers::pi;
 
 // What a reader that shares no line with ours finds in a CIF.
 struct CifSite {

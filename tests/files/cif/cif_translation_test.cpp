@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <numbers>
 #include <set>
 #include <unistd.h>
 
@@ -171,7 +172,7 @@ TEST(CifTranslation, DisplacementValuesOfEveryForm) {
   // β33 = 2π²·c*²·U33 with c* = 1/20 but for the hair that β is off 90°; β12 = 2π²·a*·b*·U12.
   const Translated beta(kHead + atoms + aniso("beta") + "C3 0.00493480 0.01926 0 0 0.01 0.01\n");
   EXPECT_NEAR(beta[2].u[2], 0.1, 1e-5);
-  EXPECT_NEAR(beta[2].u[5], 0.01926 / 19.7392088 * 10.123 * 10.1234, 1e-4);
+  EXPECT_NEAR(beta[2].u[5], 0.01926 / (2.0 * std::numbers::pi * std::numbers::pi) * 10.123 * 10.1234, 1e-4);
   // The columns may stand in the loop of the atoms itself.
   const Translated same(kHead +
                         "loop_ _atom_site_aniso_U_11 _atom_site_aniso_U_22 _atom_site_aniso_U_33 "
