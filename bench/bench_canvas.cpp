@@ -144,15 +144,15 @@ BENCHMARK(Labels);
 
 void Project(benchmark::State& state) {
   ViewState view;
-  view.rotateView(33.0, {1, 2, 3}, true);
-  view.fitView(40.0, std::nullopt);
+  view.RotateView(33.0, {1, 2, 3}, true);
+  view.FitView(40.0, std::nullopt);
   std::vector<Cartesian> atoms(100000);
   std::mt19937 random(1);
   std::uniform_real_distribution<double> place(-40.0, 40.0);
   for (Cartesian& atom : atoms) atom = {place(random), place(random), place(random)};
   std::vector<PixelPoint> pixels(atoms.size());
   for (auto _ : state) {
-    for (size_t i = 0; i < atoms.size(); ++i) pixels[i] = view.toPixel(view.transformPoint(atoms[i]));
+    for (size_t i = 0; i < atoms.size(); ++i) pixels[i] = view.ToPixel(view.TransformPoint(atoms[i]));
     benchmark::DoNotOptimize(pixels.data());
   }
   state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(atoms.size()));

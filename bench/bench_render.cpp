@@ -55,7 +55,7 @@ void Frame(benchmark::State& state) {
   ScanlineCanvas canvas(image, &font);
   InteractiveRenderer renderer;
   for (auto _ : state) {
-    view.rotateView(1.0, {0, 1, 0}, true);
+    view.RotateView(1.0, {0, 1, 0}, true);
     renderer.Render(document, view, options, canvas, nullptr);
     benchmark::DoNotOptimize(image.pixels.data());
   }

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Checks which folder includes which, that the toolkit stays in src/ui, and that no source file grows too long.
+"""Checks which folder includes which, that the toolkit stays in src/ui, that functions have one casing, and that no
+source file grows too long.
 
 A folder may include itself, what stands in its row of DIRECT, and what these may include. tests/<folder> may include
 what src/<folder> may, and the readers of files and the bonds, for structures to test on.
@@ -33,6 +34,8 @@ FORMULA = {"base": re.compile(r"\b(3\.1415|6\.2831|57\.2957|78\.956|0\.0174)|M_P
            "chem": re.compile(r"atan2\(Dot\(Cross\(|(bind|free)Pairs\.(pairs|IndexOf)\b|bondRadius \+ .*[rR]adius"),
            "model": re.compile(r"== k(Hydrogen|Deuterium)Row \|\| |< -0\.5 && .* > -5\.0")}
 DEFINITION = re.compile(r"(?:struct|class) (\w+)(?: final)?(?: :[^{]*)? \{|(?!return|using|else)[\w:<>,&* ]+[ *&](\w+)\([^;]*$")
+# A function of our own that does not begin with a capital; the window's override the toolkit's.
+SMALL = re.compile(r"(?!return|else|throw|using|new)[\w:<>,&*]+(?: [\w:<>,&*]+)* [*&]?(?:\w+::)*([a-z]+[A-Z]\w*)\([^;]*[{,]$")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 TOOLKIT = re.compile(r"Q[A-Z]\w*(/\w+)?$|Qt\w*/|moc_|ui_|.*\.moc$")
 
@@ -64,6 +67,9 @@ def faults_of(path):
         for home, formula in FORMULA.items():
             if (path.parts[0] == "src" or home == "base") and home != layer and formula.search(line):
                 faults.append(f"{path}:{number}: this formula belongs to src/{home} alone")
+        small = SMALL.match(line) if path.parts[0] == "src" and layer != "ui" else None
+        if small:
+            faults.append(f"{path}:{number}: {small[1]} is a function; it begins with a capital")
         match = INCLUDE.match(line)
         if not match:
             continue

@@ -181,7 +181,7 @@ void Workbench::FitView() {
 }
 
 OpenGlSettings& Workbench::GlSettings() {
-  if (!glSettings_) glSettings_ = loadOpenGlSettings();
+  if (!glSettings_) glSettings_ = LoadOpenGlSettings();
   return *glSettings_;
 }
 

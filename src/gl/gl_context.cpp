@@ -33,7 +33,7 @@ EGLDisplay OpenDisplay(EGLDisplay display) {
 
 // Eight bits a channel; the depth that counts is that of the frame drawn into. A context without surfaces asks for
 // none.
-bool choosePixelFormat(EGLDisplay display, bool surfaceless, EGLConfig& config, std::string& error) {
+bool ChoosePixelFormat(EGLDisplay display, bool surfaceless, EGLConfig& config, std::string& error) {
   const EGLint wanted[] = {EGL_SURFACE_TYPE,
                            surfaceless ? 0 : EGL_PBUFFER_BIT,
                            EGL_RENDERABLE_TYPE,
@@ -55,7 +55,7 @@ std::unique_ptr<GlContext> MakeContext(EGLDisplay display, bool surfaceless, std
   error = kNoContext;
   if (display == EGL_NO_DISPLAY || eglBindAPI(EGL_OPENGL_API) != EGL_TRUE) return nullptr;
   EGLConfig config = nullptr;
-  if (!choosePixelFormat(display, surfaceless, config, error)) return nullptr;
+  if (!ChoosePixelFormat(display, surfaceless, config, error)) return nullptr;
   EGLSurface surface = EGL_NO_SURFACE;
   if (!surfaceless) {
     const EGLint size[] = {EGL_WIDTH, 8, EGL_HEIGHT, 8, EGL_NONE};
@@ -98,7 +98,7 @@ std::unique_ptr<GlContext> MakeOffscreenContext(std::string& error) {
   return context;
 }
 
-bool initGlContext() {
+bool InitGlContext() {
   while (glGetError() != GL_NO_ERROR) {
   }
   for (const GLenum on :

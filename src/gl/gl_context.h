@@ -20,7 +20,7 @@ std::unique_ptr<GlContext> MakeOffscreenContext(std::string& error);
 
 // The state that every picture starts from: light, smooth shading, normalised normals, dithering, colour material,
 // depth test, culled back faces. False when the current context refuses it.
-bool initGlContext();
+bool InitGlContext();
 
 // Pixels to draw into, bound while the object lives.
 class GlTarget {

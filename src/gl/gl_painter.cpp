@@ -147,10 +147,10 @@ bool GlPainter::Draw(const GlLayer& layer, const std::function<bool()>& before) 
       break;
     }
     const GlAtom& atom = scene_.atoms[i];
-    if (Sees(atom.at, atom.Reach())) drawAtomGl(atom);
+    if (Sees(atom.at, atom.Reach())) DrawAtomGl(atom);
     for (uint32_t k = atom.firstBond; k < scene_.EndOfBonds(i); ++k) {
       const GlBond& bond = scene_.bonds[k];
-      if (Sees(bond.a, bond.b, 4.0 * bond.radius + 3.0 * scene_.unit)) drawBondGl(bond);
+      if (Sees(bond.a, bond.b, 4.0 * bond.radius + 3.0 * scene_.unit)) DrawBondGl(bond);
     }
   }
   if (finished) DrawLines();
@@ -158,7 +158,7 @@ bool GlPainter::Draw(const GlLayer& layer, const std::function<bool()>& before) 
   return finished;
 }
 
-void GlPainter::drawAtomGl(const GlAtom& atom) {
+void GlPainter::DrawAtomGl(const GlAtom& atom) {
   if (!style_.colour && !layer_.atoms) return;
   SetPale(atom.pale);
   switch (atom.shape) {
@@ -166,7 +166,7 @@ void GlPainter::drawAtomGl(const GlAtom& atom) {
       DrawBall(atom);
       break;
     case GlShape::Ellipsoid:
-      drawEllipsoidGl(atom);
+      DrawEllipsoidGl(atom);
       break;
     case GlShape::Mark:
       DrawMark(atom);

@@ -43,9 +43,9 @@ class GlPainter {
   // Whether anything reaches into a part of the picture.
   bool ShowsAnything(const GlWindow& window);
 
-  void drawAtomGl(const GlAtom& atom);
-  void drawBondGl(const GlBond& bond);
-  void drawEllipsoidGl(const GlAtom& atom);
+  void DrawAtomGl(const GlAtom& atom);
+  void DrawBondGl(const GlBond& bond);
+  void DrawEllipsoidGl(const GlAtom& atom);
 
  private:
   bool Sees(const ViewPoint& at, double reach) const;

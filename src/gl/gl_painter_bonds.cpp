@@ -79,7 +79,7 @@ void GlPainter::DrawStick(const GlBond& stick, int style) {
 }
 
 // As many sticks side by side as the order asks for.
-void GlPainter::drawBondGl(const GlBond& bond) {
+void GlPainter::DrawBondGl(const GlBond& bond) {
   Shade(style_.colour);
   const bool dotted = bond.style == kSolid && bond.order == kPi;
   const int style = dotted ? static_cast<int>(kDotted) : bond.style;

@@ -25,7 +25,7 @@ void Place(const ViewPoint& at, const ViewPoint& x, const ViewPoint& y, const Vi
 
 }  // namespace
 
-void GlPainter::drawEllipsoidGl(const GlAtom& atom) {
+void GlPainter::DrawEllipsoidGl(const GlAtom& atom) {
   const OutlineConic outline = OutlineOf(atom.axes);
   const double longest = Length(outline.p);
   const bool banded = Pixels(longest) >= kLeastBanded;

@@ -154,7 +154,7 @@ void PaintLabels(const GlScene& scene, bool rimmed, LabelFont& font, Image& imag
 
 }  // namespace
 
-int properPointSize(const std::string& fontFile, int bitmapSize) {
+int ProperPointSize(const std::string& fontFile, int bitmapSize) {
   if (bitmapSize <= kLargestStandardBitmap || LabelFont(kStandardPoints, fontFile).IsBuiltIn()) return kStandardPoints;
   const auto emPixels = [](int points) { return static_cast<float>(std::floor(points * kPixelsPerPoint)); };
   int points = kStandardPoints;
@@ -185,9 +185,9 @@ bool RenderUncovered(const GlScene& scene, int size, GlPictureOptions options, I
   GlScene backed = scene;
   Image onWhite(size, size);
   backed.background = kWhite;
-  const bool first = renderGlScene(backed, size, options, onWhite, error, keepGoing, progress);
+  const bool first = RenderGlScene(backed, size, options, onWhite, error, keepGoing, progress);
   backed.background = kBlack;
-  const bool second = first && renderGlScene(backed, size, options, image, error, keepGoing, progress);
+  const bool second = first && RenderGlScene(backed, size, options, image, error, keepGoing, progress);
   if (!second) return false;
   std::ranges::transform(image.pixels, onWhite.pixels, image.pixels.begin(), Uncovered);
   return true;
@@ -195,7 +195,7 @@ bool RenderUncovered(const GlScene& scene, int size, GlPictureOptions options, I
 
 }  // namespace
 
-bool renderGlScene(const GlScene& scene, int size, const GlPictureOptions& options, Image& image, std::string& error,
+bool RenderGlScene(const GlScene& scene, int size, const GlPictureOptions& options, Image& image, std::string& error,
                    const KeepGoing& keepGoing, const std::function<void(int done, int total)>& progress) {
   if (options.transparent && (!scene.faces.empty() || scene.fog > 0.0))
     return RenderUncovered(scene, size, options, image, error, keepGoing, progress);
@@ -216,7 +216,7 @@ bool renderGlScene(const GlScene& scene, int size, const GlPictureOptions& optio
     error = "Failed to create DIBSection.";
     return false;
   }
-  if (!initGlContext()) {
+  if (!InitGlContext()) {
     error = "Could not initialize the device context.";
     return false;
   }
@@ -242,7 +242,7 @@ GlPicture RenderGlPicture(Document& document, const ViewState& view, int size, c
     GlPicture picture;
     const GlScene scene = BuildGlScene(document, view, size, options, texts ? &font : nullptr);
     picture.image.emplace(size, size);
-    picture.complete = renderGlScene(scene, size, options, *picture.image, picture.error, keepGoing, progress);
+    picture.complete = RenderGlScene(scene, size, options, *picture.image, picture.error, keepGoing, progress);
     if (!picture.error.empty()) return Failed(picture.error);
     PaintLabels(scene, !options.transparent, font, *picture.image);
     return picture;

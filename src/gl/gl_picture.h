@@ -39,7 +39,7 @@ struct GlPictureOptions {
   LabelForm labelForm = LabelForm::Plain;
   double thinLine = 0.0;     // pixels; 0: by the size
   double probability = 0.5;  // of thermal ellipsoids
-  int labelPointSize = 8;    // see properPointSize
+  int labelPointSize = 8;    // see ProperPointSize
   bool transparent = false;  // nothing behind the model: pixels carry their cover in the top byte
   bool direct = false;       // every layer is drawn by itself: slow, the reference for the quick way; never transparent
   OpenGlSettings settings;   // of a default font path: DefaultOpenGlSettings
@@ -65,6 +65,6 @@ GlPicture RenderGlPicture(Document& document, const ViewState& view, int size, c
 
 // The side of the picture decides the size of its labels, in points: 8 below 601 pixels, above the first whose em is at
 // least a 60th of the side. 8 where the font cannot be opened.
-int properPointSize(const std::string& fontFile, int bitmapSize);
+int ProperPointSize(const std::string& fontFile, int bitmapSize);
 
 }  // namespace marvik

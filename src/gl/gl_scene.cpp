@@ -123,7 +123,7 @@ class SceneBuilder {
     // The pan is kept in pixels of the drawing area that it was made in.
     const double scale = view.drawingSize > 0.0 ? size / view.drawingSize : 1.0;
     view_.drawingSize = size;
-    view_.fitView(view_.viewRadius, std::nullopt);
+    view_.FitView(view_.viewRadius, std::nullopt);
     view_.panX = static_cast<int32_t>(std::lround(view.panX * scale));
     view_.panY = static_cast<int32_t>(std::lround(view.panY * scale));
     // Where the interactive renderer has a point: its scale is a pixel short of the picture's half, and it counts in
@@ -157,8 +157,8 @@ class SceneBuilder {
   void AddNet();
   void AddFaces();
   void AddMarks();
-  bool CutsAway(const Cartesian& at) const { return view_.CutsAway(view_.transformPoint(at - view_.viewCentre).p); }
-  ViewPoint PlacedAt(const Cartesian& at) const { return Placed(view_.transformPoint(at - view_.viewCentre).p); }
+  bool CutsAway(const Cartesian& at) const { return view_.CutsAway(view_.TransformPoint(at - view_.viewCentre).p); }
+  ViewPoint PlacedAt(const Cartesian& at) const { return Placed(view_.TransformPoint(at - view_.viewCentre).p); }
   ViewPoint Placed(const ViewPoint& view) const { return view * scale_ + shift_; }
   GlAtom AtomOf(const AtomRecord& record) const;
   bool SetAxes(const AtomRecord& record, GlAtom& atom) const;
@@ -352,7 +352,7 @@ void SceneBuilder::AddCell() {
   std::array<ViewPoint, 8> corners;
   for (size_t i = 0; i < corners.size(); ++i) {
     const Fractional at{i & 1 ? 1.0 : 0.0, i & 2 ? 1.0 : 0.0, i & 4 ? 1.0 : 0.0};
-    corners[i] = Placed(view_.transformPoint(document_.matrix * at - view_.viewCentre).p);
+    corners[i] = Placed(view_.TransformPoint(document_.matrix * at - view_.viewCentre).p);
     if (!IsFinite(corners[i]) || Length(corners[i]) > kFarthest) return;
   }
   constexpr std::array<Rgb, 3> kAxisColours{{{220, 0, 0}, {0, 140, 0}, {0, 0, 220}}};
@@ -368,8 +368,8 @@ void SceneBuilder::AddCell() {
 void SceneBuilder::AddNet() {
   const bool light = ink_ != kWhite;
   for (const NetLine& line : options_.net->lines) {
-    const ViewPoint a = view_.transformPoint(line.a - view_.viewCentre).p;
-    const ViewPoint b = view_.transformPoint(line.b - view_.viewCentre).p;
+    const ViewPoint a = view_.TransformPoint(line.a - view_.viewCentre).p;
+    const ViewPoint b = view_.TransformPoint(line.b - view_.viewCentre).p;
     if (view_.CutsAway((a + b) * 0.5)) continue;
     const GlLine edge{Placed(a), Placed(b), ColourOf(line.tone, light, false), true};
     if (IsFinite(edge.a) && IsFinite(edge.b) && Length(edge.a) < kFarthest) scene_.lines.push_back(edge);

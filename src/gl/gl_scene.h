@@ -99,7 +99,7 @@ GlScene BuildGlScene(Document& document, const ViewState& view, int size, const 
 
 // Draws all layers of a scene, but not its labels, into a picture of that size, which is filled with what is behind the
 // model first. False, with a text in `error` unless `keepGoing` stopped it, when the picture is not whole.
-bool renderGlScene(const GlScene& scene, int size, const GlPictureOptions& options, Image& image, std::string& error,
+bool RenderGlScene(const GlScene& scene, int size, const GlPictureOptions& options, Image& image, std::string& error,
                    const KeepGoing& keepGoing, const std::function<void(int done, int total)>& progress);
 
 }  // namespace marvik

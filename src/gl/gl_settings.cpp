@@ -98,14 +98,14 @@ std::string ComposeOpenGlSettings(const OpenGlSettings& settings) {
                                     settings.background[0], settings.background[1], settings.background[2]);
 }
 
-OpenGlSettings loadOpenGlSettings() {
+OpenGlSettings LoadOpenGlSettings() {
   const auto path = OpenGlSettingsFile();
   if (!path) return DefaultOpenGlSettings();
   const FileContent file = ReadWholeFile(*path);
   return file.opened ? ParseOpenGlSettings(file.content) : DefaultOpenGlSettings();
 }
 
-bool saveOpenGlSettings(const OpenGlSettings& settings) {
+bool SaveOpenGlSettings(const OpenGlSettings& settings) {
   const auto path = OpenGlSettingsFile();
   return path && WriteFileAtomically(*path, ComposeOpenGlSettings(settings)) == 0;
 }

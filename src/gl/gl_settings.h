@@ -27,9 +27,9 @@ std::optional<std::string> OpenGlSettingsFile();
 // The file is one line: font path, cut-section flag, layer count, red, green, blue, a blank between any two. The path
 // may hold blanks, so the five numbers are taken from the line's end; a line without five numbers there gives the
 // fields that can be read from its beginning. What is missing, no number or out of range keeps its default.
-OpenGlSettings loadOpenGlSettings();
+OpenGlSettings LoadOpenGlSettings();
 // Replaces the file; false when it cannot be written or the package directory is not known.
-bool saveOpenGlSettings(const OpenGlSettings& settings);
+bool SaveOpenGlSettings(const OpenGlSettings& settings);
 
 // The two without the file.
 OpenGlSettings ParseOpenGlSettings(std::string_view text);

@@ -34,7 +34,7 @@ GlPictureOptions GlOptionsOf(const PictureSubject& subject, const PictureOptions
   if (picture.background == PictureBackground::Black) options.settings.background = {0.0, 0.0, 0.0};
   options.look = subject.look.look;
   options.labelForm = subject.look.labelForm;
-  options.labelPointSize = properPointSize(options.settings.fontPath, picture.size);
+  options.labelPointSize = ProperPointSize(options.settings.fontPath, picture.size);
   if (picture.resolution > 0.0) {
     // Where it is known how large it will be printed, type and lines are as large as in any other picture.
     const RenderOptions others = PixelOptions(subject, picture);

@@ -86,7 +86,7 @@ std::optional<std::string> EncodeJpeg(const Image& image, double dotsPerInch) {
   }
 }
 
-bool writeJpeg(const std::string& path, const Image& image, UserMessages& messages) {
+bool WriteJpeg(const std::string& path, const Image& image, UserMessages& messages) {
   const auto bytes = EncodeJpeg(image);
   const int error = bytes ? WriteDerivedFile(path, *bytes) : ENOMEM;
   if (error == 0) return true;

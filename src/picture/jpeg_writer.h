@@ -14,6 +14,6 @@ namespace marvik {
 std::optional<std::string> EncodeJpeg(const Image& image, double dotsPerInch = 0.0);
 
 // The same into a file, which is whole or not there; an older one stays when writing fails. False after a message.
-bool writeJpeg(const std::string& path, const Image& image, UserMessages& messages);
+bool WriteJpeg(const std::string& path, const Image& image, UserMessages& messages);
 
 }  // namespace marvik

@@ -106,7 +106,7 @@ ViewState FittedView(const PictureSubject& subject, double side) {
   view.panX = static_cast<int32_t>(std::lround(std::clamp(view.panX * factor, -1e6, 1e6)));
   view.panY = static_cast<int32_t>(std::lround(std::clamp(view.panY * factor, -1e6, 1e6)));
   view.drawingSize = side;
-  view.fitView(view.viewRadius, std::nullopt);
+  view.FitView(view.viewRadius, std::nullopt);
   return view;
 }
 

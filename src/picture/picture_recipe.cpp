@@ -174,7 +174,7 @@ std::vector<std::string> ShowAsRecipe(const PictureRecipe& recipe, PictureSubjec
   view.Clip(recipe.clip);
   ResetView(view, subject.document);
   const Cartesian offset{recipe.centre[0], recipe.centre[1], recipe.centre[2]};
-  view.fitView(recipe.radius, view.viewCentre + offset);
+  view.FitView(recipe.radius, view.viewCentre + offset);
   view.panX = static_cast<int32_t>(std::lround(recipe.pan[0] * view.drawingSize));
   view.panY = static_cast<int32_t>(std::lround(recipe.pan[1] * view.drawingSize));
   return gone;

@@ -182,7 +182,7 @@ std::vector<Frame> FramesOf(const PictureSubject& subject, PictureFrames kind) {
   if (kind == PictureFrames::Stereo) {
     for (const double angle : {kHalfStereo, -kHalfStereo}) {
       frames.push_back({subject.view, ""});
-      frames.back().view.rotateView(angle, {0, 1, 0}, true);
+      frames.back().view.RotateView(angle, {0, 1, 0}, true);
       frames.back().leads = frames.size() == 1;
       frames.back().follows = frames.size() > 1;
     }
@@ -199,7 +199,7 @@ std::vector<Frame> FramesOf(const PictureSubject& subject, PictureFrames kind) {
     radius = std::max(radius, frame.view.viewRadius);
     frames.push_back(frame);
   }
-  for (Frame& frame : frames) frame.view.fitView(radius, std::nullopt);
+  for (Frame& frame : frames) frame.view.FitView(radius, std::nullopt);
   return frames;
 }
 

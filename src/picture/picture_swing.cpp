@@ -110,7 +110,7 @@ PictureBytes DrawSwing(PictureSubject& subject, const PictureOptions& options) {
     ViewState there = subject.view;
     swing.Show(1.0);
     FitFrame(there, subject.document, subject.look);
-    subject.view.fitView(std::max(here.viewRadius, there.viewRadius + Distance(there.viewCentre, here.viewCentre)),
+    subject.view.FitView(std::max(here.viewRadius, there.viewRadius + Distance(there.viewCentre, here.viewCentre)),
                          here.viewCentre);
   }
   const ViewState view = subject.view;

@@ -104,7 +104,7 @@ PictureBytes DrawTurn(PictureSubject& subject, const PictureOptions& options) {
   std::vector<ViewState> views(kTurnFrames, subject.view);
   double radius = 0.0;
   for (size_t i = 0; i < views.size(); ++i) {
-    views[i].rotateView(360.0 / kTurnFrames * static_cast<double>(i), {0, 1, 0}, true);
+    views[i].RotateView(360.0 / kTurnFrames * static_cast<double>(i), {0, 1, 0}, true);
     FitFrame(views[i], subject.document, subject.look);
     // All of them about the middle of the first.
     radius = std::max(radius, views[i].viewRadius + Distance(views[i].viewCentre, views[0].viewCentre));
@@ -112,7 +112,7 @@ PictureBytes DrawTurn(PictureSubject& subject, const PictureOptions& options) {
   const Cartesian middle = views[0].viewCentre;
   return DrawFilm(subject, options, views.size(), [&](size_t i) {
     subject.view = views[i];
-    subject.view.fitView(radius, middle);
+    subject.view.FitView(radius, middle);
   });
 }
 

@@ -12,7 +12,7 @@ namespace marvik {
 namespace {
 
 constexpr double kPointsPerPageUnit = 72.0 / 2540.0;
-// Of the page, in page units: the middle of what projectSegmentForPrint draws, and the side of its square.
+// Of the page, in page units: the middle of what ProjectSegmentForPrint draws, and the side of its square.
 constexpr CanvasPoint kPageMiddle{9741.0, 13716.0};
 constexpr double kPageSide = 2.0 * 10160.0;
 constexpr double kA4Width = 21000.0;

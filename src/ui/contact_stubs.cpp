@@ -56,8 +56,8 @@ void ContactStubs::Update() {
 
 bool ContactStubs::IsShown(const Stub& stub) const {
   const ViewState& view = bench_.view;
-  return !view.CutsAway(view.transformPoint(stub.from - view.viewCentre).p) &&
-         !view.CutsAway(view.transformPoint(stub.to - view.viewCentre).p);
+  return !view.CutsAway(view.TransformPoint(stub.from - view.viewCentre).p) &&
+         !view.CutsAway(view.TransformPoint(stub.to - view.viewCentre).p);
 }
 
 void ContactStubs::Paint() {

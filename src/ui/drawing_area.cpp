@@ -75,7 +75,7 @@ DrawingArea::~DrawingArea() = default;
 QPointF DrawingArea::PlaceOf(const Cartesian& position) const {
   ViewState& view = bench_.view;
   const SquareInArea square(view, DeviceSize());
-  const PixelPoint at = view.toPixel(view.transformPoint(position - view.viewCentre));
+  const PixelPoint at = view.ToPixel(view.TransformPoint(position - view.viewCentre));
   return FromDevice(QPointF(at.x + view.panX + 0.5, at.y + view.panY + 0.5));
 }
 
@@ -139,7 +139,7 @@ void DrawingArea::FitToSize() {
   const double side = std::min(size.width(), size.height());
   if (bench_.view.drawingSize == side) return;
   bench_.view.drawingSize = side;
-  bench_.view.fitView(bench_.view.viewRadius, std::nullopt);
+  bench_.view.FitView(bench_.view.viewRadius, std::nullopt);
 }
 
 void DrawingArea::resizeEvent(QResizeEvent*) {
@@ -310,10 +310,10 @@ FrameHit DrawingArea::HitAt(const QPointF& position) const {
   if (!stale_) hit = bench_.renderer.At({at.x(), at.y()}, kBondSlack * ratio);
   if (hit.atom || hit.bond) return hit;
   const AtomList& atoms = bench_.document.atoms;
-  if (const AtomRecord* atom = hitTestAtom(atoms, at.x(), at.y(), ratio)) {
+  if (const AtomRecord* atom = HitTestAtom(atoms, at.x(), at.y(), ratio)) {
     hit.atom = atom;
     hit.body = BodyOf(*atom);
-  } else if (const BondRecord* bond = hitTestBond(atoms, at.x(), at.y(), ratio).bond) {
+  } else if (const BondRecord* bond = HitTestBond(atoms, at.x(), at.y(), ratio).bond) {
     hit.bond = bond;
     hit.from = {bond->owner->screenX + 0.5, bond->owner->screenY + 0.5};
     hit.to = {bond->partner->screenX + 0.5, bond->partner->screenY + 0.5};

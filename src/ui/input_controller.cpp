@@ -204,7 +204,7 @@ QRect InputController::BandTo(const QPointF& position) const {
 
 void InputController::ToggleBand(const QRect& band) {
   AtomArray& selection = bench_.document.atoms.selection;
-  const auto inside = atomsInRectangle(bench_.document.atoms, band.left(), band.top(), band.right(), band.bottom());
+  const auto inside = AtomsInRectangle(bench_.document.atoms, band.left(), band.top(), band.right(), band.bottom());
   if (inside.empty()) return;
   // One pass over the selection, however many atoms leave it.
   std::unordered_set<const AtomRecord*> leaving;
@@ -320,7 +320,7 @@ bool InputController::Pinch(QEvent& event) {
 // What is under the pointer stays there, but in the classic look.
 void InputController::ZoomBy(double factor, const QPointF& at) {
   const double before = bench_.view.viewRadius;
-  bench_.view.fitView(before * factor, std::nullopt);
+  bench_.view.FitView(before * factor, std::nullopt);
   const double larger = before / bench_.view.viewRadius;
   if (bench_.look != Look::Classic && std::isfinite(larger)) {
     const QPointF middle = area_.ToDevice(QPointF(area_.width(), area_.height()) / 2.0);

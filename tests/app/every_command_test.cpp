@@ -77,7 +77,7 @@ class EveryCommand : public test::BenchTest {
     ScanlineCanvas canvas(image);
     ViewState view = bench.view;
     view.drawingSize = kPictureSide;
-    view.fitView(view.viewRadius, std::nullopt);
+    view.FitView(view.viewRadius, std::nullopt);
     bench.renderer.Render(bench.document, view, bench.ScreenOptions(), canvas, [] { return true; });
   }
 

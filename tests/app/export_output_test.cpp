@@ -44,14 +44,14 @@ TEST_F(BenchTest, ExportsGoByTheExtensionAndLeaveTheFileAlone) {
 TEST_F(BenchTest, ScenesAreSeenAsInTheWindow) {
   ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile)));
   ViewState& view = bench.view;
-  view.rotateView(40, {1, 0.3, -0.2}, true);
-  view.rotateView(-75, {0, 1, 0}, true);
+  view.RotateView(40, {1, 0.3, -0.2}, true);
+  view.RotateView(-75, {0, 1, 0}, true);
   view.panX = 30;
   view.panY = -50;
   const SceneView scene = ViewOfScene(view);
   EXPECT_NEAR(Determinant(scene.rotation), 1.0, 1e-6);
   for (const AtomRecord* atom : Atoms(bench.document.atoms)) {
-    const ViewPoint window = view.transformPoint(atom->position - view.viewCentre).p;
+    const ViewPoint window = view.TransformPoint(atom->position - view.viewCentre).p;
     const ScenePoint seen = scene.rotation * (SceneFrame(atom->position) - scene.centre) / scene.halfExtent;
     EXPECT_NEAR(seen.x, window.x + 30 / (view.drawingSize / 2), 1e-6);
     EXPECT_NEAR(seen.y, window.y + 50 / (view.drawingSize / 2), 1e-6);

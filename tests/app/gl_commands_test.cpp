@@ -45,7 +45,7 @@ class GlCommandsTest : public BenchTest {
 TEST_F(GlCommandsTest, OpenGlPreferencesAreKeptInTheirFile) {
   ASSERT_EQ(RunCommand(bench, 216, "font=\"/a b/c.ttf\" cut=0 layers=7 red=255 green=0 blue=128"), Outcome::Done);
   EXPECT_EQ(folder.Get("opengl.prf"), "/a b/c.ttf 0 7 1 0 0.501961\n");
-  EXPECT_EQ(loadOpenGlSettings().fontPath, "/a b/c.ttf");
+  EXPECT_EQ(LoadOpenGlSettings().fontPath, "/a b/c.ttf");
   // What is no unsigned number leaves its setting alone; the others count.
   ASSERT_EQ(RunCommand(bench, 216, "layers=-3 red=x green=300 blue= cut=1"), Outcome::Done);
   EXPECT_EQ(folder.Get("opengl.prf"), "/a b/c.ttf 1 7 1 1 0.501961\n");
@@ -59,7 +59,7 @@ TEST_F(GlCommandsTest, OpenGlPreferencesAreKeptInTheirFile) {
   // Saving again and again changes nothing, although the file has six digits.
   for (int value = 0; value < 256; ++value) {
     RunCommand(bench, 216, "red=" + std::to_string(value));
-    EXPECT_EQ(*OpenGlPreferenceFields(loadOpenGlSettings()).Find("red"), std::to_string(value));
+    EXPECT_EQ(*OpenGlPreferenceFields(LoadOpenGlSettings()).Find("red"), std::to_string(value));
   }
   std::filesystem::remove(folder / "opengl.prf");
   std::filesystem::create_directory(folder / "opengl.prf");

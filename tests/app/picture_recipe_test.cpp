@@ -34,7 +34,7 @@ TEST_F(RecipeTest, MakesTheSameFigureOfTheNextStructure) {
   Run(213, "O2");
   Run(kThermalEllipsoidCommand);
   Run(143);
-  bench.view.rotateView(37.5, {1, 2, 3}, true);
+  bench.view.RotateView(37.5, {1, 2, 3}, true);
   Run(kZoomInCommand);
   bench.view.panX = 60;
   bench.figure.hydrogenBonds = bench.figure.taperedBonds = true;
@@ -48,7 +48,7 @@ TEST_F(RecipeTest, MakesTheSameFigureOfTheNextStructure) {
   // The file again, peaks and all, under a view of its own.
   bench.modified = false;
   Run(kReadFileCommand, folder / "small.res");
-  bench.view.rotateView(50, {0, 1, 0}, true);
+  bench.view.RotateView(50, {0, 1, 0}, true);
   bench.figure = {};
   bench.pictureFile = {};
   messages.shown.clear();

@@ -18,8 +18,8 @@ class ViewTest : public BenchTest {
     EXPECT_TRUE(OpenFile(bench, folder.Put("small.res", text)));
   }
   ViewPoint Seen(const Cartesian& direction) {
-    const ViewPoint from = bench.view.transformPoint({}).p;
-    return Normalised(bench.view.transformPoint(Normalised(direction)).p - from);
+    const ViewPoint from = bench.view.TransformPoint({}).p;
+    return Normalised(bench.view.TransformPoint(Normalised(direction)).p - from);
   }
   ViewPoint Edge(int i) {
     Fractional unit;

@@ -49,7 +49,7 @@ TEST(BestView, TheFrameHoldsWhatIsDrawnAndTheCell) {
       scene.document.cell = {12, 14, 9, 90, 105, 90};
       BuildOrthogonalisation(scene.document.cell, scene.document.matrix);
       scene.options.showCell = cell;
-      scene.view.rotateView(33, {1, 2, 3}, true);
+      scene.view.RotateView(33, {1, 2, 3}, true);
       FitFrame(scene.view, scene.document, scene.options);
       scene.Draw();
       for (const AtomRecord* atom : Atoms(scene.document.atoms)) {
@@ -60,7 +60,7 @@ TEST(BestView, TheFrameHoldsWhatIsDrawnAndTheCell) {
       }
       for (int i = 0; cell && i < 8; ++i) {
         const Fractional corner{i & 1 ? 1.0 : 0.0, i & 2 ? 1.0 : 0.0, i & 4 ? 1.0 : 0.0};
-        const ClipPoint p = scene.view.transformPoint(scene.document.matrix * corner - scene.view.viewCentre);
+        const ClipPoint p = scene.view.TransformPoint(scene.document.matrix * corner - scene.view.viewCentre);
         EXPECT_LT(std::max(std::abs(p.p.x), std::abs(p.p.y)), 0.93);
       }
     }

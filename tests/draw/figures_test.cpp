@@ -98,7 +98,7 @@ TEST(Figures, WireFramesHaveAGroupForEachBondAndMark) {
 
 std::string Strips(Scene& scene, int side, bool transparent) {
   scene.view.drawingSize = side;
-  scene.view.fitView(scene.view.viewRadius, std::nullopt);
+  scene.view.FitView(scene.view.viewRadius, std::nullopt);
   const auto draw = [&](Canvas& canvas, bool clear) {
     scene.options.clear = clear;
     return scene.renderer.Render(scene.document, scene.view, scene.options, canvas, nullptr);

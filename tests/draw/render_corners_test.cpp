@@ -19,7 +19,7 @@ size_t Count(const std::string& text, std::string_view part) {
 // Corners of the facets that an atom with neighbours at these places has.
 std::vector<size_t> FacetsOf(const std::vector<Cartesian>& places) {
   Scene scene(kBallAndStick);
-  scene.view.rotateView(31, {1, 2, 3}, true);
+  scene.view.RotateView(31, {1, 2, 3}, true);
   AtomRecord* centre = scene.Add("TI1", 0, 0, 0);
   for (const Cartesian& at : places) {
     AtomRecord* corner = scene.Add("O1", at.x, at.y, at.z);
@@ -84,7 +84,7 @@ TEST(Corners, TheBarIsAsLongAsItSays) {
   scene.options.exact = true;
   LabelFont font(9.0);
   for (const auto& [radius, words] : {std::pair{10.0, "2 Å"}, std::pair{1.0, "0.2 Å"}, std::pair{30.0, "10 Å"}}) {
-    scene.view.fitView(radius, std::nullopt);
+    scene.view.FitView(radius, std::nullopt);
     SvgCanvas canvas(600, font);
     scene.renderer.Render(scene.document, scene.view, scene.options, canvas, nullptr);
     const std::string svg = canvas.Document();

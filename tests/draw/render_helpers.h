@@ -22,7 +22,7 @@ struct Scene {
 
   explicit Scene(int mode = kWireFrame) {
     InitElementTable(document.elements, false);
-    view.fitView(10.0, Cartesian{});
+    view.FitView(10.0, Cartesian{});
     view.depthNear = -1.0;
     view.depthFar = 1.0;
     options.mode = mode;

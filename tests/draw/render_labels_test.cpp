@@ -155,7 +155,7 @@ TEST(RenderLabels, LettersOfTheCellStandOnNoBody) {
   for (const Fractional& corner : {Fractional{0, 0, 0}, Fractional{1, 0, 0}, Fractional{0, 1, 0}, Fractional{0, 0, 1}})
     AddAtomAt(scene.document, "BA1", scene.document.matrix * corner);
   ResetView(scene.view, scene.document);
-  scene.view.rotateView(35, {1, 2, 0}, true);
+  scene.view.RotateView(35, {1, 2, 0}, true);
   const std::string drawn = scene.Draw();
   size_t letters = 0;
   for (const char letter : {'a', 'b', 'c', 'o'}) {
@@ -247,7 +247,7 @@ TEST(RenderLabels, AwayFromBondsAndSteady) {
   EXPECT_LT(scene.renderer.Labels().at(0).at.x + scene.renderer.Labels().at(0).size.x, 300.0);
   CanvasPoint last = scene.renderer.Labels().at(0).at;
   for (int i = 0; i < 30; ++i) {
-    scene.view.rotateView(1.0, {0, 1, 0}, true);
+    scene.view.RotateView(1.0, {0, 1, 0}, true);
     scene.Draw();
     const CanvasPoint now = scene.renderer.Labels().at(0).at;
     EXPECT_LT(std::hypot(now.x - last.x, now.y - last.y), 3.0) << i;
@@ -296,7 +296,7 @@ TEST(RenderLabels, DoNotJumpWhileTurningAndComeToRest) {
       scene.options.steadyLabels = steady;
       last.clear();
       for (int i = 0; i < 120; ++i) {
-        scene.view.rotateView(1.0, {0.3, 1, 0.2}, true);
+        scene.view.RotateView(1.0, {0.3, 1, 0.2}, true);
         scene.Draw();
         double& greatest = steady ? glide : jump;
         greatest = std::max(greatest, GreatestMove(scene, last));

@@ -81,7 +81,7 @@ TEST(RenderRobust, ViewsOutOfProportion) {
     for (const double side : {0.0, 1.0, 7.0, 30000.0}) {
       Scene scene;
       scene.view.drawingSize = side;
-      scene.view.fitView(radius, Cartesian{0.3, 0, 0});
+      scene.view.FitView(radius, Cartesian{0.3, 0, 0});
       scene.view.panX = 1'000'000;
       scene.view.panY = -1'000'000;
       scene.Add("C1", 0, 0, 0)->uCount = 6;

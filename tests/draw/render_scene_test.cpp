@@ -240,7 +240,7 @@ TEST(RenderScene, PlanesAndCentroidsStandAmongTheBodies) {
   marks->lines = {{{{0, 0, 0}}, {a->position, a}}};
   marks->measures = {{{{{0, 0, 0}}, {a->position, a}}, "3.000 Å"}};
   scene.options.marks = marks;
-  scene.view.rotateView(70, {0, 1, 0}, true);
+  scene.view.RotateView(70, {0, 1, 0}, true);
   for (const int mode : {kWireFrame, kBallAndStick, kThermalEllipsoid, kPipes}) {
     scene.options.mode = mode;
     const std::string drawn = scene.Draw();
@@ -253,7 +253,7 @@ TEST(RenderScene, PlanesAndCentroidsStandAmongTheBodies) {
   scene.options.mode = kBallAndStick;
   std::string drawn = scene.Draw();
   const bool before = drawn.find("polyline") > drawn.find("disc");
-  scene.view.rotateView(180, {0, 1, 0}, true);
+  scene.view.RotateView(180, {0, 1, 0}, true);
   drawn = scene.Draw();
   EXPECT_NE(before, drawn.find("polyline") > drawn.find("disc"));
   a->Set(kHidden, true);

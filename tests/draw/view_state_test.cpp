@@ -29,7 +29,7 @@ TEST(ViewState, OrthoFollowsItsBoundsAndRefusesDegenerateOnes) {
   ViewState view;
   view.drawingSize = 401.7;
   view.viewportOffsetX = 7;
-  view.setOrtho(-1.0f, 3.0f, -2.0f, 6.0f, 1.0f, 5.0f);
+  view.SetOrtho(-1.0f, 3.0f, -2.0f, 6.0f, 1.0f, 5.0f);
   const Matrix4 expected{{{0.5, 0, 0, -0.5}, {0, 0.25, 0, -0.5}, {0, 0, 0.5, -1.5}, {0, 0, 0, 1}}};
   ExpectMatrix(view.projection, expected);
   ExpectMatrix(view.combined, expected);
@@ -37,17 +37,17 @@ TEST(ViewState, OrthoFollowsItsBoundsAndRefusesDegenerateOnes) {
   EXPECT_EQ(view.fullHeight, 401);
   EXPECT_EQ(view.viewportOffsetX, 0);
   const float inf = std::numeric_limits<float>::infinity();
-  view.setOrtho(2.0f, 2.0f, 0.0f, 1.0f, 0.0f, 1.0f);
-  view.setOrtho(0.0f, 1.0f, 3.0f, 3.0f, 0.0f, 1.0f);
-  view.setOrtho(0.0f, 1.0f, 0.0f, 1.0f, 4.0f, 4.0f);
-  view.setOrtho(0.0f, inf, 0.0f, 1.0f, 0.0f, 4.0f);
-  view.setOrtho(0.0f, 1.0f, static_cast<float>(kNan), 1.0f, 0.0f, 4.0f);
+  view.SetOrtho(2.0f, 2.0f, 0.0f, 1.0f, 0.0f, 1.0f);
+  view.SetOrtho(0.0f, 1.0f, 3.0f, 3.0f, 0.0f, 1.0f);
+  view.SetOrtho(0.0f, 1.0f, 0.0f, 1.0f, 4.0f, 4.0f);
+  view.SetOrtho(0.0f, inf, 0.0f, 1.0f, 0.0f, 4.0f);
+  view.SetOrtho(0.0f, 1.0f, static_cast<float>(kNan), 1.0f, 0.0f, 4.0f);
   ExpectMatrix(view.projection, expected);
 }
 
 TEST(ViewState, FitIsAPointReflectionWithAMargin) {
   ViewState view;
-  view.fitView(2.0, Cartesian{1, 2, 3});
+  view.FitView(2.0, Cartesian{1, 2, 3});
   EXPECT_DOUBLE_EQ(view.halfExtent, 2.2);
   EXPECT_DOUBLE_EQ(view.viewRadius, 2.0);
   EXPECT_EQ(view.viewCentre, (Cartesian{1, 2, 3}));
@@ -59,10 +59,10 @@ TEST(ViewState, FitIsAPointReflectionWithAMargin) {
   EXPECT_DOUBLE_EQ(view.depthNear, -view.depthFar);
 
   for (const double radius : {0.5, 0.2, 0.0, -3.0, kNan}) {
-    view.fitView(radius, std::nullopt);
+    view.FitView(radius, std::nullopt);
     EXPECT_DOUBLE_EQ(view.viewRadius, 0.5) << radius;
   }
-  view.fitView(1.0, Cartesian{kNan, 0, 0});
+  view.FitView(1.0, Cartesian{kNan, 0, 0});
   EXPECT_EQ(view.viewCentre, (Cartesian{1, 2, 3}));
 }
 
@@ -76,8 +76,8 @@ TEST(ViewState, MultipliesTheChosenMatrixOnTheChosenSide) {
       ViewState view;
       view.matrixMode = mode;
       view.viewChanged = true;
-      view.multiplyMatrix(b, false);
-      view.multiplyMatrix(a, post);
+      view.MultiplyMatrix(b, false);
+      view.MultiplyMatrix(a, post);
       ExpectMatrix(view.combined, post ? ba : ab);
       ExpectMatrix(mode == MatrixMode::Projection ? view.projection : IdentityMatrix4(),
                    mode == MatrixMode::Projection ? view.combined : IdentityMatrix4());
@@ -94,42 +94,42 @@ TEST(ViewState, RotationIsCutToTenthsOfADegree) {
                {-12.3, -12.3}, {16.1, 16.1}, {0.1 + 0.2, 0.3}, {4.35, 4.3},   {-0.0999999, 0.0}, {kNan, 0.0}};
   for (const auto& c : cases) {
     ViewState view;
-    EXPECT_TRUE(view.rotateView(c.angle, {0, 0, 2.5}, true));
+    EXPECT_TRUE(view.RotateView(c.angle, {0, 0, 2.5}, true));
     EXPECT_NEAR(TurnOf(view), c.turned, 1e-9) << c.angle;
   }
   ViewState view;
-  EXPECT_FALSE(view.rotateView(5.0, {0, 0, 0}, true));
-  EXPECT_FALSE(view.rotateView(5.0, {kNan, 0, 1}, true));
+  EXPECT_FALSE(view.RotateView(5.0, {0, 0, 0}, true));
+  EXPECT_FALSE(view.RotateView(5.0, {kNan, 0, 1}, true));
   ExpectMatrix(view.combined, IdentityMatrix4());
 }
 
 TEST(ViewState, RotationIsRightHandedAndTurnsThePictureOrTheModel) {
   ViewState view;
-  view.rotateView(90.0, {0, 0, 1}, true);
-  view.rotateView(90.0, {1, 0, 0}, true);
+  view.RotateView(90.0, {0, 0, 1}, true);
+  view.RotateView(90.0, {1, 0, 0}, true);
   // x -> y by the first, y -> z by the second, about the screen's axes.
-  const ClipPoint p = view.transformPoint({1, 0, 0});
+  const ClipPoint p = view.TransformPoint({1, 0, 0});
   EXPECT_NEAR(p.p.z, 1.0, 1e-12);
   EXPECT_NEAR(p.w, 1.0, 1e-12);
 
   ViewState general;
   general.matrixMode = MatrixMode::Modelview;
-  general.rotateView(90.0, {0, 0, 1}, false);
-  EXPECT_NEAR(general.transformPoint({1, 0, 0}).p.y, 1.0, 1e-12);
+  general.RotateView(90.0, {0, 0, 1}, false);
+  EXPECT_NEAR(general.TransformPoint({1, 0, 0}).p.y, 1.0, 1e-12);
   general.matrixMode = MatrixMode::Combined;
-  general.rotateView(90.0, {0, 0, 1}, false);
-  EXPECT_NEAR(general.transformPoint({1, 0, 0}).p.x, -1.0, 1e-12);
+  general.RotateView(90.0, {0, 0, 1}, false);
+  EXPECT_NEAR(general.TransformPoint({1, 0, 0}).p.x, -1.0, 1e-12);
   EXPECT_NEAR(TurnOf(general), 90.0, 1e-9) << "the modelview is left alone when the combined matrix is meant";
 }
 
 TEST(ViewState, PixelsRoundHalfAwayFlipAndStayWithin16Bits) {
   ViewState view;
-  view.setViewport(602.0f, 402.0f);
+  view.SetViewport(602.0f, 402.0f);
   view.viewportOffsetX = 3;
   view.viewportOffsetY = 5;
   view.deviceOriginX = 10;
   view.deviceOriginY = 20;
-  const auto pixel = [&view](double x, double y, double w = 1.0) { return view.toPixel({{x, y, 0}, w}); };
+  const auto pixel = [&view](double x, double y, double w = 1.0) { return view.ToPixel({{x, y, 0}, w}); };
   EXPECT_EQ(pixel(0, 0).x, 0 + 3 + 201 + 10);
   EXPECT_EQ(pixel(0, 0).y, 602 - 1 - (5 + 301) + 20);
   EXPECT_EQ(pixel(0.5 / 200, 0).x, 1 + 214);
@@ -201,7 +201,7 @@ TEST(ViewState, ZoomOnTheSelectionIsAToggle) {
 
 TEST(ViewState, ZoomStepsAreNotInverse) {
   ViewState view;
-  view.fitView(10.0, std::nullopt);
+  view.FitView(10.0, std::nullopt);
   ZoomByDrag(view, 0);
   EXPECT_DOUBLE_EQ(view.halfExtent, 11.0);
   ZoomByDrag(view, 3);
@@ -314,11 +314,11 @@ TEST(ViewState, PicturesShowTheTrueEnantiomer) {
     ResetView(view, document);
     int hydrogenInFront = 0;
     for (int turn = 0; turn < 40; ++turn) {
-      view.rotateView(37.0, {std::cos(turn), 1.0, std::sin(turn)}, true);
-      const auto clip = [&](const AtomRecord* atom) { return view.transformPoint(atom->position - view.viewCentre); };
-      const PixelPoint p1 = view.toPixel(clip(co));
-      const PixelPoint p2 = view.toPixel(clip(r));
-      const PixelPoint p3 = view.toPixel(clip(n));
+      view.RotateView(37.0, {std::cos(turn), 1.0, std::sin(turn)}, true);
+      const auto clip = [&](const AtomRecord* atom) { return view.TransformPoint(atom->position - view.viewCentre); };
+      const PixelPoint p1 = view.ToPixel(clip(co));
+      const PixelPoint p2 = view.ToPixel(clip(r));
+      const PixelPoint p3 = view.ToPixel(clip(n));
       // With y downward a positive area is clockwise to the eye.
       const double clockwise = (p2.x - p1.x) * (p3.y - p1.y) - (p3.x - p1.x) * (p2.y - p1.y);
       const double inFront = clip(h).p.z - (clip(co).p.z + clip(r).p.z + clip(n).p.z) / 3.0;

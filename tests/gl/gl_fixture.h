@@ -25,7 +25,7 @@ struct GlStage {
     InitElementTable(document.elements, false);
     document.cell = {10, 10, 10, 90, 90, 90};
     BuildOrthogonalisation(document.cell, document.matrix);
-    view.fitView(10.0, Cartesian{});
+    view.FitView(10.0, Cartesian{});
     options.labels = false;
     options.printing = true;
     options.settings = DefaultOpenGlSettings();
@@ -53,7 +53,7 @@ struct GlStage {
     ScanlineCanvas canvas(image, nullptr);
     ViewState fitted = view;
     fitted.drawingSize = size;
-    fitted.fitView(view.viewRadius, std::nullopt);
+    fitted.FitView(view.viewRadius, std::nullopt);
     RenderOptions screen;
     screen.mode = options.mode;
     screen.labels = false;

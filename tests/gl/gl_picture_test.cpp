@@ -43,8 +43,8 @@ void AddMolecule(GlStage& stage) {
   bond(c, s, kAromatic, kSolid);
   bond(o, f, kSingle, kDashed);
   bond(f, n, kSingle, kDotted);
-  stage.view.rotateView(25, {0, 1, 0}, true);
-  stage.view.rotateView(-35, {1, 0, 0}, true);
+  stage.view.RotateView(25, {0, 1, 0}, true);
+  stage.view.RotateView(-35, {1, 0, 0}, true);
 }
 
 // The quick way cuts the shifts to whole samples; that is all that may differ. 700 pixels are four tiles, so the seams
@@ -82,9 +82,9 @@ TEST(GlPicture, AtomsAreWhereTheInteractiveRendererHasThem) {
   stage.Add("N1", -5.0, 5.0, -3.0);
   stage.Add("CL1", 1.0, -6.0, 1.0);
   stage.document.elements[17].colour = PackColour(0, 160, 0);
-  stage.view.rotateView(30, {1, 0, 0}, true);
-  stage.view.rotateView(50, {0, 1, 0}, true);
-  stage.view.fitView(8.0, std::nullopt);
+  stage.view.RotateView(30, {1, 0, 0}, true);
+  stage.view.RotateView(50, {0, 1, 0}, true);
+  stage.view.FitView(8.0, std::nullopt);
   stage.view.panX = 40;
   stage.view.panY = -25;
   const Image gl = stage.Picture(600);
@@ -109,7 +109,7 @@ TEST(GlPicture, EllipsoidsAreThoseOfTheInteractiveRenderer) {
   stage.AddEllipsoid("O1", {0.0, 0.0, 0.0}, {3.0, 1.2, 0.8});
   stage.document.atoms.head->u = {5.0, 2.0, 3.0, 1.0, -1.5, 1.2};
   for (const int turn : {0, 40, 110, 200}) {
-    stage.view.rotateView(turn, {0.3, 1, 0.2}, true);
+    stage.view.RotateView(turn, {0.3, 1, 0.2}, true);
     stage.options.antiAlias = false;
     const Image gl = stage.Picture(600);
     const Image interactive = stage.InteractivePicture(600);
@@ -236,9 +236,9 @@ TEST(GlPicture, NearerAtomsHideFartherOnesAndHiddenOnesAreNotThere) {
   stage.Add("O1", 0.0, 0.0, 4.0);
   AtomRecord* front = stage.Add("N1", 0.0, 0.0, -4.0);
   EXPECT_TRUE(IsBlue(ColourOf(stage.Picture(200).At(100, 102))));
-  stage.view.rotateView(180, {0, 1, 0}, true);
+  stage.view.RotateView(180, {0, 1, 0}, true);
   EXPECT_TRUE(IsRed(ColourOf(stage.Picture(200).At(100, 102))));
-  stage.view.rotateView(180, {0, 1, 0}, true);
+  stage.view.RotateView(180, {0, 1, 0}, true);
   front->Set(kHidden, true);
   EXPECT_TRUE(IsRed(ColourOf(stage.Picture(200).At(100, 102))));
 }
@@ -370,8 +370,8 @@ TEST(GlPicture, CutSectionAndBandsShowOnLargeEllipsoidsOnly) {
   stage.options.mode = kThermalEllipsoid;
   stage.options.antiAlias = false;
   AtomRecord* atom = stage.AddEllipsoid("O1", {}, {3.0, 2.5, 2.0});
-  stage.view.rotateView(35, {1, 0, 0}, true);
-  stage.view.rotateView(40, {0, 1, 0}, true);
+  stage.view.RotateView(35, {1, 0, 0}, true);
+  stage.view.RotateView(40, {0, 1, 0}, true);
   const Image cut = stage.Picture(200);
   stage.options.settings.cutSection = false;
   EXPECT_GT(Difference(cut, stage.Picture(200)), 0.02);
@@ -411,9 +411,9 @@ TEST(GlPicture, SurvivesWhatMakesNoSense) {
   other.Add("O1", 0.0, 0.0, 0.0)->element->drawRadius = 1e300;
   EXPECT_TRUE(IsRed(ColourOf(other.Picture(60).At(3, 3))));
   other.document.elements[8].drawRadius = 0.5;
-  other.view.fitView(1e30, std::nullopt);
+  other.view.FitView(1e30, std::nullopt);
   other.Picture(60);
-  other.view.fitView(10.0, std::nullopt);
+  other.view.FitView(10.0, std::nullopt);
   other.view.panX = other.view.panY = 1'000'000;
   EXPECT_EQ(BlobOf(other.Picture(60), IsRed).count, 0);
 }
@@ -445,7 +445,7 @@ TEST(GlPicture, LabelsAndCellFollowTheOptions) {
   EXPECT_EQ(ink().count, 0);
   stage.options.labels = false;
   stage.options.showCell = true;
-  stage.view.rotateView(20, {1, 1, 0}, true);
+  stage.view.RotateView(20, {1, 1, 0}, true);
   EXPECT_GT(BlobOf(stage.Picture(300), IsRed).count, 50) << "the a axis";
   EXPECT_GT(BlobOf(stage.Picture(300), IsGreen).count, 50) << "the b axis";
 }

@@ -71,12 +71,12 @@ TEST(GlReferences, PicturesLookAsTheyDid) {
     ASSERT_TRUE(ReadInstructionFile(stage.document, ExampleNamed(reference.example), stage.messages));
     Connect(stage.document, stage.messages);
     ResetView(stage.view, stage.document);
-    stage.view.rotateView(-25, {1, 0, 0}, true);
-    stage.view.rotateView(65, {0, 1, 0}, true);
+    stage.view.RotateView(-25, {1, 0, 0}, true);
+    stage.view.RotateView(65, {0, 1, 0}, true);
     stage.options.mode = reference.mode;
     if (reference.mode == kThermalEllipsoid) {
       // Large enough for bands and cuts.
-      stage.view.fitView(0.4 * stage.view.viewRadius, std::nullopt);
+      stage.view.FitView(0.4 * stage.view.viewRadius, std::nullopt);
       stage.options.probability = 0.99;
     }
     stage.options.colour = reference.colour;

@@ -7,10 +7,10 @@ namespace marvik {
 namespace {
 
 TEST(GlLabels, SizesGoByThePicture) {
-  for (const int size : {1, 100, 350, 600}) EXPECT_EQ(properPointSize(DefaultFontPath(), size), 8);
-  EXPECT_EQ(properPointSize(DefaultFontPath(), 1200), 15) << "20 pixels are the first to be a 60th";
-  EXPECT_EQ(properPointSize(DefaultFontPath(), 8000), 101);
-  EXPECT_EQ(properPointSize("/no/such/file.ttf", 1200), 8);
+  for (const int size : {1, 100, 350, 600}) EXPECT_EQ(ProperPointSize(DefaultFontPath(), size), 8);
+  EXPECT_EQ(ProperPointSize(DefaultFontPath(), 1200), 15) << "20 pixels are the first to be a 60th";
+  EXPECT_EQ(ProperPointSize(DefaultFontPath(), 8000), 101);
+  EXPECT_EQ(ProperPointSize("/no/such/file.ttf", 1200), 8);
 }
 
 }  // namespace

@@ -51,7 +51,7 @@ TEST_F(JpegTest, AnotherDecoderReadsTheSamePicture) {
   // Sides whose rows are no multiple of four bytes as well.
   for (const auto& [width, height] : {std::pair{100, 100}, std::pair{33, 17}}) {
     const std::string path = (folder / "quarters.jpg").string();
-    ASSERT_TRUE(writeJpeg(path, Quarters(width, height), messages));
+    ASSERT_TRUE(WriteJpeg(path, Quarters(width, height), messages));
     int w = 0;
     int h = 0;
     const auto bytes = Decoded(path, w, h);
@@ -84,12 +84,12 @@ TEST_F(JpegTest, IsOfQuality100WithBaselineTables) {
 TEST_F(JpegTest, FailuresAreSaidAndLeaveNothing) {
   EXPECT_FALSE(EncodeJpeg(Image()));
   EXPECT_FALSE(EncodeJpeg(Image(70000, 1)));
-  EXPECT_FALSE(writeJpeg((folder / "nowhere/x.jpg").string(), Quarters(8, 8), messages));
+  EXPECT_FALSE(WriteJpeg((folder / "nowhere/x.jpg").string(), Quarters(8, 8), messages));
   ASSERT_EQ(messages.shown.size(), 1u);
   EXPECT_EQ(messages.shown[0].caption, "File Error:");
   EXPECT_EQ(messages.shown[0].text, "Can't open " + (folder / "nowhere/x.jpg").string());
   if (std::filesystem::exists("/dev/full")) {
-    EXPECT_FALSE(writeJpeg("/dev/full", Quarters(8, 8), messages));
+    EXPECT_FALSE(WriteJpeg("/dev/full", Quarters(8, 8), messages));
     EXPECT_TRUE(messages.shown.back().text.starts_with("Can't write /dev/full: ")) << messages.shown.back().text;
   }
   EXPECT_TRUE(std::filesystem::is_empty(folder));

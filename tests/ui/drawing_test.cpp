@@ -81,7 +81,7 @@ TEST_F(DrawingTest, LabelsOnTheirWayArriveByThemselves) {
   bench.RenditionMode = kBallAndStick;
   const auto turnUntilUnderWay = [&] {
     for (int i = 0; i < 400 && (i == 0 || bench.renderer.LabelsSettled()); ++i) {
-      bench.view.rotateView(1.0, {0.3, 1.0, 0.2}, true);
+      bench.view.RotateView(1.0, {0.3, 1.0, 0.2}, true);
       area->Redraw();
       area->repaint();
     }

@@ -63,10 +63,10 @@ TEST_F(GesturesTest, ClickSelectsAndDeselects) {
 
 TEST_F(GesturesTest, DragTurnsADegreeForEachPixelInWireFrame) {
   ViewState expected = bench.view;
-  expected.rotateView(7, {0, 1, 0}, true);
-  expected.rotateView(4, {1, 0, 0}, true);
-  expected.rotateView(13, {0, 1, 0}, true);
-  expected.rotateView(-2, {1, 0, 0}, true);
+  expected.RotateView(7, {0, 1, 0}, true);
+  expected.RotateView(4, {1, 0, 0}, true);
+  expected.RotateView(13, {0, 1, 0}, true);
+  expected.RotateView(-2, {1, 0, 0}, true);
   bench.RenditionMode = kPipes;
   area->Redraw();
   Settle();
@@ -115,7 +115,7 @@ TEST_F(GesturesTest, ModifiersMoveZoomAndTurnAboutTheViewingAxis) {
   Drag({{100, 100}, {100, 108}, {100, 106}, {103, 106}}, Qt::AltModifier);
   ExpectSameView(expected);
 
-  expected.rotateView(25, {0, 0, 1}, true);
+  expected.RotateView(25, {0, 0, 1}, true);
   Drag({{100, 100}, {125, 140}}, Qt::ControlModifier | Qt::AltModifier);
   ExpectSameView(expected);
 

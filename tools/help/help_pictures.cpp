@@ -179,7 +179,7 @@ bool Draw(const PictureRow& row, const QString& examples, const QString& folder)
   }
   bench.ResetViewToModel();
   constexpr std::array<std::array<double, 3>, 3> kAxes{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
-  for (size_t i = 0; i < 3; ++i) bench.view.rotateView(row.rotate[i], kAxes[i], true);
+  for (size_t i = 0; i < 3; ++i) bench.view.RotateView(row.rotate[i], kAxes[i], true);
   // On white, as they are to be printed.
   PictureOptions options;
   options.size = row.size;

@@ -114,7 +114,7 @@ bool BenchmarkViewAction(BatchSession& session, const BatchAction&) {
   constexpr int kSide = 900;
   Workbench& bench = session.bench;
   bench.view.drawingSize = kSide;
-  bench.view.fitView(bench.view.viewRadius, std::nullopt);
+  bench.view.FitView(bench.view.viewRadius, std::nullopt);
   LabelFont font(12.0);
   for (const bool moving : {true, false}) {
     LitOptions lit;
@@ -126,7 +126,7 @@ bool BenchmarkViewAction(BatchSession& session, const BatchAction&) {
     options.carriedLabels = true;
     std::vector<double> milliseconds(moving ? 21 : 7);
     for (double& spent : milliseconds) {
-      bench.view.rotateView(1.0, {0, 1, 0}, true);
+      bench.view.RotateView(1.0, {0, 1, 0}, true);
       const auto start = std::chrono::steady_clock::now();
       DrawLit(bench.document, bench.view, options, kSide, kSide, lit, &font, bench.renderer, nullptr);
       spent = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();

@@ -113,7 +113,7 @@ bool BatchSession::Prepare() {
 
 void BatchSession::Turn() {
   constexpr std::array<std::array<double, 3>, 3> kAxes{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
-  for (size_t i = 0; i < 3; ++i) bench.view.rotateView(options.rotate[i], kAxes[i], true);
+  for (size_t i = 0; i < 3; ++i) bench.view.RotateView(options.rotate[i], kAxes[i], true);
 }
 
 // The program's text goes to standard output as it comes, and a table of what it did behind it.

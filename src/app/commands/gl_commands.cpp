@@ -68,7 +68,7 @@ Drawn DrawForOutput(Workbench& bench, GlPictureOptions options, int size, bool a
 
 // What the screen would show, into a file.
 Outcome WriteScreenPicture(Workbench& bench, const Image& image, const std::string& path) {
-  if (LowerExtensionOf(path) == "jpg") return writeJpeg(path, image, bench.messages) ? Outcome::Done : Outcome::Failed;
+  if (LowerExtensionOf(path) == "jpg") return WriteJpeg(path, image, bench.messages) ? Outcome::Done : Outcome::Failed;
   const auto bytes = EncodePng(image);
   const int error = bytes ? WriteDerivedFile(path, *bytes) : ENOMEM;
   if (error == 0) return Outcome::Done;
@@ -141,7 +141,7 @@ Outcome GlJpegHandler(Workbench& bench, const CommandCall& call) {
   const Drawn drawn = DrawForOutput(bench, options, preferences.size, preferences.antiAlias);
   if (!drawn.image) return drawn.outcome;
   const StageClock clock(bench.seconds.write);
-  if (writeJpeg(preferences.file, *drawn.image, bench.messages)) return Outcome::Done;
+  if (WriteJpeg(preferences.file, *drawn.image, bench.messages)) return Outcome::Done;
   return Refuse(bench, "Error: File I/O", "Unable to Create Bitmap File");
 }
 

@@ -41,7 +41,7 @@ Outcome OpenGlPreferencesHandler(Workbench& bench, const CommandCall& call) {
     return Outcome::Failed;
   }
   const auto path = OpenGlSettingsFile();
-  return !path || saveOpenGlSettings(bench.GlSettings()) ? Outcome::Done : SayUnwritable(bench, *path);
+  return !path || SaveOpenGlSettings(bench.GlSettings()) ? Outcome::Done : SayUnwritable(bench, *path);
 }
 
 }  // namespace marvik

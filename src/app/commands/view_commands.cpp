@@ -21,7 +21,7 @@ template <class Turn>
 bool TurnFitted(Workbench& bench, Turn turn) {
   const bool fitted = bench.ViewIsFitted();
   if (!turn(bench.view)) return false;
-  bench.view.fitView(bench.view.viewRadius, std::nullopt);
+  bench.view.FitView(bench.view.viewRadius, std::nullopt);
   if (fitted) bench.ResetViewToModel();
   return true;
 }

@@ -74,7 +74,7 @@ PreferenceFault CheckFile(const std::string& path) {
 BitmapPreferences UsualBitmapPreferences(Workbench& bench) {
   BitmapPreferences usual;
   usual.size = UsualSize(bench);
-  usual.pointSize = properPointSize(bench.GlSettings().fontPath, usual.size);
+  usual.pointSize = ProperPointSize(bench.GlSettings().fontPath, usual.size);
   const std::string name = FileNameOf(BaseNameOf(bench.document.CurrentFile));
   std::error_code error;
   usual.file = (std::filesystem::current_path(error) / ((name.empty() ? "noname" : name) + ".jpg")).string();
@@ -109,7 +109,7 @@ PreferenceFault ReadBitmapPreferences(const EditArguments& arguments, Workbench&
                    std::to_string(kUsualPointSize));
     }
   } else {
-    read.pointSize = properPointSize(bench.GlSettings().fontPath, read.size);
+    read.pointSize = ProperPointSize(bench.GlSettings().fontPath, read.size);
   }
   if (const std::string* antiAlias = arguments.Find("antialias")) {
     if (*antiAlias != "0" && *antiAlias != "1") return Fault("antialias", kNotAccepted, "antialias: 0 or 1.", "");
@@ -127,7 +127,7 @@ PreferenceFault CalculatePointSize(const std::string& size, Workbench& bench, in
   if (!std::ifstream(font, std::ios::binary).good()) {
     return Fault("points", "", "Can't open the font file " + font, "");
   }
-  pointSize = properPointSize(font, side);
+  pointSize = ProperPointSize(font, side);
   return {};
 }
 

@@ -74,7 +74,7 @@ void Radiation(CifChecker& c) {
 
 void Resolution(CifChecker& c) {
   const CifModel& m = c.model;
-  const double s = m.sinThetaMax();
+  const double s = m.SinThetaMax();
   if (s > 0.0) c.Test("resolution", s + 0.0005, Printf("%.4f 1/\xC3\x85.", s));
   const Measured full = m.Number("_diffrn_reflns_theta_full");
   const Measured max = m.Number("_diffrn_reflns_theta_max");
@@ -107,7 +107,7 @@ void Counts(CifChecker& c) {
       measured.value >= total.value) {
     c.Found("multiplicity", Printf("%.2f times.", measured.value / total.value));
   }
-  const double s = m.sinThetaMax();
+  const double s = m.SinThetaMax();
   if (!total.Given() || !m.group || !m.cellGiven || !(s > 0.0) || m.radiation == "electron") return;
   const size_t expected = ExpectedReflections(m, s);
   if (expected == 0) return;
@@ -121,7 +121,7 @@ void Counts(CifChecker& c) {
 
 void Indices(CifChecker& c) {
   const CifModel& m = c.model;
-  const double s = m.sinThetaMax();
+  const double s = m.SinThetaMax();
   if (!(s > 0.0) || !m.cellGiven) return;
   const double edges[] = {m.parameters.a, m.parameters.b, m.parameters.c};
   for (size_t i = 0; i < 3; ++i) {

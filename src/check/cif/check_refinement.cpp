@@ -33,7 +33,7 @@ void Parameters(CifChecker& c) {
   if (m.Centrosymmetric() || !m.group) {
     c.Test("parameters-centro", unique / parameters.value, text);
   } else if (m.heaviest < 18) {
-    const double s = m.sinThetaMax();
+    const double s = m.SinThetaMax();
     const size_t expected = s > 0.0 && m.cellGiven ? ExpectedReflections(m, s) : 0;
     if (expected > 0) unique = std::min(unique, static_cast<double>(expected));
     c.Test("parameters-light", unique / parameters.value, text);

@@ -388,7 +388,7 @@ std::map<int, double> CifModel::AtomsInCell() const {
   return counts;
 }
 
-double CifModel::sinThetaMax() const {
+double CifModel::SinThetaMax() const {
   const Measured theta = Number("_diffrn_reflns_theta_max", "_reflns_theta_max");
   return theta.Given() && wavelength.value > 0.0 ? std::sin(theta.value * kRadiansPerDegree) / wavelength.value : 0.0;
 }

@@ -87,7 +87,7 @@ class CifModel {
   // Counted from the list of atoms, in one cell. Those in parts that share a place count by occupancy. Nothing where a
   // label names several elements, "Cl,Br(1)", whose shares the list does not tell.
   std::map<int, double> AtomsInCell() const;
-  double sinThetaMax() const;  // sin θ / λ, 0 when not known
+  double SinThetaMax() const;  // sin θ / λ, 0 when not known
   bool Centrosymmetric() const { return group && group->hasInversion; }
 
   std::string_view text;

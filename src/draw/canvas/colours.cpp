@@ -33,7 +33,7 @@ double Luminance(Rgb c) {
 
 }  // namespace
 
-Hls rgbToHls(Rgb colour) {
+Hls RgbToHls(Rgb colour) {
   const double r = colour.r / 255.0;
   const double g = colour.g / 255.0;
   const double b = colour.b / 255.0;
@@ -59,7 +59,7 @@ Hls rgbToHls(Rgb colour) {
   return result;
 }
 
-Rgb hlsToRgb(Hls colour) {
+Rgb HlsToRgb(Hls colour) {
   const double lightness = std::clamp(colour.lightness, 0, kFull) * 1.0625;
   const double saturation = std::clamp(colour.saturation, 0, kFull) * 1.0666667 / 256.0;
   const double high =
@@ -92,20 +92,20 @@ Rgb InkOn(Rgb fill) {
 }
 
 std::array<Rgb, 8> BallShades(Rgb colour) {
-  const Hls hls = rgbToHls(colour);
+  const Hls hls = RgbToHls(colour);
   std::array<Rgb, 8> shades;
   for (size_t i = 0; i < shades.size(); ++i) {
     const int lightness = i == 7 ? kFull : std::min(kScreenFactors[i] * hls.lightness / 96, kFull);
-    shades[i] = hlsToRgb({hls.hue, lightness, hls.saturation});
+    shades[i] = HlsToRgb({hls.hue, lightness, hls.saturation});
   }
   return shades;
 }
 
 std::array<Rgb, 21> PageBallShades(Rgb colour) {
-  Hls hls = rgbToHls(colour);
+  Hls hls = RgbToHls(colour);
   if (hls.saturation == 0) hls.lightness = static_cast<int>(0.66 * hls.lightness);
   const auto shade = [&](double factor) {
-    return hlsToRgb({hls.hue, std::min(static_cast<int>(factor * hls.lightness), kFull), hls.saturation});
+    return HlsToRgb({hls.hue, std::min(static_cast<int>(factor * hls.lightness), kFull), hls.saturation});
   };
   std::array<Rgb, 21> shades;
   shades[0] = shade(0.7);

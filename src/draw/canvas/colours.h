@@ -16,9 +16,9 @@ struct Hls {
 };
 
 // Channels that differ by less than 0.01 of full scale count as a grey.
-Hls rgbToHls(Rgb colour);
+Hls RgbToHls(Rgb colour);
 // Lightness above 240 counts as 240.
-Rgb hlsToRgb(Hls colour);
+Rgb HlsToRgb(Hls colour);
 
 constexpr Rgb RgbOf(ElementColour colour) {
   return {static_cast<uint8_t>(RedOf(colour)), static_cast<uint8_t>(GreenOf(colour)),

@@ -92,7 +92,7 @@ bool RenderFrame::Render(Document& document, const ViewState& view, const Render
   labelsSettled = true;
   if (options.clear && !options.printing) canvas.Clear(Background());
   const bool scene = options.mode >= kBallAndStick && options.mode <= kPipes;
-  if (!(scene ? renderScene() : renderWireFrame(view.depthNear, view.depthFar))) {
+  if (!(scene ? RenderScene() : RenderWireFrame(view.depthNear, view.depthFar))) {
     atoms_.clear();
     labels.clear();
     return false;
@@ -118,7 +118,7 @@ void RenderFrame::SetUp() {
   for (AtomRecord* atom = document_->atoms.head; atom; atom = atom->next) {
     atom->scratch = -1;
     if (!document_->atoms.Passes(atom, kVisibleOnly)) continue;
-    const ClipPoint p = view_->transformPoint(atom->position - view_->viewCentre);
+    const ClipPoint p = view_->TransformPoint(atom->position - view_->viewCentre);
     atom->view = p.p;
     AddAtom(atom, p);
     if (atom->IsPeak()) {
@@ -179,7 +179,7 @@ void RenderFrame::SetUpMap() {
   if (options_->printing) {
     // The page's scale and origin, as the view itself has them for the points (0, 0) and (1, 0).
     const double all = std::numeric_limits<double>::infinity();
-    const auto probe = v.projectSegmentForPrint({{0, 0, 0}, 1.0}, {{1, 0, 0}, 1.0}, all, -all);
+    const auto probe = v.ProjectSegmentForPrint({{0, 0, 0}, 1.0}, {{1, 0, 0}, 1.0}, all, -all);
     if (probe) {
       map_.scale = probe->x2 - probe->x1;
       map_.origin = {probe->x1, -probe->y1};
@@ -243,7 +243,7 @@ CanvasPoint RenderFrame::DevicePoint(const ViewPoint& v, double w) const {
     return {std::clamp(map_.origin.x + offset.x, -32768.0, 32767.0),
             std::clamp(map_.origin.y + offset.y, -32768.0, 32767.0)};
   }
-  const PixelPoint pixel = view_->toPixel({v, w});
+  const PixelPoint pixel = view_->ToPixel({v, w});
   return {std::clamp(static_cast<double>(pixel.x) + view_->panX, -32768.0, 32767.0),
           std::clamp(static_cast<double>(pixel.y) + view_->panY, -32768.0, 32767.0)};
 }

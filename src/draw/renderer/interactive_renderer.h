@@ -157,6 +157,6 @@ class InteractiveRenderer {
 
 // A solid stick of more than one unit is drawn twice: forth with the whole width, back with a fifth of it. Widths in
 // device units, at least the thinnest line; `style` is a BondStyle.
-void drawBondLine(Canvas& canvas, Rgb colour, CanvasPoint a, CanvasPoint b, double width, int style);
+void DrawBondLine(Canvas& canvas, Rgb colour, CanvasPoint a, CanvasPoint b, double width, int style);
 
 }  // namespace marvik

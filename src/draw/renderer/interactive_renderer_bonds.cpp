@@ -51,7 +51,7 @@ Rgb StripColour(Rgb colour, const Strip& strip) {
 
 }  // namespace
 
-void drawBondLine(Canvas& canvas, Rgb colour, CanvasPoint a, CanvasPoint b, double width, int style) {
+void DrawBondLine(Canvas& canvas, Rgb colour, CanvasPoint a, CanvasPoint b, double width, int style) {
   const double pen = std::max(width, 1.0);
   if (style == kDashed || style == kDotted) {
     canvas.Line(a, b, {colour, pen, style == kDashed ? LineStyle::Dashed : LineStyle::Dotted});
@@ -165,7 +165,7 @@ double RenderFrame::NearnessFactor(const FrameBond& bond, CanvasPoint at) const 
 void RenderFrame::DrawPiece(const FrameBond& bond, CanvasPoint a, CanvasPoint b, Rgb colour, double width, double rim,
                             int style) {
   if (!options_->figure.taperedBonds || style != kSolid) {
-    if (rim == 0.0) return drawBondLine(*canvas_, colour, a, b, width, style);
+    if (rim == 0.0) return DrawBondLine(*canvas_, colour, a, b, width, style);
     return canvas_->Line(a, b, {colour, width + rim, LineStyle::Solid});
   }
   const CanvasPoint across = Across(a, b);

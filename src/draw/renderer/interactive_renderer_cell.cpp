@@ -24,7 +24,7 @@ ViewPoint Along(const ViewPoint& a, const ViewPoint& b, double t) {
 // All corners in view coordinates; false when one is out of reach.
 bool RenderFrame::CellCorners(std::array<ViewPoint, 8>& corners) const {
   for (size_t i = 0; i < corners.size(); ++i) {
-    corners[i] = view_->transformPoint(document_->matrix * kCellCorners[i].at - view_->viewCentre).p;
+    corners[i] = view_->TransformPoint(document_->matrix * kCellCorners[i].at - view_->viewCentre).p;
     if (!IsFinite(corners[i]) || Length(corners[i]) > 1e6) return false;
   }
   return true;
@@ -48,7 +48,7 @@ void RenderFrame::SetUpCellBox() {
 }
 
 // Edges without regard to the model, those parts outside the depth slab at 60 % brightness.
-void RenderFrame::drawCellBox(double near, double far) {
+void RenderFrame::DrawCellBox(double near, double far) {
   std::array<ViewPoint, 8> corners;
   if (!CellCorners(corners)) return;
   for (const CellEdge& edge : kCellEdges) {

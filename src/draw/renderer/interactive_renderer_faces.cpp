@@ -15,7 +15,7 @@ void RenderFrame::SetUpFaces() {
   facets_.clear();
   centroids_.clear();
   const auto place = [this](const Cartesian& at, ViewPoint& point) {
-    point = view_->transformPoint(at - view_->viewCentre).p;
+    point = view_->TransformPoint(at - view_->viewCentre).p;
     return IsFinite(point) && Length(point) < kFarthest && !view_->CutsAway(point);
   };
   ViewPoint point;

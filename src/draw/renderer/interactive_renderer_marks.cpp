@@ -35,7 +35,7 @@ RenderFrame::FrameEnd RenderFrame::EndAt(uint32_t index) const {
 bool RenderFrame::EndOf(const FigureMarks::Place& place, FrameEnd& end) const {
   if (place.atom && place.atom->scratch < 0) return false;
   end = place.atom ? EndAt(FrameIndex(place.atom))
-                   : FrameEnd{kNoAtom, view_->transformPoint(place.at - view_->viewCentre).p};
+                   : FrameEnd{kNoAtom, view_->TransformPoint(place.at - view_->viewCentre).p};
   return IsFinite(end.at) && Length(end.at) < 1e6 && !view_->CutsAway(end.at);
 }
 

@@ -31,7 +31,7 @@ void RenderFrame::SetUpNet() {
   double high = -1e30;
   for (const NetLine& line : lines) {
     for (const Cartesian& end : {line.a, line.b}) {
-      const ViewPoint p = view_->transformPoint(end - view_->viewCentre).p;
+      const ViewPoint p = view_->TransformPoint(end - view_->viewCentre).p;
       low = std::min(low, p.z);
       high = std::max(high, p.z);
       netEnds_.push_back(p);
@@ -98,7 +98,7 @@ void RenderFrame::DrawNet() {
 void RenderFrame::DrawNetTexts() {
   if (!options_->net) return;
   for (const NetText& text : options_->net->texts) {
-    const ViewPoint place = view_->transformPoint(text.at - view_->viewCentre).p;
+    const ViewPoint place = view_->TransformPoint(text.at - view_->viewCentre).p;
     const CanvasPoint at = NetPoint(place);
     if (view_->CutsAway(place) || !std::isfinite(at.x) || !std::isfinite(at.y) ||
         (!options_->printing && !map_.Shows(at, 0.0)))

@@ -35,7 +35,7 @@ void SortItems(std::vector<DrawItem>& items, std::vector<DrawItem>& scratch) {
   }
 }
 
-bool RenderFrame::renderScene() {
+bool RenderFrame::RenderScene() {
   if (options_->mode == kThermalEllipsoid) SetUpEllipsoids();
   CollectBonds();
   if (options_->mode == kPipes) SetUpPipes();

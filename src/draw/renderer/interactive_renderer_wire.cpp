@@ -28,7 +28,7 @@ int ZoneOf(double z, double near, double far) {
 
 }  // namespace
 
-bool RenderFrame::renderWireFrame(double near, double far) {
+bool RenderFrame::RenderWireFrame(double near, double far) {
   pieces_.resize(kColours * kStyles);
   for (auto& bucket : pieces_) bucket.clear();
   DrawNet();
@@ -50,7 +50,7 @@ bool RenderFrame::renderWireFrame(double near, double far) {
     if (!atom.bonded || atom.unknown || atom.selected) AddWireMarks(atom);
   }
   DrawPieces();
-  if (options_->showCell) drawCellBox(near, far);
+  if (options_->showCell) DrawCellBox(near, far);
   return true;
 }
 
@@ -63,7 +63,7 @@ bool RenderFrame::DrawWireGroups(double near, double far) {
   centroids_.clear();
   SortScene();
   labelDirections_.assign(labelDirections_.size(), {});
-  if (options_->showCell) drawCellBox(near, far);
+  if (options_->showCell) DrawCellBox(near, far);
   for (const DrawItem& item : items_) {
     const uint32_t index = item.reference & ~kItemKind;
     if ((item.reference & kItemKind) == kBondItem) {

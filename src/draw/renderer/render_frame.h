@@ -221,7 +221,7 @@ class RenderFrame {
   }
 
   // Wire frame.
-  bool renderWireFrame(double near, double far);
+  bool RenderWireFrame(double near, double far);
   bool DrawWireGroups(double near, double far);
   void DrawWireGroup(std::string_view name);
   void NameBond(const BondRecord& bond);
@@ -235,7 +235,7 @@ class RenderFrame {
   void DrawPieces();
 
   // Depth-sorted scene.
-  bool renderScene();
+  bool RenderScene();
   void CollectBonds();
   void SortScene();
   bool DrawInDepthOrder();
@@ -302,7 +302,7 @@ class RenderFrame {
   // Cell box.
   bool CellCorners(std::array<ViewPoint, 8>& corners) const;
   void SetUpCellBox();
-  void drawCellBox(double near, double far);
+  void DrawCellBox(double near, double far);
   void SetUpCellLetters();
 
   // Nets of electron density.

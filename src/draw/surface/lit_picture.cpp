@@ -69,11 +69,11 @@ class Builder {
  private:
   ViewPoint At(const AtomRecord& atom) const { return At(atom.position); }
   ViewPoint At(const Cartesian& position) const {
-    const ViewPoint p = view_.transformPoint(position - view_.viewCentre).p;
+    const ViewPoint p = view_.TransformPoint(position - view_.viewCentre).p;
     return {originX_ + p.x * scale_, originY_ - p.y * scale_, p.z * scale_};
   }
   bool CutsAway(const Cartesian& position) const {
-    return view_.IsClipped() && view_.CutsAway(view_.transformPoint(position - view_.viewCentre).p);
+    return view_.IsClipped() && view_.CutsAway(view_.TransformPoint(position - view_.viewCentre).p);
   }
   bool Shows(const AtomRecord& atom) const { return IsFinite(atom.position) && !CutsAway(atom.position); }
   int RowOf(const AtomRecord& atom) const {

@@ -127,7 +127,7 @@ void FitFrame(ViewState& view, const Document& document, const RenderOptions& op
   view.panX = view.panY = 0;
   view.zoomedOnSelection = false;
   if (!(low.x <= high.x)) {
-    view.fitView(0.5, Cartesian{});
+    view.FitView(0.5, Cartesian{});
     return;
   }
   const Cartesian middle = (low + high) * 0.5;
@@ -135,7 +135,7 @@ void FitFrame(ViewState& view, const Document& document, const RenderOptions& op
   const auto back = [&](size_t j) { return m[0][j] * middle.x + m[1][j] * middle.y + m[2][j] * middle.z; };
   const double half = 0.5 * std::max(high.x - low.x, high.y - low.y);
   const double margin = options.labels || options.showCell ? kLabelMargin : kPlainMargin;
-  view.fitView(half / (kFitMargin * (1.0 - margin)), Cartesian{back(0), back(1), back(2)});
+  view.FitView(half / (kFitMargin * (1.0 - margin)), Cartesian{back(0), back(1), back(2)});
 }
 
 }  // namespace marvik

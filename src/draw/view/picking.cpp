@@ -19,7 +19,7 @@ CanvasPoint ScreenPlace(const AtomRecord& atom) {
 
 }  // namespace
 
-AtomRecord* hitTestAtom(const AtomList& atoms, double x, double y, double pixelRatio) {
+AtomRecord* HitTestAtom(const AtomList& atoms, double x, double y, double pixelRatio) {
   AtomRecord* best = nullptr;
   double bestDistance = kAtomReach * pixelRatio;
   for (AtomRecord* atom : Atoms(atoms, kVisibleOnly)) {
@@ -31,12 +31,12 @@ AtomRecord* hitTestAtom(const AtomList& atoms, double x, double y, double pixelR
   return best;
 }
 
-PickedBond hitTestBond(const AtomList& atoms, double x, double y, double pixelRatio) {
+PickedBond HitTestBond(const AtomList& atoms, double x, double y, double pixelRatio) {
   PickedBond best;
   double bestDistance = kBondReach * pixelRatio;
   for (AtomRecord* atom : Atoms(atoms, kVisibleOnly)) {
     ForEachOwnBond(atom, [&](AtomRecord* partner, BondRecord* bond) {
-      const double distance = distanceToSegment(ScreenPlace(*atom), ScreenPlace(*partner), {x, y}, pixelRatio);
+      const double distance = DistanceToSegment(ScreenPlace(*atom), ScreenPlace(*partner), {x, y}, pixelRatio);
       if (!(distance < bestDistance) || !atoms.Passes(partner, kVisibleOnly)) return;
       bestDistance = distance;
       best = {atom, bond};
@@ -45,7 +45,7 @@ PickedBond hitTestBond(const AtomList& atoms, double x, double y, double pixelRa
   return best;
 }
 
-double distanceToSegment(CanvasPoint a, CanvasPoint b, CanvasPoint p, double pixelRatio) {
+double DistanceToSegment(CanvasPoint a, CanvasPoint b, CanvasPoint p, double pixelRatio) {
   const auto outside = [pixelRatio](double from, double to, double v) {
     double low = std::min(from, to);
     double high = std::max(from, to);
@@ -63,7 +63,7 @@ double distanceToSegment(CanvasPoint a, CanvasPoint b, CanvasPoint p, double pix
   return std::min(std::abs((p.x - a.x) * dy - (p.y - a.y) * dx) / length, length);
 }
 
-std::vector<AtomRecord*> atomsInRectangle(const AtomList& atoms, double x0, double y0, double x1, double y1) {
+std::vector<AtomRecord*> AtomsInRectangle(const AtomList& atoms, double x0, double y0, double x1, double y1) {
   const auto [left, right] = std::minmax(x0, x1);
   const auto [top, bottom] = std::minmax(y0, y1);
   std::vector<AtomRecord*> inside;

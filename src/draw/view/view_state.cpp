@@ -89,7 +89,7 @@ Matrix4 IdentityMatrix4() {
   return {{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}};
 }
 
-void ViewState::setOrtho(float left, float right, float bottom, float top, float near, float far) {
+void ViewState::SetOrtho(float left, float right, float bottom, float top, float near, float far) {
   if (left == right || bottom == top || near == far) return;
   for (const float bound : {left, right, bottom, top, near, far}) {
     if (!std::isfinite(bound)) return;
@@ -104,30 +104,30 @@ void ViewState::setOrtho(float left, float right, float bottom, float top, float
   setRow(2, near, far);
   viewportWidth = viewportHeight = fullWidth = fullHeight = WholePixels(drawingSize);
   viewportOffsetX = viewportOffsetY = 0;
-  recomputeCombined();
+  RecomputeCombined();
 }
 
-void ViewState::setViewport(float height, float width) {
+void ViewState::SetViewport(float height, float width) {
   viewportWidth = fullWidth = WholePixels(width);
   viewportHeight = fullHeight = WholePixels(height);
   viewportOffsetX = viewportOffsetY = 0;
 }
 
-void ViewState::recomputeCombined() {
+void ViewState::RecomputeCombined() {
   combined = modelview * projection;
 }
 
-void ViewState::multiplyMatrix(const Matrix4& matrix, bool postFlag) {
+void ViewState::MultiplyMatrix(const Matrix4& matrix, bool postFlag) {
   Matrix4& target = matrixMode == MatrixMode::Projection  ? projection
                     : matrixMode == MatrixMode::Modelview ? modelview
                                                           : combined;
   target = postFlag ? target * matrix : matrix * target;
   if (matrixMode == MatrixMode::Combined) return;
-  recomputeCombined();
+  RecomputeCombined();
   viewChanged = false;
 }
 
-bool ViewState::rotateView(double angle, std::array<double, 3> axis, bool postFlag) {
+bool ViewState::RotateView(double angle, std::array<double, 3> axis, bool postFlag) {
   const double length = std::hypot(axis[0], axis[1], axis[2]);
   if (!(length > 0.0) || !std::isfinite(length)) return false;
   if (!std::isfinite(angle)) return true;
@@ -136,11 +136,11 @@ bool ViewState::rotateView(double angle, std::array<double, 3> axis, bool postFl
   const double tenths = std::trunc(angle * 10.0 + std::copysign(1e-9, angle));
   const Matrix4 rotation = RotationMatrix(tenths * 0.1, axis);
   if (!postFlag) {
-    multiplyMatrix(rotation, false);
+    MultiplyMatrix(rotation, false);
     return true;
   }
   modelview = rotation * modelview;
-  recomputeCombined();
+  RecomputeCombined();
   return true;
 }
 
@@ -150,11 +150,11 @@ void ViewState::Clip(const std::optional<std::array<double, 2>>& depths) {
   clipBack = depths ? (*depths)[1] : -kAll;
 }
 
-ClipPoint ViewState::transformPoint(const Cartesian& relativeToCentre) const {
+ClipPoint ViewState::TransformPoint(const Cartesian& relativeToCentre) const {
   return Apply(combined, relativeToCentre);
 }
 
-PixelPoint ViewState::toPixel(const ClipPoint& c) const {
+PixelPoint ViewState::ToPixel(const ClipPoint& c) const {
   const double w = c.w > 1e-6 ? c.w : 1e-6;
   const double x = w == 1.0 ? c.p.x : c.p.x / w;
   const double y = w == 1.0 ? c.p.y : c.p.y / w;
@@ -165,7 +165,7 @@ PixelPoint ViewState::toPixel(const ClipPoint& c) const {
           To16Bits((2 * (fullHeight - 1 - up + deviceOriginY) - viewportHeight) / 2)};
 }
 
-std::optional<ViewState::PageSegment> ViewState::projectSegmentForPrint(const ClipPoint& p, const ClipPoint& q,
+std::optional<ViewState::PageSegment> ViewState::ProjectSegmentForPrint(const ClipPoint& p, const ClipPoint& q,
                                                                         double far, double near) const {
   if (p.p.z > far || p.p.z < near || q.p.z > far || q.p.z < near) return std::nullopt;
   const auto pageX = [this](const ClipPoint& c) { return c.p.x * kPageUnitsPerView + deviceOriginX * 36.0 + 9741.0; };
@@ -175,13 +175,13 @@ std::optional<ViewState::PageSegment> ViewState::projectSegmentForPrint(const Cl
   return PageSegment{pageX(p), pageY(p), pageX(q), pageY(q)};
 }
 
-void ViewState::fitView(double radius, const std::optional<Cartesian>& centre) {
+void ViewState::FitView(double radius, const std::optional<Cartesian>& centre) {
   if (centre && IsFinite(*centre)) viewCentre = *centre;
   radius = radius > kSmallestRadius ? std::min(radius, kLargestRadius) : kSmallestRadius;
   halfExtent = radius * kFitMargin;
   const auto bound = static_cast<float>(halfExtent);
-  setOrtho(bound, -bound, bound, -bound, bound, -bound);
-  setViewport(static_cast<float>(drawingSize), static_cast<float>(drawingSize));
+  SetOrtho(bound, -bound, bound, -bound, bound, -bound);
+  SetViewport(static_cast<float>(drawingSize), static_cast<float>(drawingSize));
   viewRadius = radius;
   depthFar = drawingSize > 0.0 ? depthCueLevel * radius / drawingSize : 0.0;
   depthNear = -depthFar;
@@ -199,7 +199,7 @@ void ResetView(ViewState& view, const Document& document) {
   const ViewSphere sphere = SphereOfModel(document);
   view.panX = view.panY = 0;
   view.zoomedOnSelection = false;
-  view.fitView(sphere.radius, sphere.centre);
+  view.FitView(sphere.radius, sphere.centre);
 }
 
 bool ToggleZoomOnSelection(ViewState& view, const Document& document) {
@@ -219,26 +219,26 @@ bool ToggleZoomOnSelection(ViewState& view, const Document& document) {
   view.savedPanY = view.panY;
   const ViewSphere sphere = SphereAround(atoms);
   view.zoomedOnSelection = true;
-  view.fitView(sphere.radius, sphere.centre);
+  view.FitView(sphere.radius, sphere.centre);
   return true;
 }
 
 void ZoomByDrag(ViewState& view, int dy) {
   if (dy == 0) return;
-  view.fitView(std::max(view.halfExtent, kSmallestRadius) * (dy > 0 ? kZoomIn : kZoomOut), std::nullopt);
+  view.FitView(std::max(view.halfExtent, kSmallestRadius) * (dy > 0 ? kZoomIn : kZoomOut), std::nullopt);
 }
 
 void DragView(ViewState& view, int dx, int dy, DragModifiers modifiers) {
   if (modifiers.control && modifiers.alt) {
-    view.rotateView(dx, {0, 0, 1}, true);
+    view.RotateView(dx, {0, 0, 1}, true);
   } else if (modifiers.alt) {
     ZoomByDrag(view, dy);
   } else if (modifiers.control || view.dragMode == 1) {
     view.panX = MovedPan(view.panX, dx);
     view.panY = MovedPan(view.panY, dy);
   } else {
-    view.rotateView(dx, {0, 1, 0}, true);
-    view.rotateView(dy, {1, 0, 0}, true);
+    view.RotateView(dx, {0, 1, 0}, true);
+    view.RotateView(dy, {1, 0, 0}, true);
   }
 }
 
@@ -246,7 +246,7 @@ void PressViewKey(ViewState& view, ViewKey key, bool shift) {
   const int step = shift ? 90 : 1;
   const auto drag = [&view](int dx, int dy) { DragView(view, dx, dy, {}); };
   const auto turn = [&view, step](int direction) {
-    if (view.dragMode == 0) view.rotateView(direction * step, {0, 0, 1}, true);
+    if (view.dragMode == 0) view.RotateView(direction * step, {0, 0, 1}, true);
   };
   switch (key) {
     case ViewKey::PageUp:

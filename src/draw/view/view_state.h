@@ -61,13 +61,13 @@ class ViewState {
   int32_t savedPanY = 0;
   bool viewChanged = false;
 
-  void setOrtho(float left, float right, float bottom, float top, float near, float far);
-  void setViewport(float height, float width);
-  void multiplyMatrix(const Matrix4& matrix, bool postFlag);
+  void SetOrtho(float left, float right, float bottom, float top, float near, float far);
+  void SetViewport(float height, float width);
+  void MultiplyMatrix(const Matrix4& matrix, bool postFlag);
   // Degrees, cut to tenths toward zero. With postFlag the picture turns about the screen's axes. False for an axis of
   // zero length, which nothing in the program asks for: the caller ends the program.
-  bool rotateView(double angle, std::array<double, 3> axis, bool postFlag);
-  ClipPoint transformPoint(const Cartesian& relativeToCentre) const;
+  bool RotateView(double angle, std::array<double, 3> axis, bool postFlag);
+  ClipPoint TransformPoint(const Cartesian& relativeToCentre) const;
   // Front and back, nothing for all of the model.
   void Clip(const std::optional<std::array<double, 2>>& depths);
   bool IsClipped() const { return clipBack > -std::numeric_limits<double>::infinity(); }
@@ -76,18 +76,18 @@ class ViewState {
     return IsClipped() && !(p.z * halfExtent >= clipBack && p.z * halfExtent <= clipFront);
   }
   // Pixel of a transformed point, without the depth test; clamped to 16 bits.
-  PixelPoint toPixel(const ClipPoint& p) const;
+  PixelPoint ToPixel(const ClipPoint& p) const;
   // Both ends in hundredths of a millimetre on a page, one normalised unit being 10160; nothing when either lies
   // outside near..far.
   struct PageSegment {
     double x1, y1, x2, y2;
   };
-  std::optional<PageSegment> projectSegmentForPrint(const ClipPoint& p, const ClipPoint& q, double far,
+  std::optional<PageSegment> ProjectSegmentForPrint(const ClipPoint& p, const ClipPoint& q, double far,
                                                     double near) const;
-  void fitView(double radius, const std::optional<Cartesian>& centre);
+  void FitView(double radius, const std::optional<Cartesian>& centre);
 
  private:
-  void recomputeCombined();
+  void RecomputeCombined();
 };
 
 // View changes that the window, the command line and the demo share.
