@@ -24,7 +24,8 @@ class Objective {
   }
 
   // Of the inverse means of w(Fo² - Fc²)² how far they are from one, each range alike. Of several such measures this
-  // one comes nearest to the weights that published refinements suggest: a within 3 %, b within 7 % as a rule.
+  // one comes nearest to the weights that nine published refinements suggest: a within 6 % (10 % in one), b within
+  // 15 %.
   double operator()(double a, double b) const {
     const size_t n = delta_.size();
     double sum = 0.0;
