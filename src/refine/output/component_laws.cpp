@@ -47,8 +47,8 @@ std::vector<ComponentLaw> ComponentLaws(const Session& s) {
     law.matrix = sum.both * Inverse(sum.first);
     if (sum.pairs < kLeastPairs || !(std::fabs(Determinant(sum.first)) > 1e-6)) continue;
     double misfit = 0.0;
-    ForEachPair(s.observations, [&](int of, const Miller& h, const Miller& other) {
-      for (int i = 0; of == batch && i < 3; ++i) {
+    ForEachPair(s.observations, [&, wanted = batch](int of, const Miller& h, const Miller& other) {
+      for (int i = 0; of == wanted && i < 3; ++i) {
         double index = 0.0;
         for (size_t j = 0; j < 3; ++j) index += law.matrix[i][j] * h[j];
         misfit += (index - other[static_cast<size_t>(i)]) * (index - other[static_cast<size_t>(i)]);
