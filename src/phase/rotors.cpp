@@ -26,7 +26,6 @@ constexpr double kSecondGain = 0.96;    // of R1, that a second orientation need
 constexpr double kOnlyOne = 0.86;       // share of one orientation that leaves no second
 constexpr double kHopeless = 1.8;       // of R1 with one orientation, that no second one mends
 constexpr double kPromising = 1.15;     // of R1, that is worth a second round
-constexpr double kSpare = 1.01;         // of R1, that the fewer parameters may cost
 constexpr double kFormulaSlack = 1.25;  // of the fluorine that the formula has
 constexpr size_t kMostRotors = 24;
 constexpr double kEightPiSquared = 8.0 * std::numbers::pi * std::numbers::pi;
@@ -43,9 +42,10 @@ struct Pose {
 struct RotorKind {
   bool branched;  // C(CF3)3
   double reach;   // Å, of its ends from its first atom
+  double spare;   // of R1, what the fewer parameters may cost: wrong ones cost 1.2 and more of thirteen atoms
   size_t Ends() const { return branched ? 9 : 3; }
 };
-constexpr RotorKind kKinds[] = {{true, 2.85}, {false, 1.75}};
+constexpr RotorKind kKinds[] = {{true, 2.85, 1.06}, {false, 1.75, 1.01}};
 
 // Three places around the end of a bond: `zero` is at right angles to the axis.
 void AddTripod(const Cartesian& centre, const Cartesian& axis, const Cartesian& zero, double turn, double length,
@@ -415,7 +415,7 @@ class RotorFit {
     p.one = std::max(share, 1.0 - share) > kOnlyOne || Apart(*a.kind, p.poses[0], p.poses[1]) < kSameTurn ||
             p.mixture.r1 > kSecondGain * alone.r1;
     if (p.one) p.mixture = alone;
-    p.useful = p.mixture.r1 < kSpare * before && (!p.one || alone.first > kOnlyOne);
+    p.useful = p.mixture.r1 < a.kind->spare * before && (!p.one || alone.first > kOnlyOne);
     if (!p.useful) return p;
     if (p.mixture.first < 0.5) {
       std::swap(p.poses[0], p.poses[1]), std::swap(parts[0], parts[1]);
