@@ -20,15 +20,22 @@ constexpr double kUnusualBond = 2.0;  // price of a bond that the table does not
 constexpr double kOverlap = 0.78;     // of the sum of radii: nearer no two atoms come
 constexpr int kSweeps = 12;
 constexpr double kRootTwoPi = 2.5066282746;
-constexpr double kLeastShare = 0.25;        // of an atom that is there in part
-constexpr double kMostPartial = 0.5;        // how likely that is of what shakes most
-constexpr double kExchangePrice = 0.5;      // of each element in the place of another that is missing, squared
-constexpr double kOverlapPrice = 3.0;       // for each of two
-constexpr double kTripleBond = 1.18;        // Å, at most
-constexpr double kLightBond = 1.75;         // Å, at most between light atoms
-constexpr double kBridgePrice = 8.0;        // of fluorine between carbon and a metal
+constexpr double kLeastShare = 0.25;  // of an atom that is there in part
+constexpr double kMostPartial = 0.5;  // how likely that is of what shakes most
+constexpr double kLeastPartial = 0.01;
+constexpr double kWhole = 0.75;         // of the median of the electrons, that an atom there in part seldom has
+constexpr double kShortestBond = 1.1;   // Å
+constexpr double kExchangePrice = 0.5;  // of each element in the place of another that is missing, squared
+constexpr double kOverlapPrice = 3.0;   // for each of two
+constexpr double kTripleBond = 1.18;    // Å, at most
+constexpr double kLightBond = 1.75;     // Å, at most between light atoms
+constexpr double kBridgePrice = 14.0;   // of fluorine between carbon and a metal
+constexpr double kSigmaPrice = 1.5;     // of carbon on a metal by one bond
+constexpr double kShortPrice = 5.0;     // of carbon and nitrogen nearer to a metal than the radii allow
+constexpr double kCarbonRadius = 0.76, kNitrogenRadius = 0.71, kShorter = 0.15;  // Å
 constexpr double kSwapPrice = 15.0;         // in electrons, that no chemistry makes up for
 constexpr double kGeminalPrice = 3.5;       // of what is no halogen, twice on one carbon at short distance
+constexpr double kHeavier = 1.5;            // times the neighbours, that a heavy middle is
 constexpr double kDisplacementSlope = 6.0;  // of ln(electrons) with U, Å⁻²: how the two trade
 
 struct Kind {
@@ -59,6 +66,12 @@ constexpr BondRange kBonds[] = {
 
 bool IsNonmetal(int z) {
   return (z >= 5 && z <= 9) || (z >= 14 && z <= 17) || (z >= 33 && z <= 35) || z == 53;
+}
+
+// Metals without d electrons to give.
+bool IsMainGroup(int z) {
+  return z == 3 || z == 4 || (z >= 11 && z <= 13) || z == 19 || z == 20 || (z >= 30 && z <= 32) || z == 37 || z == 38 ||
+         (z >= 48 && z <= 51) || z == 55 || z == 56 || (z >= 80 && z <= 83);
 }
 
 double BondPrice(int a, int b, double d, double spread) {
@@ -147,6 +160,7 @@ class Assignment {
     }
     FindGeminal();
     FindNear();
+    FindWhole();
   }
 
   std::vector<int> Solve() {
@@ -191,7 +205,7 @@ class Assignment {
     for (const Site& site : structure.sites) {
       const double ratio = site.u[0] / std::max(*middle, 1e-4);
       spreads_.push_back(kSpread * std::clamp(ratio, 1.0, 2.0));
-      partial_.push_back(std::clamp(0.25 * (ratio - 1.5), 0.01, kMostPartial));
+      partial_.push_back(std::clamp(0.25 * (ratio - 1.5), kLeastPartial, kMostPartial));
     }
   }
 
@@ -301,8 +315,27 @@ class Assignment {
     if (bonds == 1 && only < kTripleBond) price += TriplePrice(z, metals > 0, end, HasMetal(end));
     if (geminal_[site] && z >= 6 && z <= 8) price += kGeminalPrice;
     if (z == 9 && bonds > 0 && metals > 0) price += kBridgePrice;
+    if ((z == 6 || z == 7) && metals > 0) price += OnMetalPrice(site, z, bonds);
     // Furans and esters apart, two short bonds are those of carbon or nitrogen, the more so on a metal.
     if (z == 8 && bonds == 2 && sum < 2.77) price += metals > 0 ? 4.0 : 1.5;
+    return price;
+  }
+
+  // Carbon on a metal by one bond of its own, not in a row of atoms that all lie on it, is rarer than nitrogen; and
+  // metals that give nothing back hold neither nearer than the radii say.
+  double OnMetalPrice(size_t site, int z, size_t bonds) const {
+    double price = 0.0;
+    for (const Bond& b : bonds_[site]) {
+      const Kind& metal = kinds_[kind_[b.other]];
+      if (IsNonmetal(metal.z)) continue;
+      const bool row = std::any_of(bonds_[site].begin(), bonds_[site].end(), [&](const Bond& next) {
+        return next.length < kLightBond && std::any_of(bonds_[next.other].begin(), bonds_[next.other].end(),
+                                                       [&](const Bond& its) { return its.other == b.other; });
+      });
+      if (z == 6 && !row && bonds == 2) price = std::max(price, kSigmaPrice);
+      if (IsMainGroup(metal.z) && b.length < metal.radius + (z == 6 ? kCarbonRadius : kNitrogenRadius) - kShorter)
+        price = kShortPrice;
+    }
     return price;
   }
 
@@ -337,6 +370,20 @@ class Assignment {
       }
       if (neighbours < 4 || ends.size() < 2) continue;
       for (const size_t end : ends) geminal_[end] = true;
+    }
+  }
+
+  // What two whole light atoms hold is whole itself.
+  void FindWhole() {
+    std::vector<double> sorted = logs_;
+    if (sorted.empty()) return;
+    const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
+    std::nth_element(sorted.begin(), middle, sorted.end());
+    for (size_t i = 0; i < bonds_.size(); ++i) {
+      const auto holding = std::count_if(bonds_[i].begin(), bonds_[i].end(), [&](const Bond& b) {
+        return b.length > kShortestBond && b.length < kLightBond && logs_[b.other] > *middle + std::log(kWhole);
+      });
+      if (holding >= 2) partial_[i] = kLeastPartial;
     }
   }
 
@@ -495,14 +542,17 @@ std::vector<int> ElementsOf(const Problem& problem, const Structure& structure, 
 void LevelDisplacements(const Structure& structure, std::vector<double>& electrons) {
   // Occupancy and displacement go together; an atom moves about as its neighbours do.
   const NeighbourTable near = ImagesWithin(structure, 2.3);
+  const std::vector<double> counted = electrons;
   for (size_t i = 0; i < electrons.size(); ++i) {
-    double sum = 0.0, n = 0.0;
+    double sum = 0.0, weights = 0.0, n = 0.0;
     for (const Neighbour& other : near[i]) {
       if (other.distance < 1.0) continue;
       sum += structure.sites[static_cast<size_t>(other.site)].u[0];
+      weights += counted[static_cast<size_t>(other.site)];
       n += 1.0;
     }
-    if (n == 0.0) continue;
+    // The middle of a group of lighter atoms that turn moves as it does.
+    if (n == 0.0 || (n > 2.5 && counted[i] > kHeavier * weights / n)) continue;
     const double usual = sum / n * (n < 1.5 ? 1.25 : 1.0);
     electrons[i] *= std::exp(-kDisplacementSlope * std::clamp(structure.sites[i].u[0] - usual, -0.03, 0.03));
   }

@@ -9,6 +9,7 @@
 #include "phase/elements.h"
 #include "phase/rotors.h"
 #include "refine/solve/refinement.h"
+#include "refine/structure/neighbours.h"
 
 namespace marvik::phase {
 namespace {
@@ -22,8 +23,10 @@ constexpr size_t kMostSites = 1500;
 constexpr size_t kShells = 20;
 constexpr size_t kSmallestShell = 40;  // reflections
 constexpr double kLeastElectrons = 1.8;
-constexpr double kNoWorse = 1.02;  // of R1, with two places of one atom
-constexpr double kGhost = 0.2;     // of the median of the electrons
+constexpr double kNoWorse = 1.02;                                     // of R1, with two places of one atom
+constexpr double kWhole = 0.72;                                       // share that an atom there in part seldom has
+constexpr double kShortestLightBond = 1.1, kLongestLightBond = 1.75;  // Å
+constexpr double kGhost = 0.2;                                        // of the median of the electrons
 
 // Å to the nearest image of any site, below 1.5 Å exact (no width of a cell is below 3 Å there).
 double DistanceToSites(const Structure& s, const Fractional& x, size_t except = SIZE_MAX) {
@@ -81,9 +84,12 @@ bool IsFree(const Parameter& p, const Freedom& freedom, const Structure& s) {
 }
 
 double LaneDot(const double* a, const double* b) {
-  double sum = 0.0;
-  for (int i = 0; i < kBlock; ++i) sum += a[i] * b[i];
-  return sum;
+  constexpr int kSums = 8;  // apart, so that they can be worked out side by side
+  static_assert(kBlock % kSums == 0);
+  std::array<double, kSums> sums{};
+  for (int i = 0; i < kBlock; i += kSums)
+    for (int k = 0; k < kSums; ++k) sums[static_cast<size_t>(k)] += a[i + k] * b[i + k];
+  return std::accumulate(sums.begin(), sums.end(), 0.0);
 }
 
 // The block-diagonal normal equations of one pass over the data.
@@ -421,22 +427,26 @@ void Model::AssignElements() {
   CountElectrons(true);
   UseElements(ElementsOf(problem_, structure, electrons_, fractions_));
   // What has much less than its element's electrons is there in part.
-  std::vector<double> ratios;
   std::vector<int> numbers;
-  shares_.clear();
+  std::vector<double> found;
   for (size_t i = 0; i < structure.sites.size(); ++i) {
     numbers.push_back(structure.scatterers[static_cast<size_t>(structure.sites[i].scatterer)].electrons);
-    shares_.push_back(electrons_[i] / numbers.back());
-    ratios.push_back(shares_.back());
+    found.push_back(electrons_[i] / numbers.back());
   }
+  std::vector<double> ratios = found;
   std::nth_element(ratios.begin(), ratios.begin() + static_cast<std::ptrdiff_t>(ratios.size() / 2), ratios.end());
-  const double usual = ratios[ratios.size() / 2];
+  for (double& share : found) share /= ratios[ratios.size() / 2];
+  const NeighbourTable near = ImagesWithin(structure, kLongestLightBond);
   std::vector<bool> drop;
-  for (size_t i = 0; i < shares_.size(); ++i) {
-    double& share = shares_[i];
-    share /= usual;
-    drop.push_back(share * numbers[i] < kLeastElectrons);
-    if (share > 0.72) share = 1.0;
+  shares_.clear();
+  for (size_t i = 0; i < found.size(); ++i) {
+    drop.push_back(found[i] * numbers[i] < kLeastElectrons);
+    // Nothing stands in part between two light atoms that are whole.
+    const auto holding = std::count_if(near[i].begin(), near[i].end(), [&](const Neighbour& n) {
+      const auto at = static_cast<size_t>(n.site);
+      return n.distance > kShortestLightBond && found[at] > kWhole && numbers[at] < 10;
+    });
+    shares_.push_back(found[i] > kWhole || (holding >= 2 && numbers[i] < 10) ? 1.0 : found[i]);
   }
   DropWhere(drop);
 }
@@ -497,7 +507,9 @@ void Model::PlaceDisorder() {
   Freedom freedom;
   freedom.scale = true;
   freedom.ownDisplacements = true;
-  if (FitRotors(problem_, observations_, structure, shares_, fractions_)) Refine(3, freedom);
+  // What one group explains makes the next one show.
+  for (int round = 0; round < 3 && FitRotors(problem_, observations_, structure, shares_, fractions_); ++round)
+    Refine(3, freedom);
   const Model before = *this;
   if (!SplitEnds(problem_, structure, shares_, fractions_)) return;
   Refine(3, freedom);

@@ -72,6 +72,31 @@ TEST(Elements, BondsTellWhatElectronsLeaveOpen) {
                                       {"O", 8, 4.24, 6.31, 4.46},
                                       {"O", 8, 4.24, 3.69, 4.46}};
   EXPECT_EQ(Found({{8, 4}, {14, 1}}, silica), Expected(silica));
+  // No carbon comes as near to aluminium as the oxygen of an alkoxide; of a ring the atom on the metal is nitrogen.
+  const std::vector<Placed> alkoxide = {{"Al", 13, 5, 5, 5}, {"O", 6.6, 5, 5, 6.71}, {"C", 6.9, 5.6, 5, 7.91}};
+  EXPECT_EQ(Found({{6, 1}, {8, 1}, {13, 1}}, alkoxide), Expected(alkoxide));
+  const std::vector<Placed> ring = {{"Ga", 31, 5, 5, 5},       {"N", 6.35, 5, 5, 7.05}, {"C", 6.35, 6.15, 5, 7.7},
+                                    {"C", 6.35, 3.85, 5, 7.7}, {"C", 6.3, 6.2, 5, 9.1}, {"C", 6.3, 3.8, 5, 9.1},
+                                    {"C", 6.35, 5, 5, 9.8}};
+  EXPECT_EQ(Found({{6, 5}, {7, 1}, {31, 1}}, ring), Expected(ring));
+}
+
+TEST(Elements, AHeavyMiddleKeepsItsElectrons) {
+  // The oxygen atoms turn about it; a carbon atom at the end of a chain that moves more is one of more electrons.
+  Structure s;
+  s.metric = MakeMetric({10, 10, 10, 90, 90, 90});
+  std::string unused;
+  s.group = *MakeSpaceGroup(-1, ListOperators(-1, {}), unused);
+  for (const auto& [x, y, z, u] : std::vector<std::array<double, 4>>{
+           {5, 5, 5, 0.02}, {6, 6, 6, 0.08}, {6, 4, 4, 0.08}, {4, 6, 4, 0.08}, {4, 4, 6, 0.08}}) {
+    s.sites.emplace_back();
+    s.sites.back().x = {x / 10, y / 10, z / 10};
+    s.sites.back().u[0] = u;
+  }
+  std::vector<double> electrons{13, 8, 8, 8, 8};
+  LevelDisplacements(s, electrons);
+  EXPECT_EQ(electrons[0], 13.0);
+  EXPECT_LT(electrons[1], 8.0);
 }
 
 TEST(Elements, AFormulaSpreadsOverAllSites) {
