@@ -15,6 +15,7 @@ constexpr double kDoubtful = 0.10;    // R of intensities that a true operation 
 constexpr double kWorthALook = 0.7;   // of |E|, a model's correlation
 constexpr size_t kSmall = 1500;       // unique reflections
 constexpr size_t kMostCandidates = 5;
+constexpr double kHopeless = 1.5;         // of R1
 constexpr double kPseudoSymmetry = 0.82;  // of R1, that half the operations fall below where the others are false
 
 class Solver {
@@ -159,6 +160,12 @@ class Solver {
   void Build(const DataStatistics& data, const PhaseSet& set, const GroupCandidate& group) {
     Model model(problem_, data, group);
     model.BuildFromPhases(AveragePhases(data, set, group));
+    // What has half as much misfit again as a right model with no fewer operations does not catch up.
+    const bool hopeless =
+        std::any_of(solution_.candidates.begin(), solution_.candidates.end(), [&](const Candidate& o) {
+          return o.Right() && group.Order() >= o.group.Order() && model.R1() > kHopeless * o.r1Ordered;
+        });
+    if (hopeless) return;
     model.AssignElements();
     if (!model.Finish()) return;
     Candidate c;
