@@ -35,6 +35,7 @@ constexpr double kSuspicious = 0.25;    // of ln(U), off that of the neighbours
 constexpr double kEndMotion = 0.25;     // of ln(U), that atoms at ends move more
 constexpr size_t kMostLaws = 5;         // of twinning
 constexpr double kTwinGain = 0.96;      // of R1, that a share more needs
+constexpr double kSettled = 0.04;       // mean shift in uncertainties that a step leaves
 constexpr int kMostFull = 2500;         // parameters of a full matrix; beyond, conjugate gradients
 
 // Puts lines before the first line that begins with a keyword.
@@ -109,6 +110,7 @@ class Completer {
     if (!ReadInstructionText(session->document, text, messages)) return nullptr;
     if (!PrepareSession(*session, problem_.reflections, silent, sentence)) return nullptr;
     if (session->parametrisation.Size() > static_cast<size_t>(kMostFull)) session->job.conjugateGradients = true;
+    session->job.settled = kSettled;
     if (!RefineSession(*session, silent) || session->result.failed || !session->result.problem.empty()) return nullptr;
     return session;
   }

@@ -18,6 +18,7 @@ namespace marvik {
 struct Job {
   bool conjugateGradients = false;  // CGLS instead of L.S.
   int cycles = 0;
+  double settled = 0.0;        // mean shift in uncertainties that ends the cycles early
   int threads = 0;             // 0: as many as the machine has; the result is the same
   double damping = 0.7;        // DAMP: diagonal elements are multiplied by 1 + damping/1000
   double largestShift = 15.0;  // DAMP: shifts are scaled down to this many uncertainties

@@ -473,6 +473,7 @@ RefinementResult Refine(const Job& job, Structure& structure, Parametrisation& p
     result.lastShift = report.largestShift;
     result.lastMeanShift = report.meanShift;
     result.cycles.push_back(report);
+    if (report.meanShift < job.settled) break;
   }
   // What the last cycle made of the model is looked at like that of any other.
   while (job.cycles > 0 && result.problem.empty()) {
