@@ -91,7 +91,7 @@ Outcome PasteAtomsHandler(Workbench& bench, const CommandCall& call) {
 
 namespace {
 
-// The window shows the model as each split would leave it, and the first of the list until another is marked. What is
+// The window shows the model as each split would leave it, and the one of the least R1 until another is marked. What is
 // taken is done as "split" does it, and undone like that.
 Outcome ChooseSplit(Workbench& bench, const std::vector<SplitCandidate>& candidates, std::optional<double> now) {
   FoundModels found;
@@ -101,6 +101,8 @@ Outcome ChooseSplit(Workbench& bench, const std::vector<SplitCandidate>& candida
   const auto table = CandidateTable(candidates);
   found.headings = table[0];
   for (size_t i = 1; i < table.size(); ++i) found.rows.push_back({{}, table[i]});
+  const auto r1 = [](const SplitCandidate& candidate) { return candidate.r1.value_or(1.0); };
+  found.proposed = static_cast<size_t>(std::ranges::min_element(candidates, {}, r1) - candidates.begin());
   const Document before = bench.document;
   const auto putBack = [&] {
     bench.document = before;
