@@ -5,6 +5,7 @@
 #include "app/beside.h"
 #include "app/commands/command_handlers.h"
 #include "app/density.h"
+#include "app/proposals.h"
 #include "app/reports.h"
 #include "base/numbers.h"
 #include "chem/environment.h"
@@ -68,37 +69,60 @@ void SeeToSfac(Workbench& bench) {
 }
 
 // "H1A to O3 (3_655), 1.92 Å": where the hydrogens of a water molecule point.
-std::string BondsOf(const Document& document, const AtomRecord& oxygen) {
+std::string BondsOf(const Document& document, const AtomRecord& oxygen, const char* separator) {
   const GeometryUncertainty none(document, nullptr);
   std::string text;
   for (const HydrogenBond& bond :
        EnvironmentSearch(document, kDefaultEnvironment, none).About(oxygen, kDefaultEnvironment).hydrogenBonds) {
     if (bond.donor.atom != &oxygen) continue;
     const std::string code = SymmetryText(bond.acceptor.symmetryCode);
-    AppendPrintf(text, "%s to %s%s, %.2f Å\n", bond.hydrogen.atom->name.c_str(), bond.acceptor.atom->name.c_str(),
-                 code.empty() ? "" : (" " + code).c_str(), bond.hydrogenAcceptor.value);
+    AppendPrintf(text, "%s%s to %s%s, %.2f Å", text.empty() ? "" : separator, bond.hydrogen.atom->name.c_str(),
+                 bond.acceptor.atom->name.c_str(), code.empty() ? "" : (" " + code).c_str(),
+                 bond.hydrogenAcceptor.value);
   }
   return text;
+}
+
+using PlacedHydrogens = std::map<uint32_t, std::vector<AtomRecord*>>;  // by the serial of the oxygen
+
+void ChooseWater(Workbench& bench, const PlacedHydrogens& placed) {
+  FoundModels list;
+  list.title = "Water";
+  list.accept = "&Keep";
+  list.headings = {"Water", "Hydrogen bonds"};
+  std::vector<Proposal> proposals;
+  for (const auto& [serial, hydrogens] : placed) {
+    Proposal& proposal = proposals.emplace_back();
+    const AtomRecord& oxygen = *bench.document.atoms.FindSerial(serial);
+    proposal.cells = {oxygen.name, BondsOf(bench.document, oxygen, "; ")};
+    for (const AtomRecord* hydrogen : hydrogens) proposal.atoms.push_back(hydrogen->serial);
+    proposal.show = [of = hydrogens](bool on) {
+      for (AtomRecord* hydrogen : of) hydrogen->Set(kHidden, !on);
+    };
+  }
+  TakeProposals(bench, list, proposals);
+  for (const auto& [serial, hydrogens] : placed)
+    if (hydrogens.front()->Has(kHidden)) bench.document.atoms.DestroyAtoms(hydrogens);
+  bench.ConnectAndReframe();
 }
 
 // Water that had no hydrogens: these were placed by its hydrogen bonds alone, and are shown before they stay.
 void AskAboutWater(Workbench& bench, const std::unordered_set<uint32_t>& before) {
   AtomList& atoms = bench.document.atoms;
-  std::map<uint32_t, std::vector<AtomRecord*>> placed;  // by the serial of the oxygen
+  PlacedHydrogens placed;
   for (AtomRecord* atom : Atoms(atoms)) {
     const bool isNew = atom->IsHydrogen() && atom->afix == kFixExisting && !before.contains(atom->serial);
     if (isNew && atom->parent && atom->parent->element->atomicNumber == 8) placed[atom->parent->serial].push_back(atom);
   }
   if (placed.empty()) return;
-  bench.Repaint();
+  if (bench.hooks.chooseModel) return ChooseWater(bench, placed);
   for (const auto& [serial, hydrogens] : placed) {
     const AtomRecord& oxygen = *atoms.FindSerial(serial);
-    const std::string text = "Two hydrogens make water of " + oxygen.name + ", as the picture shows:\n" +
-                             BondsOf(bench.document, oxygen) + "\nAre they to stay?";
+    const std::string text = "Two hydrogens make water of " + oxygen.name + ":\n" +
+                             BondsOf(bench.document, oxygen, "\n") + "\n\nAre they to stay?";
     if (bench.messages.AskYesNo({MessageIcon::Question, "Water", text}, Unattended::Yes)) continue;
     atoms.DestroyAtoms(hydrogens);
     bench.ConnectAndReframe();
-    bench.Repaint();
   }
 }
 

@@ -3,7 +3,7 @@
 #include "app/beside.h"
 #include "app/commands/model_handlers.h"
 #include "app/density.h"
-#include "app/refinement/solve_flow.h"
+#include "app/proposals.h"
 #include "base/numbers.h"
 #include "check/data_hydrogens.h"
 
@@ -83,53 +83,24 @@ Outcome TurnLater(Workbench& bench, const CommandCall& call) {
       });
 }
 
-// The window shows all groups turned, or the one that is marked alone, until all are taken or the rest is not wanted.
-// Whether any was taken.
-bool ChooseTurns(Workbench& bench, std::vector<HydrogenTurn> turns, const std::string& notes) {
+bool ChooseTurns(Workbench& bench, const std::vector<HydrogenTurn>& turns, const std::string& notes) {
   Document& document = bench.document;
-  std::vector<uint32_t> selected;
-  for (const AtomRecord* atom : document.atoms.selection) selected.push_back(atom->serial);
-  const auto select = [&](const std::vector<uint32_t>& serials) {
-    for (const uint32_t serial : serials) document.atoms.selection.Append(document.atoms.FindSerial(serial));
-  };
-  std::vector<std::vector<Fractional>> before;
-  for (const HydrogenTurn& turn : turns) before.push_back(PlacesOf(document, turn));
-  bool taken = false;
-  while (!turns.empty()) {
-    const size_t groups = turns.size() > 1 ? 1 : 0;  // rows before those of one group
-    FoundModels found;
-    found.title = kCaption;
-    found.accept = "&Keep";
-    found.notes = notes;
-    found.headings = {"Group", "Turn/°", "From e/Å³", "To e/Å³", "Contrast/σ"};
-    if (groups) found.rows.push_back({{}, {"all", "", "", "", ""}});
-    for (const HydrogenTurn& turn : turns)
-      found.rows.push_back(
-          {{},
-           {document.atoms.FindSerial(turn.carrier)->name, Printf("%.0f", turn.degrees), Printf("%.2f", turn.before),
-            Printf("%.2f", turn.density), Printf("%.1f", turn.contrast)}});
-    const auto show = [&](std::optional<size_t> row) {
-      document.atoms.selection.Clear();
-      for (size_t i = 0; i < turns.size(); ++i) {
-        const bool isShown = row && (i + groups == *row || *row < groups);
-        Put(document, turns[i], isShown ? turns[i].places : before[i]);
-        if (isShown) select(turns[i].hydrogens);
-      }
-      bench.ConnectAndReframe();
-      bench.Repaint();
+  FoundModels list;
+  list.title = kCaption;
+  list.accept = "&Keep";
+  list.notes = notes;
+  list.headings = {"Group", "Turn/°", "From e/Å³", "To e/Å³", "Contrast/σ"};
+  std::vector<Proposal> proposals;
+  for (const HydrogenTurn& turn : turns) {
+    const auto show = [&document, &turn, before = PlacesOf(document, turn)](bool on) {
+      Put(document, turn, on ? turn.places : before);
     };
-    const auto chosen = bench.hooks.chooseModel(found, show);
-    show(chosen);
-    if (!chosen) break;
-    taken = true;
-    if (*chosen < groups) break;
-    turns.erase(turns.begin() + static_cast<ptrdiff_t>(*chosen - groups));
-    before.erase(before.begin() + static_cast<ptrdiff_t>(*chosen - groups));
+    proposals.push_back({{document.atoms.FindSerial(turn.carrier)->name, Printf("%.0f", turn.degrees),
+                          Printf("%.2f", turn.before), Printf("%.2f", turn.density), Printf("%.1f", turn.contrast)},
+                         turn.hydrogens,
+                         show});
   }
-  document.atoms.selection.Clear();
-  select(selected);
-  bench.Repaint();
-  return taken;
+  return !TakeProposals(bench, list, proposals).empty();
 }
 
 }  // namespace
