@@ -67,6 +67,7 @@ class Planner {
     for (AtomRecord* atom : leaders_) {
       const std::string tail = std::to_string(number++) + label_.suffix;
       give(atom, PrefixFor(*atom) + tail, kFirst.key);
+      if (plan.fault) return plan;
       numbers.emplace_back(atom, tail);
     }
     for (const auto& [carrier, tail] : numbers) NameHydrogens(*carrier, tail, used, plan);

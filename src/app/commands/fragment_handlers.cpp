@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <unordered_map>
 
 #include "app/beside.h"
 #include "app/commands/model_handlers.h"
@@ -75,13 +76,13 @@ bool PairByNames(Workbench& bench, const std::string& path, const std::vector<At
   if (atoms.empty())
     for (AtomRecord* atom : Atoms(bench.document.atoms))
       if (!atom->IsHydrogen() && !atom->IsPeak() && !IsGrownAtom(*atom)) atoms.push_back(atom);
+  std::unordered_map<std::string, const AtomRecord*> named;
+  for (const AtomRecord* onto : Atoms(other.atoms)) named.emplace(UpperCase(QualifiedName(other, *onto)), onto);
   for (const AtomRecord* atom : atoms) {
-    for (const AtomRecord* onto : Atoms(other.atoms)) {
-      if (UpperCase(QualifiedName(other, *onto)) != UpperCase(QualifiedName(bench.document, *atom))) continue;
-      first.Add(bench.document, *atom);
-      second.Add(other, *onto);
-      break;
-    }
+    const auto onto = named.find(UpperCase(QualifiedName(bench.document, *atom)));
+    if (onto == named.end()) continue;
+    first.Add(bench.document, *atom);
+    second.Add(other, *onto->second);
   }
   return true;
 }
