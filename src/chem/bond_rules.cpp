@@ -22,12 +22,11 @@ int OccupancyVariable(const AtomRecord& atom) {
 
 BondRules::BondRules(const Document& document) : list_(&document.atoms) {
   std::vector<Instruction> lines;
-  // Nothing is changed.
-  ForEachInstructionText(const_cast<Document&>(document), [&](const InstructionText& place) {
-    const InstructionKeyword keyword = HeadOf(place.text).keyword;
-    if (keyword == InstructionKeyword::kBind || keyword == InstructionKeyword::kConn)
-      lines.push_back(ParseInstruction(place.text));
-  });
+  for (const KeptLine& line : document.instructions.kept) {
+    const InstructionKeyword keyword = HeadOf(line.text).keyword;
+    if (line.place == KeptPlace::Body && (keyword == InstructionKeyword::kBind || keyword == InstructionKeyword::kConn))
+      lines.push_back(ParseInstruction(line.text));
+  }
   Heed(document, lines);
 }
 
