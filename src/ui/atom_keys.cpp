@@ -4,8 +4,11 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <set>
+#include <utility>
 
 #include "app/commands/command_table.h"
+#include "base/numbers.h"
 
 namespace marvik {
 namespace {
@@ -42,11 +45,27 @@ bool SameName(std::string_view a, std::string_view b) {
   return std::ranges::equal(a, b, [](unsigned char x, unsigned char y) { return std::toupper(x) == std::toupper(y); });
 }
 
-bool IsTaken(const Document& document, const AtomRecord& by, const std::string& name) {
+using GivenNames = std::set<std::pair<int, std::string>>;  // residue and name
+
+bool IsTaken(const Document& document, const AtomRecord& by, const std::string& name, const GivenNames& given) {
+  if (given.contains({by.residue, name})) return true;
   for (const AtomRecord* atom : Atoms(document.atoms)) {
     if (atom != &by && atom->residue == by.residue && SameName(atom->name, name)) return true;
   }
   return false;
+}
+
+std::string NameAs(const Document& document, const AtomRecord& atom, const std::string& symbol,
+                   const GivenNames& given) {
+  constexpr size_t kLongestName = 4;
+  const size_t digit = std::min(atom.name.find_first_of("0123456789"), atom.name.size());
+  const std::string kept = symbol + atom.name.substr(digit);
+  if (kept.size() <= kLongestName && kept != symbol && !IsTaken(document, atom, kept, given)) return kept;
+  for (int number = 1; number < 1000; ++number) {
+    const std::string name = symbol + std::to_string(number);
+    if (name.size() <= kLongestName && !IsTaken(document, atom, name, given)) return name;
+  }
+  return kept;
 }
 
 }  // namespace
@@ -64,16 +83,18 @@ std::string SymbolOf(const AtomKey& key, const AtomRecord& atom) {
   return at >= 0 && at < std::ssize(kElements) ? std::string(kElements[static_cast<size_t>(at)]) : std::string();
 }
 
-std::string NameAs(const Document& document, const AtomRecord& atom, const std::string& symbol) {
-  constexpr size_t kLongestName = 4;
-  const size_t digit = std::min(atom.name.find_first_of("0123456789"), atom.name.size());
-  const std::string kept = symbol + atom.name.substr(digit);
-  if (kept.size() <= kLongestName && kept != symbol && !IsTaken(document, atom, kept)) return kept;
-  for (int number = 1; number < 1000; ++number) {
-    const std::string name = symbol + std::to_string(number);
-    if (name.size() <= kLongestName && !IsTaken(document, atom, name)) return name;
+std::string NamesAs(const Document& document, const AtomKey& key, const std::vector<uint32_t>& serials) {
+  std::string text;
+  GivenNames given;
+  for (const uint32_t serial : serials) {
+    const AtomRecord* atom = document.atoms.FindSerial(serial);
+    const std::string symbol = atom ? SymbolOf(key, *atom) : std::string();
+    if (symbol.empty() || (!atom->IsPeak() && atom->element->Symbol() == symbol)) continue;
+    const std::string name = NameAs(document, *atom, symbol, given);
+    given.emplace(atom->residue, name);
+    AppendPrintf(text, "#%u %s ", serial, name.c_str());
   }
-  return kept;
+  return text;
 }
 
 }  // namespace marvik

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "model/document.h"
 
@@ -22,8 +24,8 @@ std::span<const AtomKey> AtomKeys();
 
 // The symbol that the key makes of an atom; "" where there is none.
 std::string SymbolOf(const AtomKey& key, const AtomRecord& atom);
-// What an atom is called as another element: with its number where that is free in its residue, else with the first
-// that is.
-std::string NameAs(const Document& document, const AtomRecord& atom, const std::string& symbol);
+// The text for "rename" that makes elements of atoms by that key, "" where none changes: each with its number where
+// that is free in its residue, else with the first that is.
+std::string NamesAs(const Document& document, const AtomKey& key, const std::vector<uint32_t>& serials);
 
 }  // namespace marvik

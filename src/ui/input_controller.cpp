@@ -396,13 +396,8 @@ bool InputController::AtomKeyPress(const QKeyEvent& event) {
 
 // An element goes with the name.
 void InputController::MakeElements(const AtomKey& key, const std::vector<uint32_t>& serials) {
-  for (const uint32_t serial : serials) {
-    const AtomRecord* atom = bench_.document.atoms.FindSerial(serial);
-    const std::string symbol = atom ? SymbolOf(key, *atom) : std::string();
-    if (symbol.empty() || (!atom->IsPeak() && atom->element->Symbol() == symbol)) continue;
-    const std::string name = NameAs(bench_.document, *atom, symbol);
-    if (run_(kRenameAtomCommand, Printf("#%u ", serial) + name) != Outcome::Changed) return;
-  }
+  const std::string names = NamesAs(bench_.document, key, serials);
+  if (!names.empty()) run_(kRenameAtomCommand, names);
 }
 
 bool InputController::ViewKeyPress(const QKeyEvent& event) {

@@ -307,6 +307,17 @@ TEST_F(GesturesTest, LettersActOnTheAtomUnderThePointer) {
   Settle();
   EXPECT_FALSE(bench.document.atoms.FindSerial(serial));
   EXPECT_EQ(bench.history.UndoNames().size(), 2u);
+  // Away from all atoms on what is selected, in one step.
+  window->Run(kUndoCommand);
+  window->Run(FindCommand("select")->id, "O1 O2");
+  Mouse(QEvent::MouseMove, {2, 2}, Qt::NoButton, Qt::NoButton);
+  QTest::qWait(40);
+  QTest::keyClick(area, Qt::Key_C);
+  Settle();
+  EXPECT_EQ(bench.document.atoms.FindSerial(serial)->element->Symbol(), "C");
+  EXPECT_FALSE(Atom("O1"));
+  window->Run(kUndoCommand);
+  EXPECT_TRUE(Atom("O1") && Atom("O2"));
 }
 
 TEST_F(GesturesTest, KeysActOnTheView) {

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <set>
 
 #include "app/commands/command_handlers.h"
 #include "base/numbers.h"
@@ -64,19 +65,27 @@ Outcome RenameHandler(Workbench& bench, const CommandCall& call) {
   if (!text) return Outcome::Cancelled;
   std::vector<std::string_view> words;
   SplitWords(*text, words);
-  if (words.empty() || words.size() > 2) {
+  if (words.empty() || (words.size() > 1 && words.size() % 2 != 0)) {
     return RefuseField(bench, {"name", "Name: one selected or clicked atom and one name are needed."});
   }
-  AtomRecord* named = words.size() == 2 ? FindAtomByText(bench.document, words[0]) : nullptr;
-  const std::string serial = named ? Printf("#%u", named->serial) : std::string(words.size() == 2 ? words[0] : "");
-  const auto atoms = AtomsToEdit(bench, serial, serial.empty() && bench.PickedAtom());
-  if (atoms.empty()) return Outcome::Failed;
-  if (atoms.size() > 1) return RefuseField(bench, {"name", "Name: this can be set for one atom at a time only."});
-  const std::string name(words.back());
-  if (name == atoms[0]->name) return Outcome::Done;
-  if (const EditFault fault = CheckNewName(bench.document, *atoms[0], name)) return RefuseField(bench, fault);
+  std::vector<std::pair<AtomRecord*, std::string>> names;
+  std::set<std::pair<int, std::string>> given;
+  for (size_t i = 0; i < words.size(); i += 2) {
+    AtomRecord* named = words.size() > 1 ? FindAtomByText(bench.document, words[i]) : nullptr;
+    const std::string serial = named ? Printf("#%u", named->serial) : std::string(words.size() > 1 ? words[i] : "");
+    const auto atoms = AtomsToEdit(bench, serial, serial.empty() && bench.PickedAtom());
+    if (atoms.empty()) return Outcome::Failed;
+    if (atoms.size() > 1) return RefuseField(bench, {"name", "Name: this can be set for one atom at a time only."});
+    const std::string name(words[std::min(i + 1, words.size() - 1)]);
+    if (name == atoms[0]->name) continue;
+    if (const EditFault fault = CheckNewName(bench.document, *atoms[0], name)) return RefuseField(bench, fault);
+    if (!given.emplace(atoms[0]->residue, UpperCase(name)).second)
+      return RefuseField(bench, {"name", "Name: another atom is called " + name + " already."});
+    names.emplace_back(atoms[0], name);
+  }
+  if (names.empty()) return Outcome::Done;
   ElementChooser elements(bench.document, bench.messages);
-  RenameAtom(bench.document, atoms[0], name, elements);
+  for (const auto& [atom, name] : names) RenameAtom(bench.document, atom, name, elements);
   elements.Finish();
   bench.ConnectAndReframe();
   return Outcome::Changed;
