@@ -256,15 +256,8 @@ class Completer {
     const auto& known = KnownCentrings();
     const auto lattice = std::find_if(known.begin(), known.end(),
                                       [&](const Centring& c) { return c.latt == std::abs(candidate_.group.latt); });
-    std::set<Rotation> own;
-    for (const SymmetryOperator& op : candidate_.group.group.pointOperators) {
-      Rotation r = op.r;
-      if (op.Determinant() < 0)
-        for (auto& row : r)
-          for (int& v : row) v = -v;
-      own.insert(r);
-    }
-    std::set<Rotation> covered = own;
+    const std::vector<Rotation> own = ProperRotations(candidate_.group.group);
+    std::set<Rotation> covered(own.begin(), own.end());
     std::vector<Rotation> laws;
     for (const Rotation& r : MetricSymmetry(problem_.metric, lattice == known.end() ? known[0] : *lattice)) {
       if (covered.count(r)) continue;

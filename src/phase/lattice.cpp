@@ -113,4 +113,42 @@ std::vector<std::vector<Rotation>> RotationGroups(const std::vector<Rotation>& r
   return sorted;
 }
 
+std::vector<Rotation> ProperRotations(const SpaceGroup& group) {
+  std::set<Rotation> proper;
+  for (const SymmetryOperator& op : group.pointOperators) {
+    Rotation r = op.r;
+    if (op.Determinant() < 0)
+      for (auto& row : r)
+        for (int& v : row) v = -v;
+    proper.insert(r);
+  }
+  return {proper.begin(), proper.end()};
+}
+
+std::string LaueSymbol(const std::vector<Rotation>& proper) {
+  const auto has = [&](int fold) {
+    const int trace = fold == 6 ? 2 : 1;
+    return std::any_of(proper.begin(), proper.end(),
+                       [&](const Rotation& r) { return r[0][0] + r[1][1] + r[2][2] == trace; });
+  };
+  switch (proper.size()) {
+    case 1:
+      return "-1";
+    case 2:
+      return "2/m";
+    case 3:
+      return "-3";
+    case 4:
+      return has(4) ? "4/m" : "mmm";
+    case 6:
+      return has(6) ? "6/m" : "-3m";
+    case 8:
+      return "4/mmm";
+    case 12:
+      return has(6) ? "6/mmm" : "m-3";
+    default:
+      return "m-3m";
+  }
+}
+
 }  // namespace marvik::phase

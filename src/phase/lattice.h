@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <string>
 #include <vector>
 
 #include "phase/problem.h"
@@ -33,5 +34,10 @@ Rotation Product(const Rotation& a, const Rotation& b);
 Miller Turned(const Miller& h, const Rotation& r);
 // Every proper group that some of the rotations make, each closed and sorted, the trivial one first.
 std::vector<std::vector<Rotation>> RotationGroups(const std::vector<Rotation>& rotations);
+
+// The rotations of a group's operations, each once, those of improper ones turned into proper ones.
+std::vector<Rotation> ProperRotations(const SpaceGroup& group);
+// Of the class that has these rotations: "-1", "2/m", "mmm" ...
+std::string LaueSymbol(const std::vector<Rotation>& proper);
 
 }  // namespace marvik::phase

@@ -81,6 +81,18 @@ std::string ComposeInstructions(const Problem& problem, const Candidate& c) {
   return text;
 }
 
+namespace {
+
+// That of the group, which a twin's intensities do not show.
+std::string LaueOf(const Solution& solution) {
+  const std::string tried = LaueSymbol(solution.statistics.laue);
+  if (!solution.solved) return tried;
+  const std::string found = LaueSymbol(ProperRotations(solution.candidates[0].group.group));
+  return found == tried ? found : found + ", the intensities were merged in " + tried;
+}
+
+}  // namespace
+
 std::string ComposeReport(const Problem& problem, const Solution& solution) {
   const DataStatistics& d = solution.statistics;
   std::string text;
@@ -88,9 +100,9 @@ std::string ComposeReport(const Problem& problem, const Solution& solution) {
   if (d.merged.size() > 0) {
     text += Printf(
         " %zu reflections, %zu unique, R(int) %.3f, to %.2f A (%.0f %% of those to %.2f A), mean |E2-1| %.3f\n"
-        " Lattice %c, Laue class of %zu operations\n",
+        " Lattice %c, Laue class %s\n",
         problem.reflections.size(), d.merged.size(), d.merging.rInt, d.dMin, 100.0 * d.completeness, d.dPhasing,
-        d.eSquaredMinusOne, d.centring.symbol, 2 * d.laue.size());
+        d.eSquaredMinusOne, d.centring.symbol, LaueOf(solution).c_str());
   }
   if (!solution.candidates.empty()) {
     text += "     group           phases  worst  absent    CC    R1  atoms expected  formula found\n";

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <gemmi/symmetry.hpp>
 #include <gtest/gtest.h>
 #include <random>
 #include <set>
@@ -72,6 +73,18 @@ TEST(Lattice, EveryCrystalSystemHasItsRotationsAndTheirSubgroups) {
       for (const Rotation& a : group)
         EXPECT_TRUE(std::ranges::binary_search(group, Product(a, group.back()))) << c.centring;
     }
+  }
+}
+
+TEST(Lattice, LaueClassesOfAllGroupsHaveTheirNames) {
+  for (const gemmi::SpaceGroup& known : gemmi::spacegroup_tables::main) {
+    SpaceGroup group;
+    for (const gemmi::Op& op : known.operations().sym_ops) {
+      group.pointOperators.emplace_back();
+      for (size_t i = 0; i < 3; ++i)
+        for (size_t k = 0; k < 3; ++k) group.pointOperators.back().r[i][k] = op.rot[i][k] / gemmi::Op::DEN;
+    }
+    EXPECT_EQ(LaueSymbol(ProperRotations(group)), known.laue_str()) << known.xhm();
   }
 }
 
