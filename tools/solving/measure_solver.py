@@ -1,12 +1,13 @@
 #!/usr/bin/python3
 """Runs marvik-solve on structures that are known and says how much of each it finds.
 
-usage: measure_solver.py SOLVER pairs FOLDER [NAME ...]
-       measure_solver.py SOLVER computed FOLDER [--cut D] [NAME ...]
+usage: measure_solver.py SOLVER pairs FOLDER [--solve-only] [NAME ...]
+       measure_solver.py SOLVER computed FOLDER [--solve-only] [--cut D] [--noise SHARE] [NAME ...]
 
 pairs: NAME.hkl with the refined model NAME.res, or with a header NAME.ins alone; only cell, elements, UNIT and the lattice
 as a hint are handed on. computed: the CIFs of the folder; intensities come from their atoms by gemmi (to 0.8 A or D), with
-2 % of error and no group in the header. Needs python3-gemmi and python3-numpy.
+an error of 2 % or SHARE (and a tenth of that of the mean), and no group in the header. Needs python3-gemmi and
+python3-numpy.
 
 A line for each: found group, share of atoms within 0.5 A, right elements before and after completion, R1 of the solution,
 completed and published, seconds of processor and of wall clock. Hydrogens do not count, nor do atoms of second parts of the
@@ -30,6 +31,7 @@ import numpy as np
 CENTRINGS = {1: [[0, 0, 0]], 2: [[0, 0, 0], [12, 12, 12]], 3: [[0, 0, 0], [16, 8, 8], [8, 16, 16]],
              4: [[0, 0, 0], [0, 12, 12], [12, 0, 12], [12, 12, 0]], 5: [[0, 0, 0], [0, 12, 12]],
              6: [[0, 0, 0], [12, 0, 12]], 7: [[0, 0, 0], [12, 12, 0]]}
+WORK = ["--complete"]
 LIMIT = 300  # seconds of processor a run
 
 
@@ -163,7 +165,7 @@ def header_of(path):
 def run(solver, folder, name):
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
     start = time.time()
-    done = subprocess.run([solver, name, "--complete", "--table", "table"], cwd=folder, capture_output=True, text=True,
+    done = subprocess.run([solver, name, "--table", "table"] + WORK, cwd=folder, capture_output=True, text=True,
                           preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_CPU, (LIMIT, LIMIT)))
     said = "timed out" if done.returncode < 0 else done.stdout
     after = resource.getrusage(resource.RUSAGE_CHILDREN)
@@ -234,7 +236,7 @@ def measure_pairs(solver, folder, wanted, totals):
                        known.r1)
 
 
-def compute(path, d_min, scratch):
+def compute(path, d_min, noise, scratch):
     """Writes NAME.ins and NAME.hkl of a CIF's atoms; the known model, or None for what cannot serve."""
     try:
         small = gemmi.read_small_structure(str(path))
@@ -276,7 +278,7 @@ def compute(path, d_min, scratch):
     mean = statistics.mean(f2 for _, f2 in rows) * scale
     text = ""
     for (h, k, l), f2 in rows:
-        sigma = 0.02 * f2 * scale + 0.002 * mean + 0.01
+        sigma = noise * f2 * scale + 0.1 * noise * mean + 0.01
         text += f"{h:4d}{k:4d}{l:4d}{f2 * scale + random.gauss(0, sigma):8.2f}{sigma:8.2f}\n"
     counts = {}
     for site, occupancy in zip(small.sites, occupancies):
@@ -293,10 +295,10 @@ def compute(path, d_min, scratch):
     return model
 
 
-def measure_computed(solver, folder, d_min, wanted, totals):
+def measure_computed(solver, folder, d_min, noise, wanted, totals):
     for path in names_in(folder, "*.cif", wanted):
         with tempfile.TemporaryDirectory() as scratch:
-            model = compute(path, d_min, scratch)
+            model = compute(path, d_min, noise, scratch)
             if not model:
                 continue
             said, processor, wall = run(solver, scratch, path.stem)
@@ -308,14 +310,17 @@ def main():
         sys.exit(__doc__)
     solver, kind, folder, *names = sys.argv[1:]
     solver = os.path.abspath(solver)
-    cut = 0.8
-    if names[:1] == ["--cut"]:
-        cut, names = float(names[1]), names[2:]
+    if names[:1] == ["--solve-only"]:
+        WORK.clear()
+        names = names[1:]
+    options = {"--cut": 0.8, "--noise": 0.02}
+    while len(names) > 1 and names[0] in options:
+        options[names[0]], names = float(names[1]), names[2:]
     totals = Totals()
     if kind == "pairs":
         measure_pairs(solver, folder, set(names), totals)
     else:
-        measure_computed(solver, folder, cut, set(names), totals)
+        measure_computed(solver, folder, options["--cut"], options["--noise"], set(names), totals)
     if totals.rows:
         totals.print()
 
