@@ -9,7 +9,7 @@
 
 namespace marvik {
 
-// Keys that act on the atom under the pointer, else on what is selected.
+// Keys that act on the atom under the pointer, else on what is selected; with Shift on their whole fragments.
 struct AtomKey {
   int key;  // of the toolkit
   const char* name;

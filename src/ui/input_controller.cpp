@@ -13,6 +13,7 @@
 #include "app/density.h"
 #include "base/numbers.h"
 #include "draw/view/picking.h"
+#include "edit/symmetry_commands.h"
 #include "ui/atom_keys.h"
 #include "ui/atom_text.h"
 #include "ui/text.h"
@@ -45,6 +46,12 @@ constexpr KeyRow kViewKeys[] = {
     {Qt::Key_Up, ViewKey::Up, 0, -1},          {Qt::Key_Down, ViewKey::Down, 0, 1},
     {Qt::Key_Insert, ViewKey::Insert, 0, 0},   {Qt::Key_Delete, ViewKey::Delete, 0, 0},
 };
+
+std::vector<uint32_t> SerialsOf(const std::vector<AtomRecord*>& atoms) {
+  std::vector<uint32_t> serials;
+  for (const AtomRecord* atom : atoms) serials.push_back(atom->serial);
+  return serials;
+}
 
 }  // namespace
 
@@ -359,31 +366,38 @@ bool InputController::KeyPress(const QKeyEvent& event) {
   }
 }
 
-// A letter alone acts on the atom under the pointer, else on what is selected.
+// A letter alone acts on the atom under the pointer, else on what is selected; with Shift on their whole fragments.
 bool InputController::AtomKeyPress(const QKeyEvent& event) {
   const auto key = std::ranges::find(AtomKeys(), event.key(), &AtomKey::key);
-  if (key == AtomKeys().end() || (event.modifiers() & ~Qt::KeypadModifier) || PickPending() || LabelPending())
+  const bool isWhole = event.modifiers().testFlag(Qt::ShiftModifier);
+  if (key == AtomKeys().end() || (event.modifiers() & ~(Qt::KeypadModifier | Qt::ShiftModifier)) || PickPending() ||
+      LabelPending())
     return false;
   AtomArray& selection = bench_.document.atoms.selection;
+  const std::vector<AtomRecord*> chosen(selection.begin(), selection.end());
   AtomRecord* atom = inside_ ? AtomAt(hover_) : nullptr;
-  std::vector<uint32_t> chosen;
-  for (const AtomRecord* selected : selection) chosen.push_back(selected->serial);
-  if (!atom && chosen.empty()) {
+  std::vector<AtomRecord*> targets = atom ? std::vector{atom} : chosen;
+  if (isWhole) {
+    targets = ConnectedFragments(bench_.document, targets);
+    std::erase_if(targets, [](const AtomRecord* target) { return target->IsPeak(); });
+  }
+  if (targets.empty()) {
     Q_EMIT StatusText(tr("%1: put the pointer on an atom, or select some").arg(tr(key->what)));
   } else if (!key->command) {
-    MakeElements(*key, atom ? std::vector<uint32_t>{atom->serial} : chosen);
-  } else if (atom && key->pickedCommand) {
+    MakeElements(*key, SerialsOf(targets));
+  } else if (atom && !isWhole && key->pickedCommand) {
     bench_.PickAtom(atom);
     run_(key->pickedCommand, key->argument);
     bench_.ClearPick();
-  } else if (atom) {
-    // Commands of the selection act on this atom alone, and what was selected is so again.
+  } else if (atom || isWhole) {
+    // Commands of the selection act on these alone, and what was selected is so again.
+    const std::vector<uint32_t> before = SerialsOf(chosen);
     selection.Clear();
-    selection.Append(atom);
+    for (AtomRecord* target : targets) selection.Append(target);
     run_(key->command, key->argument);
     AtomArray& now = bench_.document.atoms.selection;
     now.Clear();
-    for (const uint32_t serial : chosen) {
+    for (const uint32_t serial : before) {
       if (AtomRecord* back = bench_.document.atoms.FindSerial(serial)) now.Append(back);
     }
     bench_.Repaint();

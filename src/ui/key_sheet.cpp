@@ -54,7 +54,7 @@ QString SheetText() {
   html += QStringLiteral("<h3>%1</h3><table>").arg(QDialog::tr("Picture"));
   for (const PictureKey& key : kPictureKeys) html += Row(QDialog::tr(key.keys), QDialog::tr(key.what));
   html += QStringLiteral("</table><h3>%1</h3><table>")
-              .arg(QDialog::tr("On the atom under the pointer, else the selected ones"));
+              .arg(QDialog::tr("On the atom under the pointer, else the selected ones; with Shift on their fragments"));
   for (const AtomKey& key : AtomKeys()) html += Row(QString::fromUtf8(key.name), QDialog::tr(key.what));
   return html + QStringLiteral("</table>");
 }

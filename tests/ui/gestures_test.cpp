@@ -318,6 +318,12 @@ TEST_F(GesturesTest, LettersActOnTheAtomUnderThePointer) {
   EXPECT_FALSE(Atom("O1"));
   window->Run(kUndoCommand);
   EXPECT_TRUE(Atom("O1") && Atom("O2"));
+  // With Shift on all that is bonded to it; what was selected is so still.
+  Mouse(QEvent::MouseMove, At("C2"), Qt::NoButton, Qt::NoButton);
+  QTest::keyClick(area, Qt::Key_K, Qt::ShiftModifier);
+  Settle();
+  EXPECT_TRUE(Atom("O1") && !Atom("O2") && !Atom("C2"));
+  EXPECT_EQ(bench.document.atoms.selection.Size(), 1u);
 }
 
 TEST_F(GesturesTest, KeysActOnTheView) {
