@@ -118,10 +118,10 @@ Outcome TurnHydrogensHandler(Workbench& bench, const CommandCall& call) {
   if (turns.empty())
     return Refuse(bench, kCaption, "There is no methyl or hydroxyl group whose riding hydrogens turn about its bond.");
   const std::string list = TurnsText(document, turns);
-  const auto from =
-      std::ranges::stable_partition(turns, [](const HydrogenTurn& turn) { return turn.contrast >= kSeen; });
-  const std::string unseen = TurnsText(document, {from.begin(), from.end()});
-  turns.erase(from.begin(), from.end());
+  const auto from = std::stable_partition(turns.begin(), turns.end(),
+                                          [](const HydrogenTurn& turn) { return turn.contrast >= kSeen; });
+  const std::string unseen = TurnsText(document, {from, turns.end()});
+  turns.erase(from, turns.end());
   if (turns.empty()) return Refuse(bench, kCaption, list + "\nThe density shows none of these hydrogens; they stay.");
   if (bench.hooks.chooseModel) return ChooseTurns(bench, turns, unseen) ? Outcome::Changed : Outcome::Cancelled;
   const std::string question = list + "\nAre the hydrogens to stay where the density is highest?";
