@@ -1,9 +1,9 @@
 #include <benchmark/benchmark.h>
 #include <random>
 
-#include "chem/connectivity.h"
-#include "chem/hybridization.h"
-#include "chem/hydrogens.h"
+#include "chem/bonds/connectivity.h"
+#include "chem/bonds/hybridization.h"
+#include "chem/hydrogens/hydrogens.h"
 #include "crystal/cell_metric.h"
 #include "crystal/symmetry.h"
 

@@ -3,7 +3,7 @@
 #include <map>
 #include <string>
 
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 #include "crystal/cell_metric.h"
 #include "crystal/symmetry.h"
 #include "edit/symmetry_commands.h"

@@ -12,7 +12,7 @@
 #include "base/stop.h"
 #include "base/words.h"
 #include "check/data_mask.h"
-#include "chem/mean_plane.h"
+#include "chem/geometry/mean_plane.h"
 
 namespace marvik {
 namespace {

@@ -8,7 +8,7 @@
 #include "base/mat3.h"
 #include "base/numbers.h"
 #include "chem/environment.h"
-#include "chem/report_numbers.h"
+#include "chem/geometry/report_numbers.h"
 #include "crystal/symmetry.h"
 #include "crystal/symmetry_codes.h"
 #include "edit/edit_elements.h"

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "app/workbench.h"
-#include "chem/uncertainty.h"
+#include "chem/geometry/uncertainty.h"
 
 namespace marvik {
 

@@ -2,7 +2,7 @@
 
 #include "app/commands/command_handlers.h"
 #include "app/density.h"
-#include "chem/hybridization.h"
+#include "chem/bonds/hybridization.h"
 
 namespace marvik {
 

@@ -6,7 +6,7 @@
 #include "base/numbers.h"
 #include "base/stop.h"
 #include "check/model_trials.h"
-#include "chem/atom_geometry.h"
+#include "chem/geometry/atom_geometry.h"
 #include "crystal/cell_metric.h"
 #include "edit/edit_elements.h"
 #include "edit/edit_split.h"

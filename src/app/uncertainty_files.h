@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/files.h"
-#include "chem/uncertainty.h"
+#include "chem/geometry/uncertainty.h"
 #include "files/cif/cif_uncertainties.h"
 
 namespace marvik {

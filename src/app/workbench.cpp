@@ -4,7 +4,7 @@
 #include "app/density.h"
 #include "app/figure_marks.h"
 #include "app/measures.h"
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 #include "draw/surface/lit_picture.h"
 #include "draw/view/best_view.h"
 #include "edit/symmetry_commands.h"

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "chem/uncertainty.h"
+#include "chem/geometry/uncertainty.h"
 #include "model/document.h"
 
 namespace marvik {

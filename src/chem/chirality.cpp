@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
-#include "chem/crowding.h"
-#include "chem/crystal_fragments.h"
+#include "chem/bonds/crowding.h"
+#include "chem/bonds/crystal_fragments.h"
 #include "chem/sequence_rules.h"
 
 namespace marvik {

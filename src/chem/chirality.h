@@ -3,7 +3,7 @@
 #include <array>
 #include <vector>
 
-#include "chem/structure_geometry.h"
+#include "chem/geometry/structure_geometry.h"
 
 namespace marvik {
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "chem/crowding.h"
+#include "chem/bonds/crowding.h"
+#include "chem/bonds/hybridization.h"
+#include "chem/bonds/van_der_waals.h"
 #include "chem/hanging_contacts.h"
-#include "chem/hybridization.h"
-#include "chem/van_der_waals.h"
 
 namespace marvik {
 namespace {

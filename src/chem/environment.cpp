@@ -5,9 +5,9 @@
 #include <set>
 #include <utility>
 
-#include "chem/connectivity.h"
-#include "chem/hybridization.h"
-#include "chem/van_der_waals.h"
+#include "chem/bonds/connectivity.h"
+#include "chem/bonds/hybridization.h"
+#include "chem/bonds/van_der_waals.h"
 #include "model/placement.h"
 
 namespace marvik {

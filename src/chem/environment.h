@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "chem/neighbours.h"
-#include "chem/structure_geometry.h"
-#include "chem/uncertainty.h"
+#include "chem/bonds/neighbours.h"
+#include "chem/geometry/structure_geometry.h"
+#include "chem/geometry/uncertainty.h"
 #include "model/document.h"
 
 namespace marvik {

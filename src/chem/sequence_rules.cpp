@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "chem/hybridization.h"
+#include "chem/bonds/hybridization.h"
 
 namespace marvik {
 namespace {

@@ -3,7 +3,7 @@
 #include <array>
 #include <vector>
 
-#include "chem/bond_graph.h"
+#include "chem/bonds/bond_graph.h"
 
 namespace marvik {
 

@@ -7,7 +7,7 @@
 
 #include "base/numbers.h"
 #include "base/words.h"
-#include "chem/atom_geometry.h"
+#include "chem/geometry/atom_geometry.h"
 #include "crystal/cell_metric.h"
 #include "edit/edit_elements.h"
 #include "edit/edit_names.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/user_messages.h"
-#include "chem/superpose.h"
+#include "chem/geometry/superpose.h"
 #include "edit/edit_fields.h"
 #include "model/document.h"
 

@@ -4,7 +4,7 @@
 #include <unordered_set>
 
 #include "base/numbers.h"
-#include "chem/atom_geometry.h"
+#include "chem/geometry/atom_geometry.h"
 #include "edit/edit_names.h"
 #include "edit/edit_part.h"
 #include "edit/edit_riding.h"

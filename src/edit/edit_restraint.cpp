@@ -5,7 +5,7 @@
 #include <map>
 
 #include "base/numbers.h"
-#include "chem/atom_geometry.h"
+#include "chem/geometry/atom_geometry.h"
 #include "crystal/cell_metric.h"
 #include "edit/edit_elements.h"
 #include "language/atom_references.h"

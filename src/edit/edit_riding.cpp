@@ -5,7 +5,7 @@
 #include <map>
 #include <unordered_set>
 
-#include "chem/bond_rules.h"
+#include "chem/bonds/bond_rules.h"
 #include "model/placement.h"
 
 namespace marvik {

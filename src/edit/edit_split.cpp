@@ -8,8 +8,8 @@
 #include <unordered_set>
 
 #include "base/numbers.h"
-#include "chem/atom_geometry.h"
-#include "chem/hfix.h"
+#include "chem/geometry/atom_geometry.h"
+#include "chem/hydrogens/hfix.h"
 #include "edit/edit_elements.h"
 #include "edit/edit_label.h"
 #include "edit/edit_names.h"

@@ -2,8 +2,8 @@
 #include <cmath>
 #include <numeric>
 
-#include "chem/connectivity.h"
-#include "chem/crystal_fragments.h"
+#include "chem/bonds/connectivity.h"
+#include "chem/bonds/crystal_fragments.h"
 #include "edit/symmetry_commands.h"
 #include "model/placement.h"
 

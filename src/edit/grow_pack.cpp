@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "chem/connectivity.h"
-#include "chem/crystal_fragments.h"
-#include "chem/fragments.h"
+#include "chem/bonds/connectivity.h"
+#include "chem/bonds/crystal_fragments.h"
+#include "chem/bonds/fragments.h"
 #include "crystal/cell_metric.h"
 #include "crystal/symmetry_codes.h"
 #include "edit/symmetry_commands.h"

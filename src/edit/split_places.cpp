@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
-#include "chem/atom_geometry.h"
+#include "chem/geometry/atom_geometry.h"
 #include "crystal/displacement.h"
 #include "crystal/site_symmetry.h"
 #include "model/placement.h"

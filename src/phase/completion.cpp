@@ -7,10 +7,10 @@
 #include <sstream>
 
 #include "base/numbers.h"
-#include "chem/connectivity.h"
-#include "chem/hfix.h"
-#include "chem/hybridization.h"
-#include "chem/hydrogen_geometry.h"
+#include "chem/bonds/connectivity.h"
+#include "chem/bonds/hybridization.h"
+#include "chem/hydrogens/hfix.h"
+#include "chem/hydrogens/hydrogen_geometry.h"
 #include "crystal/site_symmetry.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "chem/environment.h"
-#include "chem/mean_plane.h"
-#include "chem/uncertainty.h"
+#include "chem/geometry/mean_plane.h"
+#include "chem/geometry/uncertainty.h"
 #include "report/report_table.h"
 
 namespace marvik {

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/numbers.h"
-#include "chem/report_numbers.h"
+#include "chem/geometry/report_numbers.h"
 
 namespace marvik {
 namespace {

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
-#include "chem/atom_geometry.h"
+#include "chem/bonds/crowding.h"
+#include "chem/bonds/crystal_fragments.h"
+#include "chem/bonds/hybridization.h"
 #include "chem/chirality.h"
-#include "chem/crowding.h"
-#include "chem/crystal_fragments.h"
-#include "chem/hybridization.h"
-#include "chem/structure_geometry.h"
+#include "chem/geometry/atom_geometry.h"
+#include "chem/geometry/structure_geometry.h"
 #include "model/coded_values.h"
 
 namespace marvik {

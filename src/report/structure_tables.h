@@ -1,6 +1,6 @@
 #pragma once
 
-#include "chem/uncertainty.h"
+#include "chem/geometry/uncertainty.h"
 #include "model/document.h"
 #include "report/report.h"
 #include "report/report_table.h"

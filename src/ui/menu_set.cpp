@@ -10,8 +10,8 @@
 #include "app/help_documents.h"
 #include "app/workbench.h"
 #include "base/files.h"
-#include "ui/help_text.h"
 #include "ui/text.h"
+#include "ui/texts/help_text.h"
 
 namespace marvik {
 namespace {

@@ -6,11 +6,11 @@
 
 #include "app/commands/command_table.h"
 #include "app/refinement/refine_flow.h"
-#include "ui/dialogs/found_models_dialog.h"
-#include "ui/dialogs/refinement_control_dialog.h"
-#include "ui/dialogs/refinement_history_dialog.h"
-#include "ui/dialogs/refinement_result_dialog.h"
-#include "ui/dialogs/run_dialog.h"
+#include "ui/dialogs/refinement/found_models_dialog.h"
+#include "ui/dialogs/refinement/refinement_control_dialog.h"
+#include "ui/dialogs/refinement/refinement_history_dialog.h"
+#include "ui/dialogs/refinement/refinement_result_dialog.h"
+#include "ui/dialogs/refinement/run_dialog.h"
 #include "ui/text.h"
 
 namespace marvik {

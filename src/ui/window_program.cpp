@@ -13,11 +13,11 @@
 #include "app/package_directory.h"
 #include "app/workbench.h"
 #include "base/files.h"
+#include "ui/area/drawing_area.h"
 #include "ui/dialogs/dialog_fit.h"
-#include "ui/drawing_area.h"
 #include "ui/main_window.h"
 #include "ui/text.h"
-#include "ui/text_editor.h"
+#include "ui/texts/text_editor.h"
 #include "ui/window_messages.h"
 #include "ui/work_keeper.h"
 

@@ -3,7 +3,7 @@
 #include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/reports.h"
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 
 #include "bench_fixture.h"
 

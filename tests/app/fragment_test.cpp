@@ -8,7 +8,7 @@
 #include "app/open_save.h"
 #include "base/files.h"
 #include "base/numbers.h"
-#include "chem/atom_geometry.h"
+#include "chem/geometry/atom_geometry.h"
 #include "crystal/cell_metric.h"
 #include "edit/edit_elements.h"
 #include "language/instruction.h"

@@ -8,7 +8,7 @@
 #include "app/open_save.h"
 #include "app/uncertainty_files.h"
 #include "base/numbers.h"
-#include "chem/uncertainty.h"
+#include "chem/geometry/uncertainty.h"
 #include "crystal/symmetry.h"
 #include "files/cif/cif_atoms.h"
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/numbers.h"
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 #include "files/res/reader.h"
 #include "model/document.h"
 

@@ -1,4 +1,4 @@
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include <limits>
 #include <random>
 
-#include "chem/crowding.h"
+#include "chem/bonds/crowding.h"
 #include "crystal/cell_metric.h"
 #include "crystal/image_search.h"
 

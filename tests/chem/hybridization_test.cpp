@@ -1,4 +1,4 @@
-#include "chem/hybridization.h"
+#include "chem/bonds/hybridization.h"
 
 #include <cmath>
 #include <limits>

@@ -1,10 +1,10 @@
-#include "chem/hydrogens.h"
+#include "chem/hydrogens/hydrogens.h"
 
 #include <cmath>
 #include <set>
 
 #include "base/numbers.h"
-#include "chem/hfix.h"
+#include "chem/hydrogens/hfix.h"
 #include "files/res/writer.h"
 #include "model/placement.h"
 

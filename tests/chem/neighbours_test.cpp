@@ -1,4 +1,4 @@
-#include "chem/neighbours.h"
+#include "chem/bonds/neighbours.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -8,7 +8,7 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
-#include "chem/structure_geometry.h"
+#include "chem/geometry/structure_geometry.h"
 #include "crystal/symmetry.h"
 #include "model/placement.h"
 

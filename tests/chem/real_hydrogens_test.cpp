@@ -8,11 +8,11 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
-#include "chem/bond_rules.h"
-#include "chem/crystal_fragments.h"
-#include "chem/hfix.h"
-#include "chem/hybridization.h"
-#include "chem/hydrogens.h"
+#include "chem/bonds/bond_rules.h"
+#include "chem/bonds/crystal_fragments.h"
+#include "chem/bonds/hybridization.h"
+#include "chem/hydrogens/hfix.h"
+#include "chem/hydrogens/hydrogens.h"
 #include "files/cif/cif_translation.h"
 #include "model/placement.h"
 

@@ -1,13 +1,13 @@
 #include <cmath>
 
-#include "chem/atom_geometry.h"
-#include "chem/crystal_fragments.h"
+#include "chem/bonds/crystal_fragments.h"
+#include "chem/bonds/hybridization.h"
 #include "chem/drawn_contacts.h"
 #include "chem/environment.h"
-#include "chem/hybridization.h"
-#include "chem/mean_plane.h"
-#include "chem/report_numbers.h"
-#include "chem/structure_geometry.h"
+#include "chem/geometry/atom_geometry.h"
+#include "chem/geometry/mean_plane.h"
+#include "chem/geometry/report_numbers.h"
+#include "chem/geometry/structure_geometry.h"
 #include "model/placement.h"
 
 #include "chem_fixture.h"

@@ -4,8 +4,8 @@
 #include <limits>
 #include <random>
 
-#include "chem/connectivity.h"
-#include "chem/fragments.h"
+#include "chem/bonds/connectivity.h"
+#include "chem/bonds/fragments.h"
 #include "crystal/neighbour_grid.h"
 
 #include "support/structures.h"

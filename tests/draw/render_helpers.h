@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 #include "draw/canvas/recording_canvas.h"
 #include "draw/renderer/interactive_renderer.h"
 

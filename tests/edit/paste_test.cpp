@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "base/user_messages.h"
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 #include "crystal/cell_metric.h"
 #include "edit/edit_paste.h"
 #include "files/res/reader.h"

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "base/numbers.h"
-#include "chem/connectivity.h"
-#include "chem/crystal_fragments.h"
+#include "chem/bonds/connectivity.h"
+#include "chem/bonds/crystal_fragments.h"
 #include "crystal/symmetry.h"
 #include "model/placement.h"
 

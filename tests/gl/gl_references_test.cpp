@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <png.h>
 
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 #include "draw/canvas/png_writer.h"
 #include "files/res/reader.h"
 #include "gl/gl_fixture.h"

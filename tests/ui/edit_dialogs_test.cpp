@@ -17,7 +17,7 @@
 #include <filesystem>
 
 #include "ui/dialogs/dialog_fit.h"
-#include "ui/dialogs/refinement_control_dialog.h"
+#include "ui/dialogs/refinement/refinement_control_dialog.h"
 #include "ui/text.h"
 
 #include "window_fixture.h"

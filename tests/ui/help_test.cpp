@@ -7,7 +7,7 @@
 #include <QTextBrowser>
 #include <QTimer>
 
-#include "ui/help_window.h"
+#include "ui/texts/help_window.h"
 
 #include "window_fixture.h"
 

@@ -7,7 +7,7 @@
 #include <QTest>
 #include <QTreeWidget>
 
-#include "ui/dialogs/progress_plots.h"
+#include "ui/dialogs/refinement/progress_plots.h"
 #include "ui/panels/panel_set.h"
 #include "ui/panels/refinement_panel.h"
 

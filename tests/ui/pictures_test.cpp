@@ -8,7 +8,7 @@
 #include <QTest>
 
 #include "app/picture/picture_output.h"
-#include "ui/page_printing.h"
+#include "ui/printing/page_printing.h"
 
 #include "window_fixture.h"
 

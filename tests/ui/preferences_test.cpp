@@ -9,7 +9,7 @@
 #include <QPushButton>
 #include <QTest>
 
-#include "ui/picture_printing.h"
+#include "ui/printing/picture_printing.h"
 #include "ui/text.h"
 
 #include "window_fixture.h"

@@ -12,11 +12,11 @@
 #include <filesystem>
 
 #include "app/refinement/refine_flow.h"
-#include "ui/dialogs/progress_plots.h"
-#include "ui/dialogs/refinement_control_dialog.h"
-#include "ui/dialogs/refinement_history_dialog.h"
-#include "ui/dialogs/refinement_result_dialog.h"
-#include "ui/dialogs/run_dialog.h"
+#include "ui/dialogs/refinement/progress_plots.h"
+#include "ui/dialogs/refinement/refinement_control_dialog.h"
+#include "ui/dialogs/refinement/refinement_history_dialog.h"
+#include "ui/dialogs/refinement/refinement_result_dialog.h"
+#include "ui/dialogs/refinement/run_dialog.h"
 #include "ui/panels/panel_set.h"
 
 #include "support/fake_refinement_path.h"

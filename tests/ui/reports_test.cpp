@@ -8,8 +8,8 @@
 #include <QRadioButton>
 #include <QTest>
 
-#include "ui/report_window.h"
-#include "ui/text_printing.h"
+#include "ui/printing/text_printing.h"
+#include "ui/texts/report_window.h"
 
 #include "window_fixture.h"
 

@@ -3,8 +3,8 @@
 #include <QTreeWidget>
 
 #include "app/refinement/solve_flow.h"
-#include "ui/dialogs/found_models_dialog.h"
-#include "ui/dialogs/new_job_dialog.h"
+#include "ui/dialogs/refinement/found_models_dialog.h"
+#include "ui/dialogs/refinement/new_job_dialog.h"
 
 #include "window_fixture.h"
 

@@ -18,10 +18,10 @@
 #include <thread>
 
 #include "app/refinement/refine_flow.h"
-#include "chem/hfix.h"
+#include "chem/hydrogens/hfix.h"
 #include "language/atom_names.h"
-#include "ui/dialogs/refinement_control_dialog.h"
-#include "ui/dialogs/run_dialog.h"
+#include "ui/dialogs/refinement/refinement_control_dialog.h"
+#include "ui/dialogs/refinement/run_dialog.h"
 #include "ui/text.h"
 
 #include "window_fixture.h"

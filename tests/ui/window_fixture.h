@@ -9,8 +9,8 @@
 #include <memory>
 
 #include "app/bench_fixture.h"
-#include "ui/drawing_area.h"
-#include "ui/input_controller.h"
+#include "ui/area/drawing_area.h"
+#include "ui/area/input_controller.h"
 #include "ui/main_window.h"
 #include "ui/menu_set.h"
 #include "ui/window_messages.h"

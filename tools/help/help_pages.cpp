@@ -12,7 +12,7 @@
 #include <QTextTable>
 #include <QUrl>
 
-#include "ui/help_text.h"
+#include "ui/texts/help_text.h"
 
 #include "pdf_links.h"
 

@@ -21,14 +21,14 @@
 #include "app/package_directory.h"
 #include "app/picture/picture_output.h"
 #include "run/refinement_run.h"
-#include "ui/dialogs/run_dialog.h"
-#include "ui/drawing_area.h"
-#include "ui/help_window.h"
+#include "ui/area/drawing_area.h"
+#include "ui/dialogs/refinement/run_dialog.h"
 #include "ui/main_window.h"
 #include "ui/panels/journal_panel.h"
 #include "ui/panels/panel_set.h"
-#include "ui/report_window.h"
 #include "ui/text.h"
+#include "ui/texts/help_window.h"
+#include "ui/texts/report_window.h"
 #include "ui/window_messages.h"
 
 namespace marvik {

@@ -11,8 +11,8 @@
 #include "app/help_documents.h"
 #include "app/version.h"
 #include "language/keywords.h"
-#include "ui/help_text.h"
 #include "ui/text.h"
+#include "ui/texts/help_text.h"
 
 namespace marvik {
 namespace {

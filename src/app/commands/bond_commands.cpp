@@ -3,7 +3,7 @@
 
 #include "app/commands/command_handlers.h"
 #include "base/numbers.h"
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 #include "edit/edit_fields.h"
 #include "language/atom_names.h"
 #include "model/placement.h"

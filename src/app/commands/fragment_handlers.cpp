@@ -11,7 +11,7 @@
 #include "base/files.h"
 #include "base/numbers.h"
 #include "check/model_trials.h"
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 #include "crystal/cell_metric.h"
 #include "edit/edit_elements.h"
 #include "edit/edit_fragment.h"

@@ -2,7 +2,7 @@
 
 #include "app/commands/command_handlers.h"
 #include "base/numbers.h"
-#include "chem/mean_plane.h"
+#include "chem/geometry/mean_plane.h"
 #include "draw/surface/lit_picture.h"
 #include "draw/view/best_view.h"
 #include "language/atom_names.h"

@@ -3,7 +3,7 @@
 
 #include "base/numbers.h"
 #include "check/cif/cif_checker.h"
-#include "chem/uncertainty.h"
+#include "chem/geometry/uncertainty.h"
 #include "crystal/symmetry.h"
 
 namespace marvik::cif {

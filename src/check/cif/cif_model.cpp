@@ -5,8 +5,8 @@
 
 #include "base/numbers.h"
 #include "check/cif/cif_words.h"
-#include "chem/bond_rules.h"
-#include "chem/van_der_waals.h"
+#include "chem/bonds/bond_rules.h"
+#include "chem/bonds/van_der_waals.h"
 #include "crystal/cell_metric.h"
 #include "crystal/symmetry.h"
 #include "files/cif/cif_symmetry.h"

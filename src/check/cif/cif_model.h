@@ -11,7 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "chem/hydrogen_geometry.h"
+#include "chem/hydrogens/hydrogen_geometry.h"
 #include "crystal/cell_metric.h"
 #include "crystal/image_search.h"
 #include "crystal/space_group.h"

@@ -6,7 +6,7 @@
 #include "base/files.h"
 #include "base/numbers.h"
 #include "check/lint/lint_state.h"
-#include "chem/hydrogen_geometry.h"
+#include "chem/hydrogens/hydrogen_geometry.h"
 #include "language/line_source.h"
 #include "language/residues.h"
 #include "language/tokenizer.h"

@@ -4,7 +4,7 @@
 
 #include "base/numbers.h"
 #include "check/lint/lint_state.h"
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 #include "crystal/displacement.h"
 #include "crystal/site_symmetry.h"
 #include "files/res/reader.h"

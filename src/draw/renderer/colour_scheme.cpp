@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
-#include "chem/atom_geometry.h"
+#include "chem/geometry/atom_geometry.h"
 #include "draw/canvas/colours.h"
 #include "model/coded_values.h"
 

@@ -5,7 +5,7 @@
 #include <unordered_map>
 
 #include "base/mat3.h"
-#include "chem/hydrogen_geometry.h"
+#include "chem/hydrogens/hydrogen_geometry.h"
 #include "model/element_table.h"
 
 namespace marvik {

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "chem/crystal_fragments.h"
+#include "chem/bonds/crystal_fragments.h"
 #include "draw/renderer/cell_box.h"
 #include "draw/renderer/render_frame.h"
 

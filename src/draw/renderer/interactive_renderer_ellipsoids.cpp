@@ -2,7 +2,7 @@
 #include <array>
 #include <cmath>
 
-#include "chem/atom_geometry.h"
+#include "chem/geometry/atom_geometry.h"
 #include "draw/renderer/render_frame.h"
 #include "model/placement.h"
 

@@ -2,7 +2,7 @@
 #include <cmath>
 
 #include "base/words.h"
-#include "chem/crystal_fragments.h"
+#include "chem/bonds/crystal_fragments.h"
 #include "draw/renderer/bond_sticks.h"
 #include "draw/renderer/render_frame.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "chem/crystal_fragments.h"
+#include "chem/bonds/crystal_fragments.h"
 #include "draw/canvas/colours.h"
 #include "draw/canvas/scanline_canvas.h"
 #include "draw/density/density_net.h"

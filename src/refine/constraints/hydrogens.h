@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "chem/hydrogen_geometry.h"
+#include "chem/hydrogens/hydrogen_geometry.h"
 #include "refine/structure/neighbours.h"
 #include "refine/structure/structure.h"
 

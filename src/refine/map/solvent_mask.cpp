@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "base/stop.h"
-#include "chem/van_der_waals.h"
+#include "chem/bonds/van_der_waals.h"
 #include "refine/map/fourier.h"
 #include "refine/map/transform.h"
 #include "refine/solve/refinement.h"

@@ -2,7 +2,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
-#include "chem/uncertainty.h"
+#include "chem/geometry/uncertainty.h"
 #include "crystal/symmetry.h"
 #include "refine/output/cif_sections.h"
 #include "refine/structure/absorption.h"

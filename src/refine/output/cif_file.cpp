@@ -3,7 +3,7 @@
 #include <ctime>
 
 #include "base/numbers.h"
-#include "chem/uncertainty.h"
+#include "chem/geometry/uncertainty.h"
 #include "refine/output/cif_sections.h"
 
 namespace marvik {

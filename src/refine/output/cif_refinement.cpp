@@ -2,8 +2,8 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "chem/bonds/connectivity.h"
 #include "chem/chirality.h"
-#include "chem/connectivity.h"
 #include "refine/output/cif_sections.h"
 
 namespace marvik {

@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include "base/numbers.h"
-#include "chem/report_numbers.h"
-#include "chem/uncertainty.h"
+#include "chem/geometry/report_numbers.h"
+#include "chem/geometry/uncertainty.h"
 
 namespace marvik {
 namespace {

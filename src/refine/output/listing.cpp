@@ -2,7 +2,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
-#include "chem/uncertainty.h"
+#include "chem/geometry/uncertainty.h"
 #include "refine/output/linear_study.h"
 #include "refine/output/tables.h"
 

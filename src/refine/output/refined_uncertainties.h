@@ -2,7 +2,7 @@
 
 #include <unordered_map>
 
-#include "chem/uncertainty.h"
+#include "chem/geometry/uncertainty.h"
 #include "refine/constraints/parameters.h"
 #include "refine/factors/normal_matrix.h"
 #include "refine/structure/structure.h"

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "chem/bond_rules.h"
+#include "chem/bonds/bond_rules.h"
 #include "crystal/nearest_images.h"
 
 namespace marvik {

@@ -11,7 +11,7 @@
 #include "app/journal_files.h"
 #include "app/refinement/refine_flow.h"
 #include "check/cif/check_cif.h"
-#include "ui/dialogs/progress_plots.h"
+#include "ui/dialogs/refinement/progress_plots.h"
 #include "ui/text.h"
 
 namespace marvik {

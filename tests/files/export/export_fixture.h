@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 #include "files/res/reader.h"
 
 #include "support/structures.h"

@@ -6,7 +6,7 @@
 #include <set>
 
 #include "base/files.h"
-#include "chem/connectivity.h"
+#include "chem/bonds/connectivity.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
 #include "language/instruction.h"

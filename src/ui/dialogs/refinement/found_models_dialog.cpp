@@ -1,0 +1,83 @@
+#include "ui/dialogs/refinement/found_models_dialog.h"
+
+#include <QDialogButtonBox>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "ui/text.h"
+
+namespace marvik {
+
+FoundModelsDialog::FoundModelsDialog(QWidget* parentWidget, const FoundModels& found,
+                                     std::function<void(size_t row)> show)
+    : QDialog(parentWidget) {
+  setWindowTitle(Translated(found.title.c_str()));
+  setObjectName(QStringLiteral("models"));
+  table_ = new QTreeWidget;
+  table_->setObjectName(QStringLiteral("models"));
+  table_->setAccessibleName(tr("Models"));
+  QStringList headings;
+  for (const std::string& heading : found.headings) headings << ToText(heading);
+  table_->setHeaderLabels(headings);
+  table_->setRootIsDecorated(false);
+  table_->setAlternatingRowColors(true);
+  for (const FoundModels::Row& row : found.rows) {
+    QStringList cells;
+    for (const std::string& cell : row.cells) cells << ToText(cell);
+    new QTreeWidgetItem(table_, cells);
+  }
+  for (int i = 0; i < table_->columnCount(); ++i) {
+    // What no model has only takes room.
+    bool empty = true;
+    for (const FoundModels::Row& row : found.rows)
+      empty = empty && (static_cast<size_t>(i) >= row.cells.size() || row.cells[static_cast<size_t>(i)].empty());
+    table_->setColumnHidden(i, empty);
+    table_->resizeColumnToContents(i);
+    table_->setColumnWidth(i, table_->columnWidth(i) + 10);
+  }
+  const int letter = fontMetrics().averageCharWidth();
+  const int wanted = table_->header()->length() + 2 * letter;
+  const int lines = std::clamp(static_cast<int>(found.rows.size()) + 3, 5, 9);
+  table_->setMinimumSize(std::clamp(wanted, 80 * letter, 130 * letter), fontMetrics().height() * lines);
+  auto* notes = new QPlainTextEdit(ToText(found.notes));
+  notes->setReadOnly(true);
+  notes->setMaximumHeight(fontMetrics().height() * 4);
+  // Shown before it has a parent it would be a window.
+  if (found.notes.empty()) notes->hide();
+  auto* buttons = new QDialogButtonBox(this);
+  buttons->addButton(Translated(found.accept.c_str()), QDialogButtonBox::AcceptRole)->setDefault(true);
+  buttons->addButton(tr("&Discard"), QDialogButtonBox::RejectRole);
+  connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+  connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+  connect(table_, &QTreeWidget::itemDoubleClicked, this, &QDialog::accept);
+  auto* layout = new QVBoxLayout(this);
+  layout->addWidget(new QLabel(tr("The window shows the model that is marked. Taking it is one step of Undo.")));
+  layout->addWidget(table_);
+  layout->addWidget(notes);
+  layout->addWidget(buttons);
+  table_->setCurrentItem(table_->topLevelItem(static_cast<int>(found.proposed)));
+  connect(table_, &QTreeWidget::currentItemChanged, this, [this, show] { show(Row()); });
+  show(found.proposed);
+  table_->setFocus();
+}
+
+// At the foot of the window, so that the model is to be seen.
+void FoundModelsDialog::showEvent(QShowEvent* event) {
+  QDialog::showEvent(event);
+  const QRect window = parentWidget()->window()->frameGeometry();
+  const QRect room = screen()->availableGeometry();
+  move(std::clamp(window.center().x() - width() / 2, room.left(), std::max(room.left(), room.right() - width())),
+       std::clamp(window.bottom() - height(), room.top(), std::max(room.top(), room.bottom() - height() - 40)));
+}
+
+size_t FoundModelsDialog::Row() const {
+  return static_cast<size_t>(std::max(0, table_->indexOfTopLevelItem(table_->currentItem())));
+}
+
+}  // namespace marvik
