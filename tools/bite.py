@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """How well the tests bite: puts small faults into the sources, one at a time, and counts those that a test notices.
 
-    tools/bite.py [--count 40] [--seed 1] [--build build/release] [--list]
+    tools/bite.py [--count 40] [--seed 1] [--edges] [--build build/release] [--list]
 
-A fault is a comparison, a sign or a logical word turned round, a constant changed, or a statement left out, at places
-drawn by the seed evenly over the folders of src. Each is built and given to the tests of its folder, then, if it
-lives, to those of the folders that use it. What the compiler refuses does not count. Set MARVIK_REAL_DATA as for the
+A fault is a comparison, a sign or a logical word turned round, or a statement left out, at places drawn by the seed
+evenly over the folders of src; with --edges also a comparison that takes the equal case to its other side and a
+constant a little changed, many of which change nothing. Each is built and given to the tests of its folder, then, if
+it lives, to those of the folders that use it, the window's last. What the compiler refuses does not count. Set MARVIK_REAL_DATA as for the
 tests. Work in a checkout without changes: each source is put back afterwards, also when stopped. --list only names the
 faults that would be tried. A test that fails without the fault, too, is told of and the fault not counted.
 """
@@ -18,37 +19,37 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-TURNS = [(r" < ", " <= "), (r" > ", " >= "), (r" <= ", " < "), (r" >= ", " > "), (r" == ", " != "), (r" != ", " == "),
+TURNS = [(r" < ", " >= "), (r" > ", " <= "), (r" <= ", " > "), (r" >= ", " < "), (r" == ", " != "), (r" != ", " == "),
          (r" && ", " || "), (r" \|\| ", " && "), (r" \+ ", " - "), (r" - ", " + "), (r" \* ", " / "), (r"\+\+", "--"),
-         (r"\btrue\b", "false"), (r"\bfalse\b", "true"), (r"\bmin\b", "max"), (r"\bmax\b", "min"),
-         (r"\b0\.5\b", "0.6"), (r"\b2\.0\b", "2.1"), (r"\bcontinue;", ";")]
+         (r"\btrue\b", "false"), (r"\bfalse\b", "true"), (r"\bmin\b", "max"), (r"\bmax\b", "min"), (r"\bcontinue;", ";")]
+EDGES = [(r" < ", " <= "), (r" > ", " >= "), (r" <= ", " < "), (r" >= ", " > "), (r"\b0\.5\b", "0.6"), (r"\b2\.0\b", "2.1")]
 STATEMENT = re.compile(r"^ +[A-Za-z_][\w.:>\[\]-]*(\(.*\)| [-+*/|&]?= .*);$")
-USERS = {"base": "files", "crystal": "chem refine", "model": "edit app", "language": "files refine app", "files": "app", "edit": "app",
-         "chem": "report app", "refine": "check app", "phase": "app", "check": "app", "run": "app", "draw": "picture app",
-         "gl": "picture", "picture": "app", "report": "app", "publish": "app"}
+USERS = {"base": "files", "crystal": "chem refine", "model": "edit app ui", "language": "files refine app", "files": "app ui", "edit": "app ui",
+         "chem": "report app ui", "refine": "check app phase", "phase": "app", "check": "app ui", "run": "app ui", "draw": "picture app ui",
+         "gl": "picture", "picture": "app ui", "report": "app ui", "publish": "app ui", "app": "ui"}
 
 
-def faults_in(path):
+def faults_in(path, turns):
     lines = path.read_text().splitlines(keepends=True)
     for number, line in enumerate(lines):
         code = line.split("//")[0]
         if '"' in code or code.startswith("#") or "static_assert" in code or ".reserve(" in code or "template" in code or "operator" in code:
             continue
-        for pattern, by in TURNS:
+        for pattern, by in turns:
             for match in re.finditer(pattern, code):
                 yield number, line[:match.start()] + by + line[match.end():]
         if STATEMENT.match(code.rstrip()) and "return" not in code:
             yield number, "\n"
 
 
-def draw(count, seed):
+def draw(count, seed, turns):
     chance = random.Random(seed)
     folders = sorted(p.name for p in (ROOT / "src").iterdir() if p.is_dir() and p.name != "ui")
     drawn = []
     while True:
         for folder in folders:
             path = chance.choice(sorted((ROOT / "src" / folder).rglob("*.cpp")))
-            found = list(faults_in(path))
+            found = list(faults_in(path, turns))
             if found:
                 drawn.append((folder, path, *chance.choice(found)))
         if len(drawn) >= 2 * count:
@@ -94,13 +95,14 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--count", type=int, default=40)
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--edges", action="store_true")
     parser.add_argument("--build", default="build/release")
     parser.add_argument("--list", action="store_true")
     options = parser.parse_args()
     if not options.list and subprocess.run(["git", "diff", "--quiet", "--", "src"], cwd=ROOT).returncode:
         sys.exit("src has changes; commit them first")
     killed, alive = 0, []
-    for folder, path, number, line in draw(options.count, options.seed):
+    for folder, path, number, line in draw(options.count, options.seed, TURNS + EDGES * options.edges):
         if killed + len(alive) == options.count:
             break
         before = path.read_text()
