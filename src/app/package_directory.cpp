@@ -3,33 +3,14 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <unistd.h>
 
 #include "base/files.h"
-
-#ifndef _WIN32
-#include <unistd.h>
-#endif
 
 namespace marvik {
 namespace {
 
 namespace fs = std::filesystem;
-
-#ifdef _WIN32
-void SetEnvironment(const char* name, const std::string& value) {
-  _putenv_s(name, value.c_str());
-}
-std::string ProcessMark() {
-  return ".new";
-}
-#else
-void SetEnvironment(const char* name, const std::string& value) {
-  setenv(name, value.c_str(), 1);
-}
-std::string ProcessMark() {
-  return std::string(1, '.').append(std::to_string(getpid()));
-}
-#endif
 
 std::string WithSeparator(std::string directory) {
   if (!directory.empty() && directory.back() != '/' && directory.back() != '\\') directory += '/';
@@ -51,7 +32,7 @@ bool CopyTemplate(const std::string& from, const std::string& to) {
   std::error_code error;
   const fs::path target = fs::path(to).parent_path();
   fs::create_directories(target.parent_path(), error);
-  const fs::path copy = target.string() + ProcessMark();
+  const fs::path copy = target.string() + '.' + std::to_string(getpid());
   fs::create_directory(copy, error);
   for (fs::directory_iterator at(from, error), end; !error && at != end; at.increment(error)) {
     // The help documents are read where they are installed: a copy would outlive the version that it tells of.
@@ -84,18 +65,10 @@ std::string TemplateDirectory(const std::string& executable) {
 }
 
 std::string UserPackageDirectory() {
-#ifdef _WIN32
-  if (const auto data = EnvironmentValue("LOCALAPPDATA"); data && !data->empty()) return *data + "/marvik/";
-#else
   if (const auto data = EnvironmentValue("XDG_DATA_HOME"); data && data->starts_with('/')) return *data + "/marvik/";
   if (const auto home = EnvironmentValue("HOME"); home && home->starts_with('/')) {
-#ifdef __APPLE__
-    return *home + "/Library/Application Support/marvik/";
-#else
     return *home + "/.local/share/marvik/";
-#endif
   }
-#endif
   return "";
 }
 
@@ -103,19 +76,19 @@ void SetUpPackageDirectory(const std::string& executable, const std::string& cho
   if (!chosen.empty()) {
     std::error_code error;
     const auto full = fs::absolute(chosen, error);
-    SetEnvironment(kPackageVariable, WithSeparator(error ? chosen : full.string()));
+    setenv(kPackageVariable, WithSeparator(error ? chosen : full.string()).c_str(), 1);
     return;
   }
   if (EnvironmentValue(kPackageVariable)) return;
   const std::string own = UserPackageDirectory();
   std::error_code error;
   if (!own.empty() && fs::is_directory(own, error)) {
-    SetEnvironment(kPackageVariable, own);
+    setenv(kPackageVariable, own.c_str(), 1);
     return;
   }
   const std::string original = TemplateDirectory(executable);
   if (original.empty()) return;
-  SetEnvironment(kPackageVariable, !own.empty() && CopyTemplate(original, own) ? own : original);
+  setenv(kPackageVariable, (!own.empty() && CopyTemplate(original, own) ? own : original).c_str(), 1);
 }
 
 }  // namespace marvik

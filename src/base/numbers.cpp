@@ -63,35 +63,18 @@ namespace {
 // Switches this thread to the "C" locale for its lifetime.
 class PlainLocale {
  public:
-#ifdef _WIN32
-  PlainLocale() {
-    previousMode_ = _configthreadlocale(_ENABLE_PER_THREAD_LOCALE);
-    previous_ = setlocale(LC_NUMERIC, nullptr);
-    setlocale(LC_NUMERIC, "C");
-  }
-  ~PlainLocale() {
-    setlocale(LC_NUMERIC, previous_.c_str());
-    _configthreadlocale(previousMode_);
-  }
-
- private:
-  int previousMode_;
-  std::string previous_;
-#else
   PlainLocale() {
     static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
     previous_ = uselocale(plain);
   }
-  ~PlainLocale() {
-    uselocale(previous_);
-  }
+  ~PlainLocale() { uselocale(previous_); }
+
+ private:
+  PlainLocale(const PlainLocale&) = delete;
+  PlainLocale& operator=(const PlainLocale&) = delete;
 
  private:
   locale_t previous_;
-#endif
- public:
-  PlainLocale(const PlainLocale&) = delete;
-  PlainLocale& operator=(const PlainLocale&) = delete;
 };
 
 void AppendFormatted(std::string& out, const char* format, va_list arguments) {

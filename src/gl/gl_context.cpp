@@ -86,13 +86,11 @@ std::unique_ptr<GlContext> MakeOffscreenContext(std::string& error) {
   std::string second;
   const EGLDisplay standard = eglGetDisplay(EGL_DEFAULT_DISPLAY);
   EGLDisplay display = OpenDisplay(standard);
-#ifndef _WIN32
   if (display == EGL_NO_DISPLAY) {
     // The driver of an X display gives up where there is no graphics card unless it is told to do without.
     setenv("LIBGL_ALWAYS_SOFTWARE", "1", 0);
     display = OpenDisplay(standard);
   }
-#endif
   auto context = MakeContext(display, false, second);
   if (context || error.empty()) error = second;
   return context;

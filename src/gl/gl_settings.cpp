@@ -52,16 +52,9 @@ void TakeNumber(OpenGlSettings& settings, size_t place, double value) {
 
 }  // namespace
 
-std::string DefaultFontPath() {
-#ifdef _WIN32
-  if (const auto folder = EnvironmentValue("windir")) return *folder + "\\Fonts\\arial.ttf";
-#endif
-  return FindSansFontFile();
-}
-
 OpenGlSettings DefaultOpenGlSettings() {
   OpenGlSettings settings;
-  settings.fontPath = DefaultFontPath();
+  settings.fontPath = FindSansFontFile();
   return settings;
 }
 

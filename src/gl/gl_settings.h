@@ -16,9 +16,7 @@ struct OpenGlSettings {
   friend bool operator==(const OpenGlSettings&, const OpenGlSettings&) = default;
 };
 
-// "arial.ttf" in the system's folder where there is one by the name of "windir", else what FindSansFontFile gives.
-std::string DefaultFontPath();
-// The values above with that font.
+// The values above with the font that FindSansFontFile gives.
 OpenGlSettings DefaultOpenGlSettings();
 
 // "opengl.prf" in the package directory; nothing when the directory's variable is not set.

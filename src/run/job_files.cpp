@@ -4,15 +4,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
-#include <filesystem>
-
-#include "base/numbers.h"
-
-#ifndef _WIN32
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/file.h>
 #include <unistd.h>
-#endif
+
+#include "base/numbers.h"
 
 namespace marvik {
 namespace {
@@ -32,11 +29,7 @@ int CopyWithTime(const std::string& from, const std::string& to) {
 std::string NameOf(const RefinementStep& step) {
   const std::time_t time = static_cast<std::time_t>(step.time);
   std::tm parts{};
-#ifdef _WIN32
-  gmtime_s(&parts, &time);
-#else
   gmtime_r(&time, &parts);
-#endif
   return Printf("step-%04d_%04d%02d%02d-%02d%02d%02d_R1-%s_%d-atoms.res", step.number, parts.tm_year + 1900,
                 parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec,
                 step.r1 ? Printf("%.4f", *step.r1).c_str() : "unknown", step.atoms);
@@ -76,14 +69,11 @@ JobGuard::JobGuard(std::string base, JobFolder folder)
 JobGuard::~JobGuard() {
   std::error_code ignored;
   if (kept_) fs::remove(copy_, ignored);
-#ifndef _WIN32
   for (const int lock : {lock_, jobLock_})
     if (lock >= 0) close(lock);
-#endif
 }
 
 bool JobGuard::Lock() {
-#ifndef _WIN32
   const auto takes = [](int lock, int how) {
     return lock < 0 || flock(lock, how | LOCK_NB) == 0 || errno != EWOULDBLOCK;
   };
@@ -92,9 +82,6 @@ bool JobGuard::Lock() {
   if (folder_ == JobFolder::Alone) return takes(lock_, LOCK_EX);
   jobLock_ = open((base_ + ".hkl").c_str(), O_RDONLY | O_CLOEXEC);
   return takes(lock_, LOCK_SH) && takes(jobLock_, LOCK_EX);
-#else
-  return true;
-#endif
 }
 
 std::optional<std::string> JobGuard::LeftResult() {

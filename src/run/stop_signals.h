@@ -1,8 +1,6 @@
 #pragma once
 
-#ifndef _WIN32
 #include <signal.h>
-#endif
 
 namespace marvik {
 
@@ -10,15 +8,12 @@ namespace marvik {
 // thread can be ended with everything that belongs to it.
 class StopSignals {
  public:
-#ifndef _WIN32
   StopSignals() {
     sigemptyset(&set_);
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&set_, number);
     pthread_sigmask(SIG_BLOCK, &set_, &before_);
   }
-  ~StopSignals() {
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-  }
+  ~StopSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
   StopSignals(const StopSignals&) = delete;
   StopSignals& operator=(const StopSignals&) = delete;
 
@@ -36,13 +31,6 @@ class StopSignals {
  private:
   sigset_t set_{};
   sigset_t before_{};
-#else
-  bool Arrived() {
-    return false;
-  }
-
- private:
-#endif
   bool arrived_ = false;
 };
 

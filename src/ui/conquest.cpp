@@ -3,7 +3,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QProcess>
-#include <QSettings>
 #include <QStandardPaths>
 
 #include "base/files.h"
@@ -11,19 +10,6 @@
 
 namespace marvik {
 namespace {
-
-#ifdef _WIN32
-
-QStringList InstalledProgram() {
-  const QSettings key(QStringLiteral("HKEY_CLASSES_ROOT\\cqsFile\\shell\\open\\command"), QSettings::NativeFormat);
-  QString command = key.value(QStringLiteral(".")).toString();
-  const auto end = command.indexOf(QLatin1String(".exe"), 0, Qt::CaseInsensitive);
-  if (end < 0) return {};
-  command.truncate(end + 4);
-  return {command.remove(QLatin1Char('"'))};
-}
-
-#else
 
 // Program and arguments of a desktop entry, without the field codes that stand for files; empty when it is of another
 // program or cannot be run.
@@ -59,8 +45,6 @@ QStringList InstalledProgram() {
   }
   return {};
 }
-
-#endif
 
 }  // namespace
 

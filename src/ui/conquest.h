@@ -8,9 +8,8 @@
 
 namespace marvik {
 
-// The program and the arguments that open a query file with ConQuest; nothing when it is not installed. On Windows it
-// is what the registry names for opening "cqsFile", up to and including ".exe"; elsewhere an executable "conquest" or
-// "cq" on the search path, else the desktop's entry for a program named ConQuest.
+// The program and the arguments that open a query file with ConQuest; nothing when it is not installed. It
+// is an executable "conquest" or "cq" on the search path, else the desktop's entry for a program named ConQuest.
 std::optional<QStringList> ConQuestCommand(const std::string& queryFile);
 
 // Starts ConQuest on a query file that has been written, and does not wait for it. Says so when it is not installed or

@@ -42,11 +42,7 @@ bool IsSet(const char* name) {
 }
 
 bool HasDisplay() {
-#if defined(__unix__) && !defined(__APPLE__)
   return IsSet("DISPLAY") || IsSet("WAYLAND_DISPLAY") || IsSet("QT_QPA_PLATFORM");
-#else
-  return true;
-#endif
 }
 
 // The toolkit ends the program when it cannot reach the display; what it says about that is of no use to a user.

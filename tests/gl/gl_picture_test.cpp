@@ -3,6 +3,7 @@
 #include <array>
 #include <limits>
 
+#include "draw/labels/label_font.h"
 #include "draw/renderer/look.h"
 #include "gl/gl_fixture.h"
 
@@ -290,7 +291,7 @@ TEST(GlPicture, SaysWhatItCannotDo) {
   stage.options.labels = true;
   stage.options.settings.fontPath = "/no/such/font.ttf";
   EXPECT_EQ(stage.Draw(100).error, "Can't open the font file /no/such/font.ttf");
-  stage.options.settings.fontPath = DefaultFontPath();
+  stage.options.settings.fontPath = FindSansFontFile();
   stage.options.labelPointSize = 0;
   EXPECT_EQ(stage.Draw(100).error, "Can't create a font.");
   stage.options.labels = false;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "draw/labels/label_font.h"
 #include "gl/gl_picture.h"
 #include "gl/gl_settings.h"
 
@@ -7,9 +8,9 @@ namespace marvik {
 namespace {
 
 TEST(GlLabels, SizesGoByThePicture) {
-  for (const int size : {1, 100, 350, 600}) EXPECT_EQ(ProperPointSize(DefaultFontPath(), size), 8);
-  EXPECT_EQ(ProperPointSize(DefaultFontPath(), 1200), 15) << "20 pixels are the first to be a 60th";
-  EXPECT_EQ(ProperPointSize(DefaultFontPath(), 8000), 101);
+  for (const int size : {1, 100, 350, 600}) EXPECT_EQ(ProperPointSize(FindSansFontFile(), size), 8);
+  EXPECT_EQ(ProperPointSize(FindSansFontFile(), 1200), 15) << "20 pixels are the first to be a 60th";
+  EXPECT_EQ(ProperPointSize(FindSansFontFile(), 8000), 101);
   EXPECT_EQ(ProperPointSize("/no/such/file.ttf", 1200), 8);
 }
 

@@ -10,21 +10,6 @@
 namespace marvik {
 namespace {
 
-#ifdef _WIN32
-
-std::vector<std::string> AllFiles() {
-  std::vector<std::string> files;
-  const auto windows = EnvironmentValue("windir");
-  if (!windows) return files;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(*windows + "\\Fonts\\", error)) {
-    files.push_back(entry.path().string());
-  }
-  return files;
-}
-
-#else
-
 template <auto& destroy>
 struct Destroyer {
   template <class T>
@@ -58,8 +43,6 @@ std::vector<std::string> AllFiles() {
   }
   return files;
 }
-
-#endif
 
 }  // namespace
 

@@ -5,8 +5,6 @@
 #ifdef MARVIK_X11
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
-#elif defined(_WIN32)
-#include <windows.h>
 #endif
 
 namespace marvik {
@@ -24,12 +22,6 @@ bool InterruptKeyDown() {
     if (code && (keys[code / 8] >> (code % 8) & 1)) return true;
   }
   return false;
-}
-
-#elif defined(_WIN32)
-
-bool InterruptKeyDown() {
-  return ((GetAsyncKeyState(VK_ESCAPE) | GetAsyncKeyState(VK_SPACE)) & 0x8000) != 0;
 }
 
 #else
