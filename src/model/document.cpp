@@ -4,20 +4,10 @@ namespace marvik {
 
 Document& Document::operator=(const Document& other) {
   if (this == &other) return *this;
+  DocumentValues::operator=(other);
   elements = other.elements;
   atoms = other.atoms;
   atoms.AdoptElements(elements);
-  cell = other.cell;
-  matrix = other.matrix;
-  latticeCode = other.latticeCode;
-  symmetry = other.symmetry;
-  instructions = other.instructions;
-  settings = other.settings;
-  residues = other.residues;
-  MoleculeCentre = other.MoleculeCentre;
-  CurrentFile = other.CurrentFile;
-  WorkingDirectory = other.WorkingDirectory;
-  stamp = other.stamp;
   return *this;
 }
 

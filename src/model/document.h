@@ -13,16 +13,8 @@
 
 namespace marvik {
 
-// The structure at hand and everything that a file says about it. One is made in main and passed by reference; copies
-// (for undo, comparison and work in the background) own records of their own.
-class Document {
- public:
-  Document() = default;
-  Document(const Document& other) { *this = other; }
-  Document& operator=(const Document& other);
-
-  ElementTable elements;
-  AtomList atoms;
+// What a document holds besides its atoms and their elements: plain values, copied as one.
+struct DocumentValues {
   CellParameters cell;
   OrthogonalisationMatrix matrix;
   int latticeCode = 1;
@@ -35,6 +27,18 @@ class Document {
   std::string CurrentFile;         // full path of the instruction or result file, empty when there is none
   std::string WorkingDirectory;    // its directory with the last separator, "" for the current one
   std::optional<FileStamp> stamp;  // of CurrentFile when it was read or written
+};
+
+// The structure at hand and everything that a file says about it. One is made in main and passed by reference; copies
+// (for undo, comparison and work in the background) own records of their own.
+class Document : public DocumentValues {
+ public:
+  Document() = default;
+  Document(const Document& other) : DocumentValues() { *this = other; }
+  Document& operator=(const Document& other);
+
+  ElementTable elements;
+  AtomList atoms;
 
   // Fractional to Cartesian for every atom.
   void RecomputePositions();
