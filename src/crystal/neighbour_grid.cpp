@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "base/parallel.h"
+
 namespace marvik {
 
 namespace {
@@ -102,6 +104,8 @@ bool NeighbourGrid::FindRange(const Cartesian& centre, double radius, Range& ran
 
 namespace {
 
+constexpr uint32_t kPiece = 10'000;  // of points, worth a thread
+
 // Sorts pairs of indices below `count`, few of which share their first: by counting, then within each group.
 void SortPairs(size_t count, std::vector<IndexPair>& pairs) {
   std::vector<size_t> ends(count, 0);
@@ -136,27 +140,37 @@ std::optional<std::vector<IndexPair>> ClosePairs(std::vector<Cartesian> points, 
                                                  double tolerance, size_t most) {
   const size_t count = points.size();
   std::vector<IndexPair> pairs;
-  bool tooMany = false;
   {  // What is needed no more is freed at once: this is where a large structure takes the most memory.
     const NeighbourGrid grid(points, UsualReach(radii, tolerance));
     points = {};
     std::vector<double> radiusAt(grid.indices_.size());
     for (size_t at = 0; at < radiusAt.size(); ++at) radiusAt[at] = radii[grid.indices_[at]];
     radii = {};
-    pairs.reserve(std::min(most, count * 3 / 2));
-    for (uint32_t own = 0; own < radiusAt.size() && !tooMany; ++own) {
-      // The point with the larger radius finds the other, so that nobody looks farther than twice its own radius.
-      const double radius = radiusAt[own];
-      grid.ForEachPlace(grid.points_[own], 2.0 * radius + tolerance, [&](uint32_t at, double distance) {
-        const double other = radiusAt[at];
-        if (!(other < radius || (other == radius && at < own)) || !(distance <= radius + other + tolerance)) return;
-        tooMany = pairs.size() >= most;
-        const auto [first, second] = std::minmax(grid.indices_[own], grid.indices_[at]);
-        if (!tooMany) pairs.push_back({first, second});
-      });
+    const auto find = [&](uint32_t begin, uint32_t end, std::vector<IndexPair>& found) {
+      found.reserve(std::min(most, (end - begin) * size_t{3} / 2));
+      for (uint32_t own = begin; own < end && found.size() <= most; ++own) {
+        // The point with the larger radius finds the other, so that nobody looks farther than twice its own radius.
+        const double radius = radiusAt[own];
+        grid.ForEachPlace(grid.points_[own], 2.0 * radius + tolerance, [&](uint32_t at, double distance) {
+          const double other = radiusAt[at];
+          if (!(other < radius || (other == radius && at < own)) || !(distance <= radius + other + tolerance)) return;
+          const auto [first, second] = std::minmax(grid.indices_[own], grid.indices_[at]);
+          if (found.size() <= most) found.push_back({first, second});
+        });
+      }
+    };
+    const auto places = static_cast<uint32_t>(radiusAt.size());
+    if (places < 2 * kPiece) {
+      find(0, places, pairs);
+    } else {
+      std::vector<std::vector<IndexPair>> pieces(places / kPiece);
+      const auto beginOf = [&](size_t piece) { return static_cast<uint32_t>(piece * places / pieces.size()); };
+      ForEachInParallel(ThreadCount(0), pieces.size(),
+                        [&](size_t i, size_t) { find(beginOf(i), beginOf(i + 1), pieces[i]); });
+      for (const auto& piece : pieces) pairs.insert(pairs.end(), piece.begin(), piece.end());
     }
   }
-  if (tooMany) return std::nullopt;
+  if (pairs.size() > most) return std::nullopt;
   SortPairs(count, pairs);
   return pairs;
 }

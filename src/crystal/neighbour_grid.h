@@ -61,7 +61,7 @@ class NeighbourGrid {
     ForEachCandidate(range, [&](uint32_t at) {
       const Cartesian d = points_[at] - centre;
       if (Dot(d, d) > reject) return;
-      const double distance = Distance(points_[at], centre);
+      const double distance = Length(d);
       if (distance <= radius) visit(at, distance);
     });
   }

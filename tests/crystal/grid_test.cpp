@@ -83,6 +83,22 @@ TEST(ClosePairs, StopsAtTheMost) {
   EXPECT_TRUE(ClosePairs({}, {}, 0.5, 0)->empty());
 }
 
+TEST(ClosePairs, OfManyPointsAreThoseOfThePlainLoopInItsOrder) {
+  constexpr uint32_t kEdge = 30;  // enough points for several threads
+  std::vector<Cartesian> points;
+  std::vector<IndexPair> expected;
+  for (uint32_t i = 0; i < kEdge * kEdge * kEdge; ++i) {
+    const uint32_t x = i % kEdge, y = i / kEdge % kEdge, z = i / (kEdge * kEdge);
+    points.push_back({double(x), double(y), double(z)});
+    if (x + 1 < kEdge) expected.push_back({i, i + 1});
+    if (y + 1 < kEdge) expected.push_back({i, i + kEdge});
+    if (z + 1 < kEdge) expected.push_back({i, i + kEdge * kEdge});
+  }
+  const std::vector<double> radii(points.size(), 0.5);
+  EXPECT_EQ(ClosePairs(points, radii, 0.0, expected.size()), expected);
+  EXPECT_FALSE(ClosePairs(points, radii, 0.0, expected.size() - 1));
+}
+
 TEST(NumberMolecules, FollowsTheOrderOfTheList) {
   Document document;
   RecordingMessages messages;

@@ -42,17 +42,20 @@ struct Walk {
   std::vector<AtomRecord*> atoms;
   std::vector<Cartesian> positions;
   std::vector<double> radii;  // NaN where the part is hidden, which bonds to nothing
+  std::vector<int32_t> parts;
 
   explicit Walk(AtomList& list) {
     const size_t count = list.LiveCount();
     atoms.reserve(count);
     positions.reserve(count);
     radii.reserve(count);
+    parts.reserve(count);
     for (AtomRecord* atom : Atoms(list)) {
       atom->scratch = static_cast<int32_t>(atoms.size());
       atom->Set(kHiddenPart, list.IsPartHidden(atom->part));
       atoms.push_back(atom);
       positions.push_back(atom->position);
+      parts.push_back(atom->part);
       radii.push_back(atom->Has(kHiddenPart) ? std::numeric_limits<double>::quiet_NaN() : atom->element->bondRadius);
     }
   }
@@ -84,10 +87,11 @@ std::optional<std::vector<IndexPair>> BondedPairs(const BondRules& rules, Walk& 
       ClosePairs(std::move(walk.positions), std::move(walk.radii), kBondTolerance, MostBonds(walk.atoms.size()));
   if (!pairs) return std::nullopt;
   std::erase_if(*pairs, [&](const IndexPair& pair) {
-    const AtomRecord &a = *walk.atoms[pair.first], &b = *walk.atoms[pair.second];
-    // What is whole stands for its images, too, where it lies on a symmetry element.
-    const bool isIdentity = a.symmetryCode == b.symmetryCode || a.part == 0 || b.part == 0;
-    return !rules.PartsBond(a.part, b.part, isIdentity);
+    // What is whole bonds to every part, and stands for its images, too, where it lies on a symmetry element.
+    const int a = walk.parts[pair.first], b = walk.parts[pair.second];
+    if (a == 0 || b == 0) return false;
+    const bool isIdentity = walk.atoms[pair.first]->symmetryCode == walk.atoms[pair.second]->symmetryCode;
+    return !rules.PartsBond(a, b, isIdentity);
   });
   std::vector<IndexPair> bound = walk.Indexed(rules.Bound());
   std::erase_if(bound, [&](const IndexPair& pair) { return !walk.MayBond(pair.first) || !walk.MayBond(pair.second); });

@@ -1,8 +1,8 @@
 #include "draw/surface/lit_surface.h"
 
 #include <algorithm>
-#include <thread>
 
+#include "base/parallel.h"
 #include "draw/surface/grid_rows.h"
 #include "draw/surface/lit_light.h"
 #include "draw/surface/lit_rays.h"
@@ -12,24 +12,12 @@ namespace {
 
 constexpr int kStripBands = 8;  // drawn before their rows are lit
 
-// Work on the bands of a picture by several threads; each takes the next that is left.
-template <class Work>
-void InThreads(size_t pieces, int threads, Work work) {
-  std::vector<std::jthread> team;
-  const size_t count = std::min(pieces, static_cast<size_t>(std::max(threads, 1)));
-  const auto share = [&](size_t first) {
-    for (size_t i = first; i < pieces; i += count) work(i);
-  };
-  for (size_t i = 1; i < count; ++i) team.emplace_back(share, i);
-  if (count > 0) share(0);
-}
-
 }  // namespace
 
 Image DrawLitSurface(const LitScene& scene, int width, int height, const LitOptions& options) {
   Image picture(width, height);
   if (picture.pixels.empty()) return picture;
-  const int threads = options.threads > 0 ? options.threads : static_cast<int>(std::thread::hardware_concurrency());
+  const size_t threads = ThreadCount(options.threads);
   const bool moving = options.moving;
   const double scale = moving ? 0.5 : 2.0;
   const Lighting light = LightingOf(scene, width, scale, options);
@@ -44,11 +32,11 @@ Image DrawLitSurface(const LitScene& scene, int width, int height, const LitOpti
   int lit = 0;
   for (size_t first = 0; first < rays.Bands(); first += kStripBands) {
     const size_t last = std::min(first + kStripBands, rays.Bands());
-    InThreads(last - first, threads, [&](size_t i) { rays.DrawBand(first + i); });
+    ForEachInParallel(threads, last - first, [&](size_t i, size_t) { rays.DrawBand(first + i); });
     const int drawn = static_cast<int>(last) * kLitBandRows - margin;
     const int ready = last == rays.Bands() ? grid.height : std::max(lit, drawn - drawn % 2);
     const auto pieces = static_cast<size_t>((ready - lit + kLitBandRows - 1) / kLitBandRows);
-    InThreads(pieces, threads, [&](size_t piece) {
+    ForEachInParallel(threads, pieces, [&](size_t piece, size_t) {
       const int top = lit + static_cast<int>(piece) * kLitBandRows;
       const int bottom = std::min(top + kLitBandRows, ready);
       if (moving) {
@@ -66,7 +54,7 @@ Image DrawLitSurface(const LitScene& scene, int width, int height, const LitOpti
   }
   if (!moving) return picture;
   const auto bands = static_cast<size_t>((height + kLitBandRows - 1) / kLitBandRows);
-  InThreads(bands, threads, [&](size_t band) {
+  ForEachInParallel(threads, bands, [&](size_t band, size_t) {
     const int top = static_cast<int>(band) * kLitBandRows;
     for (int y = top; y < std::min(top + kLitBandRows, height); ++y) DoubleRow(coarse, y, &picture.At(0, y), width);
   });

@@ -1,11 +1,10 @@
 #include "refine/factors/normal_matrix.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstring>
-#include <thread>
 
+#include "base/parallel.h"
 #include "refine/factors/structure_factors.h"
 
 namespace marvik {
@@ -144,22 +143,6 @@ std::pair<size_t, size_t> TileOf(size_t index) {
 }
 
 }  // namespace
-
-size_t ThreadCount(int wanted) {
-  if (wanted > 0) return static_cast<size_t>(wanted);
-  return std::clamp<size_t>(std::thread::hardware_concurrency(), 1, 64);
-}
-
-void ForEachInParallel(size_t threads, size_t count, const std::function<void(size_t, size_t)>& work) {
-  threads = std::min(threads, count);
-  std::atomic<size_t> next{0};
-  const auto loop = [&](size_t thread) {
-    for (size_t i = next++; i < count; i = next++) work(i, thread);
-  };
-  std::vector<std::jthread> others;
-  for (size_t t = 1; t < threads; ++t) others.emplace_back(loop, t);
-  loop(0);
-}
 
 RowBatch::RowBatch(size_t parameters, size_t blocks)
     : parameters_(parameters),

@@ -1,16 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <vector>
 
 namespace marvik {
-
-// Calls work(index, thread) for every index below count on so many threads; what an index does must not depend on the
-// thread that does it.
-void ForEachInParallel(size_t threads, size_t count, const std::function<void(size_t index, size_t thread)>& work);
-// 0 asks for as many as the machine has.
-size_t ThreadCount(int wanted);
 
 // Derivative rows of a few blocks of reflections, laid out for NormalMatrix::AddProducts.
 class RowBatch {

@@ -3,6 +3,7 @@
 #include <Eigen/Dense>
 #include <cmath>
 
+#include "base/parallel.h"
 #include "refine/factors/lane_math.h"
 
 namespace marvik {

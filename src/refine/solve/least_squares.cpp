@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "base/parallel.h"
 #include "base/stop.h"
 #include "refine/factors/lane_math.h"
 
