@@ -78,8 +78,9 @@ void WindowSettings::Load() {
   const auto path = PackageFile(kFile);
   if (!path) return;
   const QSettings file(PathToText(*path), QSettings::IniFormat);
-  geometry = file.value(kGeometry).toByteArray();
   layout = file.value(kLayout).toByteArray();
+  // A version without panels left a place that leaves no room for the picture beside them.
+  if (!layout.isEmpty()) geometry = file.value(kGeometry).toByteArray();
   for (const QVariant& id : file.value(kRecentCommands).toList()) recentCommands.push_back(id.toInt());
   directory = file.value(kDirectory).toString();
   selectText = file.value(kSelect).toString();

@@ -293,12 +293,19 @@ TEST_F(RefineFlow, NeedsAScriptThatCanBeRun) {
   fs::remove(folder / "pkg/zqfrommarvik.bat");
   ExpectUntouched("Could Not Create Child Process", "No such file or directory");
   // The one that is installed serves where a package directory has none.
-  PutScript("#!/bin/sh\necho from the installation\nexit 3\n");
+  PutScript("#!/bin/sh\necho from the installation ${MARVIK_ENGINE}\nexit 3\n");
   bench.installedDirectory = folder / "pkg/";
   fs::create_directory(folder / "old");
   {
     const test::WithVariable old(kPackageVariable, folder / "old/");
     ExpectUntouched("Error: Refinement Failed", "from the installation");
+    // A script from before programs could be named stands back for one that is.
+    folder.Put("old/zqfrommarvik.bat", "#!/bin/sh\necho my own\nexit 3\n");
+    fs::permissions(folder / "old/zqfrommarvik.bat", fs::perms::owner_all);
+    ExpectUntouched("Error: Refinement Failed", "my own");
+    bench.settings.Engine = "other-engine";
+    ExpectUntouched("Error: Refinement Failed", "from the installation other-engine");
+    bench.settings.Engine = "";
   }
   bench.installedDirectory = "";
   fs::remove(folder / "pkg/zqfrommarvik.bat");

@@ -12,12 +12,14 @@
 #include <QMimeData>
 #include <QRadioButton>
 #include <QScrollBar>
+#include <QSettings>
 #include <QStatusBar>
 #include <QTest>
 #include <QUrl>
 
 #include "ui/dialogs/argument_dialogs.h"
 #include "ui/panels/panel_set.h"
+#include "ui/text.h"
 
 #include "window_fixture.h"
 
@@ -255,6 +257,10 @@ TEST_F(MainWindowTest, PlaceAndDirectoryAreRemembered) {
   Workbench second(messages);
   MainWindow again(second, messages);
   EXPECT_EQ(again.size(), QSize(444, 333));
+  // A version without panels has left the place of a window that has no room for them.
+  QSettings(ToText(scratch / "pkg/marvikui.ini"), QSettings::IniFormat).remove(QStringLiteral("window/layout"));
+  Workbench third(messages);
+  EXPECT_GT(MainWindow(third, messages).width(), 444);
   QString directory;
   robot.Next([&](QWidget& dialog) {
     directory = dynamic_cast<QFileDialog&>(dialog).directory().path();

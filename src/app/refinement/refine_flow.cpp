@@ -23,6 +23,7 @@ namespace marvik {
 namespace {
 
 constexpr char kFailed[] = "Error: Refinement Failed";
+constexpr char kEngineVariable[] = "MARVIK_ENGINE";  // of the script
 constexpr int kMostChecked = 1000;  // atoms: the CIFs of more are left to the panel, which does not keep one waiting
 constexpr double kCellTolerance = 1e-3;  // Å and degrees: result files may round
 
@@ -131,12 +132,18 @@ class Refinement {
     return FolderOfRuns(bench_) == JobFolder::Shared ? base_ + ".out~" : DirectoryOf(base_) + kOutputName;
   }
 
+  // A package directory that an earlier version has made may lack the script, or have one from before a program could
+  // be named in Preferences, which says more than that script.
+  bool HeedsEngine(const std::string& script) const {
+    if (!StampOf(script)) return false;
+    return bench_.settings.Engine.empty() || ReadWholeFile(script).content.find(kEngineVariable) != std::string::npos;
+  }
+
   ChildCommand MakeCommand() const {
     ChildCommand command;
     command.program = PackageFile(kBatchScript).value_or("");
-    // A package directory that an earlier version has made may lack the script.
     const std::string& installed = bench_.installedDirectory;
-    if (!command.program.empty() && !installed.empty() && !StampOf(command.program)) {
+    if (!command.program.empty() && !installed.empty() && !HeedsEngine(command.program)) {
       command.program = installed + kBatchScript;
     }
     const std::string name = FileNameOf(base_);
@@ -147,7 +154,7 @@ class Refinement {
     // Shells drop the package directory's own variable.
     command.environment = {{"MARVIK_BIN", DirectoryOf(ExecutablePath(""))},
                            {"MARVIK_PACKAGE", PackageFile("").value_or("")}};
-    if (!bench_.settings.Engine.empty()) command.environment.push_back({"MARVIK_ENGINE", bench_.settings.Engine});
+    if (!bench_.settings.Engine.empty()) command.environment.push_back({kEngineVariable, bench_.settings.Engine});
     if (!bench_.settings.EngineOptions.empty())
       command.environment.push_back({"MARVIK_ENGINE_OPTIONS", bench_.settings.EngineOptions});
     return command;
