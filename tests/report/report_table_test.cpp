@@ -28,6 +28,23 @@ TEST(ReportTable, QuotesWhatItsFormNeeds) {
       "\n ]");
   EXPECT_EQ(ReportTable({"a"}).Json(), "[]");
   EXPECT_EQ(WithoutTabs("ab\tÅ\tc\n\td"), "ab      Å       c\n        d");
+  ReportTable large({"n"});
+  large.Number(2.5e9, 0), large.Integer(-7), large.Missing();
+  EXPECT_EQ(large.Json(0), "[\n{\"n\":2500000000.0},\n{\"n\":-7},\n{\"n\":null}\n]");
+}
+
+// The first and last of each range that UTF-8 allows, and what stands just outside (RFC 3629).
+TEST(ReportTable, TakesUtf8AsItIsAndAnythingElseAsLatin1) {
+  for (const char* good : {"\x7f", "\xc2\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xed\x9f\xbf", "\xef\xbf\xbf",
+                           "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"})
+    EXPECT_EQ(Utf8Of(good), good);
+  for (const char* bad : {"\xc1\xbf", "\xe0\x9f\x80", "\xed\xa0\x80", "\xf0\x8f\x80\x80", "\xf4\x90\x80\x80",
+                          "\xf5\x80", "\x80", "\xc3", "\xe2\x82"}) {
+    const std::string_view bytes = bad;
+    std::string latin;
+    for (const char c : bytes) latin += {static_cast<char>(c & 0x40 ? 0xc3 : 0xc2), static_cast<char>(c & 0xbf)};
+    EXPECT_EQ(Utf8Of(bytes), latin);
+  }
 }
 
 }  // namespace marvik::test

@@ -26,6 +26,7 @@ TEST(StructureFacts, AddUpWhatTheCellHolds) {
   EXPECT_EQ(facts["Formula given"], "C2 O4 Zn");
   // Two general positions for a Z of 2: half an atom of zinc to the formula unit.
   EXPECT_EQ(facts["Formula found"], "C O Zn0.5");
+  EXPECT_EQ(facts["Cell"], "10.0000, 11.0000, 12.0000 Å\n90.000, 95.000, 90.000°");
   EXPECT_EQ(facts["Z, Z'"], "2, 1");
   EXPECT_EQ(facts["Space group"], "P -1 (No. 2)");
   EXPECT_EQ(facts["Volume"], "1315.0 Å³");
@@ -38,6 +39,9 @@ TEST(StructureFacts, AddUpWhatTheCellHolds) {
   for (const StructureFact& fact : StructureFacts(document)) facts[fact.caption] = fact.value;
   EXPECT_EQ(facts["Formula given"], "C4 O8 Zn2");
   EXPECT_TRUE(StructureFacts(Document()).empty());
+  // Hill's order; carbon makes hydrogen the second.
+  EXPECT_EQ(FormulaText({{"O", 1.004}, {"H", 12.5}, {"Br", 0.004}, {"C", 6}, {"Al", 2.0 / 3}}), "C6 H12.5 Al0.67 O");
+  EXPECT_EQ(FormulaText({{"O", 4}, {"H", 2}, {"Ca", 1}}), "Ca H2 O4");
 }
 
 TEST(Reports, APlaneNamesItsAtomsAndTellsHowFarTheOthersAreOff) {
