@@ -28,7 +28,18 @@ TEST(Publication, ValuesAreHeldAgainstWhatTheirItemsTake) {
     EXPECT_EQ(PublicationFault(item, value), "") << item;
   EXPECT_EQ(PublicationFault("_exptl_absorpt_correction_T_min", "1.2"),
             "_exptl_absorpt_correction_T_min takes 0 to 1, not 1.2.");
-  EXPECT_NE(PublicationFault("_cell_measurement_reflns_used", "many"), "");
+  EXPECT_EQ(PublicationFault("_cell_measurement_reflns_used", "2"),
+            "_cell_measurement_reflns_used takes a number from 3 on, not 2.");
+  EXPECT_EQ(PublicationFault("_exptl_crystal_size_max", "many"),
+            "_exptl_crystal_size_max takes 0 to 100 mm, not many.");
+  EXPECT_EQ(PublicationFault("_chemical_absolute_configuration", "R"),
+            "_chemical_absolute_configuration takes rm, ad, rmad, syn, unk, dyn, not R.");
+  EXPECT_EQ(PublicationFault("_exptl_crystal_face_index_h", "1 | 0 | 0\n 0.1\n0 | 1 | 0 | 0.2 | 7"),
+            "A line takes _exptl_crystal_face_index_h | _exptl_crystal_face_index_k | _exptl_crystal_face_index_l | "
+            "_exptl_crystal_face_perp_dist, not 0 | 1 | 0 | 0.2 | 7.");
+  EXPECT_EQ(AllowedText(*FindPublicationField("_exptl_crystal_density_method")),
+            "not measured, flotation in aqueous KI, ...");
+  EXPECT_EQ(AllowedText(*FindPublicationField("_exptl_special_details")), "");
   EXPECT_NE(PublicationFault("_exptl_absorpt_correction_type", "SADABS-like"), "");
 }
 
@@ -64,6 +75,39 @@ TEST(Publication, ListingsAndParameterFilesFillWhatIsOpen) {
     EXPECT_NE(filling.find(line), std::string::npos) << line << filling;
   EXPECT_EQ(filling.find("_exptl_crystal_description"), std::string::npos);
   EXPECT_EQ(filling.find("theta_max"), std::string::npos);
+}
+
+TEST(Publication, ALineOfAListingIsWhatItsWordsSay) {
+  const auto path = std::filesystem::path(testing::TempDir()) / ("listing" + std::to_string(getpid()) + ".sum");
+  // "" where the line says nothing that an item takes.
+  for (const auto& [line, items] : std::initializer_list<std::pair<const char*, const char*>>{
+           {"Crystal dimensions: 0.2 x 0.05 x 0.11", "max 0.200 mid 0.110 min 0.050"},
+           {"Crystal size = 0.2 x 0.1", ""},
+           {"Crystal habit: needle", "description needle"},
+           {"T_min = 0.5, and 0.7", "T_min 0.5"},
+           {"Maximum transmission 0.98", "T_max 0.98"},
+           {"Minimum and maximum apparent transmission: 0.61", ""},
+           {"Tube voltage [kV]: 50", "voltage 50"},
+           {"Generator current: 0.6 mA", "current 0.6"},
+           {"Reflections for the cell: 2", ""},
+           {"Theta(min) of the cell = 2.5, 27.125", "theta_max 27.125 theta_min 2.5"},
+           {"Monochromator: graphite", "monochromator graphite"},
+           {"Detector type = Pixel 1M", "detector_type 'Pixel 1M'"},
+           {"Absorption correction: MULTI-SCAN", "type multi-scan"},
+           {"Colour of the moon: red", ""},
+           {"Crystal color: Dark Red", "colour 'Dark Red'"}}) {
+    WriteFileAtomically(path.string(), std::string(line) + "\n");
+    std::string found;
+    for (const auto& [name, item] : ReadPublicationSource(path.string()).items.items) {
+      const size_t behind = std::max(item.name.rfind('_'), size_t{1});
+      const bool isLong = item.name.find("_T_") != item.name.npos || item.name.find("theta_") != item.name.npos ||
+                          item.name.ends_with("detector_type");
+      found += (found.empty() ? "" : " ") +
+               item.name.substr(isLong ? item.name.rfind('_', behind - 1) + 1 : behind + 1) + " " + item.value;
+    }
+    EXPECT_EQ(found, items) << line;
+  }
+  std::filesystem::remove(path);
 }
 
 TEST(Publication, ChangesAreKeptByBlockAndTakenBack) {
@@ -106,7 +150,6 @@ TEST(Publication, LoopsOfAuthorsAreEditedAsLines) {
   const auto none = ChangedPublication(*kept, ItemChange("_publ_author_name", "?"), "a", problem);
   ASSERT_TRUE(none);
   EXPECT_EQ(none->find("_publ_author"), std::string::npos);
-  EXPECT_NE(PublicationFault("_exptl_crystal_face_index_h", "1 | 0 | 0 | 0.1 | 7"), "");
   // Another CIF proposes its authors.
   const PublicationSource source{"other.cif", ReadKnownItems("data_o\nloop_\n_publ_author_name\n'C, D.'\n'E, F.'\n")};
   const auto rows = PublicationRows(kCif, "a", "", std::span(&source, 1));
@@ -119,7 +162,9 @@ TEST(Publication, FindingsGetTheJournalsFormForReplies) {
   const ReplyForm form = ReplyTo(finding, "x");
   EXPECT_EQ(form.item, "_vrf_PLAT041_x");
   EXPECT_EQ(form.text, "PROBLEM: So it is.\nRESPONSE: ");
-  EXPECT_EQ(ReplyTo(Finding{}, "x").item, "");
+  for (const auto& [test, item] : {std::pair{"cell-trigonal", "_vrf_PLAT131_x"},
+                                   std::pair{"cell-monoclinic", "_vrf_PLAT134_x"}, std::pair{"no-such-test", ""}})
+    EXPECT_EQ(ReplyTo(Finding{test, FindingLevel::A, {}, 0, {}, {}, "", "", {}}, "x").item, item);
 }
 
 }  // namespace
