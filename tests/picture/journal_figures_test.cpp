@@ -72,7 +72,14 @@ TEST_F(Figure, HasTheWidthOfItsColumnsAndNoEmptyRows) {
   EXPECT_GT(tags[257], 60u);
   EXPECT_LT(tags[257], 992u / 2);
   EXPECT_EQ(tags[259], 5u);  // LZW
+  EXPECT_EQ(tags[317], 2u);  // differences along the rows
+  EXPECT_EQ(tags[278], 2u);  // rows of a strip, which is to have about 8000 bytes
   EXPECT_EQ(tags[296], 2u);  // inch
+  for (const int tag : {282, 283}) {
+    uint32_t dots[2]{};
+    std::memcpy(dots, bytes->data() + tags[tag], sizeof dots);
+    EXPECT_EQ(dots[0], 300 * dots[1]) << tag;
+  }
   options.trim = false;
   EXPECT_EQ(TiffTags(*Drawn("tif", options))[257], 992u);
 }
@@ -302,6 +309,12 @@ TEST_F(Figure, SwingsFromTheOtherModelAndLeavesTheAtomsWhereTheyWere) {
   EXPECT_GT(count(still), 12u);
   EXPECT_LE(count(still), 20u) << "the way back is the way there";
   EXPECT_EQ(document.atoms.head->fract, there);
+  moved->fract = there;
+  for (const double u : {0.03005, 0.05}) {
+    moved->u[0] = u;
+    EXPECT_EQ(Drawn("apng", options).has_value(), u > 0.04) << "an ellipsoid that swells";
+  }
+  EXPECT_EQ(document.atoms.head->u[0], 0.03);
   EXPECT_FALSE(Drawn("pdf", options));
   EXPECT_EQ(messages.shown.back().text, "A swing is written as .png or .apng, not as .pdf.");
   for (AtomRecord* atom : Atoms(other->atoms)) atom->name = "X";
