@@ -79,9 +79,8 @@ C1	C2	O1				90.00(8)
 C2	O1	H1				90.00
 # Of the test.
 )");
-  EXPECT_EQ(
-      Text(ReportKind::Torsions),
-      R"(atom1	atom2	atom3	atom4	symmetry1	symmetry2	symmetry3	symmetry4	value
+  EXPECT_EQ(Text(ReportKind::Torsions),
+            R"(atom1	atom2	atom3	atom4	symmetry1	symmetry2	symmetry3	symmetry4	value
 C1	C2	O1	H1					90.0
 # Of the test.
 )");
