@@ -39,8 +39,13 @@ struct ExecImage {
 };
 
 // In the child, up to exec; gives the error number when that fails.
-int BecomeProgram(const ChildCommand& command, const ExecImage& image) {
+int BecomeProgram(const ChildCommand& command, const ExecImage& image, int guardLine) {
   setpgid(0, 0);
+  // Before there is anything to be left behind, so that no moment is without a guard. Where there is none the run is
+  // none the worse.
+  const pid_t group = getpid();
+  signal(SIGPIPE, SIG_IGN);
+  [[maybe_unused]] const ssize_t told = guardLine >= 0 ? write(guardLine, &group, sizeof group) : 0;
   // Raising a priority needs rights that a user rarely has; the run is none the worse.
   if (const int nice = NiceValueOf(command.priorityClass); nice != 0) setpriority(PRIO_PROCESS, 0, nice);
   sigset_t none;
@@ -79,21 +84,31 @@ int EndProcessGroup(pid_t group, StillThere stillThere) {
   return 0;
 }
 
-// What the guard of a run does: waits at a pipe whose other end this program holds. A byte says that nothing is left to
-// do; the pipe's end, that this program is gone however it ended, and the group is ended too. Only what may be called
-// behind a fork.
-[[noreturn]] void GuardGroup(int pipe, pid_t group) {
+// All that is asked for, however it comes; false at the pipe's end.
+bool ReadWhole(int pipe, void* to, size_t size) {
+  auto* at = static_cast<char*>(to);
+  for (const char* end = at + size; at < end;) {
+    const ssize_t got = read(pipe, at, static_cast<size_t>(end - at));
+    if (got == 0 || (got < 0 && errno != EINTR)) return false;
+    at += std::max<ssize_t>(got, 0);
+  }
+  return true;
+}
+
+// What the guard of a run does: waits at a pipe whose other end this program holds. The program that is run tells its
+// group first; a byte then says that nothing is left to do, the pipe's end, that this program is gone however it ended,
+// and the group is ended too. Only what may be called behind a fork.
+[[noreturn]] void GuardGroup(int pipe) {
   setpgid(0, 0);
   for (const int number : {SIGINT, SIGTERM, SIGPIPE, SIGHUP}) signal(number, SIG_IGN);
   dup2(pipe, 0);
   // Nobody is to wait for the end of a pipe or a connection because the guard still holds it.
   constexpr int kMostDescriptors = 4096;
   for (int descriptor = 1; descriptor < kMostDescriptors; ++descriptor) close(descriptor);
+  pid_t group = 0;
   char byte = 0;
-  ssize_t got = 0;
-  while ((got = read(0, &byte, 1)) < 0 && errno == EINTR) {
-  }
-  if (got == 0) EndProcessGroup(group, [group] { return kill(-group, 0) == 0; });
+  if (ReadWhole(0, &group, sizeof group) && !ReadWhole(0, &byte, 1))
+    EndProcessGroup(group, [group] { return kill(-group, 0) == 0; });
   _exit(0);
 }
 
@@ -110,9 +125,10 @@ int ChildProcess::Start(const ChildCommand& command) {
   int report[2];
   if (pipe(report) != 0) return errno;
   for (const int end : report) fcntl(end, F_SETFD, FD_CLOEXEC);
+  StartGuard();
   const pid_t pid = fork();
   if (pid == 0) {
-    const int error = BecomeProgram(command, image);
+    const int error = BecomeProgram(command, image, guardLine_);
     const ssize_t written = write(report[1], &error, sizeof error);
     _exit(written == sizeof error ? 127 : 126);
   }
@@ -125,24 +141,26 @@ int ChildProcess::Start(const ChildCommand& command) {
   close(report[0]);
   if (pid > 0 && error) waitpid(pid, nullptr, 0);
   pid_ = error ? 0 : pid;
-  if (pid_) StartGuard();
+  if (!pid_) DismissGuard();
   return error;
 }
 
-// Where none can be had the run is none the worse.
 void ChildProcess::StartGuard() {
   int line[2];
   if (pipe(line) != 0) return;
   for (const int end : line) fcntl(end, F_SETFD, FD_CLOEXEC);
   guard_ = fork();
-  if (guard_ == 0) GuardGroup(line[0], pid_);
+  if (guard_ == 0) GuardGroup(line[0]);
   close(line[0]);
-  guardLine_ = line[1];
+  if (guard_ > 0)
+    guardLine_ = line[1];
+  else
+    close(line[1]);
 }
 
 void ChildProcess::DismissGuard() {
   if (guardLine_ < 0) return;
-  const bool told = guard_ > 0 && write(guardLine_, "", 1) == 1;
+  const bool told = write(guardLine_, "", 1) == 1;
   close(std::exchange(guardLine_, -1));
   if (told) waitpid(guard_, nullptr, 0);
 }
