@@ -4,30 +4,16 @@
 #include <cmath>
 #include <gemmi/symmetry.hpp>
 #include <map>
-#include <numbers>
 
 #include "base/numbers.h"
 #include "crystal/symmetry.h"
-#include "refine/map/transform.h"
+#include "phase/phase_overlap.h"
 
 namespace marvik::phase {
 namespace {
 
-constexpr double kTurn = 2.0 * std::numbers::pi;
 constexpr size_t kMostReflections = 4000;
-constexpr int kPeaks = 3;
-using Vector = std::array<double, 3>;
-
-double Dot(const Miller& h, const Vector& u) {
-  return h[0] * u[0] + h[1] * u[1] + h[2] * u[2];
-}
-
-Vector TurnedVector(const Rotation& r, const Vector& x) {
-  Vector y{};
-  for (size_t i = 0; i < 3; ++i)
-    for (size_t j = 0; j < 3; ++j) y[i] += r[i][j] * x[j];
-  return y;
-}
+constexpr size_t kPeaks = Overlap::kPeaks;
 
 // x = B x' between coordinates of the cell and of the primitive basis.
 Mat3 BasisOf(const Centring& centring) {
@@ -44,122 +30,6 @@ Rotation OnPrimitive(const Rotation& r, const Centring& centring) {
   for (size_t i = 0; i < 3; ++i)
     for (size_t j = 0; j < 3; ++j) out[i][j] = RoundHalfAway(turned.m[i][j]);
   return out;
-}
-
-// T(u) = Σ E(h) E(hR) cos(φ(hR) - φ(h) + 2π h·u) / Σ E(h) E(hR): 1 where (R, u) is an operation of the structure.
-struct Overlap {
-  Rotation rotation{};  // on the primitive basis
-  std::vector<Miller> h;
-  std::vector<std::complex<double>> terms;  // sum of moduli 1
-  GridShape grid{};
-  std::vector<float> map;
-  std::vector<Vector> peaks;  // highest first
-
-  double At(const Vector& u) const {
-    double sum = 0.0;
-    for (size_t i = 0; i < h.size(); ++i) {
-      const double a = kTurn * Dot(h[i], u);
-      sum += terms[i].real() * std::cos(a) - terms[i].imag() * std::sin(a);
-    }
-    return sum;
-  }
-  double Interpolated(const Vector& u) const;
-  void MakeMap();
-  void FindPeaks();
-  void Climb(Vector& u) const;
-};
-
-double Overlap::Interpolated(const Vector& u) const {
-  size_t at[3][2];
-  double part[3];
-  for (size_t i = 0; i < 3; ++i) {
-    const double v = (u[i] - std::floor(u[i])) * static_cast<double>(grid[i]);
-    const auto low = static_cast<size_t>(v);
-    part[i] = v - static_cast<double>(low);
-    at[i][0] = low % grid[i];
-    at[i][1] = (low + 1) % grid[i];
-  }
-  double sum = 0.0;
-  for (size_t n = 0; n < 8; ++n) {
-    const size_t a = n >> 2 & 1, b = n >> 1 & 1, c = n & 1;
-    sum += (a ? part[0] : 1 - part[0]) * (b ? part[1] : 1 - part[1]) * (c ? part[2] : 1 - part[2]) *
-           static_cast<double>(map[(at[0][a] * grid[1] + at[1][b]) * grid[2] + at[2][c]]);
-  }
-  return sum;
-}
-
-void Overlap::MakeMap() {
-  std::array<int, 3> most{1, 1, 1};
-  for (const Miller& m : h)
-    for (size_t i = 0; i < 3; ++i) most[i] = std::max(most[i], std::abs(m[i]));
-  for (size_t i = 0; i < 3; ++i) grid[i] = FriendlySize(static_cast<size_t>(7 * most[i] / 2 + 2));
-  const size_t half = grid[2] / 2 + 1;
-  std::vector<std::complex<float>> c(grid[0] * grid[1] * half);
-  const auto wrap = [&](int i, size_t axis) {
-    return static_cast<size_t>(i < 0 ? i + static_cast<int>(grid[axis]) : i);
-  };
-  for (size_t i = 0; i < h.size(); ++i) {
-    for (const int sign : {1, -1}) {
-      if (sign * h[i][2] < 0) continue;
-      const auto value = std::complex<float>(sign > 0 ? terms[i] : std::conj(terms[i])) * 0.5f;
-      c[(wrap(sign * h[i][0], 0) * grid[1] + wrap(sign * h[i][1], 1)) * half + static_cast<size_t>(sign * h[i][2])] +=
-          value;
-    }
-  }
-  map.resize(grid[0] * grid[1] * grid[2]);
-  TransformToReal(grid, c.data(), map.data());
-}
-
-// Newton steps towards the maximum of the exact sum.
-void Overlap::Climb(Vector& u) const {
-  for (int step = 0; step < 3; ++step) {
-    Vector gradient{};
-    Mat3 hessian;
-    for (size_t i = 0; i < h.size(); ++i) {
-      const double a = kTurn * Dot(h[i], u);
-      const double c = std::cos(a), s = std::sin(a);
-      const double value = terms[i].real() * c - terms[i].imag() * s;
-      const double slope = -terms[i].real() * s - terms[i].imag() * c;
-      for (size_t j = 0; j < 3; ++j) {
-        gradient[j] += kTurn * h[i][j] * slope;
-        for (size_t k = 0; k < 3; ++k) hessian.m[j][k] -= kTurn * kTurn * h[i][j] * h[i][k] * value;
-      }
-    }
-    const Mat3 inverse = Inverse(hessian);
-    for (size_t j = 0; j < 3; ++j) {
-      double move = 0.0;
-      for (size_t k = 0; k < 3; ++k) move -= inverse.m[j][k] * gradient[k];
-      if (!std::isfinite(move)) return;
-      u[j] += std::clamp(move, -0.5 / static_cast<double>(grid[j]), 0.5 / static_cast<double>(grid[j]));
-    }
-  }
-}
-
-void Overlap::FindPeaks() {
-  const size_t n1 = grid[0], n2 = grid[1], n3 = grid[2];
-  const auto at = [&](size_t i, size_t j, size_t k) { return map[((i % n1) * n2 + j % n2) * n3 + k % n3]; };
-  std::vector<std::pair<float, Vector>> found;
-  for (size_t i = 0; i < n1; ++i) {
-    for (size_t j = 0; j < n2; ++j) {
-      for (size_t k = 0; k < n3; ++k) {
-        const float v = at(i, j, k);
-        if (v < 0.1f) continue;
-        bool top = true;
-        for (size_t n = 0; n < 27 && top; ++n)
-          top = n == 13 || at(i + n1 + n / 9 - 1, j + n2 + n / 3 % 3 - 1, k + n3 + n % 3 - 1) <= v;
-        if (top)
-          found.push_back(
-              {-v,
-               {static_cast<double>(i) / static_cast<double>(n1), static_cast<double>(j) / static_cast<double>(n2),
-                static_cast<double>(k) / static_cast<double>(n3)}});
-      }
-    }
-  }
-  std::sort(found.begin(), found.end());
-  for (size_t i = 0; i < std::min<size_t>(found.size(), kPeaks); ++i) {
-    peaks.push_back(found[i].second);
-    Climb(peaks.back());
-  }
 }
 
 // E·exp(iφ) of every reflection of the sphere, on the primitive basis.
@@ -244,72 +114,6 @@ std::vector<Search::Operation> Search::OperationsOf(const SpaceGroup& group) con
   return operations;
 }
 
-// Integer row and column steps that make a matrix diagonal: rows · A · columns = diagonal.
-struct Diagonalised {
-  std::vector<std::array<int, 3>> a;
-  std::vector<std::vector<int>> rows;  // unimodular, of the size of a
-  Rotation columns{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
-
-  explicit Diagonalised(std::vector<std::array<int, 3>> matrix) : a(std::move(matrix)) {
-    const size_t n = a.size();
-    rows.assign(n, std::vector<int>(n, 0));
-    for (size_t i = 0; i < n; ++i) rows[i][i] = 1;
-    for (size_t d = 0; d < 3; ++d) Clear(d);
-  }
-
- private:
-  void Clear(size_t d) {
-    const size_t n = a.size();
-    while (true) {
-      size_t pi = n, pj = 3;
-      for (size_t i = d; i < n; ++i)
-        for (size_t j = d; j < 3; ++j)
-          if (a[i][j] != 0 && (pi == n || std::abs(a[i][j]) < std::abs(a[pi][pj]))) pi = i, pj = j;
-      if (pi == n) return;
-      std::swap(a[d], a[pi]);
-      std::swap(rows[d], rows[pi]);
-      for (auto& row : a) std::swap(row[d], row[pj]);
-      for (auto& row : columns) std::swap(row[d], row[pj]);
-      bool done = true;
-      for (size_t i = 0; i < n; ++i) {
-        if (i == d || a[i][d] == 0) continue;
-        const int q = a[i][d] / a[d][d];
-        for (size_t j = 0; j < 3; ++j) a[i][j] -= q * a[d][j];
-        for (size_t j = 0; j < n; ++j) rows[i][j] -= q * rows[d][j];
-        done = done && a[i][d] == 0;
-      }
-      for (size_t j = d + 1; j < 3; ++j) {
-        const int q = a[d][j] / a[d][d];
-        for (auto& row : a) row[j] -= q * row[d];
-        for (auto& row : columns) row[j] -= q * row[d];
-        done = done && a[d][j] == 0;
-      }
-      if (done) return;
-    }
-  }
-};
-
-// Every O with A·O = b modulo 1 as far as A has rank; free directions stay 0.
-std::vector<Vector> SolveModulo(const Diagonalised& d, const std::vector<double>& b) {
-  std::vector<Vector> solutions{{}};
-  for (size_t i = 0; i < 3; ++i) {
-    const int s = i < d.a.size() ? std::abs(d.a[i][i]) : 0;
-    if (s == 0) continue;
-    double c = 0.0;
-    for (size_t j = 0; j < b.size(); ++j) c += d.rows[i][j] * b[j];
-    std::vector<Vector> more;
-    for (const Vector& y : solutions) {
-      for (int k = 0; k < s; ++k) {
-        more.push_back(y);
-        more.back()[i] = (c + k) / d.a[i][i];
-      }
-    }
-    solutions = std::move(more);
-  }
-  for (Vector& y : solutions) y = TurnedVector(d.columns, y);
-  return solutions;
-}
-
 std::vector<size_t> Search::GeneratorsOf(const std::vector<Operation>& operations) {
   std::vector<size_t> generators;
   std::vector<Rotation> made;
@@ -345,7 +149,7 @@ bool Search::Place(GroupCandidate& candidate) {
       matrix.push_back(row);
     }
   }
-  const Diagonalised diagonal(matrix);
+  const ModularEquations equations(matrix);
   double best = -2.0;
   Vector origin{};
   size_t combinations = 1;
@@ -360,7 +164,7 @@ bool Search::Place(GroupCandidate& candidate) {
       for (size_t i = 0; i < 3; ++i) b.push_back(peaks[rest % kPeaks][i] - operations[generators[g]].t[i]);
     }
     if (!there) continue;
-    for (const Vector& o : SolveModulo(diagonal, b)) {
+    for (const Vector& o : equations.Solve(b)) {
       double sum = 0.0;
       for (size_t i = 0; i < operations.size(); ++i)
         sum += overlaps[i]->Interpolated(Translation(operations[i].r, operations[i].t, o));
