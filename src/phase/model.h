@@ -2,19 +2,11 @@
 
 #include <vector>
 
+#include "phase/quick_refinement.h"
 #include "phase/symmetry_search.h"
-#include "refine/constraints/parameters.h"
 #include "refine/map/fourier.h"
-#include "refine/solve/least_squares.h"
 
 namespace marvik::phase {
-
-// What the quick refinement moves besides the coordinates.
-struct Freedom {
-  bool occupancies = false;
-  bool scale = false;
-  bool ownDisplacements = false;  // else one U for all
-};
 
 // But hydrogen, in the asymmetric unit.
 double AtomsToExpect(const Problem& problem, const SpaceGroup& group);
