@@ -3,22 +3,19 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
-#include <set>
-#include <sstream>
 
 #include "base/numbers.h"
-#include "chem/bonds/connectivity.h"
-#include "chem/bonds/hybridization.h"
-#include "chem/hydrogens/hfix.h"
-#include "chem/hydrogens/hydrogen_geometry.h"
 #include "crystal/site_symmetry.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
 #include "language/instruction.h"
+#include "phase/added_hydrogens.h"
 #include "phase/elements.h"
+#include "phase/instruction_edits.h"
 #include "phase/lattice.h"
 #include "phase/molecules.h"
 #include "phase/rotors.h"
+#include "phase/suspects.h"
 #include "refine/job/prepare.h"
 #include "refine/job/session.h"
 #include "refine/output/tables.h"
@@ -31,32 +28,10 @@ constexpr double kMissingPeak = 2.0;    // e/Å3
 constexpr double kLargestU = 0.25;      // Å²
 constexpr double kSmeared = 3.5;        // times the usual displacement
 constexpr double kHydrogenPeak = 0.25;  // e/Å3
-constexpr double kSuspicious = 0.25;    // of ln(U), off that of the neighbours
-constexpr double kEndMotion = 0.25;     // of ln(U), that atoms at ends move more
 constexpr size_t kMostLaws = 5;         // of twinning
 constexpr double kTwinGain = 0.96;      // of R1, that a share more needs
 constexpr double kSettled = 0.04;       // mean shift in uncertainties that a step leaves
 constexpr int kMostFull = 2500;         // parameters of a full matrix; beyond, conjugate gradients
-
-// Puts lines before the first line that begins with a keyword.
-std::string WithLines(std::string text, const std::string& keyword, const std::string& lines) {
-  const size_t at = text.find("\n" + keyword);
-  if (at != std::string::npos) text.insert(at + 1, lines);
-  return text;
-}
-
-std::string WithReplaced(std::string text, const std::string& keyword, const std::string& line) {
-  const size_t at = text.find("\n" + keyword);
-  if (at == std::string::npos) return text;
-  const size_t end = text.find('\n', at + 1);
-  return text.replace(at + 1, end - at - 1, line);
-}
-
-// Without what stands behind END: peaks would be read as atoms.
-std::string UpToEnd(const std::string& text) {
-  const size_t at = text.find("\nEND");
-  return at == std::string::npos ? text : text.substr(0, at) + "\nEND\n";
-}
 
 double Median(std::vector<double> values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -251,26 +226,10 @@ class Completer {
     }
   }
 
-  // Laws of twinning that the lattice allows and the group does not have, one for each way to lie.
-  std::vector<Rotation> TwinLaws() const {
-    const auto& known = KnownCentrings();
-    const auto lattice = std::find_if(known.begin(), known.end(),
-                                      [&](const Centring& c) { return c.latt == std::abs(candidate_.group.latt); });
-    const std::vector<Rotation> own = ProperRotations(candidate_.group.group);
-    std::set<Rotation> covered(own.begin(), own.end());
-    std::vector<Rotation> laws;
-    for (const Rotation& r : MetricSymmetry(problem_.metric, lattice == known.end() ? known[0] : *lattice)) {
-      if (covered.count(r)) continue;
-      laws.push_back(r);
-      for (const Rotation& o : own) covered.insert(Product(o, r));
-    }
-    return laws;
-  }
-
   // Each law with a share of its own; the best stays when it explains much.
   void Twin() {
     if (Last().find("\nTWIN") != std::string::npos) return;
-    std::vector<Rotation> laws = TwinLaws();
+    std::vector<Rotation> laws = TwinLaws(problem_.metric, candidate_.group.latt, candidate_.group.group);
     if (laws.size() > kMostLaws) laws.resize(kMostLaws);
     std::unique_ptr<Session> best;
     std::string said;
@@ -303,7 +262,7 @@ class Completer {
       Document document;
       RecordingMessages messages;
       if (!ReadInstructionText(document, Last(), messages)) return;
-      const std::vector<std::string> suspects = Suspects();
+      const std::vector<std::string> suspects = Suspects(Last());
       for (AtomRecord* atom : Atoms(document.atoms)) {
         if (std::find(suspects.begin(), suspects.end(), atom->name) == suspects.end()) continue;
         atom->occupancy = atom->codedValues[kCodedOccupancy] = 1.0;
@@ -333,7 +292,7 @@ class Completer {
       if (UseElements(electrons)) {
         GatherMolecules(candidate_);
         const std::string model = ComposeInstructions(problem_, candidate_);
-        const auto session = Refined(WithLines(model, "WGHT", TwinLines() + "ANIS\n"));
+        const auto session = Refined(WithLines(model, "WGHT", TwinLines(Last()) + "ANIS\n"));
         better = session && session->result.final.wR2 < completion_.steps.back().wR2;
         if (better) completion_.steps.pop_back(), Keep("anisotropic", *session);
       }
@@ -343,48 +302,9 @@ class Completer {
     }
   }
 
-  // Of the last step.
-  std::string TwinLines() const {
-    std::istringstream text(Last());
-    std::string lines;
-    for (std::string line; std::getline(text, line);)
-      if (line.starts_with("TWIN") || line.starts_with("BASF")) lines += line + "\n";
-    return lines;
-  }
-
   static const Site* SiteNamed(const Structure& s, const std::string& name) {
     const auto at = std::find_if(s.sites.begin(), s.sites.end(), [&](const Site& site) { return site.name == name; });
     return at == s.sites.end() ? nullptr : &*at;
-  }
-
-  // Light atoms, whole and ordered, that move much less or more than their neighbours: a third of all at most, so that
-  // the others keep the scale.
-  std::vector<std::string> Suspects() {
-    Document document;
-    RecordingMessages messages;
-    Structure s;
-    std::vector<std::string> notes, names;
-    std::string sentence;
-    if (!ReadInstructionText(document, Last(), messages) || !BuildStructure(document, s, notes, sentence)) return names;
-    const NeighbourTable near = ImagesWithin(s, 2.2);
-    std::vector<std::pair<double, std::string>> found;
-    for (size_t i = 0; i < s.sites.size(); ++i) {
-      const Site& site = s.sites[i];
-      const int z = s.scatterers[static_cast<size_t>(site.scatterer)].electrons;
-      if (site.part != 0 || site.code[kRawOccupancy] != 11.0 || z < 5 || z > 17 || site.hydrogen) continue;
-      double sum = 0.0, n = 0.0;
-      for (const Neighbour& other : near[i]) {
-        const Site& beside = s.sites[static_cast<size_t>(other.site)];
-        if (beside.hydrogen || !PartsMeet(site, beside, other.IsIdentity())) continue;
-        sum += s.Ueq(beside), n += 1.0;
-      }
-      if (n == 0.0) continue;
-      const double off = std::log(std::max(1e-4, s.Ueq(site)) * n / std::max(1e-4, sum)) - (n < 1.5 ? kEndMotion : 0.0);
-      if (std::fabs(off) > kSuspicious) found.emplace_back(-std::fabs(off), site.name);
-    }
-    std::sort(found.begin(), found.end());
-    for (size_t i = 0; i < found.size() && 3 * i < s.sites.size(); ++i) names.push_back(found[i].second);
-    return names;
   }
 
   void Extinction() {
@@ -399,72 +319,14 @@ class Completer {
 
   void Hydrogens() {
     if (!HasHydrogen() || hydrogens_ > 0) return;
-    Document document;
-    RecordingMessages messages;
-    if (!ReadInstructionText(document, Last(), messages)) return;
-    document.RecomputePositions();
-    Connect(document, messages);
-    if (!HybridizeAll(document, messages)) return;
-    AssignHfixCodes(document);
-    std::string lines;
-    for (const HfixEntry& entry : document.atoms.hfix) lines += entry.text + "\n";
-    if (!lines.empty()) Try("hydrogens", WithLines(Last(), "WGHT", lines), 0.65);
+    const std::string text = WithRidingHydrogens(Last());
+    if (!text.empty()) Try("hydrogens", text, 0.65);
   }
 
-  // Those that no geometry tells, of water and of groups on special positions, as the map shows them.
   void MapHydrogens() {
     if (!HasHydrogen() || missing_.empty()) return;
-    Document document;
-    RecordingMessages messages;
-    if (!ReadInstructionText(document, Last(), messages)) return;
-    std::vector<Fractional> hydrogens;
-    for (const AtomRecord* atom : Atoms(document.atoms))
-      if (atom->IsHydrogen()) hydrogens.push_back(atom->fract);
-    std::vector<std::pair<AtomRecord*, std::vector<const Peak*>>> found;
-    for (const Peak& peak : missing_) {
-      AtomRecord* carrier = CarrierOf(document, peak.x);
-      const bool taken = std::any_of(hydrogens.begin(), hydrogens.end(), [&](const Fractional& h) {
-        return problem_.metric.DistanceSquared(peak.x, h) < 1.2 * 1.2;
-      });
-      if (!carrier || taken) continue;
-      hydrogens.push_back(peak.x);
-      auto at = std::find_if(found.begin(), found.end(), [&](const auto& f) { return f.first == carrier; });
-      if (at == found.end()) at = found.insert(at, {carrier, {}});
-      at->second.push_back(&peak);
-    }
-    const double temperature = TemperatureOf(document).value_or(20.0);
-    std::string restraints;
-    for (const auto& [carrier, peaks] : found) {
-      const int z = carrier->element->atomicNumber;
-      const HfixGroup& group = *FindHfixGroup((z == 8 ? kHfixBondedHydroxyl : kHfixAromatic) / 10);
-      AtomRecord* place = carrier;
-      while (place->next && place->next->IsHydrogen()) place = place->next;
-      for (size_t i = 0; i < peaks.size(); ++i) {
-        AtomRecord* h = AddHydrogen(document, *carrier, place, i, peaks.size(), messages);
-        if (!h) return;
-        place = h;
-        h->fract = peaks[i]->x;
-        h->occupancy = h->codedValues[kCodedOccupancy] = 10.0 + peaks[i]->siteFraction;
-        h->u[0] = h->codedValues[kCodedU] = group.uisoFactor;
-        restraints +=
-            Printf("DFIX %.2f 0.02 ", HydrogenDistance(group.m, z, temperature)) + carrier->name + " " + h->name + "\n";
-      }
-    }
-    std::string text;
-    if (found.empty() || !ComposeInstructionText(document, text, messages)) return;
-    Try("map hydrogens", WithLines(text, "WGHT", restraints), 0.7, 0.97);
-  }
-
-  // Carbon, nitrogen or oxygen that a hydrogen at this place could be bonded to.
-  AtomRecord* CarrierOf(Document& document, const Fractional& x) const {
-    AtomRecord* carrier = nullptr;
-    double nearest = 1.15;
-    for (AtomRecord* atom : Atoms(document.atoms)) {
-      const double d = std::sqrt(problem_.metric.DistanceSquared(x, atom->fract));
-      if (!atom->IsHydrogen() && !atom->IsPeak() && d < nearest) nearest = d, carrier = atom;
-    }
-    const int z = carrier ? carrier->element->atomicNumber : 0;
-    return nearest > 0.65 && z >= 6 && z <= 8 ? carrier : nullptr;
+    const std::string text = WithMapHydrogens(Last(), problem_.metric, missing_);
+    if (!text.empty()) Try("map hydrogens", text, 0.7, 0.97);
   }
 
   void Weights() {

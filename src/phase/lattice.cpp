@@ -151,4 +151,19 @@ std::string LaueSymbol(const std::vector<Rotation>& proper) {
   }
 }
 
+std::vector<Rotation> TwinLaws(const Metric& metric, int latt, const SpaceGroup& group) {
+  const auto& known = KnownCentrings();
+  const auto lattice =
+      std::find_if(known.begin(), known.end(), [&](const Centring& c) { return c.latt == std::abs(latt); });
+  const std::vector<Rotation> own = ProperRotations(group);
+  std::set<Rotation> covered(own.begin(), own.end());
+  std::vector<Rotation> laws;
+  for (const Rotation& r : MetricSymmetry(metric, lattice == known.end() ? known[0] : *lattice)) {
+    if (covered.count(r)) continue;
+    laws.push_back(r);
+    for (const Rotation& o : own) covered.insert(Product(o, r));
+  }
+  return laws;
+}
+
 }  // namespace marvik::phase

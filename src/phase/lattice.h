@@ -37,6 +37,8 @@ std::vector<std::vector<Rotation>> RotationGroups(const std::vector<Rotation>& r
 
 // The rotations of a group's operations, each once, those of improper ones turned into proper ones.
 std::vector<Rotation> ProperRotations(const SpaceGroup& group);
+// Laws of twinning that the lattice allows and the group does not have, one for each way to lie.
+std::vector<Rotation> TwinLaws(const Metric& metric, int latt, const SpaceGroup& group);
 // Of the class that has these rotations: "-1", "2/m", "mmm" ...
 std::string LaueSymbol(const std::vector<Rotation>& proper);
 
