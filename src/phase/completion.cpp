@@ -14,6 +14,7 @@
 #include "phase/instruction_edits.h"
 #include "phase/lattice.h"
 #include "phase/molecules.h"
+#include "phase/rings.h"
 #include "phase/rotors.h"
 #include "phase/suspects.h"
 #include "refine/job/prepare.h"
@@ -24,6 +25,7 @@ namespace marvik::phase {
 namespace {
 
 constexpr int kIsotropicRounds = 3;
+constexpr double kFinest = 0.8;         // Å, of the data that groups are fitted to
 constexpr double kMissingPeak = 2.0;    // e/Å3
 constexpr double kLargestU = 0.25;      // Å²
 constexpr double kSmeared = 3.5;        // times the usual displacement
@@ -140,8 +142,22 @@ class Completer {
       candidate_.shares.erase(candidate_.shares.begin() + static_cast<std::ptrdiff_t>(i));
       changed = true;
     }
+    const bool rings = AddRings();
     const bool added = AddMissing(session);
-    return ReviewElements() || added || changed;
+    return ReviewElements() || rings || added || changed;
+  }
+
+  bool AddRings() {
+    Structure& s = candidate_.structure;
+    if (merged_.Size() == 0) {
+      DataLimits limits;
+      limits.wavelength = problem_.wavelength;
+      limits.resolutionHigh = kFinest;
+      MergeStatistics unused;
+      merged_ = MakeObservations(MergeReflections(problem_.reflections, s.group, s.metric, limits, 4, unused), {});
+    }
+    std::vector<double> fractions(s.sites.size(), 1.0);
+    return FitRings(problem_, merged_, s, candidate_.shares, fractions);
   }
 
   bool AddMissing(const Session& session) {
@@ -364,6 +380,7 @@ class Completer {
   Candidate candidate_;
   const StepProgress& progress_;
   Completion completion_;
+  Observations merged_;  // Friedel opposites together, once they were needed
   std::array<double, 2> weights_{0.1, 0.0};
   int isotropic_ = 0;  // atoms but hydrogen
   int hydrogens_ = 0;

@@ -21,8 +21,9 @@ NeighbourTable BondsOf(const Structure& s) {
   for (size_t i = 0; i < table.size(); ++i) {
     const double r = s.scatterers[static_cast<size_t>(s.sites[i].scatterer)].radius + kBondSlack;
     std::erase_if(table[i], [&](const Neighbour& n) {
-      const auto& other = s.scatterers[static_cast<size_t>(s.sites[static_cast<size_t>(n.site)].scatterer)];
-      return n.distance > r + other.radius || n.distance < 0.7;
+      const Site &own = s.sites[i], &beside = s.sites[static_cast<size_t>(n.site)];
+      const bool apart = std::min(own.part, beside.part) < 0 && !PartsMeet(own, beside, n.IsIdentity());
+      return apart || n.distance > r + s.scatterers[static_cast<size_t>(beside.scatterer)].radius || n.distance < 0.7;
     });
   }
   return table;

@@ -10,6 +10,7 @@ namespace marvik::phase {
 namespace {
 
 constexpr double kCoarseStep = 0.3;   // Å
+constexpr double kSameCentre = 0.25;  // Å, nearer to each other two centres are one
 constexpr double kSameTurn = 0.3;     // Å, mean distance of ends below which two orientations are one
 constexpr double kSecondGain = 0.96;  // of R1, that a second orientation needs
 constexpr double kOnlyOne = 0.86;     // share of one orientation that leaves no second
@@ -124,8 +125,9 @@ Proposal Orientations::Propose(const Trial& a) const {
     p.mixture = BestMixture(kept, parts[0], parts[1]);
   }
   const double share = p.mixture.first;
-  p.one = std::max(share, 1.0 - share) > kOnlyOne || Apart(a.shape, p.poses[0], p.poses[1]) < kSameTurn ||
-          p.mixture.r1 > kSecondGain * alone.r1;
+  p.one =
+      std::max(share, 1.0 - share) > kOnlyOne || Apart(a.shape, p.poses[0], p.poses[1]) < kSameTurn ||
+      p.mixture.r1 > (a.secondGain > 0.0 ? alone.r1 - a.secondGain * (R1Of(kept) - alone.r1) : kSecondGain * alone.r1);
   if (p.one) p.mixture = alone;
   p.useful = p.mixture.r1 < a.spare * before && (!p.one || alone.first > kOnlyOne);
   if (!p.useful) return p;
@@ -135,6 +137,45 @@ Proposal Orientations::Propose(const Trial& a) const {
   }
   p.total = Mixed(kept, parts[0], p.one ? Factors() : parts[1], p.mixture);
   return p;
+}
+
+bool AddOrientations(const Trial& trial, const Proposal& p, Structure& structure, std::vector<Site>& added) {
+  const Mixture& m = p.mixture;
+  const bool shared = !p.one && trial.shape.HasMiddle() && Length(p.poses[0].centre - p.poses[1].centre) < kSameCentre;
+  const int variable = p.one ? 1 : static_cast<int>(structure.freeVariables.size()) + 2;
+  for (size_t k = 0; k < (p.one ? 1 : 2); ++k) {
+    std::vector<Site> sites = trial.sites(p.poses[k]);
+    if (shared) sites[0].x = 0.5 * (sites[0].x + structure.metric.ToFractional(p.poses[1 - k].centre));
+    for (size_t i = k == 1 && shared ? 1 : 0; i < sites.size(); ++i) {
+      Site& site = sites[i];
+      site.u[0] += m.more;
+      if ((!p.one || trial.part < 0) && !(shared && i == 0)) {
+        site.part = k == 0 ? trial.part : trial.part + (trial.part < 0 ? -1 : 1);
+        site.code[kRawOccupancy] = (k == 0 ? 1.0 : -1.0) * (10.0 * variable + site.occupancy);
+        if (!p.one) site.occupancy *= k == 0 ? m.first : 1.0 - m.first;
+      }
+      added.push_back(site);
+    }
+  }
+  if (!p.one) structure.freeVariables.push_back(m.first);
+  return !p.one;
+}
+
+void ReplaceSites(const std::vector<char>& gone, const std::vector<Site>& added, Structure& structure,
+                  std::vector<double>& shares, std::vector<double>& fractions) {
+  size_t to = 0;
+  for (size_t i = 0; i < gone.size(); ++i) {
+    if (gone[i]) continue;
+    structure.sites[to] = structure.sites[i];
+    shares[to] = shares[i], fractions[to] = fractions[i];
+    ++to;
+  }
+  structure.sites.resize(to), shares.resize(to), fractions.resize(to);
+  for (const Site& site : added) {
+    structure.sites.push_back(site);
+    shares.push_back(site.occupancy);
+    fractions.push_back(1.0);
+  }
 }
 
 }  // namespace marvik::phase

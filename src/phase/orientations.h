@@ -21,7 +21,10 @@ struct Mixture {
 struct Trial {
   GroupShape shape;
   double spare = 1.0;  // of R1, what it may cost
+  // What a second orientation must explain besides, of what the first does; 0 for a share of all R1.
+  double secondGain = 0.0;
   Cartesian anchor, place;
+  int part = 1;                                         // of the first orientation, that of the second is one off
   std::vector<char> replaced;                           // by site
   std::function<std::vector<Site>(const Pose&)> sites;  // of one orientation
 };
@@ -65,5 +68,12 @@ class Orientations {
   std::vector<double> fo_, s2_;
   std::vector<char> strong_;
 };
+
+// The sites of what was proposed: two orientations get parts and a free variable, and share their first atom where it
+// lies in one place. Whether there are two.
+bool AddOrientations(const Trial& trial, const Proposal& proposal, Structure& structure, std::vector<Site>& added);
+// Takes those that are gone out of the model, and adds others.
+void ReplaceSites(const std::vector<char>& gone, const std::vector<Site>& added, Structure& structure,
+                  std::vector<double>& shares, std::vector<double>& fractions);
 
 }  // namespace marvik::phase

@@ -15,6 +15,11 @@ struct PairLengths {
 };
 constexpr PairLengths kLengths[] = {{6, 6, 1.545, 2.53}, {6, 9, 1.335, 2.38}, {9, 9, 0.0, 2.16}};
 
+// What stands on a ring of six, by its atomic number: its length and that to the ring atoms beside.
+constexpr PairLengths kOnRing[] = {
+    {6, 6, 1.506, 2.52}, {6, 9, 1.358, 2.36}, {6, 17, 1.735, 2.71}, {6, 35, 1.897, 2.86}};
+constexpr double kRingBond = 1.387, kRingAcross = 2.402;
+
 // 0 for none.
 double LengthOf(int a, int b, bool bonded) {
   for (const PairLengths& p : kLengths)
@@ -32,16 +37,73 @@ std::string Lines(const std::string& keyword, const std::vector<std::string>& wo
   return words.empty() ? "" : text + line + "\n";
 }
 
+// One line with all the names, cut where it grows long.
+std::string LineOf(const std::string& keyword, const std::vector<std::string>& names) {
+  std::string list = keyword;
+  for (size_t i = 0, last = 0; i < names.size(); ++i) {
+    if (list.size() - last > 68) list += " =\n", last = list.size();
+    list += " " + names[i];
+  }
+  return list + "\n";
+}
+
+double Apart(const Structure& s, const Site* a, const Site* b) {
+  return std::sqrt(s.metric.DistanceSquared(a->x, b->x));
+}
+
+// Those of the members that have two others beside them as in a ring.
+std::vector<char> InRing(const Structure& s, const std::vector<const Site*>& members) {
+  std::vector<char> inRing;
+  for (const Site* site : members) {
+    const auto beside = std::ranges::count_if(
+        members, [&](const Site* other) { return other != site && Apart(s, site, other) < 1.56; });
+    inRing.push_back(beside > 1);
+  }
+  return inRing;
+}
+
+// A flat ring of six and what stands on it.
+std::string RingRestraints(const Structure& s, const std::vector<const Site*>& members,
+                           const std::vector<char>& inRing) {
+  std::map<double, std::vector<std::string>> lengths[2];
+  for (size_t i = 0; i < members.size(); ++i) {
+    for (size_t j = i + 1; j < members.size(); ++j) {
+      const double d = Apart(s, members[i], members[j]);
+      const bool bonded = d < 2.0;
+      if (d > 3.0 || (!inRing[i] && !inRing[j])) continue;
+      double length = bonded ? kRingBond : kRingAcross;
+      if (inRing[i] && inRing[j] && d > 2.6) continue;
+      if (inRing[i] != inRing[j]) {
+        const int z = s.scatterers[static_cast<size_t>(members[inRing[i] ? j : i]->scatterer)].electrons;
+        const auto end = std::ranges::find_if(kOnRing, [z](const PairLengths& p) { return p.b == z; });
+        if (end == std::end(kOnRing)) continue;
+        length = bonded ? end->bonded : end->across;
+      }
+      lengths[bonded ? 0 : 1][length].push_back(members[i]->name + " " + members[j]->name);
+    }
+  }
+  std::string text;
+  for (const auto& [length, pairs] : lengths[0]) text += Lines(Printf("DFIX %.3f 0.02", length), pairs);
+  for (const auto& [length, pairs] : lengths[1]) text += Lines(Printf("DANG %.3f 0.04", length), pairs);
+  std::vector<std::string> names;
+  for (const Site* site : members) names.push_back(site->name);
+  return text + LineOf("FLAT 0.02", names) + LineOf("SIMU 0.04 0.08", names);
+}
+
 }  // namespace
 
 std::string RotorRestraints(const Structure& s) {
   std::string text;
-  std::map<double, std::vector<const Site*>> groups;  // by their code
+  std::map<std::pair<double, int>, std::vector<const Site*>> groups;  // by free variable and part
   for (const Site& site : s.sites)
-    if (site.part != 0) groups[site.code[kRawOccupancy]].push_back(&site);
+    if (site.part != 0) groups[{std::trunc(site.code[kRawOccupancy] / 10.0), site.part}].push_back(&site);
   const auto z = [&](const Site* site) { return s.scatterers[static_cast<size_t>(site->scatterer)].electrons; };
-  const auto apart = [&](const Site* a, const Site* b) { return std::sqrt(s.metric.DistanceSquared(a->x, b->x)); };
-  for (auto& [code, sites] : groups) {
+  const auto apart = [&s](const Site* a, const Site* b) { return Apart(s, a, b); };
+  for (auto& [variable, sites] : groups) {
+    if (const std::vector<char> ring = InRing(s, sites); std::ranges::count(ring, 1) >= 6) {
+      text += RingRestraints(s, sites, ring);
+      continue;
+    }
     std::vector<std::string> names;
     for (const Site* site : sites) names.push_back(site->name);
     // The centre, where both orientations share it, then what holds it.
@@ -71,14 +133,7 @@ std::string RotorRestraints(const Structure& s) {
     for (const auto& [name, pairs] : held)
       if (pairs.size() > 1) text += Lines("SADI 0.04", pairs);
     if (names.size() < 2) continue;
-    for (const char* keyword : {"SIMU 0.04 0.08", "RIGU"}) {
-      std::string list = keyword;
-      for (size_t i = 0, last = 0; i < names.size(); ++i) {
-        if (list.size() - last > 68) list += " =\n", last = list.size();
-        list += " " + names[i];
-      }
-      text += list + "\n";
-    }
+    text += LineOf("SIMU 0.04 0.08", names) + LineOf("RIGU", names);
   }
   return text;
 }
@@ -86,18 +141,26 @@ std::string RotorRestraints(const Structure& s) {
 std::string DescribeRotors(const Structure& s) {
   std::string text;
   for (size_t i = 0; i < s.freeVariables.size(); ++i) {
-    const double code = 10.0 * static_cast<double>(i + 2) + 1.0;
+    const double code = 10.0 * static_cast<double>(i + 2);
     size_t members = 0;
     const Site* first = nullptr;
     for (const Site& site : s.sites) {
-      if (site.code[kRawOccupancy] != code) continue;
+      if (site.code[kRawOccupancy] <= code || site.code[kRawOccupancy] > code + 1.0) continue;
       ++members;
       if (!first) first = &site;
     }
     if (first)
       text += Printf("%s %s of %zu %.2f", text.empty() ? "" : ",", first->name.c_str(), members, s.freeVariables[i]);
   }
-  return text.empty() ? "" : "in two places, by first atom, number of atoms and share of the first:" + text;
+  if (!text.empty()) text = "in two places, by first atom, number of atoms and share of the first:" + text;
+  std::map<int, std::vector<const Site*>> special;  // by part
+  for (const Site& site : s.sites)
+    if (site.part < 0) special[site.part].push_back(&site);
+  std::string others;
+  for (const auto& [part, sites] : special)
+    others += Printf("%s %s of %zu", others.empty() ? "" : ",", sites[0]->name.c_str(), sites.size());
+  if (others.empty()) return text;
+  return text + (text.empty() ? "" : "; ") + "on an element of symmetry and so in two places:" + others;
 }
 
 }  // namespace marvik::phase

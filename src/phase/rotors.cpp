@@ -11,7 +11,6 @@ namespace marvik::phase {
 namespace {
 
 constexpr double kStartingU = 0.04;     // Å²
-constexpr double kSameCentre = 0.25;    // Å, nearer to each other two centres are one
 constexpr double kFormulaSlack = 1.25;  // of the fluorine that the formula has
 constexpr size_t kMostRotors = 24;
 
@@ -76,12 +75,12 @@ class RotorFit {
         }
         if (!best) continue;
         orientations_.Take(proposal);
-        AddSites(kind, proposal, added);
+        rotors_ += AddOrientations(best->trial, proposal, structure_, added);
         for (size_t i = 0; i < gone.size(); ++i) gone[i] = gone[i] || best->trial.replaced[i];
         room_ -= static_cast<double>(kind.Ends());
         any = true;
       }
-      Replace(gone, added, shares, fractions);
+      ReplaceSites(gone, added, structure_, shares, fractions);
     }
     return any;
   }
@@ -150,44 +149,6 @@ class RotorFit {
       sites.push_back(site);
     }
     return sites;
-  }
-
-  void AddSites(const RotorKind& kind, const Proposal& p, std::vector<Site>& added) {
-    const auto& [useful, one, poses, m, total] = p;
-    const bool shared = !one && Length(poses[0].centre - poses[1].centre) < kSameCentre;
-    const int variable = one ? 0 : static_cast<int>(structure_.freeVariables.size()) + 2;
-    for (int k = 0; k < (one ? 1 : 2); ++k) {
-      std::vector<Site> sites = SitesOf(kind, poses[k]);
-      if (shared) sites[0].x = 0.5 * (sites[0].x + structure_.metric.ToFractional(poses[1 - k].centre));
-      for (size_t i = k == 1 && shared ? 1 : 0; i < sites.size(); ++i) {
-        Site& site = sites[i];
-        site.u[0] += m.more;
-        if (!one && !(shared && i == 0)) {
-          site.part = k + 1;
-          site.occupancy = k == 0 ? m.first : 1.0 - m.first;
-          site.code[kRawOccupancy] = (k == 0 ? 1.0 : -1.0) * (10.0 * variable + 1.0);
-        }
-        added.push_back(site);
-      }
-    }
-    if (!one) structure_.freeVariables.push_back(m.first), ++rotors_;
-  }
-
-  void Replace(const std::vector<char>& gone, const std::vector<Site>& added, std::vector<double>& shares,
-               std::vector<double>& fractions) {
-    size_t to = 0;
-    for (size_t i = 0; i < gone.size(); ++i) {
-      if (gone[i]) continue;
-      structure_.sites[to] = structure_.sites[i];
-      shares[to] = shares[i], fractions[to] = fractions[i];
-      ++to;
-    }
-    structure_.sites.resize(to), shares.resize(to), fractions.resize(to);
-    for (const Site& site : added) {
-      structure_.sites.push_back(site);
-      shares.push_back(site.occupancy);
-      fractions.push_back(1.0);
-    }
   }
 
   Structure& structure_;
