@@ -115,6 +115,11 @@ std::string RotorRestraints(const Structure& s) {
     const size_t own = sites.size();
     for (const Site& other : s.sites)
       if (other.part == 0 && bonds(other) > 0 && &other != sites.back()) sites.push_back(&other);
+    const auto share = [&apart, &members = sites](const Site* a, const Site* b) {
+      return std::ranges::any_of(members, [&](const Site* site) {
+        return site != a && site != b && apart(site, a) < 1.95 && apart(site, b) < 1.95;
+      });
+    };
     std::map<double, std::vector<std::string>> lengths[2];
     std::map<std::string, std::vector<std::string>> held;
     for (size_t i = 0; i < own; ++i) {
@@ -123,7 +128,7 @@ std::string RotorRestraints(const Structure& s) {
         const bool bonded = d < 1.75;
         const double length = LengthOf(z(sites[i]), z(sites[j]), bonded);
         const std::string pair = sites[i]->name + " " + sites[j]->name;
-        if (!bonded && (d < 1.9 || d > 2.65)) continue;
+        if (!bonded && (d < 1.9 || d > 2.65 || !share(sites[i], sites[j]))) continue;
         if (j < own && length > 0.0) lengths[bonded ? 0 : 1][length].push_back(pair);
         if (j >= own && !bonded) held[sites[j]->name + Printf("%d", z(sites[i]))].push_back(pair);
       }

@@ -68,7 +68,7 @@ TEST_F(Rotors, TwoOrientationsComeFromTheDensity) {
     for (size_t i = 0; i < model_.sites.size(); ++i)
       model_.sites[i].name = Printf("%c%zu", "XABC"[model_.sites[i].part], i);
     std::istringstream lines(RotorRestraints(model_));
-    size_t bonds = 0;
+    size_t bonds = 0, across = 0;
     for (std::string line; std::getline(lines, line);) {
       EXPECT_LE(line.size(), 80u);
       // Nothing holds one orientation to the other.
@@ -78,8 +78,11 @@ TEST_F(Rotors, TwoOrientationsComeFromTheDensity) {
       size_t names = 0;
       while (words >> word) names += std::string("XAB").find(word[0]) != std::string::npos;
       if (line.compare(0, 5, "DFIX ") == 0) bonds += names / 2;
+      if (line.compare(0, 5, "DANG ") == 0) across += names / 2;
     }
     EXPECT_EQ(bonds, branched ? 24u : 6u);
+    // What bonds to one atom, not what merely stands as near.
+    EXPECT_EQ(across, branched ? 42u : 6u);
   }
 }
 
