@@ -97,6 +97,8 @@ TEST(LabelFont, TextIsCutOffAtTheEdgesAndCoversWhatIsTransparent) {
     Image image(100, 60);
     std::ranges::fill(image.pixels, under);
     DrawText({image.pixels.data(), 100, 60, 100}, font, {x, y}, text, Rgb{255, 255, 255});
+    for (const uint32_t pixel : image.pixels)
+      EXPECT_TRUE(pixel >> 24 == 255 || pixel == 0 || (pixel | 0xff000000u) == 0xffffffffu);
     return std::ranges::count_if(image.pixels, [&](uint32_t pixel) { return pixel != under; });
   };
   const auto whole = draw(30, 40, "H", 0xff000000u);

@@ -1,5 +1,6 @@
 #include "draw/surface/lit_surface.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <gtest/gtest.h>
 
@@ -85,6 +86,40 @@ TEST(LitSurface, FacesLetThroughWhatIsBehindThemAndNothingElse) {
   }
   scene.faces[0].corners.resize(2);
   EXPECT_EQ(LargestStep(DrawLitSurface(scene, 100, 100, {}), bare), 0);
+}
+
+// A ball before a wall, 250 pixels wide: what stands out of it within 2 % of the width takes light away.
+TEST(LitSurface, AShadowReachesAFiftiethOfTheWidth) {
+  LitScene scene;
+  scene.background = kWhite;
+  scene.balls = {{{125, 125, 0}, 30.0, kRed}, {{125, 125, -5010}, 5000.0, {150, 150, 150}}};
+  LitOptions options;
+  const Image shaded = DrawLitSurface(scene, 250, 250, options);
+  options.shadow = false;
+  const Image open = DrawLitSurface(scene, 250, 250, options);
+  double farthest = 0.0;
+  for (int y = 0; y < 250; ++y)
+    for (int x = 0; x < 250; ++x)
+      if (shaded.At(x, y) != open.At(x, y)) {
+        EXPECT_LE(ColourOf(shaded.At(x, y)).r, ColourOf(open.At(x, y)).r);
+        farthest = std::max(farthest, std::hypot(x - 125, y - 125));
+      }
+  EXPECT_NEAR(farthest, 30.0 + 0.02 * 250, 1.0);
+}
+
+// Of three balls of one colour, the second half-way, the farthest has twice as much of the ground mixed in.
+TEST(LitSurface, FogGrowsEvenlyWithDepth) {
+  for (const Rgb ground : {kWhite, kBlack}) {
+    LitScene scene;
+    scene.background = ground;
+    for (int i = 0; i < 3; ++i) scene.balls.push_back({{30.0 + 40.0 * i, 50, -300.0 * i}, 15.0, {90, 90, 120}});
+    const Image image = DrawLitSurface(scene, 140, 100, {});
+    int blue[3];
+    for (int i = 0; i < 3; ++i) blue[i] = ColourOf(image.At(30 + 40 * i, 50)).b;
+    EXPECT_GT(std::abs(blue[2] - blue[0]), 20);
+    EXPECT_EQ(blue[2] > blue[0], ground == kWhite);
+    EXPECT_NEAR(blue[1], (blue[0] + blue[2]) / 2.0, 1.5);
+  }
 }
 
 }  // namespace

@@ -55,14 +55,13 @@ struct SpriteSink {
 
 void DiscStackCache::Clear() {
   sprites_.clear();
-  latest_ = nullptr;
   keptPixels_ = 0;
 }
 
 bool DiscStackCache::Draw(const Surface& surface, int x, int y, std::span<const Disc> discs, bool smooth) {
-  if (!latest_ || latest_->smooth != smooth || !SameDiscs(latest_->discs, discs)) latest_ = Find(discs, smooth);
-  if (!latest_) return false;
-  Copy(surface, x, y, *latest_);
+  const Sprite* sprite = Find(discs, smooth);
+  if (!sprite) return false;
+  Copy(surface, x, y, *sprite);
   return true;
 }
 
