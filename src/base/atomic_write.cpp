@@ -123,7 +123,7 @@ void SweepTemporaries(const fs::path& target) {
        entry.increment(error)) {
     const std::string other = entry->path().filename().string();
     if (!other.starts_with(name + ".") || !other.ends_with(kTemporaryEnd)) continue;
-    std::string mark = other.substr(name.size() + 1, other.size() - name.size() - 1 - kTemporaryEnd.size());
+    std::string mark = other.substr(name.size() + 1);
     mark.erase(std::min(mark.rfind('-'), mark.size()));
     if (mark.starts_with("bak.")) mark.erase(0, 4);  // of its backup
     std::error_code ignored;
