@@ -23,6 +23,8 @@ int main(int argc, char** argv) {
       options.reflections = argv[++i];
     } else if (word == "--table" && value) {
       options.table = argv[++i];
+    } else if (word == "--picture" && value) {
+      options.picture = argv[++i];
     } else if (word == "--space-group" && value && std::strcmp(argv[i + 1], "as-given") == 0) {
       options.solve.groupAsGiven = true;
       ++i;
@@ -45,7 +47,7 @@ int main(int argc, char** argv) {
   if (help || wrong || options.base.empty()) {
     std::puts(
         "usage: marvik-solve NAME [--complete | --from-model [--one-step]] [--space-group as-given] [--seed N]\n"
-        "                    [--threads N] [--reflections FILE] [--table FILE]\n"
+        "                    [--threads N] [--reflections FILE] [--table FILE] [--picture FILE]\n"
         "Solves the structure from the cell and elements of NAME.ins and the reflections of NAME.hkl (or FILE); "
         "writes\n"
         "NAME.res, other candidates to NAME_b.res and so on, and enters each step into the folder NAME_steps.\n"
@@ -53,7 +55,8 @@ int main(int argc, char** argv) {
         "  --from-model   the same from the model in NAME.res, or in NAME.ins without one\n"
         "  --one-step     only the next step of that\n"
         "  --space-group  as-given: LATT and SYMM are the truth, not a hint\n"
-        "  --table        a table of what was found, columns parted by tabs");
+        "  --table        a table of what was found, columns parted by tabs\n"
+        "  --picture      an instruction file that is made anew whenever there is more of the model");
     return help ? 0 : 2;
   }
   return marvik::phase::RunSolve(options, [](const std::string& text) {

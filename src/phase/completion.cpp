@@ -43,8 +43,8 @@ double Median(std::vector<double> values) {
 
 class Completer {
  public:
-  Completer(const Problem& problem, Candidate candidate, const StepProgress& progress)
-      : problem_(problem), candidate_(std::move(candidate)), progress_(progress) {}
+  Completer(const Problem& problem, Candidate candidate, const StepProgress& progress, const ModelSink& show)
+      : problem_(problem), candidate_(std::move(candidate)), progress_(progress), show_(show) {}
 
   Completion FromSolution(bool oneStep) {
     if (Isotropic() && !completion_.steps.empty()) GoOn(oneStep, 1);
@@ -99,6 +99,7 @@ class Completer {
     const Residuals& r = session.result.final;
     const std::string remark = "REM " + candidate_.group.symbol + ", R1";
     text = WithReplaced(text, remark, remark + Printf(" %.4f", r.r1));
+    if (show_) show_(text);
     completion_.steps.push_back(
         {what, std::move(text), "", r.r1, r.wR2, session.result.parameters, session.structure.sites.size()});
     CountKinds(session.structure);
@@ -379,6 +380,7 @@ class Completer {
   const Problem& problem_;
   Candidate candidate_;
   const StepProgress& progress_;
+  const ModelSink& show_;
   Completion completion_;
   Observations merged_;  // Friedel opposites together, once they were needed
   std::array<double, 2> weights_{0.1, 0.0};
@@ -393,12 +395,12 @@ class Completer {
 
 }  // namespace
 
-Completion Complete(const Problem& problem, Candidate candidate, const StepProgress& progress) {
-  return Completer(problem, std::move(candidate), progress).FromSolution(false);
+Completion Complete(const Problem& problem, Candidate candidate, const StepProgress& progress, const ModelSink& show) {
+  return Completer(problem, std::move(candidate), progress, show).FromSolution(false);
 }
 
 Completion CompleteModel(const Problem& problem, const std::string& text, bool oneStep, const StepProgress& progress,
-                         std::string& sentence) {
+                         const ModelSink& show, std::string& sentence) {
   Session session;
   RecordingMessages messages;
   if (!ReadInstructionText(session.document, text, messages)) {
@@ -424,7 +426,7 @@ Completion CompleteModel(const Problem& problem, const std::string& text, bool o
         std::min(1.0, site.occupancy * static_cast<double>(std::max<size_t>(1, operations.size()))));
     site.atom = nullptr;
   }
-  Completer completer(problem, std::move(candidate), progress);
+  Completer completer(problem, std::move(candidate), progress, show);
   return plain ? completer.FromSolution(oneStep) : completer.FromModel(text, oneStep);
 }
 

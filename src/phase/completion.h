@@ -30,12 +30,13 @@ using StepProgress = std::function<bool(const std::string& what, double share)>;
 // Goes on from a solution by full-matrix refinement: elements looked at again by their displacements, atoms that are
 // missing or wrong, twinning that the cell allows, anisotropic displacements, riding hydrogens, weights, extinction. A
 // step that does not help is left out.
-Completion Complete(const Problem& problem, Candidate candidate, const StepProgress& progress);
+Completion Complete(const Problem& problem, Candidate candidate, const StepProgress& progress,
+                    const ModelSink& show = {});
 
 // The same from the model of an instruction file, to the end or one step on. What the user put there stays; isotropic
 // atoms without hydrogens, parts and restraints are looked at as those of a solution. A sentence when it cannot be
 // refined.
 Completion CompleteModel(const Problem& problem, const std::string& text, bool oneStep, const StepProgress& progress,
-                         std::string& sentence);
+                         const ModelSink& show, std::string& sentence);
 
 }  // namespace marvik::phase

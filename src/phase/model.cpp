@@ -197,7 +197,8 @@ void Model::Recycle(double weakest) {
   }
 }
 
-void Model::BuildFromPhases(const std::vector<AveragedReflection>& phases) {
+std::vector<Peak> PeaksOfPhases(const Structure& empty, const std::vector<AveragedReflection>& phases,
+                                double expected) {
   Observations observations;
   Calculated map;
   observations.indices.resize(1);
@@ -212,10 +213,13 @@ void Model::BuildFromPhases(const std::vector<AveragedReflection>& phases) {
     map.fo2.push_back(r.amplitude * r.amplitude);
     map.sigma.push_back(0.0);
   }
-  const DensityMap density = MakeMap(structure, observations, map, MapKind::Observed);
-  const double limit = 1.15 * expected_;
-  const auto count = static_cast<size_t>(std::min(2000.0, 2.5 * expected_ + 20.0));
-  SetSites(FindPeaks(structure, density, count, false, PeakPlaces::Parabola), limit);
+  const DensityMap density = MakeMap(empty, observations, map, MapKind::Observed);
+  const auto count = static_cast<size_t>(std::min(2000.0, 2.5 * expected + 20.0));
+  return FindPeaks(empty, density, count, false, PeakPlaces::Parabola);
+}
+
+void Model::BuildFromPhases(const std::vector<AveragedReflection>& phases) {
+  SetSites(PeaksOfPhases(structure, phases, expected_), 1.15 * expected_);
   if (structure.sites.empty()) return;
   Freedom freedom;
   freedom.occupancies = true;

@@ -14,6 +14,9 @@ double AtomsToExpect(const Problem& problem, const SpaceGroup& group);
 // The element of the formula that is most like carbon: what a new site is until its electrons are counted.
 int LightScatterer(const Problem& problem);
 
+// Of the map of averaged phases, in the cell and group of a structure without atoms.
+std::vector<Peak> PeaksOfPhases(const Structure& empty, const std::vector<AveragedReflection>& phases, double expected);
+
 // An isotropic model in one space group, made from phases and improved by itself: atoms come from maps, wrong ones go.
 class Model {
  public:

@@ -299,6 +299,7 @@ class Dealer {
     const std::lock_guard lock(mutex_);
     if (set.start >= last_) return;
     if (best_.correlation < set.merit.correlation) best_ = set.merit;
+    if (options_.accepted && set.merit.Accepted()) options_.accepted(set);
     sets_.push_back(std::move(set));
     std::vector<int> accepted;
     for (const PhaseSet& s : sets_) {

@@ -44,6 +44,7 @@ struct PhasingOptions {
   double effort = 1.0;  // of the usual number of iterations before giving up
   int wanted = 2;       // accepted starts
   std::function<bool(int starts, const PhaseMerit& best)> progress;  // false stops
+  std::function<void(const PhaseSet& set)> accepted;                 // each, on any thread, one at a time
 };
 
 // Charge flipping in P1 (G. Oszlányi & A. Sütő, Acta Cryst. A60 (2004) 134; A61 (2005) 147) from random and from

@@ -3,10 +3,12 @@
 #include <chrono>
 #include <ctime>
 
+#include "base/atomic_write.h"
 #include "base/files.h"
 #include "base/numbers.h"
 #include "phase/completion.h"
 #include "run/job_files.h"
+#include "run/stop_signals.h"
 
 namespace marvik::phase {
 namespace {
@@ -27,6 +29,8 @@ class SolveRun {
   SolveRun(const RunOptions& options, const std::function<void(const std::string&)>& print)
       : options_(options), print_(print), base_(WithoutExtension(options.base)), solve_(options.solve) {
     solve_.progress = [this](const std::string& what, double share) { return Follow(what, share); };
+    if (!options.picture.empty())
+      solve_.show = [&options](const std::string& text) { WriteDerivedFile(options.picture, text); };
   }
 
   int Do() {
@@ -68,14 +72,15 @@ class SolveRun {
     if (!solution.solved) return false;
     candidates_ = solution.candidates;
     if (options_.work == Work::Solve) return true;
-    if (!Take(Complete(problem_, candidates_[0], solve_.progress))) return false;
+    if (!Take(Complete(problem_, candidates_[0], solve_.progress, solve_.show))) return false;
     if (completion_.steps.empty()) print_(" The model cannot be completed; it is written as it was found\n");
     return true;
   }
 
   bool FromModel() {
     std::string sentence;
-    if (!Take(CompleteModel(problem_, old_, options_.work == Work::NextStep, solve_.progress, sentence))) return false;
+    if (!Take(CompleteModel(problem_, old_, options_.work == Work::NextStep, solve_.progress, solve_.show, sentence)))
+      return false;
     if (!sentence.empty() || completion_.steps.empty()) {
       print_(" ** " + (sentence.empty() ? "no step makes the model better" : sentence) + " **\n");
       return false;
@@ -108,6 +113,7 @@ class SolveRun {
 
   // NAME.res comes last: where it is new, all is.
   bool Write() {
+    [[maybe_unused]] const StopSignals wait;  // a moment, so that nothing half made stays beside the files
     std::string table = kTableHead;
     if (StepHistory(base_).Steps().empty()) EnterHistory(old_, std::nullopt, 0);
     for (size_t i = candidates_.size(); i-- > 1;) {

@@ -18,6 +18,7 @@ struct RunOptions {
   std::string base;         // path without extension; one of .ins .hkl .res is taken off
   std::string reflections;  // path, NAME.hkl where it is ""
   std::string table;        // path of a table for other programs, columns parted by tabs; "" for none
+  std::string picture;      // path of a file that always holds the model as it appears; "" for none
   Work work = Work::Solve;
   SolveOptions solve;
 };

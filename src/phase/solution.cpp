@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "crystal/symmetry.h"
 #include "phase/molecules.h"
 
 namespace marvik::phase {
@@ -15,6 +16,7 @@ constexpr double kDoubtful = 0.10;    // R of intensities that a true operation 
 constexpr double kWorthALook = 0.7;   // of |E|, a model's correlation
 constexpr size_t kSmall = 1500;       // unique reflections
 constexpr size_t kMostCandidates = 5;
+constexpr size_t kMostShown = 999;        // peaks, as far as names go
 constexpr double kHopeless = 1.5;         // of R1
 constexpr double kPseudoSymmetry = 0.82;  // of R1, that half the operations fall below where the others are false
 
@@ -65,6 +67,7 @@ class Solver {
       solution_.starts = std::max(solution_.starts, starts);
       return Tell(Printf("phases: start %d, best CC %.2f", starts, best.correlation), 0.3);
     };
+    if (options_.show) phasing.accepted = [&](const PhaseSet& set) { ShowPhases(data, set); };
     if (!Tell("phases", 0.1)) return false;
     const std::vector<PhaseSet> sets = FindPhases(data, phasing);
     if (solution_.cancelled) return false;
@@ -160,6 +163,7 @@ class Solver {
   void Build(const DataStatistics& data, const PhaseSet& set, const GroupCandidate& group) {
     Model model(problem_, data, group);
     model.BuildFromPhases(AveragePhases(data, set, group));
+    if (!HasRight()) ShowAtoms(group, model.structure, true);
     // What has half as much misfit again as a right model with no fewer operations does not catch up.
     const bool hopeless =
         std::any_of(solution_.candidates.begin(), solution_.candidates.end(), [&](const Candidate& o) {
@@ -167,6 +171,7 @@ class Solver {
         });
     if (hopeless) return;
     model.AssignElements();
+    if (!HasRight()) ShowAtoms(group, model.structure, false);
     if (!model.Finish()) return;
     Candidate c;
     c.group = group;
@@ -188,7 +193,55 @@ class Solver {
     weighed_ =
         weighed_ || std::any_of(solution_.candidates.begin(), solution_.candidates.end(),
                                 [&](const Candidate& o) { return o.Right() && c.group.Order() < o.group.Order(); });
+    if (std::none_of(solution_.candidates.begin(), solution_.candidates.end(),
+                     [&](const Candidate& o) { return Before(o, c); }))
+      ShowAtoms(group, c.structure, false);
     solution_.candidates.push_back(std::move(c));
+  }
+
+  bool HasRight() const {
+    return std::any_of(solution_.candidates.begin(), solution_.candidates.end(),
+                       [](const Candidate& c) { return c.Right(); });
+  }
+
+  // What nobody looks at costs nothing.
+  void ShowAtoms(const GroupCandidate& group, const Structure& structure, bool peaks) const {
+    if (!options_.show || structure.sites.empty()) return;
+    Candidate shown;
+    shown.group = group;
+    shown.structure = structure;
+    std::vector<Site>& sites = shown.structure.sites;
+    if (peaks) {
+      sites.resize(std::min(sites.size(), kMostShown));
+      for (Site& site : sites) site.scatterer = LightScatterer(problem_);
+    }
+    shown.shares.assign(sites.size(), 1.0);
+    GatherMolecules(shown);
+    for (size_t i = 0; peaks && i < sites.size(); ++i) sites[i].name = Printf("Q%zu", i + 1);
+    options_.show(ComposeInstructions(problem_, shown));
+  }
+
+  // The whole cell: no operation is known yet.
+  void ShowPhases(const DataStatistics& data, const PhaseSet& set) const {
+    if (HasRight()) return;
+    GroupCandidate lattice;
+    lattice.latt = -data.centring.latt;
+    std::string sentence;
+    const auto group = MakeSpaceGroup(lattice.latt, ListOperators(lattice.latt, {}), sentence);
+    if (!group) return;
+    lattice.group = *group;
+    Structure structure;
+    structure.metric = problem_.metric;
+    structure.group = *group;
+    structure.scatterers = problem_.scatterers;
+    const double expected = AtomsToExpect(problem_, *group);
+    for (const Peak& peak : PeaksOfPhases(structure, AveragePhases(data, set, lattice), expected)) {
+      Site site;
+      site.x = peak.x;
+      structure.sites.push_back(site);
+      if (static_cast<double>(structure.sites.size()) >= expected) break;
+    }
+    ShowAtoms(lattice, structure, true);
   }
 
   void Conclude() {
@@ -209,6 +262,7 @@ class Solver {
       GatherMolecules(c);
     }
     if (solution_.solved) {
+      if (options_.show) options_.show(ComposeInstructions(problem_, candidates[0]));
       std::erase_if(candidates, [](const Candidate& c) { return !c.Right(); });
     } else if (solution_.sentence.empty()) {
       solution_.sentence = WhyNot();

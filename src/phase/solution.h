@@ -10,6 +10,9 @@
 
 namespace marvik::phase {
 
+// Takes the model as it appears, an instruction file that can be read.
+using ModelSink = std::function<void(const std::string& instructions)>;
+
 struct SolveOptions {
   bool groupAsGiven = false;
   std::uint32_t seed = 1;
@@ -17,6 +20,7 @@ struct SolveOptions {
   double effort = 1.0;  // of the usual work before giving up
   // What is being done and how far it is; false cancels.
   std::function<bool(const std::string& what, double share)> progress;
+  ModelSink show;  // phases and atoms without an element as peaks; on any thread, one call at a time
 };
 
 // One model in one space group.

@@ -12,6 +12,7 @@
 #include "base/files.h"
 #include "base/numbers.h"
 #include "crystal/symmetry.h"
+#include "files/res/reader.h"
 #include "phase/completion.h"
 #include "phase/run.h"
 #include "refine/factors/structure_factors.h"
@@ -296,6 +297,36 @@ TEST(Solution, DataMayBeLessThanGood) {
       EXPECT_EQ(FormulaOf(problem, best), "C10 O3 S1") << c.what;
     }
   }
+}
+
+TEST(Solution, WhoLooksOnSeesTheModelAppearAndChangesNothing) {
+  const auto [ins, hkl] = FilesOf(Monoclinic());
+  std::string results[2];
+  std::vector<std::string> shown;
+  for (std::string& result : results) {
+    Problem problem;
+    std::string sentence;
+    ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence)) << sentence;
+    SolveOptions options;
+    if (&result != results) options.show = [&](const std::string& text) { shown.push_back(text); };
+    const Solution solution = Solve(problem, options);
+    ASSERT_TRUE(solution.solved) << solution.sentence;
+    result = ComposeInstructions(problem, solution.candidates[0]);
+  }
+  EXPECT_EQ(results[0], results[1]);
+  ASSERT_GE(shown.size(), 4u);
+  EXPECT_EQ(shown.back(), results[1]);
+  RecordingMessages messages;
+  const auto count = [&](const std::string& text, bool peaks) {
+    Document document;
+    EXPECT_TRUE(ReadInstructionText(document, text, messages)) << text;
+    size_t n = 0;
+    for (const AtomRecord* atom : Atoms(document.atoms)) n += atom->IsPeak() == peaks;
+    return n;
+  };
+  EXPECT_EQ(count(shown[0], true), 56u) << "the atoms of the cell, before there is a group";
+  for (const std::string& text : shown) EXPECT_EQ(count(text, true) * count(text, false), 0u) << text;
+  EXPECT_EQ(count(shown.back(), false), 14u);
 }
 
 TEST(Completion, ATwinIsSolvedAndItsLawFound) {
