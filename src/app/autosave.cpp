@@ -72,7 +72,8 @@ std::optional<Kept> Parse(std::string_view content) {
 
 void Autosave::Keep() {
   if (!bench_.modified) return Remove();
-  if (!file_.empty() && kept_ == bench_.changes) return;
+  // Meanwhile nothing of the user's changes, and what stands in its place may be a model that is being found.
+  if (bench_.refining || (!file_.empty() && kept_ == bench_.changes)) return;
   const std::string folder = Folder();
   RecordingMessages quiet;
   std::string text;

@@ -58,6 +58,9 @@ class RefinementRun {
   // What is going on, for whoever shows it, and whether there are figures of cycles to be drawn.
   std::string title = "Refine";
   bool hasCycles = true;
+  // Puts the model that the run is finding into the window, where there is one: to be called after each pass, but not
+  // while a command or a menu is at work on what is there.
+  std::function<void()> showModel;
   // May be set before Start: each line as the run dialog shows it, and the program's text as it came.
   std::function<void(std::string_view)> onShownLine;
   std::function<void(std::string_view)> onText;

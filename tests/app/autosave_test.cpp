@@ -55,6 +55,17 @@ TEST_F(AutosaveTest, WhatAProcessLeavesIsOfferedAndRestored) {
   EXPECT_TRUE(std::filesystem::is_empty(folder / "autosave")) << "nothing is unsaved";
 }
 
+TEST_F(AutosaveTest, AModelThatIsBeingFoundIsNobodysWork) {
+  ASSERT_TRUE(OpenFile(bench, file));
+  bench.SetModified(true);
+  bench.refining = true;
+  autosave.Keep();
+  EXPECT_FALSE(folder.Has("autosave"));
+  bench.refining = false;
+  autosave.Keep();
+  EXPECT_TRUE(folder.Has("autosave"));
+}
+
 TEST_F(AutosaveTest, FollowsEditsAndGoesWithThem) {
   autosave.Keep();
   EXPECT_FALSE(folder.Has("autosave"));

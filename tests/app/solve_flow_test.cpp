@@ -1,39 +1,15 @@
 #include "app/refinement/solve_flow.h"
 
-#include <cmath>
-#include <complex>
-#include <numbers>
-
 #include "app/bench_fixture.h"
 #include "app/commands/command_table.h"
 #include "app/open_save.h"
-#include "base/numbers.h"
+#include "app/seven_atoms.h"
 
 namespace marvik {
 namespace {
 
-constexpr double kPlaces[][3] = {{0.11, 0.21, 0.13}, {0.27, 0.31, 0.20}, {0.40, 0.17, 0.31}, {0.33, 0.43, 0.08},
-                                 {0.17, 0.09, 0.35}, {0.06, 0.38, 0.30}, {0.46, 0.40, 0.44}};
-constexpr char kHeader[] =
-    "TITL seven atoms\nCELL 0.71073 6.1 7.3 8.2 94 101 98\nZERR 2 0.001 0.001 0.001 0 0 0\nLATT -1\nSFAC C\nUNIT 14\n"
-    "HKLF 4\nEND\n";
-
-// Intensities of seven carbon atoms and their opposites, as points that move.
-std::string Reflections() {
-  const Metric metric = MakeMetric({6.1, 7.3, 8.2, 94, 101, 98});
-  std::string text;
-  for (int h = -7; h <= 7; ++h)
-    for (int k = -9; k <= 9; ++k)
-      for (int l = 0; l <= 10; ++l) {
-        const double s2 = metric.SinThetaSquared(h, k, l);
-        if (s2 > 0.35 || s2 == 0.0) continue;
-        double sum = 0.0;
-        for (const auto& x : kPlaces) sum += 2.0 * std::cos(2.0 * std::numbers::pi * (h * x[0] + k * x[1] + l * x[2]));
-        const double f = sum * 6.0 * std::exp(-4.0 * s2);
-        text += Printf("%4d%4d%4d%8.2f%8.2f\n", h, k, l, f * f, 0.02 * f * f + 0.1);
-      }
-  return text;
-}
+using test::kHeader;
+using test::Reflections;
 
 class SolveFlow : public test::BenchTest {
  protected:
@@ -94,6 +70,44 @@ TEST_F(SolveFlow, NothingChangesUntilAModelIsTaken) {
   EXPECT_NE(messages.shown.back().text.find("only 1 reflections"), std::string::npos) << messages.shown.back().text;
   EXPECT_EQ(Captions(), "Error: Field Not Accepted|Error: Field Not Accepted|Error: Solve Failed");
   ExpectUntouched();
+}
+
+TEST_F(SolveFlow, TheModelIsSeenAsItAppearsAndGoesAgain) {
+  bench.ResetViewToModel();
+  bench.view.RotateView(30.0, {1.0, 0.0, 0.0}, true);
+  const Matrix4 turned = bench.view.combined;
+  int shown = 0;
+  const auto follow = [&](RefinementRun& run) {
+    ASSERT_TRUE(run.Start(messages));
+    while (shown == 0 && !run.IsOver()) {
+      run.Pass();
+      run.showModel();
+      shown = bench.document.atoms.head ? 1 : 0;
+    }
+  };
+  bench.hooks.followRun = [&](RefinementRun& run) {
+    follow(run);
+    EXPECT_EQ(shown, 1);
+    EXPECT_EQ(bench.document.CurrentFile, folder / "job.ins");
+    EXPECT_FALSE(bench.modified);
+    run.Terminate(messages);
+  };
+  EXPECT_EQ(RunCommand(bench, kSolveCommand), Outcome::Cancelled);
+  ExpectUntouched();
+  EXPECT_EQ(bench.view.combined, turned);
+  EXPECT_TRUE(bench.history.UndoName().empty());
+
+  bench.hooks.followRun = [&](RefinementRun& run) {
+    shown = 0;
+    follow(run);
+    while (!run.IsOver()) run.Pass();
+    run.showModel();
+    EXPECT_EQ(CountAtoms(bench.document), 7) << "the last model before the table";
+  };
+  EXPECT_EQ(RunCommand(bench, kSolveCommand), Outcome::Done);
+  EXPECT_EQ(CountAtoms(bench.document), 7);
+  RunCommand(bench, kUndoCommand);
+  EXPECT_EQ(bench.document.atoms.head, nullptr) << "what was only shown is no step";
 }
 
 TEST_F(SolveFlow, NewFromReflectionsAsksBeforeItOverwrites) {

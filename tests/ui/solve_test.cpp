@@ -1,17 +1,74 @@
 #include <QLineEdit>
+#include <QPushButton>
 #include <QTest>
 #include <QTreeWidget>
+#include <filesystem>
 
+#include "app/open_save.h"
 #include "app/refinement/solve_flow.h"
+#include "app/seven_atoms.h"
 #include "ui/dialogs/refinement/found_models_dialog.h"
 #include "ui/dialogs/refinement/new_job_dialog.h"
+#include "ui/dialogs/refinement/run_dialog.h"
 
 #include "window_fixture.h"
 
 namespace marvik {
 namespace {
 
-class SolveWindow : public test::WindowTest {};
+class SolveWindow : public test::WindowTest {
+ protected:
+  void OpenJob() {
+    scratch.Put("job.hkl", test::Reflections());
+    ASSERT_TRUE(OpenFile(bench, scratch.Put("job.ins", test::kHeader)));
+  }
+  // Waits until a model has appeared behind the run, and for nothing else.
+  void NextRun(const std::function<void(RunDialog&, QPushButton&)>& then) {
+    robot.Next([=, this](QWidget& widget) {
+      auto& dialog = dynamic_cast<RunDialog&>(widget);
+      EXPECT_TRUE(Until([this] { return bench.document.atoms.head != nullptr; }));
+      EXPECT_TRUE(bench.refining);
+      then(dialog, *dialog.findChild<QPushButton*>(QString::number(kRunButton)));
+    });
+  }
+  void ExpectUntouched() {
+    EXPECT_EQ(bench.document.atoms.head, nullptr);
+    EXPECT_EQ(bench.document.CurrentFile, scratch / "job.ins");
+    EXPECT_EQ(scratch.Get("job.ins"), test::kHeader);
+    EXPECT_FALSE(scratch.Has("job.res") || scratch.Has("job_steps"));
+  }
+};
+
+TEST_F(SolveWindow, TheModelAppearsBehindTheRunAndOneIsTaken) {
+  OpenJob();
+  NextRun([](RunDialog& dialog, QPushButton& button) {
+    EXPECT_TRUE(Until([&] { return button.text() == QLatin1String("OK"); }));
+    EXPECT_LT(dialog.height(), dialog.parentWidget()->height() / 2) << "the model is to be seen";
+    QTest::mouseClick(&button, Qt::LeftButton);
+  });
+  robot.Next([this](QWidget& dialog) {
+    EXPECT_EQ(CountAtoms(bench.document), 7);
+    QTest::keyClick(&dialog, Qt::Key_Return);
+  });
+  EXPECT_EQ(window->Run(kSolveCommand), Outcome::Done);
+  EXPECT_EQ(CountAtoms(bench.document), 7);
+  EXPECT_EQ(bench.document.CurrentFile, scratch / "job.res");
+  EXPECT_FALSE(window->isWindowModified());
+}
+
+TEST_F(SolveWindow, CancelAndClosingLeaveEverythingAsItWas) {
+  const test::WithVariable temporary{"TMPDIR", scratch / "tmp"};
+  std::filesystem::create_directory(scratch / "tmp");
+  OpenJob();
+  NextRun([](RunDialog& dialog, QPushButton&) { dialog.Stop(); });
+  window->Run(kSolveCommand);
+  ExpectUntouched();
+  NextRun([this](RunDialog&, QPushButton&) { window->close(); });
+  window->Run(kSolveCommand);
+  ExpectUntouched();
+  EXPECT_TRUE(Until([this] { return !window->isVisible(); }));
+  EXPECT_TRUE(std::filesystem::is_empty(scratch / "tmp"));
+}
 
 TEST_F(SolveWindow, ModelsAreShownAndOneIsChosen) {
   const FoundModels found = ReadFoundModels(

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <utility>
 
 #include "app/commands/command_handlers.h"
 #include "app/open_save.h"
@@ -56,11 +57,65 @@ class ScratchFolder {
   std::string path_;
 };
 
+// Other models in the window in place of the document.
+class ModelsInView {
+ public:
+  explicit ModelsInView(Workbench& bench) : bench_(bench), own_(bench.document) {}
+  ~ModelsInView() { PutBack(); }
+  ModelsInView(const ModelsInView&) = delete;
+  ModelsInView& operator=(const ModelsInView&) = delete;
+
+  // Nothing happens for what cannot be read. Where there was no model each one is turned to its best plane, until the
+  // user turns one.
+  void Show(const std::string& path) {
+    Document shown;
+    shown.elements = own_.elements;
+    shown.settings = own_.settings;
+    RecordingMessages quiet;
+    if (!ReadInstructionFile(shown, path, quiet)) return;
+    shown.CurrentFile = own_.CurrentFile;
+    shown.WorkingDirectory = own_.WorkingDirectory;
+    shown.stamp = own_.stamp;
+    const bool first = !std::exchange(shows_, true), fitted = bench_.ViewIsFitted();
+    const bool turned = !first && bench_.view.combined != shownView_;
+    if (first) ownView_ = bench_.view;
+    Put(shown);
+    if (first || fitted) bench_.ResetViewToModel(!turned && !own_.atoms.head);
+    shownView_ = bench_.view.combined;
+  }
+  // The document, and the view that it had unless another model comes next.
+  void PutBack(bool view = true) {
+    if (!std::exchange(shows_, false)) return;
+    Put(own_);
+    if (!view) return;
+    bench_.ResetViewToModel();
+    if (ownView_.viewportWidth == bench_.view.viewportWidth && ownView_.viewportHeight == bench_.view.viewportHeight)
+      bench_.view = ownView_;
+  }
+
+ private:
+  void Put(const Document& document) {
+    bench_.document = document;
+    bench_.ClearPick();
+    bench_.RefreshAfterStructureChange(false);
+  }
+
+  Workbench& bench_;
+  const Document own_;
+  ViewState ownView_;
+  bool shows_ = false;
+  Matrix4 shownView_{};  // as the last model was first shown
+};
+
 // One run of the solver for a job.
 class Solving {
  public:
   Solving(Workbench& bench, std::string title, std::vector<std::string> arguments)
-      : bench_(bench), title_(std::move(title)), arguments_(std::move(arguments)), base_(JobBase(bench)) {}
+      : bench_(bench),
+        title_(std::move(title)),
+        arguments_(std::move(arguments)),
+        base_(JobBase(bench)),
+        view_(bench) {}
 
   RefineEnd Do() {
     if (!HasReflections(bench_)) return RefineEnd::Refused;
@@ -70,16 +125,21 @@ class Solving {
         WriteFileAtomically(folder_.Path() + "job.ins", text) != 0) {
       return Fail("There is no room for the run in the folder of temporary files.");
     }
-    if (const auto end = Run()) return *end;
+    if (const auto end = Run()) {
+      view_.PutBack();
+      return *end;
+    }
     found_ = ReadFoundModels(ReadWholeFile(folder_.Path() + "job.table").content);
     found_.notes = notes_;
     if (found_.rows.empty()) return Fail("marvik-solve left no table of what it found.");
     const auto chosen = Choose();
+    view_.PutBack(!chosen);
     return chosen ? Accept(*chosen) : RefineEnd::Discarded;
   }
 
  private:
   RefineEnd Fail(const std::string& text) {
+    view_.PutBack();
     bench_.messages.Show({MessageIcon::Warning, "Error: " + title_ + " Failed", text});
     return RefineEnd::Failed;
   }
@@ -90,6 +150,8 @@ class Solving {
     command.program = DirectoryOf(ExecutablePath("")) + "marvik-solve";
     command.arguments = {folder_.Path() + "job", "--reflections", base_ + ".hkl", "--table",
                          folder_.Path() + "job.table"};
+    const std::string picture = folder_.Path() + "picture.res";
+    if (bench_.hooks.followRun) command.arguments.insert(command.arguments.end(), {"--picture", picture});
     command.arguments.insert(command.arguments.end(), arguments_.begin(), arguments_.end());
     command.directory = folder_.Path();
     command.outputFile = folder_.Path() + kOutputName;
@@ -98,6 +160,10 @@ class Solving {
     RefinementRun run(child, command, {base_, bench_.document.instructions.title});
     run.title = title_;
     run.hasCycles = false;
+    run.showModel = [&, seen = std::optional<FileStamp>()]() mutable {
+      const auto now = StampOf(picture);
+      if (now && now != std::exchange(seen, now)) view_.Show(picture);
+    };
     if (bench_.hooks.followRun) {
       bench_.hooks.followRun(run);
     } else {
@@ -114,41 +180,20 @@ class Solving {
     return Fail(text.empty() ? "marvik-solve ended without finishing (" + run.EndText() + ")." : text);
   }
 
-  bool Load(size_t row, Document& document) {
-    document = Document();
-    document.elements = bench_.document.elements;
-    document.settings = bench_.document.settings;
-    return ReadInstructionFile(document, found_.rows[row].path, bench_.messages);
-  }
-
   std::optional<size_t> Choose() {
     if (!bench_.hooks.chooseModel) return found_.proposed;
-    const Document before = bench_.document;
-    const auto show = [&](size_t row) {
-      Document shown;
-      if (!Load(row, shown)) return;
-      shown.CurrentFile = before.CurrentFile;
-      shown.WorkingDirectory = before.WorkingDirectory;
-      shown.stamp = before.stamp;
-      bench_.document = shown;
-      bench_.ClearPick();
-      bench_.RefreshAfterStructureChange(false);
-      bench_.ResetViewToModel(true);
-    };
-    const auto chosen = bench_.hooks.chooseModel(found_, show);
-    bench_.document = before;
-    bench_.ClearPick();
-    bench_.RefreshAfterStructureChange(false);
-    if (!chosen) bench_.ResetViewToModel();
-    return chosen;
+    return bench_.hooks.chooseModel(found_, [&](size_t row) { view_.Show(found_.rows[row].path); });
   }
 
   RefineEnd Accept(size_t row) {
     JobGuard guard(base_, FolderOfRuns(bench_));
     if (!guard.Lock()) return Fail("A refinement is running in the folder of " + FileNameOf(base_) + ".res.");
     Document fresh;
+    fresh.elements = bench_.document.elements;
+    fresh.settings = bench_.document.settings;
     const std::string text = ReadWholeFile(found_.rows[row].path).content;
-    if (text.empty() || !Load(row, fresh)) return Fail("The model that was found cannot be read back.");
+    if (text.empty() || !ReadInstructionFile(fresh, found_.rows[row].path, bench_.messages))
+      return Fail("The model that was found cannot be read back.");
     const bool foreign = !WasWrittenByUs(bench_, base_ + ".res");
     int error = guard.KeepResult();
     const std::string old = guard.OldResult();
@@ -192,6 +237,7 @@ class Solving {
   ScratchFolder folder_;
   FoundModels found_;
   std::string notes_;
+  ModelsInView view_;
 };
 
 // The words of fields that are well-formed; a fault otherwise.

@@ -9,6 +9,7 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "ui/dialogs/field_tips.h"
 
@@ -58,6 +59,15 @@ void FitDialog(QDialog& dialog, const QSize& room) {
   dialog.setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
   const int bar = area->verticalScrollBar()->sizeHint().width();
   dialog.resize((least + QSize(bar, bar)).boundedTo(room));
+}
+
+void PutAtFoot(QDialog& dialog) {
+  const QRect window = dialog.parentWidget()->window()->frameGeometry();
+  const QRect room = dialog.screen()->availableGeometry();
+  const QPoint least = room.topLeft();
+  const QPoint most = room.bottomRight() - QPoint(dialog.width(), dialog.height() + kTitleBar);
+  dialog.move(std::clamp(window.center().x() - dialog.width() / 2, least.x(), std::max(least.x(), most.x())),
+              std::clamp(window.bottom() - dialog.height(), least.y(), std::max(least.y(), most.y())));
 }
 
 void FreeLetters(QDialog& dialog) {

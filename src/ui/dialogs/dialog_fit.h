@@ -8,6 +8,9 @@ namespace marvik {
 // it is shown for the first time.
 void FitDialog(QDialog& dialog, const QSize& room);
 
+// Moves a dialog to the foot of its window, so that the model is to be seen.
+void PutAtFoot(QDialog& dialog);
+
 // Takes the letters from OK and Cancel that some desktops give them: Enter and Escape do, and a field may have the
 // same.
 void FreeLetters(QDialog& dialog);

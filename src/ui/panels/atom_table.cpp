@@ -158,7 +158,7 @@ QString AtomTable::TextOf(const Row& row, int column) const {
       return {};
   }
   QStringList notes;
-  if (row.isPeak) notes << QString::fromStdString(Printf("%.2f e/Å³", row.peak));
+  if (row.isPeak && row.peak != 0.0) notes << QString::fromStdString(Printf("%.2f e/Å³", row.peak));
   if (row.isImage) notes << tr("image");
   if (row.anisotropic) notes << tr("aniso");
   if (row.afix != 0) notes << QStringLiteral("AFIX %1").arg(row.afix);

@@ -5,11 +5,11 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QScreen>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "ui/dialogs/dialog_fit.h"
 #include "ui/text.h"
 
 namespace marvik {
@@ -63,17 +63,15 @@ FoundModelsDialog::FoundModelsDialog(QWidget* parentWidget, const FoundModels& f
   layout->addWidget(buttons);
   table_->setCurrentItem(table_->topLevelItem(static_cast<int>(found.proposed)));
   connect(table_, &QTreeWidget::currentItemChanged, this, [this, show] { show(Row()); });
+  // The model above is to be seen.
+  resize(layout->totalMinimumSize());
   show(found.proposed);
   table_->setFocus();
 }
 
-// At the foot of the window, so that the model is to be seen.
 void FoundModelsDialog::showEvent(QShowEvent* event) {
   QDialog::showEvent(event);
-  const QRect window = parentWidget()->window()->frameGeometry();
-  const QRect room = screen()->availableGeometry();
-  move(std::clamp(window.center().x() - width() / 2, room.left(), std::max(room.left(), room.right() - width())),
-       std::clamp(window.bottom() - height(), room.top(), std::max(room.top(), room.bottom() - height() - 40)));
+  PutAtFoot(*this);
 }
 
 size_t FoundModelsDialog::Row() const {

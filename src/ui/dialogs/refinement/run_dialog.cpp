@@ -1,5 +1,6 @@
 #include "ui/dialogs/refinement/run_dialog.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QFontDatabase>
 #include <QHBoxLayout>
@@ -10,6 +11,7 @@
 #include <QScrollBar>
 #include <QVBoxLayout>
 
+#include "ui/dialogs/dialog_fit.h"
 #include "ui/dialogs/refinement/progress_plots.h"
 #include "ui/printing/text_printing.h"
 #include "ui/text.h"
@@ -22,6 +24,7 @@ namespace {
 constexpr int kLinesShown = 20000;
 constexpr int kColumns = 104;
 constexpr int kRows = 22;
+constexpr int kFewRows = 8;        // beside a model that appears
 constexpr int kLeastColumns = 40;  // on a small screen
 constexpr int kLeastRows = 6;
 
@@ -68,7 +71,8 @@ RunDialog::RunDialog(QWidget* parentWidget, RefinementRun& run, bool closeWhenFi
   layout->addWidget(plots_);
   layout->addWidget(text_, 1);
   layout->addLayout(buttons);
-  const QSize room(letter.width() * (kColumns - kLeastColumns), letter.height() * (kRows - kLeastRows));
+  const QSize room(letter.width() * (kColumns - kLeastColumns),
+                   letter.height() * ((run.showModel ? kFewRows : kRows) - kLeastRows));
   resize(layout->totalMinimumSize() + room);
   run_.onShownLine = [this](std::string_view line) { lines_ += ToText(line) + QLatin1Char('\n'); };
   timer_.setSingleShot(true);
@@ -86,6 +90,7 @@ bool RunDialog::ClosesWhenFinished() const {
 
 void RunDialog::showEvent(QShowEvent* event) {
   QDialog::showEvent(event);
+  if (run_.showModel) PutAtFoot(*this);
   if (std::exchange(started_, true)) return;
   QTimer::singleShot(0, this, &RunDialog::StartRun);
 }
@@ -103,6 +108,7 @@ void RunDialog::Poll() {
   TakeLines();
   plots_->SetPoints(run_.Curve().Points());
   if (onCycles) onCycles(run_.Curve().Points());
+  if (run_.showModel && !QApplication::activeModalWidget() && !QApplication::activePopupWidget()) run_.showModel();
   ShowState();
   if (!run_.IsOver()) {
     timer_.start(more ? 0 : static_cast<int>(kPollingPeriod.count()));
