@@ -132,6 +132,10 @@ TEST_F(SolveFlow, NewFromReflectionsAsksBeforeItOverwrites) {
        {"", "cell=1,2,3", "cell=6,7,8,90,90,90", "cell=6,7,8,90,90,90 wavelength=0.7 formula=?", "z=-1"})
     EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, other + wrong), Outcome::Failed) << wrong;
   EXPECT_FALSE(folder.Has("other.ins"));
+  folder.Put("electrons.hkl", Reflections());
+  EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand,
+                       "hkl=\"" + (folder / "electrons.hkl") + "\" cell=6,7,8,90,90,90 wavelength=0.0251 formula=C7"),
+            Outcome::Done);
   EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, other + "cell=6,7,8,90,90,90 wavelength=0.7 formula=C7"),
             Outcome::Done);
   EXPECT_NE(folder.Get("other.ins").find("UNIT 28\n"), std::string::npos) << folder.Get("other.ins");

@@ -13,7 +13,7 @@ namespace {
 constexpr FieldRange kFields[] = {
     WordField("hkl", "Reflections", "FILE"),
     WordField("cell", "Cell", "A,B,C,ALPHA,BETA,GAMMA"),
-    {"wavelength", "Wavelength (Å)", 0.1, 5.0},
+    {"wavelength", "Wavelength (Å)", kShortestWavelength, kLongestWavelength},
     WordField("formula", "Formula", "FORMULA"),
     {"z", "Formula units in the cell (Z)", 0.01, 1000.0},
     WordField("title", "Title", "TEXT"),

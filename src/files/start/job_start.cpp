@@ -68,6 +68,10 @@ bool HoldsReflections(std::string_view text) {
   return rows >= kFewestRows;
 }
 
+bool IsWavelength(double value) {
+  return value >= kShortestWavelength && value <= kLongestWavelength;
+}
+
 std::string SymbolOf(int row) {
   static const ElementTable table;
   return std::string(table[row].Symbol());
@@ -106,7 +110,7 @@ JobStart ReadParameterFile(std::string_view text) {
     } else if (key == "SOURCE") {
       // The anode, then wavelengths: the mean comes first.
       const std::string_view behind = rest.substr(std::min(rest.find_first_of("0123456789"), rest.size()));
-      if (NumbersOf(behind, values, 1) == 1 && values[0] > 0.1 && values[0] < 5.0) start.wavelength = values[0];
+      if (NumbersOf(behind, values, 1) == 1 && IsWavelength(values[0])) start.wavelength = values[0];
     } else if (key == "CHEM" && Bare(rest) != "?") {
       start.formula = Bare(rest);
     } else if (key == "CCOLOR" && Bare(rest) != "?") {
@@ -149,7 +153,7 @@ JobStart ReadCifStart(std::string_view text) {
     start.formula = Bare(FindColumn(block, {"_chemical_formula_sum"})[0]);
     double number = 0.0;
     if (ParseCifNumber(FindColumn(block, {"_cell_formula_units_z"})[0], number) && number > 0.0) start.units = number;
-    if (ParseCifNumber(FindColumn(block, {"_diffrn_radiation_wavelength"})[0], number) && number > 0.1 && number < 5.0)
+    if (ParseCifNumber(FindColumn(block, {"_diffrn_radiation_wavelength"})[0], number) && IsWavelength(number))
       start.wavelength = number;
     for (const std::string_view field : block.textFields) {
       std::string lines = UnfoldedText(field);
@@ -229,7 +233,7 @@ std::string ComposeJobStart(const JobStart& start, std::string& sentence) {
     sentence = "The cell is missing or impossible: six numbers are wanted, Å and degrees.";
     return {};
   }
-  if (!(start.wavelength > 0.1 && start.wavelength < 5.0)) {
+  if (!IsWavelength(start.wavelength)) {
     sentence = "The wavelength is missing: a number in Å, such as 0.71073, is wanted.";
     return {};
   }

@@ -10,6 +10,10 @@
 
 namespace marvik {
 
+// Wavelengths in Å, those of electrons among them.
+inline constexpr double kShortestWavelength = 0.005;
+inline constexpr double kLongestWavelength = 5.0;
+
 // What a diffractometer or an earlier file says of a crystal before there is a model; what it does not say is empty.
 struct JobStart {
   std::string from;  // name of the file, "" for nothing found
