@@ -6,6 +6,7 @@
 
 #include "app/commands/command_table.h"
 #include "app/refinement/refine_flow.h"
+#include "ui/area/drawing_area.h"
 #include "ui/dialogs/refinement/found_models_dialog.h"
 #include "ui/dialogs/refinement/refinement_control_dialog.h"
 #include "ui/dialogs/refinement/refinement_history_dialog.h"
@@ -47,6 +48,8 @@ void RefinementWindows::Wait(QDialog& dialog) {
   dialog.show();
   bench_.Repaint();
   loop.exec();
+  // Buttons that were off meanwhile have left it to a field, which would keep Ctrl+Z to itself.
+  if (auto* area = owner_.findChild<DrawingArea*>()) area->setFocus();
 }
 
 std::optional<size_t> RefinementWindows::Choose(const FoundModels& found, const std::function<void(size_t row)>& show) {

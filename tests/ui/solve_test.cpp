@@ -41,6 +41,7 @@ class SolveWindow : public test::WindowTest {
 
 TEST_F(SolveWindow, TheModelAppearsBehindTheRunAndOneIsTaken) {
   OpenJob();
+  window->Run(kUsualPanelsCommand);
   NextRun([](RunDialog& dialog, QPushButton& button) {
     EXPECT_TRUE(Until([&] { return button.text() == QLatin1String("OK"); }));
     EXPECT_LT(dialog.height(), dialog.parentWidget()->height() / 2) << "the model is to be seen";
@@ -54,6 +55,7 @@ TEST_F(SolveWindow, TheModelAppearsBehindTheRunAndOneIsTaken) {
   EXPECT_EQ(CountAtoms(bench.document), 7);
   EXPECT_EQ(bench.document.CurrentFile, scratch / "job.res");
   EXPECT_FALSE(window->isWindowModified());
+  EXPECT_EQ(window->focusWidget(), area) << "Ctrl+Z takes it back";
 }
 
 TEST_F(SolveWindow, CancelAndClosingLeaveEverythingAsItWas) {
