@@ -81,8 +81,8 @@ std::string FormulaText(const std::vector<std::pair<std::string, double>>& count
 }
 
 std::vector<StructureFact> StructureFacts(const Document& document) {
-  if (!document.atoms.head) return {};
   const Instructions& in = document.instructions;
+  if (!document.atoms.head && in.cellLine.empty()) return {};
   std::vector<StructureFact> facts;
   const auto add = [&facts](const char* caption, std::string value) {
     if (!value.empty()) facts.push_back({caption, std::move(value)});

@@ -42,6 +42,15 @@ TEST(StructureFacts, AddUpWhatTheCellHolds) {
   // Hill's order; carbon makes hydrogen the second.
   EXPECT_EQ(FormulaText({{"O", 1.004}, {"H", 12.5}, {"Br", 0.004}, {"C", 6}, {"Al", 2.0 / 3}}), "C6 H12.5 Al0.67 O");
   EXPECT_EQ(FormulaText({{"O", 4}, {"H", 2}, {"Ca", 1}}), "Ca H2 O4");
+  ASSERT_TRUE(ReadInstructionText(document,
+                                  "TITL to be solved\nCELL 0.71073 5 6 7 90 90 90\nZERR 2 0 0 0 0 0 0\nLATT -1\n"
+                                  "SFAC C N\nUNIT 8 4\nHKLF 4\nEND\n",
+                                  messages));
+  facts.clear();
+  for (const StructureFact& fact : StructureFacts(document)) facts[fact.caption] = fact.value;
+  EXPECT_EQ(facts["Formula given"], "C4 N2");
+  EXPECT_EQ(facts["Volume"], "210.0 Å³");
+  EXPECT_EQ(facts.count("Formula found") + facts.count("Density"), 0u);
 }
 
 TEST(Reports, APlaneNamesItsAtomsAndTellsHowFarTheOthersAreOff) {

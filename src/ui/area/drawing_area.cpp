@@ -408,7 +408,9 @@ QStringList DrawingArea::HintLines() const {
       tr("Drag to rotate, Ctrl + drag or the middle button to move, the wheel to zoom\n"
          "Click to select, Shift + drag to select many, right click for what can be done");
   if (!document.CurrentFile.empty()) {
-    return {tr("No atoms in %1").arg(ToText(bench_.Title())), tr("Open another file: Ctrl+O or drop one here")};
+    return {tr("No atoms in %1").arg(ToText(bench_.Title())),
+            tr("Refine > Solve finds them from the reflections beside the file\n"
+               "Open another file: Ctrl+O or drop one here")};
   }
   return {tr("Open a file: Ctrl+O or drop one here"), tr("Instruction and result files (.ins, .res), CIF"), gestures};
 }
