@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "crystal/site_symmetry.h"
+#include "phase/anions.h"
 #include "phase/elements.h"
 #include "phase/rotors.h"
 #include "refine/structure/neighbours.h"
@@ -348,6 +349,7 @@ void Model::PlaceDisorder() {
   // What one group explains makes the next one show.
   for (int round = 0; round < 3 && FitRotors(problem_, observations_, structure, shares_, fractions_); ++round)
     Refine(3, freedom);
+  if (FitAnions(problem_, observations_, structure, shares_, fractions_)) Refine(3, freedom);
   const Model before = *this;
   if (!SplitEnds(problem_, structure, shares_, fractions_)) return;
   Refine(3, freedom);

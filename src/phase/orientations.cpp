@@ -141,7 +141,7 @@ Proposal Orientations::Propose(const Trial& a) const {
 
 bool AddOrientations(const Trial& trial, const Proposal& p, Structure& structure, std::vector<Site>& added) {
   const Mixture& m = p.mixture;
-  const bool shared = !p.one && trial.shape.HasMiddle() && Length(p.poses[0].centre - p.poses[1].centre) < kSameCentre;
+  const bool shared = !p.one && trial.shape.HasRoot() && Length(p.poses[0].centre - p.poses[1].centre) < kSameCentre;
   const int variable = p.one ? 1 : static_cast<int>(structure.freeVariables.size()) + 2;
   for (size_t k = 0; k < (p.one ? 1 : 2); ++k) {
     std::vector<Site> sites = trial.sites(p.poses[k]);

@@ -25,7 +25,8 @@ struct GroupShape {
   double length = 0.0;  // Å, from the middle to each end; tripods have lengths of their own
 
   size_t Ends() const;
-  bool HasMiddle() const { return shape != Shape::Ring; }
+  // Whether the atom at the centre turns with the group, as its first.
+  bool HasRoot() const { return shape == Shape::Tripod || shape == Shape::BranchedTripod; }
 };
 
 // The ends first, then the atoms that bear them; without the middle.

@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <numbers>
 
 #include "base/numbers.h"
+#include "phase/anions.h"
 #include "phase/rotors.h"
 
 namespace marvik::phase {
@@ -18,6 +20,7 @@ constexpr PairLengths kLengths[] = {{6, 6, 1.545, 2.53}, {6, 9, 1.335, 2.38}, {9
 // What stands on a ring of six, by its atomic number: its length and that to the ring atoms beside.
 constexpr PairLengths kOnRing[] = {
     {6, 6, 1.506, 2.52}, {6, 9, 1.358, 2.36}, {6, 17, 1.735, 2.71}, {6, 35, 1.897, 2.86}};
+constexpr double kStretched = 1.25;  // times a usual distance, that one at first may be
 constexpr double kRingBond = 1.387, kRingAcross = 2.402;
 
 // 0 for none.
@@ -90,6 +93,31 @@ std::string RingRestraints(const Structure& s, const std::vector<const Site*>& m
   return text + LineOf("FLAT 0.02", names) + LineOf("SIMU 0.04 0.08", names);
 }
 
+// One orientation of an anion, which may share its middle with the other; "" when it is none.
+std::string AnionRestraints(const Structure& s, const std::vector<const Site*>& members) {
+  const auto z = [&s](const Site& site) { return s.scatterers[static_cast<size_t>(site.scatterer)].electrons; };
+  for (const AnionKind& kind : AnionKinds()) {
+    for (const Site& middle : s.sites) {
+      if (z(middle) != kind.middle || (middle.part != 0 && middle.part != members[0]->part)) continue;
+      std::vector<const Site*> ends;
+      for (const Site* site : members)
+        if (z(*site) == kind.end && Apart(s, site, &middle) < kStretched * kind.group.length) ends.push_back(site);
+      if (ends.size() != kind.group.Ends()) continue;
+      const double across = kind.group.length * (ends.size() == 4 ? std::sqrt(8.0 / 3.0) : std::numbers::sqrt2);
+      std::vector<std::string> bonds, edges, names;
+      for (size_t i = 0; i < ends.size(); ++i) {
+        bonds.push_back(middle.name + " " + ends[i]->name);
+        for (size_t j = i + 1; j < ends.size(); ++j)
+          if (Apart(s, ends[i], ends[j]) < kStretched * across) edges.push_back(ends[i]->name + " " + ends[j]->name);
+      }
+      for (const Site* site : members) names.push_back(site->name);
+      return Lines(Printf("DFIX %.3f 0.02", kind.group.length), bonds) +
+             Lines(Printf("DANG %.3f 0.04", across), edges) + LineOf("SIMU 0.04 0.08", names) + LineOf("RIGU", names);
+    }
+  }
+  return "";
+}
+
 }  // namespace
 
 std::string RotorRestraints(const Structure& s) {
@@ -102,6 +130,10 @@ std::string RotorRestraints(const Structure& s) {
   for (auto& [variable, sites] : groups) {
     if (const std::vector<char> ring = InRing(s, sites); std::ranges::count(ring, 1) >= 6) {
       text += RingRestraints(s, sites, ring);
+      continue;
+    }
+    if (const std::string anion = AnionRestraints(s, sites); !anion.empty()) {
+      text += anion;
       continue;
     }
     std::vector<std::string> names;
