@@ -96,7 +96,10 @@ std::vector<StructureFact> StructureFacts(const Document& document) {
   add("Formula found", FormulaText(PerFormula(found.counts, units)));
   add("Cell", CellText(document.cell));
   std::string problem;
-  if (const auto group = MakeSpaceGroup(document.latticeCode, document.symmetry, problem); group && group->number > 0)
+  // Without atoms P 1 says only that no group is known yet.
+  const int least = document.atoms.head ? 1 : 2;
+  if (const auto group = MakeSpaceGroup(document.latticeCode, document.symmetry, problem);
+      group && group->number >= least)
     add("Space group", Printf("%s (No. %d)", group->symbol.c_str(), group->number));
   add("Volume", Printf("%.1f Å³", volume));
   const auto operators = static_cast<double>(std::max<size_t>(1, document.symmetry.size()));
