@@ -25,15 +25,18 @@ namespace marvik::phase {
 namespace {
 
 constexpr int kIsotropicRounds = 3;
-constexpr double kFinest = 0.8;         // Å, of the data that groups are fitted to
-constexpr double kMissingPeak = 2.0;    // e/Å3
-constexpr double kLargestU = 0.25;      // Å²
-constexpr double kSmeared = 3.5;        // times the usual displacement
-constexpr double kHydrogenPeak = 0.25;  // e/Å3
-constexpr size_t kMostLaws = 5;         // of twinning
-constexpr double kTwinGain = 0.96;      // of R1, that a share more needs
-constexpr double kSettled = 0.04;       // mean shift in uncertainties that a step leaves
-constexpr int kMostFull = 2500;         // parameters of a full matrix; beyond, conjugate gradients
+constexpr double kFinest = 0.8;          // Å, of the data that groups are fitted to
+constexpr double kMissingPeak = 2.0;     // e/Å3
+constexpr double kLargestU = 0.25;       // Å²
+constexpr double kSmeared = 3.5;         // times the usual displacement
+constexpr double kHydrogenPeak = 0.25;   // e/Å3
+constexpr size_t kMostLaws = 5;          // of twinning
+constexpr double kTwinGain = 0.96;       // of R1, that a share more needs
+constexpr double kSettled = 0.04;        // mean shift in uncertainties that a step leaves
+constexpr double kRestingPlace = 0.005;  // Å
+constexpr double kRestingU = 0.0005;     // Å²
+constexpr double kSameWeight = 0.003;
+constexpr int kMostFull = 2500;  // parameters of a full matrix; beyond, conjugate gradients
 
 double Median(std::vector<double> values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -47,7 +50,9 @@ class Completer {
       : problem_(problem), candidate_(std::move(candidate)), progress_(progress), show_(show) {}
 
   Completion FromSolution(bool oneStep) {
-    if (Isotropic() && !completion_.steps.empty()) GoOn(oneStep, 1);
+    const Structure before = candidate_.structure;
+    // What was refined like that before is no step.
+    if (Isotropic() && !completion_.steps.empty()) GoOn(oneStep, oneStep && Rests(before) ? 2 : 1);
     return completion_;
   }
 
@@ -61,14 +66,44 @@ class Completer {
  private:
   // With `oneStep` until there are so many.
   void GoOn(bool oneStep, size_t enough) {
+    oneStep_ = oneStep;
     const auto stages = {&Completer::Twin,      &Completer::Anisotropic,  &Completer::Elements,
                          &Completer::Hydrogens, &Completer::MapHydrogens, &Completer::Weights,
                          &Completer::Extinction};
     for (const auto stage : stages) {
-      if (completion_.cancelled || (oneStep && completion_.steps.size() >= enough)) break;
+      // Elements that displacements tell belong to the step that gave these.
+      const bool whole = stage != &Completer::Elements || completion_.steps.back().what != "anisotropic";
+      if (completion_.cancelled || (oneStep && whole && completion_.steps.size() >= enough)) break;
       (this->*stage)();
     }
+    if (oneStep && completion_.steps.size() < enough && !completion_.cancelled)
+      completion_.remarks.push_back("no further step makes the model better");
     Remark();
+  }
+
+  // Whether the last step has left all atoms as they were.
+  bool Rests(const Structure& before) const {
+    Document document;
+    RecordingMessages messages;
+    if (!ReadInstructionText(document, Last(), messages)) return false;
+    size_t atoms = 0;
+    for (const AtomRecord* atom : Atoms(document.atoms)) {
+      const Site* site = SiteNamed(before, atom->name);
+      if (!site || std::fabs(site->u[0] - atom->u[0]) > kRestingU ||
+          before.metric.DistanceSquared(site->x, atom->fract) > kRestingPlace * kRestingPlace ||
+          before.scatterers[static_cast<size_t>(site->scatterer)].electrons != atom->element->atomicNumber)
+        return false;
+      ++atoms;
+    }
+    return atoms == before.sites.size();
+  }
+
+  bool HasWeights(const std::array<double, 2>& weights) const {
+    const size_t at = Last().find("\nWGHT");
+    if (at == std::string::npos) return false;
+    std::vector<double> now = ParseInstruction(Last().substr(at + 1, Last().find('\n', at + 1) - at - 1)).numbers;
+    now.resize(2);
+    return std::fabs(now[0] - weights[0]) < kSameWeight && std::fabs(now[1] - weights[1]) < kSameWeight * 10.0;
   }
 
   const std::string& Last() const { return completion_.steps.back().text; }
@@ -347,6 +382,7 @@ class Completer {
   }
 
   void Weights() {
+    if (oneStep_ && HasWeights(weights_)) return;
     for (int round = 0; round < 3 && !completion_.cancelled; ++round) {
       if (!Tell("weights", 0.75 + 0.05 * round)) return;
       const auto session = Refined(WithReplaced(Last(), "WGHT", Printf("WGHT %9.4f %9.4f", weights_[0], weights_[1])));
@@ -355,7 +391,7 @@ class Completer {
       const std::array<double, 2> before = weights_;
       if (completion_.steps.back().what == "weights") completion_.steps.pop_back();
       if (!Keep("weights", *session)) return;
-      if (std::fabs(before[0] - weights_[0]) < 0.003) return;
+      if (std::fabs(before[0] - weights_[0]) < kSameWeight) return;
     }
   }
 
@@ -384,6 +420,7 @@ class Completer {
   Completion completion_;
   Observations merged_;  // Friedel opposites together, once they were needed
   std::array<double, 2> weights_{0.1, 0.0};
+  bool oneStep_ = false;
   int isotropic_ = 0;  // atoms but hydrogen
   int hydrogens_ = 0;
   std::vector<Peak> missing_;  // of the difference map

@@ -16,6 +16,7 @@
 #include "phase/completion.h"
 #include "phase/run.h"
 #include "refine/factors/structure_factors.h"
+#include "run/model_changes.h"
 
 namespace marvik::phase {
 namespace {
@@ -403,6 +404,35 @@ TEST(Completion, ReachesTheErrorOfTheDataAndKeepsOnlyWhatHelps) {
     EXPECT_NE(step.text.find(Printf("\nREM P -1, R1 %.4f\n", step.r1)), std::string::npos) << step.text.substr(0, 80);
   }
   EXPECT_TRUE(Complete(problem, spoiled, [](const std::string&, double) { return false; }).cancelled);
+}
+
+TEST(Completion, StepByStepComesToTheSameEndAndSaysSo) {
+  Crystal crystal = Monoclinic();
+  crystal.seed = 4;
+  const auto [ins, hkl] = FilesOf(crystal);
+  Problem problem;
+  std::string sentence;
+  ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence));
+  const Solution solution = Solve(problem, {});
+  ASSERT_TRUE(solution.solved);
+  const Completion whole = Complete(problem, solution.candidates[0], nullptr);
+  ASSERT_GE(whole.steps.size(), 2u);
+  std::string text = ComposeInstructions(problem, solution.candidates[0]);
+  std::set<std::string> done;
+  std::vector<std::string> remarks;
+  for (int step = 0; step < 8 && remarks.empty(); ++step) {
+    Problem now;
+    ASSERT_TRUE(MakeProblem(text, hkl, now, sentence)) << sentence;
+    const Completion next = CompleteModel(now, text, true, nullptr, {}, sentence);
+    ASSERT_FALSE(next.steps.empty()) << sentence;
+    text = next.steps.back().text;
+    done.insert(next.steps.back().what);
+    for (const std::string& remark : next.remarks)
+      if (remark.starts_with("no further step")) remarks.push_back(remark);
+  }
+  EXPECT_EQ(remarks.size(), 1u);
+  for (const CompletionStep& step : whole.steps) EXPECT_TRUE(done.count(step.what)) << step.what;
+  EXPECT_NEAR(FiguresOfResult(text).r1.value_or(1.0), whole.steps.back().r1, 0.002);
 }
 
 TEST(Completion, RealDataEndAsAWrittenModel) {
