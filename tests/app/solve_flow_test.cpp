@@ -4,6 +4,7 @@
 #include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/seven_atoms.h"
+#include "base/process_mark.h"
 
 namespace marvik {
 namespace {
@@ -73,6 +74,9 @@ TEST_F(SolveFlow, NothingChangesUntilAModelIsTaken) {
 }
 
 TEST_F(SolveFlow, TheModelIsSeenAsItAppearsAndGoesAgain) {
+  std::filesystem::create_directories(folder / ("tmp/marvik-solve-" + ProcessMark() + "1-abcdef"));
+  std::filesystem::create_directories(folder / "tmp/marvik-solve-other");
+  const test::WithVariable temporary{"TMPDIR", folder / "tmp"};
   bench.ResetViewToModel();
   bench.view.RotateView(30.0, {1.0, 0.0, 0.0}, true);
   const Matrix4 turned = bench.view.combined;
@@ -95,6 +99,8 @@ TEST_F(SolveFlow, TheModelIsSeenAsItAppearsAndGoesAgain) {
   EXPECT_EQ(RunCommand(bench, kSolveCommand), Outcome::Cancelled);
   ExpectUntouched();
   EXPECT_EQ(bench.view.combined, turned);
+  const std::filesystem::directory_iterator left(folder / "tmp");
+  EXPECT_EQ(std::distance(begin(left), end(left)), 1) << "also what a killed process had left is gone";
   EXPECT_TRUE(bench.history.UndoName().empty());
 
   bench.hooks.followRun = [&](RefinementRun& run) {

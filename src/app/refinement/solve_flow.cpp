@@ -10,6 +10,7 @@
 #include "app/open_save.h"
 #include "app/package_directory.h"
 #include "base/numbers.h"
+#include "base/process_mark.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
 #include "run/child_process.h"
@@ -37,13 +38,18 @@ std::vector<std::string> Parted(std::string_view line, char by) {
   return parts;
 }
 
-// A folder that goes with everything in it.
+constexpr std::string_view kScratch = "marvik-solve-";
+
+// A folder that goes with everything in it, and with it those of processes that are gone.
 class ScratchFolder {
  public:
   ScratchFolder() {
     std::error_code error;
-    std::string name = (std::filesystem::temp_directory_path(error) / "marvik-solve-XXXXXX").string();
-    if (!error && mkdtemp(name.data())) path_ = name + "/";
+    const auto place = std::filesystem::temp_directory_path(error);
+    if (error) return;
+    Sweep(place);
+    std::string name = (place / (std::string(kScratch) + ProcessMark() + "-XXXXXX")).string();
+    if (mkdtemp(name.data())) path_ = name + "/";
   }
   ~ScratchFolder() {
     std::error_code error;
@@ -54,6 +60,16 @@ class ScratchFolder {
   const std::string& Path() const { return path_; }
 
  private:
+  static void Sweep(const std::filesystem::path& place) {
+    std::error_code error, ignored;
+    for (std::filesystem::directory_iterator entry(place, error), end; !error && entry != end; entry.increment(error)) {
+      const std::string name = entry->path().filename().string();
+      if (!name.starts_with(kScratch)) continue;
+      const std::string mark = name.substr(kScratch.size(), name.rfind('-') - kScratch.size());
+      if (!ProcessLives(mark)) std::filesystem::remove_all(entry->path(), ignored);
+    }
+  }
+
   std::string path_;
 };
 
