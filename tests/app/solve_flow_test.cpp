@@ -34,7 +34,7 @@ TEST_F(SolveFlow, FindsCompletesAndIsUndone) {
   EXPECT_EQ(ReadWholeFile(StepHistory(folder / "job").Steps()[0].path).content, kHeader);
   const std::string solved = folder.Get("job.res");
 
-  ASSERT_EQ(RunCommand(bench, kCompleteCommand, "steps=next"), Outcome::Done) << Captions();
+  ASSERT_EQ(RunCommand(bench, FindCommand("complete-next")->id), Outcome::Done) << Captions();
   const auto steps = StepHistory(folder / "job").Steps();
   ASSERT_EQ(steps.size(), 3u) << "one step only";
   EXPECT_LT(steps.back().r1.value_or(1.0), 0.12);

@@ -210,6 +210,7 @@ constexpr CommandRow kRows[] = {
      CompleteFields},
     {523, "new-from-reflections", "&New from Reflections...", "", "FIELD=VALUE ...", Structure, Always,
      NewFromReflectionsHandler, nullptr, "", NewFromReflectionsFields},
+    {524, "complete-next", "C&omplete: Next Step", "", "", Structure, Atoms, CompleteHandler, nullptr, ""},
     {530, "structure-panel", "&Structure", "F3", "[on|off]", None, Always, PanelHandler, IsPanelShown<530>, ""},
     {531, "refinement-panel", "&Refinement", "F4", "[on|off]", None, Always, PanelHandler, IsPanelShown<531>, ""},
     {532, "model-panel", "&Model", "F5", "[on|off]", None, Always, PanelHandler, IsPanelShown<532>, ""},

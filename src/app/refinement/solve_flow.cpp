@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "app/commands/command_handlers.h"
+#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/package_directory.h"
 #include "base/numbers.h"
@@ -347,7 +348,7 @@ Outcome SolveHandler(Workbench& bench, const CommandCall& call) {
   return OutcomeOf(SolveJob(bench, call.argument));
 }
 Outcome CompleteHandler(Workbench& bench, const CommandCall& call) {
-  return OutcomeOf(CompleteJob(bench, call.argument));
+  return OutcomeOf(CompleteJob(bench, call.id == kCompleteCommand ? call.argument : "steps=next"));
 }
 
 }  // namespace marvik
