@@ -306,6 +306,7 @@ class Solver {
     const DataStatistics& d = solution_.statistics;
     if (d.dPhasing > 1.1) return s + "; finer data (to 0.9 A or better) are what helps most";
     if (d.completeness < 0.85) return s + "; more complete data are what helps most";
+    if (options_.groupAsGiven) return s + "; leave the space group to be found (without --space-group as-given)";
     return s + "; check cell, Laue class and twinning, then try another --seed";
   }
 
