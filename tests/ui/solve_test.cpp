@@ -1,3 +1,4 @@
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
@@ -74,14 +75,18 @@ TEST_F(SolveWindow, CancelAndClosingLeaveEverythingAsItWas) {
 
 TEST_F(SolveWindow, ModelsAreShownAndOneIsChosen) {
   const FoundModels found = ReadFoundModels(
-      "file\tmodel\tspace group\tR1\n/a\tcandidate a\tP -1\t0.1\n/b\tcandidate b\tP 1\t0.2\n/c\tweights\t\t0.05\n");
+      "file\tmodel\tspace group\tR1\tremark\n/a\tcandidate a\tP -1\t0.1\t\n/b\tcandidate b\tP 1\t0.2\tno better\n"
+      "/c\tweights\t\t0.05\t\n");
   ASSERT_EQ(found.rows.size(), 3u);
   EXPECT_EQ(found.proposed, 2u) << "the end of a completion";
   std::vector<size_t> shown;
   const auto show = [&](size_t row) { shown.push_back(row); };
   robot.Next([](QWidget& dialog) {
     auto* table = dialog.findChild<QTreeWidget*>(QStringLiteral("models"));
+    auto* remark = dialog.findChild<QLabel*>(QStringLiteral("remark"));
+    EXPECT_EQ(remark->text(), "");
     QTest::keyClick(table, Qt::Key_Up);
+    EXPECT_EQ(remark->text(), "no better");
     QTest::keyClick(&dialog, Qt::Key_Return);
   });
   EXPECT_EQ(bench.hooks.chooseModel(found, show), std::optional<size_t>(1));

@@ -13,6 +13,11 @@
 #include "ui/text.h"
 
 namespace marvik {
+namespace {
+
+constexpr char kRemark[] = "remark";
+
+}  // namespace
 
 FoundModelsDialog::FoundModelsDialog(QWidget* parentWidget, const FoundModels& found,
                                      std::function<void(size_t row)> show)
@@ -37,7 +42,8 @@ FoundModelsDialog::FoundModelsDialog(QWidget* parentWidget, const FoundModels& f
     bool empty = true;
     for (const FoundModels::Row& row : found.rows)
       empty = empty && (static_cast<size_t>(i) >= row.cells.size() || row.cells[static_cast<size_t>(i)].empty());
-    table_->setColumnHidden(i, empty);
+    // A remark is a sentence: it stands below the table.
+    table_->setColumnHidden(i, empty || found.headings[static_cast<size_t>(i)] == kRemark);
     table_->resizeColumnToContents(i);
     table_->setColumnWidth(i, table_->columnWidth(i) + 10);
   }
@@ -45,6 +51,14 @@ FoundModelsDialog::FoundModelsDialog(QWidget* parentWidget, const FoundModels& f
   const int wanted = table_->header()->length() + 2 * letter;
   const int lines = std::clamp(static_cast<int>(found.rows.size()) + 3, 5, 9);
   table_->setMinimumSize(std::clamp(wanted, 80 * letter, 130 * letter), fontMetrics().height() * lines);
+  auto* remark = new QLabel;
+  remark->setObjectName(QStringLiteral("remark"));
+  remark->setTextFormat(Qt::PlainText);
+  remark->setWordWrap(true);
+  const auto remarkOf = [found](size_t row) { return ToText(found.rows[row].Cell(found, kRemark)); };
+  const bool remarks =
+      std::ranges::any_of(found.rows, [&](const FoundModels::Row& row) { return !row.Cell(found, kRemark).empty(); });
+  remark->setMinimumHeight(2 * fontMetrics().height());
   auto* notes = new QPlainTextEdit(ToText(found.notes));
   notes->setReadOnly(true);
   notes->setMaximumHeight(fontMetrics().height() * 4);
@@ -59,10 +73,17 @@ FoundModelsDialog::FoundModelsDialog(QWidget* parentWidget, const FoundModels& f
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(new QLabel(tr("The window shows the model that is marked. Taking it is one step of Undo.")));
   layout->addWidget(table_);
+  layout->addWidget(remark);
+  // Shown before it has a parent it would be a window.
+  remark->setVisible(remarks);
   layout->addWidget(notes);
   layout->addWidget(buttons);
   table_->setCurrentItem(table_->topLevelItem(static_cast<int>(found.proposed)));
-  connect(table_, &QTreeWidget::currentItemChanged, this, [this, show] { show(Row()); });
+  connect(table_, &QTreeWidget::currentItemChanged, this, [=, this] {
+    remark->setText(remarkOf(Row()));
+    show(Row());
+  });
+  remark->setText(remarkOf(found.proposed));
   // The model above is to be seen.
   resize(layout->totalMinimumSize());
   show(found.proposed);
