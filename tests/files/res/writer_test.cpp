@@ -94,6 +94,33 @@ TEST(Writer, StateLinesWhenSomethingDiffers) {
                                             "PART 1  10.33333\nAFIX 66\nMOLE 1\n" + kCarbon + "AFIX 0\nPART 0\n");
 }
 
+// A kept line says what it says: the atoms behind it need no other line for it, and what it says beyond them is ended.
+TEST(Writer, KeptStateLinesActWhereTheyStand) {
+  const struct {
+    const char *kept, *same, *end;
+    void (*set)(AtomRecord&);
+  } kCases[] = {
+      {"AFIX 66", "", "AFIX 0\n", [](AtomRecord& a) { a.afix = 66, a.afixGroup = 7; }},
+      {"PART 2", "", "PART 0\n", [](AtomRecord& a) { a.part = 2; }},
+      {"PART 2 21", "", "PART 0\n", [](AtomRecord& a) { a.part = 2, a.partHasOccupancy = 1, a.partOccupancy = 21.0f; }},
+      {"PART 2 21", "PART 2\n", "PART 0\n", [](AtomRecord& a) { a.part = 2; }},
+      {"MOLE 3", "", "MOLE 0\n", [](AtomRecord& a) { a.mole = 3; }},
+      {"RESI 5 ALA", "", "RESI 0\n", [](AtomRecord& a) { a.residue = 0; }},
+      {"MOLE 3", "MOLE 0\n", "", [](AtomRecord&) {}},
+      {"RESI 9 XXX", "RESI 5 ALA\n", "RESI 0\n", [](AtomRecord& a) { a.residue = 0; }},
+      {"DAMP 0", "", "", [](AtomRecord&) {}},
+  };
+  for (const auto& [kept, same, end, set] : kCases) {
+    ReadDocument r(kHeader + "C1 1 0 0 0\nC1 1 0 0 0\nC1 1 0 0 0\nC1 1 0 0 0\n");
+    r.document.residues.push_back({"ALA", 5, "", "", ""});
+    AtomRecord* second = r.document.atoms.head->next;
+    second->MutableExtras().linesBefore.push_back({KeptPlace::BeforeAtom, kept, -1});
+    set(*second);
+    set(*second->next);
+    EXPECT_EQ(r.SavedFrom("C1", "END"), kCarbon + kept + "\n" + same + kCarbon + kCarbon + end + kCarbon) << kept;
+  }
+}
+
 TEST(Writer, ManyScatterersStayWithinTheLine) {
   std::string labels, units;
   for (int i = 0; i < 500; ++i) {
