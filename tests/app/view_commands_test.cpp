@@ -1,7 +1,12 @@
+#include <algorithm>
+#include <set>
+#include <sstream>
+
 #include "app/bench_fixture.h"
 #include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/picture/picture_output.h"
+#include "app/picture/picture_settings.h"
 #include "draw/surface/lit_picture.h"
 #include "gl/gl_scene.h"
 
@@ -113,6 +118,53 @@ TEST_F(ViewTest, ClipPlanesCutEveryRenditionAndFollowTheTurn) {
   for (int i = 0; i < 40; ++i) RunCommand(bench, kClipThickerCommand);
   EXPECT_FALSE(bench.view.IsClipped());
   EXPECT_FALSE(bench.modified);
+}
+
+TEST_F(ViewTest, CommandsTellWhatIsDrawn) {
+  std::string told;
+  bench.hooks.tell = [&](const std::string& sentence) { told = sentence; };
+  const struct {
+    int id;
+    const char *argument, *sentence;
+  } kSteps[] = {{kClipCommand, "2,-2", "Drawn from -2.00 Å to 2.00 Å before the middle"},
+                {kClipThickerCommand, "", "Drawn from -2.30 Å to 2.30 Å before the middle"},
+                {kClipNearerCommand, "", "Drawn from -2.05 Å to 2.55 Å before the middle"},
+                {kClipThinnerCommand, "", "Drawn from -1.75 Å to 2.25 Å before the middle"},
+                {kClipFartherCommand, "", "Drawn from -2.00 Å to 2.00 Å before the middle"},
+                {kClipCommand, "off", "All depths are drawn"},
+                {kHydrogenBondsCommand, "",
+                 "0 hydrogen bonds between atoms that are shown; Grow and Pack show those between molecules"},
+                {kHydrogenBondsCommand, "", ""},
+                {kShortContactsCommand, "", "1 short contact between atoms that are shown"},
+                {kShortContactsCommand, "", ""},
+                {kTripodCommand, "", ""},
+                {kPlanesCommand, "", ""}};
+  // An oxygen atom 2.9 Å from another, along a.
+  Atom("O2")->fract = Atom("O1")->fract + Fractional{2.9 / 8.0, 0.0, 0.0};
+  bench.document.RecomputePositions();
+  bench.ConnectAndReframe();
+  for (const auto& [id, argument, sentence] : kSteps) {
+    told.clear();
+    ASSERT_EQ(RunCommand(bench, id, argument), Outcome::Done) << id;
+    EXPECT_EQ(told, sentence) << id;
+  }
+  // Each switch of the figure is one line of its style, and off again when it is thrown again.
+  const auto lines = [&] {
+    std::set<std::string> set;
+    std::istringstream text(StyleText(StyleOf(bench)));
+    for (std::string line; std::getline(text, line);) set.insert(line);
+    return set;
+  };
+  for (const int id : {653, 654, 655, 656, 657, 658, 659, 660, int{kPlanesCommand}}) {
+    const auto before = lines();
+    RunCommand(bench, id);
+    const auto after = lines();
+    std::vector<std::string> changed;
+    std::ranges::set_difference(after, before, std::back_inserter(changed));
+    EXPECT_EQ(changed.size(), 1u) << id;
+    RunCommand(bench, id);
+    EXPECT_EQ(lines(), before) << id;
+  }
 }
 
 }  // namespace
