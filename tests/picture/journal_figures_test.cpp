@@ -1,10 +1,13 @@
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <gtest/gtest.h>
 #include <map>
 #include <zlib.h>
 
 #include "base/files.h"
+#include "draw/density/density_net.h"
+#include "draw/labels/label_font.h"
 #include "draw/surface/lit_picture.h"
 #include "files/res/reader.h"
 #include "picture/picture_drawing.h"
@@ -230,6 +233,61 @@ TEST_F(Figure, BlackAndWhiteHasNothingBetween) {
   const double y = NumberBehind(*svg, "cy=\"", body), lineX = NumberBehind(*svg, "d=\"M", line);
   const double lineY = NumberBehind(*svg, " ", svg->find("d=\"M", line));
   EXPECT_NEAR(std::hypot(lineX - x, lineY - y), r, 0.02);
+}
+
+// Lets the first so many questions whether to go on pass.
+struct Impatient : RecordingMessages {
+  bool ReportProgress(int, int) override { return --patience >= 0; }
+  int patience = 0;
+};
+
+TEST_F(Figure, ByOpenGlFollowsEveryChoice) {
+  PictureOptions options;
+  options.openGl = true;
+  options.size = 48;
+  openGl.fontPath = FindSansFontFile();
+  if (openGl.fontPath.empty()) GTEST_SKIP() << "no font is installed";
+  const RenderOptions plain = look;
+  const PictureOptions usual = options;
+  const auto base = Drawn("png", options);
+  if (!base) GTEST_SKIP() << messages.shown.back().text;
+  EXPECT_EQ(Drawn("png", options), base);
+  auto contacts = std::make_shared<std::vector<DrawnContact>>();
+  contacts->push_back({document.atoms.head, document.atoms.tail, ContactLine::HydrogenBond});
+  auto net = std::make_shared<DensityNet>();
+  net->lines.push_back({centre, centre + Cartesian{0, 2, 0}, NetTone::Plus});
+  const std::function<void()> changes[] = {[&] { look.mode = kBallAndStick; },
+                                           [&] { look.labels = false; },
+                                           [&] { look.safeColours = true; },
+                                           [&] { look.contacts = contacts; },
+                                           [&] { look.net = net; },
+                                           [&] { look.probability = 0.95; },
+                                           [&] { options.blackWhite = true; },
+                                           [&] { options.background = PictureBackground::Transparent; },
+                                           [&] { options.resolution = 40.0; }};
+  // An ellipsoid whose size the probability tells.
+  document.atoms.head->uCount = 6;
+  document.atoms.head->u = {0.05, 0.04, 0.03, 0.0, 0.0, 0.0};
+  const auto first = Drawn("png", options);
+  EXPECT_NE(first, base);
+  size_t number = 0;
+  for (const auto& change : changes) {
+    change();
+    const auto drawn = Drawn("png", options);
+    EXPECT_TRUE(drawn && drawn != first) << number
+                                         << (messages.shown.empty() ? std::string() : messages.shown.back().text);
+    look = plain;
+    options = usual;
+    ++number;
+  }
+  Impatient impatient;
+  ViewState view;
+  view.FitView(2.5, centre);
+  PictureSubject subject{document,  view, look, "flat", [this]() -> const OpenGlSettings& { return openGl; },
+                         impatient, {},   {}};
+  EXPECT_FALSE(DrawPicture(subject, options, "png"));
+  ASSERT_FALSE(impatient.shown.empty());
+  EXPECT_EQ(impatient.shown.back().text, "The picture was stopped; nothing was written.");
 }
 
 TEST_F(Figure, WithoutAtomsKeepsItsSquare) {

@@ -2,6 +2,8 @@
 
 #include <thread>
 
+#include "run/result_summary.h"
+
 #include "run_fixture.h"
 
 namespace marvik {
@@ -185,6 +187,22 @@ TEST_F(Run, PassesNamesPriorityAndVariables) {
   RefinementRun shell(child, command, {});
   EXPECT_EQ(RunToEnd(shell, messages, stop), RunState::Finished);
   EXPECT_EQ(Get(kOutputName), "/there\n" + folder.substr(0, folder.size() - 1) + "\nfinished\n");
+}
+
+TEST(Result, IsSummedUpFromItsRemarks) {
+  const ResultSummary summary = SummaryOfResult(
+      "TITL for all 7 data\nC1 1 0 0 0\nHKLF 4\r\nREM  x\n"
+      "REM wR2 = 0.0911, GooF = S = 1.052, Restrained GooF = 1.050 for all data\n"
+      "REM R1 =  0.0364 for    900 Fo > 4sig(Fo)  and  0.0512 for all    1200 data\r\n"
+      "REM     80 parameters refined using     12 restraints\n\nEND\n"
+      "WGHT 0.1\nREM Highest difference peak  0.345,  deepest hole -0.211,  1-sigma level  0.045\nQ1 1 0 0 0");
+  EXPECT_EQ(summary.data, 1200);
+  EXPECT_EQ(summary.parameters, 80);
+  EXPECT_EQ(summary.restraints, 12);
+  EXPECT_EQ(summary.peak, 0.345);
+  EXPECT_EQ(summary.hole, -0.211);
+  const ResultSummary none = SummaryOfResult("REM parameters refined\nREM for all\n80 parameters refined using 3");
+  EXPECT_FALSE(none.data || none.parameters || none.restraints || none.peak || none.hole);
 }
 
 TEST(Curve, RecognisesTheUsualFigures) {
