@@ -19,7 +19,7 @@
 #include "files/res/reader.h"
 #include "files/res/writer.h"
 #include "model/coded_values.h"
-#include "phase/completion.h"
+#include "phase/completion/completion.h"
 #include "refine/job/includes.h"
 #include "refine/job/session.h"
 #include "refine/output/refined_uncertainties.h"

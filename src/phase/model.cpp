@@ -6,9 +6,9 @@
 #include <numeric>
 
 #include "crystal/site_symmetry.h"
-#include "phase/anions.h"
 #include "phase/elements.h"
-#include "phase/rotors.h"
+#include "phase/groups/anions.h"
+#include "phase/groups/rotors.h"
 #include "refine/structure/neighbours.h"
 
 namespace marvik::phase {

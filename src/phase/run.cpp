@@ -6,7 +6,7 @@
 #include "base/atomic_write.h"
 #include "base/files.h"
 #include "base/numbers.h"
-#include "phase/completion.h"
+#include "phase/completion/completion.h"
 #include "run/job_files.h"
 #include "run/stop_signals.h"
 

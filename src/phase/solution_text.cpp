@@ -4,7 +4,7 @@
 
 #include "base/numbers.h"
 #include "language/instruction.h"
-#include "phase/rotors.h"
+#include "phase/groups/rotors.h"
 #include "phase/solution.h"
 
 namespace marvik::phase {

@@ -1,9 +1,9 @@
-#include "phase/anions.h"
+#include "phase/groups/anions.h"
 
 #include <sstream>
 
 #include "phase/group_fixture.h"
-#include "phase/rotors.h"
+#include "phase/groups/rotors.h"
 
 namespace marvik::phase {
 namespace {

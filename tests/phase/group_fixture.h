@@ -9,7 +9,7 @@
 
 namespace marvik::phase {
 
-enum Kind { kCarbon, kOxygen, kFluorine, kZinc };
+enum Kind : int { kCarbon, kOxygen, kFluorine, kZinc };
 
 struct Atom {
   Kind kind;

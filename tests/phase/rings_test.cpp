@@ -1,10 +1,10 @@
-#include "phase/rings.h"
+#include "phase/groups/rings.h"
 
 #include <sstream>
 
 #include "base/numbers.h"
 #include "phase/group_fixture.h"
-#include "phase/rotors.h"
+#include "phase/groups/rotors.h"
 
 namespace marvik::phase {
 namespace {

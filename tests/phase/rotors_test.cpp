@@ -1,4 +1,4 @@
-#include "phase/rotors.h"
+#include "phase/groups/rotors.h"
 
 #include <gtest/gtest.h>
 #include <sstream>

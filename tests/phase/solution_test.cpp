@@ -13,7 +13,7 @@
 #include "base/numbers.h"
 #include "crystal/symmetry.h"
 #include "files/res/reader.h"
-#include "phase/completion.h"
+#include "phase/completion/completion.h"
 #include "phase/run.h"
 #include "refine/factors/structure_factors.h"
 #include "run/model_changes.h"

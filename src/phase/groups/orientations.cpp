@@ -1,4 +1,4 @@
-#include "phase/orientations.h"
+#include "phase/groups/orientations.h"
 
 #include <algorithm>
 #include <cmath>

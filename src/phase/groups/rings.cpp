@@ -1,10 +1,10 @@
-#include "phase/rings.h"
+#include "phase/groups/rings.h"
 
 #include <algorithm>
 #include <cmath>
 #include <numeric>
 
-#include "phase/orientations.h"
+#include "phase/groups/orientations.h"
 #include "refine/structure/neighbours.h"
 
 namespace marvik::phase {

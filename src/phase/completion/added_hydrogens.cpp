@@ -1,4 +1,4 @@
-#include "phase/added_hydrogens.h"
+#include "phase/completion/added_hydrogens.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,7 +10,7 @@
 #include "chem/hydrogens/hydrogen_geometry.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
-#include "phase/instruction_edits.h"
+#include "phase/completion/instruction_edits.h"
 #include "refine/job/prepare.h"
 
 namespace marvik::phase {

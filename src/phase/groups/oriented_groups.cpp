@@ -1,4 +1,4 @@
-#include "phase/oriented_groups.h"
+#include "phase/groups/oriented_groups.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "phase/completion.h"
+#include "phase/completion/completion.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,14 +9,14 @@
 #include "files/res/reader.h"
 #include "files/res/writer.h"
 #include "language/instruction.h"
-#include "phase/added_hydrogens.h"
+#include "phase/completion/added_hydrogens.h"
+#include "phase/completion/instruction_edits.h"
+#include "phase/completion/suspects.h"
 #include "phase/elements.h"
-#include "phase/instruction_edits.h"
+#include "phase/groups/rings.h"
+#include "phase/groups/rotors.h"
 #include "phase/lattice.h"
 #include "phase/molecules.h"
-#include "phase/rings.h"
-#include "phase/rotors.h"
-#include "phase/suspects.h"
 #include "refine/job/prepare.h"
 #include "refine/job/session.h"
 #include "refine/output/tables.h"

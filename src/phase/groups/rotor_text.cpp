@@ -4,8 +4,8 @@
 #include <numbers>
 
 #include "base/numbers.h"
-#include "phase/anions.h"
-#include "phase/rotors.h"
+#include "phase/groups/anions.h"
+#include "phase/groups/rotors.h"
 
 namespace marvik::phase {
 namespace {

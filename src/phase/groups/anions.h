@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "phase/oriented_groups.h"
+#include "phase/groups/oriented_groups.h"
 #include "phase/problem.h"
 #include "refine/data/observations.h"
 

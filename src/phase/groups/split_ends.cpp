@@ -2,7 +2,7 @@
 #include <cmath>
 #include <limits>
 
-#include "phase/rotors.h"
+#include "phase/groups/rotors.h"
 #include "refine/structure/neighbours.h"
 
 namespace marvik::phase {

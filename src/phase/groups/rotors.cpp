@@ -1,10 +1,10 @@
-#include "phase/rotors.h"
+#include "phase/groups/rotors.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "phase/orientations.h"
+#include "phase/groups/orientations.h"
 #include "refine/structure/neighbours.h"
 
 namespace marvik::phase {

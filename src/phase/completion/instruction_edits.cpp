@@ -1,4 +1,4 @@
-#include "phase/instruction_edits.h"
+#include "phase/completion/instruction_edits.h"
 
 #include <sstream>
 

@@ -1,9 +1,9 @@
-#include "phase/anions.h"
+#include "phase/groups/anions.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "phase/orientations.h"
+#include "phase/groups/orientations.h"
 #include "refine/structure/neighbours.h"
 
 namespace marvik::phase {

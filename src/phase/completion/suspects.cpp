@@ -1,4 +1,4 @@
-#include "phase/suspects.h"
+#include "phase/completion/suspects.h"
 
 #include <algorithm>
 #include <cmath>

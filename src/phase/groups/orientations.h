@@ -4,7 +4,7 @@
 #include <functional>
 #include <vector>
 
-#include "phase/oriented_groups.h"
+#include "phase/groups/oriented_groups.h"
 #include "refine/data/observations.h"
 #include "refine/solve/least_squares.h"
 
