@@ -55,13 +55,14 @@ struct SpriteSink {
 
 void DiscStackCache::Clear() {
   sprites_.clear();
+  latest_ = nullptr;
   keptPixels_ = 0;
 }
 
 bool DiscStackCache::Draw(const Surface& surface, int x, int y, std::span<const Disc> discs, bool smooth) {
-  const Sprite* sprite = Find(discs, smooth);
-  if (!sprite) return false;
-  Copy(surface, x, y, *sprite);
+  if (!latest_ || latest_->smooth != smooth || !SameDiscs(latest_->discs, discs)) latest_ = Find(discs, smooth);
+  if (!latest_) return false;
+  Copy(surface, x, y, *latest_);
   return true;
 }
 

@@ -41,6 +41,7 @@ class DiscStackCache {
   static void Copy(const Surface& surface, int x, int y, const Sprite& sprite);
 
   std::unordered_multimap<uint64_t, Sprite> sprites_;
+  const Sprite* latest_ = nullptr;
   uint64_t keptPixels_ = 0;
 };
 
