@@ -1,5 +1,6 @@
 #include "crystal/neighbour_grid.h"
 
+#include <atomic>
 #include <bit>
 #include <cmath>
 #include <utility>
@@ -104,7 +105,8 @@ bool NeighbourGrid::FindRange(const Cartesian& centre, double radius, Range& ran
 
 namespace {
 
-constexpr uint32_t kPiece = 10'000;  // of points, worth a thread
+constexpr uint32_t kPiece = 10'000;   // of points, worth a thread
+constexpr size_t kTellAfter = 1'000;  // pairs, of which others need not know
 
 // Sorts pairs of indices below `count`, few of which share their first: by counting, then within each group.
 void SortPairs(size_t count, std::vector<IndexPair>& pairs) {
@@ -146,9 +148,14 @@ std::optional<std::vector<IndexPair>> ClosePairs(std::vector<Cartesian> points, 
     std::vector<double> radiusAt(grid.indices_.size());
     for (size_t at = 0; at < radiusAt.size(); ++at) radiusAt[at] = radii[grid.indices_[at]];
     radii = {};
+    std::atomic<size_t> total{0};  // of all pieces, which bounds their memory together
     const auto find = [&](uint32_t begin, uint32_t end, std::vector<IndexPair>& found) {
+      size_t told = 0;
+      const auto tell = [&] { total += found.size() - std::exchange(told, found.size()); };
       found.reserve(std::min(most, (end - begin) * size_t{3} / 2));
-      for (uint32_t own = begin; own < end && found.size() <= most; ++own) {
+      for (uint32_t own = begin; own < end; ++own) {
+        if (found.size() > told + kTellAfter) tell();
+        if (total > most) return;
         // The point with the larger radius finds the other, so that nobody looks farther than twice its own radius.
         const double radius = radiusAt[own];
         grid.ForEachPlace(grid.points_[own], 2.0 * radius + tolerance, [&](uint32_t at, double distance) {
@@ -158,6 +165,7 @@ std::optional<std::vector<IndexPair>> ClosePairs(std::vector<Cartesian> points, 
           if (found.size() <= most) found.push_back({first, second});
         });
       }
+      tell();
     };
     const auto places = static_cast<uint32_t>(radiusAt.size());
     if (places < 2 * kPiece) {
@@ -167,10 +175,12 @@ std::optional<std::vector<IndexPair>> ClosePairs(std::vector<Cartesian> points, 
       const auto beginOf = [&](size_t piece) { return static_cast<uint32_t>(piece * places / pieces.size()); };
       ForEachInParallel(ThreadCount(0), pieces.size(),
                         [&](size_t i, size_t) { find(beginOf(i), beginOf(i + 1), pieces[i]); });
+      if (total > most) return std::nullopt;
+      pairs.reserve(total);
       for (const auto& piece : pieces) pairs.insert(pairs.end(), piece.begin(), piece.end());
     }
+    if (total > most) return std::nullopt;
   }
-  if (pairs.size() > most) return std::nullopt;
   SortPairs(count, pairs);
   return pairs;
 }

@@ -45,7 +45,7 @@ struct Walk {
   std::vector<int32_t> parts;
 
   explicit Walk(AtomList& list) {
-    const size_t count = list.LiveCount();
+    const size_t count = list.RecordCount();
     atoms.reserve(count);
     positions.reserve(count);
     radii.reserve(count);
