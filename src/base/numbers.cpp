@@ -68,8 +68,6 @@ class PlainLocale {
     previous_ = uselocale(plain);
   }
   ~PlainLocale() { uselocale(previous_); }
-
- private:
   PlainLocale(const PlainLocale&) = delete;
   PlainLocale& operator=(const PlainLocale&) = delete;
 
