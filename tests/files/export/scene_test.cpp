@@ -7,6 +7,7 @@
 #include "base/numbers.h"
 #include "files/export/export_fixture.h"
 #include "files/export/gltf.h"
+#include "files/export/gltf_shapes.h"
 #include "files/export/vrml.h"
 #include "model/placement.h"
 
@@ -58,6 +59,36 @@ TEST(SceneTurns, MatrixQuaternionAndAxisAgree) {
     const Mat3 fromY = TurnFromY(y * 2.5);
     EXPECT_NEAR(Determinant(fromY), 1.0, 1e-12);
     for (int i = 0; i < 3; ++i) EXPECT_NEAR(fromY[i][1], y[i], 1e-12);
+  }
+}
+
+TEST(SceneShapes, AreClosedAndFaceOutward) {
+  const struct {
+    TriangleMesh mesh;
+    double volume;
+  } shapes[] = {{SphereMesh(), 4.0 / 3.0 * M_PI}, {CylinderMesh(), M_PI}, {BoxMesh(), 8.0}};
+  for (const auto& [mesh, volume] : shapes) {
+    const auto at = [](const std::array<float, 3>& p) { return ScenePoint{p[0], p[1], p[2]}; };
+    double sum = 0.0;
+    std::map<std::array<long, 6>, int> edges;
+    for (size_t i = 0; i < mesh.indices.size(); i += 3) {
+      const uint16_t* corner = &mesh.indices[i];
+      ScenePoint p[3];
+      for (size_t k = 0; k < 3; ++k) p[k] = at(mesh.positions.at(corner[k]));
+      const ScenePoint normal = Cross(p[1] - p[0], p[2] - p[0]);
+      sum += Dot(normal, p[0]) / 6.0;
+      for (size_t k = 0; k < 3; ++k) {
+        EXPECT_GE(Dot(normal, at(mesh.normals.at(corner[k]))), 0.9 * Length(normal));
+        const ScenePoint from = p[k] * 1e4, to = p[(k + 1) % 3] * 1e4;
+        const std::array<long, 3> a{lround(from.x), lround(from.y), lround(from.z)};
+        const std::array<long, 3> b{lround(to.x), lround(to.y), lround(to.z)};
+        if (a != b)
+          edges[{std::min(a, b)[0], std::min(a, b)[1], std::min(a, b)[2], std::max(a, b)[0], std::max(a, b)[1],
+                 std::max(a, b)[2]}] += a < b ? 1 : -1;
+      }
+    }
+    EXPECT_NEAR(sum, volume, 0.06 * volume);
+    for (const auto& [edge, open] : edges) EXPECT_EQ(open, 0);
   }
 }
 
