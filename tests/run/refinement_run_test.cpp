@@ -132,6 +132,23 @@ TEST_F(Run, AKilledProgramLeavesNothingBehindAScriptWithoutExec) {
   EXPECT_TRUE(waitFor([&] { return !SpawnedLives(); }));
 }
 
+TEST_F(Run, LeavesNoDescriptorOpen) {
+  const auto open = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+  };
+  std::ptrdiff_t first = 0;
+  for (int i = 0; i < 3; ++i) {
+    {
+      ChildProcess program;
+      RefinementRun run(program, CommandFor("job"), {});
+      Put("job.steps", i == 1 ? "spawn\nsay x\n" : "say x\n");
+      EXPECT_EQ(RunToEnd(run, messages, stop), RunState::EndedEarly);
+    }
+    if (i == 0) first = open();
+    EXPECT_EQ(open(), first);
+  }
+}
+
 TEST_F(Run, AProgramThatGoesOnAfterTheWordIsWaitedForAndEnded) {
   RefinementRun run = MakeRun("say finished\nwait 300\ncopy job.steps\nsay late\nspawn\nwait 60000\n");
   ASSERT_TRUE(run.Start(messages));
