@@ -316,7 +316,7 @@ TEST_F(ChemTest, ImagesOfANegativePartThatLieOnEachOtherMeetNothing) {
 
 TEST_F(ChemTest, ContactsAreDrawnBetweenAtomsThatAreShown) {
   Read(Line("O1", 4, 9.0, 0, 0) + Line("H1", 2, 9.82, 0, 0) + Line("C1", 1, 8.5, 1.3, 0) + Line("O9", 4, -8.2, 0.1, 0) +
-       Line("C8", 1, 9, -3.0, 0));
+       Line("C8", 1, 9, -3.0, 0) + Line("H5", 2, 10.8, -0.6, 2.1));
   const auto list = [&](bool bonds, bool contacts) {
     std::string text;
     for (const DrawnContact& c : ContactsShown(document, bonds, contacts))
@@ -324,14 +324,14 @@ TEST_F(ChemTest, ContactsAreDrawnBetweenAtomsThatAreShown) {
               (IsGenerated(*c.to) ? "' " : " ");
     return text;
   };
-  EXPECT_EQ(list(true, true), "O1-C8 ");
+  EXPECT_EQ(list(true, true), "O1-C8 H1-H5 ");
   const CrystalFragments fragments(document);
   std::vector<AtomRecord*> added;
   ASSERT_TRUE(
       ImageMaker(document, fragments, messages).AddAtom(*fragments.IndexOf(Atom("O9")->serial), {0, {1, 0, 0}}, added));
-  EXPECT_EQ(list(true, true), "O1-C8 H1=O9' ");
+  EXPECT_EQ(list(true, true), "O1-C8 H1=O9' H1-H5 H5-O9' ");
   EXPECT_EQ(list(true, false), "H1=O9' ");
-  EXPECT_EQ(list(false, true), "O1-C8 ");
+  EXPECT_EQ(list(false, true), "O1-C8 H1-H5 H5-O9' ");
   Atom("H1")->Set(kHidden, true);
   EXPECT_EQ(list(true, false), "O1=O9' ");
   added[0]->Set(kHidden, true);
