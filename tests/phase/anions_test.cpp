@@ -43,9 +43,12 @@ TEST_F(Anions, TwoOrientationsShareTheirMiddle) {
     Use(kind);
     const std::vector<Atom> rest = Joined(Rest(), {{kMiddle, kPlace}});
     const auto first = Ends(kind, 0.2, 0.6), second = Ends(kind, 0.95, 0.4);
-    // What a model of whole atoms has: the stronger ends, and some of the weaker ones.
+    // What a model of whole atoms has: the stronger ends, with some of the weaker ones or none.
     std::vector<Atom> guess = rest;
     for (const Atom& a : first) guess.push_back({a.kind, a.place, 0.8});
+    Start(Joined(Joined(rest, first), second), guess);
+    EXPECT_TRUE(Fit()) << kind.middle;
+    model_.freeVariables.clear();
     guess.push_back({kOxygen, second[0].place, 0.6});
     Start(Joined(Joined(rest, first), second), guess);
     ASSERT_TRUE(Fit()) << kind.middle;
