@@ -213,13 +213,16 @@ TEST(Result, IsSummedUpFromItsRemarks) {
       "REM R1 =  0.0364 for    900 Fo > 4sig(Fo)  and  0.0512 for all    1200 data\r\n"
       "REM     80 parameters refined using     12 restraints\n\nEND\n"
       "WGHT 0.1\nREM Highest difference peak  0.345,  deepest hole -0.211,  1-sigma level  0.045\nQ1 1 0 0 0");
+  EXPECT_EQ(summary.figures.r1, 0.0364);
+  EXPECT_EQ(summary.figures.wR2, 0.0911);
+  EXPECT_EQ(summary.figures.goof, 1.052);
   EXPECT_EQ(summary.data, 1200);
   EXPECT_EQ(summary.parameters, 80);
   EXPECT_EQ(summary.restraints, 12);
   EXPECT_EQ(summary.peak, 0.345);
   EXPECT_EQ(summary.hole, -0.211);
   const ResultSummary none = SummaryOfResult("REM parameters refined\nREM for all\n80 parameters refined using 3");
-  EXPECT_FALSE(none.data || none.parameters || none.restraints || none.peak || none.hole);
+  EXPECT_FALSE(none.figures.r1 || none.data || none.parameters || none.restraints || none.peak || none.hole);
 }
 
 TEST(Curve, RecognisesTheUsualFigures) {
