@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 
 namespace marvik {
@@ -31,9 +30,9 @@ class AutosaveTest : public test::BenchTest {
 TEST_F(AutosaveTest, WhatAProcessLeavesIsOfferedAndRestored) {
   ASSERT_TRUE(OpenFile(bench, file));
   InAnotherProcess([&] {
-    RunCommand(bench, kKillSelectedCommand);
-    RunCommand(bench, kSelectAtomsCommand, "C*");
-    RunCommand(bench, kKillSelectedCommand);
+    Run(kKillSelectedCommand);
+    Run(kSelectAtomsCommand, "C*");
+    Run(kKillSelectedCommand);
     autosave.Keep();
   });
   ASSERT_EQ(Autosave::Left().size(), 1u);
@@ -75,15 +74,15 @@ TEST_F(AutosaveTest, FollowsEditsAndGoesWithThem) {
       return ReadWholeFile(entry.path().string()).content;
     return std::string();
   };
-  RunCommand(bench, FindCommand("kill-peaks")->id);
+  Run("kill-peaks");
   autosave.Keep();
   EXPECT_NE(text().find("O2"), std::string::npos);
   EXPECT_EQ(text().find("Q1"), std::string::npos);
-  RunCommand(bench, kSelectAtomsCommand, "O2");
-  RunCommand(bench, kKillSelectedCommand);
+  Run(kSelectAtomsCommand, "O2");
+  Run(kKillSelectedCommand);
   autosave.Keep();
   EXPECT_EQ(text().find("O2"), std::string::npos);
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   autosave.Keep();
   EXPECT_NE(text().find("O2"), std::string::npos);
   EXPECT_TRUE(Autosave::Left().empty()) << "this process lives";

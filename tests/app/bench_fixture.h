@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "app/commands/command_table.h"
 #include "app/workbench.h"
 #include "base/files.h"
 
@@ -87,6 +88,18 @@ inline constexpr char kSmallFile[] =
 class BenchTest : public testing::Test {
  protected:
   AtomRecord* Atom(const std::string& name) const { return bench.document.atoms.FindAtom(name); }
+  BondRecord* Bond(const char* a, const char* b) const { return bench.document.atoms.FindBond(Atom(a), Atom(b)); }
+  // A command by its number or its name.
+  Outcome Run(int id, const std::string& argument = {}) { return RunCommand(bench, id, argument); }
+  Outcome Run(const char* name, const std::string& argument = {}) { return Run(FindCommand(name)->id, argument); }
+  std::string LastText() const { return messages.shown.empty() ? "" : messages.shown.back().text; }
+  // That a command says why not.
+  template <class Command>
+  void ExpectRefused(Command command, const std::string& argument, const std::string& part) {
+    messages.shown.clear();
+    EXPECT_EQ(Run(command, argument), Outcome::Failed) << command << " " << argument;
+    EXPECT_NE(LastText().find(part), std::string::npos) << command << " " << argument << ": " << LastText();
+  }
   // Captions of the messages shown since the last call.
   std::string Captions() {
     std::string list;

@@ -1,6 +1,5 @@
 #include <algorithm>
 
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/reports.h"
 #include "chem/bonds/connectivity.h"
@@ -39,14 +38,14 @@ class ChemCommands : public BenchTest {
 TEST_F(ChemCommands, HydrogensArePlacedAndTheirElementAskedFor) {
   Load("a.ins", kPropanol);
   messages.answers = {true};
-  EXPECT_EQ(RunCommand(bench, 151), Outcome::Changed);
+  EXPECT_EQ(Run(151), Outcome::Changed);
   EXPECT_TRUE(bench.HybridLabelColoration);
-  EXPECT_EQ(RunCommand(bench, 153), Outcome::Changed);
+  EXPECT_EQ(Run(153), Outcome::Changed);
   EXPECT_EQ(Captions(), "Notes Concerning Refinement:");
   EXPECT_EQ(messages.asked.size(), 1u);
   EXPECT_EQ(bench.document.instructions.sfac.back(), kHydrogenRow);
   EXPECT_EQ(bench.document.atoms.LiveCount(), 13u);
-  EXPECT_EQ(RunCommand(bench, 153), Outcome::Changed);
+  EXPECT_EQ(Run(153), Outcome::Changed);
   EXPECT_EQ(bench.document.atoms.LiveCount(), 13u);
   EXPECT_EQ(messages.asked.size(), 1u);
 }
@@ -56,65 +55,65 @@ TEST_F(ChemCommands, WaterIsShownBeforeItsHydrogensStay) {
        "TITL water\nCELL 0.71073 20 20 20 90 90 90\nLATT -1\nSFAC C H O CL\nUNIT 1 2 2 1\nFVAR 1\n"
        "C7 1 .5 .295 .5 11 .05\nO7 3 .5 .355 .5 11 .05\nO1 3 .5 .5 .5 11 .05\nCL1 4 .65 .55 .5 11 .05\nHKLF 4\nEND\n");
   messages.answers = {false, true};
-  RunCommand(bench, 153);
+  Run(153);
   ASSERT_EQ(messages.asked.size(), 1u);
   EXPECT_NE(messages.asked[0].text.find(" to O7, 2.0"), std::string::npos) << messages.asked[0].text;
   EXPECT_NE(messages.asked[0].text.find(" to CL1, "), std::string::npos) << messages.asked[0].text;
   EXPECT_EQ(bench.document.atoms.LiveCount(), 4u);
-  RunCommand(bench, 153);
+  Run(153);
   EXPECT_EQ(bench.document.atoms.LiveCount(), 6u);
-  RunCommand(bench, 153);
+  Run(153);
   EXPECT_EQ(messages.asked.size(), 2u) << "what stands is moved";
-  RunCommand(bench, kUndoCommand);
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_EQ(bench.document.atoms.LiveCount(), 4u);
 }
 
 TEST_F(ChemCommands, HfixTakesTheTextOfTheDialog) {
   Load("a.ins", kPropanol);
   messages.answers = {true};
-  EXPECT_EQ(RunCommand(bench, 192, "43"), Outcome::Failed);
+  EXPECT_EQ(Run(192, "43"), Outcome::Failed);
   EXPECT_EQ(Captions(), "Error: No Atoms Selected");
-  RunCommand(bench, kSelectAtomsCommand, "C1");
-  EXPECT_EQ(RunCommand(bench, 192, "44"), Outcome::Failed);
+  Run(kSelectAtomsCommand, "C1");
+  EXPECT_EQ(Run(192, "44"), Outcome::Failed);
   EXPECT_EQ(Captions(), "Command Usage Error:");
-  EXPECT_EQ(RunCommand(bench, 192, "HFIX 137"), Outcome::Changed);
+  EXPECT_EQ(Run(192, "HFIX 137"), Outcome::Changed);
   ASSERT_EQ(bench.document.atoms.hfix.size(), 1u);
   EXPECT_EQ(bench.document.atoms.hfix[0].text, "HFIX 137   C1");
 }
 
 TEST_F(ChemCommands, ReportsTellOfTheChosenAtomsAndFollowThem) {
   Load("a.ins", kPropanol);
-  EXPECT_EQ(RunCommand(bench, 145), Outcome::Done);
+  EXPECT_EQ(Run(145), Outcome::Done);
   EXPECT_TRUE(Shows("\tC9\r\n"));
   EXPECT_FALSE(Shows("Angle to the plane before"));
-  RunCommand(bench, kSelectAtomsCommand, "C1 C2 C3");
-  EXPECT_EQ(RunCommand(bench, 145), Outcome::Done);
+  Run(kSelectAtomsCommand, "C1 C2 C3");
+  EXPECT_EQ(Run(145), Outcome::Done);
   EXPECT_TRUE(Shows("Angle to the plane before: "));
   EXPECT_TRUE(Shows(" +    0.0000\t1.00\tC1\r\n"));
-  RunCommand(bench, kSelectAtomsCommand, "C1 C2");
-  EXPECT_EQ(RunCommand(bench, 146), Outcome::Done);
+  Run(kSelectAtomsCommand, "C1 C2");
+  EXPECT_EQ(Run(146), Outcome::Done);
   EXPECT_TRUE(Shows("many planes hold them"));
-  EXPECT_EQ(RunCommand(bench, 197), Outcome::Done);
+  EXPECT_EQ(Run(197), Outcome::Done);
   EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), 3);
-  EXPECT_EQ(RunCommand(bench, 140), Outcome::Done);
+  EXPECT_EQ(Run(140), Outcome::Done);
   EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), 6);
 
-  EXPECT_EQ(RunCommand(bench, 155, "O1 2.0"), Outcome::Done);
+  EXPECT_EQ(Run(155, "O1 2.0"), Outcome::Done);
   EXPECT_TRUE(Shows("Environment of O1 within 2.00 Å\r\n"));
-  EXPECT_EQ(RunCommand(bench, 155, "O1"), Outcome::Done);
+  EXPECT_EQ(Run(155, "O1"), Outcome::Done);
   EXPECT_EQ(last.radius, 2.0);
-  EXPECT_EQ(RunCommand(bench, 155, "O1 -1"), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, 137), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, 137, "X9"), Outcome::Failed);
+  EXPECT_EQ(Run(155, "O1 -1"), Outcome::Failed);
+  EXPECT_EQ(Run(137), Outcome::Failed);
+  EXPECT_EQ(Run(137, "X9"), Outcome::Failed);
   EXPECT_EQ(Captions(), "Command Usage Error:|Error: No Atoms Selected|Error: No Atoms Selected");
-  EXPECT_EQ(RunCommand(bench, 137, "C2"), Outcome::Done);
+  EXPECT_EQ(Run(137, "C2"), Outcome::Done);
   EXPECT_TRUE(Shows("Bonds and Angles for C2\r\n"));
   // An atom that is gone leaves nothing to tell.
   bench.document.atoms.KillAtom(Atom("C2"));
   EXPECT_FALSE(ComposeReport(bench, last));
   bench.document.atoms.selection.Clear();
-  EXPECT_EQ(RunCommand(bench, 141, "C9"), Outcome::Done);
+  EXPECT_EQ(Run(141, "C9"), Outcome::Done);
   ASSERT_EQ(messages.shown.size(), 1u);
   EXPECT_EQ(messages.shown[0].text, "   0.500    0.700    0.800");
   const auto json = BatchReport(bench, ReportKind::Centroid, ReportFormat::Json);
@@ -122,7 +121,7 @@ TEST_F(ChemCommands, ReportsTellOfTheChosenAtomsAndFollowThem) {
 }
 
 TEST_F(ChemCommands, AnEmptyStructureHasAnAnswerForEveryReport) {
-  for (const int id : {140, 145, 146, 197, 137, 155, 141}) EXPECT_EQ(RunCommand(bench, id), Outcome::Failed) << id;
+  for (const int id : {140, 145, 146, 197, 137, 155, 141}) EXPECT_EQ(Run(id), Outcome::Failed) << id;
   for (const std::string_view name : kReportNames) {
     const ReportKind kind = *ReportKindOf(name);
     const bool needsAtoms = (kind >= ReportKind::Planes && kind <= ReportKind::Centroid) || kind == ReportKind::Peaks ||
@@ -138,7 +137,7 @@ TEST_F(ChemCommands, UncertaintiesComeFromTheCifOrTheListingBesideTheFile) {
              " Atoms: x, y, z, with uncertainties\n C1  0.10000(11)  0.1000(2)  0.1000(2)  1.0 0.05\n"
              " C2  0.2250(2) 0.1850(2) 0.1000(2) 1.0 0.05\nC 2 3 4\n");
   Load("a.ins", kPropanol);
-  EXPECT_EQ(RunCommand(bench, 137, "C1"), Outcome::Done);
+  EXPECT_EQ(Run(137, "C1"), Outcome::Done);
   EXPECT_TRUE(Shows("coordinates in a.lst and the cell (ZERR)")) << shown;
   EXPECT_TRUE(Shows("1.512(2)\r\n")) << shown;
   folder.Put(
@@ -146,14 +145,14 @@ TEST_F(ChemCommands, UncertaintiesComeFromTheCifOrTheListingBesideTheFile) {
       "data_a\nloop_\n_symmetry_equiv_pos_as_xyz\n'x, y, z'\nloop_\n_atom_site_label\n_ATOM_SITE_FRACT_X\n"
       "_atom_site_fract_y\n_atom_site_fract_z\n_atom_site_note\nC1 0.1000(10) 0.1000(10)\n 0.1000(10) 'it''s a note'\n"
       "C2 0.2250(10) 0.1850(10) 0.1000(10)\n;a note\nof two lines\n;\nO1 0.467 0.182 . ?\nloop_\n_geom_x\n1\n");
-  EXPECT_EQ(RunCommand(bench, 137, "C1"), Outcome::Done);
+  EXPECT_EQ(Run(137, "C1"), Outcome::Done);
   EXPECT_TRUE(Shows("coordinates in a.cif")) << shown;
   EXPECT_TRUE(Shows("1.512(14)\r\n")) << shown;
   // One that tells of another structure is left alone.
   folder.Put("a.cif",
              "data_a\nloop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n"
              "C1 0.1(1) 0.1(1) 0.1(1)\nC2 0.5(1) 0.185(1) 0.1(1)\nC3 0.9(1) 0.7(1) 0.1(1)\nO1 0.4(1) 0.9(1) .4(1)\n");
-  EXPECT_EQ(RunCommand(bench, 137, "C1"), Outcome::Done);
+  EXPECT_EQ(Run(137, "C1"), Outcome::Done);
   EXPECT_TRUE(Shows("coordinates in a.lst")) << shown;
 }
 

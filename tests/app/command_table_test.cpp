@@ -1,4 +1,3 @@
-#include "app/commands/command_table.h"
 
 #include <algorithm>
 #include <set>
@@ -105,18 +104,18 @@ TEST_F(BenchTest, TogglesAreSetByOnAndOff) {
   for (const CommandRow& row : CommandTable()) {
     if (!row.TakesOnOff() || needy.contains(row.name)) continue;
     for (const char* value : {"on", "on", "off", "off", "on"}) {
-      EXPECT_EQ(RunCommand(bench, row.id, value), Outcome::Done) << row.name;
+      EXPECT_EQ(Run(row.id, value), Outcome::Done) << row.name;
       EXPECT_EQ(CommandChecked(bench, row.id), std::string_view(value) == "on") << row.name;
     }
-    RunCommand(bench, row.id);
+    Run(row.id);
     EXPECT_FALSE(CommandChecked(bench, row.id)) << row.name;
   }
   EXPECT_TRUE(messages.shown.empty());
 }
 
 TEST_F(BenchTest, UnusableCommandsSaySo) {
-  EXPECT_EQ(RunCommand(bench, 99), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, 107), Outcome::Failed);  // needs a level, and nobody is there to ask
+  EXPECT_EQ(Run(99), Outcome::Failed);
+  EXPECT_EQ(Run(107), Outcome::Failed);  // needs a level, and nobody is there to ask
   ASSERT_EQ(messages.shown.size(), 2u);
   EXPECT_NE(messages.shown[1].text.find("107=LEVEL"), std::string::npos);
   EXPECT_FALSE(CommandEnabled(bench, 138)) << "there is nothing to grow";

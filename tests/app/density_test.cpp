@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/picture/picture_output.h"
 #include "app/refinement/solve_flow.h"
@@ -39,29 +38,29 @@ class DensityTest : public BenchTest {
 };
 
 TEST_F(DensityTest, RefusalsAreOneSentenceEachAndLeaveItOff) {
-  EXPECT_EQ(RunCommand(bench, 590), Outcome::Failed);
+  EXPECT_EQ(Run(590), Outcome::Failed);
   EXPECT_EQ(Texts(), "The structure has no file yet, so that no reflections lie beside it.|");
   ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile)));
-  EXPECT_EQ(RunCommand(bench, 591), Outcome::Failed);
+  EXPECT_EQ(Run(591), Outcome::Failed);
   EXPECT_EQ(Texts(), "small.hkl is not there: a map needs the reflections beside the structure.|");
   folder.Put("small.hkl", "");
-  EXPECT_EQ(RunCommand(bench, 597, "C1 N1 O1"), Outcome::Failed);
+  EXPECT_EQ(Run(597, "C1 N1 O1"), Outcome::Failed);
   EXPECT_EQ(Texts(), "small.hkl holds no reflections.|");
   bench.document.instructions.hklfLine = "HKLF 1";
-  EXPECT_EQ(RunCommand(bench, 590, "on"), Outcome::Failed);
+  EXPECT_EQ(Run(590, "on"), Outcome::Failed);
   EXPECT_EQ(BatchReport(bench, ReportKind::Peaks, ReportFormat::Text), std::nullopt);
   EXPECT_EQ(Texts(),
             "HKLF 1 is not read: only reflections of HKLF 2 to 6 are.|"
             "HKLF 1 is not read: only reflections of HKLF 2 to 6 are.|");
   EXPECT_FALSE(CommandChecked(bench, 590));
   EXPECT_EQ(bench.ScreenOptions().net, nullptr);
-  for (const char* level : {"0", "-1", "s", "3x", "1e9"}) EXPECT_EQ(RunCommand(bench, 594, level), Outcome::Failed);
+  for (const char* level : {"0", "-1", "s", "3x", "1e9"}) EXPECT_EQ(Run(594, level), Outcome::Failed);
 }
 
 TEST_F(DensityTest, AMapOfARealStructureIsDrawnInEveryFormat) {
   if (!OpenReal("plain_p21c")) GTEST_SKIP() << "no real data";
-  ASSERT_EQ(RunCommand(bench, 592), Outcome::Done) << Texts();
-  ASSERT_EQ(RunCommand(bench, 594, "1.5"), Outcome::Done);
+  ASSERT_EQ(Run(592), Outcome::Done) << Texts();
+  ASSERT_EQ(Run(594, "1.5"), Outcome::Done);
   const auto net = bench.ScreenOptions().net;
   ASSERT_TRUE(net);
   EXPECT_EQ(net, bench.ScreenOptions().net) << "kept while nothing changes";
@@ -75,49 +74,48 @@ TEST_F(DensityTest, AMapOfARealStructureIsDrawnInEveryFormat) {
     PictureOptions picture;
     picture.size = 300;
     for (const char* format : {"png", "svg", "pdf"}) {
-      RunCommand(bench, 590, "on");
+      Run(590, "on");
       const auto drawn = DrawPicture(bench, picture, format);
-      RunCommand(bench, 590, "off");
+      Run(590, "off");
       const auto plain = DrawPicture(bench, picture, format);
       ASSERT_TRUE(drawn && plain);
       EXPECT_GT(drawn->size(), plain->size() + plain->size() / 10) << format << " " << mode;
     }
-    RunCommand(bench, 592);
+    Run(592);
   }
-  RunCommand(bench, 144, "C1 C2 C3");
-  EXPECT_EQ(RunCommand(bench, 597), Outcome::Done) << Texts();
+  Run(144, "C1 C2 C3");
+  EXPECT_EQ(Run(597), Outcome::Done) << Texts();
   EXPECT_FALSE(bench.ScreenOptions().net->texts.empty());
   EXPECT_TRUE(CommandChecked(bench, 597));
   const size_t usual = bench.ScreenOptions().net->lines.size();
-  EXPECT_EQ(RunCommand(bench, 599, "0.25"), Outcome::Done);
+  EXPECT_EQ(Run(599, "0.25"), Outcome::Done);
   EXPECT_EQ(bench.density->contourStep, 0.25);
   EXPECT_NE(bench.ScreenOptions().net->lines.size(), usual);
   for (const NetText& text : bench.ScreenOptions().net->texts) {
     const double level = std::stod(text.text);
     EXPECT_EQ(level, 0.25 * std::round(level / 0.25));
   }
-  EXPECT_EQ(RunCommand(bench, 599, "0.001"), Outcome::Done);
+  EXPECT_EQ(Run(599, "0.001"), Outcome::Done);
   EXPECT_NE(DensityText(*bench.density).find("the step is too small"), std::string::npos);
-  EXPECT_EQ(RunCommand(bench, 599, "0"), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, 599, "auto"), Outcome::Done);
+  EXPECT_EQ(Run(599, "0"), Outcome::Failed);
+  EXPECT_EQ(Run(599, "auto"), Outcome::Done);
   EXPECT_EQ(bench.ScreenOptions().net->lines.size(), usual);
-  EXPECT_EQ(RunCommand(bench, 597, "off"), Outcome::Done);
+  EXPECT_EQ(Run(597, "off"), Outcome::Done);
   EXPECT_TRUE(bench.ScreenOptions().net->texts.empty());
   EXPECT_EQ(bench.history.UndoName(), "");
 }
 
 // Acetonitrile on a threefold axis, two molecules of 22 electrons in the cell, taken out of a published model.
 TEST_F(DensityTest, AMaskHoldsTheElectronsOfThePublishedSolvent) {
-  for (const char* wrong : {"prob=1", "probe=0", "grid=x", "off"})
-    EXPECT_EQ(RunCommand(bench, 625, wrong), Outcome::Failed) << wrong;
+  for (const char* wrong : {"prob=1", "probe=0", "grid=x", "off"}) EXPECT_EQ(Run(625, wrong), Outcome::Failed) << wrong;
   messages.shown.clear();
   if (!OpenReal("rigu_287")) GTEST_SKIP() << "no real data";
   EXPECT_EQ(BatchReport(bench, ReportKind::Voids, ReportFormat::Json), std::nullopt);
   EXPECT_EQ(Texts(), "There is no void of 20 Å³ or more: the atoms fill the cell.|");
-  RunCommand(bench, 144, "N3 C23 C24 H23A H23B H23C");
-  RunCommand(bench, 113);
+  Run(144, "N3 C23 C24 H23A H23B H23C");
+  Run(113);
   messages.shown.clear();
-  ASSERT_EQ(RunCommand(bench, 625), Outcome::Changed) << Texts();
+  ASSERT_EQ(Run(625), Outcome::Changed) << Texts();
   const double electrons = bench.density->voids->mask.electrons;
   EXPECT_NEAR(electrons, 44.0, 4.4);
   EXPECT_LT(bench.density->voids->r1, bench.density->voids->r1Before - 0.01);
@@ -131,22 +129,22 @@ TEST_F(DensityTest, AMaskHoldsTheElectronsOfThePublishedSolvent) {
   // With the mask, the map has lost what the solvent was.
   const DataDensity masked = DensityFromData(bench.document, folder / "real.hkl", MapKind::Difference, 1);
   EXPECT_NEAR(masked.r1, bench.density->voids->r1, 0.002);
-  EXPECT_EQ(RunCommand(bench, 625), Outcome::Done) << "the mask is made anew from the atoms alone";
+  EXPECT_EQ(Run(625), Outcome::Done) << "the mask is made anew from the atoms alone";
   EXPECT_NEAR(bench.density->voids->mask.electrons, electrons, 0.1);
-  EXPECT_EQ(RunCommand(bench, 627), Outcome::Done);
+  EXPECT_EQ(Run(627), Outcome::Done);
   EXPECT_FALSE(bench.ScreenOptions().net);
-  RunCommand(bench, 500);
+  Run(500);
   EXPECT_FALSE(hasAbin());
   // In the window: made elsewhere, an undoable step when it comes, and not taken for another model.
   std::vector<std::function<void()>> done;
   bench.hooks.inBackground = [&](const std::string&, const BackgroundWork& work) { done.push_back(work()); };
-  EXPECT_EQ(RunCommand(bench, 625), Outcome::Done);
+  EXPECT_EQ(Run(625), Outcome::Done);
   EXPECT_FALSE(hasAbin());
   done.back()();
   EXPECT_TRUE(hasAbin());
   EXPECT_EQ(bench.history.UndoName(), "Solvent Mask");
   messages.shown.clear();
-  RunCommand(bench, 625);
+  Run(625);
   bench.document.instructions.kept.push_back({KeptPlace::Body, "TWIN"});
   bench.SetModified(true);
   done.back()();
@@ -154,7 +152,7 @@ TEST_F(DensityTest, AMaskHoldsTheElectronsOfThePublishedSolvent) {
   // Lists come when they are there, and stay while the structure changes; nothing comes of what was stopped.
   std::vector<ReportKind> lists;
   bench.hooks.showReport = [&](const ReportRequest& request) { lists.push_back(request.kind); };
-  EXPECT_EQ(RunCommand(bench, 598), Outcome::Done);
+  EXPECT_EQ(Run(598), Outcome::Done);
   EXPECT_TRUE(lists.empty());
   done.back()();
   EXPECT_EQ(lists, std::vector{ReportKind::Peaks});
@@ -172,17 +170,17 @@ TEST_F(DensityTest, AMaskHoldsTheElectronsOfThePublishedSolvent) {
   }
   EXPECT_EQ(Texts(), "");
   bench.hooks.inBackground = nullptr;
-  EXPECT_EQ(RunCommand(bench, 625), Outcome::Failed);
+  EXPECT_EQ(Run(625), Outcome::Failed);
   EXPECT_EQ(Texts(),
             "The crystal is a twin: what belongs to the voids cannot be told from what the other components add.|");
 }
 
 // The recorded groups were turned by least squares; the map has to find them without their hydrogens.
 TEST_F(DensityTest, HydrogensTurnToWhereTheyWerePublished) {
-  EXPECT_EQ(RunCommand(bench, 628), Outcome::Failed);
+  EXPECT_EQ(Run(628), Outcome::Failed);
   ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile)));
-  EXPECT_EQ(RunCommand(bench, 628), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, 628, "Nobody"), Outcome::Failed);
+  EXPECT_EQ(Run(628), Outcome::Failed);
+  EXPECT_EQ(Run(628, "Nobody"), Outcome::Failed);
   EXPECT_EQ(messages.shown.size(), 3u);
   size_t groups = 0;
   for (const char* name : {"plain_p21c", "small_46", "salt_p212121", "rigu_287", "disorder_4fv"}) {
@@ -209,13 +207,13 @@ TEST_F(DensityTest, HydrogensTurnToWhereTheyWerePublished) {
     bench.document.atoms.FindSerial(one.hydrogens[i])->fract = middle * 2.0 - wrong[i];
   const Fractional turned = first();
   messages.answers = {false};
-  EXPECT_EQ(RunCommand(bench, 628), Outcome::Cancelled);
+  EXPECT_EQ(Run(628), Outcome::Cancelled);
   EXPECT_EQ(first(), turned);
-  EXPECT_EQ(RunCommand(bench, 628), Outcome::Changed);
+  EXPECT_EQ(Run(628), Outcome::Changed);
   double nearest = 1.0;
   for (const Fractional& place : one.places) nearest = std::min(nearest, Length(first() - place));
   EXPECT_LT(nearest, 1e-3);
-  RunCommand(bench, 500);
+  Run(500);
   EXPECT_EQ(first(), turned);
   // Not all of them: the first is taken, of the others none.
   ASSERT_TRUE(OpenReal("plain_p21c"));
@@ -230,7 +228,7 @@ TEST_F(DensityTest, HydrogensTurnToWhereTheyWerePublished) {
     EXPECT_FALSE(bench.document.atoms.selection.Empty());
     return rows.size() == 1 ? std::optional<size_t>(1) : std::nullopt;
   };
-  EXPECT_EQ(RunCommand(bench, 628), Outcome::Changed);
+  EXPECT_EQ(Run(628), Outcome::Changed);
   EXPECT_EQ(rows, (std::vector{turns.size() + 1, turns.size()}));
   EXPECT_EQ(place(0), turns[0].places[0]);
   EXPECT_EQ(place(1), untouched);
@@ -239,23 +237,23 @@ TEST_F(DensityTest, HydrogensTurnToWhereTheyWerePublished) {
 
 TEST_F(DensityTest, NetsAreDrawnAboutOneAtomOrThePointer) {
   if (!OpenReal("plain_p21c")) GTEST_SKIP() << "no real data";
-  EXPECT_EQ(RunCommand(bench, 687, "Nobody"), Outcome::Failed);
-  ASSERT_EQ(RunCommand(bench, 592), Outcome::Done);
+  EXPECT_EQ(Run(687, "Nobody"), Outcome::Failed);
+  ASSERT_EQ(Run(592), Outcome::Done);
   const auto lines = [&] { return bench.ScreenOptions().net->lines.size(); };
   const size_t all = lines();
-  ASSERT_EQ(RunCommand(bench, 687, "C1"), Outcome::Done);
+  ASSERT_EQ(Run(687, "C1"), Outcome::Done);
   EXPECT_LT(lines(), all / 2);
   for (const NetLine& line : bench.ScreenOptions().net->lines)
     EXPECT_LT(Distance(line.a, Atom("C1")->position), 3.5 + 1.8 + 0.4);
-  EXPECT_EQ(RunCommand(bench, 687, "off"), Outcome::Done);
+  EXPECT_EQ(Run(687, "off"), Outcome::Done);
   EXPECT_EQ(lines(), all);
   EXPECT_FALSE(bench.density->PointAt(Atom("C1")->serial)) << "it does not follow";
-  EXPECT_EQ(RunCommand(bench, 687), Outcome::Done);
+  EXPECT_EQ(Run(687), Outcome::Done);
   EXPECT_EQ(lines(), all);
   EXPECT_TRUE(bench.density->PointAt(Atom("C1")->serial));
   EXPECT_FALSE(bench.density->PointAt(Atom("C1")->serial));
   EXPECT_LT(lines(), all / 2);
-  EXPECT_EQ(RunCommand(bench, 687), Outcome::Done);
+  EXPECT_EQ(Run(687), Outcome::Done);
   EXPECT_FALSE(CommandChecked(bench, 687));
 }
 

@@ -1,4 +1,3 @@
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "edit/edit_atom.h"
 #include "edit/edit_elements.h"
@@ -37,49 +36,48 @@ class EditAtoms : public BenchTest {
     return folder.Get("saved.ins");
   }
   bool Writes(const std::string& line) { return ("\n" + Saved()).find("\n" + line + "\n") != std::string::npos; }
-  std::string LastText() const { return messages.shown.empty() ? "" : messages.shown.back().text; }
 };
 
 TEST_F(EditAtoms, RenamingAnAtomRenamesItInTheLinesThatNameIt) {
-  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "C1 C9"), Outcome::Changed);
+  EXPECT_EQ(Run(kRenameAtomCommand, "C1 C9"), Outcome::Changed);
   for (const char* line : {"DFIX 1.5 C9 C2 ! C1 in a comment", "SADI_2 C1 C2", "SIMU C9 > N1", "RTAB d C9_$1 C2",
                            "FLAT C9 C2 =\n N1 O1", "BOND C9", "BIND C9 O2"})
     EXPECT_TRUE(Writes(line)) << line;
-  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "C1_2 CX"), Outcome::Changed);
+  EXPECT_EQ(Run(kRenameAtomCommand, "C1_2 CX"), Outcome::Changed);
   EXPECT_TRUE(Writes("SADI_2 CX C2")) << Saved();
-  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "C2 C3"), Outcome::Changed);
+  EXPECT_EQ(Run(kRenameAtomCommand, "C2 C3"), Outcome::Changed);
   EXPECT_TRUE(Writes("HFIX 43 C3"));
   EXPECT_EQ(Captions(), "");
-  EXPECT_EQ(RunCommand(bench, kUndoCommand), Outcome::Changed);
+  EXPECT_EQ(Run(kUndoCommand), Outcome::Changed);
   EXPECT_TRUE(Writes("HFIX 43 C2"));
 }
 
 TEST_F(EditAtoms, NamesThatCannotBeAreRefusedByTheirField) {
   for (const char* bad : {"C1 C2", "C1 1C", "C1 C_1", "C1 C12345", "C1 AFIX", "C1 C*", "C1 H1a"}) {
-    EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, bad), Outcome::Failed) << bad;
+    EXPECT_EQ(Run(kRenameAtomCommand, bad), Outcome::Failed) << bad;
     EXPECT_EQ(LastText().substr(0, 6), "Name: ") << LastText();
   }
-  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "C1_2 N1"), Outcome::Changed) << "another residue has its own names";
-  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "C9"), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "C1 C 9"), Outcome::Failed);
+  EXPECT_EQ(Run(kRenameAtomCommand, "C1_2 N1"), Outcome::Changed) << "another residue has its own names";
+  EXPECT_EQ(Run(kRenameAtomCommand, "C9"), Outcome::Failed);
+  EXPECT_EQ(Run(kRenameAtomCommand, "C1 C 9"), Outcome::Failed);
 }
 
 TEST_F(EditAtoms, KillingAnAtomShowsTheLinesThatStillNameIt) {
-  RunCommand(bench, kSelectByNameCommand, "N1");
-  EXPECT_EQ(RunCommand(bench, kKillSelectedCommand), Outcome::Changed);
+  Run(kSelectByNameCommand, "N1");
+  EXPECT_EQ(Run(kKillSelectedCommand), Outcome::Changed);
   EXPECT_EQ(LastText(), "These lines still name atoms that were killed:\nSIMU C1 > N1\nFLAT C1 C2  N1 O1");
   messages.shown.clear();
-  RunCommand(bench, kSelectByNameCommand, "O1_0 O2");
-  EXPECT_EQ(RunCommand(bench, kKillSelectedCommand), Outcome::Changed);
+  Run(kSelectByNameCommand, "O1_0 O2");
+  EXPECT_EQ(Run(kKillSelectedCommand), Outcome::Changed);
   EXPECT_EQ(LastText().find("BIND"), std::string::npos) << "the pair went with its atom";
   messages.shown.clear();
-  EXPECT_EQ(RunCommand(bench, 203), Outcome::Changed);
+  EXPECT_EQ(Run(203), Outcome::Changed);
   EXPECT_EQ(Captions(), "") << "no line names a peak";
 }
 
 TEST_F(EditAtoms, ANewElementEntersSfacAndUnitWhenWanted) {
   messages.answers = {true};
-  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "Q1 S1"), Outcome::Changed);
+  EXPECT_EQ(Run(kRenameAtomCommand, "Q1 S1"), Outcome::Changed);
   EXPECT_EQ(messages.asked.size(), 1u);
   EXPECT_TRUE(Writes("SFAC C H N O S ")) << Saved();
   EXPECT_TRUE(Writes("UNIT 12 4 4 8 2 ")) << "two operators";
@@ -94,16 +92,16 @@ TEST_F(EditAtoms, ANewElementTakesNoAtomThatWasNamedLikeIt) {
   ASSERT_TRUE(OpenFile(bench, folder.Put("named.res", text)));
   ASSERT_EQ(Atom("S2")->element->Symbol(), "O") << "no S on SFAC: its number decides";
   messages.answers = {true};
-  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "Q1 S1"), Outcome::Changed);
+  EXPECT_EQ(Run(kRenameAtomCommand, "Q1 S1"), Outcome::Changed);
   EXPECT_EQ(NamesOf(bench.document.atoms), "C1 H1A H1B C2 N1 O1 O2 C1 C2 S1");
 }
 
 TEST_F(EditAtoms, AnAtomKeepsItsElementWhenTheNewOneIsNotWanted) {
   messages.answers = {false};
-  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "C1_0 CD"), Outcome::Changed);
+  EXPECT_EQ(Run(kRenameAtomCommand, "C1_0 CD"), Outcome::Changed);
   EXPECT_EQ(Atom("CD")->element->Symbol(), "C") << "not cadmium";
   EXPECT_TRUE(Writes("SFAC C H N O "));
-  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "CD N7"), Outcome::Changed);
+  EXPECT_EQ(Run(kRenameAtomCommand, "CD N7"), Outcome::Changed);
   EXPECT_EQ(Atom("N7")->element->Symbol(), "N");
   EXPECT_FALSE(Atom("N7")->elementFromSfac);
   EXPECT_EQ(messages.asked.size(), 1u);
@@ -117,7 +115,7 @@ TEST_F(EditAtoms, EntriesBeforeLongFormsMoveTheNumbersAlong) {
       "UNIT 1 1\nFVAR 1.0\nC1 1 0.1 0.1 0.1 11.0 0.05\nO1 2 0.5 0.5 0.5 11.0 0.05\nN1 2 0.7 0.5 0.5 11.0 0.05\nEND\n");
   ASSERT_TRUE(OpenFile(bench, path));
   messages.answers = {true};
-  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "C1 S1"), Outcome::Changed);
+  EXPECT_EQ(Run(kRenameAtomCommand, "C1 S1"), Outcome::Changed);
   EXPECT_TRUE(Writes("UNIT 1 1 1 "));
   const std::string text = Saved();
   EXPECT_NE(text.find("\nS1     2 "), std::string::npos) << text;
@@ -126,29 +124,29 @@ TEST_F(EditAtoms, EntriesBeforeLongFormsMoveTheNumbersAlong) {
 }
 
 TEST_F(EditAtoms, UnitIsRecountedFromTheAtoms) {
-  EXPECT_EQ(RunCommand(bench, 114, "O1_0 occupancy=-21"), Outcome::Changed);
-  EXPECT_EQ(RunCommand(bench, 511), Outcome::Changed);
+  EXPECT_EQ(Run(114, "O1_0 occupancy=-21"), Outcome::Changed);
+  EXPECT_EQ(Run(511), Outcome::Changed);
   EXPECT_TRUE(Writes("UNIT 8 4 2 2.8 ")) << Saved();
-  EXPECT_EQ(RunCommand(bench, 511), Outcome::Done);
+  EXPECT_EQ(Run(511), Outcome::Done);
 }
 
 TEST_F(EditAtoms, FieldsOfAnAtom) {
-  EXPECT_EQ(RunCommand(bench, 114, "C1_0 x=0.15 y=10.1 u=0.07 part=-1 occupancy=21"), Outcome::Changed);
+  EXPECT_EQ(Run(114, "C1_0 x=0.15 y=10.1 u=0.07 part=-1 occupancy=21"), Outcome::Changed);
   EXPECT_TRUE(Writes("C1     1   0.150000 10.100000  0.100000 21.000000  0.070000")) << Saved();
   EXPECT_NEAR(Atom("H1A")->fract.x, 0.15, 1e-9) << "riding hydrogens move along";
-  EXPECT_EQ(RunCommand(bench, 114, "C1_0 y=0.1"), Outcome::Changed);
+  EXPECT_EQ(Run(114, "C1_0 y=0.1"), Outcome::Changed);
   EXPECT_EQ(Atom("C1")->codedValues[kCodedY], 0.0);
-  EXPECT_EQ(RunCommand(bench, 114, "C2_0 u=0.03"), Outcome::Changed);
+  EXPECT_EQ(Run(114, "C2_0 u=0.03"), Outcome::Changed);
   EXPECT_FALSE(Atom("C2")->IsAnisotropic());
-  EXPECT_EQ(RunCommand(bench, 114, "C2_0 u11=0.1 u22=0.2 u33=0.3 u23=0 u13=0 u12=0"), Outcome::Changed);
+  EXPECT_EQ(Run(114, "C2_0 u11=0.1 u22=0.2 u33=0.3 u23=0 u13=0 u12=0"), Outcome::Changed);
   EXPECT_TRUE(Atom("C2")->IsAnisotropic());
-  EXPECT_EQ(RunCommand(bench, 114, "C2_0 residue=7/GLY"), Outcome::Changed);
+  EXPECT_EQ(Run(114, "C2_0 residue=7/GLY"), Outcome::Changed);
   EXPECT_EQ(QualifiedName(bench.document, *Atom("C2")), "C2_7");
   EXPECT_TRUE(Writes("RESI 7 GLY"));
-  EXPECT_EQ(RunCommand(bench, 114, "Q1 height=2.5"), Outcome::Changed);
+  EXPECT_EQ(Run(114, "Q1 height=2.5"), Outcome::Changed);
   EXPECT_EQ(Captions(), "");
-  RunCommand(bench, kSelectByNameCommand, "O1 O2");
-  EXPECT_EQ(RunCommand(bench, 114, "afix=0 u=0.1"), Outcome::Changed) << "several at once";
+  Run(kSelectByNameCommand, "O1 O2");
+  EXPECT_EQ(Run(114, "afix=0 u=0.1"), Outcome::Changed) << "several at once";
   EXPECT_EQ(Atom("O2")->u[0], 0.1);
 }
 
@@ -176,10 +174,10 @@ TEST_F(EditAtoms, BadFieldsAreNamedAndChangeNothing) {
                                                      {"O1 colour=1", "colour: there is no such field"},
                                                      {"O1 x=0 x=1", "x: the field is given twice."},
                                                      {"O1 O2 x=0.1", "x: this can be set for one atom"}}) {
-    EXPECT_EQ(RunCommand(bench, 114, bad.argument), Outcome::Failed) << bad.argument;
+    EXPECT_EQ(Run(114, bad.argument), Outcome::Failed) << bad.argument;
     EXPECT_EQ(LastText().substr(0, std::string(bad.start).size()), bad.start);
   }
-  EXPECT_EQ(RunCommand(bench, 114, "x=0.1"), Outcome::Failed);
+  EXPECT_EQ(Run(114, "x=0.1"), Outcome::Failed);
   EXPECT_EQ(messages.shown.back().caption, "Error: No Atoms Selected");
   messages.shown.clear();
   EXPECT_EQ(Saved(), before);
@@ -215,10 +213,10 @@ TEST_F(EditAtoms, NumberFieldsOfEveryDialogAreChecked) {
       if (isClamped || isTwoFields) continue;
       std::string text = field.first;
       text.replace(text.find('%'), 1, value);
-      RunCommand(bench, kSelectAtomsCommand, "C1");
-      RunCommand(bench, kSelectPickedBondCommand, "C1 C2");
+      Run(kSelectAtomsCommand, "C1");
+      Run(kSelectPickedBondCommand, "C1 C2");
       messages.shown.clear();
-      EXPECT_EQ(RunCommand(bench, id, text), Outcome::Failed) << id << "=" << text;
+      EXPECT_EQ(Run(id, text), Outcome::Failed) << id << "=" << text;
       EXPECT_NE(LastText().find(field.second), std::string::npos) << id << "=" << text << ": " << LastText();
       EXPECT_EQ(bench.history.Levels(), 0u) << id << "=" << text;
     }
@@ -252,18 +250,18 @@ TEST_F(EditAtoms, TheFieldsOfAnAtomReadBackAsThemselves) {
 }
 
 TEST_F(EditAtoms, ImagesAreNotEditedButFollowTheirSource) {
-  RunCommand(bench, 142, "0,1,0,1,0,1,atoms");
+  Run(142, "0,1,0,1,0,1,atoms");
   AtomRecord* image = nullptr;
   for (AtomRecord* atom : Atoms(bench.document.atoms))
     if (atom->generated && atom->name == "O2") image = atom;
   ASSERT_TRUE(image);
   const std::string serial = std::to_string(image->serial);
   bench.document.atoms.selection.Append(image);
-  EXPECT_EQ(RunCommand(bench, 114, "x=0.1"), Outcome::Failed);
+  EXPECT_EQ(Run(114, "x=0.1"), Outcome::Failed);
   EXPECT_EQ(messages.shown.back().caption, "Command Usage Error:");
   bench.document.atoms.selection.Clear();
   bench.document.atoms.selection.Append(Atom("O2"));
-  EXPECT_EQ(RunCommand(bench, kRenameAtomCommand, "O7"), Outcome::Changed);
+  EXPECT_EQ(Run(kRenameAtomCommand, "O7"), Outcome::Changed);
   EXPECT_EQ(image->name, "O7") << serial;
 }
 

@@ -1,4 +1,3 @@
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "base/numbers.h"
 #include "edit/edit_label.h"
@@ -31,7 +30,7 @@ class EditOrder : public BenchTest {
   }
   std::string Sorted(const char* elements, const std::string& body, const std::string& lines = "") {
     Load(body, lines);
-    RunCommand(bench, 115, elements);
+    Run(115, elements);
     EXPECT_EQ(FaultsOf(bench.document.atoms), "");
     return Names();
   }
@@ -44,9 +43,9 @@ TEST_F(EditOrder, SortsByElementAndNumberWithRidersBehindTheirParent) {
       "Q1 1 0.9 0.9 0.8 11 0.05 2.0\nH9 2 0.5 0.2 0.1 11 0.05\n";
   EXPECT_EQ(Sorted("C N O", body), "C2 H2 C2A C10 N1 O1 H9 Q1 Q2");
   EXPECT_EQ(Sorted("H o", body), "H9 O1 C2 H2 C2A C10 N1 Q1 Q2");
-  EXPECT_EQ(RunCommand(bench, 115, "H O"), Outcome::Done) << "sorted already";
-  EXPECT_EQ(RunCommand(bench, 115, "C Xx"), Outcome::Failed);
-  EXPECT_EQ(messages.shown.back().text, "Element order: \"Xx\" is not the symbol of an element.");
+  EXPECT_EQ(Run(115, "H O"), Outcome::Done) << "sorted already";
+  EXPECT_EQ(Run(115, "C Xx"), Outcome::Failed);
+  EXPECT_EQ(LastText(), "Element order: \"Xx\" is not the symbol of an element.");
 }
 
 TEST_F(EditOrder, GroupsStayWhole) {
@@ -98,58 +97,57 @@ constexpr char kChain[] =
 
 TEST_F(EditOrder, GroupLabelsGoInTheOrderOfSelection) {
   Load(kChain, "DFIX 1.5 C7 C3\n");
-  for (const char* name : {"C3", "C7", "N1"}) RunCommand(bench, kSelectByNameCommand, name);
-  EXPECT_EQ(RunCommand(bench, 183, "first=7"), Outcome::Changed);
+  for (const char* name : {"C3", "C7", "N1"}) Run(kSelectByNameCommand, name);
+  EXPECT_EQ(Run(183, "first=7"), Outcome::Changed);
   EXPECT_EQ(Names(), "C8 H8A H8B C7 H7 N9 H9 O1 Q1") << "names exchanged, hydrogens with their parents";
   EXPECT_NE(folder.Get("order.res").find("DFIX 1.5 C7 C3"), std::string::npos);
   EXPECT_TRUE(SaveFileAs(bench, folder / "saved.ins"));
   EXPECT_NE(folder.Get("saved.ins").find("DFIX 1.5 C8 C7"), std::string::npos);
-  RunCommand(bench, 184);
-  for (const char* name : {"N9", "Q1"}) RunCommand(bench, kSelectByNameCommand, name);
-  EXPECT_EQ(RunCommand(bench, 183, "first=1 prefix=C suffix=A"), Outcome::Changed);
+  Run(184);
+  for (const char* name : {"N9", "Q1"}) Run(kSelectByNameCommand, name);
+  EXPECT_EQ(Run(183, "first=1 prefix=C suffix=A"), Outcome::Changed);
   EXPECT_EQ(Names(), "C8 H8A H8B C7 H7 C1A H1A O1 C2A") << "the peak is an atom now";
   EXPECT_EQ(Atom("C2A")->element->Symbol(), "C");
 }
 
 TEST_F(EditOrder, GroupLabelsNeverMakeDuplicates) {
   Load(kChain);
-  RunCommand(bench, kSelectByNameCommand, "N1 O1");
-  EXPECT_EQ(RunCommand(bench, 183, "first=2 prefix=C"), Outcome::Failed);
-  EXPECT_EQ(messages.shown.back().text,
-            "First number: another atom is called C3 already. All names are free from 4 on.");
+  Run(kSelectByNameCommand, "N1 O1");
+  EXPECT_EQ(Run(183, "first=2 prefix=C"), Outcome::Failed);
+  EXPECT_EQ(LastText(), "First number: another atom is called C3 already. All names are free from 4 on.");
   for (const char* bad : {"prefix=C", "first=x", "first=-1", "first=1e308", "first=1,5", "first=1 prefix=9",
                           "first=1 suffix=2", "first=999 prefix=CC", "first=1 step=2"})
-    EXPECT_EQ(RunCommand(bench, 183, bad), Outcome::Failed) << bad;
+    EXPECT_EQ(Run(183, bad), Outcome::Failed) << bad;
   // H21 is taken by a hydrogen that is not renamed.
-  RunCommand(bench, kRenameAtomCommand, "H3 H21");
-  EXPECT_EQ(RunCommand(bench, 183, "first=21"), Outcome::Changed);
+  Run(kRenameAtomCommand, "H3 H21");
+  EXPECT_EQ(Run(183, "first=21"), Outcome::Changed);
   EXPECT_EQ(Names(), "C7 H7A H7B C3 H21 N21 H21A O22 Q1");
-  RunCommand(bench, 185);
-  EXPECT_EQ(messages.shown.back().text, "No atom name duplications were found.");
+  Run(185);
+  EXPECT_EQ(LastText(), "No atom name duplications were found.");
 }
 
 TEST_F(EditOrder, PartAndFreeVariables) {
   Load(kChain);
-  RunCommand(bench, kSelectByNameCommand, "C7");
-  EXPECT_EQ(RunCommand(bench, 167, "part=1 fvar=2"), Outcome::Changed);
+  Run(kSelectByNameCommand, "C7");
+  EXPECT_EQ(Run(167, "part=1 fvar=2"), Outcome::Changed);
   EXPECT_EQ(Atom("C7")->occupancy, 21.0);
   EXPECT_EQ(Atom("H7A")->occupancy, 21.0) << "riders follow";
   EXPECT_EQ(Atom("H7A")->part, 1);
-  EXPECT_EQ(RunCommand(bench, 167, "C3 part=2 fvar=-2 value=0.7"), Outcome::Changed);
+  EXPECT_EQ(Run(167, "C3 part=2 fvar=-2 value=0.7"), Outcome::Changed);
   EXPECT_EQ(Atom("C3")->occupancy, -21.0);
   EXPECT_FLOAT_EQ(bench.document.instructions.freeVariables.at(0), 0.7f);
-  EXPECT_FALSE(bench.document.atoms.FindBond(Atom("C7"), Atom("C3"))) << "alternatives do not bond";
-  EXPECT_EQ(RunCommand(bench, 167, "O1 fvar=3 occupancy=0.5"), Outcome::Changed);
+  EXPECT_FALSE(Bond("C7", "C3")) << "alternatives do not bond";
+  EXPECT_EQ(Run(167, "O1 fvar=3 occupancy=0.5"), Outcome::Changed);
   EXPECT_EQ(Atom("O1")->occupancy, 30.5);
   EXPECT_EQ(bench.document.instructions.freeVariables, (std::vector<float>{0.7f, 0.5f}));
   EXPECT_NE(Saved().find("FVAR 1.0 0.7 0.500000\nPART 1\nC7"), std::string::npos) << Saved();
-  EXPECT_EQ(RunCommand(bench, 167, "C3 C7 part=0 fvar=1 occupancy=1"), Outcome::Changed);
+  EXPECT_EQ(Run(167, "C3 C7 part=0 fvar=1 occupancy=1"), Outcome::Changed);
   EXPECT_EQ(Atom("H3")->occupancy, 11.0);
-  EXPECT_TRUE(bench.document.atoms.FindBond(Atom("C7"), Atom("C3")));
+  EXPECT_TRUE(Bond("C7", "C3"));
   EXPECT_EQ(Captions(), "");
   for (const char* bad : {"fvar=9", "fvar=-1", "part=x", "part=1,5", "part=1e308", "occupancy=-1", "occupancy=7",
                           "value=1", "fvar=2 value=1e9", ""})
-    EXPECT_EQ(RunCommand(bench, 167, std::string("O1 ") + bad), Outcome::Failed) << bad;
+    EXPECT_EQ(Run(167, std::string("O1 ") + bad), Outcome::Failed) << bad;
   EXPECT_EQ(Atom("O1")->occupancy, 30.5);
 }
 
@@ -164,37 +162,37 @@ TEST_F(EditOrder, OccupancyCodesGoThereAndBack) {
 TEST_F(EditOrder, HiddenPartsLoseBondsAndSelection) {
   Load("C1 1 0.1 0.1 0.1 11 0.05\nPART 1\nC2 1 0.25 0.1 0.1 21 0.05\nPART -2\nC3 1 0.25 0.15 0.1 -21 0.05\nPART 0\n");
   EXPECT_EQ(PartsInFile(bench.document), (std::vector<int>{-2, 0, 1}));
-  RunCommand(bench, kSelectByNameCommand, "C*");
-  EXPECT_EQ(RunCommand(bench, 168, "1 -2"), Outcome::Changed);
+  Run(kSelectByNameCommand, "C*");
+  EXPECT_EQ(Run(168, "1 -2"), Outcome::Changed);
   EXPECT_EQ(BondsOf(bench.document.atoms), "");
   EXPECT_EQ(bench.document.atoms.selection.Size(), 1u);
   EXPECT_FALSE(bench.modified) << "no file holds that";
-  EXPECT_EQ(RunCommand(bench, 168, "1"), Outcome::Changed);
+  EXPECT_EQ(Run(168, "1"), Outcome::Changed);
   EXPECT_EQ(BondsOf(bench.document.atoms), "C1-C3");
-  EXPECT_EQ(RunCommand(bench, 168, "5"), Outcome::Failed);
-  EXPECT_EQ(messages.shown.back().text, "PART: no atom is in PART 5.");
-  EXPECT_EQ(RunCommand(bench, 168, "x"), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, kUndoCommand), Outcome::Changed);
-  EXPECT_EQ(RunCommand(bench, 168, "none"), Outcome::Changed);
+  EXPECT_EQ(Run(168, "5"), Outcome::Failed);
+  EXPECT_EQ(LastText(), "PART: no atom is in PART 5.");
+  EXPECT_EQ(Run(168, "x"), Outcome::Failed);
+  EXPECT_EQ(Run(kUndoCommand), Outcome::Changed);
+  EXPECT_EQ(Run(168, "none"), Outcome::Changed);
   EXPECT_EQ(BondsOf(bench.document.atoms), "C1-C3 C1-C2");
 }
 
 TEST_F(EditOrder, RestoredAtomsGoBackToTheirPlacesAndParents) {
   Load(kChain);
   const std::string before = Saved();
-  EXPECT_EQ(RunCommand(bench, 193, "C3"), Outcome::Failed);
-  RunCommand(bench, kSelectByNameCommand, "C7 H7B C3 O1");
-  RunCommand(bench, kKillSelectedCommand);
+  EXPECT_EQ(Run(193, "C3"), Outcome::Failed);
+  Run(kSelectByNameCommand, "C7 H7B C3 O1");
+  Run(kKillSelectedCommand);
   EXPECT_EQ(Names(), "N1 H1 Q1") << "what rides goes, too";
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_EQ(Saved(), before);
   bench.document.atoms.KillAtoms({Atom("C7"), Atom("H7B"), Atom("C3"), Atom("H3"), Atom("O1")});
-  EXPECT_EQ(RunCommand(bench, 193, "C9"), Outcome::Failed);
-  EXPECT_EQ(messages.shown.back().text, "Couldn't find C9 among the killed atoms.");
+  EXPECT_EQ(Run(193, "C9"), Outcome::Failed);
+  EXPECT_EQ(LastText(), "Couldn't find C9 among the killed atoms.");
   messages.shown.clear();
-  EXPECT_EQ(RunCommand(bench, 193, "C? O1"), Outcome::Changed);
+  EXPECT_EQ(Run(193, "C? O1"), Outcome::Changed);
   EXPECT_EQ(Atom("H7A")->parent, Atom("C7")) << "the hydrogen that stayed rides again";
-  EXPECT_EQ(RunCommand(bench, 193, "H*"), Outcome::Changed);
+  EXPECT_EQ(Run(193, "H*"), Outcome::Changed);
   EXPECT_EQ(Atom("H3")->parent, Atom("C3"));
   EXPECT_EQ(Names(), "C7 H7A H7B C3 H3 N1 H1 O1 Q1");
   EXPECT_EQ(Saved(), before);
@@ -204,19 +202,19 @@ TEST_F(EditOrder, RestoredAtomsGoBackToTheirPlacesAndParents) {
 
 TEST_F(EditOrder, HydrogensWithoutAParentStayKilled) {
   Load(kChain);
-  RunCommand(bench, kSelectByNameCommand, "C7 H7A H7B C3 H3");
+  Run(kSelectByNameCommand, "C7 H7A H7B C3 H3");
   Atom("H3")->flags2 |= kProgramHydrogen;
-  RunCommand(bench, kKillSelectedCommand);
+  Run(kKillSelectedCommand);
   messages.shown.clear();
-  EXPECT_EQ(RunCommand(bench, 193, "H7A O9"), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, 193, "H*"), Outcome::Failed);
+  EXPECT_EQ(Run(193, "H7A O9"), Outcome::Failed);
+  EXPECT_EQ(Run(193, "H*"), Outcome::Failed);
   ASSERT_EQ(messages.shown.size(), 3u);
   EXPECT_EQ(messages.shown[1].text, "Warning: Unable to reconnect HFIXed Hydrogens");
   EXPECT_EQ(messages.shown[2].text,
             "Some AFIXed hydrogens could not be undeleted -- as\n"
             "no nearby carbon, nitrogen, or oxygen atoms were found.");
   EXPECT_EQ(Names(), "N1 H1 O1 Q1");
-  EXPECT_EQ(RunCommand(bench, 193, "*"), Outcome::Changed) << "they come back with their parents";
+  EXPECT_EQ(Run(193, "*"), Outcome::Changed) << "they come back with their parents";
   EXPECT_EQ(Names(), "C7 H7A H7B C3 H3 N1 H1 O1 Q1");
 }
 
@@ -224,42 +222,42 @@ TEST_F(EditOrder, SameGroups) {
   Load(
       "O1 4 0.1 0.1 0.1 11 0.05\nC1 1 0.2 0.1 0.1 11 0.05\nH1 2 0.2 0.2 0.1 11 0.05\nO2 4 0.5 0.5 0.1 11 0.05\n"
       "C2 1 0.6 0.5 0.1 11 0.05\nH2 2 0.6 0.6 0.1 11 0.05\nN1 3 0.9 0.9 0.9 11 0.05\n");
-  EXPECT_EQ(RunCommand(bench, 239, "O2"), Outcome::Failed);
+  EXPECT_EQ(Run(239, "O2"), Outcome::Failed);
   EXPECT_EQ(Captions(), "Error: No Atoms Selected");
-  RunCommand(bench, kSelectByNameCommand, "C1 O1 H1");
-  EXPECT_EQ(RunCommand(bench, 239, "H2"), Outcome::Failed);
-  EXPECT_EQ(messages.shown.back().text, "The SAME command can't be applied to Hydrogen atoms.");
+  Run(kSelectByNameCommand, "C1 O1 H1");
+  EXPECT_EQ(Run(239, "H2"), Outcome::Failed);
+  EXPECT_EQ(LastText(), "The SAME command can't be applied to Hydrogen atoms.");
   EXPECT_EQ(Captions(), "Command Usage Error:");
   bench.PickAtom(Atom("H2"));
-  EXPECT_EQ(RunCommand(bench, 239), Outcome::Failed);
-  EXPECT_EQ(messages.shown.back().text, "The SAME command can't be applied to Hydrogen atoms.");
+  EXPECT_EQ(Run(239), Outcome::Failed);
+  EXPECT_EQ(LastText(), "The SAME command can't be applied to Hydrogen atoms.");
   bench.ClearPick();
-  for (const char* bad : {"C2", "N1", "O1"}) EXPECT_EQ(RunCommand(bench, 239, bad), Outcome::Failed) << bad;
-  EXPECT_EQ(RunCommand(bench, 239, "O2"), Outcome::Changed);
+  for (const char* bad : {"C2", "N1", "O1"}) EXPECT_EQ(Run(239, bad), Outcome::Failed) << bad;
+  EXPECT_EQ(Run(239, "O2"), Outcome::Changed);
   EXPECT_NE(Saved().find("SAME O1 C1\nO2 "), std::string::npos) << Saved();
-  RunCommand(bench, kRenameAtomCommand, "O1 O5");
+  Run(kRenameAtomCommand, "O1 O5");
   EXPECT_NE(Saved().find("SAME O5 C1\nO2 "), std::string::npos);
 }
 
 TEST_F(EditOrder, CustomBondWidths) {
   Load(kChain);
-  EXPECT_EQ(RunCommand(bench, 220, "0.15"), Outcome::Failed);
+  EXPECT_EQ(Run(220, "0.15"), Outcome::Failed);
   EXPECT_EQ(Captions(), "Error: No Bonds Selected");
-  EXPECT_EQ(RunCommand(bench, 220, "0.15 C7 C3"), Outcome::Changed);
-  EXPECT_FLOAT_EQ(bench.document.atoms.FindBond(Atom("C7"), Atom("C3"))->width, 0.15f);
-  bench.document.atoms.selectedBonds = {bench.document.atoms.FindBond(Atom("C3"), Atom("N1"))};
-  EXPECT_EQ(RunCommand(bench, 220, "0.3"), Outcome::Changed);
+  EXPECT_EQ(Run(220, "0.15 C7 C3"), Outcome::Changed);
+  EXPECT_FLOAT_EQ(Bond("C7", "C3")->width, 0.15f);
+  bench.document.atoms.selectedBonds = {Bond("C3", "N1")};
+  EXPECT_EQ(Run(220, "0.3"), Outcome::Changed);
   EXPECT_FLOAT_EQ(bench.document.atoms.selectedBonds[0]->width, 0.3f);
   for (const char* bad : {"0", "-0.1", "wide", "0,1", "1e308", "5"}) {
-    EXPECT_EQ(RunCommand(bench, 220, bad), Outcome::Failed) << bad;
-    EXPECT_EQ(messages.shown.back().text.substr(0, 11), "Bond width:");
+    EXPECT_EQ(Run(220, bad), Outcome::Failed) << bad;
+    EXPECT_EQ(LastText().substr(0, 11), "Bond width:");
   }
 }
 
 TEST_F(EditOrder, SelectionsReplaceAddRemoveAndInvert) {
   Load(kChain);
   const auto selected = [&](int id, const char* text) {
-    EXPECT_EQ(RunCommand(bench, id, text), Outcome::Done) << text;
+    EXPECT_EQ(Run(id, text), Outcome::Done) << text;
     std::string names;
     for (const AtomRecord* atom : bench.document.atoms.selection) names += (names.empty() ? "" : " ") + atom->name;
     return names;
@@ -271,7 +269,7 @@ TEST_F(EditOrder, SelectionsReplaceAddRemoveAndInvert) {
   EXPECT_EQ(selected(144, "~C*"), "N1 C3");
   EXPECT_EQ(selected(144, "~"), "C7 H7A H7B H3 H1 O1 Q1");
   EXPECT_EQ(selected(144, "=PEAKS"), "Q1");
-  EXPECT_EQ(RunCommand(bench, 144, "+X9"), Outcome::Failed);
+  EXPECT_EQ(Run(144, "+X9"), Outcome::Failed);
 }
 
 }  // namespace

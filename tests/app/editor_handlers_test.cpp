@@ -1,5 +1,4 @@
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 
 namespace marvik::test {
@@ -28,11 +27,11 @@ class EditorHandlers : public BenchTest {
 TEST_F(EditorHandlers, WhatWasEditedIsReadAndCanBeUndone) {
   EditorReplaces("C2 ", "C7 ");
   Atom("C1")->fract.x = 0.12;  // goes into the file before it is edited
-  EXPECT_EQ(RunCommand(bench, kEditFile), Outcome::Done);
+  EXPECT_EQ(Run(kEditFile), Outcome::Done);
   ASSERT_TRUE(Atom("C7"));
   EXPECT_NEAR(Atom("C1")->fract.x, 0.12, 1e-9);
   EXPECT_FALSE(bench.modified);
-  EXPECT_EQ(RunCommand(bench, kUndoCommand), Outcome::Changed);
+  EXPECT_EQ(Run(kUndoCommand), Outcome::Changed);
   EXPECT_TRUE(Atom("C2"));
   EXPECT_TRUE(bench.modified);
 }
@@ -40,7 +39,7 @@ TEST_F(EditorHandlers, WhatWasEditedIsReadAndCanBeUndone) {
 TEST_F(EditorHandlers, AFileThatWasSpoiledIsReportedAndTheStructureStays) {
   const std::string name = bench.document.CurrentFile;
   EditorReplaces("CELL 0.71073 10 10 10", "CELL 0.71073 0 10 10");
-  EXPECT_EQ(RunCommand(bench, kEditFile), Outcome::Failed);
+  EXPECT_EQ(Run(kEditFile), Outcome::Failed);
   EXPECT_EQ(messages.shown.back().caption, "Error: File Unreadable");
   EXPECT_TRUE(Atom("C2"));
   EXPECT_EQ(bench.document.CurrentFile, name);
@@ -54,21 +53,20 @@ TEST_F(EditorHandlers, AListingIsShownOnlyWhenThereIsOne) {
     shown = path;
     return true;
   };
-  EXPECT_EQ(RunCommand(bench, kListing), Outcome::Failed);
-  EXPECT_EQ(messages.shown.back().text,
-            "The listing file\n" + (folder / "small.lst") + "\ndoes not exist or could not be opened!");
+  EXPECT_EQ(Run(kListing), Outcome::Failed);
+  EXPECT_EQ(LastText(), "The listing file\n" + (folder / "small.lst") + "\ndoes not exist or could not be opened!");
   EXPECT_EQ(Captions(), "Error: File Not Found");
   folder.Put("small.lst", "listing\n");
-  EXPECT_EQ(RunCommand(bench, kListing), Outcome::Done);
+  EXPECT_EQ(Run(kListing), Outcome::Done);
   EXPECT_EQ(shown, folder / "small.lst");
   EXPECT_EQ(Captions(), "");
   // A run that failed has written the instructions and no listing.
   folder.Put("small.ins", kSmallFile);
   std::filesystem::last_write_time(folder / "small.lst", std::filesystem::file_time_type::min());
-  EXPECT_EQ(RunCommand(bench, kListing), Outcome::Done);
+  EXPECT_EQ(Run(kListing), Outcome::Done);
   EXPECT_EQ(Captions(), "View Listing");
   bench.hooks.runEditor = {};
-  EXPECT_EQ(RunCommand(bench, kEditFile), Outcome::Failed);
+  EXPECT_EQ(Run(kEditFile), Outcome::Failed);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <set>
 
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "crystal/cell_metric.h"
 #include "draw/canvas/scanline_canvas.h"
@@ -140,7 +139,7 @@ class EveryCommand : public test::BenchTest {
     bench.history.Clear();
     const std::string before = Text();
     messages.answers = {true};
-    RunCommand(bench, row.id, argument);
+    Run(row.id, argument);
     messages.answers.clear();
     Draw();
     ASSERT_EQ(test::FaultsOf(bench.document.atoms), "");
@@ -153,7 +152,7 @@ class EveryCommand : public test::BenchTest {
     }
     EXPECT_EQ(bench.history.Levels(), 1u);
     for (const int id : {kUndoCommand, kRedoCommand, kUndoCommand}) {
-      RunCommand(bench, id);
+      Run(id);
       EXPECT_EQ(Text(), id == kUndoCommand ? before : after);
       ASSERT_EQ(test::FaultsOf(bench.document.atoms), "");
     }

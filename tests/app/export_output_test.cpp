@@ -1,7 +1,6 @@
 #include "app/export_output.h"
 
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 
 namespace marvik {
@@ -13,7 +12,7 @@ constexpr const char* kNames[] = {"x.pdb", "x.CT", "x.inp", "x.wrl", "x.con", "x
 
 TEST_F(BenchTest, ExportsGoByTheExtensionAndLeaveTheFileAlone) {
   ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile)));
-  EXPECT_EQ(RunCommand(bench, 102, folder / "x.Wrl"), Outcome::Failed);
+  EXPECT_EQ(Run(102, folder / "x.Wrl"), Outcome::Failed);
   ASSERT_EQ(messages.shown.size(), 1u);
   EXPECT_EQ(messages.shown[0].text,
             "VRML structure display is currently implemented only for\n"
@@ -21,19 +20,19 @@ TEST_F(BenchTest, ExportsGoByTheExtensionAndLeaveTheFileAlone) {
   EXPECT_EQ(Captions(), "Invalid Display Choice");
   bench.RenditionMode = kThermalEllipsoid;
   for (const char* name : kNames) {
-    EXPECT_EQ(RunCommand(bench, 102, folder / name), Outcome::Failed) << name;
+    EXPECT_EQ(Run(102, folder / name), Outcome::Failed) << name;
     EXPECT_EQ(Captions(), "Error: Found Atom of Type Q") << name;
     EXPECT_FALSE(folder.Has(name));
   }
-  RunCommand(bench, 203);
+  Run(203);
   std::vector<std::string> queries;
   bench.hooks.startConQuest = [&](const std::string& path) { queries.push_back(path); };
   constexpr const char* kBegins[] = {"COMPND  x.pdb ",    "small\n6 4\n",   "FIELDS LAB TYP COO TFU\n",
                                      "#VRML V2.0 utf8\n", "T1 *CONN\nAT1 ", "glTF\x02"};
   for (size_t i = 0; i < std::size(kNames); ++i) {
-    EXPECT_EQ(RunCommand(bench, 102, folder / kNames[i]), Outcome::Done) << kNames[i];
+    EXPECT_EQ(Run(102, folder / kNames[i]), Outcome::Done) << kNames[i];
     EXPECT_TRUE(folder.Get(kNames[i]).starts_with(kBegins[i])) << folder.Get(kNames[i]).substr(0, 60);
-    EXPECT_EQ(RunCommand(bench, 102, folder / "no/such/" + kNames[i]), Outcome::Failed);
+    EXPECT_EQ(Run(102, folder / "no/such/" + kNames[i]), Outcome::Failed);
     EXPECT_EQ(Captions(), "Error: File I/O");
   }
   EXPECT_EQ(queries, std::vector<std::string>{folder / "x.con"});

@@ -3,7 +3,6 @@
 #include <map>
 #include <set>
 
-#include "app/commands/command_table.h"
 #include "app/commands/model_handlers.h"
 #include "app/open_save.h"
 #include "base/files.h"
@@ -32,15 +31,6 @@ class Fragments : public BenchTest {
                                            "LATT 1\nSFAC C H O\nUNIT 12 4 4\nL.S. 4\nFVAR 1.0\n" +
                                                atoms)));
     messages.shown.clear();
-  }
-  Outcome Run(const char* name, const std::string& argument = {}) {
-    return RunCommand(bench, FindCommand(name)->id, argument);
-  }
-  void ExpectRefused(const std::string& argument, const std::string& part) {
-    messages.shown.clear();
-    EXPECT_EQ(Run("fragment", argument), Outcome::Failed) << argument;
-    const std::string text = messages.shown.empty() ? "" : messages.shown.back().text;
-    EXPECT_NE(text.find(part), std::string::npos) << argument << ": " << text;
   }
   std::string Saved() {
     EXPECT_TRUE(SaveFileAs(bench, folder / "saved.res"));
@@ -92,7 +82,7 @@ TEST_F(Fragments, FitsOnThreePeaksAndTakesTheOthers) {
   const Metric metric = MakeMetric(bench.document.cell);
   const Cartesian c7 = metric.ToCartesian(Atom("C7")->fract), c4 = metric.ToCartesian(Atom("C4")->fract);
   EXPECT_NEAR(Distance(c7, c4), Distance(Shape("toluene").atoms[6].place, Shape("toluene").atoms[3].place), 1e-3);
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_TRUE(Atom("Q1") && Atom("Q4") && !Atom("C7"));
   EXPECT_EQ(Run("fragment", "fragment=toluene as=rigid on=\"C3 C7 C1\" part=-1 fvar=2 value=0.5 Q1 Q2 Q3"),
             Outcome::Changed);
@@ -121,14 +111,14 @@ TEST_F(Fragments, WhatDoesNotFitIsRefusedWithNothingChanged) {
   const GroupShape& thf = Shape("thf");
   Open("C9 1 0.1 0.1 0.9 11.0 0.05\nC8 1 0.9 0.6 0.2 11.0 0.05\nHKLF 4\nEND\n" + Peak("Q1", thf, "O1") +
        Peak("Q2", thf, "C1") + Peak("Q3", thf, "C3"));
-  ExpectRefused("fragment=nothing Q1 Q2 Q3", "no nothing in the library");
-  ExpectRefused("Q1 Q2 Q3", "Fragment:");
-  ExpectRefused("fragment=thf Q1 Q2", "three or more");
-  ExpectRefused("fragment=thf Q1 C8 C9", "lie on a line, or nowhere");
-  ExpectRefused("fragment=thf on=\"O1 C1\" Q1 Q2 Q3", "2 atoms of the fragment are named");
-  ExpectRefused("fragment=thf on=\"O1 C1 N7\" Q1 Q2 Q3", "no atom N7");
-  ExpectRefused("fragment=thf on=\"O1 C1 C3\" Q1 Q2 C9", "does not fit");
-  ExpectRefused("fragment=thf as=hard Q1 Q2 Q3", "restrained or rigid");
+  ExpectRefused("fragment", "fragment=nothing Q1 Q2 Q3", "no nothing in the library");
+  ExpectRefused("fragment", "Q1 Q2 Q3", "Fragment:");
+  ExpectRefused("fragment", "fragment=thf Q1 Q2", "three or more");
+  ExpectRefused("fragment", "fragment=thf Q1 C8 C9", "lie on a line, or nowhere");
+  ExpectRefused("fragment", "fragment=thf on=\"O1 C1\" Q1 Q2 Q3", "2 atoms of the fragment are named");
+  ExpectRefused("fragment", "fragment=thf on=\"O1 C1 N7\" Q1 Q2 Q3", "no atom N7");
+  ExpectRefused("fragment", "fragment=thf on=\"O1 C1 C3\" Q1 Q2 C9", "does not fit");
+  ExpectRefused("fragment", "fragment=thf as=hard Q1 Q2 Q3", "restrained or rigid");
   EXPECT_TRUE(Atom("Q1") && Atom("Q2") && Atom("Q3"));
   EXPECT_EQ(bench.history.UndoName(), "");
   std::string fault;

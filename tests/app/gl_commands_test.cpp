@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/preferences/bitmap_preferences.h"
 #include "app/preferences/opengl_preferences.h"
@@ -43,27 +42,27 @@ class GlCommandsTest : public BenchTest {
 };
 
 TEST_F(GlCommandsTest, OpenGlPreferencesAreKeptInTheirFile) {
-  ASSERT_EQ(RunCommand(bench, 216, "font=\"/a b/c.ttf\" cut=0 layers=7 red=255 green=0 blue=128"), Outcome::Done);
+  ASSERT_EQ(Run(216, "font=\"/a b/c.ttf\" cut=0 layers=7 red=255 green=0 blue=128"), Outcome::Done);
   EXPECT_EQ(folder.Get("opengl.prf"), "/a b/c.ttf 0 7 1 0 0.501961\n");
   EXPECT_EQ(LoadOpenGlSettings().fontPath, "/a b/c.ttf");
   // What is no unsigned number leaves its setting alone; the others count.
-  ASSERT_EQ(RunCommand(bench, 216, "layers=-3 red=x green=300 blue= cut=1"), Outcome::Done);
+  ASSERT_EQ(Run(216, "layers=-3 red=x green=300 blue= cut=1"), Outcome::Done);
   EXPECT_EQ(folder.Get("opengl.prf"), "/a b/c.ttf 1 7 1 1 0.501961\n");
-  EXPECT_EQ(RunCommand(bench, 216, "layers=8 sparkle=1"), Outcome::Failed);
+  EXPECT_EQ(Run(216, "layers=8 sparkle=1"), Outcome::Failed);
   EXPECT_EQ(bench.GlSettings().layerCount, 7);
   messages.shown.clear();
-  ASSERT_EQ(RunCommand(bench, 216, "defaults=all"), Outcome::Done);
+  ASSERT_EQ(Run(216, "defaults=all"), Outcome::Done);
   EXPECT_EQ(bench.GlSettings(), DefaultOpenGlSettings());
   const EditArguments fields = OpenGlPreferenceFields(bench.GlSettings());
   EXPECT_EQ(*fields.Find("red") + *fields.Find("green") + *fields.Find("blue"), "140178178");
   // Saving again and again changes nothing, although the file has six digits.
   for (int value = 0; value < 256; ++value) {
-    RunCommand(bench, 216, "red=" + std::to_string(value));
+    Run(216, "red=" + std::to_string(value));
     EXPECT_EQ(*OpenGlPreferenceFields(LoadOpenGlSettings()).Find("red"), std::to_string(value));
   }
   std::filesystem::remove(folder / "opengl.prf");
   std::filesystem::create_directory(folder / "opengl.prf");
-  EXPECT_EQ(RunCommand(bench, 216, "layers=8"), Outcome::Failed);
+  EXPECT_EQ(Run(216, "layers=8"), Outcome::Failed);
   EXPECT_EQ(OnlyText(), "Error opening file (" + (folder / "opengl.prf") + ") for writing.");
 }
 
@@ -111,7 +110,7 @@ TEST_F(GlCommandsTest, BitmapPreferencesAreChecked) {
 
 TEST_F(GlCommandsTest, JpegFilesAreWrittenOrNot) {
   const std::string path = folder / "a b.jpg";
-  ASSERT_EQ(RunCommand(bench, 215, "size=100 points=8 antialias=0 file=\"" + path + "\""), Outcome::Done);
+  ASSERT_EQ(Run(215, "size=100 points=8 antialias=0 file=\"" + path + "\""), Outcome::Done);
   if (const auto size = Said("identify -format '%m %w %h' '" + path + "'")) {
     EXPECT_EQ(*size, "JPEG 100 100");
   }
@@ -122,22 +121,22 @@ TEST_F(GlCommandsTest, JpegFilesAreWrittenOrNot) {
   // Stopped, refused and failed ones leave nothing.
   const std::string other = "size=100 file=" + (folder / "other.jpg");
   bench.hooks.goOn = [] { return false; };
-  EXPECT_EQ(RunCommand(bench, 214, other), Outcome::Cancelled);
+  EXPECT_EQ(Run(214, other), Outcome::Cancelled);
   EXPECT_EQ(Captions(), "");
   bench.hooks.goOn = {};
   bench.RenditionMode = kPipes;
   for (int id : {208, 209, 210, 211, 214, 215}) {
-    EXPECT_EQ(RunCommand(bench, id, id > 211 ? other : ""), Outcome::Failed);
+    EXPECT_EQ(Run(id, id > 211 ? other : ""), Outcome::Failed);
     EXPECT_EQ(Captions(), "Invalid Display Choice") << id;
   }
   bench.RenditionMode = kThermalEllipsoid;
   const OpenGlSettings settings = bench.GlSettings();
   bench.GlSettings().fontPath = folder / "none.ttf";
-  EXPECT_EQ(RunCommand(bench, 214, other), Outcome::Failed);
+  EXPECT_EQ(Run(214, other), Outcome::Failed);
   EXPECT_EQ(OnlyText(), "Can't open the font file " + (folder / "none.ttf"));
   bench.GlSettings() = settings;
   std::filesystem::create_directory(folder / "locked.jpg");
-  EXPECT_EQ(RunCommand(bench, 214, "size=100 file=" + (folder / "locked.jpg")), Outcome::Failed);
+  EXPECT_EQ(Run(214, "size=100 file=" + (folder / "locked.jpg")), Outcome::Failed);
   ASSERT_EQ(messages.shown.size(), 1u);
   EXPECT_EQ(messages.shown[0].caption, "File Error:");
   EXPECT_FALSE(folder.Has("other.jpg"));
@@ -213,13 +212,13 @@ TEST_F(GlCommandsTest, APageWithoutAPrinterIsAPdfFile) {
   EXPECT_NE(ReadWholeFile(folder / "small.pdf").content.find("q 1.5000 0 0 1.0000 30.8465 811.0433 cm"),
             std::string::npos);
   bench.pictures.bitmapAntiAlias = false;
-  ASSERT_EQ(RunCommand(bench, 209, "file=" + (folder / "page.pdf")), Outcome::Done);
+  ASSERT_EQ(Run(209, "file=" + (folder / "page.pdf")), Outcome::Done);
   const auto images = Said("pdfimages -list '" + (folder / "page.pdf") + "' | tail -n 1");
   if (!images || images->empty()) GTEST_SKIP() << "no reader of PDF files is installed";
   // 190 mm at 300 dots per inch.
   EXPECT_NE(images->find(" 2244  2244 "), std::string::npos) << *images;
   EXPECT_NE(Said("pdfinfo '" + (folder / "page.pdf") + "'")->find("Printing OpenGL Model"), std::string::npos);
-  EXPECT_EQ(RunCommand(bench, 209, "file=/nowhere/page.pdf"), Outcome::Failed);
+  EXPECT_EQ(Run(209, "file=/nowhere/page.pdf"), Outcome::Failed);
   EXPECT_EQ(Captions(), "Error Ending the Document:");
 }
 

@@ -1,7 +1,6 @@
 #include "app/help_documents.h"
 
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 
 namespace marvik {
 namespace {
@@ -16,15 +15,15 @@ TEST_F(HelpDocumentsTest, AreFoundInThePackageDirectoryElseWhereTheyAreInstalled
     opened = path;
     return true;
   };
-  EXPECT_EQ(RunCommand(bench, 233), Outcome::Failed);
+  EXPECT_EQ(Run(233), Outcome::Failed);
   EXPECT_EQ(Captions(), "Error: File Not Found");
   std::filesystem::create_directories(folder / "installed/Help");
   folder.Put("installed/Help/Marvik_Users.pdf", "x");
-  EXPECT_EQ(RunCommand(bench, 233), Outcome::Done);
+  EXPECT_EQ(Run(233), Outcome::Done);
   EXPECT_EQ(opened, folder / "installed/Help/Marvik_Users.pdf");
   std::filesystem::create_directories(folder / "own/Help");
   folder.Put("own/Help/Marvik_Users.pdf", "x");
-  EXPECT_EQ(RunCommand(bench, 233), Outcome::Done);
+  EXPECT_EQ(Run(233), Outcome::Done);
   EXPECT_EQ(opened, folder / "own/Help/Marvik_Users.pdf");
 }
 

@@ -1,4 +1,3 @@
-#include "app/commands/command_table.h"
 #include "app/measures.h"
 #include "app/open_save.h"
 #include "app/picture/picture_output.h"
@@ -35,15 +34,6 @@ class ModelBuilding : public BenchTest {
     bench.hooks.showText = [this](const std::string&, const std::string& text) { shown = text; };
     messages.shown.clear();
   }
-  Outcome Run(const char* name, const std::string& argument = {}) {
-    return RunCommand(bench, FindCommand(name)->id, argument);
-  }
-  void ExpectRefused(const char* name, const std::string& argument, const std::string& part) {
-    messages.shown.clear();
-    EXPECT_EQ(Run(name, argument), Outcome::Failed) << argument;
-    const std::string text = messages.shown.empty() ? "" : messages.shown.back().text;
-    EXPECT_NE(text.find(part), std::string::npos) << argument << ": " << text;
-  }
   bool Writes(const std::string& line) {
     EXPECT_TRUE(SaveFileAs(bench, folder / "saved.res"));
     return folder.Get("saved.res").find("\n" + line + "\n") != std::string::npos;
@@ -66,7 +56,7 @@ TEST_F(ModelBuilding, RestraintsAreMadeListedWithWhatTheyAreAndTakenAway) {
   EXPECT_EQ(Run("remove-restraint", "1"), Outcome::Changed);
   EXPECT_FALSE(Writes("DFIX 1.45 0.02 C1 C2"));
   EXPECT_TRUE(Writes("SADI C1 C2 C1 C4"));
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_TRUE(Writes("DFIX 1.45 0.02 C1 C2"));
   EXPECT_EQ(Run("restrain", "kind=sum C11 C12"), Outcome::Changed);
   EXPECT_TRUE(Writes("SUMP 1 0.01 1 2 1 3"));
@@ -95,9 +85,9 @@ TEST_F(ModelBuilding, RestraintsGetOtherNumbersAndAreFoundByTheirAtoms) {
   EXPECT_TRUE(Shows("SADI 0.01") && !Shows("DFIX") && !Shows("RIGU")) << shown;
   EXPECT_EQ(Run("restraints-here", "C1 C7"), Outcome::Done);
   EXPECT_TRUE(Shows("DFIX 1.52") && Shows("RIGU C7 C8") && !Shows("EADP")) << shown;
-  RunCommand(bench, kUndoCommand);
-  RunCommand(bench, kUndoCommand);
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
+  Run(kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_TRUE(Writes("SADI C1 C2 C1 C4"));
   ExpectRefused("edit-restraint", "number=2 target=1.5", "SADI has no target");
   ExpectRefused("edit-restraint", "number=9 target=1.5", "no restraint number 9");
@@ -235,7 +225,7 @@ TEST_F(ModelBuilding, ACandidateIsSeenBeforeItIsTaken) {
   answer = 0;
   EXPECT_EQ(Run("split-candidates", "0"), Outcome::Changed);
   EXPECT_EQ(bench.history.Levels(), 1u);
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_EQ(written(), before);
 }
 

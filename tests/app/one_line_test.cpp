@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/structure_text.h"
 #include "language/line_source.h"
@@ -87,21 +86,21 @@ class OneLine : public BenchTest {
     One(kRenameAtomCommand, reference + " " + other, serial, {name, other}, false);
     One(kKillSelectedCommand, "", serial, group, true);
     // A new atom: the one that was killed comes back, as it was.
-    RunCommand(bench, kSelectAtomsCommand, "=" + reference);
-    RunCommand(bench, kKillSelectedCommand);
-    RunCommand(bench, kRestoreCommand, "*");
+    Run(kSelectAtomsCommand, "=" + reference);
+    Run(kKillSelectedCommand);
+    Run(kRestoreCommand, "*");
     EXPECT_EQ(Parting(Others(TextOfStructure(bench), group, true), Others(text_, group, true)), "") << "added";
-    while (CommandEnabled(bench, kUndoCommand)) RunCommand(bench, kUndoCommand);
+    while (CommandEnabled(bench, kUndoCommand)) Run(kUndoCommand);
     EXPECT_EQ(TextOfStructure(bench), text_);
   }
 
   void One(int id, const std::string& argument, uint32_t serial, const std::vector<std::string>& names, bool states) {
     SCOPED_TRACE(std::to_string(id) + "=" + argument);
-    RunCommand(bench, kSelectAtomsCommand, "=#" + std::to_string(serial));
-    EXPECT_EQ(RunCommand(bench, id, argument), Outcome::Changed);
+    Run(kSelectAtomsCommand, "=#" + std::to_string(serial));
+    EXPECT_EQ(Run(id, argument), Outcome::Changed);
     const std::string now = TextOfStructure(bench);
     EXPECT_EQ(Parting(Others(now, names, states), Others(text_, names, states)), "");
-    RunCommand(bench, kUndoCommand);
+    Run(kUndoCommand);
     EXPECT_EQ(TextOfStructure(bench), text_) << "a step back";
   }
 

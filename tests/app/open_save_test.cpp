@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 
 #include "support/structures.h"
 
@@ -27,32 +26,30 @@ TEST_F(BenchTest, AFailedReadLeavesEverythingAsItWas) {
     EXPECT_FALSE(OpenFile(bench, folder.Put("bad.res", bad))) << bad;
     EXPECT_EQ(bench.Title(), "small.res");
   }
-  EXPECT_TRUE(bench.document.atoms.FindBond(Atom("C1"), Atom("C2")));
+  EXPECT_TRUE(Bond("C1", "C2"));
   EXPECT_FALSE(OpenFile(bench, folder / ""));
   EXPECT_EQ(folder.Get("small.res"), kSmallFile);
 }
 
 TEST_F(BenchTest, UndoToTheSavedStateIsNoChange) {
   ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
-  const auto rename = [&](const char* text) {
-    ASSERT_EQ(RunCommand(bench, kRenameAtomCommand, text), Outcome::Changed);
-  };
+  const auto rename = [&](const char* text) { ASSERT_EQ(Run(kRenameAtomCommand, text), Outcome::Changed); };
   rename("C1 C8");
   EXPECT_TRUE(bench.modified);
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_FALSE(bench.modified);
-  RunCommand(bench, kRedoCommand);
+  Run(kRedoCommand);
   EXPECT_TRUE(bench.modified);
-  ASSERT_EQ(RunCommand(bench, kSaveCommand), Outcome::Done);
+  ASSERT_EQ(Run(kSaveCommand), Outcome::Done);
   // What only the view shows is no change, forth and back.
-  ASSERT_EQ(RunCommand(bench, kSelectAtomsCommand, "C2"), Outcome::Done);
-  ASSERT_EQ(RunCommand(bench, 243), Outcome::Changed);
+  ASSERT_EQ(Run(kSelectAtomsCommand, "C2"), Outcome::Done);
+  ASSERT_EQ(Run(243), Outcome::Changed);
   EXPECT_FALSE(bench.modified);
   for (const int id : {kUndoCommand, kRedoCommand, kUndoCommand}) {
-    ASSERT_EQ(RunCommand(bench, id), Outcome::Changed);
+    ASSERT_EQ(Run(id), Outcome::Changed);
     EXPECT_FALSE(bench.modified) << id;
   }
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_TRUE(bench.modified) << "before what was saved";
 }
 
@@ -101,7 +98,7 @@ TEST_F(BenchTest, ACifOpensAsItsTranslation) {
 
   const WithVariable package(kPackageVariable, folder / "");
   bench.keepsRecentFiles = true;
-  ASSERT_TRUE(RunCommand(bench, 100, cif) == Outcome::Done);
+  ASSERT_TRUE(Run(100, cif) == Outcome::Done);
   EXPECT_EQ(bench.Title(), "x_cif.res");
   EXPECT_EQ(folder.Get("marvikrf.ini"), (folder / "x_cif.res") + "\n\n\n\n");
   const std::string translation = folder.Get("x_cif.res");
@@ -119,7 +116,7 @@ TEST_F(BenchTest, ACifOpensAsItsTranslation) {
 TEST_F(BenchTest, UnsavedChangesAreAskedAbout) {
   const std::string path = folder.Put("small.res", kSmallFile);
   ASSERT_TRUE(OpenFile(bench, path));
-  ASSERT_EQ(RunCommand(bench, 203), Outcome::Changed);
+  ASSERT_EQ(Run(203), Outcome::Changed);
   EXPECT_TRUE(bench.modified);
   messages.answers = {false, true};
   EXPECT_FALSE(OpenFile(bench, path));
@@ -157,21 +154,21 @@ TEST_F(BenchTest, OnlyAWindowKeepsRecentFiles) {
   EXPECT_FALSE(OpenFile(bench, folder / "missing.res"));
   EXPECT_EQ(rebuilt, 1);
   EXPECT_EQ(folder.Get("marvikrf.ini"), path + "\n\n\n\n");
-  EXPECT_EQ(RunCommand(bench, 10101), Outcome::Done);
+  EXPECT_EQ(Run(10101), Outcome::Done);
   EXPECT_EQ(bench.document.CurrentFile, path);
-  EXPECT_EQ(RunCommand(bench, 10104), Outcome::Failed);
+  EXPECT_EQ(Run(10104), Outcome::Failed);
 }
 
 TEST_F(BenchTest, SavingKeepsWhatOthersWroteOnce) {
   const std::string path = folder.Put("small.res", kSmallFile);
   ASSERT_TRUE(OpenFile(bench, path));
-  RunCommand(bench, 203);
-  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  Run(203);
+  EXPECT_EQ(Run(101), Outcome::Done);
   EXPECT_FALSE(bench.modified);
   EXPECT_EQ(folder.Get("small.res.bak"), kSmallFile);
   EXPECT_EQ(folder.Get("small.res").find("\nQ1"), std::string::npos);
-  RunCommand(bench, 130, "H1");
-  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  Run(130, "H1");
+  EXPECT_EQ(Run(101), Outcome::Done);
   EXPECT_EQ(folder.Get("small.res.bak"), kSmallFile) << "the first backup is the one to keep";
   EXPECT_EQ(folder.Get("small.res").find("\nH1"), std::string::npos);
 }
@@ -179,41 +176,41 @@ TEST_F(BenchTest, SavingKeepsWhatOthersWroteOnce) {
 TEST_F(BenchTest, LostRemarksAreShownOnceAndFirst) {
   const std::string path = folder.Put("small.res", std::string(kSmallFile) + "REM\n");
   ASSERT_TRUE(OpenFile(bench, path));
-  EXPECT_EQ(RunCommand(bench, 102, folder / "same.res"), Outcome::Done);
+  EXPECT_EQ(Run(102, folder / "same.res"), Outcome::Done);
   EXPECT_EQ(folder.Get("same.res"), folder.Get("small.res"));
   EXPECT_EQ(Captions(), "");
   bench.saveLayout = FileLayout::Standard;
   ASSERT_TRUE(OpenFile(bench, path));
-  EXPECT_EQ(RunCommand(bench, 102, folder / "sub/none.res"), Outcome::Failed);
+  EXPECT_EQ(Run(102, folder / "sub/none.res"), Outcome::Failed);
   ASSERT_EQ(messages.shown.size(), 2u);
   EXPECT_EQ(messages.shown[0].caption, "Remarks Not Kept");
   EXPECT_EQ(messages.shown[0].icon, MessageIcon::Information);
   EXPECT_NE(messages.shown[0].text.find("REM first remark"), std::string::npos);
   EXPECT_EQ(messages.shown[1].caption, "Error: File I/O");
   messages.shown.clear();
-  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
-  EXPECT_EQ(RunCommand(bench, 102, folder / "other.ins"), Outcome::Done);
-  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  EXPECT_EQ(Run(101), Outcome::Done);
+  EXPECT_EQ(Run(102, folder / "other.ins"), Outcome::Done);
+  EXPECT_EQ(Run(101), Outcome::Done);
   EXPECT_EQ(Captions(), "");
 }
 
 TEST_F(BenchTest, AFileChangedOnDiskIsAskedAbout) {
   const std::string path = folder.Put("small.res", kSmallFile);
   ASSERT_TRUE(OpenFile(bench, path));
-  ASSERT_EQ(RunCommand(bench, 101), Outcome::Done);
+  ASSERT_EQ(Run(101), Outcome::Done);
   EXPECT_TRUE(messages.asked.empty());
   const std::string foreign = std::string(kSmallFile) + "REM by somebody else\n";
   folder.Put("small.res", foreign);
   messages.answers = {false, true};
-  EXPECT_EQ(RunCommand(bench, 101), Outcome::Failed);
+  EXPECT_EQ(Run(101), Outcome::Failed);
   EXPECT_EQ(folder.Get("small.res"), foreign);
-  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  EXPECT_EQ(Run(101), Outcome::Done);
   EXPECT_EQ(folder.Get("small.res.bak"), foreign) << "not this program's content, so it is kept";
   ASSERT_EQ(messages.asked.size(), 2u);
   EXPECT_EQ(messages.asked[0].caption, "File Changed on Disk");
 
   std::filesystem::remove(path);
-  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  EXPECT_EQ(Run(101), Outcome::Done);
   EXPECT_TRUE(folder.Has("small.res"));
   EXPECT_EQ(messages.asked.size(), 2u) << "nothing there to overwrite";
 }
@@ -221,7 +218,7 @@ TEST_F(BenchTest, AFileChangedOnDiskIsAskedAbout) {
 TEST_F(BenchTest, SaveWithoutAFileWritesNoname) {
   const auto before = std::filesystem::current_path();
   std::filesystem::current_path(folder / "");
-  EXPECT_EQ(RunCommand(bench, 101), Outcome::Done);
+  EXPECT_EQ(Run(101), Outcome::Done);
   std::filesystem::current_path(before);
   EXPECT_TRUE(folder.Has("noname.ins"));
   EXPECT_EQ(bench.Title(), "noname.ins");
@@ -230,25 +227,25 @@ TEST_F(BenchTest, SaveWithoutAFileWritesNoname) {
 TEST_F(BenchTest, SaveAsAndSaveAllMakeTheNameCurrent) {
   ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
   EXPECT_EQ(bench.Title(), "small.res");
-  EXPECT_EQ(RunCommand(bench, 230, folder / "all.ins"), Outcome::Done);
+  EXPECT_EQ(Run(230, folder / "all.ins"), Outcome::Done);
   EXPECT_FALSE(bench.SaveAllPending);
   EXPECT_EQ(bench.Title(), "all.ins");
-  EXPECT_EQ(RunCommand(bench, 102, folder / "no_extension"), Outcome::Done);
+  EXPECT_EQ(Run(102, folder / "no_extension"), Outcome::Done);
   EXPECT_EQ(bench.Title(), "no_extension");
   bench.hooks.askArgument = [](int) { return std::nullopt; };
-  EXPECT_EQ(RunCommand(bench, 102), Outcome::Cancelled);
+  EXPECT_EQ(Run(102), Outcome::Cancelled);
 }
 
 TEST_F(BenchTest, AReadOnlyFolderIsReportedAndNothingLost) {
   ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
-  RunCommand(bench, 203);
+  Run(203);
   std::filesystem::create_directory(folder / "locked");
   folder.Put("locked/a.res", "old");
   chmod((folder / "locked").c_str(), 0555);
   // The superuser may write anywhere; for it a folder in the place of the file stands in.
   const bool root = geteuid() == 0;
   if (root) std::filesystem::create_directory(folder / "locked/b.res");
-  EXPECT_EQ(RunCommand(bench, 102, folder / (root ? "locked/b.res" : "locked/a.res")), Outcome::Failed);
+  EXPECT_EQ(Run(102, folder / (root ? "locked/b.res" : "locked/a.res")), Outcome::Failed);
   chmod((folder / "locked").c_str(), 0755);
   EXPECT_NE(Captions().find("Error: File I/O"), std::string::npos);
   EXPECT_EQ(folder.Get("locked/a.res"), "old");

@@ -3,7 +3,6 @@
 #include <span>
 
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/package_directory.h"
 
 namespace marvik {

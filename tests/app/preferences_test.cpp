@@ -1,7 +1,6 @@
 #include <filesystem>
 
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/preferences/atom_preferences.h"
 
@@ -24,8 +23,7 @@ class PreferencesTest : public BenchTest {
 };
 
 TEST_F(PreferencesTest, AtomPreferencesAreCheckedStoredAndKept) {
-  ASSERT_EQ(RunCommand(bench, 206, "element=n atom=0.31 bond=0.72 texture=2 red=1 green=20 blue=255 probability=0.3"),
-            Outcome::Done);
+  ASSERT_EQ(Run(206, "element=n atom=0.31 bond=0.72 texture=2 red=1 green=20 blue=255 probability=0.3"), Outcome::Done);
   const ElementInfo nitrogen = Kept(7);
   EXPECT_EQ(nitrogen.drawRadius, 0.31);
   EXPECT_EQ(nitrogen.bondRadius, 0.72);
@@ -40,7 +38,7 @@ TEST_F(PreferencesTest, AtomPreferencesAreCheckedStoredAndKept) {
 
   // A field that is refused leaves all of them.
   for (const char* probability : {"0.0005", "1.5", "0,5", "", "nan"}) {
-    EXPECT_EQ(RunCommand(bench, 206, std::string("element=N atom=0.9 probability=") + probability), Outcome::Failed);
+    EXPECT_EQ(Run(206, std::string("element=N atom=0.9 probability=") + probability), Outcome::Failed);
     ASSERT_EQ(messages.shown.size(), 1u) << probability;
     EXPECT_EQ(messages.shown[0].text,
               "The Thermal Ellipsoid Probability Level variable is out of range.\n\t     Valid Range: 0.001 <--> 1.0");
@@ -49,7 +47,7 @@ TEST_F(PreferencesTest, AtomPreferencesAreCheckedStoredAndKept) {
   for (const char* wrong : {"element=Xx atom=0.2", "atom=0.2", "element=N atom=0.2000000000000001", "element=N atom=-1",
                             "element=N bond=1e3", "element=N texture=8", "element=N red=256", "element=N green=1.5",
                             "element=N radius=1", "C1", "defaults=single", "defaults=some"}) {
-    EXPECT_EQ(RunCommand(bench, 206, wrong), Outcome::Failed);
+    EXPECT_EQ(Run(206, wrong), Outcome::Failed);
     EXPECT_EQ(Captions(), "Error: Field Not Accepted") << wrong;
   }
   EXPECT_EQ(bench.document.elements[7].drawRadius, 0.31);
@@ -58,26 +56,26 @@ TEST_F(PreferencesTest, AtomPreferencesAreCheckedStoredAndKept) {
 
 TEST_F(PreferencesTest, DefaultsKeepWhatAFileSaidOfScattering) {
   bench.document.elements[6].sfacCoefficients[0] = 2.31;
-  RunCommand(bench, 206, "element=C atom=0.5 element=Q red=9");
-  RunCommand(bench, 206, "element=C defaults=single");
+  Run(206, "element=C atom=0.5 element=Q red=9");
+  Run(206, "element=C defaults=single");
   EXPECT_EQ(Kept(6).drawRadius, 0.2);
   EXPECT_EQ(RedOf(Kept(105).colour), 9);
-  RunCommand(bench, 206, "defaults=all");
+  Run(206, "defaults=all");
   EXPECT_EQ(Kept(105).colour, PackColour(255, 255, 0));
   EXPECT_EQ(bench.document.elements[6].sfacCoefficients[0], 2.31);
 }
 
 TEST_F(PreferencesTest, ABondRadiusMakesTheBondsAnew) {
-  const auto bonded = [&] { return bench.document.atoms.FindBond(Atom("C1"), Atom("C2")) != nullptr; };
+  const auto bonded = [&] { return Bond("C1", "C2") != nullptr; };
   ASSERT_TRUE(bonded());
-  RunCommand(bench, 206, "element=C bond=0.3");
+  Run(206, "element=C bond=0.3");
   EXPECT_FALSE(bonded());
   EXPECT_FALSE(bench.modified);
 }
 
 TEST_F(PreferencesTest, ARefusedElementFileIsSaid) {
   std::filesystem::create_directory(folder / "sfac.tab");
-  EXPECT_EQ(RunCommand(bench, 206, "element=C atom=0.5"), Outcome::Failed);
+  EXPECT_EQ(Run(206, "element=C atom=0.5"), Outcome::Failed);
   ASSERT_EQ(messages.shown.size(), 1u);
   EXPECT_EQ(messages.shown[0].text, "Error opening file (" + (folder / "sfac.tab") + ") for writing.");
   EXPECT_EQ(bench.document.elements[6].drawRadius, 0.5) << "in force while the program runs";

@@ -1,5 +1,4 @@
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 
 namespace marvik {
@@ -13,22 +12,22 @@ TEST_F(PublicationTest, WhatIsTypedIsKeptAndStandsInTheCifOfThisRefinementAndThe
   constexpr const char* kCif = "data_small\n_cell_length_a 10\n_exptl_crystal_colour ?\n_exptl_crystal_size_max ?\n";
   ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile)));
   const std::string path = folder.Put("small.cif", kCif);
-  ASSERT_EQ(RunCommand(bench, kPublicationCommand, "_exptl_crystal_colour 'pale yellow'"), Outcome::Done);
+  ASSERT_EQ(Run(kPublicationCommand, "_exptl_crystal_colour 'pale yellow'"), Outcome::Done);
   const std::string done = ReadWholeFile(path).content;
   EXPECT_NE(done.find("_exptl_crystal_colour"), std::string::npos);
   EXPECT_NE(done.find("'pale yellow'"), std::string::npos) << done;
   EXPECT_NE(done.find("_exptl_crystal_size_max"), std::string::npos) << "the rest stays";
   EXPECT_EQ(ReadWholeFile(path + ".bak").content, kCif);
   // The same once more changes nothing, so that no second backup pushes the first one out.
-  ASSERT_EQ(RunCommand(bench, kPublicationCommand, "_exptl_crystal_colour 'pale yellow'"), Outcome::Done);
+  ASSERT_EQ(Run(kPublicationCommand, "_exptl_crystal_colour 'pale yellow'"), Outcome::Done);
   EXPECT_EQ(ReadWholeFile(path + ".bak").content, kCif);
   // The next refinement writes a new one; what was typed before comes into it with the next item.
   folder.Put("small.cif", kCif);
-  ASSERT_EQ(RunCommand(bench, kPublicationCommand, "_exptl_crystal_size_max 0.3"), Outcome::Done);
+  ASSERT_EQ(Run(kPublicationCommand, "_exptl_crystal_size_max 0.3"), Outcome::Done);
   const std::string next = ReadWholeFile(path).content;
   EXPECT_NE(next.find("'pale yellow'"), std::string::npos) << next;
   EXPECT_NE(next.find("0.3"), std::string::npos);
-  EXPECT_EQ(RunCommand(bench, kPublicationCommand, "no-such-template"), Outcome::Failed);
+  EXPECT_EQ(Run(kPublicationCommand, "no-such-template"), Outcome::Failed);
   EXPECT_EQ(Captions(), "Command Usage Error:");
 }
 

@@ -10,7 +10,6 @@
 
 #include "app/bench_fixture.h"
 #include "app/cli/command_line.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 
 #include "support/fake_refinement_path.h"
@@ -56,7 +55,7 @@ class RefineFlow : public test::BenchTest {
   // What is said to be wrong, and nothing of the job has changed.
   void ExpectUntouched(const std::string& caption, const std::string& part, RefineEnd end = RefineEnd::Failed) {
     EXPECT_EQ(Refine(bench), end);
-    const std::string text = messages.shown.empty() ? "" : messages.shown.back().text;
+    const std::string text = messages.shown.empty() ? "" : LastText();
     EXPECT_EQ(Captions(), caption);
     EXPECT_NE(text.find(part), std::string::npos) << text;
     EXPECT_EQ(folder.Get("job.res"), kModel);
@@ -143,13 +142,13 @@ TEST_F(RefineFlow, FieldsStandForTheDialog) {
   for (const char* wrong : {"cycles=1000", "cycles=1.5", "cycles=", "type=LS", "weights=0.1,x", "weights=previous",
                             "weights=1,2,3,4,5,6,7", "twotheta=50", "acta=yes", "acta", "cycles=1 cycles=2"}) {
     messages.shown.clear();
-    EXPECT_EQ(RunCommand(bench, kRefineCommand, wrong), Outcome::Failed) << wrong;
+    EXPECT_EQ(Run(kRefineCommand, wrong), Outcome::Failed) << wrong;
     EXPECT_EQ(Captions(), "Error: Field Not Accepted") << wrong;
     EXPECT_FALSE(folder.Has("job.ins"));
   }
-  ASSERT_EQ(RunCommand(bench, kRefineCommand,
-                       "cycles=9 type=CGLS plan=33 fmap=3 list=4 acta=on bond=on aniso=on invert=on omit=-2 "
-                       "twotheta=52 weights=0.06,0.4 exti=0.01"),
+  ASSERT_EQ(Run(kRefineCommand,
+                "cycles=9 type=CGLS plan=33 fmap=3 list=4 acta=on bond=on aniso=on invert=on omit=-2 "
+                "twotheta=52 weights=0.06,0.4 exti=0.01"),
             Outcome::Done)
       << Captions();
   const std::string text = folder.Get("job.ins");
@@ -169,7 +168,7 @@ TEST_F(RefineFlow, AcceptedResultTakesThePlaceOfTheModel) {
     seen = report;
     return true;
   };
-  ASSERT_EQ(RunCommand(bench, 103), Outcome::Done);
+  ASSERT_EQ(Run(103), Outcome::Done);
   EXPECT_TRUE(messages.shown.empty()) << Captions();
   EXPECT_NE(folder.Get("job.ins").find("L.S. 7\n"), std::string::npos);
   EXPECT_EQ(folder.Get("job.res.bak"), kModel);
@@ -192,25 +191,25 @@ TEST_F(RefineFlow, AcceptedResultTakesThePlaceOfTheModel) {
 
   // One step back and forth, and the history by its own command.
   EXPECT_EQ(bench.history.UndoName(), "Refine");
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_EQ(Atom("C1")->fract.x, 0.1);
   EXPECT_TRUE(bench.modified);
-  RunCommand(bench, kRedoCommand);
+  Run(kRedoCommand);
   const auto steps = StepHistory(folder / "job").Steps();
   ASSERT_EQ(steps.size(), 2u);
   EXPECT_EQ(ReadWholeFile(steps[0].path).content, kModel);
   EXPECT_EQ(ReadWholeFile(steps[1].path).content, Moved());
   EXPECT_EQ(steps[1].r1, 0.04);
   EXPECT_EQ(steps[1].atoms, 2);
-  ASSERT_EQ(RunCommand(bench, kRefinementStepCommand, "0"), Outcome::Changed);
+  ASSERT_EQ(Run(kRefinementStepCommand, "0"), Outcome::Changed);
   EXPECT_EQ(Atom("C1")->fract.x, 0.1);
   EXPECT_FALSE(Atom("Q1"));
   EXPECT_EQ(bench.document.CurrentFile, folder / "job.res");
-  EXPECT_EQ(RunCommand(bench, kRefinementStepCommand, "9"), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, kRefinementStepCommand, "x"), Outcome::Failed);
+  EXPECT_EQ(Run(kRefinementStepCommand, "9"), Outcome::Failed);
+  EXPECT_EQ(Run(kRefinementStepCommand, "x"), Outcome::Failed);
 
   // The second cycle keeps the first backup, and what this program wrote needs none.
-  ASSERT_EQ(RunCommand(bench, 103), Outcome::Done);
+  ASSERT_EQ(Run(103), Outcome::Done);
   EXPECT_EQ(folder.Get("job.res.bak"), kModel);
   EXPECT_EQ(StepHistory(folder / "job").Steps().size(), 3u);
 }
@@ -222,7 +221,7 @@ TEST_F(RefineFlow, BackingOutLeavesTheOldResult) {
     settings.RefinementType = "CGLS";
     return false;
   };
-  EXPECT_EQ(RunCommand(bench, 103), Outcome::Cancelled);
+  EXPECT_EQ(Run(103), Outcome::Cancelled);
   EXPECT_FALSE(folder.Has("job.ins"));
   EXPECT_TRUE(bench.modified) << "the type was set all the same";
   bench.hooks.editRefinement = {};

@@ -1,7 +1,6 @@
 #include "app/refinement/solve_flow.h"
 
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/seven_atoms.h"
 #include "base/process_mark.h"
@@ -27,20 +26,20 @@ class SolveFlow : public test::BenchTest {
 };
 
 TEST_F(SolveFlow, FindsCompletesAndIsUndone) {
-  ASSERT_EQ(RunCommand(bench, kSolveCommand), Outcome::Done) << Captions();
+  ASSERT_EQ(Run(kSolveCommand), Outcome::Done) << Captions();
   EXPECT_EQ(CountAtoms(bench.document), 7);
   EXPECT_EQ(bench.document.CurrentFile, folder / "job.res");
   EXPECT_EQ(StepHistory(folder / "job").Steps().size(), 2u);
   EXPECT_EQ(ReadWholeFile(StepHistory(folder / "job").Steps()[0].path).content, kHeader);
   const std::string solved = folder.Get("job.res");
 
-  ASSERT_EQ(RunCommand(bench, FindCommand("complete-next")->id), Outcome::Done) << Captions();
+  ASSERT_EQ(Run("complete-next"), Outcome::Done) << Captions();
   const auto steps = StepHistory(folder / "job").Steps();
   ASSERT_EQ(steps.size(), 3u) << "one step only";
   EXPECT_LT(steps.back().r1.value_or(1.0), 0.12);
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_EQ(folder.Get("job.res.bak") + folder.Get("job.res.old~"), "") << "both were our own";
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_EQ(bench.document.atoms.head, nullptr);
   EXPECT_NE(folder.Get("job.res"), solved);
 }
@@ -53,22 +52,22 @@ TEST_F(SolveFlow, NothingChangesUntilAModelIsTaken) {
     EXPECT_EQ(found.rows[found.proposed].Cell(found, "space group"), "P -1");
     return std::nullopt;
   };
-  EXPECT_EQ(RunCommand(bench, kSolveCommand), Outcome::Cancelled);
+  EXPECT_EQ(Run(kSolveCommand), Outcome::Cancelled);
   EXPECT_EQ(shown, 7u);
   ExpectUntouched();
   bench.hooks.followRun = [&](RefinementRun& run) {
     run.Start(messages);
     run.Terminate(messages);
   };
-  EXPECT_EQ(RunCommand(bench, kSolveCommand), Outcome::Cancelled);
+  EXPECT_EQ(Run(kSolveCommand), Outcome::Cancelled);
   ExpectUntouched();
   bench.hooks.followRun = {};
   EXPECT_EQ(Captions(), "");
-  EXPECT_EQ(RunCommand(bench, kSolveCommand, "seed=x"), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, kSolveCommand, "group=mine"), Outcome::Failed);
+  EXPECT_EQ(Run(kSolveCommand, "seed=x"), Outcome::Failed);
+  EXPECT_EQ(Run(kSolveCommand, "group=mine"), Outcome::Failed);
   folder.Put("job.hkl", "   1   0   0    1.00    0.10\n");
-  EXPECT_EQ(RunCommand(bench, kSolveCommand), Outcome::Failed);
-  EXPECT_NE(messages.shown.back().text.find("only 1 reflections"), std::string::npos) << messages.shown.back().text;
+  EXPECT_EQ(Run(kSolveCommand), Outcome::Failed);
+  EXPECT_NE(LastText().find("only 1 reflections"), std::string::npos) << LastText();
   EXPECT_EQ(Captions(), "Error: Field Not Accepted|Error: Field Not Accepted|Error: Solve Failed");
   ExpectUntouched();
 }
@@ -96,7 +95,7 @@ TEST_F(SolveFlow, TheModelIsSeenAsItAppearsAndGoesAgain) {
     EXPECT_FALSE(bench.modified);
     run.Terminate(messages);
   };
-  EXPECT_EQ(RunCommand(bench, kSolveCommand), Outcome::Cancelled);
+  EXPECT_EQ(Run(kSolveCommand), Outcome::Cancelled);
   ExpectUntouched();
   EXPECT_EQ(bench.view.combined, turned);
   const std::filesystem::directory_iterator left(folder / "tmp");
@@ -110,9 +109,9 @@ TEST_F(SolveFlow, TheModelIsSeenAsItAppearsAndGoesAgain) {
     run.showModel();
     EXPECT_EQ(CountAtoms(bench.document), 7) << "the last model before the table";
   };
-  EXPECT_EQ(RunCommand(bench, kSolveCommand), Outcome::Done);
+  EXPECT_EQ(Run(kSolveCommand), Outcome::Done);
   EXPECT_EQ(CountAtoms(bench.document), 7);
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_EQ(bench.document.atoms.head, nullptr) << "what was only shown is no step";
 }
 
@@ -122,12 +121,12 @@ TEST_F(SolveFlow, NewFromReflectionsAsksBeforeItOverwrites) {
     std::ranges::replace(text, '\'', '"');
     return text;
   };
-  EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, quoted(fields)), Outcome::Failed);
+  EXPECT_EQ(Run(kNewFromReflectionsCommand, quoted(fields)), Outcome::Failed);
   EXPECT_EQ(messages.asked.back().caption, "File Exists");
   EXPECT_EQ(folder.Get("job.ins"), kHeader);
   messages.answers = {true};
   messages.asked.clear();
-  EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, quoted(fields)), Outcome::Done) << Captions();
+  EXPECT_EQ(Run(kNewFromReflectionsCommand, quoted(fields)), Outcome::Done) << Captions();
   EXPECT_EQ(folder.Get("job.ins.bak"), kHeader);
   EXPECT_EQ(folder.Get("job.ins").substr(0, 34), "TITL again\nCELL 0.71073 6.1000 7.3");
   EXPECT_EQ(bench.document.instructions.title, "again");
@@ -136,20 +135,19 @@ TEST_F(SolveFlow, NewFromReflectionsAsksBeforeItOverwrites) {
   const std::string other = "hkl=\"" + (folder / "other.hkl") + "\" ";
   for (const char* wrong :
        {"", "cell=1,2,3", "cell=6,7,8,90,90,90", "cell=6,7,8,90,90,90 wavelength=0.7 formula=?", "z=-1"})
-    EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, other + wrong), Outcome::Failed) << wrong;
+    EXPECT_EQ(Run(kNewFromReflectionsCommand, other + wrong), Outcome::Failed) << wrong;
   EXPECT_FALSE(folder.Has("other.ins"));
   folder.Put("electrons.hkl", Reflections());
-  EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand,
-                       "hkl=\"" + (folder / "electrons.hkl") + "\" cell=6,7,8,90,90,90 wavelength=0.0251 formula=C7"),
+  EXPECT_EQ(Run(kNewFromReflectionsCommand,
+                "hkl=\"" + (folder / "electrons.hkl") + "\" cell=6,7,8,90,90,90 wavelength=0.0251 formula=C7"),
             Outcome::Done);
-  EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, other + "cell=6,7,8,90,90,90 wavelength=0.7 formula=C7"),
-            Outcome::Done);
+  EXPECT_EQ(Run(kNewFromReflectionsCommand, other + "cell=6,7,8,90,90,90 wavelength=0.7 formula=C7"), Outcome::Done);
   EXPECT_NE(folder.Get("other.ins").find("UNIT 28\n"), std::string::npos) << folder.Get("other.ins");
 
   // Reflections of another name are not those of the job beside them.
   const std::string raw = "hkl=\"" + folder.Put("job.raw", Reflections()) + "\"";
-  EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, raw), Outcome::Failed);
-  EXPECT_NE(messages.shown.back().text.find("job.raw cannot be read"), std::string::npos);
+  EXPECT_EQ(Run(kNewFromReflectionsCommand, raw), Outcome::Failed);
+  EXPECT_NE(LastText().find("job.raw cannot be read"), std::string::npos);
 }
 
 TEST_F(SolveFlow, NewFromReflectionsWritesNothingUntilAllMayBeWritten) {
@@ -158,8 +156,7 @@ TEST_F(SolveFlow, NewFromReflectionsWritesNothingUntilAllMayBeWritten) {
   for (int h = 1; h < 30; ++h) cif += Printf("%4d   0   0   10.00    1.00\n", h);
   folder.Put("job.cif", cif + ";\n");
   messages.answers = {true, false};  // the reflections may go, the instructions may not
-  EXPECT_EQ(RunCommand(bench, kNewFromReflectionsCommand, "hkl=\"" + (folder / "job.cif") + "\" title=again"),
-            Outcome::Failed);
+  EXPECT_EQ(Run(kNewFromReflectionsCommand, "hkl=\"" + (folder / "job.cif") + "\" title=again"), Outcome::Failed);
   EXPECT_EQ(messages.asked.size(), 2u);
   EXPECT_EQ(folder.Get("job.hkl"), mine);
   EXPECT_EQ(folder.Get("job.ins"), kHeader);

@@ -1,4 +1,3 @@
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "base/numbers.h"
 
@@ -33,23 +32,15 @@ class Split : public BenchTest {
     EXPECT_TRUE(OpenFile(bench, folder.Put("split.res", text)));
     messages.shown.clear();
   }
-  Outcome Run(const char* name, const std::string& argument) {
-    return RunCommand(bench, FindCommand(name)->id, argument);
-  }
   std::string Saved() {
     EXPECT_TRUE(SaveFileAs(bench, folder / "saved.res"));
     return folder.Get("saved.res");
-  }
-  std::string Refusal(const char* name, const std::string& argument) {
-    messages.shown.clear();
-    EXPECT_EQ(Run(name, argument), Outcome::Failed) << argument;
-    return messages.shown.empty() ? "" : messages.shown.back().text;
   }
   double Far(const char* a, const char* b) { return Length(Atom(a)->position - Atom(b)->position); }
 };
 
 TEST_F(Split, SymmetryMakesTheOtherPart) {
-  EXPECT_EQ(Refusal("split", "C9 way=symmetry"), "None of the chosen atoms lies on a special position.");
+  ExpectRefused("split", "C9 way=symmetry", "None of the chosen atoms lies on a special position.");
   const std::string before = Saved();
   ASSERT_EQ(Run("split", "C2 C5 way=symmetry distance=0.6"), Outcome::Changed);
   EXPECT_EQ(Atom("C5")->part, -1);
@@ -60,7 +51,7 @@ TEST_F(Split, SymmetryMakesTheOtherPart) {
   EXPECT_EQ(Atom("H2A")->occupancy, 10.5);
   EXPECT_EQ(bench.document.instructions.freeVariables.size(), 1u);
   EXPECT_FALSE(Atom("C5A"));
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_EQ(Saved(), before);
   Atom("H2A")->occupancy = -21.0;
   ASSERT_EQ(Run("split", "C2 C5 way=symmetry"), Outcome::Changed);
@@ -109,7 +100,7 @@ TEST_F(Split, AtomsOfOneNameInTwoResiduesShareTheLetter) {
 }
 
 TEST_F(Split, APeakGoesToTheAtomWhoseNeighboursItFits) {
-  RunCommand(bench, kSelectAtomsCommand, "C2 O1 Q1");
+  Run(kSelectAtomsCommand, "C2 O1 Q1");
   ASSERT_EQ(Run("split", "distances=same displacements=both"), Outcome::Changed);
   EXPECT_NEAR(Atom("O1A")->fract.z, 0.31, 1e-9);
   EXPECT_NEAR(Atom("O1")->fract.z, 0.2, 1e-9);
@@ -118,7 +109,7 @@ TEST_F(Split, APeakGoesToTheAtomWhoseNeighboursItFits) {
   const std::string text = Saved();
   EXPECT_NE(text.find("\nSAME C2 O1\n"), std::string::npos) << text;
   EXPECT_NE(text.find("\nRIGU C2 C2A C1 O1 O1A\n"), std::string::npos) << text;
-  EXPECT_EQ(RunCommand(bench, kUndoCommand), Outcome::Changed);
+  EXPECT_EQ(Run(kUndoCommand), Outcome::Changed);
   EXPECT_TRUE(Atom("Q1"));
   EXPECT_EQ(Saved(), kFile);
 }
@@ -134,10 +125,10 @@ TEST_F(Split, ThreePartsHaveASumAndSymmetryElementsMakeTheSecondPart) {
   ASSERT_EQ(Run("split", "C9 about=C1 fvar=2"), Outcome::Changed);
   EXPECT_NEAR(Atom("C9A")->fract.x, -0.4, 1e-9);
   EXPECT_EQ(Atom("C9A")->occupancy, -21.0);
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   ASSERT_EQ(Run("split", "C9 about=\"C1 C2\" angle=90"), Outcome::Changed);
   EXPECT_NEAR(Far("C9A", "C2"), Far("C9", "C2"), 1e-9);
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   ASSERT_EQ(Run("split", "O1 about=\"C1 C2 C9\""), Outcome::Changed);
   EXPECT_NEAR(Far("O1A", "C9"), Far("O1", "C9"), 1e-9);
 }
@@ -155,11 +146,8 @@ TEST_F(Split, WhatCannotComeApartIsRefusedWithASentence) {
                                                           {"O1 to=C1", "is no peak"},
                                                           {"O1 way=rotation", "axis"},
                                                           {"O1 distances=many", "sadi|same|none"}};
-  for (const auto& [argument, part] : kRefused) {
-    const std::string text = Refusal("split", argument);
-    EXPECT_NE(text.find(part), std::string::npos) << argument << ": " << text;
-  }
-  EXPECT_NE(Refusal("join", "O1").find("nothing to join"), std::string::npos);
+  for (const auto& [argument, part] : kRefused) ExpectRefused("split", argument, part);
+  ExpectRefused("join", "O1", "nothing to join");
   EXPECT_EQ(Saved(), before);
 }
 

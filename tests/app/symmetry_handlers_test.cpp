@@ -1,4 +1,3 @@
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 
 #include "bench_fixture.h"
@@ -19,24 +18,24 @@ class SymmetryHandlers : public BenchTest {
 };
 
 TEST_F(SymmetryHandlers, GrowTrimAndUndo) {
-  EXPECT_EQ(RunCommand(bench, 138), Outcome::Changed);
+  EXPECT_EQ(Run(138), Outcome::Changed);
   EXPECT_EQ(Count(), 7u);
   EXPECT_TRUE(bench.modified);
   EXPECT_EQ(CommandText(bench, kUndoCommand), "&Undo Grow");
-  EXPECT_EQ(RunCommand(bench, 138), Outcome::Done);
-  EXPECT_EQ(RunCommand(bench, kUndoCommand), Outcome::Changed);
+  EXPECT_EQ(Run(138), Outcome::Done);
+  EXPECT_EQ(Run(kUndoCommand), Outcome::Changed);
   EXPECT_EQ(Count(), 4u);
   EXPECT_EQ(CommandText(bench, kUndoCommand), "&Undo");
   EXPECT_EQ(CommandText(bench, kRedoCommand), "Re&do Grow");
-  EXPECT_EQ(RunCommand(bench, kRedoCommand), Outcome::Changed);
-  EXPECT_EQ(RunCommand(bench, 139), Outcome::Changed);
+  EXPECT_EQ(Run(kRedoCommand), Outcome::Changed);
+  EXPECT_EQ(Run(139), Outcome::Changed);
   EXPECT_EQ(Count(), 4u);
-  EXPECT_EQ(RunCommand(bench, kRedoCommand), Outcome::Failed);
+  EXPECT_EQ(Run(kRedoCommand), Outcome::Failed);
   EXPECT_EQ(Captions(), "Command Usage Error:");
 }
 
 TEST_F(SymmetryHandlers, GrownAtomsAreSavedBehindEndAndReadBack) {
-  RunCommand(bench, 138);
+  Run(138);
   ASSERT_TRUE(SaveFileAs(bench, folder / "grown.ins"));
   const std::string text = folder.Get("grown.ins");
   EXPECT_GT(text.find("C1    1", text.find("GPWARNING")), text.find("GPWARNING"));
@@ -49,36 +48,36 @@ TEST_F(SymmetryHandlers, GrownAtomsAreSavedBehindEndAndReadBack) {
 }
 
 TEST_F(SymmetryHandlers, PackTakesLimitsOrACountAndRefusesTheRest) {
-  EXPECT_EQ(RunCommand(bench, 142, "0,1,0,1,0,1"), Outcome::Changed);
+  EXPECT_EQ(Run(142, "0,1,0,1,0,1"), Outcome::Changed);
   EXPECT_EQ(Count(), 8u * 6u + 2u);
   for (const char* bad : {"0,1,0,1", "a,1,0,1,0,1", "1,0,0,1,0,1", "0,1000,0,1000,0,1000", "0,1,0,1,0,1,2"})
-    EXPECT_EQ(RunCommand(bench, 142, bad), Outcome::Failed) << bad;
+    EXPECT_EQ(Run(142, bad), Outcome::Failed) << bad;
   EXPECT_NE(messages.shown[3].text.find("8000000000"), std::string::npos) << messages.shown[3].text;
-  RunCommand(bench, kUndoCommand);
-  EXPECT_EQ(RunCommand(bench, kPackCountCommand, "1"), Outcome::Changed);
-  EXPECT_EQ(RunCommand(bench, kPackCountCommand, "many"), Outcome::Failed);
+  Run(kUndoCommand);
+  EXPECT_EQ(Run(kPackCountCommand, "1"), Outcome::Changed);
+  EXPECT_EQ(Run(kPackCountCommand, "many"), Outcome::Failed);
 }
 
 TEST_F(SymmetryHandlers, UniqShowsAFragmentAndUnUniqWhatWasShownBefore) {
-  EXPECT_EQ(RunCommand(bench, 212), Outcome::Failed);
+  EXPECT_EQ(Run(212), Outcome::Failed);
   EXPECT_EQ(Captions(), "Error: Not UNIQued");
-  EXPECT_EQ(RunCommand(bench, 116), Outcome::Failed);
+  EXPECT_EQ(Run(116), Outcome::Failed);
   EXPECT_EQ(Captions(), "Error: No Atoms Selected");
-  RunCommand(bench, kSelectByNameCommand, "C2");
-  EXPECT_EQ(RunCommand(bench, 116), Outcome::Changed);
+  Run(kSelectByNameCommand, "C2");
+  EXPECT_EQ(Run(116), Outcome::Changed);
   EXPECT_EQ(bench.document.atoms.displaySubset.Size(), 3u);
-  EXPECT_EQ(RunCommand(bench, 129, "O9"), Outcome::Failed) << "it is not displayed";
-  EXPECT_EQ(RunCommand(bench, 212), Outcome::Changed);
+  EXPECT_EQ(Run(129, "O9"), Outcome::Failed) << "it is not displayed";
+  EXPECT_EQ(Run(212), Outcome::Changed);
   EXPECT_TRUE(bench.document.atoms.displaySubset.Empty());
   EXPECT_FALSE(bench.modified);
 }
 
 TEST_F(SymmetryHandlers, MoveNearNeedsASelectionAndATarget) {
-  EXPECT_EQ(RunCommand(bench, 246, "C1"), Outcome::Failed);
-  EXPECT_EQ(messages.shown.back().text, "You must select at least one atom to move near the target.");
-  RunCommand(bench, kSelectByNameCommand, "O9");
-  EXPECT_EQ(RunCommand(bench, 246, "C77"), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, 246, "C1"), Outcome::Changed);
+  EXPECT_EQ(Run(246, "C1"), Outcome::Failed);
+  EXPECT_EQ(LastText(), "You must select at least one atom to move near the target.");
+  Run(kSelectByNameCommand, "O9");
+  EXPECT_EQ(Run(246, "C77"), Outcome::Failed);
+  EXPECT_EQ(Run(246, "C1"), Outcome::Changed);
 }
 
 TEST_F(SymmetryHandlers, ReadingMovesNothing) {
@@ -90,7 +89,7 @@ TEST_F(SymmetryHandlers, ReadingMovesNothing) {
   OpenFile(bench, apart);
   EXPECT_NEAR(Atom("O1")->fract.x, 0.05, 1e-9);
   EXPECT_FALSE(bench.modified);
-  EXPECT_EQ(RunCommand(bench, kFmolAfterChangesCommand), Outcome::Done);
+  EXPECT_EQ(Run(kFmolAfterChangesCommand), Outcome::Done);
   OpenFile(bench, apart);
   EXPECT_NEAR(Atom("O1")->fract.x, 0.05, 1e-9) << "what is shown is what the file holds";
   EXPECT_FALSE(bench.modified);

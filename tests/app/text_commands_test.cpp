@@ -1,5 +1,4 @@
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/structure_text.h"
 #include "run/job_files.h"
@@ -54,15 +53,15 @@ TEST(TextLines, LinesGiveWayAndAllOtherBytesStay) {
 
 TEST_F(TextCommands, EditedLinesAreOneStepAndAtomsStayWhoTheyAre) {
   ASSERT_TRUE(Open());
-  RunCommand(bench, kSelectAtomsCommand, "C2 O1");
+  Run(kSelectAtomsCommand, "C2 O1");
   Atom("O2")->Set(kHidden, true);
   Atom("C1")->flags2 |= kLabelOff;
-  BondRecord* bond = bench.document.atoms.FindBond(Atom("C1"), Atom("C2"));
+  BondRecord* bond = Bond("C1", "C2");
   ASSERT_TRUE(bond);
   bond->SetOrder(kDouble);
   const uint32_t serial = Atom("C2")->serial;
   // Lines 10 and 11 are C1 and C2.
-  EXPECT_EQ(RunCommand(bench, kEditLinesCommand, "10 1 C1 1 0.11 0.10 0.10 11.0 0.05 ! moved"), Outcome::Changed);
+  EXPECT_EQ(Run(kEditLinesCommand, "10 1 C1 1 0.11 0.10 0.10 11.0 0.05 ! moved"), Outcome::Changed);
   EXPECT_EQ(TextOfStructure(bench),
             With(kSmallFile, "C1 1 0.10 0.10 0.10 11.0 0.05", "C1 1 0.11 0.10 0.10 11.0 0.05 ! moved"));
   EXPECT_EQ(Atom("C2")->serial, serial);
@@ -70,21 +69,21 @@ TEST_F(TextCommands, EditedLinesAreOneStepAndAtomsStayWhoTheyAre) {
   EXPECT_EQ(bench.document.atoms.selection[1], Atom("O1"));
   EXPECT_TRUE(Atom("O2")->Has(kHidden));
   EXPECT_TRUE(Atom("C1")->flags2 & kLabelOff);
-  bond = bench.document.atoms.FindBond(Atom("C1"), Atom("C2"));
+  bond = Bond("C1", "C2");
   EXPECT_TRUE(bond && bond->Order() == kDouble);
   EXPECT_TRUE(bench.modified);
-  EXPECT_EQ(RunCommand(bench, kEditLinesCommand, "11 1"), Outcome::Changed);
+  EXPECT_EQ(Run(kEditLinesCommand, "11 1"), Outcome::Changed);
   EXPECT_FALSE(Atom("C2"));
   EXPECT_EQ(bench.history.Levels(), 2u);
-  RunCommand(bench, kUndoCommand);
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_EQ(TextOfStructure(bench), kSmallFile);
   EXPECT_EQ(bench.document.CurrentFile, folder / "small.res");
 
   // What is no structure changes nothing.
-  EXPECT_EQ(RunCommand(bench, kEditLinesCommand, "2 1 CELL 0.7 0 0 0 90 90 90"), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, kEditLinesCommand, "0 1 x"), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, kEditLinesCommand, "1 x"), Outcome::Failed);
+  EXPECT_EQ(Run(kEditLinesCommand, "2 1 CELL 0.7 0 0 0 90 90 90"), Outcome::Failed);
+  EXPECT_EQ(Run(kEditLinesCommand, "0 1 x"), Outcome::Failed);
+  EXPECT_EQ(Run(kEditLinesCommand, "1 x"), Outcome::Failed);
   EXPECT_EQ(Captions(), "Error: File Unreadable|Command Usage Error:|Command Usage Error:");
   EXPECT_EQ(TextOfStructure(bench), kSmallFile);
 }
@@ -106,22 +105,22 @@ TEST_F(TextCommands, TheLinesOfAtomsAreFoundWhereverTheyStand) {
 
 TEST_F(TextCommands, ComparesFileStepsAndWhatIsThere) {
   ASSERT_TRUE(Open());
-  RunCommand(bench, kCompareCommand, "old=disk new=current");
+  Run(kCompareCommand, "old=disk new=current");
   EXPECT_EQ(shown, "The two say the same.\n");
-  RunCommand(bench, kRenameAtomCommand, "C2 C7");
-  RunCommand(bench, kCompareCommand, "old=disk");
+  Run(kRenameAtomCommand, "C2 C7");
+  Run(kCompareCommand, "old=disk");
   EXPECT_EQ(shown, "C2 is now C7\n");
   const std::string base = folder / "small";
   EXPECT_EQ(StepHistory(base).Add(kSmallFile, 0.05, 6, 1000), 0);
   EXPECT_EQ(StepHistory(base).Add(With(kSmallFile, "O1 4 0.43", "O1 4 0.44"), 0.04, 6, 2000), 0);
-  RunCommand(bench, kCompareCommand, "old=0 new=1");
+  Run(kCompareCommand, "old=0 new=1");
   EXPECT_EQ(shown, "O1 moved by 0.1000 \xC3\x85\n");
   EXPECT_EQ(titles,
             "small.res, the file -> small.res, as it is now\nsmall.res, the file -> small.res, as it is now\n"
             "step 0 -> step 1\n");
   shown.clear();
-  RunCommand(bench, kCompareCommand, "old=7 new=1");
-  RunCommand(bench, kCompareCommand, "new=" + (folder / "nowhere.res"));
+  Run(kCompareCommand, "old=7 new=1");
+  Run(kCompareCommand, "new=" + (folder / "nowhere.res"));
   EXPECT_EQ(Captions(), "Error: File Not Found|Error: File Unreadable");
   EXPECT_EQ(shown, "");
 }
@@ -135,10 +134,10 @@ TEST_F(TextCommands, WhatAnotherProgramWritesIsNoticed) {
   EXPECT_FALSE(ChangedOnDisk(bench));
   touch();
   EXPECT_FALSE(ChangedOnDisk(bench)) << "it says the same";
-  RunCommand(bench, kRenameAtomCommand, "C2 C7");
+  Run(kRenameAtomCommand, "C2 C7");
   touch();
   EXPECT_FALSE(ChangedOnDisk(bench)) << "what is unsaved here is no change there";
-  RunCommand(bench, kSaveCommand);
+  Run(kSaveCommand);
   EXPECT_FALSE(ChangedOnDisk(bench));
   folder.Put("small.res", kSmallFile);
   touch();
@@ -150,15 +149,15 @@ TEST_F(TextCommands, WhatAnotherProgramWritesIsNoticed) {
   // By renaming another file over it; to read it is one step of undo.
   std::filesystem::rename(folder.Put("other", With(kSmallFile, "O1 4 0.43", "O9 4 0.44")), folder / "small.res");
   EXPECT_TRUE(ChangedOnDisk(bench));
-  RunCommand(bench, kReloadCommand);
+  Run(kReloadCommand);
   EXPECT_FALSE(ChangedOnDisk(bench));
   EXPECT_FALSE(bench.modified);
   EXPECT_TRUE(Atom("O9"));
-  RunCommand(bench, kUndoCommand);
+  Run(kUndoCommand);
   EXPECT_TRUE(Atom("C7"));
   EXPECT_TRUE(bench.modified);
   folder.Put("small.res", "nonsense");
-  EXPECT_EQ(RunCommand(bench, kReloadCommand), Outcome::Failed);
+  EXPECT_EQ(Run(kReloadCommand), Outcome::Failed);
   EXPECT_TRUE(Atom("C7"));
   EXPECT_EQ(Captions(), "Error: File Unreadable");
 }
@@ -183,15 +182,15 @@ TEST_F(TextCommands, AStepBackGivesTheBytesBack) {
   };
   std::vector<std::string> texts{text};
   for (const auto& [id, argument] : edits) {
-    RunCommand(bench, kSelectAtomsCommand, "=C2 H1");
-    EXPECT_EQ(RunCommand(bench, id, argument), Outcome::Changed) << id;
+    Run(kSelectAtomsCommand, "=C2 H1");
+    EXPECT_EQ(Run(id, argument), Outcome::Changed) << id;
     if (TextOfStructure(bench) != texts.back()) texts.push_back(TextOfStructure(bench));
   }
   EXPECT_GE(texts.size(), 8u);
   for (const int id : {kUndoCommand, kRedoCommand, kUndoCommand}) {
     size_t at = id == kUndoCommand ? texts.size() - 1 : 0;
     while (CommandEnabled(bench, id)) {
-      RunCommand(bench, id);
+      Run(id);
       if (TextOfStructure(bench) == texts[at]) continue;  // what no file holds
       id == kUndoCommand ? --at : ++at;
       ASSERT_LT(at, texts.size());
@@ -211,7 +210,7 @@ TEST_F(TextCommands, OpeningMovesNothingAndTellsHowManyAtomsCouldBe) {
   EXPECT_FALSE(bench.modified);
   EXPECT_EQ(AtomsApart(bench.document), 1u);
   EXPECT_EQ(TextOfStructure(bench), text);
-  EXPECT_EQ(RunCommand(bench, kFmolCommand), Outcome::Changed);
+  EXPECT_EQ(Run(kFmolCommand), Outcome::Changed);
   EXPECT_EQ(TextOfStructure(bench), With(text, "O1 2 -.1 -.1 -.22", "O1 2 0.1 0.1 0.22"));
   EXPECT_EQ(AtomsApart(bench.document), 0u);
 }

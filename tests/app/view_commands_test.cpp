@@ -3,7 +3,6 @@
 #include <sstream>
 
 #include "app/bench_fixture.h"
-#include "app/commands/command_table.h"
 #include "app/open_save.h"
 #include "app/picture/picture_output.h"
 #include "app/picture/picture_settings.h"
@@ -36,12 +35,12 @@ class ViewTest : public BenchTest {
 
 TEST_F(ViewTest, AxesComeToTheViewerWithTheOthersInRightHandedOrder) {
   for (int i = 0; i < 3; ++i) {
-    ASSERT_EQ(RunCommand(bench, 580 + i), Outcome::Done);
+    ASSERT_EQ(Run(580 + i), Outcome::Done);
     EXPECT_NEAR(Edge(i).z, 1.0, 1e-6) << i;
     EXPECT_GT(Edge(i + 1).x, 0.5) << "to the right, as the cell has it, not its mirror image";
     EXPECT_NEAR(Edge(i + 2).x, 0.0, 1e-6);
     EXPECT_GT(Edge(i + 2).y, 0.5) << "upright";
-    ASSERT_EQ(RunCommand(bench, 583 + i), Outcome::Done);
+    ASSERT_EQ(Run(583 + i), Outcome::Done);
     EXPECT_GT(Edge(i).z, 0.5);
     EXPECT_NEAR(Edge(i + 1).z, 0.0, 1e-6) << "a reciprocal axis stands on the other two edges";
     EXPECT_NEAR(Edge(i + 2).y, 1.0, 1e-6);
@@ -52,22 +51,22 @@ TEST_F(ViewTest, AxesComeToTheViewerWithTheOthersInRightHandedOrder) {
 }
 
 TEST_F(ViewTest, BondsAndPlanesArePickedSelectedOrNamed) {
-  bench.PickBond(bench.document.atoms.FindBond(Atom("C1"), Atom("C2")));
-  RunCommand(bench, 588);
+  bench.PickBond(Bond("C1", "C2"));
+  Run(588);
   EXPECT_NEAR(std::abs(From("C1", "C2").z), 1.0, 1e-6);
-  RunCommand(bench, 589);
+  Run(589);
   EXPECT_NEAR(std::abs(From("C1", "C2").x), 1.0, 1e-6) << "also from where it pointed to the viewer";
   bench.ClearPick();
-  EXPECT_EQ(RunCommand(bench, 588, "C1 O2"), Outcome::Done);
+  EXPECT_EQ(Run(588, "C1 O2"), Outcome::Done);
   EXPECT_NEAR(From("C1", "O2").z, 1.0, 1e-6) << "the second atom is the nearer";
-  RunCommand(bench, 163, "C1 N1 O1 H1");
-  EXPECT_EQ(RunCommand(bench, 587), Outcome::Done);
+  Run(163, "C1 N1 O1 H1");
+  EXPECT_EQ(Run(587), Outcome::Done);
   EXPECT_GT(From("C1", "C2").x, 0.99);
   EXPECT_NEAR(From("C1", "O1").z, 0.0, 0.05);
-  EXPECT_EQ(RunCommand(bench, 588), Outcome::Failed) << "four atoms are no bond";
+  EXPECT_EQ(Run(588), Outcome::Failed) << "four atoms are no bond";
   const Matrix4 before = bench.view.modelview;
-  EXPECT_EQ(RunCommand(bench, 587, "C1 C2 C1"), Outcome::Failed);
-  EXPECT_EQ(RunCommand(bench, 587, "C1 C2 X9"), Outcome::Failed);
+  EXPECT_EQ(Run(587, "C1 C2 C1"), Outcome::Failed);
+  EXPECT_EQ(Run(587, "C1 C2 X9"), Outcome::Failed);
   EXPECT_EQ(Captions(), "Error: Insufficient Selections|Error: Insufficient Selections|Error: No Atoms Selected");
   EXPECT_EQ(bench.view.modelview, before);
 }
@@ -78,7 +77,7 @@ TEST_F(ViewTest, ClipPlanesCutEveryRenditionAndFollowTheTurn) {
       OpenFile(bench, folder.Put("row.res",
                                  "TITL row\nCELL 0.71073 10 10 10 90 90 90\nLATT -1\nSFAC C\nUNIT 3\nFVAR 1\n"
                                  "C1 1 .5 .5 .3 11 .05\nC2 1 .5 .5 .5 11 .05\nC3 1 .5 .5 .7 11 .05\nHKLF 4\nEND\n")));
-  RunCommand(bench, 582);
+  Run(582);
   const auto drawn = [&] {
     std::string names;
     const auto svg = DrawPicture(bench, {}, "svg");
@@ -88,34 +87,34 @@ TEST_F(ViewTest, ClipPlanesCutEveryRenditionAndFollowTheTurn) {
   };
   for (const int mode : {int{kWireFrame}, int{kBallAndStick}, int{kThermalEllipsoid}}) {
     bench.RenditionMode = mode;
-    RunCommand(bench, kClipCommand, "off");
+    Run(kClipCommand, "off");
     EXPECT_EQ(drawn(), "C1C2C3");
-    ASSERT_EQ(RunCommand(bench, kClipCommand, "1,-1"), Outcome::Done);
+    ASSERT_EQ(Run(kClipCommand, "1,-1"), Outcome::Done);
     EXPECT_EQ(drawn(), "C2");
-    RunCommand(bench, kClipCommand, "3,-1");
+    Run(kClipCommand, "3,-1");
     EXPECT_EQ(drawn(), "C2C3") << "the nearer end of c is C3";
   }
   EXPECT_EQ(BuildLitScene(bench.document, bench.view, bench.ScreenOptions()).balls.size(), 2u);
   GlPictureOptions gl;
   EXPECT_EQ(BuildGlScene(bench.document, bench.view, 200, gl, nullptr).atoms.size(), 2u);
   const std::string recipe = folder / "cut.recipe";
-  ASSERT_EQ(RunCommand(bench, kSaveRecipeCommand, recipe), Outcome::Done);
-  RunCommand(bench, 580);
+  ASSERT_EQ(Run(kSaveRecipeCommand, recipe), Outcome::Done);
+  Run(580);
   EXPECT_EQ(drawn(), "C1C2C3") << "side by side";
-  RunCommand(bench, kResetViewCommand);
+  Run(kResetViewCommand);
   EXPECT_FALSE(bench.view.IsClipped());
-  ASSERT_NE(RunCommand(bench, kApplyRecipeCommand, recipe), Outcome::Failed);
+  ASSERT_NE(Run(kApplyRecipeCommand, recipe), Outcome::Failed);
   EXPECT_EQ(drawn(), "C2C3");
   for (const char* wrong : {"1,2", "1", "a,b", "nan,-1", "1,1", "on"})
-    EXPECT_EQ(RunCommand(bench, kClipCommand, wrong), Outcome::Failed) << wrong;
-  RunCommand(bench, kClipCommand, "off");
-  for (int i = 0; i < 12; ++i) RunCommand(bench, kClipThinnerCommand);
+    EXPECT_EQ(Run(kClipCommand, wrong), Outcome::Failed) << wrong;
+  Run(kClipCommand, "off");
+  for (int i = 0; i < 12; ++i) Run(kClipThinnerCommand);
   EXPECT_EQ(drawn(), "C2");
-  for (int i = 0; i < 8; ++i) RunCommand(bench, kClipNearerCommand);
+  for (int i = 0; i < 8; ++i) Run(kClipNearerCommand);
   EXPECT_EQ(drawn(), "C3");
-  for (int i = 0; i < 16; ++i) RunCommand(bench, kClipFartherCommand);
+  for (int i = 0; i < 16; ++i) Run(kClipFartherCommand);
   EXPECT_EQ(drawn(), "C1");
-  for (int i = 0; i < 40; ++i) RunCommand(bench, kClipThickerCommand);
+  for (int i = 0; i < 40; ++i) Run(kClipThickerCommand);
   EXPECT_FALSE(bench.view.IsClipped());
   EXPECT_FALSE(bench.modified);
 }
@@ -145,7 +144,7 @@ TEST_F(ViewTest, CommandsTellWhatIsDrawn) {
   bench.ConnectAndReframe();
   for (const auto& [id, argument, sentence] : kSteps) {
     told.clear();
-    ASSERT_EQ(RunCommand(bench, id, argument), Outcome::Done) << id;
+    ASSERT_EQ(Run(id, argument), Outcome::Done) << id;
     EXPECT_EQ(told, sentence) << id;
   }
   // Each switch of the figure is one line of its style, and off again when it is thrown again.
@@ -157,12 +156,12 @@ TEST_F(ViewTest, CommandsTellWhatIsDrawn) {
   };
   for (const int id : {653, 654, 655, 656, 657, 658, 659, 660, int{kPlanesCommand}}) {
     const auto before = lines();
-    RunCommand(bench, id);
+    Run(id);
     const auto after = lines();
     std::vector<std::string> changed;
     std::ranges::set_difference(after, before, std::back_inserter(changed));
     EXPECT_EQ(changed.size(), 1u) << id;
-    RunCommand(bench, id);
+    Run(id);
     EXPECT_EQ(lines(), before) << id;
   }
 }
