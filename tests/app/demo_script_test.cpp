@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <sstream>
-#include <thread>
 
 #include "app/bench_fixture.h"
 #include "app/cli/command_line.h"
@@ -47,6 +46,10 @@ TEST(DemoScript, FindsWordsAnywhereInTheLine) {
       {"ROT Y -1 10", "R39+0x10"},
       {"ROT X 1+2", "R38+0x2"},
       {"ROT Y 1", ""},
+      {"ROT Y -2 1", "R35+0x1"},
+      {"ROT Z -2 1", "R46+0x1"},
+      {"ROT A 0 1", "R37+40x1"},
+      {"ROT B -1 1", "R37+38x1"},
       {"PACK 99999999999", "C164=2147483647"},
       {"kill", "C113"},
       {" select=C* KILL; 203,grow ", "C144=C* KILL C203 C138"},
@@ -54,17 +57,6 @@ TEST(DemoScript, FindsWordsAnywhereInTheLine) {
   };
   for (const auto& [line, steps] : kLines) EXPECT_EQ(Spelled(line), steps) << line;
   EXPECT_EQ(ParseDemoLine("# What is shown").comment, "What is shown");
-}
-
-TEST(DemoScript, TurnsByTheKeysOfItsTable) {
-  using Keys = std::array<int, 2>;
-  EXPECT_EQ(RotationKeys('X', 2), (Keys{33, 0}));
-  EXPECT_EQ(RotationKeys('X', -5), (Keys{34, 0}));
-  EXPECT_EQ(RotationKeys('y', -1), (Keys{40, 0})) << "any other letter turns about X";
-  EXPECT_EQ(RotationKeys('Y', -2), (Keys{35, 0}));
-  EXPECT_EQ(RotationKeys('Z', -2), (Keys{46, 0}));
-  EXPECT_EQ(RotationKeys('A', 0), (Keys{37, 40}));
-  EXPECT_EQ(RotationKeys('B', -1), (Keys{37, 38}));
 }
 
 TEST(DemoScript, SaysWhatItMadeNothingOf) {
@@ -175,25 +167,6 @@ TEST_F(DemoPlay, FindsFilesHereBesideTheScriptAndInThePackage) {
   EXPECT_EQ(target.paths, (folder / "near.res ") + (folder / "pkg/egs/deep.res ") + "none.res ");
   EXPECT_EQ(target.faults, "The folder \"nowhere\" cannot be entered.");
   EXPECT_EQ(std::filesystem::current_path(), std::filesystem::path(folder / "pkg/egs"));
-}
-
-// A target on a thread of its own, as the window has it; under the thread sanitizer this is where races would show.
-TEST_F(DemoPlay, EndsSoonAfterItIsStoppedFromAnotherThread) {
-  class Waiting : public Recorder {
-   public:
-    void SendCommand(int, const std::string&) override { ++count; }
-    void PressKey(int) override { ++count; }
-    void Sleep(long long) override {}
-    std::atomic<int> count{0};
-  };
-  for (const char* text : {"BALL\n", "ROT A 1 2147483647\n"}) {
-    Waiting target;
-    const std::string script = folder.Put("x.dem", text);
-    std::thread thread([&] { DemoThreadMain(target.DemoRunning, target, script, DemoRepeat::Forever); });
-    while (target.count < 5) std::this_thread::yield();
-    target.DemoRunning = 0;
-    thread.join();
-  }
 }
 
 TEST_F(DemoPlay, CommandLineTellsWhereAScriptIsWrong) {
