@@ -254,23 +254,5 @@ TEST_F(EditOrder, CustomBondWidths) {
   }
 }
 
-TEST_F(EditOrder, SelectionsReplaceAddRemoveAndInvert) {
-  Load(kChain);
-  const auto selected = [&](int id, const char* text) {
-    EXPECT_EQ(Run(id, text), Outcome::Done) << text;
-    std::string names;
-    for (const AtomRecord* atom : bench.document.atoms.selection) names += (names.empty() ? "" : " ") + atom->name;
-    return names;
-  };
-  EXPECT_EQ(selected(144, "O1"), "O1");
-  EXPECT_EQ(selected(144, "+C*"), "O1 C7 C3");
-  EXPECT_EQ(selected(163, "N1"), "O1 C7 C3 N1");
-  EXPECT_EQ(selected(144, "- C3 O1"), "C7 N1");
-  EXPECT_EQ(selected(144, "~C*"), "N1 C3");
-  EXPECT_EQ(selected(144, "~"), "C7 H7A H7B H3 H1 O1 Q1");
-  EXPECT_EQ(selected(144, "=PEAKS"), "Q1");
-  EXPECT_EQ(Run(144, "+X9"), Outcome::Failed);
-}
-
 }  // namespace
 }  // namespace marvik::test
