@@ -1,8 +1,5 @@
 #include "app/autosave.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "app/bench_fixture.h"
 #include "app/open_save.h"
 
@@ -11,17 +8,6 @@ namespace {
 
 class AutosaveTest : public test::BenchTest {
  protected:
-  // Does the work of another process, which then ends without a word.
-  template <class Work>
-  void InAnotherProcess(Work work) {
-    const pid_t child = fork();
-    if (child == 0) {
-      work();
-      _exit(0);
-    }
-    waitpid(child, nullptr, 0);
-  }
-
   test::WithVariable package{kPackageVariable, folder / ""};
   std::string file = folder.Put("small.res", test::kSmallFile);
   Autosave autosave{bench};
@@ -29,7 +15,7 @@ class AutosaveTest : public test::BenchTest {
 
 TEST_F(AutosaveTest, WhatAProcessLeavesIsOfferedAndRestored) {
   ASSERT_TRUE(OpenFile(bench, file));
-  InAnotherProcess([&] {
+  test::InAnotherProcess([&] {
     Run(kKillSelectedCommand);
     Run(kSelectAtomsCommand, "C*");
     Run(kKillSelectedCommand);

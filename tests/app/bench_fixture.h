@@ -1,11 +1,14 @@
 #pragma once
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <optional>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "app/commands/command_table.h"
 #include "app/workbench.h"
@@ -61,6 +64,22 @@ class WithVariable {
   const char* name_;
   std::optional<std::string> before_;
 };
+
+// Does some work in a process of its own, whose rights and limits end with it; the faults that it finds are printed
+// there.
+template <class Work>
+void InAnotherProcess(Work work) {
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    work();
+    std::fflush(stdout);
+    _exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
 
 // Seven atoms of a chain, one of them alone, one a hydrogen, and two peaks.
 inline constexpr char kSmallFile[] =

@@ -97,17 +97,5 @@ TEST_F(PreferencesTest, TheWindowsSectionsStayInItsFile) {
   EXPECT_EQ(kept.probability, 0.9);
 }
 
-TEST(EditArgumentsQuotes, HoldBlanksAndThemselves) {
-  const EditArguments arguments = SplitEditArguments("C5\" file=\"a b \"\"c\"\".jpg\" suffix=\" size=600 other=\"x");
-  EXPECT_EQ(arguments.atoms, "C5\"");
-  ASSERT_EQ(arguments.fields.size(), 4u);
-  EXPECT_EQ(*arguments.Find("file"), "a b \"c\".jpg");
-  EXPECT_EQ(*arguments.Find("suffix"), "\"");
-  EXPECT_EQ(*arguments.Find("other"), "\"x");
-  const EditArguments again = SplitEditArguments(JoinEditArguments(arguments));
-  EXPECT_EQ(*again.Find("file"), "a b \"c\".jpg");
-  EXPECT_EQ(*again.Find("suffix"), "\"");
-}
-
 }  // namespace
 }  // namespace marvik

@@ -34,19 +34,6 @@ TEST_F(SymmetryHandlers, GrowTrimAndUndo) {
   EXPECT_EQ(Captions(), "Command Usage Error:");
 }
 
-TEST_F(SymmetryHandlers, GrownAtomsAreSavedBehindEndAndReadBack) {
-  Run(138);
-  ASSERT_TRUE(SaveFileAs(bench, folder / "grown.ins"));
-  const std::string text = folder.Get("grown.ins");
-  EXPECT_GT(text.find("C1    1", text.find("GPWARNING")), text.find("GPWARNING"));
-  messages.answers = {true};
-  ASSERT_TRUE(OpenFile(bench, folder / "grown.ins"));
-  EXPECT_EQ(Count(), 7u);
-  messages.answers = {false};
-  ASSERT_TRUE(OpenFile(bench, folder / "grown.ins"));
-  EXPECT_EQ(Count(), 4u);
-}
-
 TEST_F(SymmetryHandlers, PackTakesLimitsOrACountAndRefusesTheRest) {
   EXPECT_EQ(Run(142, "0,1,0,1,0,1"), Outcome::Changed);
   EXPECT_EQ(Count(), 8u * 6u + 2u);
@@ -78,23 +65,6 @@ TEST_F(SymmetryHandlers, MoveNearNeedsASelectionAndATarget) {
   Run(kSelectByNameCommand, "O9");
   EXPECT_EQ(Run(246, "C77"), Outcome::Failed);
   EXPECT_EQ(Run(246, "C1"), Outcome::Changed);
-}
-
-TEST_F(SymmetryHandlers, ReadingMovesNothing) {
-  const std::string apart = folder.Put("apart.res",
-                                       "TITL apart\nCELL 0.71073 8 9 10 90 95 90\nZERR 1 0 0 0 0 0 0\nLATT -1\n"
-                                       "SFAC C O\nUNIT 2 1\nFVAR 1.0\nC1 1 0.95 0.5 0.5 11.0 0.05\n"
-                                       "C2 1 0.80 0.55 0.5 11.0 0.05\nO1 2 0.05 0.5 0.5 11.0 0.05\nHKLF 4\nEND\n");
-  bench.FmolAfterChanges = false;
-  OpenFile(bench, apart);
-  EXPECT_NEAR(Atom("O1")->fract.x, 0.05, 1e-9);
-  EXPECT_FALSE(bench.modified);
-  EXPECT_EQ(Run(kFmolAfterChangesCommand), Outcome::Done);
-  OpenFile(bench, apart);
-  EXPECT_NEAR(Atom("O1")->fract.x, 0.05, 1e-9) << "what is shown is what the file holds";
-  EXPECT_FALSE(bench.modified);
-  bench.RefreshAfterStructureChange(bench.FmolAfterChanges);
-  EXPECT_NEAR(Atom("O1")->fract.x, 1.05, 1e-9);
 }
 
 }  // namespace
