@@ -50,42 +50,38 @@ TEST_F(SettingsTest, TheDirectoryMayLackItsSeparator) {
   EXPECT_EQ(PackageFile("qtrn.ini"), "/opt/pkg/qtrn.ini");
 }
 
-TEST_F(SettingsTest, TheEditorIsTheWordBehindEditor) {
-  EXPECT_EQ(LoadedWith("", "EDITOR wordpad").EditorCommand, "wordpad");
-  EXPECT_EQ(LoadedWith("", "MY_EDITOR\tkate\r\nEDITOR: gvim\n").EditorCommand, "gvim");
-  EXPECT_EQ(LoadedWith("", "the last word is EDITOR").EditorCommand, "notepad");
-  EXPECT_EQ(LoadedWith("", "editor lower").EditorCommand, "notepad");
-}
-
-TEST_F(SettingsTest, TheFirstSystemLineCounts) {
-  EXPECT_EQ(LoadedWith("# SYSD no\r\nSYSD /usr/pkg/ rest\r\nSYSD /other\n", "").SystemDirectory, "/usr/pkg/");
-  EXPECT_EQ(LoadedWith("SYSD /usr/pkg", "").SystemDirectory, "/usr/pkg");
-  EXPECT_EQ(LoadedWith("SYSD", "").SystemDirectory, "");
-  EXPECT_EQ(LoadedWith(" SYSD /usr", "").SystemDirectory, "") << "not at the start of its line";
-}
-
-TEST_F(SettingsTest, AnEqualsSignBlanksTheLineIntoTheNext) {
-  // What is left of the line begins with "SYSD" and the sixth character is a blank.
-  EXPECT_EQ(LoadedWith("SYSD=/usr\nSYSD /x\n", "").SystemDirectory, "");
-  EXPECT_EQ(LoadedWith("SYSD=\nSYSD /x\n", "").SystemDirectory, "");
-  EXPECT_EQ(LoadedWith("SYSD /a=b\n/c\n", "").SystemDirectory, "/a");
-  EXPECT_EQ(LoadedWith("PATH=/bin\nSYSD /x\n", "").SystemDirectory, "") << "its line end is gone";
+TEST_F(SettingsTest, EditorAndSystemDirectoryAreTheWordsOfTheirLines) {
+  const std::pair<const char*, const char*> kEditors[] = {{"EDITOR wordpad", "wordpad"},
+                                                          {"MY_EDITOR\tkate\r\nEDITOR: gvim\n", "gvim"},
+                                                          {"the last word is EDITOR", "notepad"},
+                                                          {"editor lower", "notepad"}};
+  for (const auto& [text, editor] : kEditors) EXPECT_EQ(LoadedWith("", text).EditorCommand, editor) << text;
+  const std::pair<const char*, const char*> kSystems[] = {
+      {"# SYSD no\r\nSYSD /usr/pkg/ rest\r\nSYSD /other\n", "/usr/pkg/"},
+      {"SYSD /usr/pkg", "/usr/pkg"},
+      {"SYSD", ""},
+      {" SYSD /usr", ""},
+      // An equals sign blanks the line into the next: what is left begins with "SYSD", and the sixth is a blank.
+      {"SYSD=/usr\nSYSD /x\n", ""},
+      {"SYSD=\nSYSD /x\n", ""},
+      {"SYSD /a=b\n/c\n", "/a"},
+      {"PATH=/bin\nSYSD /x\n", ""},
+  };
+  for (const auto& [text, folderName] : kSystems) EXPECT_EQ(LoadedWith(text, "").SystemDirectory, folderName) << text;
 }
 
 TEST_F(SettingsTest, RecentFilesMoveUp) {
-  for (const char* path : {"/a", "/b", "/c", "/d"}) EXPECT_TRUE(NoteRecentFile(settings, path));
-  EXPECT_EQ(Slots(), "/d;/c;/b;/a;");
-  std::filesystem::remove(folder / "marvikrf.ini");
-  EXPECT_FALSE(NoteRecentFile(settings, "/d"));
-  EXPECT_FALSE(folder.Has("marvikrf.ini")) << "nothing changed, nothing is written";
-  EXPECT_TRUE(NoteRecentFile(settings, "/c"));
-  EXPECT_EQ(Slots(), "/c;/d;/b;/a;");
-  EXPECT_TRUE(NoteRecentFile(settings, "/b"));
-  EXPECT_EQ(Slots(), "/b;/c;/d;/a;");
-  EXPECT_TRUE(NoteRecentFile(settings, "/a"));
-  EXPECT_EQ(Slots(), "/a;/b;/c;/d;");
-  EXPECT_TRUE(NoteRecentFile(settings, "/e"));
+  const std::pair<const char*, const char*> kSteps[] = {
+      {"/a", "/a;;;;"},       {"/b", "/b;/a;;;"},     {"/c", "/c;/b;/a;;"},   {"/d", "/d;/c;/b;/a;"},
+      {"/c", "/c;/d;/b;/a;"}, {"/b", "/b;/c;/d;/a;"}, {"/a", "/a;/b;/c;/d;"}, {"/e", "/e;/a;/b;/c;"}};
+  for (const auto& [path, slots] : kSteps) {
+    EXPECT_TRUE(NoteRecentFile(settings, path));
+    EXPECT_EQ(Slots(), slots);
+  }
   EXPECT_EQ(folder.Get("marvikrf.ini"), "/e\n/a\n/b\n/c\n");
+  std::filesystem::remove(folder / "marvikrf.ini");
+  EXPECT_FALSE(NoteRecentFile(settings, "/e"));
+  EXPECT_FALSE(folder.Has("marvikrf.ini")) << "nothing changed, nothing is written";
 }
 
 TEST_F(SettingsTest, RecentFilesAreReadBack) {
