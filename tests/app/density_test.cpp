@@ -23,11 +23,8 @@ class DensityTest : public BenchTest {
   // A published structure with its reflections, copied to where a test may change it. False without the files.
   bool OpenReal(const std::string& name) {
     const std::string from = EnvironmentValue("MARVIK_REAL_DATA").value_or("") + "/pairs/" + name;
-    const FileContent res = ReadWholeFile(from + ".res");
-    const FileContent hkl = ReadWholeFile(from + ".hkl");
-    if (!res.opened || !hkl.opened) return false;
-    folder.Put("real.hkl", hkl.content);
-    return OpenFile(bench, folder.Put("real.res", res.content));
+    folder.Put("real.hkl", ReadWholeFile(from + ".hkl").content);
+    return OpenFile(bench, folder.Put("real.res", ReadWholeFile(from + ".res").content));
   }
   std::string Texts() {
     std::string list;

@@ -1,5 +1,6 @@
 #include <cmath>
 #include <random>
+#include <sstream>
 
 #include "app/bench_fixture.h"
 #include "app/commands/command_table.h"
@@ -75,39 +76,15 @@ TEST_F(RecipeTest, LinesThatMakeNoSenseChangeNothing) {
   for (const char* text : {"", "Marvik picture recipe 2\n", "TITL x\n", "\xff\xfe\0M"}) {
     EXPECT_FALSE(ReadRecipe(text).recipe) << text;
   }
-  const std::vector<std::string> bad = {
-      "rotation 1 0 0 0 1 0 0 0 -1",
-      "rotation 1 0 0 0 1 0 0 0",
-      "rotation 0 0 0 0 0 0 0 0 0",
-      "rotation nan 0 0 0 1 0 0 0 1",
-      "radius 0.1",
-      "radius 1,5",
-      "radius 5 5",
-      "centre 1 2",
-      "centre 1 2 1e300",
-      "pan 1e9 0",
-      "depth-cue 50.5",
-      "rendition tubes",
-      "labels yes",
-      "size 1000000000",
-      "size 0",
-      "resolution -1",
-      "background red",
-      "renderer povray",
-      "layers 101",
-      "probability 0",
-      "label C1 0.7 0",
-      "label C1",
-      "bond C1 C2 single solid inf",
-      "bond C1 C2",
-      "hidden",
-      "no-label C1 C2",
-      "colour blue",
-      std::string("radius 6\0", 9),
-      std::string(100000, 'x'),
-  };
+  std::istringstream bad(
+      "rotation 1 0 0 0 1 0 0 0 -1\nrotation 1 0 0 0 1 0 0 0\nrotation 0 0 0 0 0 0 0 0 0\nrotation nan 0 0 0 1 0 0 0 "
+      "1\n"
+      "radius 0.1\nradius 1,5\nradius 5 5\ncentre 1 2\ncentre 1 2 1e300\npan 1e9 0\ndepth-cue 50.5\nrendition tubes\n"
+      "labels yes\nsize 1000000000\nsize 0\nresolution -1\nbackground red\nrenderer povray\nlayers 101\nprobability 0\n"
+      "label C1 0.7 0\nlabel C1\nbond C1 C2 single solid inf\nbond C1 C2\nhidden\nno-label C1 C2\ncolour blue\n" +
+      std::string("radius 6\0\n", 10) + std::string(100000, 'x'));
   const std::string plain = RecipeText(*ReadRecipe(kHead).recipe);
-  for (const std::string& line : bad) {
+  for (std::string line; std::getline(bad, line);) {
     const RecipeReading reading = ReadRecipe(kHead + line + "\r\n# remark\n\n");
     ASSERT_TRUE(reading.recipe);
     ASSERT_EQ(reading.skipped.size(), 1u) << line;
