@@ -15,41 +15,10 @@ namespace {
 namespace fs = std::filesystem;
 
 // A small correct file: a molecule on a general place, a water on a twofold axis, a disordered group.
-constexpr std::string_view kCorrect =
-    "TITL test in P2/c\n"
-    "CELL 0.71073 8.0 9.0 10.0 90 100 90\n"
-    "ZERR 4 0.001 0.001 0.001 0 0.01 0\n"
-    "LATT 1\n"
-    "SYMM -X, Y, 0.5-Z\n"
-    "SFAC C H N O\n"
-    "UNIT 20 40 4 8\n"
-    "TEMP -100\n"
-    "SIZE 0.1 0.2 0.3\n"
-    "L.S. 4\n"
-    "EQIV $1 -x, y, 0.5-z\n"
-    "HTAB N1 O1_$1\n"
-    "DFIX 1.5 0.02 C1 C2\n"
-    "SADI C2 C3A C2 C3B\n"
-    "SIMU C1 C2\n"
-    "WGHT 0.05\n"
-    "FVAR 1.0 0.6\n"
-    "C1 1 0.20000 0.20000 0.20000 11.0 0.02 0.02 =\n"
-    " 0.02 0.0 0.0 0.0\n"
-    "AFIX 137\n"
-    "H1A 2 0.10000 0.25000 0.22000 11.0 -1.5\n"
-    "H1B 2 0.15000 0.12000 0.14000 11.0 -1.5\n"
-    "H1C 2 0.24000 0.14000 0.28000 11.0 -1.5\n"
-    "AFIX 0\n"
-    "C2 1 0.31000 0.31000 0.16000 11.0 0.02\n"
-    "N1 3 0.45000 0.27000 0.10000 11.0 0.02\n"
-    "PART 1 21\n"
-    "C3A 1 0.31000 0.46000 0.21000 21.0 0.02\n"
-    "PART 2 -21\n"
-    "C3B 1 0.33000 0.47000 0.14000 -21.0 0.02\n"
-    "PART 0\n"
-    "O1 4 0.00000 0.60000 0.25000 10.5 0.03\n"
-    "HKLF 4\n"
-    "END\n";
+const std::string& Correct() {
+  static const std::string text = ReadWholeFile(MARVIK_CHECKED_FILES "/correct.ins").content;
+  return text;
+}
 
 std::string Replaced(std::string_view text, std::string_view what, std::string_view by) {
   std::string result(text);
@@ -170,14 +139,14 @@ constexpr Seed kSeeds[] = {
 }  // namespace
 
 TEST(Lint, FindsNothingInACorrectFile) {
-  EXPECT_EQ(FindingsAsText(LintInstructionText(kCorrect)), "");
+  EXPECT_EQ(FindingsAsText(LintInstructionText(Correct())), "");
 }
 
 TEST(Lint, FindsEverySeededFault) {
   std::set<std::string> seeded{"no-atoms", "include-missing"};
   for (const Seed& seed : kSeeds) {
     seeded.insert(seed.rule);
-    const auto findings = LintInstructionText(Replaced(kCorrect, seed.what, seed.by));
+    const auto findings = LintInstructionText(Replaced(Correct(), seed.what, seed.by));
     EXPECT_TRUE(Tests(findings).contains(seed.rule)) << seed.rule << "\n" << FindingsAsText(findings);
   }
   for (const LintRule& rule : LintRules()) EXPECT_TRUE(seeded.contains(rule.id)) << rule.id;
@@ -185,7 +154,7 @@ TEST(Lint, FindsEverySeededFault) {
 }
 
 TEST(Lint, SaysWhereAndRepairs) {
-  std::string text = Replaced(kCorrect, "AFIX 0\nC2", "C2");
+  std::string text = Replaced(Correct(), "AFIX 0\nC2", "C2");
   text = Replaced(text, "SIMU C1 C2", "SIMU C1 C2\nSIMU C1 C2");
   text = Replaced(text, "HKLF 4\nEND\n", "");
   for (int round = 0; round < 4; ++round) {
@@ -193,11 +162,11 @@ TEST(Lint, SaysWhereAndRepairs) {
     const auto found = std::ranges::find_if(findings, [](const Finding& f) { return f.edit.has_value(); });
     if (found != findings.end()) text = ApplyEdit(text, *found->edit);
   }
-  EXPECT_EQ(text, kCorrect);
+  EXPECT_EQ(text, Correct());
   EXPECT_EQ(ApplyEdit("a\r\nb\r\n", {2, 1, "c\nd"}), "a\r\nc\r\nd\r\n");
   EXPECT_EQ(ApplyEdit("a\nb", {9, 0, "c"}), "a\nb\nc\n");
 
-  const auto findings = LintInstructionText(Replaced(kCorrect, "SIMU C1 C2", "SIMU C1 C22"));
+  const auto findings = LintInstructionText(Replaced(Correct(), "SIMU C1 C2", "SIMU C1 C22"));
   ASSERT_EQ(findings.size(), 1u);
   EXPECT_EQ(findings[0].line, 15);
   EXPECT_EQ(findings[0].text, "SIMU names C22, which does not exist.");
