@@ -50,12 +50,12 @@ void ExpectShown(const std::string& rule, const std::string& wrong, const std::s
 }
 
 TEST(CheckCif, ACorrectFileHasNothingSerious) {
-  for (const Finding& f : CheckCif(kAcetamide))
+  for (const Finding& f : CheckCif(Acetamide()))
     EXPECT_TRUE(f.level == FindingLevel::G || f.test.starts_with("contact")) << FindingsAsText(std::span(&f, 1));
 }
 
 TEST(CheckCif, EachRuleOfItemsFindsItsFault) {
-  for (const CifCase& one : kItemCases) ExpectShown(one.rule, Changed(kAcetamide, one), kAcetamide);
+  for (const CifCase& one : kItemCases) ExpectShown(one.rule, Changed(Acetamide(), one), Acetamide());
 }
 
 TEST(CheckCif, EachRuleOfHandFindsItsFault) {
@@ -81,9 +81,9 @@ TEST(CheckCif, EveryRequiredItemIsMissedAndFound) {
   for (const CifRule& rule : CifRules()) {
     if (!rule.id.starts_with("missing-")) continue;
     const std::string item = rule.id.substr(7);
-    const std::string without = WithoutItem(kAcetamide, item);
-    EXPECT_NE(without, kAcetamide) << item;
-    ExpectShown(rule.id, without, kAcetamide);
+    const std::string without = WithoutItem(Acetamide(), item);
+    EXPECT_NE(without, Acetamide()) << item;
+    ExpectShown(rule.id, without, Acetamide());
   }
 }
 
@@ -104,8 +104,8 @@ TEST(CheckCif, ListedGeometryIsComparedWithTheCoordinates) {
 TEST(CheckCif, EmbeddedInstructionsAreLookedAt) {
   const std::string base = Embedded("");
   for (const CifCase& one : kInstructionCases) ExpectShown(one.rule, Embedded(one.by), base);
-  ExpectShown("embedded-instructions", kAcetamide, base);
-  ExpectShown("embedded-reflections", kAcetamide, base);
+  ExpectShown("embedded-instructions", Acetamide(), base);
+  ExpectShown("embedded-reflections", Acetamide(), base);
   ExpectShown("line-long", Changed(base, "", "#" + std::string(3000, 'x') + "\n"), base);
   ExpectShown("not-ascii", Changed(base, "", "# M\xC3\xBCller\n"), "#\\#CIF_2.0\n# M\xC3\xBCller\n" + base);
   ExpectShown("embedded-model", Changed(base, "C2 1 0.31 0.22 0.27 11 0.03\n", ""), base);
@@ -127,18 +127,13 @@ TEST(CheckCif, ReflectionsAreComparedWithTheFigures) {
 
 // A label that names two elements does not say how much of each; a flag P without an occupancy is an atom in part.
 TEST(CheckCif, WhatTheListLeavesOpenIsNotJudged) {
-  const std::string cell =
-      "data_x\n_cell_length_a 9\n_cell_length_b 9\n_cell_length_c 9\n_cell_angle_alpha 90\n_cell_angle_beta 90\n"
-      "_cell_angle_gamma 90\n_cell_formula_units_Z 1\nloop_\n_space_group_symop_operation_xyz\nx,y,z\n";
-  const std::string weight =
-      cell +
-      "_chemical_formula_sum 'Br0.5 Cl0.5'\n_chemical_formula_weight 57.68\nloop_\n_atom_site_label\n"
-      "_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n";
+  const std::string cell = "data_x\n" + CellLines("9 9 9 90 90 90") + "_cell_formula_units_Z 1\n" +
+                           Loop("space_group", "symop_operation_xyz") + "x,y,z\n";
+  const std::string weight = cell + "_chemical_formula_sum 'Br0.5 Cl0.5'\n_chemical_formula_weight 57.68\n" +
+                             Loop("atom_site", "label fract_x fract_y fract_z");
   ExpectShown("weight-atoms", weight + "Cl1 0 0 0\n", weight + "Cl,Br(1) 0 0 0\n");
   const auto hydroxyl = [&](const std::string& flags) {
-    return cell +
-           "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n"
-           "_atom_site_refinement_flags\nO1 0 0 0 .\nH1 0.0911 0 0 " +
+    return cell + Loop("atom_site", "label fract_x fract_y fract_z refinement_flags") + "O1 0 0 0 .\nH1 0.0911 0 0 " +
            flags + "\n";
   };
   ExpectShown("donor-oxygen", hydroxyl("R"), hydroxyl("RP"));

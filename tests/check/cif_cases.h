@@ -8,14 +8,19 @@
 namespace marvik::test {
 
 // Acetamide, made up in P 21/c; consistent in itself.
-extern const std::string kAcetamide;
+const std::string& Acetamide();
 // The same in P 21, without the centre.
 std::string Chiral();
+
+// Lines of a cell, "a b c alpha beta gamma".
+std::string CellLines(const std::string& cell);
+// The head of a loop over items of a category, blank-separated.
+std::string Loop(const std::string& category, const std::string& items);
 
 struct CifCase {
   const char* rule;
   const char* what;  // in the base; "" puts the other in front
-  const char* by;
+  std::string by;
   const char* what2 = "";  // and in the result of that
   const char* by2 = "";
 };
@@ -48,8 +53,9 @@ std::string WithoutItem(const std::string& cif, const std::string& item);
 
 struct ListCase {
   const char* kind;
-  const char* names;  // of the items
-  std::string row;    // correct
+  const char* category;
+  const char* items;
+  std::string row;  // correct
   const char* value;
   const char* off;
   const char* offPlain;

@@ -1,162 +1,21 @@
+#include "base/files.h"
+
 #include "cif_cases.h"
 
 namespace marvik::test {
 
-const std::string kAcetamide = R"(data_acetamide
-_chemical_formula_sum 'C2 H5 N O'
-_chemical_formula_moiety 'C2 H5 N O'
-_chemical_formula_weight 59.07
-_chemical_melting_point 355
-_space_group_crystal_system monoclinic
-_space_group_name_H-M_alt 'P 1 21/c 1'
-_space_group_name_Hall '-P 2ybc'
-_space_group_IT_number 14
-loop_
-_space_group_symop_operation_xyz
-'x, y, z'
-'-x, y+1/2, -z+1/2'
-'-x, -y, -z'
-'x, -y-1/2, z-1/2'
-_cell_length_a 5.8013(6)
-_cell_length_b 7.9021(8)
-_cell_length_c 7.7034(7)
-_cell_angle_alpha 90
-_cell_angle_beta 98.120(6)
-_cell_angle_gamma 90
-_cell_volume 349.60(6)
-_cell_formula_units_Z 4
-_cell_measurement_temperature 150(2)
-_cell_measurement_reflns_used 1200
-_cell_measurement_theta_min 3.1
-_cell_measurement_theta_max 27.1
-_exptl_crystal_description block
-_exptl_crystal_colour 'dark red'
-_exptl_crystal_size_max 0.30
-_exptl_crystal_size_mid 0.20
-_exptl_crystal_size_min 0.10
-_exptl_crystal_density_diffrn 1.122
-_exptl_crystal_density_meas 1.12
-_exptl_crystal_density_method flotation
-_exptl_crystal_F_000 128
-_exptl_absorpt_coefficient_mu 0.087
-_exptl_absorpt_correction_type multi-scan
-_exptl_absorpt_correction_T_min 0.974
-_exptl_absorpt_correction_T_max 0.991
-_exptl_absorpt_process_details 'a reference'
-_diffrn_ambient_temperature 150(2)
-_diffrn_radiation_type 'Mo K\a'
-_diffrn_radiation_wavelength 0.71073
-_diffrn_source 'sealed tube'
-_diffrn_measurement_device_type diffractometer
-_diffrn_measurement_method '\w scans'
-_diffrn_reflns_number 3300
-_diffrn_reflns_av_R_equivalents 0.0300
-_diffrn_reflns_av_unetI/netI 0.0200
-_diffrn_reflns_limit_h_min -7
-_diffrn_reflns_limit_h_max 7
-_diffrn_reflns_limit_k_min -10
-_diffrn_reflns_limit_k_max 10
-_diffrn_reflns_limit_l_min -10
-_diffrn_reflns_limit_l_max 9
-_diffrn_reflns_theta_min 3.5
-_diffrn_reflns_theta_max 27.50
-_diffrn_reflns_theta_full 25.24
-_diffrn_measured_fraction_theta_max 0.998
-_diffrn_measured_fraction_theta_full 0.999
-_reflns_number_total 795
-_reflns_number_gt 700
-_reflns_threshold_expression 'I > 2\s(I)'
-_refine_ls_structure_factor_coef Fsqd
-_refine_ls_matrix_type full
-_refine_ls_R_factor_gt 0.0400
-_refine_ls_R_factor_all 0.0450
-_refine_ls_wR_factor_ref 0.1000
-_refine_ls_goodness_of_fit_ref 1.050
-_refine_ls_number_reflns 795
-_refine_ls_number_parameters 38
-_refine_ls_number_restraints 0
-_refine_ls_hydrogen_treatment constr
-_refine_ls_weighting_scheme calc
-_refine_ls_weighting_details 'w=1/[\s^2^(Fo^2^)+(0.0500P)^2^+0.1000P] where P=(Fo^2^+2Fc^2^)/3'
-_refine_ls_extinction_method none
-_refine_ls_extinction_coef .
-_refine_ls_shift/su_max 0.001
-_refine_ls_abs_structure_Flack .
-_refine_diff_density_max 0.20
-_refine_diff_density_min -0.18
-_refine_diff_density_rms 0.04
-_atom_sites_solution_primary direct
-_atom_sites_solution_hydrogens geom
-_computing_structure_refinement 'a program'
-_publ_contact_author_name 'A. Author'
-loop_
-_atom_type_symbol
-_atom_type_scat_dispersion_real
-_atom_type_scat_dispersion_imag
-_atom_type_scat_source
-C 0.0033 0.0016 tables
-H 0.0000 0.0000 tables
-N 0.0061 0.0033 tables
-O 0.0106 0.0060 tables
-loop_
-_atom_site_label
-_atom_site_type_symbol
-_atom_site_fract_x
-_atom_site_fract_y
-_atom_site_fract_z
-_atom_site_U_iso_or_equiv
-_atom_site_adp_type
-_atom_site_occupancy
-_atom_site_calc_flag
-_atom_site_refinement_flags
-_atom_site_disorder_group
-O1 O 0.2578(2) 0.2948(2) 0.3992(2) 0.0300(6) Uani 1 d . .
-N1 N 0.4973(2) 0.2671(2) 0.2001(2) 0.0300(6) Uani 1 d . .
-C1 C 0.1615(2) 0.0747(2) 0.1907(2) 0.0300(6) Uani 1 d . .
-C2 C 0.3100(2) 0.2200(2) 0.2700(2) 0.0300(6) Uani 1 d . .
-H1A H 0.5828 0.3508 0.2458 0.0360 Uiso 1 calc R .
-H1B H 0.5342 0.2143 0.1089 0.0360 Uiso 1 calc R .
-H11 H 0.0694 0.0308 0.2764 0.0450 Uiso 1 calc R .
-H12 H 0.2610 -0.0143 0.1563 0.0450 Uiso 1 calc R .
-H13 H 0.0586 0.1141 0.0884 0.0450 Uiso 1 calc R .
-loop_
-_atom_site_aniso_label
-_atom_site_aniso_U_11
-_atom_site_aniso_U_22
-_atom_site_aniso_U_33
-_atom_site_aniso_U_23
-_atom_site_aniso_U_13
-_atom_site_aniso_U_12
-O1 0.0300(6) 0.0300(6) 0.0300(6) 0.0000(5) 0.0042(5) 0.0000(5)
-N1 0.0300(6) 0.0300(6) 0.0300(6) 0.0000(5) 0.0042(5) 0.0000(5)
-C1 0.0300(6) 0.0300(6) 0.0300(6) 0.0000(5) 0.0042(5) 0.0000(5)
-C2 0.0300(6) 0.0300(6) 0.0300(6) 0.0000(5) 0.0042(5) 0.0000(5)
-loop_
-_geom_bond_atom_site_label_1
-_geom_bond_atom_site_label_2
-_geom_bond_distance
-_geom_bond_site_symmetry_2
-O1 C2 1.232(2) .
-N1 C2 1.332(2) .
-N1 H1A 0.87 .
-N1 H1B 0.87 .
-C1 C2 1.512(2) .
-C1 H11 0.97 .
-loop_
-_geom_angle_atom_site_label_1
-_geom_angle_atom_site_label_2
-_geom_angle_atom_site_label_3
-_geom_angle
-O1 C2 N1 120.0(2)
-C2 N1 H1A 120
-loop_
-_geom_torsion_atom_site_label_1
-_geom_torsion_atom_site_label_2
-_geom_torsion_atom_site_label_3
-_geom_torsion_atom_site_label_4
-_geom_torsion
-O1 C2 N1 H1A 0.0
-)";
+const std::string& Acetamide() {
+  static const std::string text = ReadWholeFile(MARVIK_CHECKED_FILES "/acetamide.cif").content;
+  return text;
+}
+
+namespace {
+
+std::string HydrogenBonds(const std::string& value) {
+  return Loop("geom_hbond", "atom_site_label_D atom_site_label_H atom_site_label_A " + value);
+}
+
+}  // namespace
 
 const std::vector<CifCase> kItemCases = {
     {"formula-atoms", "C2 H5 N O'\n_chemical_formula_m", "C2 H6 N O'\n_chemical_formula_m"},
@@ -342,23 +201,15 @@ const std::vector<CifCase> kItemCases = {
      ""},
     {"mask", "", "_refine_special_details\n;\n a solvent mask\n;\n"},
     {"twin", "", "_twin_individual_id 1\n"},
-    {"h-bond-angle", "",
-     "loop_\n_geom_hbond_atom_site_label_D\n_geom_hbond_atom_site_label_H\n_geom_hbond_atom_site_label_A\n_geom_hbond_"
-     "angle_DHA\nN1 H1A O1 89\n"},
-    {"h-bond-rounding", "",
-     "loop_\n_geom_hbond_atom_site_label_D\n_geom_hbond_atom_site_label_H\n_geom_hbond_atom_site_label_A\n_geom_hbond_"
-     "angle_DHA\nN1 H1A O1 169.3\n"},
-    {"h-bond-h-a", "",
-     "loop_\n_geom_hbond_atom_site_label_D\n_geom_hbond_atom_site_label_H\n_geom_hbond_atom_site_label_A\n_geom_hbond_"
-     "distance_HA\nN1 H1A O1 2.9\n"},
-    {"h-bond-d-a", "",
-     "loop_\n_geom_hbond_atom_site_label_D\n_geom_hbond_atom_site_label_H\n_geom_hbond_atom_site_label_A\n_geom_hbond_"
-     "distance_DA\nN1 H1A O1 3.9\n"},
+    {"h-bond-angle", "", HydrogenBonds("angle_DHA") + "N1 H1A O1 89\n"},
+    {"h-bond-rounding", "", HydrogenBonds("angle_DHA") + "N1 H1A O1 169.3\n"},
+    {"h-bond-h-a", "", HydrogenBonds("distance_HA") + "N1 H1A O1 2.9\n"},
+    {"h-bond-d-a", "", HydrogenBonds("distance_DA") + "N1 H1A O1 3.9\n"},
     {"not-tested", "_cell_formula_units_Z", "_pd_proc_ls_prof_wR_factor 0.07\n_cell_formula_units_Z"},
 };
 
 std::string Chiral() {
-  std::string text = kAcetamide;
+  std::string text = Acetamide();
   const auto replace = [&](std::string_view what, std::string_view by) {
     text.replace(text.find(what), what.size(), by);
   };

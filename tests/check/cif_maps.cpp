@@ -53,13 +53,10 @@ std::string Data(const std::string& atoms) {
 
 // The CIF of a model with the data of what is really there.
 std::string Mapped(const std::string& model, const std::string& truth, const std::string& items = {}) {
-  std::string text =
-      "data_map\n_cell_length_a 9\n_cell_length_b 10\n_cell_length_c 11\n_cell_angle_alpha 90\n_cell_angle_beta 95\n"
-      "_cell_angle_gamma 90\n" +
-      items + "_iucr_refine_instructions_details\n;\n" + Instructions(model) +
-      ";\n_iucr_refine_reflections_details\n;\n" + Data(truth) +
-      ";\nloop_\n_space_group_symop_operation_xyz\n'x,y,z'\n'-x,-y,-z'\nloop_\n_atom_site_label\n_atom_site_fract_x\n"
-      "_atom_site_fract_y\n_atom_site_fract_z\n";
+  std::string text = "data_map\n" + CellLines("9 10 11 90 95 90") + items + "_iucr_refine_instructions_details\n;\n" +
+                     Instructions(model) + ";\n_iucr_refine_reflections_details\n;\n" + Data(truth) + ";\n" +
+                     Loop("space_group", "symop_operation_xyz") + "'x,y,z'\n'-x,-y,-z'\n" +
+                     Loop("atom_site", "label fract_x fract_y fract_z");
   for (size_t at = 0; at < model.size(); at = model.find('\n', at) + 1) {
     char label[8], x[16], y[16], z[16];
     if (std::sscanf(model.c_str() + at, "%7s %*d %15s %15s %15s", label, x, y, z) == 4)

@@ -11,14 +11,10 @@ namespace marvik::test {
 
 namespace {
 
-constexpr const char* kAtomItems =
-    "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n_atom_site_U_iso_or_equiv\n"
-    "_atom_site_occupancy\n_atom_site_disorder_group\n";
-
 // Rows of "label x y z [U [occupancy [group]]]", coordinates divided by `edge`.
 std::string Rows(const std::string& atoms, double edge) {
   std::istringstream rows(atoms);
-  std::string text = kAtomItems;
+  std::string text = Loop("atom_site", "label fract_x fract_y fract_z U_iso_or_equiv occupancy disorder_group");
   for (std::string row; std::getline(rows, row, ';');) {
     std::istringstream words(row);
     words.imbue(std::locale::classic());
@@ -34,15 +30,7 @@ std::string Rows(const std::string& atoms, double edge) {
 // "a b c alpha beta gamma", operators separated by ";", fractional coordinates.
 std::string Crystal(const std::string& cell, const std::string& operators, const std::string& atoms,
                     const std::string& more = {}) {
-  constexpr const char* kItems[] = {"length_a", "length_b", "length_c", "angle_alpha", "angle_beta", "angle_gamma"};
-  std::istringstream values(cell);
-  std::string text = "data_crystal\n" + more;
-  for (const char* item : kItems) {
-    std::string value;
-    values >> value;
-    text += std::string("_cell_") + item + " " + value + "\n";
-  }
-  text += "loop_\n_space_group_symop_operation_xyz\n";
+  std::string text = "data_crystal\n" + more + CellLines(cell) + Loop("space_group", "symop_operation_xyz");
   std::istringstream list(operators);
   for (std::string one; std::getline(list, one, ';');) text += "'" + one + "'\n";
   return text + Rows(atoms, 1.0);
@@ -89,10 +77,7 @@ std::string Shortened(std::string text) {
 
 // A chain of five atoms and another residue of two, whose second tensor differs along the bond.
 std::string TwoResidues(const char* first, const char* u11) {
-  std::string more =
-      "loop_\n_atom_site_aniso_label\n_atom_site_aniso_U_11\n_atom_site_aniso_U_22\n_atom_site_aniso_U_33\n_atom_site_"
-      "aniso_U_23\n"
-      "_atom_site_aniso_U_13\n_atom_site_aniso_U_12\n";
+  std::string more = Loop("atom_site_aniso", "label U_11 U_22 U_33 U_23 U_13 U_12");
   AppendPrintf(more,
                "%s 0.030(1) 0.030(1) 0.030(1) 0.000(1) 0.000(1) 0.000(1)\nC7 %s(1) 0.030(1) 0.030(1) 0.000(1) 0.000(1) "
                "0.000(1)\n",
@@ -102,19 +87,34 @@ std::string TwoResidues(const char* first, const char* u11) {
       std::string("C1 0 0 0;C2 .075 0 0;C3 .15 0 0;C4 .225 0 0;C5 .3 0 0;") + first + " .5 .5 .5;C7 .575 .5 .5", more);
 }
 
-constexpr const char* kTorsion =
-    "loop_\n_geom_torsion_atom_site_label_1\n_geom_torsion_atom_site_label_2\n_geom_torsion_atom_site_label_3\n_geom_"
-    "torsion_atom_site_label_4\n"
-    "_geom_torsion\nC1 C2 C3 C4 180\n";
+const std::string kTorsion =
+    Loop("geom_torsion", "atom_site_label_1 atom_site_label_2 atom_site_label_3 atom_site_label_4 .") +
+    "C1 C2 C3 C4 180\n";
 
 const std::string kFine = "C1 0 0 0;H1 0.96 0 0;C2 6 0 0;H2 6.96 0 0";
 
 }  // namespace
 
+std::string CellLines(const std::string& cell) {
+  std::istringstream values(cell);
+  std::string text, value;
+  for (const char* item : {"length_a", "length_b", "length_c", "angle_alpha", "angle_beta", "angle_gamma"}) {
+    values >> value;
+    text += std::string("_cell_") + item + " " + value + "\n";
+  }
+  return text;
+}
+
+// "." stands for the item that has the name of its category.
+std::string Loop(const std::string& category, const std::string& items) {
+  std::istringstream list(items);
+  std::string text = "loop_\n";
+  for (std::string item; list >> item;) text += "_" + category + (item == "." ? "" : "_" + item) + "\n";
+  return text;
+}
+
 std::string Molecule(const std::string& atoms) {
-  return "data_molecule\n_cell_length_a 20\n_cell_length_b 20\n_cell_length_c 20\n_cell_angle_alpha "
-         "90\n_cell_angle_beta 90\n"
-         "_cell_angle_gamma 90\nloop_\n_space_group_symop_operation_xyz\n'x,y,z'\n" +
+  return "data_molecule\n" + CellLines("20 20 20 90 90 90") + Loop("space_group", "symop_operation_xyz") + "'x,y,z'\n" +
          Rows(atoms, 20.0);
 }
 
