@@ -1,5 +1,4 @@
 #include <cmath>
-#include <regex>
 
 #include "refine/output/linear_study.h"
 #include "refine/output/tables.h"
@@ -18,18 +17,13 @@ const std::string kAtoms =
     "C1 1 0.20 0.31 0.29 11 0.03\nC2 1 0.38 0.29 0.40 11 0.04\nC3 1 0.51 0.41 0.45 11 0.03\n"
     "O2 3 0.69 0.39 0.55 11 0.04\nC4 1 0.45 0.15 0.45 11 0.045\nHKLF 4\nEND\n";
 
-std::string With(const std::string& text, const char* what, const char* by) {
-  return std::regex_replace(text, std::regex(what), by);
-}
-
 class DiagnosisTest : public RunTest {
  protected:
   // Refines a text against the data of NAME.
   void Refine(Session& s, const std::string& ins, const std::string& data) {
-    RecordingMessages messages;
     std::string problem;
     const LineSink quiet = [](const std::string&) {};
-    ASSERT_TRUE(ReadInstructionText(s.document, ins, messages));
+    s.document = ReadDocument(ins);
     HklFile file = ParseHklFile(Read(data + ".hkl"), {});
     if (damaged_ > 0) file.reflections[damaged_].intensity += 60.0 * file.reflections[damaged_].sigma;
     ASSERT_TRUE(PrepareSession(s, file.reflections, quiet, problem)) << problem;
@@ -112,7 +106,7 @@ TEST_F(DiagnosisTest, FindsSymmetryThatTheGroupLacks) {
         Printf("%s%s %d %.5f %.5f %.5f 11 %.4f\n", site.label.substr(0, 1).c_str(),
                ("9" + site.label.substr(1)).c_str(), site.scatterer + 1, 0.001 - x.x, 0.5 + x.y, 0.5 - x.z, site.u[0]);
   }
-  half += With(kAtoms, "HKLF", (more + "HKLF").c_str());
+  half += With(kAtoms, "HKLF", more + "HKLF");
   Simulate("h", half, 0.9);
   Session lower;
   Refine(lower, half, "h");

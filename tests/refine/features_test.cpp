@@ -17,37 +17,14 @@
 namespace marvik {
 namespace {
 
-const GroupCase& Case(const std::string& name) {
-  return *std::find_if(GroupCases().begin(), GroupCases().end(), [&](const GroupCase& g) { return g.name == name; });
-}
-
 SiteImage ImageOfSite(int site) {
   SiteImage image;
   image.site = site;
   return image;
 }
 
-struct Refined {
-  RefinementResult result;
-  Parametrisation parametrisation;
-};
-
-Refined RefineModel(Structure& model, const Observations& o, int cycles, std::vector<Instruction> commands = {},
-                    std::vector<RigidGroup> rigid = {}, bool gradients = false) {
-  Job job;
-  job.conjugateGradients = gradients;
-  job.cycles = cycles;
-  job.commands = std::move(commands);
-  job.weights.p = {0.02, 0, 0, 0, 0, 1.0 / 3.0};
-  Refined r;
-  std::vector<std::string> notes;
-  r.parametrisation.Build(model, {}, {}, rigid, notes);
-  r.result = Refine(job, model, r.parametrisation, o, {}, [](const std::string&) {});
-  return r;
-}
-
 TEST(Flack, TellsTheHands) {
-  const Structure truth = MakeCrystal(Case("P 21 21 21"), 12, 4);
+  const Structure truth = MakeCrystal(GroupNamed("P 21 21 21"), 12, 4);
   Session s;
   s.structure = truth;
   s.observations = SimulateData(truth, 0.9);
@@ -72,9 +49,8 @@ TEST(Flack, TellsTheHands) {
     ASSERT_TRUE(FitHand(s));
     EXPECT_NEAR(FitHand(s)->value, hand, 0.01);
   }
-  s.structure = MakeCrystal(Case("P -1"), 12, 4);
+  s.structure = MakeCrystal(GroupNamed("P -1"), 12, 4);
   EXPECT_FALSE(FitHand(s));
-  s.structure = MakeCrystal(Case("P -1"), 12, 4);
   EXPECT_FALSE(EstimateFlack(s).present);
 }
 
@@ -89,7 +65,7 @@ TEST(TwinLaws, AreFoundInTheLatticeWithTheirFraction) {
                 {"P 1 21/c 1", {5.0, 11.3, 9.7, 90, 121.03, 90}, {1, 0, -2, 0, -1, 0, 0, 0, -1}},
                 {"C 1 2/c 1", {7.0, 12.13, 9.7, 90, 90.1, 90}, {-0.5, -1.5, 0, 0.5, -0.5, 0, 0, 0, 1}}};
   for (const auto& twin : kCases) {
-    GroupCase group = Case(twin.name);
+    GroupCase group = GroupNamed(twin.name);
     group.cell = twin.cell;
     const Structure truth = MakeCrystal(group, 12, 4);
     Session s;
@@ -127,7 +103,7 @@ TEST(TwinLaws, AreFoundInTheLatticeWithTheirFraction) {
 
 // Half a turn about a brings h = 0 and what is near in other layers of this cell onto reflections.
 TEST(TwinLaws, OfLatticesThatOverlapInPartAreFoundToo) {
-  GroupCase group = Case("P 1 21/c 1");
+  GroupCase group = GroupNamed("P 1 21/c 1");
   group.cell = {7.1, 9.3, 11.7, 90, 98, 90};
   const Structure truth = MakeCrystal(group, 12, 4);
   Session s;
@@ -181,7 +157,7 @@ TEST(TwinLaws, OfLatticesThatOverlapInPartAreFoundToo) {
 
 TEST(DifferenceMap, ShowsTheAtomThatIsMissing) {
   for (const char* name : {"P 1 21/c 1", "P 61", "R -3", "F d d 2"}) {
-    const Structure truth = MakeCrystal(Case(name), 31, 5);
+    const Structure truth = MakeCrystal(GroupNamed(name), 31, 5);
     const Observations o = SimulateData(truth, 0.9);
     Structure model = truth;
     model.sites.pop_back();
@@ -202,7 +178,7 @@ TEST(DifferenceMap, ShowsTheAtomThatIsMissing) {
 }
 
 TEST(DensityMaps, OfOtherKindsHoldTheAtomsAndTheElectrons) {
-  const Structure truth = MakeCrystal(Case("P 21 21 21"), 31, 5);
+  const Structure truth = MakeCrystal(GroupNamed("P 21 21 21"), 31, 5);
   const Observations o = SimulateData(truth, 0.7);
   Structure model = truth;
   model.sites[2].x.x += 0.01;
@@ -225,7 +201,7 @@ TEST(DensityMaps, OfOtherKindsHoldTheAtomsAndTheElectrons) {
 }
 
 TEST(RigidGroups, KeepTheirShapeAndFindTheirPlace) {
-  Structure truth = MakeCrystal(Case("P 1 21/c 1"), 2, 7);
+  Structure truth = MakeCrystal(GroupNamed("P 1 21/c 1"), 2, 7);
   constexpr double pi = std::numbers::pi;
   for (int i = 0; i < 6; ++i) {
     Site& site = truth.sites[static_cast<size_t>(i)];
@@ -248,7 +224,7 @@ TEST(RigidGroups, KeepTheirShapeAndFindTheirPlace) {
   std::vector<RigidGroup> rigid = FindRigidGroups(model, {}, notes);
   ASSERT_EQ(rigid.size(), 1u);
   EXPECT_TRUE(notes.empty());
-  const Refined r = RefineModel(model, o, 10, {}, rigid);
+  const Refined r = RefineModel(model, o, PlainJob(10), {}, rigid);
   const auto turns = std::count_if(r.parametrisation.parameters.begin(), r.parametrisation.parameters.end(),
                                    [](const Parameter& p) { return p.kind == ParameterKind::GroupRotation; });
   EXPECT_EQ(turns, 3);
@@ -259,24 +235,27 @@ TEST(RigidGroups, KeepTheirShapeAndFindTheirPlace) {
 }
 
 TEST(Blocks, HoldTheAtomsOfOtherCycles) {
-  const Structure truth = MakeCrystal(Case("P 1 21/c 1"), 3, 3);
+  const Structure truth = MakeCrystal(GroupNamed("P 1 21/c 1"), 3, 3);
   const Observations o = SimulateData(truth, 1.0);
   for (const bool gradients : {false, true}) {
     Structure model = truth;
     for (Site& site : model.sites) site.x.x += 0.002;
     const double start = model.sites[1].x.x;
-    const std::vector<Instruction> blocks{ParseInstruction("BLOC 1 -1 X1"), ParseInstruction("BLOC 2 -2 X2")};
-    RefineModel(model, o, 1, blocks, {}, gradients);
+    Job job = PlainJob(1);
+    job.conjugateGradients = gradients;
+    job.commands = {ParseInstruction("BLOC 1 -1 X1"), ParseInstruction("BLOC 2 -2 X2")};
+    RefineModel(model, o, job);
     EXPECT_NE(model.sites[0].x.x, start);
     EXPECT_DOUBLE_EQ(model.sites[1].x.x, start) << "X2 has its turn in the second cycle";
     EXPECT_NE(model.sites[2].x.x, truth.sites[2].x.x + 0.002) << "what no BLOC names always moves";
-    RefineModel(model, o, 15, blocks, {}, gradients);
+    job.cycles = 15;
+    RefineModel(model, o, job);
     for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(model.sites[i].x.x, truth.sites[i].x.x, 1e-4) << "turn by turn";
   }
 }
 
 TEST(Uncertainties, ShrinkWithTheDataAndVanishForWhatRides) {
-  const Structure truth = MakeCrystal(Case("P 1 21/c 1"), 3, 3);
+  const Structure truth = MakeCrystal(GroupNamed("P 1 21/c 1"), 3, 3);
   const auto sigma = [&](double resolution) {
     Observations o = SimulateData(truth, resolution);
     std::mt19937 random(5);
@@ -284,7 +263,7 @@ TEST(Uncertainties, ShrinkWithTheDataAndVanishForWhatRides) {
     for (size_t i = 0; i < o.Size(); ++i) o.intensity[i] += o.sigma[i] * noise(random);
     Structure model = truth;
     model.sites[2].code[0] = 10.0 + model.sites[2].x.x;
-    const Refined r = RefineModel(model, o, 4);
+    const Refined r = RefineModel(model, o, PlainJob(4));
     const Geometry geometry(model, r.parametrisation, r.result.covariance, {});
     EXPECT_EQ(geometry.Raw(2, 0).su, 0.0) << "a fixed coordinate has none";
     // The spread of the found values against the true ones is of the size of the uncertainties.

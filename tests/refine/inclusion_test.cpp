@@ -1,6 +1,5 @@
 #include <cmath>
 #include <gtest/gtest.h>
-#include <regex>
 
 #include "run_fixture.h"
 
@@ -67,9 +66,7 @@ TEST_F(FragmentTest, PutsMissingAtomsInPlaceAndKeepsTheShape) {
                                           : ", 17 parameters"),
                 std::string::npos)
           << Said();
-      RecordingMessages messages;
-      Document result;
-      ASSERT_TRUE(ReadInstructionText(result, Read(std::string(name) + ".res"), messages));
+      const Document result = ResultOf(name);
       const Metric metric = MakeMetric(result.cell);
       const Metric own = MakeMetric(kOwnCell);
       std::vector<Fractional> x;
@@ -123,9 +120,7 @@ TEST_F(InclusionTest, TakesInWhatIsRefinedAndLeavesTheRestWhereItIs) {
                            "model.txt includes itself", "lines of oxygen.txt are taken into", "NONS: has no effect"})
     EXPECT_NE(Said().find(note), std::string::npos) << note << "\n" << Said();
   const std::string res = Read("a.res");
-  RecordingMessages messages;
-  Document result;
-  ASSERT_TRUE(ReadInstructionText(result, res, messages));
+  const Document result = ReadDocument(res);
   int count = 0;
   for (const AtomRecord* atom : Atoms(result.atoms)) count += !atom->IsPeak();
   EXPECT_EQ(count, 3);

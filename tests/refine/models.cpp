@@ -1,5 +1,6 @@
 #include "models.h"
 
+#include <algorithm>
 #include <cmath>
 #include <set>
 
@@ -36,6 +37,10 @@ const std::vector<GroupCase>& GroupCases() {
       {"F m -3 m", 4, {"-x, -y, z", "-x, y, -z", "z, x, y", "y, x, -z"}, kCubic},
   };
   return cases;
+}
+
+const GroupCase& GroupNamed(std::string_view name) {
+  return *std::ranges::find(GroupCases(), name, &GroupCase::name);
 }
 
 Structure MakeCrystal(const GroupCase& group, unsigned seed, int atoms) {
@@ -101,6 +106,23 @@ Calculated CalculateAt(const Structure& structure, const Observations& observati
   Calculated c;
   DataPass(structure, observations, WeightScheme{}).Run(c);
   return c;
+}
+
+Job PlainJob(int cycles) {
+  Job job;
+  job.cycles = cycles;
+  job.weights.p = {0.02, 0, 0, 0, 0, 1.0 / 3.0};
+  return job;
+}
+
+Refined RefineModel(Structure& model, const Observations& observations, const Job& job, const ParameterOptions& options,
+                    std::vector<RigidGroup> rigid) {
+  Refined refined;
+  std::vector<std::string> notes;
+  refined.parametrisation.Build(model, options, {}, rigid, notes);
+  refined.result = Refine(job, model, refined.parametrisation, observations, {},
+                          [&](const std::string& line) { refined.said += line + "\n"; });
+  return refined;
 }
 
 }  // namespace marvik

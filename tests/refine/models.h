@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "refine/solve/least_squares.h"
+#include "refine/solve/refinement.h"
 #include "refine/structure/structure.h"
 
 // Small made-up crystals for the tests.
@@ -18,6 +18,7 @@ struct GroupCase {
 };
 // Twelve groups that cover every lattice type, with and without centres, as an instruction file states them.
 const std::vector<GroupCase>& GroupCases();
+const GroupCase& GroupNamed(std::string_view name);
 
 // Two to four atoms of C, O, S, Zn in general positions, the first ones anisotropic.
 Structure MakeCrystal(const GroupCase& group, unsigned seed, int atoms = 4);
@@ -28,5 +29,16 @@ Observations SimulateData(const Structure& structure, double resolution);
 
 // Fo², Fc² and F at the present model.
 Calculated CalculateAt(const Structure& structure, const Observations& observations);
+
+// A refinement without restraints, and what it said.
+struct Refined {
+  RefinementResult result;
+  Parametrisation parametrisation;
+  std::string said;
+};
+// Of some cycles, with weights that suit the data above.
+Job PlainJob(int cycles);
+Refined RefineModel(Structure& model, const Observations& observations, const Job& job,
+                    const ParameterOptions& options = {}, std::vector<RigidGroup> rigid = {});
 
 }  // namespace marvik

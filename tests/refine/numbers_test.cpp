@@ -2,41 +2,11 @@
 #include <gtest/gtest.h>
 #include <set>
 
-#include "refine/solve/refinement.h"
-
 #include "models.h"
 
 // What a refinement must give beside a good fit: figures, uncertainties and limits.
 namespace marvik {
 namespace {
-
-GroupCase Group(const char* name) {
-  return *std::find_if(GroupCases().begin(), GroupCases().end(),
-                       [&](const GroupCase& g) { return g.name == std::string(name); });
-}
-
-struct Outcome {
-  Structure model;
-  Parametrisation parametrisation;
-  RefinementResult result;
-  std::string said;
-};
-
-Outcome RefineFrom(const Structure& start, const Observations& o, int cycles, int threads = 2, RestraintList list = {},
-                   ParameterOptions options = {}) {
-  Outcome run;
-  run.model = start;
-  Job job;
-  job.cycles = cycles;
-  job.threads = threads;
-  job.weights.p = {0.02, 0, 0, 0, 0, 1.0 / 3.0};
-  std::vector<RigidGroup> rigid;
-  std::vector<std::string> notes;
-  run.parametrisation.Build(run.model, options, {}, rigid, notes);
-  run.result =
-      Refine(job, run.model, run.parametrisation, o, list, [&](const std::string& s) { run.said += s + "\n"; });
-  return run;
-}
 
 TEST(NormalMatrix, SumsFactorisesAndInvertsTheSameOnAnyNumberOfThreads) {
   constexpr size_t kSize = 613;  // several tiles, the last one not full
@@ -80,21 +50,24 @@ TEST(NormalMatrix, SumsFactorisesAndInvertsTheSameOnAnyNumberOfThreads) {
 }
 
 TEST(Refinement, IsTheSameOnAnyNumberOfThreads) {
-  const Structure truth = MakeCrystal(Group("P 21 21 21"), 42, 4);
+  const Structure truth = MakeCrystal(GroupNamed("P 21 21 21"), 42, 4);
   const Observations o = SimulateData(truth, 0.8);
-  Structure start = truth;
-  start.sites[1].x.y += 0.01;
-  const Outcome one = RefineFrom(start, o, 3, 1);
-  const Outcome four = RefineFrom(start, o, 3, 4);
+  Job single = PlainJob(3), parallel = single;
+  single.threads = 1;
+  parallel.threads = 4;
+  Structure first = truth;
+  first.sites[1].x.y += 0.01;
+  Structure second = first;
+  const Refined one = RefineModel(first, o, single), four = RefineModel(second, o, parallel);
   for (size_t p = 0; p < one.parametrisation.Size(); ++p) {
-    EXPECT_EQ(one.parametrisation.Value(one.model, p), four.parametrisation.Value(four.model, p));
+    EXPECT_EQ(one.parametrisation.Value(first, p), four.parametrisation.Value(second, p));
     EXPECT_EQ(one.result.sigmas[p], four.result.sigmas[p]);
   }
 }
 
 // With both members of every Friedel pair, which say nearly the same, there are nearly twice the data.
 TEST(Refinement, FriedelOppositesDoNotMakeUncertaintiesSmaller) {
-  const Structure truth = MakeCrystal(Group("P 21 21 21"), 7, 4);
+  const Structure truth = MakeCrystal(GroupNamed("P 21 21 21"), 7, 4);
   Observations half = SimulateData(truth, 0.8);
   std::set<Miller> seen;
   std::erase_if(half.indices[0],
@@ -117,8 +90,8 @@ TEST(Refinement, FriedelOppositesDoNotMakeUncertaintiesSmaller) {
       o->sigma[i] *= truth.scale * truth.scale;
     }
   }
-  const Outcome few = RefineFrom(truth, half, 4);
-  const Outcome many = RefineFrom(truth, both, 4);
+  Structure lone = truth, paired = truth;
+  const Refined few = RefineModel(lone, half, PlainJob(4)), many = RefineModel(paired, both, PlainJob(4));
   EXPECT_EQ(few.result.friedelFactor, 1.0);
   // Of centric reflections both are one: the factor is less than two.
   std::set<Miller> all;
@@ -132,26 +105,26 @@ TEST(Refinement, FriedelOppositesDoNotMakeUncertaintiesSmaller) {
 }
 
 TEST(Refinement, OneWildAtomDoesNotHoldTheOthersBack) {
-  const Structure truth = MakeCrystal(Group("P 1 21/c 1"), 42, 4);
+  const Structure truth = MakeCrystal(GroupNamed("P 1 21/c 1"), 42, 4);
   const Observations o = SimulateData(truth, 0.9);
-  Structure start = truth;
-  start.sites[0].x.x += 0.004;
-  start.sites[3].u[0] = 0.6;  // far beyond what one cycle may change
-  const Outcome run = RefineFrom(start, o, 1);
+  Structure model = truth;
+  model.sites[0].x.x += 0.004;
+  model.sites[3].u[0] = 0.6;  // far beyond what one cycle may change
+  const Refined run = RefineModel(model, o, PlainJob(1));
   ASSERT_NE(run.said.find("cut to their limits"), std::string::npos) << run.said;
-  EXPECT_LT(std::fabs(run.model.sites[0].x.x - truth.sites[0].x.x), 0.0015);
+  EXPECT_LT(std::fabs(model.sites[0].x.x - truth.sites[0].x.x), 0.0015);
 }
 
 TEST(Refinement, AnExplosionInTheLastCycleIsTakenBack) {
-  const Structure truth = MakeCrystal(Group("P 1 21/c 1"), 42, 4);
+  const Structure truth = MakeCrystal(GroupNamed("P 1 21/c 1"), 42, 4);
   const Observations o = SimulateData(truth, 0.9);
-  Structure start = truth;
-  start.solventScale = 0.0;
-  start.hasSolvent = true;
-  start.solventU = -3.0;  // an exponential that grows
+  Structure model = truth;
+  model.solventScale = 0.0;
+  model.hasSolvent = true;
+  model.solventU = -3.0;  // an exponential that grows
   ParameterOptions options;
   options.solvent = true;
-  const Outcome run = RefineFrom(start, o, 1, 2, {}, options);
+  const Refined run = RefineModel(model, o, PlainJob(1), options);
   EXPECT_TRUE(std::isfinite(run.result.final.wR2));
   EXPECT_LT(run.result.final.wR2, 1.0) << run.said;
 }

@@ -1,5 +1,3 @@
-#include "refine/solve/refinement.h"
-
 #include <cmath>
 #include <gtest/gtest.h>
 
@@ -26,19 +24,10 @@ Structure MakeChain() {
   return s;
 }
 
-Job PlainJob(int cycles) {
-  Job job;
-  job.cycles = cycles;
-  job.weights.p = {0.02, 0, 0, 0, 0, 1.0 / 3.0};
-  return job;
-}
-
 TEST(Refinement, BringsAPerturbedModelBack) {
   for (const bool gradients : {false, true}) {
     for (const char* name : {"P 1 21/c 1", "P 21 21 21", "P 61", "I 41/a:2"}) {
-      const auto group = std::find_if(GroupCases().begin(), GroupCases().end(),
-                                      [&](const GroupCase& g) { return g.name == std::string(name); });
-      const Structure truth = MakeCrystal(*group, 42, 4);
+      const Structure truth = MakeCrystal(GroupNamed(name), 42, 4);
       const Observations o = SimulateData(truth, 0.9);
       Structure model = truth;
       std::mt19937 random(9);
@@ -51,11 +40,7 @@ TEST(Refinement, BringsAPerturbedModelBack) {
       model.scale *= 1.1;
       Job job = PlainJob(gradients ? 25 : 10);
       job.conjugateGradients = gradients;
-      Parametrisation p;
-      std::vector<RigidGroup> rigid;
-      std::vector<std::string> notes;
-      p.Build(model, {}, {}, rigid, notes);
-      const RefinementResult r = Refine(job, model, p, o, {}, [](const std::string&) {});
+      const RefinementResult r = RefineModel(model, o, job).result;
       ASSERT_FALSE(r.failed);
       EXPECT_LT(r.final.wR2, 0.01) << name;
       // In a polar group the whole structure may have moved along the axis.
@@ -117,12 +102,7 @@ TEST(Refinement, TieingsOfTheFileSurviveIt) {
   model.sites[1].u[0] += 0.01;
   ParameterOptions options;
   options.sameDisplacements = {{0, 1}};
-  Parametrisation p;
-  std::vector<RigidGroup> rigid;
-  std::vector<std::string> notes;
-  p.Build(model, options, {}, rigid, notes);
-  const RefinementResult r = Refine(PlainJob(8), model, p, o, {}, [](const std::string&) {});
-  ASSERT_FALSE(r.failed);
+  ASSERT_FALSE(RefineModel(model, o, PlainJob(8), options).result.failed);
   EXPECT_DOUBLE_EQ(model.sites[0].occupancy, model.freeVariables[0]);
   EXPECT_NEAR(model.freeVariables[0], 0.8, 1e-3);
   EXPECT_NEAR(model.sites[1].occupancy, 0.5 * (1.0 - model.freeVariables[0]), 1e-12);
@@ -140,15 +120,10 @@ TEST(Refinement, SaysWhatTheDataDoNotDetermine) {
   model.sites[3].label = "X9";
   model.sites[2].code[kRawOccupancy] = model.sites[3].code[kRawOccupancy] = 0.0;
   model.sites[3].occupancy = 0.0;
-  Parametrisation p;
-  std::vector<RigidGroup> rigid;
-  std::vector<std::string> notes;
-  p.Build(model, {}, {}, rigid, notes);
-  std::string said;
-  const RefinementResult r = Refine(PlainJob(2), model, p, o, {}, [&](const std::string& line) { said += line; });
-  EXPECT_FALSE(r.failed);
-  ASSERT_FALSE(r.singular.empty());
-  EXPECT_NE(said.find("X9"), std::string::npos);
+  const Refined r = RefineModel(model, o, PlainJob(2));
+  EXPECT_FALSE(r.result.failed);
+  ASSERT_FALSE(r.result.singular.empty());
+  EXPECT_NE(r.said.find("X9"), std::string::npos);
   for (const Site& site : model.sites) EXPECT_TRUE(IsFinite(site.x));
 }
 
@@ -324,51 +299,40 @@ TEST(Hydrogens, StandWhereTheirCodesPutThem) {
     for (const HydrogenGroup& g : groups) IdealiseHydrogens(s, g);
     return s;
   };
-  struct Expected {
-    int code;
-    int neighbours;
+  const auto cosine = [](const Cartesian& a, const Cartesian& b) { return Dot(Normalised(a), Normalised(b)); };
+  constexpr double kAny = 9.0, kAsAnyOther = 8.0, kThird = -1.0 / 3.0;
+  const double methylene = std::cos((110.9 + 8.0 * cosine(neighbours[0], neighbours[1])) * kRadiansPerDegree);
+  const struct {
+    int code, neighbours;
     double distance;
-  };
-  for (const Expected& e : {Expected{13, 3, 1.00},
-                            {23, 2, 0.99},
-                            {43, 2, 0.95},
-                            {33, 1, 0.98},
-                            {137, 1, 0.98},
-                            {163, 1, 0.95},
-                            {93, 1, 0.95}}) {
+    double toNeighbour, between;  // cosines of the angles that the hydrogens make
+  } kCases[] = {{13, 3, 1.00, kAsAnyOther, kAny}, {23, 2, 0.99, kAny, methylene}, {43, 2, 0.95, kAsAnyOther, kAny},
+                {33, 1, 0.98, kThird, kThird},    {137, 1, 0.98, kThird, kThird}, {163, 1, 0.95, -1.0, kAny},
+                {93, 1, 0.95, -0.5, -0.5}};
+  for (const auto& e : kCases) {
+    SCOPED_TRACE(e.code);
     std::vector<std::string> notes;
     std::vector<HydrogenGroup> groups;
     const Structure s = build(e.code, e.neighbours, notes, groups);
     ASSERT_EQ(groups.size(), 1u);
-    EXPECT_TRUE(groups[0].idealised) << e.code << (notes.empty() ? "" : notes[0]);
+    EXPECT_TRUE(groups[0].idealised) << (notes.empty() ? "" : notes[0]);
     const Cartesian carrier = s.metric.ToCartesian(s.sites[static_cast<size_t>(groups[0].carrier)].x);
     std::vector<Cartesian> bonds;
     for (const int h : groups[0].hydrogens)
       bonds.push_back(s.metric.ToCartesian(s.sites[static_cast<size_t>(h)].x) - carrier);
-    for (const Cartesian& b : bonds) EXPECT_NEAR(Length(b), e.distance, 1e-6) << e.code;
-    const auto cosine = [&](const Cartesian& a, const Cartesian& b) { return Dot(Normalised(a), Normalised(b)); };
-    const Cartesian first = neighbours[0];
-    if (e.code == 13) {
-      EXPECT_LT(cosine(bonds[0], first), -0.1) << "on the far side, at equal angles";
-      for (const int i : {1, 2}) EXPECT_NEAR(cosine(bonds[0], neighbours[i]), cosine(bonds[0], first), 1e-9) << i;
+    for (const Cartesian& b : bonds) {
+      EXPECT_NEAR(Length(b), e.distance, 1e-6);
+      for (int i = 0; i < e.neighbours && e.toNeighbour != kAny; ++i) {
+        EXPECT_LT(cosine(b, neighbours[i]), -0.1) << "on the far side";
+        EXPECT_NEAR(cosine(b, neighbours[i]), e.toNeighbour == kAsAnyOther ? cosine(b, neighbours[0]) : e.toNeighbour,
+                    1e-6);
+      }
+    }
+    if (e.between != kAny) {
+      EXPECT_NEAR(cosine(bonds[0], bonds[1]), e.between, 1e-6);
     }
     if (e.code == 23) {
-      const double between = 110.9 + 8.0 * cosine(first, neighbours[1]);
-      EXPECT_NEAR(cosine(bonds[0], bonds[1]), std::cos(between * kRadiansPerDegree), 1e-6);
-      EXPECT_NEAR(cosine(bonds[0], first), cosine(bonds[1], neighbours[1]), 1e-6);
-    }
-    if (e.code == 43) {
-      EXPECT_NEAR(cosine(bonds[0], neighbours[0]), cosine(bonds[0], neighbours[1]), 1e-9);
-    }
-    if (e.code == 33 || e.code == 137) {
-      EXPECT_NEAR(cosine(bonds[0], bonds[1]), -1.0 / 3.0, 1e-6);
-      EXPECT_NEAR(cosine(bonds[2], first), -1.0 / 3.0, 1e-6);
-    }
-    if (e.code == 163) {
-      EXPECT_NEAR(cosine(bonds[0], first), -1.0, 1e-9);
-    }
-    if (e.code == 93) {
-      EXPECT_NEAR(cosine(bonds[0], bonds[1]), -0.5, 1e-6);
+      EXPECT_NEAR(cosine(bonds[0], neighbours[0]), cosine(bonds[1], neighbours[1]), 1e-6);
     }
   }
   std::vector<std::string> notes;

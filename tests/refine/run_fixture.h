@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
+#include <regex>
 #include <string>
 #include <unistd.h>
 #include <vector>
 
+#include "base/files.h"
 #include "base/numbers.h"
 #include "files/res/reader.h"
 #include "refine/job/run.h"
@@ -19,6 +19,11 @@
 namespace marvik {
 
 namespace fs = std::filesystem;
+
+// A text with every piece that an expression names in another form.
+inline std::string With(const std::string& text, const char* what, const std::string& by) {
+  return std::regex_replace(text, std::regex(what), by);
+}
 
 // A folder of its own for each test, gone afterwards.
 class RunTest : public ::testing::Test {
@@ -33,14 +38,17 @@ class RunTest : public ::testing::Test {
 
   std::string Path(const std::string& name) const { return (folder_ / name).string(); }
   void Write(const std::string& name, const std::string& text) const {
-    std::ofstream(Path(name), std::ios::binary) << text;
+    ASSERT_EQ(WriteFileAtomically(Path(name), text), 0);
   }
-  std::string Read(const std::string& name) const {
-    std::ifstream in(Path(name), std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+  std::string Read(const std::string& name) const { return ReadWholeFile(Path(name)).content; }
+
+  Document ReadDocument(const std::string& ins) const {
+    RecordingMessages messages;
+    Document document;
+    EXPECT_TRUE(ReadInstructionText(document, ins, messages)) << ins;
+    return document;
   }
+  Document ResultOf(const std::string& name) const { return ReadDocument(Read(name + ".res")); }
 
   // Runs NAME and keeps what it said.
   int Run(const std::string& name) {
@@ -64,8 +72,7 @@ class RunTest : public ::testing::Test {
 
   // The model of an instruction text as a run would start from it.
   Structure ModelOf(const std::string& ins) {
-    RecordingMessages messages;
-    EXPECT_TRUE(ReadInstructionText(document_, ins, messages));
+    document_ = ReadDocument(ins);
     Structure structure;
     std::vector<std::string> notes;
     std::string problem;

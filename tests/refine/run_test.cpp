@@ -3,16 +3,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
 #include <numbers>
-#include <regex>
-#include <sstream>
 
 #include "base/numbers.h"
-#include "files/res/reader.h"
-#include "refine/job/session.h"
 
 #include "run_fixture.h"
 
@@ -37,17 +30,12 @@ const std::string kEthanol =
 
 TEST_F(RunTest, RefinesWritesItsFilesAndMovesNothingWhenFedAgain) {
   Simulate("a", kEthanol, 0.85);
-  std::string start = kEthanol;
-  start = std::regex_replace(start, std::regex("C1 1 0.458"), "C1 1 0.470");
-  start = std::regex_replace(start, std::regex("0.8 0.9"), "0.7 0.8");
-  Write("a.ins", start);
+  Write("a.ins", With(With(kEthanol, "C1 1 0.458", "C1 1 0.470"), "0.8 0.9", "0.7 0.8"));
   ASSERT_EQ(Run("a"), 0) << Said();
   EXPECT_TRUE(EndsFinished());
   EXPECT_LT(Last("R1 = "), 0.03);
   const std::string res = Read("a.res");
-  RecordingMessages messages;
-  Document document;
-  ASSERT_TRUE(ReadInstructionText(document, res, messages));
+  Document document = ReadDocument(res);
   const AtomRecord* o1 = document.atoms.FindAtom("O1");
   ASSERT_NE(o1, nullptr);
   EXPECT_DOUBLE_EQ(o1->occupancy, 21.0) << "codes are kept";
@@ -87,11 +75,7 @@ TEST_F(RunTest, MakesHydrogensAndTensorsThatInstructionsAskFor) {
   ASSERT_EQ(Run("bare"), 0) << Said();
   EXPECT_LT(Last("R1 = "), 0.03) << Said();
   EXPECT_NE(Said().find("Note: WIGL"), std::string::npos) << "what has no effect is said";
-  RecordingMessages messages;
-  Document document;
-  Document wanted;
-  ASSERT_TRUE(ReadInstructionText(document, Read("bare.res"), messages));
-  ASSERT_TRUE(ReadInstructionText(wanted, kEthanol, messages));
+  const Document document = ResultOf("bare");
   EXPECT_TRUE(document.atoms.FindAtom("C2")->IsAnisotropic());
   EXPECT_TRUE(document.atoms.hfix.empty());
   EXPECT_FALSE(document.settings.Aniso);
@@ -111,18 +95,16 @@ TEST_F(RunTest, SaysWhatIsWrongAndKeepsTheOldResult) {
     std::string data;
     const char* expected;
   };
-  const auto with = [&](const char* from, const char* to) {
-    return std::regex_replace(kEthanol, std::regex(from), to);
-  };
   const Case cases[] = {
       {"no instruction file", "", hkl, "CANNOT OPEN FILE"},
       {"no reflections", kEthanol, "", "NO REFLECTIONS"},
-      {"all reflections outside", with("L.S. 8", "SHEL 100 90\nL.S. 8"), hkl, "NO REFLECTIONS"},
-      {"an impossible cell", with("90 101 90", "10 101 90"), hkl, "CELL"},
-      {"an operator that is none", with("-X, 0.5\\+Y", "-X, 0.5+W"), hkl, "SYMM"},
-      {"a free variable that is not there", with("21.0 -1.5", "41.0 -1.5"), hkl, "FREE VARIABLE 4 OF ATOM H1"},
+      {"all reflections outside", With(kEthanol, "L.S. 8", "SHEL 100 90\nL.S. 8"), hkl, "NO REFLECTIONS"},
+      {"an impossible cell", With(kEthanol, "90 101 90", "10 101 90"), hkl, "CELL"},
+      {"an operator that is none", With(kEthanol, "-X, 0.5\\+Y", "-X, 0.5+W"), hkl, "SYMM"},
+      {"a free variable that is not there", With(kEthanol, "21.0 -1.5", "41.0 -1.5"), hkl,
+       "FREE VARIABLE 4 OF ATOM H1"},
       {"no atoms", std::string(kHead) + "FVAR 1\nHKLF 4\nEND\n", hkl, "NO ATOMS"},
-      {"data of another kind", with("HKLF 4", "HKLF 1"), hkl, "HKLF 1"},
+      {"data of another kind", With(kEthanol, "HKLF 4", "HKLF 1"), hkl, "HKLF 1"},
   };
   for (const Case& c : cases) {
     for (const char* name : {"x.ins", "x.hkl"}) fs::remove(Path(name));
@@ -145,16 +127,12 @@ TEST_F(RunTest, ABadModelStaysFinite) {
   Simulate("m", kEthanol, 1.0);
   // An atom far from where it belongs, one with a negative displacement, one with an absurd one.
   std::string ins =
-      std::regex_replace(kEthanol, std::regex("C2 1 0.65 0.241 0.388 11 0.045 0.04 0.05 0.003 0.007 -0.002"),
-                         "C2 1 0.15 0.74 0.9 11 -0.02");
-  ins = std::regex_replace(ins, std::regex("C1 1 0.458 0.303 0.40 11 0.03 0.03 0.035 0.001 0.006 0.002"),
-                           "C1 1 0.458 0.303 0.40 11 2.5");
+      With(kEthanol, "C2 1 0.65 0.241 0.388 11 0.045 0.04 0.05 0.003 0.007 -0.002", "C2 1 0.15 0.74 0.9 11 -0.02");
+  ins = With(ins, "C1 1 0.458 0.303 0.40 11 0.03 0.03 0.035 0.001 0.006 0.002", "C1 1 0.458 0.303 0.40 11 2.5");
   Write("m.ins", ins);
   Run("m");
   EXPECT_TRUE(EndsFinished()) << Said();
-  RecordingMessages messages;
-  Document document;
-  ASSERT_TRUE(ReadInstructionText(document, Read("m.res"), messages)) << Said();
+  const Document document = ResultOf("m");
   for (const AtomRecord* atom : Atoms(document.atoms)) {
     EXPECT_TRUE(IsFinite(atom->fract)) << atom->name;
     EXPECT_LT(Length(atom->fract), 10.0) << atom->name << " ran away";
@@ -174,17 +152,16 @@ TEST_F(RunTest, CrowdedAtomsAreCountedAndKeepTheirNearestBonds) {
 }
 
 TEST_F(RunTest, TheSecondPartsGroupHangsOnTheCarrierAndRestraintsMayBeIncluded) {
-  const std::string ins = std::regex_replace(kEthanol, std::regex("AFIX 137[^]*HKLF"),
-                                             "PART 1\nAFIX 137\nH2A 2 0.66 0.23 0.27 10.5 -1.5\nH2B 2 0.66 0.15 0.44 "
-                                             "10.5 -1.5\nH2C 2 0.75 0.31 0.44 10.5 -1.5\nAFIX 0\n"
-                                             "PART 2\nAFIX 137\nH2D 2 0.66 0.31 0.29 10.5 -1.5\nH2E 2 0.66 0.13 0.36 "
-                                             "10.5 -1.5\nH2F 2 0.75 0.26 0.49 10.5 -1.5\nAFIX 0\nPART 0\nHKLF");
-  Write("p.ins", std::regex_replace(ins, std::regex("FMAP 2"), "+more.txt\nLIST 4\nFMAP 2"));
+  const std::string ins = With(kEthanol, "AFIX 137[^]*HKLF",
+                               "PART 1\nAFIX 137\nH2A 2 0.66 0.23 0.27 10.5 -1.5\nH2B 2 0.66 0.15 0.44 "
+                               "10.5 -1.5\nH2C 2 0.75 0.31 0.44 10.5 -1.5\nAFIX 0\n"
+                               "PART 2\nAFIX 137\nH2D 2 0.66 0.31 0.29 10.5 -1.5\nH2E 2 0.66 0.13 0.36 "
+                               "10.5 -1.5\nH2F 2 0.75 0.26 0.49 10.5 -1.5\nAFIX 0\nPART 0\nHKLF");
+  Write("p.ins", With(ins, "FMAP 2", "+more.txt\nLIST 4\nFMAP 2"));
   Write("more.txt", "DFIX 1.43 0.01 O1 C1\nREM nothing\nFLAT O1 C1 C2\n");
   Simulate("p", ins, 1.0);
   Session s;
-  RecordingMessages messages;
-  ASSERT_TRUE(ReadInstructionText(s.document, Read("p.ins"), messages));
+  s.document = ReadDocument(Read("p.ins"));
   s.document.WorkingDirectory = Path("");
   std::string problem;
   std::string said;
@@ -213,18 +190,19 @@ TEST_F(RunTest, TheSecondPartsGroupHangsOnTheCarrierAndRestraintsMayBeIncluded) 
 TEST_F(RunTest, GarbageEndsInASentence) {
   Simulate("g", kEthanol, 1.2);
   const std::string hkl = Read("g.hkl");
-  const auto ins = [&](const char* from, const char* to) { return std::regex_replace(kEthanol, std::regex(from), to); };
   const std::pair<std::string, std::string> cases[] = {
       {kEthanol, hkl.substr(0, hkl.size() / 3 + 11)},
-      {kEthanol, std::regex_replace(hkl, std::regex("   0   1(.{8})"), "   0   1     nan")},
-      {kEthanol, std::regex_replace(hkl, std::regex("   0   1(.{8})"), "   0   1  9e+307")},
+      {kEthanol, With(hkl, "   0   1(.{8})", "   0   1     nan")},
+      {kEthanol, With(hkl, "   0   1(.{8})", "   0   1  9e+307")},
       {kEthanol, hkl.substr(0, 29 * 6)},  // fewer data than parameters
       {kEthanol, std::string(3000, '\xff')},
       {std::string(3000, '\0'), hkl},
-      {ins("SYMM", "WGHT nan inf\nSWAT nan\nEXTI 1e300\nDAMP -1 nan\nSPEC inf\nPLAN -2000000000\nSYMM"), hkl},
-      {ins("7.1 9.3 8.2", "0.1 0.3 0.2"), hkl},
-      {ins("SYMM", "UNIT 1e300 99999999999999999999 nan\nSFAC C 1e300 1 nan 1 1 1 1 1 1 1 1 1 1 1\nSYMM"), hkl},
-      {ins("HKLF 4", "HKLF 5"), std::regex_replace(hkl, std::regex("\n"), "-999\n")}};
+      {With(kEthanol, "SYMM", "WGHT nan inf\nSWAT nan\nEXTI 1e300\nDAMP -1 nan\nSPEC inf\nPLAN -2000000000\nSYMM"),
+       hkl},
+      {With(kEthanol, "7.1 9.3 8.2", "0.1 0.3 0.2"), hkl},
+      {With(kEthanol, "SYMM", "UNIT 1e300 99999999999999999999 nan\nSFAC C 1e300 1 nan 1 1 1 1 1 1 1 1 1 1 1\nSYMM"),
+       hkl},
+      {With(kEthanol, "HKLF 4", "HKLF 5"), With(hkl, "\n", "-999\n")}};
   for (const auto& [text, data] : cases) {
     Write("x.ins", text);
     Write("x.hkl", data);
@@ -237,9 +215,9 @@ TEST_F(RunTest, GarbageEndsInASentence) {
 }
 
 TEST_F(RunTest, CoordinatesForProteinProgramsHoldTheModel) {
-  const std::string ins = std::regex_replace(kEthanol, std::regex("WGHT"), "WPDB\nWGHT");
+  const std::string ins = With(kEthanol, "WGHT", "WPDB\nWGHT");
   Simulate("p", ins, 1.2);
-  Write("p.ins", std::regex_replace(ins, std::regex("C2 1"), "PART 2\nZN1 1 0 0 0 10.5 0.03\nPART 0\nC2 1"));
+  Write("p.ins", With(ins, "C2 1", "PART 2\nZN1 1 0 0 0 10.5 0.03\nPART 0\nC2 1"));
   ASSERT_EQ(Run("p"), 0) << Said();
   const std::string pdb = Read("p.pdb");
   const Structure model = ModelOf(Read("p.res"));
@@ -278,8 +256,8 @@ TEST_F(RunTest, LaterProgramsAreKnownByTheirRemark) {
   Simulate("r", kEthanol, 1.2);
   for (const auto& [remark, later] :
        {std::pair{"REM R1 = 0.0312 for 200 Fo > 4sig(Fo)", false}, {"REM R1 = 0.031234 for 200 Fo > 4sig(Fo)", true}}) {
-    std::string ins = std::regex_replace(kEthanol, std::regex("FMAP 2"), "RIGU\nFMAP 2");
-    Write("r.ins", std::regex_replace(ins, std::regex("END\n"), std::string(remark) + "\nEND\n"));
+    std::string ins = With(kEthanol, "FMAP 2", "RIGU\nFMAP 2");
+    Write("r.ins", With(ins, "END\n", std::string(remark) + "\nEND\n"));
     for (const char* time : {"first", "second"}) {
       ASSERT_EQ(Run("r"), 0) << Said();
       EXPECT_EQ(Said().find("RIGU holds components across the bonds less tightly") != std::string::npos, later) << time;
@@ -291,7 +269,7 @@ TEST_F(RunTest, LaterProgramsAreKnownByTheirRemark) {
 TEST_F(RunTest, ListsAgreeWithOneAnother) {
   Simulate("l", kEthanol, 1.2);
   const auto line = [&](int code) {
-    Write("l.ins", std::regex_replace(kEthanol, std::regex("FMAP 2"), Printf("FMAP 3\nLIST %d", code)));
+    Write("l.ins", With(kEthanol, "FMAP 2", Printf("FMAP 3\nLIST %d", code)));
     EXPECT_EQ(Run("l"), 0) << Said();
     const std::string fcf = Read("l.fcf");
     const size_t at = 40 * (fcf.find('\n') + 1);
@@ -318,7 +296,7 @@ TEST_F(RunTest, ListsAgreeWithOneAnother) {
   EXPECT_NEAR(std::cos(five[2] * kRadiansPerDegree) * five[1], three[2], 0.02);
   EXPECT_NEAR(two[2], five[2], 0.51);
   // In words, behind a line of its own.
-  Write("l.ins", std::regex_replace(kEthanol, std::regex("FMAP 2"), "FMAP 3\nLIST 1"));
+  Write("l.ins", With(kEthanol, "FMAP 2", "FMAP 3\nLIST 1"));
   EXPECT_EQ(Run("l"), 0) << Said();
   const std::string all = Read("l.fcf");
   const std::string one = all.substr(all.find('\n') + 1);
@@ -344,10 +322,7 @@ TEST_F(RunTest, RealDataGiveTheRecordedFigures) {
   for (const auto& entry : fs::directory_iterator(fs::path(data) / "pairs")) {
     if (entry.path().extension() != ".res") continue;
     const std::string name = entry.path().stem().string();
-    std::ifstream in(entry.path(), std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    const std::string res = text.str();
+    const std::string res = ReadWholeFile(entry.path().string()).content;
     // The last figures before END are those of the refinement; a wR2 is not always recorded.
     std::smatch figures;
     ASSERT_TRUE(std::regex_search(
@@ -358,7 +333,7 @@ TEST_F(RunTest, RealDataGiveTheRecordedFigures) {
     const bool haveW = std::regex_search(res, wr2, std::regex("REM wR2 = +([0-9.]+), GooF"));
     std::smatch count;
     ASSERT_TRUE(std::regex_search(res, count, std::regex("REM +([0-9]+) parameters refined"))) << name;
-    Write(name + ".ins", std::regex_replace(res, std::regex("\n(L.S.) +[0-9]+"), "\nL.S. 12"));
+    Write(name + ".ins", With(res, "\n(L.S.) +[0-9]+", "\nL.S. 12"));
     fs::copy_file(fs::path(data) / "pairs" / (name + ".hkl"), Path(name + ".hkl"),
                   fs::copy_options::overwrite_existing);
     ASSERT_EQ(Run(name), 0) << Said();

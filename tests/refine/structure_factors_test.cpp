@@ -149,9 +149,7 @@ void ExpectProductOfRows(const Structure& s, const Observations& o, const Parame
 
 TEST(Derivatives, AgreeWithNumericalDifferences) {
   for (const char* name : {"P 1 21/c 1", "P 21 21 21", "R -3"}) {
-    const auto group = std::find_if(GroupCases().begin(), GroupCases().end(),
-                                    [&](const GroupCase& g) { return g.name == std::string(name); });
-    Structure s = MakeCrystal(*group, 77);
+    Structure s = MakeCrystal(GroupNamed(name), 77);
     s.extinction = 0.3;
     s.solventScale = 0.2;
     s.hasAnisotropicScale = true;

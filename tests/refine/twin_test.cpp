@@ -1,6 +1,5 @@
 #include <cmath>
 #include <gtest/gtest.h>
-#include <regex>
 
 #include "run_fixture.h"
 
@@ -25,8 +24,8 @@ std::string Perturbed(std::string ins) {
                                  {"0.71 0.18", "0.704 0.183"},
                                  {"0.83 0.55", "0.836 0.546"},
                                  {"0.72 0.55 11 0.035", "0.715 0.55 11 0.05"}})
-    ins = std::regex_replace(ins, std::regex(from), to);
-  return std::regex_replace(ins, std::regex("FVAR 0.6"), "FVAR 0.75");
+    ins = With(ins, from, to);
+  return With(ins, "FVAR 0.6", "FVAR 0.75");
 }
 
 class TwinTest : public RunTest {
@@ -49,13 +48,6 @@ class TwinTest : public RunTest {
   }
   double Scaled(double intensity) const { return truth_.scale * truth_.scale * intensity; }
   std::vector<Miller> Sphere(double resolution) { return SimulateData(truth_, resolution).indices[0]; }
-
-  Document ResultOf(const std::string& name) {
-    RecordingMessages messages;
-    Document result;
-    EXPECT_TRUE(ReadInstructionText(result, Read(name + ".res"), messages));
-    return result;
-  }
 
   void ExpectRefined(const std::string& name, const std::vector<double>& fractions) {
     ASSERT_EQ(Run(name), 0) << Said();
@@ -191,7 +183,7 @@ TEST_F(TwinTest, LinesOfPowderDataAreSumsByMultiplicity) {
 
 // An isotropic model and intensities that fall off more along one axis: the tensor of the group's symmetry takes it.
 TEST_F(TwinTest, AnOverallAnisotropicScaleIsFound) {
-  truth_ = ModelOf(std::regex_replace(Text(""), std::regex("0.03 0.025 0.04 0.002 0.004 -0.003"), "0.03"));
+  truth_ = ModelOf(With(Text(""), "0.03 0.025 0.04 0.002 0.004 -0.003", "0.03"));
   const auto& edges = truth_.metric.reciprocalEdges;
   std::string data;
   for (const Miller& h : Sphere(0.9)) {
@@ -201,7 +193,7 @@ TEST_F(TwinTest, AnOverallAnisotropicScaleIsFound) {
   }
   Write("a.hkl", data);
   const auto ins = [&](const char* more) {
-    return std::regex_replace(Perturbed(Text(more)), std::regex("0.03 0.025 0.04 0.002 0.004 -0.003"), "0.03");
+    return With(Perturbed(Text(more)), "0.03 0.025 0.04 0.002 0.004 -0.003", "0.03");
   };
   Write("a.ins", ins(""));
   ASSERT_EQ(Run("a"), 0) << Said();
