@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/mat3.h"
 #include "crystal/cell_metric.h"
 
 #include "render_helpers.h"
@@ -35,10 +36,10 @@ TEST(BestView, FacesThePlaneWithTheLongestAxisAcross) {
   EXPECT_GT(high.x, 0.6);
   EXPECT_LT(high.x, 1.0);
   // A proper rotation: what is left handed stays so.
-  const Matrix4& m = scene.view.modelview;
-  EXPECT_NEAR(m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) - m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
-                  m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]),
-              1.0, 1e-9);
+  Mat3 turn;
+  for (int i = 0; i < 3; ++i)
+    for (size_t j = 0; j < 3; ++j) turn[i][j] = scene.view.modelview[static_cast<size_t>(i)][j];
+  EXPECT_NEAR(Determinant(turn), 1.0, 1e-9);
 }
 
 TEST(BestView, TheFrameHoldsWhatIsDrawnAndTheCell) {

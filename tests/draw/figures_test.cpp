@@ -1,13 +1,13 @@
 #include <array>
 #include <gtest/gtest.h>
 #include <limits>
-#include <png.h>
 
 #include "draw/canvas/pdf_canvas.h"
 #include "draw/canvas/png_strips.h"
 #include "draw/canvas/png_writer.h"
 #include "draw/canvas/scanline_canvas.h"
 
+#include "png_reading.h"
 #include "render_helpers.h"
 
 namespace marvik::test {
@@ -126,18 +126,9 @@ TEST(PngStrips, TransparencyGivesBackWhatStandsOnWhite) {
   Scene scene(kBallAndStick);
   AddModel(scene);
   scene.options.whiteBackground = true;
-  const std::string bytes = Strips(scene, 300, true);
-  const std::string white = Strips(scene, 300, false);
-  std::array<std::vector<uint8_t>, 2> pixels;
-  for (size_t i = 0; i < 2; ++i) {
-    png_image reader{};
-    reader.version = PNG_IMAGE_VERSION;
-    const std::string& file = i == 0 ? bytes : white;
-    ASSERT_TRUE(png_image_begin_read_from_memory(&reader, file.data(), file.size()));
-    reader.format = PNG_FORMAT_RGBA;
-    pixels[i].resize(PNG_IMAGE_SIZE(reader));
-    ASSERT_TRUE(png_image_finish_read(&reader, nullptr, pixels[i].data(), 0, nullptr));
-  }
+  const std::array pixels{DecodePng(Strips(scene, 300, true)).pixels, DecodePng(Strips(scene, 300, false)).pixels};
+  ASSERT_EQ(pixels[0].size(), 300u * 300u * 4u);
+  ASSERT_EQ(pixels[1].size(), pixels[0].size());
   EXPECT_EQ(pixels[0][3], 0) << "the corner is empty";
   int partly = 0;
   for (size_t i = 0; i < pixels[0].size(); i += 4) {

@@ -3,26 +3,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <gtest/gtest.h>
-#include <png.h>
 
 #include "base/files.h"
 
+#include "png_reading.h"
+
 namespace marvik {
 namespace {
-
-// The pixels of PNG bytes as red, green, blue, alpha; empty when they cannot be read.
-std::vector<uint8_t> Decoded(const std::string& bytes, int& width, int& height, bool& alpha) {
-  png_image reader{};
-  reader.version = PNG_IMAGE_VERSION;
-  if (!png_image_begin_read_from_memory(&reader, bytes.data(), bytes.size())) return {};
-  alpha = (reader.format & PNG_FORMAT_FLAG_ALPHA) != 0;
-  reader.format = PNG_FORMAT_RGBA;
-  width = static_cast<int>(reader.width);
-  height = static_cast<int>(reader.height);
-  std::vector<uint8_t> pixels(PNG_IMAGE_SIZE(reader));
-  if (!png_image_finish_read(&reader, nullptr, pixels.data(), 0, nullptr)) return {};
-  return pixels;
-}
 
 Image TestImage(int width, int height) {
   Image image(width, height);
@@ -38,10 +25,7 @@ TEST(PngWriter, PixelsComeBack) {
       const Image image = TestImage(w, h);
       const auto bytes = EncodePng(image, {0.0, alpha});
       ASSERT_TRUE(bytes);
-      int width = 0;
-      int height = 0;
-      bool hasAlpha = !alpha;
-      const auto pixels = Decoded(*bytes, width, height, hasAlpha);
+      const auto [width, height, hasAlpha, pixels] = test::DecodePng(*bytes);
       ASSERT_EQ(width, w);
       ASSERT_EQ(height, h);
       EXPECT_EQ(hasAlpha, alpha);

@@ -17,6 +17,7 @@ constexpr Pen kThin{kWhite, 1.0};
 constexpr Pen kNone{kWhite, 0.0};
 constexpr ScanlineOptions kPlain{false, 0};
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // A canvas in the middle of a larger buffer, whose frame must stay as it was.
 class Framed {
@@ -32,13 +33,13 @@ class Framed {
   uint32_t At(int x, int y) const { return buffer_[static_cast<size_t>((y + kFrame) * Stride() + x + kFrame)]; }
   bool IsLit(int x, int y) const { return At(x, y) != PixelOf({}); }
   int Light(int x, int y) const { return ColourOf(At(x, y)).g; }
-  int LitCount() const {
-    int count = 0;
-    for (int y = 0; y < height_; ++y) {
-      for (int x = 0; x < width_; ++x) count += IsLit(x, y);
-    }
-    return count;
+  std::vector<std::pair<int, int>> Lit() const {
+    std::vector<std::pair<int, int>> lit;
+    for (int i = 0; i < width_ * height_; ++i)
+      if (IsLit(i % width_, i / width_)) lit.emplace_back(i % width_, i / width_);
+    return lit;
   }
+  int LitCount() const { return static_cast<int>(Lit().size()); }
   bool FrameIsWhole() const {
     for (int y = -kFrame; y < height_ + kFrame; ++y) {
       for (int x = -kFrame; x < width_ + kFrame; ++x) {
@@ -141,10 +142,8 @@ TEST(ScanlineCanvas, ThinLinesTakeTheNearestPixels) {
     const int dy = std::abs(piece.y2 - piece.y1);
     EXPECT_EQ(there.LitCount(), std::max(dx, dy) + 1);
     EXPECT_TRUE(there.IsLit(piece.x1, piece.y1) && there.IsLit(piece.x2, piece.y2));
-    for (int i = 0; i < 60 * 60; ++i) {
-      if (!there.IsLit(i % 60, i / 60)) continue;
-      const double off =
-          std::abs((i % 60 - piece.x1) * (piece.y2 - piece.y1) - (i / 60 - piece.y1) * (piece.x2 - piece.x1));
+    for (const auto& [x, y] : there.Lit()) {
+      const double off = std::abs((x - piece.x1) * (piece.y2 - piece.y1) - (y - piece.y1) * (piece.x2 - piece.x1));
       EXPECT_LE(off, 0.5 * std::max(dx, dy) + 1e-9);
     }
   }
@@ -176,27 +175,15 @@ TEST(ScanlineCanvas, CutLinesKeepTheirPixels) {
   }
 }
 
-TEST(ScanlineCanvas, ThinLinesInWords) {
-  Framed f(12, 7);
-  const LinePiece pieces[] = {{0, 0, 11, 0}, {0, 2, 0, 6}, {2, 2, 6, 4}, {9, 5, 9, 5}};
-  f.canvas.Lines({pieces, 4}, kThin);
-  const LinePiece broken{0, 6, 11, 6};
-  f.canvas.Lines({&broken, 1}, {kWhite, 1.0, LineStyle::Dashed});
-  EXPECT_EQ(f.Picture(),
-            "############\n"
-            "............\n"
-            "#.#.........\n"
-            "#..##.......\n"
-            "#....##.....\n"
-            "#........#..\n"
-            "####...####.\n");
-  Framed dotted(12, 1);
-  dotted.canvas.Line({0, 0}, {11, 0}, {kWhite, 0.5, LineStyle::Dotted});
-  EXPECT_EQ(dotted.Picture(), "#..#..#..#..\n");
-  Framed nothing(12, 1);
-  nothing.canvas.Line({0, 0}, {11, 0}, kNone);
-  nothing.canvas.Line({0, 0}, {11, 0}, {kWhite, kNan});
-  EXPECT_EQ(nothing.LitCount(), 0);
+TEST(ScanlineCanvas, ThinLinesMayBeBroken) {
+  const auto drawn = [](const Pen& pen) {
+    Framed f(12, 1);
+    f.canvas.Line({0, 0}, {11, 0}, pen);
+    return f.Picture();
+  };
+  EXPECT_EQ(drawn({kWhite, 1.0, LineStyle::Dashed}), "####...####.\n");
+  EXPECT_EQ(drawn({kWhite, 0.5, LineStyle::Dotted}), "#..#..#..#..\n");
+  for (const double nothing : {0.0, kNan}) EXPECT_EQ(drawn({kWhite, nothing}), "............\n");
 }
 
 TEST(ScanlineCanvas, SmoothThinLinesShareTheirLight) {
@@ -403,28 +390,20 @@ TEST(ScanlineCanvas, TextStandsOnItsPoint) {
   EXPECT_GT(size.x, 8.0);
   EXPECT_GT(size.y, 10.0);
   f.canvas.Text({10, 30}, TextAnchor::BottomLeft, "H1", kWhite);
-  for (int y = 0; y < 40; ++y) {
-    for (int x = 0; x < 60; ++x) {
-      if (!f.IsLit(x, y)) continue;
-      EXPECT_GE(x, 9);
-      EXPECT_LE(x, 11 + size.x);
-      EXPECT_GE(y, 29 - size.y);
-      EXPECT_LE(y, 31 - font.Descent());
-    }
+  for (const auto& [x, y] : f.Lit()) {
+    EXPECT_GE(x, 9);
+    EXPECT_LE(x, 11 + size.x);
+    EXPECT_GE(y, 29 - size.y);
+    EXPECT_LE(y, 31 - font.Descent());
   }
   EXPECT_GT(f.LitCount(), 20);
 
   // Centred text is as far from one side as from the other.
   Framed centred(61, 41, {}, &font);
   centred.canvas.Text({30, 20}, TextAnchor::Centre, "HHH", kWhite);
-  int first = 61;
-  int last = -1;
-  for (int i = 0; i < 61 * 41; ++i) {
-    if (!centred.IsLit(i % 61, i / 61)) continue;
-    first = std::min(first, i % 61);
-    last = std::max(last, i % 61);
-  }
-  EXPECT_NEAR(first + last, 60, 2);
+  const auto lit = centred.Lit();
+  const auto [first, last] = std::ranges::minmax_element(lit);
+  EXPECT_NEAR(first->first + last->first, 60, 2);
 
   Framed cut(30, 12, {}, &font);
   for (const double x : {-7.0, 25.0, 1e9, -1e9, kNan}) {
@@ -437,19 +416,8 @@ TEST(ScanlineCanvas, TextStandsOnItsPoint) {
 // Coordinates that a wild structure or a broken one may give.
 TEST(ScanlineCanvas, NothingIsDrawnOutsideWhateverTheCall) {
   std::mt19937 random(5);
-  const double wild[] = {0,      1,
-                         -1,     0.5,
-                         17.3,   40,
-                         -32768, 32767,
-                         65536,  1e5,
-                         -1e6,   9e6,
-                         1.2e7,  -1e9,
-                         1e300,  kNan,
-                         -0.0,   1e-9,
-                         20,     30,
-                         12,     25,
-                         8,      33,
-                         -1e300, std::numeric_limits<double>::infinity()};
+  const double wild[] = {0,      1,     -1,    8,   12,   20,  25,    30,   33,   40,    0.5,    -0.0, 17.3,
+                         -32768, 32767, 65536, 1e5, -1e6, 9e6, 1.2e7, -1e9, 1e-9, 1e300, -1e300, kNan, kInfinity};
   const auto pick = [&](size_t count) { return random() % count; };
   const auto value = [&] { return wild[pick(std::size(wild))] + static_cast<double>(pick(100)) / 10.0; };
   const auto point = [&] { return CanvasPoint{value(), value()}; };
@@ -465,22 +433,18 @@ TEST(ScanlineCanvas, NothingIsDrawnOutsideWhateverTheCall) {
       const auto coordinate = [&] { return static_cast<int16_t>(pick(4) == 0 ? random() : pick(60)); };
       const LinePiece piece{coordinate(), coordinate(), coordinate(), coordinate()};
       const Disc discs[] = {{point(), value(), colour}, {{0, 0}, static_cast<double>(pick(20)), colour}};
+      const std::span<const LinePiece> pieces(&piece, 1);
+      const std::span<const CanvasPoint> some(points.data(), pick(6));
+      const std::span<const Disc> disc(discs + pick(2), 1);
+      const CanvasPoint at = pick(2) ? point() : CanvasPoint{12, 9};
       const std::function<void()> calls[] = {
-          [&] {
-            f.canvas.Lines({&piece, 1}, pen);
-          },
+          [&] { f.canvas.Lines(pieces, pen); },
           [&] { f.canvas.Line(point(), point(), pen); },
           [&] { f.canvas.FillEllipse(shape, colour, pen); },
           [&] { f.canvas.Arc(shape, value(), value(), pen); },
-          [&] {
-            f.canvas.Polygon({points.data(), pick(6)}, colour, pen);
-          },
-          [&] {
-            f.canvas.Polyline({points.data(), pick(6)}, pen);
-          },
-          [&] {
-            f.canvas.DiscStack(pick(2) ? point() : CanvasPoint{12, 9}, {discs + pick(2), 1});
-          },
+          [&] { f.canvas.Polygon(some, colour, pen); },
+          [&] { f.canvas.Polyline(some, pen); },
+          [&] { f.canvas.DiscStack(at, disc); },
           [&] { f.canvas.Text(point(), TextAnchor::Centre, "C\xc3\x85 1", colour); }};
       calls[pick(8)]();
       ASSERT_TRUE(f.FrameIsWhole()) << n;
