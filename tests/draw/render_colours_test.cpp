@@ -4,14 +4,6 @@
 #include "draw/canvas/colours.h"
 
 namespace marvik {
-
-void PrintTo(const Rgb& c, std::ostream* out) {
-  *out << static_cast<int>(c.r) << ' ' << static_cast<int>(c.g) << ' ' << static_cast<int>(c.b);
-}
-void PrintTo(const Hls& c, std::ostream* out) {
-  *out << "h " << c.hue << " l " << c.lightness << " s " << c.saturation;
-}
-
 namespace {
 
 TEST(RenderColours, HueLightnessSaturation) {

@@ -77,6 +77,18 @@ TEST(Polyhedra, LetThroughWhatIsBehindThem) {
   EXPECT_EQ(ColourOf(image.At(0, 0)).r, 255);
 }
 
+// Edges that lie flat have arms of 7 % of the side, however long they are; one toward the viewer has only its letter.
+TEST(Corners, ATripodHasArmsWhereTheyAreSeen) {
+  Scene scene;
+  scene.document.cell = {5.0, 20.0, 9.0, 90.0, 90.0, 60.0};
+  ASSERT_TRUE(BuildOrthogonalisation(scene.document.cell, scene.document.matrix));
+  scene.options.figure.tripod = true;
+  EXPECT_EQ(Only(scene.Draw(), "line"),
+            "line 66.81 533.19 30.558 554.12 #ff3737 w1.2\nline 66.81 533.19 66.81 575.05 #00c800 w1.2\n"
+            "line 66.81 533.19 66.81 533.19 #6161ff w1.2\n");
+  EXPECT_EQ(scene.canvas.Count("text"), 3);
+}
+
 TEST(Corners, TheBarIsAsLongAsItSays) {
   Scene scene;
   scene.Add("C1", 0, 0, 0);

@@ -150,18 +150,8 @@ TEST(RenderScene, OnlyWhatReachesIntoThePictureIsDrawn) {
   }
 }
 
-TEST(RenderScene, CellBox) {
-  Scene scene(kBallAndStick);
-  scene.options.showCell = true;
-  scene.Add("N1", 0, 0, 0);
-  const std::string drawn = scene.Draw();
-  for (const char* letter : {"o", "a", "b", "c"})
-    EXPECT_NE(drawn.find(std::string(" left #ffffff ") + letter + "\n"), std::string::npos) << letter;
-  // The corner (1, 0, 0) of the cell of 10 Å lies at (10, 0, 0): 272 pixels to the left of the middle.
-  scene.options.mode = kWireFrame;
-  EXPECT_NE(scene.Draw().find("line 300 299 28 299 #ff3737 w1\n"), std::string::npos);
-  EXPECT_EQ(scene.canvas.Count("line"), 12);
-  // In the scene the part of the edge c behind the ball comes before it, the part in front after it.
+// The part of the edge c behind the ball comes before it, the part in front after it.
+TEST(RenderScene, TheCellStandsAmongTheBodies) {
   Scene deep(kBallAndStick);
   deep.options.showCell = true;
   AddAtomAt(deep.document, "N1", deep.document.matrix * Fractional{0, 0, 0.5});

@@ -1,17 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "crystal/cell_metric.h"
-
 #include "render_helpers.h"
 
 namespace marvik::test {
 namespace {
-
-int Times(const std::string& text, std::string_view what) {
-  int times = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++times;
-  return times;
-}
 
 TEST(RenderWire, HalfBondsTakeTheColoursOfTheirAtoms) {
   Scene scene;
@@ -49,12 +41,6 @@ TEST(RenderWire, OutsideTheDepthSlabIsDimNotGone) {
             "piece 566 568 572 568 #656565 w1\n"
             "piece 569 565 569 571 #656565 w1\n"
             "piece 300 299 315 299 #a9a9a9 w1\n");
-  scene.view.depthNear = scene.view.depthFar = 0.0;
-  scene.options.showCell = true;
-  // Of the cell's edges two grey ones lie in the plane of depth 0 with the axes a and b.
-  const std::string cell = Only(scene.Draw(), "line");
-  for (const auto& [colour, times] : {std::pair{"#00c800", 1}, std::pair{"#aaaaaa", 2}, std::pair{"#666666", 7}})
-    EXPECT_EQ(Times(cell, colour), times) << colour;
 }
 
 TEST(RenderWire, MarksForWhatHasNoLine) {
@@ -138,31 +124,6 @@ TEST(RenderWire, ExactPositionsForVectorFigures) {
   scene.Add("C2", -1.1, 0, 0);
   Connect(scene.document, scene.messages);
   EXPECT_EQ(Only(scene.Draw(), "line"), "line 300 299 329.92 299 #a9a9a9 w1\n");
-}
-
-TEST(RenderWire, MarksOfAFigureStandAtItsEdges) {
-  Scene scene;
-  scene.Add("C1", 0, 0, 0);
-  scene.document.cell = {5.0, 20.0, 9.0, 90.0, 90.0, 60.0};
-  ASSERT_TRUE(BuildOrthogonalisation(scene.document.cell, scene.document.matrix));
-  scene.options.figure.tripod = scene.options.figure.scaleBar = scene.options.figure.legend = true;
-  const std::string drawn = scene.Draw();
-  // Edges that lie flat have arms of 7 % of the side, however long they are; one toward the viewer has only its letter.
-  EXPECT_EQ(drawn.substr(drawn.find("begin corners")),
-            "begin corners\n"
-            "line 66.81 533.19 30.558 554.12 #ff3737 w1.2\n"
-            "polygon 30.558 554.12, 36.922 546.724, 40.145 552.307 #ff3737 outline #ff3737 w0.5\n"
-            "text 26.228 556.62 centre #ffffff a\n"
-            "line 66.81 533.19 66.81 575.05 #00c800 w1.2\n"
-            "polygon 66.81 575.05, 63.587 565.841, 70.033 565.841 #00c800 outline #00c800 w0.5\n"
-            "text 66.81 580.05 centre #ffffff b\n"
-            "line 66.81 533.19 66.81 533.19 #6161ff w1.2\n"
-            "text 61.81 538.19 centre #ffffff c\n"
-            "polyline 530.686 582.05, 530.686 585.05, 585.05 585.05, 585.05 582.05 #ffffff w1\n"
-            "text 557.868 577.05 centre #ffffff 2 \xC3\x85\n"
-            "ellipse 18.4 18.4 p 3.45 0 q 0 3.45 #a9a9a9 outline #ffffff w1\n"
-            "text 25.3 23.4 left #ffffff C\n"
-            "end\n");
 }
 
 }  // namespace
