@@ -1,9 +1,7 @@
 #include "check/cif/check_cif.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <set>
 
@@ -11,6 +9,7 @@
 #include "files/cif/cif_text.h"
 
 #include "cif_cases.h"
+#include "support/test_files.h"
 
 namespace marvik::test {
 
@@ -141,12 +140,11 @@ TEST(CheckCif, WhatTheListLeavesOpenIsNotJudged) {
 
 // Whatever is cut off, and blocks of every kind, are looked at without harm; a hundred atoms take at most 30 ms.
 TEST(CheckCif, CostOfRealFiles) {
-  const char* folder = std::getenv("MARVIK_REAL_DATA");
-  if (!folder) GTEST_SKIP();
+  if (RealDataFolder().empty()) GTEST_SKIP();
   double seconds = 0.0;
   double atoms = 0.0;
-  for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(folder) / "cif")) {
-    const std::string text = ReadWholeFile(entry.path().string()).content;
+  for (const std::string& path : FilesBelow(RealDataFolder() + "cif", {"cif"})) {
+    const std::string text = ReadWholeFile(path).content;
     const std::clock_t start = std::clock();
     CheckCif(text);
     seconds += static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;

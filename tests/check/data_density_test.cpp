@@ -8,6 +8,8 @@
 #include "check/data_session.h"
 #include "files/res/reader.h"
 
+#include "support/test_files.h"
+
 namespace marvik {
 namespace {
 
@@ -43,7 +45,7 @@ double Apart(const Session& s, const Fractional& a, const Fractional& b) {
 // By the list and by the map that is drawn, whose grid is another one. The zinc of the second has an imaginary part
 // that no map of a centrosymmetric structure may show.
 TEST(DataDensity, HasThePeaksOfTheRefinement) {
-  const std::string folder = EnvironmentValue("MARVIK_REAL_DATA").value_or("") + "/pairs/";
+  const std::string folder = test::RealDataFolder() + "pairs/";
   for (const char* name : {"centred_r", "disorder_4fv", "rigu_945", "small_46", "salt_p212121", "urea_p421m"}) {
     Session s;
     Document result;

@@ -1,18 +1,17 @@
 #include "check/lint/lint.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <set>
 
 #include "base/files.h"
 
+#include "support/structures.h"
+#include "support/test_files.h"
+
 namespace marvik::test {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 // A small correct file: a molecule on a general place, a water on a twofold axis, a disordered group.
 const std::string& Correct() {
@@ -182,21 +181,17 @@ TEST(Lint, SaysWhereAndRepairs) {
 
 TEST(Lint, ExamplesAreCorrect) {
   size_t files = 0;
-  for (const auto& entry : fs::directory_iterator(MARVIK_EXAMPLES)) {
-    if (entry.path().extension() != ".res") continue;
+  for (const std::string& path : ExampleFiles()) {
     ++files;
-    EXPECT_EQ(FindingsAsText(LintInstructionText(ReadWholeFile(entry.path().string()).content)), "") << entry.path();
+    EXPECT_EQ(FindingsAsText(LintInstructionText(ReadWholeFile(path).content)), "") << path;
   }
   EXPECT_GT(files, 5u);
 }
 
 TEST(Lint, RealFilesHaveAtMostOneFindingInTheMedian) {
-  const char* folder = std::getenv("MARVIK_REAL_DATA");
-  if (!folder) GTEST_SKIP();
+  if (RealDataFolder().empty()) GTEST_SKIP();
   std::vector<size_t> counts;
-  for (const auto& entry : fs::directory_iterator(fs::path(folder) / "res")) {
-    const std::string path = entry.path().string();
-    if (LowerExtensionOf(path) != "res" && LowerExtensionOf(path) != "ins") continue;
+  for (const std::string& path : FilesBelow(RealDataFolder() + "res", {"res", "ins"})) {
     const std::string text = ReadWholeFile(path).content;
     counts.push_back(LintInstructionText(text, DirectoryOf(path)).size());
     for (size_t cut = 1; cut < text.size(); cut += text.size() / 5 + 1) LintInstructionText(text.substr(0, cut));

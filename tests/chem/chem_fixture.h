@@ -48,7 +48,4 @@ class ChemTest : public testing::Test {
   RecordingMessages messages;
 };
 
-// The instruction files under $MARVIK_REAL_DATA, none when that is not set.
-std::vector<std::string> RealFiles();
-
 }  // namespace marvik::test

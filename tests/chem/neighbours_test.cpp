@@ -1,12 +1,9 @@
 #include "chem/bonds/neighbours.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 #include <random>
 #include <set>
 
-#include "base/files.h"
 #include "base/numbers.h"
 #include "chem/geometry/structure_geometry.h"
 #include "crystal/symmetry.h"
@@ -15,19 +12,6 @@
 #include "chem_fixture.h"
 
 namespace marvik::test {
-
-std::vector<std::string> RealFiles() {
-  std::vector<std::string> files;
-  const char* folder = std::getenv("MARVIK_REAL_DATA");
-  if (!folder) return files;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, error)) {
-    const std::string extension = LowerExtensionOf(entry.path().string());
-    if (extension == "res" || extension == "ins") files.push_back(entry.path().string());
-  }
-  std::sort(files.begin(), files.end());
-  return files;
-}
 
 namespace {
 

@@ -1,13 +1,14 @@
 #include "model/element_table.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
 #include <string>
 #include <tuple>
 
 #include "base/files.h"
+
+#include "support/test_files.h"
 
 namespace marvik {
 namespace {
@@ -52,19 +53,13 @@ TEST(ElementFromLabel, TakesUpToTwoLetters) {
 
 class ElementFile : public testing::Test {
  protected:
-  void SetUp() override {
-    path_ = (std::filesystem::temp_directory_path() / ("marvik_sfac_" + std::to_string(getpid()))).string() + "/";
-    std::filesystem::create_directory(path_);
-  }
-  void TearDown() override {
-    unsetenv(kPackageVariable);
-    std::filesystem::remove_all(path_);
-  }
+  void TearDown() override { unsetenv(kPackageVariable); }
   bool Read(ElementTable& table, const std::string& content) {
     EXPECT_EQ(WriteFileAtomically(path_ + "sfac.tab", content), 0);
     return ReadElementFile(table, path_ + "sfac.tab");
   }
-  std::string path_;
+  const test::ScratchFolder folder_;
+  const std::string& path_ = folder_.path;
 };
 
 TEST_F(ElementFile, IsWrittenLineByLineAndReadBack) {

@@ -1,5 +1,4 @@
 #include <cmath>
-#include <cstdlib>
 #include <map>
 #include <regex>
 #include <set>
@@ -17,10 +16,6 @@
 
 namespace marvik {
 namespace {
-
-const char* RealData() {
-  return std::getenv("MARVIK_REAL_DATA");
-}
 
 // A row of the table of core items.
 struct CoreItem {
@@ -43,7 +38,7 @@ std::string Lower(std::string text) {
 
 std::map<std::string, CoreItem> CoreItems() {
   std::map<std::string, CoreItem> items;
-  std::istringstream table(ReadWholeFile(std::string(RealData()) + "/dictionaries/cif_core_items.tsv").content);
+  std::istringstream table(ReadWholeFile(test::RealDataFolder() + "dictionaries/cif_core_items.tsv").content);
   for (std::string line; std::getline(table, line);) {
     std::vector<std::string> columns = Split(line, '\t');
     columns.resize(6);
@@ -75,7 +70,7 @@ std::string Fault(const CoreItem& item, std::string_view value) {
 class CifTest : public RunTest {
  protected:
   void RunPair(const std::string& name) {
-    const std::string pairs = std::string(RealData()) + "/pairs/";
+    const std::string pairs = test::RealDataFolder() + "pairs/";
     fs::copy_file(pairs + name + ".hkl", Path(name + ".hkl"));
     // The model is the refined one: a cycle gives the figures.
     Write(name + ".ins", With(ReadWholeFile(pairs + name + ".res").content, "\nL\\.S\\.[^\n]*", "\nL.S. 1"));
@@ -89,7 +84,7 @@ class CifTest : public RunTest {
   }
   std::string Item(const std::string& name) const { return std::string(FindColumn(block_, {name})[0]); }
   std::string PublishedItem(const std::string& name, const std::string& item) const {
-    const std::string text = ReadWholeFile(std::string(RealData()) + "/pairs/" + name + ".published.cif").content;
+    const std::string text = ReadWholeFile(test::RealDataFolder() + "pairs/" + name + ".published.cif").content;
     CifReader reader(text, {"_"});
     CifBlock block;
     EXPECT_TRUE(reader.Next(block));
@@ -101,7 +96,7 @@ class CifTest : public RunTest {
 };
 
 TEST_F(CifTest, WhatIsWrittenIsAmongTheCoreItems) {
-  if (!RealData()) GTEST_SKIP() << "MARVIK_REAL_DATA names no folder";
+  if (test::RealDataFolder().empty()) GTEST_SKIP() << "MARVIK_REAL_DATA names no folder";
   const auto items = CoreItems();
   ASSERT_GT(items.size(), 1000u);
   // Core items of CIF 1.1 whose old names the table lacks, the attached files, and a range that is a wish.
@@ -147,7 +142,7 @@ TEST_F(CifTest, WhatIsWrittenIsAmongTheCoreItems) {
 }
 
 TEST_F(CifTest, SaysWhatWasPublished) {
-  if (!RealData()) GTEST_SKIP() << "MARVIK_REAL_DATA names no folder";
+  if (test::RealDataFolder().empty()) GTEST_SKIP() << "MARVIK_REAL_DATA names no folder";
   const std::string same =
       "_chemical_formula_sum _space_group_crystal_system _space_group_it_number _space_group_name_h-m_alt "
       "_space_group_name_hall _cell_length_a _cell_length_c _cell_angle_beta _cell_volume "

@@ -134,7 +134,8 @@ TEST_F(InclusionTest, TakesInWhatIsRefinedAndLeavesTheRestWhereItIs) {
 TEST_F(InclusionTest, CopiesNoForeignTextFromOtherFolders) {
   const std::string atoms = "FVAR 0.7\nC1 1 0.12 0.22 0.31 11 0.04\n";
   Simulate("a", kHead + atoms + "HKLF 4\nEND\n", 1.3);
-  const std::string elsewhere = testing::TempDir() + "marvik_elsewhere_" + std::to_string(getpid());
+  const test::ScratchFolder other;
+  const std::string elsewhere = other.path + "file";
   ASSERT_EQ(WriteFileAtomically(elsewhere, "root:x:0:0:secret\nISOR 0.1 C1\nAFIX 0\n"), 0);
   ASSERT_EQ(WriteFileAtomically(elsewhere + ".good", "REM ours\nISOR 0.2 C1\nAFIX 0\n"), 0);
   Write("a.ins", std::string(kHead) + "+" + elsewhere + "\n+" + elsewhere + ".good\n" + atoms + "HKLF 4\nEND\n");
@@ -144,7 +145,6 @@ TEST_F(InclusionTest, CopiesNoForeignTextFromOtherFolders) {
   EXPECT_EQ(res.find("secret"), std::string::npos) << res;
   EXPECT_NE(res.find("\n+" + elsewhere + "\n"), std::string::npos) << res;
   EXPECT_NE(res.find("\nISOR 0.2 C1\n"), std::string::npos) << "what the run may change is taken in\n" << res;
-  for (const char* extension : {"", ".good"}) std::remove((elsewhere + extension).c_str());
 }
 
 TEST_F(InclusionTest, EndsWhereFilesIncludeOneAnotherForEver) {

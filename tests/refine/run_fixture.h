@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <regex>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "base/files.h"
@@ -15,6 +14,7 @@
 #include "refine/job/session.h"
 
 #include "models.h"
+#include "support/test_files.h"
 
 namespace marvik {
 
@@ -25,18 +25,10 @@ inline std::string With(const std::string& text, const char* what, const std::st
   return std::regex_replace(text, std::regex(what), by);
 }
 
-// A folder of its own for each test, gone afterwards.
+// Runs of the engine on files in a folder of the test's own.
 class RunTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    folder_ =
-        fs::temp_directory_path() / ("marvik-engine-" + std::string(info->name()) + "-" + std::to_string(::getpid()));
-    fs::create_directories(folder_);
-  }
-  void TearDown() override { fs::remove_all(folder_); }
-
-  std::string Path(const std::string& name) const { return (folder_ / name).string(); }
+  std::string Path(const std::string& name) const { return folder_.path + name; }
   void Write(const std::string& name, const std::string& text) const {
     ASSERT_EQ(WriteFileAtomically(Path(name), text), 0);
   }
@@ -100,7 +92,7 @@ class RunTest : public ::testing::Test {
     Write(name + ".hkl", text + "   0   0   0    0.00    0.00\n");
   }
 
-  fs::path folder_;
+  const test::ScratchFolder folder_;
   std::vector<std::string> lines_;
   Document document_;
   std::mt19937 random_{4};

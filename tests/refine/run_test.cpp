@@ -1,7 +1,6 @@
 #include "refine/job/run.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <numbers>
 
@@ -316,13 +315,11 @@ TEST_F(RunTest, ListsAgreeWithOneAnother) {
 
 // Pairs of refined models and their data, each with the figures of the program that refined it; left out without them.
 TEST_F(RunTest, RealDataGiveTheRecordedFigures) {
-  const char* data = std::getenv("MARVIK_REAL_DATA");
-  if (!data) GTEST_SKIP() << "MARVIK_REAL_DATA names no folder";
+  if (test::RealDataFolder().empty()) GTEST_SKIP() << "MARVIK_REAL_DATA names no folder";
   int pairs = 0;
-  for (const auto& entry : fs::directory_iterator(fs::path(data) / "pairs")) {
-    if (entry.path().extension() != ".res") continue;
-    const std::string name = entry.path().stem().string();
-    const std::string res = ReadWholeFile(entry.path().string()).content;
+  for (const std::string& path : test::FilesBelow(test::RealDataFolder() + "pairs", {"res"})) {
+    const std::string name = fs::path(path).stem().string();
+    const std::string res = ReadWholeFile(path).content;
     // The last figures before END are those of the refinement; a wR2 is not always recorded.
     std::smatch figures;
     ASSERT_TRUE(std::regex_search(
@@ -334,8 +331,7 @@ TEST_F(RunTest, RealDataGiveTheRecordedFigures) {
     std::smatch count;
     ASSERT_TRUE(std::regex_search(res, count, std::regex("REM +([0-9]+) parameters refined"))) << name;
     Write(name + ".ins", With(res, "\n(L.S.) +[0-9]+", "\nL.S. 12"));
-    fs::copy_file(fs::path(data) / "pairs" / (name + ".hkl"), Path(name + ".hkl"),
-                  fs::copy_options::overwrite_existing);
+    fs::copy_file(fs::path(path).replace_extension("hkl"), Path(name + ".hkl"), fs::copy_options::overwrite_existing);
     ASSERT_EQ(Run(name), 0) << Said();
     double value = 0.0;
     ParseNumber(figures[1].str(), value);

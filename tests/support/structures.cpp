@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <set>
 #include <sstream>
 
-#include "base/files.h"
 #include "base/numbers.h"
+
+#include "support/test_files.h"
 
 namespace marvik::test {
 
@@ -116,14 +116,7 @@ std::string FaultsOf(const AtomList& list) {
 }
 
 std::vector<std::string> ExampleFiles() {
-  std::vector<std::string> files;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(MARVIK_EXAMPLES, error)) {
-    const std::string extension = LowerExtensionOf(entry.path().string());
-    if (extension == "res" || extension == "ins") files.push_back(entry.path().string());
-  }
-  std::sort(files.begin(), files.end());
-  return files;
+  return FilesBelow(MARVIK_EXAMPLES, {"res", "ins"});
 }
 
 }  // namespace marvik::test

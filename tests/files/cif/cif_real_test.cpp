@@ -6,8 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <gemmi/cif.hpp>
 #include <gemmi/elem.hpp>
 #include <gemmi/numb.hpp>
@@ -16,6 +14,8 @@
 
 #include "files/cif/cif_translation.h"
 #include "files/res/reader.h"
+
+#include "support/test_files.h"
 
 namespace marvik::test {
 namespace {
@@ -165,18 +165,17 @@ void CompareFile(const std::string& text, Counts& counts) {
 }
 
 TEST(RealCifs, AgreeWithAnIndependentReader) {
-  const char* folder = std::getenv("MARVIK_REAL_DATA");
-  if (!folder) GTEST_SKIP() << "MARVIK_REAL_DATA is not set";
+  if (RealDataFolder().empty()) GTEST_SKIP() << "MARVIK_REAL_DATA is not set";
   Counts counts;
   // These break the syntax before or behind what matters here. One is another file with a few words too many, which
   // cost nothing; the others hold no atoms and a cell.
   const std::string kBroken[] = {"2009397-syntax-error.cif", "ciftest5.cif", "dos-ctrl-z.cif", "test.cif",
                                  "cif2-unicode-multiblock.cif"};
   int broken = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(folder) / "cif")) {
-    const std::string name = entry.path().filename().string();
+  for (const std::string& path : FilesBelow(RealDataFolder() + "cif", {"cif"})) {
+    const std::string name = FileNameOf(path);
     SCOPED_TRACE(name);
-    std::string text = ReadWholeFile(entry.path().string()).content;
+    const std::string text = ReadWholeFile(path).content;
     if (std::ranges::find(kBroken, name) != std::end(kBroken)) {
       EXPECT_EQ(TranslateCif(text).has_value(), name == kBroken[0]);
       ++broken;

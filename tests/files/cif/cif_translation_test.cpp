@@ -3,11 +3,9 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <numbers>
 #include <set>
-#include <unistd.h>
 
 #include "base/files.h"
 #include "files/res/reader.h"
@@ -15,6 +13,7 @@
 #include "model/coded_values.h"
 
 #include "support/structures.h"
+#include "support/test_files.h"
 
 namespace marvik::test {
 namespace {
@@ -275,11 +274,9 @@ TEST(CifTranslation, OffersTheResultFileThatTheCifCarries) {
   EXPECT_EQ(carries("\nTITL a\nCELL 1 2 3\nSFAC C\n"), "") << "no result file that can be read";
   EXPECT_EQ(carries("\n TITL a, CELL, SFAC"), "");
 
-  const auto folder = std::filesystem::temp_directory_path() / ("marvik-cif-" + std::to_string(getpid()));
-  std::filesystem::create_directory(folder);
-  const std::string cif = (folder / "x.cif").string();
-  const std::string out = (folder / "x_cif.res").string();
-  std::ofstream(cif) << tables << "_shelx_like\n;\n" << res << ";\n";
+  const ScratchFolder folder;
+  const std::string cif = folder.path + "x.cif", out = folder.path + "x_cif.res";
+  ASSERT_EQ(WriteFileAtomically(cif, tables + "_any_like\n;\n" + res + ";\n"), 0);
   RecordingMessages messages;
   EXPECT_EQ(TranslateCifToRes(cif, out, messages), CifOutcome::Done);
   EXPECT_EQ(ReadWholeFile(out).content, TextOf(tables)) << "unattended the CIF itself";
@@ -292,9 +289,8 @@ TEST(CifTranslation, OffersTheResultFileThatTheCifCarries) {
   EXPECT_EQ(TranslateCifToRes(cif, out, messages), CifOutcome::Done) << "the same content is not asked about";
   EXPECT_EQ(messages.asked.size(), 6u);
   EXPECT_EQ(TranslateCifToRes(cif + "x", out + "x", messages), CifOutcome::Failed);
-  EXPECT_EQ(TranslateCifToRes(cif, (folder / "no/x.res").string(), messages), CifOutcome::Failed);
+  EXPECT_EQ(TranslateCifToRes(cif, folder.path + "no/x.res", messages), CifOutcome::Failed);
   EXPECT_FALSE(std::filesystem::exists(out + "x"));
-  std::filesystem::remove_all(folder);
 }
 
 TEST(CifTranslation, ACifCutOffAnywhereIsReadOrRefused) {

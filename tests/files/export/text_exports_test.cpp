@@ -2,13 +2,14 @@
 
 #include <filesystem>
 #include <map>
-#include <unistd.h>
 
 #include "base/files.h"
 #include "base/numbers.h"
 #include "files/export/conquest_query.h"
 #include "files/export/export_atoms.h"
 #include "files/export/export_fixture.h"
+
+#include "support/test_files.h"
 
 #if __has_include(<gemmi/pdb.hpp>)
 #include <gemmi/pdb.hpp>
@@ -78,9 +79,8 @@ TEST_F(ExportTest, LongLabelsKeepTheColumns) {
 }
 
 TEST_F(ExportTest, APeakOrAnUnwritableTargetLeavesNothing) {
-  const auto folder = std::filesystem::temp_directory_path() / ("marvik-export-" + std::to_string(getpid()));
-  std::filesystem::create_directory(folder);
-  const std::string directory = folder.string() + "/";
+  const ScratchFolder scratch;
+  const std::string& directory = scratch.path;
   const auto exportAll = [&](const std::string& where) {
     return WriteExport(where + "x.pdb", ComposePdb(document, "x.pdb", messages), messages) ||
            WriteExport(where + "x.ct", ComposeConnectionTable(document, messages), messages) ||
@@ -102,8 +102,7 @@ TEST_F(ExportTest, APeakOrAnUnwritableTargetLeavesNothing) {
             "There are still atoms of type Q remaining in this structure, translation cannot continue.");
   Atom("Q1")->Set(kHidden, true);
   EXPECT_TRUE(ComposePdb(document, "x", messages));
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
-  std::filesystem::remove_all(folder);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 1);
 }
 
 TEST_F(ExportTest, ThePdbFileIsRightHandedAndTheOthersItsMirror) {

@@ -1,15 +1,11 @@
-#include <cstdlib>
-#include <filesystem>
-
 #include "base/files.h"
 #include "model/undo.h"
 
 #include "instruction_text.h"
+#include "support/test_files.h"
 
 namespace marvik::test {
 namespace {
-
-namespace fs = std::filesystem;
 
 std::string WithLineEnds(const std::string& plain, const std::string& lineEnd) {
   std::string text;
@@ -42,10 +38,12 @@ struct Opened : ReadDocument {
 }  // namespace
 
 TEST(AsRead, WhatIsNotEditedComesBack) {
+  const std::string standard = Opened(kFile + "no line end").Saved();
   for (const std::string lineEnd : {"\n", "\r\n", "\r"}) {
     for (const std::string mark : {"", "\xEF\xBB\xBF"}) {
       const std::string text = mark + WithLineEnds(kFile, lineEnd) + "no line end";
       EXPECT_EQ(Opened(text).Back(), text);
+      EXPECT_EQ(Opened(text).Saved(), WithLineEnds(standard, lineEnd));
     }
   }
   const std::string odd =
@@ -165,20 +163,17 @@ TEST(AsRead, TwoEntriesOfOneElementKeepTheirFactors) {
 }
 
 TEST(AsRead, RealFilesComeBackByteForByte) {
-  const char* folder = std::getenv("MARVIK_REAL_DATA");
-  if (!folder) GTEST_SKIP() << "MARVIK_REAL_DATA is not set";
+  if (RealDataFolder().empty()) GTEST_SKIP() << "MARVIK_REAL_DATA is not set";
   size_t files = 0;
-  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    const std::string extension = LowerExtensionOf(entry.path().string());
-    if (extension != "res" && extension != "ins") continue;
-    const std::string text = ReadWholeFile(entry.path().string()).content;
+  for (const std::string& path : FilesBelow(RealDataFolder(), {"res", "ins"})) {
+    const std::string text = ReadWholeFile(path).content;
     Document document;
     RecordingMessages messages;
     if (!ReadInstructionText(document, text, messages)) continue;
     ++files;
     std::string back;
     ASSERT_TRUE(ComposeInstructionText(document, back, messages));
-    EXPECT_TRUE(back == text) << entry.path();
+    EXPECT_TRUE(back == text) << path;
   }
   EXPECT_GE(files, 40u);
 }

@@ -1,11 +1,10 @@
 #include <filesystem>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/files.h"
 
 #include "instruction_text.h"
-#include "support/structures.h"
+#include "support/test_files.h"
 
 namespace marvik::test {
 
@@ -14,17 +13,6 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string kCarbon = "C1     1   0.000000  0.000000  0.000000 11.000000  0.050000\n";
-
-std::string FreshFolder() {
-  const fs::path folder = fs::path(testing::TempDir()) / Numbered("marvik_writer_", getpid());
-  fs::remove_all(folder);
-  fs::create_directories(folder);
-  return folder.string() + "/";
-}
-
-void WriteText(const std::string& path, const std::string& text) {
-  ASSERT_EQ(WriteFileAtomically(path, text), 0);
-}
 
 }  // namespace
 
@@ -158,10 +146,11 @@ TEST(Writer, HydrogensOfHfixAndGeneratedAtoms) {
 }
 
 TEST(Writer, ASaveThatFailsLeavesTheOldFileWhole) {
-  const std::string folder = FreshFolder();
+  const ScratchFolder scratch;
+  const std::string& folder = scratch.path;
   ReadDocument r(kHeader + "C1 1 0 0 0\n");
   const std::string path = folder + "old.ins";
-  WriteText(path, "old content");
+  ASSERT_EQ(WriteFileAtomically(path, "old content"), 0);
   const std::string backup = path + ".bak";
   ASSERT_TRUE(WriteInstructionFile(r.document, path, r.messages, backup));
   EXPECT_EQ(r.document.CurrentFile, path);
@@ -187,7 +176,6 @@ TEST(Writer, ASaveThatFailsLeavesTheOldFileWhole) {
   if (access(folder.c_str(), W_OK) != 0) refused(path);
   fs::permissions(folder, fs::perms::owner_all);
   EXPECT_EQ(ReadWholeFile(path).content, saved);
-  fs::remove_all(folder);
 }
 
 }  // namespace marvik::test
