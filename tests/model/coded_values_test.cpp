@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/structures.h"
+
 namespace marvik {
 namespace {
 
@@ -17,13 +19,10 @@ TEST(CodedValues, StandForWhatTheFreeVariablesSay) {
 TEST(CodedValues, DecodeWhatIsCodedAndLeaveTheRest) {
   Document document;
   document.instructions.freeVariables = {0.25f};
-  RecordingMessages messages;
-  AtomRecord* atom = document.atoms.CreateAtom(document.elements, messages);
-  atom->fract = {0.1, 0.2, 0.3};
+  AtomRecord* atom = test::AddAtom(document, "C1", {0.1, 0.2, 0.3});
   atom->u = {-1.2, 0.2, 0.3, 0.4, 0.5, 0.6};
   atom->codedValues = {10.5, 0.0, 20.5, 21.0, 0.0, 21.0, 0.0, 0.0, 0.0, -21.0};
   atom->occupancy = 21.0;
-  document.atoms.LinkAtTail(atom);
   DecodeAtoms(document);
   EXPECT_EQ(atom->fract, (Fractional{0.5, 0.2, 0.125}));
   EXPECT_EQ(atom->u, (std::array<double, 6>{-1.2, 0.25, 0.3, 0.4, 0.5, 0.75}));
@@ -31,16 +30,6 @@ TEST(CodedValues, DecodeWhatIsCodedAndLeaveTheRest) {
   atom->partHasOccupancy = 1;
   atom->partOccupancy = -21.0f;
   EXPECT_EQ(DecodedOccupancy(*atom, document.instructions), 0.75);
-  atom->part = -2, atom->residue = 4, atom->mole = 3;
-  AtomRecord* hydrogen = document.atoms.CreateAtom(document.elements, messages);
-  StandAs(*hydrogen, *atom);
-  EXPECT_EQ(DecodedOccupancy(*hydrogen, document.instructions), 0.75);
-  EXPECT_EQ(hydrogen->occupancy, 21.0);
-  EXPECT_EQ(hydrogen->codedValues[kCodedOccupancy], 21.0);
-  EXPECT_EQ(hydrogen->part, -2);
-  EXPECT_EQ(hydrogen->residue, 4);
-  EXPECT_EQ(hydrogen->mole, 3);
-  EXPECT_EQ(hydrogen->fract, Fractional{});
   for (const double u : {-0.5, -5.0, 0.05, -0.01}) EXPECT_FALSE(IsRidingU(u)) << u;
   for (const double u : {-1.2, -0.51, -4.9}) EXPECT_TRUE(IsRidingU(u)) << u;
 }

@@ -5,23 +5,13 @@
 
 #include "crystal/symmetry.h"
 
+#include "support/structures.h"
+
 namespace marvik {
 namespace {
 
 AtomRecord* Add(Document& document, const std::string& name, double x) {
-  RecordingMessages messages;
-  AtomRecord* atom = document.atoms.CreateAtom(document.elements, messages);
-  atom->name = name;
-  atom->element = &document.elements[ElementTable::ElementFromLabel(name)];
-  atom->fract = {x, 0.0, 0.0};
-  document.atoms.LinkAtTail(atom);
-  return atom;
-}
-
-std::string NamesOf(const Document& document) {
-  std::string names;
-  for (const AtomRecord* atom : Atoms(document.atoms)) names += atom->name + " ";
-  return names;
+  return test::AddAtom(document, name, {x, 0.0, 0.0});
 }
 
 // Runs one change as a command does.
@@ -42,15 +32,15 @@ TEST(Undo, TakesBackAndRepeatsUnderTheCommandsName) {
   ASSERT_TRUE(Edit(history, document, "Rename", [&] { document.atoms.head->name = "C9"; }));
   EXPECT_EQ(history.UndoName(), "Rename");
   ASSERT_TRUE(history.Undo(document));
-  EXPECT_EQ(NamesOf(document), "C1 O1 ");
+  EXPECT_EQ(test::NamesOf(document.atoms), "C1 O1");
   EXPECT_EQ(history.RedoName(), "Rename");
   ASSERT_TRUE(history.Undo(document));
-  EXPECT_EQ(NamesOf(document), "C1 C2 O1 ");
+  EXPECT_EQ(test::NamesOf(document.atoms), "C1 C2 O1");
   EXPECT_EQ(document.atoms.killedHead, nullptr);
   EXPECT_FALSE(history.Undo(document));
   ASSERT_TRUE(history.Redo(document));
   ASSERT_TRUE(history.Redo(document));
-  EXPECT_EQ(NamesOf(document), "C9 O1 ");
+  EXPECT_EQ(test::NamesOf(document.atoms), "C9 O1");
   EXPECT_FALSE(history.Redo(document));
   for (const AtomRecord* atom : Atoms(document.atoms))
     EXPECT_EQ(atom->element, &document.elements[atom->element->atomicNumber]);
@@ -100,6 +90,7 @@ TEST(Undo, SelectionStaysOnTheAtomsThatAreThere) {
   AtomRecord* c1 = Add(document, "C1", 0.1);
   AtomRecord* c2 = Add(document, "C2", 0.2);
   Edit(history, document, "Add", [&] { Add(document, "C3", 0.3); });
+  document.elements[6].colour = PackColour(1, 2, 3);
   document.atoms.selection.Append(document.atoms.tail);
   document.atoms.selection.Append(c2);
   document.atoms.selection.Append(c1);
@@ -108,16 +99,7 @@ TEST(Undo, SelectionStaysOnTheAtomsThatAreThere) {
   EXPECT_EQ(document.atoms.selection[0]->name, "C2");
   EXPECT_EQ(document.atoms.selection[1]->name, "C1");
   EXPECT_TRUE(document.atoms.head->Has(kSelected));
-}
-
-TEST(Undo, ColoursStayAsTheProgramHasThem) {
-  Document document;
-  UndoHistory history;
-  Add(document, "C1", 0.1);
-  Edit(history, document, "Rename", [&] { document.atoms.head->name = "C2"; });
-  document.elements[6].colour = PackColour(1, 2, 3);
-  ASSERT_TRUE(history.Undo(document));
-  EXPECT_EQ(document.atoms.head->element->colour, PackColour(1, 2, 3));
+  EXPECT_EQ(document.atoms.head->element->colour, PackColour(1, 2, 3)) << "colours stay as the program has them";
 }
 
 TEST(Undo, KeepsAHundredStepsOfTwoThousandAtomsAndBoundsItsMemory) {
@@ -170,9 +152,7 @@ TEST(Undo, NoticesAndTakesBackEveryChangeOfWhatIsKept) {
       [](Document& d) { d.atoms.killedHead->name = "N9"; },
       [](Document& d) { d.atoms.displaySubset.Append(d.atoms.head); },
       [](Document& d) { d.atoms.hiddenParts.push_back(2); },
-      [](Document& d) {
-        d.atoms.trailingLines.push_back({KeptPlace::BeforeAtom, "ANIS", -1});
-      },
+      [](Document& d) { d.atoms.trailingLines.emplace_back().text = "ANIS"; },
       [](Document& d) { d.atoms.bindPairs.pairs[0].second = d.atoms.head->next; },
       [](Document& d) { d.atoms.freePairs.pairs.clear(); },
       [](Document& d) { d.atoms.hfix[0].text = "HFIX 33 C1"; },
@@ -181,13 +161,9 @@ TEST(Undo, NoticesAndTakesBackEveryChangeOfWhatIsKept) {
       [](Document& d) { d.cell.gamma = 91.0; },
       [](Document& d) { d.latticeCode = -1; },
       [](Document& d) { d.symmetry = {}, AddSymmetryOperator(d.symmetry, "-x,y,-z", 1, kSymmLineOperator); },
-      [](Document& d) {
-        d.instructions.kept.push_back({KeptPlace::Body, "DAMP 0", -1});
-      },
+      [](Document& d) { d.instructions.kept.emplace_back().text = "DAMP 0"; },
       [](Document& d) { d.settings.Acta = !d.settings.Acta; },
-      [](Document& d) {
-        d.residues.push_back({"ALA", 1, "", "", ""});
-      }};
+      [](Document& d) { d.residues.emplace_back().number = 1; }};
   size_t number = 0;
   for (const Change& change : changes) {
     Document document;
