@@ -35,28 +35,11 @@ TEST(ParseOperator, ReadsEverySpelling) {
 }
 
 TEST(ParseOperator, RefusesWhatIsNone) {
-  const std::string bad[] = {"",
-                             "X,Y",
-                             "X, 1/0+Y, Z",
-                             "x,x,z",
-                             "x,y,0",
-                             "2x,y,z",
-                             "1/2x,y,z",
-                             "x,y,z+1/7",
-                             "x,y,z+0.27",
-                             "x,y,z+",
-                             "x,y,-",
-                             "x,y,z1/2",
-                             "xy,y,z",
-                             "x,--y,z",
-                             "x,y,z+1/",
-                             "x,y,z+0.5.0",
-                             "x,y,w",
-                             "+,/,1/",
-                             "-99999999999999999999999/3,-1e300,Z",
-                             std::string("\0\xff\xfe,\x80-\x81/2", 9),
-                             std::string(3000, '-'),
-                             std::string(3000, '/'),
+  for (const char* text : {"", "X,Y", "x,y,w", "x,x,z", "x,y,0", "x,y,-", "2x,y,z", "xy,y,z", "+,/,1/", "x,y,z+",
+                           "x,--y,z", "1/2x,y,z", "x,y,z1/2", "x,y,z+1/", "x,y,z+1/7", "x,y,z+0.27", "x,y,z+0.5.0",
+                           "X, 1/0+Y, Z", "-99999999999999999999999/3,-1e300,Z"})
+    EXPECT_EQ(Spelled(text), "") << text;
+  const std::string bad[] = {std::string("\0\xff\xfe,\x80-\x81/2", 9), std::string(3000, '-'), std::string(3000, '/'),
                              "X-" + std::string(400, '9') + ",Y,Z"};
   for (const std::string& text : bad) EXPECT_EQ(Spelled(text), "") << text;
 }
@@ -104,16 +87,18 @@ TEST(AddSymmetryOperator, RaisesNegativeTranslationsAndLeavesSumsAlone) {
   EXPECT_EQ(ListOperators(-3, {})[1].Apply({}).x, 2.0 / 3.0);
 }
 
-TEST(SpaceGroup, IsWhatTheListStandsForHoweverItIsWritten) {
+SpaceGroup GroupOf(int lattice, const std::vector<std::string>& texts) {
   std::string problem;
-  const auto whole = MakeSpaceGroup(7, ListOperators(7, {"-X,Y,1/2-Z"}), problem);
+  return MakeSpaceGroup(lattice, ListOperators(lattice, texts), problem).value();
+}
+
+TEST(SpaceGroup, IsWhatTheListStandsForHoweverItIsWritten) {
+  const SpaceGroup whole = GroupOf(7, {"-X,Y,1/2-Z"});
   // The same C2/c, all of it in SYMM lines, one of them twice.
   const std::vector<std::string> lines = {"-X,Y,1/2-Z",        "-X,-Y,-Z",          "X,-Y,1/2+Z",
                                           "1/2+X,1/2+Y,Z",     "1/2-X,1/2+Y,1/2-Z", "1/2-X,1/2-Y,-Z",
                                           "1/2+X,1/2-Y,1/2+Z", "1/2+X,-1/2-Y,1/2+Z"};
-  const auto listed = MakeSpaceGroup(-1, ListOperators(-1, lines), problem);
-  ASSERT_TRUE(whole && listed);
-  for (const auto& group : {*whole, *listed}) {
+  for (const SpaceGroup& group : {whole, GroupOf(-1, lines)}) {
     EXPECT_EQ(group.symbol, "C 1 2/c 1");
     EXPECT_EQ(group.all.size(), 8u);
     EXPECT_EQ(group.centring.size(), 2u);
@@ -122,15 +107,9 @@ TEST(SpaceGroup, IsWhatTheListStandsForHoweverItIsWritten) {
     EXPECT_TRUE(group.IsAbsent({2, 0, 1}));
     EXPECT_FALSE(group.IsAbsent({2, 0, 2}));
   }
-  const auto superstructure = MakeSpaceGroup(-1, ListOperators(-1, {"x+1/5,y,z"}), problem);
-  ASSERT_TRUE(superstructure);
-  EXPECT_EQ(superstructure->centring.size(), 5u);
-  EXPECT_FALSE(MakeSpaceGroup(-1, ListOperators(-1, {"x+y,y,z"}), problem)) << "a shear has no end";
-}
-
-SpaceGroup GroupOf(int lattice, const std::vector<std::string>& texts) {
+  EXPECT_EQ(GroupOf(-1, {"x+1/5,y,z"}).centring.size(), 5u) << "a superstructure";
   std::string problem;
-  return MakeSpaceGroup(lattice, ListOperators(lattice, texts), problem).value();
+  EXPECT_FALSE(MakeSpaceGroup(-1, ListOperators(-1, {"x+y,y,z"}), problem)) << "a shear has no end";
 }
 
 TEST(SpaceGroup, PolarDirectionsAreThoseThatNoOperationTurns) {
