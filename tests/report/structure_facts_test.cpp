@@ -44,7 +44,7 @@ TEST(StructureFacts, AddUpWhatTheCellHolds) {
   EXPECT_EQ(FormulaText({{"O", 4}, {"H", 2}, {"Ca", 1}}), "Ca H2 O4");
   ASSERT_TRUE(ReadInstructionText(document,
                                   "TITL to be solved\nCELL 0.71073 5 6 7 90 90 90\nZERR 2 0 0 0 0 0 0\nLATT -1\n"
-                                  "SFAC C N\nUNIT 8 4\nHKLF 4\nEND\n",
+                                  "SFAC C N\nUNIT 8 4 60 70 80\nHKLF 4\nEND\n",
                                   messages));
   facts.clear();
   for (const StructureFact& fact : StructureFacts(document)) facts[fact.caption] = fact.value;
