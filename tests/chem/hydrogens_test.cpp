@@ -187,7 +187,7 @@ TEST_F(HydrogensTest, SurroundingsWithoutADirectionAreRefused) {
   Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 1.5, 0, 0) + Line("C3", 1, -1.5, 0, 0) + Line("C4", 1, 0, 8, 0));
   for (const int code : {23, 43, 13, 137, 93, 163, 83, 99})
     EXPECT_FALSE(HydrogenBuilder(document, messages).Place(code, Atom("C1")));
-  for (const int code : {23, 43, 13, 137, 147, 163})
+  for (const int code : {23, 43, 13, 137, 147, 163, 53, 203})
     EXPECT_FALSE(HydrogenBuilder(document, messages).Place(code, Atom("C4")));
   EXPECT_EQ(document.atoms.LiveCount(), 4u);
   // Where everything beyond lies in line any torsion will do.
