@@ -376,6 +376,9 @@ TEST(GlPicture, CutSectionAndBandsShowOnLargeEllipsoidsOnly) {
   const Image cut = stage.Picture(200);
   stage.options.settings.cutSection = false;
   EXPECT_GT(Difference(cut, stage.Picture(200)), 0.02);
+  // The half axes are of their own ink, which no light shades.
+  const Rgb ink = InkOn(RgbOf(atom->element->colour));
+  EXPECT_GT(BlobOf(cut, [&](Rgb c) { return c == ink; }).count, 50);
   atom->u = {0.01, 0.01, 0.01, 0, 0, 0};
   const Image whole = stage.Picture(200);
   stage.options.settings.cutSection = true;
