@@ -89,5 +89,14 @@ TEST(Paste, ARiderWithoutItsCarrierRidesNoMore) {
   EXPECT_NE(PasteAtoms(from.document, AtomsAlone(from.document, {}), from.messages), "");
 }
 
+TEST(Paste, WhatStandsBehindTheEndIsAnAtomLikeOthers) {
+  Read from(
+      "TITL b\nCELL 0.71073 7 8 9 80 95 110\nZERR 1 0 0 0 0 0 0\nLATT -1\nSFAC C O\nUNIT 1 1\nFVAR 1\n"
+      "C9 1 0.9 0.9 0.9 11 0.05\nHKLF 4\nQ1 1 0.4 0.4 0.4 11 0.05 1\nEND\nC8 1 0.2 0.2 0.2 11 0.05\n");
+  std::string text;
+  ASSERT_TRUE(ComposeInstructionText(AtomsAlone(from.document, AllOf(from.document)), text, from.messages));
+  for (const char* atom : {"\nC9 ", "\nC8 ", "\nQ1 "}) EXPECT_LT(text.find(atom), text.find("\nHKLF")) << text;
+}
+
 }  // namespace
 }  // namespace marvik::test
