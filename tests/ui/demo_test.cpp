@@ -35,7 +35,7 @@ TEST_F(DemoWindow, DrivesTheWindowUntilItsEntryIsChosenAgain) {
     const auto still = bench.view.combined;
     QTest::qWait(150);
     EXPECT_EQ(bench.view.combined, still);
-    static_cast<QDialog&>(box).accept();
+    Accept(box);
   });
   window->Run(kAboutCommand);
   const auto then = bench.view.combined;
@@ -84,7 +84,7 @@ TEST_F(DemoWindow, ClosesWhileTheDemoWaits) {
   bool closed = false;
   robot.Next([&](QWidget& box) {
     closed = window->close();
-    static_cast<QDialog&>(box).reject();
+    Reject(box);
   });
   Entry()->trigger();
   ASSERT_TRUE(Until([&] { return closed; }));

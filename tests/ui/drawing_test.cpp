@@ -140,7 +140,7 @@ TEST_F(DrawingTest, NothingIsDrawnFromADocumentThatIsHalfChanged) {
     area->Redraw();
     Settle();
     EXPECT_EQ(area->FramesDrawn(), before);
-    static_cast<QDialog&>(box).accept();
+    Accept(box);
   });
   messages.Show({MessageIcon::Warning, "Error: Nothing", "Something\nhappened <b>here</b>"});
   Settle();

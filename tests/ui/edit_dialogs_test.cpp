@@ -59,7 +59,7 @@ TEST_F(EditDialogsTest, ADoubleClickRenamesAnAtom) {
     Type(dialog, "name", "C7");
     Press(dialog, Qt::Key_Return);
   });
-  robot.Next([](QWidget& box) { static_cast<QDialog&>(box).reject(); });
+  robot.Next([](QWidget& box) { Reject(box); });
   Click(At("C1"));
   Mouse(QEvent::MouseButtonDblClick, At("C1"), Qt::LeftButton, Qt::LeftButton);
   Mouse(QEvent::MouseButtonRelease, At("C1"), Qt::LeftButton, Qt::NoButton);
@@ -78,15 +78,15 @@ TEST_F(EditDialogsTest, AtomFields) {
   window->Run(kSelectByNameCommand, "O1");
   robot.Next([](QWidget& dialog) {
     ExpectKeyboardReachable(dialog);
-    EXPECT_EQ(dialog.findChild<QLineEdit*>(QStringLiteral("occupancy"))->text(), QLatin1String("21"));
-    EXPECT_FALSE(dialog.findChild<QLineEdit*>(QStringLiteral("height"))->isEnabled());
+    EXPECT_EQ(Field(dialog, "occupancy").text(), QLatin1String("21"));
+    EXPECT_FALSE(Field(dialog, "height").isEnabled());
     Type(dialog, "x", "0,5");
     Press(dialog, Qt::Key_Return);
     EXPECT_EQ(dialog.focusWidget()->objectName(), QLatin1String("x"));
     Type(dialog, "x", "0.5");
     Press(dialog, Qt::Key_Return);
   });
-  robot.Next([](QWidget& box) { static_cast<QDialog&>(box).reject(); });
+  robot.Next([](QWidget& box) { Reject(box); });
   EXPECT_EQ(window->Run(kEditAtomCommand), Outcome::Changed);
   EXPECT_EQ(robot.seen.back().text, QLatin1String("x: \"0,5\" is not a number; the decimal separator is a point."));
   EXPECT_EQ(Atom("O1")->fract.x, 0.5);
@@ -94,8 +94,8 @@ TEST_F(EditDialogsTest, AtomFields) {
   // Several: what differs is blank, and one value goes to all.
   window->Run(kSelectByNameCommand, "C1");
   robot.Next([](QWidget& dialog) {
-    EXPECT_EQ(dialog.findChild<QLineEdit*>(QStringLiteral("occupancy"))->text(), QString());
-    EXPECT_FALSE(dialog.findChild<QLineEdit*>(QStringLiteral("name"))->isEnabled());
+    EXPECT_EQ(Field(dialog, "occupancy").text(), QString());
+    EXPECT_FALSE(Field(dialog, "name").isEnabled());
     Type(dialog, "u", "0.09");
     Press(dialog, Qt::Key_Return);
   });
@@ -118,7 +118,7 @@ TEST_F(EditDialogsTest, SelectAtomsRemembersItsText) {
   EXPECT_EQ(robot.seen.back().text, QLatin1String("Atoms: Couldn't find X9 in the atom list."));
   EXPECT_EQ(SelectedNames(), "C1 C2 O1");
   robot.Next([](QWidget& dialog) {
-    EXPECT_EQ(dialog.findChild<QLineEdit*>(QStringLiteral("atoms"))->text(), QLatin1String("PART:1 $C"));
+    EXPECT_EQ(Field(dialog, "atoms").text(), QLatin1String("PART:1 $C"));
     Alt(dialog, Qt::Key_I);
     Type(dialog, "atoms", "");
     Press(dialog, Qt::Key_Return);
@@ -208,7 +208,7 @@ TEST_F(EditDialogsTest, AFragmentIsSeenBeforeItIsPut) {
     EXPECT_TRUE(said.contains(QStringLiteral("Ring: 0.000 Å from the chosen atoms"))) << said.join(u'/').toStdString();
     Type(dialog, "on", "C1 C2 C3");
     EXPECT_EQ(area->grab().toImage(), before) << "what does not fit is not drawn";
-    static_cast<QDialog&>(dialog).reject();
+    Reject(dialog);
   });
   EXPECT_EQ(window->Run(kFragmentCommand), Outcome::Cancelled);
   EXPECT_EQ(area->grab().toImage(), before);
@@ -227,7 +227,7 @@ TEST_F(EditDialogsTest, ThePartsOfASplitAreSeenBeforeItIsDone) {
     Type(dialog, "about", "X9");
     EXPECT_EQ(area->grab().toImage(), before);
     EXPECT_EQ(bench.history.UndoName(), "");
-    static_cast<QDialog&>(dialog).reject();
+    Reject(dialog);
   });
   EXPECT_EQ(window->Run(kSplitCommand), Outcome::Cancelled);
   EXPECT_EQ(area->grab().toImage(), before);
@@ -277,7 +277,7 @@ TEST_F(EditDialogsTest, WhatIsLargerThanTheScreenScrolls) {
       reached.insert(part);
     }
     EXPECT_GT(reached.size(), 25);
-    static_cast<QDialog&>(shown).reject();
+    Reject(shown);
   });
   dialog.exec();
   // Windows that are no dialogs are cut down to the screen.

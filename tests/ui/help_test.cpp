@@ -38,7 +38,7 @@ TEST_F(HelpTest, F1OpensThePlaceThatBelongsToWhatIsOpen) {
   robot.Next([&](QWidget& dialog) {
     QTest::keyClick(dialog.focusWidget() ? dialog.focusWidget() : &dialog, Qt::Key_F1);
     inDialog = ShownBeside(dialog);
-    static_cast<QDialog&>(dialog).reject();
+    Reject(dialog);
   });
   window->Run(142);
   EXPECT_EQ(inDialog, QStringLiteral("Pack... (142)"));
@@ -46,7 +46,7 @@ TEST_F(HelpTest, F1OpensThePlaceThatBelongsToWhatIsOpen) {
   robot.Next([&](QWidget& box) {
     QTest::keyClick(&box, Qt::Key_F1);
     inDialog = ShownBeside(box);
-    static_cast<QDialog&>(box).accept();
+    Accept(box);
   });
   window->Run(107, "many");
   EXPECT_EQ(inDialog, QStringLiteral("Depth Cue... (107)"));

@@ -45,11 +45,6 @@ class JournalTest : public test::WindowTest {
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(row).center());
     Settle();
   }
-  QPushButton* Button(const char* text) const {
-    for (auto* button : panel->findChildren<QPushButton*>())
-      if (button->text() == QLatin1String(text)) return button;
-    return nullptr;
-  }
 
   JournalPanel* panel = nullptr;
   QTreeWidget* list = nullptr;
@@ -93,9 +88,8 @@ TEST_F(JournalTest, ItemsAndRepliesAreKeptAndGoIntoTheCif) {
         items->findItems(QStringLiteral("_exptl_absorpt_correction_T_min"), Qt::MatchExactly).front());
     auto* value = dialog.findChild<QPlainTextEdit*>();
     QTest::keyClicks(value, "7");
-    auto* ok = dialog.findChild<QPushButton*>();
-    for (auto* button : dialog.findChildren<QPushButton*>())
-      if (button->isDefault()) ok = button;
+    QPushButton* ok = Button(dialog, "OK");
+    ASSERT_TRUE(ok && ok->isDefault());
     EXPECT_FALSE(ok->isEnabled()) << "a transmission of 7";
     value->clear();
     items->setCurrentItem(items->findItems(QStringLiteral("_exptl_crystal_colour"), Qt::MatchExactly).front());
@@ -103,16 +97,15 @@ TEST_F(JournalTest, ItemsAndRepliesAreKeptAndGoIntoTheCif) {
     EXPECT_TRUE(ok->isEnabled());
     ok->click();
   });
-  QTest::mouseClick(Button("Items..."), Qt::LeftButton);
+  QTest::mouseClick(Button(*panel, "Items..."), Qt::LeftButton);
   Wait();
   EXPECT_NE(scratch.Get("model.cif").find("_exptl_crystal_colour 'dark red'"), std::string::npos);
   ClickRow(Row("O1"));
   robot.Next([](QWidget& dialog) {
     QTest::keyClicks(dialog.findChild<QPlainTextEdit*>(), "A water.");
-    for (auto* button : dialog.findChildren<QPushButton*>())
-      if (button->text().contains(QStringLiteral("OK"))) button->click();
+    Button(dialog, "OK")->click();
   });
-  QTest::mouseClick(Button("Reply..."), Qt::LeftButton);
+  QTest::mouseClick(Button(*panel, "Reply..."), Qt::LeftButton);
   Wait();
   const std::string kept = scratch.Get("model_publication.cif");
   EXPECT_NE(kept.find("_vrf_PLAT"), std::string::npos) << kept;

@@ -25,7 +25,7 @@ TEST_F(WindowTest, ThePrintDialogPrintsToAFileOrNothing) {
       auto* file = dialog.findChild<QLineEdit*>(QStringLiteral("filename"));
       ASSERT_NE(file, nullptr);
       file->setText(page);
-      print ? static_cast<QDialog&>(dialog).accept() : static_cast<QDialog&>(dialog).reject();
+      print ? Accept(dialog) : Reject(dialog);
     };
   };
   robot.Next(answer(false));
@@ -102,7 +102,7 @@ TEST_F(WindowTest, ThePictureDialogRemembersWhatItWasTold) {
     dialog.findChild<QSpinBox*>(QStringLiteral("size"))->setValue(300);
     dialog.findChild<QDoubleSpinBox*>(QStringLiteral("resolution"))->setValue(150);
     dialog.findChild<QComboBox*>(QStringLiteral("background"))->setCurrentIndex(3);
-    static_cast<QDialog&>(dialog).accept();
+    Accept(dialog);
   });
   EXPECT_EQ(window->Run(kSavePictureCommand), Outcome::Done);
   const std::string svg = scratch.Get("figure of it.svg");
@@ -111,14 +111,13 @@ TEST_F(WindowTest, ThePictureDialogRemembersWhatItWasTold) {
 
   // What is there is asked about; "No" goes back to the dialog.
   robot.Next([&](QWidget& dialog) {
-    EXPECT_EQ(dialog.findChild<QLineEdit*>(QStringLiteral("file"))->text(),
-              QString::fromStdString(scratch / "model.svg"));
+    EXPECT_EQ(Field(dialog, "file").text(), QString::fromStdString(scratch / "model.svg"));
     EXPECT_EQ(dialog.findChild<QSpinBox*>(QStringLiteral("size"))->value(), 300);
     EXPECT_EQ(dialog.findChild<QComboBox*>(QStringLiteral("background"))->currentIndex(), 3);
-    dialog.findChild<QLineEdit*>(QStringLiteral("file"))->setText(path);
+    Field(dialog, "file").setText(path);
     robot.NextButton("No");
-    static_cast<QDialog&>(dialog).accept();
-    static_cast<QDialog&>(dialog).reject();
+    Accept(dialog);
+    Reject(dialog);
   });
   scratch.Put("figure of it.svg", "mine");
   EXPECT_EQ(window->Run(kSavePictureCommand), Outcome::Cancelled);

@@ -101,8 +101,8 @@ TEST_F(SolveWindow, ANewJobIsFilledFromWhatLiesBeside) {
   scratch.Put("new.p4p", "CELL 7.5 10.3 12.1 90 108 90\nCHEM C7 H13 Cl N2\n");
   robot.Next([&](QWidget& dialog) {
     ExpectKeyboardReachable(dialog);
-    EXPECT_EQ(dialog.findChild<QLineEdit*>(QStringLiteral("cell"))->text(), "7.5, 10.3, 12.1, 90, 108, 90");
-    static_cast<QDialog&>(dialog).accept();
+    EXPECT_EQ(Field(dialog, "cell").text(), "7.5, 10.3, 12.1, 90, 108, 90");
+    Accept(dialog);
     EXPECT_TRUE(dialog.isVisible()) << "the wavelength is missing";
     EXPECT_NE(robot.seen.back().text.indexOf(QLatin1String("wavelength")), -1);
     Type(dialog, "wavelength", "0.71073");

@@ -7,17 +7,13 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QComboBox>
-#include <QDialog>
 #include <QFileDialog>
 #include <QGroupBox>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMessageBox>
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <QStatusBar>
 #include <QTabBar>
-#include <QTest>
 #include <QTimer>
 #include <algorithm>
 #include <clocale>
@@ -97,12 +93,10 @@ DialogRobot::~DialogRobot() {
 }
 
 void DialogRobot::NextButton(const char* text) {
-  Next([wanted = QString::fromUtf8(text)](QWidget& box) {
-    for (QPushButton* button : box.findChildren<QPushButton*>()) {
-      if (button->text().remove(QLatin1Char('&')) == wanted) return button->click();
-    }
-    ADD_FAILURE() << "no button " << wanted.toStdString();
-    static_cast<QDialog&>(box).reject();
+  Next([text](QWidget& box) {
+    QPushButton* button = WindowTest::Button(box, text);
+    EXPECT_TRUE(button) << text;
+    button ? button->click() : static_cast<QDialog&>(box).reject();
   });
 }
 
@@ -187,13 +181,32 @@ void WindowTest::Drag(const QList<QPointF>& points, Qt::KeyboardModifiers modifi
   Settle();
 }
 
+QLineEdit& WindowTest::Field(QWidget& dialog, const char* name) {
+  auto* line = dialog.findChild<QLineEdit*>(QString::fromUtf8(name));
+  if (!line) throw std::logic_error(name);
+  return *line;
+}
+
+QPushButton* WindowTest::Button(const QWidget& dialog, const char* text) {
+  for (QPushButton* button : dialog.findChildren<QPushButton*>())
+    if (button->text().remove(QLatin1Char('&')) == QString::fromUtf8(text)) return button;
+  return nullptr;
+}
+
+bool WindowTest::IsTold(const char* text) {
+  const auto views = [](QWidget* top) { return top->findChildren<QPlainTextEdit*>(); };
+  return std::ranges::any_of(QApplication::topLevelWidgets(), [&](QWidget* top) {
+    return std::ranges::any_of(views(top),
+                               [&](auto* view) { return view->toPlainText().contains(QString::fromUtf8(text)); });
+  });
+}
+
 void WindowTest::Type(QWidget& dialog, const char* field, const char* text) {
-  auto* line = dialog.findChild<QLineEdit*>(QString::fromUtf8(field));
-  ASSERT_TRUE(line) << field;
-  line->setFocus();
-  line->selectAll();
-  QTest::keyClick(line, Qt::Key_Delete);
-  QTest::keyClicks(line, QString::fromUtf8(text));
+  QLineEdit& line = Field(dialog, field);
+  line.setFocus();
+  line.selectAll();
+  QTest::keyClick(&line, Qt::Key_Delete);
+  QTest::keyClicks(&line, QString::fromUtf8(text));
 }
 
 void WindowTest::Press(QWidget& dialog, Qt::Key key) {

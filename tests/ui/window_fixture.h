@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QDialog>
+#include <QLineEdit>
 #include <QList>
 #include <QMouseEvent>
+#include <QPushButton>
 #include <QString>
 #include <QTest>
 #include <QWidget>
@@ -51,6 +54,8 @@ class DialogRobot : public QObject {
 // A window without panels, its picture 600 nominal pixels a side, with a structure whose atoms lie apart: C1 and C2
 // with a bond, O1, and the peak Q1, all in one plane, seen along it in a cubic cell.
 class WindowTest : public testing::Test {
+  friend DialogRobot;
+
  protected:
   WindowTest();
   ~WindowTest() override;
@@ -76,6 +81,13 @@ class WindowTest : public testing::Test {
   static void Type(QWidget& dialog, const char* field, const char* text);
   static void Press(QWidget& dialog, Qt::Key key);
   static void Alt(QWidget& dialog, Qt::Key key);
+  static QLineEdit& Field(QWidget& dialog, const char* name);
+  // The button of that text ("OK", without its "&"); null where there is none.
+  static QPushButton* Button(const QWidget& dialog, const char* text);
+  // Whether a text in any window holds this.
+  static bool IsTold(const char* text);
+  static void Accept(QWidget& dialog) { static_cast<QDialog&>(dialog).accept(); }
+  static void Reject(QWidget& dialog) { static_cast<QDialog&>(dialog).reject(); }
   // Every button can be reached by Tab; the robot looks at the letters.
   static void ExpectKeyboardReachable(QWidget& dialog);
 

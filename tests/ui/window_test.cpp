@@ -33,8 +33,8 @@ class MainWindowTest : public test::WindowTest {
     robot.Next([name, filters](QWidget& widget) {
       auto& dialog = dynamic_cast<QFileDialog&>(widget);
       if (filters) *filters = dialog.nameFilters();
-      dialog.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(QString::fromStdString(name));
-      static_cast<QDialog&>(dialog).accept();
+      Field(dialog, "fileNameEdit").setText(QString::fromStdString(name));
+      Accept(dialog);
     });
   }
   std::string PutSmall() const {
@@ -107,7 +107,7 @@ TEST_F(MainWindowTest, PreferencesAreFoundByWordsAndComeIntoForce) {
     auto* look = dialog.findChildren<QComboBox*>()[1];
     look->setCurrentIndex(look->findText(QStringLiteral("Light")));
     ExpectKeyboardReachable(dialog);
-    static_cast<QDialog&>(dialog).accept();
+    Accept(dialog);
   });
   window->Run(kPreferencesCommand);
   QTest::qWait(20);
@@ -119,7 +119,7 @@ TEST_F(MainWindowTest, PreferencesAreFoundByWordsAndComeIntoForce) {
 TEST_F(MainWindowTest, TheLastStructureAndTenFilesComeBack) {
   robot.Next([](QWidget& dialog) {
     dialog.findChild<QCheckBox*>(QStringLiteral("session"))->click();
-    static_cast<QDialog&>(dialog).accept();
+    Accept(dialog);
   });
   window->Run(kPreferencesCommand);
   Load();
@@ -190,38 +190,29 @@ TEST_F(MainWindowTest, ClosingProtectsUnsavedChanges) {
   EXPECT_EQ(robot.seen.size(), 3);
 }
 
-TEST_F(MainWindowTest, ADroppedFileIsOpened) {
-  const std::string path = PutSmall();
-  QMimeData data;
-  data.setUrls({QUrl::fromLocalFile(QString::fromStdString(path))});
-  QDragEnterEvent enter({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-  QCoreApplication::sendEvent(window.get(), &enter);
-  EXPECT_TRUE(enter.isAccepted());
-  QDropEvent drop({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-  QCoreApplication::sendEvent(window.get(), &drop);
-  QTest::qWait(20);
-  EXPECT_EQ(bench.document.CurrentFile, path);
-}
-
-TEST_F(MainWindowTest, ManyDroppedFilesAreAskedAbout) {
-  const std::string before = bench.document.CurrentFile;
-  for (const int count : {3, 40}) {
+TEST_F(MainWindowTest, ADroppedFileIsOpenedAndManyAreAskedAbout) {
+  const auto drop = [this](const QList<QUrl>& urls) {
     QMimeData data;
-    QList<QUrl> urls;
-    for (int i = 0; i < count; ++i)
-      urls << QUrl::fromLocalFile(QString::fromStdString(scratch / ("a" + std::to_string(i) + ".res")));
     data.setUrls(urls);
     QDragEnterEvent enter({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(window.get(), &enter);
-    QDropEvent drop({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    robot.NextButton("No");
-    QCoreApplication::sendEvent(window.get(), &drop);
+    EXPECT_TRUE(enter.isAccepted());
+    QDropEvent event({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(window.get(), &event);
     QTest::qWait(20);
+  };
+  const std::string path = PutSmall();
+  drop({QUrl::fromLocalFile(QString::fromStdString(path))});
+  EXPECT_EQ(bench.document.CurrentFile, path);
+  for (const auto& [count, words] : {std::pair(3, "the 3 files"), {40, "first 8 of the 40"}}) {
+    QList<QUrl> urls;
+    for (int i = 0; i < count; ++i)
+      urls << QUrl::fromLocalFile(QString::fromStdString(scratch / ("a" + std::to_string(i) + ".res")));
+    robot.NextButton("No");
+    drop(urls);
     ASSERT_FALSE(robot.seen.isEmpty());
-    EXPECT_TRUE(robot.seen.back().text.contains(count == 3 ? QStringLiteral("the 3 files")
-                                                           : QStringLiteral("first 8 of the 40")))
-        << robot.seen.back().text.toStdString();
-    EXPECT_EQ(bench.document.CurrentFile, before);
+    EXPECT_TRUE(robot.seen.back().text.contains(QLatin1String(words))) << robot.seen.back().text.toStdString();
+    EXPECT_EQ(bench.document.CurrentFile, path);
   }
 }
 
@@ -229,7 +220,7 @@ TEST_F(MainWindowTest, PackParametersComeAsTheCommandTakesThem) {
   const auto ask = [this](const char* before, const std::function<void(QWidget&)>& change) {
     robot.Next([&change](QWidget& dialog) {
       change(dialog);
-      static_cast<QDialog&>(dialog).accept();
+      Accept(dialog);
     });
     return AskPackParameters(window.get(), before).value_or("cancelled");
   };
@@ -264,7 +255,7 @@ TEST_F(MainWindowTest, PlaceAndDirectoryAreRemembered) {
   QString directory;
   robot.Next([&](QWidget& dialog) {
     directory = dynamic_cast<QFileDialog&>(dialog).directory().path();
-    static_cast<QDialog&>(dialog).reject();
+    Reject(dialog);
   });
   again.Run(kOpenCommand);
   EXPECT_EQ(directory.toStdString() + "/", scratch / "");
