@@ -39,14 +39,6 @@ class EditDialogsTest : public WindowTest {
     window->Run(kReadFileCommand, scratch.Put("edit.res", kFile));
     Settle();
   }
-  template <class Dialog>
-  Dialog* Open(const char* title) {
-    Settle();
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-      if (widget->isVisible() && widget->windowTitle() == QLatin1String(title)) return static_cast<Dialog*>(widget);
-    }
-    return nullptr;
-  }
 };
 
 TEST_F(EditDialogsTest, ADoubleClickRenamesAnAtom) {
@@ -59,7 +51,7 @@ TEST_F(EditDialogsTest, ADoubleClickRenamesAnAtom) {
     Type(dialog, "name", "C7");
     Press(dialog, Qt::Key_Return);
   });
-  robot.Next([](QWidget& box) { Reject(box); });
+  robot.Next(Reject);
   Click(At("C1"));
   Mouse(QEvent::MouseButtonDblClick, At("C1"), Qt::LeftButton, Qt::LeftButton);
   Mouse(QEvent::MouseButtonRelease, At("C1"), Qt::LeftButton, Qt::NoButton);
@@ -72,9 +64,6 @@ TEST_F(EditDialogsTest, ADoubleClickRenamesAnAtom) {
 }
 
 TEST_F(EditDialogsTest, AtomFields) {
-  window->Run(kEditAtomCommand);
-  ASSERT_EQ(robot.seen.size(), 1);
-  EXPECT_EQ(robot.seen[0].text, QLatin1String("You must have at least one atom selected!"));
   window->Run(kSelectByNameCommand, "O1");
   robot.Next([](QWidget& dialog) {
     ExpectKeyboardReachable(dialog);
@@ -86,7 +75,7 @@ TEST_F(EditDialogsTest, AtomFields) {
     Type(dialog, "x", "0.5");
     Press(dialog, Qt::Key_Return);
   });
-  robot.Next([](QWidget& box) { Reject(box); });
+  robot.Next(Reject);
   EXPECT_EQ(window->Run(kEditAtomCommand), Outcome::Changed);
   EXPECT_EQ(robot.seen.back().text, QLatin1String("x: \"0,5\" is not a number; the decimal separator is a point."));
   EXPECT_EQ(Atom("O1")->fract.x, 0.5);
@@ -103,7 +92,6 @@ TEST_F(EditDialogsTest, AtomFields) {
   EXPECT_EQ(Atom("C1")->u[0], 0.09);
   EXPECT_EQ(Atom("O1")->u[0], 0.09);
   EXPECT_EQ(Atom("C1")->occupancy, 11.0);
-  EXPECT_EQ(window->Run(kEditAtomCommand), Outcome::Cancelled);
 }
 
 TEST_F(EditDialogsTest, SelectAtomsRemembersItsText) {
@@ -154,19 +142,21 @@ TEST_F(EditDialogsTest, GroupLabelsShowWhatTheyWillBe) {
 TEST_F(EditDialogsTest, ChangePartStaysOpenAndFollows) {
   robot.Next([](QWidget&) {});
   EXPECT_EQ(window->Run(kChangePartCommand), Outcome::Cancelled);
-  auto* dialog = Open<QDialog>("Disorder Part Number");
+  Settle();
+  QWidget* dialog = nullptr;
+  for (QWidget* top : QApplication::topLevelWidgets())
+    if (top->isVisible() && top->windowTitle() == QLatin1String("Disorder Part Number")) dialog = top;
   ASSERT_TRUE(dialog);
   EXPECT_FALSE(dialog->isModal());
   ExpectKeyboardReachable(*dialog);
-  const auto field = [&](const char* name) { return dialog->findChild<QLineEdit*>(QString::fromUtf8(name)); };
   auto* variable = dialog->findChild<QComboBox*>(QStringLiteral("fvar"));
   Press(*dialog, Qt::Key_Return);
   EXPECT_EQ(robot.seen.back().text, QLatin1String("You must have at least one atom selected!"));
   window->Run(kSelectByNameCommand, "O2");
   Settle();
-  EXPECT_EQ(field("part")->text(), QLatin1String("2"));
+  EXPECT_EQ(Field(*dialog, "part").text(), QLatin1String("2"));
   EXPECT_EQ(variable->currentData().toInt(), -2);
-  EXPECT_EQ(field("value")->text(), QLatin1String("0.6"));
+  EXPECT_EQ(Field(*dialog, "value").text(), QLatin1String("0.6"));
   Type(*dialog, "part", "one");
   Press(*dialog, Qt::Key_Return);
   EXPECT_EQ(robot.seen.back().text, QLatin1String("PART: \"one\" is not a number."));
@@ -181,7 +171,7 @@ TEST_F(EditDialogsTest, ChangePartStaysOpenAndFollows) {
   EXPECT_TRUE(dialog->isVisible());
   window->Run(kUndoCommand);
   Settle();
-  EXPECT_EQ(field("part")->text(), QLatin1String("2")) << "it follows an undo";
+  EXPECT_EQ(Field(*dialog, "part").text(), QLatin1String("2")) << "it follows an undo";
   Press(*dialog, Qt::Key_Escape);
   EXPECT_FALSE(dialog->isVisible());
 }
