@@ -26,7 +26,11 @@ struct Case {
 
 TEST_F(ChemTest, RulesByElementAndNumberOfNeighbours) {
   // The radii are C 0.77, N 0.70, O 0.66, H 0.22, S 1.03, Cl 0.99 Å; δ is the distance less their sum.
-  const double third = std::sqrt(3.0) / 2.0;
+  const auto pyramid = [](double height) {
+    const double y = 1.45 * std::sqrt(3.0) / 2.0;
+    return std::vector<Case::Neighbour>{
+        {"C2", 1, 1.45, 0, height}, {"C3", 1, -0.725, y, height}, {"C4", 1, -0.725, -y, height}};
+  };
   const std::vector<Case> cases{
       {"methyl", "C1", 1, {{"C2", 1, 1.53, 0, 0}}, 3, 3, 0},
       {"terminal at δ just above -0.14", "C1", 1, {{"C2", 1, 1.4001, 0, 0}}, 3, 3, 0},
@@ -45,27 +49,9 @@ TEST_F(ChemTest, RulesByElementAndNumberOfNeighbours) {
       {"pyridine nitrogen", "N1", 3, {{"C2", 1, 1.34, 0, 0}, {"C3", 1, -0.67, 1.16, 0}}, 2, 0, 0},
       {"ether oxygen", "O1", 4, {{"C2", 1, 1.43, 0, 0}, {"C3", 1, -0.5, 1.34, 0}}, 3, 2, 0},
       {"short-bonded oxygen: less than none", "O1", 4, {{"C2", 1, 1.34, 0, 0}, {"C3", 1, -0.6, 1.2, 0}}, 2, -1, 0},
-      {"0.05 Å out of plane",
-       "C1",
-       1,
-       {{"C2", 1, 1.45, 0, 0.05}, {"C3", 1, -0.725, 1.45 * third, 0.05}, {"C4", 1, -0.725, -1.45 * third, 0.05}},
-       2,
-       0,
-       0},
-      {"0.5 Å out of plane",
-       "C1",
-       1,
-       {{"C2", 1, 1.45, 0, 0.5}, {"C3", 1, -0.725, 1.45 * third, 0.5}, {"C4", 1, -0.725, -1.45 * third, 0.5}},
-       3,
-       1,
-       0},
-      {"three in a row: some plane through them",
-       "C1",
-       1,
-       {{"C2", 1, 1.5, 0, 0}, {"C3", 1, -1.5, 0, 0}, {"C4", 1, 0.2, 0, 0}},
-       2,
-       0,
-       0},
+      {"0.05 Å out of plane", "C1", 1, pyramid(0.05), 2, 0, 0},
+      {"0.5 Å out of plane", "C1", 1, pyramid(0.5), 3, 1, 0},
+      {"three in a row", "C1", 1, {{"C2", 1, 1.5, 0, 0}, {"C3", 1, -1.5, 0, 0}, {"C4", 1, 0.2, 0, 0}}, 2, 0, 0},
       {"alone", "C1", 1, {}, 3, 0, 0},
       {"boron counts as four-valent", "B1", 1, {{"C2", 1, 1.41, 0, 0}}, 2, 2, 0},
       {"cadmium is no neighbour", "C1", 1, {{"C2", 1, 1.53, 0, 0}, {"Cd1", 8, 0, 2.1, 0}}, 3, 3, 0},
