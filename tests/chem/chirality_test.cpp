@@ -23,7 +23,10 @@ class ChiralityTest : public ChemTest {
     for (size_t i = 0; i < 3; ++i) place[i] = from[i] + length * kCorners[corner][i] / std::sqrt(3.0);
     return Line(name, sfac, place[0], place[1], place[2]);
   }
-  std::string Labels() {
+  // The stereocentres of a structure with their labels.
+  std::string LabelsOf(const std::string& atoms) {
+    document = {};
+    Read(atoms);
     std::string text;
     for (const StereoCentre& centre : FindStereoCentres(document)) text += centre.atom->name + centre.label + " ";
     return text;
@@ -74,68 +77,47 @@ TEST_F(ChiralityTest, LigandsRankByNumbersSphereBySphere) {
     text += Put("O1", kO, 0, -1.25, places["C2"]) + Put("O2", kO, out, -1.25, places["C2"]);
     return text;
   };
-  Read(aminoAcid(1, 2) + Put("H1", kH, 3, 0.98));
-  EXPECT_EQ(Labels(), "C1S ");
-  document = {};
-  Read(aminoAcid(2, 1) + Put("H1", kH, 3, 0.98));
-  EXPECT_EQ(Labels(), "C1R ");
-  document = {};
-  Read(aminoAcid(1, 2));
-  EXPECT_EQ(Labels(), "C1S ") << "a hydrogen that is not in the list";
+  EXPECT_EQ(LabelsOf(aminoAcid(1, 2) + Put("H1", kH, 3, 0.98)), "C1S ");
+  EXPECT_EQ(LabelsOf(aminoAcid(2, 1) + Put("H1", kH, 3, 0.98)), "C1R ");
+  EXPECT_EQ(LabelsOf(aminoAcid(1, 2)), "C1S ") << "a hydrogen that is not in the list";
 }
 
 TEST_F(ChiralityTest, ADoubleBondCountsTwice) {
   // CHO stands before CH2OH.
   const std::string text = first + Put("O1", kO, 0, 1.43) + Put("C2", kC, 1, 1.52) + Put("C3", kC, 2, 1.52);
   const std::string aldehyde = Put("O2", kO, 0, -1.21, places["C2"]), alcohol = Put("O3", kO, 0, -1.43, places["C3"]);
-  Read(text + aldehyde + alcohol);
-  EXPECT_EQ(Labels(), "C1S ");
-  document = {};
-  Read(text + Put("O2", kO, 0, -1.43, places["C2"]) + Put("O3", kO, 0, -1.21, places["C3"]));
-  EXPECT_EQ(Labels(), "C1R ");
+  EXPECT_EQ(LabelsOf(text + aldehyde + alcohol), "C1S ");
+  EXPECT_EQ(LabelsOf(text + Put("O2", kO, 0, -1.43, places["C2"]) + Put("O3", kO, 0, -1.21, places["C3"])), "C1R ");
 }
 
 // Two carbons across a ring are within the radii of a bond: a flat atom gets no fourth ligand from it.
 TEST_F(ChiralityTest, AcrossARingIsNoBond) {
-  Read(first + Line("N1", kN, 1.35, 0.1, 0) + Line("C2", kC, -0.75, 1.3, 0) + Line("C3", kC, -0.5, -1.98, 0.2) +
-       Line("O1", kO, -0.4, -1.3, -0.1));
-  EXPECT_EQ(Labels(), "");
+  EXPECT_EQ(LabelsOf(first + Line("N1", kN, 1.35, 0.1, 0) + Line("C2", kC, -0.75, 1.3, 0) +
+                     Line("C3", kC, -0.5, -1.98, 0.2) + Line("O1", kO, -0.4, -1.3, -0.1)),
+            "");
 }
 
 TEST_F(ChiralityTest, AMetalOnAFaceMakesNoCentre) {
   const std::string two = first + Put("N1", kN, 0, 1.47) + Put("C2", kC, 1, 1.40) + Put("H1", kH, 3, 0.98);
-  Read(two + Put("CD1", kCd, 2, 2.3));
-  EXPECT_EQ(Labels(), "C1S ");
-  document = {};
-  Read(two + Line("CD1", kCd, -0.3, -1.9, 1.2));
-  EXPECT_EQ(Labels(), "") << "held by C2 as well";
-  document = {};
-  Read(two + Put("NA1", kNa, 2, 2.4));
-  EXPECT_EQ(Labels(), "") << "an ion is no ligand";
+  EXPECT_EQ(LabelsOf(two + Put("CD1", kCd, 2, 2.3)), "C1S ");
+  EXPECT_EQ(LabelsOf(two + Line("CD1", kCd, -0.3, -1.9, 1.2)), "") << "held by C2 as well";
+  EXPECT_EQ(LabelsOf(two + Put("NA1", kNa, 2, 2.4)), "") << "an ion is no ligand";
 }
 
 TEST_F(ChiralityTest, MassesPartWhatNumbersDoNot) {
   const std::string two = first + Put("O1", kO, 0, 1.43) + Put("C2", kC, 1, 1.52);
-  Read(two + Put("D1", kD, 2, 0.98) + Put("H1", kH, 3, 0.98));
-  EXPECT_EQ(Labels(), "C1S ");
-  document = {};
-  Read(two + Put("C3", kC, 2, 1.52) + Put("H1", kH, 3, 0.98));
-  EXPECT_EQ(Labels(), "") << "two methyl groups";
+  EXPECT_EQ(LabelsOf(two + Put("D1", kD, 2, 0.98) + Put("H1", kH, 3, 0.98)), "C1S ");
+  EXPECT_EQ(LabelsOf(two + Put("C3", kC, 2, 1.52) + Put("H1", kH, 3, 0.98)), "") << "two methyl groups";
 }
 
 TEST_F(ChiralityTest, NamesOfPentitolsAndCyclohexanesComeOut) {
-  const auto labels = [&](const std::string& atoms) {
-    document = {};
-    Read(atoms);
-    return Labels();
-  };
-  EXPECT_EQ(labels(Chain("+++")), "C2R C3r C4S ") << "xylitol";
-  EXPECT_EQ(labels(Chain("+-+")), "C2R C3s C4S ") << "ribitol";
-  EXPECT_EQ(labels(Chain("+--")).find("C3"), std::string::npos) << "arabinitol";
-  EXPECT_EQ(labels(Chair("e..e..")), "C1r C4r ") << "trans-cyclohexane-1,4-diol";
-  EXPECT_EQ(labels(Chair("e..a..")), "C1s C4s ") << "cis";
-  EXPECT_EQ(labels(Chair("e.e...")), "C1R C3S ") << "cis-1,3";
-  EXPECT_EQ(labels(Chair("aeeeee")), "C1s C2R C3S C4r C5R C6S ") << "myo-inositol, (1R,2S,3r,4R,5S,6s)";
+  EXPECT_EQ(LabelsOf(Chain("+++")), "C2R C3r C4S ") << "xylitol";
+  EXPECT_EQ(LabelsOf(Chain("+-+")), "C2R C3s C4S ") << "ribitol";
+  EXPECT_EQ(LabelsOf(Chain("+--")).find("C3"), std::string::npos) << "arabinitol";
+  EXPECT_EQ(LabelsOf(Chair("e..e..")), "C1r C4r ") << "trans-cyclohexane-1,4-diol";
+  EXPECT_EQ(LabelsOf(Chair("e..a..")), "C1s C4s ") << "cis";
+  EXPECT_EQ(LabelsOf(Chair("e.e...")), "C1R C3S ") << "cis-1,3";
+  EXPECT_EQ(LabelsOf(Chair("aeeeee")), "C1s C2R C3S C4r C5R C6S ") << "myo-inositol, (1R,2S,3r,4R,5S,6s)";
 }
 
 // The middle of a heptitol by what the labels of the others ask for.
@@ -180,9 +162,8 @@ TEST_F(ChiralityTest, ZGoesBeforeE) {
     return text;
   };
   for (const bool z : {false, true}) {
-    document = {};
-    Read(first + Put("O1", kO, 0, 1.43) + arm(1, 0, z, "2") + arm(2, 3, !z, "3") + Put("H1", kH, 3, 0.98));
-    EXPECT_EQ(Labels(), z ? "C1S " : "C1R ");
+    const std::string arms = arm(1, 0, z, "2") + arm(2, 3, !z, "3");
+    EXPECT_EQ(LabelsOf(first + Put("O1", kO, 0, 1.43) + arms + Put("H1", kH, 3, 0.98)), z ? "C1S " : "C1R ");
   }
 }
 

@@ -61,6 +61,13 @@ size_t ExpectPlainLists(const Document& document, double tolerance) {
   return total;
 }
 
+template <class Images>
+std::string NamesIn(const Images& images) {
+  std::string list;
+  for (const NeighbourImage& b : images) list += b.atom->name + " ";
+  return list;
+}
+
 }  // namespace
 
 TEST_F(ChemTest, GridListsAreThePlainLoopsInRandomCrystals) {
@@ -98,9 +105,7 @@ TEST_F(ChemTest, LimitsOfDistance) {
   Read(Line("C1", 1, 0, 0, 0) + Line("C2", 1, 2.0399, 0, 0) + Line("C3", 1, 0, 2.0401, 0) + Line("C4", 1, 0, 0, 0.049) +
        Line("C5", 1, 0, 0, 1.5) + Line("C6", 1, 0, 0.04, 1.5) + Line("C7", 1, 0, 0.06, 1.5));
   const NeighbourSearch search(document, 0.5);
-  std::string names;
-  for (const NeighbourImage& b : search.FindNeighbours(*Atom("C1"), 0.5)) names += b.atom->name + " ";
-  EXPECT_EQ(names, "C7 C5 C2 ");
+  EXPECT_EQ(NamesIn(search.FindNeighbours(*Atom("C1"), 0.5)), "C7 C5 C2 ");
 }
 
 TEST_F(ChemTest, OneAlternativeOfADisorderedStructureIsSeen) {
@@ -108,11 +113,7 @@ TEST_F(ChemTest, OneAlternativeOfADisorderedStructureIsSeen) {
        Line("C4", 1, -1.6, 1.4, 1.0) + "PART 2\n" + Line("C5", 1, -0.5, 1.2, 0.8) + "PART 4\n" +
        Line("C6", 1, -0.5, -1.4, 0) + "PART 0\n");
   const NeighbourSearch search(document, 0.5);
-  const auto names = [&](const char* name) {
-    std::string list;
-    for (const NeighbourImage& b : search.FindBonded(*Atom(name))) list += b.atom->name + " ";
-    return list;
-  };
+  const auto names = [&](const char* name) { return NamesIn(search.FindBonded(*Atom(name))); };
   EXPECT_EQ(search.FindNeighbours(*Atom("C3"), 0.5).size(), 3u);
   EXPECT_EQ(names("C3"), "C4 C1 ");
   EXPECT_EQ(names("C5"), "C1 ");
