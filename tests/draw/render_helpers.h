@@ -29,6 +29,13 @@ struct Scene {
     options.labels = false;
   }
   AtomRecord* Add(std::string_view name, double x, double y, double z) { return AddAtomAt(document, name, {x, y, z}); }
+  // Two atoms 1.1 Å apart on the screen, the first nearer by twice the depth, and their bond.
+  BondRecord* AddPair(std::string_view first, std::string_view second, double depth = 0.0) {
+    AtomRecord* a = Add(first, 0, 0, depth);
+    AtomRecord* b = Add(second, -1.1, 0, -depth);
+    Connect(document, messages);
+    return document.atoms.FindBond(a, b);
+  }
   // What is drawn, as text.
   std::string Draw(const KeepGoing& keepGoing = nullptr) {
     canvas.Forget();

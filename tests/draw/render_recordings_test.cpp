@@ -263,12 +263,8 @@ TEST(Recordings, ANetStandsInLayers) {
 // What lies under a point of the last picture: the nearer of two bodies, a bond where no body covers it.
 TEST(Recordings, ThePictureKnowsWhatItShows) {
   Scene scene(kBallAndStick);
-  AtomRecord* c = scene.Add("C1", 0, 0, 0.55);
-  AtomRecord* o = scene.Add("O1", -1.1, 0, -0.55);
-  AtomRecord* q = scene.Add("Q1", 3, 0, 0);
-  Connect(scene.document, scene.messages);
-  BondRecord* bond = scene.document.atoms.FindBond(c, o);
-  bond->width = 0.3f;
+  scene.AddPair("C1", "O1", 0.55)->width = 0.3f;
+  const AtomRecord *c = scene.document.atoms.head, *o = scene.document.atoms.tail, *q = scene.Add("Q1", 3, 0, 0);
   scene.Draw();
   const struct {
     double x, y;

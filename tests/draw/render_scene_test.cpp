@@ -13,9 +13,7 @@ namespace {
 
 TEST(RenderScene, BallsAndTheStickBetweenThem) {
   Scene scene(kBallAndStick);
-  scene.Add("C1", 0, 0, 0.55);
-  scene.Add("O1", -1.1, 0, -0.55);
-  Connect(scene.document, scene.messages);
+  scene.AddPair("C1", "O1", 0.55);
   // Radius 12: the outermost disc is the pixels from -12 to +9 around the atom. The stick leaves the farther ball after
   // 12 of its 42.3 pixels in space and runs to the middle of the nearer ball, which covers it.
   const std::string drawn = scene.Draw();
@@ -70,10 +68,7 @@ TEST(RenderScene, Interruption) {
 
 TEST(RenderScene, SticksByOrderAndStyle) {
   Scene scene(kBallAndStick);
-  scene.Add("C1", 0, 0, 0.55);
-  scene.Add("C2", -1.1, 0, -0.55);
-  Connect(scene.document, scene.messages);
-  BondRecord* bond = scene.document.atoms.FindBond(scene.document.atoms.head, scene.document.atoms.tail);
+  BondRecord* bond = scene.AddPair("C1", "C2", 0.55);
   ASSERT_NE(bond, nullptr);
   const struct {
     int order;
@@ -120,9 +115,7 @@ TEST(RenderScene, PeaksUnknownAtomsAndSelection) {
 TEST(RenderScene, PageBallsAndGroups) {
   Scene scene(kBallAndStick);
   scene.options.printing = true;
-  scene.Add("C1", 0, 0, 0.55);
-  scene.Add("O1", -1.1, 0, -0.55);
-  Connect(scene.document, scene.messages);
+  scene.AddPair("C1", "O1", 0.55);
   const std::string drawn = scene.Draw();
   // 2 · 0.2 / 10 of 10160; one step is a 32nd. The last two discs are the highlight, 9 steps to the upper left.
   EXPECT_EQ(drawn.find("begin C1\ndisc 9741 13716 r 406.4 #4d4d4d\n"), 0u);
@@ -138,9 +131,7 @@ TEST(RenderScene, PageBallsAndGroups) {
 
 TEST(RenderScene, OnlyWhatReachesIntoThePictureIsDrawn) {
   Scene scene(kBallAndStick);
-  scene.Add("C1", 0, 0, 0.55);
-  scene.Add("C2", -1.1, 0, -0.55);
-  Connect(scene.document, scene.messages);
+  scene.AddPair("C1", "C2", 0.55);
   for (const auto& [pan, discs, lines] :
        {std::tuple{-305, 16, 2}, {-320, 8, 2}, {-350, 0, 0}, {295, 8, 2}, {330, 0, 0}}) {
     scene.view.panX = pan;

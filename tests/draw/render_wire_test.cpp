@@ -7,9 +7,7 @@ namespace {
 
 TEST(RenderWire, HalfBondsTakeTheColoursOfTheirAtoms) {
   Scene scene;
-  scene.Add("C1", 0, 0, 0);
-  scene.Add("O1", -1.1, 0, 0);
-  Connect(scene.document, scene.messages);
+  scene.AddPair("C1", "O1");
   EXPECT_EQ(scene.Draw(),
             "clear #000000\n"
             "piece 300 299 315 299 #a9a9a9 w1\n"
@@ -64,9 +62,7 @@ TEST(RenderWire, MarksForWhatHasNoLine) {
 
 TEST(RenderWire, BondsToUnknownAtomsAreGreyOnScreenAndBlackOnPaper) {
   Scene scene;
-  scene.Add("C1", 0, 0, 0);
-  scene.Add("X1", -1.1, 0, 0);
-  Connect(scene.document, scene.messages);
+  scene.AddPair("C1", "X1");
   EXPECT_NE(scene.Draw().find("piece 300 299 330 299 #808080 w1\n"), std::string::npos);
   scene.options.printing = true;
   const int16_t before = scene.document.atoms.tail->screenX;
@@ -79,9 +75,8 @@ TEST(RenderWire, BondsToUnknownAtomsAreGreyOnScreenAndBlackOnPaper) {
 
 TEST(RenderWire, HiddenAtomsTakeTheirBondsWithThem) {
   Scene scene;
-  scene.Add("C1", 0, 0, 0);
-  AtomRecord* second = scene.Add("C2", -1.1, 0, 0);
-  Connect(scene.document, scene.messages);
+  scene.AddPair("C1", "C2");
+  AtomRecord* second = scene.document.atoms.tail;
   const std::string alone = "piece 297 299 303 299 #a9a9a9 w1\npiece 300 296 300 302 #a9a9a9 w1\n";
   second->Set(kHidden, true);
   EXPECT_EQ(Only(scene.Draw(), "piece"), alone);
@@ -97,10 +92,7 @@ TEST(RenderWire, HiddenAtomsTakeTheirBondsWithThem) {
 
 TEST(RenderWire, OrdersStylesAndSelectedBonds) {
   Scene scene;
-  scene.Add("C1", 0, 0, 0);
-  scene.Add("C2", -1.1, 0, 0);
-  Connect(scene.document, scene.messages);
-  BondRecord* bond = scene.document.atoms.FindBond(scene.document.atoms.head, scene.document.atoms.tail);
+  BondRecord* bond = scene.AddPair("C1", "C2");
   ASSERT_NE(bond, nullptr);
   const int lines[] = {1, 2, 3, 2, 1};
   for (int order = kSingle; order <= kPi; ++order) {
@@ -120,9 +112,7 @@ TEST(RenderWire, OrdersStylesAndSelectedBonds) {
 TEST(RenderWire, ExactPositionsForVectorFigures) {
   Scene scene;
   scene.options.exact = true;
-  scene.Add("C1", 0, 0, 0);
-  scene.Add("C2", -1.1, 0, 0);
-  Connect(scene.document, scene.messages);
+  scene.AddPair("C1", "C2");
   EXPECT_EQ(Only(scene.Draw(), "line"), "line 300 299 329.92 299 #a9a9a9 w1\n");
 }
 
