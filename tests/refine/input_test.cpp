@@ -52,13 +52,11 @@ TEST_F(InputTest, AmplitudesAreRefinedAgainstAndTensorsAreKeptPositive) {
                          0.5 * r.sigma / std::max(f, std::sqrt(r.sigma)));
   }
   Write("f.hkl", amplitudes);
-  Write("f.ins", With(kModel, "HKLF 4", "HKLF 3"));
-  ASSERT_EQ(Run("f"), 0) << Said();
+  ASSERT_EQ(Run("f", With(kModel, "HKLF 4", "HKLF 3")), 0) << Said();
   EXPECT_LT(Last("R1 = "), 0.03) << Said();
 
   fs::copy_file(Path("i.hkl"), Path("x.hkl"));
-  Write("x.ins", With(kModel, "WGHT", "XNPD 0.02\nWGHT"));
-  ASSERT_EQ(Run("x"), 0) << Said();
+  ASSERT_EQ(Run("x", With(kModel, "WGHT", "XNPD 0.02\nWGHT")), 0) << Said();
   const Structure refined = ModelOf(Read("x.res"));
   EXPECT_NEAR(SymmetricEigen(refined.metric.CartesianU(refined.sites[1].u)).values[0], 0.02, 1e-4);
   EXPECT_GT(SymmetricEigen(refined.metric.CartesianU(refined.sites[0].u)).values[0], 0.025);
@@ -67,8 +65,7 @@ TEST_F(InputTest, AmplitudesAreRefinedAgainstAndTensorsAreKeptPositive) {
 TEST_F(InputTest, StirTakesInMoreReflectionsInEveryCycle) {
   Simulate("s", kModel, 0.9);
   const size_t all = ParseHklFile(Read("s.hkl"), {}).reflections.size();
-  Write("s.ins", With(kModel, "WGHT", "STIR 1.5 0.1\nWGHT"));
-  ASSERT_EQ(Run("s"), 0) << Said();
+  ASSERT_EQ(Run("s", With(kModel, "WGHT", "STIR 1.5 0.1\nWGHT")), 0) << Said();
   std::vector<size_t> counts;
   const std::string said = Said();
   const std::regex pattern("before, (\\d+) data");
@@ -109,8 +106,7 @@ TEST_F(InputTest, SaysWhereItDoesNotTakeALineAsItStands) {
       {"HKLF 4", "HKLF 1", "HKLF 1 IS NOT REFINED AGAINST, ONLY 2 TO 6 (s.ins, line 16)"},
   };
   for (const auto& c : kCases) {
-    Write("s.ins", With(kModel, c.what, c.by));
-    Run("s");
+    Run("s", With(kModel, c.what, c.by));
     EXPECT_NE(Said().find(c.said), std::string::npos) << c.said << "\n" << Said();
   }
   EXPECT_TRUE(FindPlaces(kModel, "s.ins").notes.empty());

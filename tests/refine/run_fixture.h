@@ -47,6 +47,10 @@ class RunTest : public ::testing::Test {
     lines_.clear();
     return RunJob(Path(name), [&](const std::string& line) { lines_.push_back(line); });
   }
+  int Run(const std::string& name, const std::string& ins) {
+    Write(name + ".ins", ins);
+    return Run(name);
+  }
   std::string Said() const {
     std::string all;
     for (const std::string& line : lines_) all += line + "\n";

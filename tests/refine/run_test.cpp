@@ -29,8 +29,7 @@ const std::string kEthanol =
 
 TEST_F(RunTest, RefinesWritesItsFilesAndMovesNothingWhenFedAgain) {
   Simulate("a", kEthanol, 0.85);
-  Write("a.ins", With(With(kEthanol, "C1 1 0.458", "C1 1 0.470"), "0.8 0.9", "0.7 0.8"));
-  ASSERT_EQ(Run("a"), 0) << Said();
+  ASSERT_EQ(Run("a", With(With(kEthanol, "C1 1 0.458", "C1 1 0.470"), "0.8 0.9", "0.7 0.8")), 0) << Said();
   EXPECT_TRUE(EndsFinished());
   EXPECT_LT(Last("R1 = "), 0.03);
   const std::string res = Read("a.res");
@@ -117,8 +116,7 @@ TEST_F(RunTest, SaysWhatIsWrongAndKeepsTheOldResult) {
     EXPECT_EQ(Read("x.res"), "the old result") << c.what;
   }
   fs::remove(Path("x.hkl"));
-  Write("x.ins", kEthanol);
-  EXPECT_NE(Run("x"), 0);
+  EXPECT_NE(Run("x", kEthanol), 0);
   EXPECT_NE(Said().find("CANNOT OPEN FILE"), std::string::npos);
 }
 
@@ -128,8 +126,7 @@ TEST_F(RunTest, ABadModelStaysFinite) {
   std::string ins =
       With(kEthanol, "C2 1 0.65 0.241 0.388 11 0.045 0.04 0.05 0.003 0.007 -0.002", "C2 1 0.15 0.74 0.9 11 -0.02");
   ins = With(ins, "C1 1 0.458 0.303 0.40 11 0.03 0.03 0.035 0.001 0.006 0.002", "C1 1 0.458 0.303 0.40 11 2.5");
-  Write("m.ins", ins);
-  Run("m");
+  Run("m", ins);
   EXPECT_TRUE(EndsFinished()) << Said();
   const Document document = ResultOf("m");
   for (const AtomRecord* atom : Atoms(document.atoms)) {
@@ -144,8 +141,7 @@ TEST_F(RunTest, CrowdedAtomsAreCountedAndKeepTheirNearestBonds) {
   for (int i = 1; i <= 42; ++i) ins += Printf("C%d 1 %.4f 0.55 0.3 11 0.05\n", i, 0.3 + 0.003 * i);
   ins += "HKLF 4\nEND\n";
   Simulate("m", ins, 1.2);
-  Write("m.ins", ins);
-  Run("m");
+  Run("m", ins);
   EXPECT_NE(Said().find(" 42 atoms have more than 40 neighbours"), std::string::npos) << Said();
   EXPECT_TRUE(EndsFinished());
 }
@@ -216,8 +212,7 @@ TEST_F(RunTest, GarbageEndsInASentence) {
 TEST_F(RunTest, CoordinatesForProteinProgramsHoldTheModel) {
   const std::string ins = With(kEthanol, "WGHT", "WPDB\nWGHT");
   Simulate("p", ins, 1.2);
-  Write("p.ins", With(ins, "C2 1", "PART 2\nZN1 1 0 0 0 10.5 0.03\nPART 0\nC2 1"));
-  ASSERT_EQ(Run("p"), 0) << Said();
+  ASSERT_EQ(Run("p", With(ins, "C2 1", "PART 2\nZN1 1 0 0 0 10.5 0.03\nPART 0\nC2 1")), 0) << Said();
   const std::string pdb = Read("p.pdb");
   const Structure model = ModelOf(Read("p.res"));
   std::istringstream lines(pdb);
@@ -268,8 +263,7 @@ TEST_F(RunTest, LaterProgramsAreKnownByTheirRemark) {
 TEST_F(RunTest, ListsAgreeWithOneAnother) {
   Simulate("l", kEthanol, 1.2);
   const auto line = [&](int code) {
-    Write("l.ins", With(kEthanol, "FMAP 2", Printf("FMAP 3\nLIST %d", code)));
-    EXPECT_EQ(Run("l"), 0) << Said();
+    EXPECT_EQ(Run("l", With(kEthanol, "FMAP 2", Printf("FMAP 3\nLIST %d", code))), 0) << Said();
     const std::string fcf = Read("l.fcf");
     const size_t at = 40 * (fcf.find('\n') + 1);
     return fcf.substr(at, fcf.find('\n', at) - at);
@@ -295,8 +289,7 @@ TEST_F(RunTest, ListsAgreeWithOneAnother) {
   EXPECT_NEAR(std::cos(five[2] * kRadiansPerDegree) * five[1], three[2], 0.02);
   EXPECT_NEAR(two[2], five[2], 0.51);
   // In words, behind a line of its own.
-  Write("l.ins", With(kEthanol, "FMAP 2", "FMAP 3\nLIST 1"));
-  EXPECT_EQ(Run("l"), 0) << Said();
+  EXPECT_EQ(Run("l", With(kEthanol, "FMAP 2", "FMAP 3\nLIST 1")), 0) << Said();
   const std::string all = Read("l.fcf");
   const std::string one = all.substr(all.find('\n') + 1);
   const auto behind = [&](const char* word) {

@@ -49,10 +49,10 @@ class TwinTest : public RunTest {
   double Scaled(double intensity) const { return truth_.scale * truth_.scale * intensity; }
   std::vector<Miller> Sphere(double resolution) { return SimulateData(truth_, resolution).indices[0]; }
 
-  void ExpectRefined(const std::string& name, const std::vector<double>& fractions) {
-    ASSERT_EQ(Run(name), 0) << Said();
+  void ExpectRefined(const std::string& ins, const std::vector<double>& fractions) {
+    ASSERT_EQ(Run("a", ins), 0) << Said();
     EXPECT_LT(Last("R1 = "), 0.02) << Said();
-    const Document result = ResultOf(name);
+    const Document result = ResultOf("a");
     for (const Site& site : truth_.sites) {
       const Fractional x = result.atoms.FindAtom(site.name)->fract;
       EXPECT_LT(std::sqrt(truth_.metric.DistanceSquared(x, site.x)), 0.002) << site.name;
@@ -88,14 +88,11 @@ TEST_F(TwinTest, FourComponentsWithInversionSolventAndExtinction) {
     data += DataLine(h, Scaled(sum), 0.003 * Scaled(sum) + 0.02);
   }
   Write("a.hkl", data);
-  Write("a.ins", Perturbed(Text(law + "BASF 0.2 0.2 0.2\nSWAT 0.2 2.5\nEXTI 0.005\n")));
-  ExpectRefined("a", {0.25, 0.2, 0.15});
+  ExpectRefined(Perturbed(Text(law + "BASF 0.2 0.2 0.2\nSWAT 0.2 2.5\nEXTI 0.005\n")), {0.25, 0.2, 0.15});
 
   Write("b.hkl", data);
-  Write("b.ins", Text("TWIN 0 0 1 0 -1 0 1 0 0 -3\nBASF 0.2 0.2\n"));
-  EXPECT_NE(Run("b"), 0) << "inversion doubles the components";
-  Write("b.ins", Text("BASF 0.2 0.2\nL.S. 2\n"));
-  EXPECT_EQ(Run("b"), 0) << Said();
+  EXPECT_NE(Run("b", Text("TWIN 0 0 1 0 -1 0 1 0 0 -3\nBASF 0.2 0.2\n")), 0) << "inversion doubles the components";
+  EXPECT_EQ(Run("b", Text("BASF 0.2 0.2\nL.S. 2\n")), 0) << Said();
   EXPECT_NE(Said().find("BASF: 2 values, and the data speak of 0"), std::string::npos) << Said();
   EXPECT_EQ(Said().find("do not determine"), std::string::npos);
 }
@@ -126,12 +123,10 @@ TEST_F(TwinTest, OverlappedReflectionsByBatch) {
     ++n;
   }
   Write("a.hkl", data);
-  Write("a.ins", Perturbed(Text("BASF 0.2 0.1\n", "HKLF 5")));
-  ExpectRefined("a", {0.3, 0.2});
+  ExpectRefined(Perturbed(Text("BASF 0.2 0.1\n", "HKLF 5")), {0.3, 0.2});
   EXPECT_NE(Said().find(Printf(" 0 absent, 0 outside limits, %d unique", n)), std::string::npos) << Said();
   // Limits take whole groups, however few lines of one lie beyond them.
-  Write("a.ins", Text("SHEL 100 1.2\nOMIT 0 3 0\nTWIN\n", "HKLF 5"));
-  Run("a");
+  Run("a", Text("SHEL 100 1.2\nOMIT 0 3 0\nTWIN\n", "HKLF 5"));
   EXPECT_LT(Last("R1 = "), 0.02) << Said();
   EXPECT_NE(Said().find("TWIN: HKLF 5"), std::string::npos);
   EXPECT_NE(Said().find("BASF: 0 values where the data need 2"), std::string::npos);
@@ -154,13 +149,11 @@ TEST_F(TwinTest, LaueDataHaveDispersionAndExtinctionAtTheirWavelengths) {
     data += DataLine(h, intensity, 0.003 * intensity + 0.02, Printf("   1%8.4f", truth_.wavelength));
   }
   Write("a.hkl", data);
-  Write("a.ins", Perturbed(Text("EXTI 0.02\n", "HKLF 2")));
-  ExpectRefined("a", {});
+  ExpectRefined(Perturbed(Text("EXTI 0.02\n", "HKLF 2")), {});
   EXPECT_NE(Said().find(Printf(" 0 outside limits, %d unique", n)), std::string::npos) << "nothing is merged";
   EXPECT_NE(Read("a.cif").find("Laue data: wavelengths from 0.9000 to 1.9600"), std::string::npos);
   const double right = Last("R1 = ");
-  Write("a.ins", Perturbed(Text("EXTI 0.02\n")));
-  EXPECT_EQ(Run("a"), 0);
+  EXPECT_EQ(Run("a", Perturbed(Text("EXTI 0.02\n"))), 0);
   EXPECT_GT(Last("R1 = "), 2.0 * right) << "at one wavelength they do not fit";
 }
 
@@ -176,8 +169,7 @@ TEST_F(TwinTest, LinesOfPowderDataAreSumsByMultiplicity) {
                        Printf("%4d", (j == i % 3 ? 2 : -2) * static_cast<int>(1 + j)));
   }
   Write("a.hkl", data);
-  Write("a.ins", Perturbed(Text("TWIN\n", "HKLF 6")));
-  ExpectRefined("a", {});
+  ExpectRefined(Perturbed(Text("TWIN\n", "HKLF 6")), {});
   EXPECT_NE(Said().find("TWIN: HKLF 6 names what overlaps"), std::string::npos);
 }
 
@@ -195,11 +187,9 @@ TEST_F(TwinTest, AnOverallAnisotropicScaleIsFound) {
   const auto ins = [&](const char* more) {
     return With(Perturbed(Text(more)), "0.03 0.025 0.04 0.002 0.004 -0.003", "0.03");
   };
-  Write("a.ins", ins(""));
-  ASSERT_EQ(Run("a"), 0) << Said();
+  ASSERT_EQ(Run("a", ins("")), 0) << Said();
   const double without = Last("R1 = ");
-  Write("a.ins", ins("ANSR 0.01\n"));
-  ExpectRefined("a", {});
+  ExpectRefined(ins("ANSR 0.01\n"), {});
   EXPECT_LT(Last("R1 = "), 0.3 * without) << Said();
   EXPECT_NE(Said().find(", 4 restraints"), std::string::npos) << Said();
   std::vector<double> scale;
@@ -210,8 +200,7 @@ TEST_F(TwinTest, AnOverallAnisotropicScaleIsFound) {
   EXPECT_NEAR(scale[2] - scale[1], 0.028, 0.001);
   EXPECT_NEAR(scale[4], 0.006, 0.001);
   EXPECT_EQ(scale[3], 0.0);
-  Write("a.ins", Read("a.res"));
-  ASSERT_EQ(Run("a"), 0);
+  ASSERT_EQ(Run("a", Read("a.res")), 0);
   EXPECT_LT(Last("mean "), 0.05) << "the result is where it starts from";
 }
 
@@ -227,8 +216,7 @@ TEST_F(TwinTest, BatchesOfOneCrystalHaveScales) {
     data += DataLine({-h[0], h[1], -h[2]}, Scaled(0.7 * Intensity(h)), 0.01 * Scaled(Intensity(h)) + 0.05, "   2");
   }
   Write("a.hkl", data);
-  Write("a.ins", Perturbed(Text("BASF 1 1\n")));
-  ExpectRefined("a", {0.7, 1.6});
+  ExpectRefined(Perturbed(Text("BASF 1 1\n")), {0.7, 1.6});
 }
 
 }  // namespace

@@ -122,23 +122,13 @@ void CompareAtom(const CifSite& site, const AtomRecord& atom) {
   for (size_t i = 0; i < 6; ++i) EXPECT_NEAR(atom.u[i], site.u[i], 1e-8);
 }
 
-struct Counts {
-  int translated = 0;
-  int refused = 0;
-  size_t atoms = 0;
-  size_t anisotropic = 0;
-  size_t operators = 0;
-};
-
-void CompareFile(const std::string& text, Counts& counts) {
+// Counts the texts that held a structure.
+void CompareFile(const std::string& text, int& translated) {
   const auto facts = FactsOfCif(text);
   const auto translation = TranslateCif(text);
   const bool isUsable = facts && facts->cell[0] > 0.0 && facts->cell[1] > 0.0 && facts->cell[2] > 0.0;
   ASSERT_EQ(translation.has_value(), isUsable);
-  if (!translation) {
-    ++counts.refused;
-    return;
-  }
+  if (!translation) return;
   Document document;
   RecordingMessages messages;
   ASSERT_TRUE(ReadInstructionText(document, translation->text, messages));
@@ -156,40 +146,33 @@ void CompareFile(const std::string& text, Counts& counts) {
   const AtomRecord* atom = document.atoms.head;
   for (const auto& site : facts->sites) {
     CompareAtom(site, *atom);
-    counts.anisotropic += atom->IsAnisotropic();
     atom = atom->next;
   }
-  ++counts.translated;
-  counts.atoms += facts->sites.size();
-  counts.operators += facts->operators.size();
+  ++translated;
 }
 
 TEST(RealCifs, AgreeWithAnIndependentReader) {
   if (RealDataFolder().empty()) GTEST_SKIP() << "MARVIK_REAL_DATA is not set";
-  Counts counts;
+  int translated = 0;
   // These break the syntax before or behind what matters here. One is another file with a few words too many, which
   // cost nothing; the others hold no atoms and a cell.
   const std::string kBroken[] = {"2009397-syntax-error.cif", "ciftest5.cif", "dos-ctrl-z.cif", "test.cif",
                                  "cif2-unicode-multiblock.cif"};
-  int broken = 0;
   for (const std::string& path : FilesBelow(RealDataFolder() + "cif", {"cif"})) {
     const std::string name = FileNameOf(path);
     SCOPED_TRACE(name);
     const std::string text = ReadWholeFile(path).content;
     if (std::ranges::find(kBroken, name) != std::end(kBroken)) {
       EXPECT_EQ(TranslateCif(text).has_value(), name == kBroken[0]);
-      ++broken;
       continue;
     }
     try {
-      CompareFile(text, counts);
+      CompareFile(text, translated);
     } catch (const std::exception& error) {
       ADD_FAILURE() << "not compared: " << error.what();
     }
   }
-  std::printf("%d CIFs agree: %zu atoms (%zu anisotropic), %zu operators; %d refused by both, %d have broken syntax\n",
-              counts.translated, counts.atoms, counts.anisotropic, counts.operators, counts.refused, broken);
-  EXPECT_GE(counts.translated, 45);
+  EXPECT_GE(translated, 45);
 }
 
 }  // namespace
