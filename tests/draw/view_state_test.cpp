@@ -194,23 +194,21 @@ TEST(ViewState, KeysAreDrags) {
   const struct {
     ViewKey key;
     bool shift;
-    int panX;
-    int panY;
+    int panX, panY;
   } cases[] = {{ViewKey::PageUp, false, 0, -10}, {ViewKey::PageDown, true, 0, 10}, {ViewKey::Home, false, -10, 0},
                {ViewKey::End, true, 10, 0},      {ViewKey::Left, false, -1, 0},    {ViewKey::Left, true, -90, 0},
                {ViewKey::Right, false, 1, 0},    {ViewKey::Right, true, 90, 0},    {ViewKey::Up, false, 0, -1},
                {ViewKey::Up, true, 0, -90},      {ViewKey::Down, false, 0, 1},     {ViewKey::Down, true, 0, 90},
                {ViewKey::Insert, false, 0, 0},   {ViewKey::Delete, true, 0, 0}};
   for (const auto& c : cases) {
-    ViewState pan;
+    SCOPED_TRACE(static_cast<int>(c.key));
+    ViewState pan, turned, expected;
     pan.dragMode = 1;
     PressViewKey(pan, c.key, c.shift);
-    EXPECT_EQ(pan.panX, c.panX) << static_cast<int>(c.key);
-    EXPECT_EQ(pan.panY, c.panY) << static_cast<int>(c.key);
+    EXPECT_EQ(pan.panX, c.panX);
+    EXPECT_EQ(pan.panY, c.panY);
     ExpectMatrix(pan.modelview, IdentityMatrix4());
-    ViewState turned;
     PressViewKey(turned, c.key, c.shift);
-    ViewState expected;
     DragView(expected, c.panX, c.panY, {});
     if (c.panX != 0 || c.panY != 0) ExpectMatrix(turned.modelview, expected.modelview);
   }

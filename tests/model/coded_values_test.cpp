@@ -34,22 +34,5 @@ TEST(CodedValues, DecodeWhatIsCodedAndLeaveTheRest) {
   for (const double u : {-1.2, -0.51, -4.9}) EXPECT_TRUE(IsRidingU(u)) << u;
 }
 
-TEST(SourceLayout, GivesLinesAsTheyAreAndAsText) {
-  SourceLayout layout;
-  layout.text = "one\r\ntwo =\r\n three\r\n\r\r\nend";
-  for (const uint32_t start : {0u, 5u, 20u, 23u}) layout.lines.emplace_back().start = start;
-  EXPECT_EQ(BytesOf(layout, 0), "one\r\n");
-  EXPECT_EQ(BytesOf(layout, 1), "two =\r\n three\r\n");
-  EXPECT_EQ(BytesOf(layout, 3), "end");
-  EXPECT_EQ(TextOf(layout, 1), "two =\n three");
-  EXPECT_EQ(TextOf(layout, 2), "");
-  EXPECT_EQ(TextOf(layout, 3), "end");
-  layout.text = "a =\rb\rc";
-  layout.returnsOnly = true;
-  layout.lines.resize(2);
-  layout.lines[1].start = 6;
-  EXPECT_EQ(TextOf(layout, 0), "a =\nb");
-}
-
 }  // namespace
 }  // namespace marvik
