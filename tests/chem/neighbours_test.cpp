@@ -20,15 +20,17 @@ std::string NamesIn(const Images& images) {
 }  // namespace
 
 TEST_F(ChemTest, TranslationsRunFromMinusOneToTwo) {
-  Read("C1 1 0.0 0 0 11 0.04\nC2 1 1.93 0 0 11 0.04\nC3 1 -1.93 0.5 0 11 0.04\nC4 1 0.0 0.5 0 11 0.04\n");
+  Read(
+      "C1 1 0.0 0 0 11 0.04\nC2 1 1.93 0 0 11 0.04\nC3 1 -1.93 0.5 0 11 0.04\nC4 1 0.0 0.5 0 11 0.04\n"
+      "C5 1 -2.93 0 0 11 0.04\n");
   const NeighbourSearch search(document, 0.5);
-  // C2 has to come down by two cells, which is out of range; C3 has to go up by two, which is not.
+  // C2 has to come down by two cells and C5 to go up by three, which is out of range; C3 has to go up by two.
   EXPECT_TRUE(search.FindNeighbours(*Atom("C1"), 0.5).empty());
   const auto found = search.FindNeighbours(*Atom("C4"), 0.5);
   ASSERT_EQ(found.size(), 1u);
   EXPECT_EQ(found[0].symmetryCode, 1755);
   // Nor is there a bound on what stands around an atom.
-  EXPECT_EQ(search.FindWithin(*Atom("C1"), 1.5).size(), 1u);
+  EXPECT_EQ(search.FindWithin(*Atom("C1"), 1.5).size(), 2u);
 }
 
 TEST_F(ChemTest, LimitsOfDistance) {

@@ -34,5 +34,19 @@ TEST(CodedValues, DecodeWhatIsCodedAndLeaveTheRest) {
   for (const double u : {-1.2, -0.51, -4.9}) EXPECT_TRUE(IsRidingU(u)) << u;
 }
 
+TEST(SourceLayout, GivesLinesAsText) {
+  SourceLayout layout;
+  layout.text = "two =\r\n three\r\n\r\r\nend";
+  for (const uint32_t start : {0u, 15u, 18u}) layout.lines.emplace_back().start = start;
+  EXPECT_EQ(TextOf(layout, 0), "two =\n three");
+  EXPECT_EQ(TextOf(layout, 1), "");
+  EXPECT_EQ(TextOf(layout, 2), "end");
+  layout.text = "a =\rb\rc";
+  layout.returnsOnly = true;
+  layout.lines.resize(2);
+  layout.lines[1].start = 6;
+  EXPECT_EQ(TextOf(layout, 0), "a =\nb");
+}
+
 }  // namespace
 }  // namespace marvik
