@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 #include <random>
 #include <set>
+#include <sstream>
 
 #include "draw/canvas/extent_canvas.h"
+#include "draw/canvas/recording_canvas.h"
 #include "draw/labels/label_layout.h"
 #include "draw/surface/grid_rows.h"
 
@@ -44,55 +46,31 @@ TEST(ExtentCanvas, ReachesAsFarAsWhatIsDrawn) {
             std::pair(50 - height / 2, 50 + height / 2));
 }
 
-// A device that has nothing of its own but lines, ellipses and polygons.
-class PlainCanvas : public Canvas {
- public:
-  void Clear(Rgb) override {}
-  void Lines(std::span<const LinePiece>, const Pen&) override {}
-  void Line(CanvasPoint a, CanvasPoint b, const Pen&) override { shapes.push_back({a, b}); }
-  void FillEllipse(const EllipseShape& e, Rgb, const Pen&) override { shapes.push_back({e.centre, e.p, e.q}); }
-  void Arc(const EllipseShape&, double, double, const Pen&) override {}
-  void Polygon(std::span<const CanvasPoint> points, Rgb, const Pen&) override {
-    shapes.emplace_back(points.begin(), points.end());
-  }
-  void Polyline(std::span<const CanvasPoint> points, const Pen& pen) override { Polygon(points, {}, pen); }
-  void Text(CanvasPoint, TextAnchor, std::string_view, const TextLook&) override {}
-  CanvasPoint TextSize(std::string_view, const TextShift&) override { return {}; }
-  std::vector<std::vector<CanvasPoint>> shapes;
-};
-
 TEST(Canvas, WhatADeviceLacksIsMadeOfWhatItHas) {
-  PlainCanvas canvas;
+  RecordingCanvas canvas;
   const Pen pen{{0, 0, 0}, 1.0};
-  const EllipseShape e{{10, 20}, {5, 1}, {-1, 3}};
-  canvas.FillSector(e, 0.4, 2.15, {});
-  const auto& wedge = canvas.shapes.at(0);
-  EXPECT_EQ(wedge[0].x, 10.0);
-  // Steps of a tenth of a radian at most, from end to end along the ellipse.
-  ASSERT_EQ(wedge.size(), 20u);
-  for (size_t i = 1; i < wedge.size(); ++i) {
-    const double angle = 0.4 + 1.75 * static_cast<double>(i - 1) / 18;
-    EXPECT_NEAR(wedge[i].x, 10 + 5 * std::cos(angle) - std::sin(angle), 1e-9) << i;
-    EXPECT_NEAR(wedge[i].y, 20 + std::cos(angle) + 3 * std::sin(angle), 1e-9) << i;
+  canvas.FillSector({{10, 20}, {5, 1}, {-1, 3}}, 0.4, 2.15, {});
+  std::istringstream wedge(canvas.Recorded());
+  wedge.ignore(8);
+  // From the middle, steps of a tenth of a radian at most from end to end along the ellipse.
+  for (int i = -1; i <= 18; ++i) {
+    CanvasPoint at;
+    ASSERT_TRUE(wedge >> at.x >> at.y) << canvas.Recorded();
+    wedge.ignore(1);
+    const double angle = 0.4 + 1.75 * i / 18, size = i < 0 ? 0.0 : 1.0;
+    EXPECT_NEAR(at.x, 10 + size * (5 * std::cos(angle) - std::sin(angle)), 1e-3) << i;
+    EXPECT_NEAR(at.y, 20 + size * (std::cos(angle) + 3 * std::sin(angle)), 1e-3) << i;
   }
-  const std::vector<CanvasPoint> corners{{0, 0}, {4, 0}, {4, 3}};
-  canvas.Facet(corners, {}, 0.5, pen);
+  canvas.Forget();
   canvas.Facet({}, {}, 0.5, pen);
-  ASSERT_EQ(canvas.shapes.size(), 2u);
-  ASSERT_EQ(canvas.shapes[1].size(), 4u) << "closed";
-  EXPECT_EQ(canvas.shapes[1][3].x, 0.0);
   const std::vector<LinePiece> pieces{{2, 4, 6, 8}};
   canvas.ScaledLines(pieces, 0.5, pen);
-  EXPECT_EQ(canvas.shapes.at(2)[0].y, 2.0);
-  EXPECT_EQ(canvas.shapes[2][1].x, 3.0);
   canvas.ScaledLines(pieces, 1.0, pen);
-  EXPECT_EQ(canvas.shapes.size(), 3u) << "whole units go as they are";
   const std::vector<Disc> discs{{{1, -1}, 2.0, {}}, {{}, 1.0, {}}};
-  canvas.DiscStack({7, 8}, discs);
-  ASSERT_EQ(canvas.shapes.size(), 5u);
-  EXPECT_EQ(canvas.shapes[3][0].x, 8.0);
-  EXPECT_EQ(canvas.shapes[3][0].y, 7.0);
-  EXPECT_EQ(canvas.shapes[3][1].x, 2.0);
+  canvas.Canvas::DiscStack({7, 8}, discs);
+  EXPECT_EQ(canvas.Recorded(),
+            "line 1 2 3 4 #000000 w1\npiece 2 4 6 8 #000000 w1\n"
+            "ellipse 8 7 p 2 0 q 0 2 #000000\nellipse 7 8 p 1 0 q 0 1 #000000\n");
 }
 
 TEST(LabelOccupancy, TakesWhatALoopOverTheCellsTakes) {
