@@ -166,4 +166,23 @@ std::vector<Rotation> TwinLaws(const Metric& metric, int latt, const SpaceGroup&
   return laws;
 }
 
+TwinLaw LawOf(const Rotation& rotation) {
+  TwinLaw law;
+  law.present = true;
+  for (size_t i = 0; i < 9; ++i) law.matrix[i] = rotation[i % 3][i / 3];
+  return law;
+}
+
+Rotation RotationOf(const TwinLaw& law) {
+  Rotation r{};
+  for (size_t i = 0; i < 9; ++i) r[i % 3][i / 3] = RoundHalfAway(law.matrix[i]);
+  return r;
+}
+
+std::string LawText(const TwinLaw& law) {
+  std::string text;
+  for (const double v : law.matrix) text += Printf(" %g", v);
+  return text;
+}
+
 }  // namespace marvik::phase

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "phase/problem.h"
+#include "refine/data/observations.h"
 
 namespace marvik::phase {
 
@@ -39,6 +40,12 @@ std::vector<std::vector<Rotation>> RotationGroups(const std::vector<Rotation>& r
 std::vector<Rotation> ProperRotations(const SpaceGroup& group);
 // Laws of twinning that the lattice allows and the group does not have, one for each way to lie.
 std::vector<Rotation> TwinLaws(const Metric& metric, int latt, const SpaceGroup& group);
+// As a law of two parts, for indices.
+TwinLaw LawOf(const Rotation& rotation);
+// The rotation of a law of two parts.
+Rotation RotationOf(const TwinLaw& law);
+// Its matrix, " -1 0 0 0 -1 0 0 0 1".
+std::string LawText(const TwinLaw& law);
 // Of the class that has these rotations: "-1", "2/m", "mmm" ...
 std::string LaueSymbol(const std::vector<Rotation>& proper);
 

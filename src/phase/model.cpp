@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <numeric>
+#include <utility>
 
 #include "crystal/site_symmetry.h"
 #include "phase/elements.h"
@@ -25,6 +26,10 @@ constexpr double kNoWorse = 1.02;                                     // of R1, 
 constexpr double kWhole = 0.72;                                       // share that an atom there in part seldom has
 constexpr double kShortestLightBond = 1.1, kLongestLightBond = 1.75;  // Å
 constexpr double kGhost = 0.2;                                        // of the median of the electrons
+constexpr double kTwinGain = 0.92;                                    // of R1, that a law must explain
+constexpr int kTwinRounds = 20;
+constexpr double kTwinSettled = 0.98;  // of R1 two rounds ago
+constexpr double kLeastTwin = 0.03;    // share
 
 // Å to the nearest image of any site, below 1.5 Å exact (no width of a cell is below 3 Å there).
 double DistanceToSites(const Structure& s, const Fractional& x, size_t except = SIZE_MAX) {
@@ -60,8 +65,14 @@ Model::Model(const Problem& problem, const DataStatistics& data, const GroupCand
   limits.wavelength = problem.wavelength;
   limits.resolutionHigh = data.dPhasing * 0.9999;
   MergeStatistics unused;
-  observations_ =
-      MakeObservations(MergeReflections(problem.reflections, structure.group, problem.metric, limits, 4, unused), {});
+  merged_ = MergeReflections(problem.reflections, structure.group, problem.metric, limits, 4, unused);
+  observations_ = MakeObservations(merged_, {});
+  for (const Rotation& law : TwinLaws(problem.metric, candidate.latt, candidate.group)) {
+    const bool unrelated = std::any_of(data.agreements.begin(), data.agreements.end(), [&](const RotationAgreement& a) {
+      return a.rotation == law && a.pairs > 0 && a.r > kTwinLimit;
+    });
+    if (!unrelated) laws_.push_back(LawOf(law));
+  }
   expected_ = AtomsToExpect(problem, structure.group);
 }
 
@@ -230,6 +241,51 @@ void Model::BuildFromPhases(const std::vector<AveragedReflection>& phases) {
     freedom.ownDisplacements = round >= 2;
     Refine(4, freedom);
   }
+  if (!FindTwin()) return;
+  // The first maps held both parts.
+  Refine(4, freedom);
+  double before[2] = {1.0, residuals_.r1};
+  for (int round = 0; round < kTwinRounds && !structure.sites.empty(); ++round) {
+    Recycle(0.45);
+    Refine(4, freedom);
+    if (residuals_.r1 > kTwinSettled * before[0]) break;
+    before[0] = std::exchange(before[1], residuals_.r1);
+  }
+}
+
+// Shares of both parts by least squares on their intensities as the model stands.
+bool Model::FindTwin() {
+  const double before = residuals_.r1;
+  TwinLaw best;
+  double share = 0.0, r1 = kTwinGain * before;
+  for (const TwinLaw& law : laws_) {
+    Structure trial = structure;
+    const Observations observations = MakeObservations(merged_, law);
+    Calculated parts[2];
+    for (const double second : {0.0, 1.0}) {
+      trial.batchFractions = {second};
+      DataPass(trial, observations, {}).Run(parts[second > 0.0]);
+    }
+    double n[3] = {}, right[2] = {};
+    for (size_t i = 0; i < observations.Size(); ++i) {
+      const double w = calculated_.weight[i], fo2 = parts[0].fo2[i], a = parts[0].fc2[i], b = parts[1].fc2[i];
+      n[0] += w * a * a, n[1] += w * a * b, n[2] += w * b * b;
+      right[0] += w * a * fo2, right[1] += w * b * fo2;
+    }
+    const double first = right[0] * n[2] - right[1] * n[1], second = right[1] * n[0] - right[0] * n[1];
+    if (!(first + second > 0.0) || second < kLeastTwin * (first + second) || first < kLeastTwin * (first + second))
+      continue;
+    trial.batchFractions = {second / (first + second)};
+    DataPass(trial, observations, {}).Run(parts[0]);
+    const double found = MakeResiduals(parts[0], 0).r1;
+    if (found > r1) continue;
+    best = law, share = trial.batchFractions[0], r1 = found;
+  }
+  if (!best.present) return false;
+  twin_ = best;
+  structure.batchFractions = {share};
+  observations_ = MakeObservations(merged_, twin_);
+  return true;
 }
 
 // Ripples of the map beside heavy atoms, and what else refined to next to nothing, would count as neighbours.

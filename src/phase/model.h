@@ -22,7 +22,8 @@ class Model {
  public:
   Model(const Problem& problem, const DataStatistics& data, const GroupCandidate& candidate);
 
-  // Carbon atoms of refined weight: from the map of the averaged phases, then from maps of their own.
+  // Carbon atoms of refined weight: from the map of the averaged phases, then from maps of their own. Where a law of
+  // twinning explains much, it stays.
   void BuildFromPhases(const std::vector<AveragedReflection>& phases);
   // Elements by electron counts and what the formula and the bonds say, refined with each.
   void AssignElements();
@@ -32,6 +33,7 @@ class Model {
   void PlaceDisorder();
 
   double R1() const { return residuals_.r1; }
+  const TwinLaw& Twin() const { return twin_; }
   const Residuals& GetResiduals() const { return residuals_; }
   double ExpectedAtoms() const { return expected_; }
   // 1 over the order of each site's symmetry.
@@ -48,6 +50,7 @@ class Model {
   void FindFractions();
   void Refine(int cycles, const Freedom& freedom);
   void Recycle(double weakest);
+  bool FindTwin();
   void CountElectrons(bool evenly = false);
   double UsualElectrons() const;
   void DropGhosts();
@@ -57,6 +60,9 @@ class Model {
   double Weight() const;  // Σ of the fractions
 
   const Problem& problem_;
+  std::vector<Reflection> merged_;
+  std::vector<TwinLaw> laws_;  // that lattice and intensities allow
+  TwinLaw twin_;
   Observations observations_;
   Calculated calculated_;
   Residuals residuals_;

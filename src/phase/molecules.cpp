@@ -125,6 +125,23 @@ void GatherMolecules(Candidate& candidate) {
   candidate.shares = std::move(shares);
 }
 
+void TurnToLargerPart(Candidate& candidate) {
+  if (candidate.SecondPart() <= 0.5) return;
+  Structure& s = candidate.structure;
+  SymmetryOperator turn, back;
+  turn.r = RotationOf(candidate.twin);
+  while (turn * back != SymmetryOperator{}) back = turn * back;
+  const auto& all = s.group.all;
+  const bool same = std::all_of(all.begin(), all.end(), [&](const SymmetryOperator& op) {
+    const SymmetryOperator turned = Wrapped(turn * op * back);
+    return std::any_of(all.begin(), all.end(), [&](const SymmetryOperator& o) { return Wrapped(o) == turned; });
+  });
+  if (!same) return;
+  for (Site& site : s.sites) site.x = turn.Apply(site.x);
+  s.batchFractions[0] = 1.0 - s.batchFractions[0];
+  candidate.twin = LawOf(back.r);
+}
+
 namespace {
 
 // The group of the opposite hand, and where its origin lies in the inverted frame; false where no table has it.
@@ -198,7 +215,7 @@ void DecideHand(const Problem& problem, Candidate& candidate) {
   if (measured.size() < 50) return;
   Calculated calculated[2];
   for (int k = 0; k < 2; ++k) {
-    pairs[k] = MakeObservations(k == 0 ? measured : opposite, {});
+    pairs[k] = MakeObservations(k == 0 ? measured : opposite, candidate.twin);
     WeightScheme weights;
     DataPass(anomalous, pairs[k], weights).Run(calculated[k]);
   }

@@ -67,10 +67,15 @@ struct Sums {
   std::vector<Block> blocks;
   double scale[2] = {};    // normal element and gradient of the scale
   double overall[2] = {};  // of one U for all
+  double second[2] = {};   // of the share of a twin's second part
 
   void Add(const double* rows, const Lanes& residual, const Parametrisation& p, bool common) {
     scale[0] += LaneDot(rows, rows);
     scale[1] += LaneDot(rows, residual.data());
+    for (size_t k = 1; k < p.Size() && p.parameters[k].kind == ParameterKind::BatchFraction; ++k) {
+      second[0] += LaneDot(rows + k * kBlock, rows + k * kBlock);
+      second[1] += LaneDot(rows + k * kBlock, residual.data());
+    }
     for (Block& b : blocks) {
       for (size_t i = 0; i < b.count; ++i) {
         const double* row = rows + (b.first + i) * kBlock;
@@ -90,7 +95,7 @@ struct Sums {
   }
 
   void Join(const Sums& o) {
-    for (int i = 0; i < 2; ++i) scale[i] += o.scale[i], overall[i] += o.overall[i];
+    for (int i = 0; i < 2; ++i) scale[i] += o.scale[i], overall[i] += o.overall[i], second[i] += o.second[i];
     for (size_t b = 0; b < blocks.size(); ++b) {
       for (size_t i = 0; i < blocks[b].n.size(); ++i) blocks[b].n[i] += o.blocks[b].n[i];
       for (size_t i = 0; i < blocks[b].g.size(); ++i) blocks[b].g[i] += o.blocks[b].g[i];
@@ -138,6 +143,8 @@ std::vector<double> ShiftsOf(Sums& sums, const Parametrisation& p, const Freedom
   std::vector<double> shifts(p.Size(), 0.0);
   if (freedom.scale && sums.scale[0] > 0.0)
     shifts[0] = std::clamp(kDamping * sums.scale[1] / sums.scale[0], -0.2 * structure.scale, 0.2 * structure.scale);
+  if (!structure.batchFractions.empty() && sums.second[0] > 0.0)
+    shifts[1] = std::clamp(kDamping * sums.second[1] / sums.second[0], -0.1, 0.1);
   for (Block& b : sums.blocks) {
     std::array<double, Block::kSize> shift{};
     Hold(b, p, freedom, structure);
@@ -176,6 +183,7 @@ Residuals RefineQuickly(Structure& structure, const Observations& observations, 
     });
     for (size_t share = 1; share < sums.size(); ++share) sums[0].Join(sums[share]);
     p.Apply(ShiftsOf(sums[0], p, freedom, structure), structure);
+    for (double& share : structure.batchFractions) share = std::clamp(share, 0.0, 1.0);
     for (Site& site : structure.sites) {
       site.u[0] = std::clamp(site.u[0], 0.003, 0.4);
       if (freedom.occupancies) site.occupancy = std::max(site.occupancy, 0.005);

@@ -13,8 +13,8 @@ struct Freedom {
   bool ownDisplacements = false;  // else one U for all
 };
 
-// Damped cycles of least squares on F² with one block for each site; what has a PART stays where it is. Gives the
-// residuals and what was calculated at the end.
+// Damped cycles of least squares on F² with one block for each site, and the share of a twin's second part; what has a
+// PART stays where it is. Gives the residuals and what was calculated at the end.
 Residuals RefineQuickly(Structure& structure, const Observations& observations, int cycles, const Freedom& freedom,
                         Calculated& calculated);
 

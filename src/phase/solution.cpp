@@ -28,10 +28,12 @@ class Solver {
   void Run() {
     // Intensities that a twin makes nearly equal hide the lower class: when nothing fits, the next attempts trust them
     // less.
-    for (const double limit : {0.25, 0.10, 0.0}) {
-      if (!Attempt(limit)) return;
-      if (options_.groupAsGiven || (!solution_.candidates.empty() && solution_.candidates[0].Right() && !doubtful_))
-        break;
+    const AnalysisOptions attempts[] = {
+        {false, 0.25, false}, {false, 0.10, true}, {false, 0.10, false}, {false, 0.0, false}};
+    for (const AnalysisOptions& attempt : attempts) {
+      if (!Attempt(attempt)) return;
+      if (options_.groupAsGiven) break;
+      if (!solution_.candidates.empty() && solution_.candidates[0].Right() && !Doubtful(solution_.candidates[0])) break;
     }
     Conclude();
   }
@@ -43,19 +45,20 @@ class Solver {
   }
 
   // False when there is nothing more to do.
-  bool Attempt(double equivalentLimit) {
+  bool Attempt(AnalysisOptions analysis) {
+    analysis.given = options_.groupAsGiven;
     DataStatistics data;
     std::string sentence;
     const std::vector<std::string> before = problem_.notes;
-    if (!AnalyseData(problem_, {options_.groupAsGiven, equivalentLimit}, data, sentence)) {
+    if (!AnalyseData(problem_, analysis, data, sentence)) {
       if (solution_.sentence.empty()) solution_.sentence = sentence;
       return false;
     }
-    if (!tried_.empty() && tried_ == data.laue) {
+    if (analysis.detwin ? data.secondPart == 0.0 : tried_ == data.laue) {
       problem_.notes = before;
       return true;
     }
-    tried_ = data.laue;
+    if (!analysis.detwin) tried_ = data.laue;
     doubtful_ = std::any_of(data.agreements.begin(), data.agreements.end(), [&](const RotationAgreement& a) {
       return a.r > kDoubtful && std::find(data.laue.begin(), data.laue.end(), a.rotation) != data.laue.end();
     });
@@ -72,6 +75,8 @@ class Solver {
     const std::vector<PhaseSet> sets = FindPhases(data, phasing);
     if (solution_.cancelled) return false;
     const size_t known = solution_.candidates.size();
+    // Of a twin taken apart the same groups make better models.
+    before_ = analysis.detwin ? known : 0;
     int doubtful = 0;
     for (const PhaseSet& set : sets) {
       if (!set.merit.Accepted() && (doubtful++ >= 2 || set.merit.correlation < 0.55)) break;
@@ -94,8 +99,14 @@ class Solver {
 
   // A few atoms fit few reflections in groups of too many operations as well.
   bool GoodEnough(const DataStatistics& data) const {
-    return !doubtful_ && Best() < (data.merged.size() < kSmall ? kSmallGood : kGoodEnough);
+    const auto best = std::min_element(solution_.candidates.begin(), solution_.candidates.end(),
+                                       [](const Candidate& a, const Candidate& b) { return a.r1 < b.r1; });
+    return best != solution_.candidates.end() && !Doubtful(*best) &&
+           best->r1 < (data.merged.size() < kSmall ? kSmallGood : kGoodEnough);
   }
+
+  // A twin that was found explains what made intensities of a lower class nearly equal.
+  bool Doubtful(const Candidate& c) const { return doubtful_ && !(c.twin.present && c.r1 < kGoodEnough); }
 
   static bool Before(const Candidate& a, const Candidate& b) {
     if (a.Right() != b.Right()) return a.Right();
@@ -108,12 +119,13 @@ class Solver {
     const auto groups = options_.groupAsGiven ? GivenSpaceGroup(problem_, data, set) : RankSpaceGroups(data, set);
     size_t tried = 0;
     for (const GroupCandidate& group : groups) {
-      const bool known = std::any_of(solution_.candidates.begin(), solution_.candidates.end(), [&](const Candidate& c) {
+      const auto from = solution_.candidates.begin() + static_cast<std::ptrdiff_t>(before_);
+      const bool known = std::any_of(from, solution_.candidates.end(), [&](const Candidate& c) {
         // Of the subgroups of a model that may be right one tells whether its symmetry is real.
         return c.Right() && (c.group.symbol == group.symbol || 2 * group.Order() < c.group.Order() ||
                              (weighed_ && group.Order() < c.group.Order()));
       });
-      if (known || (tried > 0 && !WorthTrying(group))) continue;
+      if (known || TooLow(data, group) || (tried > 0 && !WorthTrying(group))) continue;
       const size_t most = !set.merit.Accepted() ? 1 : data.merged.size() < kSmall ? 12 : 3;
       if (tried++ >= most || !Tell("model in " + group.symbol, 0.6)) return;
       Build(data, set, group);
@@ -160,6 +172,12 @@ class Solver {
   // A second group is looked at when the first leaves doubt and this one has something to say.
   bool WorthTrying(const GroupCandidate& group) const { return group.Fits() && group.Order() > 1; }
 
+  // Where intensities are nearly those of a higher class, a group of much less symmetry is left to the attempts in
+  // lower classes.
+  bool TooLow(const DataStatistics& data, const GroupCandidate& group) const {
+    return doubtful_ && 2 * ProperRotations(group.group).size() < data.laue.size();
+  }
+
   void Build(const DataStatistics& data, const PhaseSet& set, const GroupCandidate& group) {
     Model model(problem_, data, group);
     model.BuildFromPhases(AveragePhases(data, set, group));
@@ -182,6 +200,7 @@ class Solver {
     });
     if (!idle) model.PlaceDisorder();
     c.structure = model.structure;
+    c.twin = model.Twin();
     c.merit = set.merit;
     c.r1 = model.GetResiduals().r1;
     c.wR2 = model.GetResiduals().wR2;
@@ -256,6 +275,12 @@ class Solver {
     candidates = std::move(kept);
     solution_.solved = !candidates.empty() && candidates[0].Right();
     Weigh();
+    for (Candidate& c : candidates) {
+      TurnToLargerPart(c);
+      if (c.twin.present)
+        c.remark += Printf("%stwin by the law%s, share of the second part %.2f", c.remark.empty() ? "" : "; ",
+                           LawText(c.twin).c_str(), c.SecondPart());
+    }
     CompareWithFormula();
     for (Candidate& c : candidates) {
       DecideHand(problem_, c);
@@ -315,6 +340,7 @@ class Solver {
   Solution& solution_;
   std::vector<Rotation> tried_;
   double bestBefore_ = 2.0;
+  size_t before_ = 0;      // candidates of earlier attempts that leave their groups to be tried again
   bool weighed_ = false;   // against a subgroup
   bool doubtful_ = false;  // whether a twin may have made the intensities as equal as they are
 };
@@ -330,7 +356,9 @@ Solution Solve(Problem& problem, const SolveOptions& options) {
     solution.solved = false;
     solution.candidates.clear();
   }
-  solution.notes = problem.notes;
+  for (const std::string& note : problem.notes)  // each attempt has its own
+    if (std::find(solution.notes.begin(), solution.notes.end(), note) == solution.notes.end())
+      solution.notes.push_back(note);
   if (solution.cancelled) solution.candidates.clear(), solution.solved = false, solution.sentence = "cancelled";
   return solution;
 }

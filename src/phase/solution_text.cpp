@@ -65,8 +65,10 @@ std::string ComposeInstructions(const Problem& problem, const Candidate& c) {
   lattice();
   // DISP, TEMP and SIZE may stand before it.
   text += UnitLine(problem, c) + "\n";
-  text += "L.S. 8\nBOND\nFMAP 2\nPLAN 20\n" + RotorRestraints(c.structure) + "WGHT 0.1\n" +
-          Printf("FVAR %.5f", c.structure.scale);
+  text += "L.S. 8\nBOND\nFMAP 2\nPLAN 20\n" + RotorRestraints(c.structure);
+  if (c.twin.present && !c.structure.batchFractions.empty())
+    text += "TWIN" + LawText(c.twin) + Printf(" 2\nBASF %.4f\n", c.structure.batchFractions[0]);
+  text += "WGHT 0.1\n" + Printf("FVAR %.5f", c.structure.scale);
   for (size_t i = 0; i < c.structure.freeVariables.size(); ++i)
     text += Printf(i % 7 == 6 ? "\nFVAR %.5f" : " %.5f", c.structure.freeVariables[i]);
   text += "\n";

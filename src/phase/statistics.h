@@ -7,6 +7,8 @@
 
 namespace marvik::phase {
 
+constexpr double kTwinLimit = 0.42;  // R of intensities that a twin may relate
+
 // How well intensities of reflections that a rotation makes equivalent agree, Friedel opposites taken together.
 struct RotationAgreement {
   Rotation rotation{};
@@ -34,12 +36,15 @@ struct DataStatistics {
   double dPhasing = 0.0;                         // Å, of `normalised`
   double completeness = 0.0;                     // up to dPhasing
   double meanIOverSigma = 0.0;
+  double secondPart = 0.0;        // share of the twin that was taken apart, 0 for none
   double eSquaredMinusOne = 0.0;  // mean |E² - 1|: 0.97 centric, 0.74 acentric for random light atoms
 };
 
 struct AnalysisOptions {
   bool given = false;             // the header's symmetry is the truth
   double equivalentLimit = 0.25;  // R of a rotation that belongs to the Laue class; 0 trusts none that was measured
+  // A twin by the law of the lattice that the intensities obey best is taken apart: they serve for phases only.
+  bool detwin = false;
 };
 
 // Lattice, Laue class and normalised structure factors. What the user

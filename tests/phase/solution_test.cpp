@@ -331,11 +331,17 @@ TEST(Solution, WhoLooksOnSeesTheModelAppearAndChangesNothing) {
 }
 
 TEST(Completion, ATwinIsSolvedAndItsLawFound) {
-  // The cell looks orthorhombic, and the two parts make the intensities more so.
-  // The larger the second part, the less do the first phases show of the centre.
-  for (const double second : {0.2, 0.35}) {
+  // The cell has more symmetry than the structure, and the two parts make the intensities more so: the larger the
+  // second part, the less do the first phases show of the group.
+  const Crystal monoclinic{{7.3, 9.1, 15.4, 90, 90, 90}, 1, {"-x, y+1/2, -z+1/2"}};
+  const Crystal tetragonal{{9.6, 9.6, 11.3, 90, 90, 90}, -1, {"-x, -y, z", "-y, x, z+1/2", "y, -x, z+1/2"}};
+  const struct {
+    const char* symbol;
+    Crystal crystal;
+    double second;
+  } cases[] = {{"P 1 21/c 1", monoclinic, 0.2}, {"P 1 21/c 1", monoclinic, 0.45}, {"P 42", tetragonal, 0.3}};
+  for (auto [symbol, crystal, second] : cases) {
     SCOPED_TRACE(second);
-    Crystal crystal{{7.3, 9.1, 15.4, 90, 90, 90}, 1, {"-x, y+1/2, -z+1/2"}};
     crystal.twin = second;
     const auto [ins, hkl] = FilesOf(crystal);
     Problem problem;
@@ -343,8 +349,12 @@ TEST(Completion, ATwinIsSolvedAndItsLawFound) {
     ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence)) << sentence;
     const Solution solution = Solve(problem, {});
     ASSERT_TRUE(solution.solved) << solution.sentence;
-    EXPECT_EQ(solution.candidates[0].group.symbol, "P 1 21/c 1");
-    const Completion completion = Complete(problem, solution.candidates[0], nullptr);
+    const Candidate& best = solution.candidates[0];
+    EXPECT_EQ(best.group.symbol, symbol);
+    EXPECT_LT(best.r1, 0.06);
+    EXPECT_NEAR(best.SecondPart(), second, 0.02);
+    EXPECT_NE(best.remark.find("twin by the law"), std::string::npos) << best.remark;
+    const Completion completion = Complete(problem, best, nullptr);
     ASSERT_FALSE(completion.steps.empty());
     EXPECT_LT(completion.steps.back().r1, 0.03);
     const std::string& text = completion.steps.back().text;

@@ -168,6 +168,7 @@ class Completer {
     }
     s.scale = session.structure.scale;
     s.freeVariables = session.structure.freeVariables;
+    s.batchFractions = session.structure.batchFractions;
     std::vector<double> displacements;
     for (const Site& site : s.sites) displacements.push_back(site.u[0]);
     const double limit = std::max(0.15, std::min(kLargestU, 6.0 * Median(displacements)));
@@ -190,7 +191,8 @@ class Completer {
       limits.wavelength = problem_.wavelength;
       limits.resolutionHigh = kFinest;
       MergeStatistics unused;
-      merged_ = MakeObservations(MergeReflections(problem_.reflections, s.group, s.metric, limits, 4, unused), {});
+      merged_ = MakeObservations(MergeReflections(problem_.reflections, s.group, s.metric, limits, 4, unused),
+                                 candidate_.twin);
     }
     std::vector<double> fractions(s.sites.size(), 1.0);
     return FitRings(problem_, merged_, s, candidate_.shares, fractions);
@@ -287,8 +289,7 @@ class Completer {
     std::string said;
     for (const Rotation& r : laws) {
       if (!Tell("twinning", 0.4)) return;
-      std::string law;
-      for (size_t i = 0; i < 9; ++i) law += Printf(" %d", r[i % 3][i / 3]);  // of indices as columns
+      const std::string law = LawText(LawOf(r));
       auto session = Refined(WithLines(Last(), "WGHT", "TWIN" + law + " 2\nBASF 0.3\n"));
       if (!session || session->structure.batchFractions.empty()) continue;
       const double share = session->structure.batchFractions[0];
@@ -344,7 +345,8 @@ class Completer {
       if (UseElements(electrons)) {
         GatherMolecules(candidate_);
         const std::string model = ComposeInstructions(problem_, candidate_);
-        const auto session = Refined(WithLines(model, "WGHT", TwinLines(Last()) + "ANIS\n"));
+        const std::string twin = candidate_.twin.present ? "" : TwinLines(Last());
+        const auto session = Refined(WithLines(model, "WGHT", twin + "ANIS\n"));
         better = session && session->result.final.wR2 < completion_.steps.back().wR2;
         if (better) completion_.steps.pop_back(), Keep("anisotropic", *session);
       }

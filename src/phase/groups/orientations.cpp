@@ -32,7 +32,9 @@ bool Orientations::Evaluate() {
   total_ = ComplexOf(c);
   fo_.clear(), s2_ = c.s2, strong_.clear();
   for (size_t i = 0; i < c.fo2.size(); ++i) {
-    fo_.push_back(std::sqrt(std::max(0.0, c.fo2[i])));
+    // Of a twin what falls to the first part.
+    const double part = observations_.Components() > 1 && c.fc2[i] > 0.0 ? std::norm(total_[i]) / c.fc2[i] : 1.0;
+    fo_.push_back(std::sqrt(std::max(0.0, c.fo2[i]) * part));
     strong_.push_back(IsStrong(c.fo2[i], c.sigma[i]));
   }
   return !total_.empty();
