@@ -14,10 +14,8 @@ std::vector<HydrogenTurn> TurnHydrogensByMap(const Document& document, const std
   std::vector<HydrogenTurn> turns;
   for (const TurnedGroup& turned : TurnToDensity(s, TurningGroups(s))) {
     const HydrogenGroup& group = *turned.group;
-    HydrogenTurn turn{serialOf(group.carrier), {},
-                      turned.places,           10 * group.m + group.n,
-                      turned.degrees,          turned.density,
-                      turned.before,           turned.contrast};
+    HydrogenTurn turn{serialOf(group.carrier), {}, turned.places, turned.degrees, turned.density, turned.before,
+                      turned.contrast};
     for (const int h : group.hydrogens) turn.hydrogens.push_back(serialOf(h));
     // Those of an HFIX line that are yet to be made are no atoms of the document.
     if (document.atoms.FindSerial(turn.hydrogens[0])) turns.push_back(std::move(turn));

@@ -12,7 +12,6 @@ struct HydrogenTurn {
   uint32_t carrier = 0;  // serials
   std::vector<uint32_t> hydrogens;
   std::vector<Fractional> places;
-  int afix = 0;
   double degrees = 0.0;   // to be turned by
   double density = 0.0;   // e/Å³, mean over the hydrogens at these places
   double before = 0.0;    // where they stand

@@ -187,7 +187,7 @@ TEST_F(DensityTest, HydrogensTurnToWhereTheyWerePublished) {
     ASSERT_FALSE(turns.empty()) << name << problem;
     for (const HydrogenTurn& turn : turns) {
       if (turn.contrast < 1.5) continue;
-      EXPECT_LE(turn.degrees, 20.0) << name << " " << turn.afix;
+      EXPECT_LE(turn.degrees, 20.0) << name;
       ++groups;
     }
   }
