@@ -1,7 +1,6 @@
 #include "app/autosave.h"
 
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 
 namespace marvik {
 namespace {

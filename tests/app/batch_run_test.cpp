@@ -1,28 +1,21 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <sstream>
 
-#include "app/bench_fixture.h"
 #include "app/cli/batch_input.h"
-#include "app/cli/command_line.h"
+#include "app/command_line_fixture.h"
 
 namespace marvik {
 namespace {
 
 namespace fs = std::filesystem;
 
-class Batch : public testing::Test {
+class Batch : public test::CommandLineRuns {
  protected:
   Batch() {
     for (const char* name : {"a", "b", "c"}) folder.Put(std::string(name) + ".res", test::kSmallFile);
     folder.Put("list",
                folder / "a.res\n" + (folder / "b.res") + "\r\n" + (folder / "none.res") + "\n\n" + (folder / "c.res"));
-  }
-  int Run(std::vector<std::string> words) {
-    out.str("");
-    err.str("");
-    return RunCommandLine(ParseCommandLine(words), folder / "bin/marvik", out, err);
   }
   // The lines, sorted: workers end as they do.
   static std::vector<std::string> LinesOf(const std::string& text) {
@@ -46,11 +39,6 @@ class Batch : public testing::Test {
       folder.Put(std::string(name) + ".hkl", "   0   0   1    1.00    0.10\n");
     }
   }
-
-  test::ScratchFolder folder;
-  test::WithVariable package{kPackageVariable, folder / ""};
-  std::ostringstream out;
-  std::ostringstream err;
 };
 
 TEST_F(Batch, DoesSeveralActionsForEveryFile) {

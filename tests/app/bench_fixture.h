@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "app/commands/command_table.h"
+#include "app/open_save.h"
 #include "app/workbench.h"
 #include "base/files.h"
 
@@ -69,6 +70,7 @@ class WithVariable {
 // there.
 template <class Work>
 void InAnotherProcess(Work work) {
+  std::fflush(stdout);
   const pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
@@ -83,31 +85,29 @@ void InAnotherProcess(Work work) {
 
 // Seven atoms of a chain, one of them alone, one a hydrogen, and two peaks.
 inline constexpr char kSmallFile[] =
-    "TITL small\n"
-    "CELL 0.71073 10 10 10 90 90 90\n"
-    "ZERR 4 0.001 0.001 0.001 0 0 0\n"
-    "LATT -1\n"
-    "SFAC C H N O\n"
-    "UNIT 12 4 4 8\n"
-    "L.S. 4\n"
-    "REM first remark\n"
-    "FVAR 1.0\n"
-    "C1 1 0.10 0.10 0.10 11.0 0.05\n"
-    "C2 1 0.25 0.10 0.10 11.0 0.05\n"
-    "N1 3 0.39 0.10 0.10 11.0 0.05\n"
-    "O1 4 0.43 0.22 0.10 11.0 0.05\n"
-    "O2 4 0.80 0.80 0.80 11.0 0.05\n"
-    "H1 2 0.10 0.20 0.10 11.0 0.05\n"
-    "HKLF 4\n"
-    "Q1 1 0.5 0.5 0.5 11.0 0.05 0.80\n"
-    "Q2 1 0.6 0.5 0.5 11.0 0.05 0.40\n"
-    "END\n";
+    "TITL small\nCELL 0.71073 10 10 10 90 90 90\nZERR 4 0.001 0.001 0.001 0 0 0\nLATT -1\nSFAC C H N O\nUNIT 12 4 4 8\n"
+    "L.S. 4\nREM first remark\nFVAR 1.0\n"
+    "C1 1 0.10 0.10 0.10 11.0 0.05\nC2 1 0.25 0.10 0.10 11.0 0.05\nN1 3 0.39 0.10 0.10 11.0 0.05\n"
+    "O1 4 0.43 0.22 0.10 11.0 0.05\nO2 4 0.80 0.80 0.80 11.0 0.05\nH1 2 0.10 0.20 0.10 11.0 0.05\nHKLF 4\n"
+    "Q1 1 0.5 0.5 0.5 11.0 0.05 0.80\nQ2 1 0.6 0.5 0.5 11.0 0.05 0.40\nEND\n";
 
 // A workbench whose messages are recorded, in a folder of its own.
 class BenchTest : public testing::Test {
  protected:
   AtomRecord* Atom(const std::string& name) const { return bench.document.atoms.FindAtom(name); }
   BondRecord* Bond(const char* a, const char* b) const { return bench.document.atoms.FindBond(Atom(a), Atom(b)); }
+  // Opens a file of this text; what is said about it is forgotten.
+  bool Open(const std::string& text = kSmallFile, const std::string& name = "small.res") {
+    bench.modified = false;
+    const bool opened = OpenFile(bench, folder.Put(name, text));
+    messages.shown.clear();
+    return opened;
+  }
+  std::string Saved() {
+    EXPECT_TRUE(SaveFileAs(bench, folder / "saved.ins"));
+    return folder.Get("saved.ins");
+  }
+  bool Writes(const std::string& line) { return ("\n" + Saved()).find("\n" + line + "\n") != std::string::npos; }
   // A command by its number or its name.
   Outcome Run(int id, const std::string& argument = {}) { return RunCommand(bench, id, argument); }
   Outcome Run(const char* name, const std::string& argument = {}) { return Run(FindCommand(name)->id, argument); }

@@ -1,6 +1,5 @@
 #include <algorithm>
 
-#include "app/open_save.h"
 #include "app/reports.h"
 #include "chem/bonds/connectivity.h"
 

@@ -1,5 +1,4 @@
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 
 #include "support/structures.h"
 
@@ -11,7 +10,7 @@ using test::NamesOf;
 
 class HandlerTest : public BenchTest {
  protected:
-  HandlerTest() { EXPECT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile))); }
+  HandlerTest() { EXPECT_TRUE(Open()); }
   std::string Selected() {
     std::string list;
     for (const AtomRecord* atom : bench.document.atoms.selection) list += (list.empty() ? "" : " ") + atom->name;

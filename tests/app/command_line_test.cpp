@@ -2,33 +2,19 @@
 
 #include <algorithm>
 #include <regex>
-#include <sstream>
 
-#include "app/bench_fixture.h"
+#include "app/command_line_fixture.h"
 #include "app/commands/command_table.h"
 #include "files/cif/cif_writer.h"
 
 namespace marvik {
 namespace {
 
-using test::ScratchFolder;
-using test::WithVariable;
-
-class CommandLineTest : public testing::Test {
+class CommandLineTest : public test::CommandLineRuns {
  protected:
-  // Runs the words in this process and keeps what was said.
-  int Run(std::vector<std::string> words) {
-    out.str("");
-    err.str("");
-    return RunCommandLine(ParseCommandLine(words), folder / "bin/marvik", out, err);
-  }
   size_t ErrorLines() const { return static_cast<size_t>(std::ranges::count(err.str(), '\n')); }
 
-  ScratchFolder folder;
-  WithVariable package{kPackageVariable, folder / ""};
   std::string file = folder.Put("small.res", test::kSmallFile);
-  std::ostringstream out;
-  std::ostringstream err;
 };
 
 TEST_F(CommandLineTest, WrongUsageIsStatusTwo) {

@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 #include "app/picture/picture_output.h"
 #include "app/refinement/solve_flow.h"
 #include "app/reports.h"
@@ -37,7 +36,7 @@ class DensityTest : public BenchTest {
 TEST_F(DensityTest, RefusalsAreOneSentenceEachAndLeaveItOff) {
   EXPECT_EQ(Run(590), Outcome::Failed);
   EXPECT_EQ(Texts(), "The structure has no file yet, so that no reflections lie beside it.|");
-  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile)));
+  ASSERT_TRUE(Open());
   EXPECT_EQ(Run(591), Outcome::Failed);
   EXPECT_EQ(Texts(), "small.hkl is not there: a map needs the reflections beside the structure.|");
   folder.Put("small.hkl", "");

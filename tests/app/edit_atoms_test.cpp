@@ -1,4 +1,3 @@
-#include "app/open_save.h"
 #include "edit/edit_atom.h"
 #include "edit/edit_elements.h"
 #include "edit/edit_names.h"
@@ -28,14 +27,8 @@ class EditAtoms : public BenchTest {
   EditAtoms() {
     bench.FmolAfterChanges = false;
     bench.saveLayout = FileLayout::Standard;
-    EXPECT_TRUE(OpenFile(bench, folder.Put("edit.res", kFile)));
-    messages.shown.clear();
+    EXPECT_TRUE(Open(kFile, "edit.res"));
   }
-  std::string Saved() {
-    EXPECT_TRUE(SaveFileAs(bench, folder / "saved.ins"));
-    return folder.Get("saved.ins");
-  }
-  bool Writes(const std::string& line) { return ("\n" + Saved()).find("\n" + line + "\n") != std::string::npos; }
 };
 
 TEST_F(EditAtoms, RenamingAnAtomRenamesItInTheLinesThatNameIt) {
@@ -89,7 +82,7 @@ TEST_F(EditAtoms, ANewElementTakesNoAtomThatWasNamedLikeIt) {
   std::string text = kFile;
   text.replace(text.find("O2 4 0.80"), 2, "S2");
   bench.SetModified(false);
-  ASSERT_TRUE(OpenFile(bench, folder.Put("named.res", text)));
+  ASSERT_TRUE(Open(text, "named.res"));
   ASSERT_EQ(Atom("S2")->element->Symbol(), "O") << "no S on SFAC: its number decides";
   messages.answers = {true};
   EXPECT_EQ(Run(kRenameAtomCommand, "Q1 S1"), Outcome::Changed);

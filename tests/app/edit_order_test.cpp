@@ -1,4 +1,3 @@
-#include "app/open_save.h"
 #include "base/numbers.h"
 #include "edit/edit_label.h"
 #include "edit/edit_part.h"
@@ -18,16 +17,9 @@ class EditOrder : public BenchTest {
  protected:
   EditOrder() { bench.FmolAfterChanges = false; }
   void Load(const std::string& body, const std::string& lines = "") {
-    bench.modified = false;
-    ASSERT_TRUE(OpenFile(bench, folder.Put("order.res", kHead + lines + "FVAR 1.0 0.6\n" + body + "HKLF 4\nEND\n")));
-    messages.shown.clear();
+    ASSERT_TRUE(Open(kHead + lines + "FVAR 1.0 0.6\n" + body + "HKLF 4\nEND\n", "order.res"));
   }
   std::string Names() const { return NamesOf(bench.document.atoms); }
-  std::string Saved() {
-    EXPECT_TRUE(SaveFileAs(bench, folder / "saved.ins"));
-    const std::string text = folder.Get("saved.ins");
-    return text.substr(text.find("FVAR"));
-  }
   std::string Sorted(const char* elements, const std::string& body, const std::string& lines = "") {
     Load(body, lines);
     Run(115, elements);

@@ -1,5 +1,4 @@
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 
 namespace marvik::test {
 namespace {
@@ -9,7 +8,7 @@ constexpr int kListing = 166;
 
 class EditorHandlers : public BenchTest {
  protected:
-  EditorHandlers() { EXPECT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile))); }
+  EditorHandlers() { EXPECT_TRUE(Open()); }
   // An editor that replaces one stretch of the file by another.
   void EditorReplaces(const std::string& from, const std::string& to) {
     bench.hooks.runEditor = [=, this](const std::string& path, bool wait) {

@@ -3,7 +3,6 @@
 #include <set>
 
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 #include "crystal/cell_metric.h"
 #include "draw/canvas/scanline_canvas.h"
 #include "files/res/reader.h"

@@ -1,7 +1,6 @@
 #include "app/export_output.h"
 
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 
 namespace marvik {
 namespace {
@@ -11,7 +10,7 @@ using test::BenchTest;
 constexpr const char* kNames[] = {"x.pdb", "x.CT", "x.inp", "x.wrl", "x.con", "x.glb"};
 
 TEST_F(BenchTest, ExportsGoByTheExtensionAndLeaveTheFileAlone) {
-  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile)));
+  ASSERT_TRUE(Open());
   EXPECT_EQ(Run(102, folder / "x.Wrl"), Outcome::Failed);
   ASSERT_EQ(messages.shown.size(), 1u);
   EXPECT_EQ(messages.shown[0].text,
@@ -41,7 +40,7 @@ TEST_F(BenchTest, ExportsGoByTheExtensionAndLeaveTheFileAlone) {
 }
 
 TEST_F(BenchTest, ScenesAreSeenAsInTheWindow) {
-  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile)));
+  ASSERT_TRUE(Open());
   ViewState& view = bench.view;
   view.RotateView(40, {1, 0.3, -0.2}, true);
   view.RotateView(-75, {0, 1, 0}, true);

@@ -4,7 +4,6 @@
 #include <set>
 
 #include "app/commands/model_handlers.h"
-#include "app/open_save.h"
 #include "base/files.h"
 #include "base/numbers.h"
 #include "chem/geometry/atom_geometry.h"
@@ -25,16 +24,12 @@ class Fragments : public BenchTest {
     shapes = FragmentLibrary(faults);
   }
   const GroupShape& Shape(const std::string& name) const { return *std::ranges::find(shapes, name, &GroupShape::name); }
-  void Open(const std::string& atoms) {
-    ASSERT_TRUE(OpenFile(bench, folder.Put("fit.res",
-                                           "TITL fit\nCELL 0.71073 10 11 12 80 95 105\nZERR 2 0 0 0 0 0 0\n"
-                                           "LATT 1\nSFAC C H O\nUNIT 12 4 4\nL.S. 4\nFVAR 1.0\n" +
-                                               atoms)));
-    messages.shown.clear();
-  }
-  std::string Saved() {
-    EXPECT_TRUE(SaveFileAs(bench, folder / "saved.res"));
-    return folder.Get("saved.res");
+  void Load(const std::string& atoms) {
+    ASSERT_TRUE(
+        Open("TITL fit\nCELL 0.71073 10 11 12 80 95 105\nZERR 2 0 0 0 0 0 0\nLATT 1\nSFAC C H O\nUNIT 12 4 4\n"
+             "L.S. 4\nFVAR 1.0\n" +
+                 atoms,
+             "fit.res"));
   }
   // A peak line for a member of a shape that is turned by 70 degrees about z and moved.
   std::string Peak(const std::string& name, const GroupShape& shape, const std::string& member) const {
@@ -70,7 +65,7 @@ TEST_F(Fragments, EveryShapeOfTheLibraryKeepsItsOwnRestraints) {
 
 TEST_F(Fragments, FitsOnThreePeaksAndTakesTheOthers) {
   const GroupShape& toluene = Shape("toluene");
-  Open("C9 1 0.1 0.1 0.9 11.0 0.05\nHKLF 4\nEND\n" + Peak("Q1", toluene, "C3") + Peak("Q2", toluene, "C7") +
+  Load("C9 1 0.1 0.1 0.9 11.0 0.05\nHKLF 4\nEND\n" + Peak("Q1", toluene, "C3") + Peak("Q2", toluene, "C7") +
        Peak("Q3", toluene, "C1") + Peak("Q4", toluene, "C5") + "Q5 1 0.9 0.9 0.9 11.0 0.05 0.3\n");
   EXPECT_EQ(Run("fragment", "fragment=toluene Q1 Q2 Q3"), Outcome::Changed);
   const std::string text = Saved();
@@ -100,7 +95,7 @@ TEST_F(Fragments, TakesThePlaceOfAtomsAndTheirHydrogens) {
     atoms += line.substr(0, line.rfind(" 1.0")) + "\n";
     if (name[1] == '2') atoms += "AFIX 43\nH2 2 0.1 0.1 0.1 11.0 -1.2\nAFIX 0\n";
   }
-  Open(atoms + "C9 1 0.1 0.1 0.9 11.0 0.05\nHKLF 4\nEND\n");
+  Load(atoms + "C9 1 0.1 0.1 0.9 11.0 0.05\nHKLF 4\nEND\n");
   EXPECT_EQ(Run("fragment", "fragment=phenyl as=rigid C1 C3 C5"), Outcome::Changed);
   EXPECT_EQ(bench.document.atoms.LiveCount(), 7u);
   EXPECT_FALSE(Atom("H2")) << "its carrier gave way";
@@ -109,7 +104,7 @@ TEST_F(Fragments, TakesThePlaceOfAtomsAndTheirHydrogens) {
 
 TEST_F(Fragments, WhatDoesNotFitIsRefusedWithNothingChanged) {
   const GroupShape& thf = Shape("thf");
-  Open("C9 1 0.1 0.1 0.9 11.0 0.05\nC8 1 0.9 0.6 0.2 11.0 0.05\nHKLF 4\nEND\n" + Peak("Q1", thf, "O1") +
+  Load("C9 1 0.1 0.1 0.9 11.0 0.05\nC8 1 0.9 0.6 0.2 11.0 0.05\nHKLF 4\nEND\n" + Peak("Q1", thf, "O1") +
        Peak("Q2", thf, "C1") + Peak("Q3", thf, "C3"));
   ExpectRefused("fragment", "fragment=nothing Q1 Q2 Q3", "no nothing in the library");
   ExpectRefused("fragment", "Q1 Q2 Q3", "Fragment:");
@@ -194,7 +189,7 @@ TEST_F(Fragments, AgreesWithPublishedCopiesInRealData) {
 }
 
 TEST_F(Fragments, OverlaysHalvesAndFilesAndKnowsTheHand) {
-  Open(
+  Load(
       "C1 1 0.1 0.1 0.1 11.0 0.05\nC2 1 0.25 0.1 0.1 11.0 0.05\nC3 1 0.1 0.24 0.13 11.0 0.05\n"
       "O1 3 0.12 0.1 0.25 11.0 0.05\nHKLF 4\nEND\n");
   EXPECT_EQ(Run("overlay", "C1 C2 C3 C1 C2 C3"), Outcome::Done);
@@ -213,7 +208,7 @@ TEST_F(Fragments, OverlaysHalvesAndFilesAndKnowsTheHand) {
 }
 
 TEST_F(Fragments, HydrogenBondsGetTheirHtabLinesOnce) {
-  Open(
+  Load(
       "O1 3 0.1 0.1 0.1 11.0 0.05\nH1 2 0.18 0.1 0.1 11.0 0.05\nO2 3 0.37 0.1 0.1 11.0 0.05\n"
       "O3 3 0.84 0.5 0.3 11.0 0.05\nH3 2 0.92 0.5 0.3 11.0 0.05\nO4 3 0.11 0.5 0.3 11.0 0.05\nHKLF 4\nEND\n");
   EXPECT_EQ(Run("write-htab"), Outcome::Changed);

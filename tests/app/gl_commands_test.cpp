@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 #include "app/preferences/bitmap_preferences.h"
 #include "app/preferences/opengl_preferences.h"
 #include "gl/gl_settings.h"
@@ -28,7 +27,7 @@ std::optional<std::string> Said(const std::string& command) {
 class GlCommandsTest : public BenchTest {
  protected:
   GlCommandsTest() {
-    OpenFile(bench, folder.Put("small.res", test::kSmallFile));
+    Open();
     bench.RenditionMode = kBallAndStick;
   }
   WithVariable package{kPackageVariable, folder / ""};

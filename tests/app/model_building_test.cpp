@@ -1,5 +1,4 @@
 #include "app/measures.h"
-#include "app/open_save.h"
 #include "app/picture/picture_output.h"
 #include "app/refinement/solve_flow.h"
 #include "app/split_candidates.h"
@@ -30,13 +29,9 @@ class ModelBuilding : public BenchTest {
  protected:
   ModelBuilding() {
     bench.FmolAfterChanges = false;
-    EXPECT_TRUE(OpenFile(bench, folder.Put("build.res", kFile)));
+    EXPECT_TRUE(Open(kFile, "build.res"));
     bench.hooks.showText = [this](const std::string&, const std::string& text) { shown = text; };
     messages.shown.clear();
-  }
-  bool Writes(const std::string& line) {
-    EXPECT_TRUE(SaveFileAs(bench, folder / "saved.res"));
-    return folder.Get("saved.res").find("\n" + line + "\n") != std::string::npos;
   }
   bool Shows(const std::string& text) const { return shown.find(text) != std::string::npos; }
 

@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 #include "app/structure_text.h"
 #include "language/line_source.h"
 #include "language/tokenizer.h"

@@ -12,7 +12,7 @@ using test::kSmallFile;
 using test::WithVariable;
 
 TEST_F(BenchTest, AFailedReadLeavesEverythingAsItWas) {
-  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
+  ASSERT_TRUE(Open());
   EXPECT_FALSE(OpenFile(bench, folder / "missing.res"));
   ASSERT_EQ(messages.shown.size(), 1u);
   EXPECT_EQ(messages.shown[0].caption, "Error: File Unreadable");
@@ -29,7 +29,7 @@ TEST_F(BenchTest, AFailedReadLeavesEverythingAsItWas) {
 }
 
 TEST_F(BenchTest, UndoToTheSavedStateIsNoChange) {
-  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
+  ASSERT_TRUE(Open());
   const auto rename = [&](const char* text) { ASSERT_EQ(Run(kRenameAtomCommand, text), Outcome::Changed); };
   rename("C1 C8");
   EXPECT_TRUE(bench.modified);
@@ -55,7 +55,7 @@ constexpr char kSmallCif[] =
     "loop_ _atom_site_label _atom_site_fract_x _atom_site_fract_y _atom_site_fract_z C1 .1 .1 .1 O1 .2 .1 .1\n";
 
 TEST_F(BenchTest, ACifThatCannotBeTranslatedChangesNothing) {
-  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
+  ASSERT_TRUE(Open());
   for (const bool window : {false, true}) {
     bench.keepsRecentFiles = window;
     EXPECT_FALSE(OpenFile(bench, folder.Put("x.CIF", "data_x\n")));
@@ -114,7 +114,7 @@ TEST_F(BenchTest, ACifOpensAsItsTranslation) {
 TEST_F(BenchTest, SecondInstructionsAreNoRemarks) {
   std::string text = kSmallFile;
   text.insert(text.find("REM first"), "L.S. 7 ! more\nPLAN 5\nPLAN 9\n");
-  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", text)));
+  ASSERT_TRUE(Open(text, "small.res"));
   bench.saveLayout = FileLayout::Standard;
   ASSERT_TRUE(SaveCurrentFile(bench));
   ASSERT_EQ(messages.shown.size(), 1u);
@@ -191,7 +191,7 @@ TEST_F(BenchTest, SaveWithoutAFileWritesNoname) {
 }
 
 TEST_F(BenchTest, SaveAsAndSaveAllMakeTheNameCurrent) {
-  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", kSmallFile)));
+  ASSERT_TRUE(Open());
   EXPECT_EQ(bench.Title(), "small.res");
   EXPECT_EQ(Run(230, folder / "all.ins"), Outcome::Done);
   EXPECT_FALSE(bench.SaveAllPending);

@@ -4,7 +4,6 @@
 
 #include "app/bench_fixture.h"
 #include "app/commands/command_table.h"
-#include "app/open_save.h"
 #include "app/picture/picture_output.h"
 #include "picture/view_page.h"
 
@@ -14,7 +13,7 @@ namespace {
 class RecipeTest : public test::BenchTest {
  protected:
   void SetUp() override {
-    ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile)));
+    ASSERT_TRUE(Open());
     messages.shown.clear();
   }
   void Run(int id, const std::string& argument = {}) {

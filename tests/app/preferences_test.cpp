@@ -1,7 +1,6 @@
 #include <filesystem>
 
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 #include "app/preferences/atom_preferences.h"
 
 namespace marvik {
@@ -12,7 +11,7 @@ using test::WithVariable;
 
 class PreferencesTest : public BenchTest {
  protected:
-  PreferencesTest() { OpenFile(bench, folder.Put("small.res", test::kSmallFile)); }
+  PreferencesTest() { Open(); }
   // As another session of the program would read it.
   ElementInfo Kept(int row) const {
     ElementTable table;

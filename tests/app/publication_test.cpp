@@ -1,5 +1,4 @@
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 
 namespace marvik {
 namespace {
@@ -10,7 +9,7 @@ class PublicationTest : public BenchTest {};
 
 TEST_F(PublicationTest, WhatIsTypedIsKeptAndStandsInTheCifOfThisRefinementAndTheNext) {
   constexpr const char* kCif = "data_small\n_cell_length_a 10\n_exptl_crystal_colour ?\n_exptl_crystal_size_max ?\n";
-  ASSERT_TRUE(OpenFile(bench, folder.Put("small.res", test::kSmallFile)));
+  ASSERT_TRUE(Open());
   const std::string path = folder.Put("small.cif", kCif);
   ASSERT_EQ(Run(kPublicationCommand, "_exptl_crystal_colour 'pale yellow'"), Outcome::Done);
   const std::string done = ReadWholeFile(path).content;

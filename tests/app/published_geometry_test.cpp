@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "app/open_save.h"
 #include "app/uncertainty_files.h"
 #include "base/numbers.h"
 #include "check/cif/cif_model.h"

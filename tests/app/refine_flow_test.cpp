@@ -9,7 +9,6 @@
 
 #include "app/bench_fixture.h"
 #include "app/cli/command_line.h"
-#include "app/open_save.h"
 
 #include "support/fake_refinement_path.h"
 

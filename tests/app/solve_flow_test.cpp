@@ -1,7 +1,6 @@
 #include "app/refinement/solve_flow.h"
 
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 #include "app/seven_atoms.h"
 #include "base/process_mark.h"
 
@@ -15,7 +14,7 @@ class SolveFlow : public test::BenchTest {
  protected:
   SolveFlow() {
     folder.Put("job.hkl", Reflections());
-    EXPECT_TRUE(OpenFile(bench, folder.Put("job.ins", kHeader)));
+    EXPECT_TRUE(Open(kHeader, "job.ins"));
   }
   void ExpectUntouched() {
     EXPECT_EQ(folder.Get("job.ins"), kHeader);

@@ -1,4 +1,3 @@
-#include "app/open_save.h"
 #include "base/numbers.h"
 
 #include "bench_fixture.h"
@@ -26,15 +25,7 @@ class Split : public BenchTest {
  protected:
   Split() {
     bench.FmolAfterChanges = false;
-    Open(kFile);
-  }
-  void Open(const std::string& text) {
-    EXPECT_TRUE(OpenFile(bench, folder.Put("split.res", text)));
-    messages.shown.clear();
-  }
-  std::string Saved() {
-    EXPECT_TRUE(SaveFileAs(bench, folder / "saved.res"));
-    return folder.Get("saved.res");
+    EXPECT_TRUE(Open(kFile));
   }
   double Far(const char* a, const char* b) { return Length(Atom(a)->position - Atom(b)->position); }
 };

@@ -1,4 +1,3 @@
-#include "app/open_save.h"
 
 #include "bench_fixture.h"
 
@@ -13,7 +12,7 @@ constexpr char kHalfRing[] =
 
 class SymmetryHandlers : public BenchTest {
  protected:
-  SymmetryHandlers() { EXPECT_TRUE(OpenFile(bench, folder.Put("half.res", kHalfRing))); }
+  SymmetryHandlers() { EXPECT_TRUE(Open(kHalfRing, "half.res")); }
   size_t Count() const { return bench.document.atoms.LiveCount(); }
 };
 

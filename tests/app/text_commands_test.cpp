@@ -1,5 +1,4 @@
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 #include "app/structure_text.h"
 #include "run/job_files.h"
 
@@ -21,7 +20,6 @@ class TextCommands : public BenchTest {
     };
     bench.FmolAfterChanges = false;
   }
-  bool Open(const std::string& text = kSmallFile) { return OpenFile(bench, folder.Put("small.res", text)); }
 
   std::string titles;
   std::string shown;
@@ -174,7 +172,6 @@ TEST_F(TextCommands, OpeningMovesNothingAndTellsHowManyAtomsCouldBe) {
   EXPECT_EQ(TextOfStructure(bench), text);
   bench.RefreshAfterStructureChange(bench.FmolAfterChanges);
   EXPECT_EQ(AtomsApart(bench.document), 0u);
-  bench.SetModified(false);
   ASSERT_TRUE(Open(text));
   EXPECT_EQ(Run(kFmolCommand), Outcome::Changed);
   EXPECT_EQ(TextOfStructure(bench), With(text, "O1 2 -.1 -.1 -.22", "O1 2 0.1 0.1 0.22"));

@@ -3,7 +3,6 @@
 #include <sstream>
 
 #include "app/bench_fixture.h"
-#include "app/open_save.h"
 #include "app/picture/picture_output.h"
 #include "app/picture/picture_settings.h"
 #include "draw/surface/lit_picture.h"
@@ -19,7 +18,7 @@ class ViewTest : public BenchTest {
   ViewTest() {
     std::string text = test::kSmallFile;
     text.replace(text.find("10 10 10 90 90 90"), 17, "8 11 14 82 75 104");
-    EXPECT_TRUE(OpenFile(bench, folder.Put("small.res", text)));
+    EXPECT_TRUE(Open(text, "small.res"));
   }
   ViewPoint Seen(const Cartesian& direction) {
     const ViewPoint from = bench.view.TransformPoint({}).p;
