@@ -1,10 +1,8 @@
 #include "app/demo/demo_script.h"
 
 #include <filesystem>
-#include <sstream>
 
-#include "app/bench_fixture.h"
-#include "app/cli/command_line.h"
+#include "app/command_line_fixture.h"
 #include "base/numbers.h"
 
 namespace marvik {
@@ -169,34 +167,26 @@ TEST_F(DemoPlay, FindsFilesHereBesideTheScriptAndInThePackage) {
   EXPECT_EQ(std::filesystem::current_path(), std::filesystem::path(folder / "pkg/egs"));
 }
 
-TEST_F(DemoPlay, CommandLineTellsWhereAScriptIsWrong) {
-  std::ostringstream out;
-  std::ostringstream err;
-  const auto run = [&](const std::string& path) {
-    err.str("");
-    return RunCommandLine(ParseCommandLine({"--script", path}), "", out, err);
-  };
+using DemoRuns = test::CommandLineRuns;
+
+TEST_F(DemoRuns, TellWhereAScriptIsWrong) {
+  const auto before = std::filesystem::current_path();
   folder.Put("small.res", test::kSmallFile);
   // What the script has changed is no reason to ask before the next file.
   const std::string good = folder.Put(
       "good.dem", "INSFILE small.res\nSELECT Q*\nKILL\nINSFILE small.res\nBALL\nRENDER BW\nROT X 1 3\nWAIT 100");
-  EXPECT_EQ(run(good), kStatusDone) << err.str();
+  EXPECT_EQ(Run({"--script", good}), kStatusDone) << err.str();
   EXPECT_EQ(err.str(), "");
   const std::string bad = folder.Put("bad.dem", "BALL\nTRMI\nINSFILE none.res\nDEMO none.dem");
-  EXPECT_EQ(run(bad), kStatusProblem);
+  EXPECT_EQ(Run({"--script", bad}), kStatusProblem);
   EXPECT_EQ(err.str(), bad + ":2: Error in Demo Script: Unknown word \"TRMI\".\n" + bad +
                            ":3: Error: File Unreadable: This file is either missing, empty or corrupt: none.res\n"
                            "Error: File Not Found: The demo instruction file (none.dem) could not be found.\n");
-}
-
-// The shipped demonstration itself: every file is there and no command of it has anything to say.
-TEST_F(DemoPlay, ShippedScriptPlaysWithoutAWord) {
-  std::ostringstream out;
-  std::ostringstream err;
+  // The shipped demonstration itself: every file is there and no command of it has anything to say.
   const test::WithVariable shipped(kPackageVariable, MARVIK_EXAMPLES "/..");
-  const std::string script = std::string(MARVIK_EXAMPLES) + "/marvik.dem";
-  EXPECT_EQ(RunCommandLine(ParseCommandLine({"--script", script}), "", out, err), kStatusDone);
+  EXPECT_EQ(Run({"--script", MARVIK_EXAMPLES "/marvik.dem"}), kStatusDone);
   EXPECT_EQ(err.str(), "");
+  std::filesystem::current_path(before);
 }
 
 }  // namespace
