@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <limits>
 
-#include "base/mat3.h"
 #include "crystal/cell_metric.h"
 
 #include "support/structures.h"
@@ -219,27 +218,8 @@ TEST(ViewState, KeysAreDrags) {
   EXPECT_NEAR(TurnOf(view), 89.0, 1e-9);
 }
 
-// An amino acid of the L series: with the hydrogen in front, CO, R and N follow each other clockwise.
-struct AminoAcid {
-  Cartesian n{1, 1, 1};
-  Cartesian co{1, -1, -1};
-  Cartesian r{-1, 1, -1};
-  Cartesian h{-1, -1, 1};
-};
-
-// Edges of a cell as columns in the usual right-handed frame: a along x, b in the xy plane.
-Mat3 RightHandedEdges(const CellParameters& cell) {
-  const double ca = std::cos(cell.alpha * kRadiansPerDegree);
-  const double cb = std::cos(cell.beta * kRadiansPerDegree);
-  const double cg = std::cos(cell.gamma * kRadiansPerDegree);
-  const double sg = std::sin(cell.gamma * kRadiansPerDegree);
-  const double cy = (ca - cb * cg) / sg;
-  return {{{{cell.a, cell.b * cg, cell.c * cb},
-            {0, cell.b * sg, cell.c * cy},
-            {0, 0, cell.c * std::sqrt(1 - cb * cb - cy * cy)}}}};
-}
-
-// The frame is mirrored in Z and the projection inverts; the picture must show neither.
+// The frame is mirrored in Z and the projection inverts; the picture must show neither. An amino acid of the L series:
+// with the hydrogen in front, CO, R and N follow each other clockwise.
 TEST(ViewState, PicturesShowTheTrueEnantiomer) {
   CellParameters cells[3];
   cells[1] = {7.1, 8.3, 11.2, 90.0, 104.0, 90.0};
@@ -248,16 +228,13 @@ TEST(ViewState, PicturesShowTheTrueEnantiomer) {
     Document document;
     document.cell = cell;
     ASSERT_TRUE(BuildOrthogonalisation(cell, document.matrix));
-    const Mat3 toFractional = Inverse(RightHandedEdges(cell));
-    const AminoAcid acid;
     const auto add = [&](const char* name, const Cartesian& place) {
-      const Cartesian f = toFractional * (place * 0.9);
-      return test::AddAtom(document, name, {f.x + 0.3, f.y + 0.2, f.z + 0.4});
+      return test::AddAtom(document, name, MakeMetric(cell).ToFractional(place) + Fractional{0.3, 0.2, 0.4});
     };
-    const AtomRecord* n = add("N1", acid.n);
-    const AtomRecord* co = add("C1", acid.co);
-    const AtomRecord* r = add("C2", acid.r);
-    const AtomRecord* h = add("H1", acid.h);
+    const AtomRecord* n = add("N1", {0.9, 0.9, 0.9});
+    const AtomRecord* co = add("C1", {0.9, -0.9, -0.9});
+    const AtomRecord* r = add("C2", {-0.9, 0.9, -0.9});
+    const AtomRecord* h = add("H1", {-0.9, -0.9, 0.9});
     ViewState view;
     ResetView(view, document);
     int hydrogenInFront = 0;
