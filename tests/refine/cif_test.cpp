@@ -222,7 +222,7 @@ TEST_F(CifTest, TellsOfWhatItCarriesAndOfWhatTheUserKnows) {
   EXPECT_TRUE(group[0].empty() && group[0].data()) << "not applicable, not unknown";
   EXPECT_EQ(AttachedLines(FindColumn(block_, {"_iucr_refine_instructions_details"})[0]), Read("a.res"));
   EXPECT_EQ(AttachedLines(FindColumn(block_, {"_iucr_refine_reflections_details"})[0]), Read("a.hkl"));
-  EXPECT_EQ(Said().find("CONF"), std::string::npos);
+  EXPECT_FALSE(Says("CONF"));
 }
 
 TEST_F(CifTest, CarriesTheMaskAndTellsTheHand) {

@@ -61,10 +61,9 @@ TEST_F(FragmentTest, PutsMissingAtomsInPlaceAndKeepsTheShape) {
     for (const char* name : {"a", "b"}) {
       ASSERT_EQ(Run(name), 0) << Said();
       EXPECT_LT(Last("R1 = "), 0.03) << code << Said();
-      EXPECT_NE(Said().find(code == 170   ? ", 25 parameters"
-                            : code == 176 ? ", 16 parameters"
-                                          : ", 17 parameters"),
-                std::string::npos)
+      EXPECT_TRUE(Says(code == 170   ? ", 25 parameters"
+                       : code == 176 ? ", 16 parameters"
+                                     : ", 17 parameters"))
           << Said();
       const Document result = ResultOf(name);
       const Metric metric = MakeMetric(result.cell);
@@ -117,7 +116,7 @@ TEST_F(InclusionTest, TakesInWhatIsRefinedAndLeavesTheRestWhereItIs) {
   EXPECT_LT(Last("R1 = "), 0.03) << Said();
   for (const char* note : {"gone.txt cannot be opened", "loop.txt includes itself", "restraints.txt includes itself",
                            "model.txt includes itself", "lines of oxygen.txt are taken into", "NONS: has no effect"})
-    EXPECT_NE(Said().find(note), std::string::npos) << note << "\n" << Said();
+    EXPECT_TRUE(Says(note)) << note << "\n" << Said();
   const std::string res = Read("a.res");
   const Document result = ReadDocument(res);
   int count = 0;
@@ -139,7 +138,7 @@ TEST_F(InclusionTest, CopiesNoForeignTextFromOtherFolders) {
   ASSERT_EQ(WriteFileAtomically(elsewhere + ".good", "REM ours\nISOR 0.2 C1\nAFIX 0\n"), 0);
   EXPECT_EQ(Run("a", std::string(kHead) + "+" + elsewhere + "\n+" + elsewhere + ".good\n" + atoms + "HKLF 4\nEND\n"), 0)
       << Said();
-  EXPECT_NE(Said().find(elsewhere + " lies in another folder and is no instruction file"), std::string::npos) << Said();
+  EXPECT_TRUE(Says(elsewhere + " lies in another folder and is no instruction file")) << Said();
   const std::string res = Read("a.res");
   EXPECT_EQ(res.find("secret"), std::string::npos) << res;
   EXPECT_NE(res.find("\n+" + elsewhere + "\n"), std::string::npos) << res;
@@ -154,8 +153,8 @@ TEST_F(InclusionTest, EndsWhereFilesIncludeOneAnotherForEver) {
     Write(Printf("f%d", i), Printf("ISOR 0.1 C1\n+f%d\n+f%d\n", i + 1, i + 1));
   }
   EXPECT_EQ(Run("a", std::string(kHead) + "+/dev/zero\n+.\n+\n+f0\n" + atoms + "HKLF 4\nEND\n"), 0) << Said();
-  EXPECT_NE(Said().find("too deep"), std::string::npos);
-  EXPECT_NE(Said().find("/dev/zero cannot be opened"), std::string::npos);
+  EXPECT_TRUE(Says("too deep"));
+  EXPECT_TRUE(Says("/dev/zero cannot be opened"));
 }
 
 }  // namespace

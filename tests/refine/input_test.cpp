@@ -107,7 +107,7 @@ TEST_F(InputTest, SaysWhereItDoesNotTakeALineAsItStands) {
   };
   for (const auto& c : kCases) {
     Run("s", With(kModel, c.what, c.by));
-    EXPECT_NE(Said().find(c.said), std::string::npos) << c.said << "\n" << Said();
+    EXPECT_TRUE(Says(c.said)) << c.said << "\n" << Said();
   }
   EXPECT_TRUE(FindPlaces(kModel, "s.ins").notes.empty());
 }

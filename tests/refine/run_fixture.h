@@ -56,6 +56,7 @@ class RunTest : public ::testing::Test {
     for (const std::string& line : lines_) all += line + "\n";
     return all;
   }
+  bool Says(const std::string& text) const { return Said().find(text) != std::string::npos; }
   bool EndsFinished() const { return !lines_.empty() && lines_.back().find("finished") != std::string::npos; }
   // Number behind the last occurrence of a text in what was said.
   double Last(const std::string& key) const {
@@ -64,6 +65,16 @@ class RunTest : public ::testing::Test {
     double value = -1.0;
     if (at != std::string::npos) ParseNumber(std::string_view(said).substr(at + key.size()), value);
     return value;
+  }
+
+  // The largest shift over its uncertainty of the first cycle when a result is refined once more.
+  double FirstShiftFedAgain(const std::string& name) {
+    fs::copy_file(Path(name + ".hkl"), Path(name + "_again.hkl"));
+    EXPECT_EQ(Run(name + "_again", Read(name + ".res")), 0);
+    const std::string said = Said();
+    double shift = 1e9;
+    ParseNumber(std::string_view(said).substr(said.find(", largest ") + 10), shift);
+    return shift;
   }
 
   // The model of an instruction text as a run would start from it.
