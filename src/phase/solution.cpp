@@ -5,6 +5,7 @@
 
 #include "base/numbers.h"
 #include "crystal/symmetry.h"
+#include "phase/cell_strain.h"
 #include "phase/molecules.h"
 
 namespace marvik::phase {
@@ -282,6 +283,7 @@ class Solver {
                            LawText(c.twin).c_str(), c.SecondPart());
     }
     CompareWithFormula();
+    if (solution_.solved) CheckCell(candidates[0]);
     for (Candidate& c : candidates) {
       DecideHand(problem_, c);
       GatherMolecules(c);
@@ -321,6 +323,11 @@ class Solver {
     if (found < 0.75 * first.expectedAtoms || found > 1.25 * first.expectedAtoms)
       problem_.notes.push_back(
           Printf("%.1f atoms are there where UNIT has %.1f: are formula and Z right?", found, first.expectedAtoms));
+  }
+
+  void CheckCell(const Candidate& c) {
+    const std::string said = DescribeCellStrain(FitCellStrain(c.structure, c.shares));
+    if (!said.empty()) problem_.notes.push_back(said);
   }
 
   std::string WhyNot() const {
