@@ -19,7 +19,6 @@ constexpr int kLook = 20;                // iterations between looks whether it 
 constexpr double kSolvedAlready = 0.69;  // correlation while flipping: 0.48 to 0.66 unsolved, to 0.80 solved
 constexpr double kStillRising = 0.008;   // of it, from look to look
 constexpr int kEliminations = 10;
-constexpr int kMostStarts = 400;      // three times what the slowest real data are known to need
 constexpr double kMostWork = 3.0e10;  // grid points times iterations before giving up
 
 using Complex = std::complex<float>;
@@ -286,7 +285,7 @@ class Dealer {
  public:
   Dealer(const PhasingOptions& options, double points) : options_(options) {
     double work = 0.0;
-    while (work < kMostWork * options.effort && starts_ < kMostStarts) work += points * IterationsOf(starts_++);
+    while (work < kMostWork * options.effort && starts_ < options.starts) work += points * IterationsOf(starts_++);
     last_ = starts_;
   }
 

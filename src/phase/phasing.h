@@ -38,11 +38,14 @@ struct PhaseSet {
   std::vector<PhasedReflection> reflections;
 };
 
+constexpr int kMostStarts = 400;  // three times what the slowest real data are known to need
+
 struct PhasingOptions {
   std::uint32_t seed = 1;
   int threads = 0;      // 0: as many as the machine has
   double effort = 1.0;  // of the usual number of iterations before giving up
-  int wanted = 2;       // accepted starts
+  int starts = kMostStarts;
+  int wanted = 2;                                                    // accepted starts
   std::function<bool(int starts, const PhaseMerit& best)> progress;  // false stops
   std::function<void(const PhaseSet& set)> accepted;                 // each, on any thread, one at a time
 };

@@ -15,7 +15,8 @@ constexpr double kGoodEnough = 0.20;  // R1 that needs no second opinion
 constexpr double kSmallGood = 0.06;   // the same where looking twice costs nothing
 constexpr double kDoubtful = 0.10;    // R of intensities that a true operation seldom leaves
 constexpr double kWorthALook = 0.7;   // of |E|, a model's correlation
-constexpr size_t kSmall = 1500;       // unique reflections
+constexpr int kFewStarts = 40;
+constexpr size_t kSmall = 1500;  // unique reflections
 constexpr size_t kMostCandidates = 5;
 constexpr size_t kMostShown = 999;        // peaks, as far as names go
 constexpr double kHopeless = 1.5;         // of R1
@@ -28,11 +29,17 @@ class Solver {
 
   void Run() {
     // Intensities that a twin makes nearly equal hide the lower class: when nothing fits, the next attempts trust them
-    // less.
-    const AnalysisOptions attempts[] = {
-        {false, 0.25, false}, {false, 0.10, true}, {false, 0.10, false}, {false, 0.0, false}};
-    for (const AnalysisOptions& attempt : attempts) {
-      if (!Attempt(attempt)) return;
+    // less. Before a doubtful class costs much, a twin taken apart has its chance.
+    const struct {
+      AnalysisOptions analysis;
+      int starts;  // where there is doubt
+    } attempts[] = {{{false, 0.25, false}, kFewStarts},
+                    {{false, 0.10, true}, kFewStarts},
+                    {{false, 0.25, false}, kMostStarts},
+                    {{false, 0.10, false}, kMostStarts},
+                    {{false, 0.0, false}, kMostStarts}};
+    for (const auto& attempt : attempts) {
+      if (!Attempt(attempt.analysis, attempt.starts)) return;
       if (options_.groupAsGiven) break;
       if (!solution_.candidates.empty() && solution_.candidates[0].Right() && !Doubtful(solution_.candidates[0])) break;
     }
@@ -46,7 +53,7 @@ class Solver {
   }
 
   // False when there is nothing more to do.
-  bool Attempt(AnalysisOptions analysis) {
+  bool Attempt(AnalysisOptions analysis, int most) {
     analysis.given = options_.groupAsGiven;
     DataStatistics data;
     std::string sentence;
@@ -59,7 +66,6 @@ class Solver {
       problem_.notes = before;
       return true;
     }
-    if (!analysis.detwin) tried_ = data.laue;
     doubtful_ = std::any_of(data.agreements.begin(), data.agreements.end(), [&](const RotationAgreement& a) {
       return a.r > kDoubtful && std::find(data.laue.begin(), data.laue.end(), a.rotation) != data.laue.end();
     });
@@ -67,6 +73,7 @@ class Solver {
     phasing.seed = options_.seed;
     phasing.threads = options_.threads;
     phasing.effort = options_.effort;
+    phasing.starts = doubtful_ || analysis.detwin ? most : kMostStarts;
     phasing.progress = [&](int starts, const PhaseMerit& best) {
       solution_.starts = std::max(solution_.starts, starts);
       return Tell(Printf("phases: start %d, best CC %.2f", starts, best.correlation), 0.3);
@@ -75,6 +82,8 @@ class Solver {
     if (!Tell("phases", 0.1)) return false;
     const std::vector<PhaseSet> sets = FindPhases(data, phasing);
     if (solution_.cancelled) return false;
+    const bool cutShort = phasing.starts < kMostStarts && (sets.empty() || !sets[0].merit.Accepted());
+    if (!analysis.detwin && !cutShort) tried_ = data.laue;
     const size_t known = solution_.candidates.size();
     // Of a twin taken apart the same groups make better models.
     before_ = analysis.detwin ? known : 0;
