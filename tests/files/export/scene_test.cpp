@@ -3,6 +3,7 @@
 #include <cstring>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <numbers>
 
 #include "base/numbers.h"
 #include "files/export/export_fixture.h"
@@ -66,7 +67,7 @@ TEST(SceneShapes, AreClosedAndFaceOutward) {
   const struct {
     TriangleMesh mesh;
     double volume;
-  } shapes[] = {{SphereMesh(), 4.0 / 3.0 * M_PI}, {CylinderMesh(), M_PI}, {BoxMesh(), 8.0}};
+  } shapes[] = {{SphereMesh(), 4.0 / 3.0 * std::numbers::pi}, {CylinderMesh(), std::numbers::pi}, {BoxMesh(), 8.0}};
   for (const auto& [mesh, volume] : shapes) {
     const auto at = [](const std::array<float, 3>& p) { return ScenePoint{p[0], p[1], p[2]}; };
     double sum = 0.0;
