@@ -49,6 +49,44 @@ TEST(TextLines, LinesGiveWayAndAllOtherBytesStay) {
   for (const Case& c : cases) EXPECT_EQ(TextLines(c.text).With(c.first, c.count, c.lines), c.result) << c.text;
 }
 
+TEST_F(TextCommands, AStepBackGivesTheBytesBack) {
+  const std::string text =
+      "REM\tfirst\nTITL t  \nCELL 0.7 10 10 10 90 90 90\nZERR 4 0 0 0 0 0 0\nLATT -1\nSFAC C H N\nUNIT 4 4 4\n\n"
+      "DFIX 1.5 C1 C2 ! why\nHFIX 43 C2\nBIND C1 N1\nFVAR 0.02\nREM of C1\nC1   1 .1  .2 .3 11 0.05\nAFIX 43\n"
+      "H1 2 .1 .29 .3 11 -1.2\nAFIX 0\nPART 1 21\n C2\t1 .2 .2 .3 11 0.05\nPART 0\nN1 3 .3 .2 .3 11 0.04 ! n\n\n"
+      "HKLF 4\n \nREM last\nEND\nQ1 1 .5 .5 .5 11 0.05 1.5\n";
+  ASSERT_TRUE(Open(text));
+  const std::pair<int, const char*> edits[] = {
+      {kRenameAtomCommand, "C1 C9"},
+      {kEditAtomCommand, "C2 x=0.25"},
+      {kKillSelectedCommand, ""},
+      {kSortCommand, "N C H"},
+      {kRestoreCommand, "*"},
+      {kChangePartCommand, "part=2"},
+      {203, ""},
+      {kEditLinesCommand, "1 1 REM x"},
+      {153, ""},
+  };
+  std::vector<std::string> texts{text};
+  for (const auto& [id, argument] : edits) {
+    RunCommand(bench, kSelectAtomsCommand, "=C2 H1");
+    EXPECT_EQ(RunCommand(bench, id, argument), Outcome::Changed) << id;
+    if (TextOfStructure(bench) != texts.back()) texts.push_back(TextOfStructure(bench));
+  }
+  EXPECT_GE(texts.size(), 8u);
+  for (const int id : {kUndoCommand, kRedoCommand, kUndoCommand}) {
+    size_t at = id == kUndoCommand ? texts.size() - 1 : 0;
+    while (CommandEnabled(bench, id)) {
+      RunCommand(bench, id);
+      if (TextOfStructure(bench) == texts[at]) continue;  // what no file holds
+      id == kUndoCommand ? --at : ++at;
+      ASSERT_LT(at, texts.size());
+      EXPECT_EQ(TextOfStructure(bench), texts[at]);
+    }
+    EXPECT_EQ(at, id == kUndoCommand ? 0u : texts.size() - 1);
+  }
+}
+
 TEST_F(TextCommands, EditedLinesAreOneStepAndAtomsStayWhoTheyAre) {
   ASSERT_TRUE(Open());
   Run(kSelectAtomsCommand, "C2 O1");
