@@ -108,7 +108,6 @@ void FindRenamed(const Document& before, const Document& after, FileComparison& 
       result.renamed.emplace_back(gone.name, fresh.name);
       CompareAtom(fresh.name, before, *from->second, after, *to->second, result.atoms);
       gone.fate = fresh.fate = AtomFate::Moved;
-      gone.shift = fresh.shift = 0.0;
       break;
     }
   }
