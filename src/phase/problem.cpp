@@ -166,6 +166,12 @@ bool ReadReflections(const std::string& text, Problem& problem, std::string& sen
 
 }  // namespace
 
+int Problem::ScattererOf(int z) const {
+  for (size_t i = 0; i < scatterers.size(); ++i)
+    if (scatterers[i].electrons == z) return static_cast<int>(i);
+  return -1;
+}
+
 bool MakeProblem(const std::string& instructions, const std::string& reflections, Problem& problem,
                  std::string& sentence) {
   sentence = ReadHeader(instructions, problem);

@@ -29,6 +29,9 @@ struct Problem {
 
   // Whether UNIT can be what the cell holds: 9 to 32 Å3 for each atom but hydrogen (ten times as much for none).
   bool formulaFits = false;
+
+  // The entry of the element with that atomic number; -1 for none.
+  int ScattererOf(int z) const;
 };
 
 // Reads an instruction and a reflection file. False, with a sentence that says what to do, when they cannot be used.

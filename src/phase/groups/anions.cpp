@@ -46,7 +46,7 @@ class AnionFit {
       if (!best) continue;
       orientations_.Take(proposal);
       AddOrientations(trial, proposal, structure_, added);
-      structure_.sites[i].scatterer = ScattererOf(best->middle);
+      structure_.sites[i].scatterer = problem_.ScattererOf(best->middle);
       for (size_t k = 0; k < gone.size(); ++k) gone[k] = gone[k] || trial.replaced[k];
     }
     ReplaceSites(gone, added, structure_, shares, fractions);
@@ -54,14 +54,8 @@ class AnionFit {
   }
 
  private:
-  int ScattererOf(int z) const {
-    for (size_t i = 0; i < problem_.scatterers.size(); ++i)
-      if (problem_.scatterers[i].electrons == z) return static_cast<int>(i);
-    return -1;
-  }
-
   bool Has(int z) const {
-    const int scatterer = ScattererOf(z);
+    const int scatterer = problem_.ScattererOf(z);
     return scatterer >= 0 && (!problem_.formulaFits || problem_.formula[static_cast<size_t>(scatterer)].count > 0.0);
   }
 
@@ -106,7 +100,7 @@ class AnionFit {
     std::vector<Site> sites;
     Site site;
     site.u = {u, 0, 0, 0, 0, 0};
-    site.scatterer = ScattererOf(kind.end);
+    site.scatterer = problem_.ScattererOf(kind.end);
     for (const Cartesian& place : PlacesOf(kind.group, pose)) {
       site.x = structure_.metric.ToFractional(place);
       sites.push_back(site);

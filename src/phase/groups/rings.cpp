@@ -40,7 +40,7 @@ class RingFit {
  public:
   RingFit(const Problem& problem, Structure& structure, const Observations& observations)
       : problem_(problem), structure_(structure), orientations_(structure, observations) {
-    carbon_ = ScattererOf(6);
+    carbon_ = problem.ScattererOf(6);
     for (const Site& site : structure.sites) nextPart_ = std::min(nextPart_, site.part - 1);
   }
 
@@ -74,12 +74,6 @@ class RingFit {
   }
 
  private:
-  int ScattererOf(int z) const {
-    for (size_t i = 0; i < problem_.scatterers.size(); ++i)
-      if (problem_.scatterers[i].electrons == z) return static_cast<int>(i);
-    return -1;
-  }
-
   int Electrons(size_t site) const {
     return structure_.scatterers[static_cast<size_t>(structure_.sites[site].scatterer)].electrons;
   }
@@ -211,7 +205,7 @@ class RingFit {
               return Length(structure_.metric.ToCartesian(s.x) - place) < 0.01;
             });
             const double whole = site.occupancy;
-            site.scatterer = ScattererOf(end.z);
+            site.scatterer = problem_.ScattererOf(end.z);
             site.x = structure_.metric.ToFractional(x);
             if (site.scatterer < 0) continue;
             const Factors own = orientations_.FactorsOf({site});
