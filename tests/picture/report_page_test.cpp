@@ -38,11 +38,17 @@ std::vector<Word> WordsOf(const std::string& pdf) {
   return words;
 }
 
-TEST(ReportPage, TextRunsRoundTheFigureInColumns) {
-  if (!PdfCanvas::IsThere()) GTEST_SKIP();
+struct ReportPage : testing::Test {
+  void SetUp() override {
+    if (!PdfCanvas::IsThere()) GTEST_SKIP();
+  }
+
   Document document;
   RecordingMessages messages;
   PictureSubject subject{document, {}, {}, "page", {}, messages, {}};
+};
+
+TEST_F(ReportPage, TextRunsRoundTheFigureInColumns) {
   std::string text = "![figure](view)\n";
   for (int i = 0; i < 600; ++i) text += "word ";
   text += "\n\n";
@@ -68,11 +74,7 @@ TEST(ReportPage, TextRunsRoundTheFigureInColumns) {
   }
 }
 
-TEST(ReportPage, IsOnePageWhateverTheText) {
-  if (!PdfCanvas::IsThere()) GTEST_SKIP();
-  Document document;
-  RecordingMessages messages;
-  PictureSubject subject{document, {}, {}, "page", {}, messages, {}};
+TEST_F(ReportPage, IsOnePageWhateverTheText) {
   std::string lines = "# Title^2^\n\n![figure](view)\n";
   for (int i = 0; i < 900; ++i) lines += "| row \\| " + std::to_string(i) + " | a **bold** word and H~2~O |\n";
   for (const std::string& text : {std::string(), std::string("\\"), std::string("| a\n|\n||\n^~**"), lines}) {
@@ -83,11 +85,7 @@ TEST(ReportPage, IsOnePageWhateverTheText) {
   }
 }
 
-TEST(ReportPage, MarksTurnIntoTypeAndTheTitleIsTheFiles) {
-  if (!PdfCanvas::IsThere()) GTEST_SKIP();
-  Document document;
-  RecordingMessages messages;
-  PictureSubject subject{document, {}, {}, "page", {}, messages, {}};
+TEST_F(ReportPage, MarksTurnIntoTypeAndTheTitleIsTheFiles) {
   const auto page = [&](std::string_view text) { return *DrawReportPage(subject, text); };
   // Each of a pair is the same page.
   const std::pair<const char*, const char*> same[] = {{"a b", "a\tb"},
