@@ -58,11 +58,16 @@ template <size_t kWidth, size_t kRows, size_t kVectors>
   }
 }
 
+// So many lanes at a time that both panels stay in 32 KB.
 template <size_t kWidth, size_t kRows, size_t kVectors>
 [[gnu::always_inline]] inline void WholePanel(const double* a, const double* b, size_t depth, double sign, double* c) {
-  for (size_t i = 0; i < kPanel; i += kRows) {
-    for (size_t j = 0; j < kPanel; j += kWidth * kVectors)
-      Piece<kWidth, kRows, kVectors>(a + i, b + j, depth, sign, c + i * kTile + j);
+  constexpr size_t kLanes = 64;
+  for (size_t k = 0; k < depth; k += kLanes) {
+    const size_t lanes = std::min(kLanes, depth - k);
+    for (size_t i = 0; i < kPanel; i += kRows) {
+      for (size_t j = 0; j < kPanel; j += kWidth * kVectors)
+        Piece<kWidth, kRows, kVectors>(a + k * kPanel + i, b + k * kPanel + j, lanes, sign, c + i * kTile + j);
+    }
   }
 }
 
@@ -176,8 +181,16 @@ void NormalMatrix::Decouple(size_t parameter) {
 
 void NormalMatrix::AddProducts(const RowBatch& rows, size_t blocks, size_t threads) {
   const size_t panels = (size_ + kPanel - 1) / kPanel;
-  ForEachInParallel(size_ < 200 ? 1 : threads, tiles_ * (tiles_ + 1) / 2, [&](size_t index, size_t) {
-    const auto [row, column] = TileOf(index);
+  // In bands of columns, whose panels stay in the cache while the rows go by.
+  constexpr size_t kBand = 8;
+  std::vector<std::pair<size_t, size_t>> order;
+  for (size_t band = 0; band < tiles_; band += kBand) {
+    for (size_t row = band; row < tiles_; ++row) {
+      for (size_t column = band; column <= std::min(row, band + kBand - 1); ++column) order.emplace_back(row, column);
+    }
+  }
+  ForEachInParallel(size_ < 200 ? 1 : threads, order.size(), [&](size_t index, size_t) {
+    const auto [row, column] = order[index];
     double* tile = Tile(row, column);
     for (size_t block = 0; block < blocks; ++block) {
       for (size_t i = 0; i < kPanels && row * kPanels + i < panels; ++i) {

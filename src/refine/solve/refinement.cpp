@@ -87,7 +87,7 @@ double RestrainedGoof(const Residuals& r, size_t parameters, const RestraintSums
 
 // So many blocks of derivatives are kept at a time that a tile of the matrix is worth fetching.
 size_t BatchBlocks(size_t parameters, size_t dataBlocks) {
-  constexpr size_t kBatchBytes = size_t{100} << 20;
+  constexpr size_t kBatchBytes = size_t{24} << 20;
   const size_t bytes = std::max<size_t>(1, parameters) * kBlock * sizeof(double);
   return std::clamp<size_t>(kBatchBytes / bytes, 4, std::max<size_t>(4, dataBlocks));
 }
