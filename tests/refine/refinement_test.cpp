@@ -56,25 +56,33 @@ TEST(Refinement, BringsAPerturbedModelBack) {
   }
 }
 
+// Each bond from its earlier atom, "'" for an image by symmetry.
+std::string BondsOf(const std::string& text) {
+  RecordingMessages messages;
+  Document document;
+  EXPECT_TRUE(ReadInstructionText(document, text, messages));
+  Structure s;
+  std::vector<std::string> notes;
+  std::string problem;
+  EXPECT_TRUE(BuildStructure(document, s, notes, problem)) << problem;
+  std::string found;
+  const NeighbourTable table = MakeBonds(s, document, InstructionsOf(document));
+  for (size_t i = 0; i < table.size(); ++i) {
+    for (const Neighbour& n : table[i]) {
+      if (static_cast<size_t>(n.site) > i)
+        found += s.sites[i].name + s.sites[static_cast<size_t>(n.site)].name + (n.IsIdentity() ? " " : "' ");
+    }
+  }
+  return found;
+}
+
 TEST(Bonds, BindJoinsPartsAndConnLimitsAllAtoms) {
   const std::string atoms =
       "C1 1 0.1 0.1 0.1 11 0.04\nPART 1\nC2 1 0.25 0.1 0.1 11 0.04\nC4 1 0.1 0.25 0.1 11 0.04\nPART 2\n"
       "C3 1 0.35 0.2 0.1 11 0.04\nPART 0\nHKLF 4\nEND\n";
   const auto bonds = [&](const std::string& line) {
-    RecordingMessages messages;
-    Document document;
-    const std::string head = "CELL 0.7 10 10 10 90 90 90\nZERR 1 0 0 0 0 0 0\nLATT -1\nSFAC C\nUNIT 4\n";
-    EXPECT_TRUE(ReadInstructionText(document, head + line + "FVAR 1\n" + atoms, messages));
-    Structure s;
-    std::vector<std::string> notes;
-    std::string problem;
-    EXPECT_TRUE(BuildStructure(document, s, notes, problem)) << problem;
-    std::string found;
-    const NeighbourTable table = MakeBonds(s, document, InstructionsOf(document));
-    for (size_t i = 0; i < table.size(); ++i)
-      for (const Neighbour& n : table[i])
-        if (static_cast<size_t>(n.site) > i) found += s.sites[i].name + s.sites[static_cast<size_t>(n.site)].name + " ";
-    return found;
+    return BondsOf("CELL 0.7 10 10 10 90 90 90\nZERR 1 0 0 0 0 0 0\nLATT -1\nSFAC C\nUNIT 4\n" + line + "FVAR 1\n" +
+                   atoms);
   };
   EXPECT_EQ(bonds(""), "C1C2 C1C4 ");
   EXPECT_EQ(bonds("BIND 2 1\n"), "C1C2 C1C4 C2C3 ");
@@ -83,6 +91,16 @@ TEST(Bonds, BindJoinsPartsAndConnLimitsAllAtoms) {
   EXPECT_EQ(bonds("CONN 0 C2\n"), "C1C4 ") << "seen from either side";
   EXPECT_EQ(bonds("CONN 9 0.1 C4\nBIND 1 2\n"), "C1C2 C2C3 ") << "a radius of its own";
   EXPECT_EQ(bonds("CONN 1\nBIND C2 C3\nBIND C4 C3\nFREE C1 C2\nFREE C4 C3\n"), "C2C3 ") << "FREE has the last word";
+}
+
+// A methyl on a threefold axis: three names, nine images in three places; and one name in three places. All equally
+// far.
+TEST(Bonds, OfHydrogensThatTheAxisMovesOntoOthersAreListedOnce) {
+  EXPECT_EQ(BondsOf("CELL 0.7 8 8 9 90 90 120\nZERR 1 0 0 0 0 0 0\nLATT -1\nSYMM -y,x-y,z\nSYMM -x+y,-x,z\nSFAC C H\n"
+                    "UNIT 4 4\nFVAR 1\nC1 1 0 0 0.5 10.33333 0.04\nC2 1 0 0 0.29 10.33333 0.04\n"
+                    "H1B 2 0 0.11 0.55 10.33333 0.05\nH1A 2 -0.11 -0.11 0.55 10.33333 0.05\n"
+                    "H1C 2 0.11 0 0.55 10.33333 0.05\nH1D 2 0.11 0.11 0.45 10.33333 0.05\nHKLF 4\nEND\n"),
+            "C1H1B C1H1A C1H1C C1H1D C1H1D' C1H1D' C1C2 ");
 }
 
 TEST(Refinement, TieingsOfTheFileSurviveIt) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 #include "chem/bonds/bond_rules.h"
 #include "crystal/nearest_images.h"
@@ -11,7 +12,12 @@ namespace marvik {
 namespace {
 
 constexpr double kSamePlace = 0.01;     // Å
-constexpr double kSameDistance = 1e-6;  // Å
+constexpr double kSameDistance = 1e-5;  // Å
+
+// The nearest first; what is equally far by the atom list, whatever the last digit of a distance came to be.
+auto OrderOf(const Neighbour& n) {
+  return std::tuple(std::llround(n.distance / kSameDistance), n.site, n.operation, n.cell);
+}
 
 int SiteOf(const Structure& structure, const AtomRecord* atom) {
   for (size_t i = 0; i < structure.sites.size(); ++i) {
@@ -37,6 +43,22 @@ void AddPair(const Structure& structure, NeighbourTable& table, int a, int b) {
                                                               structure.sites[static_cast<size_t>(b)].x));
   table[static_cast<size_t>(a)].push_back({b, 0, {}, d});
   table[static_cast<size_t>(b)].push_back({a, 0, {}, d});
+}
+
+// A hydrogen about an axis lies where the axis moves another one: three names, nine images, three places.
+void DropHydrogensInPlaceOfOthers(const Structure& structure, std::vector<Neighbour>& list) {
+  constexpr double kOnePlace = 0.1;  // Å
+  const auto isHydrogen = [&](const Neighbour& n) { return structure.sites[static_cast<size_t>(n.site)].hydrogen; };
+  const std::vector<Neighbour> all = list;
+  std::erase_if(list, [&](const Neighbour& moved) {
+    if (moved.IsIdentity() || !isHydrogen(moved)) return false;
+    const Fractional place = ImagePosition(structure, moved);
+    return std::ranges::any_of(all, [&](const Neighbour& n) {
+      return n.IsIdentity() && isHydrogen(n) &&
+             structure.metric.DistanceSquared(place, structure.sites[static_cast<size_t>(n.site)].x) <
+                 kOnePlace * kOnePlace;
+    });
+  });
 }
 
 }  // namespace
@@ -65,8 +87,7 @@ NeighbourTable ImagesWithin(const Structure& structure, double reach) {
     }
   }
   for (auto& list : table) {
-    std::stable_sort(list.begin(), list.end(),
-                     [](const Neighbour& x, const Neighbour& y) { return x.distance < y.distance; });
+    std::ranges::sort(list, {}, OrderOf);
     // On a special position several operations give the same image; the identity names it best.
     constexpr int kTaken = -1;
     for (size_t i = 0; i < list.size(); ++i) {
@@ -106,6 +127,7 @@ NeighbourTable MakeBonds(const Structure& structure, const Document& document,
                                        (site.hydrogen && other.hydrogen);
                               }),
                list.end());
+    DropHydrogensInPlaceOfOthers(structure, list);
   }
   // To the nearest ones alone; those farther off do not bond to the atom either.
   std::vector<double> farthest(table.size(), std::numeric_limits<double>::infinity());
