@@ -6,9 +6,10 @@
 A fault is a comparison, a sign or a logical word turned round, or a statement left out, at places drawn by the seed
 evenly over the folders of src; with --edges also a comparison that takes the equal case to its other side and a
 constant a little changed, many of which change nothing. Each is built and given to the tests of its folder, then, if
-it lives, to those of the folders that use it, the window's last. What the compiler refuses does not count. Set MARVIK_REAL_DATA as for the
-tests. Work in a checkout without changes: each source is put back afterwards, also when stopped. --list only names the
-faults that would be tried. A test that fails without the fault, too, is told of and the fault not counted.
+it lives, to those of the folders that use it, then to all, the window's last. What the compiler refuses does not count.
+Set MARVIK_REAL_DATA as for the tests. Work in a checkout without changes: each source is put back afterwards, also when
+stopped. --list only names the faults that would be tried. A test that fails without the fault, too, is told of and the
+fault not counted.
 """
 import argparse
 import pathlib
@@ -24,9 +25,9 @@ TURNS = [(r" < ", " >= "), (r" > ", " <= "), (r" <= ", " > "), (r" >= ", " < "),
          (r"\btrue\b", "false"), (r"\bfalse\b", "true"), (r"\bmin\b", "max"), (r"\bmax\b", "min"), (r"\bcontinue;", ";")]
 EDGES = [(r" < ", " <= "), (r" > ", " >= "), (r" <= ", " < "), (r" >= ", " > "), (r"\b0\.5\b", "0.6"), (r"\b2\.0\b", "2.1")]
 STATEMENT = re.compile(r"^ +[A-Za-z_][\w.:>\[\]-]*(\(.*\)| [-+*/|&]?= .*);$")
-USERS = {"base": "files", "crystal": "chem refine", "model": "edit app ui", "language": "files refine app", "files": "app ui", "edit": "app ui",
-         "chem": "report app ui", "refine": "check app phase", "phase": "app", "check": "app ui", "run": "app ui", "draw": "picture app ui",
-         "gl": "picture", "picture": "app ui", "report": "app ui", "publish": "app ui", "app": "ui"}
+USERS = {"base": "files", "crystal": "chem refine", "model": "edit app", "language": "files refine app", "files": "app", "edit": "app",
+         "chem": "report app", "refine": "check app phase", "phase": "app", "check": "app", "run": "app", "draw": "picture app",
+         "gl": "picture", "picture": "app", "report": "app", "publish": "app"}
 
 
 def faults_in(path, turns):
@@ -82,7 +83,9 @@ def failing(build, program, only="-*Speed*:*Cost*:*EveryCommand*"):
 
 def judge(folder, build):
     """Program and test that notice the fault, empty for none; None when it cannot be built."""
-    for program in [folder, *USERS.get(folder, "").split()]:
+    nearest = [folder, *USERS.get(folder, "").split()]
+    every = [path.name[5:] for path in sorted(pathlib.Path(ROOT, build, "bin").glob("test_*"))]
+    for program in sorted(every, key=lambda name: (name == "ui", nearest.index(name) if name in nearest else len(nearest))):
         test = failing(build, program)
         if test is None:
             return None

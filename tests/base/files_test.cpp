@@ -240,6 +240,7 @@ TEST_F(Files, NeverWaitsForPipesAndDevices) {
   });
   EXPECT_EQ(ReadWholeFile(Path("pipe")).content, "text");
   EXPECT_EQ(ReadWholeFile("/proc/self/stat").complete, true);
+  EXPECT_EQ(ReadWholeFile("/proc/self/mem").systemError, EIO) << "nothing lies at its start";
 }
 
 TEST_F(Files, AFullDiskLeavesTheOldFile) {

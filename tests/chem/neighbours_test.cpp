@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "chem/bonds/van_der_waals.h"
 #include "chem/geometry/structure_geometry.h"
 
 #include "chem_fixture.h"
@@ -94,6 +95,11 @@ TEST_F(ChemTest, ImagesAtOnePlaceStandOnce) {
   const auto found = search.FindWithin(*Atom("Cl1"), 3.0);
   ASSERT_EQ(found.size(), 2u);
   EXPECT_EQ(found[1].symmetryCode, 2555);
+}
+
+TEST_F(ChemTest, ContactsReachBeyondTheBondRadiusOfWhatHasNoVanDerWaalsRadius) {
+  EXPECT_EQ(ContactRadius(6, 0.77), 1.7);
+  EXPECT_NEAR(ContactRadius(89, 1.9), 2.7, 1e-12);
 }
 
 }  // namespace marvik::test

@@ -46,7 +46,8 @@ TEST(Paste, TakesValuesResiduesAndRidersAlong) {
   EXPECT_EQ(text.find("DFIX"), std::string::npos);
   Read copied(text);
   Read to(
-      "TITL b\nCELL 0.71073 10 11 12 90 100 90\nZERR 1 0 0 0 0 0 0\nLATT -1\nSFAC C\nUNIT 1\nFVAR 1\n"
+      "TITL b\nCELL 0.71073 10 11 12 90 100 90\nZERR 1 0 0 0 0 0 0\nLATT -1\nSFAC C O\n"
+      "SFAC O 3 13 2.3 5.7 1.5 .32 .87 33 .25 0 0 0 .66 16\nUNIT 1 0 0\nFVAR 1\n"
       "C1 1 0.9 0.9 0.9 11 0.05\nHKLF 4\nQ1 1 0.4 0.4 0.4 11 0.05 1\nEND\n");
   EXPECT_EQ(PasteAtoms(to.document, copied.document, to.messages), "");
   EXPECT_EQ(NamesOf(to.document.atoms), "C1 C2 H1A O1 C1 Q1");
@@ -57,7 +58,8 @@ TEST(Paste, TakesValuesResiduesAndRidersAlong) {
   EXPECT_EQ(rider->parent->name, "C2");
   EXPECT_NEAR(to.document.atoms.FindAtom("O1")->occupancy, 10.6, 1e-6) << "the free variable is not there";
   const std::string written = to.Text();
-  EXPECT_NE(written.find("SFAC C H O"), std::string::npos) << written;
+  EXPECT_NE(written.find("SFAC C O H"), std::string::npos) << written;
+  EXPECT_NE(written.find("\nO1     2 "), std::string::npos) << "the number that O has here: " << written;
   EXPECT_NE(written.find("RESI 2 TOL"), std::string::npos) << written;
   EXPECT_NE(written.find("AFIX 137"), std::string::npos) << written;
 }

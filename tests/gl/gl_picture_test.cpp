@@ -5,7 +5,9 @@
 
 #include "draw/labels/label_font.h"
 #include "draw/renderer/look.h"
+#include "gl/gl_calls.h"
 #include "gl/gl_fixture.h"
+#include "gl/gl_program.h"
 
 namespace marvik {
 namespace {
@@ -143,6 +145,15 @@ TEST(GlPicture, WhatIsPaleIsMixedWithTheBackgroundAfterItIsLit) {
     for (uint32_t& pixel : expected.pixels) pixel = PixelOf(MixColours(behind, ColourOf(pixel), kPaleInk));
     EXPECT_LT(Difference(pale, expected), 0.01) << ground;  // highlights are cut off earlier
   }
+}
+
+// The fixed functions would serve in silence.
+TEST(GlPicture, ThereIsAProgramForEveryPixel) {
+  std::string error;
+  ASSERT_TRUE(LoadGlCalls());
+  const auto context = MakeOffscreenContext(error);
+  ASSERT_TRUE(context) << error;
+  EXPECT_NE(MakeShadingProgram(), 0u);
 }
 
 TEST(GlPicture, WhatLiesBehindIsInFog) {
@@ -360,6 +371,7 @@ TEST(GlPicture, TensorThatIsNoEllipsoidIsACrossedBox) {
   const Image image = stage.Picture(200);
   const auto at = [&](int dx, int dy) { return ColourOf(image.At(100 + dx, 100 + dy)); };
   EXPECT_TRUE(IsRed(at(0, 10)));
+  EXPECT_EQ(at(0, 10).r, 180) << "the plain colour of oxygen";
   EXPECT_NE(at(8, 8), at(0, 10));
   EXPECT_NE(at(-9, 8), at(0, 10));
   EXPECT_NE(at(25, 25), kWhite) << "a corner that a ball has not";

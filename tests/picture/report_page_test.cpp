@@ -7,6 +7,7 @@
 
 #include "draw/canvas/pdf_canvas.h"
 #include "files/res/reader.h"
+#include "picture/view_page.h"
 
 namespace marvik {
 namespace {
@@ -47,6 +48,10 @@ struct ReportPage : testing::Test {
   RecordingMessages messages;
   PictureSubject subject{document, {}, {}, "page", {}, messages, {}};
 };
+
+TEST_F(ReportPage, AViewOnAPageBearsTheTitle) {
+  EXPECT_NE(DrawPdfPage(subject)->find("/Title (page)"), std::string::npos);
+}
 
 TEST_F(ReportPage, TextRunsRoundTheFigureInColumns) {
   std::string text = "![figure](view)\n";

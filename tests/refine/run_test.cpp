@@ -113,6 +113,20 @@ TEST_F(RunTest, SaysWhatIsWrongAndKeepsTheOldResult) {
   EXPECT_TRUE(Says("CANNOT OPEN FILE"));
 }
 
+// 0k0 with odd k is absent; a few, or weak ones, are no reason for doubt.
+TEST_F(RunTest, AsksForTheGroupWhereSeveralAbsentReflectionsAreStrong) {
+  Simulate("m", kEthanol, 1.2);
+  const std::string data = Read("m.hkl");
+  for (const auto& [most, intensity] : {std::pair{7, 20.0}, {3, 20.0}, {7, 1.0}}) {
+    std::string absent;
+    for (int k = 1; k <= most; k += 2)
+      for (const int sign : {-1, 1}) absent += DataLine({0, sign * k, 0}, intensity, 1.0);
+    Write("m.hkl", absent + data);
+    Run("m", kEthanol);
+    EXPECT_EQ(Says("Systematically absent reflections have a mean I/sigma of"), most > 5 && intensity > 3.0) << Said();
+  }
+}
+
 TEST_F(RunTest, ABadModelStaysFinite) {
   Simulate("m", kEthanol, 1.0);
   // An atom far from where it belongs, one with a negative displacement, one with an absurd one.

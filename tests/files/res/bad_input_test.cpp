@@ -132,8 +132,8 @@ TEST(BadInput, NoMemoryForAtoms) {
   Document document;
   document.atoms.LimitRecords(2, 0);
   RecordingMessages messages;
-  ReadInstructionText(document, kHeader + "C1 1 0 0 0\nC2 1 0 0 0\nC3 1 0 0 0\n", messages);
-  ASSERT_EQ(messages.shown.size(), 1u);
+  ReadInstructionText(document, kHeader + "C1 1 0 0 0\nC2 1 0 0 0\nC3 1 0 0 0\nC4 1 0 0 0\n", messages);
+  ASSERT_EQ(messages.shown.size(), 1u) << "said once";
   EXPECT_EQ(messages.shown[0].text, "Not enough memory for new atom.");
   EXPECT_TRUE(messages.quitRequested);
 }
