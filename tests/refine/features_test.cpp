@@ -292,6 +292,9 @@ TEST(Uncertainties, ShrinkWithTheDataAndVanishForWhatRides) {
     }
     const RefinedUncertainties source(model, r.parametrisation, r.result.covariance, {0.05, 0.05, 0.05, 0, 0.5, 0});
     EXPECT_NEAR(*GeometryUncertainty(document, &source).OfGeometry(sites), both, 0.02 * both);
+    for (size_t k = 0; k < 3; ++k)
+      EXPECT_DOUBLE_EQ(source.Of(atoms[0])->fract[k], geometry.Raw(0, kRawX + static_cast<int>(k)).su);
+    EXPECT_DOUBLE_EQ(source.Of(atoms[0])->u[3], geometry.Raw(0, kRawU + 3).su);
     return geometry.Raw(0, 0).su;
   };
   EXPECT_LT(sigma(0.8), 0.7 * sigma(1.2));
