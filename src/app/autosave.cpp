@@ -8,6 +8,7 @@
 #include "app/package_settings.h"
 #include "base/files.h"
 #include "base/numbers.h"
+#include "base/package_file.h"
 #include "base/process_mark.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "app/commands/command_handlers.h"
+#include "base/package_file.h"
 
 namespace marvik {
 namespace {

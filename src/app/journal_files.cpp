@@ -6,6 +6,7 @@
 #include "app/package_directory.h"
 #include "app/refinement/refine_flow.h"
 #include "base/files.h"
+#include "base/package_file.h"
 #include "files/cif/cif_atoms.h"
 #include "language/atom_names.h"
 
@@ -14,7 +15,7 @@ namespace {
 
 std::vector<std::string> PackageFolders(const std::string& folder) {
   std::vector<std::string> folders;
-  if (const auto package = EnvironmentValue(kPackageVariable)) folders.push_back(*package + folder + "/");
+  if (const auto place = PackageFile(folder + "/")) folders.push_back(*place);
   folders.push_back(TemplateDirectory(ExecutablePath("")) + folder + "/");
   return folders;
 }

@@ -6,16 +6,12 @@
 #include <unistd.h>
 
 #include "base/files.h"
+#include "base/package_file.h"
 
 namespace marvik {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string WithSeparator(std::string directory) {
-  if (!directory.empty() && directory.back() != '/' && directory.back() != '\\') directory += '/';
-  return directory;
-}
 
 // An installed template may be read-only; the user's copy is the user's.
 void MakeWritable(const fs::path& root) {
@@ -61,7 +57,7 @@ std::string ExecutablePath(const std::string& argv0) {
 std::string TemplateDirectory(const std::string& executable) {
   std::error_code error;
   const auto found = fs::canonical(fs::path(executable).parent_path().parent_path() / "share" / "marvik", error);
-  return error || !fs::is_directory(found, error) ? "" : WithSeparator(found.string());
+  return error || !fs::is_directory(found, error) ? "" : WithSeparatorAtEnd(found.string());
 }
 
 std::string UserPackageDirectory() {
@@ -76,7 +72,7 @@ void SetUpPackageDirectory(const std::string& executable, const std::string& cho
   if (!chosen.empty()) {
     std::error_code error;
     const auto full = fs::absolute(chosen, error);
-    setenv(kPackageVariable, WithSeparator(error ? chosen : full.string()).c_str(), 1);
+    setenv(kPackageVariable, WithSeparatorAtEnd(error ? chosen : full.string()).c_str(), 1);
     return;
   }
   if (EnvironmentValue(kPackageVariable)) return;

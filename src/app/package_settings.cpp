@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "base/files.h"
+#include "base/package_file.h"
 
 namespace marvik {
 namespace {
@@ -48,13 +49,6 @@ void ReadEditor(const std::string& path, std::string& editor) {
 }
 
 }  // namespace
-
-std::optional<std::string> PackageFile(const std::string& name) {
-  auto directory = EnvironmentValue(kPackageVariable);
-  if (!directory) return {};
-  if (!directory->empty() && directory->back() != '/' && directory->back() != '\\') *directory += '/';
-  return *directory + name;
-}
 
 void LoadEditorConfiguration(PackageSettings& settings, UserMessages& messages) {
   settings.EditorCommand = "notepad";

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <optional>
 #include <string>
 
 #include "base/user_messages.h"
@@ -18,10 +17,6 @@ struct PackageSettings {
   std::string Engine;         // the refinement program, "" for what the script names
   std::string EngineOptions;  // for it, parted by blanks
 };
-
-// A file of the package directory, with a separator put between where the directory's name has none at its end.
-// Nothing when the variable is not set.
-std::optional<std::string> PackageFile(const std::string& name);
 
 // Reads "qtrn.ini" and "marvik.ini". The only thing reported is a "qtrn.ini" that cannot be read whole.
 void LoadEditorConfiguration(PackageSettings& settings, UserMessages& messages);

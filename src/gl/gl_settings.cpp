@@ -6,6 +6,7 @@
 
 #include "base/files.h"
 #include "base/numbers.h"
+#include "base/package_file.h"
 #include "draw/labels/label_font.h"
 
 namespace marvik {
@@ -59,10 +60,7 @@ OpenGlSettings DefaultOpenGlSettings() {
 }
 
 std::optional<std::string> OpenGlSettingsFile() {
-  auto directory = EnvironmentValue(kPackageVariable);
-  if (!directory) return {};
-  if (!directory->empty() && directory->back() != '/' && directory->back() != '\\') *directory += '/';
-  return *directory + "opengl.prf";
+  return PackageFile("opengl.prf");
 }
 
 OpenGlSettings ParseOpenGlSettings(std::string_view text) {

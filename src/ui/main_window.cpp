@@ -24,6 +24,7 @@
 #include "app/commands/model_handlers.h"
 #include "app/open_save.h"
 #include "app/package_settings.h"
+#include "base/package_file.h"
 #include "edit/edit_restraint.h"
 #include "ui/area/atom_text.h"
 #include "ui/area/contact_stubs.h"

@@ -13,6 +13,7 @@
 #include "app/package_directory.h"
 #include "app/workbench.h"
 #include "base/files.h"
+#include "base/package_file.h"
 #include "ui/area/drawing_area.h"
 #include "ui/dialogs/dialog_fit.h"
 #include "ui/main_window.h"

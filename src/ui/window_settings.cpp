@@ -2,7 +2,7 @@
 
 #include <QSettings>
 
-#include "app/package_settings.h"
+#include "base/package_file.h"
 #include "ui/text.h"
 
 namespace marvik {

@@ -4,6 +4,7 @@
 
 #include "app/bench_fixture.h"
 #include "app/package_directory.h"
+#include "base/package_file.h"
 
 namespace marvik {
 namespace {

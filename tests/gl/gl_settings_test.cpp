@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "base/files.h"
+
 namespace marvik {
 namespace {
 
@@ -18,6 +20,14 @@ TEST(GlSettings, FileLine) {
   EXPECT_FALSE(read.cutSection);
   EXPECT_EQ(read.layerCount, 3);
   EXPECT_EQ(ComposeOpenGlSettings(read), line);
+}
+
+TEST(GlSettings, AreInThePackageDirectory) {
+  for (const char* directory : {"/opt/pkg", "/opt/pkg/"}) {
+    setenv(kPackageVariable, directory, 1);
+    EXPECT_EQ(OpenGlSettingsFile(), "/opt/pkg/opengl.prf");
+  }
+  unsetenv(kPackageVariable);
 }
 
 TEST(GlSettings, BadFieldsKeepTheirDefaults) {

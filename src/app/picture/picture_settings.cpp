@@ -6,6 +6,7 @@
 #include "app/package_settings.h"
 #include "base/files.h"
 #include "base/numbers.h"
+#include "base/package_file.h"
 
 namespace marvik {
 namespace {

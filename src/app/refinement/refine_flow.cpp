@@ -11,6 +11,7 @@
 #include "app/package_directory.h"
 #include "app/refinement/refine_fields.h"
 #include "base/numbers.h"
+#include "base/package_file.h"
 #include "check/cif/check_cif.h"
 #include "files/res/reader.h"
 #include "files/res/writer.h"
