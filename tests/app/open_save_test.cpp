@@ -48,6 +48,8 @@ TEST_F(BenchTest, UndoToTheSavedStateIsNoChange) {
   }
   Run(kUndoCommand);
   EXPECT_TRUE(bench.modified) << "before what was saved";
+  ASSERT_TRUE(Open());
+  EXPECT_EQ(bench.history.UndoName() + bench.history.RedoName(), "");
 }
 
 constexpr char kSmallCif[] =

@@ -33,9 +33,14 @@ TEST(Flack, TellsTheHands) {
   ASSERT_TRUE(right.present);
   EXPECT_NEAR(right.x.value, 0.0, 0.01);
   EXPECT_GT(right.pairs, 100u);
+  const HooftResult odds = EstimateHooft(s);
+  EXPECT_NEAR(odds.y.value, 0.0, 0.01);
+  EXPECT_NEAR(odds.right, 1.0, 1e-6);
   for (Site& site : s.structure.sites) site.x = -site.x;
   s.result.calculated = CalculateAt(s.structure, s.observations);
   EXPECT_NEAR(EstimateFlack(s).x.value, 1.0, 0.02);
+  EXPECT_NEAR(EstimateHooft(s).y.value, 1.0, 0.02);
+  EXPECT_NEAR(EstimateHooft(s).wrongOf3, 1.0, 1e-6);
   // With one of each pair there are no quotients, and the fit tells the hands.
   s.observations = SimulateData(truth, 0.9);
   for (Miller& h : s.observations.indices[0]) h = truth.group.Representative(h, true);
