@@ -192,6 +192,9 @@ TEST_F(CommandLineTest, FilesThatACifCarriesComeOutAsTheyWere) {
   writer.Block("first one/x");
   writer.Field("_iucr_refine_instructions_details", res);
   writer.Field("_iucr_refine_reflections_details", hkl);
+  writer.Block("among others");
+  writer.Loop({"_own_number", "_iucr_refine_instructions_details"});
+  writer.Row({"1", res});
   writer.Block("listed");
   writer.Loop(
       {"_refln_index_h", "_refln_index_k", "_refln_index_l", "_refln_F_squared_meas", "_refln_F_squared_sigma"});
@@ -200,6 +203,7 @@ TEST_F(CommandLineTest, FilesThatACifCarriesComeOutAsTheyWere) {
   ASSERT_EQ(Run({"--extract", cif}), 0) << err.str();
   EXPECT_EQ(folder.Get("first_one_x.res"), res);
   EXPECT_EQ(folder.Get("first_one_x.hkl"), hkl);
+  EXPECT_EQ(folder.Get("among_others.res"), res);
   EXPECT_EQ(folder.Get("listed.hkl"), "   1  -2  13 2000.05    1.00\n   0   0   0    0.00    0.00\n");
   EXPECT_EQ(Run({"--extract", cif}), 0) << "what is there already is no reason to stop";
   folder.Put("listed.hkl", "mine");
