@@ -268,6 +268,8 @@ TEST_F(CommandLineTest, DrawsPictures) {
   EXPECT_EQ(folder.Get("b.svg").find("<rect"), std::string::npos);
   EXPECT_EQ(Run({"--picture", folder / "c.jpg", "--renderer", "opengl", "--transparent", file}), 0) << err.str();
   EXPECT_TRUE(folder.Get("c.jpg").starts_with("\xff\xd8\xff"));
+  EXPECT_EQ(Run({"--picture", folder / "d.svg", "--black-white", file}), 0)
+      << "figures of lines have patterns of their own";
   EXPECT_EQ(Run({"--picture", folder / "c.svg", "--renderer", "opengl", file}), 1);
   EXPECT_FALSE(folder.Has("c.svg"));
 }
