@@ -22,23 +22,20 @@ double* ValueOf(CellParameters& cell, size_t i) {
   return values[i];
 }
 
-// What is left of a shift when every operator that keeps a place in place has acted on it: the shifts that its site
-// leaves free.
+// What is left of a shift when every operator that keeps a place in place has acted on it, but for a factor: the shifts
+// that its site leaves free.
 Mat3 FreeShifts(const Document& document, const Fractional& place) {
   Mat3 sum;
-  int count = 0;
+  bool any = false;
   for (const SymmetryOperator& op : document.symmetry) {
     Fractional moved = op.Apply(place) - place;
     for (int i = 0; i < 3; ++i) moved[i] -= std::round(moved[i]);
     if (Length(document.matrix * moved) > kSamePlace) continue;
-    ++count;
+    any = true;
     for (int i = 0; i < 3; ++i)
       for (int j = 0; j < 3; ++j) sum[i][j] += op.r[static_cast<size_t>(i)][static_cast<size_t>(j)];
   }
-  if (count == 0) return Mat3::Diagonal(1, 1, 1);
-  for (int i = 0; i < 3; ++i)
-    for (int j = 0; j < 3; ++j) sum[i][j] /= count;
-  return sum;
+  return any ? sum : Mat3::Diagonal(1, 1, 1);
 }
 
 // Files of high symmetry often say of one edge alone how certain it is; those that the group makes equal are as
