@@ -85,9 +85,7 @@ TEST(BestView, OneAtomNoneAndLinesHaveAViewToo) {
 // Outside the classic look peaks are marks without bonds, and no hydrogen is larger than an ellipsoid.
 TEST(BestView, PaperShowsPeaksAndHydrogensSmall) {
   Scene scene(kThermalEllipsoid);
-  AtomRecord* carbon = scene.Add("C1", 0, 0, 0);
-  carbon->uCount = 6;
-  carbon->u = {0.002, 0.002, 0.002, 0, 0, 0};
+  AtomRecord* carbon = scene.AddEllipsoid("C1", 0, 0, 0, {0.002, 0.002, 0.002, 0, 0, 0});
   scene.Add("H1", 0.9, 0, 0);
   scene.Add("Q1", 0, 0.9, 0);
   Connect(scene.document, scene.messages);

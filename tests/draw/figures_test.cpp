@@ -18,9 +18,7 @@ constexpr double kLabelPart = 0.02;
 // A chain through the picture, with an ellipsoid, a peak and labels.
 void AddModel(Scene& scene) {
   for (int i = 0; i < 12; ++i) scene.Add(Numbered("C", i + 1), -7.0 + 1.2 * i, 0.6 * i - 4.0, 0.1 * i);
-  AtomRecord* oxygen = scene.Add("O1", 3.0, 3.0, 2.0);
-  oxygen->uCount = 6;
-  oxygen->u = {0.05, 0.02, 0.09, 0.01, 0.02, 0.0};
+  scene.AddEllipsoid("O1", 3.0, 3.0, 2.0, {0.05, 0.02, 0.09, 0.01, 0.02, 0.0});
   scene.Add("Q1", -3.0, 3.0, 1.0);
   scene.options.labels = true;
   Connect(scene.document, scene.messages);

@@ -71,9 +71,7 @@ TEST(RenderEllipsoid, FrontHalvesFaceTheViewer) {
 
 TEST(RenderEllipsoid, TrueToScaleWithTheProbability) {
   Scene scene(kThermalEllipsoid);
-  AtomRecord* atom = scene.Add("C1", 0, 0, 0);
-  atom->uCount = 6;
-  atom->u = {0.04, 0.09, 0.16, 0, 0, 0};
+  AtomRecord* atom = scene.AddEllipsoid("C1", 0, 0, 0, {0.04, 0.09, 0.16, 0, 0, 0});
   std::string drawn = scene.Draw();
   // Orthogonal cell: 0.2 Å and 0.3 Å times 1.5382 (50 %), 299 pixels for 11 Å.
   const double scale = ProbabilityScale(0.5) * 299.0 / 11.0;
@@ -99,9 +97,7 @@ TEST(RenderEllipsoid, WhatIsNoEllipsoidIsACrossedBox) {
                                          {kNan, 0.05, 0.05, 0, 0, 0},
                                          {1e300, 1e300, 1e300, 0, 0, 0}}) {
     Scene scene(kThermalEllipsoid);
-    AtomRecord* atom = scene.Add("C1", 0, 0, 0);
-    atom->uCount = 6;
-    atom->u = u;
+    scene.AddEllipsoid("C1", 0, 0, 0, u);
     const std::string drawn = scene.Draw();
     EXPECT_NE(drawn.find("polygon 290.4 289.4, 309.6 289.4, 309.6 308.6, 290.4 308.6 #a9a9a9"), std::string::npos)
         << u[0];
@@ -113,9 +109,7 @@ TEST(RenderEllipsoid, WhatIsNoEllipsoidIsACrossedBox) {
 // A bond leaves an ellipsoid where the ellipsoid ends in its direction, not where a ball would.
 TEST(RenderEllipsoid, BondsStartOnTheSurface) {
   Scene scene(kThermalEllipsoid);
-  AtomRecord* flat = scene.Add("C1", 0, 0, 0.01);
-  flat->uCount = 6;
-  flat->u = {0.01, 0.09, 0.09, 0, 0, 0};
+  scene.AddEllipsoid("C1", 0, 0, 0.01, {0.01, 0.09, 0.09, 0, 0, 0});
   scene.Add("O1", -1.1, 0, 0);
   Connect(scene.document, scene.messages);
   const std::string line = Only(scene.Draw(), "line");

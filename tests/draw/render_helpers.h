@@ -29,6 +29,12 @@ struct Scene {
     options.labels = false;
   }
   AtomRecord* Add(std::string_view name, double x, double y, double z) { return AddAtomAt(document, name, {x, y, z}); }
+  AtomRecord* AddEllipsoid(std::string_view name, double x, double y, double z, const std::array<double, 6>& u) {
+    AtomRecord* atom = Add(name, x, y, z);
+    atom->uCount = 6;
+    atom->u = u;
+    return atom;
+  }
   // Two atoms 1.1 Å apart on the screen, the first nearer by twice the depth, and their bond.
   BondRecord* AddPair(std::string_view first, std::string_view second, double depth = 0.0) {
     AtomRecord* a = Add(first, 0, 0, depth);

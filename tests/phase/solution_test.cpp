@@ -110,11 +110,16 @@ std::pair<std::string, std::string> FilesOf(const Crystal& crystal) {
   return {ins, hkl};
 }
 
-Solution SolveCrystal(const Crystal& crystal, const SolveOptions& options = {}) {
-  const auto [ins, hkl] = FilesOf(crystal);
+Problem ProblemOf(const std::string& ins, const std::string& hkl) {
   Problem problem;
   std::string sentence;
   EXPECT_TRUE(MakeProblem(ins, hkl, problem, sentence)) << sentence;
+  return problem;
+}
+
+Solution SolveCrystal(const Crystal& crystal, const SolveOptions& options = {}) {
+  const auto [ins, hkl] = FilesOf(crystal);
+  Problem problem = ProblemOf(ins, hkl);
   return Solve(problem, options);
 }
 
@@ -204,9 +209,7 @@ TEST(SpaceGroupSearch, PhasesTellTheGroupWhereverTheirOriginIs) {
   for (auto [number, crystal] : cases) {
     crystal.counts = number > 75 ? std::vector<int>{3, 1, 1} : std::vector<int>{4, 2, 1};
     const auto [ins, hkl] = FilesOf(crystal);
-    Problem problem;
-    std::string sentence;
-    ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence)) << sentence;
+    Problem problem = ProblemOf(ins, hkl);
     // As measured: merged data do not tell one class of four rotations from another.
     const Structure structure = StructureOf(crystal);
     for (const Reflection& r : std::vector(problem.reflections))
@@ -214,6 +217,7 @@ TEST(SpaceGroupSearch, PhasesTellTheGroupWhereverTheirOriginIs) {
         if (const Miller h = op.ApplyToIndices(r.h); h != r.h)
           problem.reflections.push_back({h, r.intensity, r.sigma, r.batch});
     DataStatistics data;
+    std::string sentence;
     ASSERT_TRUE(AnalyseData(problem, {}, data, sentence)) << number << sentence;
     const PhaseSet phases = PhasesOf(structure, data, {0.137, 0.291, 0.423});
     const auto candidates = RankSpaceGroups(data, phases);
@@ -260,9 +264,7 @@ TEST(Solution, FewHeavyAtomsTakeTheirGroupAndTheirLightNeighbours) {
   oxide.counts = {1, 0, 0};
   auto [ins, hkl] = FilesOf(oxide);
   ins.replace(ins.find("UNIT"), ins.find("HKLF") - ins.find("UNIT"), "UNIT 12 4 4\n");
-  Problem problem;
-  std::string sentence;
-  ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence)) << sentence;
+  Problem problem = ProblemOf(ins, hkl);
   const Solution solution = Solve(problem, {});
   ASSERT_TRUE(solution.solved) << solution.sentence;
   EXPECT_EQ(solution.candidates[0].group.symbol, "P b n m");
@@ -286,9 +288,7 @@ TEST(Solution, DataMayBeLessThanGood) {
                         {"1.0 A", ins, FilesOf(coarse).second, true},
                         {"UNIT of ones", ones, hkl, false}};
   for (const Case& c : cases) {
-    Problem problem;
-    std::string sentence;
-    ASSERT_TRUE(MakeProblem(c.ins, c.hkl, problem, sentence)) << c.what << sentence;
+    Problem problem = ProblemOf(c.ins, c.hkl);
     const Solution solution = Solve(problem, {});
     ASSERT_TRUE(solution.solved) << c.what << solution.sentence;
     const Candidate& best = solution.candidates[0];
@@ -305,9 +305,7 @@ TEST(Solution, WhoLooksOnSeesTheModelAppearAndChangesNothing) {
   std::string results[2];
   std::vector<std::string> shown;
   for (std::string& result : results) {
-    Problem problem;
-    std::string sentence;
-    ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence)) << sentence;
+    Problem problem = ProblemOf(ins, hkl);
     SolveOptions options;
     if (&result != results) options.show = [&](const std::string& text) { shown.push_back(text); };
     const Solution solution = Solve(problem, options);
@@ -344,9 +342,7 @@ TEST(Completion, ATwinIsSolvedAndItsLawFound) {
     SCOPED_TRACE(second);
     crystal.twin = second;
     const auto [ins, hkl] = FilesOf(crystal);
-    Problem problem;
-    std::string sentence;
-    ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence)) << sentence;
+    Problem problem = ProblemOf(ins, hkl);
     const Solution solution = Solve(problem, {});
     ASSERT_TRUE(solution.solved) << solution.sentence;
     const Candidate& best = solution.candidates[0];
@@ -383,9 +379,7 @@ TEST(Solution, TheSameSeedGivesTheSameFileOnAnyNumberOfThreads) {
   const auto [ins, hkl] = FilesOf(Monoclinic());
   std::string first;
   for (const int threads : {1, 3}) {
-    Problem problem;
-    std::string sentence;
-    ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence));
+    Problem problem = ProblemOf(ins, hkl);
     SolveOptions options;
     options.threads = threads;
     const Solution solution = Solve(problem, options);
@@ -398,9 +392,7 @@ TEST(Solution, TheSameSeedGivesTheSameFileOnAnyNumberOfThreads) {
 
 TEST(Completion, ReachesTheErrorOfTheDataAndKeepsOnlyWhatHelps) {
   const auto [ins, hkl] = FilesOf({{7.1, 7.9, 9.6, 95, 101, 108}, 1, {}});
-  Problem problem;
-  std::string sentence;
-  ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence));
+  Problem problem = ProblemOf(ins, hkl);
   const Solution solution = Solve(problem, {});
   ASSERT_TRUE(solution.solved);
   Candidate spoiled = solution.candidates[0];
@@ -420,9 +412,7 @@ TEST(Completion, StepByStepComesToTheSameEndAndSaysSo) {
   Crystal crystal = Monoclinic();
   crystal.seed = 4;
   const auto [ins, hkl] = FilesOf(crystal);
-  Problem problem;
-  std::string sentence;
-  ASSERT_TRUE(MakeProblem(ins, hkl, problem, sentence));
+  Problem problem = ProblemOf(ins, hkl);
   const Solution solution = Solve(problem, {});
   ASSERT_TRUE(solution.solved);
   const Completion whole = Complete(problem, solution.candidates[0], nullptr);
@@ -431,9 +421,8 @@ TEST(Completion, StepByStepComesToTheSameEndAndSaysSo) {
   std::set<std::string> done;
   std::vector<std::string> remarks;
   for (int step = 0; step < 8 && remarks.empty(); ++step) {
-    Problem now;
-    ASSERT_TRUE(MakeProblem(text, hkl, now, sentence)) << sentence;
-    const Completion next = CompleteModel(now, text, true, nullptr, {}, sentence);
+    std::string sentence;
+    const Completion next = CompleteModel(ProblemOf(text, hkl), text, true, nullptr, {}, sentence);
     ASSERT_FALSE(next.steps.empty()) << sentence;
     text = next.steps.back().text;
     done.insert(next.steps.back().what);
@@ -500,9 +489,7 @@ TEST(Solution, AFitOfFewReflectionsProvesNothing) {
     const double e = std::log(1.0 + static_cast<double>(random() % 1000)) * static_cast<double>(random() % 100);
     noise += hkl.substr(at, 12) + Printf("%8.2f%8.2f\n", e, 5.0);
   }
-  Problem problem;
-  std::string sentence;
-  ASSERT_TRUE(MakeProblem(ins, noise, problem, sentence)) << sentence;
+  Problem problem = ProblemOf(ins, noise);
   SolveOptions options;
   options.effort = 0.001;
   const Solution solution = Solve(problem, options);
