@@ -142,12 +142,9 @@ SiteImage ImageOf(const Structure& structure, const Neighbour& n) {
 }
 
 std::string WithSu(const Measured& m, int digits) {
-  if (!(m.su > 0.0) || !std::isfinite(m.su)) return Printf("%.*f", digits, Shown(m.value, digits));
-  int places = 0;
-  double scaled = m.su;
-  while (places < 9 && scaled < 1.95) scaled *= 10.0, ++places;
-  const long su = std::lround(scaled);
-  return Printf("%.*f(%ld)", places, Shown(m.value, places), su);
+  constexpr int kMostDigits = 8;
+  const bool known = m.su >= 0.5e-9 && std::isfinite(m.su);
+  return WithUncertainty(m.value, m.su, known ? kMostDigits : digits);
 }
 
 std::string OperationNames::Suffix(const SiteImage& image) {
