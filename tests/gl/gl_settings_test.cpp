@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/files.h"
-
 namespace marvik {
 namespace {
 
@@ -20,14 +18,6 @@ TEST(GlSettings, FileLine) {
   EXPECT_FALSE(read.cutSection);
   EXPECT_EQ(read.layerCount, 3);
   EXPECT_EQ(ComposeOpenGlSettings(read), line);
-}
-
-TEST(GlSettings, AreInThePackageDirectory) {
-  for (const char* directory : {"/opt/pkg", "/opt/pkg/"}) {
-    setenv(kPackageVariable, directory, 1);
-    EXPECT_EQ(OpenGlSettingsFile(), "/opt/pkg/opengl.prf");
-  }
-  unsetenv(kPackageVariable);
 }
 
 TEST(GlSettings, BadFieldsKeepTheirDefaults) {
