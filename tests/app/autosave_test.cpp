@@ -25,7 +25,9 @@ TEST_F(AutosaveTest, WhatAProcessLeavesIsOfferedAndRestored) {
   const auto left = Autosave::Left(file);
   ASSERT_EQ(left.size(), 1u);
   EXPECT_NEAR(static_cast<double>(left[0].time), static_cast<double>(std::time(nullptr)), 20.0);
+  const auto read = std::exchange(bench.document.stamp, {});
   ASSERT_TRUE(autosave.Restore(left[0]));
+  EXPECT_EQ(bench.document.stamp, read) << "what another program writes now is noticed";
   EXPECT_FALSE(Atom("C1"));
   EXPECT_TRUE(Atom("O1"));
   EXPECT_TRUE(bench.modified);

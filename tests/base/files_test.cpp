@@ -245,6 +245,8 @@ TEST_F(Files, NeverWaitsForPipesAndDevices) {
 
 TEST_F(Files, AFullDiskLeavesTheOldFile) {
   ASSERT_EQ(WriteFileAtomically(Path("a.res"), "old"), 0);
+  const auto open = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()); };
+  const auto opened = open();
   rlimit before{};
   getrlimit(RLIMIT_FSIZE, &before);
   const auto handler = signal(SIGXFSZ, SIG_IGN);
@@ -254,6 +256,7 @@ TEST_F(Files, AFullDiskLeavesTheOldFile) {
   setrlimit(RLIMIT_FSIZE, &before);
   signal(SIGXFSZ, handler);
   EXPECT_EQ(error, EFBIG);
+  EXPECT_EQ(open(), opened);
   EXPECT_EQ(Content("a.res"), "old");
   EXPECT_EQ(Entries(), 1u);
   EXPECT_EQ(WriteFault("a.res", ENOSPC), "Error opening file (a.res) for writing.\nNo space left on device.");
