@@ -150,8 +150,7 @@ TEST(GlPicture, WhatIsPaleIsMixedWithTheBackgroundAfterItIsLit) {
 // The fixed functions would serve in silence.
 TEST(GlPicture, ThereIsAProgramForEveryPixel) {
   std::string error;
-  ASSERT_TRUE(LoadGlCalls());
-  const auto context = MakeOffscreenContext(error);
+  const auto context = LoadGlCalls() ? MakeOffscreenContext(error) : nullptr;
   ASSERT_TRUE(context) << error;
   EXPECT_NE(MakeShadingProgram(), 0u);
 }

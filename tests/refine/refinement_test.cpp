@@ -257,6 +257,8 @@ TEST(Restraints, WeighAndCountAsPublishedRefinementsDo) {
   const Structure whole = s;
   for (size_t i = 4; i < 8; ++i) s.sites[i].name = s.sites[i - 4].name, s.sites[i].residueNumber = 3;
   for (const size_t i : {1u, 5u}) s.sites[i].anisotropic = false;
+  s.names = nullptr;
+  EXPECT_GT(equations({"SIMU_3"}).at(0).slopes.at(0).site, 3) << "every atom of that residue alone";
   const auto ncsy = equations({"NCSY 3 0.2 0 C1 > C4"});
   ASSERT_EQ(ncsy.size(), 1u);
   EXPECT_NEAR(ncsy[0].value, std::sqrt(s.metric.DistanceSquared(s.sites[0].x, s.sites[3].x)), 1e-9);
