@@ -13,6 +13,7 @@
 #include "app/preferences/opengl_preferences.h"
 #include "app/refinement/refine_fields.h"
 #include "base/files.h"
+#include "base/package_file.h"
 #include "draw/renderer/look.h"
 #include "edit/edit_fields.h"
 #include "gl/gl_settings.h"
