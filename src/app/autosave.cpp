@@ -5,7 +5,6 @@
 #include <filesystem>
 
 #include "app/open_save.h"
-#include "app/package_settings.h"
 #include "base/files.h"
 #include "base/numbers.h"
 #include "base/package_file.h"

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "app/commands/command_table.h"
-#include "app/package_settings.h"
 #include "base/files.h"
 #include "base/numbers.h"
 #include "base/package_file.h"

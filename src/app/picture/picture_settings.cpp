@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <string_view>
 
-#include "app/package_settings.h"
 #include "base/files.h"
 #include "base/numbers.h"
 #include "base/package_file.h"
