@@ -85,7 +85,8 @@ double RestrainedGoof(const Residuals& r, size_t parameters, const RestraintSums
   return all > 0.0 ? std::sqrt(total / all) : 0.0;
 }
 
-// So many blocks of derivatives are kept at a time that a tile of the matrix is worth fetching.
+// So many blocks of derivatives are kept at a time that a tile of the matrix is worth fetching, and so few that they
+// stay in the cache that the cores share.
 size_t BatchBlocks(size_t parameters, size_t dataBlocks) {
   constexpr size_t kBatchBytes = size_t{24} << 20;
   const size_t bytes = std::max<size_t>(1, parameters) * kBlock * sizeof(double);
