@@ -105,6 +105,14 @@ TEST(Grow, AtomsOnSpecialPositionsAreNotDoubled) {
   Structure s({10, 10, 10, 90, 90, 90}, 1, {}, {{"Fe1", 0, 0, 0}, {"C1", 0.19, 0, 0}, {"O1", 0.305, 0, 0}});
   EXPECT_EQ(Grow(s.document, s.messages), 2u);
   EXPECT_EQ(s.Count(), 5u);
+  // A threefold axis turns the hydrogens of a methyl group on it onto each other.
+  Structure methyl({8, 8, 9, 90, 90, 120}, -1, {"SYMM -y, x-y, z", "SYMM -x+y, -x, z"},
+                   {{"C1", 0, 0, 0.5},
+                    {"H1", 0, 0.11, 0.55},
+                    {"H2", -0.11, -0.11, 0.55},
+                    {"H3", 0.11, 0, 0.55},
+                    {"O1", 0.15, 0, 0.42}});
+  EXPECT_EQ(Grow(methyl.document, methyl.messages), 2u) << "two of oxygen";
 }
 
 TEST(Grow, PeaksNegativePartsAndFreePairsStayAway) {

@@ -212,8 +212,14 @@ ImageMaker::ImageMaker(Document& document, const CrystalFragments& fragments, Us
       reciprocal_(MakeMetric(document.cell).reciprocalEdges) {
   for (const AtomRecord* atom : Atoms(document.atoms)) {
     if (atom->IsPeak() || !IsFinite(atom->position)) continue;
-    Note(atom->position, !IsGenerated(*atom) ? atom->serial : atom->sourceSerial ? atom->sourceSerial : kAnyAtom);
+    Note(atom->position, KindOf(*atom));
   }
+}
+
+uint32_t ImageMaker::KindOf(const AtomRecord& atom) {
+  if (atom.IsHydrogen()) return kAnyHydrogen;
+  if (!IsGenerated(atom)) return atom.serial;
+  return atom.sourceSerial ? atom.sourceSerial : kAnyAtom;
 }
 
 uint64_t ImageMaker::KeyOf(int64_t x, int64_t y, int64_t z) {
@@ -222,7 +228,7 @@ uint64_t ImageMaker::KeyOf(int64_t x, int64_t y, int64_t z) {
          (static_cast<uint64_t>(z) & kMask) << 42;
 }
 
-bool ImageMaker::Taken(const Cartesian& place, uint32_t source) const {
+bool ImageMaker::Taken(const Cartesian& place, uint32_t kind) const {
   const auto cell = [](double v) { return static_cast<int64_t>(std::floor(std::clamp(v, -1e6, 1e6) / kPlaceCell)); };
   const auto low = [&](double v) { return cell(v - kSamePlace); };
   const auto high = [&](double v) { return cell(v + kSamePlace); };
@@ -232,23 +238,22 @@ bool ImageMaker::Taken(const Cartesian& place, uint32_t source) const {
         const auto found = standing_.find(KeyOf(x, y, z));
         if (found == standing_.end()) continue;
         for (const Standing& s : found->second)
-          if ((source == kAnyAtom || s.source == kAnyAtom || s.source == source) &&
-              Distance(s.place, place) <= kSamePlace)
+          if ((kind == kAnyAtom || s.kind == kAnyAtom || s.kind == kind) && Distance(s.place, place) <= kSamePlace)
             return true;
       }
   return false;
 }
 
-void ImageMaker::Note(const Cartesian& place, uint32_t source) {
+void ImageMaker::Note(const Cartesian& place, uint32_t kind) {
   const auto cell = [](double v) { return static_cast<int64_t>(std::floor(std::clamp(v, -1e6, 1e6) / kPlaceCell)); };
-  standing_[KeyOf(cell(place.x), cell(place.y), cell(place.z))].push_back({place, source});
+  standing_[KeyOf(cell(place.x), cell(place.y), cell(place.z))].push_back({place, kind});
 }
 
 bool ImageMaker::AddAtom(uint32_t fileAtom, const ImageId& image, std::vector<AtomRecord*>& added) {
   const AtomRecord& source = *fragments_.FileAtoms()[fileAtom];
   const Fractional fract = fragments_.Place(fileAtom, image);
   const Cartesian place = document_.matrix * fract;
-  if (!IsFinite(place) || Taken(place, source.serial)) return true;
+  if (!IsFinite(place) || Taken(place, KindOf(source))) return true;
   AtomRecord* atom = document_.atoms.CreateAtom(document_.elements, messages_);
   if (!atom) return false;
   atom->name = source.name;
@@ -271,7 +276,7 @@ bool ImageMaker::AddAtom(uint32_t fileAtom, const ImageId& image, std::vector<At
   atom->sourceSerial = source.serial;
   atom->symmetryCode = SymmetryCodeOf(image.op, image.t);
   document_.atoms.LinkAtTail(atom);
-  Note(place, source.serial);
+  Note(place, KindOf(source));
   added.push_back(atom);
   return true;
 }

@@ -106,13 +106,17 @@ class ImageMaker {
 
  private:
   static constexpr uint32_t kAnyAtom = 0xffffffff;
+  static constexpr uint32_t kAnyHydrogen = kAnyAtom - 1;
   struct Standing {
     Cartesian place;
-    uint32_t source;  // serial of the file atom, kAnyAtom when unknown
+    uint32_t kind;
   };
+  // Atoms of one kind do not stand in one place: the serial of the file atom, kAnyAtom when unknown. Hydrogens are all
+  // alike, since an axis moves those of a methyl group onto each other.
+  static uint32_t KindOf(const AtomRecord& atom);
   static uint64_t KeyOf(int64_t x, int64_t y, int64_t z);
-  bool Taken(const Cartesian& place, uint32_t source) const;
-  void Note(const Cartesian& place, uint32_t source);
+  bool Taken(const Cartesian& place, uint32_t kind) const;
+  void Note(const Cartesian& place, uint32_t kind);
 
   Document& document_;
   const CrystalFragments& fragments_;
