@@ -15,33 +15,9 @@
 #include "app/workbench.h"
 #include "base/files.h"
 
+#include "support/test_files.h"
+
 namespace marvik::test {
-
-// A folder of the test's own, removed at the end.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "marvik-test-XXXXXX").string();
-    if (mkdtemp(name.data())) path_ = std::filesystem::canonical(name).string() + "/";
-  }
-  ~ScratchFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  std::string operator/(const std::string& name) const { return path_ + name; }
-  std::string Put(const std::string& name, const std::string& content) const {
-    std::ofstream(path_ + name, std::ios::binary) << content;
-    return path_ + name;
-  }
-  std::string Get(const std::string& name) const {
-    std::ifstream in(path_ + name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
-  bool Has(const std::string& name) const { return std::filesystem::exists(path_ + name); }
-
- private:
-  std::string path_;
-};
 
 // Sets or unsets an environment variable while it lives.
 class WithVariable {

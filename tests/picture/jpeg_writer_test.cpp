@@ -8,6 +8,8 @@
 #include <malloc.h>
 #include <memory>
 
+#include "support/test_files.h"
+
 namespace marvik {
 namespace {
 
@@ -37,12 +39,7 @@ Image Quarters(int width, int height) {
 
 class JpegTest : public testing::Test {
  protected:
-  JpegTest() {
-    std::string name = (std::filesystem::temp_directory_path() / "marvik-jpeg-XXXXXX").string();
-    if (mkdtemp(name.data())) folder = name;
-  }
-  ~JpegTest() override { std::filesystem::remove_all(folder); }
-  std::filesystem::path folder;
+  test::ScratchFolder folder;
   RecordingMessages messages;
 };
 
@@ -50,7 +47,7 @@ TEST_F(JpegTest, AnotherDecoderReadsTheSamePicture) {
   if (std::system("convert -version > /dev/null 2>&1") != 0) GTEST_SKIP() << "no decoder is installed";
   // Sides whose rows are no multiple of four bytes as well.
   for (const auto& [width, height] : {std::pair{100, 100}, std::pair{33, 17}}) {
-    const std::string path = (folder / "quarters.jpg").string();
+    const std::string path = folder / "quarters.jpg";
     ASSERT_TRUE(WriteJpeg(path, Quarters(width, height), messages));
     int w = 0;
     int h = 0;
@@ -84,15 +81,15 @@ TEST_F(JpegTest, IsOfQuality100WithBaselineTables) {
 TEST_F(JpegTest, FailuresAreSaidAndLeaveNothing) {
   EXPECT_FALSE(EncodeJpeg(Image()));
   EXPECT_FALSE(EncodeJpeg(Image(70000, 1)));
-  EXPECT_FALSE(WriteJpeg((folder / "nowhere/x.jpg").string(), Quarters(8, 8), messages));
+  EXPECT_FALSE(WriteJpeg(folder / "nowhere/x.jpg", Quarters(8, 8), messages));
   ASSERT_EQ(messages.shown.size(), 1u);
   EXPECT_EQ(messages.shown[0].caption, "File Error:");
-  EXPECT_EQ(messages.shown[0].text, "Can't open " + (folder / "nowhere/x.jpg").string());
+  EXPECT_EQ(messages.shown[0].text, "Can't open " + (folder / "nowhere/x.jpg"));
   if (std::filesystem::exists("/dev/full")) {
     EXPECT_FALSE(WriteJpeg("/dev/full", Quarters(8, 8), messages));
     EXPECT_TRUE(messages.shown.back().text.starts_with("Can't write /dev/full: ")) << messages.shown.back().text;
   }
-  EXPECT_TRUE(std::filesystem::is_empty(folder));
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path));
 }
 
 TEST_F(JpegTest, GivesTheMemoryOfTheLibraryBack) {

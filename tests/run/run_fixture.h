@@ -13,28 +13,15 @@
 #include "run/refinement_run.h"
 
 #include "support/fake_refinement_path.h"
+#include "support/test_files.h"
 
 namespace marvik::test {
 
 // Runs of the test suite's own refinement program in a folder that goes away again.
 class RunTest : public testing::Test {
  protected:
-  RunTest() {
-    std::string name = (std::filesystem::temp_directory_path() / "marvik-run-XXXXXX").string();
-    if (mkdtemp(name.data())) folder = name + "/";
-  }
-  ~RunTest() override {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-  }
-
-  void Put(const std::string& name, const std::string& text) const {
-    std::ofstream(folder + name, std::ios::binary) << text;
-  }
-  std::string Get(const std::string& name) const {
-    std::ifstream in(folder + name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
+  void Put(const std::string& name, const std::string& text) const { scratch.Put(name, text); }
+  std::string Get(const std::string& name) const { return scratch.Get(name); }
   ChildCommand CommandFor(const std::string& name) const {
     ChildCommand command;
     command.program = test::kFakeRefinement;
@@ -59,7 +46,8 @@ class RunTest : public testing::Test {
     return status && word != "Z";
   }
 
-  std::string folder;
+  const ScratchFolder scratch;
+  const std::string& folder = scratch.path;
   ChildProcess child;
   RecordingMessages messages;
   std::atomic<bool> stopNow{false};

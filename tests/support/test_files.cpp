@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "base/files.h"
 
@@ -14,7 +15,7 @@ namespace {
 
 std::string FreshFolder() {
   std::string name = (fs::temp_directory_path() / "marvik-test-XXXXXX").string();
-  return mkdtemp(name.data()) ? name + "/" : "";
+  return mkdtemp(name.data()) ? fs::canonical(name).string() + "/" : "";
 }
 
 }  // namespace
@@ -24,6 +25,19 @@ ScratchFolder::ScratchFolder() : path(FreshFolder()) {}
 ScratchFolder::~ScratchFolder() {
   std::error_code error;
   if (!path.empty()) fs::remove_all(path, error);
+}
+
+std::string ScratchFolder::Put(const std::string& name, const std::string& content) const {
+  std::ofstream(path + name, std::ios::binary) << content;
+  return path + name;
+}
+
+std::string ScratchFolder::Get(const std::string& name) const {
+  return ReadWholeFile(path + name).content;
+}
+
+bool ScratchFolder::Has(const std::string& name) const {
+  return fs::exists(path + name);
 }
 
 std::string RealDataFolder() {

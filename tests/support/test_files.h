@@ -13,6 +13,12 @@ class ScratchFolder {
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
 
+  std::string operator/(const std::string& name) const { return path + name; }
+  // The path of the file, which has this content now.
+  std::string Put(const std::string& name, const std::string& content) const;
+  std::string Get(const std::string& name) const;
+  bool Has(const std::string& name) const;
+
   const std::string path;  // with a slash at its end
 };
 
