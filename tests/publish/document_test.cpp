@@ -6,6 +6,8 @@
 #include "base/files.h"
 #include "publish/document_text.h"
 
+#include "support/kept_outputs.h"
+
 namespace marvik {
 namespace {
 
@@ -139,6 +141,7 @@ TEST(Document, EveryTemplateOfThePackageIsFilled) {
         problem);
     ASSERT_TRUE(filled) << entry.path() << " " << problem;
     EXPECT_EQ(filled->find("{{"), std::string::npos) << entry.path();
+    test::ExpectKept("documents", entry.path().filename().string(), *filled);
     ++templates;
   }
   EXPECT_GE(templates, 22);

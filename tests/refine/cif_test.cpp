@@ -226,6 +226,7 @@ TEST_F(CifTest, TellsOfWhatItCarriesAndOfWhatTheUserKnows) {
 }
 
 TEST_F(CifTest, CarriesTheMaskAndTellsTheHand) {
+  resultsAreKept_ = true;
   const std::string ins =
       "TITL c\nCELL 0.71073 8 8 8 90 90 90\nZERR 2 0.001 0.001 0.001 0 0 0\nLATT -1\nSYMM -X, 0.5+Y, -Z\nSFAC C O F\n"
       "UNIT 4 2 2\nL.S. 2\nACTA\nABIN\nWGHT 0.1\nFVAR 1\nC1 1 0.5 0.5 0.5 11 0.03\nF1 3 0.597 0.597 0.597 11 0.03\n"
@@ -247,6 +248,7 @@ TEST_F(CifTest, CarriesTheMaskAndTellsTheHand) {
 }
 
 TEST_F(CifTest, ChargesStandWhereTheyBalance) {
+  resultsAreKept_ = true;
   const std::string head =
       "TITL b\nCELL 0.71073 6.1 6.3 6.2 90 90 90\nZERR 1 0.001 0.001 0.001 0 0 0\nLATT -1\nSFAC H N CL\nUNIT 4 1 1\n"
       "L.S. 1\nACTA\nWGHT 0.1\nFVAR 1\n";

@@ -44,6 +44,7 @@ const std::string kModel =
     "C1 1 0.458 0.303 0.40 11 0.03 0.03 0.005 0.001 0.006 0.002\nC2 1 0.65 0.241 0.388 11 0.045\nHKLF 4\nEND\n";
 
 TEST_F(InputTest, AmplitudesAreRefinedAgainstAndTensorsAreKeptPositive) {
+  resultsAreKept_ = true;
   Simulate("i", kModel, 0.9);
   std::string amplitudes;
   for (const Reflection& r : ParseHklFile(Read("i.hkl"), {}).reflections) {

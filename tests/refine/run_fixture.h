@@ -14,6 +14,7 @@
 #include "refine/job/session.h"
 
 #include "models.h"
+#include "support/kept_outputs.h"
 #include "support/test_files.h"
 
 namespace marvik {
@@ -45,7 +46,13 @@ class RunTest : public ::testing::Test {
   // Runs NAME and keeps what it said.
   int Run(const std::string& name) {
     lines_.clear();
-    return RunJob(Path(name), [&](const std::string& line) { lines_.push_back(line); });
+    const int status = RunJob(Path(name), [&](const std::string& line) { lines_.push_back(line); });
+    if (!resultsAreKept_) return status;
+    static const std::regex changing("[^ \"]*marvik-test-.{6}/|[0-9]{4}-[0-9]{2}-[0-9]{2}T?[0-9:]*");
+    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+    test::ExpectKept("refinement", Printf("%s %d", test->name(), ++runs_),
+                     std::regex_replace(Read(name + ".res") + Read(name + ".cif"), changing, ""));
+    return status;
   }
   int Run(const std::string& name, const std::string& ins) {
     Write(name + ".ins", ins);
@@ -108,6 +115,8 @@ class RunTest : public ::testing::Test {
   }
 
   const test::ScratchFolder folder_;
+  bool resultsAreKept_ = false;  // each result is what it was
+  int runs_ = 0;
   std::vector<std::string> lines_;
   Document document_;
   std::mt19937 random_{4};

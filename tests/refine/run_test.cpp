@@ -57,6 +57,7 @@ TEST_F(RunTest, RefinesWritesItsFilesAndMovesNothingWhenFedAgain) {
 }
 
 TEST_F(RunTest, MakesHydrogensAndTensorsThatInstructionsAskFor) {
+  resultsAreKept_ = true;
   Simulate("full", kEthanol, 0.8);
   fs::copy_file(Path("full.hkl"), Path("bare.hkl"));
   Write("bare.ins",
@@ -154,6 +155,7 @@ TEST_F(RunTest, CrowdedAtomsAreCountedAndKeepTheirNearestBonds) {
 }
 
 TEST_F(RunTest, TheSecondPartsGroupHangsOnTheCarrierAndRestraintsMayBeIncluded) {
+  resultsAreKept_ = true;
   const std::string ins = With(kEthanol, "AFIX 137[^]*HKLF",
                                "PART 1\nAFIX 137\nH2A 2 0.66 0.23 0.27 10.5 -1.5\nH2B 2 0.66 0.15 0.44 "
                                "10.5 -1.5\nH2C 2 0.75 0.31 0.44 10.5 -1.5\nAFIX 0\n"
@@ -217,6 +219,7 @@ TEST_F(RunTest, GarbageEndsInASentence) {
 }
 
 TEST_F(RunTest, CoordinatesForProteinProgramsHoldTheModel) {
+  resultsAreKept_ = true;
   const std::string ins = With(kEthanol, "WGHT", "WPDB\nWGHT");
   Simulate("p", ins, 1.2);
   ASSERT_EQ(Run("p", With(ins, "C2 1", "PART 2\nZN1 1 0 0 0 10.5 0.03\nPART 0\nC2 1")), 0) << Said();
@@ -268,6 +271,7 @@ TEST_F(RunTest, LaterProgramsAreKnownByTheirRemark) {
 }
 
 TEST_F(RunTest, ListsAgreeWithOneAnother) {
+  resultsAreKept_ = true;
   Simulate("l", kEthanol, 1.2);
   const auto line = [&](int code) {
     EXPECT_EQ(Run("l", With(kEthanol, "FMAP 2", Printf("FMAP 3\nLIST %d", code))), 0) << Said();

@@ -1,0 +1,78 @@
+// Whatever the command line prints of the examples, as it was: reports, files of other formats, figures, findings.
+#include "support/kept_outputs.h"
+
+#include "app/command_line_fixture.h"
+
+#include "support/structures.h"
+
+namespace marvik {
+namespace {
+
+class KeptOutputs : public test::CommandLineRuns {
+ protected:
+  KeptOutputs() {
+    for (const std::string& path : test::ExampleFiles()) {
+      const std::string stem = path.substr(0, path.rfind('.'));
+      for (const char* end : {".res", ".hkl"})
+        if (FileContent file = ReadWholeFile(stem + end); file.opened) folder.Put(Name(stem) + end, file.content);
+    }
+  }
+  static std::string Name(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+  // Each of the lines for each of the files.
+  void Keep(const std::string& group, const std::vector<std::string>& files, const std::vector<std::string>& lines) {
+    for (const std::string& file : files) {
+      for (const std::string& line : lines) {
+        std::istringstream words(line);
+        std::vector<std::string> all{std::istream_iterator<std::string>(words), {}};
+        all.push_back(folder / file);
+        const int status = Run(all);
+        std::string text = out.str() + err.str() + "status " + std::to_string(status);
+        for (size_t at = 0; (at = text.find(folder.path)) != text.npos;) text.erase(at, folder.path.size());
+        test::ExpectKept(group, file + " " + line, text);
+      }
+    }
+  }
+};
+
+TEST_F(KeptOutputs, OfReportsAndFormats) {
+  std::vector<std::string> lines{"--lint", "--lint --json", "--layout standard --write - --format res"};
+  for (const char* kind : {"atoms", "bonds", "angles", "torsions", "hydrogen-bonds", "contacts", "environment",
+                           "hybrid", "peaks", "chirality", "voids"})
+    for (const char* format : {"", " --json", " --csv"}) lines.push_back(std::string("--report ") + kind + format);
+  for (const char* kind : {"planes", "plane", "weighted-plane", "centroid"})
+    lines.push_back(std::string("--select $C --report ") + kind);
+  for (const char* format : {"ins", "pdb", "ct", "inp", "wrl", "con"})
+    lines.push_back(std::string("--write - --format ") + format);
+  Keep("reports", {"azathiop.res", "whewell.res", "dolomite.res", "oligomer.res"}, lines);
+}
+
+TEST_F(KeptOutputs, OfFigures) {
+  std::vector<std::string> lines;
+  for (const char* more : {"--rendition wire",
+                           "--rendition ball",
+                           "--rendition ellipsoid",
+                           "--rendition pipes",
+                           "--look dark",
+                           "--look light",
+                           "--look classic",
+                           "--look classic --rendition ball",
+                           "--cell --rotate 20,30,40",
+                           "--packing",
+                           "--frames stereo",
+                           "--frames axes --trim",
+                           "--black-white",
+                           "--journal single-column",
+                           "--peaks on --rendition wire",
+                           "--commands grow;clip=1,-1",
+                           "--commands grow;depth-cue=90 --rendition ball",
+                           "--size 100 --resolution 300",
+                           "--background black",
+                           "--commands select=$C;invert-selection --rendition pipes"})
+    for (const char* format : {"svg", "eps"})
+      lines.push_back(std::string("--labels off --picture - --format ") + format + " " + more);
+  Keep("figures", {"azathiop.res", "whewell.res", "dolomite.res"}, lines);
+  Keep("figures", {"oligomer.res", "whewell.res"}, {"--labels off --commands density --picture - --format svg"});
+}
+
+}  // namespace
+}  // namespace marvik
