@@ -3,36 +3,20 @@
 #include <algorithm>
 #include <ctime>
 #include <gtest/gtest.h>
+#include <map>
 #include <set>
 
 #include "base/files.h"
+#include "crystal/symmetry.h"
 #include "files/cif/cif_text.h"
 
 #include "cif_cases.h"
+#include "support/kept_outputs.h"
 #include "support/test_files.h"
 
 namespace marvik::test {
 
 namespace {
-
-std::set<std::string> Tests(const std::vector<Finding>& findings) {
-  std::set<std::string> tests;
-  for (const Finding& finding : findings) tests.insert(finding.test);
-  return tests;
-}
-
-// The text with one piece in the place of another; in front of all of it where there is nothing to replace.
-std::string Changed(const std::string& text, std::string_view what, std::string_view by) {
-  std::string result = text;
-  const size_t at = what.empty() ? text.find('\n') + 1 : text.find(what);
-  EXPECT_NE(at, std::string::npos) << what;
-  return at == std::string::npos ? result : result.replace(at, what.size(), by);
-}
-
-std::string Changed(const std::string& text, const CifCase& one) {
-  const std::string changed = Changed(text, one.what, one.by);
-  return *one.what2 ? Changed(changed, one.what2, one.by2) : changed;
-}
 
 std::set<std::string>& Shown() {
   static std::set<std::string> shown;
@@ -44,6 +28,9 @@ void ExpectShown(const std::string& rule, const std::string& wrong, const std::s
                  const std::string& list = {}) {
   Shown().insert(rule);
   const auto findings = CheckCif(wrong, list);
+  const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name() + (" " + rule);
+  static std::map<std::string, int> times;
+  ExpectKept("findings", name + " " + std::to_string(++times[name]), FindingsAsText(findings));
   EXPECT_TRUE(Tests(findings).contains(rule)) << rule << "\n" << FindingsAsText(findings);
   EXPECT_FALSE(Tests(CheckCif(right, list)).contains(rule)) << rule << " in the correct file";
 }
@@ -54,12 +41,12 @@ TEST(CheckCif, ACorrectFileHasNothingSerious) {
 }
 
 TEST(CheckCif, EachRuleOfItemsFindsItsFault) {
-  for (const CifCase& one : kItemCases) ExpectShown(one.rule, Changed(Acetamide(), one), Acetamide());
+  for (const CifCase& one : CasesOf("items")) ExpectShown(one.rule, Changed(Acetamide(), one), Acetamide());
 }
 
 TEST(CheckCif, EachRuleOfHandFindsItsFault) {
   const std::string base = Chiral();
-  for (const CifCase& one : kChiralCases) ExpectShown(one.rule, Changed(base, one), base);
+  for (const CifCase& one : CasesOf("hand")) ExpectShown(one.rule, Changed(base, one), base);
 }
 
 TEST(CheckCif, EachRuleOfTheModelFindsItsFault) {
@@ -69,6 +56,14 @@ TEST(CheckCif, EachRuleOfTheModelFindsItsFault) {
       const std::string rule = std::string("bond-") + one.kind + (longer ? "-long" : "-short");
       ExpectShown(rule, Molecule(one.Atoms(longer ? one.tooLong : one.tooShort)), Molecule(one.Atoms(one.usual)));
     }
+  }
+}
+
+TEST(CheckCif, OperatorsOfEveryCentringMakeAGroup) {
+  for (int lattice = 1; lattice <= 7; ++lattice) {
+    std::string text = "data_centred\n" + CellLines("7 7 7 90 90 90") + Loop("space_group", "symop_operation_xyz");
+    for (const auto& op : ListOperators(-lattice, {"-x,-y,-z"})) text += "'" + OperatorText(Wrapped(op)) + "'\n";
+    EXPECT_FALSE(Tests(CheckCif(text)).contains("operators-no-group")) << lattice;
   }
 }
 
@@ -102,7 +97,7 @@ TEST(CheckCif, ListedGeometryIsComparedWithTheCoordinates) {
 
 TEST(CheckCif, EmbeddedInstructionsAreLookedAt) {
   const std::string base = Embedded("");
-  for (const CifCase& one : kInstructionCases) ExpectShown(one.rule, Embedded(one.by), base);
+  for (const CifCase& one : CasesOf("instructions")) ExpectShown(one.rule, Embedded(one.by), base);
   ExpectShown("embedded-instructions", Acetamide(), base);
   ExpectShown("embedded-reflections", Acetamide(), base);
   ExpectShown("line-long", Changed(base, "", "#" + std::string(3000, 'x') + "\n"), base);

@@ -1,8 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "check/finding.h"
 
 // Small structures, and what is changed in them so that a rule finds it.
 namespace marvik::test {
@@ -12,21 +16,23 @@ const std::string& Acetamide();
 // The same in P 21, without the centre.
 std::string Chiral();
 
+// The rules that found something.
+std::set<std::string> Tests(const std::vector<Finding>& findings);
+// The text with one piece in the place of another; at the end of its first line where there is nothing to replace.
+std::string Changed(const std::string& text, std::string_view what, std::string_view by);
+
 // Lines of a cell, "a b c alpha beta gamma".
 std::string CellLines(const std::string& cell);
 // The head of a loop over items of a category, blank-separated.
 std::string Loop(const std::string& category, const std::string& items);
 
 struct CifCase {
-  const char* rule;
-  const char* what;  // in the base; "" puts the other in front
-  std::string by;
-  const char* what2 = "";  // and in the result of that
-  const char* by2 = "";
+  std::string rule, what, by;  // `what` is in the base; "" puts the other in front
+  std::string what2, by2;      // and in the result of that
 };
-extern const std::vector<CifCase> kItemCases;
-extern const std::vector<CifCase> kChiralCases;
-extern const std::vector<CifCase> kInstructionCases;
+std::string Changed(const std::string& text, const CifCase& one);
+// Those of the file NAME.tsv beside this one.
+std::vector<CifCase> CasesOf(const std::string& name);
 
 // "C1 0 0 0; O1 1.2 0 0" in Å, in a cubic cell of 20 Å in P 1. Behind the place may stand U, occupancy, group.
 std::string Molecule(const std::string& atoms);

@@ -72,24 +72,6 @@ std::string Embedded(const std::string& instruction) {
          Loop("atom_site", "label fract_x fract_y fract_z") + "C1 0.1 0.2 0.3\nC2 0.31 0.22 0.27\n";
 }
 
-const std::vector<CifCase> kInstructionCases = {
-    {"instructions-afix1", "", "AFIX 1"},
-    {"instructions-eadp", "", "EADP C1 C2"},
-    {"instructions-dfix", "", "DFIX 1.5 C1 C2"},
-    {"instructions-dang", "", "DANG 2.5 C1 C2"},
-    {"instructions-flat", "", "FLAT C1 C2"},
-    {"instructions-same", "", "SAME C1 C2"},
-    {"instructions-sadi", "", "SADI C1 C2 C1 C2"},
-    {"instructions-delu", "", "DELU C1 C2"},
-    {"instructions-simu", "", "SIMU C1 C2"},
-    {"instructions-chiv", "", "CHIV C1"},
-    {"instructions-isor", "", "ISOR C1"},
-    {"instructions-damp", "", "DAMP 100"},
-    {"instructions-omit", "", "OMIT 1 1 1"},
-    {"instructions-solvent", "", "SWAT 0.1 2"},
-    {"embedded-mask", "", "ABIN"},
-};
-
 // P -1 with one carbon; the figures are those of the list below.
 std::string WithFigures() {
   return "data_figures\n" + CellLines("5.0 6.0 7.0 90 95 90") +

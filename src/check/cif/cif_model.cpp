@@ -54,31 +54,19 @@ std::string RadiationOf(const CifModel& model) {
 // none.
 std::optional<SpaceGroup> GroupOfOperators(const std::vector<std::string>& texts) {
   std::vector<std::string> others;
-  std::vector<std::array<double, 3>> centring;
+  std::vector<std::array<int, 3>> centring;
   for (const std::string& one : texts) {
     const auto op = ParseOperator(one);
     if (!op) continue;
-    if (op->r == SymmetryOperator{}.r) {
-      const Fractional t = op->Apply({});
-      if (Length(t) > 0.01) centring.push_back({t.x, t.y, t.z});
-    } else {
+    if (op->r != SymmetryOperator{}.r) {
       others.push_back(one);
+    } else if (op->t != SymmetryOperator{}.t) {
+      centring.push_back(op->t);
     }
   }
-  const auto has = [&](double x, double y, double z) {
-    return std::ranges::any_of(centring, [&](const auto& t) {
-      return std::fabs(t[0] - x) + std::fabs(t[1] - y) + std::fabs(t[2] - z) < 0.02;
-    });
-  };
-  const double third = 1.0 / 3;
-  const int lattice = centring.empty()               ? 1
-                      : centring.size() == 3         ? 4
-                      : has(0.5, 0.5, 0.5)           ? 2
-                      : has(2 * third, third, third) ? 3
-                      : has(0.0, 0.5, 0.5)           ? 5
-                      : has(0.5, 0.0, 0.5)           ? 6
-                      : has(0.5, 0.5, 0.0)           ? 7
-                                                     : 1;
+  int lattice = 1;
+  while (!std::ranges::is_permutation(CentringTranslations(lattice), centring))
+    if (++lattice > 7) return {};
   std::string problem;
   auto group = MakeSpaceGroup(-lattice, ListOperators(-lattice, others), problem);
   if (!group || group->all.size() != texts.size()) return {};
