@@ -1,6 +1,7 @@
 #include "app/cli/command_line.h"
 
 #include <algorithm>
+#include <iterator>
 #include <regex>
 
 #include "app/command_line_fixture.h"
@@ -18,36 +19,56 @@ class CommandLineTest : public test::CommandLineRuns {
 };
 
 TEST_F(CommandLineTest, WrongUsageIsStatusTwo) {
-  const std::vector<std::vector<std::string>> wrong = {
-      {},
-      {"--write"},
-      {"--write", "a.ins"},
-      {"--write", "a.ins", "b.res", "c.res"},
-      {"--write", "-", file},
-      {"--write", "-", "--format", "png", file},
-      {"--picture", "-", "--format", "ins", file},
-      {"--report", "atom", file},
-      {"--report", "atoms", "--write", "a.ins", file},
-      {"--picture", "a.png", "--size", "0", file},
-      {"--picture", "a.png", "--size", "1e9", file},
-      {"--picture", "a.png", "--rotate", "1,2", file},
-      {"--picture", "a.png", "--rotate", "1,2,x", file},
-      {"--picture", "a.png", "--rendition", "balls", file},
-      {"--picture", "a.png", "--labels", file},
-      {"--picture", "a.png", "--resolution", "0", file},
-      {"--picture", "a.png", "--background", "red", file},
-      {"--picture", "a.png", "--layers", "0", file},
-      {"--picture", "a.png", "--renderer", "paint", file},
-      {"--commands", "12;x=1", file},
-      {"--nonsense", file},
-      {"--yes", file},
+  const std::string batched = "--jobs, --time-limit, --results and --shard belong to --batch";
+  const std::string frames = "--label-report tells of a picture with one frame";
+  const std::string sheet = "A sheet of several structures has one frame of each";
+  const std::pair<const char*, std::string> wrong[] = {
+      {"", "nothing to do"},
+      {"--write", "--write needs a value"},
+      {"--write a.ins", "The name of a FILE to read is missing"},
+      {"--write a.ins b.res c.res", "Only one FILE can be given"},
+      {"--write - f.res", "Standard output needs --format"},
+      {"--write - --format png f.res", "There is no format png for this task"},
+      {"--picture - --format ins f.res", "There is no format ins for this task"},
+      {"--report atom f.res", "--report takes one of atoms|bonds"},
+      {"--report atoms --write a.ins f.res", "--report cannot go together with another task"},
+      {"--report atoms --recipe r f.res", "--recipe belongs to --picture"},
+      {"--report atoms --style s f.res", "--style belongs to --picture"},
+      {"--report atoms --fields f.res", "--fields belongs to --list-commands"},
+      {"--report atoms --jobs 2 f.res", batched},
+      {"--report atoms --results l f.res", batched},
+      {"--batch l --report atoms f.res", "--batch takes its files from the list, not from f.res"},
+      {"--batch l --edit x", "--batch needs something to do with each file"},
+      {"--batch l --write a.res", "With --batch the name of OUT holds {name}"},
+      {"--batch l --picture {name}.svg f.res g.res", "Only one FILE can be given"},
+      {"--picture a.png --size 0 f.res", "--size takes a number of pixels"},
+      {"--picture a.png --size 1e9 f.res", "--size takes a number of pixels"},
+      {"--picture a.png --rotate 1,2 f.res", "--rotate takes three angles"},
+      {"--picture a.png --rotate 1,2,x f.res", "--rotate takes three angles"},
+      {"--picture a.png --rendition balls f.res", "--rendition takes one of wire|ball"},
+      {"--picture a.png --labels f.res", "--labels takes one of on|off, not f.res"},
+      {"--picture a.png --resolution 0 f.res", "--resolution takes dots per inch"},
+      {"--picture a.png --background red f.res", "--background takes one of"},
+      {"--picture a.png --layers 0 f.res", "--layers takes a whole number"},
+      {"--picture a.svg --label-report l --frames stereo f.res", frames},
+      {"--picture a.svg --label-report l --packing f.res", frames},
+      {"--picture a.svg --label-report l f.res g.res", frames},
+      {"--picture a.svg --frames axes f.res g.res", sheet},
+      {"--picture a.svg --packing f.res g.res", sheet},
+      {"--commands 12;x=1 f.res", "--commands: \"x=1\" does not begin"},
+      {"--nonsense f.res", "There is no option --nonsense"},
+      {"--yes f.res", "nothing to do"},
   };
-  for (const auto& words : wrong) {
-    std::string line;
-    for (const std::string& word : words) line += word + " ";
-    EXPECT_EQ(Run(words), 2) << line;
+  for (const auto& [line, sentence] : wrong) {
+    std::istringstream words(line);
+    EXPECT_EQ(Run({std::istream_iterator<std::string>(words), {}}), 2) << line;
+    EXPECT_TRUE(err.str().starts_with("marvik: " + sentence)) << line << '\n' << err.str();
     EXPECT_EQ(ErrorLines(), 1u) << line;
     EXPECT_EQ(out.str(), "");
+  }
+  for (const char* line : {"--picture a.svg --label-report l f.res", "--batch l --picture {name}.svg --jobs 2"}) {
+    std::istringstream words(line);
+    EXPECT_EQ(ParseCommandLine({std::istream_iterator<std::string>(words), {}}).error, "") << line;
   }
 }
 

@@ -109,8 +109,9 @@ TEST(EllipsoidAxes, GivesARightHandedFrameAndTellsBadTensors) {
   }
   const DisplacementEllipsoid negative = EllipsoidAxes(Mat3::Diagonal(0.04, -0.09, 0.01));
   EXPECT_NEAR(negative.lengths[0], 0.3, 1e-15);
-  // Flat to rounding: a zero eigenvalue that came out as 1e-18.
-  EXPECT_FALSE(EllipsoidAxes(Mat3::Diagonal(0.04, 0.05, 1e-18)).positiveDefinite);
+  // Flat to rounding: a zero eigenvalue that came out as something.
+  for (const double scale : {1e-3, 1.0, 1e3})
+    EXPECT_FALSE(EllipsoidAxes(Mat3::Diagonal(40 * scale, 50 * scale, 4e-9 * scale)).positiveDefinite);
 }
 
 TEST(ProbabilityScale, IsTheChiSquareQuantileWithThreeDegreesOfFreedom) {

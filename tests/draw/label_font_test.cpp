@@ -57,6 +57,7 @@ TEST(LabelFont, BuiltInLettersAreThereWhenNoFaceIs) {
     font.SetPixels(31.0);
     EXPECT_EQ(font.GlyphOf(U'1').height, 21);
     EXPECT_DOUBLE_EQ(font.Width("C12"), 54.0);
+    EXPECT_DOUBLE_EQ(font.Ascent(), 24.0);
   }
   std::remove(path.c_str());
 }

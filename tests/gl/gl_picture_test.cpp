@@ -50,8 +50,8 @@ void AddMolecule(GlStage& stage) {
   stage.view.RotateView(-35, {1, 0, 0}, true);
 }
 
-// The quick way cuts the shifts to whole samples; that is all that may differ. 700 pixels are four tiles, so the seams
-// are looked at too.
+// The quick way cuts the shifts to whole samples; that is all that may differ. 818 pixels are nine tiles and would
+// be four without their margins, so the seams are looked at too.
 TEST(GlPicture, LayersOutOfOnePictureLookLikeLayersDrawnOneByOne) {
   struct Case {
     int mode;
@@ -66,7 +66,7 @@ TEST(GlPicture, LayersOutOfOnePictureLookLikeLayersDrawnOneByOne) {
     AddMolecule(stage);
     stage.options.mode = look.mode;
     stage.options.colour = look.colour;
-    const int size = look.colour ? 700 : 300;
+    const int size = look.colour ? 818 : 300;
     const Image quick = stage.Picture(size);
     stage.options.antiAlias = false;
     const Image plain = stage.Picture(size);

@@ -1,6 +1,7 @@
 #include "model/coded_values.h"
 
 #include <gtest/gtest.h>
+#include <tuple>
 
 #include "support/structures.h"
 
@@ -32,6 +33,18 @@ TEST(CodedValues, DecodeWhatIsCodedAndLeaveTheRest) {
   EXPECT_EQ(DecodedOccupancy(*atom, document.instructions), 0.75);
   for (const double u : {-0.5, -5.0, 0.05, -0.01}) EXPECT_FALSE(IsRidingU(u)) << u;
   for (const double u : {-1.2, -0.51, -4.9}) EXPECT_TRUE(IsRidingU(u)) << u;
+}
+
+TEST(StandAs, TakesWhatTellsWhereAnAtomBelongs) {
+  AtomRecord other, atom;
+  other.part = -2, other.partHasOccupancy = 1, other.partOccupancy = 21.0f, other.residue = 3, other.mole = 4;
+  other.occupancy = 10.5, other.codedValues[kCodedOccupancy] = 31.0;
+  StandAs(atom, other);
+  const auto belonging = [](const AtomRecord& a) {
+    return std::tuple(a.part, a.partHasOccupancy, a.partOccupancy, a.residue, a.mole, a.occupancy,
+                      a.codedValues[kCodedOccupancy]);
+  };
+  EXPECT_EQ(belonging(atom), belonging(other));
 }
 
 TEST(SourceLayout, GivesLinesAsText) {

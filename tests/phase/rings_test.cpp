@@ -78,6 +78,16 @@ TEST_F(Rings, OneAboutACentreOfSymmetryComesInNegativeParts) {
   }
 }
 
+TEST_F(Rings, OneAnywhereLiesAmidItsHighestPoints) {
+  const auto first = Ring({1.9, 8.0, 7.5}, kDown, 0.0, 0.62),
+             second = Ring({1.9, 8.0, 7.5}, {0.9, 0.5, 0.4}, 25.0, 0.38);
+  std::vector<Atom> peaks = Ring({1.9, 8.0, 7.5}, {0.5, 0.1, 0.7}, 12.0, 0.7);
+  peaks.erase(peaks.begin() + 1);  // fluorine
+  Start(Joined(Joined(Rest(), first), second), Joined(Rest(), peaks));
+  ASSERT_TRUE(Fit());
+  EXPECT_EQ(Found(Joined(first, second)), 14u);
+}
+
 TEST_F(Rings, NothingIsPutInThePlaceOfWhatFitsOrIsNoRing) {
   const auto ring = Ring({1.9, 8.0, 7.5}, kDown, 0.0, 1.0);
   Start(Joined(Rest(), ring), Joined(Rest(), ring));

@@ -248,10 +248,11 @@ TEST(Blocks, HoldTheAtomsOfOtherCycles) {
     const double start = model.sites[1].x.x;
     Job job = PlainJob(1);
     job.conjugateGradients = gradients;
-    job.commands = {ParseInstruction("BLOC 1 -1 X1"), ParseInstruction("BLOC 2 -2 X2")};
+    job.commands = {ParseInstruction("BLOC 1 -1 X1"), ParseInstruction("BLOC 2 -1 X2")};
     RefineModel(model, o, job);
     EXPECT_NE(model.sites[0].x.x, start);
     EXPECT_DOUBLE_EQ(model.sites[1].x.x, start) << "X2 has its turn in the second cycle";
+    EXPECT_NE(model.sites[1].u[0], truth.sites[1].u[0]) << "and its displacements in the first";
     EXPECT_NE(model.sites[2].x.x, truth.sites[2].x.x + 0.002) << "what no BLOC names always moves";
     job.cycles = 15;
     RefineModel(model, o, job);

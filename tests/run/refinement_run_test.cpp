@@ -162,14 +162,16 @@ TEST_F(Run, AProgramThatGoesOnAfterTheWordIsWaitedForAndEnded) {
 
 TEST_F(Run, SaysWhyItCannotStart) {
   Put("script", "#!/bin/sh\necho finished\n");
-  for (const std::string& program : {folder + "none", folder + "script"}) {
+  for (const std::string& program : {folder + "none", folder + "script", std::string(test::kFakeRefinement)}) {
     ChildCommand command = CommandFor("job");
     command.program = program;
+    if (program == test::kFakeRefinement) command.outputFile = folder + "none/out";
     RefinementRun run(child, command, {});
     EXPECT_EQ(RunToEnd(run, messages, stop), RunState::NotStarted);
     EXPECT_EQ(run.Result(), 2);
   }
-  ASSERT_EQ(messages.shown.size(), 2u);
+  ASSERT_EQ(messages.shown.size(), 3u);
+  EXPECT_EQ(messages.shown[2].text, "No such file or directory");
   EXPECT_EQ(messages.shown[0].caption, "Could Not Create Child Process");
   EXPECT_EQ(messages.shown[0].text, "No such file or directory");
   EXPECT_EQ(messages.shown[1].text, "Permission denied");

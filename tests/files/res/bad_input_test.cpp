@@ -48,7 +48,7 @@ const std::string kSample =
 TEST(BadInput, WhatIsNoInstructionFileIsRefused) {
   for (const char* text :
        {"", "\n\n", "TITL only a title\nREM a = b\n", "C1 1 0.1 0.2 0.3\n", "data_x\n_cell_length_a 5\n",
-        "CELL\nC1 1 0 0 0\n", "CELL a b c d e f g\n", "CELL 1.54 10 10 30 90 90\n"})
+        "CELL\nC1 1 0 0 0\n", "CELL a b c d e f g\n", "CELL 1.54 10 10 30 90 90\n", "CELL 2.54 10 10 20 90 90\n"})
     EXPECT_FALSE(Reads(text)) << text;
   for (const char* cell : {"0 10 10 90 90 90", "10 -1 10 90 90 90", "10 10 10 0 90 90", "10 10 10 90 180 90",
                            "10 10 10 20 20 90", "1e308 10 10 90 90 nan", "10 10 10 90 90 -5"})
