@@ -134,6 +134,7 @@ TEST_F(Split, WhatCannotComeApartIsRefusedWithASentence) {
                                                           {"Q1", "is a peak"},
                                                           {"O1 about=C1 parts=3", "two"},
                                                           {"O1 fvar=9", "next new one is number 3"},
+                                                          {"O1 fvar=2 fvar=2", "given twice"},
                                                           {"O1 to=C1", "is no peak"},
                                                           {"O1 way=rotation", "axis"},
                                                           {"O1 distances=many", "sadi|same|none"}};

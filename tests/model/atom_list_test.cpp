@@ -163,8 +163,9 @@ TEST_F(AtomListTest, KillAllFreesOneKindOfRecordAndKeepsTheOther) {
   const AtomList copy = list_;  // nothing may refer to what is gone
   EXPECT_EQ(FaultsOf(copy), "");
   list_.selection.Append(Add("N1"));
+  list_.displaySubset.Append(list_.head);
   list_.DestroyAll();
-  EXPECT_TRUE(list_.selection.Empty());
+  EXPECT_TRUE(list_.selection.Empty() && list_.displaySubset.Empty());
   EXPECT_EQ(list_.RecordCount(), 0u);
   EXPECT_EQ(FaultsOf(list_), "");
 }

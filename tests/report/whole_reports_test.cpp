@@ -263,8 +263,8 @@ TEST_F(WholeReports, OfHandsAndAtoms) {
 
 TEST(FigureOfMerit, IsTheLastThatTheRemarksTell) {
   Document document;
-  document.instructions.droppedRemarks = {"REM R1 = 0.5 for all", "REM xR1 = 0.7",      "REM wR2 =",
-                                          "REM R1 =  0.0364 for", "REM GooF = S = 1.1", "REM GooF = none"};
+  document.instructions.droppedRemarks = {"REM R1 = 0.5 for all", "REM R1 =  0.0364 for", "REM xR1 = 0.7", "REM wR2 =",
+                                          "REM GooF = S = 1.1",   "REM GooF = none"};
   EXPECT_EQ(FigureOfMerit(document, "R1 ="), 0.0364);
   EXPECT_EQ(FigureOfMerit(document, "wR2 ="), std::nullopt);
   EXPECT_EQ(FigureOfMerit(document, "GooF ="), 1.1);
