@@ -247,6 +247,24 @@ TEST_F(CifTest, CarriesTheMaskAndTellsTheHand) {
   EXPECT_EQ(files["res"], Read("c.res"));
 }
 
+TEST_F(CifTest, FlagsTellWhatHoldsAnAtom) {
+  const std::string ins =
+      "TITL f\nCELL 0.71073 7 8 9 90 90 90\nZERR 2 0.001 0.001 0.001 0 0 0\nLATT 1\nSFAC C H O\nUNIT 8 2 4\nL.S. 2\n"
+      "ACTA\nDFIX 1.4 C2 O1\nSIMU C2 C3\nWGHT 0.1\nFVAR 1 0.6\nO2 3 0 0 0 10.5 0.03 0.04 0.05 0.001 0.002 0.003\n"
+      "C2 1 0.3 0.3 0.3 11 0.03\nO1 3 0.5 0.3 0.3 11 0.04\nC3 1 0.3 0.475 0.3 11 0.03\nAFIX 43\n"
+      "H3 2 0.3 0.58 0.35 11 -1.2\nAFIX 0\nPART 1 21\nC4 1 0.2 0.6 0.2 21 0.03\nPART 2 -21\n"
+      "C5 1 0.2 0.65 0.25 -21 0.03\nPART 0\nC6 1 0.8 0.7 0.6 11 0.03\nHKLF 4\nEND\n";
+  Simulate("f", ins, 0.7);
+  Write("f.ins", ins);
+  RunAndRead("f");
+  std::string flags;
+  for (size_t i = 0; i < 8; ++i) {
+    for (const char* item : {"label", "refinement_flags_posn", "refinement_flags_adp", "refinement_flags_occupancy"})
+      flags += std::string(FindColumn(block_, {std::string("_atom_site_") + item})[i]) + " ";
+  }
+  EXPECT_EQ(flags, "O2 S T P C2 D U  O1 D   C3  U  H3 R U  C4   P C5   P C6    ");
+}
+
 TEST_F(CifTest, ChargesStandWhereTheyBalance) {
   resultsAreKept_ = true;
   const std::string head =
