@@ -51,6 +51,8 @@ TEST(CheckCif, EachRuleOfHandFindsItsFault) {
 
 TEST(CheckCif, EachRuleOfTheModelFindsItsFault) {
   for (const ModelCase& one : kModelCases) ExpectShown(one.rule, one.wrong, one.right);
+  for (const CifCase& one : CasesOf("molecules"))
+    ExpectShown(one.rule, Molecule(one.what), Molecule(one.by.empty() ? kFine : one.by));
   for (const LengthCase& one : kLengthCases) {
     for (const bool longer : {false, true}) {
       const std::string rule = std::string("bond-") + one.kind + (longer ? "-long" : "-short");

@@ -36,6 +36,7 @@ std::vector<CifCase> CasesOf(const std::string& name);
 
 // "C1 0 0 0; O1 1.2 0 0" in Å, in a cubic cell of 20 Å in P 1. Behind the place may stand U, occupancy, group.
 std::string Molecule(const std::string& atoms);
+inline const std::string kFine = "C1 0 0 0;H1 0.96 0 0;C2 6 0 0;H2 6.96 0 0";  // two bonds far from each other
 struct ModelCase {
   const char* rule;
   std::string wrong;
