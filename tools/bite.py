@@ -74,7 +74,7 @@ def failing(build, program, only="-*Speed*:*OnEveryRealFile"):
     """The first test that fails, "" for none; None when the program cannot be built."""
     if not run(["ninja", "-C", build, f"test_{program}"], 1800)[0]:
         return None
-    passed, printed = run([f"{build}/bin/test_{program}", f"--gtest_filter={only}", "--gtest_fail_fast"], 120)
+    passed, printed = run([f"{build}/bin/test_{program}", f"--gtest_filter={only}", "--gtest_fail_fast"], 240)
     if passed:
         return ""
     failed = re.search(r"^\[  FAILED  \] ([\w./]+)", printed, re.M)

@@ -18,19 +18,19 @@ class KeptOutputs : public test::CommandLineRuns {
     }
   }
   static std::string Name(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+  std::string OutcomeOf(const std::string& line, const std::string& file) {
+    std::istringstream words(line);
+    std::vector<std::string> all{std::istream_iterator<std::string>(words), {}};
+    all.push_back(folder / file);
+    const int status = Run(all);
+    std::string text = out.str() + err.str() + "status " + std::to_string(status);
+    for (size_t at = 0; (at = text.find(folder.path)) != text.npos;) text.erase(at, folder.path.size());
+    return text;
+  }
   // Each of the lines for each of the files.
   void Keep(const std::string& group, const std::vector<std::string>& files, const std::vector<std::string>& lines) {
-    for (const std::string& file : files) {
-      for (const std::string& line : lines) {
-        std::istringstream words(line);
-        std::vector<std::string> all{std::istream_iterator<std::string>(words), {}};
-        all.push_back(folder / file);
-        const int status = Run(all);
-        std::string text = out.str() + err.str() + "status " + std::to_string(status);
-        for (size_t at = 0; (at = text.find(folder.path)) != text.npos;) text.erase(at, folder.path.size());
-        test::ExpectKept(group, file + " " + line, text);
-      }
-    }
+    for (const std::string& file : files)
+      for (const std::string& line : lines) test::ExpectKept(group, file + " " + line, OutcomeOf(line, file));
   }
 };
 
@@ -72,6 +72,32 @@ TEST_F(KeptOutputs, OfFigures) {
       lines.push_back(std::string("--labels off --picture - --format ") + format + " " + more);
   Keep("figures", {"azathiop.res", "whewell.res", "dolomite.res"}, lines);
   Keep("figures", {"oligomer.res", "whewell.res"}, {"--labels off --commands density --picture - --format svg"});
+}
+
+TEST_F(KeptOutputs, OfRealFiles) {
+  std::vector<std::string> lines{"--lint --json",
+                                 "--check",
+                                 "--publication",
+                                 "--report-document - --template tables --format html",
+                                 "--report-document - --template experimental --format md",
+                                 "--layout standard --write - --format res",
+                                 "--write - --format pdb",
+                                 "--labels off --rendition ellipsoid --cell --picture - --format svg",
+                                 "--labels off --commands grow;show-hydrogen-bonds --picture - --format eps",
+                                 "--commands hydrogens --report atoms",
+                                 "--commands hybridize --report hybrid"};
+  for (const char* kind : {"atoms", "bonds", "angles", "torsions", "hydrogen-bonds", "contacts", "environment",
+                           "weighted-plane", "peaks", "chirality", "voids"})
+    lines.push_back(std::string("--json --report ") + kind);
+  for (const std::string& path : test::FilesBelow(test::RealDataFolder(), {"res", "ins", "cif"})) {
+    const std::string file = Name(path);
+    const std::string data = path.substr(0, path.size() - 3) + "hkl";
+    folder.Put(file, ReadWholeFile(path).content);
+    if (FileContent hkl = ReadWholeFile(data); hkl.opened) folder.Put(Name(data), hkl.content);
+    std::string all;
+    for (const std::string& line : lines) all += "== " + line + '\n' + OutcomeOf(line, file);
+    test::ExpectKept("real", file, all);
+  }
 }
 
 }  // namespace
