@@ -88,6 +88,7 @@ TEST_F(RecipeTest, LinesThatMakeNoSenseChangeNothing) {
     ASSERT_TRUE(reading.recipe);
     ASSERT_EQ(reading.skipped.size(), 1u) << line;
     EXPECT_LT(reading.skipped[0].size(), 70u);
+    EXPECT_EQ(std::ranges::count(reading.skipped[0], '?'), std::ranges::count(line, '\0')) << line;
     EXPECT_EQ(RecipeText(*reading.recipe), plain) << line;
   }
   EXPECT_EQ(RunCommand(bench, kApplyRecipeCommand, folder / "none"), Outcome::Failed);
