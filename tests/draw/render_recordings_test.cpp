@@ -8,6 +8,7 @@
 #include "draw/density/density_net.h"
 
 #include "render_helpers.h"
+#include "support/kept_outputs.h"
 
 namespace marvik::test {
 namespace {
@@ -110,24 +111,7 @@ TEST(Recordings, BondsInTheColoursOfTheirAtoms) {
   scene.document.atoms.selectedBonds.clear();
   // Pipes are three times as wide; each atom has its half, in strips the lighter the nearer to the light.
   scene.options.mode = kPipes;
-  EXPECT_EQ(scene.Draw(),
-            "clear #000000\n"
-            "ellipse 300 299 p 13.5 0 q 0 13.5 #4c4c4c\n"
-            "polygon 291.964 288.152, 305.464 278.152, 321.536 299.848, 308.036 309.848 #4c4c4c\n"
-            "ellipse 300 299 p 11.07 0 q 0 11.07 #7f7f7f\n"
-            "polygon 293.411 290.105, 306.911 280.105, 320.089 297.895, 306.589 307.895 #7f7f7f\n"
-            "ellipse 298.091 297.091 p 8.1 0 q 0 8.1 #a9a9a9\n"
-            "polygon 293.572 290.322, 307.072 280.322, 316.714 293.339, 303.214 303.339 #a9a9a9\n"
-            "ellipse 296.182 295.182 p 2.97 0 q 0 2.97 #d8d8d8\n"
-            "polygon 295.018 292.274, 308.518 282.274, 312.054 287.047, 298.554 297.047 #d8d8d8\n"
-            "ellipse 327 279 p 13.5 0 q 0 13.5 #510000\n"
-            "polygon 318.964 268.152, 305.464 278.152, 321.536 299.848, 335.036 289.848 #510000\n"
-            "ellipse 327 279 p 11.07 0 q 0 11.07 #870000\n"
-            "polygon 320.411 270.105, 306.911 280.105, 320.089 297.895, 333.589 287.895 #870000\n"
-            "ellipse 325.091 277.091 p 8.1 0 q 0 8.1 #b40000\n"
-            "polygon 320.572 270.322, 307.072 280.322, 316.714 293.339, 330.214 283.339 #b40000\n"
-            "ellipse 323.182 275.182 p 2.97 0 q 0 2.97 #dd8c8c\n"
-            "polygon 322.018 272.274, 308.518 282.274, 312.054 287.047, 325.554 277.047 #dd8c8c\n");
+  ExpectKept("recordings", "a pair of pipes", scene.Draw());
 }
 
 // Lines at right angles to the normals, 2.6 pixels apart where there is one set of them, from edge to edge of a ball of
@@ -210,31 +194,7 @@ TEST(Recordings, TheCellIsBrightWithinTheSlab) {
   scene.view.RotateView(30, {1, 2, 0}, true);
   scene.view.depthNear = -0.2;
   scene.view.depthFar = 0.1;
-  EXPECT_EQ(scene.Draw(),
-            "clear #000000\n"
-            "piece 297 299 303 299 #6a6abb w1\n"
-            "piece 300 296 300 302 #6a6abb w1\n"
-            "line 300 299 240.353 302.69 #ff3737 w1\n"
-            "line 240.353 302.69 203 305 #992121 w1\n"
-            "line 300 299 293 431 #00c800 w1\n"
-            "line 300 299 315.454 306.621 #6161ff w1\n"
-            "line 315.454 306.621 373 335 #3a3a99 w1\n"
-            "line 203 305 198.687 386.329 #666666 w1\n"
-            "line 198.687 386.329 196 437 #aaaaaa w1\n"
-            "line 203 305 276 341 #666666 w1\n"
-            "line 293 431 196 437 #aaaaaa w1\n"
-            "line 293 431 324.161 446.794 #aaaaaa w1\n"
-            "line 324.161 446.794 366 468 #666666 w1\n"
-            "line 373 335 276 341 #666666 w1\n"
-            "line 373 335 366 468 #666666 w1\n"
-            "line 196 437 202.029 440.056 #aaaaaa w1\n"
-            "line 202.029 440.056 269 474 #666666 w1\n"
-            "line 276 341 269 474 #666666 w1\n"
-            "line 366 468 269 474 #666666 w1\n"
-            "text 374.999 337.135 left #ffffff c\n"
-            "text 291.4 443 left #ffffff b\n"
-            "text 195.025 305.025 left #ffffff a\n"
-            "text 298.287 297 left #ffffff o\n");
+  ExpectKept("recordings", "a cell in a slab", scene.Draw());
 }
 
 // Thin lines of a net, the farther ones nearer to the colour of the ground, and its texts with their middle at the
