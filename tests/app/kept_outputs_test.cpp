@@ -18,12 +18,18 @@ class KeptOutputs : public test::CommandLineRuns {
     }
   }
   static std::string Name(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+  // "~" is a blank within a word, OUT a file whose content belongs to the outcome.
   std::string OutcomeOf(const std::string& line, const std::string& file) {
     std::istringstream words(line);
     std::vector<std::string> all{std::istream_iterator<std::string>(words), {}};
+    for (std::string& word : all) {
+      std::ranges::replace(word, '~', ' ');
+      if (const size_t at = word.find("OUT"); at != word.npos) word.replace(at, 3, folder / "OUT");
+    }
     all.push_back(folder / file);
     const int status = Run(all);
-    std::string text = out.str() + err.str() + "status " + std::to_string(status);
+    std::string text = out.str() + err.str() + "status " + std::to_string(status) + folder.Get("OUT");
+    std::filesystem::remove(folder / "OUT");
     for (size_t at = 0; (at = text.find(folder.path)) != text.npos;) text.erase(at, folder.path.size());
     return text;
   }
@@ -67,7 +73,11 @@ TEST_F(KeptOutputs, OfFigures) {
                            "--commands grow;depth-cue=90 --rendition ball",
                            "--size 100 --resolution 300",
                            "--background black",
-                           "--commands select=$C;invert-selection --rendition pipes"})
+                           "--commands select=$C;invert-selection --rendition pipes",
+                           "--commands figure=colour-by=u~probability=0.3~hydrogens=u --label-report OUT",
+                           "--commands grow;figure=mates=pale~bonds=tapered~polyhedra=Cu,C --rendition ball",
+                           "--commands figure=colour-by=charge~safe-colours=on;view-a;save-recipe=OUT",
+                           "--commands grow;figure=colour-by=occupancy~shadow=ambient~size=300;save-style=OUT"})
     for (const char* format : {"svg", "eps"})
       lines.push_back(std::string("--labels off --picture - --format ") + format + " " + more);
   Keep("figures", {"azathiop.res", "whewell.res", "dolomite.res"}, lines);
