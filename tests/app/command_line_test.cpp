@@ -247,10 +247,11 @@ TEST_F(CommandLineTest, ADocumentWithNothingInItIsNotWritten) {
   EXPECT_EQ(Run({"--report-document", folder / "out.md", "--template", bonds, cif}), 1);
   EXPECT_NE(err.str().find("lists nothing for the template"), std::string::npos) << err.str();
   EXPECT_EQ(folder.Get("out.md"), "");
-  EXPECT_EQ(
-      Run({"--report-document", folder / "out.md", "--template", folder.Put("cell.md", "{{_cell_length_a}}\n"), cif}),
-      0);
+  const std::string cell = folder.Put("cell.md", "{{_cell_length_a}}\n");
+  EXPECT_EQ(Run({"--report-document", folder / "out.md", "--template", cell, cif}), 0);
   EXPECT_EQ(folder.Get("out.md"), "8\n");
+  EXPECT_EQ(Run({"--report-document", folder / "out.pdf", "--template", cell, cif}), 0);
+  EXPECT_TRUE(folder.Get("out.pdf").starts_with("%PDF"));
 }
 
 TEST_F(CommandLineTest, DrawsPictures) {

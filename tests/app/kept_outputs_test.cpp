@@ -24,7 +24,8 @@ class KeptOutputs : public test::CommandLineRuns {
     std::vector<std::string> all{std::istream_iterator<std::string>(words), {}};
     for (std::string& word : all) {
       std::ranges::replace(word, '~', ' ');
-      if (const size_t at = word.find("OUT"); at != word.npos) word.replace(at, 3, folder / "OUT");
+      for (size_t at = 0; (at = word.find("OUT", at)) != word.npos; at += folder.path.size() + 1)
+        word.insert(at, folder.path);
     }
     all.push_back(folder / file);
     const int status = Run(all);
@@ -54,30 +55,31 @@ TEST_F(KeptOutputs, OfReportsAndFormats) {
 
 TEST_F(KeptOutputs, OfFigures) {
   std::vector<std::string> lines;
-  for (const char* more : {"--rendition wire",
-                           "--rendition ball",
-                           "--rendition ellipsoid",
-                           "--rendition pipes",
-                           "--look dark",
-                           "--look light",
-                           "--look classic",
-                           "--look classic --rendition ball",
-                           "--cell --rotate 20,30,40",
-                           "--packing",
-                           "--frames stereo",
-                           "--frames axes --trim",
-                           "--black-white",
-                           "--journal single-column",
-                           "--peaks on --rendition wire",
-                           "--commands grow;clip=1,-1",
-                           "--commands grow;depth-cue=90 --rendition ball",
-                           "--size 100 --resolution 300",
-                           "--background black",
-                           "--commands select=$C;invert-selection --rendition pipes",
-                           "--commands figure=colour-by=u~probability=0.3~hydrogens=u --label-report OUT",
-                           "--commands grow;figure=mates=pale~bonds=tapered~polyhedra=Cu,C --rendition ball",
-                           "--commands figure=colour-by=charge~safe-colours=on;view-a;save-recipe=OUT",
-                           "--commands grow;figure=colour-by=occupancy~shadow=ambient~size=300;save-style=OUT"})
+  for (const char* more :
+       {"--rendition wire",
+        "--rendition ball",
+        "--rendition ellipsoid",
+        "--rendition pipes",
+        "--look dark",
+        "--look light",
+        "--look classic",
+        "--look classic --rendition ball",
+        "--cell --rotate 20,30,40",
+        "--packing",
+        "--frames stereo",
+        "--frames axes --trim",
+        "--black-white",
+        "--journal single-column",
+        "--peaks on --rendition wire",
+        "--commands grow;clip=1,-1",
+        "--commands grow;depth-cue=90 --rendition ball",
+        "--size 100 --resolution 300",
+        "--background black",
+        "--commands select=$C;invert-selection --rendition pipes",
+        "--commands figure=colour-by=u~probability=0.3~hydrogens=u --label-report OUT",
+        "--commands grow;figure=mates=pale~bonds=tapered~polyhedra=Cu,C --rendition ball",
+        "--commands figure=colour-by=charge~safe-colours=on;view-a;save-recipe=OUT;reset-view;apply-recipe=OUT",
+        "--commands grow;figure=colour-by=occupancy~shadow=ambient~size=300;save-style=OUT"})
     for (const char* format : {"svg", "eps"})
       lines.push_back(std::string("--labels off --picture - --format ") + format + " " + more);
   Keep("figures", {"azathiop.res", "whewell.res", "dolomite.res"}, lines);

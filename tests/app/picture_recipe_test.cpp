@@ -91,6 +91,7 @@ TEST_F(RecipeTest, LinesThatMakeNoSenseChangeNothing) {
     EXPECT_EQ(std::ranges::count(reading.skipped[0], '?'), std::ranges::count(line, '\0')) << line;
     EXPECT_EQ(RecipeText(*reading.recipe), plain) << line;
   }
+  EXPECT_TRUE(ReadRecipe(std::string(kHead) + "rotation 0 0 1 1 0 0 0 1 0\n").skipped.empty());
   EXPECT_EQ(RunCommand(bench, kApplyRecipeCommand, folder / "none"), Outcome::Failed);
   EXPECT_EQ(RunCommand(bench, kApplyRecipeCommand, folder / "small.res"), Outcome::Failed);
   EXPECT_EQ(RunCommand(bench, kSaveRecipeCommand, folder / "no/such/r"), Outcome::Failed);

@@ -80,7 +80,7 @@ TEST_F(NamesTest, OneAtomByText) {
   EXPECT_EQ(FindAtomByText(document, "cb_12")->residue, 1);
   const AtomRecord* last = document.atoms.tail;
   EXPECT_EQ(FindAtomByText(document, test::Numbered("#", static_cast<int>(last->serial))), last);
-  for (const char* text : {"", "C", "C*", "#", "#0", "#-1", "#99999999999", "C1_"}) {
+  for (const char* text : {"", "C", "C*", "#", "#0", "#-1", "#99999999999", "#4294967297", "C1_"}) {
     EXPECT_EQ(FindAtomByText(document, text), nullptr) << text;
   }
 }
