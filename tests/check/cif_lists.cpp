@@ -150,6 +150,7 @@ const std::vector<ListFault> kListFaults = {
     {"reflections-r1", "gt 0.0608", "gt 0.2500", nullptr},
     {"reflections-wr2", "ref 0.1119", "ref 0.2600", nullptr},
     {"reflections-s", "ref 1.00", "ref 1.90", nullptr},
+    {"reflections-s", "", "", Each([](Reflection& r) { r.fo2 = 9.0 * r.fc2, r.su = 90.0; })},
     {"reflections-deviations", "", "", [](auto& list) { list[9].fo2 = list[9].fc2 + 50.0 * list[9].su; }},
     {"reflections-unit-s", "", "", Each([](Reflection& r) { r.su *= 0.01; })},
     {"reflections-cut", "", "", Each([](Reflection& r) { r.fo2 = std::max(r.fo2, 3.0 * r.su); })},
