@@ -233,8 +233,10 @@ TEST_F(EveryCommand, CanBeUndoneOnEveryExample) {
 // Each file gets a fifth of the commands, each command a fifth of the files.
 TEST_F(EveryCommand, OverRealFilesCanBeUndone) {
   if (test::RealDataFolder().empty()) GTEST_SKIP() << "MARVIK_REAL_DATA names no folder";
-  for (const std::string& path : test::FilesBelow(test::RealDataFolder(), {"res", "ins", "cif"})) {
-    if (kKeepsReal) all_ = "";
+  const auto files = test::FilesBelow(test::RealDataFolder(), {"res", "ins", "cif"});
+  const bool kept = kKeepsReal && test::AreKept(files);
+  for (const std::string& path : files) {
+    if (kept) all_ = "";
     RunAllOver(path, 5);
     if (all_) test::ExpectKept("real", path.substr(test::RealDataFolder().size()) + " commands", *all_);
   }

@@ -12,6 +12,8 @@
 #include "base/files.h"
 #include "base/numbers.h"
 
+#include "support/test_files.h"
+
 namespace marvik::test {
 
 namespace {
@@ -75,25 +77,36 @@ class Kept {
   std::map<std::string, std::string> marks_;
 };
 
-}  // namespace
-
-void ExpectKept(const std::string& group, const std::string& name, const std::string& output) {
+// Whether the output is what it was, or is kept now.
+bool IsKept(const std::string& group, const std::string& name, const std::string& output, std::string& before) {
   static std::map<std::string, Kept> groups;
   Kept& kept = groups.try_emplace(group, group).first->second;
+  before = kept[name];
   const Mark mark(output);
-  std::string& before = kept[name];
-  if (mark.Is(before)) return;
-  if (EnvironmentValue("MARVIK_KEEP_OUTPUTS")) {
-    before = mark.Text();
-    kept.Write();
-    return;
-  }
+  if (mark.Is(before)) return true;
+  if (!EnvironmentValue("MARVIK_KEEP_OUTPUTS")) return false;
+  kept[name] = mark.Text();
+  kept.Write();
+  return true;
+}
+
+}  // namespace
+
+bool AreKept(const std::vector<std::string>& realFiles) {
+  std::string names, before;
+  for (const std::string& path : realFiles) names += path.substr(RealDataFolder().size()) + '\n';
+  return IsKept("real", "files", names, before);
+}
+
+void ExpectKept(const std::string& group, const std::string& name, const std::string& output) {
+  std::string before;
+  if (IsKept(group, name, output, before)) return;
   std::string file = group + "-" + name + ".txt";
   std::ranges::replace(file, '/', '_');
   const std::string path = (std::filesystem::temp_directory_path() / ("marvik-" + file)).string();
   std::ofstream(path) << output;
-  ADD_FAILURE() << group << ", " << name << ": not what it was (" << mark.Text() << ", before " << before << "); see "
-                << path;
+  ADD_FAILURE() << group << ", " << name << ": not what it was (" << Mark(output).Text() << ", before " << before
+                << "); see " << path;
 }
 
 }  // namespace marvik::test
